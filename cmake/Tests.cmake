@@ -1,0 +1,28 @@
+# One program for all GoogleTest files, linked with the library's objects, and the small user's project.
+file(GLOB test_sources CONFIGURE_DEPENDS tests/*.cpp tests/support/*.cpp)
+if(have_library AND test_sources)
+    voripbase_find_opencv(imgcodecs)
+    find_package(GTest CONFIG REQUIRED)
+    add_executable(voripbase_tests ${test_sources})
+    target_link_libraries(voripbase_tests
+        PRIVATE voripbase_objects voripbase::opencv_imgcodecs GTest::gtest GTest::gtest_main)
+    if(TARGET vorip)
+        target_compile_definitions(voripbase_tests PRIVATE "VORIP_PROGRAM=\"$<TARGET_FILE:vorip>\"")
+        add_dependencies(voripbase_tests vorip)
+    endif()
+
+    set(registration "${PROJECT_BINARY_DIR}/voripbase_tests_$<CONFIG>.cmake")
+    file(GENERATE OUTPUT "${registration}" CONTENT
+        "set(VORIPBASE_TEST_PROGRAM [==[$<TARGET_FILE:voripbase_tests>]==])\ninclude([==[${PROJECT_SOURCE_DIR}/cmake/SuiteTests.cmake]==])\n")
+    file(WRITE "${PROJECT_BINARY_DIR}/voripbase_tests.cmake"
+        "if(NOT CTEST_CONFIGURATION_TYPE)\n    set(CTEST_CONFIGURATION_TYPE \"${CMAKE_BUILD_TYPE}\")\nendif()\n"
+        "include(\"${PROJECT_BINARY_DIR}/voripbase_tests_\${CTEST_CONFIGURATION_TYPE}.cmake\")\n")
+    set_property(DIRECTORY APPEND PROPERTY TEST_INCLUDE_FILES "${PROJECT_BINARY_DIR}/voripbase_tests.cmake")
+endif()
+
+if(have_library)
+    add_test(NAME consumer COMMAND "${CMAKE_COMMAND}"
+        "-DBUILD_DIR=${PROJECT_BINARY_DIR}" "-DSOURCE_DIR=${PROJECT_SOURCE_DIR}" "-DCONFIG=$<CONFIG>"
+        "-DGENERATOR=${CMAKE_GENERATOR}" "-DCXX=${CMAKE_CXX_COMPILER}" "-DCXX_FLAGS=${CMAKE_CXX_FLAGS}"
+        -P "${PROJECT_SOURCE_DIR}/tests/consumer/run.cmake")
+endif()
