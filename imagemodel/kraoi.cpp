@@ -1,0 +1,173 @@
+#include "imagemodel/kraoi.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace KrN {
+
+KrAOI::~KrAOI() = default;
+
+KrAOI::KrAOI(DeviceType type, const KrTSize<short>& size, void* pixels, std::uint32_t rowInc, const KrString& name)
+    : mDevType(type), mName(name) {
+    Attach(size, pixels, rowInc);
+}
+
+KrAOI::KrAOI(const KrAOI& other) : mDevType(other.mDevType) { *this = other; }
+
+KrAOI& KrAOI::operator=(const KrAOI& other) {
+    if (this == &other) return *this;
+    mPixels = other.mPixels;
+    mRowInc = other.mRowInc;
+    mName = other.mName;
+    mBufferSize = other.mBufferSize;
+    mRect = other.mRect;
+    if (other.mAdoptedInfo)
+        AdoptAOIInfo(std::make_unique<KrAOIInfo>(*other.mAdoptedInfo));
+    else
+        SetAOIInfo(other.mInfo);
+    return *this;
+}
+
+void KrAOI::Attach(const KrTSize<short>& size, void* pixels, std::uint32_t rowInc) {
+    if (size.cx < 0 || size.cy < 0) throw new KrException(L"The size of an image is negative");
+    mPixels = pixels;
+    mRowInc = rowInc;
+    mBufferSize = size;
+    mRect = {{0, 0}, size};
+}
+
+void KrAOI::SetAOIRect(const KrTRectangle<short>& rect) {
+    const auto inside = [](int origin, int size, int limit) {
+        return origin >= 0 && size >= 0 && origin + size <= limit;
+    };
+    if (!inside(rect.origin.x, rect.size.cx, mBufferSize.cx) || !inside(rect.origin.y, rect.size.cy, mBufferSize.cy))
+        throw new KrException(L"The area of interest does not lie inside its buffer");
+    mRect = rect;
+}
+
+void KrAOI::SetAOIInfo(KrAOIInfo* info) {
+    mInfo = info;
+    if (mAdoptedInfo.get() != info) mAdoptedInfo.reset();
+}
+
+void KrAOI::AdoptAOIInfo(std::unique_ptr<KrAOIInfo> info) {
+    mAdoptedInfo = std::move(info);
+    mInfo = mAdoptedInfo.get();
+}
+
+namespace {
+
+void CheckRow(const KrAOI& aoi, int row) {
+    if (row < 0 || row >= aoi.AOIHeight()) throw new KrException(L"The row does not lie inside the area of interest");
+}
+
+// Number of columns of the range; throws when they do not lie inside the view.
+std::size_t CheckColumns(const KrAOI& aoi, const KrColumnRange& columns) {
+    if (columns.last < columns.first) return 0;
+    if (columns.first < 0 || columns.last >= aoi.AOIWidth())
+        throw new KrException(L"The columns do not lie inside the area of interest");
+    return static_cast<std::size_t>(columns.last - columns.first + 1);
+}
+
+KrColumnRange AllColumns(const KrAOI& aoi) { return {0, static_cast<std::int16_t>(aoi.AOIWidth() - 1)}; }
+
+}  // namespace
+
+template <class T>
+KrTAOI<T>::KrTAOI(KrTAOI& parent, const KrTRectangle<short>& rect, const KrString& name)
+    : KrAOI(KrTPixel<T>::device, parent.GetBufferSize(), parent.mPixels, parent.mRowInc, name) {
+    SetAOIRect(rect);
+}
+
+template <class T>
+KrTAOI<T>::~KrTAOI() = default;
+
+template <class T>
+void KrTAOI<T>::ReadRow(int row, const KrColumnRange& columns, KrTBuf1D<T>& buffer) const {
+    CheckRow(*this, row);
+    const std::size_t count = CheckColumns(*this, columns);
+    if (buffer.Size() < count) buffer.Resize(count);
+    if (count == 0 || !mPixels) return;
+    std::memcpy(buffer.Data(), GetRowPointer(row) + columns.first, count * sizeof(T));
+}
+
+template <class T>
+void KrTAOI<T>::ReadRow(int row, KrTBuf1D<T>& buffer) const {
+    ReadRow(row, AllColumns(*this), buffer);
+}
+
+template <class T>
+void KrTAOI<T>::WriteRow(int row, const KrColumnRange& columns, const KrTBuf1D<T>& buffer) {
+    CheckRow(*this, row);
+    const std::size_t count = std::min(CheckColumns(*this, columns), buffer.Size());
+    if (count == 0 || !mPixels) return;
+    std::memcpy(GetRowPointer(row) + columns.first, buffer.Data(), count * sizeof(T));
+}
+
+template <class T>
+void KrTAOI<T>::WriteRow(int row, const KrTBuf1D<T>& buffer) {
+    WriteRow(row, AllColumns(*this), buffer);
+}
+
+template <class T>
+T KrTAOI<T>::ReadPixel(const KrTPoint<short>& p) const {
+    CheckRow(*this, p.y);
+    CheckColumns(*this, {p.x, p.x});
+    return mPixels ? *GetPointer(p) : T{};
+}
+
+template <class T>
+void KrTAOI<T>::WritePixel(const KrTPoint<short>& p, T value) {
+    CheckRow(*this, p.y);
+    CheckColumns(*this, {p.x, p.x});
+    if (mPixels) *GetPointer(p) = value;
+}
+
+template <class T>
+void KrTAOI<T>::ReadColumn(int column, KrTBuf1D<T>& buffer) const {
+    const KrColumnRange columns{static_cast<std::int16_t>(column), static_cast<std::int16_t>(column)};
+    if (buffer.Size() < static_cast<std::size_t>(AOIHeight())) buffer.Resize(static_cast<std::size_t>(AOIHeight()));
+    KrTBuf1D<T> pixel(1);
+    for (int y = 0; y < AOIHeight(); ++y) {
+        ReadRow(y, columns, pixel);
+        buffer[static_cast<std::size_t>(y)] = pixel[0];
+    }
+}
+
+template <class T>
+void KrTAOI<T>::WriteColumn(int column, const KrTBuf1D<T>& buffer) {
+    const KrColumnRange columns{static_cast<std::int16_t>(column), static_cast<std::int16_t>(column)};
+    const int count = static_cast<int>(std::min(buffer.Size(), static_cast<std::size_t>(AOIHeight())));
+    for (int y = 0; y < count; ++y) WriteRow(y, columns, KrTBuf1D<T>{buffer[static_cast<std::size_t>(y)]});
+}
+
+template <class T>
+void KrTAOI<T>::ReadImage(KrTBuf2D<T>& buffer) const {
+    const auto width = static_cast<std::size_t>(AOIWidth());
+    const auto height = static_cast<std::size_t>(AOIHeight());
+    if (buffer.Width() != width || buffer.Height() != height) buffer.Resize(width, height);
+    KrTBuf1D<T> line(width);
+    for (std::size_t y = 0; y < height; ++y) {
+        ReadRow(static_cast<int>(y), AllColumns(*this), line);
+        std::copy_n(line.Data(), width, buffer.Row(y));
+    }
+}
+
+template <class T>
+void KrTAOI<T>::WriteImage(const KrTBuf2D<T>& buffer) {
+    const std::size_t width = std::min(buffer.Width(), static_cast<std::size_t>(AOIWidth()));
+    const std::size_t height = std::min(buffer.Height(), static_cast<std::size_t>(AOIHeight()));
+    KrTBuf1D<T> line(width);
+    for (std::size_t y = 0; y < height; ++y) {
+        std::copy_n(buffer.Row(y), width, line.Data());
+        WriteRow(static_cast<int>(y), {0, static_cast<std::int16_t>(static_cast<int>(width) - 1)}, line);
+    }
+}
+
+template class KrTAOI<std::uint8_t>;
+template class KrTAOI<std::uint16_t>;
+template class KrTAOI<std::int32_t>;
+template class KrTAOI<float>;
+template class KrTAOI<double>;
+
+}  // namespace KrN

@@ -1,0 +1,93 @@
+#pragma once
+
+#include <cstddef>
+#include <initializer_list>
+#include <vector>
+
+namespace KrN {
+
+// Owning one-dimensional array of values: row buffers, kernels, table contents. New elements are 0.
+template <class T>
+class KrTBuf1D {
+public:
+    explicit KrTBuf1D(std::size_t count = 0) : mElems(count) {}
+    KrTBuf1D(std::initializer_list<T> elems) : mElems(elems) {}
+    KrTBuf1D(const KrTBuf1D&) = default;
+    KrTBuf1D& operator=(const KrTBuf1D&) = default;
+    virtual ~KrTBuf1D() = default;
+
+    std::size_t Size() const { return mElems.size(); }
+    void Resize(std::size_t count) { mElems.resize(count); }
+    T* Data() { return mElems.data(); }
+    const T* Data() const { return mElems.data(); }
+    T& operator[](std::size_t i) { return mElems[i]; }
+    const T& operator[](std::size_t i) const { return mElems[i]; }
+
+private:
+    std::vector<T> mElems;
+};
+
+// Owning two-dimensional array, rows contiguous and one behind the other. Resize gives zeroed elements.
+template <class T>
+class KrTBuf2D {
+public:
+    KrTBuf2D() = default;
+    KrTBuf2D(std::size_t width, std::size_t height) : mElems(width * height), mWidth(width), mHeight(height) {}
+    KrTBuf2D(const KrTBuf2D&) = default;
+    KrTBuf2D& operator=(const KrTBuf2D&) = default;
+    virtual ~KrTBuf2D() = default;
+
+    std::size_t Width() const { return mWidth; }
+    std::size_t Height() const { return mHeight; }
+    void Resize(std::size_t width, std::size_t height) {
+        mElems.assign(width * height, T{});
+        mWidth = width;
+        mHeight = height;
+    }
+    T* Row(std::size_t y) { return mElems.data() + y * mWidth; }
+    const T* Row(std::size_t y) const { return mElems.data() + y * mWidth; }
+    T& operator()(std::size_t x, std::size_t y) { return Row(y)[x]; }
+    const T& operator()(std::size_t x, std::size_t y) const { return Row(y)[x]; }
+
+private:
+    std::vector<T> mElems;
+    std::size_t mWidth = 0;
+    std::size_t mHeight = 0;
+};
+
+// Growable array.
+template <class T>
+class KrTMem {
+public:
+    std::size_t Size() const { return mElems.size(); }
+    void Resize(std::size_t count) { mElems.resize(count); }
+    void Reserve(std::size_t count) { mElems.reserve(count); }
+    void Clear() { mElems.clear(); }
+    void Free() { std::vector<T>().swap(mElems); }
+    void Add(const T& elem) { mElems.push_back(elem); }
+    T* Data() { return mElems.data(); }
+    const T* Data() const { return mElems.data(); }
+    T& operator[](std::size_t i) { return mElems[i]; }
+    const T& operator[](std::size_t i) const { return mElems[i]; }
+    auto begin() { return mElems.begin(); }
+    auto begin() const { return mElems.begin(); }
+    auto end() { return mElems.end(); }
+    auto end() const { return mElems.end(); }
+
+private:
+    std::vector<T> mElems;
+};
+
+// Growable array used as a stack: last in, first out.
+template <class T>
+class KrTBlockMem : public KrTMem<T> {
+public:
+    void Push(const T& elem) { this->Add(elem); }
+    T Pop() {
+        const T elem = (*this)[this->Size() - 1];
+        this->Resize(this->Size() - 1);
+        return elem;
+    }
+};
+
+}  // namespace KrN

@@ -1,0 +1,69 @@
+#pragma once
+
+#include <cstdint>
+
+namespace KrN {
+
+// Pixel-type code of an image. The gaps are unused.
+enum DeviceType {
+    eDev8 = 1,          // unsigned 8-bit
+    eDev16 = 4,         // unsigned 16-bit
+    eDev32 = 7,         // signed 32-bit
+    eDev32Float = 8,    // 32-bit IEEE float
+    eDev64Double = 10,  // 64-bit IEEE double
+};
+
+template <class T>
+struct KrTSize {
+    T cx{};
+    T cy{};
+    friend bool operator==(const KrTSize& a, const KrTSize& b) { return a.cx == b.cx && a.cy == b.cy; }
+    friend bool operator!=(const KrTSize& a, const KrTSize& b) { return !(a == b); }
+};
+
+template <class T>
+struct KrTPoint {
+    T x{};
+    T y{};
+    friend bool operator==(const KrTPoint& a, const KrTPoint& b) { return a.x == b.x && a.y == b.y; }
+    friend bool operator!=(const KrTPoint& a, const KrTPoint& b) { return !(a == b); }
+};
+
+template <class T>
+struct KrTRectangle {
+    KrTPoint<T> origin;
+    KrTSize<T> size;
+
+    KrTRectangle() = default;
+    KrTRectangle(const KrTPoint<T>& o, const KrTSize<T>& s) : origin(o), size(s) {}
+    KrTRectangle(T x, T y, T cx, T cy) : origin{x, y}, size{cx, cy} {}
+    friend bool operator==(const KrTRectangle& a, const KrTRectangle& b) {
+        return a.origin == b.origin && a.size == b.size;
+    }
+    friend bool operator!=(const KrTRectangle& a, const KrTRectangle& b) { return !(a == b); }
+};
+
+template <class T>
+struct KrTRange {
+    T lower{};
+    T upper{};
+};
+
+template <class T>
+struct KrTFloatRange {
+    T lower{};
+    T upper{};
+};
+
+// Columns first..last of a row, both inclusive; empty when last < first.
+struct KrColumnRange {
+    std::int16_t first = 0;
+    std::int16_t last = -1;
+};
+
+namespace KrMath {
+inline constexpr double Pi = 3.14159265358979323846;
+inline constexpr double TwoPi = 2.0 * Pi;
+}  // namespace KrMath
+
+}  // namespace KrN
