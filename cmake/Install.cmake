@@ -1,18 +1,27 @@
-# Public headers under include/voripbase, which is on the include path of the users; the CMake package beside the library.
+# The library, its public headers under include/voripbase, which is on the include path of users, and the CMake package.
 set(package_dir "${CMAKE_INSTALL_LIBDIR}/cmake/voripbase")
 
 install(TARGETS voripbase EXPORT voripbaseTargets)
 
-# Not public: how the library dispatches, walks rows and computes them.
-foreach(folder IN ITEMS imagemodel ipbase Core)
-    if(IS_DIRECTORY "${PROJECT_SOURCE_DIR}/${folder}")
-        install(DIRECTORY ${folder} DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/voripbase" FILES_MATCHING
-            PATTERN "*.h"
-            PATTERN "rows" EXCLUDE
-            PATTERN "ipDispatch.h" EXCLUDE
-            PATTERN "ipRows.h" EXCLUDE
-            PATTERN "*Internal.h" EXCLUDE)
+# A header is public when ipbase/voripbase.h reaches it; that file is the only list of them.
+set(pending ipbase/voripbase.h)
+set(public_headers)
+while(pending)
+    list(POP_FRONT pending header)
+    if(header IN_LIST public_headers OR NOT EXISTS "${PROJECT_SOURCE_DIR}/${header}")
+        continue()
     endif()
+    list(APPEND public_headers "${header}")
+    file(STRINGS "${PROJECT_SOURCE_DIR}/${header}" includes REGEX "^#[ ]*include [\"<](imagemodel|ipbase|Core)/")
+    foreach(line IN LISTS includes)
+        string(REGEX REPLACE "^#[ ]*include [\"<]([^\">]+).*" "\\1" include "${line}")
+        list(APPEND pending "${include}")
+    endforeach()
+endwhile()
+foreach(header IN LISTS public_headers)
+    set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS "${PROJECT_SOURCE_DIR}/${header}")
+    cmake_path(GET header PARENT_PATH folder)
+    install(FILES "${header}" DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/voripbase/${folder}")
 endforeach()
 
 install(EXPORT voripbaseTargets NAMESPACE voripbase:: DESTINATION "${package_dir}")
