@@ -1,0 +1,24 @@
+#pragma once
+
+#include <stdexcept>
+#include <string>
+
+namespace vorip {
+
+// What ends a command: one line for standard error and the exit code of the program.
+class Failure : public std::runtime_error {
+public:
+    Failure(int exitCode, const std::string& text) : std::runtime_error(text), mExitCode(exitCode) {}
+    int ExitCode() const { return mExitCode; }
+
+private:
+    int mExitCode;
+};
+
+inline constexpr int kExitCheckFailed = 1;
+inline constexpr int kExitBadInput = 2;
+
+// Input, options or an output folder that the program cannot work with.
+[[noreturn]] inline void Refuse(const std::string& text) { throw Failure(kExitBadInput, text); }
+
+}  // namespace vorip

@@ -1,0 +1,106 @@
+#include "tools/vorip/inputs.h"
+
+#include <cmath>
+#include <sstream>
+
+#include "tools/vorip/failure.h"
+#include "tools/vorip/picturefile.h"
+
+namespace vorip {
+namespace {
+
+constexpr double kTwoPi = KrN::KrMath::TwoPi;
+
+PhaseImage From16(const cv::Mat& file) {
+    PhaseImage phase{cv::Mat(file.size(), CV_8U), cv::Mat(file.size(), CV_32F), cv::Mat(file.size(), CV_8U, 255.0)};
+    constexpr auto radians = static_cast<float>(kTwoPi / 65536.0);
+    for (int y = 0; y < file.rows; ++y) {
+        const auto* in = file.ptr<std::uint16_t>(y);
+        auto* steps = phase.steps.ptr<std::uint8_t>(y);
+        auto* residual = phase.residual.ptr<float>(y);
+        for (int x = 0; x < file.cols; ++x) {
+            const int rounded = (in[x] + 128) >> 8;  // 256 is 0 again
+            steps[x] = static_cast<std::uint8_t>(rounded);
+            residual[x] = static_cast<float>(in[x] - rounded * 256) * radians;
+        }
+    }
+    return phase;
+}
+
+PhaseImage FromRadians(const cv::Mat& file) {
+    PhaseImage phase{cv::Mat(file.size(), CV_8U, 0.0), cv::Mat(file.size(), CV_32F, 0.0),
+                     cv::Mat(file.size(), CV_8U, 0.0)};
+    for (int y = 0; y < file.rows; ++y) {
+        const auto* in = file.ptr<float>(y);
+        for (int x = 0; x < file.cols; ++x) {
+            if (!std::isfinite(in[x])) continue;
+            const double periods = static_cast<double>(in[x]) / kTwoPi;
+            const double position = (periods - std::floor(periods)) * 256.0;
+            const double rounded = std::floor(position + 0.5);
+            phase.steps.at<std::uint8_t>(y, x) = static_cast<std::uint8_t>(static_cast<int>(rounded) & 255);
+            phase.residual.at<float>(y, x) = static_cast<float>((position - rounded) * (kTwoPi / 256.0));
+            phase.usable.at<std::uint8_t>(y, x) = 255;
+        }
+    }
+    return phase;
+}
+
+}  // namespace
+
+PhaseImage ReadPhase(const std::string& file) {
+    const cv::Mat image = ReadPicture(file);
+    switch (image.depth()) {
+        case CV_8U: return {image, cv::Mat(), cv::Mat(image.size(), CV_8U, 255.0)};
+        case CV_16U: return From16(image);
+        case CV_32F: return FromRadians(image);
+        default: Refuse(file + ": a phase is 8-bit, 16-bit or float, this is " + PixelTypeName(image));
+    }
+}
+
+cv::Mat ReadMask(const std::string& file) {
+    const cv::Mat image = ReadPicture(file);
+    if (image.depth() != CV_8U) Refuse(file + ": a mask is 8-bit, this is " + PixelTypeName(image));
+    return image >= 128;
+}
+
+cv::Mat ReadQuality(const std::string& file) {
+    cv::Mat image = ReadPicture(file);
+    if (image.depth() == CV_8U) return image;
+    if (image.depth() != CV_16U) Refuse(file + ": a quality is 8- or 16-bit, this is " + PixelTypeName(image));
+    cv::Mat upper(image.size(), CV_8U);
+    for (int y = 0; y < image.rows; ++y) {
+        const auto* in = image.ptr<std::uint16_t>(y);
+        auto* out = upper.ptr<std::uint8_t>(y);
+        for (int x = 0; x < image.cols; ++x) out[x] = static_cast<std::uint8_t>(in[x] >> 8);
+    }
+    return upper;
+}
+
+cv::Mat ToUnwrapMask(const cv::Mat& usable) {
+    const cv::Mat excluded = usable < 128;
+    return excluded & 128;
+}
+
+std::optional<std::vector<double>> ParseNumbers(const std::string& text) {
+    std::vector<double> numbers;
+    std::istringstream stream(text);
+    for (std::string part; std::getline(stream, part, ',');) {
+        std::istringstream field(part);
+        double number = 0;
+        if (!(field >> number) || !(field >> std::ws).eof() || !std::isfinite(number)) return std::nullopt;
+        numbers.push_back(number);
+    }
+    if (numbers.empty() || text.back() == ',') return std::nullopt;
+    return numbers;
+}
+
+std::optional<Pair<int>> ParsePoint(const std::string& text) {
+    const auto numbers = ParseNumbers(text);
+    if (!numbers || numbers->size() != 2) return std::nullopt;
+    for (const double n : *numbers) {
+        if (n != std::floor(n) || std::abs(n) > kMaxImageSide) return std::nullopt;
+    }
+    return Pair<int>{static_cast<int>((*numbers)[0]), static_cast<int>((*numbers)[1])};
+}
+
+}  // namespace vorip

@@ -1,0 +1,133 @@
+#include "tools/vorip/outputset.h"
+
+#include <fstream>
+#include <opencv2/imgcodecs.hpp>
+#include <random>
+
+#include "tools/vorip/failure.h"
+#include "tools/vorip/npy.h"
+
+namespace fs = std::filesystem;
+
+namespace vorip {
+namespace {
+
+constexpr int kPngCompression = 1;  // phase images hardly compress; a higher level costs seconds per picture
+
+std::vector<unsigned char> Encode(const std::string& name, const cv::Mat& image) {
+    const std::string type = fs::path(name).extension().string();
+    if (type == ".npy") return EncodeNpy(image);
+    std::vector<unsigned char> bytes;
+    if (!cv::imencode(type, image, bytes, {cv::IMWRITE_PNG_COMPRESSION, kPngCompression})) {
+        Refuse(name + ": cannot be encoded");
+    }
+    return bytes;
+}
+
+std::string UniqueName() {
+    std::random_device random;
+    return cv::format(".vorip-%08x", random());
+}
+
+// Outputs of one run and the places they go to; moves back what was moved unless all of them arrive.
+class Move {
+public:
+    Move(const fs::path& from, const fs::path& to) : mFrom(from), mTo(to), mReplaced(from / "replaced") {}
+
+    void Run() {
+        std::vector<fs::path> names;
+        for (const auto& entry : fs::directory_iterator(mFrom)) names.push_back(entry.path().filename());
+        for (const fs::path& name : names) {
+            if (fs::is_directory(mTo / name)) Refuse((mTo / name).string() + ": cannot be replaced, it is a folder");
+        }
+        fs::create_directory(mReplaced);
+        try {
+            for (const fs::path& name : names) One(name);
+        } catch (...) {
+            TakeBack();
+            throw;
+        }
+    }
+
+private:
+    void One(const fs::path& name) {
+        if (fs::exists(fs::symlink_status(mTo / name))) {
+            fs::rename(mTo / name, mReplaced / name);
+            mSaved.push_back(name);
+        }
+        fs::rename(mFrom / name, mTo / name);
+        mMoved.push_back(name);
+    }
+    void TakeBack() {
+        std::error_code ignored;
+        for (const fs::path& name : mMoved) fs::remove(mTo / name, ignored);
+        for (const fs::path& name : mSaved) fs::rename(mReplaced / name, mTo / name, ignored);
+    }
+
+    fs::path mFrom, mTo, mReplaced;
+    std::vector<fs::path> mMoved, mSaved;
+};
+
+}  // namespace
+
+OutputSet::OutputSet(const fs::path& folder) : mFolder(folder) {
+    if (folder.empty()) Refuse("--out needs the name of a folder");
+    std::error_code error;
+    const auto status = fs::status(folder, error);
+    if (fs::exists(status) && !fs::is_directory(status)) Refuse(folder.string() + ": is a file, not a folder");
+}
+
+OutputSet::~OutputSet() {
+    std::error_code ignored;
+    if (!mStaging.empty()) fs::remove_all(mStaging, ignored);
+    if (mCommitted) return;
+    for (auto made = mCreated.rbegin(); made != mCreated.rend(); ++made) fs::remove(*made, ignored);
+}
+
+void OutputSet::CreateFolders() {
+    std::vector<fs::path> missing;
+    for (fs::path p = fs::absolute(mFolder).lexically_normal(); !p.empty() && !fs::exists(p); p = p.parent_path()) {
+        missing.push_back(p);
+    }
+    for (auto p = missing.rbegin(); p != missing.rend(); ++p) {
+        if (fs::create_directory(*p)) mCreated.push_back(*p);
+    }
+}
+
+fs::path OutputSet::StagingFolder() {
+    if (!mStaging.empty()) return mStaging;
+    try {
+        CreateFolders();
+        const fs::path staging = mFolder / UniqueName();
+        fs::create_directory(staging);
+        mStaging = staging;
+    } catch (const fs::filesystem_error& error) {
+        Refuse(mFolder.string() + ": cannot write there: " + error.code().message());
+    }
+    return mStaging;
+}
+
+void OutputSet::AddBytes(const std::string& name, const void* data, std::size_t size) {
+    std::ofstream stream(StagingFolder() / name, std::ios::binary);
+    stream.write(static_cast<const char*>(data), static_cast<std::streamsize>(size));
+    stream.close();
+    if (!stream) Refuse((mFolder / name).string() + ": cannot be written");
+}
+
+void OutputSet::AddImage(const std::string& name, const cv::Mat& image) {
+    const std::vector<unsigned char> bytes = Encode(name, image);
+    AddBytes(name, bytes.data(), bytes.size());
+}
+
+void OutputSet::AddText(const std::string& name, const std::string& text) { AddBytes(name, text.data(), text.size()); }
+
+void OutputSet::Commit() {
+    try {
+        Move(StagingFolder(), mFolder).Run();
+        mCommitted = true;
+    } catch (const fs::filesystem_error& error) {
+        Refuse(mFolder.string() + ": cannot write there: " + error.code().message());
+    }
+}
+
+}  // namespace vorip

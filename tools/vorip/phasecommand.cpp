@@ -1,0 +1,118 @@
+#include <cstdio>
+
+#include "tools/vorip/commands.h"
+#include "tools/vorip/failure.h"
+#include "tools/vorip/fringes.h"
+#include "tools/vorip/inputs.h"
+#include "tools/vorip/outputset.h"
+#include "tools/vorip/picturefile.h"
+#include "tools/vorip/progress.h"
+#include "tools/vorip/runs.h"
+
+namespace vorip {
+namespace {
+
+constexpr char kAbout[] =
+    "The wrapped phase of N >= 3 pictures of shifted fringes.\n"
+    "\n"
+    "Frame k is taken as I_k = A + B cos(phase + shift_k), with shift_k = 360 k / N degrees (k = 0, 1, ...) unless\n"
+    "--shift says otherwise; A, B and the phase are found by least squares in every pixel.\n"
+    "\n"
+    "Writes phase.png (256 steps per period, 0 is phase 0), phase16.png (65,536 steps per period), modulation.png\n"
+    "(8-bit quality: 255 x 2B / full scale) and mask.png (255 usable, 0 excluded). A pixel is excluded when it is too\n"
+    "dark, saturated in any frame, or has too little modulation; the limits are in percent of full scale.";
+constexpr char kExample[] =
+    "Example:\n"
+    "  vorip phase f0.png f1.png f2.png --shift=-120,0,120 --out result";
+
+std::vector<double> Shifts(const PhaseOptions& options) {
+    const std::size_t count = options.frames.size();
+    if (options.shift.empty()) return EqualShifts(count);
+    auto degrees = ParseNumbers(options.shift);
+    if (!degrees)
+        Refuse("--shift=" + options.shift + ": must be numbers separated by commas, as in --shift=-120,0,120");
+    if (degrees->size() != count) {
+        Refuse(cv::format("--shift gives %zu shifts for %zu frames", degrees->size(), count));
+    }
+    for (double& d : *degrees) d *= CV_PI / 180.0;
+    return *degrees;
+}
+
+std::vector<cv::Mat> ReadFrames(const std::vector<std::string>& files) {
+    std::vector<cv::Mat> frames;
+    for (const std::string& file : files) {
+        frames.push_back(ReadPicture(file));
+        if (frames.back().depth() == CV_32S) Refuse(file + ": a fringe picture is 8-bit, 16-bit or float");
+        RequireSameSize(frames.front(), files.front(), frames.back(), file);
+        if (frames.back().type() != frames.front().type()) {
+            Refuse(files.front() + " (" + PixelTypeName(frames.front()) + ") and " + file + " (" +
+                   PixelTypeName(frames.back()) + ") must have the same pixel type");
+        }
+    }
+    return frames;
+}
+
+double FullScale(const PhaseOptions& options, const cv::Mat& frame) {
+    if (options.fullScale > 0) return options.fullScale;
+    if (frame.depth() == CV_32F) Refuse("float pictures need --full-scale, the grey level at which they saturate");
+    return frame.depth() == CV_8U ? 255.0 : 65535.0;
+}
+
+}  // namespace
+
+void RunPhase(const PhaseOptions& options) {
+    if (options.frames.size() < 3) {
+        Refuse(cv::format("at least three fringe pictures are needed, %zu given", options.frames.size()));
+    }
+    const std::vector<double> shifts = Shifts(options);
+    OutputSet outputs(options.out);
+    Progress progress("vorip phase");
+    progress.Stage("reading");
+    const std::vector<cv::Mat> frames = ReadFrames(options.frames);
+    const double fullScale = FullScale(options, frames.front());
+    const double percent = fullScale / 100.0;
+    progress.Stage("computing");
+    const FringeResult result =
+        SolveFringes(frames, shifts, fullScale,
+                     {options.minIntensity * percent, options.saturation * percent, options.minModulation * percent});
+    progress.Stage("writing");
+    outputs.AddImage("phase.png", result.phase8);
+    outputs.AddImage("phase16.png", result.phase16);
+    outputs.AddImage("modulation.png", result.modulation);
+    outputs.AddImage("mask.png", result.mask);
+    outputs.Commit();
+
+    const double share = static_cast<double>(cv::countNonZero(result.mask)) / static_cast<double>(result.mask.total());
+    std::printf("phase: %zu frames of %d x %d pixels, %.1f %% usable\n", frames.size(), result.mask.cols,
+                result.mask.rows, 100.0 * share);
+}
+
+void AddPhaseCommand(CLI::App& program) {
+    const auto options = std::make_shared<PhaseOptions>();
+    CLI::App* command = program.add_subcommand("phase", kAbout);
+    command->footer(kExample);
+    command->add_option("FRAME", options->frames, "Fringe pictures, in the order of their shifts")->required();
+    command->add_option("--out", options->out, "Folder for the results")->required()->type_name("DIR");
+    command->add_option("--shift", options->shift, "Phase shift of each frame in degrees; write it with '='")
+        ->type_name("DEG,DEG,...");
+    command
+        ->add_option("--full-scale", options->fullScale,
+                     "Grey level of full scale [255 or 65535 by the pictures' type]; 4095 for a 12-bit camera")
+        ->check(CLI::PositiveNumber)
+        ->type_name("LEVEL");
+    const auto limit = [&](const char* name, double& value, const char* help) {
+        command->add_option(name, value, help)
+            ->check(CLI::Range(0.0, 1000.0))
+            ->capture_default_str()
+            ->type_name("PERCENT");
+    };
+    limit("--min-intensity", options->minIntensity, "Least mean intensity A");
+    limit("--saturation", options->saturation, "Level at which a frame counts as saturated; above 100: never");
+    limit("--min-modulation", options->minModulation, "Least modulation B");
+    command->callback([options] {
+        RunPhase(*options);
+        std::printf("written to %s\n", options->out.c_str());
+    });
+}
+
+}  // namespace vorip

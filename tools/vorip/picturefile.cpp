@@ -1,0 +1,93 @@
+#include "tools/vorip/picturefile.h"
+
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <opencv2/imgcodecs.hpp>
+#include <opencv2/imgproc.hpp>
+
+#include "tools/vorip/failure.h"
+#include "tools/vorip/npy.h"
+#include "tools/vorip/quietstderr.h"
+
+namespace vorip {
+namespace {
+
+std::vector<unsigned char> ReadBytes(const std::string& file) {
+    std::error_code error;
+    const auto status = std::filesystem::status(file, error);
+    if (!std::filesystem::exists(status)) Refuse(file + ": no such file");
+    if (!std::filesystem::is_regular_file(status)) Refuse(file + ": not a picture file");
+    std::ifstream stream(file, std::ios::binary | std::ios::ate);
+    if (!stream) Refuse(file + ": cannot be opened for reading");
+    std::vector<unsigned char> bytes(static_cast<std::size_t>(stream.tellg()));
+    stream.seekg(0);
+    stream.read(reinterpret_cast<char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+    if (!stream) Refuse(file + ": cannot be read");
+    return bytes;
+}
+
+bool HasKnownSignature(const std::vector<unsigned char>& bytes) {
+    static const std::string signatures[] = {"\x89PNG", "BM", std::string("II*\0", 4), std::string("MM\0*", 4)};
+    for (const std::string& s : signatures) {
+        if (bytes.size() > s.size() && std::memcmp(bytes.data(), s.data(), s.size()) == 0) return true;
+    }
+    return false;
+}
+
+cv::Mat DecodePicture(const std::vector<unsigned char>& bytes, const std::string& file) {
+    if (!HasKnownSignature(bytes)) Refuse(file + ": not a PNG, TIFF, BMP or NPY file");
+    cv::Mat image;
+    try {
+        const QuietStderr quiet;  // the codecs have their own, unspecific, messages for damaged files
+        image = cv::imdecode(bytes, cv::IMREAD_UNCHANGED);
+    } catch (const cv::Exception&) {
+        image.release();
+    }
+    if (image.empty()) Refuse(file + ": damaged, or a kind of picture that cannot be read");
+    return image;
+}
+
+cv::Mat ToGrey(const cv::Mat& image) {
+    cv::Mat grey;
+    switch (image.channels()) {
+        case 1: return image;
+        case 3: cv::cvtColor(image, grey, cv::COLOR_BGR2GRAY); return grey;
+        case 4: cv::cvtColor(image, grey, cv::COLOR_BGRA2GRAY); return grey;
+        default: cv::extractChannel(image, grey, 0); return grey;
+    }
+}
+
+}  // namespace
+
+cv::Mat ReadPicture(const std::string& file) {
+    const std::vector<unsigned char> bytes = ReadBytes(file);
+    cv::Mat image = IsNpy(bytes) ? DecodeNpy(bytes, file) : DecodePicture(bytes, file);
+    if (image.cols > kMaxImageSide || image.rows > kMaxImageSide) {
+        Refuse(cv::format("%s: %d x %d pixels is too large, a side may have %d", file.c_str(), image.cols, image.rows,
+                          kMaxImageSide));
+    }
+    if (image.depth() == CV_64F) image.convertTo(image, CV_32F);
+    const int depth = image.depth();
+    if (depth != CV_8U && depth != CV_16U && depth != CV_32F && (depth != CV_32S || image.channels() != 1)) {
+        Refuse(file + ": pixels must be unsigned 8-bit, unsigned 16-bit or float");
+    }
+    return ToGrey(image);
+}
+
+std::string PixelTypeName(const cv::Mat& image) {
+    switch (image.depth()) {
+        case CV_8U: return "8-bit";
+        case CV_16U: return "16-bit";
+        case CV_32F: return "float";
+        default: return "32-bit integer";
+    }
+}
+
+void RequireSameSize(const cv::Mat& a, const std::string& fileA, const cv::Mat& b, const std::string& fileB) {
+    if (a.size() == b.size()) return;
+    Refuse(cv::format("%s (%d x %d) and %s (%d x %d) must have the same size", fileA.c_str(), a.cols, a.rows,
+                      fileB.c_str(), b.cols, b.rows));
+}
+
+}  // namespace vorip

@@ -1,0 +1,32 @@
+#pragma once
+
+#include <condition_variable>
+#include <mutex>
+#include <string>
+#include <thread>
+
+namespace vorip {
+
+// A line on standard error that says what a run is doing and for how long. It shows only on a terminal and only from
+// the second second on, and is wiped at the end.
+class Progress {
+public:
+    explicit Progress(const std::string& command);
+    ~Progress();
+    Progress(const Progress&) = delete;
+    Progress& operator=(const Progress&) = delete;
+
+    void Stage(const std::string& what);
+
+private:
+    void Show();
+
+    std::string mCommand;
+    std::string mStage;
+    bool mDone = false;
+    std::mutex mMutex;
+    std::condition_variable mWake;
+    std::thread mThread;
+};
+
+}  // namespace vorip

@@ -1,0 +1,189 @@
+#include <chrono>
+#include <cmath>
+#include <cstdint>
+#include <cstdio>
+#include <filesystem>
+#include <limits>
+
+#include "tools/vorip/commands.h"
+#include "tools/vorip/failure.h"
+#include "tools/vorip/inputs.h"
+#include "tools/vorip/phasequality.h"
+#include "tools/vorip/picturefile.h"
+#include "tools/vorip/progress.h"
+#include "tools/vorip/runs.h"
+#include "tools/vorip/unwrapresult.h"
+
+namespace vorip {
+namespace {
+
+constexpr char kAbout[] =
+    "The continuous phase of a wrapped phase picture: grows areas along pixels of high quality, joins them where "
+    "their\n"
+    "borders agree best, and gives every joined component consistent fringe orders.\n"
+    "\n"
+    "PHASE has 256 steps per period when it is 8-bit, 65,536 when 16-bit; a float phase is in radians, NaN is "
+    "excluded.\n"
+    "The fringe orders are found on 8-bit phase; unwrapped.tiff and unwrapped.npy keep the resolution of PHASE.\n"
+    "\n"
+    "Writes unwrapped16.png (256 steps per period above the minimum), unwrapped.tiff and unwrapped.npy (float "
+    "radians,\n"
+    "NaN where invalid), unwrapped_mask.png (255 valid), components.png (16-bit numbers, 1 is the largest component),\n"
+    "unwrapped_picture.png (colours, invalid pixels hatched in grey) and summary.json.";
+constexpr char kExample[] =
+    "Example:\n"
+    "  vorip unwrap result/phase16.png --quality result/modulation.png --mask result/mask.png --out result";
+
+struct Inputs {
+    PhaseImage phase;
+    cv::Mat quality;
+};
+
+Inputs ReadInputs(const UnwrapOptions& options) {
+    Inputs inputs;
+    inputs.phase = ReadPhase(options.phase);
+    if (!options.mask.empty()) {
+        const cv::Mat mask = ReadMask(options.mask);
+        RequireSameSize(inputs.phase.steps, options.phase, mask, options.mask);
+        inputs.phase.usable &= mask;
+    }
+    if (options.quality.empty()) {
+        inputs.quality = QualityFromPhase(inputs.phase.steps, inputs.phase.usable);
+    } else {
+        inputs.quality = ReadQuality(options.quality);
+        RequireSameSize(inputs.phase.steps, options.phase, inputs.quality, options.quality);
+    }
+    return inputs;
+}
+
+// The zero point as the image allows it, or nothing when there is no --zero.
+std::optional<Pair<int>> ZeroPoint(const UnwrapOptions& options, const cv::Mat& image) {
+    if (options.zero.empty()) return std::nullopt;
+    const auto zero = ParsePoint(options.zero);
+    if (!zero) Refuse("--zero=" + options.zero + ": must be a column and a row, as in --zero=120,80");
+    if (zero->first < 0 || zero->second < 0 || zero->first >= image.cols || zero->second >= image.rows) {
+        Refuse(cv::format("--zero=%s lies outside the picture of %d x %d pixels", options.zero.c_str(), image.cols,
+                          image.rows));
+    }
+    return zero;
+}
+
+// Float phase: the whole steps of the unwrapper, which count from `lowest`, and the rest that the phase file had beyond
+// them, relative to the rest at the zero point.
+cv::Mat ToRadians(const UnwrapResult& result, const cv::Mat& residual, std::int32_t lowest, double zeroResidual) {
+    cv::Mat radians(result.steps16.size(), CV_32F);
+    constexpr double perStep = KrN::KrMath::TwoPi / 256.0;
+    for (int y = 0; y < radians.rows; ++y) {
+        const auto* steps = result.steps16.ptr<std::uint16_t>(y);
+        const auto* valid = result.valid.ptr<std::uint8_t>(y);
+        const auto* rest = residual.empty() ? nullptr : residual.ptr<float>(y);
+        auto* out = radians.ptr<float>(y);
+        for (int x = 0; x < radians.cols; ++x) {
+            const double fine = rest ? static_cast<double>(rest[x]) - zeroResidual : 0.0;
+            const double value = (std::int32_t{steps[x]} + lowest) * perStep + fine;
+            out[x] = valid[x] ? static_cast<float>(value) : std::numeric_limits<float>::quiet_NaN();
+        }
+    }
+    return radians;
+}
+
+UnwrapResult Unwrap(Inputs& inputs, const UnwrapOptions& options) {
+    const cv::Size size = inputs.phase.steps.size();
+    const auto zero = ZeroPoint(options, inputs.phase.steps);
+    cv::Mat mask = ToUnwrapMask(inputs.phase.usable), resultMask(size, CV_8U);
+    UnwrapResult result;
+    result.steps16.create(size, CV_16U);
+    result.components.create(size, CV_32S);
+
+    auto phase = View<KrN::KrAOI8>(inputs.phase.steps, L"phase");
+    auto quality = View<KrN::KrAOI8>(inputs.quality, L"quality");
+    auto maskView = View<KrN::KrAOI8>(mask, L"mask");
+    auto target = View<KrN::KrAOI16>(result.steps16, L"unwrapped phase");
+    auto targetMask = View<KrN::KrAOI8>(resultMask, L"unwrapped mask");
+    auto components = View<KrN::KrAOI32>(result.components, L"components");
+
+    KrN::KrLUnWrap unwrapper;
+    unwrapper.Execute(&phase, &quality, &maskView, &target, &targetMask, static_cast<unsigned char>(options.minQuality),
+                      static_cast<std::uint32_t>(options.minArea), static_cast<unsigned char>(options.orderMode), 0);
+    double zeroResidual = 0;
+    if (zero) {
+        const auto x = static_cast<unsigned short>(zero->first), y = static_cast<unsigned short>(zero->second);
+        if (!unwrapper.IsValidArea(x, y)) {
+            Refuse("--zero=" + options.zero + ": that pixel is excluded, it has no unwrapped phase");
+        }
+        unwrapper.SetZeroPoint(x, y);
+        if (!inputs.phase.residual.empty()) zeroResidual = static_cast<double>(inputs.phase.residual.at<float>(y, x));
+    }
+    unwrapper.GetComponentLabels(&components);
+    const KrN::KrTRange<std::int32_t> range = unwrapper.GetRange();
+    result.lowerPeriods = range.lower / 256.0;
+    result.upperPeriods = range.upper / 256.0;
+    result.valid = (resultMask & 64) == 0;
+    result.radians = ToRadians(result, inputs.phase.residual, range.lower, zeroResidual);
+    return result;
+}
+
+std::string FileName(const std::string& file) { return JsonText(std::filesystem::path(file).filename().string()); }
+
+std::vector<SummaryEntry> Entries(const UnwrapOptions& options) {
+    std::vector<SummaryEntry> entries{{"method", "\"regions\""}, {"phase", FileName(options.phase)}};
+    if (!options.quality.empty()) entries.emplace_back("quality", FileName(options.quality));
+    if (!options.mask.empty()) entries.emplace_back("mask", FileName(options.mask));
+    entries.emplace_back("min_quality", std::to_string(options.minQuality));
+    entries.emplace_back("min_area", std::to_string(options.minArea));
+    entries.emplace_back("order_mode", std::to_string(options.orderMode));
+    if (!options.zero.empty()) entries.emplace_back("zero", "[" + options.zero + "]");
+    return entries;
+}
+
+}  // namespace
+
+void RunUnwrap(const UnwrapOptions& options) {
+    OutputSet outputs(options.out);
+    Progress progress("vorip unwrap");
+    progress.Stage("reading");
+    Inputs inputs = ReadInputs(options);
+    progress.Stage("unwrapping");
+    const auto start = std::chrono::steady_clock::now();
+    const UnwrapResult result = Unwrap(inputs, options);
+    const std::chrono::duration<double> time = std::chrono::steady_clock::now() - start;
+    progress.Stage("writing");
+    WriteUnwrapResult(outputs, result, Entries(options), time.count());
+    outputs.Commit();
+}
+
+void AddUnwrapCommand(CLI::App& program) {
+    const auto options = std::make_shared<UnwrapOptions>();
+    CLI::App* command = program.add_subcommand("unwrap", kAbout);
+    command->footer(kExample);
+    command->add_option("PHASE", options->phase, "Wrapped phase")->required();
+    command->add_option("--out", options->out, "Folder for the results")->required()->type_name("DIR");
+    command
+        ->add_option(
+            "--quality", options->quality,
+            "Quality, higher is better: 8-bit, or 16-bit of which the upper 8 bits count [found from the phase: "
+            "255 where it runs straight, less where it bends]")
+        ->type_name("FILE");
+    command->add_option("--mask", options->mask, "8-bit mask, 128 and above is usable [everything]")->type_name("FILE");
+    command->add_option("--min-quality", options->minQuality, "Pixels of lower quality stay invalid")
+        ->check(CLI::Range(0, 254))
+        ->capture_default_str()
+        ->type_name("0..254");
+    command->add_option("--min-area", options->minArea, "Components with fewer pixels are dropped")
+        ->check(CLI::Range(0, std::numeric_limits<int>::max()))
+        ->capture_default_str()
+        ->type_name("PIXELS");
+    command
+        ->add_option("--order-mode", options->orderMode,
+                     "How far growth may climb to better pixels than it came from: 1 without limit ... 8 not at all")
+        ->check(CLI::Range(1, 8))
+        ->capture_default_str()
+        ->type_name("1..8");
+    command->add_option("--zero", options->zero, "Pixel whose unwrapped phase becomes 0")->type_name("X,Y");
+    command->callback([options] {
+        RunUnwrap(*options);
+        std::printf("written to %s\n", options->out.c_str());
+    });
+}
+
+}  // namespace vorip

@@ -1,0 +1,107 @@
+#include "tools/vorip/unwrapresult.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <cstdio>
+#include <numeric>
+
+#include "tools/vorip/phasepicture.h"
+
+namespace vorip {
+namespace {
+
+std::string Join(const std::vector<std::string>& parts, const char* separator) {
+    std::string text;
+    for (const std::string& part : parts) text += (text.empty() ? "" : separator) + part;
+    return text;
+}
+
+std::string ComponentList(const std::vector<long>& pixels) {
+    std::vector<std::string> list;
+    for (std::size_t i = 0; i < pixels.size(); ++i) {
+        list.push_back(cv::format("    {\"component\": %zu, \"pixels\": %ld}", i + 1, pixels[i]));
+    }
+    return list.empty() ? "[]" : "[\n" + Join(list, ",\n") + "\n  ]";
+}
+
+std::string Summary(const UnwrapResult& result, const ComponentTable& components, std::vector<SummaryEntry> entries,
+                    double seconds) {
+    const int valid = cv::countNonZero(result.valid);
+    const double share = static_cast<double>(valid) / static_cast<double>(result.valid.total());
+    entries.emplace_back("width", std::to_string(result.valid.cols));
+    entries.emplace_back("height", std::to_string(result.valid.rows));
+    entries.emplace_back("valid_pixels", std::to_string(valid));
+    entries.emplace_back("valid_share", cv::format("%.6f", share));
+    entries.emplace_back("range_periods",
+                         cv::format("{\"min\": %.6f, \"max\": %.6f}", result.lowerPeriods, result.upperPeriods));
+    entries.emplace_back("seconds", cv::format("%.3f", seconds));
+    entries.emplace_back("component_count", std::to_string(components.pixels.size()));
+    entries.emplace_back("components", ComponentList(components.pixels));
+    std::vector<std::string> lines;
+    for (const auto& [key, value] : entries) lines.push_back("  " + JsonText(key) + ": " + value);
+    return "{\n" + Join(lines, ",\n") + "\n}\n";
+}
+
+}  // namespace
+
+std::string JsonText(const std::string& text) {
+    std::string json = "\"";
+    for (const char c : text) {
+        if (c == '"' || c == '\\') json += '\\';
+        if (static_cast<unsigned char>(c) < 0x20) {
+            json += cv::format("\\u%04x", static_cast<unsigned>(c));
+        } else {
+            json += c;
+        }
+    }
+    return json + '"';
+}
+
+ComponentTable SortComponents(const cv::Mat& components) {
+    double last = 0;
+    cv::minMaxLoc(components, nullptr, &last);
+    std::vector<long> pixels(static_cast<std::size_t>(std::max(last, 0.0)) + 1);
+    for (int y = 0; y < components.rows; ++y) {
+        const auto* row = components.ptr<std::int32_t>(y);
+        for (int x = 0; x < components.cols; ++x) ++pixels[static_cast<std::size_t>(std::max(row[x], 0))];
+    }
+    pixels[0] = 0;
+    std::vector<std::size_t> order(pixels.size());
+    std::iota(order.begin(), order.end(), std::size_t{0});
+    std::stable_sort(order.begin(), order.end(), [&](auto a, auto b) { return pixels[a] > pixels[b]; });
+
+    ComponentTable table{cv::Mat(components.size(), CV_16U), {}};
+    std::vector<std::uint16_t> number(pixels.size());
+    for (const std::size_t i : order) {
+        if (pixels[i] == 0) break;
+        table.pixels.push_back(pixels[i]);
+        number[i] = static_cast<std::uint16_t>(std::min<std::size_t>(table.pixels.size(), 65535));
+    }
+    for (int y = 0; y < components.rows; ++y) {
+        const auto* row = components.ptr<std::int32_t>(y);
+        auto* out = table.picture.ptr<std::uint16_t>(y);
+        for (int x = 0; x < components.cols; ++x) out[x] = number[static_cast<std::size_t>(std::max(row[x], 0))];
+    }
+    return table;
+}
+
+void WriteUnwrapResult(OutputSet& outputs, const UnwrapResult& result, const std::vector<SummaryEntry>& entries,
+                       double seconds) {
+    const ComponentTable components = SortComponents(result.components);
+    outputs.AddImage("unwrapped16.png", result.steps16);
+    outputs.AddImage("unwrapped.tiff", result.radians);
+    outputs.AddImage("unwrapped.npy", result.radians);
+    outputs.AddImage("unwrapped_mask.png", result.valid);
+    outputs.AddImage("components.png", components.picture);
+    outputs.AddImage("unwrapped_picture.png", DrawPhasePicture(result.radians));
+    outputs.AddText("summary.json", Summary(result, components, entries, seconds));
+
+    const double share =
+        static_cast<double>(cv::countNonZero(result.valid)) / static_cast<double>(result.valid.total());
+    const std::size_t count = components.pixels.size();
+    std::printf("unwrap: %d x %d pixels, %.1f %% valid, %zu component%s, %.2f to %.2f periods, %.2f s\n",
+                result.valid.cols, result.valid.rows, 100.0 * share, count, count == 1 ? "" : "s", result.lowerPeriods,
+                result.upperPeriods, seconds);
+}
+
+}  // namespace vorip
