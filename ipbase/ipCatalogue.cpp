@@ -1,0 +1,15 @@
+#include "ipbase/ipCatalogue.h"
+
+namespace KrN {
+
+std::vector<OperationInfo> AllOperations() {
+    std::vector<OperationInfo> all;
+    for (const auto family : {ArithmeticOperations, TransferOperations, ShiftOperations, ConvertOperations,
+                              RangeOperations, MapLutOperations}) {
+        const std::vector<OperationInfo> operations = family();
+        all.insert(all.end(), operations.begin(), operations.end());
+    }
+    return all;
+}
+
+}  // namespace KrN

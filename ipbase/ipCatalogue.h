@@ -1,0 +1,21 @@
+#pragma once
+
+#include <vector>
+
+#include "ipbase/ipDispatch.h"
+
+// The operations of every family with their supported combinations, as the dispatch itself uses them: the tests and the
+// reference pages read them here.
+namespace KrN {
+
+std::vector<OperationInfo> ArithmeticOperations();
+std::vector<OperationInfo> TransferOperations();
+std::vector<OperationInfo> ShiftOperations();
+std::vector<OperationInfo> ConvertOperations();
+std::vector<OperationInfo> RangeOperations();
+std::vector<OperationInfo> MapLutOperations();
+
+// All of the above.
+std::vector<OperationInfo> AllOperations();
+
+}  // namespace KrN

@@ -1,0 +1,89 @@
+#include "ipbase/ipConvert.h"
+
+#include "ipbase/ipCatalogue.h"
+#include "ipbase/ipLRange.h"
+#include "ipbase/ipRows.h"
+#include "ipbase/ipScalar.h"
+#include "ipbase/rows/ipScaleRows.h"
+
+namespace KrN {
+
+using namespace rows;
+
+KrLConvertAOI::KrLConvertAOI() = default;
+KrLConvertAOI::KrLConvertAOI(const KrLConvertAOI&) = default;
+KrLConvertAOI& KrLConvertAOI::operator=(const KrLConvertAOI&) = default;
+KrLConvertAOI::~KrLConvertAOI() = default;
+
+namespace {
+
+using Signature = void(KrLConvertAOI&, const KrAOI*, KrAOI*, KrLConvertAOI::ConversionMode);
+
+template <class AOI>
+struct ConvertCall {
+    static constexpr std::uint32_t types = TypesOf<AOI, KrAOI8>();
+    template <class Self, class... Args>
+    static void Call(Self& self, const KrAOI* src, KrAOI* dst, KrLConvertAOI::ConversionMode mode) {
+        self.Execute(static_cast<const AOI*>(src), static_cast<KrAOI8*>(dst), mode);
+    }
+};
+
+template <class T>
+KrTFloatRange<double> FullRange() {
+    return {static_cast<double>(std::numeric_limits<T>::lowest()), static_cast<double>(std::numeric_limits<T>::max())};
+}
+
+template <class T>
+KrTFloatRange<double> ChooseRange(const KrTAOI<T>* src, KrLConvertAOI::ConversionMode mode) {
+    const KrAOIInfo* info = src->GetAOIInfo();
+    KrTFloatRange<double> range = FullRange<T>();
+    if (mode == KrLConvertAOI::eInfoRange && info && info->rangeValid)
+        range = info->range;
+    else if (mode == KrLConvertAOI::eInfoRange || mode == KrLConvertAOI::eScannedRange)
+        range = KrLGreyScaleRange().Scan(src, {1, 1});
+    if constexpr (std::is_integral_v<T>) {
+        const auto truncate = [](double v) {
+            const auto full = FullRange<T>();
+            return std::clamp(static_cast<double>(Truncate(v)), full.lower, full.upper);
+        };
+        range = {truncate(range.lower), truncate(range.upper)};
+    }
+    return range;
+}
+
+}  // namespace
+
+struct KrLConvertAOI::Tables {
+    static constexpr Operation<Signature> execute{
+        L"C\\ipConvert", 58, L"KrLConvertAOI::Execute( %s, %s)",
+        kRows<Signature, ConvertCall<KrAOI16>, ConvertCall<KrAOI32>, ConvertCall<KrAOI32Float>,
+              ConvertCall<KrAOI64Double>, ConvertCall<KrAOI8>>};
+};
+
+template <class T>
+void KrLConvertAOI::Convert(const KrTAOI<T>* src, KrAOI8* dst, ConversionMode mode) {
+    using Precision = std::conditional_t<(std::is_integral_v<T> && sizeof(T) <= 2), float, double>;
+    if (CommonRegion(src, static_cast<KrTAOI<u8>*>(dst)).cx == 0) return;
+    mConvertedRange = ChooseRange(src, mode);
+    const auto lower = static_cast<Precision>(mConvertedRange.lower);
+    const auto upper = static_cast<Precision>(mConvertedRange.upper);
+    const Window<Precision> window{lower, upper, upper > lower ? upper - lower : Precision{1}};
+    const auto row = std::get<ConstantRow<u8, T, Window<Precision>>>(GetScaleRows().window);
+    WalkRows(
+        Access::eSwitched, [=](u8* d, const T* s, std::size_t n) { row(d, s, window, n); },
+        static_cast<KrTAOI<u8>*>(dst), src);
+}
+
+void KrLConvertAOI::Execute(const KrAOI16* src, KrAOI8* dst, ConversionMode mode) { Convert(src, dst, mode); }
+void KrLConvertAOI::Execute(const KrAOI32* src, KrAOI8* dst, ConversionMode mode) { Convert(src, dst, mode); }
+void KrLConvertAOI::Execute(const KrAOI32Float* src, KrAOI8* dst, ConversionMode mode) { Convert(src, dst, mode); }
+void KrLConvertAOI::Execute(const KrAOI64Double* src, KrAOI8* dst, ConversionMode mode) { Convert(src, dst, mode); }
+void KrLConvertAOI::Execute(const KrAOI8* src, KrAOI8* dst, ConversionMode mode) { Convert(src, dst, mode); }
+
+void KrLConvertAOI::Execute(const KrAOI* src, KrAOI* dst, ConversionMode mode) {
+    Tables::execute(*this, src, dst, mode);
+}
+
+std::vector<OperationInfo> ConvertOperations() { return {KrLConvertAOI::Tables::execute.Info()}; }
+
+}  // namespace KrN
