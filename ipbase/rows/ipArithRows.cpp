@@ -11,6 +11,7 @@
 
 HWY_BEFORE_NAMESPACE();
 namespace KrN::rows::HWY_NAMESPACE {
+namespace {  // the same short names stand in other files of this folder
 
 // Integer pixels are computed in a type no wider than the result needs, so that a vector holds the most of them; the
 // clipped forms rest on a + min(b, ~a) and a - min(a, b), which cannot leave the type.
@@ -156,6 +157,7 @@ const ArithRows& Rows() {
     return table;
 }
 
+}  // namespace
 }  // namespace KrN::rows::HWY_NAMESPACE
 HWY_AFTER_NAMESPACE();
 

@@ -11,6 +11,7 @@
 
 HWY_BEFORE_NAMESPACE();
 namespace KrN::rows::HWY_NAMESPACE {
+namespace {  // the same short names stand in other files of this folder
 
 struct MultiplyClip {
     template <class D>
@@ -131,6 +132,7 @@ const ScaleRows& Rows() {
     return table;
 }
 
+}  // namespace
 }  // namespace KrN::rows::HWY_NAMESPACE
 HWY_AFTER_NAMESPACE();
 

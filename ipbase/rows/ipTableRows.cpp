@@ -10,6 +10,7 @@
 
 HWY_BEFORE_NAMESPACE();
 namespace KrN::rows::HWY_NAMESPACE {
+namespace {  // the same short names stand in other files of this folder
 
 template <class D>
 HWY_ATTR void MapLoop(D* dst, const u8* a, const D* table, std::size_t count) {
@@ -45,6 +46,7 @@ const TableRows& Rows() {
     return table;
 }
 
+}  // namespace
 }  // namespace KrN::rows::HWY_NAMESPACE
 HWY_AFTER_NAMESPACE();
 

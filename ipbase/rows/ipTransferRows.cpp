@@ -14,6 +14,7 @@
 
 HWY_BEFORE_NAMESPACE();
 namespace KrN::rows::HWY_NAMESPACE {
+namespace {  // the same short names stand in other files of this folder
 
 struct Convert {
     template <class D, class A>
@@ -99,6 +100,7 @@ const TransferRows& Rows() {
     return table;
 }
 
+}  // namespace
 }  // namespace KrN::rows::HWY_NAMESPACE
 HWY_AFTER_NAMESPACE();
 
