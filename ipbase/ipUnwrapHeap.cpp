@@ -1,0 +1,88 @@
+#include "ipbase/ipUnwrapHeap.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace KrN {
+
+std::uint32_t UnwrapHeap::Insert(std::uint32_t top, std::uint32_t entry) {
+    SrUnwrapNeighbour& e = mEntries[entry];
+    e.heapChild = e.heapNext = e.heapPrev = kUnwrapNone;
+    return top == kUnwrapNone ? entry : Meld(top, entry);
+}
+
+std::uint32_t UnwrapHeap::Remove(std::uint32_t top, std::uint32_t entry) {
+    const std::uint32_t below = MeldChildren(entry);
+    if (entry == top) return below;
+    const SrUnwrapNeighbour& e = mEntries[entry];
+    SrUnwrapNeighbour& prev = mEntries[e.heapPrev];
+    (prev.heapChild == entry ? prev.heapChild : prev.heapNext) = e.heapNext;
+    if (e.heapNext != kUnwrapNone) mEntries[e.heapNext].heapPrev = e.heapPrev;
+    return below == kUnwrapNone ? top : Meld(top, below);
+}
+
+// Joins two heaps; the siblings of their tops are not looked at.
+std::uint32_t UnwrapHeap::Meld(std::uint32_t a, std::uint32_t b) {
+    const SrUnwrapNeighbour& ea = mEntries[a];
+    const SrUnwrapNeighbour& eb = mEntries[b];
+    if (eb.quality > ea.quality || (eb.quality == ea.quality && eb.firstMet < ea.firstMet)) std::swap(a, b);
+    SrUnwrapNeighbour& parent = mEntries[a];
+    SrUnwrapNeighbour& child = mEntries[b];
+    child.heapNext = parent.heapChild;
+    child.heapPrev = a;
+    if (parent.heapChild != kUnwrapNone) mEntries[parent.heapChild].heapPrev = b;
+    parent.heapChild = b;
+    return a;
+}
+
+// Joins the children of an entry into one heap: in pairs from left to right, then the pairs from right to left.
+std::uint32_t UnwrapHeap::MeldChildren(std::uint32_t parent) {
+    std::uint32_t pairs = kUnwrapNone;
+    for (std::uint32_t first = mEntries[parent].heapChild; first != kUnwrapNone;) {
+        std::uint32_t pair = first;
+        const std::uint32_t second = mEntries[first].heapNext;
+        first = kUnwrapNone;
+        if (second != kUnwrapNone) {
+            first = mEntries[second].heapNext;
+            pair = Meld(pair, second);
+        }
+        mEntries[pair].heapNext = pairs;
+        pairs = pair;
+    }
+    std::uint32_t top = pairs;
+    if (top == kUnwrapNone) return top;
+    for (std::uint32_t pair = mEntries[pairs].heapNext; pair != kUnwrapNone;) {
+        const std::uint32_t next = mEntries[pair].heapNext;
+        top = Meld(top, pair);
+        pair = next;
+    }
+    mEntries[top].heapNext = mEntries[top].heapPrev = kUnwrapNone;
+    return top;
+}
+
+UnwrapTournament::UnwrapTournament(std::uint32_t count) {
+    while (mLeaves < count) mLeaves *= 2;
+    mBest.assign(2 * mLeaves, 0.0F);
+}
+
+std::uint32_t UnwrapTournament::BestIndex() const {
+    std::size_t i = 1;
+    while (i < mLeaves) {
+        i *= 2;
+        if (mBest[i] < mBest[i + 1]) ++i;
+    }
+    return static_cast<std::uint32_t>(i - mLeaves);
+}
+
+void UnwrapTournament::Set(std::uint32_t index, float value) {
+    std::size_t i = index + mLeaves;
+    mBest[i] = value;
+    while (i > 1) {
+        const float best = std::max(mBest[i], mBest[i ^ 1]);
+        i /= 2;
+        if (mBest[i] == best) return;
+        mBest[i] = best;
+    }
+}
+
+}  // namespace KrN

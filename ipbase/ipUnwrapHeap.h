@@ -1,0 +1,40 @@
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "ipbase/ipUnwrapConnections.h"
+
+namespace KrN {
+
+// A pairing heap of the connections that lead away from one tree: the best one on top, among equals the one that the
+// boundary scan met first. The links stand in the connections; a heap is known by its top entry.
+class UnwrapHeap {
+public:
+    explicit UnwrapHeap(UnwrapConnections& connections) : mEntries(connections) {}
+
+    // Each returns the new top. Insert takes an entry that is in no heap.
+    std::uint32_t Insert(std::uint32_t top, std::uint32_t entry);
+    std::uint32_t Remove(std::uint32_t top, std::uint32_t entry);
+
+private:
+    std::uint32_t Meld(std::uint32_t a, std::uint32_t b);
+    std::uint32_t MeldChildren(std::uint32_t parent);
+
+    UnwrapConnections& mEntries;
+};
+
+// Keeps the best of a fixed number of values while they change; among equals the first one is the best.
+class UnwrapTournament {
+public:
+    explicit UnwrapTournament(std::uint32_t count);
+    float Best() const { return mBest[1]; }
+    std::uint32_t BestIndex() const;
+    void Set(std::uint32_t index, float value);
+
+private:
+    std::size_t mLeaves = 1;
+    std::vector<float> mBest;  // node i has the children 2i and 2i + 1; the values start at mLeaves
+};
+
+}  // namespace KrN

@@ -1,0 +1,260 @@
+#include "tests/support/literal_unwrap.h"
+
+#include <algorithm>
+#include <cmath>
+#include <memory>
+
+namespace KrN {
+namespace {
+
+using U8 = std::uint8_t;
+using U16 = std::uint16_t;
+using I16 = std::int16_t;
+
+struct Tree;
+struct Neighbour {
+    Tree* to;
+    int pairs, quality, order, met;
+    float value;
+};
+struct Leaf {
+    int area, correction;
+};
+struct Tree {
+    std::vector<Leaf> leaves;
+    std::vector<Neighbour> list;
+};
+struct Entry {
+    int x, y, dx, dy, path;
+};
+
+float Value(const Neighbour& n) {
+    static const float damping[] = {0.f,  0.01f, 0.02f, 0.03f, 0.05f, 0.1f, 0.2f,
+                                    0.3f, 0.4f,  0.5f,  0.6f,  0.7f,  0.8f, 0.9f};
+    const double mean = static_cast<double>(n.order) / n.pairs;
+    double whole;
+    const float a = static_cast<float>((0.5 - std::fabs(std::modf(mean, &whole))) * 2);
+    float value = a * a * a * a;
+    value = value * static_cast<float>(n.quality);
+    return n.pairs < 14 ? value * damping[n.pairs] : value;
+}
+
+struct Run {
+    LiteralUnwrap& io;
+    std::vector<U8> level, queued;
+    std::vector<U16> phase;
+    std::vector<int> area;
+    std::vector<Entry> stacks[256];
+    std::vector<std::unique_ptr<Tree>> roots;
+    int met = 0;
+
+    explicit Run(LiteralUnwrap& u) : io(u), phase(u.phase.begin(), u.phase.end()) {
+        for (std::size_t i = 0; i < u.mask.size(); ++i) {
+            level.push_back(u.mask[i] >= 128 ? U8{0} : static_cast<U8>(std::min(u.quality[i] + 1, 255)));
+        }
+        queued.resize(level.size());
+        area.resize(level.size());
+    }
+    std::size_t At(int x, int y) const { return static_cast<std::size_t>(y * io.width + x); }
+
+    int Limit(int p) const {
+        const int divisors[] = {0, 0, 1, 2, 4, 8, 16, 32, 0};
+        return io.mode == 1 ? 255 : io.mode == 8 ? p : std::min(p + p / divisors[io.mode], 255);
+    }
+
+    void Scan(int x, int y, int limit, int path, int& top) {
+        const int step[4][2] = {{1, 0}, {-1, 0}, {0, 1}, {0, -1}};
+        for (const auto& s : step) {
+            const int nx = x + s[0], ny = y + s[1];
+            if (nx < 0 || ny < 0 || nx >= io.width || ny >= io.height) continue;
+            const std::size_t n = At(nx, ny);
+            if (area[n] || level[n] > limit) continue;
+            const int d = std::abs(phase[n] - (phase[At(x, y)] & 255));
+            if ((d <= 64 || d >= 193) && queued[n] < level[n]) {
+                stacks[level[n]].push_back({nx, ny, -s[0], -s[1], std::min<int>(path, level[n])});
+                queued[n] = level[n];
+                top = std::max<int>(top, level[n]);
+            }
+        }
+    }
+
+    void Grow(int x, int y, int number) {
+        for (auto& stack : stacks) stack.clear();
+        int top = level[At(x, y)];
+        area[At(x, y)] = number;
+        Scan(x, y, top, top, top);
+        for (; top > static_cast<int>(io.minQuality); --top) {
+            while (!stacks[top].empty()) {
+                const Entry e = stacks[top].back();
+                stacks[top].pop_back();
+                const int reference = phase[At(e.x + e.dx, e.y + e.dy)];
+                const std::size_t n = At(e.x, e.y);
+                int base = reference & 0xFF00;
+                const int diff = (phase[n] & 255) - (reference & 255);
+                if (diff >= 128) base -= 256;
+                if (diff < -128) base += 256;
+                phase[n] = static_cast<U16>(base + (phase[n] & 255));
+                area[n] = number;
+                Scan(e.x, e.y, Limit(e.path), e.path, top);
+            }
+        }
+    }
+
+    void Pair(std::size_t p, std::size_t n) {
+        ++met;
+        const int a = area[p], b = area[n];
+        if (!a || !b || a == b) return;
+        const int d = static_cast<I16>(phase[n] - phase[p]);
+        const int e = static_cast<I16>(d > 0 ? d + 127 : d - 128);
+        const double w = (127 - std::abs(e % 256)) * 0.0078125;
+        const int quality = std::max(1, static_cast<int>(std::min(level[p], level[n]) * w * w));
+        Tree* const to = roots[static_cast<std::size_t>(std::max(a, b) - 1)].get();
+        auto& list = roots[static_cast<std::size_t>(std::min(a, b) - 1)]->list;
+        auto entry = std::find_if(list.begin(), list.end(), [to](const Neighbour& x) { return x.to == to; });
+        if (entry == list.end()) entry = list.insert(list.end(), {to, 0, 0, 0, met, 0});
+        ++entry->pairs;
+        entry->quality += quality;
+        entry->order += a < b ? e / 256 : -(e / 256);
+    }
+
+    // Best entry to the front: the first met one among equals, which is the first one in a list as it was measured.
+    static void Sort(Tree& tree) {
+        std::size_t best = 0;
+        float value = 1.1754944e-38f;
+        for (std::size_t i = 0; i < tree.list.size(); ++i) {
+            const Neighbour& n = tree.list[i];
+            if (n.value > value || (best < i && n.value == value && n.met < tree.list[best].met)) {
+                best = i;
+                value = n.value;
+            }
+        }
+        if (best) std::swap(tree.list[0], tree.list[best]);
+    }
+
+    // Adds an entry to a list that may hold one to the same tree.
+    static void Add(std::vector<Neighbour>& list, const Neighbour& n) {
+        for (Neighbour& other : list) {
+            if (other.to != n.to) continue;
+            other.pairs += n.pairs;
+            other.quality += n.quality;
+            other.order += n.order;
+            other.met = std::min(other.met, n.met);
+            other.value = Value(other);
+            return;
+        }
+        list.push_back(n);
+    }
+
+    void Join(std::size_t i) {
+        const std::unique_ptr<Tree> a = std::move(roots[i]);
+        const Neighbour front = a->list[0];
+        std::size_t j = 0;
+        while (roots[j].get() != front.to) ++j;
+        const std::unique_ptr<Tree> b = std::move(roots[j]);
+        const double mean = static_cast<double>(front.order) / front.pairs;
+        const int m = static_cast<int>(mean >= 0 ? mean + 0.5 : mean - 0.5);
+
+        roots[i] = std::make_unique<Tree>();
+        Tree& p = *roots[i];
+        roots.erase(roots.begin() + static_cast<std::ptrdiff_t>(j));
+        p.leaves = b->leaves;
+        for (const Leaf& leaf : a->leaves) p.leaves.push_back({leaf.area, leaf.correction + m});
+        for (Tree* const tree : {a.get(), b.get()}) {
+            for (Neighbour n : tree->list) {
+                if (n.to == a.get() || n.to == b.get()) continue;
+                if (tree == a.get()) n.order -= n.pairs * m;
+                Add(p.list, n);
+            }
+        }
+        for (const auto& other : roots) {
+            std::vector<Neighbour> list;
+            for (Neighbour n : other->list) {
+                if (n.to == a.get()) n.order += n.pairs * m;
+                if (n.to == a.get() || n.to == b.get()) n.to = &p;
+                Add(list, n);
+            }
+            other->list = list;
+            Sort(*other);
+        }
+    }
+
+    void Connect() {
+        for (int i = 0; i < io.areaCount; ++i) {
+            roots.push_back(std::make_unique<Tree>());
+            roots.back()->leaves = {{i, 0}};
+        }
+        for (int y = 0; y < io.height; ++y) {
+            for (int x = 0; x + 1 < io.width; ++x) Pair(At(x, y), At(x + 1, y));
+        }
+        for (int x = 0; x < io.width; ++x) {
+            for (int y = 0; y + 1 < io.height; ++y) Pair(At(x, y), At(x, y + 1));
+        }
+        for (const auto& tree : roots) {
+            for (Neighbour& n : tree->list) n.value = Value(n);
+            Sort(*tree);
+        }
+        while (true) {
+            float value = 1.1754944e-38f;
+            std::size_t best = roots.size();
+            for (std::size_t i = 0; i < roots.size(); ++i) {
+                if (roots[i]->list.empty() || !(roots[i]->list[0].value > value)) continue;
+                value = roots[i]->list[0].value;
+                best = i;
+            }
+            if (best == roots.size()) break;
+            Join(best);
+        }
+    }
+
+    void Correct() {
+        std::vector<int> correction(static_cast<std::size_t>(io.areaCount) + 1);
+        std::vector<int> number(correction.size());
+        for (const auto& tree : roots) {
+            unsigned size = 0;
+            int lowest = 32767, highest = -32768;
+            for (const Leaf& leaf : tree->leaves) {
+                size += static_cast<unsigned>(std::count(area.begin(), area.end(), leaf.area + 1));
+                lowest = std::min(lowest, leaf.correction);
+                highest = std::max(highest, leaf.correction);
+            }
+            if (size < io.minAreaSize) continue;
+            ++io.componentCount;
+            for (const Leaf& leaf : tree->leaves) {
+                const auto a = static_cast<std::size_t>(leaf.area) + 1;
+                number[a] = io.componentCount;
+                correction[a] = leaf.correction - (io.liftMinimum ? lowest : (lowest + highest) / 2);
+            }
+        }
+        int lowest = 32767, highest = -32768;
+        for (std::size_t i = 0; i < phase.size(); ++i) {
+            io.component.push_back(number[static_cast<std::size_t>(area[i])]);
+            phase[i] = static_cast<U16>(phase[i] + correction[static_cast<std::size_t>(area[i])] * 256);
+            if (!io.component[i]) continue;
+            lowest = std::min<int>(lowest, static_cast<I16>(phase[i]));
+            highest = std::max<int>(highest, static_cast<I16>(phase[i]));
+        }
+        if (io.componentCount) io.minimum = lowest, io.maximum = highest;
+        for (std::size_t i = 0; i < phase.size(); ++i) {
+            const bool valid = io.component[i] != 0;
+            io.target.push_back(valid ? static_cast<U16>(phase[i] - io.minimum) : U16{0});
+            io.targetMask.push_back(static_cast<U8>(valid ? io.mask[i] & 0xBF : io.mask[i] | 0x40));
+        }
+    }
+};
+
+}  // namespace
+
+void LiteralUnwrap::Run() {
+    KrN::Run run(*this);
+    for (int l = 255; l > static_cast<int>(minQuality); --l) {
+        for (int y = 0; y < height; ++y) {
+            for (int x = 0; x < width; ++x) {
+                if (run.level[run.At(x, y)] == l && !run.area[run.At(x, y)]) run.Grow(x, y, ++areaCount);
+            }
+        }
+    }
+    run.Connect();
+    run.Correct();
+}
+
+}  // namespace KrN

@@ -1,0 +1,379 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <functional>
+#include <random>
+
+#include "ipbase/ipLUnwrap.h"
+#include "ipbase/ipUnwrapBoundaries.h"
+#include "ipbase/ipUnwrapGrowth.h"
+#include "tests/support/literal_unwrap.h"
+
+namespace KrN {
+namespace {
+
+using Value = std::function<int(int x, int y)>;
+
+template <class Image>
+void Fill(Image& image, const Value& value) {
+    for (short y = 0; y < image.AOIHeight(); ++y) {
+        for (short x = 0; x < image.AOIWidth(); ++x) {
+            image.WritePixel({x, y}, static_cast<typename Image::Pixel>(value(x, y)));
+        }
+    }
+}
+
+template <class T>
+std::vector<T> Pixels(const KrTAOI<T>& image) {
+    std::vector<T> pixels;
+    for (short y = 0; y < image.AOIHeight(); ++y) {
+        for (short x = 0; x < image.AOIWidth(); ++x) pixels.push_back(image.ReadPixel({x, y}));
+    }
+    return pixels;
+}
+
+// The operands of one run.
+struct Scene {
+    KrBufferAOI8 phase, quality, mask, targetMask;
+    KrBufferAOI16 target;
+
+    Scene(short width, short height, const Value& p, const Value& q, const Value& m)
+        : phase({width, height}),
+          quality({width, height}),
+          mask({width, height}),
+          targetMask({width, height}),
+          target({width, height}) {
+        Fill(phase, p);
+        Fill(quality, q);
+        Fill(mask, m);
+    }
+    void Execute(KrLUnWrap& unwrap, unsigned char minQuality = 0, unsigned minAreaSize = 0, unsigned char mode = 1,
+                 int centre = 0) {
+        unwrap.Execute(&phase, &quality, &mask, &target, &targetMask, minQuality, minAreaSize, mode, centre);
+    }
+};
+
+// Two ramps of five periods, separated by an excluded column that carries other mask bits too.
+Scene TwoRamps() {
+    const auto mask = [](int x, int) { return x == 40 ? 0x81 : 0x43; };
+    return {81, 20, [](int x, int) { return x * 32; }, [](int, int) { return 200; }, mask};
+}
+
+TEST(Unwrap, GivesThePixelsOfThePlainForm) {
+    std::mt19937 random(20);
+    const auto noise = [&random](int amplitude) { return [&, amplitude](int, int) { return random() % amplitude; }; };
+    const auto ramp = [&random](double slope, int amplitude) -> Value {
+        return [&random, slope, amplitude](int x, int y) {
+            return static_cast<int>(x * slope + y * slope / 3) + static_cast<int>(random() % amplitude);
+        };
+    };
+    const Value rings = [&random](int x, int y) {
+        return static_cast<int>(150 + 90 * std::sin(0.4 * std::hypot(x - 20, y - 9))) + static_cast<int>(random() % 9);
+    };
+    const Value blocks = [](int x, int y) { return 40 + (x / 5 * 37 + y / 4 * 91) % 200; };
+    const Value open = [](int, int) { return 0; };
+    const Value holes = [&random](int, int) { return random() % 6 ? random() % 128 : 128 + random() % 128; };
+    const struct {
+        short width, height;
+        Value phase, quality, mask;
+    } images[] = {
+        {81, 63, noise(256), noise(256), open},    {41, 33, noise(256), noise(3), holes},
+        {70, 44, ramp(20, 90), noise(256), holes}, {37, 37, ramp(9, 120), rings, open},
+        {48, 30, ramp(31, 60), blocks, holes},     {30, 48, ramp(60, 40), blocks, open},
+        {64, 20, noise(140), rings, holes},        {1, 90, noise(256), noise(256), open},
+        {90, 1, ramp(50, 100), noise(9), open},    {40, 40, ramp(3, 200), open, open},
+    };
+    const struct {
+        unsigned char minQuality;
+        unsigned minAreaSize;
+        int centre;
+    } settings[] = {{0, 0, 0}, {20, 5, 1}, {128, 60, 0}, {1, 700, 1}, {255, 0, 0}};
+    int areas = 0;
+    for (const auto& image : images) {
+        for (unsigned char mode = 1; mode <= 8; ++mode) {
+            for (const auto& setting : settings) {
+                Scene scene(image.width, image.height, image.phase, image.quality, image.mask);
+                LiteralUnwrap plain;
+                plain.width = image.width;
+                plain.height = image.height;
+                plain.phase = Pixels(scene.phase);
+                plain.quality = Pixels(scene.quality);
+                plain.mask = Pixels(scene.mask);
+                plain.minQuality = setting.minQuality;
+                plain.minAreaSize = setting.minAreaSize;
+                plain.mode = mode;
+                plain.liftMinimum = setting.centre != 0;
+                plain.Run();
+                areas += plain.areaCount;
+
+                KrLUnWrap unwrap;
+                scene.Execute(unwrap, setting.minQuality, setting.minAreaSize, mode, setting.centre);
+                KrBufferAOI32 labels({image.width, image.height});
+                unwrap.GetComponentLabels(&labels);
+                SCOPED_TRACE(testing::Message() << "image " << &image - images << " mode " << int{mode} << " setting "
+                                                << &setting - settings);
+                ASSERT_EQ(Pixels(scene.target), plain.target);
+                ASSERT_EQ(Pixels(scene.targetMask), plain.targetMask);
+                ASSERT_EQ(Pixels(labels), plain.component);
+                ASSERT_EQ(unwrap.GetComponentCount(), static_cast<unsigned>(plain.componentCount));
+                ASSERT_EQ(unwrap.GetRange().lower, plain.minimum);
+                ASSERT_EQ(unwrap.GetRange().upper, plain.maximum);
+            }
+        }
+    }
+    EXPECT_GT(areas, 50000);
+}
+
+TEST(Unwrap, JoinsStripsOfACleanRampWithoutAStep) {
+    // Without climbing every strip of higher quality becomes an area of its own, with its own order 0.
+    for (const int strip : {7, 30, 50}) {
+        for (const int slope : {11, -23, 40}) {
+            const auto quality = [strip](int x, int) { return x % strip == 0 ? 30 : 90 + x / strip; };
+            Scene scene(
+                151, 40, [slope](int x, int) { return 5 + x * slope; }, quality, [](int, int) { return 0; });
+            KrLUnWrap unwrap;
+            scene.Execute(unwrap, 0, 0, 8);
+            ASSERT_EQ(unwrap.GetComponentCount(), 1u);
+            for (int x = 0; x < 151; ++x) {
+                const int expected = slope > 0 ? x * slope : (x - 150) * slope;
+                ASSERT_EQ(*scene.target.GetPointer({static_cast<short>(x), 20}), expected) << strip << " " << slope;
+            }
+        }
+    }
+}
+
+TEST(Unwrap, GrowsOverSmallStepsOnly) {
+    const struct {
+        std::uint8_t first, second;
+        std::size_t areas;
+        std::uint16_t unwrapped;
+    } cases[] = {{10, 74, 1, 74},  {74, 10, 1, 10}, {10, 75, 2, 75},     {250, 3, 1, 259},
+                 {0, 192, 2, 192}, {192, 0, 2, 0},  {0, 193, 1, 0xFFC1}, {193, 0, 1, 256}};
+    for (const auto& c : cases) {
+        UnwrapPlanes planes;
+        planes.Resize(2, 1);
+        const std::size_t first = planes.Row(0);
+        planes.quality[first] = planes.quality[first + 1] = 9;
+        planes.phase[first] = c.first;
+        planes.phase[first + 1] = c.second;
+        EXPECT_EQ(GrowUnwrapAreas(planes, 0, {}).areas.size(), c.areas) << int{c.first} << " " << int{c.second};
+        EXPECT_EQ(planes.phase[first + 1], c.unwrapped);
+    }
+}
+
+TEST(Unwrap, WeighsPairsAndConnections) {
+    const struct {
+        int phase1, phase2, order;
+        unsigned quality;
+    } pairs[] = {{7, 7, 0, 1},       {0, 129, 1, 196}, {0, 128, 0, 200},
+                 {0, -128, -1, 196}, {0, 256, 1, 1},   {300, 20, -1, 7}};
+    for (const auto& p : pairs) {
+        const auto pair =
+            CalcOrderQual(static_cast<std::uint16_t>(p.phase1), 200, static_cast<std::uint16_t>(p.phase2), 255);
+        EXPECT_EQ(pair.order, p.order) << p.phase1 << " " << p.phase2;
+        EXPECT_EQ(pair.quality, p.quality) << p.phase1 << " " << p.phase2;
+    }
+    EXPECT_FLOAT_EQ(CalcConnectionQuality(3, 1000, 6), 30);
+    EXPECT_FLOAT_EQ(CalcConnectionQuality(16, 1000, -4), 62.5);
+    EXPECT_EQ(CalcConnectionQuality(20, 1000, 30), 0);
+}
+
+TEST(Unwrap, MovesAndDeletesWholeComponents) {
+    Scene scene = TwoRamps();
+    KrLUnWrap unwrap;
+    scene.Execute(unwrap, 10, 100);
+    ASSERT_EQ(unwrap.GetComponentCount(), 2u);
+    const auto at = [&scene](int x) { return int{*scene.target.GetPointer({static_cast<short>(x), 7})}; };
+    const auto mask = [&scene](int x) { return int{*scene.targetMask.GetPointer({static_cast<short>(x), 7})}; };
+    EXPECT_EQ(at(39), 39 * 32);
+    EXPECT_EQ(at(40), 0);
+    EXPECT_EQ(mask(40), 0xC1);
+    EXPECT_EQ(mask(41), 0x03);
+    const int other = at(60);
+
+    unwrap.SetZeroPoint(20, 7);
+    EXPECT_EQ(unwrap.GetRange().lower, -20 * 32);
+    EXPECT_EQ(unwrap.GetOrder(0, 0), -3);
+    unwrap.SetZeroPoint(40, 7);  // excluded: nothing
+    EXPECT_EQ(unwrap.GetRange().lower, -20 * 32);
+
+    unwrap.AddOrder(60, 7, 3);
+    EXPECT_EQ(at(60), other + 3 * 256);
+    EXPECT_EQ(at(39), 39 * 32);
+    unwrap.AddOrder(39, 7, -1);
+    EXPECT_EQ(at(39), 39 * 32);  // now the smallest value is one period lower
+    EXPECT_EQ(at(60), other + 4 * 256);
+
+    KrLUnWrap copy(unwrap);
+    unwrap.DelArea(0, 0);
+    EXPECT_EQ(unwrap.GetComponentCount(), 1u);
+    EXPECT_EQ(copy.GetComponentCount(), 2u);
+    EXPECT_FALSE(unwrap.IsValidArea(39, 7));
+    EXPECT_TRUE(copy.IsValidArea(39, 7));
+    EXPECT_EQ(at(39), 0);
+    EXPECT_EQ(mask(39), 0x43);
+    EXPECT_EQ(at(41), 0);
+    unwrap.DelArea(0, 0);
+    unwrap.DelArea(65535, 65535);
+    unwrap.AddOrder(81, 7, 1);
+    unwrap.SetZeroPoint(0, 20);
+    EXPECT_EQ(unwrap.GetComponentCount(), 1u);
+    EXPECT_EQ(unwrap.GetOrder(81, 0), 0);
+    EXPECT_FALSE(unwrap.IsValidArea(0, 20));
+    unwrap.DelArea(60, 0);
+    EXPECT_EQ(unwrap.GetRange().lower, 0);
+    EXPECT_EQ(unwrap.GetRange().upper, 0);
+
+    copy.AddOrder(0, 0, 0);  // the copy shares the targets of its original
+    EXPECT_EQ(at(39), 39 * 32);
+}
+
+TEST(Unwrap, ResultsOfOwnBuffersAndOfCopies) {
+    Scene scene = TwoRamps();
+    KrAOIInfo info;
+    info.name = L"fringes";
+    info.unit = L"mm";
+    info.valueScale = 5.1;
+    info.factor2 = 7;
+    scene.phase.SetAOIInfo(&info);
+    KrLUnWrap unwrap;
+    unwrap.Execute(&scene.phase, &scene.quality, &scene.mask, 0, 0, 1, 0);
+    KrLUnWrap copy;
+    copy = unwrap;
+    unwrap.DelArea(0, 0);
+    unwrap.DelArea(60, 0);
+    copy.SetZeroPoint(20, 0);
+
+    KrBufferAOI16 steps({81, 20});
+    KrBufferAOI32Float phase({81, 20});
+    KrBufferAOI8 mask({81, 20});
+    unwrap.GetResult(&steps, &mask);
+    EXPECT_EQ(Pixels(steps), std::vector<std::uint16_t>(81 * 20));
+    copy.GetResult(&steps, &mask);
+    copy.GetResult(&phase, &mask);
+    EXPECT_EQ(*steps.GetPointer({21, 5}), 21 * 32);
+    EXPECT_EQ(*mask.GetPointer({21, 5}), 0x03);
+    EXPECT_EQ(*mask.GetPointer({40, 5}), 0xC1);
+    EXPECT_FLOAT_EQ(*phase.GetPointer({21, 5}), 32 * 0.02F);
+    EXPECT_FLOAT_EQ(*phase.GetPointer({40, 5}), -20 * 32 * 0.02F);
+    ASSERT_TRUE(steps.GetAOIInfo() && phase.GetAOIInfo());
+    EXPECT_DOUBLE_EQ(steps.GetAOIInfo()->valueScale, 0.02);
+    EXPECT_DOUBLE_EQ(phase.GetAOIInfo()->valueScale, 1.0);
+    EXPECT_EQ(steps.GetAOIInfo()->unit, KrString(L"mm"));
+    EXPECT_EQ(steps.GetAOIInfo()->factor2, 7);
+    const auto values = Pixels(steps);
+    EXPECT_EQ(steps.GetAOIInfo()->range.upper, *std::max_element(values.begin(), values.end()));
+    EXPECT_FLOAT_EQ(static_cast<float>(phase.GetAOIInfo()->fullRange.lower), -20 * 32 * 0.02F);
+}
+
+TEST(Unwrap, UsesTheCommonRegionOnly) {
+    Scene scene = TwoRamps();
+    Fill(scene.target, [](int, int) { return 777; });
+    KrAOI16 target(scene.target, {3, 2, 30, 10});
+    KrAOI8 quality(scene.quality, {0, 0, 60, 8});
+    KrLUnWrap unwrap;
+    unwrap.Execute(&scene.phase, &quality, &scene.mask, &target, &scene.mask, 0, 0, 1, 0);
+    EXPECT_EQ(*scene.target.GetPointer({3 + 29, 2 + 7}), 29 * 32);
+    EXPECT_EQ(*scene.target.GetPointer({3 + 30, 2 + 7}), 777);
+    EXPECT_EQ(*scene.target.GetPointer({3 + 29, 2 + 8}), 777);
+    EXPECT_EQ(*scene.mask.GetPointer({29, 7}), 0x03);  // in place
+    EXPECT_EQ(*scene.mask.GetPointer({30, 7}), 0x43);
+    EXPECT_FALSE(unwrap.IsValidArea(30, 0));
+
+    KrBufferAOI32 labels({40, 5});
+    Fill(labels, [](int, int) { return 9; });
+    unwrap.GetComponentLabels(&labels);
+    EXPECT_EQ(*labels.GetPointer({29, 4}), 1);
+    EXPECT_EQ(*labels.GetPointer({30, 4}), 9);
+
+    KrBufferAOI8 nothing;
+    unwrap.Execute(&scene.phase, &nothing, &scene.mask, &scene.target, &scene.targetMask, 0, 0, 1, 0);
+    EXPECT_EQ(*scene.target.GetPointer({3, 5}), 0);
+    EXPECT_EQ(*scene.target.GetPointer({0, 0}), 777);
+    EXPECT_EQ(unwrap.GetRange().upper, 0);
+    EXPECT_EQ(unwrap.GetComponentCount(), 0u);
+}
+
+TEST(Unwrap, RejectsBadImagesBeforeWriting) {
+    Scene scene = TwoRamps();
+    KrLUnWrap fresh, unwrap;
+    unwrap.Execute(&scene.phase, &scene.quality, &scene.mask, 0, 0, 1, 0);
+    KrBufferAOI16 steps({81, 20}), narrow({80, 20});
+    KrBufferAOI32Float phase({81, 20}), low({81, 19});
+    KrBufferAOI8 mask({81, 20}), small({81, 19});
+    const wchar_t* const target = L"Error in KrLUnwrap: AOI size of target AOI is not correct";
+    const wchar_t* const targetMask = L"Error in KrLUnwrap: AOI size of target mask AOI is not correct";
+    const wchar_t* const missing = L"Error in KrLUnwrap: an image is missing";
+    const struct {
+        std::function<void()> call;
+        int line;
+        const wchar_t* text;
+    } cases[] = {
+        {[&] { unwrap.GetResult(&narrow, &mask); }, 1299, target},
+        {[&] { unwrap.GetResult(&steps, &small); }, 1303, targetMask},
+        {[&] { unwrap.GetResult(&low, &mask); }, 1213, target},
+        {[&] { unwrap.GetResult(&phase, &small); }, 1217, targetMask},
+        {[&] { fresh.GetResult(&steps, &mask); }, 1299, target},
+        {[&] { fresh.GetResult(&phase, &mask); }, 1213, target},
+        {[&] { unwrap.GetResult(&steps, nullptr); }, 1299, missing},
+        {[&] { unwrap.GetResult(static_cast<KrAOI32Float*>(nullptr), &mask); }, 1213, missing},
+        {[&] { unwrap.GetComponentLabels(nullptr); }, 0, missing},
+        {[&] { unwrap.Execute(&scene.phase, nullptr, &scene.mask, 0, 0, 1, 0); }, 0, missing},
+        {[&] { unwrap.Execute(&scene.phase, &scene.quality, &scene.mask, nullptr, &mask, 0, 0, 1, 0); }, 0, missing},
+        {[&] { unwrap.Execute(&scene.phase, &scene.quality, &scene.mask, &steps, &small, 0, 0, 1, 0); }, 0, targetMask},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(&c - cases);
+        try {
+            c.call();
+            ADD_FAILURE() << "no exception";
+        } catch (KrException* raw) {
+            const std::unique_ptr<KrException> error(raw);
+            EXPECT_EQ(error->GetFile(), KrString(L"C\\ipLUnwrap"));
+            EXPECT_EQ(error->GetText(), KrString(c.text));
+            if (c.line) {
+                EXPECT_EQ(error->GetLine(), c.line);
+            }
+        }
+        EXPECT_EQ(Pixels(steps), std::vector<std::uint16_t>(81 * 20));
+        EXPECT_EQ(Pixels(mask), std::vector<std::uint8_t>(81 * 20));
+        EXPECT_EQ(unwrap.GetComponentCount(), 2u);
+    }
+}
+
+TEST(Unwrap, KeepsTheAllowanceOfThePreviousRun) {
+    const auto quality = [](int x, int) { return x % 9 == 0 ? 30 : 90; };
+    for (const unsigned char mode : {std::uint8_t{1}, std::uint8_t{8}}) {
+        Scene scene(
+            60, 9, [](int x, int) { return x * x; }, quality, [](int, int) { return 0; });
+        KrLUnWrap unwrap;
+        scene.Execute(unwrap, 0, 0, mode);
+        const auto first = Pixels(scene.target);
+        scene.Execute(unwrap, 0, 0, 77);
+        EXPECT_EQ(Pixels(scene.target), first);
+    }
+}
+
+// Every pixel far from its neighbours is an area of its own; most end in one component.
+TEST(Unwrap, CopesWithHundredsOfThousandsOfAreas) {
+    std::mt19937 random(3);
+    const auto noise = [&random](int, int) { return random(); };
+    const auto alternate = [](int x, int y) { return (x + y) % 2 * 120 + x % 5; };
+    const Value phases[] = {noise, alternate};
+    for (const auto& [width, height] : {std::pair<short, short>{800, 700}, {32767, 16}}) {
+        for (const Value& phase : phases) {
+            Scene scene(width, height, phase, noise, [](int, int) { return 0; });
+            KrLUnWrap unwrap;
+            scene.Execute(unwrap, 0, 2);
+            EXPECT_GE(unwrap.GetComponentCount(), 1u);
+            const KrLUnWrap copy(unwrap);
+            unwrap.AddOrder(400, 8, 1);
+            unwrap.DelArea(400, 8);
+            EXPECT_LE(unwrap.GetComponentCount(), copy.GetComponentCount());
+        }
+    }
+}
+
+}  // namespace
+}  // namespace KrN
