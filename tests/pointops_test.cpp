@@ -1,0 +1,316 @@
+// Point arithmetic: every operation, against its formula.
+#include <gtest/gtest.h>
+#include <hwy/highway.h>
+
+#include <cmath>
+#include <limits>
+#include <set>
+
+#include "ipbase/ipArith.h"
+#include "ipbase/ipLArith.h"
+#include "ipbase/ipMul.h"
+#include "ipbase/rows/ipArithRows.h"
+#include "ipbase/rows/ipTableRows.h"
+#include "tests/support/harness.h"
+
+namespace {
+
+using namespace test;
+
+const char* const kPairs = "111 114 144 414 444";
+const char* const kConstants = "11 14 41 44";
+
+// Half down, NaN and infinities 0: a constant of the modulo forms, reduced to 8 bits only between 8-bit images.
+double ModuloConstant(double c, const Context& x) {
+    const double k = std::floor(c + 0.5);
+    if (!std::isfinite(k)) return 0;
+    return Wrap(k, x.types[0] == eDev8 && x.types[1] == eDev8 ? eDev8 : eDev16);
+}
+double ClipConstant(double c) { return std::isnan(c) ? 0 : std::trunc(c + 0.5); }
+bool IsFloat(const Context& x) { return x.types.back() >= eDev32Float; }
+
+double AddConstant(const double* px, double c, const Context& x) {
+    if (IsFloat(x)) return px[0] + c;
+    const double k = ModuloConstant(c, x);
+    return k == 0 ? px[1] : Wrap(px[0] + k, x.types[1]);
+}
+double SubConstant(const double* px, double c, const Context& x) {
+    return IsFloat(x) ? px[0] - c : Wrap(px[0] - ModuloConstant(c, x), x.types[1]);
+}
+double ClippedProduct(double a, double c, DeviceType type) {
+    const double v = a * c;
+    if (std::isnan(v) || v < 0) return 0;
+    return v > (type == eDev8 ? 255 : 65535) ? Clip(v, type) : std::trunc(v + 0.5);
+}
+double WrappedProduct(double a, double c, DeviceType type) {
+    const double v = std::floor(a * c + 0.5);
+    return std::isfinite(v) ? Wrap(v, type) : 0;
+}
+
+double Centred(const double* px, const Context& x) {
+    if (x.types[2] == eDev8) return Wrap(std::trunc((px[0] - px[1]) / 2) + 128, eDev8);
+    const double half = x.buffered ? std::trunc((px[0] - px[1]) / 2) : std::floor((px[0] + px[1]) / 2);
+    return Wrap(half + 32768, eDev16);
+}
+
+double Scale(const double* px, const Context& x) {
+    constexpr float top = std::numeric_limits<float>::max();
+    const float least = std::min(static_cast<float>(x.region.least), top);
+    const float greatest = std::max(static_cast<float>(x.region.greatest), -top);
+    if (least == top || greatest == top) return px[1];
+    const float low = static_cast<float>(x.c[0]);
+    const float range = greatest - least;
+    const float factor = std::fabs(range) >= 1.1754944e-38f ? (static_cast<float>(x.c[1]) - low) / range : 0.0f;
+    return (static_cast<float>(px[0]) - least) * factor + low;
+}
+double AbsScale(const double* px, const Context& x) {
+    if (x.region.least > x.region.greatest) return px[1];
+    const double range = x.region.greatest - x.region.least;
+    const double v = (px[0] - x.region.least) * (range > 0 ? (x.c[1] - x.c[0]) / range : 0.0) + x.c[0];
+    return IsFloat(x) ? v : Wrap(std::trunc(v), eDev8);
+}
+
+double Binarize(const double* px, const Context& x) {
+    if (IsFloat(x)) return static_cast<float>(px[0]) < static_cast<float>(x.c[0]) ? x.c[1] : x.c[2];
+    const auto level = [](double v) { return std::trunc(std::min(std::max(v + 0.5, 0.0), 255.5)); };
+    const double threshold = Wrap(std::trunc(std::min(x.c[0] + 0.5, 255.5)), eDev8);
+    return px[0] < threshold ? level(x.c[1]) : level(x.c[2]);
+}
+
+std::vector<std::vector<double>> Scalars() {
+    constexpr double kInf = std::numeric_limits<double>::infinity();
+    std::vector<std::vector<double>> all = {
+        {3.6},          {-3.5},  {0.0},   {-0.0},   {0.4},     {0.5},     {1.0},    {-1.0},         {-0.4},
+        {-0.5},         {2.0},   {4.0},   {0.25},   {1 / 3.0}, {-1.7},    {127.5},  {254.5},        {255.0},
+        {256.0},        {300.0}, {1e-9},  {-300.0}, {65535.0}, {65536.0}, {32768.}, {65535.5},      {-65536.0},
+        {70000.},       {1e17},  {-1e17}, {1e300},  {-1e300},  {kInf},    {-kInf},  {std::nan("")}, {4294967296.0 + 7},
+        {2147483648.0}, {5e-324}};
+    Random random(3);
+    for (int i = 0; i < 12; ++i) all.push_back({random.Uniform(-400, 400) * (i % 3 ? 1 : 500)});
+    return all;
+}
+
+template <class Operation>
+void Doubles(Images i, const double* c) {
+    const auto* a = static_cast<const KrAOI64Double*>(i[0]);
+    if constexpr (std::is_same_v<Operation, double>)
+        KrIpSubMod().Execute(a, *c, static_cast<KrAOI64Double*>(i[1]));
+    else
+        Operation().Execute(a, static_cast<const KrAOI64Double*>(i[1]), static_cast<KrAOI64Double*>(i[2]));
+}
+
+KrLArithmetic arith;
+
+const std::vector<OpCase>& Cases() {
+    using P = const double*;
+    using X = const Context&;
+    using I = Images;
+    using C = const double*;
+    static const std::string pairs = kPairs, constants = kConstants;
+    static const std::vector<OpCase> cases = {
+        {L"AddModulo( %s, %s, %s )", 105, pairs + " 188 488 888", [](I i, C) { arith.AddModulo(i[0], i[1], i[2]); },
+         [](P p, X x) { return Wrap(p[0] + p[1], x.types[2]); }},
+        {L"SubModulo( %s, %s, %s )", 225, pairs + " 818 848 888", [](I i, C) { arith.SubModulo(i[0], i[1], i[2]); },
+         [](P p, X x) { return Wrap(p[0] - p[1], x.types[2]); }},
+        {L"AddClip( %s, %s, %s )", 331, pairs, [](I i, C) { arith.AddClip(i[0], i[1], i[2]); },
+         [](P p, X x) { return Clip(p[0] + p[1], x.types[2]); }},
+        {L"SubClip( %s, %s, %s )", 434, pairs, [](I i, C) { arith.SubClip(i[0], i[1], i[2]); },
+         [](P p, X x) { return Clip(p[0] - p[1], x.types[2]); }},
+        {L"AddDiv2( %s, %s, %s )", 538, pairs, [](I i, C) { arith.AddDiv2(i[0], i[1], i[2]); },
+         [](P p, X) { return std::floor((p[0] + p[1]) / 2); }},
+        {L"SubBoc( %s, %s, %s )", 595, pairs, [](I i, C) { arith.SubBoc(i[0], i[1], i[2]); }, Centred},
+        {L"SubAbs( %s, %s, %s )", 656, pairs + " 888", [](I i, C) { arith.SubAbs(i[0], i[1], i[2]); },
+         [](P p, X) { return std::fabs(p[0] - p[1]); }},
+        {L"SubBoc2( %s, %s, %s )",
+         918,
+         "111",
+         [](I i, C) { arith.SubBoc2(i[0], i[1], i[2]); },
+         [](P p, X) { return Wrap(p[0] - p[1] + 128, eDev8); },
+         {{}},
+         true},
+
+        {L"AddModulo( %s, %lf, %s )", 154, constants + " 88", [](I i, C c) { arith.AddModulo(i[0], *c, i[1]); },
+         [](P p, X x) { return *x.c < 0 ? SubConstant(p, -*x.c, x) : AddConstant(p, *x.c, x); }, Scalars()},
+        {L"SubModulo( %s, %lf, %s )", 276, constants + " 88", [](I i, C c) { arith.SubModulo(i[0], *c, i[1]); },
+         [](P p, X x) { return *x.c < 0 ? AddConstant(p, -*x.c, x) : SubConstant(p, *x.c, x); }, Scalars()},
+        {L"AddClip( %s, %lf, %s )", 377, constants, [](I i, C c) { arith.AddClip(i[0], *c, i[1]); },
+         [](P p, X x) { return Clip(*x.c < 0 ? p[0] - ClipConstant(-*x.c) : p[0] + ClipConstant(*x.c), x.types[1]); },
+         Scalars()},
+        {L"SubClip( %s, %lf, %s )", 481, constants, [](I i, C c) { arith.SubClip(i[0], *c, i[1]); },
+         [](P p, X x) { return Clip(*x.c < 0 ? p[0] + ClipConstant(-*x.c) : p[0] - ClipConstant(*x.c), x.types[1]); },
+         Scalars()},
+        {L"MultiplyModulo( %s, %g, %s )", 726, constants + " 18 88",
+         [](I i, C c) { arith.MultiplyModulo(i[0], *c, i[1]); },
+         [](P p, X x) { return IsFloat(x) ? p[0] * *x.c : WrappedProduct(p[0], *x.c, x.types[1]); }, Scalars()},
+        {L"MultiplyClip( %s, %g, %s )", 777, constants, [](I i, C c) { arith.MultiplyClip(i[0], *c, i[1]); },
+         [](P p, X x) { return ClippedProduct(p[0], *x.c, x.types[1]); }, Scalars()},
+
+        {L"Scale( %s, %s, %lf, %lf )",
+         848,
+         "88",
+         [](I i, C c) { arith.Scale(i[0], i[1], c[0], c[1]); },
+         Scale,
+         {{0, 1}, {-3.7, 1e6}, {255, 0}},
+         true},
+        {L"AbsScale( %s, %s, %lf, %lf )",
+         871,
+         "11 88",
+         [](I i, C c) { arith.AbsScale(i[0], i[1], c[0], c[1]); },
+         AbsScale,
+         {{0, 255}, {200.6, 17.2}, {-40, 333.3}},
+         true},
+        {L"Binarize( %s, %s, %lf, %lf, %lf )",
+         895,
+         "11 88",
+         [](I i, C c) { arith.Binarize(i[0], i[1], c[0], c[1], c[2]); },
+         Binarize,
+         {{99.5, 0, 255}, {0, 1, 2}, {-7, 300, -5}, {255, 9.4, 9.5}, {1e9, 254.6, 1e9}, {254.4, -1e300, 1e300}},
+         true},
+
+        {nullptr, 0, "aaa", Doubles<KrIpAdd>, [](P p, X) { return p[0] + p[1]; }},
+        {nullptr, 0, "aaa", Doubles<KrIpSub>, [](P p, X) { return p[0] - p[1]; }},
+        {nullptr, 0, "aaa", Doubles<KrIpSubMod>, [](P p, X) { return p[0] - p[1]; }},
+        {nullptr, 0, "aa", Doubles<double>, [](P p, X x) { return p[0] - *x.c; }, Scalars()},
+    };
+    return cases;
+}
+
+TEST(PointOps, DispatchAndErrors) { CheckDispatch(Cases(), ArithmeticOperations(), L"C\\ipLArith"); }
+
+TEST(PointOps, PixelsOnEveryTarget) { CheckPixels(Cases()); }
+
+// A target that dispatches to the functions of another one would make the test above meaningless.
+TEST(PointOps, TargetsHaveTheirOwnRows) {
+    std::set<const void*> arithTables, byteMaps;
+    std::set<rows::PairRow<std::uint8_t, std::uint8_t, std::uint8_t>> sums;
+    std::size_t expectedTables = 1, expectedMaps = 1;  // the baseline, and each target that is compiled beside it
+    ForEachTarget([&](std::int64_t target) {
+        arithTables.insert(&rows::GetArithRows());
+        sums.insert(std::get<0>(rows::GetArithRows().addModulo));
+        byteMaps.insert(&rows::GetTableRows());
+        expectedTables += (target & (HWY_SSE4 | HWY_AVX2 | HWY_AVX3)) != 0;
+        expectedMaps += (target & HWY_AVX3_DL) != 0;
+    });
+    EXPECT_EQ(expectedTables, arithTables.size());
+    EXPECT_EQ(expectedTables, sums.size());
+    EXPECT_EQ(expectedMaps, byteMaps.size());
+}
+
+// Tables and fixed-point factors must give the formula's value for each of the 256 inputs, above all near the ties.
+TEST(PointOps, ProductsOf8BitPixels) {
+    std::vector<unsigned char> in(256);
+    for (unsigned i = 0; i < 256; ++i) in[i] = static_cast<unsigned char>(i);
+    Random random(11);
+    for (int n = 0; n < 6000; ++n) {
+        double c = std::exp2(random.Uniform(-17, 17));
+        if (n % 4 == 1) c = (random() % 600 + 0.5) / (1 + random() % 255);  // a * c + 0.5 is an integer for some a
+        if (n % 4 == 2) c = std::nextafter((random() % 600 + 0.5) / (1 + random() % 255), n % 8 < 4 ? 0.0 : 1e9);
+        if (n % 4 == 3) c = std::ldexp(1 + random() % 65536, static_cast<int>(random() % 28) - 20);
+        for (const DeviceType type : {eDev8, eDev16}) {
+            std::vector<unsigned char> out(512);
+            const auto src = MakeAOI({0, eDev8, 0, 256, 256, 1}, in);
+            const auto dst = MakeAOI({0, type, 0, 512, 256, 1}, out);
+            for (const bool clip : {true, false}) {
+                clip ? arith.MultiplyClip(src.get(), c, dst.get()) : arith.MultiplyModulo(src.get(), c, dst.get());
+                for (unsigned a = 0; a < 256; ++a)
+                    ASSERT_EQ(clip ? ClippedProduct(a, c, type) : WrappedProduct(a, c, type),
+                              Load(type, &out[a * PixelBytes(type)]))
+                        << a << " * " << ::testing::PrintToString(c) << (clip ? " clipped" : " modulo");
+            }
+        }
+    }
+}
+
+struct Bytes {
+    std::vector<unsigned char> memory;
+    std::unique_ptr<KrAOI> image;
+    Bytes(DeviceType type, const std::vector<double>& values) : memory(values.size() * PixelBytes(type)) {
+        for (std::size_t i = 0; i < values.size(); ++i) Store(type, &memory[i * PixelBytes(type)], values[i]);
+        image = MakeAOI({0, type, 0, memory.size(), static_cast<int>(values.size()), 1}, memory, L"img");
+    }
+    double operator[](std::size_t i) const {
+        const DeviceType type = image->GetDevType();
+        return Load(type, &memory[i * PixelBytes(type)]);
+    }
+};
+
+TEST(PointOps, Division) {
+    constexpr double epsilon = 2.220446049250313e-16;
+    Bytes src(eDev8, {0, 1, 100, 255}), dst(eDev8, {7, 7, 7, 7}), wide(eDev64Double, {7, 7, 7, 7});
+    for (const double c : {0.0, -0.0, 1e-17, -1e-17, std::nextafter(epsilon, 0.0), -std::nextafter(epsilon, 0.0)})
+        for (const bool clip : {true, false}) {
+            // also for pixel types that are not supported: the divisor is tested first
+            const auto error = Thrown([&] {
+                clip ? arith.DivideClip(nullptr, c, dst.image.get())
+                     : arith.DivideModulo(src.image.get(), c, dst.image.get());
+            });
+            ASSERT_TRUE(error && dynamic_cast<KrFloatDivideByZeroException*>(error.get())) << c;
+            EXPECT_EQ(clip ? 822 : 799, error->GetLine());
+            EXPECT_TRUE(error->GetFile() == L"C\\ipLArith");
+            EXPECT_EQ(7, dst[3]);
+        }
+    arith.DivideClip(src.image.get(), epsilon, dst.image.get());
+    EXPECT_EQ(0, dst[0]);
+    EXPECT_EQ(255, dst[1]);
+    for (const double c : {3.0, -2.0, 0.3, 1e300, 1.0}) {
+        arith.DivideClip(src.image.get(), c, dst.image.get());
+        for (std::size_t i = 0; i < 4; ++i) EXPECT_EQ(ClippedProduct(src[i], 1 / c, eDev8), dst[i]) << c;
+        arith.DivideModulo(src.image.get(), c, dst.image.get());
+        for (std::size_t i = 0; i < 4; ++i) EXPECT_EQ(WrappedProduct(src[i], 1 / c, eDev8), dst[i]) << c;
+    }
+    const auto error = Thrown([&] { arith.DivideClip(src.image.get(), 0.5, wide.image.get()); });
+    ASSERT_TRUE(error);
+    EXPECT_EQ("MultiplyClip( img, 2, img )", error->GetText().ToUtf8());
+    EXPECT_EQ(777, error->GetLine());
+}
+
+TEST(PointOps, ProductWithOneIsACopy) {
+    Bytes src(eDev32, {-5, 70000}), dst(eDev32, {1, 1});
+    arith.MultiplyClip(src.image.get(), 1.0, dst.image.get());
+    EXPECT_EQ(-5, dst[0]);
+    EXPECT_EQ(70000, dst[1]);
+    Bytes wide(eDev64Double, {1, 2});
+    const auto error = Thrown([&] { arith.MultiplyModulo(wide.image.get(), 1.0, wide.image.get()); });
+    ASSERT_TRUE(error && dynamic_cast<KrNotImplementedException*>(error.get()));
+    EXPECT_EQ("Copy( img, img )", error->GetText().ToUtf8());
+    EXPECT_EQ(77, error->GetLine());
+}
+
+// Values worked out by hand, which guard the formulas of the table themselves.
+TEST(PointOps, WorkedExamples) {
+    const auto pair = [](void (KrLArithmetic::*op)(const KrAOI*, const KrAOI*, KrAOI*), DeviceType type, double a,
+                         double b) {
+        Bytes x(type, {a}), y(type, {b}), out(type, {99});
+        (arith.*op)(x.image.get(), y.image.get(), out.image.get());
+        return out[0];
+    };
+    using L = KrLArithmetic;
+    EXPECT_EQ(4464, pair(&L::AddModulo, eDev16, 40000, 30000));
+    EXPECT_EQ(0, pair(&L::AddModulo, eDev16, 65535, 1));
+    EXPECT_EQ(255, pair(&L::AddDiv2, eDev8, 255, 255));
+    EXPECT_EQ(127, pair(&L::AddDiv2, eDev8, 255, 0));
+    EXPECT_EQ(128, pair(&L::SubBoc, eDev8, 0, 1));
+    EXPECT_EQ(128, pair(&L::SubBoc, eDev8, 1, 0));
+    EXPECT_EQ(1, pair(&L::SubBoc, eDev8, 0, 255));
+    EXPECT_EQ(33768, pair(&L::SubBoc, eDev16, 1000, 1000));
+    EXPECT_EQ(0, pair(&L::SubClip, eDev8, 3, 5));
+    EXPECT_EQ(254, pair(&L::SubModulo, eDev8, 3, 5));
+
+    const auto constant = [](void (KrLArithmetic::*op)(const KrAOI*, double, KrAOI*), DeviceType from, DeviceType to,
+                             double a, double c) {
+        Bytes x(from, {a}), out(to, {99});
+        (arith.*op)(x.image.get(), c, out.image.get());
+        return out[0];
+    };
+    EXPECT_EQ(65535, constant(&L::AddModulo, eDev16, eDev16, 0, -1));
+    EXPECT_EQ(99, constant(&L::AddModulo, eDev16, eDev16, 5, 0.4));
+    EXPECT_EQ(99, constant(&L::AddModulo, eDev16, eDev16, 5, 65536));
+    EXPECT_EQ(99, constant(&L::AddModulo, eDev8, eDev8, 5, 256));
+    EXPECT_EQ(5, constant(&L::AddModulo, eDev16, eDev8, 261, 256));
+    EXPECT_EQ(0, constant(&L::AddClip, eDev8, eDev8, 200, -300));
+    EXPECT_EQ(255, constant(&L::SubClip, eDev16, eDev8, 1000, 1));
+    EXPECT_EQ(65535, constant(&L::MultiplyModulo, eDev16, eDev16, 1, -1));
+    EXPECT_EQ(0, constant(&L::MultiplyModulo, eDev16, eDev16, 0, -1));
+}
+
+}  // namespace

@@ -1,0 +1,600 @@
+#include "tests/support/harness.h"
+
+#include <gtest/gtest.h>
+#include <hwy/targets.h>
+
+#include <cmath>
+#include <cstring>
+#include <map>
+#include <set>
+#include <sstream>
+
+#include "ipbase/ipFrame.h"
+
+namespace test {
+
+namespace {
+
+template <class F>
+auto WithType(DeviceType type, const F& f) {
+    switch (type) {
+        case eDev8: return f(static_cast<KrAOI8*>(nullptr));
+        case eDev16: return f(static_cast<KrAOI16*>(nullptr));
+        case eDev32: return f(static_cast<KrAOI32*>(nullptr));
+        case eDev32Float: return f(static_cast<KrAOI32Float*>(nullptr));
+        default: return f(static_cast<KrAOI64Double*>(nullptr));
+    }
+}
+template <class Tag>
+using PixelOf = typename std::remove_pointer_t<Tag>::Pixel;
+
+bool IsFloat(DeviceType type) { return type == eDev32Float || type == eDev64Double; }
+
+// An image whose pixels have no addresses.
+template <class AOI>
+class Rowless : public AOI {
+public:
+    using T = typename AOI::Pixel;
+    Rowless(const KrTSize<short>& size, unsigned char* pixels, std::size_t stride, const KrString& name)
+        : AOI(size, nullptr, 0, name), mBase(pixels), mStride(stride) {}
+
+    void ReadRow(int row, const KrColumnRange& columns, KrTBuf1D<T>& buffer) const override {
+        const std::size_t count = Count(row, columns);
+        if (buffer.Size() < count) buffer.Resize(count);
+        std::memcpy(buffer.Data(), At(columns.first, row), count * sizeof(T));
+    }
+    void ReadRow(int row, KrTBuf1D<T>& buffer) const override { ReadRow(row, All(), buffer); }
+    void WriteRow(int row, const KrColumnRange& columns, const KrTBuf1D<T>& buffer) override {
+        const std::size_t count = Count(row, columns);
+        if (buffer.Size() < count) throw std::logic_error("a row buffer is too short");
+        std::memcpy(At(columns.first, row), buffer.Data(), count * sizeof(T));
+    }
+    void WriteRow(int row, const KrTBuf1D<T>& buffer) override { WriteRow(row, All(), buffer); }
+    T ReadPixel(const KrTPoint<short>& p) const override {
+        Count(p.y, {p.x, p.x});
+        T value;
+        std::memcpy(&value, At(p.x, p.y), sizeof value);
+        return value;
+    }
+    void WritePixel(const KrTPoint<short>& p, T value) override {
+        Count(p.y, {p.x, p.x});
+        std::memcpy(At(p.x, p.y), &value, sizeof value);
+    }
+
+private:
+    KrColumnRange All() const { return {0, static_cast<std::int16_t>(this->AOIWidth() - 1)}; }
+    std::size_t Count(int row, const KrColumnRange& columns) const {
+        if (row < 0 || row >= this->AOIHeight() || columns.first < 0 || columns.last >= this->AOIWidth())
+            throw std::logic_error("an access lies outside the image");
+        return static_cast<std::size_t>(columns.last - columns.first + 1);
+    }
+    unsigned char* At(int x, int y) const {
+        return mBase + static_cast<std::size_t>(y) * mStride + static_cast<std::size_t>(x) * sizeof(T);
+    }
+    unsigned char* mBase;
+    std::size_t mStride;
+};
+
+}  // namespace
+
+std::size_t PixelBytes(DeviceType type) {
+    return WithType(type, [](auto tag) { return sizeof(PixelOf<decltype(tag)>); });
+}
+
+double Load(DeviceType type, const unsigned char* pixel) {
+    return WithType(type, [=](auto tag) {
+        PixelOf<decltype(tag)> value;
+        std::memcpy(&value, pixel, sizeof value);
+        return static_cast<double>(value);
+    });
+}
+
+void Store(DeviceType type, unsigned char* pixel, double value) {
+    WithType(type, [=](auto tag) {
+        using T = PixelOf<decltype(tag)>;
+        const T stored = static_cast<T>(value);
+        if (std::is_integral_v<T> && static_cast<double>(stored) != value) throw std::logic_error("not a pixel value");
+        std::memcpy(pixel, &stored, sizeof stored);
+    });
+}
+
+double Wrap(double value, DeviceType type) {
+    if (IsFloat(type)) return value;
+    const double range = std::ldexp(1.0, static_cast<int>(8 * PixelBytes(type)));
+    const double low = std::fmod(value, range);
+    return low < 0 ? low + range : low;
+}
+
+double Clip(double value, DeviceType type) {
+    if (IsFloat(type)) return value;
+    return std::min(std::max(value, 0.0), type == eDev8 ? 255.0 : 65535.0);
+}
+
+namespace {
+
+double RandomPixel(DeviceType type, std::uint32_t bits, bool specials) {
+    constexpr double kInf = std::numeric_limits<double>::infinity();
+    constexpr double list[] = {std::numeric_limits<double>::quiet_NaN(),
+                               kInf,
+                               -kInf,
+                               3e9,
+                               -3e9,
+                               1e20,
+                               -1e20,
+                               -0.0,
+                               255.99,
+                               -0.99,
+                               1e-40,
+                               9.3e18,
+                               65536.5,
+                               2147483648.0,
+                               -2147483648.0};
+    if (IsFloat(type) && specials && bits % 16 == 0) return list[(bits >> 8) % std::size(list)];
+    if (IsFloat(type)) return (bits >> 8) / 64.0 - 100000.0;
+    if (type == eDev32) return static_cast<std::int32_t>(bits);
+    return Wrap(bits % 8 == 0 ? (bits >> 8) % 5 - 2.0 : bits >> 8, type);  // many extremes and small values
+}
+
+}  // namespace
+
+void FillRandom(DeviceType type, std::vector<unsigned char>& bytes, unsigned seed, bool specials) {
+    constexpr std::size_t kPixels = 1 << 15;
+    static std::map<std::pair<DeviceType, bool>, std::vector<unsigned char>> pools;
+    std::vector<unsigned char>& pool = pools[{type, specials}];
+    const std::size_t pixelBytes = PixelBytes(type);
+    if (pool.empty()) {
+        Random random(1);
+        pool.resize(kPixels * pixelBytes);
+        for (std::size_t i = 0; i < kPixels; ++i)
+            Store(type, &pool[i * pixelBytes], RandomPixel(type, random(), specials));
+    }
+    std::size_t from = seed * 7919 % kPixels * pixelBytes;
+    for (std::size_t at = 0; at < bytes.size(); from = 0) {
+        const std::size_t count = std::min(bytes.size() - at, pool.size() - from);
+        std::memcpy(bytes.data() + at, pool.data() + from, count);
+        at += count;
+    }
+}
+
+std::unique_ptr<KrAOI> MakeAOI(const Place& place, std::vector<unsigned char>& memory, const KrString& name) {
+    return WithType(place.type, [&](auto tag) -> std::unique_ptr<KrAOI> {
+        using AOI = std::remove_pointer_t<decltype(tag)>;
+        using T = typename AOI::Pixel;
+        const KrTSize<short> size{static_cast<short>(place.cx), static_cast<short>(place.cy)};
+        const auto stride = static_cast<std::uint32_t>(place.stride);
+        unsigned char* pixels = memory.data() + place.offset;
+        if (place.form == Form::eRowless) return std::make_unique<Rowless<AOI>>(size, pixels, place.stride, name);
+        if (place.form == Form::eView) return std::make_unique<AOI>(size, reinterpret_cast<T*>(pixels), stride, name);
+        const auto left = static_cast<short>(place.offset % place.stride / sizeof(T));
+        const auto top = static_cast<short>(place.offset / place.stride);
+        AOI parent({static_cast<short>(left + size.cx), static_cast<short>(top + size.cy)},
+                   reinterpret_cast<T*>(memory.data()), stride);
+        return std::make_unique<AOI>(parent, KrTRectangle<short>{{left, top}, size}, name);
+    });
+}
+
+void ForEachTarget(const std::function<void(std::int64_t)>& run) {
+    const std::int64_t supported = hwy::SupportedTargets();
+    int count = 0;
+    for (std::int64_t rest = supported; rest != 0; rest &= rest - 1) {
+        const std::int64_t target = rest & -rest;
+        hwy::SetSupportedTargetsForTest(rest);  // this one and all that are worse
+        hwy::GetChosenTarget().Update(hwy::SupportedTargets());
+        SCOPED_TRACE(hwy::TargetName(target));
+        EXPECT_EQ(rest, hwy::SupportedTargets()) << "the target was not forced";
+        run(target);
+        ++count;
+    }
+    hwy::SetSupportedTargetsForTest(0);
+    hwy::GetChosenTarget().Update(hwy::SupportedTargets());
+    EXPECT_EQ(supported, hwy::SupportedTargets());
+    EXPECT_GE(count, 1);
+}
+
+std::unique_ptr<KrException> Thrown(const std::function<void()>& run) {
+    try {
+        run();
+    } catch (KrException* error) {
+        return std::unique_ptr<KrException>(error);
+    }
+    return nullptr;
+}
+
+DirectAccess::DirectAccess(bool on) {
+    on ? KrIPAccelerationInfo::EnableDirectMemoryAccess() : KrIPAccelerationInfo::DisableDirectMemoryAccess();
+}
+DirectAccess::~DirectAccess() { KrIPAccelerationInfo::EnableDirectMemoryAccess(); }
+
+namespace {
+
+using Memories = std::vector<std::vector<unsigned char>>;
+
+std::vector<std::vector<DeviceType>> Combinations(const std::string& types) {
+    std::vector<std::vector<DeviceType>> all;
+    std::istringstream words(types);
+    for (std::string word; words >> word;) {
+        all.emplace_back();
+        for (const char digit : word)
+            all.back().push_back(static_cast<DeviceType>(std::stoi(std::string(1, digit), nullptr, 16)));
+    }
+    return all;
+}
+
+std::wstring Print(const OpCase& op, std::vector<std::wstring> names, const std::vector<double>& c) {
+    names.insert(names.end(), op.extraNames.begin(), op.extraNames.end());
+    std::wstring text;
+    std::size_t name = 0, scalar = 0;
+    for (const wchar_t* f = op.format; *f; ++f) {
+        if (*f != L'%') {
+            text += *f;
+            continue;
+        }
+        std::wstring place = L"%";
+        do place += *++f;
+        while (*f == L'l');
+        wchar_t number[400] = L"";
+        if (*f == L's')
+            text += names.at(name++);
+        else if (*f == L'd')
+            std::swprintf(number, 400, place.c_str(), static_cast<long>(c.at(scalar++)));
+        else
+            std::swprintf(number, 400, place.c_str(), c.at(scalar++));
+        text += number;
+    }
+    return text;
+}
+
+// One call with its operands.
+struct Trial {
+    const OpCase& op;
+    std::vector<Place> places;
+    Memories memories;
+    const std::vector<double>& c;
+    bool direct;
+
+    const Place& Destination() const { return places.back(); }
+    unsigned char* At(std::size_t image, int x, int y, Memories& in) const {
+        const Place& p = places[image];
+        return in[static_cast<std::size_t>(p.memory)].data() + p.offset + static_cast<std::size_t>(y) * p.stride +
+               static_cast<std::size_t>(x) * PixelBytes(p.type);
+    }
+
+    Context::Extremes FindExtremes(int cx, int cy) {
+        Context::Extremes e{HUGE_VAL, -HUGE_VAL};
+        for (int y = 0; y < cy; ++y)
+            for (int x = 0; x < cx; ++x) {
+                const double v = Load(places[0].type, At(0, x, y, memories));
+                if (v < e.least) e.least = v;
+                if (v > e.greatest) e.greatest = v;
+            }
+        return e;
+    }
+
+    Memories Expected() {
+        Memories result = memories;
+        Context context{c.data(), {}, op.switched && !direct, 0, 0, {}, {}};
+        int cx = 32767, cy = 32767;
+        for (const Place& p : places) {
+            cx = std::min(cx, p.cx);
+            cy = std::min(cy, p.cy);
+            context.types.push_back(p.type);
+            context.buffered |= p.form == Form::eRowless;
+        }
+        if (cx == 0 || cy == 0) return result;
+        if (op.switched) {  // as are all operations that look for the range
+            context.region = FindExtremes(cx, cy);
+            context.whole = FindExtremes(places[0].cx, places[0].cy);
+        }
+        std::vector<double> px(places.size());
+        for (int y = 0; y < cy; ++y)
+            for (int x = 0; x < cx; ++x) {
+                context.x = x;
+                context.y = y;
+                for (std::size_t i = 0; i < px.size(); ++i) px[i] = Load(places[i].type, At(i, x, y, result));
+                Store(Destination().type, At(px.size() - 1, x, y, result), op.formula(px.data(), context));
+            }
+        return result;
+    }
+
+    void Run() {
+        DirectAccess access(direct);
+        std::vector<std::unique_ptr<KrAOI>> owned;
+        std::vector<KrAOI*> images;
+        for (const Place& p : places) {
+            owned.push_back(p.sameAs < 0 ? MakeAOI(p, memories[static_cast<std::size_t>(p.memory)]) : nullptr);
+            images.push_back(p.sameAs < 0 ? owned.back().get() : images[static_cast<std::size_t>(p.sameAs)]);
+        }
+        op.run(images.data(), c.data());
+    }
+
+    // Empty when the whole memory is as expected.
+    std::string Compare(const Memories& expected) const {
+        const Place& dst = Destination();
+        const std::size_t bytes = PixelBytes(dst.type);
+        for (std::size_t m = 0; m < memories.size(); ++m) {
+            if (memories[m] == expected[m]) continue;
+            if (static_cast<int>(m) != dst.memory) return "a source has changed";
+            for (std::size_t at = dst.offset % bytes; at + bytes <= memories[m].size(); at += bytes) {
+                const double got = Load(dst.type, memories[m].data() + at);
+                const double want = Load(dst.type, expected[m].data() + at);
+                if (got == want || (std::isnan(got) && std::isnan(want))) continue;
+                const auto offset = static_cast<std::ptrdiff_t>(at) - static_cast<std::ptrdiff_t>(dst.offset);
+                const auto stride = static_cast<std::ptrdiff_t>(std::max(dst.stride, bytes));
+                std::ostringstream text;
+                text.precision(17);
+                text << "byte " << offset << " (row " << offset / stride << ", byte " << offset % stride << "): " << got
+                     << " instead of " << want;
+                return text.str();
+            }
+        }
+        return "";
+    }
+};
+
+// A layout turns the separate, strided places of the operands into something harder; false when it does not apply.
+struct Layout {
+    const char* name;
+    bool (*arrange)(std::vector<Place>& places);
+    bool direct = true;
+    bool overlap = false;
+};
+
+constexpr int kGuard = 8;  // pixels before and behind
+
+std::vector<Place> Separate(const std::vector<DeviceType>& types, int cx, int cy) {
+    std::vector<Place> places;
+    for (std::size_t i = 0; i < types.size(); ++i) {
+        const std::size_t bytes = PixelBytes(types[i]);
+        const std::size_t stride = (static_cast<std::size_t>(cx) + kGuard + 5 + 2 * i) * bytes;
+        places.push_back({static_cast<int>(i), types[i], (2 + i % 2) * stride + (3 + i) * bytes, stride, cx, cy});
+    }
+    return places;
+}
+
+void Pack(Place& p) {
+    p.offset = kGuard * 8;
+    p.stride = static_cast<std::size_t>(p.cx) * PixelBytes(p.type);
+}
+
+template <int source>
+bool SameObject(std::vector<Place>& p) {
+    if (static_cast<int>(p.size()) <= source + 1 || p[source].type != p.back().type) return false;
+    p.back() = p[source];
+    p.back().sameAs = source;
+    return true;
+}
+template <int source, int pixels, int rows, bool packed>
+bool Shifted(std::vector<Place>& p) {
+    if (static_cast<int>(p.size()) <= source + 1) return false;
+    Place& s = p[source];
+    Place& d = p.back();
+    if (packed) {
+        Pack(s);
+        Pack(d);
+    }
+    d.memory = s.memory;
+    const auto bytes = static_cast<int>(std::max(PixelBytes(s.type), PixelBytes(d.type)));
+    if (rows != 0 && s.type == d.type) d.stride = s.stride;
+    const int rowDistance = (static_cast<int>(s.stride) + bytes - 1) / bytes * bytes;
+    const int delta = pixels * bytes + rows * rowDistance;
+    s.offset = (s.offset + 7) / 8 * 8 + static_cast<std::size_t>(std::max(0, -delta));
+    d.offset = static_cast<std::size_t>(static_cast<int>(s.offset) + delta);
+    return true;
+}
+template <int mask>
+bool RowlessSome(std::vector<Place>& p) {
+    for (std::size_t i = 0; i < p.size(); ++i)
+        if (mask >> i & 1) p[i].form = Form::eRowless;
+    return true;
+}
+
+const std::vector<Layout>& Layouts() {
+    using P = std::vector<Place>;
+    static const std::vector<Layout> layouts = {
+        {"separate", [](P&) { return true; }},
+        {"contiguous",
+         [](P& p) {
+             for (Place& i : p) Pack(i);
+             return true;
+         }},
+        {"mixed strides",
+         [](P& p) {
+             Pack(p[0]);
+             return true;
+         }},
+        {"sub-views",
+         [](P& p) {
+             for (Place& i : p) i.form = Form::eSubView;
+             return true;
+         }},
+        {"sizes differ",
+         [](P& p) {
+             p[0].cy += 1;
+             p.back().cx += 2;
+             if (p.size() > 2) p[1].cx += 1;
+             return true;
+         }},
+        {"sizes differ otherwise",
+         [](P& p) {
+             p[0].cx += 2;
+             p.back().cy += 2;
+             return true;
+         }},
+        {"destination is source 1", SameObject<0>},
+        {"destination is source 2", SameObject<1>},
+        {"contiguous in place",
+         [](P& p) {
+             for (Place& i : p) Pack(i);
+             return SameObject<0>(p);
+         }},
+        {"views of the same pixels", [](P& p) { return SameObject<0>(p) && (p.back().sameAs = -1, true); }},
+        {"all the same",
+         [](P& p) {
+             if (p.size() < 3 || p[0].type != p[1].type || !SameObject<0>(p)) return false;
+             p[1] = p.back();
+             return true;
+         }},
+        {"1 right", Shifted<0, 1, 0, false>, true, true},
+        {"1 left", Shifted<0, -1, 0, false>, true, true},
+        {"5 right, contiguous", Shifted<0, 5, 0, true>, true, true},
+        {"19 left, contiguous", Shifted<0, -19, 0, true>, true, true},
+        {"1 row below", Shifted<0, 0, 1, true>, true, true},
+        {"1 row and 3 pixels above", Shifted<0, -3, -1, false>, true, true},
+        {"source 2, 1 right", Shifted<1, 1, 0, false>, true, true},
+        {"source 2, 33 right, contiguous", Shifted<1, 33, 0, true>, true, true},
+        {"source 2, 7 left", Shifted<1, -7, 0, false>, true, true},
+        {"row-less source 1", RowlessSome<1>},
+        {"row-less second image", RowlessSome<2>},
+        {"row-less third image", RowlessSome<4>},
+        {"all row-less", RowlessSome<7>},
+        {"row-less in place", [](P& p) { return RowlessSome<7>(p) && SameObject<0>(p); }},
+        {"indirect", [](P&) { return true; }, false},
+        {"indirect, sizes differ",
+         [](P& p) {
+             p[0].cx += 2;
+             p.back().cy += 2;
+             return true;
+         },
+         false},
+        {"indirect in place", SameObject<0>, false},
+        {"indirect row-less", RowlessSome<7>, false},
+    };
+    return layouts;
+}
+
+// Returns whether all is well.
+bool Try(const OpCase& op, const std::vector<DeviceType>& types, const Layout& layout, int cx, int cy,
+         const std::vector<double>& c, unsigned seed) {
+    Trial trial{op, Separate(types, cx, cy), {}, c, layout.direct};
+    if ((layout.overlap && !op.overlaps) || !layout.arrange(trial.places)) return true;
+    trial.memories.resize(types.size());
+    for (std::size_t i = 0; i < types.size(); ++i) {
+        const Place& p = trial.places[i];
+        auto& memory = trial.memories[static_cast<std::size_t>(p.memory)];
+        const std::size_t need = p.offset + static_cast<std::size_t>(p.cy + 2) * p.stride + kGuard * 8;
+        if (memory.size() < need) memory.resize((need + 7) / 8 * 8);
+    }
+    for (std::size_t i = 0; i < types.size(); ++i)  // the destination's type decides where memory is shared
+        FillRandom(types[i], trial.memories[static_cast<std::size_t>(trial.places[i].memory)],
+                   seed + static_cast<unsigned>(i), seed % 2 == 0);
+    const Memories expected = trial.Expected();
+    std::string failure;
+    try {
+        trial.Run();
+        failure = trial.Compare(expected);
+    } catch (KrException* error) {
+        failure = error->what();
+        delete error;
+    } catch (const std::logic_error& error) {
+        failure = error.what();
+    }
+    if (failure.empty()) return true;
+    std::ostringstream text;
+    for (const DeviceType type : types) text << std::hex << static_cast<int>(type);
+    text << std::dec << ", " << layout.name << ", " << cx << " x " << cy << ", constants";
+    for (const double v : c) text << ' ' << v;
+    ADD_FAILURE() << (op.format ? KrString(op.format).ToUtf8() : "typed operation") << " on " << text.str() << ": "
+                  << failure;
+    return false;
+}
+
+bool CheckLayouts(const OpCase& op, const std::vector<DeviceType>& types) {
+    constexpr int heights[] = {1, 3, 2, 5};
+    for (const Layout& layout : Layouts())
+        for (int cx = 0; cx <= 200; cx += cx < 18 ? 1 : cx < 66 ? 5 : 13) {
+            const int cy = cx == 6 ? 0 : heights[cx % 4];
+            const auto& c = op.constants[static_cast<std::size_t>(cx) % op.constants.size()];
+            if (!Try(op, types, layout, cx, cy, c, static_cast<unsigned>(cx))) return false;
+        }
+    return true;
+}
+
+}  // namespace
+
+void CheckPixels(const std::vector<OpCase>& cases) {
+    ForEachTarget([&](std::int64_t) {
+        for (const OpCase& op : cases) {
+            if (!op.formula) continue;
+            for (const auto& types : Combinations(op.types)) {
+                bool good = CheckLayouts(op, types);
+                for (std::size_t i = 0; good && op.constants.size() > 1 && i < op.constants.size(); ++i)
+                    good = Try(op, types, Layouts()[0], 301, 2, op.constants[i], static_cast<unsigned>(i));
+            }
+        }
+    });
+}
+
+namespace {
+
+std::vector<std::uint32_t> Keys(const std::string& types) {
+    std::vector<std::uint32_t> keys;
+    std::istringstream words(types);
+    for (std::string word; words >> word;) keys.push_back(static_cast<std::uint32_t>(std::stoul(word, nullptr, 16)));
+    return keys;
+}
+
+void CheckRejection(const OpCase& op, const wchar_t* file, const std::vector<int>& codes) {
+    static const std::wstring kNames[] = {L"first", L"100%s", L"dest \u00e4"};
+    Memories memories(codes.size(), std::vector<unsigned char>(128, 77));
+    const Memories before = memories;
+    std::vector<std::unique_ptr<KrAOI>> owned;
+    std::vector<KrAOI*> images;
+    std::vector<std::wstring> names;
+    for (std::size_t i = 0; i < codes.size(); ++i) {
+        owned.push_back(
+            codes[i] ? MakeAOI({0, static_cast<DeviceType>(codes[i]), 0, 32, 3, 3}, memories[i], kNames[i].c_str())
+                     : nullptr);
+        images.push_back(owned.back().get());
+        names.push_back(codes[i] ? kNames[i] : L"(null)");
+    }
+    const std::vector<double>& c = op.constants[0];
+    const auto error = Thrown([&] { op.run(images.data(), c.data()); });
+    const std::string text = KrString(Print(op, names, c)).ToUtf8();
+    ASSERT_TRUE(error) << text << " was not rejected";
+    EXPECT_TRUE(dynamic_cast<KrNotImplementedException*>(error.get()));
+    EXPECT_EQ(text, error->GetText().ToUtf8());
+    EXPECT_TRUE(error->GetFile() == KrString(file)) << text;
+    EXPECT_EQ(static_cast<std::int32_t>(op.line), error->GetLine()) << text;
+    EXPECT_EQ(before, memories) << text << " has written";
+}
+
+}  // namespace
+
+void CheckDispatch(const std::vector<OpCase>& cases, const std::vector<OperationInfo>& catalogue, const wchar_t* file) {
+    std::set<std::wstring> known;
+    for (const OpCase& op : cases) {
+        if (!op.format) continue;
+        known.insert(op.format);
+        SCOPED_TRACE(KrString(op.format).ToUtf8());
+        std::vector<std::uint32_t> keys = Keys(op.types);
+        std::sort(keys.begin(), keys.end());
+        bool listed = false;
+        for (const OperationInfo& info : catalogue) {
+            if (std::wstring(info.format) != op.format) continue;
+            listed = true;
+            EXPECT_EQ(op.line, info.line);
+            std::vector<std::uint32_t> types = info.types;
+            std::sort(types.begin(), types.end());
+            EXPECT_EQ(keys, types);
+        }
+        EXPECT_TRUE(listed);
+
+        constexpr int all[] = {0, 1, 4, 7, 8, 10};
+        const std::size_t images = Combinations(op.types)[0].size();
+        std::size_t count = 1;
+        for (std::size_t i = 0; i < images; ++i) count *= std::size(all);
+        for (std::size_t n = 0; n < count; ++n) {
+            std::vector<int> codes;
+            std::uint32_t key = 0;
+            for (std::size_t i = 0, rest = n; i < images; ++i, rest /= std::size(all)) {
+                codes.push_back(all[rest % std::size(all)]);
+                key = key << 4 | static_cast<std::uint32_t>(codes.back());
+            }
+            if (!std::binary_search(keys.begin(), keys.end(), key)) CheckRejection(op, file, codes);
+        }
+    }
+    for (const OperationInfo& info : catalogue)
+        EXPECT_TRUE(known.count(info.format)) << "no test of " << KrString(info.format).ToUtf8();
+}
+
+}  // namespace test

@@ -1,0 +1,102 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "imagemodel/imagemodel.h"
+#include "ipbase/ipCatalogue.h"
+
+// Drives operations from tables: one `OpCase` per operation, checked against a literal formula per pixel over all pixel
+// types, memory layouts and CPU targets.
+namespace test {
+
+using namespace KrN;
+
+// Random 32-bit numbers.
+class Random {
+public:
+    explicit Random(unsigned seed) : mEngine(seed) {}
+    std::uint32_t operator()() { return static_cast<std::uint32_t>(mEngine()); }
+    double Uniform(double low, double high) { return low + (high - low) * ((*this)() / 4294967296.0); }
+
+private:
+    std::mt19937 mEngine;
+};
+
+// Pixels as doubles, which hold every value of every pixel type.
+std::size_t PixelBytes(DeviceType type);
+double Load(DeviceType type, const unsigned char* pixel);
+// The value must be a value of the type; single precision rounds.
+void Store(DeviceType type, unsigned char* pixel, double value);
+// Modulo the range of an integer type, or limited to it; floating-point types keep the value.
+double Wrap(double value, DeviceType type);
+double Clip(double value, DeviceType type);
+
+// Random pixels; floating-point ones now and then with NaN, infinities and values beyond all integers.
+void FillRandom(DeviceType type, std::vector<unsigned char>& bytes, unsigned seed, bool specials);
+
+enum class Form { eView, eSubView, eRowless };
+
+// Where the pixels of an operand lie: offset and stride in bytes.
+struct Place {
+    int memory;
+    DeviceType type;
+    std::size_t offset;
+    std::size_t stride;
+    int cx, cy;
+    Form form = Form::eView;
+    int sameAs = -1;  // the operand whose object this one is
+};
+// An image at that place; a row-less one reaches its pixels through the row and pixel operations alone.
+std::unique_ptr<KrAOI> MakeAOI(const Place& place, std::vector<unsigned char>& memory, const KrString& name = L"");
+
+// What a formula may know beside the pixels.
+struct Context {
+    const double* c;                // the scalars
+    std::vector<DeviceType> types;  // of the images in argument order
+    bool buffered;                  // some operand has no row pointers, or they may not be used
+    int x, y;
+    struct Extremes {
+        double least, greatest;
+    } region, whole;  // of the first image, common region and all, without NaN; least > greatest if there are none
+};
+
+// Pixels of the images in argument order, the old destination last; returns the new destination.
+using Formula = double (*)(const double* px, const Context& context);
+using Images = KrAOI* const*;
+
+struct OpCase {
+    const wchar_t* format;  // of its error, as in the catalogue; null for a typed operation, which has no error
+    std::uint32_t line;
+    std::string types;  // supported combinations, one hexadecimal digit per image: "111 114"
+    void (*run)(Images images, const double* c);
+    Formula formula = nullptr;  // null when it is tested elsewhere
+    std::vector<std::vector<double>> constants = {{}};
+    bool switched = false;  // obeys the switch for direct memory access, and may look at `region` and `whole`
+    bool overlaps = true;   // defined pixel by pixel when views overlap partly
+    std::vector<std::wstring> extraNames = {};
+};
+
+// Runs the function once for each CPU target of this machine, that target being forced.
+void ForEachTarget(const std::function<void(std::int64_t target)>& run);
+
+// The catalogue lists exactly these operations with these types and lines, and every other combination of pixel types
+// and null images throws their errors and changes nothing.
+void CheckDispatch(const std::vector<OpCase>& cases, const std::vector<OperationInfo>& catalogue, const wchar_t* file);
+// All layouts with the first constants, and all constants with one layout, on every CPU target.
+void CheckPixels(const std::vector<OpCase>& cases);
+
+// Runs it and returns the exception that it threw, or null.
+std::unique_ptr<KrException> Thrown(const std::function<void()>& run);
+
+// Direct memory access as wanted, for the lifetime of the object.
+class DirectAccess {
+public:
+    explicit DirectAccess(bool on);
+    ~DirectAccess();
+};
+
+}  // namespace test
