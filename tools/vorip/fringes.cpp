@@ -2,8 +2,10 @@
 
 #include <cmath>
 #include <cstdint>
+#include <opencv2/imgproc.hpp>
 
 #include "tools/vorip/failure.h"
+#include "tools/vorip/materialborders.h"
 
 namespace vorip {
 namespace {
@@ -36,23 +38,22 @@ std::vector<Weights> SolveWeights(const std::vector<double>& shifts) {
     return weights;
 }
 
-// The sums of one row.
-struct RowSums {
-    std::vector<float> a, c, s, peak;
-    explicit RowSums(std::size_t n) : a(n), c(n), s(n), peak(n) {}
-    void Clear() {
-        for (auto* v : {&a, &c, &s, &peak}) std::fill(v->begin(), v->end(), 0.0F);
+// The sums over the frames, CV_32F.
+struct Sums {
+    cv::Mat a, c, s, peak;
+    explicit Sums(cv::Size size) {
+        for (cv::Mat* m : {&a, &c, &s, &peak}) *m = cv::Mat(size, CV_32F, 0.0);
     }
 };
 
 template <class T>
-void AddRow(const T* pixels, const Weights& w, RowSums& sums) {
-    const std::size_t n = sums.a.size();
-    float* a = sums.a.data();
-    float* c = sums.c.data();
-    float* s = sums.s.data();
-    float* peak = sums.peak.data();
-    for (std::size_t x = 0; x < n; ++x) {
+void AddRow(const T* pixels, const Weights& w, int y, Sums& sums) {
+    const int n = sums.a.cols;
+    auto* a = sums.a.ptr<float>(y);
+    auto* c = sums.c.ptr<float>(y);
+    auto* s = sums.s.ptr<float>(y);
+    auto* peak = sums.peak.ptr<float>(y);
+    for (int x = 0; x < n; ++x) {
         const auto v = static_cast<float>(pixels[x]);
         a[x] += w.a * v;
         c[x] += w.c * v;
@@ -61,37 +62,47 @@ void AddRow(const T* pixels, const Weights& w, RowSums& sums) {
     }
 }
 
-void AddRow(const cv::Mat& frame, int y, const Weights& w, RowSums& sums) {
+void AddRow(const cv::Mat& frame, int y, const Weights& w, Sums& sums) {
     switch (frame.depth()) {
-        case CV_8U: AddRow(frame.ptr<std::uint8_t>(y), w, sums); break;
-        case CV_16U: AddRow(frame.ptr<std::uint16_t>(y), w, sums); break;
-        default: AddRow(frame.ptr<float>(y), w, sums); break;
+        case CV_8U: AddRow(frame.ptr<std::uint8_t>(y), w, y, sums); break;
+        case CV_16U: AddRow(frame.ptr<std::uint16_t>(y), w, y, sums); break;
+        default: AddRow(frame.ptr<float>(y), w, y, sums); break;
     }
 }
 
-struct Levels {
-    float minIntensity, saturation, minModulation, modulationScale;
-};
-
-void StoreRow(const RowSums& sums, const Levels& levels, int y, FringeResult& result) {
+void StorePhase(const Sums& sums, int y, FringeResult& result) {
     constexpr auto steps = static_cast<float>(65536.0 / (2.0 * CV_PI));
+    const auto* c = sums.c.ptr<float>(y);
+    const auto* s = sums.s.ptr<float>(y);
     auto* phase16 = result.phase16.ptr<std::uint16_t>(y);
     auto* phase8 = result.phase8.ptr<std::uint8_t>(y);
-    auto* modulation = result.modulation.ptr<std::uint8_t>(y);
-    auto* mask = result.mask.ptr<std::uint8_t>(y);
-    for (std::size_t x = 0; x < sums.a.size(); ++x) {
-        const float b = std::sqrt(sums.c[x] * sums.c[x] + sums.s[x] * sums.s[x]);
-        // Every comparison is false for NaN, which thereby is excluded.
-        const bool usable =
-            sums.a[x] >= levels.minIntensity && sums.peak[x] < levels.saturation && b >= levels.minModulation;
-        const float angle = std::atan2(sums.s[x], sums.c[x]) * steps;
+    for (int x = 0; x < sums.c.cols; ++x) {
+        const float angle = std::atan2(s[x], c[x]) * steps;
         const int fine = std::isfinite(angle) ? static_cast<int>(std::floor(angle + 0.5F)) & 65535 : 0;
         phase16[x] = static_cast<std::uint16_t>(fine);
         phase8[x] = static_cast<std::uint8_t>((fine + 128) >> 8);
-        const float q = b * levels.modulationScale + 0.5F;
-        modulation[x] = static_cast<std::uint8_t>(q < 255.0F ? q : q >= 255.0F ? 255.0F : 0.0F);
-        mask[x] = usable ? 255 : 0;
     }
+}
+
+// Where pixels of one pair of sums have phases of their own, as at the edge of an object, they cancel in the mean of a
+// neighbourhood, and so does noise.
+cv::Mat NeighbourhoodModulation(const Sums& sums) {
+    cv::Mat c, s, b;
+    cv::blur(sums.c, c, cv::Size(3, 3));
+    cv::blur(sums.s, s, cv::Size(3, 3));
+    cv::magnitude(c, s, b);
+    return b;
+}
+
+// Every comparison is false for NaN, which thereby is excluded.
+cv::Mat UsablePixels(const Sums& sums, const cv::Mat& modulation, const FringeLimits& limits) {
+    cv::Mat usable = (sums.a >= limits.minIntensity) & (sums.peak < limits.saturation);
+    usable &= modulation >= limits.minModulation / 2;
+    usable &= NeighbourhoodModulation(sums) >= limits.minModulation;
+    if (limits.borderRatio > 1) {
+        usable.setTo(0, FindMaterialBorders(sums.a, modulation, usable, limits.borderRatio));
+    }
+    return usable;
 }
 
 }  // namespace
@@ -108,17 +119,18 @@ FringeResult SolveFringes(const std::vector<cv::Mat>& frames, const std::vector<
                           const FringeLimits& limits) {
     const std::vector<Weights> weights = SolveWeights(shifts);
     const cv::Size size = frames.front().size();
-    const Levels levels{static_cast<float>(limits.minIntensity), static_cast<float>(limits.saturation),
-                        static_cast<float>(limits.minModulation), static_cast<float>(2.0 * 255.0 / fullScale)};
-    FringeResult result{cv::Mat(size, CV_16U), cv::Mat(size, CV_8U), cv::Mat(size, CV_8U), cv::Mat(size, CV_8U)};
+    Sums sums(size);
+    FringeResult result{cv::Mat(size, CV_16U), cv::Mat(size, CV_8U), cv::Mat(), cv::Mat()};
     cv::parallel_for_(cv::Range(0, size.height), [&](const cv::Range& rows) {
-        RowSums sums(static_cast<std::size_t>(size.width));
         for (int y = rows.start; y < rows.end; ++y) {
-            sums.Clear();
             for (std::size_t k = 0; k < frames.size(); ++k) AddRow(frames[k], y, weights[k], sums);
-            StoreRow(sums, levels, y, result);
+            StorePhase(sums, y, result);
         }
     });
+    cv::Mat modulation;
+    cv::magnitude(sums.c, sums.s, modulation);
+    modulation.convertTo(result.modulation, CV_8U, 2.0 * 255.0 / fullScale);
+    result.mask = UsablePixels(sums, modulation, limits);
     return result;
 }
 

@@ -10,6 +10,7 @@ struct FringeLimits {
     double minIntensity = 0;   // least mean intensity A
     double saturation = 0;     // a level that no frame may reach
     double minModulation = 0;  // least modulation B
+    double borderRatio = 0;    // change of the contrast B / A at a border between materials; 0: no such borders
 };
 
 struct FringeResult {

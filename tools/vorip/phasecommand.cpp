@@ -20,7 +20,10 @@ constexpr char kAbout[] =
     "\n"
     "Writes phase.png (256 steps per period, 0 is phase 0), phase16.png (65,536 steps per period), modulation.png\n"
     "(8-bit quality: 255 x 2B / full scale) and mask.png (255 usable, 0 excluded). A pixel is excluded when it is too\n"
-    "dark, saturated in any frame, or has too little modulation; the limits are in percent of full scale.";
+    "dark, saturated in any frame, or has too little modulation; the limits are in percent of full scale. So is a "
+    "line\n"
+    "along borders where the fringe contrast B / A changes abruptly, as between an object and the wall behind it: the\n"
+    "phase may run on across such a border by accident, and the orders of one side would be given to the other.";
 constexpr char kExample[] =
     "Example:\n"
     "  vorip phase f0.png f1.png f2.png --shift=-120,0,120 --out result";
@@ -72,9 +75,9 @@ void RunPhase(const PhaseOptions& options) {
     const double fullScale = FullScale(options, frames.front());
     const double percent = fullScale / 100.0;
     progress.Stage("computing");
-    const FringeResult result =
-        SolveFringes(frames, shifts, fullScale,
-                     {options.minIntensity * percent, options.saturation * percent, options.minModulation * percent});
+    const FringeResult result = SolveFringes(frames, shifts, fullScale,
+                                             {options.minIntensity * percent, options.saturation * percent,
+                                              options.minModulation * percent, options.borderRatio});
     progress.Stage("writing");
     outputs.AddImage("phase.png", result.phase8);
     outputs.AddImage("phase16.png", result.phase16);
@@ -108,7 +111,14 @@ void AddPhaseCommand(CLI::App& program) {
     };
     limit("--min-intensity", options->minIntensity, "Least mean intensity A");
     limit("--saturation", options->saturation, "Level at which a frame counts as saturated; above 100: never");
-    limit("--min-modulation", options->minModulation, "Least modulation B");
+    limit("--min-modulation", options->minModulation,
+          "Least modulation B of 3 x 3 pixels together; one pixel may have half of it");
+    command
+        ->add_option("--border-ratio", options->borderRatio,
+                     "Change of the contrast B / A that makes a border between materials; 0: no such borders")
+        ->check(CLI::Range(1.05, 1000.0) | CLI::Range(0.0, 0.0))
+        ->capture_default_str()
+        ->type_name("RATIO");
     command->callback([options] {
         RunPhase(*options);
         std::printf("written to %s\n", options->out.c_str());

@@ -14,7 +14,8 @@ struct PhaseOptions {
     double fullScale = 0;       // 0: that of the pixel type
     double minIntensity = 1.5;  // these three in percent of full scale
     double saturation = 99.5;
-    double minModulation = 1.5;
+    double minModulation = 2.8;
+    double borderRatio = 1.4;
 };
 void RunPhase(const PhaseOptions& options);
 
