@@ -4,8 +4,9 @@ namespace KrN {
 
 std::vector<OperationInfo> AllOperations() {
     std::vector<OperationInfo> all;
-    for (const auto family : {ArithmeticOperations, TransferOperations, ShiftOperations, ConvertOperations,
-                              RangeOperations, MapLutOperations}) {
+    for (const auto family :
+         {ArithmeticOperations, TransferOperations, ShiftOperations, ConvertOperations, RangeOperations,
+          MapLutOperations, LogicOperations, MinMaxOperations, ThresholdOperations}) {
         const std::vector<OperationInfo> operations = family();
         all.insert(all.end(), operations.begin(), operations.end());
     }

@@ -14,6 +14,9 @@ std::vector<OperationInfo> ShiftOperations();
 std::vector<OperationInfo> ConvertOperations();
 std::vector<OperationInfo> RangeOperations();
 std::vector<OperationInfo> MapLutOperations();
+std::vector<OperationInfo> LogicOperations();
+std::vector<OperationInfo> MinMaxOperations();
+std::vector<OperationInfo> ThresholdOperations();
 
 // All of the above.
 std::vector<OperationInfo> AllOperations();
