@@ -51,6 +51,21 @@ KrTFloatRange<double> ChooseRange(const KrTAOI<T>* src, KrLConvertAOI::Conversio
     return range;
 }
 
+// An infinite end counts as the largest finite value.
+double Finite(double v) {
+    constexpr double top = std::numeric_limits<double>::max();
+    return std::clamp(v, -top, top);
+}
+
+// For ranges so wide that the product would overflow: everything is scaled down first.
+template <class T>
+u8 ConvertWide(T v, double lower, double upper) {
+    constexpr double scale = 1.0 / 1024.0;
+    if (!(v > lower)) return 0;
+    if (v >= upper) return 255;
+    return static_cast<u8>((v * scale - lower * scale) * 255.0 / (upper * scale - lower * scale));
+}
+
 }  // namespace
 
 struct KrLConvertAOI::Tables {
@@ -65,8 +80,15 @@ void KrLConvertAOI::Convert(const KrTAOI<T>* src, KrAOI8* dst, ConversionMode mo
     using Precision = std::conditional_t<(std::is_integral_v<T> && sizeof(T) <= 2), float, double>;
     if (CommonRegion(src, static_cast<KrTAOI<u8>*>(dst)).cx == 0) return;
     mConvertedRange = ChooseRange(src, mode);
-    const auto lower = static_cast<Precision>(mConvertedRange.lower);
-    const auto upper = static_cast<Precision>(mConvertedRange.upper);
+    const auto lower = static_cast<Precision>(Finite(mConvertedRange.lower));
+    const auto upper = static_cast<Precision>(Finite(mConvertedRange.upper));
+    if constexpr (std::is_floating_point_v<T>) {
+        const auto wide = [=](T v) { return ConvertWide(v, lower, upper); };
+        if (upper > lower && !std::isfinite((upper - lower) * 255.0))
+            return WalkRows(
+                Access::eSwitched, [=](u8* d, const T* s, std::size_t n) { std::transform(s, s + n, d, wide); },
+                static_cast<KrTAOI<u8>*>(dst), src);
+    }
     const Window<Precision> window{lower, upper, upper > lower ? upper - lower : Precision{1}};
     const auto row = std::get<ConstantRow<u8, T, Window<Precision>>>(GetScaleRows().window);
     WalkRows(

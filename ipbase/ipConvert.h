@@ -8,8 +8,9 @@ namespace KrN {
 // those between trunc((v - lower) * 255 / (upper - lower)); all become 0 when the ends are equal. For 8- and 16-bit
 // sources the ends are truncated to integers within the type's range and the formula is (v - lower) *
 // (1 / (upper - lower)) * 255 in single precision; for 32-bit sources the ends are truncated to integers, and for float
-// and double sources they are used as they are, with (v - lower) * 255 / (upper - lower) in double precision. NaN
-// becomes 0. Works on the common region.
+// and double sources they are used as they are (infinite ones as the largest finite value), with (v - lower) * 255 /
+// (upper - lower) in double precision, scaled down where that would overflow. NaN becomes 0. Works on the common
+// region.
 class VORIP_API KrLConvertAOI {
 public:
     // Where the range comes from; any other value means the full range.
