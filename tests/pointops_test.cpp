@@ -208,8 +208,8 @@ TEST(PointOps, ProductsOf8BitPixels) {
         if (n % 4 == 3) c = std::ldexp(1 + random() % 65536, static_cast<int>(random() % 28) - 20);
         for (const DeviceType type : {eDev8, eDev16}) {
             std::vector<unsigned char> out(512);
-            const auto src = MakeAOI({0, eDev8, 0, 256, 256, 1}, in);
-            const auto dst = MakeAOI({0, type, 0, 512, 256, 1}, out);
+            const auto src = MakeAOI({0, eDev8, 0, 256, 256, 1}, in.data());
+            const auto dst = MakeAOI({0, type, 0, 512, 256, 1}, out.data());
             for (const bool clip : {true, false}) {
                 clip ? arith.MultiplyClip(src.get(), c, dst.get()) : arith.MultiplyModulo(src.get(), c, dst.get());
                 for (unsigned a = 0; a < 256; ++a)
@@ -226,7 +226,7 @@ struct Bytes {
     std::unique_ptr<KrAOI> image;
     Bytes(DeviceType type, const std::vector<double>& values) : memory(values.size() * PixelBytes(type)) {
         for (std::size_t i = 0; i < values.size(); ++i) Store(type, &memory[i * PixelBytes(type)], values[i]);
-        image = MakeAOI({0, type, 0, memory.size(), static_cast<int>(values.size()), 1}, memory, L"img");
+        image = MakeAOI({0, type, 0, memory.size(), static_cast<int>(values.size()), 1}, memory.data(), L"img");
     }
     double operator[](std::size_t i) const {
         const DeviceType type = image->GetDevType();

@@ -156,19 +156,19 @@ void FillRandom(DeviceType type, std::vector<unsigned char>& bytes, unsigned see
     }
 }
 
-std::unique_ptr<KrAOI> MakeAOI(const Place& place, std::vector<unsigned char>& memory, const KrString& name) {
+std::unique_ptr<KrAOI> MakeAOI(const Place& place, unsigned char* memory, const KrString& name) {
     return WithType(place.type, [&](auto tag) -> std::unique_ptr<KrAOI> {
         using AOI = std::remove_pointer_t<decltype(tag)>;
         using T = typename AOI::Pixel;
         const KrTSize<short> size{static_cast<short>(place.cx), static_cast<short>(place.cy)};
         const auto stride = static_cast<std::uint32_t>(place.stride);
-        unsigned char* pixels = memory.data() + place.offset;
+        unsigned char* pixels = memory + place.offset;
         if (place.form == Form::eRowless) return std::make_unique<Rowless<AOI>>(size, pixels, place.stride, name);
         if (place.form == Form::eView) return std::make_unique<AOI>(size, reinterpret_cast<T*>(pixels), stride, name);
         const auto left = static_cast<short>(place.offset % place.stride / sizeof(T));
         const auto top = static_cast<short>(place.offset / place.stride);
         AOI parent({static_cast<short>(left + size.cx), static_cast<short>(top + size.cy)},
-                   reinterpret_cast<T*>(memory.data()), stride);
+                   reinterpret_cast<T*>(memory), stride);
         return std::make_unique<AOI>(parent, KrTRectangle<short>{{left, top}, size}, name);
     });
 }
@@ -301,7 +301,7 @@ struct Trial {
         std::vector<std::unique_ptr<KrAOI>> owned;
         std::vector<KrAOI*> images;
         for (const Place& p : places) {
-            owned.push_back(p.sameAs < 0 ? MakeAOI(p, memories[static_cast<std::size_t>(p.memory)]) : nullptr);
+            owned.push_back(p.sameAs < 0 ? MakeAOI(p, memories[static_cast<std::size_t>(p.memory)].data()) : nullptr);
             images.push_back(p.sameAs < 0 ? owned.back().get() : images[static_cast<std::size_t>(p.sameAs)]);
         }
         op.run(images.data(), c.data());
@@ -541,9 +541,9 @@ void CheckRejection(const OpCase& op, const wchar_t* file, const std::vector<int
     std::vector<KrAOI*> images;
     std::vector<std::wstring> names;
     for (std::size_t i = 0; i < codes.size(); ++i) {
-        owned.push_back(
-            codes[i] ? MakeAOI({0, static_cast<DeviceType>(codes[i]), 0, 32, 3, 3}, memories[i], kNames[i].c_str())
-                     : nullptr);
+        owned.push_back(codes[i] ? MakeAOI({0, static_cast<DeviceType>(codes[i]), 0, 32, 3, 3}, memories[i].data(),
+                                           kNames[i].c_str())
+                                 : nullptr);
         images.push_back(owned.back().get());
         names.push_back(codes[i] ? kNames[i] : L"(null)");
     }

@@ -51,7 +51,7 @@ struct Place {
     int sameAs = -1;  // the operand whose object this one is
 };
 // An image at that place; a row-less one reaches its pixels through the row and pixel operations alone.
-std::unique_ptr<KrAOI> MakeAOI(const Place& place, std::vector<unsigned char>& memory, const KrString& name = L"");
+std::unique_ptr<KrAOI> MakeAOI(const Place& place, unsigned char* memory, const KrString& name = L"");
 
 // What a formula may know beside the pixels.
 struct Context {
