@@ -230,7 +230,8 @@ void KrLUnWrap::Execute(KrAOI8* phase, KrAOI8* quality, KrAOI8* mask, KrAOI16* t
     ReadPlanes(*phase, *quality, *mask, planes);
     s.areas = GrowUnwrapAreas(planes, minQuality, s.allowance);
     const auto areaCount = static_cast<std::uint32_t>(s.areas.areas.size());
-    s.forest = JoinUnwrapAreas(MeasureUnwrapBoundaries(planes, areaCount), areaCount);
+    const std::vector<std::uint32_t> treeOfArea = NumberUnwrapTrees(planes, areaCount);
+    s.forest = JoinUnwrapAreas(MeasureUnwrapBoundaries(planes, treeOfArea), treeOfArea);
     s.planes = std::move(planes);
     s.DropSmallComponents(minAreaSize);
     s.CorrectPhaseImage(s.forest.Corrections(centreOrders != 0));

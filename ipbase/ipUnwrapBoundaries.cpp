@@ -7,14 +7,27 @@
 namespace KrN {
 namespace {
 
-void AddPair(const UnwrapPlanes& planes, std::size_t p, std::size_t n, std::uint32_t rank, UnwrapConnections& to) {
-    const std::uint32_t a = planes.area[p];
-    const std::uint32_t b = planes.area[n];
-    if (!a || !b) return;
-    const UnwrapPairQuality pair =
-        CalcOrderQual(planes.phase[p], planes.quality[p], planes.phase[n], planes.quality[n]);
-    to.AddPair(std::min(a, b) - 1, std::max(a, b) - 1, pair.quality, a < b ? pair.order : -pair.order, rank);
-}
+class BoundaryScan {
+public:
+    BoundaryScan(const UnwrapPlanes& planes, const std::vector<std::uint32_t>& treeOfArea, UnwrapConnections& result)
+        : mPlanes(planes), mTreeOfArea(treeOfArea), mResult(result) {}
+
+    void AddPair(std::size_t p, std::size_t n, std::uint32_t rank) {
+        const std::uint32_t a = mPlanes.area[p];
+        const std::uint32_t b = mPlanes.area[n];
+        if (!a || !b) return;
+        const UnwrapPairQuality pair =
+            CalcOrderQual(mPlanes.phase[p], mPlanes.quality[p], mPlanes.phase[n], mPlanes.quality[n]);
+        const bool upwards = a < b;
+        mResult.AddPair(mTreeOfArea[(upwards ? a : b) - 1], mTreeOfArea[(upwards ? b : a) - 1], pair.quality,
+                        upwards ? pair.order : -pair.order, rank);
+    }
+
+private:
+    const UnwrapPlanes& mPlanes;
+    const std::vector<std::uint32_t>& mTreeOfArea;
+    UnwrapConnections& mResult;
+};
 
 }  // namespace
 
@@ -38,11 +51,25 @@ float CalcConnectionQuality(std::uint32_t pairCount, std::uint32_t qualitySum, s
     return quality;
 }
 
+std::vector<std::uint32_t> NumberUnwrapTrees(const UnwrapPlanes& planes, std::uint32_t areaCount) {
+    std::vector<std::uint32_t> treeOfArea(areaCount, areaCount < 2 ? 0 : kUnwrapNone);
+    if (areaCount < 2) return treeOfArea;
+    std::uint32_t count = 0;
+    std::uint32_t last = 0;
+    for (const std::uint32_t area : planes.area) {
+        if (area == last) continue;
+        last = area;
+        if (area && treeOfArea[area - 1] == kUnwrapNone) treeOfArea[area - 1] = count++;
+    }
+    return treeOfArea;
+}
+
 // One pass in raster order measures horizontal and vertical pairs together. A list is ordered as if all horizontal
 // pairs had been met first, by row, and then all vertical ones, by column; the rank of a pair is its place in there.
-UnwrapConnections MeasureUnwrapBoundaries(const UnwrapPlanes& planes, std::uint32_t areaCount) {
-    UnwrapConnections connections(areaCount);
-    if (areaCount < 2) return connections;
+UnwrapConnections MeasureUnwrapBoundaries(const UnwrapPlanes& planes, const std::vector<std::uint32_t>& treeOfArea) {
+    UnwrapConnections connections(static_cast<std::uint32_t>(treeOfArea.size()));
+    if (treeOfArea.size() < 2) return connections;
+    BoundaryScan scan(planes, treeOfArea, connections);
     const auto width = static_cast<std::uint32_t>(planes.width);
     const auto height = static_cast<std::uint32_t>(planes.height);
     for (std::uint32_t y = 0; y < height; ++y) {
@@ -50,9 +77,9 @@ UnwrapConnections MeasureUnwrapBoundaries(const UnwrapPlanes& planes, std::uint3
         for (std::uint32_t x = 0; x < width; ++x) {
             const std::size_t p = row + x;
             const std::size_t below = p + planes.Stride();
-            if (planes.area[p] != planes.area[p + 1]) AddPair(planes, p, p + 1, y * width + x, connections);
+            if (planes.area[p] != planes.area[p + 1]) scan.AddPair(p, p + 1, y * width + x);
             if (planes.area[p] != planes.area[below]) {
-                AddPair(planes, p, below, width * height + x * height + y, connections);
+                scan.AddPair(p, below, width * height + x * height + y);
             }
         }
     }

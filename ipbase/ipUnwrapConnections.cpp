@@ -11,12 +11,16 @@ UnwrapConnections::UnwrapConnections(std::uint32_t treeCount) {
     unsigned bits = 4;
     while ((std::size_t{1} << bits) < 2 * atMost) ++bits;
     mSlots.assign(std::size_t{1} << bits, kUnwrapNone);
-    mShift = 64 - bits;
+    mSlotsPerSum = treeCount ? (std::uint64_t{256} << bits) / (2 * std::uint64_t{treeCount}) : 0;
 }
 
+// Neighbouring trees have numbers close to each other, so the sum of the numbers keeps what is joined at one place of
+// the image together in memory; it also spreads the entries of a tree with many neighbours. The mixed low bits break up
+// sums that happen to be equal.
 std::size_t UnwrapConnections::Home(std::uint32_t from, std::uint32_t to) const {
     const std::uint64_t mixed = (std::uint64_t{from} << 32 | to) * 0x9E3779B97F4A7C15u;
-    return static_cast<std::size_t>(((mixed ^ mixed >> 32) * 0xD6E8FEB86659FD93u) >> mShift);
+    return (static_cast<std::size_t>((std::uint64_t{from} + to) * mSlotsPerSum >> 8) + (mixed >> 55)) &
+           (mSlots.size() - 1);
 }
 
 // The slot of the entry between two trees, or the empty slot where it belongs.

@@ -51,7 +51,7 @@ private:
     // because trees that have been joined into another are never asked for again.
     std::vector<std::uint32_t> mSlots;
     std::size_t mUsed = 0;
-    unsigned mShift = 0;
+    std::uint64_t mSlotsPerSum = 0;  // times 256
 };
 
 }  // namespace KrN

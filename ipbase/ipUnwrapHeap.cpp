@@ -61,27 +61,39 @@ std::uint32_t UnwrapHeap::MeldChildren(std::uint32_t parent) {
 }
 
 UnwrapTournament::UnwrapTournament(std::uint32_t count) {
-    while (mLeaves < count) mLeaves *= 2;
-    mBest.assign(2 * mLeaves, 0.0F);
+    std::size_t groups = count;
+    do {
+        groups = groups / kGroup + 1;
+        mLevels.emplace_back(groups * kGroup, 0.0F);
+    } while (groups > 1);
+}
+
+float UnwrapTournament::GroupBest(const Level& level, std::size_t group) {
+    const float* const values = level.data() + group * kGroup;
+    return *std::max_element(values, values + kGroup);
 }
 
 std::uint32_t UnwrapTournament::BestIndex() const {
-    std::size_t i = 1;
-    while (i < mLeaves) {
-        i *= 2;
-        if (mBest[i] < mBest[i + 1]) ++i;
+    const float best = Best();
+    std::size_t index = 0;
+    for (std::size_t i = mLevels.size(); i-- > 0;) {
+        index *= kGroup;
+        while (mLevels[i][index] != best) ++index;
     }
-    return static_cast<std::uint32_t>(i - mLeaves);
+    return static_cast<std::uint32_t>(index);
 }
 
 void UnwrapTournament::Set(std::uint32_t index, float value) {
-    std::size_t i = index + mLeaves;
-    mBest[i] = value;
-    while (i > 1) {
-        const float best = std::max(mBest[i], mBest[i ^ 1]);
-        i /= 2;
-        if (mBest[i] == best) return;
-        mBest[i] = best;
+    std::size_t i = index;
+    for (std::size_t level = 0;; ++level) {
+        const float before = std::exchange(mLevels[level][i], value);
+        i /= kGroup;
+        if (level + 1 == mLevels.size()) return;
+        // Only the former best of a group can lower it.
+        const float best = mLevels[level + 1][i];
+        if (value < best && before < best) return;
+        value = value >= best ? value : GroupBest(mLevels[level], i);
+        if (value == best) return;
     }
 }
 

@@ -24,17 +24,21 @@ private:
     UnwrapConnections& mEntries;
 };
 
-// Keeps the best of a fixed number of values while they change; among equals the first one is the best.
+// Keeps the best of a fixed number of values while they change; among equals the first one is the best. A tree of
+// groups that fill a cache line each.
 class UnwrapTournament {
 public:
     explicit UnwrapTournament(std::uint32_t count);
-    float Best() const { return mBest[1]; }
+    float Best() const { return GroupBest(mLevels.back(), 0); }
     std::uint32_t BestIndex() const;
     void Set(std::uint32_t index, float value);
 
 private:
-    std::size_t mLeaves = 1;
-    std::vector<float> mBest;  // node i has the children 2i and 2i + 1; the values start at mLeaves
+    static constexpr std::size_t kGroup = 16;
+    using Level = std::vector<float>;
+    static float GroupBest(const Level& level, std::size_t group);
+
+    std::vector<Level> mLevels;  // the values first, then the bests of the groups below, up to a single group
 };
 
 }  // namespace KrN

@@ -24,19 +24,22 @@ struct JoinTree {
 
 class Joiner {
 public:
-    Joiner(UnwrapConnections& connections, std::uint32_t areaCount)
+    Joiner(UnwrapConnections& connections, const std::vector<std::uint32_t>& treeOfArea)
         : mEntries(connections),
           mHeap(connections),
-          mFronts(areaCount),
-          mTrees(areaCount),
-          mTreeAt(areaCount),
-          mForest(areaCount) {
-        for (std::uint32_t i = 0; i < areaCount; ++i) mTreeAt[i] = mTrees[i].place = mTrees[i].node = i;
+          mFronts(Count(treeOfArea)),
+          mTrees(treeOfArea.size()),
+          mTreeAt(treeOfArea),
+          mForest(Count(treeOfArea)) {
+        for (std::uint32_t i = 0; i < Count(treeOfArea); ++i) {
+            JoinTree& tree = mTrees[treeOfArea[i]];
+            tree.place = tree.node = i;
+        }
         for (std::uint32_t i = 0; i < mEntries.Count(); ++i) {
             LinkOut(i, mEntries[i].from);
             LinkIn(i, mEntries[i].to);
         }
-        for (std::uint32_t i = 0; i < areaCount; ++i) UpdateFront(i);
+        for (std::uint32_t i = 0; i < Count(treeOfArea); ++i) UpdateFront(i);
     }
 
     UnwrapForest Run() {
@@ -50,6 +53,9 @@ public:
     }
 
 private:
+    static std::uint32_t Count(const std::vector<std::uint32_t>& list) {
+        return static_cast<std::uint32_t>(list.size());
+    }
     void LinkOut(std::uint32_t entry, std::uint32_t from) {
         JoinTree& tree = mTrees[from];
         mEntries[entry].nextOut = std::exchange(tree.firstOut, entry);
@@ -168,8 +174,8 @@ private:
 
 }  // namespace
 
-UnwrapForest JoinUnwrapAreas(UnwrapConnections connections, std::uint32_t areaCount) {
-    return Joiner(connections, areaCount).Run();
+UnwrapForest JoinUnwrapAreas(UnwrapConnections connections, const std::vector<std::uint32_t>& treeOfArea) {
+    return Joiner(connections, treeOfArea).Run();
 }
 
 }  // namespace KrN
