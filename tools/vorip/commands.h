@@ -1,8 +1,20 @@
 #pragma once
 
 #include <CLI/CLI.hpp>
+#include <string>
 
 namespace vorip {
+
+// Accepts the numbers for which `accepts` is true; `rule` says in words which ones those are.
+template <class Accepts>
+CLI::Validator NumberThat(Accepts accepts, const std::string& rule) {
+    const auto check = [accepts, rule](std::string& text) {
+        double number = 0;
+        const bool valid = CLI::detail::lexical_cast(text, number) && accepts(number);
+        return valid ? std::string() : "'" + text + "' must be " + rule;
+    };
+    return CLI::Validator(check, "");
+}
 
 // Each command adds its subcommand, with options, help and callback, to the program. A new command is one source file
 // with such a function, and one line in the table in main.cpp.

@@ -1,4 +1,5 @@
 #include <ipbase/voripbase.h>
+#include <algorithm>
 #include <cstdio>
 #include <memory>
 #include <opencv2/core.hpp>
@@ -33,15 +34,25 @@ int Complain(std::string text, int exitCode) {
     return exitCode;
 }
 
+bool HasCommand(const CLI::App& program, const std::string& name) {
+    const auto commands = program.get_subcommands([](const CLI::App*) { return true; });
+    return std::any_of(commands.begin(), commands.end(), [&](const auto* c) { return c->get_name() == name; });
+}
+
 int Run(int argc, char** argv) {
     CLI::App program(kAbout, "vorip");
     program.footer(kFooter);
     program.set_version_flag("--version", "vorip 3.8.0");
     for (const AddCommand add : kCommands) add(program);
     program.require_subcommand(1);
+    program.get_formatter()->column_width(34);
     if (argc < 2) {
-        std::fputs(program.help().c_str(), stdout);
+        std::fputs(program.help().c_str(), stderr);
         return vorip::kExitBadInput;
+    }
+    const std::string first = argv[1];
+    if (first.empty() || (first[0] != '-' && !HasCommand(program, first))) {
+        return Complain("there is no command '" + first + "' (try vorip --help)", vorip::kExitBadInput);
     }
     try {
         program.parse(argc, argv);

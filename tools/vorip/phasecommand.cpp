@@ -12,9 +12,8 @@
 namespace vorip {
 namespace {
 
-constexpr char kAbout[] =
-    "The wrapped phase of N >= 3 pictures of shifted fringes.\n"
-    "\n"
+constexpr char kAbout[] = "The wrapped phase of three or more pictures of shifted fringes";
+constexpr char kDetails[] =
     "Frame k is taken as I_k = A + B cos(phase + shift_k), with shift_k = 360 k / N degrees (k = 0, 1, ...) unless\n"
     "--shift says otherwise; A, B and the phase are found by least squares in every pixel.\n"
     "\n"
@@ -23,8 +22,8 @@ constexpr char kAbout[] =
     "dark, saturated in any frame, or has too little modulation; the limits are in percent of full scale. So is a "
     "line\n"
     "along borders where the fringe contrast B / A changes abruptly, as between an object and the wall behind it: the\n"
-    "phase may run on across such a border by accident, and the orders of one side would be given to the other.";
-constexpr char kExample[] =
+    "phase may run on across such a border by accident, and the orders of one side would be given to the other.\n"
+    "\n"
     "Example:\n"
     "  vorip phase f0.png f1.png f2.png --shift=-120,0,120 --out result";
 
@@ -93,19 +92,19 @@ void RunPhase(const PhaseOptions& options) {
 void AddPhaseCommand(CLI::App& program) {
     const auto options = std::make_shared<PhaseOptions>();
     CLI::App* command = program.add_subcommand("phase", kAbout);
-    command->footer(kExample);
+    command->footer(kDetails);
     command->add_option("FRAME", options->frames, "Fringe pictures, in the order of their shifts")->required();
     command->add_option("--out", options->out, "Folder for the results")->required()->type_name("DIR");
-    command->add_option("--shift", options->shift, "Phase shift of each frame in degrees; write it with '='")
+    command->add_option("--shift", options->shift, "Phase shift of each frame, as in --shift=-120,0,120 [360 k / N]")
         ->type_name("DEG,DEG,...");
     command
         ->add_option("--full-scale", options->fullScale,
                      "Grey level of full scale [255 or 65535 by the pictures' type]; 4095 for a 12-bit camera")
-        ->check(CLI::PositiveNumber)
+        ->check(NumberThat([](double v) { return v > 0; }, "above 0"))
         ->type_name("LEVEL");
     const auto limit = [&](const char* name, double& value, const char* help) {
         command->add_option(name, value, help)
-            ->check(CLI::Range(0.0, 1000.0))
+            ->check(NumberThat([](double v) { return v >= 0; }, "a percentage of 0 or more"))
             ->capture_default_str()
             ->type_name("PERCENT");
     };
@@ -116,7 +115,7 @@ void AddPhaseCommand(CLI::App& program) {
     command
         ->add_option("--border-ratio", options->borderRatio,
                      "Change of the contrast B / A that makes a border between materials; 0: no such borders")
-        ->check(CLI::Range(1.05, 1000.0) | CLI::Range(0.0, 0.0))
+        ->check(NumberThat([](double v) { return v == 0 || v > 1; }, "above 1, or 0"))
         ->capture_default_str()
         ->type_name("RATIO");
     command->callback([options] {

@@ -17,10 +17,10 @@
 namespace vorip {
 namespace {
 
-constexpr char kAbout[] =
-    "The continuous phase of a wrapped phase picture: grows areas along pixels of high quality, joins them where "
-    "their\n"
-    "borders agree best, and gives every joined component consistent fringe orders.\n"
+constexpr char kAbout[] = "The continuous phase of a wrapped phase picture";
+constexpr char kDetails[] =
+    "Grows areas along pixels of high quality, joins them where their borders agree best, and gives every joined\n"
+    "component consistent fringe orders. Between components that do not touch, whole periods remain unknown.\n"
     "\n"
     "PHASE has 256 steps per period when it is 8-bit, 65,536 when 16-bit; a float phase is in radians, NaN is "
     "excluded.\n"
@@ -29,8 +29,8 @@ constexpr char kAbout[] =
     "Writes unwrapped16.png (256 steps per period above the minimum), unwrapped.tiff and unwrapped.npy (float "
     "radians,\n"
     "NaN where invalid), unwrapped_mask.png (255 valid), components.png (16-bit numbers, 1 is the largest component),\n"
-    "unwrapped_picture.png (colours, invalid pixels hatched in grey) and summary.json.";
-constexpr char kExample[] =
+    "unwrapped_picture.png (colours, invalid pixels hatched in grey) and summary.json.\n"
+    "\n"
     "Example:\n"
     "  vorip unwrap result/phase16.png --quality result/modulation.png --mask result/mask.png --out result";
 
@@ -155,28 +155,27 @@ void RunUnwrap(const UnwrapOptions& options) {
 void AddUnwrapCommand(CLI::App& program) {
     const auto options = std::make_shared<UnwrapOptions>();
     CLI::App* command = program.add_subcommand("unwrap", kAbout);
-    command->footer(kExample);
+    command->footer(kDetails);
     command->add_option("PHASE", options->phase, "Wrapped phase")->required();
     command->add_option("--out", options->out, "Folder for the results")->required()->type_name("DIR");
     command
-        ->add_option(
-            "--quality", options->quality,
-            "Quality, higher is better: 8-bit, or 16-bit of which the upper 8 bits count [found from the phase: "
-            "255 where it runs straight, less where it bends]")
+        ->add_option("--quality", options->quality,
+                     "Quality, higher is better; of 16 bits the upper 8 count [255 where the phase runs straight, less "
+                     "where it bends]")
         ->type_name("FILE");
     command->add_option("--mask", options->mask, "8-bit mask, 128 and above is usable [everything]")->type_name("FILE");
     command->add_option("--min-quality", options->minQuality, "Pixels of lower quality stay invalid")
-        ->check(CLI::Range(0, 254))
+        ->check(NumberThat([](double v) { return v >= 0 && v <= 254; }, "0 to 254"))
         ->capture_default_str()
         ->type_name("0..254");
     command->add_option("--min-area", options->minArea, "Components with fewer pixels are dropped")
-        ->check(CLI::Range(0, std::numeric_limits<int>::max()))
+        ->check(NumberThat([](double v) { return v >= 0 && v <= 1e9; }, "a number of pixels"))
         ->capture_default_str()
         ->type_name("PIXELS");
     command
         ->add_option("--order-mode", options->orderMode,
                      "How far growth may climb to better pixels than it came from: 1 without limit ... 8 not at all")
-        ->check(CLI::Range(1, 8))
+        ->check(NumberThat([](double v) { return v >= 1 && v <= 8; }, "1 to 8"))
         ->capture_default_str()
         ->type_name("1..8");
     command->add_option("--zero", options->zero, "Pixel whose unwrapped phase becomes 0")->type_name("X,Y");
