@@ -1,5 +1,7 @@
 #include "imagemodel/krboard.h"
 
+#include <algorithm>
+
 namespace KrN {
 
 KrBoard::~KrBoard() = default;
@@ -9,7 +11,14 @@ void KrBoardMgr::SetCurrBoard(KrBoard* board) {
     if (board == mCurrent) return;
     SChangeInfo info{mCurrent, board};
     mCurrent = board;
-    for (const Observer& observer : mObservers) observer.handler(observer.object, info);
+    // A handler may add and remove observers, itself included; those removed meanwhile are not called any more.
+    const std::list<Observer> observers = mObservers;
+    for (const Observer& observer : observers) {
+        const auto isSame = [&](const Observer& o) {
+            return o.object == observer.object && o.handler == observer.handler;
+        };
+        if (std::any_of(mObservers.begin(), mObservers.end(), isSame)) observer.handler(observer.object, info);
+    }
 }
 
 void KrBoardMgr::RemoveObserver(void* object) {
