@@ -1,0 +1,332 @@
+// Views, buffers, values, texts, errors, tables, boards and modules.
+#include <gtest/gtest.h>
+#include <opencv2/core/core_c.h>
+
+#include <cmath>
+#include <cstring>
+
+#include "ipbase/ipFrame.h"
+#include "tests/support/harness.h"
+
+namespace {
+
+using namespace test;
+
+template <class Buffer>
+class Image : public ::testing::Test {};
+using Buffers = ::testing::Types<KrBufferAOI8, KrBufferAOI16, KrBufferAOI32, KrBufferAOI32Float, KrBufferAOI64Double>;
+TYPED_TEST_SUITE(Image, Buffers);
+
+template <class Buffer>
+void Number(Buffer& buffer) {
+    for (short y = 0; y < buffer.AOIHeight(); ++y)
+        for (short x = 0; x < buffer.AOIWidth(); ++x)
+            buffer.WritePixel({x, y}, static_cast<typename Buffer::Pixel>(10 * y + x));
+}
+
+TYPED_TEST(Image, RectanglesInsideTheBufferOnly) {
+    TypeParam buffer({8, 5});
+    Number(buffer);
+    const KrTRectangle<short> good(2, 1, 5, 3);
+    buffer.SetAOIRect(good);
+    EXPECT_EQ(12, buffer.ReadPixel({0, 0}));
+    EXPECT_EQ(buffer.GetRowPointer(1) + 2, buffer.GetPointer({2, 1}));
+    EXPECT_EQ(24, *buffer.GetPointer({2, 1}));
+    EXPECT_EQ(8 * sizeof(typename TypeParam::Pixel), buffer.GetRowIncInBytes());
+    for (const KrTRectangle<short>& bad : {KrTRectangle<short>(-1, 0, 2, 2),
+                                           {0, -1, 2, 2},
+                                           {7, 0, 2, 2},
+                                           {0, 4, 2, 2},
+                                           {0, 0, 9, 1},
+                                           {0, 0, 1, 6},
+                                           {0, 0, -1, 1},
+                                           {32767, 0, 32767, 1}}) {
+        EXPECT_TRUE(Thrown([&] { buffer.SetAOIRect(bad); }));
+        EXPECT_TRUE(buffer.GetAOIRect() == good);
+    }
+    buffer.SetAOIRect({8, 5, 0, 0});
+    EXPECT_EQ(0, buffer.AOIWidth());
+
+    TypeParam parent({8, 5});
+    using View = KrTAOI<typename TypeParam::Pixel>;
+    parent.SetAOIRect({1, 1, 3, 3});
+    View part(parent, {4, 2, 4, 3}, L"part");  // in coordinates of the buffer, not of the parent's view
+    part.WritePixel({0, 0}, 7);
+    parent.SetAOIRect({4, 2, 1, 1});
+    EXPECT_EQ(7, parent.ReadPixel({0, 0}));
+    EXPECT_TRUE(part.GetAOIName() == L"part");
+    EXPECT_TRUE(Thrown([&] { View(parent, {5, 2, 4, 3}); }));
+}
+
+TYPED_TEST(Image, RowsPixelsAndColumns) {
+    using T = typename TypeParam::Pixel;
+    TypeParam buffer({6, 4});
+    Number(buffer);
+    buffer.SetAOIRect({1, 1, 4, 2});
+    for (auto& image : {std::unique_ptr<KrTAOI<T>>(new TypeParam(buffer)),
+                        std::unique_ptr<KrTAOI<T>>(static_cast<KrTAOI<T>*>(
+                            MakeAOI({0, buffer.GetDevType(), 7 * sizeof(T), 6 * sizeof(T), 4, 2, Form::eRowless},
+                                    reinterpret_cast<unsigned char*>(buffer.GetPointer({-1, -1})))
+                                .release()))}) {
+        KrTBuf1D<T> row, longer(9);
+        image->ReadRow(1, row);
+        ASSERT_EQ(4u, row.Size());
+        EXPECT_EQ(21, row[0]);
+        EXPECT_EQ(24, row[3]);
+        image->ReadRow(0, {2, 3}, longer);
+        EXPECT_EQ(9u, longer.Size());
+        EXPECT_EQ(13, longer[0]);
+        image->WriteRow(0, {1, 2}, KrTBuf1D<T>{90, 91});
+        EXPECT_EQ(90, image->ReadPixel({1, 0}));
+        EXPECT_EQ(91, image->ReadPixel({2, 0}));
+        KrTBuf1D<T> column;
+        image->ReadColumn(2, column);
+        ASSERT_EQ(2u, column.Size());
+        EXPECT_EQ(23, column[1]);
+        image->WriteColumn(3, KrTBuf1D<T>{50, 51});
+        KrTBuf2D<T> all;
+        image->ReadImage(all);
+        EXPECT_EQ(51, all(3, 1));
+        all(0, 0) = 77;
+        image->WriteImage(all);
+        EXPECT_EQ(77, image->ReadPixel({0, 0}));
+    }
+    KrTBuf1D<T> row(4);
+    const std::function<void()> outside[] = {
+        [&] { buffer.ReadRow(-1, row); },         [&] { buffer.ReadRow(2, row); },
+        [&] { buffer.ReadRow(0, {0, 4}, row); },  [&] { buffer.ReadRow(0, {-1, 2}, row); },
+        [&] { buffer.WriteRow(2, row); },         [&] { buffer.WriteRow(0, {1, 4}, row); },
+        [&] { buffer.ReadPixel({4, 0}); },        [&] { buffer.ReadPixel({0, -1}); },
+        [&] { buffer.WritePixel({0, 2}, T{1}); }, [&] { buffer.WritePixel({-1, 0}, T{1}); },
+        [&] { buffer.ReadColumn(4, row); },       [&] { buffer.WriteColumn(-1, row); }};
+    for (const auto& access : outside) EXPECT_TRUE(Thrown(access)) << &access - outside;
+    const TypeParam before(buffer);
+    buffer.WriteRow(0, {2, 1}, row);    // no columns
+    buffer.WriteRow(0, KrTBuf1D<T>{});  // nothing to write
+    for (short x = 0; x < 4; ++x) EXPECT_EQ(before.ReadPixel({x, 0}), buffer.ReadPixel({x, 0}));
+}
+
+TYPED_TEST(Image, BuffersOwnTheirPixels) {
+    using T = typename TypeParam::Pixel;
+    TypeParam a({5, 3}, 0);
+    Number(a);
+    a.SetAOIName(L"a");
+    a.SetAOIRect({1, 1, 3, 2});
+    TypeParam copy(a, 0), assigned;
+    assigned = a;
+    assigned = *&assigned;
+    a.WritePixel({0, 0}, 99);
+    for (TypeParam* other : {&copy, &assigned}) {
+        EXPECT_TRUE(other->GetAOIRect() == a.GetAOIRect());
+        EXPECT_TRUE(other->GetAOIName() == L"a");
+        EXPECT_EQ(11, other->ReadPixel({0, 0}));
+        other->SetAOIRect({0, 0, 5, 3});  // the pixels outside the view came along
+        EXPECT_EQ(24, other->ReadPixel({4, 2}));
+    }
+    const KrTAOI<T> view(a);
+    EXPECT_EQ(a.GetRowPointer(0), view.GetRowPointer(0));
+
+    copy.Resize(a);
+    EXPECT_TRUE(copy.AOISize() == a.AOISize());
+    for (short y = 0; y < 2; ++y)
+        for (short x = 0; x < 3; ++x) EXPECT_EQ(0, copy.ReadPixel({x, y}));
+    EXPECT_TRUE(Thrown([&] { copy.Resize({-1, 4}); }));
+    EXPECT_TRUE(Thrown([] { TypeParam({4, -1}); }));
+    EXPECT_EQ(3, copy.AOIWidth());
+    copy.Resize({0, 0});
+    TypeParam empty(copy);
+    EXPECT_EQ(0, empty.AOIHeight());
+    EXPECT_TRUE(Thrown([&] { empty.CreateIplImage(); }));
+}
+
+TYPED_TEST(Image, SharesPixelsWithOpenCV) {
+    using T = typename TypeParam::Pixel;
+    TypeParam buffer({6, 4});
+    Number(buffer);
+    buffer.SetAOIRect({2, 1, 3, 2});
+    IplImage* header = buffer.CreateIplImage();
+    EXPECT_EQ(3, header->width);
+    EXPECT_EQ(2, header->height);
+    EXPECT_EQ(23, cvGetReal2D(header, 1, 1));
+    cvSetReal2D(header, 1, 2, 55);
+    cvReleaseImage(&header);
+    EXPECT_EQ(55, buffer.ReadPixel({2, 1}));  // still there
+
+    const auto rowless = MakeAOI({0, buffer.GetDevType(), 0, 6 * sizeof(T), 3, 2, Form::eRowless},
+                                 reinterpret_cast<unsigned char*>(buffer.GetRowPointer(0)));
+    header = rowless->CreateIplImage();
+    EXPECT_EQ(23, cvGetReal2D(header, 1, 1));
+    cvSetReal2D(header, 1, 1, 9);
+    cvReleaseImage(&header);
+    EXPECT_EQ(23, buffer.ReadPixel({1, 1}));  // a copy
+}
+
+TEST(ImageInfo, ReferredToOrAdopted) {
+    KrAOIInfo mine;
+    EXPECT_EQ(1.0, mine.valueScale);
+    KrBufferAOI8 a({2, 2});
+    a.SetAOIInfo(&mine);
+    EXPECT_EQ(&mine, KrBufferAOI8(a).GetAOIInfo());
+    auto record = std::make_unique<KrAOIInfo>();
+    record->unit = L"mm";
+    KrAOIInfo* adopted = record.get();
+    a.AdoptAOIInfo(std::move(record));
+    EXPECT_EQ(adopted, a.GetAOIInfo());
+    a.SetAOIInfo(adopted);
+    const KrBufferAOI8 b(a);
+    EXPECT_NE(adopted, b.GetAOIInfo());
+    a.SetAOIInfo(nullptr);
+    EXPECT_TRUE(b.GetAOIInfo()->unit == L"mm");
+}
+
+TEST(Text, PrintsAndConverts) {
+    KrString text;
+    text.SPrintf(L"%s-%s %d %lf %g %ld%%", KrString("\xC3\xA4\xE2\x82\xAC"), L"%d", -7, 0.5, 1e300, 1234567890123LL);
+    EXPECT_TRUE(text == L"\u00e4\u20ac-%d -7 0.500000 1e+300 1234567890123%");
+    EXPECT_EQ("\xC3\xA4\xE2\x82\xAC-%d -7 0.500000 1e+300 1234567890123%", text.ToUtf8());
+    EXPECT_STREQ(text.c_str(), KrTools::String(text).GetStr());
+    text.SPrintf(L"%s", L"one", 2);
+    EXPECT_TRUE(text == L"one");
+    EXPECT_TRUE(Thrown([&] { text.SPrintf(L"%s %s", L"one"); }));
+    EXPECT_TRUE(text == L"one");
+    EXPECT_EQ(2u, std::wcslen(KrString("\xFF\x41").c_str()));  // not UTF-8
+    EXPECT_TRUE(KrString(static_cast<const wchar_t*>(nullptr)).IsEmpty());
+    EXPECT_TRUE(KrString(static_cast<const char*>(nullptr)) == L"");
+}
+
+TEST(Errors, MessagesNameTheirOrigin) {
+    const KrException plain(L"no file"), located(L"C\\unit", 12, L"text");
+    const KrNotImplementedException missing(L"C\\unit", 105, L"Op( a, b )");
+    const KrFloatDivideByZeroException zero(L"C\\unit", 822);
+    EXPECT_TRUE(plain.BuildMessage() == L"no file");
+    for (const KrException* error :
+         {&located, static_cast<const KrException*>(&missing), static_cast<const KrException*>(&zero)}) {
+        const std::string message = error->BuildMessage().ToUtf8();
+        EXPECT_EQ(message, error->what());
+        EXPECT_NE(std::string::npos, message.find("C\\unit"));
+        EXPECT_NE(std::string::npos, message.find(std::to_string(error->GetLine())));
+        EXPECT_NE(std::string::npos, message.find(error->GetText().ToUtf8()));
+    }
+    EXPECT_TRUE(dynamic_cast<const KrFloatMathException*>(&zero));
+    EXPECT_TRUE(KrException(std::runtime_error("inner")).GetText() == L"inner");
+
+    wchar_t buffer[6];
+    std::wmemset(buffer, L'#', 6);
+    unsigned help = 9;
+    EXPECT_EQ(1, plain.GetErrorMessage(buffer, 5, &help));
+    EXPECT_STREQ(L"no f", buffer);
+    EXPECT_EQ(L'#', buffer[5]);
+    EXPECT_EQ(0u, help);
+    EXPECT_EQ(0, plain.GetErrorMessage(buffer, 0));
+    EXPECT_EQ(0, plain.GetErrorMessage(nullptr, 5));
+    EXPECT_EQ(1, plain.GetErrorMessage(buffer, 1));
+    EXPECT_STREQ(L"", buffer);
+}
+
+TEST(Frame, RegistersTheModule) {
+    const auto versions = [] {
+        std::vector<int> found;
+        for (const KrDll* module : KrDll::GetModules())
+            if (module->GetName() == L"voripbase.dll") found.push_back(module->GetVersion().GetNumber());
+        return found;
+    };
+    EXPECT_TRUE(versions().empty());
+    {
+        const KrDllIPBase module;
+        const KrDllIPBase copy(module);
+        EXPECT_EQ((std::vector<int>{308, 308}), versions());
+    }
+    EXPECT_TRUE(versions().empty());
+    EXPECT_EQ(0, KrIPAccelerationInfo::HasToUseCPUSpecificAcceleration());
+    KrIPAccelerationInfo::EnableCPUSpecificAcceleration();
+    EXPECT_EQ(1, KrIPAccelerationInfo::HasToUseCPUSpecificAcceleration());
+    KrIPAccelerationInfo::DisableCPUSpecificAcceleration();
+    EXPECT_EQ(0, KrIPAccelerationInfo::HasToUseCPUSpecificAcceleration());
+    EXPECT_EQ(1, KrIPAccelerationInfo::HasToUseDirectMemoryAccess());
+    KrIPAccelerationInfo::DisableDirectMemoryAccess();
+    EXPECT_EQ(0, KrIPAccelerationInfo::HasToUseDirectMemoryAccess());
+    KrIPAccelerationInfo::EnableDirectMemoryAccess();
+}
+
+TEST(Tables, ElementsAndRegistry) {
+    KrMapLut1x8 lut;
+    EXPECT_EQ(200, lut.GetElem(200));
+    EXPECT_EQ(0, lut.GetElem(256));
+    lut.Write(KrTBuf1D<std::uint8_t>(65536));
+    EXPECT_EQ(0, lut.GetElem(65535));
+    KrMapLut88_8 pairs;
+    EXPECT_EQ(0, pairs.GetElem(255, 255));
+    KrTBuf2D<std::uint8_t> elems(3, 2);
+    elems(2, 1) = 5;
+    pairs.Write(elems);
+    EXPECT_EQ(5, pairs.GetElem(1, 2));
+    EXPECT_EQ(0, pairs.GetElem(2, 1));
+    EXPECT_EQ(0, pairs.GetElem(1, 3));
+
+    auto colours = std::make_unique<KrOLut>();
+    colours->SetName(L"fire");
+    colours->SetElemR(3, 30);
+    colours->SetElemB(255, 31);
+    colours->SetElemG(256, 32);
+    KrOLut* raw = colours.get();
+    EXPECT_EQ(nullptr, pOLutMgr->GetLut(L"fire"));
+    pOLutMgr->AddLut(std::move(colours));
+    ASSERT_EQ(raw, pOLutMgr->GetLut(L"fire"));
+    EXPECT_EQ(30, raw->GetElemR(3));
+    EXPECT_EQ(0, raw->GetElemG(3));
+    EXPECT_EQ(31, raw->GetElemB(255));
+    EXPECT_EQ(0, raw->GetElemG(256));
+}
+
+struct NoBoard : KrBoard {
+    unsigned short GetIndex() const override { return 0; }
+    bool CanAverage() const override { return false; }
+    void Average(KrAOI&, unsigned short) override {}
+    void Snap(KrAOI&) override {}
+    void StartSnap(KrAOI&) override {}
+    void Wait() override {}
+    void Execute(KrJob&) override {}
+    void Start(KrJob&) override {}
+    KrTSize<short> GetSnapSize() const override { return {}; }
+    KrAOI* CreateAOI(unsigned short) override { return nullptr; }
+};
+
+TEST(Boards, ChangesAreTold) {
+    using Changes = std::vector<std::pair<KrBoard*, KrBoard*>>;
+    const KrBoardMgr::Handler note = [](void* object, KrBoardMgr::SChangeInfo& info) {
+        static_cast<Changes*>(object)->push_back({info.previous, info.current});
+    };
+    // One that takes itself off the list while the list is being walked.
+    const KrBoardMgr::Handler once = [](void* object, KrBoardMgr::SChangeInfo&) {
+        ++*static_cast<int*>(object);
+        pBoardMgr->RemoveObserver(object);
+    };
+    NoBoard board;
+    Changes first, second;
+    int calls = 0;
+    pBoardMgr->AddObserver(&first, note);
+    pBoardMgr->AddObserver(&calls, once);
+    pBoardMgr->AddObserver(&second, note);
+    pBoardMgr->SetCurrBoard(&board);
+    EXPECT_EQ(&board, pBoardMgr->GetCurrBoard());
+    pBoardMgr->SetCurrBoard(&board);  // no change
+    pBoardMgr->RemoveObserver(&second);
+    pBoardMgr->SetCurrBoard(nullptr);
+    pBoardMgr->RemoveObserver(&first);
+    EXPECT_EQ((Changes{{nullptr, &board}, {&board, nullptr}}), first);
+    EXPECT_EQ((Changes{{nullptr, &board}}), second);
+    EXPECT_EQ(1, calls);
+}
+
+TEST(Arrays, StackAndGrowth) {
+    KrTBlockMem<int> stack;
+    for (int i = 0; i < 1000; ++i) stack.Push(i);
+    for (int i = 999; i >= 0; --i) ASSERT_EQ(i, stack.Pop());
+    EXPECT_EQ(0u, stack.Size());
+    KrTBuf2D<int> plane(2, 2);
+    plane(1, 1) = 4;
+    plane.Resize(3, 1);
+    for (std::size_t x = 0; x < 3; ++x) EXPECT_EQ(0, plane(x, 0));
+}
+
+}  // namespace
