@@ -6,6 +6,7 @@
 #include "ipbase/ipConvert.h"
 #include "ipbase/ipCopy.h"
 #include "ipbase/ipFrame.h"
+#include "ipbase/ipGradient.h"
 #include "ipbase/ipLArith.h"
 #include "ipbase/ipLLogic.h"
 #include "ipbase/ipLMapLut.h"

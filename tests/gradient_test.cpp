@@ -1,0 +1,268 @@
+// The gradients against their definition, computed step by step on whole images.
+#include "ipbase/ipGradient.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <limits>
+#include <random>
+
+#include "tests/support/harness.h"
+
+namespace {
+
+using namespace KrN;
+
+// A literal image: S is the type of the sums.
+template <class S>
+struct Plane {
+    int w, h;
+    std::vector<S> v = std::vector<S>(static_cast<std::size_t>(w * h));
+    S& operator()(int x, int y) { return v[static_cast<std::size_t>(y * w + x)]; }
+    S At(int x, int y) const {
+        return x < 0 || y < 0 || x >= w || y >= h ? S{0} : v[static_cast<std::size_t>(y * w + x)];
+    }
+};
+
+// The sums of n steps along a line of `length` steps, those at `place` being read and the result added there.
+template <class S, class Get, class Add>
+void LineSums(int length, int n, bool back, bool fromFarEnd, const Get& step, const Add& add) {
+    if (back ? n >= length : n > length) {
+        S sum = 0;
+        for (int i = 0; i < length; ++i) sum += step(i);
+        if (!back) add(0, sum);
+        return;
+    }
+    const int count = back ? length - n : length - n + 1;
+    S sum = 0;
+    for (int i = 0; i < n; ++i) sum += step(i + (fromFarEnd ? count - 1 : 0));
+    for (int i = 0; i < count; ++i) {
+        const int k = fromFarEnd ? count - 1 - i : i;
+        if (i > 0) sum = fromFarEnd ? (sum - step(k + n)) + step(k) : (sum - step(k - 1)) + step(k + n - 1);
+        add(back ? k + n : k, back ? -sum : sum);
+    }
+}
+
+template <class S>
+void RowSums(const Plane<S>& steps, int n, bool back, Plane<S>& sums) {
+    for (int y = 0; y < steps.h; ++y)
+        LineSums<S>(
+            steps.w, n, back, back, [&](int x) { return steps.At(x, y); }, [&](int x, S s) { sums(x, y) += s; });
+}
+template <class S>
+void ColumnSums(const Plane<S>& steps, int n, bool back, Plane<S>& sums) {
+    for (int x = 0; x < steps.w; ++x)
+        LineSums<S>(
+            steps.h, n, back, false, [&](int y) { return steps.At(x, y); }, [&](int y, S s) { sums(x, y) += s; });
+}
+
+// fill: of the border. Bytes and doubles wrap their steps.
+template <class T, class S>
+Plane<S> Literal(const Plane<T>& src, int dx, int dy, S fill) {
+    const int w = src.w, h = src.h;
+    const auto step = [](T a, T next) -> S {
+        if constexpr (std::is_same_v<T, float>)
+            return next - a;
+        else
+            return static_cast<S>((static_cast<int>(next) - static_cast<int>(a) - 128) & 255);
+    };
+    Plane<S> horizontal{w, h}, vertical{w, h}, along{w, h}, down{w, h}, g{w, h};
+    for (int y = 0; y < h; ++y)
+        for (int x = 0; x < w; ++x) {
+            along(x, y) = step(src.At(x, y), src.At(x + 1, y));
+            down(x, y) = step(src.At(x, y), src.At(x, y + 1));
+        }
+    if (dx != 0) RowSums(along, std::abs(dx), dx < 0, horizontal);
+    if (dy != 0) ColumnSums(down, std::abs(dy), dy < 0, vertical);
+    for (std::size_t i = 0; i < g.v.size(); ++i) horizontal.v[i] += vertical.v[i];
+    for (int y = 0; y < h; ++y)
+        for (int x = 0; x < w; ++x) {
+            const int a = std::abs(dx), b = std::abs(dy);
+            const bool border = x < a || x >= w - a || y < b || y >= h - b;
+            g(x, y) = border ? fill : horizontal.At(x, y) - horizontal.At(x - dx, y - dy);
+        }
+    return g;
+}
+
+Plane<std::uint8_t> Stretched(const Plane<float>& g) {
+    Plane<std::uint8_t> out{g.w, g.h};
+    const double least = *std::min_element(g.v.begin(), g.v.end());
+    const double greatest = *std::max_element(g.v.begin(), g.v.end());
+    for (std::size_t i = 0; i < g.v.size(); ++i)
+        if (greatest > least) out.v[i] = static_cast<std::uint8_t>((g.v[i] - least) * 255.0 / (greatest - least));
+    return out;
+}
+
+void Compute(const KrAOI8* src, int dx, int dy, KrAOI8* dst, int) {
+    KrGradient gradient;
+    gradient.Init(src->AOISize());
+    gradient.Execute(src, dx, dy, dst);
+}
+void Compute(const KrAOI64Double* src, int dx, int dy, KrAOI64Double* dst, int infinite) {
+    KrGradientDouble gradient;
+    gradient.Init(src->AOISize());
+    gradient.Execute(src, dx, dy, dst, infinite);
+}
+void Compute(const KrAOI32Float* src, int dx, int dy, KrAOI32Float* dst, int infinite) {
+    KrGradientFloatNonModulo gradient;
+    gradient.Init(src->AOISize());
+    gradient.Execute(src, dx, dy, dst, infinite);
+}
+
+template <class T>
+Plane<T> Expected(const Plane<T>& src, int dx, int dy, int infinite) {
+    if constexpr (sizeof(T) == 1)
+        return Stretched(Literal<T, float>(src, dx, dy, 0.0f));
+    else
+        return Literal<T, T>(src, dx, dy, infinite ? std::numeric_limits<T>::infinity() : T{0});
+}
+
+enum class Layout { eSeparate, eInPlace, eRowless, eNoDirectAccess };
+
+// Gaps of the rows and the memory around the image are guarded.
+template <class AOI>
+void Check(const Plane<typename AOI::Pixel>& src, int dx, int dy, int infinite, Layout layout) {
+    using T = typename AOI::Pixel;
+    const std::size_t gap = 3, stride = (static_cast<std::size_t>(src.w) + gap) * sizeof(T);
+    const auto place = [&](int memory) {
+        return test::Place{memory,
+                           KrTPixel<T>::device,
+                           stride,
+                           stride,
+                           src.w,
+                           src.h,
+                           layout == Layout::eRowless ? test::Form::eRowless : test::Form::eView};
+    };
+    std::vector<unsigned char> from(stride * (static_cast<std::size_t>(src.h) + 2), 77), to(from);
+    for (int y = 0; y < src.h; ++y)
+        std::memcpy(&from[stride * static_cast<std::size_t>(y + 1)], &src.v[static_cast<std::size_t>(y * src.w)],
+                    static_cast<std::size_t>(src.w) * sizeof(T));
+    const auto a = test::MakeAOI(place(0), from.data());
+    const auto b = test::MakeAOI(place(1), (layout == Layout::eInPlace ? from : to).data());
+    const test::DirectAccess access(layout != Layout::eNoDirectAccess);
+    Compute(static_cast<AOI*>(a.get()), dx, dy, static_cast<AOI*>(b.get()), infinite);
+
+    const Plane<T> expected = Expected(src, dx, dy, infinite);
+    std::vector<unsigned char> wanted(to.size(), 77);
+    for (int y = 0; y < src.h; ++y)
+        std::memcpy(&wanted[stride * static_cast<std::size_t>(y + 1)], &expected.v[static_cast<std::size_t>(y * src.w)],
+                    static_cast<std::size_t>(src.w) * sizeof(T));
+    const std::vector<unsigned char>& found = layout == Layout::eInPlace ? from : to;
+    for (std::size_t i = 0; i + sizeof(T) <= found.size(); i += sizeof(T)) {
+        T f, e;
+        std::memcpy(&f, &found[i], sizeof f);
+        std::memcpy(&e, &wanted[i], sizeof e);
+        const bool same = f == e || std::memcmp(&f, &e, sizeof f) == 0;
+        ASSERT_TRUE(same) << "byte " << i << " is " << +f << " instead of " << +e << "; " << src.w << " x " << src.h
+                          << ", baseline " << dx << ", " << dy << ", layout " << static_cast<int>(layout);
+    }
+}
+
+template <class T>
+Plane<T> RandomPlane(int w, int h, unsigned seed) {
+    Plane<T> plane{w, h};
+    std::mt19937 random(seed);
+    for (T& v : plane.v)
+        v = std::is_same_v<T, float> ? static_cast<T>(random() % 100000) / static_cast<T>(7)
+                                     : static_cast<T>(random() % 256);
+    if constexpr (std::is_same_v<T, double>)
+        for (T& v : plane.v) v += 0.25;  // only the integer part counts
+    return plane;
+}
+
+template <class AOI>
+class Gradient : public testing::Test {};
+using Types = testing::Types<KrAOI8, KrAOI32Float, KrAOI64Double>;
+TYPED_TEST_SUITE(Gradient, Types);
+
+TYPED_TEST(Gradient, IsThatOfTheDefinitionForAllSignsAndSizes) {
+    using T = typename TypeParam::Pixel;
+    const std::pair<int, int> sizes[] = {{1, 1}, {1, 9}, {9, 1}, {2, 2}, {3, 3}, {33, 6}, {70, 41}, {131, 19}};
+    const int baselines[] = {0, 1, 2, 3, 9, 20, 70, 1000, std::numeric_limits<int>::max()};
+    test::ForEachTarget([&](std::int64_t) {
+        for (const auto& [w, h] : sizes) {
+            const Plane<T> src = RandomPlane<T>(w, h, static_cast<unsigned>(w));
+            for (int dx : baselines)
+                for (int dy : baselines)
+                    for (int signs = 0; signs < 4; ++signs)
+                        Check<TypeParam>(src, signs & 1 ? -dx : dx, signs & 2 ? -dy : dy, signs & 1, Layout::eSeparate);
+        }
+    });
+}
+
+TYPED_TEST(Gradient, IsTheSameForAllLayouts) {
+    const auto src = RandomPlane<typename TypeParam::Pixel>(53, 37, 5);
+    for (Layout layout : {Layout::eInPlace, Layout::eRowless, Layout::eNoDirectAccess})
+        for (int d : {0, 4, -7}) Check<TypeParam>(src, d, 3 - d, 1, layout);
+    Check<TypeParam>(src, std::numeric_limits<int>::min(), 1, 1, Layout::eSeparate);
+}
+
+// What callers count on: a wrapped ramp has no gradient, however long the baseline.
+TYPED_TEST(Gradient, OfARampIsZeroInside) {
+    using T = typename TypeParam::Pixel;
+    Plane<T> ramp{64, 48};
+    for (int y = 0; y < 48; ++y)
+        for (int x = 0; x < 64; ++x)
+            ramp(x, y) = static_cast<T>(std::is_same_v<T, float> ? 300 * x - 200 * y : (10 * x + 3 * y) % 256);
+    KrTBuf2D<T> pixels(64, 48);
+    for (const auto& [dx, dy] : {std::pair{5, 0}, {0, -9}, {7, 11}, {-7, 11}, {20, -3}}) {
+        TypeParam src({64, 48}, ramp.v.data(), 64 * sizeof(T)), dst({64, 48}, pixels.Row(0), 64 * sizeof(T));
+        Compute(&src, dx, dy, &dst, 1);
+        for (std::size_t y = 0; y < 48; ++y)
+            for (std::size_t x = 0; x < 64; ++x) {
+                const bool border = std::min(x, 63 - x) < static_cast<std::size_t>(std::abs(dx)) ||
+                                    std::min(y, 47 - y) < static_cast<std::size_t>(std::abs(dy));
+                const T fill = sizeof(T) == 1 ? T{0} : std::numeric_limits<T>::infinity();
+                ASSERT_EQ(pixels(x, y), border ? fill : T{0}) << x << ", " << y;
+            }
+    }
+}
+
+// The single steps, as derived classes use them: they add to what is there, and go wrong on no baseline.
+template <class Base, class Step, class Sum>
+struct Open : Base {
+    void Check(int w, int h) {
+        const Plane<typename Sum::Pixel> steps = RandomPlane<typename Sum::Pixel>(w, h, 3);
+        Step stepImage({static_cast<short>(w), static_cast<short>(h)});
+        for (int y = 0; y < h; ++y)
+            for (int x = 0; x < w; ++x)
+                stepImage.GetRowPointer(y)[x] = static_cast<typename Step::Pixel>(steps.At(x, y));
+        Plane<typename Sum::Pixel> values{w, h};
+        for (int y = 0; y < h; ++y)
+            for (int x = 0; x < w; ++x) values(x, y) = stepImage.GetRowPointer(y)[x];
+        for (int n : {1, 2, 5, w - 1, w, h, w + 1, 1000})
+            for (int kind = 0; kind < 4; ++kind) {
+                const bool back = kind & 1, columns = kind & 2;
+                Plane<typename Sum::Pixel> expected{w, h};
+                std::fill(expected.v.begin(), expected.v.end(), typename Sum::Pixel{4});
+                Sum sums(stepImage.AOISize());
+                for (int y = 0; y < h; ++y) std::fill_n(sums.GetRowPointer(y), w, typename Sum::Pixel{4});
+                columns ? ColumnSums(values, n, back, expected) : RowSums(values, n, back, expected);
+                const test::DirectAccess access(n != 2);
+                if (columns)
+                    back ? this->ColSumBack(&stepImage, n, &sums) : this->ColSum(&stepImage, n, &sums);
+                else
+                    back ? this->RowSumBack(&stepImage, n, &sums) : this->RowSum(&stepImage, n, &sums);
+                for (int y = 0; y < h; ++y)
+                    for (int x = 0; x < w; ++x)
+                        ASSERT_EQ(sums.GetRowPointer(y)[x], expected(x, y)) << n << " " << kind << " " << x << " " << y;
+            }
+        Sum image(stepImage.AOISize());
+        this->MaskBoundary(&image, -2, 1, 9);
+        for (int y = 0; y < h; ++y)
+            for (int x = 0; x < w; ++x)
+                ASSERT_EQ(image.GetRowPointer(y)[x], x < 2 || x >= w - 2 || y < 1 || y >= h - 1 ? 9 : 0);
+    }
+};
+
+TEST(GradientSteps, AddSumsOfSuccessiveSteps) {
+    for (const auto& [w, h] : {std::pair{17, 11}, {5, 23}, {1, 1}}) {
+        Open<KrGradient, KrBufferAOI8, KrBufferAOI32Float>().Check(w, h);
+        Open<KrGradientDouble, KrBufferAOI64Double, KrBufferAOI64Double>().Check(w, h);
+        Open<KrGradientFloatNonModulo, KrBufferAOI32Float, KrBufferAOI32Float>().Check(w, h);
+    }
+}
+
+}  // namespace
