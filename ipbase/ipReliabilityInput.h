@@ -1,0 +1,32 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+namespace KrN {
+
+// The caller's request to stop; another thread may raise it at any time.
+class AbortFlag {
+public:
+    explicit AbortFlag(const int* flag) : mFlag(flag) {}
+    bool IsRaised() const { return mFlag && *mFlag != 0; }
+
+private:
+    const volatile int* mFlag;
+};
+
+// What the reliability unwrapper works on: wrapped radians in somebody's image, and a mask of its own.
+struct ReliabilityInput {
+    int width = 0;
+    int height = 0;
+    const char* wrapped = nullptr;
+    std::ptrdiff_t wrappedStep = 0;  // bytes
+    std::vector<std::uint8_t> mask;  // 255: usable
+
+    std::size_t First(int y) const { return static_cast<std::size_t>(y) * static_cast<std::size_t>(width); }
+    const float* Wrapped(int y) const { return reinterpret_cast<const float*>(wrapped + y * wrappedStep); }
+    const std::uint8_t* Mask(int y) const { return mask.data() + First(y); }
+};
+
+}  // namespace KrN

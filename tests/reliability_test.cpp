@@ -1,0 +1,442 @@
+#include <gtest/gtest.h>
+#include <opencv2/core/core_c.h>
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <cmath>
+#include <cstdio>
+#include <fstream>
+#include <functional>
+#include <map>
+#include <numeric>
+#include <random>
+#include <thread>
+
+#include "ipbase/ipLUnwrap_Velmor.h"
+#include "ipbase/ipReliabilityEdges.h"
+#include "ipbase/rows/ipReliabilityRows.h"
+#include "tests/support/harness.h"
+
+namespace KrN {
+namespace {
+
+using Value = std::function<int(int x, int y)>;
+using Size = KrTSize<short>;
+
+// A view with a gap between its rows.
+template <class Buffer, class View>
+struct Strided {
+    Buffer buffer;
+    View view;
+    explicit Strided(Size size)
+        : buffer({static_cast<short>(size.cx + 3), static_cast<short>(size.cy + 2)}),
+          view(buffer, {2, 1, size.cx, size.cy}) {}
+};
+using Image8 = Strided<KrBufferAOI8, KrAOI8>;
+
+template <class T>
+void Fill(KrTAOI<T>& image, const Value& value) {
+    for (short y = 0; y < image.AOIHeight(); ++y)
+        for (short x = 0; x < image.AOIWidth(); ++x) *image.GetPointer({x, y}) = static_cast<T>(value(x, y));
+}
+
+template <class T>
+std::vector<T> Pixels(const KrTAOI<T>& image) {
+    std::vector<T> pixels;
+    for (int y = 0; y < image.AOIHeight(); ++y)
+        pixels.insert(pixels.end(), image.GetRowPointer(y), image.GetRowPointer(y) + image.AOIWidth());
+    return pixels;
+}
+
+// Unwrapped radians: a value scale of 6.284 makes the float result unscaled.
+std::vector<float> Radians(KrLUnWrap_Velmor& unwrap, Size size, Size maskSize) {
+    KrBufferAOI32Float result(size);
+    KrBufferAOI8 mask(maskSize);
+    unwrap.GetResult(&result, &mask);
+    return Pixels(result);
+}
+
+// The algorithm in its plainest form: a full sort, groups as lists, every member relabelled at every merge.
+struct Literal {
+    int width, height;
+    std::vector<std::uint8_t> phase, mask;
+    unsigned minGroupSize;
+
+    std::vector<float> values = {}, reliability = {};
+    std::vector<int> increment = {}, group = {};
+    std::vector<std::vector<int>> members = {};
+
+    static float Wrap(float x) {
+        const auto pi = static_cast<float>(KrMath::Pi), period = static_cast<float>(KrMath::TwoPi);
+        return x > pi ? x - period : x < -pi ? x + period : x;
+    }
+    void FindReliability(int x, int y) {
+        const int i = y * width + x;
+        rows::GetReliabilityRows().unreliable(&reliability[std::size_t(i)], static_cast<unsigned>(i), 1);
+        if (x == 0 || y == 0 || x + 1 == width || y + 1 == height) return;
+        for (int k = 0; k < 9; ++k)
+            if (mask[std::size_t(i + (k / 3 - 1) * width + k % 3 - 1)] != 255) return;
+        float sum = 0;
+        for (const int step : {1, width, width + 1, width - 1}) {
+            const float c = values[std::size_t(i)];
+            const float d = Wrap(values[std::size_t(i - step)] - c) - Wrap(c - values[std::size_t(i + step)]);
+            sum = sum + d * d;
+        }
+        reliability[std::size_t(i)] = sum;
+    }
+    void Merge(std::size_t p, std::size_t q) {
+        const float step = values[p] - values[q];
+        const auto pi = static_cast<float>(KrMath::Pi);
+        const int wrap = step > pi ? -1 : step < -pi ? 1 : 0;
+        auto& a = members[std::size_t(group[p])];
+        auto& b = members[std::size_t(group[q])];
+        if (&a == &b) return;
+        const bool keepFirst = b.size() == 1 || (a.size() != 1 && a.size() > b.size());
+        const int shift = keepFirst ? increment[p] - wrap - increment[q] : increment[q] + wrap - increment[p];
+        const int kept = keepFirst ? group[p] : group[q];
+        auto& from = keepFirst ? b : a;
+        for (const int i : from) increment[std::size_t(i)] += shift, group[std::size_t(i)] = kept;
+        members[std::size_t(kept)].insert(members[std::size_t(kept)].end(), from.begin(), from.end());
+        from.clear();
+    }
+    std::vector<float> Run() {
+        const auto count = phase.size();
+        for (const int v : phase) values.push_back(static_cast<float>(v * 0.02454369260617026));
+        reliability.resize(count);
+        increment.resize(count);
+        group.resize(count);
+        std::iota(group.begin(), group.end(), 0);
+        for (const int i : group) members.push_back({i});
+        for (int y = 0; y < height; ++y)
+            for (int x = 0; x < width; ++x) FindReliability(x, y);
+        struct Edge {
+            float reliability;
+            std::size_t p, q;
+        };
+        std::vector<Edge> edges;
+        for (std::size_t p = 0; p < count; ++p) {
+            for (const bool below : {false, true}) {
+                const std::size_t q = p + (below ? std::size_t(width) : 1);
+                if (below ? q >= count : q % std::size_t(width) == 0) continue;
+                if (mask[p] == 255 && mask[q] == 255) edges.push_back({reliability[p] + reliability[q], p, q});
+            }
+        }
+        std::stable_sort(edges.begin(), edges.end(),
+                         [](const Edge& a, const Edge& b) { return a.reliability < b.reliability; });
+        for (const Edge& edge : edges) Merge(edge.p, edge.q);
+        float least = 3.4028235e38F;
+        for (std::size_t i = 0; i < count; ++i) {
+            values[i] = static_cast<float>(values[i] + KrMath::TwoPi * increment[i]);
+            if (members[std::size_t(group[i])].size() < minGroupSize) mask[i] = 0;
+            if (mask[i] == 255) least = std::min(least, values[i]);
+        }
+        for (std::size_t i = 0; i < count; ++i)
+            if (mask[i] != 255) values[i] = least < 3e38F ? least : 0;
+        return values;
+    }
+};
+
+struct Scene {
+    Image8 phase, mask;
+    KrAOIInfo info;
+    Scene(Size size, const Value& p, const Value& m, Size maskSize = {})
+        : phase(size), mask(maskSize.cx ? maskSize : size) {
+        Fill(phase.view, p);
+        Fill(mask.view, m);
+        info.valueScale = 6.284;
+        phase.view.SetAOIInfo(&info);
+    }
+};
+
+const Value kOpen = [](int, int) { return 255; };
+
+TEST(Reliability, GivesThePixelsOfThePlainForm) {
+    std::mt19937 random(7);
+    const Value phases[] = {
+        [&](int, int) { return static_cast<int>(random() % 256); },
+        [&](int x, int y) { return x * 23 + y * 9 + static_cast<int>(random() % 60); },
+        [](int x, int y) { return x * x / 3 - y * 11; },
+        [](int, int) { return 128; },
+    };
+    const Value masks[] = {
+        kOpen,
+        [&](int, int) { return random() % 9 ? 255 : 254; },
+        [&](int x, int) { return x % 7 == 3 ? 0 : 255; },
+        [&](int, int) { return random() % 2 ? 255 : 127; },
+        [](int, int) { return 254; },
+    };
+    const Size sizes[] = {{1, 1}, {1, 13}, {13, 1}, {2, 9}, {9, 2}, {3, 3}, {4, 40}, {21, 17}, {33, 40}, {75, 64}};
+    test::ForEachTarget([&](std::int64_t) {
+        for (const Size& size : sizes) {
+            for (const Value& phase : phases) {
+                for (const Value& mask : masks) {
+                    for (const unsigned minGroup : {0u, 5u, 200u}) {
+                        Scene scene(size, phase, mask);
+                        KrLUnWrap_Velmor unwrap;
+                        const bool without = &mask == masks && minGroup == 0;
+                        unwrap.Execute(&scene.phase.view, without ? nullptr : &scene.mask.view, minGroup, nullptr);
+                        Literal literal{size.cx, size.cy, Pixels(scene.phase.view), Pixels(scene.mask.view), minGroup};
+                        ASSERT_EQ(Radians(unwrap, size, size), literal.Run())
+                            << size.cx << " x " << size.cy << " phase " << &phase - phases << " mask " << &mask - masks;
+                    }
+                }
+            }
+        }
+    });
+}
+
+double Peaks(double u, double v) {
+    const auto bell = [](double x, double y) { return std::exp(-x * x - y * y); };
+    return 3 * (1 - u) * (1 - u) * bell(u, v + 1) - 10 * (u / 5 - u * u * u - std::pow(v, 5)) * bell(u, v) -
+           bell(u + 1, v) / 3;
+}
+
+TEST(Reliability, RestoresSmoothSurfaces) {
+    const struct {
+        short side;
+        double noise, right;
+        int wall;  // a masked column that separates two groups, each with a constant of its own
+    } cases[] = {{1000, 0.0, 1.0, 0}, {1000, 0.3, 1.0, 0}, {1000, 0.6, 0.999, 0}, {400, 0.0, 1.0, 200}};
+    for (const auto& c : cases) {
+        std::mt19937 random(3);
+        std::normal_distribution<double> normal;
+        const auto side = static_cast<std::size_t>(c.side);
+        std::vector<int> steps(side * side);
+        const auto phase = [&](int x, int y) {
+            const double radians = Peaks(6.0 * x / c.side - 3, 6.0 * y / c.side - 3) * (10 * KrMath::Pi / 14.7);
+            int& value = steps[std::size_t(y) * side + std::size_t(x)];
+            value = static_cast<int>(std::floor((radians + c.noise * normal(random)) * 256 / KrMath::TwoPi));
+            return value;
+        };
+        Scene scene({c.side, c.side}, phase, [&](int x, int) { return c.wall && x == c.wall ? 0 : 255; });
+        KrLUnWrap_Velmor unwrap;
+        int flag = 1;
+        unwrap.Execute(&scene.phase.view, &scene.mask.view, 0, &flag);
+        EXPECT_EQ(unwrap.ShouldBeAborted(), 0);
+        const std::vector<float> radians = Radians(unwrap, {c.side, c.side}, {c.side, c.side});
+        std::map<long, int> constants[2];
+        for (std::size_t i = 0; i < radians.size(); ++i) {
+            if (c.wall && static_cast<int>(i % side) == c.wall) continue;
+            const double periods = radians[i] / KrMath::TwoPi - steps[i] / 256.0;
+            ASSERT_NEAR(periods, std::round(periods), 1e-5);
+            ++constants[static_cast<int>(i % side) < c.wall][std::lround(periods)];
+        }
+        int right = 0, all = 0;
+        for (const auto& votes : constants) {
+            int most = 0;
+            for (const auto& [constant, count] : votes) most = std::max(most, count), all += count;
+            right += most;
+        }
+        EXPECT_GE(right, c.right * all) << c.side << " noise " << c.noise;
+    }
+}
+
+TEST(Reliability, SortsAnyKeys) {
+    std::mt19937 random(5);
+    const struct {
+        std::size_t count;
+        std::function<std::uint32_t(std::size_t)> key;
+    } cases[] = {
+        {1000000, [](std::size_t) { return 0u; }},
+        {1000000, [](std::size_t i) { return static_cast<std::uint32_t>(i); }},
+        {1000000, [](std::size_t i) { return static_cast<std::uint32_t>(0xFFFFF - i % 0x100000); }},
+        {1000000, [&](std::size_t) { return static_cast<std::uint32_t>(random() % 3 << 10); }},
+        {1000000, [&](std::size_t) { return static_cast<std::uint32_t>(random() & 0x7FFFFFFF); }},
+        {300, [&](std::size_t) { return static_cast<std::uint32_t>(random() % 5); }},
+        {0, nullptr},
+    };
+    for (const auto& c : cases) {
+        std::vector<EDGE> wanted;
+        for (std::size_t i = 0; i < c.count; ++i) wanted.push_back(EDGE::Make(c.key(i), i, false, 1));
+        const auto upper = [](EDGE e) { return e.Key() >> ReliabilityEdges::kBucketShift; };
+        std::stable_sort(wanted.begin(), wanted.end(), [&](EDGE a, EDGE b) { return upper(a) < upper(b); });
+        ReliabilityEdges edges;
+        edges.edges.reset(new EDGE[c.count]);
+        std::copy(wanted.begin(), wanted.end(), edges.edges.get());
+        for (const EDGE edge : wanted) ++edges.bucket[upper(edge) + 1];
+        std::partial_sum(edges.bucket.begin(), edges.bucket.end(), edges.bucket.begin());
+        ASSERT_TRUE(SortEdges(edges, AbortFlag(nullptr)));
+        const auto less = [](EDGE a, EDGE b) { return a.bits < b.bits; };
+        std::sort(wanted.begin(), wanted.end(), less);
+        ASSERT_TRUE(std::equal(wanted.begin(), wanted.end(), edges.edges.get(),
+                               [](EDGE a, EDGE b) { return a.bits == b.bits; }));
+    }
+}
+
+// Reaches the algorithm below Execute.
+struct Inner : KrLUnWrap_Velmor {
+    using KrLUnWrap_Velmor::Unwrap2DSRNCP;
+};
+
+TEST(Reliability, LeavesNothingHalfDoneWhenAborted) {
+    std::mt19937 random(11);
+    const Size size{700, 600};
+    Scene scene(
+        size, [&](int x, int y) { return x * 5 + y * 3 + static_cast<int>(random() % 90); }, kOpen);
+    int flag = 0;
+    Inner unwrap;
+    const auto started = std::chrono::steady_clock::now();
+    unwrap.Execute(&scene.phase.view, &scene.mask.view, 0, &flag);
+    const auto duration = std::chrono::steady_clock::now() - started;
+    const std::vector<float> whole = Radians(unwrap, size, size);
+    const std::vector<float> nothing(whole.size());
+    int aborted = 0;
+    for (int i = 0; i <= 40; ++i) {
+        std::atomic<bool> done{false};
+        std::thread other([&] {
+            std::this_thread::sleep_for(duration * i / 36);
+            // Execute lowers the flag at its start, so it is raised until the end.
+            do *static_cast<volatile int*>(&flag) = 2;
+            while (i == 0 && !done);
+        });
+        unwrap.Execute(&scene.phase.view, &scene.mask.view, 0, &flag);
+        done = true;
+        other.join();
+        const std::vector<float> result = Radians(unwrap, size, size);
+        ASSERT_TRUE(result == whole || result == nothing) << i;
+        aborted += result == nothing;
+    }
+    EXPECT_GE(aborted, 3);
+
+    flag = 3;
+    EXPECT_EQ(unwrap.ShouldBeAborted(), 3);
+    KrBufferAOI32Float wrapped({5, 4}), unwrapped({5, 4});
+    Fill(unwrapped, [](int x, int) { return x; });
+    const auto before = Pixels(unwrapped);
+    IplImage* const in = wrapped.CreateIplImage();
+    IplImage* const out = unwrapped.CreateIplImage();
+    int edges = 0;
+    unwrap.Unwrap2DSRNCP(in, out, nullptr, 0, edges);
+    EXPECT_EQ(Pixels(unwrapped), before);
+    flag = 0;
+    unwrap.Unwrap2DSRNCP(in, out, nullptr, 0, edges);
+    EXPECT_EQ(Pixels(unwrapped), Pixels(wrapped));
+    EXPECT_EQ(edges, 4 * 4 + 5 * 3);
+    EXPECT_TRUE(test::Thrown([&] { unwrap.Unwrap2DSRNCP(in, out, in, 0, edges); }));
+    for (IplImage* image : {in, out}) cvReleaseImage(&image);
+}
+
+TEST(Reliability, DeliversAllForms) {
+    // Two periods of a ramp, a masked column, and a part of one pixel that the size filter drops.
+    const Size size{20, 3};
+    const Value mask = [](int x, int y) { return x == 17 || (x > 17 && (y != 1 || x == 18)) ? 7 : 255; };
+    Scene scene(
+        size, [](int x, int) { return 40 + x * 30; }, mask);
+    scene.info.valueScale = 500;
+    scene.info.unit = L"mm";
+    scene.info.factor2 = 3;
+    scene.info.factor3 = 4;
+    KrLUnWrap_Velmor original;
+    original.Execute(&scene.phase.view, &scene.mask.view, 2, nullptr);
+    KrLUnWrap_Velmor unwrap(original);
+    Fill(scene.phase.view, kOpen);
+    original.Execute(&scene.phase.view, nullptr, 0, nullptr);  // leaves the copy alone
+
+    KrBufferAOI32Float radians(size);
+    KrBufferAOI16 scaled(size), spread(size);
+    KrBufferAOI8 kept(size), dropped(size);
+    unwrap.GetResult2(&spread, &dropped);
+    unwrap.GetResult(&scaled, &kept);
+    EXPECT_EQ(Pixels(kept), Pixels(scene.mask.view));
+    unwrap.GetResult(&radians, &kept);
+    EXPECT_EQ(Pixels(kept), Pixels(scene.mask.view));
+    double least = 1e9;
+    for (short x = 0; x < 17; ++x) least = std::min<double>(least, *radians.GetPointer({x, 0}) * 6.284 / 500);
+    for (short y = 0; y < 3; ++y) {
+        for (short x = 0; x < 20; ++x) {
+            const bool valid = x < 17;
+            const double value = least + (valid ? x * 30 * KrMath::TwoPi / 256 : 0);
+            EXPECT_NEAR(*radians.GetPointer({x, y}), value * 500 / 6.284, 1e-3);
+            EXPECT_NEAR(static_cast<std::int16_t>(*scaled.GetPointer({x, y})), value * 500 / 1601.91, 1);
+            EXPECT_NEAR(*spread.GetPointer({x, y}), valid ? x * 30 * 255 / 256.0 : 0, 1);
+            EXPECT_EQ(*dropped.GetPointer({x, y}), valid && x > 0 ? 255 : 0);
+        }
+    }
+    const struct {
+        const KrAOI& image;
+        double scale;
+    } described[] = {{radians, 1.0}, {scaled, 500 / 255.0}, {spread, 500 / 255.0}};
+    for (const auto& d : described) {
+        const KrAOIInfo* const info = d.image.GetAOIInfo();
+        ASSERT_TRUE(info);
+        EXPECT_EQ(info->valueScale, d.scale);
+        EXPECT_EQ(info->unit, KrString(L"mm"));
+        EXPECT_EQ(info->factor2, 3);
+        EXPECT_EQ(info->factor3, 1);
+        EXPECT_GT(info->range.upper, info->range.lower);
+    }
+    EXPECT_EQ(spread.GetAOIInfo()->range.upper, *spread.GetPointer({16, 0}));
+}
+
+TEST(Reliability, RefusesWhatDoesNotFit) {
+    const Size size{12, 9}, maskSize{10, 11}, other{12, 8};
+    Scene scene(
+        size, [](int x, int) { return x * 30; }, kOpen, maskSize);
+    KrLUnWrap_Velmor unwrap;
+    unwrap.Execute(&scene.phase.view, &scene.mask.view, 0, nullptr);
+    const std::vector<float> radians = Radians(unwrap, size, maskSize);
+    EXPECT_NE(radians[9], 0);  // columns 0 to 9 are common
+    EXPECT_EQ(radians[10], 0);
+    KrBufferAOI16 fits16(size), wrong16(other);
+    KrBufferAOI32Float fitsF(size), wrongF(other);
+    KrBufferAOI8 fitsMask(maskSize), wrongMask(size);
+    const struct {
+        std::function<void()> call;
+        int line;
+    } cases[] = {
+        {[&] { unwrap.GetResult(&wrong16, &fitsMask); }, 971},
+        {[&] { unwrap.GetResult(&fits16, &wrongMask); }, 975},
+        {[&] { unwrap.GetResult2(&wrong16, &fitsMask); }, 1043},
+        {[&] { unwrap.GetResult2(&fits16, &wrongMask); }, 1047},
+        {[&] { unwrap.GetResult(&wrongF, &fitsMask); }, 909},
+        {[&] { unwrap.GetResult(&fitsF, &wrongMask); }, 913},
+        {[&] { unwrap.GetResult(&fitsMask, &fitsMask); }, 894},
+        {[&] { unwrap.GetResult(&fitsF, nullptr); }, 909},
+        {[&] { KrLUnWrap_Velmor().GetResult(&fitsF, &fitsMask); }, 909},
+        {[&] { unwrap.Execute(nullptr, &fitsMask, 0, nullptr); }, 120},
+    };
+    for (const auto& c : cases) {
+        const auto error = test::Thrown(c.call);
+        ASSERT_TRUE(error) << c.line;
+        EXPECT_EQ(error->GetLine(), c.line);
+        EXPECT_EQ(error->GetFile(), KrString(L"C\\ipLUnwrap_Velmor"));
+        EXPECT_EQ(dynamic_cast<KrNotImplementedException*>(error.get()) != nullptr, c.line == 894);
+    }
+    EXPECT_EQ(Radians(unwrap, size, maskSize), radians);
+
+    Image8 empty({0, 5});
+    unwrap.Execute(&empty.view, nullptr, 0, nullptr);
+    EXPECT_TRUE(Radians(unwrap, {0, 5}, {0, 5}).empty());
+}
+
+TEST(Reliability, KeepsRawFiles) {
+    const std::string name = testing::TempDir() + "reliability.raw";
+    const std::vector<float> values = {1.5F, -2.25F, 1e30F};
+    using U = KrLUnWrap_Velmor;
+    testing::internal::CaptureStdout();
+    EXPECT_TRUE(U::WriteUnwrappedValues(name.c_str(), values.data(), 3));
+    std::vector<float> read(5, 9);
+    EXPECT_FALSE(U::ReadWrappedValues(name.c_str(), read.data(), 5));
+    EXPECT_EQ(read, std::vector<float>(5, 9));
+    EXPECT_TRUE(U::ReadWrappedValues(name.c_str(), read.data(), 3));
+    EXPECT_EQ(read, (std::vector<float>{1.5F, -2.25F, 1e30F, 9, 9}));
+    std::vector<unsigned char> mask(13, 9);
+    EXPECT_FALSE(U::ReadMask(name.c_str(), mask.data(), 13));
+    EXPECT_TRUE(U::ReadMask(name.c_str(), mask.data(), 12));
+    EXPECT_EQ(mask[2], 0xC0);  // of 1.5
+    EXPECT_EQ(mask[12], 9);
+    std::remove(name.c_str());
+    EXPECT_FALSE(U::ReadMask(name.c_str(), mask.data(), 1));
+    EXPECT_FALSE(U::WriteUnwrappedValues((name + "/none").c_str(), values.data(), 3));
+    const std::string reading = "Reading the Wrapped Values form Binary File.............>";
+    const std::string readingMask = "Reading the mask form Binary File.............>";
+    const std::string writing = "Writing the Unwrapped Values to Binary File.............>";
+    EXPECT_EQ(testing::internal::GetCapturedStdout(),
+              writing + " Done.\n" + reading + "Error reading the file\n" + reading + " Done.\n" + readingMask +
+                  "Error reading the file\n" + readingMask + " Done.\n" + readingMask + "Error opening the file\n" +
+                  writing + "Error opening the file\n");
+}
+
+}  // namespace
+}  // namespace KrN
