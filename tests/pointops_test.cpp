@@ -196,29 +196,41 @@ TEST(PointOps, TargetsHaveTheirOwnRows) {
     EXPECT_EQ(expectedMaps, byteMaps.size());
 }
 
-// Tables and fixed-point factors must give the formula's value for each of the 256 inputs, above all near the ties.
-TEST(PointOps, ProductsOf8BitPixels) {
-    std::vector<unsigned char> in(256);
-    for (unsigned i = 0; i < 256; ++i) in[i] = static_cast<unsigned char>(i);
-    Random random(11);
-    for (int n = 0; n < 6000; ++n) {
-        double c = std::exp2(random.Uniform(-17, 17));
-        if (n % 4 == 1) c = (random() % 600 + 0.5) / (1 + random() % 255);  // a * c + 0.5 is an integer for some a
-        if (n % 4 == 2) c = std::nextafter((random() % 600 + 0.5) / (1 + random() % 255), n % 8 < 4 ? 0.0 : 1e9);
-        if (n % 4 == 3) c = std::ldexp(1 + random() % 65536, static_cast<int>(random() % 28) - 20);
-        for (const DeviceType type : {eDev8, eDev16}) {
-            std::vector<unsigned char> out(512);
-            const auto src = MakeAOI({0, eDev8, 0, 256, 256, 1}, in.data());
-            const auto dst = MakeAOI({0, type, 0, 512, 256, 1}, out.data());
-            for (const bool clip : {true, false}) {
-                clip ? arith.MultiplyClip(src.get(), c, dst.get()) : arith.MultiplyModulo(src.get(), c, dst.get());
-                for (unsigned a = 0; a < 256; ++a)
-                    ASSERT_EQ(clip ? ClippedProduct(a, c, type) : WrappedProduct(a, c, type),
-                              Load(type, &out[a * PixelBytes(type)]))
-                        << a << " * " << ::testing::PrintToString(c) << (clip ? " clipped" : " modulo");
-            }
+// All values of an 8- or 16-bit image times a constant, clipped and modulo, into both widths.
+void CheckProducts(DeviceType from, double c) {
+    const int count = from == eDev8 ? 256 : 65536, width = 256, height = count / width;
+    std::vector<unsigned char> in(static_cast<std::size_t>(count) * PixelBytes(from));
+    for (int a = 0; a < count; ++a) Store(from, &in[static_cast<std::size_t>(a) * PixelBytes(from)], a);
+    for (const DeviceType to : {eDev8, eDev16}) {
+        std::vector<unsigned char> out(static_cast<std::size_t>(count) * PixelBytes(to));
+        const auto src = MakeAOI({0, from, 0, width * PixelBytes(from), width, height}, in.data());
+        const auto dst = MakeAOI({0, to, 0, width * PixelBytes(to), width, height}, out.data());
+        for (const bool clip : {true, false}) {
+            clip ? arith.MultiplyClip(src.get(), c, dst.get()) : arith.MultiplyModulo(src.get(), c, dst.get());
+            for (int a = 0; a < count; ++a)
+                ASSERT_EQ(clip ? ClippedProduct(a, c, to) : WrappedProduct(a, c, to),
+                          Load(to, &out[static_cast<std::size_t>(a) * PixelBytes(to)]))
+                    << a << " * " << ::testing::PrintToString(c) << (clip ? " clipped" : " modulo");
         }
     }
+}
+
+// Whatever stands for the formula must give its value for each input, above all near the ties.
+TEST(PointOps, ProductsOfAllValues) {
+    Random random(11);
+    for (int n = 0; n < 6000; ++n) {
+        const double divisor = 1 + random() % 255;
+        double c = std::exp2(random.Uniform(-17, 17));
+        if (n % 4 == 1) c = (random() % 600 + 0.5) / divisor;  // a * c + 0.5 is an integer for some a
+        if (n % 4 == 2) c = std::nextafter((random() % 600 + 0.5) / divisor, n % 8 < 4 ? 0.0 : 1e9);
+        if (n % 4 == 3) c = std::ldexp(1 + random() % 65536, static_cast<int>(random() % 28) - 20);
+        if (n % 5 == 0) c = -c;
+        ASSERT_NO_FATAL_FAILURE(CheckProducts(eDev8, c));
+        if (n % 101 != 0) continue;
+        ASSERT_NO_FATAL_FAILURE(CheckProducts(eDev16, c));
+    }
+    for (const double c : {31999.99, -31999.99, 32000.0, 32767.49, 32768.5, -32768.5, -40000.7, 65535.5, 2e14, -2e300})
+        ASSERT_NO_FATAL_FAILURE(CheckProducts(eDev16, c));
 }
 
 struct Bytes {

@@ -388,52 +388,21 @@ bool RowlessSome(std::vector<Place>& p) {
     return true;
 }
 
+// clang-format off
 const std::vector<Layout>& Layouts() {
     using P = std::vector<Place>;
     static const std::vector<Layout> layouts = {
         {"separate", [](P&) { return true; }},
-        {"contiguous",
-         [](P& p) {
-             for (Place& i : p) Pack(i);
-             return true;
-         }},
-        {"mixed strides",
-         [](P& p) {
-             Pack(p[0]);
-             return true;
-         }},
-        {"sub-views",
-         [](P& p) {
-             for (Place& i : p) i.form = Form::eSubView;
-             return true;
-         }},
-        {"sizes differ",
-         [](P& p) {
-             p[0].cy += 1;
-             p.back().cx += 2;
-             if (p.size() > 2) p[1].cx += 1;
-             return true;
-         }},
-        {"sizes differ otherwise",
-         [](P& p) {
-             p[0].cx += 2;
-             p.back().cy += 2;
-             return true;
-         }},
+        {"contiguous", [](P& p) { for (Place& i : p) Pack(i); return true; }},
+        {"mixed strides", [](P& p) { Pack(p[0]); return true; }},
+        {"sub-views", [](P& p) { for (Place& i : p) i.form = Form::eSubView; return true; }},
+        {"sizes differ", [](P& p) { p[0].cy += 1; p.back().cx += 2; if (p.size() > 2) p[1].cx += 1; return true; }},
+        {"sizes differ otherwise", [](P& p) { p[0].cx += 2; p.back().cy += 2; return true; }},
         {"destination is source 1", SameObject<0>},
         {"destination is source 2", SameObject<1>},
-        {"contiguous in place",
-         [](P& p) {
-             for (Place& i : p) Pack(i);
-             return SameObject<0>(p);
-         }},
+        {"contiguous in place", [](P& p) { for (Place& i : p) Pack(i); return SameObject<0>(p); }},
         {"views of the same pixels", [](P& p) { return SameObject<0>(p) && (p.back().sameAs = -1, true); }},
-        {"all the same",
-         [](P& p) {
-             if (p.size() < 3 || p[0].type != p[1].type || !SameObject<0>(p)) return false;
-             p[1] = p.back();
-             return true;
-         }},
+        {"all the same", [](P& p) { return p.size() > 2 && SameObject<1>(p) && SameObject<0>(p) && (p[1] = p[2], true); }},
         {"1 right", Shifted<0, 1, 0, false>, true, true},
         {"1 left", Shifted<0, -1, 0, false>, true, true},
         {"5 right, contiguous", Shifted<0, 5, 0, true>, true, true},
@@ -449,18 +418,13 @@ const std::vector<Layout>& Layouts() {
         {"all row-less", RowlessSome<7>},
         {"row-less in place", [](P& p) { return RowlessSome<7>(p) && SameObject<0>(p); }},
         {"indirect", [](P&) { return true; }, false},
-        {"indirect, sizes differ",
-         [](P& p) {
-             p[0].cx += 2;
-             p.back().cy += 2;
-             return true;
-         },
-         false},
+        {"indirect, sizes differ", [](P& p) { p[0].cx += 2; p.back().cy += 2; return true; }, false},
         {"indirect in place", SameObject<0>, false},
         {"indirect row-less", RowlessSome<7>, false},
     };
     return layouts;
 }
+// clang-format on
 
 // Returns whether all is well.
 bool Try(const OpCase& op, const std::vector<DeviceType>& types, const Layout& layout, int cx, int cy,
