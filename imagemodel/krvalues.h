@@ -61,6 +61,10 @@ struct KrColumnRange {
     std::int16_t last = -1;
 };
 
+// What a mask image means to an operation: nothing; excluded pixels become 0 or are not regarded; or excluded pixels keep
+// their values.
+enum MaskConsideration { eIgnoreMask = 0, eConsiderMask = 1, eKeepMasked = 2 };
+
 namespace KrMath {
 inline constexpr double Pi = 3.14159265358979323846;
 inline constexpr double TwoPi = 2.0 * Pi;
