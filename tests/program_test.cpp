@@ -104,7 +104,7 @@ TEST_F(Program, RefusesBadInputInOneLineAndLeavesNothingBehind) {
         {"unwrap integer.npy --out o", "32-bit integer"},
         {"unwrap a.png --mask deep.png --out o", "a mask is 8-bit"},
         {"unwrap a.png --mask small.png --out o", "same size"},
-        {"unwrap a.png --quality float.tiff --out o", "a quality is 8- or 16-bit"},
+        {"unwrap a.png --quality integer.npy --out o", "a quality is 8-bit"},
         {"unwrap a.png --zero 1 --out o", "--zero=1"},
         {"unwrap a.png --zero 8,0 --out o", "outside"},
         {"unwrap a.png --min-area 100 --zero 3,3 --out o", "excluded"},
@@ -241,7 +241,7 @@ TEST_F(Program, UnwrapsPhasesOfEveryKind) {
     } cases[] = {
         {"unwrap p8.png --mask mask.png --quality p8.png", 2 * CV_PI / 256 * 1.01},
         {"unwrap p16.tiff --mask mask.png", 2e-4},
-        {"unwrap p.tiff", 1e-5},
+        {"unwrap p.tiff --quality p.tiff", 1e-5},
         {"unwrap p.npy --order-mode 8", 1e-5},
     };
     for (const auto& c : cases) {

@@ -1,6 +1,7 @@
 #include "tools/vorip/inputs.h"
 
 #include <cmath>
+#include <limits>
 #include <sstream>
 
 #include "tools/vorip/failure.h"
@@ -45,6 +46,16 @@ PhaseImage FromRadians(const cv::Mat& file) {
     return phase;
 }
 
+// Negative and not finite values have the quality 0.
+cv::Mat QualityFromFloat(const cv::Mat& file) {
+    cv::Mat cleaned = cv::max(file, 0.0), quality;
+    cleaned.setTo(0.0, (file != file) | (file > std::numeric_limits<float>::max()));
+    double largest = 0;
+    cv::minMaxLoc(cleaned, nullptr, &largest);
+    cleaned.convertTo(quality, CV_8U, largest > 0 ? 255.0 / largest : 0.0);
+    return quality;
+}
+
 }  // namespace
 
 PhaseImage ReadPhase(const std::string& file) {
@@ -66,7 +77,9 @@ cv::Mat ReadMask(const std::string& file) {
 cv::Mat ReadQuality(const std::string& file) {
     cv::Mat image = ReadPicture(file);
     if (image.depth() == CV_8U) return image;
-    if (image.depth() != CV_16U) Refuse(file + ": a quality is 8- or 16-bit, this is " + PixelTypeName(image));
+    if (image.depth() == CV_32F) return QualityFromFloat(image);
+    if (image.depth() != CV_16U)
+        Refuse(file + ": a quality is 8-bit, 16-bit or float, this is " + PixelTypeName(image));
     cv::Mat upper(image.size(), CV_8U);
     for (int y = 0; y < image.rows; ++y) {
         const auto* in = image.ptr<std::uint16_t>(y);

@@ -21,7 +21,7 @@ PhaseImage ReadPhase(const std::string& file);
 // Mask files are 8-bit: 128 and above is usable. The result holds 255 and 0.
 cv::Mat ReadMask(const std::string& file);
 
-// Quality files are 8- or 16-bit, higher is better; of 16 bits the upper 8 are used.
+// Quality: higher is better. Of 16 bits the upper 8 are used, float values are scaled so that the largest becomes 255.
 cv::Mat ReadQuality(const std::string& file);
 
 // The mask convention of the region-based unwrapper: 128 excludes a pixel, 0 admits it.

@@ -83,6 +83,7 @@ void RunPhase(const PhaseOptions& options) {
     outputs.AddImage("modulation.png", result.modulation);
     outputs.AddImage("mask.png", result.mask);
     outputs.Commit();
+    progress.End();
 
     const double share = static_cast<double>(cv::countNonZero(result.mask)) / static_cast<double>(result.mask.total());
     std::printf("phase: %zu frames of %d x %d pixels, %.1f %% usable\n", frames.size(), result.mask.cols,

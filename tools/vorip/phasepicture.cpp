@@ -9,7 +9,7 @@
 namespace vorip {
 namespace {
 
-constexpr int kSmallestPicture = 320;
+constexpr int kSmallestPicture = 480;
 constexpr double kTail = 0.001;  // share of the pixels at either end that may lie beyond the colours
 
 struct Scale {

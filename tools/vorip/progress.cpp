@@ -21,7 +21,9 @@ Progress::Progress(const std::string& command) : mCommand(command) {
     if (StderrIsTerminal()) mThread = std::thread([this] { Show(); });
 }
 
-Progress::~Progress() {
+Progress::~Progress() { End(); }
+
+void Progress::End() {
     if (!mThread.joinable()) return;
     {
         const std::lock_guard lock(mMutex);

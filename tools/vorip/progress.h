@@ -17,6 +17,7 @@ public:
     Progress& operator=(const Progress&) = delete;
 
     void Stage(const std::string& what);
+    void End();  // before anything else is printed
 
 private:
     void Show();

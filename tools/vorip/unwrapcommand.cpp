@@ -148,8 +148,10 @@ void RunUnwrap(const UnwrapOptions& options) {
     const UnwrapResult result = Unwrap(inputs, options);
     const std::chrono::duration<double> time = std::chrono::steady_clock::now() - start;
     progress.Stage("writing");
-    WriteUnwrapResult(outputs, result, Entries(options), time.count());
+    const std::string report = WriteUnwrapResult(outputs, result, Entries(options), time.count());
     outputs.Commit();
+    progress.End();
+    std::printf("%s\n", report.c_str());
 }
 
 void AddUnwrapCommand(CLI::App& program) {
@@ -159,9 +161,10 @@ void AddUnwrapCommand(CLI::App& program) {
     command->add_option("PHASE", options->phase, "Wrapped phase")->required();
     command->add_option("--out", options->out, "Folder for the results")->required()->type_name("DIR");
     command
-        ->add_option("--quality", options->quality,
-                     "Quality, higher is better; of 16 bits the upper 8 count [255 where the phase runs straight, less "
-                     "where it bends]")
+        ->add_option(
+            "--quality", options->quality,
+            "Quality, higher is better: 8-bit, 16-bit (the upper 8 bits count) or float (scaled to the largest) "
+            "[found from the phase: 255 where it runs straight, less where it bends]")
         ->type_name("FILE");
     command->add_option("--mask", options->mask, "8-bit mask, 128 and above is usable [everything]")->type_name("FILE");
     command->add_option("--min-quality", options->minQuality, "Pixels of lower quality stay invalid")

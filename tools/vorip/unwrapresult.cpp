@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <cstdio>
 #include <numeric>
 
 #include "tools/vorip/phasepicture.h"
@@ -85,8 +84,8 @@ ComponentTable SortComponents(const cv::Mat& components) {
     return table;
 }
 
-void WriteUnwrapResult(OutputSet& outputs, const UnwrapResult& result, const std::vector<SummaryEntry>& entries,
-                       double seconds) {
+std::string WriteUnwrapResult(OutputSet& outputs, const UnwrapResult& result, const std::vector<SummaryEntry>& entries,
+                              double seconds) {
     const ComponentTable components = SortComponents(result.components);
     outputs.AddImage("unwrapped16.png", result.steps16);
     outputs.AddImage("unwrapped.tiff", result.radians);
@@ -99,9 +98,9 @@ void WriteUnwrapResult(OutputSet& outputs, const UnwrapResult& result, const std
     const double share =
         static_cast<double>(cv::countNonZero(result.valid)) / static_cast<double>(result.valid.total());
     const std::size_t count = components.pixels.size();
-    std::printf("unwrap: %d x %d pixels, %.1f %% valid, %zu component%s, %.2f to %.2f periods, %.2f s\n",
-                result.valid.cols, result.valid.rows, 100.0 * share, count, count == 1 ? "" : "s", result.lowerPeriods,
-                result.upperPeriods, seconds);
+    return cv::format("unwrap: %d x %d pixels, %.1f %% valid, %zu component%s, %.2f to %.2f periods, %.2f s",
+                      result.valid.cols, result.valid.rows, 100.0 * share, count, count == 1 ? "" : "s",
+                      result.lowerPeriods, result.upperPeriods, seconds);
 }
 
 }  // namespace vorip

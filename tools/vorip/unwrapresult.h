@@ -31,8 +31,9 @@ using SummaryEntry = std::pair<std::string, std::string>;
 std::string JsonText(const std::string& text);
 
 // Writes unwrapped16.png, unwrapped.tiff, unwrapped.npy, unwrapped_mask.png, components.png, unwrapped_picture.png and
-// summary.json; `entries` (the method's input and parameters) come first in the summary. Prints a line about it.
-void WriteUnwrapResult(OutputSet& outputs, const UnwrapResult& result, const std::vector<SummaryEntry>& entries,
-                       double seconds);
+// summary.json; `entries` (the method's input and parameters) come first in the summary. Returns a line about it
+// for people.
+std::string WriteUnwrapResult(OutputSet& outputs, const UnwrapResult& result, const std::vector<SummaryEntry>& entries,
+                              double seconds);
 
 }  // namespace vorip
