@@ -85,12 +85,12 @@ public:
     }
 
     UnwrapAreas Run() {
-        const std::vector<std::uint32_t> seeds = SortByLevel();
+        const std::unique_ptr<std::uint32_t[]> seeds = SortByLevel();
         UnwrapAreas result;
-        result.pixels.resize(seeds.size());
+        result.pixels.resize(mUsable);
         mGrown = result.pixels.data();
         std::uint32_t grown = 0;
-        for (std::size_t i = 0; grown < seeds.size(); ++i) {
+        for (std::size_t i = 0; grown < mUsable; ++i) {
             if (!mInfo[seeds[i]].openLevel) continue;
             const std::uint32_t count = Grow(seeds[i], static_cast<std::uint32_t>(result.areas.size()) + 1);
             result.areas.push_back({grown, count});
@@ -117,14 +117,13 @@ private:
     }
 
     // The open pixels, highest level first, each level in raster order.
-    std::vector<std::uint32_t> SortByLevel() const {
+    std::unique_ptr<std::uint32_t[]> SortByLevel() {
         LevelCounts next{};
-        std::uint32_t total = 0;
         for (unsigned level = 256; level-- > 1;) {
-            next[level] = total;
-            total += mCounts[level];
+            next[level] = mUsable;
+            mUsable += mCounts[level];
         }
-        std::vector<std::uint32_t> pixels(total);
+        std::unique_ptr<std::uint32_t[]> pixels(new std::uint32_t[mUsable]);
         for (std::size_t i = 0; i < mInfo.size(); ++i) {
             if (const unsigned level = mInfo[i].openLevel) pixels[next[level]++] = static_cast<std::uint32_t>(i);
         }
@@ -161,9 +160,9 @@ private:
         if (level - 1u >= limit) return;  // not open, or above the limit
         const int difference = int{info.wrapped} - (from.phase & 0xFF);
         if (IsLargeStep(difference)) return;  // a small step from elsewhere may still reach it
+        const auto phase = static_cast<std::uint16_t>(from.phase + static_cast<std::int8_t>(difference));
         info.openLevel = 0;
-        mStacks.Push(level, {static_cast<std::uint32_t>(pixel),
-                             static_cast<std::uint16_t>(from.phase + static_cast<std::int8_t>(difference)),
+        mStacks.Push(level, {static_cast<std::uint32_t>(pixel), phase,
                              static_cast<std::uint8_t>(std::min<unsigned>(from.pathQuality, level))});
     }
 
@@ -173,6 +172,7 @@ private:
     SrUnwrapStackInfo mStacks;
     std::array<unsigned, 256> mLimits{};
     std::size_t mStride = 0;
+    std::uint32_t mUsable = 0;
     std::uint32_t* mGrown = nullptr;
 };
 

@@ -62,8 +62,10 @@ Scene TwoRamps() {
 
 TEST(Unwrap, GivesThePixelsOfThePlainForm) {
     std::mt19937 random(20);
-    const auto noise = [&random](int amplitude) { return [&, amplitude](int, int) { return random() % amplitude; }; };
-    const auto ramp = [&random](double slope, int amplitude) -> Value {
+    const auto noise = [&random](unsigned amplitude) {
+        return [&, amplitude](int, int) { return random() % amplitude; };
+    };
+    const auto ramp = [&random](double slope, unsigned amplitude) -> Value {
         return [&random, slope, amplitude](int x, int y) {
             return static_cast<int>(x * slope + y * slope / 3) + static_cast<int>(random() % amplitude);
         };
@@ -360,18 +362,19 @@ TEST(Unwrap, CopesWithHundredsOfThousandsOfAreas) {
     std::mt19937 random(3);
     const auto noise = [&random](int, int) { return random(); };
     const auto alternate = [](int x, int y) { return (x + y) % 2 * 120 + x % 5; };
-    const Value phases[] = {noise, alternate};
-    for (const auto& [width, height] : {std::pair<short, short>{800, 700}, {32767, 16}}) {
-        for (const Value& phase : phases) {
-            Scene scene(width, height, phase, noise, [](int, int) { return 0; });
-            KrLUnWrap unwrap;
-            scene.Execute(unwrap, 0, 2);
-            EXPECT_GE(unwrap.GetComponentCount(), 1u);
-            const KrLUnWrap copy(unwrap);
-            unwrap.AddOrder(400, 8, 1);
-            unwrap.DelArea(400, 8);
-            EXPECT_LE(unwrap.GetComponentCount(), copy.GetComponentCount());
-        }
+    const struct {
+        short width, height;
+        Value phase;
+    } images[] = {{800, 700, noise}, {32767, 16, alternate}};
+    for (const auto& image : images) {
+        Scene scene(image.width, image.height, image.phase, noise, [](int, int) { return 0; });
+        KrLUnWrap unwrap;
+        scene.Execute(unwrap, 0, 2);
+        EXPECT_GE(unwrap.GetComponentCount(), 1u);
+        const KrLUnWrap copy(unwrap);
+        unwrap.AddOrder(400, 8, 1);
+        unwrap.DelArea(400, 8);
+        EXPECT_LE(unwrap.GetComponentCount(), copy.GetComponentCount());
     }
 }
 
