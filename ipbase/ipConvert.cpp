@@ -1,10 +1,14 @@
 #include "ipbase/ipConvert.h"
 
+#include <array>
+#include <numeric>
+
 #include "ipbase/ipCatalogue.h"
 #include "ipbase/ipLRange.h"
 #include "ipbase/ipRows.h"
 #include "ipbase/ipScalar.h"
 #include "ipbase/rows/ipScaleRows.h"
+#include "ipbase/rows/ipTableRows.h"
 
 namespace KrN {
 
@@ -89,11 +93,25 @@ void KrLConvertAOI::Convert(const KrTAOI<T>* src, KrAOI8* dst, ConversionMode mo
                 Access::eSwitched, [=](u8* d, const T* s, std::size_t n) { std::transform(s, s + n, d, wide); },
                 static_cast<KrTAOI<u8>*>(dst), src);
     }
-    const Window<Precision> window{lower, upper, upper > lower ? upper - lower : Precision{1}};
+    // Ends in the wrong order leave a step above the lower one, equal ends leave nothing.
+    constexpr Precision infinity = std::numeric_limits<Precision>::infinity();
+    const Window<Precision> window = lower < upper ? Window<Precision>{lower, upper, upper - lower, 255}
+                                                   : Window<Precision>{lower, std::nextafter(lower, infinity), 1,
+                                                                       upper == lower || std::isnan(lower) ? 0 : 255};
     const auto row = std::get<ConstantRow<u8, T, Window<Precision>>>(GetScaleRows().window);
-    WalkRows(
-        Access::eSwitched, [=](u8* d, const T* s, std::size_t n) { row(d, s, window, n); },
-        static_cast<KrTAOI<u8>*>(dst), src);
+    if constexpr (sizeof(T) == 1) {
+        std::array<u8, 256> values, table;
+        std::iota(values.begin(), values.end(), u8{0});
+        row(table.data(), values.data(), window, table.size());
+        const auto map = std::get<TableRow<u8>>(GetTableRows().map);
+        WalkRows(
+            Access::eSwitched, [&](u8* d, const u8* s, std::size_t n) { map(d, s, table.data(), n); },
+            static_cast<KrTAOI<u8>*>(dst), src);
+    } else {
+        WalkRows(
+            Access::eSwitched, [=](u8* d, const T* s, std::size_t n) { row(d, s, window, n); },
+            static_cast<KrTAOI<u8>*>(dst), src);
+    }
 }
 
 void KrLConvertAOI::Execute(const KrAOI16* src, KrAOI8* dst, ConversionMode mode) { Convert(src, dst, mode); }

@@ -1,7 +1,6 @@
 #include "ipbase/ipMul.h"
 
 #include <array>
-#include <optional>
 
 #include "ipbase/ipRows.h"
 #include "ipbase/ipScalar.h"
@@ -32,22 +31,6 @@ D ClippedProduct(unsigned a, double c) {
     return v > top ? std::numeric_limits<D>::max() : static_cast<D>(v + 0.5);
 }
 
-// The constant as a fixed-point factor, if that gives every entry of the table: multiplying in vectors is faster than
-// looking up. Powers of two become pure shifts this way.
-template <class D>
-std::optional<FixedPoint> FindFixedPoint(const Table<D>& table, double c) {
-    constexpr std::uint32_t limit = std::numeric_limits<D>::max();
-    if (!(c > 0.0 && c < 65536.0)) return std::nullopt;
-    int exponent = 0;
-    std::frexp(c, &exponent);
-    const int shift = std::min(23 - exponent, 30);  // 255 * factor and the rounding stay below 2^32
-    if (shift < 0) return std::nullopt;
-    const FixedPoint k{static_cast<std::uint32_t>(std::ldexp(c, shift) + 0.5), static_cast<std::uint32_t>(shift), limit};
-    for (unsigned a = 0; a < 256; ++a)
-        if (std::min((a * k.factor + (1u << k.shift >> 1)) >> k.shift, limit) != table[a]) return std::nullopt;
-    return k;
-}
-
 template <class D>
 void WalkTable(const Table<D>& table, const KrTAOI<u8>* a, KrTAOI<D>* dst) {
     const auto row = std::get<TableRow<D>>(GetTableRows().map);
@@ -61,21 +44,31 @@ void WalkConstant(ConstantRow<D, A, K> row, K k, const KrTAOI<A>* a, KrTAOI<D>* 
         Access::eTyped, [=](D* d, const A* s, std::size_t n) { row(d, s, k, n); }, dst, a);
 }
 
+// The row works in 32-bit integers, which products with greater factors exceed.
+template <class A, class D, class Product>
+void WalkProducts(ConstantRow<D, A, double> row, const Product& product, double c, const KrTAOI<A>* a, KrTAOI<D>* dst) {
+    if (std::abs(c) < kProductLimit) return WalkConstant(row, c, a, dst);
+    WalkRows(
+        Access::eTyped, [&](D* d, const A* s, std::size_t n) { std::transform(s, s + n, d, product); }, dst, a);
+}
+
 }  // namespace
 
 template <class A, class D>
 void KrIpMul::Mul(const KrTAOI<A>* a, double c, KrTAOI<D>* dst) {
     const ScaleRows& rows = GetScaleRows();
+    [[maybe_unused]] const auto product = [c](unsigned v) { return ClippedProduct<D>(v, c); };
     if constexpr (std::is_floating_point_v<D>) {
-        WalkConstant(std::get<ConstantRow<D, A, double>>(rows.multiplyFloat), c, a, dst);
-    } else if constexpr (sizeof(A) == 2) {
-        WalkConstant(std::get<ConstantRow<D, A, double>>(rows.multiplyClip), c, a, dst);
-    } else {
-        const Table<D> table = MakeTable<D>([c](unsigned v) { return ClippedProduct<D>(v, c); });
-        if (const auto fixed = FindFixedPoint(table, c))
-            WalkConstant(std::get<ConstantRow<D, A, FixedPoint>>(rows.multiplyFixed), *fixed, a, dst);
+        // With a factor of single precision the exact product is rounded once, in single precision as in double.
+        const auto single = static_cast<float>(c);
+        if (single == c)
+            WalkConstant(std::get<ConstantRow<D, A, float>>(rows.multiplyFloat), single, a, dst);
         else
-            WalkTable(table, a, dst);
+            WalkConstant(std::get<ConstantRow<D, A, double>>(rows.multiplyFloat), c, a, dst);
+    } else if constexpr (sizeof(A) == 1) {
+        WalkTable(MakeTable<D>(product), a, dst);
+    } else {
+        WalkProducts(std::get<ConstantRow<D, A, double>>(rows.multiplyClip), product, c, a, dst);
     }
 }
 
@@ -88,11 +81,7 @@ void KrIpMulMod::MulMod(const KrTAOI<A>* a, double c, KrTAOI<D>* dst) {
     } else {
         if constexpr (sizeof(D) == 2)
             if (c == -1.0) return WalkRows(Access::eTyped, rows.negate, dst, a);
-        if (std::abs(c) < kModuloLimit)
-            return WalkConstant(std::get<ConstantRow<D, A, double>>(rows.multiplyModulo), c, a, dst);
-        WalkRows(
-            Access::eTyped,
-            [&](D* d, const A* s, std::size_t n) { std::transform(s, s + n, d, product); }, dst, a);
+        WalkProducts(std::get<ConstantRow<D, A, double>>(rows.multiplyModulo), product, c, a, dst);
     }
 }
 

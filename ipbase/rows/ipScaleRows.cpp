@@ -13,14 +13,21 @@ HWY_BEFORE_NAMESPACE();
 namespace KrN::rows::HWY_NAMESPACE {
 namespace {  // the same short names stand in other files of this folder
 
+template <class T>
+HWY_INLINE T Min(T a, T b) {
+    return a < b ? a : b;
+}
+template <class T>
+HWY_INLINE T Max(T a, T b) {
+    return a < b ? b : a;
+}
+
+// Clipped as integers: chains of comparisons of floating-point values are turned into branches.
 struct MultiplyClip {
     template <class D>
     static HWY_INLINE D Do(u16 a, double k) {
-        constexpr double top = std::numeric_limits<D>::max();
-        const double product = a * k;
-        const double low = product > 0.0 ? product : 0.0;  // NaN, too
-        const double clipped = low < top ? low : top;
-        return static_cast<D>(static_cast<std::int32_t>(clipped + 0.5));
+        const auto v = static_cast<std::int32_t>(a * k + 0.5);
+        return static_cast<D>(Min<std::int32_t>(Max<std::int32_t>(v, 0), std::numeric_limits<D>::max()));
     }
 };
 
@@ -41,17 +48,9 @@ struct Negate {
     }
 };
 
-struct MultiplyFixed {
-    template <class D>
-    static HWY_INLINE D Do(u8 a, FixedPoint k) {
-        const std::uint32_t v = (a * k.factor + (std::uint32_t{1} << k.shift >> 1)) >> k.shift;
-        return static_cast<D>(v < k.limit ? v : k.limit);
-    }
-};
-
 struct MultiplyFloat {
-    template <class D, class A>
-    static HWY_INLINE D Do(A a, double k) {
+    template <class D, class A, class K>
+    static HWY_INLINE D Do(A a, K k) {
         return static_cast<D>(a * k);
     }
 };
@@ -74,11 +73,11 @@ struct WindowOp {
     template <class D, class A, class T>
     static HWY_INLINE D Do(A a, Window<T> w) {
         const T v = static_cast<T>(a);
-        const T scaled = sizeof(T) == sizeof(float) ? (v - w.lower) * (T{1} / w.range) * T{255}
-                                                    : (v - w.lower) * T{255} / w.range;
-        const T top = w.upper == w.lower ? T{0} : T{255};
-        const T limited = v < w.upper && scaled < top ? scaled : top;
-        return static_cast<D>(static_cast<std::int32_t>(v > w.lower ? limited : T{0}));
+        const T inside = v > w.lower ? v : w.lower;  // also for NaN
+        const T scaled = sizeof(T) == sizeof(float) ? (inside - w.lower) * (T{1} / w.range) * T{255}
+                                                    : (inside - w.lower) * T{255} / w.range;
+        const T raised = inside < w.upper ? scaled : T{255};
+        return static_cast<D>(Min<std::int32_t>(static_cast<std::int32_t>(raised), 255) & w.mask);
     }
 };
 
@@ -120,7 +119,6 @@ const ScaleRows& Rows() {
         Fill<MultiplyClip>(rows.multiplyClip);
         Fill<MultiplyModulo>(rows.multiplyModulo);
         Assign<Negate>(rows.negate);
-        Fill<MultiplyFixed>(rows.multiplyFixed);
         Fill<MultiplyFloat>(rows.multiplyFloat);
         Assign<StretchOp>(rows.stretch);
         Assign<StretchOp>(rows.stretchDouble);

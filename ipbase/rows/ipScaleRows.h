@@ -15,16 +15,12 @@ struct Binary {
     T threshold, low, high;
 };
 
-// 0 up to lower, 255 from upper on, 0 throughout when they are equal. Between them trunc((v - lower) * (1 / range) *
-// 255) in single precision, trunc((v - lower) * 255 / range) in double precision; the range is upper - lower.
+// 0 up to lower, 255 from upper on. Between them trunc((v - lower) * (1 / range) * 255) in single precision,
+// trunc((v - lower) * 255 / range) in double precision. `lower` is below `upper`; the result is anded with the mask.
 template <class T>
 struct Window {
     T lower, upper, range;
-};
-
-// a * factor / 2^shift + 1/2, limited to `limit`: the clipped product with a constant in fixed point.
-struct FixedPoint {
-    std::uint32_t factor, shift, limit;
+    std::int32_t mask;
 };
 
 template <class T>
@@ -36,13 +32,15 @@ template <class T>
 using RangeRow = void (*)(const T* a, std::size_t count, Extremes<T>& extremes);
 
 struct ScaleRows {
-    // trunc(a * k + 0.5) limited to the destination's range.
+    // trunc(a * k + 0.5) limited to the destination's range; for |k| below kProductLimit.
     std::tuple<ConstantRow<u8, u16, double>, ConstantRow<u16, u16, double>> multiplyClip;
-    // floor(a * k + 0.5), low bits; for |k| below kModuloLimit.
+    // floor(a * k + 0.5), low bits; for |k| below kProductLimit.
     std::tuple<ConstantRow<u8, u16, double>, ConstantRow<u16, u16, double>> multiplyModulo;
     UnaryRow<u16, u16> negate;
-    std::tuple<ConstantRow<u8, u8, FixedPoint>, ConstantRow<u16, u8, FixedPoint>> multiplyFixed;
-    std::tuple<ConstantRow<float, u8, double>, ConstantRow<float, float, double>> multiplyFloat;
+    // a * k; the form with a single-precision k computes in single precision.
+    std::tuple<ConstantRow<float, u8, double>, ConstantRow<float, u8, float>, ConstantRow<float, float, double>,
+               ConstantRow<float, float, float>>
+        multiplyFloat;
 
     ConstantRow<float, float, Stretch<float>> stretch;
     ConstantRow<float, float, Stretch<double>> stretchDouble;
@@ -54,7 +52,7 @@ struct ScaleRows {
     std::tuple<RangeRow<u8>, RangeRow<u16>, RangeRow<i32>, RangeRow<float>, RangeRow<double>> range;
 };
 
-inline constexpr double kModuloLimit = 32000.0;
+inline constexpr double kProductLimit = 32000.0;
 
 const ScaleRows& GetScaleRows();
 

@@ -19,21 +19,50 @@ HWY_ATTR void MapLoop(D* dst, const u8* a, const D* table, std::size_t count) {
 }
 
 #if HWY_TARGET == HWY_AVX3_DL
-// Half of the table fits the two registers of one byte permutation; the top bit of the index chooses the half.
-HWY_ATTR void MapBytes(u8* dst, const u8* a, const u8* table, std::size_t count) {
-    const __m512i t0 = _mm512_loadu_si512(table), t1 = _mm512_loadu_si512(table + 64);
-    const __m512i t2 = _mm512_loadu_si512(table + 128), t3 = _mm512_loadu_si512(table + 192);
-    std::size_t i = 0;
-    for (; i + 64 <= count; i += 64) {
-        const __m512i index = _mm512_loadu_si512(a + i);
+// Half of a table of bytes fits the two registers of one byte permutation; the top bit of the index chooses the half.
+struct ByteTable {
+    __m512i t0, t1, t2, t3;
+    explicit HWY_ATTR ByteTable(const u8* table)
+        : t0(_mm512_loadu_si512(table)),
+          t1(_mm512_loadu_si512(table + 64)),
+          t2(_mm512_loadu_si512(table + 128)),
+          t3(_mm512_loadu_si512(table + 192)) {}
+    HWY_ATTR HWY_INLINE __m512i operator[](__m512i index) const {
         const __m512i low = _mm512_permutex2var_epi8(t0, index, t1);
         const __m512i high = _mm512_permutex2var_epi8(t2, index, t3);
-        _mm512_storeu_si512(dst + i, _mm512_mask_blend_epi8(_mm512_movepi8_mask(index), low, high));
+        return _mm512_mask_blend_epi8(_mm512_movepi8_mask(index), low, high);
     }
+};
+
+HWY_ATTR void MapBytes(u8* dst, const u8* a, const u8* table, std::size_t count) {
+    const ByteTable bytes(table);
+    std::size_t i = 0;
+    for (; i + 64 <= count; i += 64) _mm512_storeu_si512(dst + i, bytes[_mm512_loadu_si512(a + i)]);
     MapLoop<u8>(dst + i, a + i, table, count - i);
+}
+
+// Low and high bytes are looked up apart and interleaved, which works in quarters of a register: the indices are put
+// into the order that makes up for it.
+HWY_ATTR void MapWords(u16* dst, const u8* a, const u16* table, std::size_t count) {
+    u8 parts[2][256];
+    for (std::size_t k = 0; k < 256; ++k) {
+        parts[0][k] = static_cast<u8>(table[k]);
+        parts[1][k] = static_cast<u8>(table[k] >> 8);
+    }
+    const ByteTable low(parts[0]), high(parts[1]);
+    const __m512i order = _mm512_setr_epi64(0, 4, 1, 5, 2, 6, 3, 7);
+    std::size_t i = 0;
+    for (; i + 64 <= count; i += 64) {
+        const __m512i index = _mm512_permutexvar_epi64(order, _mm512_loadu_si512(a + i));
+        const __m512i l = low[index], h = high[index];
+        _mm512_storeu_si512(dst + i, _mm512_unpacklo_epi8(l, h));
+        _mm512_storeu_si512(dst + i + 32, _mm512_unpackhi_epi8(l, h));
+    }
+    MapLoop<u16>(dst + i, a + i, table, count - i);
 }
 #else
 constexpr TableRow<u8> MapBytes = &MapLoop<u8>;
+constexpr TableRow<u16> MapWords = &MapLoop<u16>;
 #endif
 
 HWY_ATTR void MapPairs(u8* dst, const u8* a, const u8* b, const u8* table, std::size_t count) {
@@ -42,7 +71,7 @@ HWY_ATTR void MapPairs(u8* dst, const u8* a, const u8* b, const u8* table, std::
 }
 
 const TableRows& Rows() {
-    static const TableRows table{{MapBytes, &MapLoop<u16>}, &MapPairs};
+    static const TableRows table{{MapBytes, MapWords}, &MapPairs};
     return table;
 }
 

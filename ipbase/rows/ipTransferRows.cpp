@@ -65,15 +65,27 @@ HWY_ATTR void FillLoop(T* dst, T value, std::size_t count) {
     for (std::size_t i = 0; i < count; ++i) dst[i] = value;
 }
 
-template <class D, class A>
-HWY_ATTR void BitLoop(D* dst, const A* src, const D* old, BitTransfer f, std::size_t count) {
-    const int left = f.shift > 0 ? f.shift : 0;
-    const int right = f.shift < 0 ? -f.shift : 0;
+// Shifts as 16-bit products, of which every target has vectors: to the left in the low, to the right in the high half.
+template <bool right, bool plain, class D, class A>
+HWY_ATTR void MoveLoop(D* dst, const A* src, const D* old, BitTransfer f, std::size_t count) {
+    const auto factor = static_cast<u16>(right ? std::uint32_t{0x10000} >> -f.shift : std::uint32_t{1} << f.shift);
+    const auto mask = static_cast<u16>(f.mask), keep = static_cast<u16>(f.keep);
+    const auto join = static_cast<u16>(f.join), set = static_cast<u16>(f.set);
     VORIP_INDEPENDENT_LOOP
     for (std::size_t i = 0; i < count; ++i) {
-        const std::uint32_t t = (src[i] & f.mask) >> right << left;
-        dst[i] = static_cast<D>((old[i] & (f.keep | (t & f.join))) | (t & f.set));
+        const auto product = std::uint32_t{static_cast<u16>(src[i] & mask)} * factor;
+        const auto t = static_cast<u16>(right ? product >> 16 : product);
+        dst[i] = static_cast<D>(plain ? t : (old[i] & (keep | (t & join))) | (t & set));
     }
+}
+
+template <class D, class A>
+HWY_ATTR void BitLoop(D* dst, const A* src, const D* old, BitTransfer f, std::size_t count) {
+    const bool plain = f.keep == 0 && f.join == 0 && f.set == ~0u;
+    if (f.shift < 0)
+        plain ? MoveLoop<true, true>(dst, src, old, f, count) : MoveLoop<true, false>(dst, src, old, f, count);
+    else
+        plain ? MoveLoop<false, true>(dst, src, old, f, count) : MoveLoop<false, false>(dst, src, old, f, count);
 }
 
 template <class... T>
