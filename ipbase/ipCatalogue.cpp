@@ -6,7 +6,7 @@ std::vector<OperationInfo> AllOperations() {
     std::vector<OperationInfo> all;
     for (const auto family :
          {ArithmeticOperations, TransferOperations, ShiftOperations, ConvertOperations, RangeOperations,
-          MapLutOperations, LogicOperations, MinMaxOperations, ThresholdOperations}) {
+          MapLutOperations, LogicOperations, MinMaxOperations, ThresholdOperations, HistogramOperations}) {
         const std::vector<OperationInfo> operations = family();
         all.insert(all.end(), operations.begin(), operations.end());
     }

@@ -17,6 +17,7 @@ std::vector<OperationInfo> MapLutOperations();
 std::vector<OperationInfo> LogicOperations();
 std::vector<OperationInfo> MinMaxOperations();
 std::vector<OperationInfo> ThresholdOperations();
+std::vector<OperationInfo> HistogramOperations();
 
 // All of the above.
 std::vector<OperationInfo> AllOperations();

@@ -8,6 +8,7 @@
 #include "ipbase/ipFrame.h"
 #include "ipbase/ipGradient.h"
 #include "ipbase/ipLArith.h"
+#include "ipbase/ipLHistogram.h"
 #include "ipbase/ipLLogic.h"
 #include "ipbase/ipLMapLut.h"
 #include "ipbase/ipLMinMax.h"

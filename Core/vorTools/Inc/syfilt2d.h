@@ -1,0 +1,123 @@
+#pragma once
+
+#include <cstdint>
+
+#include "imagemodel/export.h"
+#include "imagemodel/krarrays.h"
+
+// Line-filter templates. They are instantiated in the library for the pixel types std::uint8_t, std::uint16_t,
+// std::int32_t and float; KrTFilter1D and KrTFilter1DMedian for std::uint32_t as well.
+namespace KrN {
+
+// Weighted sum along a line, and base of all line filters.
+//
+// The value of sample i of a line of N samples is computed from K window samples, from i - K/2 on (integer division),
+// so that the window of an even K reaches one sample further to the left. Samples beyond the ends of the line are
+// copies of its first or last one. A filter without taps leaves a line as it is.
+//
+// Sums are formed in double precision, products of integer samples and weights modulo 2^32. A sum is multiplied by the
+// scale, rounded half away from zero and reduced to the low bits of the sample type, without clamping; float samples
+// take the rounded value. What cannot be converted (a divisor of 0, NaN, more than 64 bits) gives 0.
+template <class T>
+class VORIP_API KrTFilter1D {
+public:
+    KrTFilter1D();
+    // The weights, in the order of the window samples; the scale is 1 / divisor.
+    KrTFilter1D(const KrTBuf1D<std::int32_t>& kernel, std::int32_t divisor);
+    KrTFilter1D(const KrTFilter1D&);
+    KrTFilter1D& operator=(const KrTFilter1D&);
+
+    virtual void SetKernel(const KrTBuf1D<std::int32_t>& kernel);
+    virtual void SetDivisor(std::int32_t divisor);
+
+    // Weighted sum over valid samples alone, divided by the sum of their weights instead of the divisor. A sample is
+    // valid when its mask value is below 64; invalid ones are left unchanged. Beyond the ends of the line, on both
+    // sides, the mask value of the last sample counts; 0 is stored where the weights add up to 0. With `useMask` false,
+    // or for an empty mask, the same as Filter(line); a mask shorter than the line goes on with its last value. Filters
+    // without weights (median, erosion, dilatation) ignore the mask.
+    virtual void FilterMasked(KrTBuf1D<T>& line, const KrTBuf1D<std::uint8_t>& mask, bool useMask);
+    virtual ~KrTFilter1D();
+    // Fills the work line: K/2 copies of the first sample, the line, and copies of the last one up to (K & ~1) + N
+    // samples. Returns K/2.
+    virtual std::uint32_t PrepareLine(const KrTBuf1D<T>& line);
+    // Filters the line in place.
+    virtual void Filter(KrTBuf1D<T>& line);
+
+    const KrTBuf1D<std::int32_t>& GetKernel() const { return mKernel; }
+    std::uint32_t GetKernelWidth() const { return mKernelWidth; }
+    double GetScale() const { return mScale; }
+
+protected:
+    // `taps` weights of 1.
+    void SetOnes(std::uint32_t taps);
+
+    KrTBuf1D<std::int32_t> mKernel;
+    std::uint32_t mKernelWidth = 0;
+    double mInvWidth = 0.0;
+    std::uint32_t mDivisor = 1;
+    double mScale = 1.0;
+    int mReady = 0;
+    KrTBuf1D<T> mLine;
+};
+
+// Binomial weights over 2^(taps - 1). More than 34 taps, whose weights exceed 32 bits, count as 33 or 34.
+template <class T>
+class VORIP_API KrTFilter1DGauss : public KrTFilter1D<T> {
+public:
+    explicit KrTFilter1DGauss(std::uint32_t taps = 1);
+    ~KrTFilter1DGauss() override;
+};
+
+// The mean of the window. Here and in the following classes more than 65,535 taps count as that many.
+template <class T>
+class VORIP_API KrTFilter1DMean : public KrTFilter1D<T> {
+public:
+    explicit KrTFilter1DMean(std::uint32_t taps = 1);
+    ~KrTFilter1DMean() override;
+};
+
+// The median of the window; the lower one of the two middle values for an even number of taps.
+template <class T>
+class VORIP_API KrTFilter1DMedian : public KrTFilter1D<T> {
+public:
+    explicit KrTFilter1DMedian(std::uint32_t taps = 1);
+    ~KrTFilter1DMedian() override;
+    void FilterMasked(KrTBuf1D<T>& line, const KrTBuf1D<std::uint8_t>& mask, bool useMask) override;
+    void Filter(KrTBuf1D<T>& line) override;
+};
+
+// The least value of the window.
+template <class T>
+class VORIP_API KrTFilter1DErosion : public KrTFilter1D<T> {
+public:
+    explicit KrTFilter1DErosion(std::uint32_t taps = 1);
+    ~KrTFilter1DErosion() override;
+    void FilterMasked(KrTBuf1D<T>& line, const KrTBuf1D<std::uint8_t>& mask, bool useMask) override;
+    void Filter(KrTBuf1D<T>& line) override;
+};
+
+// The greatest value of the window.
+template <class T>
+class VORIP_API KrTFilter1DDilatation : public KrTFilter1D<T> {
+public:
+    explicit KrTFilter1DDilatation(std::uint32_t taps = 1);
+    ~KrTFilter1DDilatation() override;
+    void FilterMasked(KrTBuf1D<T>& line, const KrTBuf1D<std::uint8_t>& mask, bool useMask) override;
+    void Filter(KrTBuf1D<T>& line) override;
+};
+
+#define VORIP_LINE_FILTERS(declaration, T) \
+  declaration class KrTFilter1D<T>;        \
+  declaration class KrTFilter1DGauss<T>;   \
+  declaration class KrTFilter1DMean<T>;    \
+  declaration class KrTFilter1DMedian<T>;  \
+  declaration class KrTFilter1DErosion<T>; \
+  declaration class KrTFilter1DDilatation<T>
+VORIP_LINE_FILTERS(extern template, std::uint8_t);
+VORIP_LINE_FILTERS(extern template, std::uint16_t);
+VORIP_LINE_FILTERS(extern template, std::int32_t);
+VORIP_LINE_FILTERS(extern template, float);
+extern template class KrTFilter1D<std::uint32_t>;
+extern template class KrTFilter1DMedian<std::uint32_t>;
+
+}  // namespace KrN

@@ -1,0 +1,149 @@
+#include "ipbase/ipFilterLine.h"
+#include "Core/vorTools/Inc/syfilt2d.h"
+
+namespace KrN {
+
+namespace {
+
+constexpr std::uint8_t kFirstInvalid = 64;
+
+// The window of K samples on a line that PrepareLine has padded.
+template <class T>
+void RunOnLine(const LineWindow& window, const KrTBuf1D<T>& padded, KrTBuf1D<T>& line) {
+    std::vector<const T*> taps(window.taps);
+    PointTaps(padded.Data(), taps);
+    RunWindow(window, line.Data(), taps.data(), line.Size());
+}
+
+template <class T>
+double Product(T sample, std::int32_t weight) {
+    if constexpr (std::is_floating_point_v<T>)
+        return static_cast<double>(sample) * weight;
+    else {
+        const std::uint32_t product = static_cast<std::uint32_t>(sample) * static_cast<std::uint32_t>(weight);
+        if constexpr (std::is_same_v<T, std::uint32_t>) return product;
+        return static_cast<std::int32_t>(product);
+    }
+}
+
+}  // namespace
+
+template <class T>
+KrTFilter1D<T>::KrTFilter1D() = default;
+template <class T>
+KrTFilter1D<T>::KrTFilter1D(const KrTFilter1D&) = default;
+template <class T>
+KrTFilter1D<T>& KrTFilter1D<T>::operator=(const KrTFilter1D&) = default;
+template <class T>
+KrTFilter1D<T>::~KrTFilter1D() = default;
+
+template <class T>
+KrTFilter1D<T>::KrTFilter1D(const KrTBuf1D<std::int32_t>& kernel, std::int32_t divisor) {
+    KrTFilter1D::SetKernel(kernel);
+    KrTFilter1D::SetDivisor(divisor);
+}
+
+template <class T>
+void KrTFilter1D<T>::SetKernel(const KrTBuf1D<std::int32_t>& kernel) {
+    mKernel = kernel;
+    mKernelWidth = static_cast<std::uint32_t>(kernel.Size());
+    mInvWidth = 1.0 / mKernelWidth;
+    mReady = 1;
+}
+
+template <class T>
+void KrTFilter1D<T>::SetDivisor(std::int32_t divisor) {
+    mDivisor = static_cast<std::uint32_t>(divisor);
+    mScale = 1.0 / divisor;
+}
+
+template <class T>
+void KrTFilter1D<T>::SetOnes(std::uint32_t taps) {
+    SetKernel(MeanWindow(taps).weights);
+}
+
+template <class T>
+std::uint32_t KrTFilter1D<T>::PrepareLine(const KrTBuf1D<T>& line) {
+    const std::size_t count = line.Size(), half = mKernelWidth / 2;
+    if (mLine.Size() < 2 * half + count) mLine.Resize(2 * half + count);
+    if (count > 0) PadLine(line.Data(), count, half, half, mLine.Data());
+    return mKernelWidth / 2;
+}
+
+template <class T>
+void KrTFilter1D<T>::Filter(KrTBuf1D<T>& line) {
+    if (mKernelWidth == 0 || line.Size() == 0) return;
+    PrepareLine(line);
+    RunOnLine(KernelWindow(mKernel, mScale), mLine, line);
+}
+
+template <class T>
+void KrTFilter1D<T>::FilterMasked(KrTBuf1D<T>& line, const KrTBuf1D<std::uint8_t>& mask, bool useMask) {
+    if (!useMask || mask.Size() == 0) return Filter(line);
+    const std::size_t count = line.Size();
+    if (mKernelWidth == 0 || count == 0) return;
+    const std::size_t left = PrepareLine(line);
+    const auto valid = [&](std::size_t i) { return mask[std::min({i, count - 1, mask.Size() - 1})] < kFirstInvalid; };
+    for (std::size_t i = 0; i < count; ++i) {
+        if (!valid(i)) continue;
+        double sum = 0.0, weights = 0.0;
+        for (std::size_t k = 0; k < mKernelWidth; ++k) {
+            // Positions before the line wrap to the far right.
+            if (!valid(i + k < left ? count - 1 : i + k - left)) continue;
+            sum += Product(mLine[i + k], mKernel[k]);
+            weights += mKernel[k];
+        }
+        line[i] = weights != 0.0 ? RoundToPixel<T>(sum / weights) : T{};
+    }
+}
+
+template <class T>
+KrTFilter1DGauss<T>::KrTFilter1DGauss(std::uint32_t taps) {
+    const LineWindow window = GaussWindow(taps);
+    this->SetKernel(window.weights);
+    this->mDivisor = window.taps > 0 && window.taps < 33 ? std::uint32_t{1} << (window.taps - 1) : 0;
+    this->mScale = window.scale;
+}
+template <class T>
+KrTFilter1DGauss<T>::~KrTFilter1DGauss() = default;
+
+template <class T>
+KrTFilter1DMean<T>::KrTFilter1DMean(std::uint32_t taps) {
+    this->SetOnes(taps);
+    this->mDivisor = this->mKernelWidth;
+    this->mScale = this->mInvWidth;
+}
+template <class T>
+KrTFilter1DMean<T>::~KrTFilter1DMean() = default;
+
+// The kinds that pick one of the window samples.
+#define VORIP_RANK_FILTER(Class, kind)                                                  \
+  template <class T>                                                                    \
+  Class<T>::Class(std::uint32_t taps) {                                                 \
+    this->SetOnes(taps);                                                                \
+  }                                                                                     \
+  template <class T>                                                                    \
+  Class<T>::~Class() = default;                                                         \
+  template <class T>                                                                    \
+  void Class<T>::FilterMasked(KrTBuf1D<T>& line, const KrTBuf1D<std::uint8_t>&, bool) { \
+    Filter(line);                                                                       \
+  }                                                                                     \
+  template <class T>                                                                    \
+  void Class<T>::Filter(KrTBuf1D<T>& line) {                                            \
+    if (this->mKernelWidth == 0 || line.Size() == 0) return;                            \
+    this->PrepareLine(line);                                                            \
+    RunOnLine(RankWindow(kind, this->mKernelWidth), this->mLine, line);                 \
+  }
+VORIP_RANK_FILTER(KrTFilter1DMedian, WindowKind::eMedian)
+VORIP_RANK_FILTER(KrTFilter1DErosion, WindowKind::eMinimum)
+VORIP_RANK_FILTER(KrTFilter1DDilatation, WindowKind::eMaximum)
+#undef VORIP_RANK_FILTER
+
+VORIP_LINE_FILTERS(template, std::uint8_t);
+VORIP_LINE_FILTERS(template, std::uint16_t);
+VORIP_LINE_FILTERS(template, std::int32_t);
+VORIP_LINE_FILTERS(template, float);
+template class KrTFilter1D<std::uint32_t>;
+template class KrTFilter1DMedian<std::uint32_t>;
+
+}  // namespace KrN

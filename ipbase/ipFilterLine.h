@@ -1,0 +1,45 @@
+#pragma once
+
+#include <algorithm>
+#include <vector>
+
+#include "ipbase/ipFilterWindow.h"
+#include "ipbase/rows/ipFilterRows.h"
+
+// A window on rows of pixels in memory.
+namespace KrN {
+
+// Copies `count` samples to padded + left, and the first and last one to both sides of them; padded has left + count +
+// right elements.
+template <class T>
+void PadLine(const T* line, std::size_t count, std::size_t left, std::size_t right, T* padded) {
+    std::copy_n(line, count, padded + left);
+    std::fill_n(padded, left, line[0]);
+    std::fill_n(padded + left + count, right, line[count - 1]);
+}
+
+// Samples that a window of at least one tap needs on both sides of a line.
+inline std::size_t PaddingOf(const LineWindow& window) { return window.taps - 1; }
+
+// One row from the rows of its window samples. Windows without taps have no result.
+template <class T>
+void RunWindow(const LineWindow& window, T* dst, const T* const* taps, std::size_t count) {
+    const rows::FilterRows& table = rows::GetFilterRows();
+    using Tap = rows::TapRow<T>;
+    switch (window.kind) {
+        case WindowKind::eWeighted:
+            return std::get<rows::WeightedRow<T>>(table.weighted)(dst, taps, window.weights.Data(), window.taps,
+                                                                  window.scale, count);
+        case WindowKind::eMedian: return std::get<Tap>(table.median)(dst, taps, window.taps, count);
+        case WindowKind::eMinimum: return std::get<Tap>(table.minimum)(dst, taps, window.taps, count);
+        case WindowKind::eMaximum: return std::get<Tap>(table.maximum)(dst, taps, window.taps, count);
+    }
+}
+
+// The rows of the window samples along a padded line.
+template <class T>
+void PointTaps(const T* padded, std::vector<const T*>& taps) {
+    for (std::size_t k = 0; k < taps.size(); ++k) taps[k] = padded + k;
+}
+
+}  // namespace KrN

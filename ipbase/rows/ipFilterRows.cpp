@@ -1,0 +1,148 @@
+#include "ipbase/rows/ipFilterRows.h"
+
+#include <algorithm>
+#include <cmath>
+#include <vector>
+
+#include "ipbase/ipFilterWindow.h"
+
+#undef HWY_TARGET_INCLUDE
+#define HWY_TARGET_INCLUDE "ipbase/rows/ipFilterRows.cpp"
+#define HWY_DISABLED_TARGETS (HWY_SSSE3 | HWY_AVX3_DL)
+#include <hwy/foreach_target.h>
+
+#include "ipbase/rows/ipRowLoop-inl.h"
+
+HWY_BEFORE_NAMESPACE();
+namespace KrN::rows::HWY_NAMESPACE {
+namespace {  // the same short names stand in other files of this folder
+
+constexpr std::size_t kBlock = 256;  // pixels whose sums stay in the first-level cache
+
+// Values beyond 32 bits are rare, and most targets lack 64-bit conversions.
+template <class T>
+HWY_ATTR void RoundBlock(T* dst, const double* values, std::size_t count) {
+    bool ordinary = true;
+    for (std::size_t i = 0; i < count; ++i) ordinary &= std::abs(values[i]) < 2147483647.0;
+    if (!ordinary) {
+        for (std::size_t i = 0; i < count; ++i) dst[i] = RoundToPixel<T>(values[i]);
+        return;
+    }
+    VORIP_INDEPENDENT_LOOP
+    for (std::size_t i = 0; i < count; ++i)
+        dst[i] = static_cast<T>(static_cast<i32>(values[i] + (values[i] > 0.0 ? 0.5 : -0.5)));
+}
+
+template <class T>
+HWY_INLINE double Product(T pixel, i32 weight) {
+    if constexpr (std::is_floating_point_v<T>)
+        return static_cast<double>(pixel) * weight;
+    else {
+        const u32 product = static_cast<u32>(pixel) * static_cast<u32>(weight);
+        if constexpr (std::is_same_v<T, u32>) return product;
+        return static_cast<i32>(product);
+    }
+}
+
+template <class T>
+HWY_ATTR void WeightedLoop(T* dst, const T* const* taps, const i32* weights, std::size_t tapCount, double scale,
+                           std::size_t count) {
+    for (std::size_t start = 0; start < count; start += kBlock) {
+        const std::size_t n = std::min(kBlock, count - start);
+        double sums[kBlock] = {};
+        for (std::size_t k = 0; k < tapCount; ++k) {
+            const T* tap = taps[k] + start;
+            const i32 weight = weights[k];
+            for (std::size_t i = 0; i < n; ++i) sums[i] += Product(tap[i], weight);
+        }
+        for (std::size_t i = 0; i < n; ++i) sums[i] *= scale;
+        RoundBlock(dst + start, sums, n);
+    }
+}
+
+struct Least {
+    template <class T>
+    static HWY_INLINE T Do(T a, T b) {
+        return b < a ? b : a;
+    }
+};
+struct Greatest {
+    template <class T>
+    static HWY_INLINE T Do(T a, T b) {
+        return a < b ? b : a;
+    }
+};
+
+template <class Op, class T>
+HWY_ATTR void ExtremeLoop(T* dst, const T* const* taps, std::size_t tapCount, std::size_t count) {
+    for (std::size_t start = 0; start < count; start += kBlock) {
+        const std::size_t n = std::min(kBlock, count - start);
+        T* out = dst + start;
+        std::copy_n(taps[0] + start, n, out);
+        for (std::size_t k = 1; k < tapCount; ++k) {
+            const T* tap = taps[k] + start;
+            VORIP_INDEPENDENT_LOOP
+            for (std::size_t i = 0; i < n; ++i) out[i] = Op::Do(out[i], tap[i]);
+        }
+    }
+}
+
+template <class T>
+void MedianLoop(T* dst, const T* const* taps, std::size_t tapCount, std::size_t count) {
+    std::vector<T> window(tapCount);
+    const auto middle = window.begin() + static_cast<std::ptrdiff_t>((tapCount + 1) / 2 - 1);
+    for (std::size_t i = 0; i < count; ++i) {
+        for (std::size_t k = 0; k < tapCount; ++k) window[k] = taps[k][i];
+        std::nth_element(window.begin(), middle, window.end());
+        dst[i] = *middle;
+    }
+}
+
+template <class T>
+HWY_ATTR void BlendLoop(T* pixels, const T* neighbours, double alpha, std::size_t count) {
+    const double rest = 1.0 - alpha;
+    for (std::size_t start = 0; start < count; start += kBlock) {
+        const std::size_t n = std::min(kBlock, count - start);
+        T* out = pixels + start;
+        double values[kBlock];
+        for (std::size_t i = 0; i < n; ++i) values[i] = rest * out[i] + alpha * neighbours[start + i];
+        if constexpr (std::is_floating_point_v<T>) {
+            for (std::size_t i = 0; i < n; ++i) out[i] = static_cast<T>(values[i]);
+        } else {
+            RoundBlock(out, values, n);
+        }
+    }
+}
+
+template <class... T>
+void FillTaps(FilterRows& rows, std::tuple<TapRow<T>...>&) {
+    ((std::get<TapRow<T>>(rows.minimum) = &ExtremeLoop<Least, T>), ...);
+    ((std::get<TapRow<T>>(rows.maximum) = &ExtremeLoop<Greatest, T>), ...);
+    ((std::get<TapRow<T>>(rows.median) = &MedianLoop<T>), ...);
+    ((std::get<WeightedRow<T>>(rows.weighted) = &WeightedLoop<T>), ...);
+}
+template <class... T>
+void FillBlends(std::tuple<BlendRow<T>...>& rows) {
+    ((std::get<BlendRow<T>>(rows) = &BlendLoop<T>), ...);
+}
+
+const FilterRows& Rows() {
+    static const FilterRows table = [] {
+        FilterRows rows;
+        FillTaps(rows, rows.minimum);
+        FillBlends(rows.blend);
+        return rows;
+    }();
+    return table;
+}
+
+}  // namespace
+}  // namespace KrN::rows::HWY_NAMESPACE
+HWY_AFTER_NAMESPACE();
+
+#if HWY_ONCE
+namespace KrN::rows {
+HWY_EXPORT(Rows);
+const FilterRows& GetFilterRows() { return HWY_DYNAMIC_DISPATCH(Rows)(); }
+}  // namespace KrN::rows
+#endif

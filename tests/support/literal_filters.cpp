@@ -1,0 +1,116 @@
+#include "tests/support/literal_filters.h"
+
+#include <algorithm>
+#include <cmath>
+#include <type_traits>
+
+namespace test {
+
+namespace {
+
+template <class T>
+T Rounded(double value) {
+    value = value > 0 ? value + 0.5 : value - 0.5;
+    if (!(value > -9.2e18 && value < 9.2e18)) return T{0};
+    return static_cast<T>(static_cast<std::int64_t>(value));
+}
+
+template <class T>
+double Product(T sample, std::int32_t weight) {
+    if (std::is_floating_point_v<T>) return static_cast<double>(sample) * weight;
+    const std::int64_t product = static_cast<std::int64_t>(sample) * weight;
+    if (std::is_same_v<T, std::uint32_t>) return static_cast<std::uint32_t>(product);
+    return static_cast<std::int32_t>(static_cast<std::uint32_t>(product));
+}
+
+template <class T>
+T At(const std::vector<T>& line, int i) {
+    return line[static_cast<std::size_t>(std::clamp(i, 0, static_cast<int>(line.size()) - 1))];
+}
+
+}  // namespace
+
+std::vector<std::int32_t> PascalRow(int taps) {
+    std::vector<std::int32_t> row(1, 1);
+    while (static_cast<int>(row.size()) < taps) {
+        std::vector<std::int32_t> next(row.size() + 1, 1);
+        for (std::size_t i = 1; i < row.size(); ++i) next[i] = row[i - 1] + row[i];
+        row = next;
+    }
+    return row;
+}
+
+template <class T>
+void LiteralWeighted(std::vector<T>& line, const std::vector<std::int32_t>& weights, double scale, int first) {
+    const std::vector<T> in = line;
+    for (int i = 0; i < static_cast<int>(in.size()); ++i) {
+        double sum = 0;
+        for (int k = 0; k < static_cast<int>(weights.size()); ++k)
+            sum += Product(At(in, i + first + k), weights[static_cast<std::size_t>(k)]);
+        line[static_cast<std::size_t>(i)] = Rounded<T>(sum * scale);
+    }
+}
+
+template <class T>
+void LiteralMasked(std::vector<T>& line, const std::vector<std::int32_t>& weights,
+                   const std::vector<std::uint8_t>& mask) {
+    const std::vector<T> in = line;
+    const auto taps = static_cast<std::uint32_t>(weights.size()), last = static_cast<std::uint32_t>(in.size() - 1);
+    for (std::uint32_t i = 0; i <= last; ++i) {
+        if (mask[i] >= 64) continue;
+        double sum = 0, total = 0;
+        for (std::uint32_t k = 0; k < taps; ++k) {
+            if (mask[std::min(last, i - taps / 2 + k)] >= 64) continue;
+            sum += Product(At(in, static_cast<int>(i) - static_cast<int>(taps / 2) + static_cast<int>(k)), weights[k]);
+            total += weights[k];
+        }
+        line[i] = total == 0 ? T{0} : Rounded<T>(sum / total);
+    }
+}
+
+template <class T>
+void LiteralRank(std::vector<T>& line, int taps, int rank) {
+    const std::vector<T> in = line;
+    for (int i = 0; i < static_cast<int>(in.size()); ++i) {
+        std::vector<T> window;
+        for (int k = 0; k < taps; ++k) window.push_back(At(in, i - taps / 2 + k));
+        std::sort(window.begin(), window.end());
+        line[static_cast<std::size_t>(i)] = window[static_cast<std::size_t>(rank - 1)];
+    }
+}
+
+template <class T>
+void LiteralRecursive(std::vector<T>& line, double alpha) {
+    const auto step = [](double value) {
+        return std::is_floating_point_v<T> ? static_cast<T>(value) : Rounded<T>(value);
+    };
+    for (std::size_t i = 1; i < line.size(); ++i) line[i] = step(alpha * line[i - 1] + (1 - alpha) * line[i]);
+    for (std::size_t i = line.size() - 1; i-- > 0;) line[i] = step((1 - alpha) * line[i] + alpha * line[i + 1]);
+}
+
+void LiteralBinomial(std::vector<std::uint8_t>& line, int order) {
+    const auto passes = static_cast<std::size_t>(order - 1), count = line.size();
+    std::vector<std::uint32_t> work(passes / 2, line[0]);
+    work.insert(work.end(), line.begin(), line.end());
+    work.resize(count + passes, line.back());
+    for (std::size_t j = 1; j <= passes; ++j)
+        for (std::size_t m = 0; m < count + passes - j; ++m) work[m] += work[m + 1];
+    for (std::size_t m = 0; m < count; ++m)
+        line[m] = static_cast<std::uint8_t>((work[m] + (1u << (passes - 1))) >> passes);
+}
+
+#define VORIP_INSTANTIATE(T)                                                                                           \
+  template void LiteralWeighted<T>(std::vector<T>&, const std::vector<std::int32_t>&, double, int);                    \
+  template void LiteralMasked<T>(std::vector<T>&, const std::vector<std::int32_t>&, const std::vector<std::uint8_t>&); \
+  template void LiteralRank<T>(std::vector<T>&, int, int)
+VORIP_INSTANTIATE(std::uint8_t);
+VORIP_INSTANTIATE(std::uint16_t);
+VORIP_INSTANTIATE(std::int32_t);
+VORIP_INSTANTIATE(std::uint32_t);
+VORIP_INSTANTIATE(float);
+template void LiteralRecursive<std::uint8_t>(std::vector<std::uint8_t>&, double);
+template void LiteralRecursive<std::uint16_t>(std::vector<std::uint16_t>&, double);
+template void LiteralRecursive<std::int32_t>(std::vector<std::int32_t>&, double);
+template void LiteralRecursive<float>(std::vector<float>&, double);
+
+}  // namespace test
