@@ -248,9 +248,8 @@ TEST(LineFilters, RejectOtherTypesAndTolerateEverythingElse) {
                 Canvas<std::uint8_t> canvas(picture, Form::eView, 0, 0);
                 c.run(taps, columns, canvas.AOI(), nullptr);
                 const auto guards = canvas.Expected(picture);
-                for (std::size_t i = 0; i < guards.size(); ++i) {
-                    if (guards[i] == 0x5B) EXPECT_EQ(0x5B, canvas.Memory()[i]);
-                }
+                for (std::size_t i = 0; i < guards.size(); ++i)
+                    EXPECT_TRUE(guards[i] != 0x5B || canvas.Memory()[i] == 0x5B);
                 KrAOI8 empty;
                 c.run(3, columns, canvas.AOI(), &empty);
                 c.run(3, columns, &empty, nullptr);
