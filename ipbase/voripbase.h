@@ -1,6 +1,7 @@
 #pragma once
 
 // Everything public of the library in one include.
+#include "Core/vorTools/Inc/syfilt2d.h"
 #include "imagemodel/imagemodel.h"
 #include "ipbase/ipArith.h"
 #include "ipbase/ipConvert.h"
@@ -8,6 +9,7 @@
 #include "ipbase/ipFrame.h"
 #include "ipbase/ipGradient.h"
 #include "ipbase/ipLArith.h"
+#include "ipbase/ipLFilt1d.h"
 #include "ipbase/ipLHistogram.h"
 #include "ipbase/ipLLogic.h"
 #include "ipbase/ipLMapLut.h"
