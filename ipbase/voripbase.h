@@ -7,6 +7,7 @@
 #include "ipbase/ipConvert.h"
 #include "ipbase/ipCopy.h"
 #include "ipbase/ipFrame.h"
+#include "ipbase/ipFringeQualityCheck.h"
 #include "ipbase/ipGradient.h"
 #include "ipbase/ipLArith.h"
 #include "ipbase/ipLFilt1d.h"

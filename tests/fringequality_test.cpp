@@ -1,0 +1,81 @@
+// The fringe quality check: how many pixels must reach a threshold, and what is blamed when they do not.
+#include <gtest/gtest.h>
+
+#include "ipbase/ipFringeQualityCheck.h"
+#include "tests/support/harness.h"
+
+namespace {
+
+using namespace test;
+
+// `above` pixels of 100, the others 99; all inside the mask unless stated otherwise.
+struct Pixels {
+    KrBufferAOI8 image, mask;
+    Pixels(short above, short total) : image({total, 1}), mask({total, 1}) {
+        for (short x = 0; x < total; ++x) *image.GetPointer({x, 0}) = x < above ? 100 : 99;
+    }
+};
+
+struct Limit {
+    short above, total;
+    unsigned char percent;
+    bool reached;
+};
+
+TEST(FringeQuality, LimitOfReachingPixels) {
+    const Limit limits[] = {
+        {0, 0, 255, true},      {0, 3, 0, true},        {1, 3, 50, false},     {2, 3, 50, true},
+        {0, 1, 49, true},       {0, 1, 50, false},      {99, 100, 100, false}, {100, 100, 100, true},
+        {100, 100, 101, false}, {100, 100, 255, false}, {33, 100, 33, true},   {32, 100, 33, false},
+        {1, 200, 1, false},     {2, 200, 1, true},
+    };
+    for (const Limit& l : limits) {
+        const Pixels p(l.above, l.total);
+        KrFringeQualityCheck contrast, intensity;
+        contrast.Init({1, 1}, 100, l.percent, 255, 255);
+        intensity.Init({1, 1}, 255, 255, 100, l.percent);
+        SCOPED_TRACE(::testing::Message() << l.above << " of " << l.total << ", " << int{l.percent} << " %");
+        EXPECT_EQ(l.reached ? QualityOk : QualityLowContrast, contrast.CheckContrast(&p.image, &p.mask));
+        EXPECT_EQ(l.reached ? QualityOk : QualityLowIntensity, intensity.CheckIntensity(&p.image, &p.mask));
+    }
+}
+
+TEST(FringeQuality, MaskAndSampling) {
+    Pixels p(3, 12);
+    KrFringeQualityCheck check;
+    EXPECT_FALSE(check.IsInitialised());
+    EXPECT_EQ(QualityOk, check.Execute(&p.image, &p.image, &p.mask));  // without Init everything passes
+    check.Init({1, 1}, 100, 100, 100, 100);
+    EXPECT_EQ(QualityLowContrast, check.CheckContrast(&p.image, &p.mask));
+    for (short x = 3; x < 12; ++x) *p.mask.GetPointer({x, 0}) = 64;
+    EXPECT_EQ(QualityOk, check.CheckContrast(&p.image, &p.mask));
+    *p.mask.GetPointer({11, 0}) = 63;
+    EXPECT_EQ(QualityLowContrast, check.CheckContrast(&p.image, &p.mask));
+    check.Init({4, 1}, 100, 100, 100, 100);  // columns 0, 4 and 8, of which only the first is inside
+    EXPECT_EQ(QualityOk, check.CheckContrast(&p.image, &p.mask));
+    const KrFringeQualityCheck copy = check;
+    EXPECT_TRUE(copy.IsInitialised());
+    EXPECT_EQ(1u, copy[100]);
+    const auto error = Thrown([&] { check.CheckIntensity(&p.image, nullptr); });
+    ASSERT_TRUE(error && dynamic_cast<KrNotImplementedException*>(error.get()));
+    EXPECT_EQ(128, error->GetLine());
+}
+
+TEST(FringeQuality, IntensityExplainsLowContrastOnly) {
+    const Pixels good(10, 10), bad(2, 10);
+    const KrAOI8 *g = &good.image, *b = &bad.image;
+    const struct {
+        const KrAOI8 *intensity, *contrast;
+        QualityCheckResult result;
+    } cases[] = {{g, g, QualityOk}, {b, g, QualityOk}, {g, b, QualityLowContrast}, {b, b, QualityLowIntensity}};
+    for (const auto& c : cases) {
+        KrFringeQualityCheck check;
+        check.Init({1, 1}, 100, 50, 100, 50);
+        EXPECT_EQ(c.result, check.Execute(c.intensity, c.contrast, &good.mask));
+    }
+    KrFringeQualityCheck check;
+    check.Init({1, 1}, 100, 50, 100, 50);
+    EXPECT_EQ(QualityOk, check.Execute(nullptr, g, &good.mask));  // not looked at
+}
+
+}  // namespace
