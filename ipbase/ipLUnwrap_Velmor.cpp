@@ -147,8 +147,8 @@ void KrLUnWrap_Velmor::initialisePIXELs(PIXELM* pixels, int width, int height) {
 
 // Sorted edges lead all over the image, so that the pixels are fetched from memory well before they are needed.
 void KrLUnWrap_Velmor::gatherPIXELs(const EDGE* edges, PIXELM* pixels, int width, int edgeCount) {
-    constexpr int kPixelAhead = 24;
-    constexpr int kHeadAhead = 12;
+    constexpr int kPixelAhead = 48;
+    constexpr int kHeadAhead = 24;
     const AbortFlag abort(mAbortFlag);
     const auto fetchNext = [pixels](std::uint32_t pixel) {
         const std::int32_t next = pixels[pixel].group;
