@@ -5,7 +5,7 @@ namespace KrN {
 std::vector<OperationInfo> AllOperations() {
     std::vector<OperationInfo> all;
     for (const auto family :
-         {ArithmeticOperations, TransferOperations, ShiftOperations, ConvertOperations, RangeOperations,
+         {ArithmeticOperations, BestFitOperations, TransferOperations, ShiftOperations, ConvertOperations, RangeOperations,
           MapLutOperations, LogicOperations, MinMaxOperations, ThresholdOperations, HistogramOperations}) {
         const std::vector<OperationInfo> operations = family();
         all.insert(all.end(), operations.begin(), operations.end());

@@ -18,6 +18,7 @@ std::vector<OperationInfo> LogicOperations();
 std::vector<OperationInfo> MinMaxOperations();
 std::vector<OperationInfo> ThresholdOperations();
 std::vector<OperationInfo> HistogramOperations();
+std::vector<OperationInfo> BestFitOperations();
 
 // All of the above.
 std::vector<OperationInfo> AllOperations();

@@ -10,6 +10,7 @@
 #include "ipbase/ipFringeQualityCheck.h"
 #include "ipbase/ipGradient.h"
 #include "ipbase/ipLArith.h"
+#include "ipbase/ipLBestFit.h"
 #include "ipbase/ipLFilt1d.h"
 #include "ipbase/ipLHistogram.h"
 #include "ipbase/ipLLogic.h"

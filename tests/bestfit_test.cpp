@@ -1,0 +1,281 @@
+// Fitted surfaces against known ones and against the normal equations, solved in extended precision.
+#include "ipbase/ipLBestFit.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstring>
+#include <functional>
+#include <random>
+
+#include "imagemodel/krbufferaoi.h"
+#include "tests/support/harness.h"
+
+namespace {
+
+using namespace KrN;
+
+constexpr int kTerms = KrLBestFit::kTerms;
+using Coefficients = std::array<long double, kTerms>;
+using Use = std::array<int, kTerms>;
+constexpr Use kAll = {1, 1, 1, 1, 1, 1, 1, 1, 1, 1};
+
+Coefficients Basis(long double x, long double y) {
+    return {x * x * x, x * x, x, y * y * y, y * y, y, x * y * y, x * x * y, x * y, 1.0L};
+}
+long double Evaluate(const Coefficients& c, long double x, long double y) {
+    const Coefficients basis = Basis(x, y);
+    long double f = 0;
+    for (std::size_t i = 0; i < c.size(); ++i) f += c[i] * basis[i];
+    return f;
+}
+
+struct Fit : KrLBestFit {
+    void Run(const KrAOI* src, KrAOI* dst, const KrAOI8* mask, const KrAOI8* drawMask, int consider, const Use& u) {
+        Approximation(src, dst, mask, drawMask, static_cast<MaskConsideration>(consider), u[0], u[1], u[2], u[3], u[4],
+                      u[5], u[6], u[7], u[8], u[9]);
+    }
+    Coefficients Found() const {
+        Coefficients c;
+        std::copy_n(GetCoefficients(), kTerms, c.begin());
+        return c;
+    }
+    using KrLBestFit::dmatrix;
+    using KrLBestFit::free_dmatrix;
+    using KrLBestFit::gaussj;
+    using KrLBestFit::load_koeff;
+    using KrLBestFit::save_koeff;
+};
+
+template <class AOI>
+void FillWith(AOI& aoi, const std::function<double(int x, int y)>& value) {
+    for (int y = 0; y < aoi.AOIHeight(); ++y)
+        for (int x = 0; x < aoi.AOIWidth(); ++x)
+            aoi.GetRowPointer(y)[x] = static_cast<typename AOI::Pixel>(value(x + 1, y + 1));
+}
+
+// The normal equations by definition; coordinates are scaled by the size, which changes no solution.
+template <class AOI>
+Coefficients Literal(const AOI& src, const KrAOI8* mask, const Use& use) {
+    const long double w = src.AOIWidth(), h = src.AOIHeight();
+    long double a[kTerms][kTerms + 1] = {};
+    for (int y = 0; y < src.AOIHeight(); ++y)
+        for (int x = 0; x < src.AOIWidth(); ++x) {
+            if (mask && mask->GetRowPointer(y)[x] >= 64) continue;
+            const Coefficients basis = Basis((x + 1) / w, (y + 1) / h);
+            for (std::size_t i = 0; i < kTerms; ++i) {
+                for (std::size_t j = 0; j < kTerms; ++j) a[i][j] += basis[i] * basis[j];
+                a[i][kTerms] += basis[i] * static_cast<long double>(src.GetRowPointer(y)[x]);
+            }
+        }
+    for (std::size_t i = 0; i < kTerms; ++i)
+        for (std::size_t j = 0; j <= kTerms; ++j)
+            if (use[i] == 0 || (j < kTerms && use[j] == 0)) a[i][j] = i == j ? 1.0L : 0.0L;
+    for (std::size_t k = 0; k < kTerms; ++k) {  // positive definite: no pivoting
+        for (std::size_t j = kTerms + 1; j-- > k;) a[k][j] /= a[k][k];
+        for (std::size_t i = 0; i < kTerms; ++i)
+            for (std::size_t j = kTerms + 1; i != k && j-- > k;) a[i][j] -= a[k][j] * a[i][k];
+    }
+    Coefficients c;
+    const Coefficients scale = Basis(w, h);
+    for (std::size_t i = 0; i < kTerms; ++i) c[i] = a[i][kTerms] / scale[i];
+    return c;
+}
+
+// The greatest difference of two surfaces over the image, as a part of the range of the second.
+long double Deviation(const Coefficients& found, const Coefficients& wanted, int w, int h) {
+    long double largest = 0, least = HUGE_VALL, greatest = -HUGE_VALL;
+    for (int i = 0; i <= 40; ++i)
+        for (int j = 0; j <= 40; ++j) {
+            const long double x = 1 + (w - 1) * i / 40.0L, y = 1 + (h - 1) * j / 40.0L, f = Evaluate(wanted, x, y);
+            largest = std::max(largest, std::fabs(Evaluate(found, x, y) - f));
+            least = std::min(least, f);
+            greatest = std::max(greatest, f);
+        }
+    return largest / std::max(greatest - least, 1e-300L);
+}
+
+constexpr Use kSets[] = {kAll,
+                         {0, 0, 1, 0, 0, 1, 0, 0, 0, 1},  // a plane
+                         {0, 1, 1, 0, 1, 1, 0, 0, 1, 1},  // quadratic
+                         {1, 0, 0, 0, 0, 0, 0, 0, 0, 1},  // depends on the origin
+                         {0, 1, 0, 1, 0, 0, 0, 1, 0, 0},
+                         {0, 0, 0, 0, 0, 0, 1, 0, 1, 1}};
+
+template <class Buffer>
+void CheckNoisySurfaces(double amplitude, double noise) {
+    std::mt19937 random(3);
+    std::uniform_real_distribution<double> uniform(0, noise);
+    for (const auto& [w, h] : {std::pair<short, short>{70, 31}, {600, 40}, {310, 190}}) {
+        Buffer src({w, h});
+        KrBufferAOI32Float dst(src.AOISize());
+        KrBufferAOI8 disc(src.AOISize()), grains(src.AOISize());
+        const double cx = w * 0.6, cy = h * 0.5;
+        FillWith(src, [&](int x, int y) {
+            return amplitude * (1 + std::sin(x / 40.0) * std::cos(y / 25.0)) + uniform(random);
+        });
+        FillWith(disc, [&](int x, int y) { return std::hypot(x - cx, (y - cy) * 2) < w * 0.45 ? 63 : 64; });
+        FillWith(grains, [&](int x, int) { return x < 300 || random() % 3 ? 0 : 255; });
+        for (const KrBufferAOI8* mask : {static_cast<KrBufferAOI8*>(nullptr), &disc, &grains})
+            for (const Use& use : kSets) {
+                Fit fit;
+                const test::DirectAccess access(&use != &kSets[1]);
+                fit.Run(&src, &dst, mask, nullptr, eIgnoreMask, use);
+                const Coefficients wanted = Literal(src, mask, use);
+                EXPECT_LT(Deviation(fit.Found(), wanted, w, h), 1e-10L) << w << " x " << h;
+                EXPECT_EQ(fit.IsEverythingMasked(), 0);
+                for (int i = 0; i < kTerms; ++i) {
+                    const bool used = use[static_cast<std::size_t>(i)] != 0;
+                    EXPECT_TRUE(used || fit.GetCoefficients()[i] == 0.0);
+                    EXPECT_EQ(std::strcmp(fit.GetCoefficientText(i), "null") == 0, !used);
+                }
+                for (int x : {0, w / 2, w - 1}) {
+                    const long double f = Evaluate(fit.Found(), x + 1, h);
+                    EXPECT_NEAR(dst.GetRowPointer(h - 1)[x], static_cast<double>(f), 1e-6 * amplitude * amplitude);
+                }
+            }
+    }
+}
+
+TEST(BestFit, SolvesTheNormalEquations) {
+    CheckNoisySurfaces<KrBufferAOI8>(100, 50);
+    CheckNoisySurfaces<KrBufferAOI16>(20000, 9000);
+    CheckNoisySurfaces<KrBufferAOI32Float>(-3, 1);
+}
+
+TEST(BestFit, IsTheSameOnEveryTarget) {
+    KrBufferAOI16 src({333, 21});
+    KrBufferAOI8 mask(src.AOISize());
+    KrBufferAOI32Float dst(src.AOISize());
+    std::mt19937 random(9);
+    FillWith(src, [&](int, int) { return random() % 65536; });
+    FillWith(mask, [&](int, int) { return random() % 128; });
+    std::vector<double> first;
+    std::vector<float> drawn;
+    test::ForEachTarget([&](std::int64_t) {
+        Fit fit;
+        fit.Run(&src, &dst, &mask, nullptr, eIgnoreMask, kAll);
+        const std::vector<double> found(fit.GetCoefficients(), fit.GetCoefficients() + kTerms);
+        const std::vector<float> pixels(dst.GetRowPointer(0), dst.GetRowPointer(0) + 333 * 21);
+        if (first.empty()) first = found, drawn = pixels;
+        EXPECT_EQ(found, first);
+        EXPECT_EQ(pixels, drawn);
+    });
+}
+
+TEST(BestFit, FindsAKnownSurfaceInALargeImage) {
+    constexpr short side = 4096;
+    KrBufferAOI32Float image({side, side});
+    const Coefficients known = {3e-10L, -2e-6L, 1e-2L, -5e-10L, 1e-6L, 3e-3L, 2e-10L, -4e-10L, 1e-6L, 30.0L};
+    FillWith(image, [&](int x, int y) { return static_cast<double>(Evaluate(known, x, y)); });
+    Fit fit;
+    fit.Run(&image, &image, nullptr, nullptr, eIgnoreMask, kAll);
+    EXPECT_LT(Deviation(fit.Found(), known, side, side), 1e-9L);  // the pixels are rounded to single precision
+    EXPECT_NEAR(image.GetRowPointer(1000)[3000], static_cast<double>(Evaluate(known, 3001, 1001)), 1e-4);
+}
+
+TEST(BestFit, FollowsItsMasks) {
+    KrBufferAOI8 src({40, 30}), mask(src.AOISize()), drawMask({25, 30});
+    FillWith(src, [](int x, int) { return x < 20 ? 3 + 2 * x : 255; });
+    FillWith(mask, [](int x, int) { return x < 20 ? 63 : 64; });
+    FillWith(drawMask, [](int x, int y) { return (x + y) % 3 ? 63 : 64; });
+    const Use use = {0, 0, 1, 0, 0, 0, 0, 0, 0, 1};
+    for (int consider : {0, 1, 2, 3, -1})
+        for (bool direct : {true, false}) {
+            const test::DirectAccess access(direct);
+            KrBufferAOI32Float dst(src.AOISize());
+            FillWith(dst, [](int, int) { return 7; });
+            Fit fit;
+            fit.Run(&src, &dst, &mask, &drawMask, consider, use);
+            EXPECT_NEAR(fit.GetCoefficients()[2], 2.0, 1e-12);
+            EXPECT_NEAR(fit.GetCoefficients()[9], 3.0, 1e-12);
+            EXPECT_STREQ(fit.GetCoefficientText(2), "2.000000E+00");
+            for (int y = 0; y < 30; ++y)
+                for (int x = 0; x < 40; ++x) {
+                    const bool admitted = consider == 0 || (x < 25 && (x + y + 2) % 3 != 0);
+                    const bool left = consider < 0 || consider > 2 || (consider > 0 && x >= 25);
+                    const float other = consider == 1 && !left ? 0.0f : 7.0f;
+                    EXPECT_NEAR(dst.GetRowPointer(y)[x], admitted && !left ? 5.0 + 2 * x : other, 1e-5)
+                        << x << " " << y;
+                }
+        }
+}
+
+// Too few pixels for the terms: the coefficients stay finite, and what they determine is right.
+TEST(BestFit, OfTooFewPixelsIsFinite) {
+    KrBufferAOI8 src({400, 300}), mask(src.AOISize());
+    KrBufferAOI32Float dst(src.AOISize());
+    FillWith(src, [](int x, int y) { return (x * y) % 200; });
+    struct Region {
+        int x0, y0, x1, y1;
+    };
+    for (const Region& r : {Region{0, 0, -1, -1},
+                            {17, 5, 17, 5},
+                            {9, 0, 9, 299},
+                            {0, 8, 399, 8},
+                            {390, 290, 392, 291},
+                            {200, 100, 210, 110}}) {
+        FillWith(mask, [&](int x, int y) { return x > r.x0 && x <= r.x1 + 1 && y > r.y0 && y <= r.y1 + 1 ? 0 : 255; });
+        for (const Use& use : kSets) {
+            Fit fit;
+            fit.Run(&src, &dst, &mask, nullptr, eIgnoreMask, use);
+            EXPECT_EQ(fit.IsEverythingMasked(), r.x1 < r.x0);
+            for (int i = 0; i < kTerms; ++i) {
+                EXPECT_TRUE(std::isfinite(fit.GetCoefficients()[i]));
+                EXPECT_TRUE(r.x1 >= r.x0 || fit.GetCoefficients()[i] == 0.0);
+            }
+            const bool single = r.x0 == r.x1 && r.y0 == r.y1;
+            const float* value = dst.GetRowPointer(single ? r.y0 : 0) + r.x0;
+            EXPECT_TRUE(!single || std::fabs(*value - src.GetRowPointer(r.y0)[r.x0]) < 1e-4f);
+        }
+    }
+}
+
+TEST(BestFit, RejectsOtherTypesAndChangesNothing) {
+    KrBufferAOI8 src({4, 3}, 0);
+    KrBufferAOI16 wrong({4, 3});
+    KrBufferAOI64Double fine({4, 3});
+    KrBufferAOI32Float dst({4, 3});
+    src.SetAOIName(L"src");
+    Fit fit;
+    fit.Run(&src, &dst, nullptr, nullptr, eIgnoreMask, kAll);
+    const std::pair<const KrAOI*, KrAOI*> operands[] = {
+        {&src, &wrong}, {&fine, &dst}, {nullptr, &dst}, {&src, nullptr}};
+    for (const auto& [a, b] : operands) {
+        const auto error = test::Thrown([&, a = a, b = b] { fit.Run(a, b, nullptr, nullptr, 0, {}); });
+        ASSERT_TRUE(error);
+        EXPECT_EQ(error->GetLine(), 1141u);
+        EXPECT_STRNE(fit.GetCoefficientText(0), "null");
+    }
+    const auto error = test::Thrown([&] { fit.Run(&src, &wrong, nullptr, &src, 0, kAll); });
+    EXPECT_EQ(error->GetText(), KrString(L"KrLBestFit::Approximation( src, , (null), src )"));
+}
+
+TEST(BestFit, EliminationInverts) {
+    Fit fit;
+    double** a = fit.dmatrix(1, 3, 1, 3);
+    double** b = fit.dmatrix(1, 3, 1, 1);
+    const double start[3][3] = {{0, 2, 1}, {1, 0, 3}, {4, 1, 0}};
+    for (int i = 0; i < 3; ++i) {
+        std::copy_n(start[i], 3, a[i + 1] + 1);
+        b[i + 1][1] = start[i][0] * 1 + start[i][1] * 2 + start[i][2] * 3;
+    }
+    EXPECT_EQ(fit.gaussj(a, 3, b, 1), 0);
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_NEAR(b[i + 1][1], i + 1, 1e-14);
+        for (int j = 0; j < 3; ++j)
+            EXPECT_NEAR(start[i][0] * a[1][j + 1] + start[i][1] * a[2][j + 1] + start[i][2] * a[3][j + 1], i == j,
+                        1e-14);
+    }
+    for (int i = 1; i <= 3; ++i) std::fill_n(a[i] + 1, 3, 1.0);
+    EXPECT_EQ(fit.gaussj(a, 3, b, 1), -1);
+    fit.free_dmatrix(a, 1, 3, 1, 3);
+    fit.free_dmatrix(b, 1, 3, 1, 1);
+    fit.load_koeff();
+    fit.save_koeff();
+    for (int i = 0; i < kTerms; ++i) EXPECT_STREQ(fit.GetCoefficientText(i), "0.000000E+00");
+}
+
+}  // namespace
