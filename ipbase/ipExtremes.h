@@ -8,18 +8,23 @@
 
 namespace KrN {
 
+// What no pixel has widened yet: the least is greater than the greatest.
+template <class T>
+constexpr rows::Extremes<T> NoExtremes() {
+    using Limits = std::numeric_limits<T>;
+    if constexpr (Limits::has_infinity) return {Limits::infinity(), -Limits::infinity()};
+    return {Limits::max(), Limits::lowest()};
+}
+
 // Least and greatest of the pixels in every step.x-th column and step.y-th row of the view, or of its top-left part of
 // the given size; nothing when there is no number among them.
 template <class T>
 std::optional<rows::Extremes<T>> FindExtremes(const KrTAOI<T>* aoi, const KrTPoint<short>& step,
                                               const KrTSize<int>& part = {32767, 32767}) {
-    using Limits = std::numeric_limits<T>;
-    constexpr T top = Limits::has_infinity ? Limits::infinity() : Limits::max();
-    constexpr T bottom = Limits::has_infinity ? -Limits::infinity() : Limits::lowest();
     const auto range = std::get<rows::RangeRow<T>>(rows::GetScaleRows().range);
     const int stepY = std::max<int>(step.y, 1);
     const auto stepX = static_cast<std::size_t>(std::max<int>(step.x, 1));
-    rows::Extremes<T> extremes{top, bottom};
+    rows::Extremes<T> extremes = NoExtremes<T>();
     KrTBuf1D<T> sampled(stepX > 1 && aoi ? static_cast<std::size_t>(aoi->AOIWidth()) : 0);
     VisitRows(
         Access::eSwitched,

@@ -9,6 +9,7 @@
 #include "ipbase/ipFrame.h"
 #include "ipbase/ipFringeQualityCheck.h"
 #include "ipbase/ipGradient.h"
+#include "ipbase/ipHistoAnalyzer.h"
 #include "ipbase/ipLArith.h"
 #include "ipbase/ipLBestFit.h"
 #include "ipbase/ipLFilt1d.h"
@@ -23,4 +24,5 @@
 #include "ipbase/ipLUnwrap.h"
 #include "ipbase/ipLUnwrap_Velmor.h"
 #include "ipbase/ipMul.h"
+#include "ipbase/ipRange.h"
 #include "ipbase/ipSwap.h"

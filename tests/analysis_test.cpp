@@ -1,0 +1,178 @@
+// What is found in histograms, extrema and the bimodal threshold, and the value range of an image.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <random>
+
+#include "ipbase/ipHistoAnalyzer.h"
+#include "ipbase/ipRange.h"
+#include "tests/support/harness.h"
+
+namespace {
+
+using namespace test;
+using Counts = std::vector<std::uint32_t>;
+
+KrLHistogram HistogramOf(const Counts& counts) {
+    const KrBufferAOI8 none;
+    KrLHistogram histogram;
+    histogram.Create(&none, static_cast<std::uint32_t>(counts.size()));
+    for (std::uint32_t i = 0; i < counts.size(); ++i) histogram[i] = counts[i];
+    return histogram;
+}
+
+// "+index:count:prominence" for a maximum, "-..." for a minimum.
+std::string Extrema(const Counts& counts, std::uint32_t minProminence) {
+    KrHistogramAnalyzer analyzer;
+    analyzer.FindExtrema(HistogramOf(counts), minProminence);
+    std::ostringstream text;
+    for (const SrExtremum& e : analyzer.GetExtrema())
+        text << (e.isMaximum ? '+' : '-') << e.index << ':' << e.count << ':' << e.prominence << ' ';
+    return text.str();
+}
+
+TEST(HistogramAnalyzer, Extrema) {
+    const struct {
+        Counts counts;
+        std::uint32_t minProminence;
+        const char* expected;
+    } cases[] = {
+        {{0, 0, 0}, 0, ""},
+        {{7}, 1, "+0:7:7 "},
+        {{9, 9, 9}, 5, "+1:9:9 "},
+        {{5, 1, 0, 8}, 1, "+0:5:5 -2:0:5 +3:8:8 "},  // peaks at both ends
+        {{0, 2, 10, 10, 10, 4, 6, 4, 8, 0}, 1, "+3:10:10 -5:4:4 +6:6:2 -7:4:4 +8:8:4 "},
+        {{0, 2, 10, 10, 10, 4, 6, 4, 8, 0}, 3, "+3:10:10 -5:4:4 +8:8:4 "},  // without the ripple
+        {{0, 2, 10, 10, 10, 4, 6, 4, 8, 0}, 5, "+3:10:10 "},
+        {{0, 2, 10, 10, 10, 4, 6, 4, 8, 0}, 11, ""},
+        {{6, 1, 6}, 1, "+0:6:6 -1:1:5 +2:6:6 "},  // equal peaks
+        {{0, 0, 4294967295u, 0, 3}, 2, "+2:4294967295:4294967295 -3:0:3 +4:3:3 "},
+    };
+    for (const auto& c : cases) EXPECT_EQ(c.expected, Extrema(c.counts, c.minProminence)) << c.minProminence;
+}
+
+// The definition, literally: outwards until the counts exceed that of the peak, or the ends.
+TEST(HistogramAnalyzer, MaximaAreThoseOfTheDefinition) {
+    std::mt19937 random(5);
+    for (int n = 0; n < 400; ++n) {
+        Counts counts(1 + random() % 60);
+        for (std::size_t i = 0; i < counts.size(); ++i) counts[i] = static_cast<std::uint32_t>(i + 1);
+        std::shuffle(counts.begin(), counts.end(), random);  // no equal counts
+        const std::uint32_t minProminence = 1 + static_cast<std::uint32_t>(random() % 40);
+        std::string expected;
+        const auto size = static_cast<int>(counts.size());
+        const auto at = [&](int i) { return i < 0 || i >= size ? 0u : counts[static_cast<std::size_t>(i)]; };
+        for (int i = 0; i < size; ++i) {
+            std::uint32_t base = 0;
+            for (const int step : {-1, 1}) {
+                std::uint32_t low = at(i);
+                for (int k = i; k >= -1 && k <= size && at(k) <= at(i); k += step) low = std::min(low, at(k));
+                base = std::max(base, low);
+            }
+            const std::uint32_t prominence = at(i) - base;
+            if (at(i - 1) > at(i) || at(i + 1) > at(i) || prominence < minProminence) continue;
+            expected += std::to_string(i) + ':' + std::to_string(prominence) + ' ';
+        }
+        KrHistogramAnalyzer analyzer;
+        analyzer.FindExtrema(HistogramOf(counts), minProminence);
+        const auto& extrema = analyzer.GetExtrema();
+        std::string found;
+        for (std::size_t i = 0; i < extrema.Size(); ++i) {
+            EXPECT_EQ(i % 2 == 0, extrema[i].isMaximum);
+            EXPECT_GE(extrema[i].prominence, minProminence);
+            if (i % 2 == 0) {
+                found += std::to_string(extrema[i].index) + ':' + std::to_string(extrema[i].prominence) + ' ';
+                continue;
+            }
+            const auto first = counts.begin() + extrema[i - 1].index, last = counts.begin() + extrema[i + 1].index;
+            EXPECT_EQ(std::min_element(first, last) - counts.begin(), extrema[i].index);
+        }
+        ASSERT_EQ(expected, found);
+    }
+}
+
+double VarianceBetween(const Counts& counts, std::size_t threshold) {
+    double n[2] = {0, 0}, sum[2] = {0, 0};
+    for (std::size_t i = 0; i < counts.size(); ++i) {
+        n[i > threshold] += counts[i];
+        sum[i > threshold] += static_cast<double>(i) * counts[i];
+    }
+    if (n[0] == 0 || n[1] == 0) return 0.0;
+    const double distance = sum[1] / n[1] - sum[0] / n[0], total = n[0] + n[1];
+    return n[0] / total * n[1] / total * distance * distance;
+}
+
+TEST(BimodalHistoAnalyzer, MaximisesTheVarianceBetweenTheClasses) {
+    std::mt19937 random(7);
+    for (int n = 0; n < 300; ++n) {
+        Counts counts(2 + random() % 100);
+        for (std::uint32_t& count : counts) count = static_cast<std::uint32_t>(random() % 3 * (random() % 1000));
+        counts.front() = counts.back() = 5;
+        KrBimodalHistoAnalyzer analyzer;
+        ASSERT_TRUE(analyzer.Analyze(HistogramOf(counts)));
+        double most = 0.0;
+        for (std::size_t t = 0; t < counts.size(); ++t) most = std::max(most, VarianceBetween(counts, t));
+        EXPECT_NEAR(most, VarianceBetween(counts, analyzer.GetThreshold()), 1e-9 * most);
+        EXPECT_NEAR(most / HistogramOf(counts).GetMeanSquareDeviation(), analyzer.GetSeparability(), 1e-9);
+    }
+}
+
+TEST(BimodalHistoAnalyzer, ResultsOfSeparatedModes) {
+    Counts counts(128);
+    counts[10] = counts[14] = 30;
+    counts[100] = 20;
+    KrBimodalHistoAnalyzer analyzer;
+    ASSERT_TRUE(analyzer.Analyze(HistogramOf(counts)));
+    EXPECT_EQ(56u, analyzer.GetThreshold());  // the middle of 14..99
+    EXPECT_EQ(114.0, analyzer.GetThresholdValue());
+    EXPECT_DOUBLE_EQ(12.0, analyzer.GetLowerMean());
+    EXPECT_DOUBLE_EQ(100.0, analyzer.GetUpperMean());
+    EXPECT_DOUBLE_EQ(0.75, analyzer.GetLowerShare());
+    for (const Counts& unimodal : {Counts{0, 0}, Counts{0, 9, 0}, Counts{4000000000u}}) {
+        EXPECT_FALSE(analyzer.Analyze(HistogramOf(unimodal)));
+        EXPECT_EQ(0u, analyzer.GetThreshold());
+        EXPECT_EQ(0.0, analyzer.GetSeparability());
+    }
+    EXPECT_FALSE(analyzer.Analyze(KrLHistogram()));
+}
+
+template <class AOI>
+class IpRange : public ::testing::Test {};
+using Types = ::testing::Types<KrAOI8, KrAOI16, KrAOI32, KrAOI32Float, KrAOI64Double>;
+TYPED_TEST_SUITE(IpRange, Types);
+
+TYPED_TEST(IpRange, EqualsAPlainLoop) {
+    using T = typename TypeParam::Pixel;
+    constexpr DeviceType type = KrTPixel<T>::device;
+    for (int n = 0; n < 60; ++n) {
+        const Form form = n % 3 == 0 ? Form::eRowless : Form::eView;
+        const int cx = n, cy = n % 4;
+        const std::size_t stride = static_cast<std::size_t>(cx + 3) * sizeof(T), maskStride = 64;
+        std::vector<unsigned char> memory(5 * stride), maskMemory(5 * maskStride);
+        FillRandom(type, memory, static_cast<unsigned>(n), n % 2 == 0);
+        FillRandom(eDev8, maskMemory, static_cast<unsigned>(n + 1), false);
+        const auto image = MakeAOI({0, type, 0, stride, cx, cy, form}, memory.data());
+        const auto mask = MakeAOI({0, eDev8, 0, maskStride, std::max(cx - 2, 0), 3, form}, maskMemory.data());
+        const KrTPoint<short> step{static_cast<short>(n % 5), static_cast<short>(n % 3)};
+        for (const bool masked : {false, true}) {
+            double least = HUGE_VAL, greatest = -HUGE_VAL;
+            for (int y = 0; y < cy; y += std::max<int>(step.y, 1))
+                for (int x = 0; x < (masked ? cx - 2 : cx); x += std::max<int>(step.x, 1)) {
+                    const auto row = static_cast<std::size_t>(y), column = static_cast<std::size_t>(x);
+                    if (masked && maskMemory[row * maskStride + column] >= 64) continue;
+                    const double v = Load(type, &memory[row * stride + column * sizeof(T)]);
+                    if (v < least) least = v;
+                    if (v > greatest) greatest = v;
+                }
+            if (least > greatest) least = greatest = 0.0;
+            const auto* typed = static_cast<const TypeParam*>(image.get());
+            const auto range = masked ? KrIpRange().Execute(typed, static_cast<const KrAOI8*>(mask.get()), step)
+                                      : KrIpRange().Execute(typed, step);
+            ASSERT_EQ(least, range.lower) << n;
+            ASSERT_EQ(greatest, range.upper) << n;
+        }
+    }
+}
+
+}  // namespace
