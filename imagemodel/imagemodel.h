@@ -1,9 +1,9 @@
 #pragma once
 
 // The whole image model: values, arrays, texts, errors, images, look-up tables, modules and boards.
-#include "imagemodel/krarrays.h"
 #include "imagemodel/kraoi.h"
 #include "imagemodel/kraoiinfo.h"
+#include "imagemodel/krarrays.h"
 #include "imagemodel/krboard.h"
 #include "imagemodel/krbufferaoi.h"
 #include "imagemodel/krdll.h"

@@ -65,11 +65,13 @@ private:
 
 template <class T>
 struct KrTPixel;
+// clang-format off
 template <> struct KrTPixel<std::uint8_t> { static constexpr DeviceType device = eDev8; };
 template <> struct KrTPixel<std::uint16_t> { static constexpr DeviceType device = eDev16; };
 template <> struct KrTPixel<std::int32_t> { static constexpr DeviceType device = eDev32; };
 template <> struct KrTPixel<float> { static constexpr DeviceType device = eDev32Float; };
 template <> struct KrTPixel<double> { static constexpr DeviceType device = eDev64Double; };
+// clang-format on
 
 // A view of pixels of type T. Derived classes may keep their pixels where they cannot be addressed (GetRowPointer
 // returns null) and override the row and pixel operations; every operation of the library works with such images.

@@ -61,8 +61,8 @@ struct KrColumnRange {
     std::int16_t last = -1;
 };
 
-// What a mask image means to an operation: nothing; excluded pixels become 0 or are not regarded; or excluded pixels keep
-// their values.
+// What a mask image means to an operation: nothing; excluded pixels become 0 or are not regarded; or excluded pixels
+// keep their values.
 enum MaskConsideration { eIgnoreMask = 0, eConsiderMask = 1, eKeepMasked = 2 };
 
 namespace KrMath {

@@ -10,8 +10,8 @@
 
 // From base-class images to the kernel written for their exact pixel types.
 //
-// Every operation is one constexpr `Operation`: where its error comes from, and one `Combination` for each list of pixel
-// types that it supports. Calling it walks the list and runs the kernel, or throws before anything is touched.
+// Every operation is one constexpr `Operation`: where its error comes from, and one `Combination` for each list of
+// pixel types that it supports. Calling it walks the list and runs the kernel, or throws before anything is touched.
 namespace KrN {
 
 // What an operation says of itself to tests and reference pages.

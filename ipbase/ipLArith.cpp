@@ -220,10 +220,14 @@ void KrLArithmetic::SubBoc2_888SW(const KrAOI8* a, const KrAOI8* b, KrAOI8* dst)
 
 std::vector<OperationInfo> ArithmeticOperations() {
     using T = KrLArithmetic::Tables;
-    return {T::addModulo.Info(),     T::addModuloConstant.Info(), T::subModulo.Info(), T::subModuloConstant.Info(),
-            T::addClip.Info(),       T::addClipConstant.Info(),   T::subClip.Info(),   T::subClipConstant.Info(),
-            T::addDiv2.Info(),       T::subBoc.Info(),            T::subAbs.Info(),    T::multiplyModulo.Info(),
-            T::multiplyClip.Info(),  T::scale.Info(),             T::absScale.Info(),  T::binarize.Info(),
+    return {T::addModulo.Info(),    T::addModuloConstant.Info(),
+            T::subModulo.Info(),    T::subModuloConstant.Info(),
+            T::addClip.Info(),      T::addClipConstant.Info(),
+            T::subClip.Info(),      T::subClipConstant.Info(),
+            T::addDiv2.Info(),      T::subBoc.Info(),
+            T::subAbs.Info(),       T::multiplyModulo.Info(),
+            T::multiplyClip.Info(), T::scale.Info(),
+            T::absScale.Info(),     T::binarize.Info(),
             T::subBoc2.Info()};
 }
 

@@ -47,8 +47,8 @@ void KrLMapLut::MapLut888L16SW(const KrAOI8* a, const KrAOI8* b, KrAOI8* dst, co
         table[i] = lut->GetElem(static_cast<unsigned short>(i >> 8), static_cast<unsigned short>(i & 255));
     const auto row = GetTableRows().mapPair;
     WalkRows(
-        Access::eSwitched,
-        [&](u8* d, const u8* s, const u8* t, std::size_t n) { row(d, s, t, table.Data(), n); }, dst, a, b);
+        Access::eSwitched, [&](u8* d, const u8* s, const u8* t, std::size_t n) { row(d, s, t, table.Data(), n); }, dst,
+        a, b);
 }
 
 std::vector<OperationInfo> MapLutOperations() {

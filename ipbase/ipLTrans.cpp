@@ -194,8 +194,15 @@ void KrLTransfer::TransferBitsWithAnd1616SW(const KrAOI16* s, KrAOI16* d, std::i
 
 std::vector<OperationInfo> TransferOperations() {
     using T = KrLTransfer::Tables;
-    return {T::copy.Info(),     T::copyZoom.Info(), T::copyLow.Info(),      T::copyHigh.Info(),          T::exchange.Info(),
-            T::clear.Info(),    T::copyEven.Info(), T::transferBits.Info(), T::transferBitsWithOr.Info(),
+    return {T::copy.Info(),
+            T::copyZoom.Info(),
+            T::copyLow.Info(),
+            T::copyHigh.Info(),
+            T::exchange.Info(),
+            T::clear.Info(),
+            T::copyEven.Info(),
+            T::transferBits.Info(),
+            T::transferBitsWithOr.Info(),
             T::transferBitsWithAnd.Info()};
 }
 

@@ -84,8 +84,8 @@ void WalkRows(Access access, const Row& row, KrTAOI<D>* dst, const KrTAOI<S>*...
     if (size.cx == 0) return;
     const auto width = static_cast<std::size_t>(size.cx);
     if (AllowsDirect(access) && HaveRowPointers(dst, src...)) {
-        const bool contiguous = dst->GetRowIncInBytes() == width * sizeof(D) &&
-                                ((src->GetRowIncInBytes() == width * sizeof(S)) && ...);
+        const bool contiguous =
+            dst->GetRowIncInBytes() == width * sizeof(D) && ((src->GetRowIncInBytes() == width * sizeof(S)) && ...);
         const int rows = contiguous ? 1 : size.cy;
         const std::size_t count = contiguous ? width * static_cast<std::size_t>(size.cy) : width;
         for (int y = 0; y < rows; ++y) walk::RunRow(row, dst->GetRowPointer(y), count, src->GetRowPointer(y)...);
@@ -95,7 +95,8 @@ void WalkRows(Access access, const Row& row, KrTAOI<D>* dst, const KrTAOI<S>*...
     const KrColumnRange columns = walk::Columns(size.cx);
     KrTBuf1D<D> out(width);
     std::tuple<KrTBuf1D<S>...> in{KrTBuf1D<S>((static_cast<void>(src), width))...};
-    for (int y = 0; y < size.cy; ++y) std::apply(
+    for (int y = 0; y < size.cy; ++y)
+        std::apply(
             [&](auto&... buffer) {
                 (walk::Load(pixels, src, y, columns, buffer), ...);
                 row(out.Data(), static_cast<const S*>(buffer.Data())..., width);

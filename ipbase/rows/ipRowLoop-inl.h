@@ -1,26 +1,26 @@
 // The loops that turn an operation on single pixels into row functions, once per CPU target.
 // An operation is a struct with a static `Do<D>(pixels...)`.
 #if defined(VORIP_ROW_LOOP_INL_H) == defined(HWY_TARGET_TOGGLE)
-#ifdef VORIP_ROW_LOOP_INL_H
-#undef VORIP_ROW_LOOP_INL_H
-#else
-#define VORIP_ROW_LOOP_INL_H
-#endif
+#  ifdef VORIP_ROW_LOOP_INL_H
+#    undef VORIP_ROW_LOOP_INL_H
+#  else
+#    define VORIP_ROW_LOOP_INL_H
+#  endif
 
-#include <hwy/highway.h>
+#  include <hwy/highway.h>
 
-#include "ipbase/rows/ipRowTypes.h"
+#  include "ipbase/rows/ipRowTypes.h"
 
 // Identical or disjoint rows only reach a loop, so no pixel depends on another one.
-#ifndef VORIP_INDEPENDENT_LOOP
-#if defined(__clang__)
-#define VORIP_INDEPENDENT_LOOP _Pragma("clang loop vectorize(assume_safety)")
-#elif defined(__GNUC__)
-#define VORIP_INDEPENDENT_LOOP _Pragma("GCC ivdep")
-#else
-#define VORIP_INDEPENDENT_LOOP __pragma(loop(ivdep))
-#endif
-#endif
+#  ifndef VORIP_INDEPENDENT_LOOP
+#    if defined(__clang__)
+#      define VORIP_INDEPENDENT_LOOP _Pragma("clang loop vectorize(assume_safety)")
+#    elif defined(__GNUC__)
+#      define VORIP_INDEPENDENT_LOOP _Pragma("GCC ivdep")
+#    else
+#      define VORIP_INDEPENDENT_LOOP __pragma(loop(ivdep))
+#    endif
+#  endif
 
 HWY_BEFORE_NAMESPACE();
 namespace KrN::rows::HWY_NAMESPACE {

@@ -25,8 +25,8 @@ template <class D, class A>
 using UnaryRow = void (*)(D* dst, const A* a, std::size_t count);
 
 // Five combinations of 8- and 16-bit pixels whose destination is at least as wide as both sources.
-using IntegerPairs = std::tuple<PairRow<u8, u8, u8>, PairRow<u16, u8, u8>, PairRow<u16, u8, u16>,
-                                PairRow<u16, u16, u8>, PairRow<u16, u16, u16>>;
+using IntegerPairs = std::tuple<PairRow<u8, u8, u8>, PairRow<u16, u8, u8>, PairRow<u16, u8, u16>, PairRow<u16, u16, u8>,
+                                PairRow<u16, u16, u16>>;
 
 // The four combinations of an 8- or 16-bit image and a constant.
 template <class K>
