@@ -11,6 +11,7 @@
 #include "ipbase/ipGradient.h"
 #include "ipbase/ipHistoAnalyzer.h"
 #include "ipbase/ipLArith.h"
+#include "ipbase/ipLAverageSnap.h"
 #include "ipbase/ipLBestFit.h"
 #include "ipbase/ipLFilt1d.h"
 #include "ipbase/ipLHistogram.h"

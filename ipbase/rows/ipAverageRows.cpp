@@ -1,0 +1,49 @@
+#include "ipbase/rows/ipAverageRows.h"
+
+#undef HWY_TARGET_INCLUDE
+#define HWY_TARGET_INCLUDE "ipbase/rows/ipAverageRows.cpp"
+#define HWY_DISABLED_TARGETS (HWY_SSSE3 | HWY_AVX3_DL)
+#include <hwy/foreach_target.h>
+
+#include "ipbase/rows/ipRowLoop-inl.h"
+
+HWY_BEFORE_NAMESPACE();
+namespace KrN::rows::HWY_NAMESPACE {
+namespace {  // the same short names stand in other files of this folder
+
+struct AddSum {
+    template <class D>
+    static HWY_INLINE D Do(u16 a, D sum) {
+        return static_cast<D>(static_cast<std::uint32_t>(sum) + a);
+    }
+};
+
+// The quotient in double precision cannot round up to an integer: sum and divisor are too small for that.
+struct DivideSum {
+    template <class D>
+    static HWY_INLINE D Do(i32 sum, std::uint32_t k) {
+        const double rounded = static_cast<double>(static_cast<std::uint32_t>(sum) + k / 2);
+        return static_cast<D>(static_cast<i32>(rounded / k));
+    }
+};
+
+const AverageRows& Rows() {
+    static const AverageRows table = [] {
+        AverageRows rows;
+        Assign<AddSum>(rows.add);
+        Assign<DivideSum>(rows.divide);
+        return rows;
+    }();
+    return table;
+}
+
+}  // namespace
+}  // namespace KrN::rows::HWY_NAMESPACE
+HWY_AFTER_NAMESPACE();
+
+#if HWY_ONCE
+namespace KrN::rows {
+HWY_EXPORT(Rows);
+const AverageRows& GetAverageRows() { return HWY_DYNAMIC_DISPATCH(Rows)(); }
+}  // namespace KrN::rows
+#endif

@@ -1,0 +1,300 @@
+// The averagers on a board that fills images as late as it may and spoils them as early as it may.
+#include "ipbase/ipLAverageSnap.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <functional>
+#include <memory>
+#include <utility>
+
+#include "tests/support/harness.h"
+
+namespace {
+
+using namespace KrN;
+
+// A job that knows which images are its own.
+template <class Buffer>
+struct Job : KrBoard::KrJob {
+    explicit Job(std::size_t count, const KrTSize<short>& size = {5, 3}) : own(count), images(count) {
+        for (std::size_t i = 0; i < count; ++i) {
+            own[i].Resize({static_cast<short>(size.cx + static_cast<short>(i)), size.cy});
+            images[i] = &own[i];
+        }
+    }
+    int GetAOICount() const override { return static_cast<int>(images.size()); }
+    KrAOI* GetAOI(int i) override { return images.at(static_cast<std::size_t>(i)); }
+    KrAOI* DetachAOI(int i) override { return std::exchange(images.at(static_cast<std::size_t>(i)), nullptr); }
+    void AttachAOI(int i, KrAOI* aoi) override {
+        EXPECT_EQ(images.at(static_cast<std::size_t>(i)), nullptr) << "an image is still attached";
+        images.at(static_cast<std::size_t>(i)) = aoi;
+    }
+    bool HasItsOwn() const {
+        for (std::size_t i = 0; i < own.size(); ++i)
+            if (images[i] != &own[i]) return false;
+        return true;
+    }
+    std::vector<Buffer> own;
+    std::vector<KrAOI*> images;
+};
+
+enum class Supply { eNothing, eView, eBuffer, eSmallView, eOtherType };
+
+// Frame k of image i is a formula. What is acquired in the background appears when it is waited for; then the images of
+// the acquisition before are spoilt: their addition must be over.
+template <class Buffer>
+class Board : public KrBoard {
+public:
+    using T = typename Buffer::Pixel;
+    using AOI = KrTAOI<T>;
+
+    static T Frame(unsigned k, std::size_t i, int x, int y) {
+        const unsigned v = k * 37 + static_cast<unsigned>(i) * 11 + static_cast<unsigned>(x * 5 + y * 71);
+        return static_cast<T>(sizeof(T) == 1 ? v : ~(v * 257 % 4096));
+    }
+
+    unsigned short GetIndex() const override { return index; }
+    bool CanAverage() const override { return averages; }
+    void Average(KrAOI& into, unsigned short n) override {
+        Fill(into, [n](int, int) { return static_cast<T>(100 + n); });
+    }
+    void Snap(KrAOI& into) override { Take({&into}); }
+    void StartSnap(KrAOI& into) override { Begin({&into}); }
+    void Execute(KrJob& job) override { Take(static_cast<Job<Buffer>&>(job).images); }
+    void Start(KrJob& job) override { Begin(static_cast<Job<Buffer>&>(job).images); }
+    void Wait() override {
+        EXPECT_TRUE(std::exchange(running, false));
+        ++waits;
+        for (KrAOI* aoi : previous) Fill(*aoi, [](int, int) { return T{99}; });
+        Take(std::exchange(pending, {}));
+    }
+    KrTSize<short> GetSnapSize() const override { return snapSize; }
+    KrAOI* CreateAOI(unsigned short slot) override {
+        ++created;
+        switch (supply) {
+            case Supply::eView: return &views[slot - 1];
+            case Supply::eBuffer: return &buffers[slot - 1];
+            case Supply::eSmallView: return &small;
+            case Supply::eOtherType: return &other;
+            default: return nullptr;
+        }
+    }
+
+    unsigned short index = 0;
+    bool averages = false;
+    Supply supply = Supply::eNothing;
+    KrTSize<short> snapSize{9, 8};
+    unsigned frames = 0, failAt = 1000000, waits = 0;
+    int created = 0;
+    bool running = false;
+    std::vector<KrAOI*> pending, previous, used;
+    Buffer buffers[2];
+
+private:
+    void Begin(const std::vector<KrAOI*>& images) {
+        EXPECT_FALSE(std::exchange(running, true)) << "one acquisition at a time";
+        for (KrAOI* aoi : images)
+            EXPECT_EQ(std::count(previous.begin(), previous.end(), aoi), 0) << "filled while it is added";
+        for (KrAOI* aoi : images) Fill(*aoi, [](int, int) { return T{123}; });
+        pending = images;
+    }
+    void Take(const std::vector<KrAOI*>& images) {
+        if (frames == failAt) throw new KrException(L"The camera was unplugged");
+        for (std::size_t i = 0; i < images.size(); ++i)
+            Fill(*images[i], [&](int x, int y) { return Frame(frames, i, x, y); });
+        ++frames;
+        previous = images;
+        used.insert(used.end(), images.begin(), images.end());
+    }
+    static void Fill(KrAOI& aoi, const std::function<T(int, int)>& value) {
+        auto& typed = dynamic_cast<AOI&>(aoi);
+        for (short y = 0; y < aoi.AOIHeight(); ++y)
+            for (short x = 0; x < aoi.AOIWidth(); ++x) typed.WritePixel({x, y}, value(x, y));
+    }
+
+    Buffer memory[2] = {Buffer({12, 12}), Buffer({12, 12})};
+    AOI views[2] = {{memory[0], {2, 3, 9, 7}}, {memory[1], {1, 1, 9, 7}}};
+    AOI small{memory[0], {0, 0, 2, 2}};
+    KrBufferAOI32Float other{{9, 9}};
+};
+
+// The board is the current one for the lifetime of the object.
+struct Current {
+    explicit Current(KrBoard& board) { pBoardMgr->SetCurrBoard(&board); }
+    ~Current() { pBoardMgr->SetCurrBoard(nullptr); }
+};
+
+// n frames from the first one on, as the operations that are called define their average.
+template <class T>
+T Average(const std::function<T(unsigned k)>& frame, unsigned n) {
+    if (n == 1) return frame(0);
+    std::uint64_t sum = 0;
+    for (unsigned k = 0; k < n; ++k) sum += frame(k);
+    if (n == 2) return static_cast<T>(sum / 2);
+    if (sizeof(T) == 1) return static_cast<T>(std::floor(static_cast<double>(sum % 65536) * (1.0 / n) + 0.5));
+    return static_cast<T>((2 * sum + n) / (2 * n));
+}
+
+template <class Averager>
+struct Types;
+template <>
+struct Types<KrLAverageSnap> {
+    using Buffer = KrBufferAOI8;
+};
+template <>
+struct Types<KrLAverageSnap2> {
+    using Buffer = KrBufferAOI16;
+};
+
+template <class Averager>
+class AverageSnap : public testing::Test {
+protected:
+    using Buffer = typename Types<Averager>::Buffer;
+    using T = typename Buffer::Pixel;
+    using TestBoard = Board<Buffer>;
+
+    void CheckImage(const Buffer& image, std::size_t i, unsigned n) {
+        for (int y = 0; y < image.AOIHeight(); ++y)
+            for (int x = 0; x < image.AOIWidth(); ++x) {
+                const T wanted = Average<T>([&](unsigned k) { return TestBoard::Frame(k, i, x, y); }, n);
+                ASSERT_EQ(image.GetRowPointer(y)[x], wanted) << n << " frames, image " << i << " at " << x << ", " << y;
+            }
+    }
+    void RunImage(Averager& averager, TestBoard& board, unsigned short n) {
+        board.frames = 0;
+        Buffer out({5, 3});
+        averager.Execute(&out, n);
+        CheckImage(out, 0, n);
+        EXPECT_EQ(board.frames, n);
+    }
+    void RunJob(Averager& averager, TestBoard& board, std::size_t count, unsigned short n) {
+        board.frames = 0;
+        Job<Buffer> job(count);
+        averager.Execute(&job, n);
+        EXPECT_TRUE(job.HasItsOwn());
+        for (std::size_t i = 0; i < count; ++i) CheckImage(job.own[i], i, n);
+        EXPECT_EQ(board.frames, n);
+    }
+};
+using Averagers = testing::Types<KrLAverageSnap, KrLAverageSnap2>;
+TYPED_TEST_SUITE(AverageSnap, Averagers);
+
+TYPED_TEST(AverageSnap, IsTheAverageWhateverTheBoardSupplies) {
+    for (Supply supply : {Supply::eNothing, Supply::eView, Supply::eBuffer, Supply::eSmallView, Supply::eOtherType}) {
+        typename TestFixture::TestBoard board;
+        board.supply = supply;
+        const Current current(board);
+        TypeParam averager;
+        constexpr unsigned short counts[] = {1, 2, 3, 4, 5, 257, 300};
+        for (unsigned short n : counts) {
+            const test::DirectAccess access(n != 4);
+            this->RunImage(averager, board, n);
+            EXPECT_EQ(board.waits, n > 2 ? n - 1u : 0u) << "all but the first frame come in the background";
+            for (std::size_t count : {0, 1, 2}) this->RunJob(averager, board, count, n);
+            board.waits = 0;
+        }
+        const bool usesBoard = std::count(board.used.begin(), board.used.end(), board.CreateAOI(1)) > 0;
+        EXPECT_EQ(usesBoard, supply == Supply::eView || supply == Supply::eBuffer);
+    }
+}
+
+TYPED_TEST(AverageSnap, TakesAsManyFramesAsThereAre) {
+    typename TestFixture::TestBoard board;
+    const Current current(board);
+    TypeParam averager;
+    this->RunImage(averager, board, 65535);
+    this->RunJob(averager, board, 2, 65535);
+}
+
+TYPED_TEST(AverageSnap, LeavesItToABoardThatCan) {
+    typename TestFixture::TestBoard board;
+    board.averages = true;
+    const Current current(board);
+    TypeParam averager;
+    typename TestFixture::Buffer out({5, 3});
+    averager.Execute(&out, 9);
+    EXPECT_EQ(out.GetRowPointer(2)[4], 109);
+    EXPECT_EQ(board.frames, 0u);
+    averager.Execute(&out, 1);  // a plain snap all the same
+    EXPECT_EQ(board.frames, 1u);
+}
+
+TYPED_TEST(AverageSnap, FollowsTheCurrentBoard) {
+    typename TestFixture::TestBoard first, second;
+    second.index = 7;
+    second.supply = first.supply = Supply::eBuffer;
+    {
+        TypeParam averager;
+        {
+            const Current current(first);
+            EXPECT_EQ(first.created, 2);
+            this->RunImage(averager, first, 4);
+            EXPECT_EQ(first.created, 2);
+            pBoardMgr->SetCurrBoard(&second);
+            EXPECT_EQ(second.created, 2);
+            this->RunImage(averager, second, 4);
+            pBoardMgr->SetCurrBoard(&first);
+            EXPECT_EQ(first.created, 4) << "the buffers of a board are given up when it is left";
+            this->RunJob(averager, first, 2, 3);
+        }
+        typename TestFixture::Buffer out({5, 3});
+        EXPECT_TRUE(test::Thrown([&] { averager.Execute(&out, 3); })) << "no board";
+    }
+    const Current current(second);  // must not reach the averager that is gone
+    EXPECT_EQ(second.created, 2);
+}
+
+TYPED_TEST(AverageSnap, ReportsWhatItCannotDo) {
+    typename TestFixture::TestBoard board;
+    const Current current(board);
+    TypeParam averager;
+    typename TestFixture::Buffer out({5, 3});
+    for (std::size_t count : {1, 2}) {
+        Job<typename TestFixture::Buffer> job(count);
+        const auto error = test::Thrown([&] { averager.Execute(&job, 0); });
+        ASSERT_TRUE(error);
+        EXPECT_EQ(error->GetLine(), 799u);
+    }
+    const auto zero = test::Thrown([&] { averager.Execute(&out, 0); });
+    ASSERT_TRUE(zero);
+    EXPECT_EQ(zero->GetFile(), KrString(L"C\\ipLArith"));
+
+    Job<typename TestFixture::Buffer> three(3);
+    Job<KrBufferAOI32Float> wrong(1);
+    KrBoard::KrJob* const jobs[] = {&three, &wrong};
+    for (KrBoard::KrJob* job : jobs) {
+        const auto error = test::Thrown([&] { averager.Execute(job, 2); });
+        ASSERT_TRUE(error);
+        EXPECT_EQ(error->GetLine(), 304u);
+        EXPECT_EQ(error->GetText(), KrString(L"KrLAverageSnap::Execute( pJob )"));
+    }
+    using AOI = std::conditional_t<std::is_same_v<TypeParam, KrLAverageSnap>, KrAOI8, KrAOI16>;
+    EXPECT_TRUE(test::Thrown([&] { averager.Execute(static_cast<AOI*>(nullptr), 3); }));
+    EXPECT_TRUE(test::Thrown([&] { averager.Execute(static_cast<KrBoard::KrJob*>(nullptr), 3); }));
+}
+
+TYPED_TEST(AverageSnap, SurvivesAFailureOfTheBoard) {
+    typename TestFixture::TestBoard board;
+    const Current current(board);
+    TypeParam averager;
+    for (unsigned failAt : {0u, 1u, 2u, 3u})
+        for (std::size_t count : {1, 2}) {
+            board.frames = 0;
+            board.failAt = failAt;
+            Job<typename TestFixture::Buffer> job(count);
+            typename TestFixture::Buffer out({5, 3});
+            EXPECT_TRUE(test::Thrown([&] { averager.Execute(&job, 5); }));
+            EXPECT_TRUE(job.HasItsOwn());
+            EXPECT_FALSE(board.running);
+            board.frames = 0;
+            EXPECT_TRUE(test::Thrown([&] { averager.Execute(&out, 5); }));
+            EXPECT_FALSE(board.running);
+            board.failAt = 1000000;
+            this->RunImage(averager, board, 5);
+            this->RunJob(averager, board, count, 5);
+        }
+}
+
+}  // namespace
