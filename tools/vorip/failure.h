@@ -17,6 +17,7 @@ private:
 
 inline constexpr int kExitCheckFailed = 1;
 inline constexpr int kExitBadInput = 2;
+inline constexpr int kExitInterrupted = 130;  // as shells report Ctrl-C
 
 // Input, options or an output folder that the program cannot work with.
 [[noreturn]] inline void Refuse(const std::string& text) { throw Failure(kExitBadInput, text); }

@@ -19,7 +19,10 @@ struct PhaseOptions {
 };
 void RunPhase(const PhaseOptions& options);
 
+enum class UnwrapMethod { kRegions, kReliability };
+
 struct UnwrapOptions {
+    UnwrapMethod method = UnwrapMethod::kRegions;
     std::string phase;
     std::string out;
     std::string quality;
@@ -27,7 +30,8 @@ struct UnwrapOptions {
     int minQuality = 0;
     int minArea = 100;
     int orderMode = 4;
-    std::string zero;  // "X,Y"
+    int minGroup = 100;  // of the method by reliability, as the three before are of that by regions
+    std::string zero;    // "X,Y"
 };
 void RunUnwrap(const UnwrapOptions& options);
 

@@ -3,15 +3,16 @@
 #include <cstdint>
 #include <cstdio>
 #include <filesystem>
-#include <limits>
 
 #include "tools/vorip/commands.h"
 #include "tools/vorip/failure.h"
 #include "tools/vorip/inputs.h"
+#include "tools/vorip/interrupt.h"
 #include "tools/vorip/phasequality.h"
 #include "tools/vorip/picturefile.h"
 #include "tools/vorip/progress.h"
 #include "tools/vorip/runs.h"
+#include "tools/vorip/unwrapreliability.h"
 #include "tools/vorip/unwrapresult.h"
 
 namespace vorip {
@@ -19,8 +20,10 @@ namespace {
 
 constexpr char kAbout[] = "The continuous phase of a wrapped phase picture";
 constexpr char kDetails[] =
-    "Grows areas along pixels of high quality, joins them where their borders agree best, and gives every joined\n"
-    "component consistent fringe orders. Between components that do not touch, whole periods remain unknown.\n"
+    "The method 'regions' grows areas along pixels of high quality, joins them where their borders agree best, and\n"
+    "gives every joined component consistent fringe orders. The method 'reliability' joins neighbouring pixels, those\n"
+    "where the phase bends least first; it needs no quality. Between components that do not touch, whole periods\n"
+    "remain unknown.\n"
     "\n"
     "PHASE has 256 steps per period when it is 8-bit, 65,536 when 16-bit; a float phase is in radians, NaN is "
     "excluded.\n"
@@ -31,12 +34,16 @@ constexpr char kDetails[] =
     "NaN where invalid), unwrapped_mask.png (255 valid), components.png (16-bit numbers, 1 is the largest component),\n"
     "unwrapped_picture.png (colours, invalid pixels hatched in grey) and summary.json.\n"
     "\n"
-    "Example:\n"
-    "  vorip unwrap result/phase16.png --quality result/modulation.png --mask result/mask.png --out result";
+    "Examples:\n"
+    "  vorip unwrap result/phase16.png --quality result/modulation.png --mask result/mask.png --out result\n"
+    "  vorip unwrap result/phase16.png --method reliability --mask result/mask.png --out result";
+
+constexpr char kRegions[] = "regions";
+constexpr char kReliability[] = "reliability";
 
 struct Inputs {
     PhaseImage phase;
-    cv::Mat quality;
+    cv::Mat quality;  // of the method by regions
 };
 
 Inputs ReadInputs(const UnwrapOptions& options) {
@@ -47,6 +54,7 @@ Inputs ReadInputs(const UnwrapOptions& options) {
         RequireSameSize(inputs.phase.steps, options.phase, mask, options.mask);
         inputs.phase.usable &= mask;
     }
+    if (options.method == UnwrapMethod::kReliability) return inputs;
     if (options.quality.empty()) {
         inputs.quality = QualityFromPhase(inputs.phase.steps, inputs.phase.usable);
     } else {
@@ -68,26 +76,7 @@ std::optional<Pair<int>> ZeroPoint(const UnwrapOptions& options, const cv::Mat& 
     return zero;
 }
 
-// Float phase: the whole steps of the unwrapper, which count from `lowest`, and the rest that the phase file had beyond
-// them, relative to the rest at the zero point.
-cv::Mat ToRadians(const UnwrapResult& result, const cv::Mat& residual, std::int32_t lowest, double zeroResidual) {
-    cv::Mat radians(result.steps16.size(), CV_32F);
-    constexpr double perStep = KrN::KrMath::TwoPi / 256.0;
-    for (int y = 0; y < radians.rows; ++y) {
-        const auto* steps = result.steps16.ptr<std::uint16_t>(y);
-        const auto* valid = result.valid.ptr<std::uint8_t>(y);
-        const auto* rest = residual.empty() ? nullptr : residual.ptr<float>(y);
-        auto* out = radians.ptr<float>(y);
-        for (int x = 0; x < radians.cols; ++x) {
-            const double fine = rest ? static_cast<double>(rest[x]) - zeroResidual : 0.0;
-            const double value = (std::int32_t{steps[x]} + lowest) * perStep + fine;
-            out[x] = valid[x] ? static_cast<float>(value) : std::numeric_limits<float>::quiet_NaN();
-        }
-    }
-    return radians;
-}
-
-UnwrapResult Unwrap(Inputs& inputs, const UnwrapOptions& options) {
+UnwrapResult UnwrapByRegions(Inputs& inputs, const UnwrapOptions& options) {
     const cv::Size size = inputs.phase.steps.size();
     const auto zero = ZeroPoint(options, inputs.phase.steps);
     cv::Mat mask = ToUnwrapMask(inputs.phase.usable), resultMask(size, CV_8U);
@@ -126,29 +115,57 @@ UnwrapResult Unwrap(Inputs& inputs, const UnwrapOptions& options) {
 std::string FileName(const std::string& file) { return JsonText(std::filesystem::path(file).filename().string()); }
 
 std::vector<SummaryEntry> Entries(const UnwrapOptions& options) {
-    std::vector<SummaryEntry> entries{{"method", "\"regions\""}, {"phase", FileName(options.phase)}};
+    const bool regions = options.method == UnwrapMethod::kRegions;
+    std::vector<SummaryEntry> entries{{"method", JsonText(regions ? kRegions : kReliability)},
+                                      {"phase", FileName(options.phase)}};
     if (!options.quality.empty()) entries.emplace_back("quality", FileName(options.quality));
     if (!options.mask.empty()) entries.emplace_back("mask", FileName(options.mask));
-    entries.emplace_back("min_quality", std::to_string(options.minQuality));
-    entries.emplace_back("min_area", std::to_string(options.minArea));
-    entries.emplace_back("order_mode", std::to_string(options.orderMode));
+    if (regions) {
+        entries.emplace_back("min_quality", std::to_string(options.minQuality));
+        entries.emplace_back("min_area", std::to_string(options.minArea));
+        entries.emplace_back("order_mode", std::to_string(options.orderMode));
+    } else {
+        entries.emplace_back("min_group", std::to_string(options.minGroup));
+    }
     if (!options.zero.empty()) entries.emplace_back("zero", "[" + options.zero + "]");
     return entries;
+}
+
+UnwrapResult Unwrap(Inputs& inputs, const UnwrapOptions& options, int* abortFlag) {
+    if (options.method == UnwrapMethod::kRegions) return UnwrapByRegions(inputs, options);
+    return UnwrapByReliability(inputs.phase, static_cast<std::uint32_t>(options.minGroup),
+                               ZeroPoint(options, inputs.phase.steps), "--zero=" + options.zero, abortFlag);
+}
+
+// An option that the chosen method does not have would silently do nothing.
+void RefuseForeignOptions(const CLI::App& command, UnwrapMethod method) {
+    const std::vector<std::string> ofRegions{"--quality", "--min-quality", "--min-area", "--order-mode"};
+    const std::vector<std::string> ofReliability{"--min-group"};
+    const bool regions = method == UnwrapMethod::kRegions;
+    for (const std::string& name : regions ? ofReliability : ofRegions) {
+        if (command.get_option(name)->count() == 0) continue;
+        Refuse(name + " is an option of --method " + (regions ? kReliability : kRegions) + ", not of " +
+               (regions ? kRegions : kReliability));
+    }
 }
 
 }  // namespace
 
 void RunUnwrap(const UnwrapOptions& options) {
     OutputSet outputs(options.out);
+    Interrupt interrupt;
     Progress progress("vorip unwrap");
     progress.Stage("reading");
     Inputs inputs = ReadInputs(options);
+    interrupt.Check();
     progress.Stage("unwrapping");
     const auto start = std::chrono::steady_clock::now();
-    const UnwrapResult result = Unwrap(inputs, options);
+    const UnwrapResult result = Unwrap(inputs, options, interrupt.AbortFlag());
+    interrupt.Check();
     const std::chrono::duration<double> time = std::chrono::steady_clock::now() - start;
     progress.Stage("writing");
     const std::string report = WriteUnwrapResult(outputs, result, Entries(options), time.count());
+    interrupt.Check();
     outputs.Commit();
     progress.End();
     std::printf("%s\n", report.c_str());
@@ -160,6 +177,15 @@ void AddUnwrapCommand(CLI::App& program) {
     command->footer(kDetails);
     command->add_option("PHASE", options->phase, "Wrapped phase")->required();
     command->add_option("--out", options->out, "Folder for the results")->required()->type_name("DIR");
+    command
+        ->add_option_function<std::string>(
+            "--method",
+            [options](const std::string& name) {
+                options->method = name == kReliability ? UnwrapMethod::kReliability : UnwrapMethod::kRegions;
+            },
+            "How to unwrap: regions or reliability [regions]")
+        ->check(CLI::IsMember({kRegions, kReliability}))
+        ->option_text("METHOD");
     command
         ->add_option(
             "--quality", options->quality,
@@ -181,8 +207,13 @@ void AddUnwrapCommand(CLI::App& program) {
         ->check(NumberThat([](double v) { return v >= 1 && v <= 8; }, "1 to 8"))
         ->capture_default_str()
         ->type_name("1..8");
+    command->add_option("--min-group", options->minGroup, "Reliability: groups with fewer pixels are dropped")
+        ->check(NumberThat([](double v) { return v >= 0 && v <= 1e9; }, "a number of pixels"))
+        ->capture_default_str()
+        ->type_name("PIXELS");
     command->add_option("--zero", options->zero, "Pixel whose unwrapped phase becomes 0")->type_name("X,Y");
-    command->callback([options] {
+    command->callback([options, command] {
+        RefuseForeignOptions(*command, options->method);
         RunUnwrap(*options);
         std::printf("written to %s\n", options->out.c_str());
     });

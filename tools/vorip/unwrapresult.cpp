@@ -1,7 +1,9 @@
 #include "tools/vorip/unwrapresult.h"
 
+#include <imagemodel/krvalues.h>
 #include <algorithm>
 #include <cstdint>
+#include <limits>
 #include <numeric>
 
 #include "tools/vorip/phasepicture.h"
@@ -101,6 +103,23 @@ std::string WriteUnwrapResult(OutputSet& outputs, const UnwrapResult& result, co
     return cv::format("unwrap: %d x %d pixels, %.1f %% valid, %zu component%s, %.2f to %.2f periods, %.2f s",
                       result.valid.cols, result.valid.rows, 100.0 * share, count, count == 1 ? "" : "s",
                       result.lowerPeriods, result.upperPeriods, seconds);
+}
+
+cv::Mat ToRadians(const UnwrapResult& result, const cv::Mat& residual, std::int32_t lowest, double zeroResidual) {
+    cv::Mat radians(result.steps16.size(), CV_32F);
+    constexpr double perStep = KrN::KrMath::TwoPi / 256.0;
+    for (int y = 0; y < radians.rows; ++y) {
+        const auto* steps = result.steps16.ptr<std::uint16_t>(y);
+        const auto* valid = result.valid.ptr<std::uint8_t>(y);
+        const auto* rest = residual.empty() ? nullptr : residual.ptr<float>(y);
+        auto* out = radians.ptr<float>(y);
+        for (int x = 0; x < radians.cols; ++x) {
+            const double fine = rest ? static_cast<double>(rest[x]) - zeroResidual : 0.0;
+            const double value = (std::int32_t{steps[x]} + lowest) * perStep + fine;
+            out[x] = valid[x] ? static_cast<float>(value) : std::numeric_limits<float>::quiet_NaN();
+        }
+    }
+    return radians;
 }
 
 }  // namespace vorip

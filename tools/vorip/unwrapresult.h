@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <opencv2/core.hpp>
 #include <string>
 #include <utility>
@@ -18,6 +19,10 @@ struct UnwrapResult {
     double lowerPeriods = 0;
     double upperPeriods = 0;
 };
+
+// Float phase: the whole steps of the unwrapper, which count from `lowest`, and the rest that the phase file had beyond
+// them, relative to the rest at the zero point.
+cv::Mat ToRadians(const UnwrapResult& result, const cv::Mat& residual, std::int32_t lowest, double zeroResidual);
 
 // Components by size: number 1 is the largest. In the 16-bit picture all numbers above 65,535 are 65,535.
 struct ComponentTable {
