@@ -34,7 +34,7 @@ constexpr char kDetails[] =
     "NaN where invalid), unwrapped_mask.png (255 valid), components.png (16-bit numbers, 1 is the largest component),\n"
     "unwrapped_picture.png (colours, invalid pixels hatched in grey) and summary.json.\n"
     "\n"
-    "Examples:\n"
+    "Example:\n"
     "  vorip unwrap result/phase16.png --quality result/modulation.png --mask result/mask.png --out result\n"
     "  vorip unwrap result/phase16.png --method reliability --mask result/mask.png --out result";
 
