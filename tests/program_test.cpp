@@ -1,65 +1,13 @@
 #include <gtest/gtest.h>
 
-#include <cmath>
-#include <cstdlib>
 #include <filesystem>
-#include <fstream>
-#include <opencv2/core.hpp>
-#include <opencv2/imgcodecs.hpp>
-#include <random>
-#include <sstream>
 
-#ifdef VORIP_PROGRAM
+#include "tests/support/program.h"
 
 namespace fs = std::filesystem;
+using namespace test;
 
 namespace {
-
-struct Outcome {
-    int exitCode;
-    std::string out, err;
-};
-
-std::string ReadText(const fs::path& file) {
-    std::ifstream stream(file, std::ios::binary);
-    std::ostringstream text;
-    text << stream.rdbuf();
-    return text.str();
-}
-
-// Every test has a folder of its own, which is the current folder of the program.
-class Program : public testing::Test {
-protected:
-    Program() : mFolder(fs::temp_directory_path() / cv::format("vorip-test-%08x", std::random_device()())) {
-        fs::create_directories(mFolder);
-    }
-    ~Program() override { fs::remove_all(mFolder); }
-
-    Outcome Run(const std::string& arguments) const {
-        const std::string command =
-            "cd '" + mFolder.string() + "' && '" VORIP_PROGRAM "' " + arguments + " > .stdout 2> .stderr < /dev/null";
-        const int status = std::system(command.c_str());
-        return {WEXITSTATUS(status), ReadText(File(".stdout")), ReadText(File(".stderr"))};
-    }
-    fs::path File(const std::string& name) const { return mFolder / name; }
-    void Write(const std::string& name, const cv::Mat& image) const {
-        ASSERT_TRUE(cv::imwrite(File(name).string(), image));
-    }
-    void WriteBytes(const std::string& name, const std::string& bytes) const {
-        std::ofstream(File(name), std::ios::binary) << bytes;
-    }
-    cv::Mat Read(const std::string& name) const { return cv::imread(File(name).string(), cv::IMREAD_UNCHANGED); }
-
-    fs::path mFolder;
-};
-
-std::string Npy(const std::string& descr, const std::string& shape, const std::string& data,
-                const std::string& order = "False") {
-    std::string header = "{'descr': '" + descr + "', 'fortran_order': " + order + ", 'shape': " + shape + ", }\n";
-    return std::string("\x93NUMPY\x01\0", 8) + static_cast<char>(header.size()) + std::string(1, '\0') + header + data;
-}
-
-double Wrap(double radians) { return std::remainder(radians, 2 * CV_PI); }
 
 // --- Bad input -------------------------------------------------------------------------------------------------------
 
@@ -70,7 +18,7 @@ TEST_F(Program, RefusesBadInputInOneLineAndLeavesNothingBehind) {
     Write("deep.png", cv::Mat(8, 8, CV_16U, cv::Scalar(7)));
     Write("float.tiff", cv::Mat(8, 8, CV_32F, cv::Scalar(1)));
     WriteBytes("text.png", "no picture");
-    WriteBytes("cut.png", ReadText(File("a.png")).substr(0, 40));
+    WriteBytes("cut.png", ReadText("a.png").substr(0, 40));
     WriteBytes("cut.npy", Npy("<f4", "(8, 8)", "abc"));
     WriteBytes("huge.npy", Npy("<f8", "(999999999, 999999999)", "abc"));
     WriteBytes("header.npy", std::string("\x93NUMPY\x02\0\xff\xff\xff\xff{}", 14));
@@ -110,16 +58,16 @@ TEST_F(Program, RefusesBadInputInOneLineAndLeavesNothingBehind) {
         {"unwrap a.png --min-area 100 --zero 3,3 --out o", "excluded"},
         {"unwrap a.png --order-mode 9 --out o", "1 to 8"},
         {"unwrap a.png --colour --out o", "--colour"},
+        {"unwrap a.png --method guess --out o", "guess"},
+        {"unwrap a.png --min-group 9 --out o", "--min-group is an option of --method reliability"},
+        {"unwrap a.png --method reliability --quality a.png --out o", "--quality is an option of --method regions"},
+        {"unwrap a.png --method reliability --order-mode 1 --out o", "--order-mode is"},
+        {"unwrap a.png --method reliability --min-area 1 --out o", "--min-area is"},
+        {"unwrap a.png --method reliability --min-quality 1 --out o", "--min-quality is"},
+        {"unwrap a.png --method reliability --zero 3,3 --out o", "excluded"},
         {"polish a.png --out o", "no command 'polish'"},
     };
-    for (const auto& c : cases) {
-        const Outcome outcome = Run(c.arguments);
-        EXPECT_EQ(outcome.exitCode, 2) << c.arguments;
-        EXPECT_NE(outcome.err.find(c.says), std::string::npos) << c.arguments << "\n" << outcome.err;
-        EXPECT_EQ(std::count(outcome.err.begin(), outcome.err.end(), '\n'), 1) << outcome.err;
-        EXPECT_EQ(outcome.err.rfind("vorip: ", 0), 0U) << outcome.err;
-        EXPECT_FALSE(fs::exists(File("o"))) << c.arguments;
-    }
+    for (const auto& c : cases) ExpectRefused(c.arguments, c.says);
 }
 
 TEST_F(Program, KeepsEarlierResultsWhenNotAllCanBeReplaced) {
@@ -129,154 +77,27 @@ TEST_F(Program, KeepsEarlierResultsWhenNotAllCanBeReplaced) {
     fs::create_directory(File("new/deep/components.png"));
     WriteBytes("new/deep/summary.json", "old");
     EXPECT_EQ(Run("unwrap phase.png --out new/deep").exitCode, 2);
-    EXPECT_EQ(ReadText(File("new/deep/summary.json")), "old");
+    EXPECT_EQ(ReadText("new/deep/summary.json"), "old");
     fs::remove(File("new/deep/components.png"));
     EXPECT_EQ(Run("unwrap phase.png --out new/deep").exitCode, 0);
     for (const auto& entry : fs::directory_iterator(File("new/deep"))) {
         EXPECT_NE(entry.path().filename().string()[0], '.') << entry.path();
     }
-    EXPECT_NE(ReadText(File("new/deep/summary.json")), "old");
+    EXPECT_NE(ReadText("new/deep/summary.json"), "old");
 }
 
-// --- phase -----------------------------------------------------------------------------------------------------------
+// --- Interrupts ------------------------------------------------------------------------------------------------------
 
-double TruePhase(int x, int y) { return 0.11 * x + 0.23 * y - 3.0; }
-
-TEST_F(Program, FindsThePhaseFromAnyNumberOfFramesOfAnyDepth) {
-    const struct {
-        std::vector<double> degrees;
-        const char* option;
-        const char* extension;
-        int depth;
-        double fullScale;
-    } cases[] = {
-        {{0, 120, 240}, "", ".png", CV_8U, 255},
-        {{-120, 0, 120}, "--shift=-120,0,120", ".bmp", CV_8U, 255},
-        {{0, 72, 144, 216, 288}, "", ".png", CV_16U, 65535},
-        {{10, 75, 140, 300}, "--shift=10,75,140,300", ".tiff", CV_32F, 2},
-    };
-    for (const auto& c : cases) {
-        std::string arguments = cv::format("phase --out o %s --full-scale %g", c.option, c.fullScale);
-        for (std::size_t k = 0; k < c.degrees.size(); ++k) {
-            cv::Mat frame(60, 80, c.depth);
-            for (int y = 0; y < frame.rows; ++y) {
-                for (int x = 0; x < frame.cols; ++x) {
-                    const double i = 0.45 + 0.35 * std::cos(TruePhase(x, y) + c.degrees[k] * CV_PI / 180);
-                    cv::Mat(1, 1, CV_64F, cv::Scalar(i * c.fullScale)).convertTo(frame(cv::Rect(x, y, 1, 1)), c.depth);
-                }
-            }
-            const double white = c.fullScale;
-            if (k == 1) frame(cv::Rect(0, 0, 10, 10)) = cv::Scalar(white);  // saturated in one frame
-            frame(cv::Rect(30, 0, 10, 10)) = cv::Scalar(0.001 * white);     // too dark
-            frame(cv::Rect(60, 0, 10, 10)) = cv::Scalar(0.5 * white);       // without fringes
-            const std::string name = cv::format("f%zu%s", k, c.extension);
-            Write(name, frame);
-            arguments += " " + name;
-        }
-        const Outcome outcome = Run(arguments);
-        ASSERT_EQ(outcome.exitCode, 0) << outcome.err;
-        const cv::Mat phase8 = Read("o/phase.png"), phase16 = Read("o/phase16.png"), mask = Read("o/mask.png");
-        ASSERT_EQ(phase8.type(), CV_8U);
-        ASSERT_EQ(phase16.type(), CV_16U);
-        const double bound = c.depth == CV_8U ? 0.02 : 2e-4;
-        for (int y = 12; y < 60; ++y) {
-            for (int x = 0; x < 80; ++x) {
-                ASSERT_EQ(mask.at<uchar>(y, x), 255) << x << "," << y;
-                ASSERT_LT(std::abs(Wrap(phase16.at<ushort>(y, x) * CV_PI / 32768 - TruePhase(x, y))), bound);
-                ASSERT_LT(std::abs(Wrap(phase8.at<uchar>(y, x) * CV_PI / 128 - TruePhase(x, y))), bound + CV_PI / 250);
-            }
-        }
-        EXPECT_NEAR(Read("o/modulation.png").at<uchar>(40, 40), 0.7 * 255, 2);
-        for (const int left : {0, 30, 60}) EXPECT_EQ(cv::countNonZero(mask(cv::Rect(left, 0, 10, 10))), 0) << left;
+TEST_F(Program, EndsCleanlyOnCtrlC) {
+    cv::Mat noise(3000, 3000, CV_8U);
+    cv::randu(noise, 0, 256);
+    WriteBytes("noise.npy", Npy("|u1", noise));
+    for (const char* seconds : {"0.2", "0.6"}) {
+        const Outcome outcome = Run("unwrap noise.npy --method reliability --out o & sleep " + std::string(seconds) +
+                                    "; kill -INT $!; wait $!; exit $?; :");
+        EXPECT_EQ(outcome.exitCode, 130) << outcome.err;
+        EXPECT_FALSE(fs::exists(File("o")));
     }
-}
-
-// A raised object before a wall: same phase on both sides of its edge, but less contrast.
-TEST_F(Program, SeparatesMaterialsOfDifferentContrast) {
-    for (int k = 0; k < 3; ++k) {
-        cv::Mat frame(120, 160, CV_8U);
-        for (int y = 0; y < frame.rows; ++y) {
-            for (int x = 0; x < frame.cols; ++x) {
-                const bool object = x > 50 && x < 110 && y > 40 && y < 90;
-                const double b = object ? 30 : 80;
-                frame.at<uchar>(y, x) = cv::saturate_cast<uchar>(100 + b * std::cos(0.2 * x + k * 2 * CV_PI / 3));
-            }
-        }
-        Write(cv::format("f%d.png", k), frame);
-    }
-    for (const auto& [option, components] : {std::pair{"", 2}, {"--border-ratio 0", 1}}) {
-        ASSERT_EQ(Run(std::string("phase f0.png f1.png f2.png --out o ") + option).exitCode, 0);
-        ASSERT_EQ(Run("unwrap o/phase16.png --mask o/mask.png --out o").exitCode, 0);
-        double most = 0;
-        cv::minMaxLoc(Read("o/components.png"), nullptr, &most);
-        EXPECT_EQ(most, components) << option;
-    }
-}
-
-// --- unwrap ----------------------------------------------------------------------------------------------------------
-
-TEST_F(Program, UnwrapsPhasesOfEveryKind) {
-    constexpr int kWidth = 90, kHeight = 40, kGap = 60;  // a ramp that an excluded column cuts in two
-    const auto truth = [](int x, int y) { return 0.31 * x - 0.12 * y; };
-    cv::Mat phase8(kHeight, kWidth, CV_8U), phase16(kHeight, kWidth, CV_16U), radians(kHeight, kWidth, CV_32F);
-    cv::Mat mask(kHeight, kWidth, CV_8U, cv::Scalar(200));
-    mask.col(kGap) = cv::Scalar(127);
-    for (int y = 0; y < kHeight; ++y) {
-        for (int x = 0; x < kWidth; ++x) {
-            const double periods = truth(x, y) / (2 * CV_PI);
-            phase8.at<uchar>(y, x) = static_cast<uchar>(std::lround(periods * 256) & 255);
-            phase16.at<ushort>(y, x) = static_cast<ushort>(std::lround(periods * 65536) & 65535);
-            radians.at<float>(y, x) = x == kGap ? std::nanf("") : static_cast<float>(Wrap(truth(x, y)));
-        }
-    }
-    Write("p8.png", phase8);
-    Write("p16.tiff", phase16);
-    Write("p.tiff", radians);
-    Write("mask.png", mask);
-    WriteBytes("p.npy", Npy("<f4", cv::format("(%d, %d)", kHeight, kWidth),
-                            std::string(reinterpret_cast<const char*>(radians.data), radians.total() * 4)));
-    const struct {
-        const char* arguments;
-        double bound;
-    } cases[] = {
-        {"unwrap p8.png --mask mask.png --quality p8.png", 2 * CV_PI / 256 * 1.01},
-        {"unwrap p16.tiff --mask mask.png", 2e-4},
-        {"unwrap p.tiff --quality p.tiff", 1e-5},
-        {"unwrap p.npy --order-mode 8", 1e-5},
-    };
-    for (const auto& c : cases) {
-        const Outcome outcome = Run(std::string(c.arguments) + " --zero 20,10 --out o");
-        ASSERT_EQ(outcome.exitCode, 0) << outcome.err;
-        const cv::Mat result = Read("o/unwrapped.tiff"), valid = Read("o/unwrapped_mask.png");
-        const cv::Mat components = Read("o/components.png"), steps = Read("o/unwrapped16.png");
-        ASSERT_EQ(result.type(), CV_32F);
-        EXPECT_EQ(result.at<float>(10, 20), 0.0F);
-        for (int y = 0; y < kHeight; ++y) {
-            for (int x = 0; x < kWidth; ++x) {
-                ASSERT_EQ(valid.at<uchar>(y, x), x == kGap ? 0 : 255);
-                ASSERT_EQ(components.at<ushort>(y, x), x == kGap ? 0 : x < kGap ? 1 : 2);
-                ASSERT_EQ(std::isnan(result.at<float>(y, x)), x == kGap);
-                if (x >= kGap) continue;
-                const double expected = truth(x, y) - truth(20, 10);
-                ASSERT_NEAR(static_cast<double>(result.at<float>(y, x)), expected, c.bound) << c.arguments;
-                ASSERT_NEAR((steps.at<ushort>(y, x) - steps.at<ushort>(10, 20)) * CV_PI / 128, expected, 0.03);
-            }
-        }
-        double least = 1;
-        cv::minMaxLoc(steps, &least, nullptr, nullptr, nullptr, valid);
-        EXPECT_EQ(least, 0);
-        const std::string npy = ReadText(File("o/unwrapped.npy"));
-        ASSERT_EQ(npy.size() % 64, result.total() * 4 % 64);
-        EXPECT_EQ(npy.substr(npy.size() - 8), std::string(result.ptr<char>(kHeight - 1) + (kWidth - 2) * 4, 8));
-        const std::string summary = ReadText(File("o/summary.json"));
-        for (const char* part : {"\"width\": 90", "\"component_count\": 2", "{\"component\": 1, \"pixels\": 2400}",
-                                 "{\"component\": 2, \"pixels\": 1160}", "\"valid_pixels\": 3560"}) {
-            EXPECT_NE(summary.find(part), std::string::npos) << part << summary;
-        }
-        EXPECT_EQ(Read("o/unwrapped_picture.png").type(), CV_8UC3);
-    }
-    ASSERT_EQ(Run("unwrap p8.png --mask mask.png --min-area 1200 --out o").exitCode, 0);
-    EXPECT_EQ(cv::countNonZero(Read("o/unwrapped_mask.png")), kGap * kHeight);
 }
 
 // --- demo ------------------------------------------------------------------------------------------------------------
@@ -301,5 +122,3 @@ TEST_F(Program, HelpShowsAnExample) {
 }
 
 }  // namespace
-
-#endif

@@ -1,0 +1,155 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+#include "tests/support/program.h"
+
+using namespace test;
+
+namespace {
+
+// --- phase -----------------------------------------------------------------------------------------------------------
+
+double TruePhase(int x, int y) { return 0.11 * x + 0.23 * y - 3.0; }
+
+TEST_F(Program, FindsThePhaseFromAnyNumberOfFramesOfAnyDepth) {
+    const struct {
+        std::vector<double> degrees;
+        const char* option;
+        const char* extension;
+        int depth;
+        double fullScale;
+    } cases[] = {
+        {{0, 120, 240}, "", ".png", CV_8U, 255},
+        {{-120, 0, 120}, "--shift=-120,0,120", ".bmp", CV_8U, 255},
+        {{0, 72, 144, 216, 288}, "", ".png", CV_16U, 65535},
+        {{10, 75, 140, 300}, "--shift=10,75,140,300", ".tiff", CV_32F, 2},
+    };
+    for (const auto& c : cases) {
+        std::string arguments = cv::format("phase --out o %s --full-scale %g", c.option, c.fullScale);
+        for (std::size_t k = 0; k < c.degrees.size(); ++k) {
+            cv::Mat frame(60, 80, c.depth);
+            for (int y = 0; y < frame.rows; ++y) {
+                for (int x = 0; x < frame.cols; ++x) {
+                    const double i = 0.45 + 0.35 * std::cos(TruePhase(x, y) + c.degrees[k] * CV_PI / 180);
+                    cv::Mat(1, 1, CV_64F, cv::Scalar(i * c.fullScale)).convertTo(frame(cv::Rect(x, y, 1, 1)), c.depth);
+                }
+            }
+            const double white = c.fullScale;
+            if (k == 1) frame(cv::Rect(0, 0, 10, 10)) = cv::Scalar(white);  // saturated in one frame
+            frame(cv::Rect(30, 0, 10, 10)) = cv::Scalar(0.001 * white);     // too dark
+            frame(cv::Rect(60, 0, 10, 10)) = cv::Scalar(0.5 * white);       // without fringes
+            const std::string name = cv::format("f%zu%s", k, c.extension);
+            Write(name, frame);
+            arguments += " " + name;
+        }
+        const Outcome outcome = Run(arguments);
+        ASSERT_EQ(outcome.exitCode, 0) << outcome.err;
+        const cv::Mat phase8 = Read("o/phase.png"), phase16 = Read("o/phase16.png"), mask = Read("o/mask.png");
+        ASSERT_EQ(phase8.type(), CV_8U);
+        ASSERT_EQ(phase16.type(), CV_16U);
+        const double bound = c.depth == CV_8U ? 0.02 : 2e-4;
+        for (int y = 12; y < 60; ++y) {
+            for (int x = 0; x < 80; ++x) {
+                ASSERT_EQ(mask.at<uchar>(y, x), 255) << x << "," << y;
+                ASSERT_LT(std::abs(Wrap(phase16.at<ushort>(y, x) * CV_PI / 32768 - TruePhase(x, y))), bound);
+                ASSERT_LT(std::abs(Wrap(phase8.at<uchar>(y, x) * CV_PI / 128 - TruePhase(x, y))), bound + CV_PI / 250);
+            }
+        }
+        EXPECT_NEAR(Read("o/modulation.png").at<uchar>(40, 40), 0.7 * 255, 2);
+        for (const int left : {0, 30, 60}) EXPECT_EQ(cv::countNonZero(mask(cv::Rect(left, 0, 10, 10))), 0) << left;
+    }
+}
+
+// A raised object before a wall: same phase on both sides of its edge, but less contrast.
+TEST_F(Program, SeparatesMaterialsOfDifferentContrast) {
+    for (int k = 0; k < 3; ++k) {
+        cv::Mat frame(120, 160, CV_8U);
+        for (int y = 0; y < frame.rows; ++y) {
+            for (int x = 0; x < frame.cols; ++x) {
+                const bool object = x > 50 && x < 110 && y > 40 && y < 90;
+                const double b = object ? 30 : 80;
+                frame.at<uchar>(y, x) = cv::saturate_cast<uchar>(100 + b * std::cos(0.2 * x + k * 2 * CV_PI / 3));
+            }
+        }
+        Write(cv::format("f%d.png", k), frame);
+    }
+    for (const auto& [option, components] : {std::pair{"", 2}, {"--border-ratio 0", 1}}) {
+        ASSERT_EQ(Run(std::string("phase f0.png f1.png f2.png --out o ") + option).exitCode, 0);
+        ASSERT_EQ(Run("unwrap o/phase16.png --mask o/mask.png --out o").exitCode, 0);
+        double most = 0;
+        cv::minMaxLoc(Read("o/components.png"), nullptr, &most);
+        EXPECT_EQ(most, components) << option;
+    }
+}
+
+// --- unwrap ----------------------------------------------------------------------------------------------------------
+
+TEST_F(Program, UnwrapsPhasesOfEveryKind) {
+    constexpr int kWidth = 90, kHeight = 40, kGap = 60;  // a ramp that an excluded column cuts in two
+    const auto truth = [](int x, int y) { return 0.31 * x - 0.12 * y; };
+    cv::Mat phase8(kHeight, kWidth, CV_8U), phase16(kHeight, kWidth, CV_16U), radians(kHeight, kWidth, CV_32F);
+    cv::Mat mask(kHeight, kWidth, CV_8U, cv::Scalar(200));
+    mask.col(kGap) = cv::Scalar(127);
+    for (int y = 0; y < kHeight; ++y) {
+        for (int x = 0; x < kWidth; ++x) {
+            const double periods = truth(x, y) / (2 * CV_PI);
+            phase8.at<uchar>(y, x) = static_cast<uchar>(std::lround(periods * 256) & 255);
+            phase16.at<ushort>(y, x) = static_cast<ushort>(std::lround(periods * 65536) & 65535);
+            radians.at<float>(y, x) = x == kGap ? std::nanf("") : static_cast<float>(Wrap(truth(x, y)));
+        }
+    }
+    Write("p8.png", phase8);
+    Write("p16.tiff", phase16);
+    Write("p.tiff", radians);
+    Write("mask.png", mask);
+    WriteBytes("p.npy", Npy("<f4", radians));
+    const struct {
+        const char* arguments;
+        double bound;
+    } cases[] = {
+        {"unwrap p8.png --mask mask.png --quality p8.png", 2 * CV_PI / 256 * 1.01},
+        {"unwrap p16.tiff --mask mask.png", 2e-4},
+        {"unwrap p.tiff --quality p.tiff", 1e-5},
+        {"unwrap p.npy --order-mode 8", 1e-5},
+        {"unwrap p8.png --mask mask.png --method reliability", 2 * CV_PI / 256 * 1.01},
+        {"unwrap p.npy --method reliability --min-group 1160", 1e-5},
+    };
+    for (const auto& c : cases) {
+        const Outcome outcome = Run(std::string(c.arguments) + " --zero 20,10 --out o");
+        ASSERT_EQ(outcome.exitCode, 0) << outcome.err;
+        const cv::Mat result = Read("o/unwrapped.tiff"), valid = Read("o/unwrapped_mask.png");
+        const cv::Mat components = Read("o/components.png"), steps = Read("o/unwrapped16.png");
+        ASSERT_EQ(result.type(), CV_32F);
+        EXPECT_EQ(result.at<float>(10, 20), 0.0F);
+        for (int y = 0; y < kHeight; ++y) {
+            for (int x = 0; x < kWidth; ++x) {
+                ASSERT_EQ(valid.at<uchar>(y, x), x == kGap ? 0 : 255);
+                ASSERT_EQ(components.at<ushort>(y, x), x == kGap ? 0 : x < kGap ? 1 : 2);
+                ASSERT_EQ(std::isnan(result.at<float>(y, x)), x == kGap);
+                if (x >= kGap) continue;
+                const double expected = truth(x, y) - truth(20, 10);
+                ASSERT_NEAR(static_cast<double>(result.at<float>(y, x)), expected, c.bound) << c.arguments;
+                ASSERT_NEAR((steps.at<ushort>(y, x) - steps.at<ushort>(10, 20)) * CV_PI / 128, expected, 0.03);
+            }
+        }
+        double least = 1;
+        cv::minMaxLoc(steps, &least, nullptr, nullptr, nullptr, valid);
+        EXPECT_EQ(least, 0);
+        const std::string npy = ReadText("o/unwrapped.npy");
+        ASSERT_EQ(npy.size() % 64, result.total() * 4 % 64);
+        EXPECT_EQ(npy.substr(npy.size() - 8), std::string(result.ptr<char>(kHeight - 1) + (kWidth - 2) * 4, 8));
+        const std::string summary = ReadText("o/summary.json");
+        for (const char* part : {"\"width\": 90", "\"component_count\": 2", "{\"component\": 1, \"pixels\": 2400}",
+                                 "{\"component\": 2, \"pixels\": 1160}", "\"valid_pixels\": 3560"}) {
+            EXPECT_NE(summary.find(part), std::string::npos) << part << summary;
+        }
+        EXPECT_EQ(Read("o/unwrapped_picture.png").type(), CV_8UC3);
+    }
+    for (const char* option : {"--min-area 1200", "--method reliability --min-group 1161"}) {
+        ASSERT_EQ(Run(std::string("unwrap p8.png --mask mask.png --out o ") + option).exitCode, 0);
+        EXPECT_EQ(cv::countNonZero(Read("o/unwrapped_mask.png")), kGap * kHeight) << option;
+    }
+}
+
+}  // namespace

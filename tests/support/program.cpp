@@ -1,0 +1,74 @@
+#include "tests/support/program.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+#include <fstream>
+#include <opencv2/imgcodecs.hpp>
+#include <random>
+#include <sstream>
+
+#ifndef VORIP_PROGRAM
+#  define VORIP_PROGRAM ""
+#endif
+
+namespace test {
+
+namespace fs = std::filesystem;
+
+Program::Program() : mFolder(fs::temp_directory_path() / cv::format("vorip-test-%08x", std::random_device()())) {
+    fs::create_directories(mFolder);
+}
+
+Program::~Program() { fs::remove_all(mFolder); }
+
+void Program::SetUp() {
+    if (!*VORIP_PROGRAM) GTEST_SKIP() << "the program is not built";
+}
+
+Program::Outcome Program::Run(const std::string& arguments) const {
+    const std::string command =
+        "cd '" + mFolder.string() + "' && '" VORIP_PROGRAM "' " + arguments + " > .stdout 2> .stderr < /dev/null";
+    const int status = std::system(command.c_str());
+    return {WEXITSTATUS(status), ReadText(".stdout"), ReadText(".stderr")};
+}
+
+void Program::ExpectRefused(const std::string& arguments, const std::string& says) const {
+    const Outcome outcome = Run(arguments);
+    EXPECT_EQ(outcome.exitCode, 2) << arguments;
+    EXPECT_NE(outcome.err.find(says), std::string::npos) << arguments << "\n" << outcome.err;
+    EXPECT_EQ(std::count(outcome.err.begin(), outcome.err.end(), '\n'), 1) << outcome.err;
+    EXPECT_EQ(outcome.err.rfind("vorip: ", 0), 0U) << outcome.err;
+    EXPECT_FALSE(fs::exists(File("o"))) << arguments;
+}
+
+void Program::Write(const std::string& name, const cv::Mat& image) const {
+    ASSERT_TRUE(cv::imwrite(File(name).string(), image));
+}
+
+void Program::WriteBytes(const std::string& name, const std::string& bytes) const {
+    std::ofstream(File(name), std::ios::binary) << bytes;
+}
+
+cv::Mat Program::Read(const std::string& name) const { return cv::imread(File(name).string(), cv::IMREAD_UNCHANGED); }
+
+std::string Program::ReadText(const std::string& name) const {
+    std::ifstream stream(File(name), std::ios::binary);
+    std::ostringstream text;
+    text << stream.rdbuf();
+    return text.str();
+}
+
+std::string Npy(const std::string& descr, const std::string& shape, const std::string& data, const std::string& order) {
+    std::string header = "{'descr': '" + descr + "', 'fortran_order': " + order + ", 'shape': " + shape + ", }\n";
+    return std::string("\x93NUMPY\x01\0", 8) + static_cast<char>(header.size()) + std::string(1, '\0') + header + data;
+}
+
+std::string Npy(const std::string& descr, const cv::Mat& image) {
+    return Npy(descr, cv::format("(%d, %d)", image.rows, image.cols),
+               std::string(image.ptr<char>(), image.total() * image.elemSize()));
+}
+
+double Wrap(double radians) { return std::remainder(radians, 2 * CV_PI); }
+
+}  // namespace test
