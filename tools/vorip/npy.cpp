@@ -1,6 +1,8 @@
 #include "tools/vorip/npy.h"
 
+#include <algorithm>
 #include <cstring>
+#include <iterator>
 #include <regex>
 
 #include "tools/vorip/failure.h"
@@ -88,9 +90,11 @@ cv::Mat DecodeNpy(const std::vector<unsigned char>& bytes, const std::string& fi
 }
 
 std::vector<unsigned char> EncodeNpy(const cv::Mat& image) {
-    CV_Assert(image.type() == CV_32F);
+    const auto* const type =
+        std::find_if(std::begin(kTypes), std::end(kTypes), [&](const NpyType& t) { return t.matType == image.type(); });
+    CV_Assert(type != std::end(kTypes));
     std::string header =
-        cv::format("{'descr': '<f4', 'fortran_order': False, 'shape': (%d, %d), }", image.rows, image.cols);
+        cv::format("{'descr': '%s', 'fortran_order': False, 'shape': (%d, %d), }", type->descr, image.rows, image.cols);
     while ((10 + header.size() + 1) % 64 != 0) header += ' ';
     header += '\n';
 
@@ -100,7 +104,7 @@ std::vector<unsigned char> EncodeNpy(const cv::Mat& image) {
     bytes.insert(bytes.end(), header.begin(), header.end());
     for (int y = 0; y < image.rows; ++y) {
         const unsigned char* row = image.ptr(y);
-        bytes.insert(bytes.end(), row, row + static_cast<std::size_t>(image.cols) * sizeof(float));
+        bytes.insert(bytes.end(), row, row + static_cast<std::size_t>(image.cols) * type->bytes);
     }
     return bytes;
 }

@@ -15,7 +15,7 @@ bool IsNpy(const std::vector<unsigned char>& bytes);
 // as its header says.
 cv::Mat DecodeNpy(const std::vector<unsigned char>& bytes, const std::string& file);
 
-// Encodes a one-channel 32-bit float image.
+// Encodes a one-channel image of 8, 16 or 32-bit integer or 32-bit float pixels.
 std::vector<unsigned char> EncodeNpy(const cv::Mat& image);
 
 }  // namespace vorip

@@ -1,11 +1,15 @@
 #include "tools/vorip/outputset.h"
 
+#include <algorithm>
+#include <cctype>
 #include <fstream>
 #include <opencv2/imgcodecs.hpp>
 #include <random>
 
 #include "tools/vorip/failure.h"
+#include "tools/vorip/interrupt.h"
 #include "tools/vorip/npy.h"
+#include "tools/vorip/picturefile.h"
 
 namespace fs = std::filesystem;
 
@@ -16,11 +20,44 @@ namespace {
 const std::vector<int> kPngSettings{cv::IMWRITE_PNG_COMPRESSION, 1, cv::IMWRITE_PNG_STRATEGY,
                                     cv::IMWRITE_PNG_STRATEGY_RLE};
 
+constexpr int k8 = 1 << CV_8U, k16 = 1 << CV_16U, k32 = 1 << CV_32S, kFloat = 1 << CV_32F;
+
+struct Format {
+    const char* ending;
+    int depths;
+};
+constexpr Format kFormatTable[] = {
+    {".png", k8 | k16},
+    {".bmp", k8},
+    {".tiff", k8 | k16 | kFloat},
+    {".tif", k8 | k16 | kFloat},
+    {".npy", k8 | k16 | k32 | kFloat},
+};
+
+std::string Ending(const fs::path& name) {
+    std::string ending = name.extension().string();
+    std::transform(ending.begin(), ending.end(), ending.begin(),
+                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    return ending;
+}
+
+const Format& FormatOf(const fs::path& name) {
+    const std::string ending = Ending(name);
+    for (const Format& format : kFormatTable) {
+        if (ending == format.ending) return format;
+    }
+    Refuse(name.string() + ": the name must end with .png, .bmp, .tiff or .npy");
+}
+
 std::vector<unsigned char> Encode(const std::string& name, const cv::Mat& image) {
-    const std::string type = fs::path(name).extension().string();
-    if (type == ".npy") return EncodeNpy(image);
+    const Format& format = FormatOf(name);
+    if ((format.depths >> image.depth() & 1) == 0) {
+        Refuse(name + ": a " + format.ending + " file cannot hold " + PixelTypeName(image) + " pixels");
+    }
+    const std::string ending = Ending(name);
+    if (ending == ".npy") return EncodeNpy(image);
     std::vector<unsigned char> bytes;
-    if (!cv::imencode(type, image, bytes, kPngSettings)) {
+    if (!cv::imencode(ending, image, bytes, kPngSettings)) {
         Refuse(name + ": cannot be encoded");
     }
     return bytes;
@@ -130,6 +167,21 @@ void OutputSet::Commit() {
     } catch (const fs::filesystem_error& error) {
         Refuse(mFolder.string() + ": cannot write there: " + error.code().message());
     }
+}
+
+OutputFile::OutputFile(const fs::path& file)
+    : mName(file.filename().string()), mSet(file.has_parent_path() ? file.parent_path() : fs::path(".")) {
+    if (file.empty()) Refuse("--out needs the name of a file");
+    std::error_code ignored;
+    if (fs::is_directory(file, ignored)) Refuse(file.string() + ": is a folder, not a file");
+    FormatOf(file);
+}
+
+void OutputFile::Save(const cv::Mat& image) {
+    const Interrupt interrupt;
+    mSet.AddImage(mName, image);
+    interrupt.Check();
+    mSet.Commit();
 }
 
 }  // namespace vorip

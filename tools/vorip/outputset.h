@@ -17,7 +17,8 @@ public:
     OutputSet(const OutputSet&) = delete;
     OutputSet& operator=(const OutputSet&) = delete;
 
-    // Writes an image by its file name: .png (8- or 16-bit), .tiff or .npy (32-bit float).
+    // Writes an image of one channel, or of three 8-bit ones, by the ending of its file name (see OutputFile). Refuses
+    // endings that it does not know and pixels that the format cannot hold.
     void AddImage(const std::string& name, const cv::Mat& image);
     void AddText(const std::string& name, const std::string& text);
 
@@ -35,6 +36,29 @@ private:
     std::filesystem::path mStaging;               // empty until something is written
     std::vector<std::filesystem::path> mCreated;  // folders made by this run, outermost first
     bool mCommitted = false;
+};
+
+// The one picture that a run writes (`--out FILE`), by the same rule: complete or not at all.
+//
+//     OutputFile output(options.out);  // first thing in the command: refuses names that cannot be written
+//     ...                              // read, check, compute
+//     output.Save(image);              // last thing: refuses pixels that the format cannot hold
+//     std::printf("written to %s\n", options.out.c_str());
+//
+// An earlier file of that name stays as it was until the new one is complete; Ctrl-C while it is written leaves
+// nothing behind (no other Interrupt may live during Save).
+class OutputFile {
+public:
+    // What the file may be, for the help of --out.
+    static constexpr char kFormats[] = ".png (8- or 16-bit), .bmp (8-bit), .tiff or .npy (also float)";
+
+    explicit OutputFile(const std::filesystem::path& file);
+
+    void Save(const cv::Mat& image);
+
+private:
+    std::string mName;
+    OutputSet mSet;
 };
 
 }  // namespace vorip
