@@ -112,8 +112,10 @@ void SmoothAlongRows(double alpha, const KrTAOI<T>& src, KrTAOI<T>& dst) {
     }
 }
 
+namespace {
+
 template <class T>
-void SmoothAlongColumns(double alpha, const KrTAOI<T>& src, KrTAOI<T>& dst) {
+void SmoothImage(double alpha, bool rowsFirst, const KrTAOI<T>& src, KrTAOI<T>& dst) {
     const KrTSize<int> size = CommonRegion(&src, &dst);
     if (size.cx == 0) return;
     const auto width = static_cast<std::size_t>(size.cx), height = static_cast<std::size_t>(size.cy);
@@ -123,6 +125,7 @@ void SmoothAlongColumns(double alpha, const KrTAOI<T>& src, KrTAOI<T>& dst) {
     KrTBuf2D<T> image(width, height);
     for (std::size_t y = 0; y < height; ++y) {
         std::copy_n(reader.Row(y), width, image.Row(y));
+        if (rowsFirst) SmoothLine(alpha, image.Row(y), width);
         if (y > 0) blend(image.Row(y), image.Row(y - 1), alpha, width);
     }
     for (std::size_t y = height; y-- > 0;) {
@@ -132,13 +135,26 @@ void SmoothAlongColumns(double alpha, const KrTAOI<T>& src, KrTAOI<T>& dst) {
     }
 }
 
+}  // namespace
+
+template <class T>
+void SmoothAlongColumns(double alpha, const KrTAOI<T>& src, KrTAOI<T>& dst) {
+    SmoothImage(alpha, false, src, dst);
+}
+
+template <class T>
+void SmoothBothWays(double alpha, const KrTAOI<T>& src, KrTAOI<T>& dst) {
+    SmoothImage(alpha, true, src, dst);
+}
+
 #define VORIP_INSTANTIATE(T)                                                            \
   template class RowReader<T>;                                                          \
   template class RowWriter<T>;                                                          \
   template void FilterAlongRows<T>(const LineWindow&, const KrTAOI<T>&, KrTAOI<T>&);    \
   template void FilterAlongColumns<T>(const LineWindow&, const KrTAOI<T>&, KrTAOI<T>&); \
   template void SmoothAlongRows<T>(double, const KrTAOI<T>&, KrTAOI<T>&);               \
-  template void SmoothAlongColumns<T>(double, const KrTAOI<T>&, KrTAOI<T>&)
+  template void SmoothAlongColumns<T>(double, const KrTAOI<T>&, KrTAOI<T>&);            \
+  template void SmoothBothWays<T>(double, const KrTAOI<T>&, KrTAOI<T>&)
 VORIP_INSTANTIATE(std::uint8_t);
 VORIP_INSTANTIATE(std::uint16_t);
 VORIP_INSTANTIATE(std::int32_t);

@@ -58,7 +58,11 @@ template <class T>
 void SmoothAlongRows(double alpha, const KrTAOI<T>& src, KrTAOI<T>& dst);
 template <class T>
 void SmoothAlongColumns(double alpha, const KrTAOI<T>& src, KrTAOI<T>& dst);
+// The rows, then the columns of the result.
+template <class T>
+void SmoothBothWays(double alpha, const KrTAOI<T>& src, KrTAOI<T>& dst);
 
 std::vector<OperationInfo> LineFilterOperations();
+std::vector<OperationInfo> ImageFilterOperations();
 
 }  // namespace KrN

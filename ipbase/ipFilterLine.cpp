@@ -1,11 +1,10 @@
 #include "ipbase/ipFilterLine.h"
 #include "Core/vorTools/Inc/syfilt2d.h"
+#include "ipbase/ipFilterBlock.h"
 
 namespace KrN {
 
 namespace {
-
-constexpr std::uint8_t kFirstInvalid = 64;
 
 // The window of K samples on a line that PrepareLine has padded.
 template <class T>
@@ -13,17 +12,6 @@ void RunOnLine(const LineWindow& window, const KrTBuf1D<T>& padded, KrTBuf1D<T>&
     std::vector<const T*> taps(window.taps);
     PointTaps(padded.Data(), taps);
     RunWindow(window, line.Data(), taps.data(), line.Size());
-}
-
-template <class T>
-double Product(T sample, std::int32_t weight) {
-    if constexpr (std::is_floating_point_v<T>)
-        return static_cast<double>(sample) * weight;
-    else {
-        const std::uint32_t product = static_cast<std::uint32_t>(sample) * static_cast<std::uint32_t>(weight);
-        if constexpr (std::is_same_v<T, std::uint32_t>) return product;
-        return static_cast<std::int32_t>(product);
-    }
 }
 
 }  // namespace
@@ -83,18 +71,16 @@ void KrTFilter1D<T>::FilterMasked(KrTBuf1D<T>& line, const KrTBuf1D<std::uint8_t
     const std::size_t count = line.Size();
     if (mKernelWidth == 0 || count == 0) return;
     const std::size_t left = PrepareLine(line);
-    const auto valid = [&](std::size_t i) { return mask[std::min({i, count - 1, mask.Size() - 1})] < kFirstInvalid; };
-    for (std::size_t i = 0; i < count; ++i) {
-        if (!valid(i)) continue;
-        double sum = 0.0, weights = 0.0;
-        for (std::size_t k = 0; k < mKernelWidth; ++k) {
-            // Positions before the line wrap to the far right.
-            if (!valid(i + k < left ? count - 1 : i + k - left)) continue;
-            sum += Product(mLine[i + k], mKernel[k]);
-            weights += mKernel[k];
-        }
-        line[i] = weights != 0.0 ? RoundToPixel<T>(sum / weights) : T{};
-    }
+    std::vector<const T*> taps(mKernelWidth);
+    PointTaps<T>(mLine.Data(), taps);
+    std::vector<std::uint8_t> padded(mKernelWidth + count - 1);
+    for (std::size_t i = 0; i < count; ++i) padded[left + i] = mask[std::min(i, mask.Size() - 1)];
+    WrapMask(padded.data(), count, left, mKernelWidth - 1 - left);
+    std::vector<const std::uint8_t*> masks(mKernelWidth);
+    PointTaps<std::uint8_t>(padded.data(), masks);
+    const rows::MaskedTaps<T> in{taps.data(), masks.data(), mKernelWidth, mLine.Data() + left, padded.data() + left};
+    std::get<rows::MaskedWeightedRow<T>>(rows::GetFilterRows().maskedWeighted)(line.Data(), in, mKernel.Data(), false,
+                                                                               count);
 }
 
 template <class T>
@@ -139,10 +125,33 @@ VORIP_RANK_FILTER(KrTFilter1DErosion, WindowKind::eMinimum)
 VORIP_RANK_FILTER(KrTFilter1DDilatation, WindowKind::eMaximum)
 #undef VORIP_RANK_FILTER
 
-VORIP_LINE_FILTERS(template, std::uint8_t);
-VORIP_LINE_FILTERS(template, std::uint16_t);
-VORIP_LINE_FILTERS(template, std::int32_t);
-VORIP_LINE_FILTERS(template, float);
+// Binary filters.
+#define VORIP_BINARY_FILTER(Class, FillOf)                                              \
+  template <class T>                                                                    \
+  Class<T>::Class(std::uint32_t taps) : Class(taps, BinaryForeground<T>()) {}           \
+  template <class T>                                                                    \
+  Class<T>::Class(std::uint32_t taps, T foreground) : mForeground(foreground) {         \
+    this->SetOnes(taps);                                                                \
+  }                                                                                     \
+  template <class T>                                                                    \
+  Class<T>::~Class() = default;                                                         \
+  template <class T>                                                                    \
+  void Class<T>::FilterMasked(KrTBuf1D<T>& line, const KrTBuf1D<std::uint8_t>&, bool) { \
+    Filter(line);                                                                       \
+  }                                                                                     \
+  template <class T>                                                                    \
+  void Class<T>::Filter(KrTBuf1D<T>& line) {                                            \
+    if (line.Size() == 0) return;                                                       \
+    KrTBuf2D<T> image(line.Size(), 1);                                                  \
+    std::copy_n(line.Data(), line.Size(), image.Row(0));                                \
+    FillEdges(FillOf(mForeground), this->mKernelWidth / 2, 0, image);                   \
+    std::copy_n(image.Row(0), line.Size(), line.Data());                                \
+  }
+VORIP_BINARY_FILTER(KrTFilterFastBinary1DErosion, ErosionFill)
+VORIP_BINARY_FILTER(KrTFilterFastBinary1DDilatation, DilatationFill)
+#undef VORIP_BINARY_FILTER
+
+VORIP_FILTERS_OF_ALL_TYPES(VORIP_LINE_FILTERS, template);
 template class KrTFilter1D<std::uint32_t>;
 template class KrTFilter1DMedian<std::uint32_t>;
 

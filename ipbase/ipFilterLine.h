@@ -18,6 +18,13 @@ void PadLine(const T* line, std::size_t count, std::size_t left, std::size_t rig
     std::fill_n(padded + left + count, right, line[count - 1]);
 }
 
+// The mask beyond the ends of a line of `count` values at mask + left: on both sides that of the last sample.
+inline void WrapMask(std::uint8_t* mask, std::size_t count, std::size_t left, std::size_t right) {
+    const std::uint8_t last = mask[left + count - 1];
+    std::fill_n(mask, left, last);
+    std::fill_n(mask + left + count, right, last);
+}
+
 // Samples that a window of at least one tap needs on both sides of a line.
 inline std::size_t PaddingOf(const LineWindow& window) { return window.taps - 1; }
 

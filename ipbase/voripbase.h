@@ -14,6 +14,7 @@
 #include "ipbase/ipLAverageSnap.h"
 #include "ipbase/ipLBestFit.h"
 #include "ipbase/ipLFilt1d.h"
+#include "ipbase/ipLFilt2d.h"
 #include "ipbase/ipLHistogram.h"
 #include "ipbase/ipLLogic.h"
 #include "ipbase/ipLMapLut.h"

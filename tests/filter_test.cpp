@@ -1,115 +1,16 @@
 // Line filters against plain loops over random images of all pixel types, sizes, layouts and CPU targets.
 #include <gtest/gtest.h>
 
-#include <cstring>
-
 #include "Core/vorTools/Inc/syfilt2d.h"
 #include "ipbase/ipFilterImage.h"
 #include "ipbase/ipLFilt1d.h"
-#include "tests/support/harness.h"
+#include "tests/support/filter_pictures.h"
 #include "tests/support/literal_filters.h"
 
 namespace test {
 namespace {
 
-template <class T>
-using Line = std::vector<T>;
-template <class T>
-struct Picture {
-    int cx, cy;
-    std::vector<T> pixels;
-    T& At(int x, int y) { return pixels[static_cast<std::size_t>(y * cx + x)]; }
-};
-
-template <class T>
-T RandomValue(Random& random) {
-    if (sizeof(T) < 4) return static_cast<T>(random() % 3 == 0 ? random() % 2 * 0xFFFF : random());
-    if (std::is_floating_point_v<T>) return static_cast<T>(random.Uniform(-3.0, 3.0) * (random() % 2 ? 1.0 : 40000.0));
-    return static_cast<T>(random() % 2 ? random() : random() % 512 - 256);
-}
-template <class T>
-Picture<T> RandomPicture(int cx, int cy, Random& random) {
-    Picture<T> picture{cx, cy, std::vector<T>(static_cast<std::size_t>(cx * cy))};
-    for (T& pixel : picture.pixels) pixel = RandomValue<T>(random);
-    return picture;
-}
-
-template <class T, class F>
-Picture<T> AlongLines(Picture<T> picture, bool columns, const F& filter) {
-    const int lines = columns ? picture.cx : picture.cy, count = columns ? picture.cy : picture.cx;
-    const auto at = [&](int i, int k) -> T& { return columns ? picture.At(i, k) : picture.At(k, i); };
-    for (int i = 0; i < lines; ++i) {
-        Line<T> line;
-        for (int k = 0; k < count; ++k) line.push_back(at(i, k));
-        filter(line);
-        for (int k = 0; k < count; ++k) at(i, k) = line[static_cast<std::size_t>(k)];
-    }
-    return picture;
-}
-
-// A picture in memory among guard pixels.
-template <class T>
-class Canvas {
-public:
-    Canvas(const Picture<T>& picture, Form form, int right, int below)
-        : mStride(static_cast<std::size_t>(picture.cx + right + 3) * sizeof(T)),
-          mMemory(mStride * static_cast<std::size_t>(picture.cy + below + 2), 0x5B),
-          mAOI(MakeAOI({0, KrTPixel<T>::device, mStride, mStride, picture.cx + right, picture.cy + below, form},
-                       mMemory.data())) {
-        Put(picture, mMemory);
-    }
-    KrAOI* AOI() const { return mAOI.get(); }
-    const std::vector<unsigned char>& Memory() const { return mMemory; }
-    // What the memory should hold after the picture was written.
-    std::vector<unsigned char> Expected(const Picture<T>& picture) const {
-        std::vector<unsigned char> memory = mMemory;
-        Put(picture, memory);
-        return memory;
-    }
-
-private:
-    void Put(const Picture<T>& picture, std::vector<unsigned char>& memory) const {
-        for (int y = 0; y < picture.cy; ++y)
-            std::memcpy(memory.data() + mStride * static_cast<std::size_t>(y + 1),
-                        picture.pixels.data() + y * picture.cx, static_cast<std::size_t>(picture.cx) * sizeof(T));
-    }
-    std::size_t mStride;
-    std::vector<unsigned char> mMemory;
-    std::unique_ptr<KrAOI> mAOI;
-};
-
-// In place and not, by address and not, destination larger or smaller than the source.
-template <class T, class Run>
-void CheckLayouts(const Picture<T>& source, const Picture<T>& expected, const Run& run) {
-    Picture<T> blank = source;
-    for (T& pixel : blank.pixels) pixel = T{77};
-    for (const bool direct : {true, false}) {
-        const DirectAccess access(direct);
-        for (const Form form : {Form::eView, Form::eRowless}) {
-            SCOPED_TRACE(direct ? "direct" : "buffered");
-            Canvas<T> place(source, form, 0, 0);
-            const auto inPlace = place.Expected(expected);
-            run(place.AOI(), nullptr);
-            ASSERT_EQ(inPlace, place.Memory()) << "in place";
-
-            Canvas<T> src(source, form, 0, 0), dst(blank, Form::eView, 2, 1);
-            const auto written = dst.Expected(expected), read = src.Memory();
-            run(src.AOI(), dst.AOI());
-            ASSERT_EQ(written, dst.Memory()) << "into another image";
-            ASSERT_EQ(read, src.Memory());
-        }
-    }
-}
-
 constexpr KrTSize<int> kSizes[] = {{1, 1}, {1, 12}, {12, 1}, {2, 3}, {9, 7}, {40, 5}, {5, 40}, {300, 3}};
-
-template <class Check>
-void ForEachType(const Check& check) {
-    check(std::uint8_t{});
-    check(std::uint16_t{});
-    check(std::int32_t{});
-    check(float{});
-}
 
 // A filter of a number of taps, as a pair of classes and as a plain loop over a line.
 struct TapCase {
@@ -123,23 +24,6 @@ template <class Hor, class Ver>
 void RunPair(int taps, bool columns, KrAOI* src, KrAOI* dst) {
     columns ? Ver().Execute(static_cast<std::uint32_t>(taps), src, dst)
             : Hor().Execute(static_cast<std::uint32_t>(taps), src, dst);
-}
-
-// Weights of all sizes and signs; the divisor varies in sign and parity.
-std::vector<std::int32_t> Weights(int taps) {
-    Random random(static_cast<unsigned>(taps));
-    std::vector<std::int32_t> weights;
-    for (int k = 0; k < taps; ++k) weights.push_back(static_cast<std::int32_t>(random() % 201) - 80);
-    if (taps % 3 == 2) weights[0] = static_cast<std::int32_t>(0x80001234);
-    return weights;
-}
-constexpr std::int32_t kDivisors[] = {1, 6, -7, 64, 0, 9, 16, -1};
-std::int32_t Divisor(int taps) { return kDivisors[taps % 8]; }
-
-KrTBuf1D<std::int32_t> Buffer(const std::vector<std::int32_t>& values) {
-    KrTBuf1D<std::int32_t> buffer(values.size());
-    std::copy(values.begin(), values.end(), buffer.Data());
-    return buffer;
 }
 
 void RunKernel(int taps, bool columns, KrAOI* src, KrAOI* dst) {

@@ -99,6 +99,60 @@ void MedianLoop(T* dst, const T* const* taps, std::size_t tapCount, std::size_t 
 }
 
 template <class T>
+HWY_ATTR void MaskedWeightedLoop(T* dst, const MaskedTaps<T>& in, const i32* weights, bool atLeastOne,
+                                 std::size_t count) {
+    for (std::size_t start = 0; start < count; start += kBlock) {
+        const std::size_t n = std::min(kBlock, count - start);
+        double sums[kBlock] = {}, totals[kBlock] = {};
+        for (std::size_t k = 0; k < in.tapCount; ++k) {
+            const T* tap = in.taps[k] + start;
+            const u8* mask = in.masks[k] + start;
+            const i32 weight = weights[k];
+            for (std::size_t i = 0; i < n; ++i) {
+                sums[i] += mask[i] < kFirstInvalid ? Product(tap[i], weight) : 0.0;
+                totals[i] += mask[i] < kFirstInvalid ? weight : 0.0;
+            }
+        }
+        for (std::size_t i = 0; i < n; ++i) {
+            const double total = atLeastOne && totals[i] < 1.0 ? 1.0 : totals[i];
+            sums[i] = total != 0.0 ? sums[i] / total : 0.0;
+        }
+        T means[kBlock];
+        RoundBlock(means, sums, n);
+        for (std::size_t i = 0; i < n; ++i)
+            dst[start + i] = in.mask[start + i] < kFirstInvalid ? means[i] : in.pixels[start + i];
+    }
+}
+
+template <class Op, class T>
+void MaskedExtremeLoop(T* dst, const MaskedTaps<T>& in, std::size_t count) {
+    for (std::size_t i = 0; i < count; ++i) {
+        T best = in.pixels[i];
+        if (in.mask[i] < kFirstInvalid)
+            for (std::size_t k = 0; k < in.tapCount; ++k)
+                if (in.masks[k][i] < kFirstInvalid) best = Op::Do(best, in.taps[k][i]);
+        dst[i] = best;
+    }
+}
+
+template <class T>
+void MaskedMedianLoop(T* dst, const MaskedTaps<T>& in, std::size_t count) {
+    std::vector<T> window;
+    window.reserve(in.tapCount);
+    for (std::size_t i = 0; i < count; ++i) {
+        dst[i] = in.pixels[i];
+        if (in.mask[i] >= kFirstInvalid) continue;
+        window.clear();
+        for (std::size_t k = 0; k < in.tapCount; ++k)
+            if (in.masks[k][i] < kFirstInvalid) window.push_back(in.taps[k][i]);
+        if (window.empty()) continue;
+        const auto middle = window.begin() + static_cast<std::ptrdiff_t>((window.size() + 1) / 2 - 1);
+        std::nth_element(window.begin(), middle, window.end());
+        dst[i] = *middle;
+    }
+}
+
+template <class T>
 HWY_ATTR void BlendLoop(T* pixels, const T* neighbours, double alpha, std::size_t count) {
     const double rest = 1.0 - alpha;
     for (std::size_t start = 0; start < count; start += kBlock) {
@@ -120,17 +174,21 @@ void FillTaps(FilterRows& rows, std::tuple<TapRow<T>...>&) {
     ((std::get<TapRow<T>>(rows.maximum) = &ExtremeLoop<Greatest, T>), ...);
     ((std::get<TapRow<T>>(rows.median) = &MedianLoop<T>), ...);
     ((std::get<WeightedRow<T>>(rows.weighted) = &WeightedLoop<T>), ...);
+    ((std::get<MaskedWeightedRow<T>>(rows.maskedWeighted) = &MaskedWeightedLoop<T>), ...);
 }
 template <class... T>
-void FillBlends(std::tuple<BlendRow<T>...>& rows) {
-    ((std::get<BlendRow<T>>(rows) = &BlendLoop<T>), ...);
+void FillPixels(FilterRows& rows, std::tuple<BlendRow<T>...>&) {
+    ((std::get<BlendRow<T>>(rows.blend) = &BlendLoop<T>), ...);
+    ((std::get<MaskedTapRow<T>>(rows.maskedMinimum) = &MaskedExtremeLoop<Least, T>), ...);
+    ((std::get<MaskedTapRow<T>>(rows.maskedMaximum) = &MaskedExtremeLoop<Greatest, T>), ...);
+    ((std::get<MaskedTapRow<T>>(rows.maskedMedian) = &MaskedMedianLoop<T>), ...);
 }
 
 const FilterRows& Rows() {
     static const FilterRows table = [] {
         FilterRows rows;
         FillTaps(rows, rows.minimum);
-        FillBlends(rows.blend);
+        FillPixels(rows, rows.blend);
         return rows;
     }();
     return table;

@@ -99,6 +99,55 @@ void LiteralBinomial(std::vector<std::uint8_t>& line, int order) {
         line[m] = static_cast<std::uint8_t>((work[m] + (1u << (passes - 1))) >> passes);
 }
 
+template <class T>
+void LiteralBinary(std::vector<T>& line, int reach, T foreground, bool dilate) {
+    const std::vector<T> in = line;
+    const int count = static_cast<int>(in.size());
+    const auto edge = [&](int from, int to) {
+        const bool a = At(in, from) >= foreground, b = At(in, to) >= foreground;
+        return dilate ? a && !b : !a && b;
+    };
+    const auto fill = [&](int from, int to) {
+        for (int k = std::max(0, from); k < std::min(to, count); ++k)
+            line[static_cast<std::size_t>(k)] = dilate ? foreground : T{0};
+    };
+    for (int i = 1; i < count; ++i)
+        if (edge(i - 1, i)) fill(i, i + reach);
+    for (int i = count - 2; i >= 0; --i)
+        if (edge(i + 1, i)) fill(i - reach + 1, i + 1);
+}
+
+template <class T>
+Window<T> LiteralWindow(const std::vector<T>& pixels, int cx, int cy, int x, int y, int kx, int ky,
+                        const std::vector<std::int32_t>& weights, const std::vector<std::uint8_t>* mask) {
+    Window<T> window;
+    for (int j = 0; j < ky; ++j)
+        for (int i = 0; i < kx; ++i) {
+            const int px = std::clamp(x - kx / 2 + i, 0, cx - 1), py = std::clamp(y - ky / 2 + j, 0, cy - 1);
+            const auto at = static_cast<std::size_t>(py * cx + px);
+            if (mask && (*mask)[at] >= 64) continue;
+            window.samples.push_back(pixels[at]);
+            window.weights.push_back(weights.empty() ? 1 : weights[static_cast<std::size_t>(j * kx + i)]);
+        }
+    return window;
+}
+
+template <class T>
+T LiteralSum(const Window<T>& window, double scale, bool masked) {
+    double sum = 0, total = 0;
+    for (std::size_t k = 0; k < window.samples.size(); ++k) {
+        sum += Product(window.samples[k], window.weights[k]);
+        total += window.weights[k];
+    }
+    return Rounded<T>(masked ? sum / std::max(1.0, total) : sum * scale);
+}
+
+#define VORIP_IMAGE_INSTANTIATE(T)                                                                         \
+  template void LiteralRecursive<T>(std::vector<T>&, double);                                              \
+  template void LiteralBinary<T>(std::vector<T>&, int, T, bool);                                           \
+  template Window<T> LiteralWindow<T>(const std::vector<T>&, int, int, int, int, int, int,                 \
+                                      const std::vector<std::int32_t>&, const std::vector<std::uint8_t>*); \
+  template T LiteralSum<T>(const Window<T>&, double, bool)
 #define VORIP_INSTANTIATE(T)                                                                                           \
   template void LiteralWeighted<T>(std::vector<T>&, const std::vector<std::int32_t>&, double, int);                    \
   template void LiteralMasked<T>(std::vector<T>&, const std::vector<std::int32_t>&, const std::vector<std::uint8_t>&); \
@@ -108,9 +157,9 @@ VORIP_INSTANTIATE(std::uint16_t);
 VORIP_INSTANTIATE(std::int32_t);
 VORIP_INSTANTIATE(std::uint32_t);
 VORIP_INSTANTIATE(float);
-template void LiteralRecursive<std::uint8_t>(std::vector<std::uint8_t>&, double);
-template void LiteralRecursive<std::uint16_t>(std::vector<std::uint16_t>&, double);
-template void LiteralRecursive<std::int32_t>(std::vector<std::int32_t>&, double);
-template void LiteralRecursive<float>(std::vector<float>&, double);
+VORIP_IMAGE_INSTANTIATE(std::uint8_t);
+VORIP_IMAGE_INSTANTIATE(std::uint16_t);
+VORIP_IMAGE_INSTANTIATE(std::int32_t);
+VORIP_IMAGE_INSTANTIATE(float);
 
 }  // namespace test

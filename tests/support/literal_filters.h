@@ -18,8 +18,25 @@ template <class T>
 void LiteralRank(std::vector<T>& line, int taps, int rank);
 template <class T>
 void LiteralRecursive(std::vector<T>& line, double alpha);
+// Edges of a foreground: `reach` samples next to each become 0 on its foreground side, or the foreground on the other.
+template <class T>
+void LiteralBinary(std::vector<T>& line, int reach, T foreground, bool dilate);
 // By repeated pair sums.
 void LiteralBinomial(std::vector<std::uint8_t>& line, int order);
+
+// The valid samples of the window of kx * ky pixels around (x, y), in order, and the weights that belong to them. A
+// null mask means that all are valid; masks are as large as the picture.
+template <class T>
+struct Window {
+    std::vector<T> samples;
+    std::vector<std::int32_t> weights;
+};
+template <class T>
+Window<T> LiteralWindow(const std::vector<T>& pixels, int cx, int cy, int x, int y, int kx, int ky,
+                        const std::vector<std::int32_t>& weights, const std::vector<std::uint8_t>* mask);
+// The rounded sum of a window, times the scale or, with a mask, over the sum of the weights, which is at least 1.
+template <class T>
+T LiteralSum(const Window<T>& window, double scale, bool masked);
 
 std::vector<std::int32_t> PascalRow(int taps);
 

@@ -4,9 +4,10 @@
 
 #include "imagemodel/export.h"
 #include "imagemodel/krarrays.h"
+#include "imagemodel/krvalues.h"
 
-// Line-filter templates. They are instantiated in the library for the pixel types std::uint8_t, std::uint16_t,
-// std::int32_t and float; KrTFilter1D and KrTFilter1DMedian for std::uint32_t as well.
+// Filter templates for lines and images. They are instantiated in the library for the pixel types std::uint8_t,
+// std::uint16_t, std::int32_t and float; KrTFilter1D and KrTFilter1DMedian for std::uint32_t as well.
 namespace KrN {
 
 // Weighted sum along a line, and base of all line filters.
@@ -106,17 +107,137 @@ public:
     void Filter(KrTBuf1D<T>& line) override;
 };
 
-#define VORIP_LINE_FILTERS(declaration, T) \
-  declaration class KrTFilter1D<T>;        \
-  declaration class KrTFilter1DGauss<T>;   \
-  declaration class KrTFilter1DMean<T>;    \
-  declaration class KrTFilter1DMedian<T>;  \
-  declaration class KrTFilter1DErosion<T>; \
-  declaration class KrTFilter1DDilatation<T>
-VORIP_LINE_FILTERS(extern template, std::uint8_t);
-VORIP_LINE_FILTERS(extern template, std::uint16_t);
-VORIP_LINE_FILTERS(extern template, std::int32_t);
-VORIP_LINE_FILTERS(extern template, float);
+// Binary erosion of a line: where it rises to the foreground value or above, or falls below it, the K/2 foreground
+// samples next to that edge become 0. The ends of the line are no edges. By default the foreground value is that of the
+// sample type: 255, 65535, -1 or the largest float.
+template <class T>
+class VORIP_API KrTFilterFastBinary1DErosion : public KrTFilter1D<T> {
+public:
+    explicit KrTFilterFastBinary1DErosion(std::uint32_t taps = 1);
+    KrTFilterFastBinary1DErosion(std::uint32_t taps, T foreground);
+    ~KrTFilterFastBinary1DErosion() override;
+    void FilterMasked(KrTBuf1D<T>& line, const KrTBuf1D<std::uint8_t>& mask, bool useMask) override;
+    void Filter(KrTBuf1D<T>& line) override;
+
+protected:
+    T mForeground;
+};
+
+// Likewise, the K/2 samples on the other side of each edge become the foreground value.
+template <class T>
+class VORIP_API KrTFilterFastBinary1DDilatation : public KrTFilter1D<T> {
+public:
+    explicit KrTFilterFastBinary1DDilatation(std::uint32_t taps = 1);
+    KrTFilterFastBinary1DDilatation(std::uint32_t taps, T foreground);
+    ~KrTFilterFastBinary1DDilatation() override;
+    void FilterMasked(KrTBuf1D<T>& line, const KrTBuf1D<std::uint8_t>& mask, bool useMask) override;
+    void Filter(KrTBuf1D<T>& line) override;
+
+protected:
+    T mForeground;
+};
+
+// Weighted sum over Kx * Ky pixels from (x - Kx/2, y - Ky/2) on, and base of all image filters. Pixels beyond the image
+// are copies of the nearest one. Sums and rounding are those of KrTFilter1D.
+template <class T>
+class VORIP_API KrTFilter2D {
+public:
+    KrTFilter2D();
+    KrTFilter2D(const KrTBuf2D<std::int32_t>& kernel, std::int32_t divisor);
+    KrTFilter2D(const KrTFilter2D&);
+    KrTFilter2D& operator=(const KrTFilter2D&);
+
+    // Pixels whose mask value is 64 or more keep their value and do not count for others. The weighted sum is divided
+    // by the sum of the weights that count, or by 1 if that is less than 1, instead of the divisor. With `useMask`
+    // false, or for an empty mask, the same as Filter(image); a mask of another size goes on with its nearest pixel.
+    virtual void Filter(KrTBuf2D<T>& image, const KrTBuf2D<std::uint8_t>& mask, bool useMask);
+    // The work area holds the padded rows of one output row after the other: those of the first one, and the next.
+    virtual void PrepareFirstRow(const KrTBuf2D<T>& image);
+    virtual void AdvanceRow(const KrTBuf2D<T>& image);
+    virtual ~KrTFilter2D();
+    virtual void Filter(KrTBuf2D<T>& image);
+
+    const KrTBuf2D<std::int32_t>& GetKernel() const { return mKernel; }
+    double GetScale() const { return mScale; }
+
+protected:
+    KrTBuf2D<std::int32_t> mKernel;
+    double mScale = 1.0;
+    int mReady = 0;
+    KrTBuf2D<T> mWork;         // Ky padded rows, in a ring
+    std::size_t mWorkRow = 0;  // the output row that they belong to
+};
+
+// The filters below are made from the numbers of taps in x and y. `Filter` with a mask follows the rules of KrTFilter2D
+// unless stated otherwise.
+#define VORIP_SIZE_FILTER(Name)                                                                 \
+  template <class T>                                                                            \
+  class VORIP_API Name : public KrTFilter2D<T> {                                                \
+public:                                                                                         \
+    explicit Name(const KrTSize<std::uint32_t>& size = {1, 1});                                 \
+    ~Name() override;                                                                           \
+    void Filter(KrTBuf2D<T>& image, const KrTBuf2D<std::uint8_t>& mask, bool useMask) override; \
+    void Filter(KrTBuf2D<T>& image) override;                                                   \
+                                                                                                \
+protected:                                                                                      \
+    KrTSize<std::uint32_t> mSize;                                                               \
+  }
+// The line Gauss on all rows, then on all columns, with masks as KrTFilter1D::FilterMasked has them.
+VORIP_SIZE_FILTER(KrTFilter2DGauss);
+// The line mean on all rows, then on all columns, likewise.
+VORIP_SIZE_FILTER(KrTFilter2DMeanSepXY);
+// The median of the window, the lower middle value for an even number of pixels that count.
+VORIP_SIZE_FILTER(KrTFilter2DMedian);
+// The least and the greatest value of the window.
+VORIP_SIZE_FILTER(KrTFilter2DErosion);
+VORIP_SIZE_FILTER(KrTFilter2DDilatation);
+#undef VORIP_SIZE_FILTER
+
+// The binary line filters on all rows, then on all columns. They have no masks and throw KrNotImplementedException
+// (file "Core\vorTools\Inc\syfilt2d") when one is to be used.
+#define VORIP_BINARY_FILTER(Name)                                                               \
+  template <class T>                                                                            \
+  class VORIP_API Name : public KrTFilter2D<T> {                                                \
+public:                                                                                         \
+    explicit Name(const KrTSize<std::uint32_t>& size = {1, 1});                                 \
+    Name(const KrTSize<std::uint32_t>& size, T foreground);                                     \
+    ~Name() override;                                                                           \
+    void Filter(KrTBuf2D<T>& image, const KrTBuf2D<std::uint8_t>& mask, bool useMask) override; \
+    void Filter(KrTBuf2D<T>& image) override;                                                   \
+                                                                                                \
+protected:                                                                                      \
+    KrTSize<std::uint32_t> mSize;                                                               \
+    T mForeground;                                                                              \
+  }
+VORIP_BINARY_FILTER(KrTFilterFastBinary2DErosion);
+VORIP_BINARY_FILTER(KrTFilterFastBinary2DDilatation);
+#undef VORIP_BINARY_FILTER
+
+#define VORIP_LINE_FILTERS(declaration, T)           \
+  declaration class KrTFilter1D<T>;                  \
+  declaration class KrTFilter1DGauss<T>;             \
+  declaration class KrTFilter1DMean<T>;              \
+  declaration class KrTFilter1DMedian<T>;            \
+  declaration class KrTFilter1DErosion<T>;           \
+  declaration class KrTFilter1DDilatation<T>;        \
+  declaration class KrTFilterFastBinary1DErosion<T>; \
+  declaration class KrTFilterFastBinary1DDilatation<T>
+#define VORIP_IMAGE_FILTERS(declaration, T)          \
+  declaration class KrTFilter2D<T>;                  \
+  declaration class KrTFilter2DGauss<T>;             \
+  declaration class KrTFilter2DMeanSepXY<T>;         \
+  declaration class KrTFilter2DMedian<T>;            \
+  declaration class KrTFilter2DErosion<T>;           \
+  declaration class KrTFilter2DDilatation<T>;        \
+  declaration class KrTFilterFastBinary2DErosion<T>; \
+  declaration class KrTFilterFastBinary2DDilatation<T>
+#define VORIP_FILTERS_OF_ALL_TYPES(list, declaration) \
+  list(declaration, std::uint8_t);                    \
+  list(declaration, std::uint16_t);                   \
+  list(declaration, std::int32_t);                    \
+  list(declaration, float)
+VORIP_FILTERS_OF_ALL_TYPES(VORIP_LINE_FILTERS, extern template);
+VORIP_FILTERS_OF_ALL_TYPES(VORIP_IMAGE_FILTERS, extern template);
 extern template class KrTFilter1D<std::uint32_t>;
 extern template class KrTFilter1DMedian<std::uint32_t>;
 

@@ -1,0 +1,168 @@
+#include "ipbase/ipLFilt2d.h"
+
+#include "Core/vorTools/Inc/syfilt2d.h"
+#include "ipbase/ipFilterImage.h"
+#include "ipbase/ipLFilt1d.h"
+
+namespace KrN {
+
+namespace {
+
+constexpr const wchar_t* kFile = L"C\\ipLFilt2d";
+
+template <class T>
+void ReadRegion(const KrTAOI<T>& src, KrTSize<int> size, KrTBuf2D<T>& image) {
+    const auto width = static_cast<std::size_t>(size.cx);
+    image.Resize(width, static_cast<std::size_t>(size.cy));
+    VisitRows(
+        Access::eSwitched,
+        [&](int y, const T* row, std::size_t count) {
+            if (y < size.cy) std::copy_n(row, std::min(count, width), image.Row(static_cast<std::size_t>(y)));
+        },
+        &src);
+}
+
+template <class T>
+void WriteRegion(const KrTBuf2D<T>& image, KrTSize<int> size, KrTAOI<T>& dst) {
+    RowWriter<T> writer(dst, size);
+    for (std::size_t y = 0; y < image.Height(); ++y) {
+        std::copy_n(image.Row(y), image.Width(), writer.Row(y));
+        writer.Finish(y);
+    }
+}
+
+struct SizeJob {
+    KrTSize<std::uint32_t> size;
+    const KrAOI8* mask;
+    bool useMask;
+};
+struct KernelJob {
+    const KrTBuf2D<std::int32_t>& kernel;
+    std::int32_t divisor;
+    const KrAOI8* mask;
+    bool useMask;
+};
+struct RecursiveJob {
+    double alpha;
+};
+
+// A considered mask goes to the filter even when it is missing, for some filters refuse it.
+template <class T, class Job>
+void RunFilter(KrTFilter2D<T>&& filter, const Job& job, const KrTAOI<T>& src, KrTAOI<T>& dst) {
+    const KrTSize<int> size = CommonRegion(&src, &dst);
+    KrTBuf2D<std::uint8_t> mask;
+    if (job.useMask && job.mask) ReadRegion(*job.mask, CommonRegion(job.mask), mask);
+    KrTBuf2D<T> image;
+    ReadRegion(src, size, image);
+    filter.Filter(image, mask, job.useMask);
+    WriteRegion(image, size, dst);
+}
+
+template <template <class> class Filter, class AOI>
+struct SizeCall {
+    static constexpr std::uint32_t types = TypesOf<AOI, AOI>();
+    template <class Job, class...>
+    static void Call(Job& job, KrAOI* src, KrAOI* dst) {
+        RunFilter(Filter<typename AOI::Pixel>(job.size), job, *static_cast<AOI*>(src), *static_cast<AOI*>(dst));
+    }
+};
+template <class AOI>
+struct KernelCallOf {
+    static constexpr std::uint32_t types = TypesOf<AOI, AOI>();
+    template <class Job, class...>
+    static void Call(Job& job, KrAOI* src, KrAOI* dst) {
+        RunFilter(KrTFilter2D<typename AOI::Pixel>(job.kernel, job.divisor), job, *static_cast<AOI*>(src),
+                  *static_cast<AOI*>(dst));
+    }
+};
+template <class AOI>
+struct RecursiveCall {
+    static constexpr std::uint32_t types = TypesOf<AOI, AOI>();
+    template <class Job, class...>
+    static void Call(Job& job, KrAOI* src, KrAOI* dst) {
+        SmoothBothWays(job.alpha, *static_cast<AOI*>(src), *static_cast<AOI*>(dst));
+    }
+};
+
+template <class Job>
+using Signature = void(const Job&, KrAOI*, KrAOI*);
+template <template <class> class Filter>
+constexpr const auto& kSizeRows = kRows<Signature<SizeJob>, SizeCall<Filter, KrAOI8>, SizeCall<Filter, KrAOI16>,
+                                        SizeCall<Filter, KrAOI32>, SizeCall<Filter, KrAOI32Float>>;
+
+constexpr Operation<Signature<KernelJob>> kKernel{
+    kFile, 101, L"KrFilter( %s, %s )",
+    kRows<Signature<KernelJob>, KernelCallOf<KrAOI8>, KernelCallOf<KrAOI16>, KernelCallOf<KrAOI32>,
+          KernelCallOf<KrAOI32Float>>};
+constexpr Operation<Signature<RecursiveJob>> kRecursive{
+    kFile, 777, L"KrFilterRecursive( %s, %s )",
+    kRows<Signature<RecursiveJob>, RecursiveCall<KrAOI8>, RecursiveCall<KrAOI16>, RecursiveCall<KrAOI32>,
+          RecursiveCall<KrAOI32Float>>};
+
+using SizeOperation = Operation<Signature<SizeJob>>;
+constexpr SizeOperation kGauss{kFile, 191, L"KrFilterGauss( %s, %s )", kSizeRows<KrTFilter2DGauss>};
+constexpr SizeOperation kMedian{kFile, 306, L"KrFilterMedian( %s, %s )", kSizeRows<KrTFilter2DMedian>};
+constexpr SizeOperation kErosion{kFile, 404, L"KrFilterErosion( %s, %s )", kSizeRows<KrTFilter2DErosion>};
+constexpr SizeOperation kFastBinaryErosion{kFile, 498, L"KrFilterFastBinaryErosion( %s, %s )",
+                                           kSizeRows<KrTFilterFastBinary2DErosion>};
+constexpr SizeOperation kDilatation{kFile, 595, L"KrFilterDilatation( %s, %s )", kSizeRows<KrTFilter2DDilatation>};
+constexpr SizeOperation kFastBinaryDilatation{kFile, 688, L"KrFilterFastBinaryDilatation( %s, %s )",
+                                              kSizeRows<KrTFilterFastBinary2DDilatation>};
+constexpr SizeOperation kMeanSepXY{kFile, 872, L"KrFilterMeanSepXY( %s, %s )", kSizeRows<KrTFilter2DMeanSepXY>};
+
+}  // namespace
+
+#define VORIP_DEFAULTS(Class)                      \
+  Class::Class() = default;                        \
+  Class::Class(const Class&) = default;            \
+  Class& Class::operator=(const Class&) = default; \
+  Class::~Class() = default
+VORIP_DEFAULTS(KrFilter);
+VORIP_DEFAULTS(KrFilterRecursive);
+VORIP_DEFAULTS(KrFilterBinominal);
+
+#define VORIP_SIZE_FILTER(Class, operation)                                                     \
+  VORIP_DEFAULTS(Class);                                                                        \
+  void Class::Execute(const KrTSize<std::uint32_t>& size, KrAOI* src, KrAOI* dst, KrAOI8* mask, \
+                      MaskConsideration consideration) {                                        \
+    operation({size, mask, consideration != eIgnoreMask}, src, dst ? dst : src);                \
+  }
+VORIP_SIZE_FILTER(KrFilterGauss, kGauss)
+VORIP_SIZE_FILTER(KrFilterMeanSepXY, kMeanSepXY)
+VORIP_SIZE_FILTER(KrFilterMedian, kMedian)
+VORIP_SIZE_FILTER(KrFilterErosion, kErosion)
+VORIP_SIZE_FILTER(KrFilterDilatation, kDilatation)
+VORIP_SIZE_FILTER(KrFilterFastBinaryErosion, kFastBinaryErosion)
+VORIP_SIZE_FILTER(KrFilterFastBinaryDilatation, kFastBinaryDilatation)
+#undef VORIP_SIZE_FILTER
+#undef VORIP_DEFAULTS
+
+void KrFilter::Execute(const KrTBuf2D<std::int32_t>& kernel, std::int32_t divisor, KrAOI* src, KrAOI* dst, KrAOI8* mask,
+                       MaskConsideration consideration) {
+    kKernel({kernel, divisor, mask, consideration != eIgnoreMask}, src, dst ? dst : src);
+}
+
+void KrFilterRecursive::Execute(double alpha, KrAOI* src, KrAOI* dst) { kRecursive({alpha}, src, dst ? dst : src); }
+
+void KrFilterBinominal::Execute(const KrTSize<std::uint32_t>& size, const KrAOI* src, KrAOI* dst) {
+    const auto cx = static_cast<unsigned short>(size.cx), cy = static_cast<unsigned short>(size.cy);
+    // The second pass must not fail after the first one has written.
+    const auto fits = [](unsigned short order) { return order >= 2 && order <= 23; };
+    const KrAOI* to = dst ? dst : src;
+    if (TypesOfOperands(src, to) == TypesOf<KrAOI8, KrAOI8>() && fits(cx) && !fits(cy))
+        return KrFilterBinominal1D().Execute(src, dst, cy, eVert);
+    KrFilterBinominal1D().Execute(src, dst, cx, eHor);
+    KrFilterBinominal1D().Execute(src, dst, cy, eVert);
+}
+
+std::vector<OperationInfo> ImageFilterOperations() {
+    std::vector<OperationInfo> all;
+    for (const SizeOperation* filter :
+         {&kGauss, &kMedian, &kErosion, &kFastBinaryErosion, &kDilatation, &kFastBinaryDilatation, &kMeanSepXY})
+        all.push_back(filter->Info());
+    all.push_back(kKernel.Info());
+    all.push_back(kRecursive.Info());
+    return all;
+}
+
+}  // namespace KrN
