@@ -1,12 +1,12 @@
 #include "ipbase/ipCopy.h"
 
 #include <cstring>
-#include <numeric>
 #include <vector>
 
 #include "ipbase/ipRows.h"
 #include "ipbase/ipScalar.h"
 #include "ipbase/rows/ipTransferRows.h"
+#include "ipbase/rows/ipZoomRows.h"
 
 namespace KrN {
 
@@ -65,99 +65,99 @@ std::vector<int> BlockStarts(int source, int destination) {
     return starts;
 }
 
-// Means of blocks. Integers may be added up in any order: here whole rows first, in vectors. Sums of 8- and 16-bit
-// pixels are so far below 2^53 that their quotient in double precision, truncated, is the integer quotient.
-template <class T, class = void>
+// The means of one row of blocks, which grow row by row. Values are added up block by block in raster order.
+template <class T, class Sum>
 class BlockMeans {
 public:
-    BlockMeans(std::size_t sourceWidth, const std::vector<int>& columns) : mColumns(columns), mSums(sourceWidth) {}
+    BlockMeans(const std::vector<int>& columns, int step) : mColumns(columns), mStep(step), mSums(columns.size() - 1) {}
+
     void Add(const T* src) {
-        for (std::size_t x = 0; x < mSums.size(); ++x) mSums[x] += static_cast<Sum>(src[x]);
         ++mRows;
+        if (mStep > 0) return std::get<BlockSumRow<Sum, T>>(GetZoomRows().sum)(mSums.data(), src, mStep, mSums.size());
+        for (std::size_t x = 0; x < mSums.size(); ++x)
+            for (int i = mColumns[x]; i < mColumns[x + 1]; ++i) mSums[x] += static_cast<Sum>(src[i]);
     }
-    void Take(T* dst, std::size_t width) {
-        if (mSums.size() == 2 * width)
-            for (std::size_t x = 0; x < width; ++x)
-                dst[x] = Quotient(Total{mSums[2 * x]} + mSums[2 * x + 1], 2 * mRows);
+
+    void Take(T* dst) {
+        if (mStep > 0)
+            std::get<ConstantRow<T, Sum, int>>(GetZoomRows().mean)(dst, mSums.data(), mStep * mRows, mSums.size());
         else
-            for (std::size_t x = 0; x < width; ++x) {
-                const auto first = mSums.begin() + mColumns[x], last = mSums.begin() + mColumns[x + 1];
-                dst[x] = Quotient(std::accumulate(first, last, Total{0}), static_cast<int>(last - first) * mRows);
-            }
+            for (std::size_t x = 0; x < mSums.size(); ++x)
+                dst[x] = static_cast<T>(mSums[x] / static_cast<Sum>((mColumns[x + 1] - mColumns[x]) * mRows));
         std::fill(mSums.begin(), mSums.end(), Sum{0});
         mRows = 0;
     }
 
 private:
-    using Sum = std::conditional_t<sizeof(T) <= 2, std::uint32_t, std::int64_t>;  // of up to 32,767 rows
-    using Total = std::int64_t;
-    static T Quotient(Total sum, int count) {
-        if constexpr (sizeof(T) <= 2)
-            return static_cast<T>(static_cast<int>(static_cast<double>(sum) / count));
-        else
-            return static_cast<T>(sum / count);
-    }
     const std::vector<int>& mColumns;
+    int mStep;  // width of the blocks where all are equally wide, else 0
     std::vector<Sum> mSums;
     int mRows = 0;
 };
 
-// Floating-point values are added up block by block in raster order.
-template <class T>
-class BlockMeans<T, std::enable_if_t<std::is_floating_point_v<T>>> {
-public:
-    BlockMeans(std::size_t, const std::vector<int>& columns) : mColumns(columns), mSums(columns.size() - 1) {}
-    void Add(const T* src) {
-        for (std::size_t x = 0; x < mSums.size(); ++x)
-            for (int i = mColumns[x]; i < mColumns[x + 1]; ++i) mSums[x] += static_cast<double>(src[i]);
-        ++mRows;
-    }
-    void Take(T* dst, std::size_t width) {
-        for (std::size_t x = 0; x < width; ++x)
-            dst[x] = static_cast<T>(mSums[x] / ((mColumns[x + 1] - mColumns[x]) * mRows));
-        std::fill(mSums.begin(), mSums.end(), 0.0);
-        mRows = 0;
-    }
+// Goes down the source: `add(pixels)` sees each row, `finish(out)` makes destination row k after source row ends[k]
+// - 1.
+template <class T, class Add, class Finish>
+void ReduceRows(const KrTAOI<T>* src, KrTAOI<T>* dst, const int* ends, const Add& add, const Finish& finish) {
+    KrTBuf1D<T> buffer(static_cast<std::size_t>(dst->AOIWidth()));
+    int done = 0;
+    VisitRows(
+        Access::eTyped,
+        [&](int y, const T* pixels, std::size_t) {
+            add(pixels);
+            if (done == dst->AOIHeight() || y + 1 < ends[done]) return;
+            T* direct = dst->GetRowPointer(done);
+            finish(direct ? direct : buffer.Data());
+            if (!direct) dst->WriteRow(done, walk::Columns(dst->AOIWidth()), buffer);
+            ++done;
+        },
+        src);
+}
 
-private:
-    const std::vector<int>& mColumns;
-    std::vector<double> mSums;
-    int mRows = 0;
-};
+template <class Sum, class T>
+void AverageBlocks(const KrTAOI<T>* src, KrTAOI<T>* dst, const int* ends, const std::vector<int>& columns, int step) {
+    BlockMeans<T, Sum> means(columns, step);
+    ReduceRows(
+        src, dst, ends, [&](const T* pixels) { means.Add(pixels); }, [&](T* out) { means.Take(out); });
+}
+
+template <class T>
+void SampleBlocks(const KrTAOI<T>* src, KrTAOI<T>* dst, const int* starts, const std::vector<int>& columns, int step) {
+    std::vector<int> ends(starts, starts + dst->AOIHeight());
+    for (int& end : ends) ++end;
+    const std::size_t width = columns.size() - 1;
+    const T* line = nullptr;
+    ReduceRows(
+        src, dst, ends.data(), [&](const T* pixels) { line = pixels; },
+        [&](T* out) {
+            if (step > 0) return std::get<PickRow<T>>(GetZoomRows().pick)(out, line, step, width);
+            for (std::size_t x = 0; x < width; ++x) out[x] = line[columns[x]];
+        });
+}
 
 }  // namespace
 
 template <class T>
 void KrIpCopy::CopyZoom(const KrTAOI<T>* src, KrTAOI<T>* dst, int averaging) {
-    if (CommonRegion(src, dst).cx == 0) return;
+    const KrTSize<int> size = CommonRegion(src, dst);
+    if (size.cx == 0) return;
     if (SharePixels(src, dst)) throw new KrNotImplementedException(L"C\\ipCopy", 250, L"CopyZoom( pSrc == pDest )");
     if (src->AOIWidth() < dst->AOIWidth() || src->AOIHeight() < dst->AOIHeight())
         throw new KrNotImplementedException(L"C\\ipCopy", 325, L"CopyZoom( pSrc < pDest )");
     if (src->AOISize() == dst->AOISize()) return Copy(src, dst);
 
-    const int width = dst->AOIWidth();
-    const std::vector<int> columns = BlockStarts(src->AOIWidth(), width);
-    const std::vector<int> rows = BlockStarts(src->AOIHeight(), dst->AOIHeight());
-    KrTBuf1D<T> in(static_cast<std::size_t>(src->AOIWidth()));
-    KrTBuf1D<T> buffer(static_cast<std::size_t>(width));
-    BlockMeans<T> means(in.Size(), columns);
-    for (std::size_t y = 0; y + 1 < rows.size(); ++y) {
-        const int end = averaging ? rows[y + 1] : rows[y] + 1;
-        T* direct = dst->GetRowPointer(static_cast<int>(y));
-        T* out = direct ? direct : buffer.Data();
-        for (int row = rows[y]; row < end; ++row) {
-            const T* line = src->GetRowPointer(row);
-            if (!line) {
-                src->ReadRow(row, walk::Columns(src->AOIWidth()), in);
-                line = in.Data();
-            }
-            if (averaging)
-                means.Add(line);
-            else
-                for (std::size_t x = 0; x < buffer.Size(); ++x) out[x] = line[columns[x]];
-        }
-        if (averaging) means.Take(out, buffer.Size());
-        if (!direct) dst->WriteRow(static_cast<int>(y), walk::Columns(width), buffer);
+    const std::vector<int> columns = BlockStarts(src->AOIWidth(), size.cx);
+    const std::vector<int> rows = BlockStarts(src->AOIHeight(), size.cy);
+    const int step = src->AOIWidth() % size.cx == 0 ? src->AOIWidth() / size.cx : 0;
+    if (!averaging) return SampleBlocks(src, dst, rows.data(), columns, step);
+    if constexpr (std::is_floating_point_v<T>) {
+        AverageBlocks<double>(src, dst, rows.data() + 1, columns, step);
+    } else {
+        using Narrow = std::conditional_t<sizeof(T) == 4, std::int64_t, std::uint32_t>;
+        if ((src->AOIWidth() / size.cx + 1) * (src->AOIHeight() / size.cy + 1) <= 0x10000)
+            AverageBlocks<Narrow>(src, dst, rows.data() + 1, columns, step);
+        else
+            AverageBlocks<std::int64_t>(src, dst, rows.data() + 1, columns, step);
     }
 }
 

@@ -276,8 +276,8 @@ double ZoomedPixel(const Canvas& src, const Canvas& dst, int x, int y, bool aver
 }
 
 TEST(Transfer, CopyZoomReduces) {
-    constexpr int sizes[][4] = {{9, 7, 3, 2},   {10, 10, 10, 10}, {64, 5, 7, 5},
-                                {5, 64, 1, 63}, {17, 13, 16, 12}, {4, 4, 0, 2}};
+    constexpr int sizes[][4] = {{9, 7, 3, 2}, {10, 10, 10, 10}, {64, 5, 7, 5},  {5, 64, 1, 63},  {17, 13, 16, 12},
+                                {4, 4, 0, 2}, {70, 6, 35, 3},   {68, 5, 17, 2}, {700, 200, 2, 1}};
     for (const DeviceType type : {eDev8, eDev16, eDev32, eDev32Float})
         for (const auto& s : sizes)
             for (const int form : {0, 1, 2, 3})

@@ -14,7 +14,7 @@ namespace KrN::rows::HWY_NAMESPACE {
 namespace {  // the same short names stand in other files of this folder
 
 // Integer pixels are computed in a type no wider than the result needs, so that a vector holds the most of them; the
-// clipped forms rest on a + min(b, ~a) and a - min(a, b), which cannot leave the type.
+// clipped forms rest on min(a, ~b) + b and a - min(a, b), which cannot leave the type.
 template <class T>
 HWY_INLINE T Min(T a, T b) {
     return a < b ? a : b;
@@ -25,7 +25,7 @@ HWY_INLINE T Max(T a, T b) {
 }
 template <class T>
 HWY_INLINE T SaturatedAdd(T a, T b) {
-    return static_cast<T>(a + Min<T>(b, static_cast<T>(~a)));
+    return static_cast<T>(Min<T>(a, static_cast<T>(~b)) + b);  // a constant b is complemented only once
 }
 template <class T>
 HWY_INLINE T SaturatedSub(T a, T b) {
@@ -130,12 +130,25 @@ struct SubClipConstant {
     }
 };
 
+// The saturating addition of the vector units, which GCC 12 does not find in the loop: it complements in place, so that
+// each vector waits for the one before.
+template <class T>
+HWY_ATTR void AddClipLoop(T* dst, const T* a, const T* b, std::size_t count) {
+    const hwy::HWY_NAMESPACE::ScalableTag<T> tag;
+    const std::size_t lanes = Lanes(tag);
+    std::size_t i = 0;
+    for (; i + lanes <= count; i += lanes) StoreU(SaturatedAdd(LoadU(tag, a + i), LoadU(tag, b + i)), tag, dst + i);
+    for (; i < count; ++i) dst[i] = AddClip::Do<T>(a[i], b[i]);
+}
+
 const ArithRows& Rows() {
     static const ArithRows table = [] {
         ArithRows rows;
         Fill<AddModulo>(rows.addModulo);
         Fill<SubModulo>(rows.subModulo);
         Fill<AddClip>(rows.addClip);
+        std::get<PairRow<u8, u8, u8>>(rows.addClip) = &AddClipLoop<u8>;
+        std::get<PairRow<u16, u16, u16>>(rows.addClip) = &AddClipLoop<u16>;
         Fill<SubClip>(rows.subClip);
         Fill<MeanOp>(rows.mean);
         Fill<AbsDiff>(rows.absDiff);
