@@ -1,12 +1,18 @@
 #include "tests/support/program.h"
 
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
 #include <algorithm>
+#include <chrono>
 #include <cmath>
 #include <cstdlib>
 #include <fstream>
 #include <opencv2/imgcodecs.hpp>
 #include <random>
 #include <sstream>
+#include <thread>
 
 #ifndef VORIP_PROGRAM
 #  define VORIP_PROGRAM ""
@@ -26,11 +32,37 @@ void Program::SetUp() {
     if (!*VORIP_PROGRAM) GTEST_SKIP() << "the program is not built";
 }
 
+std::string Program::Command(const std::string& arguments) const {
+    return "cd '" + mFolder.string() + "' && exec '" VORIP_PROGRAM "' " + arguments +
+           " > .stdout 2> .stderr < /dev/null";
+}
+
+Program::Outcome Program::Finished(int status) const {
+    const int code = WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
+    return {code, ReadText(".stdout"), ReadText(".stderr")};
+}
+
 Program::Outcome Program::Run(const std::string& arguments) const {
-    const std::string command =
-        "cd '" + mFolder.string() + "' && '" VORIP_PROGRAM "' " + arguments + " > .stdout 2> .stderr < /dev/null";
-    const int status = std::system(command.c_str());
-    return {WEXITSTATUS(status), ReadText(".stdout"), ReadText(".stderr")};
+    return Finished(std::system(Command(arguments).c_str()));
+}
+
+Program::Outcome Program::RunInterrupted(const std::string& arguments, const std::function<bool()>& now) const {
+    const std::string command = Command(arguments);
+    const pid_t child = fork();
+    if (child == 0) {
+        execl("/bin/sh", "sh", "-c", command.c_str(), nullptr);
+        _exit(127);
+    }
+    int status = 0;
+    while (waitpid(child, &status, WNOHANG) == 0) {
+        if (now()) {
+            kill(child, SIGINT);
+            waitpid(child, &status, 0);
+            break;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    return Finished(status);
 }
 
 void Program::ExpectRefused(const std::string& arguments, const std::string& says) const {

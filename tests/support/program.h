@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <functional>
 #include <opencv2/core.hpp>
 #include <string>
 
@@ -22,6 +23,8 @@ protected:
 
     // The arguments are words for the shell.
     Outcome Run(const std::string& arguments) const;
+    // Presses Ctrl-C as soon as `now` says so, which is asked again and again.
+    Outcome RunInterrupted(const std::string& arguments, const std::function<bool()>& now) const;
     // Exit code 2, one line on standard error that contains the text, and no file or folder named "o".
     void ExpectRefused(const std::string& arguments, const std::string& says) const;
 
@@ -32,6 +35,9 @@ protected:
     std::string ReadText(const std::string& name) const;
 
 private:
+    std::string Command(const std::string& arguments) const;
+    Outcome Finished(int status) const;
+
     std::filesystem::path mFolder;
 };
 

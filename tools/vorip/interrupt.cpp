@@ -9,6 +9,8 @@ namespace {
 
 volatile std::sig_atomic_t pressed = 0;
 int abortFlag = 0;
+int living = 0;
+void (*previous)(int) = SIG_DFL;
 
 void Press(int) {
     std::signal(SIGINT, SIG_DFL);
@@ -19,17 +21,24 @@ void Press(int) {
 }  // namespace
 
 Interrupt::Interrupt() {
-    pressed = 0;
+    if (living++ > 0) return;
     abortFlag = 0;
-    mPrevious = std::signal(SIGINT, Press);
+    previous = std::signal(SIGINT, Press);
+    if (previous == SIG_IGN) std::signal(SIGINT, SIG_IGN);
 }
 
-Interrupt::~Interrupt() { std::signal(SIGINT, mPrevious == SIG_ERR ? SIG_DFL : mPrevious); }
+Interrupt::~Interrupt() {
+    if (--living > 0) return;
+    std::signal(SIGINT, previous == SIG_ERR ? SIG_DFL : previous);
+    if (pressed) std::raise(SIGINT);
+}
 
 int* Interrupt::AbortFlag() { return &abortFlag; }
 
 void Interrupt::Check() const {
-    if (pressed) throw Failure(kExitInterrupted, "interrupted");
+    if (!pressed) return;
+    pressed = 0;
+    throw Failure(kExitInterrupted, "interrupted");
 }
 
 }  // namespace vorip

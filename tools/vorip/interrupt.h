@@ -2,8 +2,9 @@
 
 namespace vorip {
 
-// Catches Ctrl-C for as long as the object lives, so that a run can end without leaving anything behind. A second
-// Ctrl-C ends the program at once. There is one such object at a time.
+// For as long as one of these objects lives, Ctrl-C is noted instead of ending the program, so that a run can end
+// without leaving anything behind. A second Ctrl-C ends the program at once. When the last object goes and nobody has
+// checked, the program ends then. Nothing changes where Ctrl-C is ignored, as in background jobs of scripts.
 class Interrupt {
 public:
     Interrupt();
@@ -15,9 +16,6 @@ public:
     int* AbortFlag();
     // Ends the command with exit code 130 when Ctrl-C was pressed, whatever became of the flag.
     void Check() const;
-
-private:
-    void (*mPrevious)(int);
 };
 
 }  // namespace vorip

@@ -7,7 +7,6 @@
 #include <random>
 
 #include "tools/vorip/failure.h"
-#include "tools/vorip/interrupt.h"
 #include "tools/vorip/npy.h"
 #include "tools/vorip/picturefile.h"
 
@@ -135,6 +134,7 @@ void OutputSet::CreateFolders() {
 
 fs::path OutputSet::StagingFolder() {
     if (!mStaging.empty()) return mStaging;
+    mInterrupt.emplace();
     try {
         CreateFolders();
         const fs::path staging = mFolder / UniqueName();
@@ -151,6 +151,7 @@ void OutputSet::AddBytes(const std::string& name, const void* data, std::size_t 
     stream.write(static_cast<const char*>(data), static_cast<std::streamsize>(size));
     stream.close();
     if (!stream) Refuse((mFolder / name).string() + ": cannot be written");
+    mInterrupt->Check();
 }
 
 void OutputSet::AddImage(const std::string& name, const cv::Mat& image) {
@@ -161,8 +162,10 @@ void OutputSet::AddImage(const std::string& name, const cv::Mat& image) {
 void OutputSet::AddText(const std::string& name, const std::string& text) { AddBytes(name, text.data(), text.size()); }
 
 void OutputSet::Commit() {
+    const fs::path staging = StagingFolder();
+    mInterrupt->Check();
     try {
-        Move(StagingFolder(), mFolder).Run();
+        Move(staging, mFolder).Run();
         mCommitted = true;
     } catch (const fs::filesystem_error& error) {
         Refuse(mFolder.string() + ": cannot write there: " + error.code().message());
@@ -178,9 +181,7 @@ OutputFile::OutputFile(const fs::path& file)
 }
 
 void OutputFile::Save(const cv::Mat& image) {
-    const Interrupt interrupt;
     mSet.AddImage(mName, image);
-    interrupt.Check();
     mSet.Commit();
 }
 

@@ -2,13 +2,17 @@
 
 #include <filesystem>
 #include <opencv2/core.hpp>
+#include <optional>
 #include <string>
 #include <vector>
+
+#include "tools/vorip/interrupt.h"
 
 namespace vorip {
 
 // The files that one run writes into a folder. They are written into a hidden folder inside it and moved to their names
-// by Commit, so that they appear complete or not at all. Without a Commit nothing remains, not even a new folder.
+// by Commit, so that they appear complete or not at all. Without a Commit nothing remains, not even a new folder; from
+// the first file on, Ctrl-C is noted and ends the command after the file at hand.
 class OutputSet {
 public:
     // Refuses a folder that cannot be one. Nothing is created yet.
@@ -33,6 +37,7 @@ private:
     void CreateFolders();
 
     std::filesystem::path mFolder;
+    std::optional<Interrupt> mInterrupt;
     std::filesystem::path mStaging;               // empty until something is written
     std::vector<std::filesystem::path> mCreated;  // folders made by this run, outermost first
     bool mCommitted = false;
@@ -45,8 +50,7 @@ private:
 //     output.Save(image);              // last thing: refuses pixels that the format cannot hold
 //     std::printf("written to %s\n", options.out.c_str());
 //
-// An earlier file of that name stays as it was until the new one is complete; Ctrl-C while it is written leaves
-// nothing behind (no other Interrupt may live during Save).
+// An earlier file of that name stays as it was until the new one is complete.
 class OutputFile {
 public:
     // What the file may be, for the help of --out.

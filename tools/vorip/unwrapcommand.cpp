@@ -131,10 +131,14 @@ std::vector<SummaryEntry> Entries(const UnwrapOptions& options) {
     return entries;
 }
 
-UnwrapResult Unwrap(Inputs& inputs, const UnwrapOptions& options, int* abortFlag) {
+UnwrapResult Unwrap(Inputs& inputs, const UnwrapOptions& options) {
     if (options.method == UnwrapMethod::kRegions) return UnwrapByRegions(inputs, options);
-    return UnwrapByReliability(inputs.phase, static_cast<std::uint32_t>(options.minGroup),
-                               ZeroPoint(options, inputs.phase.steps), "--zero=" + options.zero, abortFlag);
+    Interrupt interrupt;
+    UnwrapResult result =
+        UnwrapByReliability(inputs.phase, static_cast<std::uint32_t>(options.minGroup),
+                            ZeroPoint(options, inputs.phase.steps), "--zero=" + options.zero, interrupt.AbortFlag());
+    interrupt.Check();
+    return result;
 }
 
 // An option that the chosen method does not have would silently do nothing.
@@ -153,19 +157,15 @@ void RefuseForeignOptions(const CLI::App& command, UnwrapMethod method) {
 
 void RunUnwrap(const UnwrapOptions& options) {
     OutputSet outputs(options.out);
-    Interrupt interrupt;
     Progress progress("vorip unwrap");
     progress.Stage("reading");
     Inputs inputs = ReadInputs(options);
-    interrupt.Check();
     progress.Stage("unwrapping");
     const auto start = std::chrono::steady_clock::now();
-    const UnwrapResult result = Unwrap(inputs, options, interrupt.AbortFlag());
-    interrupt.Check();
+    const UnwrapResult result = Unwrap(inputs, options);
     const std::chrono::duration<double> time = std::chrono::steady_clock::now() - start;
     progress.Stage("writing");
     const std::string report = WriteUnwrapResult(outputs, result, Entries(options), time.count());
-    interrupt.Check();
     outputs.Commit();
     progress.End();
     std::printf("%s\n", report.c_str());
