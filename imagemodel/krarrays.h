@@ -13,7 +13,9 @@ public:
     explicit KrTBuf1D(std::size_t count = 0) : mElems(count) {}
     KrTBuf1D(std::initializer_list<T> elems) : mElems(elems) {}
     KrTBuf1D(const KrTBuf1D&) = default;
+    KrTBuf1D(KrTBuf1D&&) = default;
     KrTBuf1D& operator=(const KrTBuf1D&) = default;
+    KrTBuf1D& operator=(KrTBuf1D&&) = default;
     virtual ~KrTBuf1D() = default;
 
     std::size_t Size() const { return mElems.size(); }
@@ -34,7 +36,9 @@ public:
     KrTBuf2D() = default;
     KrTBuf2D(std::size_t width, std::size_t height) : mElems(width * height), mWidth(width), mHeight(height) {}
     KrTBuf2D(const KrTBuf2D&) = default;
+    KrTBuf2D(KrTBuf2D&&) = default;
     KrTBuf2D& operator=(const KrTBuf2D&) = default;
+    KrTBuf2D& operator=(KrTBuf2D&&) = default;
     virtual ~KrTBuf2D() = default;
 
     std::size_t Width() const { return mWidth; }

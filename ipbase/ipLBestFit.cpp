@@ -372,7 +372,10 @@ void KrLBestFit::free_dmatrix(double** matrix, int firstRow, int, int firstColum
     delete[](matrix + firstRow);
 }
 
-int* KrLBestFit::ivector(int first, int last) { return new int[static_cast<std::size_t>(last - first + 1)]() - first; }
+int* KrLBestFit::ivector(int first, int last) {
+    int* vector = new int[static_cast<std::size_t>(last - first + 1)]();
+    return vector - first;
+}
 
 void KrLBestFit::free_ivector(int* vector, int first, int) { delete[](vector + first); }
 
