@@ -36,9 +36,7 @@ public:
     KrTBuf2D() = default;
     KrTBuf2D(std::size_t width, std::size_t height) : mElems(width * height), mWidth(width), mHeight(height) {}
     KrTBuf2D(const KrTBuf2D&) = default;
-    KrTBuf2D(KrTBuf2D&&) = default;
     KrTBuf2D& operator=(const KrTBuf2D&) = default;
-    KrTBuf2D& operator=(KrTBuf2D&&) = default;
     virtual ~KrTBuf2D() = default;
 
     std::size_t Width() const { return mWidth; }
