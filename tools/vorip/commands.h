@@ -20,6 +20,8 @@ CLI::Validator NumberThat(Accepts accepts, const std::string& rule) {
 // with such a function, and one line in the table in main.cpp.
 void AddPhaseCommand(CLI::App& program);
 void AddUnwrapCommand(CLI::App& program);
+void AddQualityCommand(CLI::App& program);
+void AddRegionsCommand(CLI::App& program);
 void AddDemoCommand(CLI::App& program);
 
 }  // namespace vorip

@@ -15,6 +15,11 @@ private:
     int mExitCode;
 };
 
+// Ends a command that has said everything on standard output, with an exit code that is part of its answer.
+struct Verdict {
+    int exitCode;
+};
+
 inline constexpr int kExitCheckFailed = 1;
 inline constexpr int kExitBadInput = 2;
 inline constexpr int kExitInterrupted = 130;  // as shells report Ctrl-C

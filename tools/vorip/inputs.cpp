@@ -46,6 +46,16 @@ PhaseImage FromRadians(const cv::Mat& file) {
     return phase;
 }
 
+// An 8-bit image as it is; of 16 bits the upper 8.
+cv::Mat UpperByte(cv::Mat image) {
+    if (image.depth() == CV_8U) return image;
+    cv::Mat upper(image.size(), CV_8U);
+    const auto from = View<KrN::KrAOI16>(image, L"16-bit picture");
+    auto to = View<KrN::KrAOI8>(upper, L"picture");
+    KrN::KrLTransfer().CopyHigh(&from, &to);
+    return upper;
+}
+
 // Negative and not finite values have the quality 0.
 cv::Mat QualityFromFloat(const cv::Mat& file) {
     cv::Mat cleaned = cv::max(file, 0.0), quality;
@@ -74,19 +84,19 @@ cv::Mat ReadMask(const std::string& file) {
     return image >= 128;
 }
 
+cv::Mat ReadGrey8(const std::string& file) {
+    const cv::Mat image = ReadPicture(file);
+    if (image.depth() != CV_8U && image.depth() != CV_16U)
+        Refuse(file + ": must be 8-bit or 16-bit, this is " + PixelTypeName(image));
+    return UpperByte(image);
+}
+
 cv::Mat ReadQuality(const std::string& file) {
-    cv::Mat image = ReadPicture(file);
-    if (image.depth() == CV_8U) return image;
+    const cv::Mat image = ReadPicture(file);
     if (image.depth() == CV_32F) return QualityFromFloat(image);
-    if (image.depth() != CV_16U)
+    if (image.depth() != CV_8U && image.depth() != CV_16U)
         Refuse(file + ": a quality is 8-bit, 16-bit or float, this is " + PixelTypeName(image));
-    cv::Mat upper(image.size(), CV_8U);
-    for (int y = 0; y < image.rows; ++y) {
-        const auto* in = image.ptr<std::uint16_t>(y);
-        auto* out = upper.ptr<std::uint8_t>(y);
-        for (int x = 0; x < image.cols; ++x) out[x] = static_cast<std::uint8_t>(in[x] >> 8);
-    }
-    return upper;
+    return UpperByte(image);
 }
 
 cv::Mat ToUnwrapMask(const cv::Mat& usable) {

@@ -21,6 +21,9 @@ PhaseImage ReadPhase(const std::string& file);
 // Mask files are 8-bit: 128 and above is usable. The result holds 255 and 0.
 cv::Mat ReadMask(const std::string& file);
 
+// A grey picture in 8 bits; of 16 bits the upper 8 are used.
+cv::Mat ReadGrey8(const std::string& file);
+
 // Quality: higher is better. Of 16 bits the upper 8 are used, float values are scaled so that the largest becomes 255.
 cv::Mat ReadQuality(const std::string& file);
 

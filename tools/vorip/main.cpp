@@ -14,6 +14,8 @@ using AddCommand = void (*)(CLI::App&);
 constexpr AddCommand kCommands[] = {
     vorip::AddPhaseCommand,
     vorip::AddUnwrapCommand,
+    vorip::AddQualityCommand,
+    vorip::AddRegionsCommand,
     vorip::AddDemoCommand,
 };
 
@@ -22,7 +24,8 @@ constexpr char kAbout[] =
     "Pictures are 8- or 16-bit PNG, TIFF or BMP (colour becomes grey), float TIFF, or NPY arrays.";
 constexpr char kFooter[] =
     "A first run:  vorip demo --out demo\n"
-    "Exit codes:   0 done, 1 a check of the demo failed or something unexpected happened, 2 wrong input or options.";
+    "Exit codes:   0 done, 1 a check of the demo failed or something unexpected happened, 2 wrong input or options;\n"
+    "              vorip quality also answers by 3 and 4.";
 
 // The errors of the program are one line each.
 int Complain(std::string text, int exitCode) {
@@ -72,6 +75,8 @@ int main(int argc, char** argv) {
     cv::utils::logging::setLogLevel(cv::utils::logging::LOG_LEVEL_SILENT);
     try {
         return Run(argc, argv);
+    } catch (const vorip::Verdict& verdict) {
+        return verdict.exitCode;
     } catch (const vorip::Failure& failure) {
         return Complain(failure.what(), failure.ExitCode());
     } catch (KrN::KrException* thrown) {
