@@ -19,6 +19,7 @@ std::vector<OperationInfo> MinMaxOperations();
 std::vector<OperationInfo> ThresholdOperations();
 std::vector<OperationInfo> HistogramOperations();
 std::vector<OperationInfo> BestFitOperations();
+std::vector<OperationInfo> ShadeCorrectionOperations();
 
 // All of the above.
 std::vector<OperationInfo> AllOperations();

@@ -21,6 +21,7 @@
 #include "ipbase/ipLMapLut.h"
 #include "ipbase/ipLMinMax.h"
 #include "ipbase/ipLRange.h"
+#include "ipbase/ipLShadeCorr.h"
 #include "ipbase/ipLShift.h"
 #include "ipbase/ipLThreshold.h"
 #include "ipbase/ipLTrans.h"
