@@ -192,7 +192,7 @@ TYPED_TEST(AverageSnap, IsTheAverageWhateverTheBoardSupplies) {
             const test::DirectAccess access(n != 4);
             this->RunImage(averager, board, n);
             EXPECT_EQ(board.waits, n > 2 ? n - 1u : 0u) << "all but the first frame come in the background";
-            for (std::size_t count : {0, 1, 2}) this->RunJob(averager, board, count, n);
+            for (const std::size_t count : {0U, 1U, 2U}) this->RunJob(averager, board, count, n);
             board.waits = 0;
         }
         const bool usesBoard = std::count(board.used.begin(), board.used.end(), board.CreateAOI(1)) > 0;
@@ -251,7 +251,7 @@ TYPED_TEST(AverageSnap, ReportsWhatItCannotDo) {
     const Current current(board);
     TypeParam averager;
     typename TestFixture::Buffer out({5, 3});
-    for (std::size_t count : {1, 2}) {
+    for (const std::size_t count : {1U, 2U}) {
         Job<typename TestFixture::Buffer> job(count);
         const auto error = test::Thrown([&] { averager.Execute(&job, 0); });
         ASSERT_TRUE(error);
@@ -280,7 +280,7 @@ TYPED_TEST(AverageSnap, SurvivesAFailureOfTheBoard) {
     const Current current(board);
     TypeParam averager;
     for (unsigned failAt : {0u, 1u, 2u, 3u})
-        for (std::size_t count : {1, 2}) {
+        for (const std::size_t count : {1U, 2U}) {
             board.frames = 0;
             board.failAt = failAt;
             Job<typename TestFixture::Buffer> job(count);

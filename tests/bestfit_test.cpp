@@ -108,8 +108,9 @@ template <class Buffer>
 void CheckNoisySurfaces(double amplitude, double noise) {
     std::mt19937 random(3);
     std::uniform_real_distribution<double> uniform(0, noise);
-    for (const auto& [w, h] : {std::pair<short, short>{70, 31}, {600, 40}, {310, 190}}) {
-        Buffer src({w, h});
+    for (const KrTSize<short>& size : {KrTSize<short>{70, 31}, {600, 40}, {310, 190}}) {
+        const short w = size.cx, h = size.cy;
+        Buffer src(size);
         KrBufferAOI32Float dst(src.AOISize());
         KrBufferAOI8 disc(src.AOISize()), grains(src.AOISize());
         const double cx = w * 0.6, cy = h * 0.5;

@@ -154,7 +154,7 @@ void Check(const Plane<typename AOI::Pixel>& src, int dx, int dy, int infinite, 
         T f, e;
         std::memcpy(&f, &found[i], sizeof f);
         std::memcpy(&e, &wanted[i], sizeof e);
-        const bool same = f == e || std::memcmp(&f, &e, sizeof f) == 0;
+        const bool same = f == e || std::equal(&found[i], &found[i] + sizeof f, &wanted[i]);
         ASSERT_TRUE(same) << "byte " << i << " is " << +f << " instead of " << +e << "; " << src.w << " x " << src.h
                           << ", baseline " << dx << ", " << dy << ", layout " << static_cast<int>(layout);
     }

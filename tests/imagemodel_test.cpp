@@ -233,7 +233,7 @@ TEST(Frame, RegistersTheModule) {
     EXPECT_TRUE(versions().empty());
     {
         const KrDllIPBase module;
-        const KrDllIPBase copy(module);
+        const std::vector<KrDllIPBase> copies(1, module);
         EXPECT_EQ((std::vector<int>{308, 308}), versions());
     }
     EXPECT_TRUE(versions().empty());

@@ -22,8 +22,8 @@ struct AddSum {
 struct DivideSum {
     template <class D>
     static HWY_INLINE D Do(i32 sum, std::uint32_t k) {
-        const double rounded = static_cast<double>(static_cast<std::uint32_t>(sum) + k / 2);
-        return static_cast<D>(static_cast<i32>(rounded / k));
+        const std::uint32_t raised = static_cast<std::uint32_t>(sum) + k / 2;
+        return static_cast<D>(static_cast<i32>(static_cast<double>(raised) / k));
     }
 };
 
