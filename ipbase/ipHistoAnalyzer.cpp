@@ -83,6 +83,17 @@ void KrHistogramAnalyzer::AddProminences() {
         mExtrema[i].prominence = static_cast<std::uint32_t>((mExtrema[i].isMaximum ? ofMaxima : ofMinima)[i / 2]);
 }
 
+namespace {
+
+// The least grey value that falls into a bin at or above the given one.
+double LeastValue(const KrLHistogram& histogram, std::uint32_t bin) {
+    const std::uint64_t steps = histogram.GetNumSteps();
+    const auto values = static_cast<std::uint64_t>(histogram.CalcRange(histogram.GetNumSteps()).lower + 0.5);
+    return static_cast<double>((bin * values + steps - 1) / steps);
+}
+
+}  // namespace
+
 KrBimodalHistoAnalyzer::KrBimodalHistoAnalyzer() = default;
 KrBimodalHistoAnalyzer::KrBimodalHistoAnalyzer(const KrBimodalHistoAnalyzer&) = default;
 KrBimodalHistoAnalyzer& KrBimodalHistoAnalyzer::operator=(const KrBimodalHistoAnalyzer&) = default;
@@ -115,7 +126,7 @@ bool KrBimodalHistoAnalyzer::Analyze(const KrLHistogram& histogram) {
     }
     if (most == 0.0) return false;
     mThreshold = first + (last - first) / 2;
-    mThresholdValue = histogram.CalcRange(mThreshold + 1).lower;
+    mThresholdValue = LeastValue(histogram, mThreshold + 1);
     mSeparability = std::min(most / histogram.GetMeanSquareDeviation(), 1.0);
     return true;
 }

@@ -54,7 +54,7 @@ public:
 
     // The last bin of the lower class.
     std::uint32_t GetThreshold() const { return mThreshold; }
-    // The same as a grey value: the least one of the upper class, which KrLThreshold::High takes.
+    // The same as a grey value: the least whole one of the upper class, which KrLThreshold::High takes.
     double GetThresholdValue() const { return mThresholdValue; }
     // The classes' means, in bins, and the lower one's share of the pixels, 0..1.
     double GetLowerMean() const { return mLowerMean; }

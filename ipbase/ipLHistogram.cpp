@@ -1,5 +1,7 @@
 #include "ipbase/ipLHistogram.h"
 
+#include <numeric>
+
 #include "ipbase/ipCatalogue.h"
 #include "ipbase/ipRows.h"
 #include "ipbase/ipScalar.h"
@@ -84,14 +86,15 @@ double Sum(const KrTBuf1D<std::uint32_t>& counts, const F& f) {
     return sum;
 }
 
-double Total(const KrTBuf1D<std::uint32_t>& counts) {
-    return Sum(counts, [](double) { return 1.0; });
+// At most 2^56: as many bins with 32-bit counts as there can be.
+std::uint64_t Total(const KrTBuf1D<std::uint32_t>& counts) {
+    return std::accumulate(counts.Data(), counts.Data() + counts.Size(), std::uint64_t{0});
 }
 
 template <class F>
 double Mean(const KrTBuf1D<std::uint32_t>& counts, const F& f) {
-    const double total = Total(counts);
-    return total > 0.0 ? Sum(counts, f) / total : 0.0;
+    const std::uint64_t total = Total(counts);
+    return total > 0 ? Sum(counts, f) / static_cast<double>(total) : 0.0;
 }
 
 double CentralMoment(const KrTBuf1D<std::uint32_t>& counts, int order) {
@@ -119,7 +122,7 @@ double KrLHistogram::GetArithmeticMean() const {
 }
 double KrLHistogram::GetMean() const { return GetArithmeticMean(); }
 double KrLHistogram::GetGeometricMean() const {
-    if (HasZeros(mCounts) || Total(mCounts) == 0.0) return 0.0;
+    if (HasZeros(mCounts) || Total(mCounts) == 0) return 0.0;
     return std::exp(Mean(mCounts, [](double x) { return std::log(x); }));
 }
 double KrLHistogram::GetHarmonicMean() const {
@@ -139,7 +142,7 @@ double KrLHistogram::GetKurtosis() const {
     return m2 > 0.0 ? CentralMoment(mCounts, 4) / (m2 * m2) : 0.0;
 }
 double KrLHistogram::GetMedian() const {
-    const auto total = static_cast<std::uint64_t>(Total(mCounts));
+    const std::uint64_t total = Total(mCounts);
     if (total == 0) return 0.0;
     return (Ranked(mCounts, (total - 1) / 2) + Ranked(mCounts, total / 2)) / 2.0;
 }

@@ -129,6 +129,14 @@ TEST(BimodalHistoAnalyzer, ResultsOfSeparatedModes) {
     EXPECT_DOUBLE_EQ(12.0, analyzer.GetLowerMean());
     EXPECT_DOUBLE_EQ(100.0, analyzer.GetUpperMean());
     EXPECT_DOUBLE_EQ(0.75, analyzer.GetLowerShare());
+    for (const std::size_t steps : {3, 100, 1000}) {  // bins that are no whole number of grey values wide
+        Counts few(steps);
+        few.front() = few.back() = 1;
+        ASSERT_TRUE(analyzer.Analyze(HistogramOf(few)));
+        std::uint32_t least = 0;
+        while (least * steps / 256 <= analyzer.GetThreshold()) ++least;
+        EXPECT_EQ(least, analyzer.GetThresholdValue()) << steps;
+    }
     for (const Counts& unimodal : {Counts{0, 0}, Counts{0, 9, 0}, Counts{4000000000u}}) {
         EXPECT_FALSE(analyzer.Analyze(HistogramOf(unimodal)));
         EXPECT_EQ(0u, analyzer.GetThreshold());
