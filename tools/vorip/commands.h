@@ -20,6 +20,9 @@ CLI::Validator NumberThat(Accepts accepts, const std::string& rule) {
 // with such a function, and one line in the table in main.cpp.
 void AddPhaseCommand(CLI::App& program);
 void AddUnwrapCommand(CLI::App& program);
+void AddAverageCommand(CLI::App& program);
+void AddGradientCommand(CLI::App& program);
+void AddFlattenCommand(CLI::App& program);
 void AddQualityCommand(CLI::App& program);
 void AddRegionsCommand(CLI::App& program);
 void AddDemoCommand(CLI::App& program);

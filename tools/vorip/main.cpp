@@ -14,6 +14,9 @@ using AddCommand = void (*)(CLI::App&);
 constexpr AddCommand kCommands[] = {
     vorip::AddPhaseCommand,
     vorip::AddUnwrapCommand,
+    vorip::AddAverageCommand,
+    vorip::AddGradientCommand,
+    vorip::AddFlattenCommand,
     vorip::AddQualityCommand,
     vorip::AddRegionsCommand,
     vorip::AddDemoCommand,
@@ -24,8 +27,8 @@ constexpr char kAbout[] =
     "Pictures are 8- or 16-bit PNG, TIFF or BMP (colour becomes grey), float TIFF, or NPY arrays.";
 constexpr char kFooter[] =
     "A first run:  vorip demo --out demo\n"
-    "Exit codes:   0 done, 1 a check of the demo failed or something unexpected happened, 2 wrong input or options;\n"
-    "              vorip quality also answers by 3 and 4.";
+    "Exit codes:   0 done, 1 a check of the demo failed or something unexpected happened, 2 wrong input or options,\n"
+    "              130 interrupted; vorip quality also answers by 3 and 4.";
 
 // The errors of the program are one line each.
 int Complain(std::string text, int exitCode) {

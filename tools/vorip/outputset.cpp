@@ -173,7 +173,7 @@ void OutputSet::Commit() {
 }
 
 OutputFile::OutputFile(const fs::path& file)
-    : mName(file.filename().string()), mSet(file.has_parent_path() ? file.parent_path() : fs::path(".")) {
+    : mFile(file), mSet(file.has_parent_path() ? file.parent_path() : fs::path(".")) {
     if (file.empty()) Refuse("--out needs the name of a file");
     std::error_code ignored;
     if (fs::is_directory(file, ignored)) Refuse(file.string() + ": is a folder, not a file");
@@ -181,8 +181,20 @@ OutputFile::OutputFile(const fs::path& file)
 }
 
 void OutputFile::Save(const cv::Mat& image) {
-    mSet.AddImage(mName, image);
+    mSet.AddImage(mFile.filename().string(), image);
     mSet.Commit();
+}
+
+std::vector<std::string> OutputFile::SaveNumbered(const std::vector<cv::Mat>& images) {
+    std::vector<std::string> names;
+    for (const cv::Mat& image : images) {
+        fs::path file = mFile;
+        file.replace_filename(mFile.stem().string() + std::to_string(names.size()) + mFile.extension().string());
+        mSet.AddImage(file.filename().string(), image);
+        names.push_back(file.string());
+    }
+    mSet.Commit();
+    return names;
 }
 
 }  // namespace vorip

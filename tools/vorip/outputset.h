@@ -59,9 +59,11 @@ public:
     explicit OutputFile(const std::filesystem::path& file);
 
     void Save(const cv::Mat& image);
+    // Saves several pictures, all or none, with 0, 1, ... before the endings of their names; returns the names.
+    std::vector<std::string> SaveNumbered(const std::vector<cv::Mat>& images);
 
 private:
-    std::string mName;
+    std::filesystem::path mFile;
     OutputSet mSet;
 };
 

@@ -45,11 +45,7 @@ std::vector<cv::Mat> ReadFrames(const std::vector<std::string>& files) {
     for (const std::string& file : files) {
         frames.push_back(ReadPicture(file));
         if (frames.back().depth() == CV_32S) Refuse(file + ": a fringe picture is 8-bit, 16-bit or float");
-        RequireSameSize(frames.front(), files.front(), frames.back(), file);
-        if (frames.back().type() != frames.front().type()) {
-            Refuse(files.front() + " (" + PixelTypeName(frames.front()) + ") and " + file + " (" +
-                   PixelTypeName(frames.back()) + ") must have the same pixel type");
-        }
+        RequireSameKind(frames.front(), files.front(), frames.back(), file);
     }
     return frames;
 }

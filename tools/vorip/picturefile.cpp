@@ -1,10 +1,13 @@
 #include "tools/vorip/picturefile.h"
 
+#include <algorithm>
+#include <cctype>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <opencv2/imgcodecs.hpp>
 #include <opencv2/imgproc.hpp>
+#include <set>
 
 #include "tools/vorip/failure.h"
 #include "tools/vorip/npy.h"
@@ -75,6 +78,21 @@ cv::Mat ReadPicture(const std::string& file) {
     return ToGrey(image);
 }
 
+std::vector<std::string> ListPictures(const std::string& folder) {
+    static const std::set<std::string> endings{".png", ".bmp", ".tif", ".tiff", ".npy"};
+    std::vector<std::string> files;
+    std::error_code error;
+    for (const auto& entry : std::filesystem::directory_iterator(folder, error)) {
+        std::string ending = entry.path().extension().string();
+        for (char& c : ending) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+        const bool hidden = entry.path().filename().string()[0] == '.';
+        if (!hidden && endings.count(ending) > 0) files.push_back(entry.path().string());
+    }
+    if (error) Refuse(folder + ": cannot be read: " + error.message());
+    std::sort(files.begin(), files.end());
+    return files;
+}
+
 std::string PixelTypeName(const cv::Mat& image) {
     switch (image.depth()) {
         case CV_8U: return "8-bit";
@@ -88,6 +106,13 @@ void RequireSameSize(const cv::Mat& a, const std::string& fileA, const cv::Mat& 
     if (a.size() == b.size()) return;
     Refuse(cv::format("%s (%d x %d) and %s (%d x %d) must have the same size", fileA.c_str(), a.cols, a.rows,
                       fileB.c_str(), b.cols, b.rows));
+}
+
+void RequireSameKind(const cv::Mat& a, const std::string& fileA, const cv::Mat& b, const std::string& fileB) {
+    RequireSameSize(a, fileA, b, fileB);
+    if (a.type() == b.type()) return;
+    Refuse(fileA + " (" + PixelTypeName(a) + ") and " + fileB + " (" + PixelTypeName(b) +
+           ") must have the same pixel type");
 }
 
 }  // namespace vorip
