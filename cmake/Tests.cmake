@@ -26,3 +26,10 @@ if(have_library)
         "-DGENERATOR=${CMAKE_GENERATOR}" "-DCXX=${CMAKE_CXX_COMPILER}" "-DCXX_FLAGS=${CMAKE_CXX_FLAGS}"
         -P "${PROJECT_SOURCE_DIR}/tests/consumer/run.cmake")
 endif()
+
+# The reference pages list the combinations that the dispatch supports; `reference FOLDER` brings them up to date.
+if(have_library)
+    add_executable(reference tools/reference/main.cpp)
+    target_link_libraries(reference PRIVATE voripbase_objects)
+    add_test(NAME reference COMMAND reference --check "${PROJECT_SOURCE_DIR}/docs/reference")
+endif()

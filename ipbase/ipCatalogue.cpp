@@ -1,16 +1,27 @@
 #include "ipbase/ipCatalogue.h"
 
+#include "ipbase/ipFilterImage.h"
+
 namespace KrN {
 
-std::vector<OperationInfo> AllOperations() {
-    std::vector<OperationInfo> all;
-    for (const auto family : {ArithmeticOperations, BestFitOperations, TransferOperations, ShiftOperations,
-                              ConvertOperations, RangeOperations, MapLutOperations, LogicOperations, MinMaxOperations,
-                              ThresholdOperations, HistogramOperations, ShadeCorrectionOperations}) {
-        const std::vector<OperationInfo> operations = family();
-        all.insert(all.end(), operations.begin(), operations.end());
-    }
-    return all;
+const std::vector<OperationFamily>& OperationFamilies() {
+    static const std::vector<OperationFamily> families = {
+        {"arithmetic", ArithmeticOperations},
+        {"transfer", TransferOperations},
+        {"shift", ShiftOperations},
+        {"conversion", ConvertOperations},
+        {"range", RangeOperations},
+        {"tables", MapLutOperations},
+        {"logic", LogicOperations},
+        {"minmax", MinMaxOperations},
+        {"threshold", ThresholdOperations},
+        {"histogram", HistogramOperations},
+        {"linefilters", LineFilterOperations},
+        {"imagefilters", ImageFilterOperations},
+        {"bestfit", BestFitOperations},
+        {"shading", ShadeCorrectionOperations},
+    };
+    return families;
 }
 
 }  // namespace KrN

@@ -21,7 +21,11 @@ std::vector<OperationInfo> HistogramOperations();
 std::vector<OperationInfo> BestFitOperations();
 std::vector<OperationInfo> ShadeCorrectionOperations();
 
-// All of the above.
-std::vector<OperationInfo> AllOperations();
+// All of the above and the filters, each with a short name.
+struct OperationFamily {
+    const char* name;
+    std::vector<OperationInfo> (*operations)();
+};
+const std::vector<OperationFamily>& OperationFamilies();
 
 }  // namespace KrN

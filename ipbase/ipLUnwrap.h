@@ -47,9 +47,9 @@ public:
     //                  mask itself, and must not be smaller than the common region
     //   minQuality     pixels whose level, min(quality + 1, 255), is not above this are left out
     //   minAreaSize    components of fewer pixels are dropped
-    //   orderQualMode  how far growth may climb from quality level q to better pixels: 1: by 255, 2: q, 3: q / 2, 4: q
-    //   / 4,
-    //                  5: q / 8, 6: q / 16, 7: q / 32, 8: not at all; other values keep the choice of the previous run
+    //   orderQualMode  how far growth may climb from quality level q to better pixels: mode 1 by 255, 2 by q,
+    //                  3 by q / 2, 4 by q / 4, 5 by q / 8, 6 by q / 16, 7 by q / 32, 8 not at all; other values keep
+    //                  the choice of the previous run
     //   centreOrders   0: the period shifts of a component are centred around 0; otherwise the smallest one becomes 0
     // An empty common region writes nothing. Throws KrException, before anything is written, when an image is missing
     // or targetMask is too small.
