@@ -89,7 +89,8 @@ namespace {
 double LeastValue(const KrLHistogram& histogram, std::uint32_t bin) {
     const std::uint64_t steps = histogram.GetNumSteps();
     const auto values = static_cast<std::uint64_t>(histogram.CalcRange(histogram.GetNumSteps()).lower + 0.5);
-    return static_cast<double>((bin * values + steps - 1) / steps);
+    const std::uint64_t least = (bin * values + steps - 1) / steps;
+    return static_cast<double>(least);
 }
 
 }  // namespace

@@ -58,8 +58,9 @@ cv::Mat UpperByte(cv::Mat image) {
 
 // Negative and not finite values have the quality 0.
 cv::Mat QualityFromFloat(const cv::Mat& file) {
-    cv::Mat cleaned = cv::max(file, 0.0), quality;
-    cleaned.setTo(0.0, (file != file) | (file > std::numeric_limits<float>::max()));
+    cv::Mat cleaned(file.size(), CV_32F, 0.0), finite, quality;
+    cv::inRange(file, 0.0, static_cast<double>(std::numeric_limits<float>::max()), finite);
+    file.copyTo(cleaned, finite);
     double largest = 0;
     cv::minMaxLoc(cleaned, nullptr, &largest);
     cleaned.convertTo(quality, CV_8U, largest > 0 ? 255.0 / largest : 0.0);
