@@ -4,13 +4,15 @@
 #include <type_traits>
 
 #include "imagemodel/krvalues.h"
+#include "ipbase/ipFilterAccess.h"
 #include "ipbase/ipFilterWindow.h"
 
-// Filters of a whole image in memory, in place. Mask values below 64 mark valid pixels; a null mask means that all are;
-// a mask has the size of the image. Invalid pixels keep their value and do not count for others.
+// Filters of whole images. Mask values below 64 mark valid pixels; a null mask means that all are; a mask has the size
+// of the image. Invalid pixels keep their value and do not count for others.
 namespace KrN {
 
-// A window of kx * ky pixels around each pixel, from (x - kx/2, y - ky/2) on.
+// A window of kx * ky pixels around each pixel, from (x - kx/2, y - ky/2) on. Pixels beyond the image are copies of the
+// nearest one. Without pixels in the window, nothing changes.
 struct BlockWindow {
     WindowKind kind;
     std::uint32_t kx, ky;
@@ -19,24 +21,24 @@ struct BlockWindow {
 };
 
 BlockWindow KernelBlock(const KrTBuf2D<std::int32_t>& kernel, double scale);
-// Windows that reach far beyond all of the image are cut.
-BlockWindow RankBlock(WindowKind kind, const KrTSize<std::uint32_t>& size, std::size_t width, std::size_t height);
+BlockWindow RankBlock(WindowKind kind, const KrTSize<std::uint32_t>& size);
 
-template <class T>
-using Image = KrTBuf2D<T>;
 using Mask = const KrTBuf2D<std::uint8_t>*;
 
 // A mask of the size of an image from one of any size, continued by its nearest pixel.
-KrTBuf2D<std::uint8_t> FitMask(const KrTBuf2D<std::uint8_t>& mask, std::size_t width, std::size_t height);
+KrTBuf2D<std::uint8_t> FitMask(const KrTBuf2D<std::uint8_t>& mask, Extent size);
 
-// The window; pixels beyond the image are copies of the nearest one.
 template <class T>
-void FilterBlock(const BlockWindow& window, Image<T>& image, Mask mask);
+void FilterBlock(const BlockWindow& window, Extent size, RowReader<T>& reader, RowWriter<T>& writer, Mask mask);
 
 // A line window on all rows, then another one on all columns; masks beyond the ends of a line are those of its last
 // pixel. Masks matter to weighted sums alone.
 template <class T>
-void FilterRowsThenColumns(const LineWindow& rows, const LineWindow& columns, Image<T>& image, Mask mask);
+void FilterRowsThenColumns(const LineWindow& rows, const LineWindow& columns, Extent size, RowReader<T>& reader,
+                           RowWriter<T>& writer, Mask mask);
+// Of an image in memory.
+template <class T>
+void FilterRowsThenColumns(const LineWindow& rows, const LineWindow& columns, KrTBuf2D<T>& image, Mask mask);
 
 // Where a line rises to the foreground value or above, or falls below it, `reach` samples from the edge on become
 // `value`: those on the foreground's side of it, or, when `outwards`, those on the other side. The ends of a line are
@@ -63,6 +65,50 @@ EdgeFill<T> DilatationFill(T foreground) {
     return {foreground, foreground, true};
 }
 template <class T>
-void FillEdges(const EdgeFill<T>& fill, std::uint32_t reachX, std::uint32_t reachY, Image<T>& image);
+void FillEdges(const EdgeFill<T>& fill, std::uint32_t reachX, std::uint32_t reachY, Extent size, RowReader<T>& reader,
+               RowWriter<T>& writer);
+
+// --- The filters of a given size -------------------------------------------------------------------------------------
+
+struct TakesMask {
+    static void CheckMask(bool) {}
+};
+// Throw when a mask is to be used.
+struct BinaryErosion {
+    static void CheckMask(bool useMask);
+    template <class T>
+    static void Run(const KrTSize<std::uint32_t>& taps, Extent size, RowReader<T>& reader, RowWriter<T>& writer, Mask) {
+        FillEdges(ErosionFill(BinaryForeground<T>()), taps.cx / 2, taps.cy / 2, size, reader, writer);
+    }
+};
+struct BinaryDilatation {
+    static void CheckMask(bool useMask);
+    template <class T>
+    static void Run(const KrTSize<std::uint32_t>& taps, Extent size, RowReader<T>& reader, RowWriter<T>& writer, Mask) {
+        FillEdges(DilatationFill(BinaryForeground<T>()), taps.cx / 2, taps.cy / 2, size, reader, writer);
+    }
+};
+struct GaussFilter : TakesMask {
+    template <class T>
+    static void Run(const KrTSize<std::uint32_t>& taps, Extent size, RowReader<T>& reader, RowWriter<T>& writer,
+                    Mask mask) {
+        FilterRowsThenColumns(GaussWindow(taps.cx), GaussWindow(taps.cy), size, reader, writer, mask);
+    }
+};
+struct MeanFilter : TakesMask {
+    template <class T>
+    static void Run(const KrTSize<std::uint32_t>& taps, Extent size, RowReader<T>& reader, RowWriter<T>& writer,
+                    Mask mask) {
+        FilterRowsThenColumns(MeanWindow(taps.cx), MeanWindow(taps.cy), size, reader, writer, mask);
+    }
+};
+template <WindowKind kind>
+struct RankFilter : TakesMask {
+    template <class T>
+    static void Run(const KrTSize<std::uint32_t>& taps, Extent size, RowReader<T>& reader, RowWriter<T>& writer,
+                    Mask mask) {
+        FilterBlock(RankBlock(kind, taps), size, reader, writer, mask);
+    }
+};
 
 }  // namespace KrN

@@ -126,26 +126,28 @@ VORIP_RANK_FILTER(KrTFilter1DDilatation, WindowKind::eMaximum)
 #undef VORIP_RANK_FILTER
 
 // Binary filters.
-#define VORIP_BINARY_FILTER(Class, FillOf)                                              \
-  template <class T>                                                                    \
-  Class<T>::Class(std::uint32_t taps) : Class(taps, BinaryForeground<T>()) {}           \
-  template <class T>                                                                    \
-  Class<T>::Class(std::uint32_t taps, T foreground) : mForeground(foreground) {         \
-    this->SetOnes(taps);                                                                \
-  }                                                                                     \
-  template <class T>                                                                    \
-  Class<T>::~Class() = default;                                                         \
-  template <class T>                                                                    \
-  void Class<T>::FilterMasked(KrTBuf1D<T>& line, const KrTBuf1D<std::uint8_t>&, bool) { \
-    Filter(line);                                                                       \
-  }                                                                                     \
-  template <class T>                                                                    \
-  void Class<T>::Filter(KrTBuf1D<T>& line) {                                            \
-    if (line.Size() == 0) return;                                                       \
-    KrTBuf2D<T> image(line.Size(), 1);                                                  \
-    std::copy_n(line.Data(), line.Size(), image.Row(0));                                \
-    FillEdges(FillOf(mForeground), this->mKernelWidth / 2, 0, image);                   \
-    std::copy_n(image.Row(0), line.Size(), line.Data());                                \
+#define VORIP_BINARY_FILTER(Class, FillOf)                                                       \
+  template <class T>                                                                             \
+  Class<T>::Class(std::uint32_t taps) : Class(taps, BinaryForeground<T>()) {}                    \
+  template <class T>                                                                             \
+  Class<T>::Class(std::uint32_t taps, T foreground) : mForeground(foreground) {                  \
+    this->SetOnes(taps);                                                                         \
+  }                                                                                              \
+  template <class T>                                                                             \
+  Class<T>::~Class() = default;                                                                  \
+  template <class T>                                                                             \
+  void Class<T>::FilterMasked(KrTBuf1D<T>& line, const KrTBuf1D<std::uint8_t>&, bool) {          \
+    Filter(line);                                                                                \
+  }                                                                                              \
+  template <class T>                                                                             \
+  void Class<T>::Filter(KrTBuf1D<T>& line) {                                                     \
+    if (line.Size() == 0) return;                                                                \
+    KrTBuf2D<T> image(line.Size(), 1);                                                           \
+    std::copy_n(line.Data(), line.Size(), image.Row(0));                                         \
+    RowReader<T> reader(image);                                                                  \
+    RowWriter<T> writer(image);                                                                  \
+    FillEdges(FillOf(mForeground), this->mKernelWidth / 2, 0, {line.Size(), 1}, reader, writer); \
+    std::copy_n(image.Row(0), line.Size(), line.Data());                                         \
   }
 VORIP_BINARY_FILTER(KrTFilterFastBinary1DErosion, ErosionFill)
 VORIP_BINARY_FILTER(KrTFilterFastBinary1DDilatation, DilatationFill)

@@ -5,6 +5,7 @@
 
 #include "ipbase/ipFilterWindow.h"
 #include "ipbase/rows/ipFilterRows.h"
+#include "ipbase/rows/ipWindowRows.h"
 
 // A window on rows of pixels in memory.
 namespace KrN {
@@ -31,13 +32,14 @@ inline std::size_t PaddingOf(const LineWindow& window) { return window.taps - 1;
 // One row from the rows of its window samples. Windows without taps have no result.
 template <class T>
 void RunWindow(const LineWindow& window, T* dst, const T* const* taps, std::size_t count) {
-    const rows::FilterRows& table = rows::GetFilterRows();
+    const rows::WindowRows& table = rows::GetWindowRows();
     using Tap = rows::TapRow<T>;
     switch (window.kind) {
+        case WindowKind::eMean:
         case WindowKind::eWeighted:
             return std::get<rows::WeightedRow<T>>(table.weighted)(dst, taps, window.weights.Data(), window.taps,
                                                                   window.scale, count);
-        case WindowKind::eMedian: return std::get<Tap>(table.median)(dst, taps, window.taps, count);
+        case WindowKind::eMedian: return std::get<Tap>(rows::GetFilterRows().median)(dst, taps, window.taps, count);
         case WindowKind::eMinimum: return std::get<Tap>(table.minimum)(dst, taps, window.taps, count);
         case WindowKind::eMaximum: return std::get<Tap>(table.maximum)(dst, taps, window.taps, count);
     }
@@ -48,5 +50,44 @@ template <class T>
 void PointTaps(const T* padded, std::vector<const T*>& taps) {
     for (std::size_t k = 0; k < taps.size(); ++k) taps[k] = padded + k;
 }
+
+// How a window of samples of one type is computed along rows and columns.
+enum class WindowPath {
+    eTaps,     // all samples of the window for each pixel
+    eDoubled,  // extremes of 2, 4, 8, ... samples, each from two of the previous ones; two of them cover the window
+    eNarrow,   // means of running sums in 16 bits,
+    eInteger,  // in 32 bits,
+    eDouble    // and in doubles
+};
+template <class T>
+WindowPath PathOf(const LineWindow& window);
+
+// A filter along rows of one width. It holds the buffers.
+template <class T>
+class AlongRow {
+public:
+    AlongRow(const LineWindow& window, std::size_t width);
+    // `out` may be the row.
+    void Run(const T* row, T* out);
+
+private:
+    void RunDoubled(T* out);
+    template <class S>
+    void RunMean(T* out, std::vector<S>& prefix);
+
+    LineWindow mWindow;
+    std::size_t mWidth;
+    WindowPath mPath;
+    rows::MeanRule mRule{};
+    std::vector<T> mPadded, mOdd, mEven;
+    std::vector<const T*> mTaps;
+    std::vector<std::uint16_t> mShorts;
+    std::vector<std::uint32_t> mSums;
+    std::vector<double> mDoubles;
+};
+
+// A window of extremes on a line of `extent` samples, without what it sees of the ends more than once.
+LineWindow CutToLine(LineWindow window, std::size_t extent);
+rows::MeanRule RuleOf(const LineWindow& window);
 
 }  // namespace KrN

@@ -2,7 +2,6 @@
 #include <vector>
 
 #include "Core/vorTools/Inc/syfilt2d.h"
-#include "imagemodel/krexception.h"
 #include "ipbase/ipFilterBlock.h"
 #include "ipbase/ipFilterLine.h"
 
@@ -15,8 +14,15 @@ template <class T, class F>
 void WithMask(const KrTBuf2D<T>& image, const KrTBuf2D<std::uint8_t>& mask, bool useMask, const F& filter) {
     if (!useMask || mask.Width() == 0 || mask.Height() == 0) return filter(nullptr);
     if (mask.Width() == image.Width() && mask.Height() == image.Height()) return filter(&mask);
-    const KrTBuf2D<std::uint8_t> fitted = FitMask(mask, image.Width(), image.Height());
+    const KrTBuf2D<std::uint8_t> fitted = FitMask(mask, {image.Width(), image.Height()});
     filter(&fitted);
+}
+
+template <class T, class F>
+void OnImage(KrTBuf2D<T>& image, const F& filter) {
+    RowReader<T> reader(image);
+    RowWriter<T> writer(image);
+    filter(Extent{image.Width(), image.Height()}, reader, writer);
 }
 
 template <class T>
@@ -43,7 +49,9 @@ template <class T>
 void KrTFilter2D<T>::Filter(KrTBuf2D<T>& image, const KrTBuf2D<std::uint8_t>& mask, bool useMask) {
     WithMask(image, mask, useMask, [&](Mask fitted) {
         if (fitted)
-            FilterBlock(KernelBlock(mKernel, mScale), image, fitted);
+            OnImage(image, [&](Extent size, auto& reader, auto& writer) {
+                FilterBlock(KernelBlock(mKernel, mScale), size, reader, writer, fitted);
+            });
         else
             Filter(image);
     });
@@ -80,52 +88,31 @@ void KrTFilter2D<T>::Filter(KrTBuf2D<T>& image) {
     }
 }
 
-namespace {
-
-template <class T>
-void FilterGauss(const KrTSize<std::uint32_t>& size, KrTBuf2D<T>& image, Mask mask) {
-    FilterRowsThenColumns(GaussWindow(size.cx), GaussWindow(size.cy), image, mask);
-}
-template <class T>
-void FilterMean(const KrTSize<std::uint32_t>& size, KrTBuf2D<T>& image, Mask mask) {
-    FilterRowsThenColumns(MeanWindow(size.cx), MeanWindow(size.cy), image, mask);
-}
-template <WindowKind kind, class T>
-void FilterRank(const KrTSize<std::uint32_t>& size, KrTBuf2D<T>& image, Mask mask) {
-    FilterBlock(RankBlock(kind, size, image.Width(), image.Height()), image, mask);
-}
-template <WindowKind kind, class T>
-void FilterExtreme(const KrTSize<std::uint32_t>& size, KrTBuf2D<T>& image, Mask mask) {
-    if (mask) return FilterRank<kind>(size, image, mask);
-    const BlockWindow window = RankBlock(kind, size, image.Width(), image.Height());
-    FilterRowsThenColumns(RankWindow(kind, window.kx), RankWindow(kind, window.ky), image, nullptr);
-}
-
-}  // namespace
-
-#define VORIP_SIZE_FILTER(Class, filter)                                                        \
-  template <class T>                                                                            \
-  Class<T>::Class(const KrTSize<std::uint32_t>& size) : mSize(size) {                           \
-    this->mReady = 1;                                                                           \
-  }                                                                                             \
-  template <class T>                                                                            \
-  Class<T>::~Class() = default;                                                                 \
-  template <class T>                                                                            \
-  void Class<T>::Filter(KrTBuf2D<T>& image, const KrTBuf2D<std::uint8_t>& mask, bool useMask) { \
-    WithMask(image, mask, useMask, [&](Mask fitted) { filter(mSize, image, fitted); });         \
-  }                                                                                             \
-  template <class T>                                                                            \
-  void Class<T>::Filter(KrTBuf2D<T>& image) {                                                   \
-    filter(mSize, image, nullptr);                                                              \
+#define VORIP_SIZE_FILTER(Class, filter)                                                                              \
+  template <class T>                                                                                                  \
+  Class<T>::Class(const KrTSize<std::uint32_t>& size) : mSize(size) {                                                 \
+    this->mReady = 1;                                                                                                 \
+  }                                                                                                                   \
+  template <class T>                                                                                                  \
+  Class<T>::~Class() = default;                                                                                       \
+  template <class T>                                                                                                  \
+  void Class<T>::Filter(KrTBuf2D<T>& image, const KrTBuf2D<std::uint8_t>& mask, bool useMask) {                       \
+    WithMask(image, mask, useMask, [&](Mask fitted) {                                                                 \
+  OnImage(image, [&](Extent size, auto& reader, auto& writer) { filter::Run(mSize, size, reader, writer, fitted); }); \
+    });                                                                                                               \
+  }                                                                                                                   \
+  template <class T>                                                                                                  \
+  void Class<T>::Filter(KrTBuf2D<T>& image) {                                                                         \
+    Filter(image, KrTBuf2D<std::uint8_t>(), false);                                                                   \
   }
-VORIP_SIZE_FILTER(KrTFilter2DGauss, FilterGauss)
-VORIP_SIZE_FILTER(KrTFilter2DMeanSepXY, FilterMean)
-VORIP_SIZE_FILTER(KrTFilter2DMedian, FilterRank<WindowKind::eMedian>)
-VORIP_SIZE_FILTER(KrTFilter2DErosion, FilterExtreme<WindowKind::eMinimum>)
-VORIP_SIZE_FILTER(KrTFilter2DDilatation, FilterExtreme<WindowKind::eMaximum>)
+VORIP_SIZE_FILTER(KrTFilter2DGauss, GaussFilter)
+VORIP_SIZE_FILTER(KrTFilter2DMeanSepXY, MeanFilter)
+VORIP_SIZE_FILTER(KrTFilter2DMedian, RankFilter<WindowKind::eMedian>)
+VORIP_SIZE_FILTER(KrTFilter2DErosion, RankFilter<WindowKind::eMinimum>)
+VORIP_SIZE_FILTER(KrTFilter2DDilatation, RankFilter<WindowKind::eMaximum>)
 #undef VORIP_SIZE_FILTER
 
-#define VORIP_BINARY_FILTER(Class, FillOf, line, message)                                                    \
+#define VORIP_BINARY_FILTER(Class, FillOf, filter)                                                           \
   template <class T>                                                                                         \
   Class<T>::Class(const KrTSize<std::uint32_t>& size) : Class(size, BinaryForeground<T>()) {}                \
   template <class T>                                                                                         \
@@ -136,15 +123,17 @@ VORIP_SIZE_FILTER(KrTFilter2DDilatation, FilterExtreme<WindowKind::eMaximum>)
   Class<T>::~Class() = default;                                                                              \
   template <class T>                                                                                         \
   void Class<T>::Filter(KrTBuf2D<T>& image, const KrTBuf2D<std::uint8_t>&, bool useMask) {                   \
-    if (useMask) throw new KrNotImplementedException(L"Core\\vorTools\\Inc\\syfilt2d", line, message);       \
+    filter::CheckMask(useMask);                                                                              \
     Filter(image);                                                                                           \
   }                                                                                                          \
   template <class T>                                                                                         \
   void Class<T>::Filter(KrTBuf2D<T>& image) {                                                                \
-    FillEdges(FillOf(mForeground), mSize.cx / 2, mSize.cy / 2, image);                                       \
+    OnImage(image, [&](Extent size, auto& reader, auto& writer) {                                            \
+  FillEdges(FillOf(mForeground), mSize.cx / 2, mSize.cy / 2, size, reader, writer);                          \
+    });                                                                                                      \
   }
-VORIP_BINARY_FILTER(KrTFilterFastBinary2DErosion, ErosionFill, 1028, L"KrTFilterFastBinary2DErosion with Mask")
-VORIP_BINARY_FILTER(KrTFilterFastBinary2DDilatation, DilatationFill, 1218, L"KrTFilterFastBinary2DDilatation with Mask")
+VORIP_BINARY_FILTER(KrTFilterFastBinary2DErosion, ErosionFill, BinaryErosion)
+VORIP_BINARY_FILTER(KrTFilterFastBinary2DDilatation, DilatationFill, BinaryDilatation)
 #undef VORIP_BINARY_FILTER
 
 VORIP_FILTERS_OF_ALL_TYPES(VORIP_IMAGE_FILTERS, template);

@@ -23,7 +23,7 @@ LineWindow MeanWindow(std::uint32_t taps) {
     taps = std::min(taps, kMostTaps);
     KrTBuf1D<std::int32_t> weights(taps);
     std::fill_n(weights.Data(), taps, 1);
-    return KernelWindow(weights, 1.0 / taps);
+    return {WindowKind::eMean, taps, taps / 2, weights, 1.0 / taps};
 }
 
 LineWindow RankWindow(WindowKind kind, std::uint32_t taps) {

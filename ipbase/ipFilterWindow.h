@@ -8,7 +8,8 @@
 // What the filters compute over the samples around a pixel.
 namespace KrN {
 
-enum class WindowKind { eWeighted, eMedian, eMinimum, eMaximum };
+// A mean is a weighted sum with weights of 1.
+enum class WindowKind { eWeighted, eMean, eMedian, eMinimum, eMaximum };
 
 // A window along a line: `taps` samples, of which `left` lie before the pixel itself. Samples beyond the ends of the
 // line are copies of its first or last one.

@@ -1,6 +1,7 @@
 #include "ipbase/ipLFilt1d.h"
 
 #include "ipbase/ipFilterImage.h"
+#include "ipbase/ipFilterLine.h"
 
 namespace KrN {
 

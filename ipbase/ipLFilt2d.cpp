@@ -1,6 +1,6 @@
 #include "ipbase/ipLFilt2d.h"
 
-#include "Core/vorTools/Inc/syfilt2d.h"
+#include "ipbase/ipFilterBlock.h"
 #include "ipbase/ipFilterImage.h"
 #include "ipbase/ipLFilt1d.h"
 
@@ -22,48 +22,50 @@ void ReadRegion(const KrTAOI<T>& src, KrTSize<int> size, KrTBuf2D<T>& image) {
         &src);
 }
 
-template <class T>
-void WriteRegion(const KrTBuf2D<T>& image, KrTSize<int> size, KrTAOI<T>& dst) {
-    RowWriter<T> writer(dst, size);
-    for (std::size_t y = 0; y < image.Height(); ++y) {
-        std::copy_n(image.Row(y), image.Width(), writer.Row(y));
-        writer.Finish(y);
-    }
-}
-
-struct SizeJob {
-    KrTSize<std::uint32_t> size;
+struct Masking {
     const KrAOI8* mask;
     bool useMask;
+};
+struct SizeJob {
+    KrTSize<std::uint32_t> size;
+    Masking masking;
 };
 struct KernelJob {
     const KrTBuf2D<std::int32_t>& kernel;
     std::int32_t divisor;
-    const KrAOI8* mask;
-    bool useMask;
+    Masking masking;
 };
 struct RecursiveJob {
     double alpha;
 };
 
-// A considered mask goes to the filter even when it is missing, for some filters refuse it.
-template <class T, class Job>
-void RunFilter(KrTFilter2D<T>&& filter, const Job& job, const KrTAOI<T>& src, KrTAOI<T>& dst) {
-    const KrTSize<int> size = CommonRegion(&src, &dst);
+// Runs `filter(size, reader, writer, mask)`. The mask is read before anything is written, for it may be written, too.
+template <class T, class F>
+void RunFilter(const Masking& masking, const KrTAOI<T>& src, KrTAOI<T>& dst, const F& filter) {
+    const KrTSize<int> region = CommonRegion(&src, &dst);
+    if (region.cx == 0) return;
+    const Extent size{static_cast<std::size_t>(region.cx), static_cast<std::size_t>(region.cy)};
+    RowReader<T> reader(src, dst, region, 1);
+    RowWriter<T> writer(dst, region);
+    const KrTSize<int> known = CommonRegion(masking.mask);
+    if (!masking.useMask || known.cx == 0) return filter(size, reader, writer, nullptr);
     KrTBuf2D<std::uint8_t> mask;
-    if (job.useMask && job.mask) ReadRegion(*job.mask, CommonRegion(job.mask), mask);
-    KrTBuf2D<T> image;
-    ReadRegion(src, size, image);
-    filter.Filter(image, mask, job.useMask);
-    WriteRegion(image, size, dst);
+    ReadRegion(*masking.mask, known, mask);
+    const bool fits = known.cx == region.cx && known.cy == region.cy;
+    const KrTBuf2D<std::uint8_t> fitted = fits ? KrTBuf2D<std::uint8_t>() : FitMask(mask, size);
+    filter(size, reader, writer, fits ? &mask : &fitted);
 }
 
-template <template <class> class Filter, class AOI>
+template <class Filter, class AOI>
 struct SizeCall {
     static constexpr std::uint32_t types = TypesOf<AOI, AOI>();
     template <class Job, class...>
     static void Call(Job& job, KrAOI* src, KrAOI* dst) {
-        RunFilter(Filter<typename AOI::Pixel>(job.size), job, *static_cast<AOI*>(src), *static_cast<AOI*>(dst));
+        Filter::CheckMask(job.masking.useMask);
+        RunFilter(job.masking, *static_cast<AOI*>(src), *static_cast<AOI*>(dst),
+                  [&](Extent size, auto& reader, auto& writer, Mask mask) {
+                      Filter::Run(job.size, size, reader, writer, mask);
+                  });
     }
 };
 template <class AOI>
@@ -71,8 +73,10 @@ struct KernelCallOf {
     static constexpr std::uint32_t types = TypesOf<AOI, AOI>();
     template <class Job, class...>
     static void Call(Job& job, KrAOI* src, KrAOI* dst) {
-        RunFilter(KrTFilter2D<typename AOI::Pixel>(job.kernel, job.divisor), job, *static_cast<AOI*>(src),
-                  *static_cast<AOI*>(dst));
+        RunFilter(job.masking, *static_cast<AOI*>(src), *static_cast<AOI*>(dst),
+                  [&](Extent size, auto& reader, auto& writer, Mask mask) {
+                      FilterBlock(KernelBlock(job.kernel, 1.0 / job.divisor), size, reader, writer, mask);
+                  });
     }
 };
 template <class AOI>
@@ -86,7 +90,7 @@ struct RecursiveCall {
 
 template <class Job>
 using Signature = void(const Job&, KrAOI*, KrAOI*);
-template <template <class> class Filter>
+template <class Filter>
 constexpr const auto& kSizeRows = kRows<Signature<SizeJob>, SizeCall<Filter, KrAOI8>, SizeCall<Filter, KrAOI16>,
                                         SizeCall<Filter, KrAOI32>, SizeCall<Filter, KrAOI32Float>>;
 
@@ -100,15 +104,16 @@ constexpr Operation<Signature<RecursiveJob>> kRecursive{
           RecursiveCall<KrAOI32Float>>};
 
 using SizeOperation = Operation<Signature<SizeJob>>;
-constexpr SizeOperation kGauss{kFile, 191, L"KrFilterGauss( %s, %s )", kSizeRows<KrTFilter2DGauss>};
-constexpr SizeOperation kMedian{kFile, 306, L"KrFilterMedian( %s, %s )", kSizeRows<KrTFilter2DMedian>};
-constexpr SizeOperation kErosion{kFile, 404, L"KrFilterErosion( %s, %s )", kSizeRows<KrTFilter2DErosion>};
+constexpr SizeOperation kGauss{kFile, 191, L"KrFilterGauss( %s, %s )", kSizeRows<GaussFilter>};
+constexpr SizeOperation kMedian{kFile, 306, L"KrFilterMedian( %s, %s )", kSizeRows<RankFilter<WindowKind::eMedian>>};
+constexpr SizeOperation kErosion{kFile, 404, L"KrFilterErosion( %s, %s )", kSizeRows<RankFilter<WindowKind::eMinimum>>};
 constexpr SizeOperation kFastBinaryErosion{kFile, 498, L"KrFilterFastBinaryErosion( %s, %s )",
-                                           kSizeRows<KrTFilterFastBinary2DErosion>};
-constexpr SizeOperation kDilatation{kFile, 595, L"KrFilterDilatation( %s, %s )", kSizeRows<KrTFilter2DDilatation>};
+                                           kSizeRows<BinaryErosion>};
+constexpr SizeOperation kDilatation{kFile, 595, L"KrFilterDilatation( %s, %s )",
+                                    kSizeRows<RankFilter<WindowKind::eMaximum>>};
 constexpr SizeOperation kFastBinaryDilatation{kFile, 688, L"KrFilterFastBinaryDilatation( %s, %s )",
-                                              kSizeRows<KrTFilterFastBinary2DDilatation>};
-constexpr SizeOperation kMeanSepXY{kFile, 872, L"KrFilterMeanSepXY( %s, %s )", kSizeRows<KrTFilter2DMeanSepXY>};
+                                              kSizeRows<BinaryDilatation>};
+constexpr SizeOperation kMeanSepXY{kFile, 872, L"KrFilterMeanSepXY( %s, %s )", kSizeRows<MeanFilter>};
 
 }  // namespace
 
@@ -125,7 +130,7 @@ VORIP_DEFAULTS(KrFilterBinominal);
   VORIP_DEFAULTS(Class);                                                                        \
   void Class::Execute(const KrTSize<std::uint32_t>& size, KrAOI* src, KrAOI* dst, KrAOI8* mask, \
                       MaskConsideration consideration) {                                        \
-    operation({size, mask, consideration != eIgnoreMask}, src, dst ? dst : src);                \
+    operation({size, {mask, consideration != eIgnoreMask}}, src, dst ? dst : src);              \
   }
 VORIP_SIZE_FILTER(KrFilterGauss, kGauss)
 VORIP_SIZE_FILTER(KrFilterMeanSepXY, kMeanSepXY)
@@ -139,7 +144,7 @@ VORIP_SIZE_FILTER(KrFilterFastBinaryDilatation, kFastBinaryDilatation)
 
 void KrFilter::Execute(const KrTBuf2D<std::int32_t>& kernel, std::int32_t divisor, KrAOI* src, KrAOI* dst, KrAOI8* mask,
                        MaskConsideration consideration) {
-    kKernel({kernel, divisor, mask, consideration != eIgnoreMask}, src, dst ? dst : src);
+    kKernel({kernel, divisor, {mask, consideration != eIgnoreMask}}, src, dst ? dst : src);
 }
 
 void KrFilterRecursive::Execute(double alpha, KrAOI* src, KrAOI* dst) { kRecursive({alpha}, src, dst ? dst : src); }

@@ -11,27 +11,11 @@
 #define HWY_DISABLED_TARGETS (HWY_SSSE3 | HWY_AVX3_DL)
 #include <hwy/foreach_target.h>
 
-#include "ipbase/rows/ipRowLoop-inl.h"
+#include "ipbase/rows/ipRound-inl.h"
 
 HWY_BEFORE_NAMESPACE();
 namespace KrN::rows::HWY_NAMESPACE {
 namespace {  // the same short names stand in other files of this folder
-
-constexpr std::size_t kBlock = 256;  // pixels whose sums stay in the first-level cache
-
-// Values beyond 32 bits are rare, and most targets lack 64-bit conversions.
-template <class T>
-HWY_ATTR void RoundBlock(T* dst, const double* values, std::size_t count) {
-    bool ordinary = true;
-    for (std::size_t i = 0; i < count; ++i) ordinary &= std::abs(values[i]) < 2147483647.0;
-    if (!ordinary) {
-        for (std::size_t i = 0; i < count; ++i) dst[i] = RoundToPixel<T>(values[i]);
-        return;
-    }
-    VORIP_INDEPENDENT_LOOP
-    for (std::size_t i = 0; i < count; ++i)
-        dst[i] = static_cast<T>(static_cast<i32>(values[i] + (values[i] > 0.0 ? 0.5 : -0.5)));
-}
 
 template <class T>
 HWY_INLINE double Product(T pixel, i32 weight) {
@@ -41,22 +25,6 @@ HWY_INLINE double Product(T pixel, i32 weight) {
         const u32 product = static_cast<u32>(pixel) * static_cast<u32>(weight);
         if constexpr (std::is_same_v<T, u32>) return product;
         return static_cast<i32>(product);
-    }
-}
-
-template <class T>
-HWY_ATTR void WeightedLoop(T* dst, const T* const* taps, const i32* weights, std::size_t tapCount, double scale,
-                           std::size_t count) {
-    for (std::size_t start = 0; start < count; start += kBlock) {
-        const std::size_t n = std::min(kBlock, count - start);
-        double sums[kBlock] = {};
-        for (std::size_t k = 0; k < tapCount; ++k) {
-            const T* tap = taps[k] + start;
-            const i32 weight = weights[k];
-            for (std::size_t i = 0; i < n; ++i) sums[i] += Product(tap[i], weight);
-        }
-        for (std::size_t i = 0; i < n; ++i) sums[i] *= scale;
-        RoundBlock(dst + start, sums, n);
     }
 }
 
@@ -72,20 +40,6 @@ struct Greatest {
         return a < b ? b : a;
     }
 };
-
-template <class Op, class T>
-HWY_ATTR void ExtremeLoop(T* dst, const T* const* taps, std::size_t tapCount, std::size_t count) {
-    for (std::size_t start = 0; start < count; start += kBlock) {
-        const std::size_t n = std::min(kBlock, count - start);
-        T* out = dst + start;
-        std::copy_n(taps[0] + start, n, out);
-        for (std::size_t k = 1; k < tapCount; ++k) {
-            const T* tap = taps[k] + start;
-            VORIP_INDEPENDENT_LOOP
-            for (std::size_t i = 0; i < n; ++i) out[i] = Op::Do(out[i], tap[i]);
-        }
-    }
-}
 
 template <class T>
 void MedianLoop(T* dst, const T* const* taps, std::size_t tapCount, std::size_t count) {
@@ -170,10 +124,7 @@ HWY_ATTR void BlendLoop(T* pixels, const T* neighbours, double alpha, std::size_
 
 template <class... T>
 void FillTaps(FilterRows& rows, std::tuple<TapRow<T>...>&) {
-    ((std::get<TapRow<T>>(rows.minimum) = &ExtremeLoop<Least, T>), ...);
-    ((std::get<TapRow<T>>(rows.maximum) = &ExtremeLoop<Greatest, T>), ...);
     ((std::get<TapRow<T>>(rows.median) = &MedianLoop<T>), ...);
-    ((std::get<WeightedRow<T>>(rows.weighted) = &WeightedLoop<T>), ...);
     ((std::get<MaskedWeightedRow<T>>(rows.maskedWeighted) = &MaskedWeightedLoop<T>), ...);
 }
 template <class... T>
@@ -187,7 +138,7 @@ void FillPixels(FilterRows& rows, std::tuple<BlendRow<T>...>&) {
 const FilterRows& Rows() {
     static const FilterRows table = [] {
         FilterRows rows;
-        FillTaps(rows, rows.minimum);
+        FillTaps(rows, rows.median);
         FillPixels(rows, rows.blend);
         return rows;
     }();

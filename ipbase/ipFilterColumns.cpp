@@ -1,0 +1,167 @@
+#include "ipbase/ipFilterColumns.h"
+
+namespace KrN {
+
+namespace {
+
+constexpr std::uint32_t kFewTaps = 8;       // extremes: up to here it is faster to look at all samples,
+constexpr std::uint32_t kFewSummands = 16;  // and sums of rows
+
+template <class T>
+rows::TapRow<T> ExtremeOf(const LineWindow& window) {
+    const rows::WindowRows& table = rows::GetWindowRows();
+    return std::get<rows::TapRow<T>>(window.kind == WindowKind::eMinimum ? table.minimum : table.maximum);
+}
+
+// (sum + half) / taps by a multiplication and a shift, for sums of up to 128 bytes: the factor is too large by less
+// than 128 parts of 2^(16 + shift), which never reaches the next integer.
+rows::MeanRule NarrowRule(const LineWindow& window) {
+    int shift = 0;
+    while (2u << shift <= window.taps) ++shift;
+    if (1u << shift == window.taps) --shift;
+    const std::uint32_t factor = ((65536u << shift) + window.taps - 1) / window.taps;
+    return {window.scale, static_cast<std::uint16_t>(window.taps / 2), static_cast<std::uint16_t>(factor), shift};
+}
+
+// Halves are rounded up, too, although the product with 1 / taps may fall short of them: the sums that matter are
+// tried.
+bool IsNarrow(const LineWindow& window) {
+    if (window.taps < 2 || window.taps > 128 || window.scale != 1.0 / window.taps) return false;
+    if (window.taps % 2 != 0) return true;
+    for (std::uint32_t value = 1; value < 256; ++value) {
+        const std::uint32_t sum = value * window.taps - window.taps / 2;
+        if (static_cast<std::uint32_t>(sum * window.scale + 0.5) != value) return false;
+    }
+    return true;
+}
+
+}  // namespace
+
+LineWindow CutToLine(LineWindow window, std::size_t extent) {
+    if (window.kind != WindowKind::eMinimum && window.kind != WindowKind::eMaximum) return window;
+    const auto reach = [=](std::size_t samples) { return static_cast<std::uint32_t>(std::min(samples, extent - 1)); };
+    const std::uint32_t right = reach(PaddingOf(window) - window.left);
+    window.left = reach(window.left);
+    window.taps = window.left + 1 + right;
+    return window;
+}
+
+rows::MeanRule RuleOf(const LineWindow& window) {
+    return IsNarrow(window) ? NarrowRule(window) : rows::MeanRule{window.scale, 0, 0, 0};
+}
+
+template <class T>
+WindowPath PathOf(const LineWindow& window) {
+    switch (window.kind) {
+        case WindowKind::eMinimum:
+        case WindowKind::eMaximum: return window.taps <= kFewTaps ? WindowPath::eTaps : WindowPath::eDoubled;
+        case WindowKind::eMean:
+            if (sizeof(T) == 1 && IsNarrow(window)) return WindowPath::eNarrow;
+            if (sizeof(T) == 2 && window.scale == 1.0 / window.taps && window.taps < 32768) return WindowPath::eInteger;
+            return std::is_integral_v<T> ? WindowPath::eDouble : WindowPath::eTaps;
+        default: return WindowPath::eTaps;
+    }
+}
+
+template <class T>
+AlongRow<T>::AlongRow(const LineWindow& window, std::size_t width)
+    : mWindow(CutToLine(window, width)),
+      mWidth(width),
+      mPath(PathOf<T>(mWindow)),
+      mRule(RuleOf(mWindow)),
+      mPadded(width + PaddingOf(mWindow)),
+      mTaps(mWindow.taps) {
+    PointTaps(static_cast<const T*>(mPadded.data()), mTaps);
+    if (mPath == WindowPath::eDoubled) {
+        mOdd.resize(mPadded.size());
+        mEven.resize(mPadded.size());
+    }
+}
+
+template <class T>
+void AlongRow<T>::RunDoubled(T* out) {
+    const auto extreme = ExtremeOf<T>(mWindow);
+    const T* from = mPadded.data();
+    std::size_t count = mPadded.size(), reach = 1;
+    for (; 2 * reach <= mWindow.taps; reach *= 2) {
+        T* to = from == mOdd.data() ? mEven.data() : mOdd.data();
+        const T* const taps[] = {from, from + reach};
+        count -= reach;
+        extreme(to, taps, 2, count);
+        from = to;
+    }
+    const T* const taps[] = {from, from + (mWindow.taps - reach)};
+    extreme(out, taps, 2, mWidth);
+}
+
+template <class T>
+template <class S>
+void AlongRow<T>::RunMean(T* out, std::vector<S>& prefix) {
+    const auto& mean = std::get<rows::MeanRows<T, S>>(rows::GetWindowRows().mean);
+    if (mWindow.taps <= kFewSummands) return mean.taps(out, mTaps.data(), mWindow.taps, mRule, mWidth);
+    prefix.resize(mPadded.size() + 1);
+    S sum = 0;
+    for (std::size_t i = 0; i < mPadded.size(); ++i) {
+        sum = static_cast<S>(sum + mPadded[i]);
+        prefix[i + 1] = sum;
+    }
+    mean.differences(out, prefix.data(), mWindow.taps, mRule, mWidth);
+}
+
+template <class T>
+void AlongRow<T>::Run(const T* row, T* out) {
+    PadLine(row, mWidth, mWindow.left, PaddingOf(mWindow) - mWindow.left, mPadded.data());
+    switch (mPath) {
+        case WindowPath::eDoubled: return RunDoubled(out);
+        case WindowPath::eNarrow:
+            if constexpr (std::is_same_v<T, std::uint8_t>) RunMean(out, mShorts);
+            return;
+        case WindowPath::eInteger:
+            if constexpr (std::is_same_v<T, std::uint16_t>) RunMean(out, mSums);
+            return;
+        case WindowPath::eDouble:
+            if constexpr (!std::is_same_v<T, float>) RunMean(out, mDoubles);
+            return;
+        case WindowPath::eTaps: return RunWindow(mWindow, out, mTaps.data(), mWidth);
+    }
+}
+
+template <class T>
+DoubledRows<T>::DoubledRows(const LineWindow& window, std::size_t width)
+    : mExtreme(ExtremeOf<T>(window)), mTaps(window.taps), mWidth(width) {
+    std::size_t reach = 2;
+    for (; 2 * reach <= mTaps; reach *= 2) mLevels.push_back({reach, KrTBuf2D<T>(width, reach + 1)});
+    mLevels.push_back({reach, KrTBuf2D<T>(width, mTaps - reach + 1)});
+}
+
+// Row r of a level covers the samples r, r + 1, ..., r + reach - 1.
+template <class T>
+void DoubledRows<T>::Add(const T* row, T* out) {
+    const std::size_t newest = mSeen++;
+    const T* const pair[] = {mPrevious, row};
+    mPrevious = row;
+    const Level* below = nullptr;
+    for (Level& level : mLevels) {
+        if (newest + 1 < level.reach) return;
+        const std::size_t r = newest + 1 - level.reach;
+        const T* const taps[] = {below ? below->Row(r) : pair[0], below ? below->Row(r + below->reach) : pair[1]};
+        mExtreme(level.Row(r), taps, 2, mWidth);
+        below = &level;
+    }
+    if (newest + 1 < mTaps) return;
+    const std::size_t r = newest + 1 - mTaps;
+    const T* const taps[] = {below->Row(r), below->Row(r + mTaps - below->reach)};
+    mExtreme(out, taps, 2, mWidth);
+}
+
+#define VORIP_INSTANTIATE(T)                        \
+  template WindowPath PathOf<T>(const LineWindow&); \
+  template class AlongRow<T>;                       \
+  template class DoubledRows<T>
+VORIP_INSTANTIATE(std::uint8_t);
+VORIP_INSTANTIATE(std::uint16_t);
+VORIP_INSTANTIATE(std::int32_t);
+VORIP_INSTANTIATE(float);
+#undef VORIP_INSTANTIATE
+
+}  // namespace KrN

@@ -1,0 +1,485 @@
+#include "ipbase/rows/ipWindowRows.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "ipbase/ipFilterWindow.h"
+
+#undef HWY_TARGET_INCLUDE
+#define HWY_TARGET_INCLUDE "ipbase/rows/ipWindowRows.cpp"
+#define HWY_DISABLED_TARGETS (HWY_SSSE3 | HWY_AVX3_DL)
+#include <hwy/foreach_target.h>
+
+#include "ipbase/rows/ipRound-inl.h"
+#include "ipbase/rows/ipRowLoop-inl.h"
+
+HWY_BEFORE_NAMESPACE();
+namespace KrN::rows::HWY_NAMESPACE {
+namespace {  // the same short names stand in other files of this folder
+
+namespace hn = hwy::HWY_NAMESPACE;
+
+// Without vectors of a known size the plain loops do everything.
+#undef VORIP_VECTORS
+#define VORIP_VECTORS (HWY_TARGET != HWY_SCALAR && !HWY_HAVE_SCALABLE)
+
+#if VORIP_VECTORS
+
+// Runs `vectors(i)` for every start of `step` pixels. The last ones begin before the end of the previous ones, which
+// gives the same pixels a second time. False when the row is shorter than one step.
+template <class F>
+HWY_INLINE HWY_ATTR bool Stride(std::size_t count, std::size_t step, const F& vectors) {
+    if (count < step) return false;
+    for (std::size_t i = 0; i + step <= count; i += step) vectors(i);
+    if (count % step != 0) vectors(count - step);
+    return true;
+}
+
+#endif
+
+// --- Extremes --------------------------------------------------------------------------------------------------------
+
+// Floats are compared, as integers are; the vector operations have other rules for NaN and signed zeros.
+struct Least {
+    template <class T>
+    static T Do(T a, T b) {
+        return b < a ? b : a;
+    }
+#if VORIP_VECTORS
+    template <class V>
+    static HWY_INLINE HWY_ATTR V Vector(V a, V b) {
+        if constexpr (std::is_floating_point_v<hn::TFromV<V>>)
+            return hn::IfThenElse(hn::Lt(b, a), b, a);
+        else
+            return hn::Min(a, b);
+    }
+#endif
+};
+struct Greatest {
+    template <class T>
+    static T Do(T a, T b) {
+        return a < b ? b : a;
+    }
+#if VORIP_VECTORS
+    template <class V>
+    static HWY_INLINE HWY_ATTR V Vector(V a, V b) {
+        if constexpr (std::is_floating_point_v<hn::TFromV<V>>)
+            return hn::IfThenElse(hn::Lt(a, b), b, a);
+        else
+            return hn::Max(a, b);
+    }
+#endif
+};
+
+template <class Op, class T>
+HWY_ATTR void ExtremeLoop(T* dst, const T* const* taps, std::size_t tapCount, std::size_t count) {
+#if VORIP_VECTORS
+    const hn::ScalableTag<T> d;
+    const std::size_t n = hn::Lanes(d);
+    const auto vector = [&](std::size_t i) HWY_ATTR {
+        auto best = hn::LoadU(d, taps[0] + i);
+        for (std::size_t k = 1; k < tapCount; ++k) best = Op::Vector(best, hn::LoadU(d, taps[k] + i));
+        hn::StoreU(best, d, dst + i);
+    };
+    const auto two = [&](std::size_t i) HWY_ATTR {
+        auto a = hn::LoadU(d, taps[0] + i), b = hn::LoadU(d, taps[0] + i + n);
+        for (std::size_t k = 1; k < tapCount; ++k) {
+            a = Op::Vector(a, hn::LoadU(d, taps[k] + i));
+            b = Op::Vector(b, hn::LoadU(d, taps[k] + i + n));
+        }
+        hn::StoreU(a, d, dst + i);
+        hn::StoreU(b, d, dst + i + n);
+    };
+    if (Stride(count, 2 * n, two) || Stride(count, n, vector)) return;
+#endif
+    for (std::size_t i = 0; i < count; ++i) {
+        T best = taps[0][i];
+        for (std::size_t k = 1; k < tapCount; ++k) best = Op::Do(best, taps[k][i]);
+        dst[i] = best;
+    }
+}
+
+// --- Weighted sums ---------------------------------------------------------------------------------------------------
+
+template <class T>
+HWY_INLINE double Product(T pixel, i32 weight) {
+    if constexpr (std::is_floating_point_v<T>)
+        return static_cast<double>(pixel) * weight;
+    else {
+        const u32 product = static_cast<u32>(pixel) * static_cast<u32>(weight);
+        if constexpr (std::is_same_v<T, u32>) return product;
+        return static_cast<i32>(product);
+    }
+}
+
+template <class T>
+HWY_ATTR void DoubleLoop(T* dst, const T* const* taps, const i32* weights, std::size_t tapCount, double scale,
+                         std::size_t count) {
+    for (std::size_t start = 0; start < count; start += kBlock) {
+        const std::size_t n = std::min(kBlock, count - start);
+        double sums[kBlock] = {};
+        for (std::size_t k = 0; k < tapCount; ++k) {
+            const T* tap = taps[k] + start;
+            const i32 weight = weights[k];
+            for (std::size_t i = 0; i < n; ++i) sums[i] += Product(tap[i], weight);
+        }
+        for (std::size_t i = 0; i < n; ++i) sums[i] *= scale;
+        RoundBlock(dst + start, sums, n);
+    }
+}
+
+#if VORIP_VECTORS
+
+// What decides how a weighted sum of 8- or 16-bit samples is computed.
+struct Weights {
+    const i32* at;
+    std::size_t count;
+    double scale;
+    std::int64_t sum = 0, magnitude = 0;
+    int shift = -1;  // of a scale of 2^-shift
+    bool symmetric = true;
+
+    Weights(const i32* weights, std::size_t taps, double factor) : at(weights), count(taps), scale(factor) {
+        for (std::size_t k = 0; k < count; ++k) {
+            sum += at[k];
+            magnitude += std::abs(std::int64_t{at[k]});
+            symmetric = symmetric && at[k] == at[count - 1 - k];
+        }
+        int exponent = 0;
+        if (std::frexp(scale, &exponent) == 0.5 && exponent <= 1 && exponent > -30) shift = 1 - exponent;
+    }
+    i32 Half() const { return shift > 0 ? 1 << (shift - 1) : 0; }
+    bool FitIn16Bits() const { return shift >= 0 && sum == magnitude && magnitude * 255 + Half() < 65536; }
+    bool FitIn32Bits() const { return magnitude < 32767 && 65535.0 * 32767.0 * std::abs(scale) < 2147483646.0; }
+};
+
+// Bytes with sums of 16 bits, rounded and shifted.
+HWY_ATTR bool NarrowLoop(u8* dst, const u8* const* taps, const Weights& weights, std::size_t count) {
+    const hn::ScalableTag<u8> d8;
+    const hn::Half<decltype(d8)> half8;
+    const hn::Repartition<u16, decltype(d8)> d16;
+    const std::size_t n = hn::Lanes(d8);
+    const std::size_t pairs = weights.symmetric ? weights.count / 2 : 0, last = weights.count - 1;
+    const auto load = [=](const u8* at) HWY_ATTR { return hn::PromoteTo(d16, hn::LoadU(half8, at)); };
+    const auto half = hn::Set(d16, static_cast<u16>(weights.Half()));
+    return Stride(count, n, [&](std::size_t i) HWY_ATTR {
+        auto a = half, b = half;
+        for (std::size_t k = 0; k < pairs; ++k) {
+            const auto w = hn::Set(d16, static_cast<u16>(weights.at[k]));
+            const u8 *left = taps[k] + i, *right = taps[last - k] + i;
+            a = hn::Add(a, hn::Mul(hn::Add(load(left), load(right)), w));
+            b = hn::Add(b, hn::Mul(hn::Add(load(left + n / 2), load(right + n / 2)), w));
+        }
+        for (std::size_t k = pairs; k < weights.count - pairs; ++k) {
+            const auto w = hn::Set(d16, static_cast<u16>(weights.at[k]));
+            a = hn::Add(a, hn::Mul(load(taps[k] + i), w));
+            b = hn::Add(b, hn::Mul(load(taps[k] + i + n / 2), w));
+        }
+        a = hn::ShiftRightSame(a, weights.shift);
+        b = hn::ShiftRightSame(b, weights.shift);
+        hn::StoreU(hn::ConcatEven(d8, hn::BitCast(d8, b), hn::BitCast(d8, a)), d8, dst + i);
+    });
+}
+
+// Signed 16-bit samples; words are moved by half their range.
+template <class D>
+HWY_INLINE HWY_ATTR auto LoadSigned(D d16, const u8* at) {
+    return hn::PromoteTo(d16, hn::LoadU(hn::Rebind<u8, D>(), at));
+}
+template <class D>
+HWY_INLINE HWY_ATTR auto LoadSigned(D d16, const u16* at) {
+    const hn::RebindToUnsigned<D> du16;
+    return hn::BitCast(d16, hn::Xor(hn::LoadU(du16, at), hn::Set(du16, u16{0x8000})));
+}
+
+// Halves away from zero.
+template <class D, class V>
+HWY_INLINE HWY_ATTR V RoundShifted(D d32, V sums, int shift, V half) {
+    (void)d32;
+    if (shift == 0) return sums;
+    return hn::ShiftRightSame(hn::Add(hn::Add(sums, half), hn::ShiftRight<31>(sums)), shift);
+}
+template <class D, class V>
+HWY_INLINE HWY_ATTR V RoundScaled(D d32, V sums, double scale) {
+    const hn::Repartition<double, D> df;
+    const hn::Half<D> dh;
+    const auto round = [=](auto part) HWY_ATTR {
+        const auto scaled = hn::Mul(hn::PromoteTo(df, part), hn::Set(df, scale));
+        return hn::DemoteTo(dh, hn::Add(scaled, hn::CopySignToAbs(hn::Set(df, 0.5), scaled)));
+    };
+    return hn::Combine(d32, round(hn::UpperHalf(dh, sums)), round(hn::LowerHalf(dh, sums)));
+}
+
+// The low bits of sums that are interleaved like the samples that they come from.
+template <class D, class V>
+HWY_INLINE HWY_ATTR auto LowBits(D d16, V low, V high) {
+    const auto extend = [](V v) HWY_ATTR { return hn::ShiftRight<16>(hn::ShiftLeft<16>(v)); };
+    return hn::ReorderDemote2To(d16, extend(low), extend(high));
+}
+template <class D, class V>
+HWY_INLINE HWY_ATTR void StoreLow(D, V v, u16* at) {
+    const hn::RebindToUnsigned<D> du16;
+    hn::StoreU(hn::BitCast(du16, v), du16, at);
+}
+template <class D, class V>
+HWY_INLINE HWY_ATTR void StoreLow(D, V v, u8* at) {
+    const hn::RebindToUnsigned<D> du16;
+    const hn::Rebind<u8, D> d8;
+    hn::StoreU(hn::TruncateTo(d8, hn::BitCast(du16, v)), d8, at);
+}
+
+// Two taps at a time are multiplied and added in 32 bits.
+template <class T>
+HWY_ATTR bool WideLoop(T* dst, const T* const* taps, const Weights& weights, std::size_t count) {
+    const hn::ScalableTag<std::int16_t> d16;
+    const hn::Repartition<i32, decltype(d16)> d32;
+    const std::size_t n = hn::Lanes(d16), taps2 = weights.count & ~std::size_t{1};
+    const auto half = hn::Set(d32, weights.Half());
+    const auto start = hn::Set(d32, sizeof(T) == 1 ? 0 : static_cast<i32>(weights.sum * 32768));
+    const auto pair = [&](i32 w0, i32 w1) HWY_ATTR {
+        const u32 bits = (static_cast<u32>(w0) & 0xFFFF) | static_cast<u32>(w1) << 16;
+        return hn::BitCast(d16, hn::Set(d32, static_cast<i32>(bits)));
+    };
+    const auto finish = [&](auto sums) HWY_ATTR {
+        return weights.shift >= 0 ? RoundShifted(d32, sums, weights.shift, half)
+                                  : RoundScaled(d32, sums, weights.scale);
+    };
+    return Stride(count, n, [&](std::size_t i) HWY_ATTR {
+        auto low = start, high = start, lowOdd = hn::Zero(d32), highOdd = hn::Zero(d32);
+        const auto add = [&](auto a, auto b, auto w) HWY_ATTR {
+            low = hn::ReorderWidenMulAccumulate(d32, hn::InterleaveLower(d16, a, b), w, low, lowOdd);
+            high = hn::ReorderWidenMulAccumulate(d32, hn::InterleaveUpper(d16, a, b), w, high, highOdd);
+        };
+        for (std::size_t k = 0; k < taps2; k += 2)
+            add(LoadSigned(d16, taps[k] + i), LoadSigned(d16, taps[k + 1] + i), pair(weights.at[k], weights.at[k + 1]));
+        if (taps2 < weights.count) add(LoadSigned(d16, taps[taps2] + i), hn::Zero(d16), pair(weights.at[taps2], 0));
+        low = finish(hn::RearrangeToOddPlusEven(low, lowOdd));
+        high = finish(hn::RearrangeToOddPlusEven(high, highOdd));
+        StoreLow(d16, LowBits(d16, low, high), dst + i);
+    });
+}
+
+#endif
+
+template <class T>
+HWY_ATTR void WeightedLoop(T* dst, const T* const* taps, const i32* at, std::size_t tapCount, double scale,
+                           std::size_t count) {
+#if VORIP_VECTORS
+    if constexpr (sizeof(T) < 4) {
+        const Weights weights(at, tapCount, scale);
+        if constexpr (sizeof(T) == 1)
+            if (weights.FitIn16Bits() && NarrowLoop(dst, taps, weights, count)) return;
+        if (weights.FitIn32Bits() && WideLoop(dst, taps, weights, count)) return;
+    }
+#endif
+    DoubleLoop(dst, taps, at, tapCount, scale, count);
+}
+
+// --- Means -----------------------------------------------------------------------------------------------------------
+
+struct NarrowMean {
+    using Sum = u16;
+    using Pixel = u8;
+    const MeanRule& rule;
+
+#if VORIP_VECTORS
+    template <class D, class V>
+    HWY_INLINE HWY_ATTR V Scaled(D d16, V sums) const {
+        const V rounded = hn::Add(sums, hn::Set(d16, rule.half));
+        return hn::ShiftRightSame(hn::MulHigh(rounded, hn::Set(d16, rule.factor)), rule.shift);
+    }
+#endif
+    u8 One(u16 sum) const { return static_cast<u8>(((sum + rule.half) * u32{rule.factor}) >> (16 + rule.shift)); }
+};
+struct WideMean {
+    using Sum = u32;
+    using Pixel = u16;
+    const MeanRule& rule;
+
+#if VORIP_VECTORS
+    template <class D, class V>
+    HWY_INLINE HWY_ATTR V Scaled(D d32, V sums) const {
+        const hn::RebindToSigned<D> di32;
+        return hn::BitCast(d32, RoundScaled(di32, hn::BitCast(di32, sums), rule.scale));
+    }
+#endif
+    u16 One(u32 sum) const { return static_cast<u16>(static_cast<i32>(sum * rule.scale + 0.5)); }
+};
+
+// Two vectors of sums give one of pixels.
+template <class Mean>
+struct IntegerMeans {
+    using S = typename Mean::Sum;
+    using T = typename Mean::Pixel;
+
+#if VORIP_VECTORS
+    using D = hn::ScalableTag<T>;
+    using H = hn::Half<D>;
+    using DS = hn::Repartition<S, D>;
+
+    static HWY_INLINE HWY_ATTR auto Load(const T* at) { return hn::PromoteTo(DS(), hn::LoadU(H(), at)); }
+    template <class V>
+    static HWY_INLINE HWY_ATTR void Store(const Mean& mean, V low, V high, T* dst) {
+        const auto a = hn::BitCast(D(), mean.Scaled(DS(), low)), b = hn::BitCast(D(), mean.Scaled(DS(), high));
+        hn::StoreU(hn::ConcatEven(D(), b, a), D(), dst);
+    }
+#endif
+
+    static HWY_ATTR void Taps(T* dst, const T* const* taps, std::size_t tapCount, const MeanRule& rule,
+                              std::size_t count) {
+        const Mean mean{rule};
+#if VORIP_VECTORS
+        const std::size_t n = hn::Lanes(D());
+        const bool done = Stride(count, n, [&](std::size_t i) HWY_ATTR {
+            auto a = Load(taps[0] + i), b = Load(taps[0] + i + n / 2);
+            for (std::size_t k = 1; k < tapCount; ++k) {
+                a = hn::Add(a, Load(taps[k] + i));
+                b = hn::Add(b, Load(taps[k] + i + n / 2));
+            }
+            Store(mean, a, b, dst + i);
+        });
+        if (done) return;
+#endif
+        for (std::size_t i = 0; i < count; ++i) {
+            S sum = 0;
+            for (std::size_t k = 0; k < tapCount; ++k) sum = static_cast<S>(sum + taps[k][i]);
+            dst[i] = mean.One(sum);
+        }
+    }
+    static HWY_ATTR void Slide(T* dst, S* sums, const T* added, const T* removed, const MeanRule& rule,
+                               std::size_t count) {
+        const Mean mean{rule};
+        std::size_t i = 0;
+#if VORIP_VECTORS
+        const std::size_t n = hn::Lanes(D());
+        for (; i + n <= count; i += n) {
+            const auto a = hn::Add(hn::LoadU(DS(), sums + i), Load(added + i));
+            const auto b = hn::Add(hn::LoadU(DS(), sums + i + n / 2), Load(added + i + n / 2));
+            hn::StoreU(hn::Sub(a, Load(removed + i)), DS(), sums + i);
+            hn::StoreU(hn::Sub(b, Load(removed + i + n / 2)), DS(), sums + i + n / 2);
+            Store(mean, a, b, dst + i);
+        }
+#endif
+        for (; i < count; ++i) {
+            const auto sum = static_cast<S>(sums[i] + added[i]);
+            dst[i] = mean.One(sum);
+            sums[i] = static_cast<S>(sum - removed[i]);
+        }
+    }
+    static HWY_ATTR void Differences(T* dst, const S* prefix, std::size_t taps, const MeanRule& rule,
+                                     std::size_t count) {
+        const Mean mean{rule};
+#if VORIP_VECTORS
+        const std::size_t n = hn::Lanes(D());
+        const auto load = [=](std::size_t i) HWY_ATTR {
+            return hn::Sub(hn::LoadU(DS(), prefix + taps + i), hn::LoadU(DS(), prefix + i));
+        };
+        if (Stride(count, n, [&](std::size_t i) HWY_ATTR { Store(mean, load(i), load(i + n / 2), dst + i); })) return;
+#endif
+        for (std::size_t i = 0; i < count; ++i) dst[i] = mean.One(static_cast<S>(prefix[i + taps] - prefix[i]));
+    }
+};
+
+template <class T>
+struct DoubleMeans {
+    static HWY_ATTR void Taps(T* dst, const T* const* taps, std::size_t tapCount, const MeanRule& rule,
+                              std::size_t count) {
+        for (std::size_t start = 0; start < count; start += kBlock) {
+            const std::size_t n = std::min(kBlock, count - start);
+            double sums[kBlock] = {};
+            for (std::size_t k = 0; k < tapCount; ++k)
+                for (std::size_t i = 0; i < n; ++i) sums[i] += taps[k][start + i];
+            for (std::size_t i = 0; i < n; ++i) sums[i] *= rule.scale;
+            RoundBlock(dst + start, sums, n);
+        }
+    }
+    static HWY_ATTR void Slide(T* dst, double* sums, const T* added, const T* removed, const MeanRule& rule,
+                               std::size_t count) {
+        for (std::size_t start = 0; start < count; start += kBlock) {
+            const std::size_t n = std::min(kBlock, count - start);
+            double scaled[kBlock];
+            for (std::size_t i = 0; i < n; ++i) {
+                const double sum = sums[start + i] + added[start + i];
+                scaled[i] = sum * rule.scale;
+                sums[start + i] = sum - removed[start + i];
+            }
+            RoundBlock(dst + start, scaled, n);
+        }
+    }
+    static HWY_ATTR void Differences(T* dst, const double* prefix, std::size_t taps, const MeanRule& rule,
+                                     std::size_t count) {
+        for (std::size_t start = 0; start < count; start += kBlock) {
+            const std::size_t n = std::min(kBlock, count - start);
+            double scaled[kBlock];
+            for (std::size_t i = 0; i < n; ++i) scaled[i] = (prefix[start + taps + i] - prefix[start + i]) * rule.scale;
+            RoundBlock(dst + start, scaled, n);
+        }
+    }
+};
+
+template <class T, class S>
+HWY_ATTR void AddLoop(S* sums, const T* added, std::size_t count) {
+    VORIP_INDEPENDENT_LOOP
+    for (std::size_t i = 0; i < count; ++i) sums[i] = static_cast<S>(sums[i] + added[i]);
+}
+
+// --- Edges -----------------------------------------------------------------------------------------------------------
+
+template <class T>
+HWY_ATTR void GroundLoop(u8* ground, const T* row, T foreground, bool outwards, std::size_t count) {
+    const u8 inside = outwards ? 0 : 255, outside = outwards ? 255 : 0;
+    VORIP_INDEPENDENT_LOOP
+    for (std::size_t i = 0; i < count; ++i) ground[i] = row[i] >= foreground ? inside : outside;
+}
+template <class T>
+HWY_ATTR void FillLoop(T* dst, const T* row, const u8* marks, T value, std::size_t count) {
+    VORIP_INDEPENDENT_LOOP
+    for (std::size_t i = 0; i < count; ++i) dst[i] = marks[i] ? value : row[i];
+}
+HWY_ATTR void MarkLoop(u8* marks, const u8* first, const u8* before, const u8* last, const u8* after,
+                       std::size_t count) {
+    VORIP_INDEPENDENT_LOOP
+    for (std::size_t i = 0; i < count; ++i) marks[i] = static_cast<u8>((first[i] & ~before[i]) | (last[i] & ~after[i]));
+}
+
+template <class... T>
+void FillEdges(std::tuple<EdgeRows<T>...>& rows) {
+    ((std::get<EdgeRows<T>>(rows) = {&GroundLoop<T>, &FillLoop<T>}), ...);
+}
+template <class Means, class T, class S>
+void FillMeans(MeanRows<T, S>& rows) {
+    rows = {&Means::Taps, &Means::Slide, &AddLoop<T, S>, &Means::Differences};
+}
+template <class... T>
+void FillTaps(WindowRows& rows, std::tuple<TapRow<T>...>&) {
+    ((std::get<TapRow<T>>(rows.minimum) = &ExtremeLoop<Least, T>), ...);
+    ((std::get<TapRow<T>>(rows.maximum) = &ExtremeLoop<Greatest, T>), ...);
+    ((std::get<WeightedRow<T>>(rows.weighted) = &WeightedLoop<T>), ...);
+}
+
+const WindowRows& Rows() {
+    static const WindowRows table = [] {
+        WindowRows rows;
+        FillTaps(rows, rows.minimum);
+        FillMeans<IntegerMeans<NarrowMean>>(std::get<MeanRows<u8, u16>>(rows.mean));
+        FillMeans<IntegerMeans<WideMean>>(std::get<MeanRows<u16, u32>>(rows.mean));
+        FillMeans<DoubleMeans<u8>>(std::get<MeanRows<u8, double>>(rows.mean));
+        FillMeans<DoubleMeans<u16>>(std::get<MeanRows<u16, double>>(rows.mean));
+        FillMeans<DoubleMeans<i32>>(std::get<MeanRows<i32, double>>(rows.mean));
+        FillEdges(rows.edges);
+        rows.mark = &MarkLoop;
+        return rows;
+    }();
+    return table;
+}
+
+}  // namespace
+}  // namespace KrN::rows::HWY_NAMESPACE
+HWY_AFTER_NAMESPACE();
+
+#if HWY_ONCE
+namespace KrN::rows {
+HWY_EXPORT(Rows);
+const WindowRows& GetWindowRows() { return HWY_DYNAMIC_DISPATCH(Rows)(); }
+}  // namespace KrN::rows
+#endif

@@ -1,0 +1,60 @@
+#pragma once
+
+#include "ipbase/rows/ipRowTypes.h"
+
+// Windows along lines: extremes, sums and means of samples that are `taps` apart in memory or stand in different rows.
+namespace KrN::rows {
+
+using u32 = std::uint32_t;
+
+// A window filter of a whole row: taps[k] points to the row of the k-th window sample of every pixel, which is the row
+// itself moved by k pixels for a filter along rows, another row for one along columns. No tap row overlaps `dst`.
+template <class T>
+using TapRow = void (*)(T* dst, const T* const* taps, std::size_t tapCount, std::size_t count);
+
+// The rounded sum of the tap samples times their weights, times `scale`. Products of integers are formed modulo 2^32.
+template <class T>
+using WeightedRow = void (*)(T* dst, const T* const* taps, const i32* weights, std::size_t tapCount, double scale,
+                             std::size_t count);
+
+// How exact sums of samples become pixels: rounded half away from zero after multiplication by `scale`. For sums in 16
+// bits, (sum + half) * factor >> (16 + shift) is the same.
+struct MeanRule {
+    double scale;
+    std::uint16_t half, factor;
+    int shift;
+};
+
+// Sums of few bytes fit in 16 bits, those of few words in 31; doubles hold all others exactly.
+template <class T, class S>
+struct MeanRows {
+    void (*taps)(T* dst, const T* const* taps, std::size_t tapCount, const MeanRule& rule, std::size_t count);
+    // Adds a row to the sums, gives their means and takes another row away.
+    void (*slide)(T* dst, S* sums, const T* added, const T* removed, const MeanRule& rule, std::size_t count);
+    void (*add)(S* sums, const T* added, std::size_t count);
+    // Of sums from prefix[i] to prefix[i + taps].
+    void (*differences)(T* dst, const S* prefix, std::size_t taps, const MeanRule& rule, std::size_t count);
+};
+
+// Bytes of 255 and 0 mark where a row is foreground or, when `outwards`, where it is not, and replace pixels by a
+// value.
+template <class T>
+struct EdgeRows {
+    void (*ground)(u8* ground, const T* row, T foreground, bool outwards, std::size_t count);
+    void (*fill)(T* dst, const T* row, const u8* marks, T value, std::size_t count);
+};
+
+struct WindowRows {
+    std::tuple<WeightedRow<u8>, WeightedRow<u16>, WeightedRow<i32>, WeightedRow<float>, WeightedRow<u32>> weighted;
+    std::tuple<TapRow<u8>, TapRow<u16>, TapRow<i32>, TapRow<float>, TapRow<u32>> minimum, maximum;
+    std::tuple<MeanRows<u8, u16>, MeanRows<u8, double>, MeanRows<u16, u32>, MeanRows<u16, double>,
+               MeanRows<i32, double>>
+        mean;
+    std::tuple<EdgeRows<u8>, EdgeRows<u16>, EdgeRows<i32>, EdgeRows<float>> edges;
+    // Where `first` is set but not `before`, or `last` but not `after`.
+    void (*mark)(u8* marks, const u8* first, const u8* before, const u8* last, const u8* after, std::size_t count);
+};
+
+const WindowRows& GetWindowRows();
+
+}  // namespace KrN::rows
