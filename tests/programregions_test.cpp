@@ -69,11 +69,7 @@ TEST_F(Program, QualityAnswersInWordsAndByExitCode) {
     Write("half.png", half);
     Write("left.png", left);
     Write("bright.png", cv::Mat(10, 10, CV_16U, cv::Scalar(100 << 8)));
-    const struct {
-        const char* arguments;
-        int exitCode;
-        const char* says;
-    } cases[] = {
+    const std::tuple<const char*, int, const char*> cases[] = {
         {"bright.png bright.png", 0, "quality: ok\n"},
         {"half.png bright.png", 0, "100.0 % of 100 pixels reach the grey value 14, 90 % must\nquality: ok\n"},
         {"bright.png half.png", 3, "quality: low contrast, although the intensity suffices\n"},
@@ -85,10 +81,10 @@ TEST_F(Program, QualityAnswersInWordsAndByExitCode) {
         {"half.png half.png --min-intensity 3", 3, "although"},
         {"half.png half.png --step 5,2 --contrast-percent 50", 0, "of 10 pixels"},
     };
-    for (const auto& c : cases) {
-        const Outcome outcome = Run(std::string("quality ") + c.arguments);
-        EXPECT_EQ(outcome.exitCode, c.exitCode) << c.arguments << outcome.err;
-        EXPECT_NE(outcome.out.find(c.says), std::string::npos) << c.arguments << outcome.out;
+    for (const auto& [arguments, exitCode, says] : cases) {
+        const Outcome outcome = Run(std::string("quality ") + arguments);
+        EXPECT_EQ(outcome.exitCode, exitCode) << arguments << outcome.err;
+        EXPECT_NE(outcome.out.find(says), std::string::npos) << arguments << outcome.out;
         EXPECT_EQ(outcome.err, "");
     }
 }
