@@ -123,6 +123,14 @@ KrTAverageSnap<Buffer, Sums>::KrTAverageSnap() {
 }
 
 template <class Buffer, class Sums>
+KrTAverageSnap<Buffer, Sums>::KrTAverageSnap(const KrTAverageSnap&) : KrTAverageSnap() {}
+
+template <class Buffer, class Sums>
+KrTAverageSnap<Buffer, Sums>& KrTAverageSnap<Buffer, Sums>::operator=(const KrTAverageSnap&) {
+    return *this;
+}
+
+template <class Buffer, class Sums>
 KrTAverageSnap<Buffer, Sums>::~KrTAverageSnap() {
     pBoardMgr->RemoveObserver(this);
     KrTAverageSnap::DeleteBoardAOIs();

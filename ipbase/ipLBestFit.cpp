@@ -86,14 +86,15 @@ Box FindBox(const KrTSize<int>& size, const KrAOI8* mask) {
     if (!mask) return {1, size.cx, 1, size.cy};
     Box box{size.cx + 1, 0, size.cy + 1, 0};
     const auto admits = [](u8 value) { return value < kMaskLimit; };
+    const auto extremes = GetBestFitRows().extremes;
     VisitRows(
         Access::eSwitched,
         [&](int y, const u8* row, std::size_t) {
             if (y >= size.cy) return;
-            const u8* end = row + size.cx;
-            const auto first = static_cast<int>(std::find_if(row, end, admits) - row) + 1;
-            if (first > size.cx) return;
-            box.x0 = std::min(box.x0, first);
+            u8 least = 255, greatest = 0;
+            extremes({&row, 1, 0, static_cast<std::size_t>(size.cx)}, least, greatest);
+            if (!admits(least)) return;
+            box.x0 = static_cast<int>(std::find_if(row, row + box.x0 - 1, admits) - row) + 1;
             int last = size.cx;
             while (last > box.x1 && !admits(row[last - 1])) --last;
             box.x1 = std::max(box.x1, last);
@@ -124,98 +125,119 @@ bool IsShiftable(const std::uint8_t* excluded, std::size_t Exponents::*axis) {
     return true;
 }
 
+// The rows of an image, kTileRows at a time, by address or through buffers.
+template <class T>
+class TileReader {
+public:
+    TileReader(const KrTAOI<T>* aoi, bool direct, int columns)
+        : mAOI(aoi), mDirect(direct), mColumns(walk::Columns(columns)) {
+        for (auto& buffer : mBuffers) buffer.Resize(direct ? 0 : static_cast<std::size_t>(columns));
+    }
+    const T* const* Read(int y, int n) {
+        for (int r = 0; r < n; ++r) {
+            const auto i = static_cast<std::size_t>(r);
+            if (!mDirect) mAOI->ReadRow(y + r, mColumns, mBuffers[i]);
+            mRows[i] = mDirect ? mAOI->GetRowPointer(y + r) : mBuffers[i].Data();
+        }
+        return mRows;
+    }
+
+private:
+    const KrTAOI<T>* mAOI;
+    bool mDirect;
+    KrColumnRange mColumns;
+    KrTBuf1D<T> mBuffers[kTileRows];
+    const T* mRows[kTileRows] = {};
+};
+
 // Sums over all pixels that take part: of s^p * t^q, and of the values times s^p * t^q.
 class Moments {
 public:
     template <class T>
-    Moments(const KrTAOI<T>* src, const KrAOI8* mask, const Box& box, const Axis& s, const Axis& t) {
-        const auto count = static_cast<std::size_t>(box.x1 - box.x0 + 1), first = static_cast<std::size_t>(box.x0 - 1);
-        KrTBuf1D<double> coordinates(count);
-        for (std::size_t i = 0; i < count; ++i) coordinates[i] = s(box.x0 + static_cast<int>(i));
-        const std::vector<PowerSums> blocks = SumPowers(coordinates);
-        PowerSums whole;
-        for (const PowerSums& block : blocks) Add(block, whole);
-        const auto values = std::get<ValueSumRow<T>>(GetBestFitRows().values);
-
-        const auto inside = [&](int y) { return y + 1 >= box.y0 && y + 1 <= box.y1; };
-        if (!mask) {
-            VisitRows(
-                Access::eSwitched,
-                [&](int y, const T* z, std::size_t) {
-                    if (!inside(y)) return;
-                    PowerSums sums = whole;
-                    values(z + first, coordinates.Data(), count, sums);
-                    AddRow(sums, t(y + 1));
-                },
-                src);
-            return;
+    Moments(const KrTAOI<T>* src, const KrAOI8* mask, const Box& box, const Axis& s, const Axis& t)
+        : mFirst(static_cast<std::size_t>(box.x0 - 1)), mS(static_cast<std::size_t>(box.x1 - box.x0 + 1)) {
+        for (std::size_t i = 0; i < mS.Size(); ++i) mS[i] = s(box.x0 + static_cast<int>(i));
+        SumPowers();
+        const bool direct = AllowsDirect(Access::eSwitched) && HaveRowPointers(src) && (!mask || HaveRowPointers(mask));
+        TileReader<T> values(src, direct, box.x1);
+        TileReader<u8> masks(mask, direct, mask ? box.x1 : 0);
+        for (int y = box.y0 - 1; y < box.y1; y += static_cast<int>(kTileRows)) {
+            const int n = std::min(static_cast<int>(kTileRows), box.y1 - y);
+            AddRows(values.Read(y, n), mask ? masks.Read(y, n) : nullptr, static_cast<std::size_t>(n));
+            Combine(y + 1, n, t);
         }
-        VisitRows(
-            Access::eSwitched,
-            [&](int y, const T* z, const u8* m, std::size_t) {
-                if (inside(y)) AddRow(SumMasked(z + first, m + first, coordinates, blocks), t(y + 1));
-            },
-            src, static_cast<const KrTAOI<u8>*>(mask));
     }
 
     double powers[7][7] = {};
     double values[4][4] = {};
 
 private:
-    static constexpr std::size_t kBlock = 256;
-
-    static void Add(const PowerSums& from, PowerSums& to) {
-        for (std::size_t p = 0; p < 7; ++p) to.powers[p] += from.powers[p];
-    }
-
-    // Those of whole blocks of a row are known beforehand.
-    static std::vector<PowerSums> SumPowers(const KrTBuf1D<double>& s) {
-        std::vector<PowerSums> blocks((s.Size() + kBlock - 1) / kBlock);
-        for (std::size_t i = 0; i < s.Size(); ++i) {
+    // Those of whole tiles are known beforehand.
+    void SumPowers() {
+        mTilePowers.resize((mS.Size() + kTileColumns - 1) / kTileColumns);
+        for (std::size_t i = 0; i < mS.Size(); ++i) {
             double power = 1.0;
-            for (double& sum : blocks[i / kBlock].powers) {
+            for (double& sum : mTilePowers[i / kTileColumns]) {
                 sum += power;
-                power *= s[i];
+                power *= mS[i];
             }
         }
-        return blocks;
     }
 
-    // Only blocks that the mask divides are looked at pixel by pixel.
+    // Only tiles that the mask divides are looked at pixel by pixel.
     template <class T>
-    static PowerSums SumMasked(const T* z, const u8* mask, const KrTBuf1D<double>& s,
-                               const std::vector<PowerSums>& blocks) {
-        const BestFitRows& rows = GetBestFitRows();
-        PowerSums sums;
-        std::size_t run = 0;  // start of the blocks that the mask admits entirely
-        const auto endRun = [&](std::size_t end) {
-            if (end > run) std::get<ValueSumRow<T>>(rows.values)(z + run, s.Data() + run, end - run, sums);
-        };
-        for (std::size_t b = 0; b < blocks.size(); ++b) {
-            const std::size_t start = b * kBlock, end = std::min(start + kBlock, s.Size());
-            u8 least, greatest;
-            rows.extremes(mask + start, end - start, least, greatest);
-            if (greatest < kMaskLimit) {
-                Add(blocks[b], sums);
+    void AddRows(const T* const* rows, const u8* const* masks, std::size_t n) {
+        const BestFitRows& functions = GetBestFitRows();
+        mWhole = {};
+        std::fill_n(mValues[0], 16, 0.0);
+        std::fill_n(mPowers[0], 49, 0.0);
+        for (std::size_t b = 0; b < mTilePowers.size(); ++b) {
+            const std::size_t start = b * kTileColumns, count = std::min(kTileColumns, mS.Size() - start);
+            const double* s = mS.Data() + start;
+            u8 least = 0, greatest = 0;
+            if (masks) functions.extremes({masks, n, mFirst + start, count}, least, greatest);
+            if (least >= kMaskLimit) continue;
+            const Tile<T> tile{rows, n, mFirst + start, count};
+            if (greatest >= kMaskLimit) {
+                std::get<MaskedTileRow<T>>(functions.masked)(tile, masks, s, mValues, mPowers);
                 continue;
             }
-            endRun(start);
-            run = end;
-            if (least < kMaskLimit)
-                std::get<MaskedSumRow<T>>(rows.masked)(z + start, mask + start, s.Data() + start, end - start, sums);
+            std::get<TileRow<T>>(functions.tile)(tile, s, mValues);
+            for (std::size_t p = 0; p < mWhole.size(); ++p) mWhole[p] += mTilePowers[b][p];
         }
-        endRun(s.Size());
-        return sums;
     }
 
-    void AddRow(const PowerSums& row, double t) {
-        double power = 1.0;
+    // Turns the sums of n rows from the given one on into sums of powers of t.
+    void Combine(int y, int n, const Axis& t) {
+        double factors[7] = {1.0};  // of C(j + k, k) in t^q, j rows above the last one, where t has fallen by j steps
+        const double last = t(y + n - 1), step = 1.0 / t.half;
+        std::array<double, kTileRows> wholeT{};
+        std::fill_n(wholeT.begin(), n, 1.0);
         for (std::size_t q = 0; q < 7; ++q) {
-            for (std::size_t p = 0; p + q < 7; ++p) powers[p][q] += row.powers[p] * power;
-            for (std::size_t p = 0; p + q < 4; ++p) values[p][q] += row.values[p] * power;
-            power *= t;
+            for (std::size_t p = 0; p + q < 7; ++p) {
+                for (std::size_t k = 0; k <= q; ++k) powers[p][q] += factors[k] * mPowers[k][p];
+                for (std::size_t k = 0; k <= q && p + q < 4; ++k) values[p][q] += factors[k] * mValues[k][p];
+            }
+            double sum = 0.0;
+            for (int r = 0; r < n; ++r) {
+                sum += wholeT[static_cast<std::size_t>(r)];
+                wholeT[static_cast<std::size_t>(r)] *= t(y + r);
+            }
+            for (std::size_t p = 0; p + q < 7; ++p) powers[p][q] += mWhole[p] * sum;
+            // j * C(j + k, k) = (k + 1) * (C(j + k + 1, k + 1) - C(j + k, k))
+            for (std::size_t k = 7; k-- > 0;) {
+                const double up = k > 0 ? static_cast<double>(k) * factors[k - 1] : 0.0;
+                factors[k] = last * factors[k] - step * (up - static_cast<double>(k + 1) * factors[k]);
+            }
         }
     }
+
+    std::size_t mFirst;
+    KrTBuf1D<double> mS;
+    std::vector<std::array<double, 7>> mTilePowers;
+    std::array<double, 7> mWhole{};  // of s^p, in one row of the tiles that take part entirely
+    ValueSums mValues = {};          // of the tiles beside each other at hand
+    PowerSums mPowers = {};
 };
 
 // The factors of X^0 ... X^k in ((X - centre) / half)^k.
@@ -281,11 +303,17 @@ void KrLBestFit::DrawPlane(KrAOI32Float* dst, const KrAOI8* drawMask, MaskConsid
     const KrColumnRange columns = walk::Columns(size.cx);
     KrTBuf1D<float> line(direct ? 0 : width);
     KrTBuf1D<u8> maskLine(direct ? 0 : width);
+    KrTBuf1D<double> onlyX(width), c8x(width);
+    for (std::size_t i = 0; i < width; ++i) {
+        const auto x = static_cast<double>(i + 1);
+        onlyX[i] = ((x * mCoefficients[0] + mCoefficients[1]) * x + mCoefficients[2]) * x;
+        c8x[i] = x * mCoefficients[7];
+    }
     for (int y = 0; y < size.cy; ++y) {
         if (!direct && mask) mask->ReadRow(y, columns, maskLine);
         if (!direct && mask && consider == eKeepMasked) dst->ReadRow(y, columns, line);
         float* pixels = direct ? dst->GetRowPointer(y) : line.Data();
-        const CubicRow cubic{mCoefficients, y + 1.0};
+        const CubicRow cubic{mCoefficients, onlyX.Data(), c8x.Data(), y + 1.0};
         if (mask)
             masked(pixels, direct ? mask->GetRowPointer(y) : maskLine.Data(), cubic, width);
         else

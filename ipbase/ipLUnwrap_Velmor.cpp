@@ -127,6 +127,7 @@ void KrLUnWrap_Velmor::Unwrap2DSRNCP(IplImage* wrapped, IplImage* unwrapped, con
     Require(!mask || HasPixels(mask, IPL_DEPTH_8U), 152, kPixelType);
     edgeCount = 0;
     ReliabilityInput input = MakeInput(*wrapped, *unwrapped, mask);
+    if (input.mask.empty()) return;
     const AbortFlag abort(mAbortFlag);
     ReliabilityEdges edges;
     if (!CollectEdges(input, abort, edges) || !SortEdges(edges, abort)) return;

@@ -232,6 +232,13 @@ TYPED_TEST(AverageSnap, FollowsTheCurrentBoard) {
             EXPECT_EQ(first.created, 2);
             this->RunImage(averager, first, 4);
             EXPECT_EQ(first.created, 2);
+            {
+                TypeParam copy(averager);
+                this->RunImage(copy, first, 4);
+                EXPECT_EQ(first.created, 4) << "buffers of its own";
+                averager = copy;
+            }
+            first.created = 2;
             pBoardMgr->SetCurrBoard(&second);
             EXPECT_EQ(second.created, 2);
             this->RunImage(averager, second, 4);
