@@ -49,6 +49,21 @@ void SortBy(const Key& key, int first, int last, std::vector<std::uint32_t>& mar
     marks.swap(sorted);
 }
 
+template <class T>
+T Get(const KrTAOI<T>& aoi, int x, int y) {
+    const T* row = aoi.GetRowPointer(y);
+    return row ? row[x] : aoi.ReadPixel({static_cast<short>(x), static_cast<short>(y)});
+}
+
+template <class T>
+void Set(KrTAOI<T>& aoi, int x, int y, T value) {
+    T* row = aoi.GetRowPointer(y);
+    if (row)
+        row[x] = value;
+    else
+        aoi.WritePixel({static_cast<short>(x), static_cast<short>(y)}, value);
+}
+
 KrTPoint<short> Moved(const KrTPoint<short>& p, int dx, int dy) {
     return {static_cast<short>(p.x + dx), static_cast<short>(p.y + dy)};
 }
@@ -65,18 +80,26 @@ void KrSegment::Init(KrAOI8* image, KrAOI16* work) {
     mWork = work;
     mSize = CommonRegion(image, work);
     mInitialized = false;
-    mFinished = false;
-    mLabelled = false;
-    mBorder.Clear();
-    mMarks.clear();
-    const float ratio = mAttribute.pixelRatio;
-    mAttribute = {};
-    mAttribute.pixelRatio = ratio;
+    Forget();
     if (!image || !work) return;
     mStamps.assign(static_cast<std::size_t>(mSize.cx) * static_cast<std::size_t>(mSize.cy), 0);
     KrIpCopy().CopyLow(image, work);
     if (mSize.cx > 0) ClearAOIBorder(*work, mSize);
     mInitialized = true;
+}
+
+// The memory for border points and the pixel ratio stay.
+void KrSegment::Forget() {
+    KrAttribute none;
+    none.pixelRatio = mAttribute.pixelRatio;
+    std::swap(none.borderPoints, mAttribute.borderPoints);
+    none.borderPoints.Clear();
+    std::swap(mAttribute, none);
+    mBorder.Clear();
+    mMarks.clear();
+    mBox = {};
+    mFinished = false;
+    mLabelled = false;
 }
 
 bool KrSegment::HasImages() const {
@@ -85,23 +108,10 @@ bool KrSegment::HasImages() const {
     return size == mSize;
 }
 
-std::uint16_t KrSegment::WorkValue(int x, int y) const {
-    const std::uint16_t* row = mWork->GetRowPointer(y);
-    return row ? row[x] : mWork->ReadPixel({static_cast<short>(x), static_cast<short>(y)});
-}
-
-void KrSegment::SetWorkValue(int x, int y, std::uint16_t value) {
-    std::uint16_t* row = mWork->GetRowPointer(y);
-    if (row)
-        row[x] = value;
-    else
-        mWork->WritePixel({static_cast<short>(x), static_cast<short>(y)}, value);
-}
-
 // The outermost rows and columns are outside whatever they hold, so that no trace leaves the image.
-bool KrSegment::IsInside(int x, int y) const {
+inline bool KrSegment::IsInside(int x, int y) const {
     if (x < 1 || y < 1 || x > mSize.cx - 2 || y > mSize.cy - 2) return false;
-    const std::uint16_t value = WorkValue(x, y);
+    const std::uint16_t value = Get(*mWork, x, y);
     return value > mThreshold && value <= kBorder;
 }
 
@@ -117,7 +127,7 @@ bool KrSegment::IsNextYInside(short dy) {
     return true;
 }
 
-bool KrSegment::IsNextXLabelled(short dx) const { return WorkValue(mPoint.x + dx, mPoint.y) >= kToggle; }
+bool KrSegment::IsNextXLabelled(short dx) const { return Get(*mWork, mPoint.x + dx, mPoint.y) >= kToggle; }
 
 std::uint8_t& KrSegment::Stamp(const KrTPoint<short>& point) {
     return mStamps[static_cast<std::size_t>(point.y) * static_cast<std::size_t>(mSize.cx) +
@@ -134,24 +144,17 @@ void KrSegment::SetBorderPoint(std::uint16_t mark) {
         mFinished = true;
         return;
     }
-    SetWorkValue(mPoint.x, mPoint.y, WorkValue(mPoint.x, mPoint.y) == kToggle ? kBorder : mark);
+    Set(*mWork, mPoint.x, mPoint.y, Get(*mWork, mPoint.x, mPoint.y) == kToggle ? kBorder : mark);
     mBox = {std::min(mBox.minX, mPoint.x), std::min(mBox.minY, mPoint.y), std::max(mBox.maxX, mPoint.x),
             std::max(mBox.maxY, mPoint.y)};
 }
 
 bool KrSegment::BeginTrace(const KrTPoint<short>& start) {
-    mBorder.Clear();
-    mMarks.clear();
-    mFinished = false;
-    mLabelled = false;
-    mBox = {};
-    const float ratio = mAttribute.pixelRatio;
-    mAttribute = {};
-    mAttribute.pixelRatio = ratio;
+    Forget();
     if (!HasImages() || !IsInside(start.x, start.y)) return false;
     mStart = mPoint = start;
     mBox = {start.x, start.y, start.x, start.y};
-    SetWorkValue(start.x, start.y, kToggle);
+    Set(*mWork, start.x, start.y, kToggle);
     return true;
 }
 
@@ -167,7 +170,7 @@ bool KrSegment::BeginRound(short d) {
 void KrSegment::FindSegmentBorder(const KrTPoint<short>& start) {
     if (!BeginTrace(start)) return;
     const bool rightEdge =
-        WorkValue(start.x + 1, start.y) <= mThreshold && WorkValue(start.x - 1, start.y) > mThreshold;
+        Get(*mWork, start.x + 1, start.y) <= mThreshold && Get(*mWork, start.x - 1, start.y) > mThreshold;
     short d = rightEdge ? -1 : 1;
     while (!mFinished && BeginRound(d)) {
         if (IsNextYInside(d))
@@ -205,7 +208,8 @@ void KrSegment::GoAround(short& d) {
 }
 
 void KrSegment::EndTrace() {
-    if (mStart.y == mBox.minY && WorkValue(mStart.x + 1, mStart.y) < kToggle) SetWorkValue(mStart.x, mStart.y, kBorder);
+    if (mStart.y == mBox.minY && Get(*mWork, mStart.x + 1, mStart.y) < kToggle)
+        Set(*mWork, mStart.x, mStart.y, kBorder);
     mBox = {static_cast<short>(mBox.minX - 1), static_cast<short>(mBox.minY - 1), static_cast<short>(mBox.maxX + 1),
             static_cast<short>(mBox.maxY + 1)};
     const auto addMark = [this](const KrTPoint<short>& p) {
@@ -229,10 +233,10 @@ void KrSegment::VisitRegion(const Visit& visit) const {
         const int x = Column(mMarks[i]), y = Row(mMarks[i]);
         const bool lastOfRow = i + 1 == mMarks.size() || Row(mMarks[i + 1]) != y;
         const int next = lastOfRow ? mBox.maxX + 1 : Column(mMarks[i + 1]);
-        if (WorkValue(x, y) == kToggle) inside = !inside;
+        if (Get(*mWork, x, y) == kToggle) inside = !inside;
         visit(x, y);
         for (int k = x + 1; inside && k < next; ++k)
-            if (mAllInside || WorkValue(k, y) > mThreshold) visit(k, y);
+            if (mAllInside || Get(*mWork, k, y) > mThreshold) visit(k, y);
         if (lastOfRow) inside = false;
     }
 }
@@ -242,7 +246,7 @@ void KrSegment::Label(unsigned short label) {
     mAttribute.label = label;
     if (mLabelled) return;
     Measure();
-    VisitRegion([&](int x, int y) { SetWorkValue(x, y, label); });
+    VisitRegion([&](int x, int y) { Set(*mWork, x, y, label); });
     mLabelled = true;
 }
 
@@ -250,12 +254,7 @@ void KrSegment::Number(KrAOI32* numbers, std::int32_t number) {
     if (mMarks.empty() || mLabelled || !HasImages()) return;
     const KrTSize<int> size = CommonRegion(numbers, mWork);
     VisitRegion([&](int x, int y) {
-        if (x >= size.cx || y >= size.cy) return;
-        std::int32_t* row = numbers->GetRowPointer(y);
-        if (row)
-            row[x] = number;
-        else
-            numbers->WritePixel({static_cast<short>(x), static_cast<short>(y)}, number);
+        if (x < size.cx && y < size.cy) Set(*numbers, x, y, number);
     });
 }
 
@@ -269,31 +268,19 @@ void KrSegment::Measure() {
     mSums = {};
     for (const std::uint32_t mark : mMarks) CountBorderStep(Column(mark), Row(mark));
     VisitRegion([&](int x, int y) {
-        const std::uint8_t* row = mImage->GetRowPointer(y);
-        const auto value = row ? row[x] : mImage->ReadPixel({static_cast<short>(x), static_cast<short>(y)});
-        UpdateAttributes(static_cast<short>(x - mBox.minX), static_cast<short>(y), value);
+        UpdateAttributes(static_cast<short>(x - mBox.minX), static_cast<short>(y), Get(*mImage, x, y));
     });
 }
 
 // The step from the row above, where the region goes on there, else along the row.
 void KrSegment::CountBorderStep(int x, int y) {
-    const bool toggles = WorkValue(x, y) == kToggle;
-    if (toggles && WorkValue(x, y - 1) == kToggle)
+    const bool toggles = Get(*mWork, x, y) == kToggle;
+    if (toggles && Get(*mWork, x, y - 1) == kToggle)
         ++mSums.vertical;
-    else if (toggles && (WorkValue(x - 1, y - 1) == kToggle || WorkValue(x + 1, y - 1) == kToggle))
+    else if (toggles && (Get(*mWork, x - 1, y - 1) == kToggle || Get(*mWork, x + 1, y - 1) == kToggle))
         ++mSums.diagonal;
     else
         ++mSums.horizontal;
-}
-
-void KrSegment::UpdateAttributes(short x, short y, unsigned char value) {
-    const std::int64_t column = x + mBox.minX;
-    ++mSums.count;
-    mSums.value += value;
-    mSums.x += column;
-    mSums.y += y;
-    mSums.xValue += column * value;
-    mSums.yValue += std::int64_t{y} * value;
 }
 
 void KrSegment::SetAttributes() {

@@ -100,7 +100,15 @@ protected:
     // Puts the current point on the border, or ends the trace when it is the start.
     void SetBorderPoint(std::uint16_t mark);
     // Adds a pixel of the region to the sums; x counts from the left side of the box.
-    void UpdateAttributes(short x, short y, unsigned char value);
+    void UpdateAttributes(short x, short y, unsigned char value) {
+        const std::int64_t column = x + mBox.minX;
+        ++mSums.count;
+        mSums.value += value;
+        mSums.x += column;
+        mSums.y += y;
+        mSums.xValue += column * value;
+        mSums.yValue += std::int64_t{y} * value;
+    }
     // Computes the attribute from the sums.
     void SetAttributes();
 
@@ -113,9 +121,8 @@ private:
         std::int64_t count = 0, value = 0, x = 0, y = 0, xValue = 0, yValue = 0;
     };
 
+    void Forget();
     bool HasImages() const;
-    std::uint16_t WorkValue(int x, int y) const;
-    void SetWorkValue(int x, int y, std::uint16_t value);
     bool IsInside(int x, int y) const;
     std::uint8_t& Stamp(const KrTPoint<short>& point);
     bool BeginTrace(const KrTPoint<short>& start);
