@@ -25,6 +25,8 @@ void AddGradientCommand(CLI::App& program);
 void AddFlattenCommand(CLI::App& program);
 void AddQualityCommand(CLI::App& program);
 void AddRegionsCommand(CLI::App& program);
+void AddShadeCommand(CLI::App& program);
+void AddFilterCommand(CLI::App& program);
 void AddDemoCommand(CLI::App& program);
 
 }  // namespace vorip

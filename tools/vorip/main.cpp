@@ -19,6 +19,8 @@ constexpr AddCommand kCommands[] = {
     vorip::AddFlattenCommand,
     vorip::AddQualityCommand,
     vorip::AddRegionsCommand,
+    vorip::AddShadeCommand,
+    vorip::AddFilterCommand,
     vorip::AddDemoCommand,
 };
 

@@ -1,0 +1,142 @@
+// The commands `vorip filter` and `vorip shade`.
+#include <gtest/gtest.h>
+
+#include <limits>
+
+#include "tests/support/program.h"
+
+using namespace test;
+
+namespace {
+
+// 10 everywhere but 100 in the middle of 5 x 5 pixels, and 220 in a corner, which the mask leaves out.
+cv::Mat Dot(int depth) {
+    cv::Mat image(5, 5, depth, cv::Scalar(10));
+    image(cv::Rect(2, 2, 1, 1)) = cv::Scalar(100);
+    image(cv::Rect(0, 0, 1, 1)) = cv::Scalar(220);
+    return image;
+}
+
+TEST_F(Program, FilterAppliesEveryKind) {
+    for (const auto& [depth, name] : {std::pair{CV_8U, "8.png"}, {CV_16U, "16.TIF"}, {CV_32F, "f.tiff"}})
+        Write(name, Dot(depth));
+    Write("spots.png", cv::Mat((cv::Mat_<uchar>(1, 5) << 0, 255, 255, 255, 254)));
+    cv::Mat mask(5, 5, CV_8U, cv::Scalar(128));
+    mask.at<uchar>(0, 0) = 127;
+    Write("mask.png", mask);
+    WriteBytes("k.txt", "# weights\n1,-2, 3\n\n 0 +4\t0 # below\r\n");
+    WriteBytes("edge.txt", "-1 1");
+    const struct {
+        const char* arguments;
+        std::vector<double> row, column;  // through the middle of the result
+    } cases[] = {
+        {"gauss 8.png --size 3x1", {10, 33, 55, 33, 10}, {10, 10, 55, 10, 10}},
+        {"mean 16.TIF --size 1x3", {10, 10, 40, 10, 10}, {10, 40, 40, 40, 10}},
+        {"mean f.tiff --size 3x3 --mask mask.png", {10, 20, 20, 20, 10}, {10, 20, 20, 20, 10}},
+        {"median 16.TIF", {10, 10, 10, 10, 10}, {10, 10, 10, 10, 10}},
+        {"erosion f.tiff --size 1x2", {10, 10, 10, 10, 10}, {10, 10, 10, 10, 10}},
+        {"dilatation 8.png --size 5x2", {100, 100, 100, 100, 100}, {220, 220, 100, 100, 10}},
+        {"dilatation 8.png --size 5x5", {220, 220, 220, 100, 100}, {220, 220, 220, 100, 100}},
+        {"dilatation 8.png --size 5x5 --mask mask.png", {100, 100, 100, 100, 100}, {100, 100, 100, 100, 100}},
+        {"binary-erosion spots.png --size 2x1", {0, 0, 255, 0, 254}, {255}},
+        {"binary-dilatation spots.png --size 2x1", {255, 255, 255, 255, 255}, {255}},
+        {"binomial 8.png --size 2x3", {10, 33, 33, 10, 10}, {10, 21, 33, 21, 10}},
+        {"recursive f.tiff --alpha 0", {10, 10, 100, 10, 10}, {10, 10, 100, 10, 10}},
+        {"kernel f.tiff --kernel k.txt", {10, 10, 70, 10, 10}, {10, 10, 70, -20, 10}},
+        {"kernel f.tiff --kernel k.txt --divisor -3", {-20, -20, -140, -20, -20}, {-20, -20, -140, 40, -20}},
+        {"kernel f.tiff --kernel edge.txt", {0, 0, 90, -90, 0}, {0, 0, 90, 0, 0}},
+    };
+    for (const auto& c : cases) {
+        const std::string out = std::string(c.arguments).find("f.tiff") == std::string::npos ? "o/x.png" : "o/x.tif";
+        const Outcome outcome = Run(std::string("filter --out ") + out + " " + c.arguments);
+        ASSERT_EQ(outcome.exitCode, 0) << c.arguments << outcome.err;
+        cv::Mat result;
+        Read(out).convertTo(result, CV_64F);
+        EXPECT_EQ(c.row, std::vector<double>(result.row(result.rows / 2))) << c.arguments;
+        EXPECT_EQ(c.column, std::vector<double>(result.col(2))) << c.arguments;
+    }
+}
+
+// Gaps of an unwrapped phase stay gaps and do not spoil what is around them.
+TEST_F(Program, FilterLeavesOutWhatIsNotFinite) {
+    cv::Mat in(9, 9, CV_32F, cv::Scalar(4));
+    in.at<float>(4, 4) = std::numeric_limits<float>::quiet_NaN();
+    in.at<float>(2, 7) = std::numeric_limits<float>::infinity();
+    WriteBytes("gaps.npy", Npy("<f4", in));
+    WriteBytes("k.txt", "1 1 1");
+    for (const char* kind : {"median gaps.npy", "mean gaps.npy --size 9x9", "kernel gaps.npy --kernel k.txt"}) {
+        ASSERT_EQ(Run(std::string("filter --out out.tiff ") + kind).exitCode, 0);
+        const cv::Mat out = Read("out.tiff");
+        EXPECT_EQ(cv::countNonZero(out == 4), 79) << kind;
+        EXPECT_TRUE(std::isnan(out.at<float>(4, 4)) && std::isinf(out.at<float>(2, 7)));
+    }
+    ExpectRefused("filter recursive gaps.npy --out o/x.tiff", "cannot be filtered by 'recursive'");
+    ExpectRefused("filter kernel gaps.npy --kernel k.txt --divisor 3 --out o/x.tiff", "--divisor has no meaning");
+}
+
+TEST_F(Program, FilterAndShadeRefuseBadInput) {
+    Write("a.png", cv::Mat(8, 8, CV_8U, cv::Scalar(100)));
+    Write("deep.png", cv::Mat(8, 8, CV_16U, cv::Scalar(100)));
+    Write("float.tiff", cv::Mat(8, 8, CV_32F, cv::Scalar(1)));
+    WriteBytes("old.png", "old");
+    WriteBytes("ragged.txt", "1 2\n\n3\n");
+    WriteBytes("huge.txt", "2147483648");
+    WriteBytes("none.txt", "# nothing\n");
+    const std::pair<const char*, const char*> cases[] = {
+        {"filter sharpen a.png --out o/x.png", "no filter 'sharpen' (use gauss, mean"},
+        {"filter median a.png --out o/x.jpg", "must end with .png, .bmp, .tiff or .npy"},
+        {"filter median float.tiff --out old.png", "a .png file cannot hold float pixels"},
+        {"filter median a.png --out a.png/x.png", "a.png: is a file, not a folder"},
+        {"filter median a.png --out .", "is a folder, not a file"},
+        {"filter median a.png --out o/x.png --size 3", "--size=3: must be"},
+        {"filter median a.png --out o/x.png --size 3x99999", "1 to 9999"},
+        {"filter median a.png --out o/x.png --alpha 0.5", "--alpha is no option of the filter 'median'"},
+        {"filter gauss a.png --out o/x.png --kernel k.txt", "--kernel is no option of the filter 'gauss'"},
+        {"filter mean a.png --out o/x.png --divisor 5", "--divisor is no option"},
+        {"filter recursive a.png --out o/x.png --size 3x3", "--size is no option"},
+        {"filter binary-erosion a.png --out o/x.png --mask a.png", "--mask is no option"},
+        {"filter binomial deep.png --out o/x.png", "takes 8-bit pictures, this is 16-bit"},
+        {"filter binomial a.png --out o/x.png --size 3x24", "2 to 23"},
+        {"filter kernel a.png --out o/x.png", "needs --kernel FILE"},
+        {"filter kernel a.png --out o/x.png --kernel a.png", "line 1: '?PNG' is not a whole number"},
+        {"filter kernel a.png --out o/x.png --kernel ragged.txt", "line 3: 1 weights, but 2"},
+        {"filter kernel a.png --out o/x.png --kernel huge.txt", "'2147483648' is not"},
+        {"filter kernel a.png --out o/x.png --kernel none.txt", "holds no weights"},
+        {"shade float.tiff --out o", "8-bit or 16-bit, this is float"},
+        {"shade a.png --out o --reduce 0", "a whole number of 1 to 32767"},
+        {"shade a.png --out o --kernel 3x", "--kernel=3x: must be"},
+    };
+    for (const auto& [arguments, says] : cases) ExpectRefused(arguments, says);
+    EXPECT_EQ(ReadText("old.png"), "old");
+    EXPECT_EQ(Run("filter median a.png --out old.png").exitCode, 0);
+    EXPECT_EQ(cv::countNonZero(Read("old.png") == 100), 64);
+}
+
+TEST_F(Program, ShadeEvensOutTheLight) {
+    cv::Mat lit(240, 320, CV_8U);
+    for (int y = 0; y < lit.rows; ++y)
+        for (int x = 0; x < lit.cols; ++x) lit.at<uchar>(y, x) = static_cast<uchar>(200 - 0.1 * x - 0.1 * y);
+    lit(cv::Rect(100, 100, 40, 30)) *= 0.5;
+    cv::Mat deep;
+    lit.convertTo(deep, CV_16U, 257);
+    Write("8.png", lit);
+    Write("16.png", deep);
+    for (const auto& [name, top] : {std::pair{"8.png", 255.0}, {"16.png", 65535.0}}) {
+        ASSERT_EQ(Run(std::string("shade --out o ") + name).exitCode, 0);
+        cv::Mat even;
+        Read("o/corrected.png").convertTo(even, CV_64F, 1 / top);
+        EXPECT_EQ(cv::countNonZero(even > 0.85), 320 * 240 - 40 * 30);
+        EXPECT_EQ(cv::countNonZero(even < 0.55), 40 * 30);
+    }
+    Write("dot.png", Dot(CV_8U));
+    ASSERT_EQ(Run("shade dot.png --reduce 1 --kernel 3x1 --dilate 1 --out o").exitCode, 0);
+    const std::vector<uchar> row = Read("o/background.png").row(2);
+    EXPECT_EQ((std::vector<uchar>{38, 68, 98, 68, 38}), row);
+}
+
+TEST_F(Program, HelpOfFilterAndShadeShowsAnExample) {
+    for (const std::string command : {"filter", "shade"})
+        EXPECT_NE(Run(command + " --help").out.find("Example:\n  vorip " + command), std::string::npos);
+}
+
+}  // namespace
