@@ -1,4 +1,4 @@
-// The fitted surface of an image, with and without masks, beside a memory copy.
+// The fitted surface of an image, with and without masks, beside a memory copy of the image (and the mask).
 #include "bench/support.h"
 
 namespace KrN::bench {
@@ -22,17 +22,23 @@ void Fit(const KrAOI* a, KrAOI* dst, const KrAOI8* mask, MaskConsideration consi
     KrLBestFit().Approximation(a, dst, mask, mask, consider, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1);
 }
 
+constexpr auto kNotDrawn = static_cast<MaskConsideration>(3);
+
+// The second source of the masked ones stands for the mask, which is the same each time.
 const Ours kFit = [](const KrAOI* a, const KrAOI*, KrAOI* d) { Fit(a, d, nullptr, eIgnoreMask); };
-const Ours kFitOnly = [](const KrAOI* a, const KrAOI*, KrAOI* d) {
-    Fit(a, d, nullptr, static_cast<MaskConsideration>(3));
-};
+const Ours kFitOnly = [](const KrAOI* a, const KrAOI*, KrAOI* d) { Fit(a, d, nullptr, kNotDrawn); };
 const Ours kFitMasked = [](const KrAOI* a, const KrAOI*, KrAOI* d) { Fit(a, d, Disc(a->AOISize()), eConsiderMask); };
+const Ours kFitOnlyMasked = [](const KrAOI* a, const KrAOI*, KrAOI* d) { Fit(a, d, Disc(a->AOISize()), kNotDrawn); };
 
 std::vector<Case> Cases() {
-    std::vector<Case> cases{{"Approximation", {"8 > F", "16 > F", "F > F"}, kFit},
-                            {"Approximation, masked", {"8 > F", "16 > F", "F > F"}, kFitMasked},
-                            {"Approximation, not drawn", {"8 > F", "16 > F", "F > F"}, kFitOnly}};
-    for (Case& c : cases) c.aim = 6.0;
+    std::vector<Case> cases{{"Fit", {"8 > F", "16 > F", "F > F"}, kFitOnly},
+                            {"Fit, masked", {"8 8 > F", "16 8 > F", "F 8 > F"}, kFitOnlyMasked},
+                            {"Fit and draw", {"8 > F", "16 > F", "F > F"}, kFit},
+                            {"Fit and draw, masked", {"8 8 > F", "16 8 > F", "F 8 > F"}, kFitMasked}};
+    for (Case& c : cases) {
+        c.ofInput = true;
+        c.aim = 6.0;
+    }
     return cases;
 }
 

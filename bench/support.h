@@ -39,6 +39,7 @@ struct Case {
     Counterpart counterpart = {};
     double extraPasses = 0.0;  // over the destination, beyond reading the sources and writing the destination once
     int reduction = 1;         // of the destination's width and height
+    bool ofInput = false;      // compare with a copy of the sources alone
     double aim = 1.5;          // the greatest ratio to the memory copy, unless the counterpart has the same arithmetic
 };
 
@@ -74,11 +75,11 @@ struct Images {
         std::string word;
         while (words >> word && word != ">") {
             sources.push_back(MakeImage(word, side));
-            bytes += Bytes(sources.back());
+            bytes += (c.ofInput ? 2.0 : 1.0) * Bytes(sources.back());
         }
         if (!(words >> word)) return;
         destination = MakeImage(word, side / c.reduction);
-        bytes += (1.0 + c.extraPasses) * Bytes(destination);
+        if (!c.ofInput) bytes += (1.0 + c.extraPasses) * Bytes(destination);
     }
     const Image& Source(std::size_t i) const {
         static const Image none;
