@@ -37,9 +37,6 @@ RowReader<T>::RowReader(const KrTAOI<T>& src, const KrTAOI<T>& dst, KrTSize<int>
 }
 
 template <class T>
-RowReader<T>::RowReader(const KrTBuf2D<T>& image) : mFirst(image.Row(0)), mIncrement(image.Width() * sizeof(T)) {}
-
-template <class T>
 void RowReader<T>::Fetch() {
     const int y = static_cast<int>(mNext);
     if (!mPointers) mSrc->ReadRow(y, walk::Columns(static_cast<int>(mRows.Width())), mLine);
@@ -52,9 +49,6 @@ RowWriter<T>::RowWriter(KrTAOI<T>& dst, KrTSize<int> size)
     : mDst(&dst), mColumns(walk::Columns(size.cx)), mDirect(AllowsDirect(Access::eSwitched) && HaveRowPointers(&dst)) {
     if (!mDirect) mLine.Resize(static_cast<std::size_t>(size.cx));
 }
-
-template <class T>
-RowWriter<T>::RowWriter(KrTBuf2D<T>& image) : mImage(&image) {}
 
 #define VORIP_INSTANTIATE(T)   \
   template class RowReader<T>; \

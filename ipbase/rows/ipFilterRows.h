@@ -29,12 +29,11 @@ template <class T>
 using BlendRow = void (*)(T* pixels, const T* neighbours, double alpha, std::size_t count);
 
 struct FilterRows {
-    std::tuple<TapRow<u8>, TapRow<u16>, TapRow<i32>, TapRow<float>, TapRow<u32>> median;
     std::tuple<MaskedWeightedRow<u8>, MaskedWeightedRow<u16>, MaskedWeightedRow<i32>, MaskedWeightedRow<float>,
                MaskedWeightedRow<u32>>
         maskedWeighted;
     std::tuple<MaskedTapRow<u8>, MaskedTapRow<u16>, MaskedTapRow<i32>, MaskedTapRow<float>> maskedMinimum,
-        maskedMaximum, maskedMedian;
+        maskedMaximum;
     std::tuple<BlendRow<u8>, BlendRow<u16>, BlendRow<i32>, BlendRow<float>> blend;
 };
 

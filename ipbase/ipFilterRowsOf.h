@@ -1,0 +1,43 @@
+#pragma once
+
+#include "ipbase/ipFilterBlock.h"
+#include "ipbase/ipFilterLine.h"
+
+// Rows of a source for windows of kx * ky pixels.
+namespace KrN {
+
+// The samples 0, 1, ... are those of the first output row's window, and then the next one of each further row.
+inline std::size_t BlockRow(const BlockWindow& window, std::size_t sample, std::size_t height) {
+    return std::min(sample - std::min<std::size_t>(sample, window.ky / 2), height - 1);
+}
+
+// The rows, padded as the window needs it; the last `kept` ones are at hand.
+template <class T>
+class PaddedRows {
+public:
+    PaddedRows(RowReader<T>& reader, Extent size, const BlockWindow& window, std::size_t kept)
+        : mReader(reader),
+          mWidth(size.width),
+          mLeft(window.kx / 2),
+          mRight(window.kx - 1 - window.kx / 2),
+          mRows(mLeft + size.width + mRight, std::min(kept, size.height)) {}
+    const T* Row(std::size_t y) {
+        for (; mNext <= y; ++mNext)
+            PadLine(mReader.Row(mNext), mWidth, mLeft, mRight, mRows.Row(mNext % mRows.Height()));
+        return mRows.Row(y % mRows.Height());
+    }
+
+private:
+    RowReader<T>& mReader;
+    std::size_t mWidth, mLeft, mRight, mNext = 0;
+    KrTBuf2D<T> mRows;
+};
+
+template <class T>
+KrTBuf2D<T> ReadAll(Extent size, RowReader<T>& reader) {
+    KrTBuf2D<T> image(size.width, size.height);
+    for (std::size_t y = 0; y < size.height; ++y) std::copy_n(reader.Row(y), size.width, image.Row(y));
+    return image;
+}
+
+}  // namespace KrN
