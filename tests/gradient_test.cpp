@@ -199,27 +199,6 @@ TYPED_TEST(Gradient, IsTheSameForAllLayouts) {
     Check<TypeParam>(src, std::numeric_limits<int>::min(), 1, 1, Layout::eSeparate);
 }
 
-// What callers count on: a wrapped ramp has no gradient, however long the baseline.
-TYPED_TEST(Gradient, OfARampIsZeroInside) {
-    using T = typename TypeParam::Pixel;
-    Plane<T> ramp{64, 48};
-    for (int y = 0; y < 48; ++y)
-        for (int x = 0; x < 64; ++x)
-            ramp(x, y) = static_cast<T>(std::is_same_v<T, float> ? 300 * x - 200 * y : (10 * x + 3 * y) % 256);
-    KrTBuf2D<T> pixels(64, 48);
-    for (const auto& [dx, dy] : {std::pair{5, 0}, {0, -9}, {7, 11}, {-7, 11}, {20, -3}}) {
-        TypeParam src({64, 48}, ramp.v.data(), 64 * sizeof(T)), dst({64, 48}, pixels.Row(0), 64 * sizeof(T));
-        Compute(&src, dx, dy, &dst, 1);
-        for (std::size_t y = 0; y < 48; ++y)
-            for (std::size_t x = 0; x < 64; ++x) {
-                const bool border = std::min(x, 63 - x) < static_cast<std::size_t>(std::abs(dx)) ||
-                                    std::min(y, 47 - y) < static_cast<std::size_t>(std::abs(dy));
-                const T fill = sizeof(T) == 1 ? T{0} : std::numeric_limits<T>::infinity();
-                ASSERT_EQ(pixels(x, y), border ? fill : T{0}) << x << ", " << y;
-            }
-    }
-}
-
 // The single steps, as derived classes use them: they add to what is there, and go wrong on no baseline.
 template <class Base, class Step, class Sum>
 struct Open : Base {
