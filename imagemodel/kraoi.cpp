@@ -69,6 +69,12 @@ std::size_t CheckColumns(const KrAOI& aoi, const KrColumnRange& columns) {
     return static_cast<std::size_t>(columns.last - columns.first + 1);
 }
 
+KrColumnRange OneColumn(const KrAOI& aoi, int column) {
+    if (column < 0 || column >= aoi.AOIWidth())
+        throw new KrException(L"The column does not lie inside the area of interest");
+    return {static_cast<std::int16_t>(column), static_cast<std::int16_t>(column)};
+}
+
 KrColumnRange AllColumns(const KrAOI& aoi) { return {0, static_cast<std::int16_t>(aoi.AOIWidth() - 1)}; }
 
 }  // namespace
@@ -76,6 +82,8 @@ KrColumnRange AllColumns(const KrAOI& aoi) { return {0, static_cast<std::int16_t
 template <class T>
 KrTAOI<T>::KrTAOI(KrTAOI& parent, const KrTRectangle<short>& rect, const KrString& name)
     : KrAOI(KrTPixel<T>::device, parent.GetBufferSize(), parent.mPixels, parent.mRowInc, name) {
+    if (!mPixels && GetBufferSize().cx > 0 && GetBufferSize().cy > 0)
+        throw new KrException(L"A view needs a parent whose pixels have addresses");
     SetAOIRect(rect);
 }
 
@@ -125,7 +133,7 @@ void KrTAOI<T>::WritePixel(const KrTPoint<short>& p, T value) {
 
 template <class T>
 void KrTAOI<T>::ReadColumn(int column, KrTBuf1D<T>& buffer) const {
-    const KrColumnRange columns{static_cast<std::int16_t>(column), static_cast<std::int16_t>(column)};
+    const KrColumnRange columns = OneColumn(*this, column);
     if (buffer.Size() < static_cast<std::size_t>(AOIHeight())) buffer.Resize(static_cast<std::size_t>(AOIHeight()));
     KrTBuf1D<T> pixel(1);
     for (int y = 0; y < AOIHeight(); ++y) {
@@ -136,9 +144,13 @@ void KrTAOI<T>::ReadColumn(int column, KrTBuf1D<T>& buffer) const {
 
 template <class T>
 void KrTAOI<T>::WriteColumn(int column, const KrTBuf1D<T>& buffer) {
-    const KrColumnRange columns{static_cast<std::int16_t>(column), static_cast<std::int16_t>(column)};
+    const KrColumnRange columns = OneColumn(*this, column);
     const int count = static_cast<int>(std::min(buffer.Size(), static_cast<std::size_t>(AOIHeight())));
-    for (int y = 0; y < count; ++y) WriteRow(y, columns, KrTBuf1D<T>{buffer[static_cast<std::size_t>(y)]});
+    KrTBuf1D<T> pixel(1);
+    for (int y = 0; y < count; ++y) {
+        pixel[0] = buffer[static_cast<std::size_t>(y)];
+        WriteRow(y, columns, pixel);
+    }
 }
 
 template <class T>

@@ -39,7 +39,8 @@ public:
     void AdoptAOIInfo(std::unique_ptr<KrAOIInfo> info);
 
     // A new OpenCV header over the same pixels (a copy of them when the pixels are not addressable). The caller frees
-    // it with cvReleaseImage, which never frees the pixels of this image. Throws KrException for an empty view.
+    // it with cvReleaseImage, which never frees the pixels of this image. Throws KrException for an empty view and for
+    // one of 2 GB or more.
     virtual IplImage* CreateIplImage() const = 0;
 
 protected:
@@ -87,7 +88,8 @@ public:
     // Views memory that the caller owns; rowIncInBytes is the distance from one row to the next.
     KrTAOI(const KrTSize<short>& size, T* pixels, std::uint32_t rowIncInBytes, const KrString& name = L"")
         : KrAOI(KrTPixel<T>::device, size, pixels, rowIncInBytes, name) {}
-    // Views a rectangle, in buffer coordinates, of the buffer that the parent lies in.
+    // Views a rectangle, in buffer coordinates, of the buffer that the parent lies in. Throws KrException when the
+    // parent's pixels have no addresses.
     KrTAOI(KrTAOI& parent, const KrTRectangle<short>& rect, const KrString& name = L"");
     ~KrTAOI() override;
     KrTAOI(const KrTAOI&) = default;

@@ -85,6 +85,7 @@ template <class T>
 class KrTBlockMem : public KrTMem<T> {
 public:
     void Push(const T& elem) { this->Add(elem); }
+    // There must be an element.
     T Pop() {
         const T elem = (*this)[this->Size() - 1];
         this->Resize(this->Size() - 1);

@@ -43,12 +43,18 @@ KrTBufferAOI<Dev, AOI>::KrTBufferAOI(const KrTBufferAOI& other, int) : KrTBuffer
 template <class Dev, class AOI>
 KrTBufferAOI<Dev, AOI>& KrTBufferAOI<Dev, AOI>::operator=(const KrTBufferAOI& other) {
     if (this == &other) return *this;
-    const std::size_t bytes = Bytes(other.GetBufferSize(), sizeof(Pixel));
-    KrPixelMemory memory(bytes);
-    if (bytes > 0 && other.mMemory.Data()) std::memcpy(memory.Data(), other.mMemory.Data(), bytes);
+    const KrTSize<short> size = other.GetBufferSize();
+    const std::size_t rowBytes = Bytes({size.cx, 1}, sizeof(Pixel));
+    KrPixelMemory memory(Bytes(size, sizeof(Pixel)));
+    if (other.mPixels && rowBytes > 0) {  // which need not be its own memory: as a view it may have been re-seated
+        auto* to = static_cast<std::byte*>(memory.Data());
+        const auto* from = reinterpret_cast<const std::byte*>(other.mPixels);
+        for (int y = 0; y < size.cy; ++y, to += rowBytes, from += other.mRowInc) std::memcpy(to, from, rowBytes);
+    }
     AOI::operator=(other);
     mMemory = std::move(memory);
-    this->mPixels = mMemory.Data();
+    this->mPixels = static_cast<Pixel*>(mMemory.Data());
+    this->mRowInc = static_cast<std::uint32_t>(rowBytes);
     return *this;
 }
 

@@ -1,5 +1,7 @@
 #include "imagemodel/krlut.h"
 
+#include "imagemodel/krexception.h"
+
 namespace KrN {
 
 KrLut::~KrLut() = default;
@@ -26,6 +28,7 @@ KrOLut* KrOLutMgr::GetLut(const KrString& name) const {
 }
 
 void KrOLutMgr::AddLut(std::unique_ptr<KrOLut> lut) {
+    if (!lut) throw new KrException(L"The look-up table is missing");
     const std::wstring name = lut->GetName().c_str();
     mLuts[name] = std::move(lut);
 }

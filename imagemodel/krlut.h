@@ -89,6 +89,7 @@ class VORIP_API KrOLutMgr {
 public:
     // The table of that name, or null. The manager owns its tables; adding one replaces the one of the same name.
     KrOLut* GetLut(const KrString& name) const;
+    // Throws KrException when there is none.
     void AddLut(std::unique_ptr<KrOLut> lut);
 
 private:

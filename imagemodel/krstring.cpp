@@ -28,12 +28,12 @@ std::string KrString::ToUtf8() const {
     return converter.to_bytes(mText);
 }
 
-void KrString::Print(const wchar_t* format, const FormatArg* args, std::size_t count) {
+void KrString::Print(const wchar_t* format, std::initializer_list<FormatArg> args) {
     fmt::dynamic_format_arg_store<fmt::wprintf_context> store;
-    for (std::size_t i = 0; i < count; ++i) switch (args[i].kind) {
-            case FormatArg::eInteger: store.push_back(args[i].integer); break;
-            case FormatArg::eFloat: store.push_back(args[i].number); break;
-            case FormatArg::eText: store.push_back(std::wstring(args[i].text)); break;
+    for (const FormatArg& arg : args) switch (arg.kind) {
+            case FormatArg::eInteger: store.push_back(arg.integer); break;
+            case FormatArg::eFloat: store.push_back(arg.number); break;
+            case FormatArg::eText: store.push_back(std::wstring(arg.text)); break;
         }
     try {
         mText = fmt::vsprintf(fmt::wstring_view(format), fmt::basic_format_args<fmt::wprintf_context>(store));

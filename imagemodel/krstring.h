@@ -1,5 +1,6 @@
 #pragma once
 
+#include <initializer_list>
 #include <string>
 #include <type_traits>
 
@@ -26,8 +27,7 @@ public:
     // ignored. Throws KrException when the format and the arguments do not fit together.
     template <class... Args>
     void SPrintf(const wchar_t* format, const Args&... args) {
-        const FormatArg list[] = {FormatArg(args)..., FormatArg(0)};
-        Print(format, list, sizeof...(Args));
+        Print(format, {FormatArg(args)...});  // which keeps texts made for the call alive
     }
 
 private:
@@ -40,10 +40,10 @@ private:
         template <class T, std::enable_if_t<std::is_integral_v<T>, int> = 0>
         explicit FormatArg(T v) : kind(eInteger), integer(static_cast<long long>(v)) {}
         explicit FormatArg(double v) : kind(eFloat), number(v) {}
-        explicit FormatArg(const wchar_t* v) : kind(eText), text(v) {}
+        explicit FormatArg(const wchar_t* v) : kind(eText), text(v ? v : L"") {}
         explicit FormatArg(const KrString& v) : kind(eText), text(v.c_str()) {}
     };
-    void Print(const wchar_t* format, const FormatArg* args, std::size_t count);
+    void Print(const wchar_t* format, std::initializer_list<FormatArg> args);
 
     std::wstring mText;
 };

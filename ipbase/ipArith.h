@@ -13,7 +13,7 @@
 namespace KrN {
 
 // Sum, clipped at the top; plain for 8, F -> F, 16, F -> F, F, F -> F and D, D -> D. A constant is rounded,
-// trunc(c + 0.5), for integer images; for F -> F it is added as it is.
+// floor(c + 0.5), for integer images; for F -> F it is added as it is.
 class VORIP_API KrIpAdd {
 public:
     template <class A, class B, class D>

@@ -102,16 +102,16 @@ void KrLArithmetic::SubAbs(const KrAOI* a, const KrAOI* b, KrAOI* dst) { Tables:
 void KrLArithmetic::SubBoc2(const KrAOI* a, const KrAOI* b, KrAOI* dst) { Tables::subBoc2(*this, a, b, dst); }
 
 void KrLArithmetic::AddModulo(const KrAOI* a, double c, KrAOI* dst) {
-    c < 0 ? Tables::subModuloConstant(*this, a, -c, dst) : Tables::addModuloConstant(*this, a, c, dst);
+    c < 0 ? SubModulo(a, -c, dst) : Tables::addModuloConstant(*this, a, c, dst);
 }
 void KrLArithmetic::SubModulo(const KrAOI* a, double c, KrAOI* dst) {
-    c < 0 ? Tables::addModuloConstant(*this, a, -c, dst) : Tables::subModuloConstant(*this, a, c, dst);
+    c < 0 ? AddModulo(a, -c, dst) : Tables::subModuloConstant(*this, a, c, dst);
 }
 void KrLArithmetic::AddClip(const KrAOI* a, double c, KrAOI* dst) {
-    c < 0 ? Tables::subClipConstant(*this, a, -c, dst) : Tables::addClipConstant(*this, a, c, dst);
+    c < 0 ? SubClip(a, -c, dst) : Tables::addClipConstant(*this, a, c, dst);
 }
 void KrLArithmetic::SubClip(const KrAOI* a, double c, KrAOI* dst) {
-    c < 0 ? Tables::addClipConstant(*this, a, -c, dst) : Tables::subClipConstant(*this, a, c, dst);
+    c < 0 ? AddClip(a, -c, dst) : Tables::subClipConstant(*this, a, c, dst);
 }
 
 namespace {

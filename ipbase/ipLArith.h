@@ -22,34 +22,34 @@ public:
     // Modulo sum and difference (one period of a phase = the destination's range). Also the plain sums 8, F -> F;
     // 16, F -> F; F, F -> F, the plain differences F, 8 -> F; F, 16 -> F; F, F -> F, and the plain F -> F with a
     // constant. Adding a constant that rounds to a multiple of the range writes nothing (KrIpAddMod).
-    void AddModulo(const KrAOI* a, const KrAOI* b, KrAOI* dst);
-    void AddModulo(const KrAOI* a, double c, KrAOI* dst);
-    void SubModulo(const KrAOI* a, const KrAOI* b, KrAOI* dst);
-    void SubModulo(const KrAOI* a, double c, KrAOI* dst);
+    virtual void AddModulo(const KrAOI* a, const KrAOI* b, KrAOI* dst);
+    virtual void AddModulo(const KrAOI* a, double c, KrAOI* dst);
+    virtual void SubModulo(const KrAOI* a, const KrAOI* b, KrAOI* dst);
+    virtual void SubModulo(const KrAOI* a, double c, KrAOI* dst);
 
     // Clipped sum and difference.
-    void AddClip(const KrAOI* a, const KrAOI* b, KrAOI* dst);
-    void AddClip(const KrAOI* a, double c, KrAOI* dst);
-    void SubClip(const KrAOI* a, const KrAOI* b, KrAOI* dst);
-    void SubClip(const KrAOI* a, double c, KrAOI* dst);
+    virtual void AddClip(const KrAOI* a, const KrAOI* b, KrAOI* dst);
+    virtual void AddClip(const KrAOI* a, double c, KrAOI* dst);
+    virtual void SubClip(const KrAOI* a, const KrAOI* b, KrAOI* dst);
+    virtual void SubClip(const KrAOI* a, double c, KrAOI* dst);
 
     // Mean, floor((a + b) / 2).
-    void AddDiv2(const KrAOI* a, const KrAOI* b, KrAOI* dst);
+    virtual void AddDiv2(const KrAOI* a, const KrAOI* b, KrAOI* dst);
     // Centred half difference (KrIpSubShiftCenter).
-    void SubBoc(const KrAOI* a, const KrAOI* b, KrAOI* dst);
+    virtual void SubBoc(const KrAOI* a, const KrAOI* b, KrAOI* dst);
     // |a - b|; also F, F -> F.
-    void SubAbs(const KrAOI* a, const KrAOI* b, KrAOI* dst);
+    virtual void SubAbs(const KrAOI* a, const KrAOI* b, KrAOI* dst);
 
     // Rounded products: modulo (also the plain 8 -> F and F -> F) and clipped. A factor of exactly 1 between images of
     // the same type is KrLTransfer::Copy, with its pixel types and errors.
-    void MultiplyModulo(const KrAOI* a, double c, KrAOI* dst);
-    void MultiplyClip(const KrAOI* a, double c, KrAOI* dst);
+    virtual void MultiplyModulo(const KrAOI* a, double c, KrAOI* dst);
+    virtual void MultiplyClip(const KrAOI* a, double c, KrAOI* dst);
     // Products with 1 / c. Throw KrFloatDivideByZeroException (lines 799 and 822) when |c| < 2.220446049250313e-16.
-    void DivideModulo(const KrAOI* a, double c, KrAOI* dst);
-    void DivideClip(const KrAOI* a, double c, KrAOI* dst);
+    virtual void DivideModulo(const KrAOI* a, double c, KrAOI* dst);
+    virtual void DivideClip(const KrAOI* a, double c, KrAOI* dst);
 
     // KrLTransfer::Clear.
-    void Clear(KrAOI* dst, double value);
+    virtual void Clear(KrAOI* dst, double value);
 
     // Stretches the range of the source onto low..high, F -> F, in single precision: (v - least) * factor + low, where
     // factor = (high - low) / (greatest - least), or 0 when that range is below the smallest normal float. An image

@@ -59,7 +59,7 @@ public:
 
 private:
     bool ReadsFromAbove() const {
-        if (!mDirect) return mDy > 0;
+        if (mSize.cx == 0 || !HaveRowPointers(mSrc, mDst)) return mDy > 0;
         const auto from = reinterpret_cast<std::uintptr_t>(mSrc->GetRowPointer(-mDy));
         return reinterpret_cast<std::uintptr_t>(mDst->GetRowPointer(0)) > from;
     }
@@ -100,9 +100,12 @@ void ShiftRows(const KrTAOI<T>* src, KrTAOI<T>* dst, int dx, int dy, double fill
     RowShifter<T>(src, dst, dx, dy, fill).Run();
 }
 
+// Whether the buffer is viewed whole, and its rows lie behind one another without gaps.
 template <class Buffer>
-bool IsWhole(const Buffer& buffer) {
-    return buffer.AOISize() == buffer.GetBufferSize();
+bool IsBlock(const Buffer& buffer) {
+    const auto width = static_cast<std::uint32_t>(buffer.AOIWidth());
+    return buffer.AOISize() == buffer.GetBufferSize() && HaveRowPointers(&buffer) &&
+           buffer.GetRowIncInBytes() == width * sizeof(typename Buffer::Pixel);
 }
 
 // One block move of the whole buffer. Pixels that leave a row on one side enter the neighbouring row on the other, and
@@ -113,6 +116,8 @@ void ShiftMemory(const Buffer* src, Buffer* dst, int dx, int dy, double fill) {
     const int width = dst->AOIWidth();
     const int height = dst->AOIHeight();
     if (width == 0 || height == 0) return;
+    if (src->AOISize() != dst->AOISize() || !IsBlock(*src) || !IsBlock(*dst))
+        return ShiftRows<T>(src, dst, dx, dy, fill);
     const T value = FillValue<T>(fill);
     if (std::abs(dx) >= width || std::abs(dy) >= height) return KrLTransfer().Clear(dst, value);
 
@@ -132,7 +137,7 @@ void ShiftMemory(const Buffer* src, Buffer* dst, int dx, int dy, double fill) {
 }  // namespace
 
 struct KrLShift::Tables {
-    // Owning buffers that are viewed whole, of one size, are moved as one block; everything else row by row.
+    // Owning buffers can be moved as one block, views row by row.
     template <class Buffer, class AOI, auto rowKernel, auto memoryKernel>
     struct Integer {
         static constexpr std::uint32_t types = TypesOf<AOI, AOI>();
@@ -140,8 +145,7 @@ struct KrLShift::Tables {
         static void Call(Self& self, const KrAOI* src, KrAOI* dst, short dx, short dy, double fill) {
             const auto* from = dynamic_cast<const Buffer*>(src);
             auto* to = dynamic_cast<Buffer*>(dst);
-            if (from && to && from->AOISize() == to->AOISize() && IsWhole(*from) && IsWhole(*to) &&
-                AllowsDirect(Access::eSwitched))
+            if (from && to && AllowsDirect(Access::eSwitched))
                 (self.*memoryKernel)(from, to, dx, dy, fill);
             else
                 (self.*rowKernel)(static_cast<const AOI*>(src), static_cast<AOI*>(dst), dx, dy, fill);

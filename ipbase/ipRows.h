@@ -62,18 +62,30 @@ void RunRow(const Row& row, D* dst, std::size_t count, const S*... src) {
 template <class T>
 void Load(bool pixels, const KrTAOI<T>* aoi, int y, const KrColumnRange& columns, KrTBuf1D<T>& buffer) {
     if (!pixels) return aoi->ReadRow(y, columns, buffer);
-    for (short x = 0; x <= columns.last; ++x)
-        buffer[static_cast<std::size_t>(x)] = aoi->ReadPixel({x, static_cast<short>(y)});
+    for (short x = columns.first; x <= columns.last; ++x)
+        buffer[static_cast<std::size_t>(x - columns.first)] = aoi->ReadPixel({x, static_cast<short>(y)});
 }
 
 template <class T>
 void Store(bool pixels, KrTAOI<T>* aoi, int y, const KrColumnRange& columns, const KrTBuf1D<T>& buffer) {
     if (!pixels) return aoi->WriteRow(y, columns, buffer);
-    for (short x = 0; x <= columns.last; ++x)
-        aoi->WritePixel({x, static_cast<short>(y)}, buffer[static_cast<std::size_t>(x)]);
+    for (short x = columns.first; x <= columns.last; ++x)
+        aoi->WritePixel({x, static_cast<short>(y)}, buffer[static_cast<std::size_t>(x - columns.first)]);
 }
 
-inline KrColumnRange Columns(int width) { return {0, static_cast<std::int16_t>(width - 1)}; }
+inline KrColumnRange Columns(int first, int count) {
+    return {static_cast<std::int16_t>(first), static_cast<std::int16_t>(first + count - 1)};
+}
+inline KrColumnRange Columns(int width) { return Columns(0, width); }
+
+// How much of row y to take at once when pixels have addresses but are not reached by them.
+template <class D, class... S>
+int BufferedPixels(int y, int width, const KrTAOI<D>* dst, const KrTAOI<S>*... src) {
+    if (!HaveRowPointers(dst, src...)) return width;
+    const auto count = static_cast<std::size_t>(width);
+    return static_cast<int>(
+        std::min({count, IndependentPixels(dst->GetRowPointer(y), src->GetRowPointer(y), count)...}));
+}
 
 }  // namespace walk
 
@@ -92,17 +104,22 @@ void WalkRows(Access access, const Row& row, KrTAOI<D>* dst, const KrTAOI<S>*...
         return;
     }
     const bool pixels = access == Access::eSwitchedPixels;
-    const KrColumnRange columns = walk::Columns(size.cx);
     KrTBuf1D<D> out(width);
     std::tuple<KrTBuf1D<S>...> in{KrTBuf1D<S>((static_cast<void>(src), width))...};
-    for (int y = 0; y < size.cy; ++y)
-        std::apply(
-            [&](auto&... buffer) {
-                (walk::Load(pixels, src, y, columns, buffer), ...);
-                row(out.Data(), static_cast<const S*>(buffer.Data())..., width);
-                walk::Store(pixels, dst, y, columns, out);
-            },
-            in);
+    for (int y = 0; y < size.cy; ++y) {
+        const int step = walk::BufferedPixels(y, size.cx, dst, src...);
+        for (int x = 0; x < size.cx; x += step) {
+            const int count = std::min(step, size.cx - x);
+            const KrColumnRange columns = walk::Columns(x, count);
+            std::apply(
+                [&](auto&... buffer) {
+                    (walk::Load(pixels, src, y, columns, buffer), ...);
+                    row(out.Data(), static_cast<const S*>(buffer.Data())..., static_cast<std::size_t>(count));
+                    walk::Store(pixels, dst, y, columns, out);
+                },
+                in);
+        }
+    }
 }
 
 // Hands every row of the common region of images that are only read to `row(y, pixels..., count)`.

@@ -33,9 +33,9 @@ inline std::uint32_t RoundModulo(double v) {
     return static_cast<std::uint32_t>(static_cast<std::int64_t>(std::fmod(rounded, 4294967296.0)));
 }
 
-// trunc(v + 0.5) brought into -65535..65535, which no clipped sum of 8- or 16-bit pixels can tell from the full value.
+// floor(v + 0.5) brought into -65535..65535, which no clipped sum of 8- or 16-bit pixels can tell from the full value.
 inline int RoundClipped(double v) {
-    return static_cast<int>(std::clamp<std::int64_t>(Truncate(v + 0.5), -65535, 65535));
+    return static_cast<int>(std::clamp<std::int64_t>(Truncate(std::floor(v + 0.5)), -65535, 65535));
 }
 
 }  // namespace KrN

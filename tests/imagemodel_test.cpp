@@ -56,6 +56,8 @@ TYPED_TEST(Image, RectanglesInsideTheBufferOnly) {
     EXPECT_EQ(7, parent.ReadPixel({0, 0}));
     EXPECT_TRUE(part.GetAOIName() == L"part");
     EXPECT_TRUE(Thrown([&] { View(parent, {5, 2, 4, 3}); }));
+    View remote({4, 4}, nullptr, 0);
+    EXPECT_TRUE(Thrown([&] { View(remote, {1, 1, 2, 2}); }));  // a copy of nothing
 }
 
 TYPED_TEST(Image, RowsPixelsAndColumns) {
@@ -98,7 +100,8 @@ TYPED_TEST(Image, RowsPixelsAndColumns) {
         [&] { buffer.WriteRow(2, row); },         [&] { buffer.WriteRow(0, {1, 4}, row); },
         [&] { buffer.ReadPixel({4, 0}); },        [&] { buffer.ReadPixel({0, -1}); },
         [&] { buffer.WritePixel({0, 2}, T{1}); }, [&] { buffer.WritePixel({-1, 0}, T{1}); },
-        [&] { buffer.ReadColumn(4, row); },       [&] { buffer.WriteColumn(-1, row); }};
+        [&] { buffer.ReadColumn(4, row); },       [&] { buffer.WriteColumn(-1, row); },
+        [&] { buffer.ReadColumn(65536, row); },   [&] { buffer.WriteColumn(-65535, row); }};
     for (const auto& access : outside) EXPECT_TRUE(Thrown(access)) << &access - outside;
     const TypeParam before(buffer);
     buffer.WriteRow(0, {2, 1}, row);    // no columns
@@ -125,6 +128,9 @@ TYPED_TEST(Image, BuffersOwnTheirPixels) {
     }
     const KrTAOI<T> view(a);
     EXPECT_EQ(a.GetRowPointer(0), view.GetRowPointer(0));
+    TypeParam small({1, 1});
+    static_cast<KrTAOI<T>&>(small) = a;  // views the pixels of `a` from now on, as a copy of it must
+    EXPECT_EQ(99, TypeParam(small).ReadPixel({0, 0}));
 
     copy.Resize(a);
     EXPECT_TRUE(copy.AOISize() == a.AOISize());
@@ -185,6 +191,8 @@ TEST(Text, PrintsAndConverts) {
     EXPECT_TRUE(text == L"\u00e4\u20ac-%d -7 0.500000 1e+300 1234567890123%");
     EXPECT_EQ("\xC3\xA4\xE2\x82\xAC-%d -7 0.500000 1e+300 1234567890123%", text.ToUtf8());
     EXPECT_STREQ(text.c_str(), KrTools::String(text).GetStr());
+    text.SPrintf(L"%s%s%s", "a narrow text of some length ", std::wstring(L"\u00e4"), static_cast<wchar_t*>(nullptr));
+    EXPECT_TRUE(text == L"a narrow text of some length \u00e4");
     text.SPrintf(L"%s", L"one", 2);
     EXPECT_TRUE(text == L"one");
     EXPECT_TRUE(Thrown([&] { text.SPrintf(L"%s %s", L"one"); }));

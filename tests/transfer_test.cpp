@@ -337,17 +337,10 @@ class ShiftTest {
 public:
     using T = typename AOI::Pixel;
     static constexpr DeviceType kType = KrTPixel<T>::device;
-    enum Way {
-        eBuffers,
-        eBufferInPlace,
-        eParts,
-        ePartInPlace,
-        eBufferToView,
-        eRowless,
-        eRowlessInPlace,
-        eSizesDiffer,
-        eWays
-    };
+    // clang-format off
+    enum Way { eBuffers, eBufferInPlace, eParts, ePartInPlace, eBufferToView, eRowless, eRowlessInPlace, eSizesDiffer,
+               eBelow, eAbove, eWays };  // the last two are views of the same pixels
+    // clang-format on
 
     static void Run() {
         for (int way = 0; way < eWays; ++way)
@@ -399,14 +392,22 @@ private:
         : mSrc(cx, cy, Whole(way) ? short{0} : short{2}, 1),
           mDst(way == eSizesDiffer ? static_cast<short>(cx + 2) : cx,
                way == eSizesDiffer ? static_cast<short>(std::max(0, cy - 1)) : cy,
-               Whole(way) && way != eBufferToView ? short{0} : short{1}, 2),
+               Overlapping(way)                     ? short{2}
+               : Whole(way) && way != eBufferToView ? short{0}
+                                                    : short{1},
+               2),
           mTarget(way == eBufferInPlace || way == ePartInPlace || way == eRowlessInPlace ? &mSrc : &mDst) {
         if (way == eRowless || way == eRowlessInPlace) {
             mSrc.Replace(Form::eRowless);
             mDst.Replace(Form::eRowless);
         }
-        if (way == eBufferToView) mDst.Replace(Form::eView);
+        if (Overlapping(way)) {
+            mDst.pixels = mSrc.pixels;
+            mDst.rect.origin = way == eBelow ? KrTPoint<short>{3, 3} : KrTPoint<short>{1, 0};
+        }
+        if (way == eBufferToView || Overlapping(way)) mDst.Replace(Form::eView);
     }
+    static bool Overlapping(Way way) { return way == eBelow || way == eAbove; }
     static bool Whole(Way way) { return way == eBuffers || way == eBufferInPlace || way == eBufferToView; }
 
     bool Check(bool direct, short dx, short dy, double fill) {
@@ -421,7 +422,7 @@ private:
             }
         DirectAccess access(direct);
         KrLShift().Shift(mSrc.Image(), mTarget->Image(), dx, dy, fill);
-        return want == mTarget->Pixels() && (mTarget == &mSrc || in == mSrc.Pixels());
+        return want == mTarget->Pixels() && (mTarget->pixels == mSrc.pixels || in == mSrc.Pixels());
     }
 
     Side mSrc, mDst;

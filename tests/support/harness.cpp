@@ -420,6 +420,9 @@ const std::vector<Layout>& Layouts() {
         {"indirect", [](P&) { return true; }, false},
         {"indirect, sizes differ", [](P& p) { p[0].cx += 2; p.back().cy += 2; return true; }, false},
         {"indirect in place", SameObject<0>, false},
+        {"indirect, 1 right", Shifted<0, 1, 0, false>, false, true},
+        {"indirect, 19 left, contiguous", Shifted<0, -19, 0, true>, false, true},
+        {"indirect, source 2, 1 row and 3 pixels below", Shifted<1, 3, 1, false>, false, true},
         {"indirect row-less", RowlessSome<7>, false},
     };
     return layouts;
