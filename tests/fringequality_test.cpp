@@ -16,27 +16,22 @@ struct Pixels {
     }
 };
 
-struct Limit {
-    short above, total;
-    unsigned char percent;
-    bool reached;
-};
-
 TEST(FringeQuality, LimitOfReachingPixels) {
-    const Limit limits[] = {
+    const std::tuple<short, short, unsigned char, bool> limits[] = {
+        // above, total, percent, reached
         {0, 0, 255, true},      {0, 3, 0, true},        {1, 3, 50, false},     {2, 3, 50, true},
         {0, 1, 49, true},       {0, 1, 50, false},      {99, 100, 100, false}, {100, 100, 100, true},
         {100, 100, 101, false}, {100, 100, 255, false}, {33, 100, 33, true},   {32, 100, 33, false},
         {1, 200, 1, false},     {2, 200, 1, true},
     };
-    for (const Limit& l : limits) {
-        const Pixels p(l.above, l.total);
+    for (const auto& [above, total, percent, reached] : limits) {
+        const Pixels p(above, total);
         KrFringeQualityCheck contrast, intensity;
-        contrast.Init({1, 1}, 100, l.percent, 255, 255);
-        intensity.Init({1, 1}, 255, 255, 100, l.percent);
-        SCOPED_TRACE(::testing::Message() << l.above << " of " << l.total << ", " << int{l.percent} << " %");
-        EXPECT_EQ(l.reached ? QualityOk : QualityLowContrast, contrast.CheckContrast(&p.image, &p.mask));
-        EXPECT_EQ(l.reached ? QualityOk : QualityLowIntensity, intensity.CheckIntensity(&p.image, &p.mask));
+        contrast.Init({1, 1}, 100, percent, 255, 255);
+        intensity.Init({1, 1}, 255, 255, 100, percent);
+        SCOPED_TRACE(::testing::Message() << above << " of " << total << ", " << int{percent} << " %");
+        EXPECT_EQ(reached ? QualityOk : QualityLowContrast, contrast.CheckContrast(&p.image, &p.mask));
+        EXPECT_EQ(reached ? QualityOk : QualityLowIntensity, intensity.CheckIntensity(&p.image, &p.mask));
     }
 }
 
@@ -64,18 +59,17 @@ TEST(FringeQuality, MaskAndSampling) {
 TEST(FringeQuality, IntensityExplainsLowContrastOnly) {
     const Pixels good(10, 10), bad(2, 10);
     const KrAOI8 *g = &good.image, *b = &bad.image;
-    const struct {
-        const KrAOI8 *intensity, *contrast;
-        QualityCheckResult result;
-    } cases[] = {{g, g, QualityOk}, {b, g, QualityOk}, {g, b, QualityLowContrast}, {b, b, QualityLowIntensity}};
-    for (const auto& c : cases) {
+    const std::tuple<const KrAOI8*, const KrAOI8*, QualityCheckResult> cases[] = {
+        {g, g, QualityOk},
+        {b, g, QualityOk},
+        {g, b, QualityLowContrast},
+        {b, b, QualityLowIntensity},
+        {nullptr, g, QualityOk}};  // not looked at
+    for (const auto& [intensity, contrast, result] : cases) {
         KrFringeQualityCheck check;
         check.Init({1, 1}, 100, 50, 100, 50);
-        EXPECT_EQ(c.result, check.Execute(c.intensity, c.contrast, &good.mask));
+        EXPECT_EQ(result, check.Execute(intensity, contrast, &good.mask));
     }
-    KrFringeQualityCheck check;
-    check.Init({1, 1}, 100, 50, 100, 50);
-    EXPECT_EQ(QualityOk, check.Execute(nullptr, g, &good.mask));  // not looked at
 }
 
 }  // namespace
