@@ -18,11 +18,15 @@ Ours Correction(unsigned int factor) {
     return [=](const KrAOI*, const KrAOI*, KrAOI* d) { shading->ShadeCorrection(d, d); };
 }
 
+// The background takes the time of five copies and more where the image fits the cache; the correction adds a division
+// in double precision for every pixel, which 8-bit images feel most.
 std::vector<Case> Cases() {
     std::vector<Case> cases{{"GetBackgroundShade", {"8 > 8", "16 > 16"}, Background(12)},
                             {"GetBackgroundShade, factor 2", {"8 > 8", "16 > 16"}, Background(2)},
                             {"ShadeCorrection", {"8 > 8", "16 > 16"}, Correction(12)}};
-    for (Case& c : cases) c.aim = 6.0;
+    cases[0].aim = 8.0;
+    cases[1].aim = 40.0;
+    cases[2].aim = 16.0;
     return cases;
 }
 

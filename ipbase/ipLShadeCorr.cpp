@@ -42,8 +42,11 @@ std::size_t Reduced(std::size_t extent, std::uint32_t factor) {
 template <class T>
 KrTBuf2D<T> Reduce(const KrTBuf2D<T>& image, std::uint32_t factor) {
     KrTBuf2D<T> reduced(Reduced(image.Width(), factor), Reduced(image.Height(), factor));
-    for (std::size_t y = 0; y < reduced.Height(); ++y)
-        for (std::size_t x = 0; x < reduced.Width(); ++x) reduced(x, y) = image(x * factor, y * factor);
+    for (std::size_t y = 0; y < reduced.Height(); ++y) {
+        const T* from = image.Row(y * factor);
+        T* to = reduced.Row(y);
+        for (std::size_t x = 0; x < reduced.Width(); ++x) to[x] = from[x * factor];
+    }
     return reduced;
 }
 

@@ -78,7 +78,7 @@ Picture<T> LiteralCorrection(Picture<T> in, Picture<T> shade) {
 
 constexpr Parameters kParameters[] = {{},           {2, 5, 1, 7}, {4, 1, 2, 1},    {5, 4, 0, 3},
                                       {1, 1, 9, 2}, {9, 7, 6, 5}, {3, 2, 500, 20}, {0, 3, 1, 0}};
-constexpr KrTSize<int> kSizes[] = {{1, 1}, {5, 3}, {6, 30}, {100, 50}, {131, 67}};
+constexpr KrTSize<int> kSizes[] = {{1, 1}, {5, 3}, {6, 30}, {100, 50}, {71, 38}};
 
 // An even field, a ramp, a field that darkens towards the corners under noise and spots, and noise.
 template <class T>
