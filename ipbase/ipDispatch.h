@@ -134,9 +134,9 @@ auto CastOperand(Arg arg) {
     if constexpr (!kIsAOI<Arg>)
         return arg;
     else if constexpr (std::is_const_v<std::remove_pointer_t<Arg>>)
-        return static_cast<const AOI*>(arg);
+        return static_cast<const KrTAOI<typename AOI::Pixel>*>(arg);
     else
-        return static_cast<AOI*>(arg);
+        return static_cast<KrTAOI<typename AOI::Pixel>*>(arg);
 }
 
 template <const auto& fn, class... Operands>

@@ -80,7 +80,7 @@ inline KrColumnRange Columns(int width) { return Columns(0, width); }
 
 // How much of row y to take at once when pixels have addresses but are not reached by them.
 template <class D, class... S>
-int BufferedPixels(int y, int width, const KrTAOI<D>* dst, const KrTAOI<S>*... src) {
+int BufferedPixels([[maybe_unused]] int y, int width, const KrTAOI<D>* dst, const KrTAOI<S>*... src) {
     if (!HaveRowPointers(dst, src...)) return width;
     const auto count = static_cast<std::size_t>(width);
     return static_cast<int>(

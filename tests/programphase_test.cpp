@@ -152,4 +152,30 @@ TEST_F(Program, UnwrapsPhasesOfEveryKind) {
     }
 }
 
+// The fringe orders of one method are 8 bits wide, and so are 16 bits of steps.
+TEST_F(Program, UnwrapsManyPeriods) {
+    for (const int periods : {150, 250, 300}) {
+        cv::Mat phase(6, 3000, CV_8U);
+        for (int x = 0; x < phase.cols; ++x) phase.col(x) = static_cast<double>(256 * periods * x / phase.cols & 255);
+        Write("p.png", phase);
+        for (const std::string method : {"regions", "reliability"}) {
+            if (method == "regions" && periods == 300) {
+                ExpectRefused("unwrap p.png --out o", "--method reliability");
+                continue;
+            }
+            const Outcome outcome = Run("unwrap p.png --zero 00,+5 --out o --method " + method);
+            ASSERT_EQ(outcome.exitCode, 0) << outcome.err;
+            EXPECT_EQ(outcome.out.find("255.99") != std::string::npos, periods > 256) << outcome.out;
+            const cv::Mat result = Read("o/unwrapped.tiff"), steps = Read("o/unwrapped16.png");
+            for (int x = 0; x < phase.cols; ++x) {
+                const int wanted = 256 * periods * x / phase.cols;
+                ASSERT_NEAR(result.at<float>(3, x), wanted * CV_PI / 128, 1e-3) << method << ' ' << x;
+                ASSERT_EQ(steps.at<ushort>(3, x), std::min(wanted, 65535));
+            }
+            EXPECT_NE(ReadText("o/summary.json").find("\"zero\": [0, 5]"), std::string::npos);
+            std::filesystem::remove_all(File("o"));
+        }
+    }
+}
+
 }  // namespace

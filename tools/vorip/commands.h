@@ -1,6 +1,7 @@
 #pragma once
 
 #include <CLI/CLI.hpp>
+#include <cmath>
 #include <string>
 
 namespace vorip {
@@ -10,7 +11,7 @@ template <class Accepts>
 CLI::Validator NumberThat(Accepts accepts, const std::string& rule) {
     const auto check = [accepts, rule](std::string& text) {
         double number = 0;
-        const bool valid = CLI::detail::lexical_cast(text, number) && accepts(number);
+        const bool valid = CLI::detail::lexical_cast(text, number) && std::isfinite(number) && accepts(number);
         return valid ? std::string() : "'" + text + "' must be " + rule;
     };
     return CLI::Validator(check, "");

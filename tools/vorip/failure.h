@@ -22,7 +22,7 @@ struct Verdict {
 
 inline constexpr int kExitCheckFailed = 1;
 inline constexpr int kExitBadInput = 2;
-inline constexpr int kExitInterrupted = 130;  // as shells report Ctrl-C
+inline constexpr int kExitSignalled = 128;  // plus the number of the signal, as shells report it
 
 // Input, options or an output folder that the program cannot work with.
 [[noreturn]] inline void Refuse(const std::string& text) { throw Failure(kExitBadInput, text); }

@@ -63,7 +63,9 @@ WindowSize ParseSize(const std::string& option, const std::string& text) {
 
 KrN::KrTBuf2D<std::int32_t> ReadKernel(const std::string& file) {
     std::error_code ignored;
-    if (!std::filesystem::exists(file, ignored)) Refuse(file + ": no such file");
+    if (std::filesystem::status(file, ignored).type() == std::filesystem::file_type::not_found) {
+        Refuse(file + ": no such file");
+    }
     std::ifstream stream(file);
     if (!stream || !std::filesystem::is_regular_file(file, ignored)) Refuse(file + ": cannot be read");
     std::vector<std::vector<std::int32_t>> rows;

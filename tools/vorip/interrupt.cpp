@@ -1,20 +1,28 @@
 #include "tools/vorip/interrupt.h"
 
 #include <csignal>
+#include <iterator>
 
 #include "tools/vorip/failure.h"
 
 namespace vorip {
 namespace {
 
-volatile std::sig_atomic_t pressed = 0;
+constexpr int kSignals[] = {
+    SIGINT,
+    SIGTERM,
+#ifdef SIGHUP
+    SIGHUP,
+#endif
+};
+volatile std::sig_atomic_t caught = 0;
 int abortFlag = 0;
 int living = 0;
-void (*previous)(int) = SIG_DFL;
+void (*previous[std::size(kSignals)])(int);
 
-void Press(int) {
-    std::signal(SIGINT, SIG_DFL);
-    pressed = 1;
+void Catch(int number) {
+    std::signal(number, SIG_DFL);
+    caught = number;
     *static_cast<volatile int*>(&abortFlag) = 1;
 }
 
@@ -23,22 +31,30 @@ void Press(int) {
 Interrupt::Interrupt() {
     if (living++ > 0) return;
     abortFlag = 0;
-    previous = std::signal(SIGINT, Press);
-    if (previous == SIG_IGN) std::signal(SIGINT, SIG_IGN);
+    for (std::size_t i = 0; i < std::size(kSignals); ++i) {
+        previous[i] = std::signal(kSignals[i], Catch);
+        if (previous[i] == SIG_IGN) std::signal(kSignals[i], SIG_IGN);
+    }
+#ifdef SIGXFSZ
+    std::signal(SIGXFSZ, SIG_IGN);  // a file that grows too large is an error of writing
+#endif
 }
 
 Interrupt::~Interrupt() {
     if (--living > 0) return;
-    std::signal(SIGINT, previous == SIG_ERR ? SIG_DFL : previous);
-    if (pressed) std::raise(SIGINT);
+    for (std::size_t i = 0; i < std::size(kSignals); ++i) {
+        std::signal(kSignals[i], previous[i] == SIG_ERR ? SIG_DFL : previous[i]);
+    }
+    if (caught != 0) std::raise(caught);
 }
 
 int* Interrupt::AbortFlag() { return &abortFlag; }
 
 void Interrupt::Check() const {
-    if (!pressed) return;
-    pressed = 0;
-    throw Failure(kExitInterrupted, "interrupted");
+    if (caught == 0) return;
+    const int number = caught;
+    caught = 0;
+    throw Failure(kExitSignalled + number, "interrupted");
 }
 
 }  // namespace vorip

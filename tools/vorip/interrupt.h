@@ -2,9 +2,10 @@
 
 namespace vorip {
 
-// For as long as one of these objects lives, Ctrl-C is noted instead of ending the program, so that a run can end
-// without leaving anything behind. A second Ctrl-C ends the program at once. When the last object goes and nobody has
-// checked, the program ends then. Nothing changes where Ctrl-C is ignored, as in background jobs of scripts.
+// For as long as one of these objects lives, Ctrl-C (and being told to terminate, or to hang up) is noted instead of
+// ending the program, so that a run can end without leaving anything behind. A second one ends the program at once.
+// When the last object goes and nobody has checked, the program ends then. Signals that are ignored stay so, as Ctrl-C
+// is in background jobs of scripts.
 class Interrupt {
 public:
     Interrupt();
@@ -14,7 +15,8 @@ public:
 
     // What an operation that can be aborted takes; it may lower the flag at its start.
     int* AbortFlag();
-    // Ends the command with exit code 130 when Ctrl-C was pressed, whatever became of the flag.
+    // Ends the command with the exit code that shells report (130 for Ctrl-C) when there was one, whatever became of
+    // the flag.
     void Check() const;
 };
 

@@ -12,16 +12,9 @@ namespace {
 
 using AddCommand = void (*)(CLI::App&);
 constexpr AddCommand kCommands[] = {
-    vorip::AddPhaseCommand,
-    vorip::AddUnwrapCommand,
-    vorip::AddAverageCommand,
-    vorip::AddGradientCommand,
-    vorip::AddFlattenCommand,
-    vorip::AddQualityCommand,
-    vorip::AddRegionsCommand,
-    vorip::AddShadeCommand,
-    vorip::AddFilterCommand,
-    vorip::AddDemoCommand,
+    vorip::AddPhaseCommand,   vorip::AddUnwrapCommand,  vorip::AddAverageCommand, vorip::AddGradientCommand,
+    vorip::AddFlattenCommand, vorip::AddQualityCommand, vorip::AddRegionsCommand, vorip::AddShadeCommand,
+    vorip::AddFilterCommand,  vorip::AddDemoCommand,
 };
 
 constexpr char kAbout[] =
@@ -89,6 +82,8 @@ int main(int argc, char** argv) {
         return Complain(error->GetText().ToUtf8(), 1);
     } catch (const std::bad_alloc&) {
         return Complain("not enough memory", 1);
+    } catch (const cv::Exception& error) {
+        return Complain(error.code == cv::Error::StsNoMem ? "not enough memory" : error.what(), 1);
     } catch (const std::exception& error) {
         return Complain(error.what(), 1);
     }

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cerrno>
+#include <cstring>
 #include <fstream>
 #include <opencv2/imgcodecs.hpp>
 #include <random>
@@ -150,7 +152,7 @@ void OutputSet::AddBytes(const std::string& name, const void* data, std::size_t 
     std::ofstream stream(StagingFolder() / name, std::ios::binary);
     stream.write(static_cast<const char*>(data), static_cast<std::streamsize>(size));
     stream.close();
-    if (!stream) Refuse((mFolder / name).string() + ": cannot be written");
+    if (!stream) Refuse((mFolder / name).string() + ": cannot be written: " + std::strerror(errno));
     mInterrupt->Check();
 }
 

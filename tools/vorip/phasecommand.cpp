@@ -1,3 +1,4 @@
+#include <cmath>
 #include <cstdio>
 
 #include "tools/vorip/commands.h"
@@ -36,7 +37,10 @@ std::vector<double> Shifts(const PhaseOptions& options) {
     if (degrees->size() != count) {
         Refuse(cv::format("--shift gives %zu shifts for %zu frames", degrees->size(), count));
     }
-    for (double& d : *degrees) d *= CV_PI / 180.0;
+    for (double& d : *degrees) {
+        if (!(std::abs(d) <= 1e6)) Refuse("--shift=" + options.shift + ": shifts go up to 1000000 degrees");
+        d *= CV_PI / 180.0;
+    }
     return *degrees;
 }
 
@@ -84,6 +88,10 @@ void RunPhase(const PhaseOptions& options) {
     const double share = static_cast<double>(cv::countNonZero(result.mask)) / static_cast<double>(result.mask.total());
     std::printf("phase: %zu frames of %d x %d pixels, %.1f %% usable\n", frames.size(), result.mask.cols,
                 result.mask.rows, 100.0 * share);
+    if (share < 0.01) {
+        std::printf(
+            "hardly anything is usable: too dark or saturated, or the fringes do not move from frame to frame\n");
+    }
 }
 
 void AddPhaseCommand(CLI::App& program) {

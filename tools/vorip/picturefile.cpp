@@ -19,7 +19,8 @@ namespace {
 std::vector<unsigned char> ReadBytes(const std::string& file) {
     std::error_code error;
     const auto status = std::filesystem::status(file, error);
-    if (!std::filesystem::exists(status)) Refuse(file + ": no such file");
+    if (status.type() == std::filesystem::file_type::not_found) Refuse(file + ": no such file");
+    if (error) Refuse(file + ": cannot be read: " + error.message());
     if (!std::filesystem::is_regular_file(status)) Refuse(file + ": not a picture file");
     std::ifstream stream(file, std::ios::binary | std::ios::ate);
     if (!stream) Refuse(file + ": cannot be opened for reading");
@@ -44,7 +45,8 @@ cv::Mat DecodePicture(const std::vector<unsigned char>& bytes, const std::string
     try {
         const QuietStderr quiet;  // the codecs have their own, unspecific, messages for damaged files
         image = cv::imdecode(bytes, cv::IMREAD_UNCHANGED);
-    } catch (const cv::Exception&) {
+    } catch (const cv::Exception& error) {
+        if (error.code == cv::Error::StsNoMem) throw std::bad_alloc();
         image.release();
     }
     if (image.empty()) Refuse(file + ": damaged, or a kind of picture that cannot be read");

@@ -1,5 +1,4 @@
 #include <chrono>
-#include <cmath>
 #include <cstdint>
 #include <cstdio>
 #include <filesystem>
@@ -12,6 +11,7 @@
 #include "tools/vorip/picturefile.h"
 #include "tools/vorip/progress.h"
 #include "tools/vorip/runs.h"
+#include "tools/vorip/unwrapregions.h"
 #include "tools/vorip/unwrapreliability.h"
 #include "tools/vorip/unwrapresult.h"
 
@@ -29,9 +29,9 @@ constexpr char kDetails[] =
     "excluded.\n"
     "The fringe orders are found on 8-bit phase; unwrapped.tiff and unwrapped.npy keep the resolution of PHASE.\n"
     "\n"
-    "Writes unwrapped16.png (256 steps per period above the minimum), unwrapped.tiff and unwrapped.npy (float "
-    "radians,\n"
-    "NaN where invalid), unwrapped_mask.png (255 valid), components.png (16-bit numbers, 1 is the largest component),\n"
+    "Writes unwrapped16.png (256 steps per period above the minimum, at most 65,535), unwrapped.tiff and\n"
+    "unwrapped.npy (float radians, NaN where invalid), unwrapped_mask.png (255 valid), components.png (16-bit numbers, "
+    "1 is the largest component),\n"
     "unwrapped_picture.png (colours, invalid pixels hatched in grey) and summary.json.\n"
     "\n"
     "Example:\n"
@@ -76,42 +76,6 @@ std::optional<Pair<int>> ZeroPoint(const UnwrapOptions& options, const cv::Mat& 
     return zero;
 }
 
-UnwrapResult UnwrapByRegions(Inputs& inputs, const UnwrapOptions& options) {
-    const cv::Size size = inputs.phase.steps.size();
-    const auto zero = ZeroPoint(options, inputs.phase.steps);
-    cv::Mat mask = ToUnwrapMask(inputs.phase.usable), resultMask(size, CV_8U);
-    UnwrapResult result;
-    result.steps16.create(size, CV_16U);
-    result.components.create(size, CV_32S);
-
-    auto phase = View<KrN::KrAOI8>(inputs.phase.steps, L"phase");
-    auto quality = View<KrN::KrAOI8>(inputs.quality, L"quality");
-    auto maskView = View<KrN::KrAOI8>(mask, L"mask");
-    auto target = View<KrN::KrAOI16>(result.steps16, L"unwrapped phase");
-    auto targetMask = View<KrN::KrAOI8>(resultMask, L"unwrapped mask");
-    auto components = View<KrN::KrAOI32>(result.components, L"components");
-
-    KrN::KrLUnWrap unwrapper;
-    unwrapper.Execute(&phase, &quality, &maskView, &target, &targetMask, static_cast<unsigned char>(options.minQuality),
-                      static_cast<std::uint32_t>(options.minArea), static_cast<unsigned char>(options.orderMode), 0);
-    double zeroResidual = 0;
-    if (zero) {
-        const auto x = static_cast<unsigned short>(zero->first), y = static_cast<unsigned short>(zero->second);
-        if (!unwrapper.IsValidArea(x, y)) {
-            Refuse("--zero=" + options.zero + ": that pixel is excluded, it has no unwrapped phase");
-        }
-        unwrapper.SetZeroPoint(x, y);
-        if (!inputs.phase.residual.empty()) zeroResidual = static_cast<double>(inputs.phase.residual.at<float>(y, x));
-    }
-    unwrapper.GetComponentLabels(&components);
-    const KrN::KrTRange<std::int32_t> range = unwrapper.GetRange();
-    result.lowerPeriods = range.lower / 256.0;
-    result.upperPeriods = range.upper / 256.0;
-    result.valid = (resultMask & 64) == 0;
-    result.radians = ToRadians(result, inputs.phase.residual, range.lower, zeroResidual);
-    return result;
-}
-
 std::string FileName(const std::string& file) { return JsonText(std::filesystem::path(file).filename().string()); }
 
 std::vector<SummaryEntry> Entries(const UnwrapOptions& options) {
@@ -127,18 +91,22 @@ std::vector<SummaryEntry> Entries(const UnwrapOptions& options) {
     } else {
         entries.emplace_back("min_group", std::to_string(options.minGroup));
     }
-    if (!options.zero.empty()) entries.emplace_back("zero", "[" + options.zero + "]");
+    if (const auto zero = ParsePoint(options.zero)) {
+        entries.emplace_back("zero", cv::format("[%d, %d]", zero->first, zero->second));
+    }
     return entries;
 }
 
 UnwrapResult Unwrap(Inputs& inputs, const UnwrapOptions& options) {
-    if (options.method == UnwrapMethod::kRegions) return UnwrapByRegions(inputs, options);
+    const auto zero = ZeroPoint(options, inputs.phase.steps);
+    if (options.method == UnwrapMethod::kRegions) {
+        return {UnwrapByRegions(inputs.phase, inputs.quality, options), inputs.phase.residual, zero};
+    }
     Interrupt interrupt;
-    UnwrapResult result =
-        UnwrapByReliability(inputs.phase, static_cast<std::uint32_t>(options.minGroup),
-                            ZeroPoint(options, inputs.phase.steps), "--zero=" + options.zero, interrupt.AbortFlag());
+    const UnwrappedSteps unwrapped =
+        UnwrapByReliability(inputs.phase, static_cast<std::uint32_t>(options.minGroup), interrupt.AbortFlag());
     interrupt.Check();
-    return result;
+    return {unwrapped, inputs.phase.residual, zero};
 }
 
 // An option that the chosen method does not have would silently do nothing.

@@ -6,9 +6,7 @@
 namespace vorip {
 
 // Unwraps with the reliability-sorting method. Components are the connected groups of usable pixels; those of fewer
-// than minGroup pixels are invalid. The phase becomes 0 at `zero` when that is given; `zeroName` is how messages call
-// it. The result is of no use when the flag was raised meanwhile.
-UnwrapResult UnwrapByReliability(PhaseImage& phase, std::uint32_t minGroup, const std::optional<Pair<int>>& zero,
-                                 const std::string& zeroName, int* abortFlag);
+// than minGroup pixels are invalid. The result is of no use when the flag was raised meanwhile.
+UnwrappedSteps UnwrapByReliability(PhaseImage& phase, std::uint32_t minGroup, int* abortFlag);
 
 }  // namespace vorip

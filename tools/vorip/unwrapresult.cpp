@@ -6,6 +6,7 @@
 #include <limits>
 #include <numeric>
 
+#include "tools/vorip/failure.h"
 #include "tools/vorip/phasepicture.h"
 
 namespace vorip {
@@ -47,7 +48,7 @@ std::string Summary(const UnwrapResult& result, const ComponentTable& components
 
 std::string JsonText(const std::string& text) {
     std::string json = "\"";
-    for (const char c : text) {
+    for (const char c : KrN::KrString(text.c_str()).ToUtf8()) {  // which makes UTF-8 of names that are not
         if (c == '"' || c == '\\') json += '\\';
         if (static_cast<unsigned char>(c) < 0x20) {
             json += cv::format("\\u%04x", static_cast<unsigned>(c));
@@ -100,26 +101,50 @@ std::string WriteUnwrapResult(OutputSet& outputs, const UnwrapResult& result, co
     const double share =
         static_cast<double>(cv::countNonZero(result.valid)) / static_cast<double>(result.valid.total());
     const std::size_t count = components.pixels.size();
-    return cv::format("unwrap: %d x %d pixels, %.1f %% valid, %zu component%s, %.2f to %.2f periods, %.2f s",
-                      result.valid.cols, result.valid.rows, 100.0 * share, count, count == 1 ? "" : "s",
-                      result.lowerPeriods, result.upperPeriods, seconds);
+    std::string report =
+        cv::format("unwrap: %d x %d pixels, %.1f %% valid, %zu component%s, %.2f to %.2f periods, %.2f s",
+                   result.valid.cols, result.valid.rows, 100.0 * share, count, count == 1 ? "" : "s",
+                   result.lowerPeriods, result.upperPeriods, seconds);
+    if (count == 0) report += "\nnothing was unwrapped: the mask excludes everything, or all components are too small";
+    if (result.upperPeriods - result.lowerPeriods >= 256) {
+        report += "\nunwrapped16.png ends 255.99 periods above the least phase; the other files hold all of them";
+    }
+    return report;
 }
 
-cv::Mat ToRadians(const UnwrapResult& result, const cv::Mat& residual, std::int32_t lowest, double zeroResidual) {
-    cv::Mat radians(result.steps16.size(), CV_32F);
+UnwrapResult::UnwrapResult(const UnwrappedSteps& unwrapped, const cv::Mat& residual,
+                           const std::optional<Pair<int>>& zero)
+    : steps16(unwrapped.steps.size(), CV_16U, cv::Scalar(0)),
+      radians(unwrapped.steps.size(), CV_32F, cv::Scalar(std::numeric_limits<double>::quiet_NaN())),
+      valid(unwrapped.valid),
+      components(unwrapped.components) {
+    std::int32_t origin = 0;
+    double residualOrigin = 0;
+    if (zero) {
+        if (!valid.at<std::uint8_t>(zero->second, zero->first)) {
+            Refuse(cv::format("--zero=%d,%d: that pixel is excluded, it has no unwrapped phase", zero->first,
+                              zero->second));
+        }
+        origin = unwrapped.steps.at<std::int32_t>(zero->second, zero->first);
+        if (!residual.empty()) residualOrigin = static_cast<double>(residual.at<float>(zero->second, zero->first));
+    }
+    double lowest = 0, highest = 0;
+    if (cv::countNonZero(valid) > 0) cv::minMaxLoc(unwrapped.steps, &lowest, &highest, nullptr, nullptr, valid);
+    lowerPeriods = (lowest - origin) / 256.0;
+    upperPeriods = (highest - origin) / 256.0;
+
+    const auto least = static_cast<std::int32_t>(lowest);
     constexpr double perStep = KrN::KrMath::TwoPi / 256.0;
-    for (int y = 0; y < radians.rows; ++y) {
-        const auto* steps = result.steps16.ptr<std::uint16_t>(y);
-        const auto* valid = result.valid.ptr<std::uint8_t>(y);
+    for (int y = 0; y < valid.rows; ++y) {
+        const auto* steps = unwrapped.steps.ptr<std::int32_t>(y);
         const auto* rest = residual.empty() ? nullptr : residual.ptr<float>(y);
-        auto* out = radians.ptr<float>(y);
-        for (int x = 0; x < radians.cols; ++x) {
-            const double fine = rest ? static_cast<double>(rest[x]) - zeroResidual : 0.0;
-            const double value = (std::int32_t{steps[x]} + lowest) * perStep + fine;
-            out[x] = valid[x] ? static_cast<float>(value) : std::numeric_limits<float>::quiet_NaN();
+        for (int x = 0; x < valid.cols; ++x) {
+            if (!valid.at<std::uint8_t>(y, x)) continue;
+            steps16.at<std::uint16_t>(y, x) = static_cast<std::uint16_t>(std::min(steps[x] - least, 65535));
+            const double fine = rest ? static_cast<double>(rest[x]) - residualOrigin : 0.0;
+            radians.at<float>(y, x) = static_cast<float>((steps[x] - origin) * perStep + fine);
         }
     }
-    return radians;
 }
 
 }  // namespace vorip

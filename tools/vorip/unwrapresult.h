@@ -6,23 +6,32 @@
 #include <utility>
 #include <vector>
 
+#include "tools/vorip/inputs.h"
 #include "tools/vorip/outputset.h"
 
 namespace vorip {
 
 // What an unwrapping method delivers, whichever it is.
+struct UnwrappedSteps {
+    cv::Mat steps;       // CV_32S, 256 steps per period; any value where invalid
+    cv::Mat valid;       // CV_8U, 255 valid, 0 invalid
+    cv::Mat components;  // CV_32S, a number per component in any order, 0 where invalid
+};
+
+// The phase with the zero point at 0.
 struct UnwrapResult {
-    cv::Mat steps16;     // CV_16U, 256 steps per period above the minimum; 0 where invalid
+    UnwrapResult() = default;
+    // `residual` is what the phase file had beyond the steps, in radians; empty when it had nothing. Without a zero
+    // point the phase stays as it is. Refuses a zero point that is not valid.
+    UnwrapResult(const UnwrappedSteps& unwrapped, const cv::Mat& residual, const std::optional<Pair<int>>& zero);
+
+    cv::Mat steps16;     // CV_16U, 256 steps per period above the minimum, at most 65,535; 0 where invalid
     cv::Mat radians;     // CV_32F, NaN where invalid
     cv::Mat valid;       // CV_8U, 255 valid, 0 invalid
     cv::Mat components;  // CV_32S, a number per component in any order, 0 where invalid
     double lowerPeriods = 0;
     double upperPeriods = 0;
 };
-
-// Float phase: the whole steps of the unwrapper, which count from `lowest`, and the rest that the phase file had beyond
-// them, relative to the rest at the zero point.
-cv::Mat ToRadians(const UnwrapResult& result, const cv::Mat& residual, std::int32_t lowest, double zeroResidual);
 
 // Components by size: number 1 is the largest. In the 16-bit picture all numbers above 65,535 are 65,535.
 struct ComponentTable {
