@@ -107,6 +107,7 @@ const std::vector<OpCase>& Cases() {
     using I = Images;
     using C = const double*;
     static const std::string pairs = kPairs, constants = kConstants;
+    // clang-format off
     static const std::vector<OpCase> cases = {
         {L"AddModulo( %s, %s, %s )", 105, pairs + " 188 488 888", [](I i, C) { arith.AddModulo(i[0], i[1], i[2]); },
          [](P p, X x) { return Wrap(p[0] + p[1], x.types[2]); }},
@@ -121,13 +122,8 @@ const std::vector<OpCase>& Cases() {
         {L"SubBoc( %s, %s, %s )", 595, pairs, [](I i, C) { arith.SubBoc(i[0], i[1], i[2]); }, Centred},
         {L"SubAbs( %s, %s, %s )", 656, pairs + " 888", [](I i, C) { arith.SubAbs(i[0], i[1], i[2]); },
          [](P p, X) { return std::fabs(p[0] - p[1]); }},
-        {L"SubBoc2( %s, %s, %s )",
-         918,
-         "111",
-         [](I i, C) { arith.SubBoc2(i[0], i[1], i[2]); },
-         [](P p, X) { return Wrap(p[0] - p[1] + 128, eDev8); },
-         {{}},
-         true},
+        {L"SubBoc2( %s, %s, %s )", 918, "111", [](I i, C) { arith.SubBoc2(i[0], i[1], i[2]); },
+         [](P p, X) { return Wrap(p[0] - p[1] + 128, eDev8); }, {{}}, true},
 
         {L"AddModulo( %s, %lf, %s )", 154, constants + " 88", [](I i, C c) { arith.AddModulo(i[0], *c, i[1]); },
          [](P p, X x) { return *x.c < 0 ? SubConstant(p, -*x.c, x) : AddConstant(p, *x.c, x); }, Scalars()},
@@ -145,25 +141,12 @@ const std::vector<OpCase>& Cases() {
         {L"MultiplyClip( %s, %g, %s )", 777, constants, [](I i, C c) { arith.MultiplyClip(i[0], *c, i[1]); },
          [](P p, X x) { return ClippedProduct(p[0], *x.c, x.types[1]); }, Scalars()},
 
-        {L"Scale( %s, %s, %lf, %lf )",
-         848,
-         "88",
-         [](I i, C c) { arith.Scale(i[0], i[1], c[0], c[1]); },
-         Scale,
-         {{0, 1}, {-3.7, 1e6}, {255, 0}},
-         true},
-        {L"AbsScale( %s, %s, %lf, %lf )",
-         871,
-         "11 88",
-         [](I i, C c) { arith.AbsScale(i[0], i[1], c[0], c[1]); },
-         AbsScale,
-         {{0, 255}, {200.6, 17.2}, {-40, 333.3}},
-         true},
-        {L"Binarize( %s, %s, %lf, %lf, %lf )",
-         895,
-         "11 88",
-         [](I i, C c) { arith.Binarize(i[0], i[1], c[0], c[1], c[2]); },
-         Binarize,
+        {L"Scale( %s, %s, %lf, %lf )", 848, "88", [](I i, C c) { arith.Scale(i[0], i[1], c[0], c[1]); }, Scale,
+         {{0, 1}, {-3.7, 1e6}, {255, 0}}, true},
+        {L"AbsScale( %s, %s, %lf, %lf )", 871, "11 88", [](I i, C c) { arith.AbsScale(i[0], i[1], c[0], c[1]); },
+         AbsScale, {{0, 255}, {200.6, 17.2}, {-40, 333.3}}, true},
+        {L"Binarize( %s, %s, %lf, %lf, %lf )", 895, "11 88",
+         [](I i, C c) { arith.Binarize(i[0], i[1], c[0], c[1], c[2]); }, Binarize,
          {{99.5, 0, 255}, {0, 1, 2}, {-7, 300, -5}, {255, 9.4, 9.5}, {1e9, 254.6, 1e9}, {254.4, -1e300, 1e300}},
          true},
 
@@ -172,6 +155,7 @@ const std::vector<OpCase>& Cases() {
         {nullptr, 0, "aaa", Doubles<KrIpSubMod>, [](P p, X) { return p[0] - p[1]; }},
         {nullptr, 0, "aa", Doubles<double>, [](P p, X x) { return p[0] - *x.c; }, Scalars()},
     };
+    // clang-format on
     return cases;
 }
 

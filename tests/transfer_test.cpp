@@ -43,23 +43,12 @@ struct Bits {
     }
 };
 
-const std::vector<std::vector<double>> kBitMoves = {{0x1E, 2, 0},
-                                                    {0xF0, -4, 1},
-                                                    {0x0F, 4, 1},
-                                                    {0xFF, 8, 1},
-                                                    {0xFF00, -8, 0},
-                                                    {-1, 0, 1},
-                                                    {-1, 3, 0},
-                                                    {0x55, -1, 1},
-                                                    {0xFF, 32, 1},
-                                                    {0xFF, -32, 0},
-                                                    {-1, 31, 1},
-                                                    {0xFFFF, -31, 1},
-                                                    {-2147483648.0, -24, 1},
-                                                    {0x3, 14, 1},
-                                                    {0, 0, 1},
-                                                    {7, -2147483648.0, 1},
-                                                    {7, 2147483647.0, 1}};
+// clang-format off
+const std::vector<std::vector<double>> kBitMoves = {
+    {0x1E, 2, 0}, {0xF0, -4, 1}, {0x0F, 4, 1}, {0xFF, 8, 1}, {0xFF00, -8, 0}, {-1, 0, 1}, {-1, 3, 0}, {0x55, -1, 1},
+    {0xFF, 32, 1}, {0xFF, -32, 0}, {-1, 31, 1}, {0xFFFF, -31, 1}, {-2147483648.0, -24, 1}, {0x3, 14, 1}, {0, 0, 1},
+    {7, -2147483648.0, 1}, {7, 2147483647.0, 1}};
+// clang-format on
 
 // The mode, and the range of the image's description and whether it is valid.
 const std::vector<std::vector<double>> kConversions = {
@@ -123,57 +112,33 @@ using I = Images;
 using C = const double*;
 
 const std::vector<OpCase>& TransferCases() {
+    // clang-format off
     static const std::vector<OpCase> cases = {
-        {L"Copy( %s, %s )",
-         77,
-         "11 14 18 1a 44 48 77 88 81 84",
-         [](I i, C) { transfer.Copy(i[0], i[1]); },
-         [](P p, X x) { return Truncated(p[0], x.types[1]); },
-         {{}},
-         true},
-        {L"CopyLow( %s, %s )",
-         152,
-         "41 14 47",
-         [](I i, C) { transfer.CopyLow(i[0], i[1]); },
-         [](P p, X x) { return Wrap(p[0], x.types[1]); },
-         {{}},
-         true},
+        {L"Copy( %s, %s )", 77, "11 14 18 1a 44 48 77 88 81 84", [](I i, C) { transfer.Copy(i[0], i[1]); },
+         [](P p, X x) { return Truncated(p[0], x.types[1]); }, {{}}, true},
+        {L"CopyLow( %s, %s )", 152, "41 14 47", [](I i, C) { transfer.CopyLow(i[0], i[1]); },
+         [](P p, X x) { return Wrap(p[0], x.types[1]); }, {{}}, true},
         {L"CopyHigh( %s, %s )", 190, "14 41 47", [](I i, C) { transfer.CopyHigh(i[0], i[1]); },
          [](P p, X x) { return x.types[1] == eDev8 ? std::floor(p[0] / 256) : p[0] * 256; }},
-        {L"CopyEven( %s, %s )",
-         312,
-         "11",
-         [](I i, C) { transfer.CopyEven(i[0], i[1]); },
-         [](P p, X x) { return x.y % 2 ? p[1] : p[0]; },
-         {{}},
-         true,
-         false},
+        {L"CopyEven( %s, %s )", 312, "11", [](I i, C) { transfer.CopyEven(i[0], i[1]); },
+         [](P p, X x) { return x.y % 2 ? p[1] : p[0]; }, {{}}, true, false},
         {L"CopyZoom( %s, %s )", 114, "11 44 77 88", [](I i, C) { transfer.CopyZoom(i[0], i[1], 0); }},
         {L"Exchange( %s, %s )", 229, "11 44 77 88", [](I i, C) { transfer.Exchange(i[0], i[1]); }},
-        {L"Clear( %s, %g )",
-         288,
-         "1 4 8 a",
-         [](I i, C c) { transfer.Clear(i[0], *c); },
+        {L"Clear( %s, %g )", 288, "1 4 8 a", [](I i, C c) { transfer.Clear(i[0], *c); },
          [](P, X x) { return Truncated(*x.c, x.types[0]); },
          {{70000.0}, {-1.9}, {0.99}, {255.99}, {1e18 + 4096}, {-1e300}, {HUGE_VAL}, {std::nan("")}}},
-        {L"TransferBits( %s, %s, %ld, %ld )", 355, "11 41 14 44",
-         [](I i, C c) {
+        {L"TransferBits( %s, %s, %ld, %ld )", 355, "11 41 14 44", [](I i, C c) {
              const auto mask = static_cast<std::int32_t>(c[0]), shift = static_cast<std::int32_t>(c[1]);
              c[2] != 0 ? transfer.TransferBits(i[0], i[1], mask, shift, 1)
                        : transfer.TransferBits(i[0], i[1], mask, shift);
-         },
-         [](P p, X x) {
+         }, [](P p, X x) {
              const Bits b(p, x);
              return Wrap(x.c[2] != 0 ? (b.old & ~b.field) | b.moved : b.moved, x.types[1]);
-         },
-         kBitMoves, true},
-        {L"TransferBitsWithOr( %s, %s, %ld, %ld )", 402, "11 41 14 44",
-         [](I i, C c) {
+         }, kBitMoves, true},
+        {L"TransferBitsWithOr( %s, %s, %ld, %ld )", 402, "11 41 14 44", [](I i, C c) {
              transfer.TransferBitsWithOr(i[0], i[1], static_cast<std::int32_t>(c[0]), static_cast<std::int32_t>(c[1]));
-         },
-         [](P p, X x) { return Wrap(Bits(p, x).old | Bits(p, x).moved, x.types[1]); }, kBitMoves, true},
-        {L"TransferBitsWithAnd( %s, %s, %ld, %ld )", 447, "11 41 14 44",
-         [](I i, C c) {
+         }, [](P p, X x) { return Wrap(Bits(p, x).old | Bits(p, x).moved, x.types[1]); }, kBitMoves, true},
+        {L"TransferBitsWithAnd( %s, %s, %ld, %ld )", 447, "11 41 14 44", [](I i, C c) {
              transfer.TransferBitsWithAnd(i[0], i[1], static_cast<std::int32_t>(c[0]), static_cast<std::int32_t>(c[1]));
          },
          [](P p, X x) { return Wrap(Bits(p, x).old & (Bits(p, x).moved | ~Bits(p, x).field), x.types[1]); }, kBitMoves,
@@ -181,13 +146,10 @@ const std::vector<OpCase>& TransferCases() {
         {nullptr, 0, "aa",
          [](I i, C) { KrIpCopy().Copy(static_cast<KrAOI64Double*>(i[0]), static_cast<KrAOI64Double*>(i[1])); },
          [](P p, X) { return p[0]; }},
-        {nullptr,
-         0,
-         "7",
-         [](I i, C c) { KrIpSet().Set(static_cast<KrAOI32*>(i[0]), *c); },
-         [](P, X x) { return Truncated(*x.c, eDev32); },
-         {{-7.9}, {4294967297.0}, {2147483648.0}, {-1e30}, {1e30}}},
+        {nullptr, 0, "7", [](I i, C c) { KrIpSet().Set(static_cast<KrAOI32*>(i[0]), *c); },
+         [](P, X x) { return Truncated(*x.c, eDev32); }, {{-7.9}, {4294967297.0}, {2147483648.0}, {-1e30}, {1e30}}},
     };
+    // clang-format on
     return cases;
 }
 
@@ -201,24 +163,13 @@ const std::vector<OpCase> kConvertCases = {
 const std::vector<OpCase>& LutCases() {
     static const KrMapLut1x8 lut = MakeLut();
     static const KrMapLut88_8 pairLut = MakePairLut();
-    static const std::vector<OpCase> cases = {{L"MapLut8( %s, %s, %s )",
-                                               42,
-                                               "11",
-                                               [](I i, C) { KrLMapLut().MapLut8(i[0], i[1], &lut); },
-                                               [](P p, X) { return Wrap(p[0] * p[0] + 3, eDev8); },
-                                               {{}},
-                                               true,
-                                               true,
-                                               {L"lut"}},
-                                              {L"MapLut16( %s, %s, %s, %s )",
-                                               139,
-                                               "111",
-                                               [](I i, C) { KrLMapLut().MapLut16(i[0], i[1], i[2], &pairLut); },
-                                               [](P p, X) { return Wrap(p[0] * 5 + p[1] * p[1], eDev8); },
-                                               {{}},
-                                               true,
-                                               true,
-                                               {L"lut"}}};
+    // clang-format off
+    static const std::vector<OpCase> cases = {
+        {L"MapLut8( %s, %s, %s )", 42, "11", [](I i, C) { KrLMapLut().MapLut8(i[0], i[1], &lut); },
+         [](P p, X) { return Wrap(p[0] * p[0] + 3, eDev8); }, {{}}, true, true, {L"lut"}},
+        {L"MapLut16( %s, %s, %s, %s )", 139, "111", [](I i, C) { KrLMapLut().MapLut16(i[0], i[1], i[2], &pairLut); },
+         [](P p, X) { return Wrap(p[0] * 5 + p[1] * p[1], eDev8); }, {{}}, true, true, {L"lut"}}};
+    // clang-format on
     return cases;
 }
 

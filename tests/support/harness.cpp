@@ -114,21 +114,10 @@ namespace {
 
 double RandomPixel(DeviceType type, std::uint32_t bits, bool specials) {
     constexpr double kInf = std::numeric_limits<double>::infinity();
-    constexpr double list[] = {std::numeric_limits<double>::quiet_NaN(),
-                               kInf,
-                               -kInf,
-                               3e9,
-                               -3e9,
-                               1e20,
-                               -1e20,
-                               -0.0,
-                               255.99,
-                               -0.99,
-                               1e-40,
-                               9.3e18,
-                               65536.5,
-                               2147483648.0,
-                               -2147483648.0};
+    // clang-format off
+    constexpr double list[] = {std::numeric_limits<double>::quiet_NaN(), kInf, -kInf, 3e9, -3e9, 1e20, -1e20, -0.0,
+                               255.99, -0.99, 1e-40, 9.3e18, 65536.5, 2147483648.0, -2147483648.0};
+    // clang-format on
     if (IsFloat(type) && specials && bits % 16 == 0) return list[(bits >> 8) % std::size(list)];
     if (IsFloat(type)) return (bits >> 8) / 64.0 - 100000.0;
     if (type == eDev32) return static_cast<std::int32_t>(bits);
