@@ -1,21 +1,12 @@
 #include "ipbase/ipFilterBlock.h"
 
 #include "ipbase/ipFilterColumns.h"
+#include "ipbase/ipFilterMasked.h"
 #include "ipbase/ipFilterMedian.h"
-#include "ipbase/ipFilterRowsOf.h"
 
 namespace KrN {
 
 namespace {
-
-// Pointers to the window samples of a whole row.
-template <class Rows, class T>
-void PointBlock(const BlockWindow& window, std::size_t y, std::size_t height, Rows& rows, std::vector<const T*>& taps) {
-    for (std::size_t j = 0; j < window.ky; ++j) {
-        const T* row = rows.Row(BlockRow(window, y + j, height));
-        for (std::size_t i = 0; i < window.kx; ++i) taps[j * window.kx + i] = row + i;
-    }
-}
 
 LineWindow AsLine(const BlockWindow& window) {
     return {window.kind, window.kx * window.ky, 0, window.weights, window.scale};
@@ -43,72 +34,6 @@ BlockWindow CutBlock(BlockWindow window, Extent size) {
     window.kx = cut(window.kx, size.width);
     window.ky = cut(window.ky, size.height);
     return window;
-}
-
-// --- With masks ------------------------------------------------------------------------------------------------------
-
-template <class T>
-void RunMasked(const BlockWindow& window, T* dst, const rows::MaskedTaps<T>& in, std::size_t count) {
-    const rows::FilterRows& table = rows::GetFilterRows();
-    using Tap = rows::MaskedTapRow<T>;
-    switch (window.kind) {
-        case WindowKind::eMean:
-        case WindowKind::eWeighted:
-            return std::get<rows::MaskedWeightedRow<T>>(table.maskedWeighted)(dst, in, window.weights.Data(), true,
-                                                                              count);
-        case WindowKind::eMedian: return;
-        case WindowKind::eMinimum: return std::get<Tap>(table.maskedMinimum)(dst, in, count);
-        case WindowKind::eMaximum: return std::get<Tap>(table.maskedMaximum)(dst, in, count);
-    }
-}
-
-template <class T>
-void FilterBlockMasked(const BlockWindow& window, Extent size, RowReader<T>& reader, RowWriter<T>& writer,
-                       const KrTBuf2D<std::uint8_t>& mask) {
-    KrTBuf2D<T> image = ReadAll(size, reader);
-    RowReader<T> again(image);
-    RowReader<std::uint8_t> maskReader(mask);
-    PaddedRows<T> padded(again, size, window, window.ky);
-    PaddedRows<std::uint8_t> paddedMask(maskReader, size, window, window.ky);
-    std::vector<const T*> taps(std::size_t{window.kx} * window.ky);
-    std::vector<const std::uint8_t*> masks(taps.size());
-    for (std::size_t y = 0; y < size.height; ++y) {
-        PointBlock(window, y, size.height, padded, taps);
-        PointBlock(window, y, size.height, paddedMask, masks);
-        RunMasked<T>(window, writer.Row(y), {taps.data(), masks.data(), taps.size(), image.Row(y), mask.Row(y)},
-                     size.width);
-        writer.Finish(y);
-    }
-}
-
-// One pass along rows or columns.
-template <class T>
-void FilterLinesMasked(const LineWindow& window, bool columns, KrTBuf2D<T>& image, const KrTBuf2D<std::uint8_t>& mask) {
-    const std::size_t width = image.Width(), height = image.Height();
-    const BlockWindow block{window.kind, columns ? 1 : window.taps, columns ? window.taps : 1,
-                            KrTBuf1D<std::int32_t>(), 1.0};
-    KrTBuf2D<T> source = image;
-    RowReader<T> reader(source);
-    PaddedRows<T> padded(reader, {width, height}, block, block.ky);
-    std::vector<const T*> taps(window.taps);
-    std::vector<const std::uint8_t*> masks(window.taps);
-    const std::size_t left = columns ? 0 : window.left, right = columns ? 0 : PaddingOf(window) - left;
-    std::vector<std::uint8_t> paddedMask(left + width + right);
-    for (std::size_t y = 0; y < height; ++y) {
-        PointBlock(block, y, height, padded, taps);
-        if (columns) {
-            // Rows above the image count with the mask of the last row.
-            for (std::size_t k = 0; k < masks.size(); ++k)
-                masks[k] = mask.Row(y + k < window.left ? height - 1 : std::min(y + k - window.left, height - 1));
-        } else {
-            std::copy_n(mask.Row(y), width, paddedMask.data() + left);
-            WrapMask(paddedMask.data(), width, left, right);
-            PointTaps<std::uint8_t>(paddedMask.data(), masks);
-        }
-        const rows::MaskedTaps<T> in{taps.data(), masks.data(), window.taps, source.Row(y), mask.Row(y)};
-        std::get<rows::MaskedWeightedRow<T>>(rows::GetFilterRows().maskedWeighted)(image.Row(y), in,
-                                                                                   window.weights.Data(), false, width);
-    }
 }
 
 }  // namespace
@@ -140,13 +65,7 @@ template <class T>
 void FilterRowsThenColumns(const LineWindow& rows, const LineWindow& columns, Extent size, RowReader<T>& reader,
                            RowWriter<T>& writer, Mask mask) {
     if (size.width == 0 || size.height == 0) return;
-    if (mask) {
-        KrTBuf2D<T> image = ReadAll(size, reader);
-        if (rows.taps > 0) FilterLinesMasked(rows, false, image, *mask);
-        if (columns.taps > 0) FilterLinesMasked(columns, true, image, *mask);
-        RowReader<T> result(image);
-        return Copy(size, result, writer);
-    }
+    if (mask) return FilterLinesMasked(rows, columns, size, reader, writer, *mask);
     FilteredRows<T> filtered(reader, AtLeastOne(rows), size, std::max(columns.taps, 2u));
     RunColumns<T>(AtLeastOne(columns), size, filtered, writer);
 }

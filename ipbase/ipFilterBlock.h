@@ -31,8 +31,8 @@ KrTBuf2D<std::uint8_t> FitMask(const KrTBuf2D<std::uint8_t>& mask, Extent size);
 template <class T>
 void FilterBlock(const BlockWindow& window, Extent size, RowReader<T>& reader, RowWriter<T>& writer, Mask mask);
 
-// A line window on all rows, then another one on all columns; masks beyond the ends of a line are those of its last
-// pixel. Masks matter to weighted sums alone.
+// A line window on all rows, then another one on all columns; masks, which are for weighted sums alone, are those of
+// the last pixel beyond both ends of a line.
 template <class T>
 void FilterRowsThenColumns(const LineWindow& rows, const LineWindow& columns, Extent size, RowReader<T>& reader,
                            RowWriter<T>& writer, Mask mask);

@@ -7,10 +7,10 @@
 namespace KrN {
 
 // The rows of a source, filtered; as many are kept as a window along the columns needs.
-template <class T>
+template <class T, class Source = RowReader<T>>
 class FilteredRows {
 public:
-    FilteredRows(RowReader<T>& reader, const LineWindow& window, Extent size, std::size_t kept)
+    FilteredRows(Source& reader, const LineWindow& window, Extent size, std::size_t kept)
         : mReader(reader), mFilter(window, size.width), mRows(size.width, std::min(kept, size.height)) {}
     const T* Row(std::size_t y) {
         for (; mNext <= y; ++mNext) mFilter.Run(mReader.Row(mNext), mRows.Row(mNext % mRows.Height()));
@@ -18,7 +18,7 @@ public:
     }
 
 private:
-    RowReader<T>& mReader;
+    Source& mReader;
     AlongRow<T> mFilter;
     KrTBuf2D<T> mRows;
     std::size_t mNext = 0;

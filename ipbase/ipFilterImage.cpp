@@ -2,6 +2,7 @@
 
 #include "ipbase/ipFilterBlock.h"
 #include "ipbase/ipFilterColumns.h"
+#include "ipbase/rows/ipFilterRows.h"
 
 namespace KrN {
 

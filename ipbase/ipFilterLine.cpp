@@ -1,6 +1,7 @@
 #include "ipbase/ipFilterLine.h"
 #include "Core/vorTools/Inc/syfilt2d.h"
 #include "ipbase/ipFilterBlock.h"
+#include "ipbase/ipFilterMasked.h"
 #include "ipbase/ipFilterMedian.h"
 
 namespace KrN {
@@ -71,17 +72,12 @@ void KrTFilter1D<T>::FilterMasked(KrTBuf1D<T>& line, const KrTBuf1D<std::uint8_t
     if (!useMask || mask.Size() == 0) return Filter(line);
     const std::size_t count = line.Size();
     if (mKernelWidth == 0 || count == 0) return;
-    const std::size_t left = PrepareLine(line);
-    std::vector<const T*> taps(mKernelWidth);
-    PointTaps<T>(mLine.Data(), taps);
-    std::vector<std::uint8_t> padded(mKernelWidth + count - 1);
-    for (std::size_t i = 0; i < count; ++i) padded[left + i] = mask[std::min(i, mask.Size() - 1)];
-    WrapMask(padded.data(), count, left, mKernelWidth - 1 - left);
-    std::vector<const std::uint8_t*> masks(mKernelWidth);
-    PointTaps<std::uint8_t>(padded.data(), masks);
-    const rows::MaskedTaps<T> in{taps.data(), masks.data(), mKernelWidth, mLine.Data() + left, padded.data() + left};
-    std::get<rows::MaskedWeightedRow<T>>(rows::GetFilterRows().maskedWeighted)(line.Data(), in, mKernel.Data(), false,
-                                                                               count);
+    KrTBuf1D<std::uint8_t> fitted(count);
+    for (std::size_t i = 0; i < count; ++i) fitted[i] = mask[std::min(i, mask.Size() - 1)];
+    std::vector<T> out(count);
+    MaskedLine<T>(mKernel, count).Run(line.Data(), fitted.Data(), out.data());
+    std::get<rows::MaskedPixels<T>>(rows::GetMaskRows().pixels)
+        .select(line.Data(), out.data(), line.Data(), fitted.Data(), count);
 }
 
 template <class T>

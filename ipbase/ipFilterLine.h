@@ -4,7 +4,6 @@
 #include <vector>
 
 #include "ipbase/ipFilterWindow.h"
-#include "ipbase/rows/ipFilterRows.h"
 #include "ipbase/rows/ipWindowRows.h"
 
 // A window on rows of pixels in memory.
@@ -29,7 +28,8 @@ inline void WrapMask(std::uint8_t* mask, std::size_t count, std::size_t left, st
 // Samples that a window of at least one tap needs on both sides of a line.
 inline std::size_t PaddingOf(const LineWindow& window) { return window.taps - 1; }
 
-// One row from the rows of its window samples. Windows without taps have no result; medians are computed otherwise. medians are computed otherwise.
+// One row from the rows of its window samples. Windows without taps have no result; medians are computed otherwise.
+// medians are computed otherwise.
 template <class T>
 void RunWindow(const LineWindow& window, T* dst, const T* const* taps, std::size_t count) {
     const rows::WindowRows& table = rows::GetWindowRows();

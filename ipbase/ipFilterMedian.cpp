@@ -1,7 +1,7 @@
 #include "ipbase/ipFilterMedian.h"
 
+#include "ipbase/ipFilterMasked.h"
 #include "ipbase/ipFilterRanks.h"
-#include "ipbase/ipFilterRowsOf.h"
 #include "ipbase/rows/ipMedianRows.h"
 
 namespace KrN {
@@ -15,8 +15,8 @@ using rows::Comparator;
 template <class T>
 constexpr std::size_t kNetworkSamples = sizeof(T) == 1 ? 49 : 81;
 
-// Batcher's odd-even merge sort of `count` samples, without what does not lead to the one of the given rank.
-std::vector<Comparator> SelectionNetwork(std::size_t count, std::size_t rank) {
+// Batcher's odd-even merge sort of `count` samples, without what does not lead to the ranks from `first` to `last`.
+std::vector<Comparator> SelectionNetwork(std::size_t count, std::size_t first, std::size_t last) {
     std::vector<Comparator> all;
     for (std::size_t p = 1; p < count; p *= 2)
         for (std::size_t k = p; k > 0; k /= 2)
@@ -25,7 +25,8 @@ std::vector<Comparator> SelectionNetwork(std::size_t count, std::size_t rank) {
                     if ((i + j) / (2 * p) == (i + j + k) / (2 * p))
                         all.push_back({static_cast<rows::u16>(i + j), static_cast<rows::u16>(i + j + k), true, true});
     std::vector<bool> needed(count);
-    needed[rank] = true;
+    std::fill(needed.begin() + static_cast<std::ptrdiff_t>(first),
+              needed.begin() + static_cast<std::ptrdiff_t>(last) + 1, true);
     std::vector<Comparator> list;
     for (auto c = all.rbegin(); c != all.rend(); ++c) {
         c->keepLow = needed[c->low];
@@ -52,7 +53,7 @@ public:
         if (mSquare)
             mScratch.resize(std::max(mScratch.size(), window.ky * (size.width + window.kx - 1)));
         else
-            mNetwork = SelectionNetwork(mTaps.size(), Rank());
+            mNetwork = SelectionNetwork(mTaps.size(), Rank(), Rank());
     }
     void Run(const std::vector<const T*>& rows, T* dst) {
         if (mSquare) return mSquare(dst, rows.data(), mScratch.data(), mWidth);
@@ -80,6 +81,34 @@ void RunSmall(const BlockWindow& window, Extent size, RowReader<T>& reader, RowW
         for (std::size_t j = 0; j < window.ky; ++j) rows[j] = padded.Row(BlockRow(window, y + j, size.height));
         median.Run(rows, writer.Row(y));
         writer.Finish(y);
+    }
+}
+
+// With masks, invalid samples are sorted behind the valid ones; as many are left as the rank is counted in.
+template <class T>
+void RunSmallMasked(const BlockWindow& window, Extent size, RowReader<T>& reader, RowWriter<T>& writer,
+                    const KrTBuf2D<Byte>& mask) {
+    using Limits = std::numeric_limits<T>;
+    NeutralRows<T> source(reader, mask, size, Limits::has_infinity ? Limits::infinity() : Limits::max(),
+                          std::size_t{window.ky} + 1);
+    ValidRows valid(mask);
+    PaddedRows<T, NeutralRows<T>> padded(source, size, window, window.ky);
+    PaddedRows<Byte, ValidRows> paddedValid(valid, size, window, window.ky);
+    std::vector<const T*> taps(std::size_t{window.kx} * window.ky);
+    std::vector<const Byte*> validTaps(taps.size());
+    std::vector<T> scratch(taps.size() * (rows::kLongestVector / sizeof(T)));
+    std::vector<Byte> ranks(size.width);
+    const std::size_t rank = (taps.size() + 1) / 2 - 1;
+    const std::vector<Comparator> network = SelectionNetwork(taps.size(), 0, rank);
+    SelectWriter<T> select(source, writer, size.width);
+    for (std::size_t y = 0; y < size.height; ++y) {
+        PointBlock(window, y, size.height, padded, taps);
+        PointBlock(window, y, size.height, paddedValid, validTaps);
+        rows::GetMaskRows().middle(ranks.data(), validTaps.data(), validTaps.size(), size.width);
+        std::get<rows::NetworkRow<T>>(rows::GetMedianRows().network)
+            .runRanked(select.Row(y), taps.data(), taps.size(), network.data(), network.size(), rank, ranks.data(),
+                       scratch.data(), size.width);
+        select.Finish(y);
     }
 }
 
@@ -167,7 +196,10 @@ private:
 template <class T>
 void FilterMedian(const BlockWindow& window, Extent size, RowReader<T>& reader, RowWriter<T>& writer, Mask mask) {
     const std::size_t samples = std::size_t{window.kx} * window.ky;
-    if (!mask && samples <= kNetworkSamples<T>) return RunSmall(window, size, reader, writer);
+    if (samples <= kNetworkSamples<T>) {
+        if (mask) return RunSmallMasked(window, size, reader, writer, *mask);
+        return RunSmall(window, size, reader, writer);
+    }
     if constexpr (sizeof(T) == 1)
         if (samples < 32768 && window.ky < 256) return RunHistogram(window, size, reader, writer, mask);
     const KrTBuf2D<T> image = ReadAll(size, reader);

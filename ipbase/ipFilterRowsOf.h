@@ -12,10 +12,10 @@ inline std::size_t BlockRow(const BlockWindow& window, std::size_t sample, std::
 }
 
 // The rows, padded as the window needs it; the last `kept` ones are at hand.
-template <class T>
+template <class T, class Source = RowReader<T>>
 class PaddedRows {
 public:
-    PaddedRows(RowReader<T>& reader, Extent size, const BlockWindow& window, std::size_t kept)
+    PaddedRows(Source& reader, Extent size, const BlockWindow& window, std::size_t kept)
         : mReader(reader),
           mWidth(size.width),
           mLeft(window.kx / 2),
@@ -28,10 +28,19 @@ public:
     }
 
 private:
-    RowReader<T>& mReader;
+    Source& mReader;
     std::size_t mWidth, mLeft, mRight, mNext = 0;
     KrTBuf2D<T> mRows;
 };
+
+// Pointers to the window samples of a whole row.
+template <class Rows, class T>
+void PointBlock(const BlockWindow& window, std::size_t y, std::size_t height, Rows& rows, std::vector<const T*>& taps) {
+    for (std::size_t j = 0; j < window.ky; ++j) {
+        const T* row = rows.Row(BlockRow(window, y + j, height));
+        for (std::size_t i = 0; i < window.kx; ++i) taps[j * window.kx + i] = row + i;
+    }
+}
 
 template <class T>
 KrTBuf2D<T> ReadAll(Extent size, RowReader<T>& reader) {

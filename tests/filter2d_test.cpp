@@ -141,7 +141,7 @@ void MakeBinary(Picture<T>& picture, Random& random) {
 
 constexpr Size kWindows[] = {{1, 1}, {3, 3}, {2, 5},   {4, 1},  {5, 5}, {1, 9},
                              {9, 9}, {6, 4}, {15, 15}, {17, 3}, {31, 2}};
-constexpr KrTSize<int> kSizes[] = {{1, 1}, {1, 12}, {12, 1}, {9, 7}, {40, 5}, {21, 40}};
+constexpr KrTSize<int> kSizes[] = {{1, 1}, {1, 12}, {12, 1}, {9, 7}, {150, 5}, {35, 40}};
 
 // The masks are larger or smaller than the image, or have its size.
 TEST(ImageFilters, EqualPlainLoops) {

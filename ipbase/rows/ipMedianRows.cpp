@@ -29,6 +29,8 @@ struct One {
     static HWY_INLINE void Store(V v, T* at) { *at = v; }
     static HWY_INLINE V Min(V a, V b) { return b < a ? b : a; }
     static HWY_INLINE V Max(V a, V b) { return a < b ? b : a; }
+    // `b` where the rank is `rank`.
+    static HWY_INLINE V Pick(V a, V b, const u8* ranks, std::size_t rank) { return *ranks == rank ? b : a; }
 };
 #if VORIP_VECTORS
 template <class T>
@@ -41,6 +43,16 @@ struct Many {
     static HWY_INLINE HWY_ATTR void Store(V v, T* at) { hn::StoreU(v, D(), at); }
     static HWY_INLINE HWY_ATTR V Min(V a, V b) { return hn::Min(a, b); }
     static HWY_INLINE HWY_ATTR V Max(V a, V b) { return hn::Max(a, b); }
+    static HWY_INLINE HWY_ATTR V Pick(V a, V b, const u8* ranks, std::size_t rank) {
+        using Key = hn::RebindToUnsigned<D>;
+        const auto bytes = hn::LoadU(hn::Rebind<u8, D>(), ranks);
+        const auto same = [=](auto keys)
+                              HWY_ATTR { return hn::Eq(keys, hn::Set(Key(), static_cast<hn::TFromD<Key>>(rank))); };
+        if constexpr (sizeof(T) == 1)
+            return hn::IfThenElse(same(bytes), b, a);
+        else
+            return hn::IfThenElse(hn::RebindMask(D(), same(hn::PromoteTo(Key(), bytes))), b, a);
+    }
 };
 #endif
 
@@ -174,6 +186,7 @@ struct NetworkJob {
     std::size_t tapCount;
     const Comparator *list, *end;
     std::size_t rank;
+    const u8* ranks;
     T* scratch;
 };
 template <class O>
@@ -187,13 +200,23 @@ struct Network {
             if (c->keepLow) O::Store(O::Min(a, b), low);
             if (c->keepHigh) O::Store(O::Max(a, b), high);
         }
-        O::Store(O::Load(job->scratch + job->rank * O::size), dst + i);
+        auto picked = O::Load(job->scratch + job->rank * O::size);
+        if (job->ranks)
+            for (std::size_t rank = 0; rank < job->rank; ++rank)
+                picked = O::Pick(picked, O::Load(job->scratch + rank * O::size), job->ranks + i, rank);
+        O::Store(picked, dst + i);
     }
 };
 template <class T>
 HWY_ATTR void NetworkLoop(T* dst, const T* const* taps, std::size_t tapCount, const Comparator* list,
                           std::size_t comparators, std::size_t rank, T* scratch, std::size_t count) {
-    const NetworkJob<T> job{taps, tapCount, list, list + comparators, rank, scratch};
+    const NetworkJob<T> job{taps, tapCount, list, list + comparators, rank, nullptr, scratch};
+    OverRow<Network, T>(count, dst, &job);
+}
+template <class T>
+HWY_ATTR void RankedLoop(T* dst, const T* const* taps, std::size_t tapCount, const Comparator* list,
+                         std::size_t comparators, std::size_t rank, const u8* ranks, T* scratch, std::size_t count) {
+    const NetworkJob<T> job{taps, tapCount, list, list + comparators, rank, ranks, scratch};
     OverRow<Network, T>(count, dst, &job);
 }
 
@@ -287,7 +310,7 @@ template <class... T>
 void FillSquares(MedianRows& rows, std::tuple<SquareRow<T>...>&) {
     ((std::get<SquareRow<T>>(rows.square3) = &SquareLoop3<T>), ...);
     ((std::get<SquareRow<T>>(rows.square5) = &SquareLoop5<T>), ...);
-    ((std::get<NetworkRow<T>>(rows.network).run = &NetworkLoop<T>), ...);
+    ((std::get<NetworkRow<T>>(rows.network) = {&NetworkLoop<T>, &RankedLoop<T>}), ...);
 }
 
 const MedianRows& Rows() {

@@ -16,6 +16,9 @@ template <class T>
 struct NetworkRow {
     void (*run)(T* dst, const T* const* taps, std::size_t tapCount, const Comparator* list, std::size_t comparators,
                 std::size_t rank, T* scratch, std::size_t count);
+    // A network that sorts; the rank of each pixel, at most `rank`, stands in `ranks`.
+    void (*runRanked)(T* dst, const T* const* taps, std::size_t tapCount, const Comparator* list,
+                      std::size_t comparators, std::size_t rank, const u8* ranks, T* scratch, std::size_t count);
 };
 inline constexpr std::size_t kLongestVector = 64;
 

@@ -10,32 +10,11 @@
 #define HWY_DISABLED_TARGETS (HWY_SSSE3 | HWY_AVX3_DL)
 #include <hwy/foreach_target.h>
 
-#include "ipbase/rows/ipRound-inl.h"
-#include "ipbase/rows/ipRowLoop-inl.h"
+#include "ipbase/rows/ipWideSums-inl.h"
 
 HWY_BEFORE_NAMESPACE();
 namespace KrN::rows::HWY_NAMESPACE {
 namespace {  // the same short names stand in other files of this folder
-
-namespace hn = hwy::HWY_NAMESPACE;
-
-// Without vectors of a known size the plain loops do everything.
-#undef VORIP_VECTORS
-#define VORIP_VECTORS (HWY_TARGET != HWY_SCALAR && !HWY_HAVE_SCALABLE)
-
-#if VORIP_VECTORS
-
-// Runs `vectors(i)` for every start of `step` pixels. The last ones begin before the end of the previous ones, which
-// gives the same pixels a second time. False when the row is shorter than one step.
-template <class F>
-HWY_INLINE HWY_ATTR bool Stride(std::size_t count, std::size_t step, const F& vectors) {
-    if (count < step) return false;
-    for (std::size_t i = 0; i + step <= count; i += step) vectors(i);
-    if (count % step != 0) vectors(count - step);
-    return true;
-}
-
-#endif
 
 // --- Extremes --------------------------------------------------------------------------------------------------------
 
@@ -100,17 +79,6 @@ HWY_ATTR void ExtremeLoop(T* dst, const T* const* taps, std::size_t tapCount, st
 }
 
 // --- Weighted sums ---------------------------------------------------------------------------------------------------
-
-template <class T>
-HWY_INLINE double Product(T pixel, i32 weight) {
-    if constexpr (std::is_floating_point_v<T>)
-        return static_cast<double>(pixel) * weight;
-    else {
-        const u32 product = static_cast<u32>(pixel) * static_cast<u32>(weight);
-        if constexpr (std::is_same_v<T, u32>) return product;
-        return static_cast<i32>(product);
-    }
-}
 
 template <class T>
 HWY_ATTR void DoubleLoop(T* dst, const T* const* taps, const i32* weights, std::size_t tapCount, double scale,
@@ -181,81 +149,19 @@ HWY_ATTR bool NarrowLoop(u8* dst, const u8* const* taps, const Weights& weights,
     });
 }
 
-// Signed 16-bit samples; words are moved by half their range.
-template <class D>
-HWY_INLINE HWY_ATTR auto LoadSigned(D d16, const u8* at) {
-    return hn::PromoteTo(d16, hn::LoadU(hn::Rebind<u8, D>(), at));
-}
-template <class D>
-HWY_INLINE HWY_ATTR auto LoadSigned(D d16, const u16* at) {
-    const hn::RebindToUnsigned<D> du16;
-    return hn::BitCast(d16, hn::Xor(hn::LoadU(du16, at), hn::Set(du16, u16{0x8000})));
-}
-
-// Halves away from zero.
-template <class D, class V>
-HWY_INLINE HWY_ATTR V RoundShifted(D d32, V sums, int shift, V half) {
-    (void)d32;
-    if (shift == 0) return sums;
-    return hn::ShiftRightSame(hn::Add(hn::Add(sums, half), hn::ShiftRight<31>(sums)), shift);
-}
-template <class D, class V>
-HWY_INLINE HWY_ATTR V RoundScaled(D d32, V sums, double scale) {
-    const hn::Repartition<double, D> df;
-    const hn::Half<D> dh;
-    const auto round = [=](auto part) HWY_ATTR {
-        const auto scaled = hn::Mul(hn::PromoteTo(df, part), hn::Set(df, scale));
-        return hn::DemoteTo(dh, hn::Add(scaled, hn::CopySignToAbs(hn::Set(df, 0.5), scaled)));
-    };
-    return hn::Combine(d32, round(hn::UpperHalf(dh, sums)), round(hn::LowerHalf(dh, sums)));
-}
-
-// The low bits of sums that are interleaved like the samples that they come from.
-template <class D, class V>
-HWY_INLINE HWY_ATTR auto LowBits(D d16, V low, V high) {
-    const auto extend = [](V v) HWY_ATTR { return hn::ShiftRight<16>(hn::ShiftLeft<16>(v)); };
-    return hn::ReorderDemote2To(d16, extend(low), extend(high));
-}
-template <class D, class V>
-HWY_INLINE HWY_ATTR void StoreLow(D, V v, u16* at) {
-    const hn::RebindToUnsigned<D> du16;
-    hn::StoreU(hn::BitCast(du16, v), du16, at);
-}
-template <class D, class V>
-HWY_INLINE HWY_ATTR void StoreLow(D, V v, u8* at) {
-    const hn::RebindToUnsigned<D> du16;
-    const hn::Rebind<u8, D> d8;
-    hn::StoreU(hn::TruncateTo(d8, hn::BitCast(du16, v)), d8, at);
-}
-
-// Two taps at a time are multiplied and added in 32 bits.
 template <class T>
 HWY_ATTR bool WideLoop(T* dst, const T* const* taps, const Weights& weights, std::size_t count) {
     const hn::ScalableTag<std::int16_t> d16;
     const hn::Repartition<i32, decltype(d16)> d32;
-    const std::size_t n = hn::Lanes(d16), taps2 = weights.count & ~std::size_t{1};
     const auto half = hn::Set(d32, weights.Half());
-    const auto start = hn::Set(d32, sizeof(T) == 1 ? 0 : static_cast<i32>(weights.sum * 32768));
-    const auto pair = [&](i32 w0, i32 w1) HWY_ATTR {
-        const u32 bits = (static_cast<u32>(w0) & 0xFFFF) | static_cast<u32>(w1) << 16;
-        return hn::BitCast(d16, hn::Set(d32, static_cast<i32>(bits)));
-    };
     const auto finish = [&](auto sums) HWY_ATTR {
-        return weights.shift >= 0 ? RoundShifted(d32, sums, weights.shift, half)
-                                  : RoundScaled(d32, sums, weights.scale);
+        return weights.shift >= 0 ? RoundShifted(sums, weights.shift, half) : RoundScaled(d32, sums, weights.scale);
     };
-    return Stride(count, n, [&](std::size_t i) HWY_ATTR {
-        auto low = start, high = start, lowOdd = hn::Zero(d32), highOdd = hn::Zero(d32);
-        const auto add = [&](auto a, auto b, auto w) HWY_ATTR {
-            low = hn::ReorderWidenMulAccumulate(d32, hn::InterleaveLower(d16, a, b), w, low, lowOdd);
-            high = hn::ReorderWidenMulAccumulate(d32, hn::InterleaveUpper(d16, a, b), w, high, highOdd);
-        };
-        for (std::size_t k = 0; k < taps2; k += 2)
-            add(LoadSigned(d16, taps[k] + i), LoadSigned(d16, taps[k + 1] + i), pair(weights.at[k], weights.at[k + 1]));
-        if (taps2 < weights.count) add(LoadSigned(d16, taps[taps2] + i), hn::Zero(d16), pair(weights.at[taps2], 0));
-        low = finish(hn::RearrangeToOddPlusEven(low, lowOdd));
-        high = finish(hn::RearrangeToOddPlusEven(high, highOdd));
-        StoreLow(d16, LowBits(d16, low, high), dst + i);
+    const i32 start = StartOfSums<T>(weights.sum);
+    return Stride(count, hn::Lanes(d16), [&](std::size_t i) HWY_ATTR {
+        auto low = hn::Set(d32, start), high = low;
+        SumPairs(taps, weights.at, weights.count, i, low, high);
+        StoreLow(d16, LowBits(d16, finish(low), finish(high)), dst + i);
     });
 }
 

@@ -1,0 +1,101 @@
+#pragma once
+
+#include "ipbase/ipFilterRowsOf.h"
+#include "ipbase/rows/ipMaskRows.h"
+
+// Filters of images of which some pixels are invalid.
+namespace KrN {
+
+// The rows of a source with a neutral value in invalid pixels, each until the next one is asked for. The last `kept`
+// rows are at hand as they were.
+template <class T>
+class NeutralRows {
+public:
+    NeutralRows(RowReader<T>& reader, const KrTBuf2D<std::uint8_t>& mask, Extent size, T neutral, std::size_t kept)
+        : mReader(reader),
+          mMask(mask),
+          mNeutral(neutral),
+          mRows(size.width, std::min(kept, size.height)),
+          mRow(size.width) {}
+    const T* Row(std::size_t y) {
+        for (; mNext <= y; ++mNext) {
+            T* row = mRows.Row(mNext % mRows.Height());
+            std::copy_n(mReader.Row(mNext), mRow.size(), row);
+            std::get<rows::MaskedPixels<T>>(rows::GetMaskRows().pixels)
+                .neutralize(mRow.data(), row, mMask.Row(mNext), mNeutral, mRow.size());
+        }
+        return mRow.data();
+    }
+    // Writes what was filtered, and the source where it is invalid.
+    void Select(std::size_t y, const T* filtered, T* dst) const {
+        std::get<rows::MaskedPixels<T>>(rows::GetMaskRows().pixels)
+            .select(dst, filtered, mRows.Row(y % mRows.Height()), mMask.Row(y), mRow.size());
+    }
+
+private:
+    RowReader<T>& mReader;
+    const KrTBuf2D<std::uint8_t>& mMask;
+    T mNeutral;
+    std::size_t mNext = 0;
+    KrTBuf2D<T> mRows;
+    std::vector<T> mRow;
+};
+
+// Rows of 1 where a mask is valid, each until the next one is asked for.
+class ValidRows {
+public:
+    explicit ValidRows(const KrTBuf2D<std::uint8_t>& mask) : mMask(mask), mRow(mask.Width()) {}
+    const std::uint8_t* Row(std::size_t y) {
+        rows::GetMaskRows().validate(mRow.data(), mMask.Row(y), mRow.size());
+        return mRow.data();
+    }
+
+private:
+    const KrTBuf2D<std::uint8_t>& mMask;
+    std::vector<std::uint8_t> mRow;
+};
+
+// Filtered rows on their way to a destination.
+template <class T>
+class SelectWriter {
+public:
+    SelectWriter(const NeutralRows<T>& source, RowWriter<T>& writer, std::size_t width)
+        : mSource(source), mWriter(writer), mRow(width) {}
+    T* Row(std::size_t) { return mRow.data(); }
+    void Finish(std::size_t y) {
+        mSource.Select(y, mRow.data(), mWriter.Row(y));
+        mWriter.Finish(y);
+    }
+
+private:
+    const NeutralRows<T>& mSource;
+    RowWriter<T>& mWriter;
+    std::vector<T> mRow;
+};
+
+// Weighted sums and extremes.
+template <class T>
+void FilterBlockMasked(const BlockWindow& window, Extent size, RowReader<T>& reader, RowWriter<T>& writer,
+                       const KrTBuf2D<std::uint8_t>& mask);
+// Weighted sums along the rows, then along the columns. Beyond both ends of a line the mask is that of its last pixel.
+template <class T>
+void FilterLinesMasked(const LineWindow& rows, const LineWindow& columns, Extent size, RowReader<T>& reader,
+                       RowWriter<T>& writer, const KrTBuf2D<std::uint8_t>& mask);
+
+// One line, of which `valid` has 1 for valid samples. Invalid ones get values, too.
+template <class T>
+class MaskedLine {
+public:
+    MaskedLine(const KrTBuf1D<std::int32_t>& weights, std::size_t width);
+    void Run(const T* row, const std::uint8_t* mask, T* out);
+
+private:
+    const KrTBuf1D<std::int32_t>& mWeights;
+    std::size_t mWidth, mLeft, mRight;
+    std::vector<T> mPadded;
+    std::vector<std::uint8_t> mValid;
+    std::vector<const T*> mTaps;
+    std::vector<const std::uint8_t*> mValidTaps;
+};
+
+}  // namespace KrN

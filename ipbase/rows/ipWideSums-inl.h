@@ -1,0 +1,122 @@
+// Sums of products of 8- and 16-bit samples in 32 bits, once per CPU target.
+#if defined(VORIP_WIDE_SUMS_INL_H) == defined(HWY_TARGET_TOGGLE)
+#  ifdef VORIP_WIDE_SUMS_INL_H
+#    undef VORIP_WIDE_SUMS_INL_H
+#  else
+#    define VORIP_WIDE_SUMS_INL_H
+#  endif
+
+#  include "ipbase/rows/ipRound-inl.h"
+
+// Without vectors of a known size the plain loops do everything.
+#  undef VORIP_VECTORS
+#  define VORIP_VECTORS (HWY_TARGET != HWY_SCALAR && !HWY_HAVE_SCALABLE)
+
+HWY_BEFORE_NAMESPACE();
+namespace KrN::rows::HWY_NAMESPACE {
+
+namespace hn = hwy::HWY_NAMESPACE;
+
+template <class T>
+HWY_INLINE double Product(T pixel, i32 weight) {
+    if constexpr (std::is_floating_point_v<T>)
+        return static_cast<double>(pixel) * weight;
+    else {
+        const u32 product = static_cast<u32>(pixel) * static_cast<u32>(weight);
+        if constexpr (std::is_same_v<T, u32>) return product;
+        return static_cast<i32>(product);
+    }
+}
+
+#  if VORIP_VECTORS
+
+// Runs `vectors(i)` for every start of `step` pixels. The last ones begin before the end of the previous ones, which
+// gives the same pixels a second time. False when the row is shorter than one step.
+template <class F>
+HWY_INLINE HWY_ATTR bool Stride(std::size_t count, std::size_t step, const F& vectors) {
+    if (count < step) return false;
+    for (std::size_t i = 0; i + step <= count; i += step) vectors(i);
+    if (count % step != 0) vectors(count - step);
+    return true;
+}
+
+// Signed 16-bit samples; words are moved by half their range.
+template <class D>
+HWY_INLINE HWY_ATTR auto LoadSigned(D d16, const u8* at) {
+    return hn::PromoteTo(d16, hn::LoadU(hn::Rebind<u8, D>(), at));
+}
+template <class D>
+HWY_INLINE HWY_ATTR auto LoadSigned(D d16, const u16* at) {
+    const hn::RebindToUnsigned<D> du16;
+    return hn::BitCast(d16, hn::Xor(hn::LoadU(du16, at), hn::Set(du16, u16{0x8000})));
+}
+
+// Halves away from zero.
+template <class V>
+HWY_INLINE HWY_ATTR V RoundShifted(V sums, int shift, V half) {
+    if (shift == 0) return sums;
+    return hn::ShiftRightSame(hn::Add(hn::Add(sums, half), hn::ShiftRight<31>(sums)), shift);
+}
+template <class D, class V>
+HWY_INLINE HWY_ATTR V RoundScaled(D d32, V sums, double scale) {
+    const hn::Repartition<double, D> df;
+    const hn::Half<D> dh;
+    const auto round = [=](auto part) HWY_ATTR {
+        const auto scaled = hn::Mul(hn::PromoteTo(df, part), hn::Set(df, scale));
+        return hn::DemoteTo(dh, hn::Add(scaled, hn::CopySignToAbs(hn::Set(df, 0.5), scaled)));
+    };
+    return hn::Combine(d32, round(hn::UpperHalf(dh, sums)), round(hn::LowerHalf(dh, sums)));
+}
+
+// The low bits of sums that are interleaved like the samples that they come from.
+template <class D, class V>
+HWY_INLINE HWY_ATTR auto LowBits(D d16, V low, V high) {
+    const auto extend = [](V v) HWY_ATTR { return hn::ShiftRight<16>(hn::ShiftLeft<16>(v)); };
+    return hn::ReorderDemote2To(d16, extend(low), extend(high));
+}
+template <class D, class V>
+HWY_INLINE HWY_ATTR void StoreLow(D, V v, u16* at) {
+    const hn::RebindToUnsigned<D> du16;
+    hn::StoreU(hn::BitCast(du16, v), du16, at);
+}
+template <class D, class V>
+HWY_INLINE HWY_ATTR void StoreLow(D, V v, u8* at) {
+    const hn::RebindToUnsigned<D> du16;
+    const hn::Rebind<u8, D> d8;
+    hn::StoreU(hn::TruncateTo(d8, hn::BitCast(du16, v)), d8, at);
+}
+
+// Where the sums of samples that were moved by half their range start.
+template <class T>
+constexpr i32 StartOfSums(std::int64_t weights) {
+    return sizeof(T) == 1 ? 0 : static_cast<i32>(weights * 32768);
+}
+
+// Adds the products of the samples from i on and their weights, which fit in 16 bits, two taps at a time. The sums are
+// interleaved like the samples of two vectors.
+template <class T, class V>
+HWY_INLINE HWY_ATTR void SumPairs(const T* const* taps, const i32* weights, std::size_t tapCount, std::size_t i, V& low,
+                                  V& high) {
+    const hn::ScalableTag<std::int16_t> d16;
+    const hn::Repartition<i32, decltype(d16)> d32;
+    V lowOdd = hn::Zero(d32), highOdd = lowOdd;
+    const auto add = [&](auto a, auto b, i32 w0, i32 w1) HWY_ATTR {
+        const u32 bits = (static_cast<u32>(w0) & 0xFFFF) | static_cast<u32>(w1) << 16;
+        const auto w = hn::BitCast(d16, hn::Set(d32, static_cast<i32>(bits)));
+        low = hn::ReorderWidenMulAccumulate(d32, hn::InterleaveLower(d16, a, b), w, low, lowOdd);
+        high = hn::ReorderWidenMulAccumulate(d32, hn::InterleaveUpper(d16, a, b), w, high, highOdd);
+    };
+    std::size_t k = 0;
+    for (; k + 1 < tapCount; k += 2)
+        add(LoadSigned(d16, taps[k] + i), LoadSigned(d16, taps[k + 1] + i), weights[k], weights[k + 1]);
+    if (k < tapCount) add(LoadSigned(d16, taps[k] + i), hn::Zero(d16), weights[k], 0);
+    low = hn::RearrangeToOddPlusEven(low, lowOdd);
+    high = hn::RearrangeToOddPlusEven(high, highOdd);
+}
+
+#  endif
+
+}  // namespace KrN::rows::HWY_NAMESPACE
+HWY_AFTER_NAMESPACE();
+
+#endif  // per-target include guard
