@@ -126,7 +126,8 @@ template <class Buffer, class Sums>
 KrTAverageSnap<Buffer, Sums>::KrTAverageSnap(const KrTAverageSnap&) : KrTAverageSnap() {}
 
 template <class Buffer, class Sums>
-KrTAverageSnap<Buffer, Sums>& KrTAverageSnap<Buffer, Sums>::operator=(const KrTAverageSnap&) {
+KrTAverageSnap<Buffer, Sums>& KrTAverageSnap<Buffer, Sums>::operator=(const KrTAverageSnap& other) {
+    if (this != &other) DeleteBoardAOIs();
     return *this;
 }
 

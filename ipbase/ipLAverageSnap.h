@@ -12,8 +12,8 @@ namespace KrN {
 // What the averagers of 8- and of 16-bit camera images have in common: the snap buffers of the boards, the accumulators
 // and the course of an averaging. While the board fills one buffer, the one before it is added to the accumulator.
 //
-// Objects follow the changes of the current board for as long as they live. A copy has buffers of its own; as objects
-// hold nothing else, assigning to one changes nothing. One object serves one thread.
+// Objects follow the changes of the current board for as long as they live. Buffers are all that they hold; a
+// copy makes its own ones, and so does an object that is assigned to. One object serves one thread.
 template <class Buffer, class Sums>
 class VORIP_API KrTAverageSnap {
 public:
@@ -22,7 +22,7 @@ public:
     KrTAverageSnap();
     virtual ~KrTAverageSnap();
     KrTAverageSnap(const KrTAverageSnap&);
-    KrTAverageSnap& operator=(const KrTAverageSnap&);
+    KrTAverageSnap& operator=(const KrTAverageSnap& other);
 
     // Provides the snap buffer of slot 1 or 2 for the current board: an image of the board's own if it supplies one of
     // the right pixel type, else a new one. The second argument has no meaning. Does nothing without a current board.

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <cstdio>
 #include <filesystem>
 #include <utility>
@@ -88,10 +89,11 @@ template <class Averager, class AOI>
 void Average(std::vector<cv::Mat>& results, unsigned short count) {
     Averager averager;
     std::vector<AOI> views;
+    views.reserve(results.size());
     for (cv::Mat& result : results) views.push_back(View<AOI>(result, L"average"));
     if (views.size() == 1) return averager.Execute(&views[0], count);
-    std::vector<KrN::KrAOI*> images;
-    for (AOI& view : views) images.push_back(&view);
+    std::vector<KrN::KrAOI*> images(views.size());
+    std::transform(views.begin(), views.end(), images.begin(), [](AOI& view) { return &view; });
     CameraJob job(images);
     averager.Execute(&job, count);
 }
@@ -102,8 +104,8 @@ void RunAverage(const Options& options) {
     progress.Stage("averaging");
     const std::vector<std::string> files = ListFiles(options.frames);
     PictureBoard board(files);
-    std::vector<cv::Mat> results;
-    for (int i = 0; i < options.cameras; ++i) results.push_back(board.MakePicture());
+    std::vector<cv::Mat> results(static_cast<std::size_t>(options.cameras));
+    for (cv::Mat& result : results) result = board.MakePicture();
     const cv::Mat& result = results.front();
     const unsigned short count = CountPerCamera(files.size(), results.size(), result.depth());
     {

@@ -119,7 +119,8 @@ cv::Mat GradientFloat(cv::Mat phase, const Options& options) {
 std::string Range(const cv::Mat& image, const Options& options) {
     const int left = std::abs(options.dx), top = std::abs(options.dy);
     const cv::Mat inside = image(cv::Rect(left, top, image.cols - 2 * left, image.rows - 2 * top));
-    const cv::Mat valid = inside == inside;
+    cv::Mat valid;
+    cv::compare(inside, inside, valid, cv::CMP_EQ);  // not NaN
     if (cv::countNonZero(valid) == 0) return ": no pixel has a gradient";
     double least = 0, greatest = 0;
     cv::minMaxLoc(inside, &least, &greatest, nullptr, nullptr, valid);

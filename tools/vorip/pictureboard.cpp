@@ -8,8 +8,8 @@ namespace vorip {
 namespace {
 
 std::vector<KrN::KrAOI*> Images(KrN::KrBoard::KrJob& job) {
-    std::vector<KrN::KrAOI*> images;
-    for (int i = 0; i < job.GetAOICount(); ++i) images.push_back(job.GetAOI(i));
+    std::vector<KrN::KrAOI*> images(static_cast<std::size_t>(job.GetAOICount()));
+    for (std::size_t i = 0; i < images.size(); ++i) images[i] = job.GetAOI(static_cast<int>(i));
     return images;
 }
 
