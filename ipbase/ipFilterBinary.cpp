@@ -25,8 +25,8 @@ public:
           mRows(size.width, std::min(kept, size.height)),
           mGrounds(size.width, mRows.Height()),
           mGround(size.width + 2 * mReach),
-          mMarks(size.width + std::max(mReach, 1u) - 1),
-          mWindow(FillWindow(std::max(mReach, 1u)), mMarks.size()) {}
+          mMarks(size.width),
+          mWindow(FillWindow(std::max(mReach, 1u)), size.width) {}
     const T* Row(std::size_t y) { return mRows.Row(Fetched(y)); }
     // 255 where the row belongs to the side of the edges that is filled.
     const Byte* Ground(std::size_t y) { return mGrounds.Row(Fetched(y)); }
@@ -47,9 +47,10 @@ private:
             edges.ground(ground + mReach, row, mFill.foreground, mFill.outwards, width);
             std::fill_n(ground, mReach, ground[mReach]);
             std::fill_n(ground + mReach + width, mReach, ground[mReach + width - 1]);
-            rows::GetWindowRows().mark(mMarks.data(), ground + 1, ground, ground + mReach, ground + mReach + 1,
-                                       mMarks.size());
-            mWindow.Run(mMarks.data(), mMarks.data());
+            Byte* marks = mReach == 1 ? mMarks.data() : mWindow.Padded();
+            rows::GetWindowRows().mark(marks, ground + 1, ground, ground + mReach, ground + mReach + 1,
+                                       width + mReach - 1);
+            if (mReach > 1) mWindow.RunPadded(mMarks.data());
             edges.fill(mRows.Row(at), row, mMarks.data(), mFill.value, width);
         }
         edges.ground(mGrounds.Row(at), mRows.Row(at), mFill.foreground, mFill.outwards, width);
@@ -122,14 +123,19 @@ void FillEdges(const EdgeFill<T>& fill, std::uint32_t reachX, std::uint32_t reac
     if (size.width == 0 || size.height == 0) return;
     const auto reach = static_cast<std::uint32_t>(std::min<std::size_t>(reachY, size.height));
     FilledRows<T> filled(fill, reachX, size, reader, std::size_t{reach} + 2);
-    if (reach == 0) {
+    MarkedRows<T> marked(filled, std::max(reach, 1u), size);
+    if (reach < 2) {
+        const auto fillRow = std::get<rows::EdgeRows<T>>(rows::GetWindowRows().edges).fill;
         for (std::size_t y = 0; y < size.height; ++y) {
-            std::copy_n(filled.Row(y), size.width, writer.Row(y));
+            const Byte* marks = reach == 1 ? marked.Row(y) : nullptr;
+            if (marks)
+                fillRow(writer.Row(y), filled.Row(y), marks, fill.value, size.width);
+            else
+                std::copy_n(filled.Row(y), size.width, writer.Row(y));
             writer.Finish(y);
         }
         return;
     }
-    MarkedRows<T> marked(filled, reach, size);
     FillWriter<T> out(fill, filled, writer, size.width);
     RunColumns<Byte>(FillWindow(reach), size, marked, out, size.height + reach - 1);
 }

@@ -62,18 +62,62 @@ HWY_ATTR bool WideLoop(T* dst, const T* const* taps, const u8* const* valid, con
         sum += weights[k];
         magnitude += std::abs(std::int64_t{weights[k]});
     }
-    if (magnitude >= 32767) return false;
+    const PackedWeights packed(weights, tapCount);
+    if (magnitude >= 32767 || packed.count == 0) return false;
     const hn::ScalableTag<std::int16_t> d16;
     const hn::Repartition<i32, decltype(d16)> d32;
     const auto least = hn::Set(d32, atLeastOne ? 1 : std::numeric_limits<i32>::min());
     return Stride(count, hn::Lanes(d16), [&](std::size_t i) HWY_ATTR {
-        auto low = hn::Set(d32, StartOfSums<T>(sum)), high = low;
-        auto lowTotal = hn::Zero(d32), highTotal = lowTotal;
-        SumPairs(taps, weights, tapCount, i, low, high);
-        SumPairs(valid, weights, tapCount, i, lowTotal, highTotal);
-        low = Quotients(d32, low, hn::Max(lowTotal, least));
-        high = Quotients(d32, high, hn::Max(highTotal, least));
+        PairSums<T> sums(hn::Set(d32, StartOfSums<T>(sum)));
+        PairSums<u8> totals(hn::Zero(d32));
+        for (std::size_t k = 0; k < packed.count; ++k) {
+            sums.Add(packed, taps, k, i);
+            totals.Add(packed, valid, k, i);
+        }
+        const auto low = Quotients(d32, sums.Low(), hn::Max(totals.Low(), least));
+        const auto high = Quotients(d32, sums.High(), hn::Max(totals.High(), least));
         StoreLow(d16, LowBits(d16, low, high), dst + i);
+    });
+}
+
+// Bytes with weights that are not negative and whose sum is at most 256: all sums fit in 16 bits, and the rounding of
+// single-precision quotients is exact, for what is not a half is further from it than they err.
+HWY_ATTR bool NarrowLoop(u8* dst, const u8* const* taps, const u8* const* valid, const i32* weights,
+                         std::size_t tapCount, std::size_t count) {
+    std::int64_t sum = 0;
+    for (std::size_t k = 0; k < tapCount; ++k) {
+        if (weights[k] < 0) return false;
+        sum += weights[k];
+    }
+    if (sum > 256) return false;
+    const hn::ScalableTag<u8> d8;
+    const hn::Half<decltype(d8)> half8;
+    const hn::Repartition<u16, decltype(d8)> d16;
+    const hn::Half<decltype(d16)> half16;
+    const hn::Repartition<i32, decltype(d8)> d32;
+    const hn::Repartition<float, decltype(d8)> df;
+    const std::size_t n = hn::Lanes(d8);
+    const auto load = [=](const u8* at) HWY_ATTR { return hn::PromoteTo(d16, hn::LoadU(half8, at)); };
+    const auto quotients = [=](auto sums, auto totals) HWY_ATTR {
+        const auto real = [=](auto part) HWY_ATTR { return hn::ConvertTo(df, hn::PromoteTo(d32, part)); };
+        const auto round = [=](auto s, auto t) HWY_ATTR {
+            return hn::BitCast(d16, hn::ConvertTo(d32, hn::Add(hn::Div(s, t), hn::Set(df, 0.5f))));
+        };
+        totals = hn::Max(totals, hn::Set(d16, u16{1}));
+        const auto low = round(real(hn::LowerHalf(half16, sums)), real(hn::LowerHalf(half16, totals)));
+        const auto high = round(real(hn::UpperHalf(half16, sums)), real(hn::UpperHalf(half16, totals)));
+        return hn::BitCast(d8, hn::ConcatEven(d16, high, low));
+    };
+    return Stride(count, n, [&](std::size_t i) HWY_ATTR {
+        auto a = hn::Zero(d16), b = a, aTotal = a, bTotal = a;
+        for (std::size_t k = 0; k < tapCount; ++k) {
+            const auto w = hn::Set(d16, static_cast<u16>(weights[k]));
+            a = hn::Add(a, hn::Mul(load(taps[k] + i), w));
+            b = hn::Add(b, hn::Mul(load(taps[k] + i + n / 2), w));
+            aTotal = hn::Add(aTotal, hn::Mul(load(valid[k] + i), w));
+            bTotal = hn::Add(bTotal, hn::Mul(load(valid[k] + i + n / 2), w));
+        }
+        hn::StoreU(hn::ConcatEven(d8, quotients(b, bTotal), quotients(a, aTotal)), d8, dst + i);
     });
 }
 #endif
@@ -82,6 +126,8 @@ template <class T>
 HWY_ATTR void WeightedLoop(T* dst, const T* const* taps, const u8* const* valid, const i32* weights,
                            std::size_t tapCount, bool atLeastOne, std::size_t count) {
 #if VORIP_VECTORS
+    if constexpr (sizeof(T) == 1)
+        if (NarrowLoop(dst, taps, valid, weights, tapCount, count)) return;
     if constexpr (sizeof(T) < 4)
         if (WideLoop(dst, taps, valid, weights, tapCount, atLeastOne, count)) return;
 #endif

@@ -6,6 +6,8 @@
 #    define VORIP_WIDE_SUMS_INL_H
 #  endif
 
+#  include <algorithm>
+
 #  include "ipbase/rows/ipRound-inl.h"
 
 // Without vectors of a known size the plain loops do everything.
@@ -92,27 +94,44 @@ constexpr i32 StartOfSums(std::int64_t weights) {
     return sizeof(T) == 1 ? 0 : static_cast<i32>(weights * 32768);
 }
 
-// Adds the products of the samples from i on and their weights, which fit in 16 bits, two taps at a time. The sums are
-// interleaved like the samples of two vectors.
-template <class T, class V>
-HWY_INLINE HWY_ATTR void SumPairs(const T* const* taps, const i32* weights, std::size_t tapCount, std::size_t i, V& low,
-                                  V& high) {
-    const hn::ScalableTag<std::int16_t> d16;
-    const hn::Repartition<i32, decltype(d16)> d32;
-    V lowOdd = hn::Zero(d32), highOdd = lowOdd;
-    const auto add = [&](auto a, auto b, i32 w0, i32 w1) HWY_ATTR {
-        const u32 bits = (static_cast<u32>(w0) & 0xFFFF) | static_cast<u32>(w1) << 16;
-        const auto w = hn::BitCast(d16, hn::Set(d32, static_cast<i32>(bits)));
-        low = hn::ReorderWidenMulAccumulate(d32, hn::InterleaveLower(d16, a, b), w, low, lowOdd);
-        high = hn::ReorderWidenMulAccumulate(d32, hn::InterleaveUpper(d16, a, b), w, high, highOdd);
-    };
-    std::size_t k = 0;
-    for (; k + 1 < tapCount; k += 2)
-        add(LoadSigned(d16, taps[k] + i), LoadSigned(d16, taps[k + 1] + i), weights[k], weights[k + 1]);
-    if (k < tapCount) add(LoadSigned(d16, taps[k] + i), hn::Zero(d16), weights[k], 0);
-    low = hn::RearrangeToOddPlusEven(low, lowOdd);
-    high = hn::RearrangeToOddPlusEven(high, highOdd);
-}
+// The weights of two taps each in one number; a last single tap stands beside a weight of 0. None when there are too
+// many.
+struct PackedWeights {
+    static constexpr std::size_t most = 1024;
+    std::size_t count = 0;
+    std::size_t last = 0;  // tap
+    i32 pairs[most];
+
+    PackedWeights(const i32* weights, std::size_t tapCount) : last(tapCount - 1) {
+        if (tapCount > 2 * most) return;
+        for (std::size_t k = 0; k < tapCount; k += 2) {
+            const u32 next = k < last ? static_cast<u32>(weights[k + 1]) << 16 : 0;
+            pairs[count++] = static_cast<i32>((static_cast<u32>(weights[k]) & 0xFFFF) | next);
+        }
+    }
+    // The second tap of a pair; where there is none, any.
+    std::size_t Second(std::size_t pair) const { return std::min(pair * 2 + 1, last); }
+};
+
+// Sums of products of two taps at a time, interleaved like the samples of two vectors.
+template <class T>
+struct PairSums {
+    using D16 = hn::ScalableTag<std::int16_t>;
+    using D32 = hn::Repartition<i32, D16>;
+    using V = hn::Vec<D32>;
+    V low, high, lowOdd, highOdd;
+
+    HWY_INLINE HWY_ATTR explicit PairSums(V start)
+        : low(start), high(start), lowOdd(hn::Zero(D32())), highOdd(hn::Zero(D32())) {}
+    HWY_INLINE HWY_ATTR void Add(const PackedWeights& weights, const T* const* taps, std::size_t pair, std::size_t i) {
+        const auto w = hn::BitCast(D16(), hn::Set(D32(), weights.pairs[pair]));
+        const auto a = LoadSigned(D16(), taps[2 * pair] + i), b = LoadSigned(D16(), taps[weights.Second(pair)] + i);
+        low = hn::ReorderWidenMulAccumulate(D32(), hn::InterleaveLower(D16(), a, b), w, low, lowOdd);
+        high = hn::ReorderWidenMulAccumulate(D32(), hn::InterleaveUpper(D16(), a, b), w, high, highOdd);
+    }
+    HWY_INLINE HWY_ATTR V Low() const { return hn::RearrangeToOddPlusEven(low, lowOdd); }
+    HWY_INLINE HWY_ATTR V High() const { return hn::RearrangeToOddPlusEven(high, highOdd); }
+};
 
 #  endif
 

@@ -50,11 +50,16 @@ struct Greatest {
 #endif
 };
 
-template <class Op, class T>
-HWY_ATTR void ExtremeLoop(T* dst, const T* const* taps, std::size_t tapCount, std::size_t count) {
 #if VORIP_VECTORS
+// With a known number of taps their pointers stay in registers.
+template <class Op, class T, std::size_t known>
+HWY_ATTR bool ExtremeVectors(T* dst, const T* const* rows, std::size_t tapCount, std::size_t count) {
     const hn::ScalableTag<T> d;
     const std::size_t n = hn::Lanes(d);
+    const T* few[known > 0 ? known : 1];
+    for (std::size_t k = 0; k < known; ++k) few[k] = rows[k];
+    const T* const* taps = known > 0 ? few : rows;
+    if (known > 0) tapCount = known;
     const auto vector = [&](std::size_t i) HWY_ATTR {
         auto best = hn::LoadU(d, taps[0] + i);
         for (std::size_t k = 1; k < tapCount; ++k) best = Op::Vector(best, hn::LoadU(d, taps[k] + i));
@@ -69,7 +74,18 @@ HWY_ATTR void ExtremeLoop(T* dst, const T* const* taps, std::size_t tapCount, st
         hn::StoreU(a, d, dst + i);
         hn::StoreU(b, d, dst + i + n);
     };
-    if (Stride(count, 2 * n, two) || Stride(count, n, vector)) return;
+    return Stride(count, 2 * n, two) || Stride(count, n, vector);
+}
+#endif
+
+template <class Op, class T>
+HWY_ATTR void ExtremeLoop(T* dst, const T* const* taps, std::size_t tapCount, std::size_t count) {
+#if VORIP_VECTORS
+    const auto run = tapCount == 2   ? &ExtremeVectors<Op, T, 2>
+                     : tapCount == 3 ? &ExtremeVectors<Op, T, 3>
+                     : tapCount == 5 ? &ExtremeVectors<Op, T, 5>
+                                     : &ExtremeVectors<Op, T, 0>;
+    if (run(dst, taps, tapCount, count)) return;
 #endif
     for (std::size_t i = 0; i < count; ++i) {
         T best = taps[0][i];
@@ -153,16 +169,29 @@ template <class T>
 HWY_ATTR bool WideLoop(T* dst, const T* const* taps, const Weights& weights, std::size_t count) {
     const hn::ScalableTag<std::int16_t> d16;
     const hn::Repartition<i32, decltype(d16)> d32;
+    const PackedWeights packed(weights.at, weights.count);
+    if (packed.count == 0) return false;
+    const std::size_t n = hn::Lanes(d16);
     const auto half = hn::Set(d32, weights.Half());
     const auto finish = [&](auto sums) HWY_ATTR {
         return weights.shift >= 0 ? RoundShifted(sums, weights.shift, half) : RoundScaled(d32, sums, weights.scale);
     };
-    const i32 start = StartOfSums<T>(weights.sum);
-    return Stride(count, hn::Lanes(d16), [&](std::size_t i) HWY_ATTR {
-        auto low = hn::Set(d32, start), high = low;
-        SumPairs(taps, weights.at, weights.count, i, low, high);
-        StoreLow(d16, LowBits(d16, finish(low), finish(high)), dst + i);
-    });
+    const auto start = hn::Set(d32, StartOfSums<T>(weights.sum));
+    const auto vector = [&](std::size_t i) HWY_ATTR {
+        PairSums<T> sums(start);
+        for (std::size_t k = 0; k < packed.count; ++k) sums.Add(packed, taps, k, i);
+        StoreLow(d16, LowBits(d16, finish(sums.Low()), finish(sums.High())), dst + i);
+    };
+    const auto two = [&](std::size_t i) HWY_ATTR {
+        PairSums<T> a(start), b(start);
+        for (std::size_t k = 0; k < packed.count; ++k) {
+            a.Add(packed, taps, k, i);
+            b.Add(packed, taps, k, i + n);
+        }
+        StoreLow(d16, LowBits(d16, finish(a.Low()), finish(a.High())), dst + i);
+        StoreLow(d16, LowBits(d16, finish(b.Low()), finish(b.High())), dst + i + n);
+    };
+    return Stride(count, 2 * n, two) || Stride(count, n, vector);
 }
 
 #endif
