@@ -130,7 +130,7 @@ TEST_F(Program, DemoPassesItsChecks) {
 }
 
 TEST_F(Program, HelpShowsAnExample) {
-    for (const char* command : {"phase", "unwrap", "average", "gradient", "flatten", "demo"}) {
+    for (const char* command : {"phase", "unwrap", "average", "gradient", "flatten", "shade", "filter", "demo"}) {
         const Outcome outcome = Run(std::string(command) + " --help");
         EXPECT_EQ(outcome.exitCode, 0);
         EXPECT_NE(outcome.out.find(std::string("Example:\n  vorip ") + command), std::string::npos) << outcome.out;
