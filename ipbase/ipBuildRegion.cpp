@@ -47,6 +47,7 @@ void KrBuildRegion::Execute(const KrAOI8* image, const KrTPoint<short>& seed, Kr
         ThrowNotImplemented(kFile, 49, L"Execute( %s, %s )", static_cast<const KrAOI*>(image),
                             static_cast<const KrAOI*>(dst));
     if (!mMask) throw new KrException(kFile, 51, L"Error in KrBuildRegion: no mask is set");
+    SetMask(mMask);  // a fresh work mask, whatever an earlier run left and whatever size the mask has now
     KrIpCopy().Copy(mMask, &mWorkMask);
     KrLShift().Shift(&mWorkMask, &mWorkMask, 1, 1, 0.0);
     if (IsInsideAOI(seed, image)) Fill(*image, seed);

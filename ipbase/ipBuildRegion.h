@@ -29,11 +29,12 @@ public:
 
     // Writes the region around the seed into `dst`, of which pixels beyond the mask become NotRegionLabel. `image` has
     // the size of the mask; its pixels do not matter. A seed on a blocked pixel or outside the image has no region.
-    // Pixels whose mask value is 32 count as region wherever they are, and so do pixels of `dst` beyond the mask that
-    // hold 32.
+    // Pixels whose mask value is 32 count as region wherever they are, and so do pixels of `dst` more than two columns
+    // or rows beyond the mask that hold 32.
     //
     // Throws KrException when no mask was set, KrNotImplementedException (file "C\ipBuildRegion") when an image is
-    // null, and cv::Exception when image and mask have different sizes; nothing is written then.
+    // null, and cv::Exception when image and mask have different sizes and the seed lies in the image; nothing is
+    // written then.
     void Execute(const KrAOI8* image, const KrTPoint<short>& seed, KrAOI8* dst);
 
 protected:

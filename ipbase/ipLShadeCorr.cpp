@@ -35,6 +35,8 @@ void KrLShadeCorrection::ShadeCorrection(KrAOI* image, KrAOI* other) { Tables::c
 
 namespace {
 
+constexpr std::uint32_t kMaxTaps = 32767;  // no image is larger, and sums of so many pixels fit 32 bits
+
 std::size_t Reduced(std::size_t extent, std::uint32_t factor) {
     return std::max<std::size_t>(1, static_cast<std::size_t>(static_cast<double>(extent) / factor + 0.5));
 }
@@ -182,7 +184,8 @@ void KrLShadeCorrection::Background(const KrTBuf2D<T>& src, KrTBuf2D<T>& dst) co
     Fit(dst, src.Width(), src.Height());
     if (src.Width() == 0 || src.Height() == 0) return;
     const auto atLeast1 = [](std::uint32_t value) { return std::max(value, std::uint32_t{1}); };
-    const std::uint32_t kw = atLeast1(mKernelWidth), kh = atLeast1(mKernelHeight);
+    const std::uint32_t kw = std::min(atLeast1(mKernelWidth), kMaxTaps),
+                        kh = std::min(atLeast1(mKernelHeight), kMaxTaps);
     KrTBuf2D<T> reduced = Reduce(src, atLeast1(mReduceFactor));
     FilterRowsThenColumns(DilatationWindow(kw, mDilatations, reduced.Width()),
                           DilatationWindow(kh, mDilatations, reduced.Height()), reduced, nullptr);

@@ -15,7 +15,7 @@ namespace KrN {
 // the background of an even image is up to two steps in 256 darker than the image.
 //
 // By default the kernel has 3 x 3 pixels, n = 3 and R = 12; derived classes may set them. A kernel side or a reduce
-// factor of 0 counts as 1.
+// factor of 0 counts as 1, a side above 32767 as that.
 //
 // What an operation works on is the common region of its operands. They throw KrNotImplementedException (file
 // "C\ipLShadeCorr", line 52 or 339) for anything but two 8-bit or two 16-bit images; nothing has changed then. One

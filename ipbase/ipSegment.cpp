@@ -80,6 +80,7 @@ void KrSegment::Init(KrAOI8* image, KrAOI16* work) {
     mWork = work;
     mSize = CommonRegion(image, work);
     mInitialized = false;
+    mStrangeMarks = false;
     Forget();
     if (!image || !work) return;
     mStamps.assign(static_cast<std::size_t>(mSize.cx) * static_cast<std::size_t>(mSize.cy), 0);
@@ -98,6 +99,7 @@ void KrSegment::Forget() {
     mBorder.Clear();
     mMarks.clear();
     mBox = {};
+    mStart = mPoint = {};
     mFinished = false;
     mLabelled = false;
 }
@@ -127,7 +129,10 @@ bool KrSegment::IsNextYInside(short dy) {
     return true;
 }
 
-bool KrSegment::IsNextXLabelled(short dx) const { return Get(*mWork, mPoint.x + dx, mPoint.y) >= kToggle; }
+bool KrSegment::IsNextXLabelled(short dx) const {
+    const int x = mPoint.x + dx;
+    return x >= 0 && x < mSize.cx && mPoint.y < mSize.cy && Get(*mWork, x, mPoint.y) >= kToggle;
+}
 
 std::uint8_t& KrSegment::Stamp(const KrTPoint<short>& point) {
     return mStamps[static_cast<std::size_t>(point.y) * static_cast<std::size_t>(mSize.cx) +
@@ -135,6 +140,7 @@ std::uint8_t& KrSegment::Stamp(const KrTPoint<short>& point) {
 }
 
 void KrSegment::SetBorderPoint(std::uint16_t mark) {
+    if (mPoint.x >= mSize.cx || mPoint.y >= mSize.cy) return;  // nothing was traced yet
     std::uint8_t& stamp = Stamp(mPoint);
     if ((stamp & kListed) == 0) {
         stamp |= kListed;
@@ -150,6 +156,7 @@ void KrSegment::SetBorderPoint(std::uint16_t mark) {
 }
 
 bool KrSegment::BeginTrace(const KrTPoint<short>& start) {
+    if (!mMarks.empty() && !mLabelled) mStrangeMarks = true;
     Forget();
     if (!HasImages() || !IsInside(start.x, start.y)) return false;
     mStart = mPoint = start;
@@ -224,10 +231,25 @@ void KrSegment::EndTrace() {
     SortBy(Row, mBox.minY, mBox.maxY, mMarks);
 }
 
+// The region by the marks in the given rows of the box, whichever trace they are of.
+template <class Visit>
+void KrSegment::VisitBox(int firstRow, int lastRow, const Visit& visit) const {
+    for (int y = firstRow; y <= lastRow; ++y) {
+        bool inside = false;
+        for (int x = mBox.minX; x <= mBox.maxX; ++x) {
+            const std::uint16_t value = Get(*mWork, x, y);
+            if (value == kToggle) inside = !inside;
+            const bool isMark = value == kToggle || value == kBorder;
+            if (isMark || (inside && (mAllInside || value > mThreshold))) visit(x, y);
+        }
+    }
+}
+
 // Calls visit(x, y) for every pixel of the region in raster order. Every row costs as much as the region has pixels in
 // it, and in the holes between them, however wide the gaps between its parts are.
 template <class Visit>
 void KrSegment::VisitRegion(const Visit& visit) const {
+    if (mStrangeMarks) return VisitBox(mBox.minY, mBox.maxY, visit);
     bool inside = false;
     for (std::size_t i = 0; i < mMarks.size(); ++i) {
         const int x = Column(mMarks[i]), y = Row(mMarks[i]);
@@ -248,6 +270,7 @@ void KrSegment::Label(unsigned short label) {
     Measure();
     VisitRegion([&](int x, int y) { Set(*mWork, x, y, label); });
     mLabelled = true;
+    if (label == kToggle || label == kBorder) mStrangeMarks = true;
 }
 
 void KrSegment::Number(KrAOI32* numbers, std::int32_t number) {
@@ -266,10 +289,17 @@ void KrSegment::ExtractSegmentAttributes() {
 
 void KrSegment::Measure() {
     mSums = {};
-    for (const std::uint32_t mark : mMarks) CountBorderStep(Column(mark), Row(mark));
-    VisitRegion([&](int x, int y) {
+    const auto measure = [&](int x, int y) {
         UpdateAttributes(static_cast<short>(x - mBox.minX), static_cast<short>(y), Get(*mImage, x, y));
-    });
+    };
+    if (mStrangeMarks)
+        return VisitBox(mBox.minY + 1, mBox.maxY - 1, [&](int x, int y) {
+            const std::uint16_t value = Get(*mWork, x, y);
+            if (value == kToggle || value == kBorder) CountBorderStep(x, y);
+            measure(x, y);
+        });
+    for (const std::uint32_t mark : mMarks) CountBorderStep(Column(mark), Row(mark));
+    VisitRegion(measure);
 }
 
 // The step from the row above, where the region goes on there, else along the row.

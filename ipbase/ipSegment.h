@@ -19,8 +19,8 @@ struct KrAttribute {
     float centroidY = 0.0f;
     float weightedCentroidX = 0.0f;
     float weightedCentroidY = 0.0f;
-    // Length of the border in pixel widths: horizontal + vertical / r + sqrt(r^2 + 1) * diagonal steps, with the pixel
-    // ratio r.
+    // Length of the border: horizontal + vertical / r + sqrt(r^2 + 1) * diagonal steps, with the pixel ratio r; in
+    // pixel widths when that is 1.
     float perimeter = 0.0f;
     float reserved = 0.0f;  // always 0
     // Number of pixels / r.
@@ -68,7 +68,7 @@ public:
     // Pixels above the threshold are bright; 0 at first.
     void SetThreshold(unsigned char threshold) { mThreshold = threshold; }
     unsigned char GetThreshold() const { return mThreshold; }
-    // Width of a pixel divided by its height; 1 at first. Areas and lengths are in pixel widths.
+    // Width of a pixel divided by its height; 1 at first. Areas are in squares of the width.
     void SetPixelRatio(float ratio) { mAttribute.pixelRatio = ratio; }
     float GetPixelRatio() const { return mAttribute.pixelRatio; }
     // Whether the dark pixels in the holes of a region belong to it; they do not at first.
@@ -133,6 +133,8 @@ private:
     void Measure();
     void CountBorderStep(int x, int y);
     template <class Visit>
+    void VisitBox(int firstRow, int lastRow, const Visit& visit) const;
+    template <class Visit>
     void VisitRegion(const Visit& visit) const;
 
     KrAttribute mAttribute;
@@ -142,7 +144,8 @@ private:
     bool mInitialized = false;
     bool mFinished = false;
     bool mAllInside = false;
-    bool mLabelled = false;  // the marks are gone, the sums are those of the region
+    bool mLabelled = false;      // the marks are gone, the sums are those of the region
+    bool mStrangeMarks = false;  // there may be marks of regions that were never labelled
     unsigned char mThreshold = 0;
     KrTPoint<short> mStart, mPoint;
     Box mBox;

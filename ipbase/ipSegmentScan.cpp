@@ -12,8 +12,13 @@ constexpr int kLabels = 65536 - kFirstLabel;
 }  // namespace
 
 KrSegmentScan::KrSegmentScan() = default;
-KrSegmentScan::KrSegmentScan(const KrSegmentScan&) = default;
-KrSegmentScan& KrSegmentScan::operator=(const KrSegmentScan&) = default;
+KrSegmentScan::KrSegmentScan(const KrSegmentScan& other) { *this = other; }
+KrSegmentScan& KrSegmentScan::operator=(const KrSegmentScan& other) {
+    mSegment = other.mSegment;
+    mSegment.Init(nullptr, nullptr);  // it worked on the other's work image
+    mMinArea = other.mMinArea;
+    return *this;
+}
 KrSegmentScan::~KrSegmentScan() = default;
 
 std::int32_t KrSegmentScan::Execute(KrAOI8* image, KrAOI32* numbers, const Found& found) {
@@ -34,6 +39,7 @@ std::int32_t KrSegmentScan::Execute(KrAOI8* image, KrAOI32* numbers, const Found
             if (found) found(count, mSegment.GetAttribute());
         }
     }
+    mSegment.Init(nullptr, nullptr);
     return count;
 }
 

@@ -17,7 +17,7 @@ public:
     KrSegmentScan& operator=(const KrSegmentScan&);
     virtual ~KrSegmentScan();
 
-    // Where the threshold, the pixel ratio and the treatment of holes are set.
+    // Where the threshold, the pixel ratio and the treatment of holes are set. It has images during Execute only.
     KrSegment& GetSegment() { return mSegment; }
     // Smaller regions (see KrAttribute::area) are left out; 0 at first.
     void SetMinArea(float area) { mMinArea = area; }

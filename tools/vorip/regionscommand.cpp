@@ -24,7 +24,7 @@ constexpr char kDetails[] =
     "outlines.png (the picture, darkened, with the outlines) and regions.csv (a line per region: number, bounding "
     "box,\n"
     "centroid, centroid weighted with the grey values, area, perimeter, mean grey value and number of border points).\n"
-    "Columns and rows count from 0; areas and lengths are in pixel widths.\n"
+    "Columns and rows count from 0; areas are in squares of the pixel width, perimeters are in pixels.\n"
     "\n"
     "Example:\n"
     "  vorip regions parts.png --threshold 90 --min-area 20 --out result";
@@ -64,7 +64,7 @@ cv::Mat ReadFramed(const std::string& file) {
 
 std::string CsvLine(int number, const KrN::KrAttribute& a) {
     const auto inPicture = [](float framed) { return static_cast<double>(framed) - kFrame; };
-    return cv::format("%d,%d,%d,%d,%d,%.3f,%.3f,%.3f,%.3f,%.6g,%.3f,%.3f,%zu\n", number, a.minX - kFrame,
+    return cv::format("%d,%d,%d,%d,%d,%.3f,%.3f,%.3f,%.3f,%.9g,%.3f,%.3f,%zu\n", number, a.minX - kFrame,
                       a.minY - kFrame, a.maxX - kFrame, a.maxY - kFrame, inPicture(a.centroidX), inPicture(a.centroidY),
                       inPicture(a.weightedCentroidX), inPicture(a.weightedCentroidY), static_cast<double>(a.area),
                       static_cast<double>(a.perimeter), static_cast<double>(a.meanValue), a.borderPoints.Size());
