@@ -13,9 +13,9 @@ public:
     explicit KrTBuf1D(std::size_t count = 0) : mElems(count) {}
     KrTBuf1D(std::initializer_list<T> elems) : mElems(elems) {}
     KrTBuf1D(const KrTBuf1D&) = default;
-    KrTBuf1D(KrTBuf1D&&) = default;
+    KrTBuf1D(KrTBuf1D&&) noexcept = default;
     KrTBuf1D& operator=(const KrTBuf1D&) = default;
-    KrTBuf1D& operator=(KrTBuf1D&&) = default;
+    KrTBuf1D& operator=(KrTBuf1D&&) noexcept = default;
     virtual ~KrTBuf1D() = default;
 
     std::size_t Size() const { return mElems.size(); }
