@@ -17,13 +17,15 @@ LineWindow FillWindow(std::uint32_t reach) { return {WindowKind::eMaximum, reach
 template <class T>
 class FilledRows {
 public:
-    FilledRows(const EdgeFill<T>& fill, std::uint32_t reach, Extent size, RowReader<T>& reader, std::size_t kept)
+    FilledRows(const EdgeFill<T>& fill, std::uint32_t reach, Extent size, RowReader<T>& reader, std::size_t kept,
+               bool grounds)
         : mFill(fill),
           mReach(static_cast<std::uint32_t>(std::min<std::size_t>(reach, size.width))),
           mSize(size),
           mReader(reader),
           mRows(size.width, std::min(kept, size.height)),
-          mGrounds(size.width, mRows.Height()),
+          mGrounds(size.width, grounds ? mRows.Height() : 0),
+          mPadded(size.width + 2),
           mGround(size.width + 2 * mReach),
           mMarks(size.width),
           mWindow(FillWindow(std::max(mReach, 1u)), size.width) {}
@@ -42,18 +44,22 @@ private:
         const T* row = mReader.Row(mNext);
         if (mReach == 0) {
             std::copy_n(row, width, mRows.Row(at));
+        } else if (mReach == 1) {
+            PadLine(row, width, 1, 1, mPadded.data());
+            edges.border(mRows.Row(at), mPadded.data() + 1, mPadded.data(), mPadded.data() + 2, mFill.foreground,
+                         mFill.outwards, mFill.value, width);
         } else {
             Byte* ground = mGround.data();
             edges.ground(ground + mReach, row, mFill.foreground, mFill.outwards, width);
             std::fill_n(ground, mReach, ground[mReach]);
             std::fill_n(ground + mReach + width, mReach, ground[mReach + width - 1]);
-            Byte* marks = mReach == 1 ? mMarks.data() : mWindow.Padded();
-            rows::GetWindowRows().mark(marks, ground + 1, ground, ground + mReach, ground + mReach + 1,
+            rows::GetWindowRows().mark(mWindow.Padded(), ground + 1, ground, ground + mReach, ground + mReach + 1,
                                        width + mReach - 1);
-            if (mReach > 1) mWindow.RunPadded(mMarks.data());
+            mWindow.RunPadded(mMarks.data());
             edges.fill(mRows.Row(at), row, mMarks.data(), mFill.value, width);
         }
-        edges.ground(mGrounds.Row(at), mRows.Row(at), mFill.foreground, mFill.outwards, width);
+        if (mGrounds.Height() > 0)
+            edges.ground(mGrounds.Row(at), mRows.Row(at), mFill.foreground, mFill.outwards, width);
     }
 
     EdgeFill<T> mFill;
@@ -63,6 +69,7 @@ private:
     std::size_t mNext = 0;
     KrTBuf2D<T> mRows;
     KrTBuf2D<Byte> mGrounds;
+    std::vector<T> mPadded;
     std::vector<Byte> mGround, mMarks;
     AlongRow<Byte> mWindow;
 };
@@ -122,20 +129,21 @@ void FillEdges(const EdgeFill<T>& fill, std::uint32_t reachX, std::uint32_t reac
                RowWriter<T>& writer) {
     if (size.width == 0 || size.height == 0) return;
     const auto reach = static_cast<std::uint32_t>(std::min<std::size_t>(reachY, size.height));
-    FilledRows<T> filled(fill, reachX, size, reader, std::size_t{reach} + 2);
-    MarkedRows<T> marked(filled, std::max(reach, 1u), size);
+    FilledRows<T> filled(fill, reachX, size, reader, std::size_t{reach} + 2, reach > 1);
     if (reach < 2) {
-        const auto fillRow = std::get<rows::EdgeRows<T>>(rows::GetWindowRows().edges).fill;
+        const auto border = std::get<rows::EdgeRows<T>>(rows::GetWindowRows().edges).border;
         for (std::size_t y = 0; y < size.height; ++y) {
-            const Byte* marks = reach == 1 ? marked.Row(y) : nullptr;
-            if (marks)
-                fillRow(writer.Row(y), filled.Row(y), marks, fill.value, size.width);
+            const T* after = filled.Row(std::min(y + reach, size.height - 1));
+            const T *row = filled.Row(y), *before = filled.Row(y - (y > 0));
+            if (reach == 0)
+                std::copy_n(row, size.width, writer.Row(y));
             else
-                std::copy_n(filled.Row(y), size.width, writer.Row(y));
+                border(writer.Row(y), row, before, after, fill.foreground, fill.outwards, fill.value, size.width);
             writer.Finish(y);
         }
         return;
     }
+    MarkedRows<T> marked(filled, reach, size);
     FillWriter<T> out(fill, filled, writer, size.width);
     RunColumns<Byte>(FillWindow(reach), size, marked, out, size.height + reach - 1);
 }

@@ -183,6 +183,23 @@ TEST(ImageFilters, EqualPlainLoops) {
     });
 }
 
+// Integer means replace sums in double precision; even sizes have halves to be rounded.
+TEST(ImageFilters, MeansOfAnySizeAreExact) {
+    Random random(10);
+    const ImageCase& mean =
+        *std::find_if(std::begin(kCases), std::end(kCases), [](const ImageCase& c) { return c.kind == eMean; });
+    for (std::uint32_t taps = 1; taps < 140; taps += taps < 40 ? 1 : 9)
+        for (const Size size : {Size{taps, 1}, Size{1, taps}})
+            ForEachType([&](auto type) {
+                using T = decltype(type);
+                const auto source = size.cx == 1 ? RandomPicture<T>(70, 200, random) : RandomPicture<T>(200, 3, random);
+                Canvas<T> canvas(source, Form::eView, 0, 0);
+                const auto expected = canvas.Expected(Literal(mean, size, source, nullptr));
+                mean.run(size, canvas.AOI(), nullptr, nullptr, eIgnoreMask);
+                ASSERT_EQ(expected, canvas.Memory()) << taps << " taps";
+            });
+}
+
 TEST(ImageFilters, RejectOtherTypesAndConsideredBinaryMasks) {
     KrBufferAOI8 bytes({3, 3});
     KrBufferAOI16 words({3, 3});

@@ -84,6 +84,7 @@ HWY_ATTR void ExtremeLoop(T* dst, const T* const* taps, std::size_t tapCount, st
     const auto run = tapCount == 2   ? &ExtremeVectors<Op, T, 2>
                      : tapCount == 3 ? &ExtremeVectors<Op, T, 3>
                      : tapCount == 5 ? &ExtremeVectors<Op, T, 5>
+                     : tapCount == 9 ? &ExtremeVectors<Op, T, 9>
                                      : &ExtremeVectors<Op, T, 0>;
     if (run(dst, taps, tapCount, count)) return;
 #endif
@@ -371,6 +372,40 @@ HWY_ATTR void FillLoop(T* dst, const T* row, const u8* marks, T value, std::size
     VORIP_INDEPENDENT_LOOP
     for (std::size_t i = 0; i < count; ++i) dst[i] = marks[i] ? value : row[i];
 }
+#if VORIP_VECTORS
+template <class V>
+HWY_INLINE HWY_ATTR auto AtLeast(V a, V b) {
+    if constexpr (std::is_floating_point_v<hn::TFromV<V>>)
+        return hn::Ge(a, b);
+    else
+        return hn::Eq(hn::Max(a, b), a);
+}
+#endif
+template <bool outwards, class T>
+HWY_ATTR void BorderOf(T* dst, const T* row, const T* before, const T* after, T foreground, T value,
+                       std::size_t count) {
+    std::size_t i = 0;
+#if VORIP_VECTORS
+    const hn::ScalableTag<T> d;
+    const auto limit = hn::Set(d, foreground), filled = hn::Set(d, value);
+    for (; i + hn::Lanes(d) <= count; i += hn::Lanes(d)) {
+        const auto pixels = hn::LoadU(d, row + i), a = hn::LoadU(d, before + i), b = hn::LoadU(d, after + i);
+        const auto own = AtLeast(pixels, limit), left = AtLeast(a, limit), right = AtLeast(b, limit);
+        const auto border =
+            outwards ? hn::AndNot(own, hn::Or(left, right)) : hn::And(own, hn::Not(hn::And(left, right)));
+        hn::StoreU(hn::IfThenElse(border, filled, pixels), d, dst + i);
+    }
+#endif
+    for (; i < count; ++i) {
+        const auto ground = [=](T pixel) { return (pixel >= foreground) != outwards; };
+        dst[i] = ground(row[i]) && !(ground(before[i]) && ground(after[i])) ? value : row[i];
+    }
+}
+template <class T>
+HWY_ATTR void BorderLoop(T* dst, const T* row, const T* before, const T* after, T foreground, bool outwards, T value,
+                         std::size_t count) {
+    (outwards ? BorderOf<true, T> : BorderOf<false, T>)(dst, row, before, after, foreground, value, count);
+}
 HWY_ATTR void MarkLoop(u8* marks, const u8* first, const u8* before, const u8* last, const u8* after,
                        std::size_t count) {
     VORIP_INDEPENDENT_LOOP
@@ -379,7 +414,7 @@ HWY_ATTR void MarkLoop(u8* marks, const u8* first, const u8* before, const u8* l
 
 template <class... T>
 void FillEdges(std::tuple<EdgeRows<T>...>& rows) {
-    ((std::get<EdgeRows<T>>(rows) = {&GroundLoop<T>, &FillLoop<T>}), ...);
+    ((std::get<EdgeRows<T>>(rows) = {&GroundLoop<T>, &FillLoop<T>, &BorderLoop<T>}), ...);
 }
 template <class Means, class T, class S>
 void FillMeans(MeanRows<T, S>& rows) {

@@ -42,6 +42,9 @@ template <class T>
 struct EdgeRows {
     void (*ground)(u8* ground, const T* row, T foreground, bool outwards, std::size_t count);
     void (*fill)(T* dst, const T* row, const u8* marks, T value, std::size_t count);
+    // Both for marks that fill one sample: where `row` is ground, but not both of its neighbours are.
+    void (*border)(T* dst, const T* row, const T* before, const T* after, T foreground, bool outwards, T value,
+                   std::size_t count);
 };
 
 struct WindowRows {
