@@ -113,6 +113,7 @@ void Compute(const KrAOI32Float* src, int dx, int dy, KrAOI32Float* dst, int inf
 
 template <class T>
 Plane<T> Expected(const Plane<T>& src, int dx, int dy, int infinite) {
+    dx = std::max(dx, -std::numeric_limits<int>::max());  // the least integer has no magnitude
     if constexpr (sizeof(T) == 1)
         return Stretched(Literal<T, float>(src, dx, dy, 0.0f));
     else
@@ -211,7 +212,7 @@ struct Open : Base {
         Plane<typename Sum::Pixel> values{w, h};
         for (int y = 0; y < h; ++y)
             for (int x = 0; x < w; ++x) values(x, y) = stepImage.GetRowPointer(y)[x];
-        for (int n : {1, 2, 5, w - 1, w, h, w + 1, 1000})
+        for (int n : {1, 2, 5, std::max(w - 1, 1), w, h, w + 1, 1000})
             for (int kind = 0; kind < 4; ++kind) {
                 const bool back = kind & 1, columns = kind & 2;
                 Plane<typename Sum::Pixel> expected{w, h};
