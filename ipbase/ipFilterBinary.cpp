@@ -150,7 +150,7 @@ void FillEdges(const EdgeFill<T>& fill, std::uint32_t reachX, std::uint32_t reac
 
 namespace {
 
-void RefuseMask(bool useMask, int line, const wchar_t* message) {
+void RefuseMask(bool useMask, std::uint32_t line, const wchar_t* message) {
     if (useMask) throw new KrNotImplementedException(L"Core\\vorTools\\Inc\\syfilt2d", line, message);
 }
 
