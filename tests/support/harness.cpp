@@ -162,6 +162,27 @@ std::unique_ptr<KrAOI> MakeAOI(const Place& place, unsigned char* memory, const 
     });
 }
 
+GuardedImage::GuardedImage(DeviceType type, int cx, int cy, unsigned seed, Form form)
+    : place{0, type, 0, static_cast<std::size_t>(cx + 8) * PixelBytes(type), cx, cy, form} {
+    memory.resize(place.stride * static_cast<std::size_t>(cy + 5));
+    place.offset = 2 * place.stride + 3 * PixelBytes(type);
+    FillRandom(type, memory, seed, false);
+    image = View();
+}
+GuardedImage::GuardedImage(DeviceType type, const std::vector<double>& values)
+    : GuardedImage(type, static_cast<int>(values.size()), 1, 1) {
+    for (std::size_t i = 0; i < values.size(); ++i) Set(static_cast<int>(i), 0, values[i]);
+}
+std::unique_ptr<KrAOI> GuardedImage::View(int dx, int dy) {
+    Place moved = place;
+    moved.offset = Offset(dx, dy);
+    return MakeAOI(moved, memory.data(), L"img");
+}
+std::size_t GuardedImage::Offset(int x, int y) const {
+    return place.offset + static_cast<std::size_t>(y) * place.stride +
+           static_cast<std::size_t>(x) * PixelBytes(place.type);
+}
+
 void ForEachTarget(const std::function<void(std::int64_t)>& run) {
     const std::int64_t supported = hwy::SupportedTargets();
     int count = 0;
@@ -187,6 +208,21 @@ std::unique_ptr<KrException> Thrown(const std::function<void()>& run) {
         return std::unique_ptr<KrException>(error);
     }
     return nullptr;
+}
+
+std::unique_ptr<KrException> ExpectError(const std::function<void()>& run, const KrString& file, int line,
+                                         const KrString& text) {
+    auto error = Thrown(run);
+    EXPECT_TRUE(error) << "no exception of line " << line;
+    if (!error) return error;
+    EXPECT_EQ(file, error->GetFile());
+    EXPECT_EQ(line == 0 ? error->GetLine() : line, error->GetLine());
+    EXPECT_EQ((text.IsEmpty() ? error->GetText() : text).ToUtf8(), error->GetText().ToUtf8());
+    return error;
+}
+
+void ExpectNotImplemented(const std::function<void()>& run, const KrString& file, int line, const KrString& text) {
+    EXPECT_TRUE(dynamic_cast<KrNotImplementedException*>(ExpectError(run, file, line, text).get()));
 }
 
 DirectAccess::DirectAccess(bool on) {
@@ -482,36 +518,29 @@ void CheckPixels(const std::vector<OpCase>& cases) {
 
 namespace {
 
-std::vector<std::uint32_t> Keys(const std::string& types) {
-    std::vector<std::uint32_t> keys;
-    std::istringstream words(types);
-    for (std::string word; words >> word;) keys.push_back(static_cast<std::uint32_t>(std::stoul(word, nullptr, 16)));
-    return keys;
+std::uint32_t Key(const std::vector<DeviceType>& types) {
+    std::uint32_t key = 0;
+    for (const DeviceType type : types) key = key << 4 | static_cast<std::uint32_t>(type);
+    return key;
 }
 
-void CheckRejection(const OpCase& op, const wchar_t* file, const std::vector<int>& codes) {
+// A type of 0 stands for a null image.
+void CheckRejection(const OpCase& op, const wchar_t* file, const std::vector<DeviceType>& types) {
     static const std::wstring kNames[] = {L"first", L"100%s", L"dest \u00e4"};
-    Memories memories(codes.size(), std::vector<unsigned char>(128, 77));
+    Memories memories(types.size(), std::vector<unsigned char>(128, 77));
     const Memories before = memories;
     std::vector<std::unique_ptr<KrAOI>> owned;
     std::vector<KrAOI*> images;
     std::vector<std::wstring> names;
-    for (std::size_t i = 0; i < codes.size(); ++i) {
-        owned.push_back(codes[i] ? MakeAOI({0, static_cast<DeviceType>(codes[i]), 0, 32, 3, 3}, memories[i].data(),
-                                           kNames[i].c_str())
-                                 : nullptr);
-        images.push_back(owned.back().get());
-        names.push_back(codes[i] ? kNames[i] : L"(null)");
+    for (std::size_t i = 0; i < types.size(); ++i) {
+        if (types[i]) owned.push_back(MakeAOI({0, types[i], 0, 32, 3, 3}, memories[i].data(), kNames[i].c_str()));
+        images.push_back(types[i] ? owned.back().get() : nullptr);
+        names.push_back(types[i] ? kNames[i] : L"(null)");
     }
     const std::vector<double>& c = op.constants[0];
-    const auto error = Thrown([&] { op.run(images.data(), c.data()); });
-    const std::string text = KrString(Print(op, names, c)).ToUtf8();
-    ASSERT_TRUE(error) << text << " was not rejected";
-    EXPECT_TRUE(dynamic_cast<KrNotImplementedException*>(error.get()));
-    EXPECT_EQ(text, error->GetText().ToUtf8());
-    EXPECT_TRUE(error->GetFile() == KrString(file)) << text;
-    EXPECT_EQ(static_cast<std::int32_t>(op.line), error->GetLine()) << text;
-    EXPECT_EQ(before, memories) << text << " has written";
+    const KrString text = Print(op, names, c);
+    ExpectNotImplemented([&] { op.run(images.data(), c.data()); }, file, static_cast<int>(op.line), text);
+    EXPECT_EQ(before, memories) << text.ToUtf8() << " has written";
 }
 
 }  // namespace
@@ -522,31 +551,28 @@ void CheckDispatch(const std::vector<OpCase>& cases, const std::vector<Operation
         if (!op.format) continue;
         known.insert(op.format);
         SCOPED_TRACE(KrString(op.format).ToUtf8());
-        std::vector<std::uint32_t> keys = Keys(op.types);
-        std::sort(keys.begin(), keys.end());
+        const auto combinations = Combinations(op.types);
+        std::set<std::uint32_t> keys;
+        for (const auto& types : combinations) keys.insert(Key(types));
         bool listed = false;
         for (const OperationInfo& info : catalogue) {
             if (std::wstring(info.format) != op.format) continue;
             listed = true;
             EXPECT_EQ(op.line, info.line);
-            std::vector<std::uint32_t> types = info.types;
-            std::sort(types.begin(), types.end());
-            EXPECT_EQ(keys, types);
+            EXPECT_EQ(keys, std::set<std::uint32_t>(info.types.begin(), info.types.end()));
         }
         EXPECT_TRUE(listed);
 
-        constexpr int all[] = {0, 1, 4, 7, 8, 10};
-        const std::size_t images = Combinations(op.types)[0].size();
-        std::size_t count = 1;
-        for (std::size_t i = 0; i < images; ++i) count *= std::size(all);
+        constexpr DeviceType all[] = {DeviceType{}, eDev8, eDev16, eDev32, eDev32Float, eDev64Double};
+        const auto count = static_cast<std::size_t>(std::pow(std::size(all), combinations[0].size()));
         for (std::size_t n = 0; n < count; ++n) {
-            std::vector<int> codes;
-            std::uint32_t key = 0;
-            for (std::size_t i = 0, rest = n; i < images; ++i, rest /= std::size(all)) {
-                codes.push_back(all[rest % std::size(all)]);
-                key = key << 4 | static_cast<std::uint32_t>(codes.back());
+            std::vector<DeviceType> types = combinations[0];
+            std::size_t rest = n;
+            for (DeviceType& type : types) {
+                type = all[rest % std::size(all)];
+                rest /= std::size(all);
             }
-            if (!std::binary_search(keys.begin(), keys.end(), key)) CheckRejection(op, file, codes);
+            if (keys.count(Key(types)) == 0) CheckRejection(op, file, types);
         }
     }
     for (const OperationInfo& info : catalogue)

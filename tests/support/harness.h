@@ -53,6 +53,38 @@ struct Place {
 // An image at that place; a row-less one reaches its pixels through the row and pixel operations alone.
 std::unique_ptr<KrAOI> MakeAOI(const Place& place, unsigned char* memory, const KrString& name = L"");
 
+// Random pixels among guard pixels, in memory of their own.
+struct GuardedImage {
+    std::vector<unsigned char> memory;
+    Place place;
+    std::unique_ptr<KrAOI> image;  // named "img"
+
+    GuardedImage(DeviceType type, int cx, int cy, unsigned seed, Form form = Form::eView);
+    // One row of these pixels.
+    GuardedImage(DeviceType type, const std::vector<double>& values);
+    // Another image over the same memory, shifted.
+    std::unique_ptr<KrAOI> View(int dx = 0, int dy = 0);
+    double Get(int x, int y = 0) const { return Load(place.type, &memory[Offset(x, y)]); }
+    void Set(int x, int y, double value) { Store(place.type, &memory[Offset(x, y)], value); }
+
+private:
+    std::size_t Offset(int x, int y) const;
+};
+
+// Each pixel as a function of its place, and all pixels in reading order.
+template <class T, class F>
+void Fill(KrTAOI<T>& image, const F& value) {
+    for (short y = 0; y < image.AOIHeight(); ++y)
+        for (short x = 0; x < image.AOIWidth(); ++x) image.WritePixel({x, y}, static_cast<T>(value(x, y)));
+}
+template <class T>
+std::vector<T> PixelsOf(const KrTAOI<T>& image) {
+    std::vector<T> pixels;
+    for (short y = 0; y < image.AOIHeight(); ++y)
+        for (short x = 0; x < image.AOIWidth(); ++x) pixels.push_back(image.ReadPixel({x, y}));
+    return pixels;
+}
+
 // What a formula may know beside the pixels.
 struct Context {
     const double* c;                // the scalars
@@ -91,6 +123,11 @@ void CheckPixels(const std::vector<OpCase>& cases);
 
 // Runs it and returns the exception that it threw, or null.
 std::unique_ptr<KrException> Thrown(const std::function<void()>& run);
+// Fails unless it throws an exception of that origin (0: any line) and, if one is given, with that text; returns it.
+std::unique_ptr<KrException> ExpectError(const std::function<void()>& run, const KrString& file, int line,
+                                         const KrString& text = L"");
+// The same of a `KrNotImplementedException`.
+void ExpectNotImplemented(const std::function<void()>& run, const KrString& file, int line, const KrString& text);
 
 // Direct memory access as wanted, for the lifetime of the object.
 class DirectAccess {
