@@ -6,6 +6,7 @@
 #include <random>
 
 #include "ipbase/ipHistoAnalyzer.h"
+#include "ipbase/ipLRange.h"
 #include "ipbase/ipRange.h"
 #include "tests/support/harness.h"
 
@@ -129,7 +130,7 @@ TEST(BimodalHistoAnalyzer, ResultsOfSeparatedModes) {
     EXPECT_DOUBLE_EQ(12.0, analyzer.GetLowerMean());
     EXPECT_DOUBLE_EQ(100.0, analyzer.GetUpperMean());
     EXPECT_DOUBLE_EQ(0.75, analyzer.GetLowerShare());
-    for (const std::size_t steps : {3, 100, 1000}) {  // bins that are no whole number of grey values wide
+    for (const std::size_t steps : {3U, 100U, 1000U}) {  // bins that are no whole number of grey values wide
         Counts few(steps);
         few.front() = few.back() = 1;
         ASSERT_TRUE(analyzer.Analyze(HistogramOf(few)));
@@ -146,41 +147,44 @@ TEST(BimodalHistoAnalyzer, ResultsOfSeparatedModes) {
 }
 
 template <class AOI>
-class IpRange : public ::testing::Test {};
+class Range : public ::testing::Test {};
 using Types = ::testing::Types<KrAOI8, KrAOI16, KrAOI32, KrAOI32Float, KrAOI64Double>;
-TYPED_TEST_SUITE(IpRange, Types);
+TYPED_TEST_SUITE(Range, Types);
 
-TYPED_TEST(IpRange, EqualsAPlainLoop) {
-    using T = typename TypeParam::Pixel;
-    constexpr DeviceType type = KrTPixel<T>::device;
-    for (int n = 0; n < 60; ++n) {
-        const Form form = n % 3 == 0 ? Form::eRowless : Form::eView;
-        const int cx = n, cy = n % 4;
-        const std::size_t stride = static_cast<std::size_t>(cx + 3) * sizeof(T), maskStride = 64;
-        std::vector<unsigned char> memory(5 * stride), maskMemory(5 * maskStride);
-        FillRandom(type, memory, static_cast<unsigned>(n), n % 2 == 0);
-        FillRandom(eDev8, maskMemory, static_cast<unsigned>(n + 1), false);
-        const auto image = MakeAOI({0, type, 0, stride, cx, cy, form}, memory.data());
-        const auto mask = MakeAOI({0, eDev8, 0, maskStride, std::max(cx - 2, 0), 3, form}, maskMemory.data());
-        const KrTPoint<short> step{static_cast<short>(n % 5), static_cast<short>(n % 3)};
-        for (const bool masked : {false, true}) {
-            double least = HUGE_VAL, greatest = -HUGE_VAL;
-            for (int y = 0; y < cy; y += std::max<int>(step.y, 1))
-                for (int x = 0; x < (masked ? cx - 2 : cx); x += std::max<int>(step.x, 1)) {
-                    const auto row = static_cast<std::size_t>(y), column = static_cast<std::size_t>(x);
-                    if (masked && maskMemory[row * maskStride + column] >= 64) continue;
-                    const double v = Load(type, &memory[row * stride + column * sizeof(T)]);
-                    if (v < least) least = v;
-                    if (v > greatest) greatest = v;
-                }
-            if (least > greatest) least = greatest = 0.0;
-            const auto* typed = static_cast<const TypeParam*>(image.get());
-            const auto range = masked ? KrIpRange().Execute(typed, static_cast<const KrAOI8*>(mask.get()), step)
-                                      : KrIpRange().Execute(typed, step);
-            ASSERT_EQ(least, range.lower) << n;
-            ASSERT_EQ(greatest, range.upper) << n;
+// Of a whole image, and of the part of it that a mask admits.
+TYPED_TEST(Range, EqualsAPlainLoop) {
+    constexpr DeviceType type = KrTPixel<typename TypeParam::Pixel>::device;
+    const auto check = [](const int cx, const Form form, const KrTPoint<short>& step, bool masked) {
+        GuardedImage image(type, cx, 4, static_cast<unsigned>(cx), form), mask(eDev8, std::max(cx - 2, 0), 3, 9, form);
+        FillRandom(type, image.memory, static_cast<unsigned>(cx), true);
+        double least = HUGE_VAL, greatest = -HUGE_VAL;
+        for (int y = 0; y < (masked ? 3 : 4); y += std::max<int>(step.y, 1))
+            for (int x = 0; x < (masked ? cx - 2 : cx); x += std::max<int>(step.x, 1)) {
+                const double v = image.Get(x, y);
+                if (masked && mask.Get(x, y) >= 64) continue;
+                if (v < least) least = v;
+                if (v > greatest) greatest = v;
+            }
+        if (least > greatest) least = greatest = 0.0;
+        const auto* typed = static_cast<const TypeParam*>(image.image.get());
+        const auto* typedMask = static_cast<const KrAOI8*>(mask.image.get());
+        std::vector<KrTFloatRange<double>> ranges = {KrIpRange().Execute(typed, typedMask, step)};
+        if (!masked) ranges = {KrIpRange().Execute(typed, step), KrLGreyScaleRange().Scan(typed, step)};
+        for (const auto& range : ranges) {
+            EXPECT_EQ(least, range.lower) << cx << ' ' << step.x << ' ' << masked;
+            EXPECT_EQ(greatest, range.upper) << cx << ' ' << step.x << ' ' << masked;
         }
-    }
+    };
+    ForEachTarget([&](std::int64_t) {
+        for (const int cx : {0, 1, 2, 5, 20, 63, 64, 65, 300})
+            for (const Form form : {Form::eView, Form::eRowless})
+                for (const KrTPoint<short>& step : {KrTPoint<short>{1, 1}, {2, 3}, {0, -5}, {7, 1}, {400, 400}})
+                    for (const bool direct : {true, false}) {
+                        const DirectAccess access(direct);
+                        check(cx, form, step, false);
+                        check(cx, form, step, true);
+                    }
+    });
 }
 
 }  // namespace
