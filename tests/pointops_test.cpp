@@ -17,9 +17,6 @@ namespace {
 
 using namespace test;
 
-const char* const kPairs = "111 114 144 414 444";
-const char* const kConstants = "11 14 41 44";
-
 // Half down, NaN and infinities 0: a constant of the modulo forms, reduced to 8 bits only between 8-bit images.
 double ModuloConstant(double c, const Context& x) {
     const double k = std::floor(c + 0.5);
@@ -79,24 +76,27 @@ double Binarize(const double* px, const Context& x) {
 
 std::vector<std::vector<double>> Scalars() {
     constexpr double kInf = std::numeric_limits<double>::infinity();
-    std::vector<std::vector<double>> all = {
-        {3.6},          {-3.5},  {0.0},   {-0.0},   {0.4},     {0.5},     {1.0},    {-1.0},         {-0.4},
-        {-0.5},         {2.0},   {4.0},   {0.25},   {1 / 3.0}, {-1.7},    {127.5},  {254.5},        {255.0},
-        {256.0},        {300.0}, {1e-9},  {-300.0}, {65535.0}, {65536.0}, {32768.}, {65535.5},      {-65536.0},
-        {70000.},       {1e17},  {-1e17}, {1e300},  {-1e300},  {kInf},    {-kInf},  {std::nan("")}, {4294967296.0 + 7},
-        {2147483648.0}, {5e-324}};
+    // clang-format off
+    std::vector<double> list = {
+        3.6, -3.5, 0.0, -0.0, 0.4, 0.5, 1.0, -1.0, -0.4, -0.5, 2.0, 4.0, 0.25, 1 / 3.0, -1.7, 127.5, 254.5, 255.0,
+        256.0, 300.0, 1e-9, -300.0, 65535.0, 65536.0, 32768.0, 65535.5, -65536.0, 70000.0, 1e17, -1e17, 1e300, -1e300,
+        kInf, -kInf, std::nan(""), 4294967296.0 + 7, 2147483648.0, 5e-324};
+    // clang-format on
     Random random(3);
-    for (int i = 0; i < 12; ++i) all.push_back({random.Uniform(-400, 400) * (i % 3 ? 1 : 500)});
+    for (int i = 0; i < 12; ++i) list.push_back(random.Uniform(-400, 400) * (i % 3 ? 1 : 500));
+    std::vector<std::vector<double>> all;
+    for (const double c : list) all.push_back({c});
     return all;
 }
 
+// Operations of doubles exist below the dispatch only.
 template <class Operation>
-void Doubles(Images i, const double* c) {
-    const auto* a = static_cast<const KrAOI64Double*>(i[0]);
-    if constexpr (std::is_same_v<Operation, double>)
-        KrIpSubMod().Execute(a, *c, static_cast<KrAOI64Double*>(i[1]));
-    else
-        Operation().Execute(a, static_cast<const KrAOI64Double*>(i[1]), static_cast<KrAOI64Double*>(i[2]));
+void Doubles(Images i, const double*) {
+    Operation().Execute(static_cast<const KrAOI64Double*>(i[0]), static_cast<const KrAOI64Double*>(i[1]),
+                        static_cast<KrAOI64Double*>(i[2]));
+}
+void DoublesMinus(Images i, const double* c) {
+    KrIpSubMod().Execute(static_cast<const KrAOI64Double*>(i[0]), *c, static_cast<KrAOI64Double*>(i[1]));
 }
 
 KrLArithmetic arith;
@@ -106,7 +106,7 @@ const std::vector<OpCase>& Cases() {
     using X = const Context&;
     using I = Images;
     using C = const double*;
-    static const std::string pairs = kPairs, constants = kConstants;
+    static const std::string pairs = "111 114 144 414 444", constants = "11 14 41 44";
     // clang-format off
     static const std::vector<OpCase> cases = {
         {L"AddModulo( %s, %s, %s )", 105, pairs + " 188 488 888", [](I i, C) { arith.AddModulo(i[0], i[1], i[2]); },
@@ -153,7 +153,7 @@ const std::vector<OpCase>& Cases() {
         {nullptr, 0, "aaa", Doubles<KrIpAdd>, [](P p, X) { return p[0] + p[1]; }},
         {nullptr, 0, "aaa", Doubles<KrIpSub>, [](P p, X) { return p[0] - p[1]; }},
         {nullptr, 0, "aaa", Doubles<KrIpSubMod>, [](P p, X) { return p[0] - p[1]; }},
-        {nullptr, 0, "aa", Doubles<double>, [](P p, X x) { return p[0] - *x.c; }, Scalars()},
+        {nullptr, 0, "aa", DoublesMinus, [](P p, X x) { return p[0] - *x.c; }, Scalars()},
     };
     // clang-format on
     return cases;
@@ -182,18 +182,16 @@ TEST(PointOps, TargetsHaveTheirOwnRows) {
 
 // All values of an 8- or 16-bit image times a constant, clipped and modulo, into both widths.
 void CheckProducts(DeviceType from, double c) {
-    const int count = from == eDev8 ? 256 : 65536, width = 256, height = count / width;
-    std::vector<unsigned char> in(static_cast<std::size_t>(count) * PixelBytes(from));
-    for (int a = 0; a < count; ++a) Store(from, &in[static_cast<std::size_t>(a) * PixelBytes(from)], a);
+    const int height = from == eDev8 ? 1 : 256;
+    GuardedImage src(from, 256, height, 1);
+    for (int a = 0; a < 256 * height; ++a) src.Set(a % 256, a / 256, a);
     for (const DeviceType to : {eDev8, eDev16}) {
-        std::vector<unsigned char> out(static_cast<std::size_t>(count) * PixelBytes(to));
-        const auto src = MakeAOI({0, from, 0, width * PixelBytes(from), width, height}, in.data());
-        const auto dst = MakeAOI({0, to, 0, width * PixelBytes(to), width, height}, out.data());
+        const GuardedImage dst(to, 256, height, 2);
         for (const bool clip : {true, false}) {
-            clip ? arith.MultiplyClip(src.get(), c, dst.get()) : arith.MultiplyModulo(src.get(), c, dst.get());
-            for (int a = 0; a < count; ++a)
-                ASSERT_EQ(clip ? ClippedProduct(a, c, to) : WrappedProduct(a, c, to),
-                          Load(to, &out[static_cast<std::size_t>(a) * PixelBytes(to)]))
+            clip ? arith.MultiplyClip(src.image.get(), c, dst.image.get())
+                 : arith.MultiplyModulo(src.image.get(), c, dst.image.get());
+            for (int a = 0; a < 256 * height; ++a)
+                ASSERT_EQ(clip ? ClippedProduct(a, c, to) : WrappedProduct(a, c, to), dst.Get(a % 256, a / 256))
                     << a << " * " << ::testing::PrintToString(c) << (clip ? " clipped" : " modulo");
         }
     }
@@ -217,96 +215,81 @@ TEST(PointOps, ProductsOfAllValues) {
         ASSERT_NO_FATAL_FAILURE(CheckProducts(eDev16, c));
 }
 
-struct Bytes {
-    std::vector<unsigned char> memory;
-    std::unique_ptr<KrAOI> image;
-    Bytes(DeviceType type, const std::vector<double>& values) : memory(values.size() * PixelBytes(type)) {
-        for (std::size_t i = 0; i < values.size(); ++i) Store(type, &memory[i * PixelBytes(type)], values[i]);
-        image = MakeAOI({0, type, 0, memory.size(), static_cast<int>(values.size()), 1}, memory.data(), L"img");
-    }
-    double operator[](std::size_t i) const {
-        const DeviceType type = image->GetDevType();
-        return Load(type, &memory[i * PixelBytes(type)]);
-    }
-};
-
 TEST(PointOps, Division) {
     constexpr double epsilon = 2.220446049250313e-16;
-    Bytes src(eDev8, {0, 1, 100, 255}), dst(eDev8, {7, 7, 7, 7}), wide(eDev64Double, {7, 7, 7, 7});
-    for (const double c : {0.0, -0.0, 1e-17, -1e-17, std::nextafter(epsilon, 0.0), -std::nextafter(epsilon, 0.0)})
+    const double below = std::nextafter(epsilon, 0.0);
+    const GuardedImage src(eDev8, {0, 1, 100, 255}), dst(eDev8, {7, 7, 7, 7}), wide(eDev64Double, {7});
+    for (const double c : {0.0, -0.0, 1e-17, -1e-17, below, -below})
         for (const bool clip : {true, false}) {
             // also for pixel types that are not supported: the divisor is tested first
-            const auto error = Thrown([&] {
+            const auto divide = [&] {
                 clip ? arith.DivideClip(nullptr, c, dst.image.get())
                      : arith.DivideModulo(src.image.get(), c, dst.image.get());
-            });
-            ASSERT_TRUE(error && dynamic_cast<KrFloatDivideByZeroException*>(error.get())) << c;
-            EXPECT_EQ(clip ? 822 : 799, error->GetLine());
-            EXPECT_TRUE(error->GetFile() == L"C\\ipLArith");
-            EXPECT_EQ(7, dst[3]);
+            };
+            const auto error = ExpectError(divide, L"C\\ipLArith", clip ? 822 : 799);
+            EXPECT_TRUE(dynamic_cast<KrFloatDivideByZeroException*>(error.get())) << c;
+            EXPECT_EQ(7, dst.Get(3));
         }
-    arith.DivideClip(src.image.get(), epsilon, dst.image.get());
-    EXPECT_EQ(0, dst[0]);
-    EXPECT_EQ(255, dst[1]);
-    for (const double c : {3.0, -2.0, 0.3, 1e300, 1.0}) {
-        arith.DivideClip(src.image.get(), c, dst.image.get());
-        for (std::size_t i = 0; i < 4; ++i) EXPECT_EQ(ClippedProduct(src[i], 1 / c, eDev8), dst[i]) << c;
-        arith.DivideModulo(src.image.get(), c, dst.image.get());
-        for (std::size_t i = 0; i < 4; ++i) EXPECT_EQ(WrappedProduct(src[i], 1 / c, eDev8), dst[i]) << c;
-    }
-    const auto error = Thrown([&] { arith.DivideClip(src.image.get(), 0.5, wide.image.get()); });
-    ASSERT_TRUE(error);
-    EXPECT_EQ("MultiplyClip( img, 2, img )", error->GetText().ToUtf8());
-    EXPECT_EQ(777, error->GetLine());
+    for (const double c : {3.0, -2.0, 0.3, 1e300, 1.0, epsilon})
+        for (int i = 0; i < 4; ++i) {
+            arith.DivideClip(src.image.get(), c, dst.image.get());
+            EXPECT_EQ(ClippedProduct(src.Get(i), 1 / c, eDev8), dst.Get(i)) << c;
+            arith.DivideModulo(src.image.get(), c, dst.image.get());
+            EXPECT_EQ(WrappedProduct(src.Get(i), 1 / c, eDev8), dst.Get(i)) << c;
+        }
+    ExpectNotImplemented([&] { arith.DivideClip(src.image.get(), 0.5, wide.image.get()); }, L"C\\ipLArith", 777,
+                         L"MultiplyClip( img, 2, img )");
 }
 
 TEST(PointOps, ProductWithOneIsACopy) {
-    Bytes src(eDev32, {-5, 70000}), dst(eDev32, {1, 1});
+    const GuardedImage src(eDev32, {-5, 70000}), dst(eDev32, {1, 1}), wide(eDev64Double, {1, 2});
     arith.MultiplyClip(src.image.get(), 1.0, dst.image.get());
-    EXPECT_EQ(-5, dst[0]);
-    EXPECT_EQ(70000, dst[1]);
-    Bytes wide(eDev64Double, {1, 2});
-    const auto error = Thrown([&] { arith.MultiplyModulo(wide.image.get(), 1.0, wide.image.get()); });
-    ASSERT_TRUE(error && dynamic_cast<KrNotImplementedException*>(error.get()));
-    EXPECT_EQ("Copy( img, img )", error->GetText().ToUtf8());
-    EXPECT_EQ(77, error->GetLine());
+    EXPECT_EQ(-5, dst.Get(0));
+    EXPECT_EQ(70000, dst.Get(1));
+    ExpectNotImplemented([&] { arith.MultiplyModulo(wide.image.get(), 1.0, wide.image.get()); }, L"C\\ipLTrans", 77,
+                         L"Copy( img, img )");
 }
 
 // Values worked out by hand, which guard the formulas of the table themselves.
 TEST(PointOps, WorkedExamples) {
-    const auto pair = [](void (KrLArithmetic::*op)(const KrAOI*, const KrAOI*, KrAOI*), DeviceType type, double a,
-                         double b) {
-        Bytes x(type, {a}), y(type, {b}), out(type, {99});
-        (arith.*op)(x.image.get(), y.image.get(), out.image.get());
-        return out[0];
-    };
     using L = KrLArithmetic;
-    EXPECT_EQ(4464, pair(&L::AddModulo, eDev16, 40000, 30000));
-    EXPECT_EQ(0, pair(&L::AddModulo, eDev16, 65535, 1));
-    EXPECT_EQ(255, pair(&L::AddDiv2, eDev8, 255, 255));
-    EXPECT_EQ(127, pair(&L::AddDiv2, eDev8, 255, 0));
-    EXPECT_EQ(128, pair(&L::SubBoc, eDev8, 0, 1));
-    EXPECT_EQ(128, pair(&L::SubBoc, eDev8, 1, 0));
-    EXPECT_EQ(1, pair(&L::SubBoc, eDev8, 0, 255));
-    EXPECT_EQ(33768, pair(&L::SubBoc, eDev16, 1000, 1000));
-    EXPECT_EQ(0, pair(&L::SubClip, eDev8, 3, 5));
-    EXPECT_EQ(254, pair(&L::SubModulo, eDev8, 3, 5));
-
-    const auto constant = [](void (KrLArithmetic::*op)(const KrAOI*, double, KrAOI*), DeviceType from, DeviceType to,
-                             double a, double c) {
-        Bytes x(from, {a}), out(to, {99});
-        (arith.*op)(x.image.get(), c, out.image.get());
-        return out[0];
+    const struct {
+        void (L::*operation)(const KrAOI*, const KrAOI*, KrAOI*);
+        DeviceType type;
+        double a, b, expected;
+    } pairs[] = {
+        {&L::AddModulo, eDev16, 40000, 30000, 4464},
+        {&L::AddModulo, eDev16, 65535, 1, 0},
+        {&L::AddDiv2, eDev8, 255, 255, 255},
+        {&L::AddDiv2, eDev8, 255, 0, 127},
+        {&L::SubBoc, eDev8, 0, 1, 128},
+        {&L::SubBoc, eDev8, 1, 0, 128},
+        {&L::SubBoc, eDev8, 0, 255, 1},
+        {&L::SubBoc, eDev16, 1000, 1000, 33768},
+        {&L::SubClip, eDev8, 3, 5, 0},
+        {&L::SubModulo, eDev8, 3, 5, 254},
     };
-    EXPECT_EQ(65535, constant(&L::AddModulo, eDev16, eDev16, 0, -1));
-    EXPECT_EQ(99, constant(&L::AddModulo, eDev16, eDev16, 5, 0.4));
-    EXPECT_EQ(99, constant(&L::AddModulo, eDev16, eDev16, 5, 65536));
-    EXPECT_EQ(99, constant(&L::AddModulo, eDev8, eDev8, 5, 256));
-    EXPECT_EQ(5, constant(&L::AddModulo, eDev16, eDev8, 261, 256));
-    EXPECT_EQ(0, constant(&L::AddClip, eDev8, eDev8, 200, -300));
-    EXPECT_EQ(255, constant(&L::SubClip, eDev16, eDev8, 1000, 1));
-    EXPECT_EQ(65535, constant(&L::MultiplyModulo, eDev16, eDev16, 1, -1));
-    EXPECT_EQ(0, constant(&L::MultiplyModulo, eDev16, eDev16, 0, -1));
+    for (const auto& p : pairs) {
+        const GuardedImage a(p.type, {p.a}), b(p.type, {p.b}), out(p.type, {99});
+        (arith.*p.operation)(a.image.get(), b.image.get(), out.image.get());
+        EXPECT_EQ(p.expected, out.Get(0)) << &p - pairs;
+    }
+    const struct {
+        void (L::*operation)(const KrAOI*, double, KrAOI*);
+        DeviceType from, to;
+        double a, c, expected;
+    } constants[] = {
+        {&L::AddModulo, eDev16, eDev16, 0, -1, 65535},  {&L::AddModulo, eDev16, eDev16, 5, 0.4, 99},
+        {&L::AddModulo, eDev16, eDev16, 5, 65536, 99},  {&L::AddModulo, eDev8, eDev8, 5, 256, 99},
+        {&L::AddModulo, eDev16, eDev8, 261, 256, 5},    {&L::AddClip, eDev8, eDev8, 200, -300, 0},
+        {&L::SubClip, eDev16, eDev8, 1000, 1, 255},     {&L::MultiplyModulo, eDev16, eDev16, 1, -1, 65535},
+        {&L::MultiplyModulo, eDev16, eDev16, 0, -1, 0},
+    };
+    for (const auto& p : constants) {
+        const GuardedImage a(p.from, {p.a}), out(p.to, {99});
+        (arith.*p.operation)(a.image.get(), p.c, out.image.get());
+        EXPECT_EQ(p.expected, out.Get(0)) << &p - constants;
+    }
 }
 
 }  // namespace
