@@ -8,30 +8,15 @@
 #include "ipbase/ipLUnwrap.h"
 #include "ipbase/ipUnwrapBoundaries.h"
 #include "ipbase/ipUnwrapGrowth.h"
+#include "tests/support/harness.h"
 #include "tests/support/literal_unwrap.h"
 
 namespace KrN {
 namespace {
 
+using test::Fill;
+using test::PixelsOf;
 using Value = std::function<int(int x, int y)>;
-
-template <class Image>
-void Fill(Image& image, const Value& value) {
-    for (short y = 0; y < image.AOIHeight(); ++y) {
-        for (short x = 0; x < image.AOIWidth(); ++x) {
-            image.WritePixel({x, y}, static_cast<typename Image::Pixel>(value(x, y)));
-        }
-    }
-}
-
-template <class T>
-std::vector<T> Pixels(const KrTAOI<T>& image) {
-    std::vector<T> pixels;
-    for (short y = 0; y < image.AOIHeight(); ++y) {
-        for (short x = 0; x < image.AOIWidth(); ++x) pixels.push_back(image.ReadPixel({x, y}));
-    }
-    return pixels;
-}
 
 // The operands of one run.
 struct Scene {
@@ -52,6 +37,8 @@ struct Scene {
                  int centre = 0) {
         unwrap.Execute(&phase, &quality, &mask, &target, &targetMask, minQuality, minAreaSize, mode, centre);
     }
+    int At(int x, int y) const { return target.ReadPixel({static_cast<short>(x), static_cast<short>(y)}); }
+    int MaskAt(int x, int y) const { return targetMask.ReadPixel({static_cast<short>(x), static_cast<short>(y)}); }
 };
 
 // Two ramps of five periods, separated by an excluded column that carries other mask bits too.
@@ -60,31 +47,29 @@ Scene TwoRamps() {
     return {81, 20, [](int x, int) { return x * 32; }, [](int, int) { return 200; }, mask};
 }
 
+const Value kOpen = [](int, int) { return 0; };
+
 TEST(Unwrap, GivesThePixelsOfThePlainForm) {
     std::mt19937 random(20);
-    const auto noise = [&random](unsigned amplitude) {
-        return [&, amplitude](int, int) { return random() % amplitude; };
+    const auto below = [&random](unsigned limit) { return static_cast<int>(random() % limit); };
+    const auto noise = [=](unsigned amplitude) -> Value { return [=](int, int) { return below(amplitude); }; };
+    const auto ramp = [=](double slope, unsigned amplitude) -> Value {
+        return [=](int x, int y) { return static_cast<int>(x * slope + y * slope / 3) + below(amplitude); };
     };
-    const auto ramp = [&random](double slope, unsigned amplitude) -> Value {
-        return [&random, slope, amplitude](int x, int y) {
-            return static_cast<int>(x * slope + y * slope / 3) + static_cast<int>(random() % amplitude);
-        };
-    };
-    const Value rings = [&random](int x, int y) {
-        return static_cast<int>(150 + 90 * std::sin(0.4 * std::hypot(x - 20, y - 9))) + static_cast<int>(random() % 9);
+    const Value rings = [=](int x, int y) {
+        return static_cast<int>(150 + 90 * std::sin(0.4 * std::hypot(x - 20, y - 9))) + below(9);
     };
     const Value blocks = [](int x, int y) { return 40 + (x / 5 * 37 + y / 4 * 91) % 200; };
-    const Value open = [](int, int) { return 0; };
-    const Value holes = [&random](int, int) { return random() % 6 ? random() % 128 : 128 + random() % 128; };
+    const Value holes = [=](int, int) { return below(6) ? below(128) : 128 + below(128); };
     const struct {
         short width, height;
         Value phase, quality, mask;
     } images[] = {
-        {81, 63, noise(256), noise(256), open},    {41, 33, noise(256), noise(3), holes},
-        {70, 44, ramp(20, 90), noise(256), holes}, {37, 37, ramp(9, 120), rings, open},
-        {48, 30, ramp(31, 60), blocks, holes},     {30, 48, ramp(60, 40), blocks, open},
-        {64, 20, noise(140), rings, holes},        {1, 90, noise(256), noise(256), open},
-        {90, 1, ramp(50, 100), noise(9), open},    {40, 40, ramp(3, 200), open, open},
+        {81, 63, noise(256), noise(256), kOpen},   {41, 33, noise(256), noise(3), holes},
+        {70, 44, ramp(20, 90), noise(256), holes}, {37, 37, ramp(9, 120), rings, kOpen},
+        {48, 30, ramp(31, 60), blocks, holes},     {30, 48, ramp(60, 40), blocks, kOpen},
+        {64, 20, noise(140), rings, holes},        {1, 90, noise(256), noise(256), kOpen},
+        {90, 1, ramp(50, 100), noise(9), kOpen},   {40, 40, ramp(3, 200), kOpen, kOpen},
     };
     const struct {
         unsigned char minQuality;
@@ -92,57 +77,45 @@ TEST(Unwrap, GivesThePixelsOfThePlainForm) {
         int centre;
     } settings[] = {{0, 0, 0}, {20, 5, 1}, {128, 60, 0}, {1, 700, 1}, {255, 0, 0}};
     int areas = 0;
-    for (const auto& image : images) {
-        for (unsigned char mode = 1; mode <= 8; ++mode) {
-            for (const auto& setting : settings) {
+    for (const auto& image : images)
+        for (unsigned char mode = 1; mode <= 8; ++mode)
+            for (const auto& s : settings) {
                 Scene scene(image.width, image.height, image.phase, image.quality, image.mask);
-                LiteralUnwrap plain;
-                plain.width = image.width;
-                plain.height = image.height;
-                plain.phase = Pixels(scene.phase);
-                plain.quality = Pixels(scene.quality);
-                plain.mask = Pixels(scene.mask);
-                plain.minQuality = setting.minQuality;
-                plain.minAreaSize = setting.minAreaSize;
-                plain.mode = mode;
-                plain.liftMinimum = setting.centre != 0;
+                LiteralUnwrap plain{image.width,          image.height, PixelsOf(scene.phase), PixelsOf(scene.quality),
+                                    PixelsOf(scene.mask), s.minQuality, s.minAreaSize,         mode,
+                                    s.centre != 0};
                 plain.Run();
                 areas += plain.areaCount;
 
                 KrLUnWrap unwrap;
-                scene.Execute(unwrap, setting.minQuality, setting.minAreaSize, mode, setting.centre);
+                scene.Execute(unwrap, s.minQuality, s.minAreaSize, mode, s.centre);
                 KrBufferAOI32 labels({image.width, image.height});
                 unwrap.GetComponentLabels(&labels);
-                SCOPED_TRACE(testing::Message() << "image " << &image - images << " mode " << int{mode} << " setting "
-                                                << &setting - settings);
-                ASSERT_EQ(Pixels(scene.target), plain.target);
-                ASSERT_EQ(Pixels(scene.targetMask), plain.targetMask);
-                ASSERT_EQ(Pixels(labels), plain.component);
+                SCOPED_TRACE(testing::Message()
+                             << "image " << &image - images << " mode " << int{mode} << " setting " << &s - settings);
+                ASSERT_EQ(PixelsOf(scene.target), plain.target);
+                ASSERT_EQ(PixelsOf(scene.targetMask), plain.targetMask);
+                ASSERT_EQ(PixelsOf(labels), plain.component);
                 ASSERT_EQ(unwrap.GetComponentCount(), static_cast<unsigned>(plain.componentCount));
                 ASSERT_EQ(unwrap.GetRange().lower, plain.minimum);
                 ASSERT_EQ(unwrap.GetRange().upper, plain.maximum);
             }
-        }
-    }
     EXPECT_GT(areas, 50000);
 }
 
 TEST(Unwrap, JoinsStripsOfACleanRampWithoutAStep) {
     // Without climbing every strip of higher quality becomes an area of its own, with its own order 0.
-    for (const int strip : {7, 30, 50}) {
+    for (const int strip : {7, 30, 50})
         for (const int slope : {11, -23, 40}) {
-            const auto quality = [strip](int x, int) { return x % strip == 0 ? 30 : 90 + x / strip; };
+            const Value phase = [=](int x, int) { return 5 + x * slope; };
             Scene scene(
-                151, 40, [slope](int x, int) { return 5 + x * slope; }, quality, [](int, int) { return 0; });
+                151, 40, phase, [=](int x, int) { return x % strip == 0 ? 30 : 90 + x / strip; }, kOpen);
             KrLUnWrap unwrap;
             scene.Execute(unwrap, 0, 0, 8);
             ASSERT_EQ(unwrap.GetComponentCount(), 1u);
-            for (int x = 0; x < 151; ++x) {
-                const int expected = slope > 0 ? x * slope : (x - 150) * slope;
-                ASSERT_EQ(*scene.target.GetPointer({static_cast<short>(x), 20}), expected) << strip << " " << slope;
-            }
+            for (int x = 0; x < 151; ++x)
+                ASSERT_EQ(scene.At(x, 20), slope > 0 ? x * slope : (x - 150) * slope) << strip << " " << slope;
         }
-    }
 }
 
 TEST(Unwrap, GrowsOverSmallStepsOnly) {
@@ -186,13 +159,11 @@ TEST(Unwrap, MovesAndDeletesWholeComponents) {
     KrLUnWrap unwrap;
     scene.Execute(unwrap, 10, 100);
     ASSERT_EQ(unwrap.GetComponentCount(), 2u);
-    const auto at = [&scene](int x) { return int{*scene.target.GetPointer({static_cast<short>(x), 7})}; };
-    const auto mask = [&scene](int x) { return int{*scene.targetMask.GetPointer({static_cast<short>(x), 7})}; };
-    EXPECT_EQ(at(39), 39 * 32);
-    EXPECT_EQ(at(40), 0);
-    EXPECT_EQ(mask(40), 0xC1);
-    EXPECT_EQ(mask(41), 0x03);
-    const int other = at(60);
+    EXPECT_EQ(scene.At(39, 7), 39 * 32);
+    EXPECT_EQ(scene.At(40, 7), 0);
+    EXPECT_EQ(scene.MaskAt(40, 7), 0xC1);
+    EXPECT_EQ(scene.MaskAt(41, 7), 0x03);
+    const int other = scene.At(60, 7);
 
     unwrap.SetZeroPoint(20, 7);
     EXPECT_EQ(unwrap.GetRange().lower, -20 * 32);
@@ -201,11 +172,11 @@ TEST(Unwrap, MovesAndDeletesWholeComponents) {
     EXPECT_EQ(unwrap.GetRange().lower, -20 * 32);
 
     unwrap.AddOrder(60, 7, 3);
-    EXPECT_EQ(at(60), other + 3 * 256);
-    EXPECT_EQ(at(39), 39 * 32);
+    EXPECT_EQ(scene.At(60, 7), other + 3 * 256);
+    EXPECT_EQ(scene.At(39, 7), 39 * 32);
     unwrap.AddOrder(39, 7, -1);
-    EXPECT_EQ(at(39), 39 * 32);  // now the smallest value is one period lower
-    EXPECT_EQ(at(60), other + 4 * 256);
+    EXPECT_EQ(scene.At(39, 7), 39 * 32);  // now the smallest value is one period lower
+    EXPECT_EQ(scene.At(60, 7), other + 4 * 256);
 
     KrLUnWrap copy(unwrap);
     unwrap.DelArea(0, 0);
@@ -213,9 +184,9 @@ TEST(Unwrap, MovesAndDeletesWholeComponents) {
     EXPECT_EQ(copy.GetComponentCount(), 2u);
     EXPECT_FALSE(unwrap.IsValidArea(39, 7));
     EXPECT_TRUE(copy.IsValidArea(39, 7));
-    EXPECT_EQ(at(39), 0);
-    EXPECT_EQ(mask(39), 0x43);
-    EXPECT_EQ(at(41), 0);
+    EXPECT_EQ(scene.At(39, 7), 0);
+    EXPECT_EQ(scene.MaskAt(39, 7), 0x43);
+    EXPECT_EQ(scene.At(41, 7), 0);
     unwrap.DelArea(0, 0);
     unwrap.DelArea(65535, 65535);
     unwrap.AddOrder(81, 7, 1);
@@ -228,7 +199,7 @@ TEST(Unwrap, MovesAndDeletesWholeComponents) {
     EXPECT_EQ(unwrap.GetRange().upper, 0);
 
     copy.AddOrder(0, 0, 0);  // the copy shares the targets of its original
-    EXPECT_EQ(at(39), 39 * 32);
+    EXPECT_EQ(scene.At(39, 7), 39 * 32);
 }
 
 TEST(Unwrap, ResultsOfOwnBuffersAndOfCopies) {
@@ -251,7 +222,7 @@ TEST(Unwrap, ResultsOfOwnBuffersAndOfCopies) {
     KrBufferAOI32Float phase({81, 20});
     KrBufferAOI8 mask({81, 20});
     unwrap.GetResult(&steps, &mask);
-    EXPECT_EQ(Pixels(steps), std::vector<std::uint16_t>(81 * 20));
+    EXPECT_EQ(PixelsOf(steps), std::vector<std::uint16_t>(81 * 20));
     copy.GetResult(&steps, &mask);
     copy.GetResult(&phase, &mask);
     EXPECT_EQ(*steps.GetPointer({21, 5}), 21 * 32);
@@ -264,7 +235,7 @@ TEST(Unwrap, ResultsOfOwnBuffersAndOfCopies) {
     EXPECT_DOUBLE_EQ(phase.GetAOIInfo()->valueScale, 1.0);
     EXPECT_EQ(steps.GetAOIInfo()->unit, KrString(L"mm"));
     EXPECT_EQ(steps.GetAOIInfo()->factor2, 7);
-    const auto values = Pixels(steps);
+    const auto values = PixelsOf(steps);
     EXPECT_EQ(steps.GetAOIInfo()->range.upper, *std::max_element(values.begin(), values.end()));
     EXPECT_FLOAT_EQ(static_cast<float>(phase.GetAOIInfo()->fullRange.lower), -20 * 32 * 0.02F);
 }
@@ -327,49 +298,39 @@ TEST(Unwrap, RejectsBadImagesBeforeWriting) {
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(&c - cases);
-        try {
-            c.call();
-            ADD_FAILURE() << "no exception";
-        } catch (KrException* raw) {
-            const std::unique_ptr<KrException> error(raw);
-            EXPECT_EQ(error->GetFile(), KrString(L"C\\ipLUnwrap"));
-            EXPECT_EQ(error->GetText(), KrString(c.text));
-            if (c.line) {
-                EXPECT_EQ(error->GetLine(), c.line);
-            }
-        }
-        EXPECT_EQ(Pixels(steps), std::vector<std::uint16_t>(81 * 20));
-        EXPECT_EQ(Pixels(mask), std::vector<std::uint8_t>(81 * 20));
+        test::ExpectError(c.call, L"C\\ipLUnwrap", c.line, c.text);
+        EXPECT_EQ(PixelsOf(steps), std::vector<std::uint16_t>(81 * 20));
+        EXPECT_EQ(PixelsOf(mask), std::vector<std::uint8_t>(81 * 20));
         EXPECT_EQ(unwrap.GetComponentCount(), 2u);
     }
 }
 
 TEST(Unwrap, KeepsTheAllowanceOfThePreviousRun) {
-    std::mt19937 random(8);
-    const auto noise = [&random](int, int) { return random(); };
-    Scene scene(60, 20, noise, noise, [](int, int) { return 0; });
+    test::Random random(8);
+    const Value noise = [&random](int, int) { return random() % 256; };
+    Scene scene(60, 20, noise, noise, kOpen);
     std::vector<std::vector<std::uint16_t>> results;
     for (const unsigned char mode : {std::uint8_t{1}, std::uint8_t{8}}) {
         KrLUnWrap unwrap;
         scene.Execute(unwrap, 0, 0, mode);
-        results.push_back(Pixels(scene.target));
+        results.push_back(PixelsOf(scene.target));
         scene.Execute(unwrap, 0, 0, 77);
-        EXPECT_EQ(Pixels(scene.target), results.back());
+        EXPECT_EQ(PixelsOf(scene.target), results.back());
     }
     EXPECT_NE(results[0], results[1]);
 }
 
 // Every pixel far from its neighbours is an area of its own; most end in one component.
 TEST(Unwrap, CopesWithHundredsOfThousandsOfAreas) {
-    std::mt19937 random(3);
-    const auto noise = [&random](int, int) { return random(); };
-    const auto alternate = [](int x, int y) { return (x + y) % 2 * 120 + x % 5; };
+    test::Random random(3);
+    const Value noise = [&random](int, int) { return random() % 256; };
+    const Value alternate = [](int x, int y) { return (x + y) % 2 * 120 + x % 5; };
     const struct {
         short width, height;
         Value phase;
     } images[] = {{800, 700, noise}, {32767, 16, alternate}};
     for (const auto& image : images) {
-        Scene scene(image.width, image.height, image.phase, noise, [](int, int) { return 0; });
+        Scene scene(image.width, image.height, image.phase, noise, kOpen);
         KrLUnWrap unwrap;
         scene.Execute(unwrap, 0, 2);
         EXPECT_GE(unwrap.GetComponentCount(), 1u);

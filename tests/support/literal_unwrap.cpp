@@ -29,13 +29,13 @@ struct Entry {
 };
 
 float Value(const Neighbour& n) {
-    static const float damping[] = {0.f,  0.01f, 0.02f, 0.03f, 0.05f, 0.1f, 0.2f,
-                                    0.3f, 0.4f,  0.5f,  0.6f,  0.7f,  0.8f, 0.9f};
+    // clang-format off
+    static const float damping[] = {0, 0.01f, 0.02f, 0.03f, 0.05f, 0.1f, 0.2f, 0.3f, 0.4f, 0.5f, 0.6f, 0.7f, 0.8f, 0.9f};
+    // clang-format on
     const double mean = static_cast<double>(n.order) / n.pairs;
     double whole;
     const float a = static_cast<float>((0.5 - std::fabs(std::modf(mean, &whole))) * 2);
-    float value = a * a * a * a;
-    value = value * static_cast<float>(n.quality);
+    const float value = a * a * a * a * static_cast<float>(n.quality);
     return n.pairs < 14 ? value * damping[n.pairs] : value;
 }
 
@@ -49,9 +49,8 @@ struct Run {
     int met = 0;
 
     explicit Run(LiteralUnwrap& u) : io(u), phase(u.phase.begin(), u.phase.end()) {
-        for (std::size_t i = 0; i < u.mask.size(); ++i) {
+        for (std::size_t i = 0; i < u.mask.size(); ++i)
             level.push_back(u.mask[i] >= 128 ? U8{0} : static_cast<U8>(std::min(u.quality[i] + 1, 255)));
-        }
         queued.resize(level.size());
         area.resize(level.size());
     }
@@ -109,12 +108,8 @@ struct Run {
         const double w = (127 - std::abs(e % 256)) * 0.0078125;
         const int quality = std::max(1, static_cast<int>(std::min(level[p], level[n]) * w * w));
         Tree* const to = roots[static_cast<std::size_t>(std::max(a, b) - 1)].get();
-        auto& list = roots[static_cast<std::size_t>(std::min(a, b) - 1)]->list;
-        auto entry = std::find_if(list.begin(), list.end(), [to](const Neighbour& x) { return x.to == to; });
-        if (entry == list.end()) entry = list.insert(list.end(), {to, 0, 0, 0, met, 0});
-        ++entry->pairs;
-        entry->quality += quality;
-        entry->order += a < b ? e / 256 : -(e / 256);
+        Tree& from = *roots[static_cast<std::size_t>(std::min(a, b) - 1)];
+        Add(from.list, {to, 1, quality, a < b ? e / 256 : -(e / 256), met, 0});
     }
 
     // Best entry to the front: the first met one among equals, which is the first one in a list as it was measured.
@@ -159,13 +154,12 @@ struct Run {
         roots.erase(roots.begin() + static_cast<std::ptrdiff_t>(j));
         p.leaves = b->leaves;
         for (const Leaf& leaf : a->leaves) p.leaves.push_back({leaf.area, leaf.correction + m});
-        for (Tree* const tree : {a.get(), b.get()}) {
+        for (Tree* const tree : {a.get(), b.get()})
             for (Neighbour n : tree->list) {
                 if (n.to == a.get() || n.to == b.get()) continue;
                 if (tree == a.get()) n.order -= n.pairs * m;
                 Add(p.list, n);
             }
-        }
         for (const auto& other : roots) {
             std::vector<Neighbour> list;
             for (Neighbour n : other->list) {
@@ -183,12 +177,10 @@ struct Run {
             roots.push_back(std::make_unique<Tree>());
             roots.back()->leaves = {{i, 0}};
         }
-        for (int y = 0; y < io.height; ++y) {
+        for (int y = 0; y < io.height; ++y)
             for (int x = 0; x + 1 < io.width; ++x) Pair(At(x, y), At(x + 1, y));
-        }
-        for (int x = 0; x < io.width; ++x) {
+        for (int x = 0; x < io.width; ++x)
             for (int y = 0; y + 1 < io.height; ++y) Pair(At(x, y), At(x, y + 1));
-        }
         for (const auto& tree : roots) {
             for (Neighbour& n : tree->list) n.value = Value(n);
             Sort(*tree);
@@ -225,15 +217,14 @@ struct Run {
                 correction[a] = leaf.correction - (io.liftMinimum ? lowest : (lowest + highest) / 2);
             }
         }
-        int lowest = 32767, highest = -32768;
+        std::vector<int> values;
         for (std::size_t i = 0; i < phase.size(); ++i) {
             io.component.push_back(number[static_cast<std::size_t>(area[i])]);
             phase[i] = static_cast<U16>(phase[i] + correction[static_cast<std::size_t>(area[i])] * 256);
-            if (!io.component[i]) continue;
-            lowest = std::min<int>(lowest, static_cast<I16>(phase[i]));
-            highest = std::max<int>(highest, static_cast<I16>(phase[i]));
+            if (io.component[i]) values.push_back(static_cast<I16>(phase[i]));
         }
-        if (io.componentCount) io.minimum = lowest, io.maximum = highest;
+        if (!values.empty()) io.minimum = *std::min_element(values.begin(), values.end());
+        if (!values.empty()) io.maximum = *std::max_element(values.begin(), values.end());
         for (std::size_t i = 0; i < phase.size(); ++i) {
             const bool valid = io.component[i] != 0;
             io.target.push_back(valid ? static_cast<U16>(phase[i] - io.minimum) : U16{0});
@@ -246,13 +237,10 @@ struct Run {
 
 void LiteralUnwrap::Run() {
     KrN::Run run(*this);
-    for (int l = 255; l > static_cast<int>(minQuality); --l) {
-        for (int y = 0; y < height; ++y) {
-            for (int x = 0; x < width; ++x) {
+    for (int l = 255; l > static_cast<int>(minQuality); --l)
+        for (int y = 0; y < height; ++y)
+            for (int x = 0; x < width; ++x)
                 if (run.level[run.At(x, y)] == l && !run.area[run.At(x, y)]) run.Grow(x, y, ++areaCount);
-            }
-        }
-    }
     run.Connect();
     run.Correct();
 }
