@@ -18,29 +18,29 @@ using Buffers = ::testing::Types<KrBufferAOI8, KrBufferAOI16, KrBufferAOI32, KrB
 TYPED_TEST_SUITE(Image, Buffers);
 
 template <class Buffer>
-void Number(Buffer& buffer) {
-    for (short y = 0; y < buffer.AOIHeight(); ++y)
-        for (short x = 0; x < buffer.AOIWidth(); ++x)
-            buffer.WritePixel({x, y}, static_cast<typename Buffer::Pixel>(10 * y + x));
+Buffer Numbered(short cx, short cy) {
+    Buffer buffer({cx, cy});
+    Fill(buffer, [](int x, int y) { return 10 * y + x; });
+    return buffer;
+}
+// The pixels of an image, through the row and pixel operations alone.
+template <class Buffer>
+std::unique_ptr<KrAOI> RowlessView(Buffer& of) {
+    const Place place{0, of.GetDevType(), 0, of.GetRowIncInBytes(), of.AOIWidth(), of.AOIHeight(), Form::eRowless};
+    return MakeAOI(place, reinterpret_cast<unsigned char*>(of.GetRowPointer(0)));
 }
 
 TYPED_TEST(Image, RectanglesInsideTheBufferOnly) {
-    TypeParam buffer({8, 5});
-    Number(buffer);
+    auto buffer = Numbered<TypeParam>(8, 5);
     const KrTRectangle<short> good(2, 1, 5, 3);
     buffer.SetAOIRect(good);
     EXPECT_EQ(12, buffer.ReadPixel({0, 0}));
     EXPECT_EQ(buffer.GetRowPointer(1) + 2, buffer.GetPointer({2, 1}));
     EXPECT_EQ(24, *buffer.GetPointer({2, 1}));
     EXPECT_EQ(8 * sizeof(typename TypeParam::Pixel), buffer.GetRowIncInBytes());
-    for (const KrTRectangle<short>& bad : {KrTRectangle<short>(-1, 0, 2, 2),
-                                           {0, -1, 2, 2},
-                                           {7, 0, 2, 2},
-                                           {0, 4, 2, 2},
-                                           {0, 0, 9, 1},
-                                           {0, 0, 1, 6},
-                                           {0, 0, -1, 1},
-                                           {32767, 0, 32767, 1}}) {
+    const KrTRectangle<short> outside[] = {{-1, 0, 2, 2}, {0, -1, 2, 2}, {7, 0, 2, 2},  {0, 4, 2, 2},
+                                           {0, 0, 9, 1},  {0, 0, 1, 6},  {0, 0, -1, 1}, {32767, 0, 32767, 1}};
+    for (const auto& bad : outside) {
         EXPECT_TRUE(Thrown([&] { buffer.SetAOIRect(bad); }));
         EXPECT_TRUE(buffer.GetAOIRect() == good);
     }
@@ -62,14 +62,11 @@ TYPED_TEST(Image, RectanglesInsideTheBufferOnly) {
 
 TYPED_TEST(Image, RowsPixelsAndColumns) {
     using T = typename TypeParam::Pixel;
-    TypeParam buffer({6, 4});
-    Number(buffer);
+    auto buffer = Numbered<TypeParam>(6, 4);
     buffer.SetAOIRect({1, 1, 4, 2});
-    for (auto& image : {std::unique_ptr<KrTAOI<T>>(new TypeParam(buffer)),
-                        std::unique_ptr<KrTAOI<T>>(static_cast<KrTAOI<T>*>(
-                            MakeAOI({0, buffer.GetDevType(), 7 * sizeof(T), 6 * sizeof(T), 4, 2, Form::eRowless},
-                                    reinterpret_cast<unsigned char*>(buffer.GetPointer({-1, -1})))
-                                .release()))}) {
+    TypeParam own(buffer);
+    const auto rowless = RowlessView(buffer);
+    for (auto* image : {static_cast<KrTAOI<T>*>(&own), static_cast<KrTAOI<T>*>(rowless.get())}) {
         KrTBuf1D<T> row, longer(9);
         image->ReadRow(1, row);
         ASSERT_EQ(4u, row.Size());
@@ -103,16 +100,15 @@ TYPED_TEST(Image, RowsPixelsAndColumns) {
         [&] { buffer.ReadColumn(4, row); },       [&] { buffer.WriteColumn(-1, row); },
         [&] { buffer.ReadColumn(65536, row); },   [&] { buffer.WriteColumn(-65535, row); }};
     for (const auto& access : outside) EXPECT_TRUE(Thrown(access)) << &access - outside;
-    const TypeParam before(buffer);
+    const auto before = PixelsOf(buffer);
     buffer.WriteRow(0, {2, 1}, row);    // no columns
     buffer.WriteRow(0, KrTBuf1D<T>{});  // nothing to write
-    for (short x = 0; x < 4; ++x) EXPECT_EQ(before.ReadPixel({x, 0}), buffer.ReadPixel({x, 0}));
+    EXPECT_EQ(before, PixelsOf(buffer));
 }
 
 TYPED_TEST(Image, BuffersOwnTheirPixels) {
     using T = typename TypeParam::Pixel;
-    TypeParam a({5, 3}, 0);
-    Number(a);
+    auto a = Numbered<TypeParam>(5, 3);
     a.SetAOIName(L"a");
     a.SetAOIRect({1, 1, 3, 2});
     TypeParam copy(a, 0), assigned;
@@ -134,8 +130,7 @@ TYPED_TEST(Image, BuffersOwnTheirPixels) {
 
     copy.Resize(a);
     EXPECT_TRUE(copy.AOISize() == a.AOISize());
-    for (short y = 0; y < 2; ++y)
-        for (short x = 0; x < 3; ++x) EXPECT_EQ(0, copy.ReadPixel({x, y}));
+    EXPECT_EQ(std::vector<T>(6), PixelsOf(copy));
     EXPECT_TRUE(Thrown([&] { copy.Resize({-1, 4}); }));
     EXPECT_TRUE(Thrown([] { TypeParam({4, -1}); }));
     EXPECT_EQ(3, copy.AOIWidth());
@@ -146,9 +141,7 @@ TYPED_TEST(Image, BuffersOwnTheirPixels) {
 }
 
 TYPED_TEST(Image, SharesPixelsWithOpenCV) {
-    using T = typename TypeParam::Pixel;
-    TypeParam buffer({6, 4});
-    Number(buffer);
+    auto buffer = Numbered<TypeParam>(6, 4);
     buffer.SetAOIRect({2, 1, 3, 2});
     IplImage* header = buffer.CreateIplImage();
     EXPECT_EQ(3, header->width);
@@ -158,8 +151,7 @@ TYPED_TEST(Image, SharesPixelsWithOpenCV) {
     cvReleaseImage(&header);
     EXPECT_EQ(55, buffer.ReadPixel({2, 1}));  // still there
 
-    const auto rowless = MakeAOI({0, buffer.GetDevType(), 0, 6 * sizeof(T), 3, 2, Form::eRowless},
-                                 reinterpret_cast<unsigned char*>(buffer.GetRowPointer(0)));
+    const auto rowless = RowlessView(buffer);
     header = rowless->CreateIplImage();
     EXPECT_EQ(23, cvGetReal2D(header, 1, 1));
     cvSetReal2D(header, 1, 1, 9);
@@ -207,8 +199,8 @@ TEST(Errors, MessagesNameTheirOrigin) {
     const KrNotImplementedException missing(L"C\\unit", 105, L"Op( a, b )");
     const KrFloatDivideByZeroException zero(L"C\\unit", 822);
     EXPECT_TRUE(plain.BuildMessage() == L"no file");
-    for (const KrException* error :
-         {&located, static_cast<const KrException*>(&missing), static_cast<const KrException*>(&zero)}) {
+    const KrException* const errors[] = {&located, &missing, &zero};
+    for (const KrException* error : errors) {
         const std::string message = error->BuildMessage().ToUtf8();
         EXPECT_EQ(message, error->what());
         EXPECT_NE(std::string::npos, message.find("C\\unit"));
@@ -245,15 +237,21 @@ TEST(Frame, RegistersTheModule) {
         EXPECT_EQ((std::vector<int>{308, 308}), versions());
     }
     EXPECT_TRUE(versions().empty());
-    EXPECT_EQ(0, KrIPAccelerationInfo::HasToUseCPUSpecificAcceleration());
-    KrIPAccelerationInfo::EnableCPUSpecificAcceleration();
-    EXPECT_EQ(1, KrIPAccelerationInfo::HasToUseCPUSpecificAcceleration());
-    KrIPAccelerationInfo::DisableCPUSpecificAcceleration();
-    EXPECT_EQ(0, KrIPAccelerationInfo::HasToUseCPUSpecificAcceleration());
-    EXPECT_EQ(1, KrIPAccelerationInfo::HasToUseDirectMemoryAccess());
-    KrIPAccelerationInfo::DisableDirectMemoryAccess();
-    EXPECT_EQ(0, KrIPAccelerationInfo::HasToUseDirectMemoryAccess());
-    KrIPAccelerationInfo::EnableDirectMemoryAccess();
+}
+
+TEST(Frame, SwitchesTurnOnAndOff) {
+    using Info = KrIPAccelerationInfo;
+    EXPECT_EQ(0, Info::HasToUseCPUSpecificAcceleration());
+    Info::EnableCPUSpecificAcceleration();
+    EXPECT_EQ(1, Info::HasToUseCPUSpecificAcceleration());
+    Info::DisableCPUSpecificAcceleration();
+    EXPECT_EQ(0, Info::HasToUseCPUSpecificAcceleration());
+    EXPECT_EQ(1, Info::HasToUseDirectMemoryAccess());
+    {
+        const DirectAccess access(false);
+        EXPECT_EQ(0, Info::HasToUseDirectMemoryAccess());
+    }
+    EXPECT_EQ(1, Info::HasToUseDirectMemoryAccess());
 }
 
 TEST(Tables, ElementsAndRegistry) {
@@ -272,17 +270,17 @@ TEST(Tables, ElementsAndRegistry) {
     EXPECT_EQ(0, pairs.GetElem(1, 3));
 
     auto colours = std::make_unique<KrOLut>();
-    colours->SetName(L"fire");
-    colours->SetElemR(3, 30);
-    colours->SetElemB(255, 31);
-    colours->SetElemG(256, 32);
-    KrOLut* raw = colours.get();
+    KrOLut* const raw = colours.get();
+    raw->SetName(L"fire");
+    raw->SetElemR(3, 30);
+    raw->SetElemB(255, 31);
+    raw->SetElemG(256, 32);
     EXPECT_EQ(nullptr, pOLutMgr->GetLut(L"fire"));
     pOLutMgr->AddLut(std::move(colours));
     ASSERT_EQ(raw, pOLutMgr->GetLut(L"fire"));
     EXPECT_EQ(30, raw->GetElemR(3));
-    EXPECT_EQ(0, raw->GetElemG(3));
     EXPECT_EQ(31, raw->GetElemB(255));
+    EXPECT_EQ(0, raw->GetElemG(3));
     EXPECT_EQ(0, raw->GetElemG(256));
 }
 
@@ -332,7 +330,7 @@ TEST(Arrays, StackAndGrowth) {
     for (int i = 999; i >= 0; --i) ASSERT_EQ(i, stack.Pop());
     EXPECT_EQ(0u, stack.Size());
     KrTBuf2D<int> plane(2, 2);
-    plane(1, 1) = 4;
+    plane(0, 0) = plane(1, 1) = 4;
     plane.Resize(3, 1);
     for (std::size_t x = 0; x < 3; ++x) EXPECT_EQ(0, plane(x, 0));
 }
