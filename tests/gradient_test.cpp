@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstring>
 #include <limits>
 #include <random>
 
@@ -95,24 +94,16 @@ Plane<std::uint8_t> Stretched(const Plane<float>& g) {
     return out;
 }
 
-void Compute(const KrAOI8* src, int dx, int dy, KrAOI8* dst, int) {
-    KrGradient gradient;
+template <class Operation, class AOI, class... Fill>
+void Compute(const AOI* src, int dx, int dy, AOI* dst, Fill... infinite) {
+    Operation gradient;
     gradient.Init(src->AOISize());
-    gradient.Execute(src, dx, dy, dst);
-}
-void Compute(const KrAOI64Double* src, int dx, int dy, KrAOI64Double* dst, int infinite) {
-    KrGradientDouble gradient;
-    gradient.Init(src->AOISize());
-    gradient.Execute(src, dx, dy, dst, infinite);
-}
-void Compute(const KrAOI32Float* src, int dx, int dy, KrAOI32Float* dst, int infinite) {
-    KrGradientFloatNonModulo gradient;
-    gradient.Init(src->AOISize());
-    gradient.Execute(src, dx, dy, dst, infinite);
+    gradient.Execute(src, dx, dy, dst, infinite...);
 }
 
 template <class T>
 Plane<T> Expected(const Plane<T>& src, int dx, int dy, int infinite) {
+    dx = std::max(dx, -std::numeric_limits<int>::max());  // the least integer has no magnitude
     dx = std::max(dx, -std::numeric_limits<int>::max());  // the least integer has no magnitude
     if constexpr (sizeof(T) == 1)
         return Stretched(Literal<T, float>(src, dx, dy, 0.0f));
@@ -122,43 +113,33 @@ Plane<T> Expected(const Plane<T>& src, int dx, int dy, int infinite) {
 
 enum class Layout { eSeparate, eInPlace, eRowless, eNoDirectAccess };
 
-// Gaps of the rows and the memory around the image are guarded.
 template <class AOI>
 void Check(const Plane<typename AOI::Pixel>& src, int dx, int dy, int infinite, Layout layout) {
-    using T = typename AOI::Pixel;
-    const std::size_t gap = 3, stride = (static_cast<std::size_t>(src.w) + gap) * sizeof(T);
-    const auto place = [&](int memory) {
-        return test::Place{memory,
-                           KrTPixel<T>::device,
-                           stride,
-                           stride,
-                           src.w,
-                           src.h,
-                           layout == Layout::eRowless ? test::Form::eRowless : test::Form::eView};
+    const test::Form form = layout == Layout::eRowless ? test::Form::eRowless : test::Form::eView;
+    constexpr DeviceType type = KrTPixel<typename AOI::Pixel>::device;
+    const auto set = [&](test::GuardedImage& image, const Plane<typename AOI::Pixel>& plane) {
+        for (int y = 0; y < plane.h; ++y)
+            for (int x = 0; x < plane.w; ++x) image.Set(x, y, static_cast<double>(plane.At(x, y)));
     };
-    std::vector<unsigned char> from(stride * (static_cast<std::size_t>(src.h) + 2), 77), to(from);
-    for (int y = 0; y < src.h; ++y)
-        std::memcpy(&from[stride * static_cast<std::size_t>(y + 1)], &src.v[static_cast<std::size_t>(y * src.w)],
-                    static_cast<std::size_t>(src.w) * sizeof(T));
-    const auto a = test::MakeAOI(place(0), from.data());
-    const auto b = test::MakeAOI(place(1), (layout == Layout::eInPlace ? from : to).data());
+    test::GuardedImage a(type, src.w, src.h, 1, form), b(type, src.w, src.h, 1, form), wanted(type, src.w, src.h, 1);
+    set(a, src);
+    set(wanted, Expected(src, dx, dy, infinite));
+    auto& out = layout == Layout::eInPlace ? a : b;
     const test::DirectAccess access(layout != Layout::eNoDirectAccess);
-    Compute(static_cast<AOI*>(a.get()), dx, dy, static_cast<AOI*>(b.get()), infinite);
-
-    const Plane<T> expected = Expected(src, dx, dy, infinite);
-    std::vector<unsigned char> wanted(to.size(), 77);
-    for (int y = 0; y < src.h; ++y)
-        std::memcpy(&wanted[stride * static_cast<std::size_t>(y + 1)], &expected.v[static_cast<std::size_t>(y * src.w)],
-                    static_cast<std::size_t>(src.w) * sizeof(T));
-    const std::vector<unsigned char>& found = layout == Layout::eInPlace ? from : to;
-    for (std::size_t i = 0; i + sizeof(T) <= found.size(); i += sizeof(T)) {
-        T f, e;
-        std::memcpy(&f, &found[i], sizeof f);
-        std::memcpy(&e, &wanted[i], sizeof e);
-        const bool same = f == e || std::equal(&found[i], &found[i] + sizeof f, &wanted[i]);
-        ASSERT_TRUE(same) << "byte " << i << " is " << +f << " instead of " << +e << "; " << src.w << " x " << src.h
-                          << ", baseline " << dx << ", " << dy << ", layout " << static_cast<int>(layout);
-    }
+    const auto* from = static_cast<const AOI*>(a.image.get());
+    auto* to = static_cast<AOI*>(out.image.get());
+    if constexpr (type == eDev8)
+        Compute<KrGradient>(from, dx, dy, to);
+    else
+        Compute<std::conditional_t<type == eDev64Double, KrGradientDouble, KrGradientFloatNonModulo>>(from, dx, dy, to,
+                                                                                                      infinite);
+    for (int y = 0; y < src.h; ++y)  // -0 equals 0
+        for (int x = 0; x < src.w; ++x)
+            ASSERT_EQ(out.Get(x, y), wanted.Get(x, y))
+                << x << ", " << y << " of " << src.w << " x " << src.h << ", baseline " << dx << ", " << dy
+                << ", layout " << static_cast<int>(layout);
+    set(out, Expected(src, dx, dy, infinite));
+    ASSERT_EQ(out.memory, wanted.memory) << "written outside";
 }
 
 template <class T>
@@ -203,42 +184,37 @@ TYPED_TEST(Gradient, IsTheSameForAllLayouts) {
 // The single steps, as derived classes use them: they add to what is there, and go wrong on no baseline.
 template <class Base, class Step, class Sum>
 struct Open : Base {
-    void Check(int w, int h) {
-        const Plane<typename Sum::Pixel> steps = RandomPlane<typename Sum::Pixel>(w, h, 3);
-        Step stepImage({static_cast<short>(w), static_cast<short>(h)});
-        for (int y = 0; y < h; ++y)
-            for (int x = 0; x < w; ++x)
-                stepImage.GetRowPointer(y)[x] = static_cast<typename Step::Pixel>(steps.At(x, y));
-        Plane<typename Sum::Pixel> values{w, h};
-        for (int y = 0; y < h; ++y)
-            for (int x = 0; x < w; ++x) values(x, y) = stepImage.GetRowPointer(y)[x];
-        for (int n : {1, 2, 5, std::max(w - 1, 1), w, h, w + 1, 1000})
+    using S = typename Sum::Pixel;
+    void Check(short w, short h) {
+        Step steps({w, h});
+        test::Random random(3);
+        test::Fill(steps, [&](int, int) { return random.Uniform(0, 256); });
+        const auto read = test::PixelsOf(steps);
+        const Plane<S> values{w, h, {read.begin(), read.end()}};
+        for (int n : {1, 2, 5, std::max(w - 1, 1), +w, +h, w + 1, 1000})
             for (int kind = 0; kind < 4; ++kind) {
                 const bool back = kind & 1, columns = kind & 2;
-                Plane<typename Sum::Pixel> expected{w, h};
-                std::fill(expected.v.begin(), expected.v.end(), typename Sum::Pixel{4});
-                Sum sums(stepImage.AOISize());
-                for (int y = 0; y < h; ++y) std::fill_n(sums.GetRowPointer(y), w, typename Sum::Pixel{4});
+                Plane<S> expected{w, h};
+                std::fill(expected.v.begin(), expected.v.end(), S{4});
                 columns ? ColumnSums(values, n, back, expected) : RowSums(values, n, back, expected);
+                Sum sums({w, h});
+                test::Fill(sums, [](int, int) { return 4; });
                 const test::DirectAccess access(n != 2);
                 if (columns)
-                    back ? this->ColSumBack(&stepImage, n, &sums) : this->ColSum(&stepImage, n, &sums);
+                    back ? this->ColSumBack(&steps, n, &sums) : this->ColSum(&steps, n, &sums);
                 else
-                    back ? this->RowSumBack(&stepImage, n, &sums) : this->RowSum(&stepImage, n, &sums);
-                for (int y = 0; y < h; ++y)
-                    for (int x = 0; x < w; ++x)
-                        ASSERT_EQ(sums.GetRowPointer(y)[x], expected(x, y)) << n << " " << kind << " " << x << " " << y;
+                    back ? this->RowSumBack(&steps, n, &sums) : this->RowSum(&steps, n, &sums);
+                ASSERT_EQ(test::PixelsOf(sums), expected.v) << n << " " << kind;
             }
-        Sum image(stepImage.AOISize());
+        Sum image({w, h}), bordered({w, h});
+        test::Fill(bordered, [=](int x, int y) { return x < 2 || x >= w - 2 || y < 1 || y >= h - 1 ? 9 : 0; });
         this->MaskBoundary(&image, -2, 1, 9);
-        for (int y = 0; y < h; ++y)
-            for (int x = 0; x < w; ++x)
-                ASSERT_EQ(image.GetRowPointer(y)[x], x < 2 || x >= w - 2 || y < 1 || y >= h - 1 ? 9 : 0);
+        ASSERT_EQ(test::PixelsOf(image), test::PixelsOf(bordered));
     }
 };
 
 TEST(GradientSteps, AddSumsOfSuccessiveSteps) {
-    for (const auto& [w, h] : {std::pair{17, 11}, {5, 23}, {1, 1}}) {
+    for (const auto& [w, h] : {std::pair<short, short>{17, 11}, {5, 23}, {1, 1}}) {
         Open<KrGradient, KrBufferAOI8, KrBufferAOI32Float>().Check(w, h);
         Open<KrGradientDouble, KrBufferAOI64Double, KrBufferAOI64Double>().Check(w, h);
         Open<KrGradientFloatNonModulo, KrBufferAOI32Float, KrBufferAOI32Float>().Check(w, h);
