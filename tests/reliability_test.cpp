@@ -9,7 +9,6 @@
 #include <fstream>
 #include <functional>
 #include <map>
-#include <numeric>
 #include <random>
 #include <thread>
 
@@ -20,117 +19,105 @@
 namespace KrN {
 namespace {
 
+using test::Fill;
+using test::PixelsOf;
 using Value = std::function<int(int x, int y)>;
 using Size = KrTSize<short>;
 
 // A view with a gap between its rows.
-template <class Buffer, class View>
-struct Strided {
-    Buffer buffer;
-    View view;
-    explicit Strided(Size size)
+struct Image8 {
+    KrBufferAOI8 buffer;
+    KrAOI8 view;
+    explicit Image8(Size size)
         : buffer({static_cast<short>(size.cx + 3), static_cast<short>(size.cy + 2)}),
           view(buffer, {2, 1, size.cx, size.cy}) {}
 };
-using Image8 = Strided<KrBufferAOI8, KrAOI8>;
-
-template <class T>
-void Fill(KrTAOI<T>& image, const Value& value) {
-    for (short y = 0; y < image.AOIHeight(); ++y)
-        for (short x = 0; x < image.AOIWidth(); ++x) *image.GetPointer({x, y}) = static_cast<T>(value(x, y));
-}
-
-template <class T>
-std::vector<T> Pixels(const KrTAOI<T>& image) {
-    std::vector<T> pixels;
-    for (int y = 0; y < image.AOIHeight(); ++y)
-        pixels.insert(pixels.end(), image.GetRowPointer(y), image.GetRowPointer(y) + image.AOIWidth());
-    return pixels;
-}
 
 // Unwrapped radians: a value scale of 6.284 makes the float result unscaled.
 std::vector<float> Radians(KrLUnWrap_Velmor& unwrap, Size size, Size maskSize) {
     KrBufferAOI32Float result(size);
     KrBufferAOI8 mask(maskSize);
     unwrap.GetResult(&result, &mask);
-    return Pixels(result);
+    return PixelsOf(result);
 }
 
 // The algorithm in its plainest form: a full sort, groups as lists, every member relabelled at every merge.
 struct Literal {
-    int width, height;
+    using Index = std::size_t;
+    Index width, height;
     std::vector<std::uint8_t> phase, mask;
     unsigned minGroupSize;
 
     std::vector<float> values = {}, reliability = {};
-    std::vector<int> increment = {}, group = {};
-    std::vector<std::vector<int>> members = {};
+    std::vector<int> increment = {};
+    std::vector<Index> group = {};
+    std::vector<std::vector<Index>> members = {};
 
-    static float Wrap(float x) {
-        const auto pi = static_cast<float>(KrMath::Pi), period = static_cast<float>(KrMath::TwoPi);
-        return x > pi ? x - period : x < -pi ? x + period : x;
+    static int Periods(float x) {
+        const auto pi = static_cast<float>(KrMath::Pi);
+        return x > pi ? -1 : x < -pi ? 1 : 0;
     }
-    void FindReliability(int x, int y) {
-        const int i = y * width + x;
-        rows::GetReliabilityRows().unreliable(&reliability[std::size_t(i)], static_cast<unsigned>(i), 1);
+    static float Wrap(float x) { return x + static_cast<float>(Periods(x)) * static_cast<float>(KrMath::TwoPi); }
+    void FindReliability(Index i) {
+        rows::GetReliabilityRows().unreliable(&reliability[i], static_cast<unsigned>(i), 1);
+        const Index x = i % width, y = i / width;
         if (x == 0 || y == 0 || x + 1 == width || y + 1 == height) return;
-        for (int k = 0; k < 9; ++k)
-            if (mask[std::size_t(i + (k / 3 - 1) * width + k % 3 - 1)] != 255) return;
+        for (Index k = 0; k < 9; ++k)
+            if (mask[(y - 1 + k / 3) * width + x - 1 + k % 3] != 255) return;
         float sum = 0;
-        for (const int step : {1, width, width + 1, width - 1}) {
-            const float c = values[std::size_t(i)];
-            const float d = Wrap(values[std::size_t(i - step)] - c) - Wrap(c - values[std::size_t(i + step)]);
+        for (const Index step : {Index{1}, width, width + 1, width - 1}) {
+            const float d = Wrap(values[i - step] - values[i]) - Wrap(values[i] - values[i + step]);
             sum = sum + d * d;
         }
-        reliability[std::size_t(i)] = sum;
+        reliability[i] = sum;
     }
-    void Merge(std::size_t p, std::size_t q) {
-        const float step = values[p] - values[q];
-        const auto pi = static_cast<float>(KrMath::Pi);
-        const int wrap = step > pi ? -1 : step < -pi ? 1 : 0;
-        auto& a = members[std::size_t(group[p])];
-        auto& b = members[std::size_t(group[q])];
+    void Merge(Index p, Index q) {
+        const int wrap = Periods(values[p] - values[q]);
+        auto& a = members[group[p]];
+        auto& b = members[group[q]];
         if (&a == &b) return;
         const bool keepFirst = b.size() == 1 || (a.size() != 1 && a.size() > b.size());
         const int shift = keepFirst ? increment[p] - wrap - increment[q] : increment[q] + wrap - increment[p];
-        const int kept = keepFirst ? group[p] : group[q];
+        const Index kept = keepFirst ? group[p] : group[q];
         auto& from = keepFirst ? b : a;
-        for (const int i : from) increment[std::size_t(i)] += shift, group[std::size_t(i)] = kept;
-        members[std::size_t(kept)].insert(members[std::size_t(kept)].end(), from.begin(), from.end());
+        for (const Index i : from) {
+            increment[i] += shift;
+            group[i] = kept;
+        }
+        members[kept].insert(members[kept].end(), from.begin(), from.end());
         from.clear();
     }
     std::vector<float> Run() {
-        const auto count = phase.size();
-        for (const int v : phase) values.push_back(static_cast<float>(v * 0.02454369260617026));
+        const Index count = phase.size();
         reliability.resize(count);
         increment.resize(count);
-        group.resize(count);
-        std::iota(group.begin(), group.end(), 0);
-        for (const int i : group) members.push_back({i});
-        for (int y = 0; y < height; ++y)
-            for (int x = 0; x < width; ++x) FindReliability(x, y);
+        for (Index i = 0; i < count; ++i) {
+            values.push_back(static_cast<float>(phase[i] * 0.02454369260617026));
+            group.push_back(i);
+            members.push_back({i});
+        }
+        for (Index i = 0; i < count; ++i) FindReliability(i);
         struct Edge {
             float reliability;
-            std::size_t p, q;
+            Index p, q;
         };
         std::vector<Edge> edges;
-        for (std::size_t p = 0; p < count; ++p) {
+        for (Index p = 0; p < count; ++p)
             for (const bool below : {false, true}) {
-                const std::size_t q = p + (below ? std::size_t(width) : 1);
-                if (below ? q >= count : q % std::size_t(width) == 0) continue;
+                const Index q = p + (below ? width : 1);
+                if (below ? q >= count : q % width == 0) continue;
                 if (mask[p] == 255 && mask[q] == 255) edges.push_back({reliability[p] + reliability[q], p, q});
             }
-        }
         std::stable_sort(edges.begin(), edges.end(),
                          [](const Edge& a, const Edge& b) { return a.reliability < b.reliability; });
         for (const Edge& edge : edges) Merge(edge.p, edge.q);
         float least = 3.4028235e38F;
-        for (std::size_t i = 0; i < count; ++i) {
+        for (Index i = 0; i < count; ++i) {
             values[i] = static_cast<float>(values[i] + KrMath::TwoPi * increment[i]);
-            if (members[std::size_t(group[i])].size() < minGroupSize) mask[i] = 0;
+            if (members[group[i]].size() < minGroupSize) mask[i] = 0;
             if (mask[i] == 255) least = std::min(least, values[i]);
         }
-        for (std::size_t i = 0; i < count; ++i)
+        for (Index i = 0; i < count; ++i)
             if (mask[i] != 255) values[i] = least < 3e38F ? least : 0;
         return values;
     }
@@ -152,38 +139,37 @@ const Value kOpen = [](int, int) { return 255; };
 
 TEST(Reliability, GivesThePixelsOfThePlainForm) {
     std::mt19937 random(7);
+    const auto below = [&random](unsigned limit) { return static_cast<int>(random() % limit); };
     const Value phases[] = {
-        [&](int, int) { return static_cast<int>(random() % 256); },
-        [&](int x, int y) { return x * 23 + y * 9 + static_cast<int>(random() % 60); },
+        [=](int, int) { return below(256); },
+        [=](int x, int y) { return x * 23 + y * 9 + below(60); },
         [](int x, int y) { return x * x / 3 - y * 11; },
         [](int, int) { return 128; },
     };
     const Value masks[] = {
         kOpen,
-        [&](int, int) { return random() % 9 ? 255 : 254; },
-        [&](int x, int) { return x % 7 == 3 ? 0 : 255; },
-        [&](int, int) { return random() % 2 ? 255 : 127; },
+        [=](int, int) { return below(9) ? 255 : 254; },
+        [](int x, int) { return x % 7 == 3 ? 0 : 255; },
+        [=](int, int) { return below(2) ? 255 : 127; },
         [](int, int) { return 254; },
     };
     const Size large = {160, 150};  // enough edges for all ways of sorting them
     const Size sizes[] = {{1, 1}, {1, 13}, {13, 1}, {2, 9}, {9, 2}, {3, 3}, {4, 40}, {21, 17}, {33, 40}, large};
     test::ForEachTarget([&](std::int64_t) {
-        for (const Size& size : sizes) {
-            for (const Value& phase : phases) {
-                for (const Value& mask : masks) {
+        for (const Size& size : sizes)
+            for (const Value& phase : phases)
+                for (const Value& mask : masks)
                     for (const unsigned minGroup : {0u, 5u, 200u}) {
                         if (size == large && minGroup != 5) continue;
                         Scene scene(size, phase, mask);
                         KrLUnWrap_Velmor unwrap;
                         const bool without = &mask == masks && minGroup == 0;
                         unwrap.Execute(&scene.phase.view, without ? nullptr : &scene.mask.view, minGroup, nullptr);
-                        Literal literal{size.cx, size.cy, Pixels(scene.phase.view), Pixels(scene.mask.view), minGroup};
+                        Literal literal{static_cast<std::size_t>(size.cx), static_cast<std::size_t>(size.cy),
+                                        PixelsOf(scene.phase.view), PixelsOf(scene.mask.view), minGroup};
                         ASSERT_EQ(Radians(unwrap, size, size), literal.Run())
                             << size.cx << " x " << size.cy << " phase " << &phase - phases << " mask " << &mask - masks;
                     }
-                }
-            }
-        }
     });
 }
 
@@ -272,15 +258,15 @@ TEST(Reliability, LeavesNothingHalfDoneWhenAborted) {
     EXPECT_EQ(unwrap.ShouldBeAborted(), 3);
     KrBufferAOI32Float wrapped({5, 4}), unwrapped({5, 4});
     Fill(unwrapped, [](int x, int) { return x; });
-    const auto before = Pixels(unwrapped);
+    const auto before = PixelsOf(unwrapped);
     IplImage* const in = wrapped.CreateIplImage();
     IplImage* const out = unwrapped.CreateIplImage();
     int edges = 0;
     unwrap.Unwrap2DSRNCP(in, out, nullptr, 0, edges);
-    EXPECT_EQ(Pixels(unwrapped), before);
+    EXPECT_EQ(PixelsOf(unwrapped), before);
     flag = 0;
     unwrap.Unwrap2DSRNCP(in, out, nullptr, 0, edges);
-    EXPECT_EQ(Pixels(unwrapped), Pixels(wrapped));
+    EXPECT_EQ(PixelsOf(unwrapped), PixelsOf(wrapped));
     EXPECT_EQ(edges, 4 * 4 + 5 * 3);
     EXPECT_TRUE(test::Thrown([&] { unwrap.Unwrap2DSRNCP(in, out, in, 0, edges); }));
     for (IplImage* image : {in, out}) cvReleaseImage(&image);
@@ -307,9 +293,9 @@ TEST(Reliability, DeliversAllForms) {
     KrBufferAOI8 kept(size), dropped(size);
     unwrap.GetResult2(&spread, &dropped);
     unwrap.GetResult(&scaled, &kept);
-    EXPECT_EQ(Pixels(kept), Pixels(scene.mask.view));
+    EXPECT_EQ(PixelsOf(kept), PixelsOf(scene.mask.view));
     unwrap.GetResult(&radians, &kept);
-    EXPECT_EQ(Pixels(kept), Pixels(scene.mask.view));
+    EXPECT_EQ(PixelsOf(kept), PixelsOf(scene.mask.view));
     double least = 1e9;
     for (short x = 0; x < 17; ++x) least = std::min<double>(least, *radians.GetPointer({x, 0}) * 6.284 / 500);
     for (short y = 0; y < 3; ++y) {
@@ -366,10 +352,7 @@ TEST(Reliability, RefusesWhatDoesNotFit) {
         {[&] { unwrap.Execute(nullptr, &fitsMask, 0, nullptr); }, 120},
     };
     for (const auto& c : cases) {
-        const auto error = test::Thrown(c.call);
-        ASSERT_TRUE(error) << c.line;
-        EXPECT_EQ(error->GetLine(), c.line);
-        EXPECT_EQ(error->GetFile(), KrString(L"C\\ipLUnwrap_Velmor"));
+        const auto error = test::ExpectError(c.call, L"C\\ipLUnwrap_Velmor", c.line);
         EXPECT_EQ(dynamic_cast<KrNotImplementedException*>(error.get()) != nullptr, c.line == 894);
     }
     EXPECT_EQ(Radians(unwrap, size, maskSize), radians);
