@@ -17,6 +17,7 @@ namespace {
 
 using namespace KrN;
 
+const wchar_t* const kFile = L"C\\ipLBestFit";
 constexpr int kTerms = KrLBestFit::kTerms;
 using Coefficients = std::array<long double, kTerms>;
 using Use = std::array<int, kTerms>;
@@ -49,11 +50,10 @@ struct Fit : KrLBestFit {
     using KrLBestFit::save_koeff;
 };
 
-template <class AOI>
-void FillWith(AOI& aoi, const std::function<double(int x, int y)>& value) {
-    for (int y = 0; y < aoi.AOIHeight(); ++y)
-        for (int x = 0; x < aoi.AOIWidth(); ++x)
-            aoi.GetRowPointer(y)[x] = static_cast<typename AOI::Pixel>(value(x + 1, y + 1));
+// As functions of the coordinates of the surface, which begin at 1.
+template <class T, class F>
+void FillWith(KrTAOI<T>& image, const F& value) {
+    test::Fill(image, [&](int x, int y) { return value(x + 1, y + 1); });
 }
 
 // The normal equations by definition; coordinates are scaled by the size, which changes no solution.
@@ -159,10 +159,12 @@ TEST(BestFit, IsTheSameOnEveryTarget) {
         Fit fit;
         fit.Run(&src, &dst, &mask, nullptr, eIgnoreMask, kAll);
         const std::vector<double> found(fit.GetCoefficients(), fit.GetCoefficients() + kTerms);
-        const std::vector<float> pixels(dst.GetRowPointer(0), dst.GetRowPointer(0) + 333 * 21);
-        if (first.empty()) first = found, drawn = pixels;
+        if (first.empty()) {
+            first = found;
+            drawn = test::PixelsOf(dst);
+        }
         EXPECT_EQ(found, first);
-        EXPECT_EQ(pixels, drawn);
+        EXPECT_EQ(test::PixelsOf(dst), drawn);
     });
 }
 
@@ -209,15 +211,11 @@ TEST(BestFit, OfTooFewPixelsIsFinite) {
     KrBufferAOI8 src({400, 300}), mask(src.AOISize());
     KrBufferAOI32Float dst(src.AOISize());
     FillWith(src, [](int x, int y) { return (x * y) % 200; });
-    struct Region {
+    const struct {
         int x0, y0, x1, y1;
-    };
-    for (const Region& r : {Region{0, 0, -1, -1},
-                            {17, 5, 17, 5},
-                            {9, 0, 9, 299},
-                            {0, 8, 399, 8},
-                            {390, 290, 392, 291},
-                            {200, 100, 210, 110}}) {
+    } regions[] = {{0, 0, -1, -1}, {17, 5, 17, 5},       {9, 0, 9, 299},
+                   {0, 8, 399, 8}, {390, 290, 392, 291}, {200, 100, 210, 110}};
+    for (const auto& r : regions) {
         FillWith(mask, [&](int x, int y) { return x > r.x0 && x <= r.x1 + 1 && y > r.y0 && y <= r.y1 + 1 ? 0 : 255; });
         for (const Use& use : kSets) {
             Fit fit;
@@ -245,13 +243,12 @@ TEST(BestFit, RejectsOtherTypesAndChangesNothing) {
     const std::pair<const KrAOI*, KrAOI*> operands[] = {
         {&src, &wrong}, {&fine, &dst}, {nullptr, &dst}, {&src, nullptr}};
     for (const auto& [a, b] : operands) {
-        const auto error = test::Thrown([&, a = a, b = b] { fit.Run(a, b, nullptr, nullptr, 0, {}); });
-        ASSERT_TRUE(error);
-        EXPECT_EQ(error->GetLine(), 1141u);
+        const auto run = [&, a = a, b = b] { fit.Run(a, b, nullptr, nullptr, 0, {}); };
+        test::ExpectError(run, kFile, 1141);
         EXPECT_STRNE(fit.GetCoefficientText(0), "null");
     }
-    const auto error = test::Thrown([&] { fit.Run(&src, &wrong, nullptr, &src, 0, kAll); });
-    EXPECT_EQ(error->GetText(), KrString(L"KrLBestFit::Approximation( src, , (null), src )"));
+    test::ExpectError([&] { fit.Run(&src, &wrong, nullptr, &src, 0, kAll); }, kFile, 1141,
+                      L"KrLBestFit::Approximation( src, , (null), src )");
 }
 
 TEST(BestFit, EliminationInverts) {
