@@ -2,7 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
-#include <memory>
+#include <utility>
 
 namespace KrN {
 namespace {
@@ -11,16 +11,15 @@ using U8 = std::uint8_t;
 using U16 = std::uint16_t;
 using I16 = std::int16_t;
 
-struct Tree;
 struct Neighbour {
-    Tree* to;
-    int pairs, quality, order, met;
+    int to, pairs, quality, order, met;
     float value;
 };
 struct Leaf {
     int area, correction;
 };
 struct Tree {
+    int id;
     std::vector<Leaf> leaves;
     std::vector<Neighbour> list;
 };
@@ -45,7 +44,7 @@ struct Run {
     std::vector<U16> phase;
     std::vector<int> area;
     std::vector<Entry> stacks[256];
-    std::vector<std::unique_ptr<Tree>> roots;
+    std::vector<Tree> roots;
     int met = 0;
 
     explicit Run(LiteralUnwrap& u) : io(u), phase(u.phase.begin(), u.phase.end()) {
@@ -107,23 +106,8 @@ struct Run {
         const int e = static_cast<I16>(d > 0 ? d + 127 : d - 128);
         const double w = (127 - std::abs(e % 256)) * 0.0078125;
         const int quality = std::max(1, static_cast<int>(std::min(level[p], level[n]) * w * w));
-        Tree* const to = roots[static_cast<std::size_t>(std::max(a, b) - 1)].get();
-        Tree& from = *roots[static_cast<std::size_t>(std::min(a, b) - 1)];
-        Add(from.list, {to, 1, quality, a < b ? e / 256 : -(e / 256), met, 0});
-    }
-
-    // Best entry to the front: the first met one among equals, which is the first one in a list as it was measured.
-    static void Sort(Tree& tree) {
-        std::size_t best = 0;
-        float value = 1.1754944e-38f;
-        for (std::size_t i = 0; i < tree.list.size(); ++i) {
-            const Neighbour& n = tree.list[i];
-            if (n.value > value || (best < i && n.value == value && n.met < tree.list[best].met)) {
-                best = i;
-                value = n.value;
-            }
-        }
-        if (best) std::swap(tree.list[0], tree.list[best]);
+        Tree& from = roots[static_cast<std::size_t>(std::min(a, b) - 1)];
+        Add(from.list, {std::max(a, b), 1, quality, a < b ? e / 256 : -(e / 256), met, 0});
     }
 
     // Adds an entry to a list that may hold one to the same tree.
@@ -140,78 +124,77 @@ struct Run {
         list.push_back(n);
     }
 
-    void Join(std::size_t i) {
-        const std::unique_ptr<Tree> a = std::move(roots[i]);
-        const Neighbour front = a->list[0];
-        std::size_t j = 0;
-        while (roots[j].get() != front.to) ++j;
-        const std::unique_ptr<Tree> b = std::move(roots[j]);
-        const double mean = static_cast<double>(front.order) / front.pairs;
-        const int m = static_cast<int>(mean >= 0 ? mean + 0.5 : mean - 0.5);
-
-        roots[i] = std::make_unique<Tree>();
-        Tree& p = *roots[i];
-        roots.erase(roots.begin() + static_cast<std::ptrdiff_t>(j));
-        p.leaves = b->leaves;
-        for (const Leaf& leaf : a->leaves) p.leaves.push_back({leaf.area, leaf.correction + m});
-        for (Tree* const tree : {a.get(), b.get()})
-            for (Neighbour n : tree->list) {
-                if (n.to == a.get() || n.to == b.get()) continue;
-                if (tree == a.get()) n.order -= n.pairs * m;
-                Add(p.list, n);
-            }
-        for (const auto& other : roots) {
-            std::vector<Neighbour> list;
-            for (Neighbour n : other->list) {
-                if (n.to == a.get()) n.order += n.pairs * m;
-                if (n.to == a.get() || n.to == b.get()) n.to = &p;
-                Add(list, n);
-            }
-            other->list = list;
-            Sort(*other);
+    // The first met one among equals.
+    static const Neighbour* Best(const Tree& tree) {
+        const Neighbour* best = nullptr;
+        for (const Neighbour& n : tree.list) {
+            if (!(n.value > 1.1754944e-38f)) continue;
+            if (!best || n.value > best->value || (n.value == best->value && n.met < best->met)) best = &n;
         }
+        return best;
+    }
+
+    // The joined tree takes the place and the name of the first one, moved by whole periods, in front of its leaves
+    // those of the second.
+    void Join(std::size_t i, const Neighbour& best) {
+        const Tree a = roots[i];
+        const auto second = std::find_if(roots.begin(), roots.end(), [&](const Tree& t) { return t.id == best.to; });
+        const Tree b = *second;
+        const int m = static_cast<int>(std::lround(static_cast<double>(best.order) / best.pairs));
+        Tree& joined = roots[i];
+        joined = {a.id, b.leaves, {}};
+        for (const Leaf& leaf : a.leaves) joined.leaves.push_back({leaf.area, leaf.correction + m});
+        for (Neighbour n : a.list) {
+            n.order -= n.pairs * m;
+            if (n.to != b.id) Add(joined.list, n);
+        }
+        for (const Neighbour& n : b.list)
+            if (n.to != a.id) Add(joined.list, n);
+        roots.erase(second);
+        for (Tree& other : roots)
+            for (Neighbour n : std::exchange(other.list, {})) {
+                if (n.to == a.id) n.order += n.pairs * m;
+                if (n.to == b.id) n.to = a.id;
+                Add(other.list, n);
+            }
     }
 
     void Connect() {
-        for (int i = 0; i < io.areaCount; ++i) {
-            roots.push_back(std::make_unique<Tree>());
-            roots.back()->leaves = {{i, 0}};
-        }
+        for (int i = 0; i < io.areaCount; ++i) roots.push_back({i + 1, {{i, 0}}, {}});
         for (int y = 0; y < io.height; ++y)
             for (int x = 0; x + 1 < io.width; ++x) Pair(At(x, y), At(x + 1, y));
         for (int x = 0; x < io.width; ++x)
             for (int y = 0; y + 1 < io.height; ++y) Pair(At(x, y), At(x, y + 1));
-        for (const auto& tree : roots) {
-            for (Neighbour& n : tree->list) n.value = Value(n);
-            Sort(*tree);
-        }
+        for (Tree& tree : roots)
+            for (Neighbour& n : tree.list) n.value = Value(n);
         while (true) {
-            float value = 1.1754944e-38f;
-            std::size_t best = roots.size();
+            const Neighbour* best = nullptr;
+            std::size_t from = 0;
             for (std::size_t i = 0; i < roots.size(); ++i) {
-                if (roots[i]->list.empty() || !(roots[i]->list[0].value > value)) continue;
-                value = roots[i]->list[0].value;
-                best = i;
+                const Neighbour* const n = Best(roots[i]);
+                if (!n || (best && n->value <= best->value)) continue;
+                best = n;
+                from = i;
             }
-            if (best == roots.size()) break;
-            Join(best);
+            if (!best) break;
+            Join(from, Neighbour(*best));
         }
     }
 
     void Correct() {
         std::vector<int> correction(static_cast<std::size_t>(io.areaCount) + 1);
         std::vector<int> number(correction.size());
-        for (const auto& tree : roots) {
+        for (const Tree& tree : roots) {
             unsigned size = 0;
             int lowest = 32767, highest = -32768;
-            for (const Leaf& leaf : tree->leaves) {
+            for (const Leaf& leaf : tree.leaves) {
                 size += static_cast<unsigned>(std::count(area.begin(), area.end(), leaf.area + 1));
                 lowest = std::min(lowest, leaf.correction);
                 highest = std::max(highest, leaf.correction);
             }
             if (size < io.minAreaSize) continue;
             ++io.componentCount;
-            for (const Leaf& leaf : tree->leaves) {
+            for (const Leaf& leaf : tree.leaves) {
                 const auto a = static_cast<std::size_t>(leaf.area) + 1;
                 number[a] = io.componentCount;
                 correction[a] = leaf.correction - (io.liftMinimum ? lowest : (lowest + highest) / 2);
