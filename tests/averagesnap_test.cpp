@@ -137,6 +137,10 @@ protected:
     using Buffer = std::conditional_t<std::is_same_v<Averager, KrLAverageSnap>, KrBufferAOI8, KrBufferAOI16>;
     using T = typename Buffer::Pixel;
     using TestBoard = Board<Buffer>;
+    TestBoard mBoard;
+    const Current mCurrent{mBoard};
+    std::unique_ptr<Averager> mAverager = std::make_unique<Averager>();
+    Buffer mOut{{5, 3}};
 
     void CheckImage(const Buffer& image, std::size_t i, unsigned n) {
         for (int y = 0; y < image.AOIHeight(); ++y)
@@ -184,30 +188,24 @@ TYPED_TEST(AverageSnap, IsTheAverageWhateverTheBoardSupplies) {
 }
 
 TYPED_TEST(AverageSnap, TakesAsManyFramesAsThereAre) {
-    typename TestFixture::TestBoard board;
-    const Current current(board);
-    TypeParam averager;
-    this->RunImage(averager, board, 65535);
-    this->RunJob(averager, board, 2, 65535);
+    this->RunImage(*this->mAverager, this->mBoard, 65535);
+    this->RunJob(*this->mAverager, this->mBoard, 2, 65535);
 }
 
 TYPED_TEST(AverageSnap, LeavesItToABoardThatCan) {
-    typename TestFixture::TestBoard board;
-    board.averages = true;
-    const Current current(board);
-    TypeParam averager;
-    typename TestFixture::Buffer out({5, 3});
-    averager.Execute(&out, 9);
-    EXPECT_EQ(out.ReadPixel({4, 2}), 109);
-    EXPECT_EQ(board.frames, 0u);
-    averager.Execute(&out, 1);  // a plain snap all the same
-    EXPECT_EQ(board.frames, 1u);
+    this->mBoard.averages = true;
+    this->mAverager->Execute(&this->mOut, 9);
+    EXPECT_EQ(this->mOut.ReadPixel({4, 2}), 109);
+    EXPECT_EQ(this->mBoard.frames, 0u);
+    this->mAverager->Execute(&this->mOut, 1);  // a plain snap all the same
+    EXPECT_EQ(this->mBoard.frames, 1u);
 }
 
 TYPED_TEST(AverageSnap, FollowsTheCurrentBoard) {
     typename TestFixture::TestBoard first, second;
     second.index = 7;
     second.supply = first.supply = Supply::eBuffer;
+    this->mAverager.reset();
     {
         TypeParam averager;
         {
@@ -229,23 +227,19 @@ TYPED_TEST(AverageSnap, FollowsTheCurrentBoard) {
             EXPECT_EQ(first.created, 4) << "the buffers of a board are given up when it is left";
             this->RunJob(averager, first, 2, 3);
         }
-        typename TestFixture::Buffer out({5, 3});
-        EXPECT_TRUE(test::Thrown([&] { averager.Execute(&out, 3); })) << "no board";
+        EXPECT_TRUE(test::Thrown([&] { averager.Execute(&this->mOut, 3); })) << "no board";
     }
     const Current current(second);  // must not reach the averager that is gone
     EXPECT_EQ(second.created, 2);
 }
 
 TYPED_TEST(AverageSnap, ReportsWhatItCannotDo) {
-    typename TestFixture::TestBoard board;
-    const Current current(board);
-    TypeParam averager;
-    typename TestFixture::Buffer out({5, 3});
     using Buffer = typename TestFixture::Buffer;
+    TypeParam& averager = *this->mAverager;
     Job<Buffer> one(1), two(2), three(3);
     Job<KrBufferAOI32Float> wrong(1);
     for (Job<Buffer>* job : {&one, &two}) test::ExpectError([&] { averager.Execute(job, 0); }, L"C\\ipLArith", 799);
-    test::ExpectError([&] { averager.Execute(&out, 0); }, L"C\\ipLArith", 0);
+    test::ExpectError([&] { averager.Execute(&this->mOut, 0); }, L"C\\ipLArith", 0);
     for (KrBoard::KrJob* job : {static_cast<KrBoard::KrJob*>(&three), static_cast<KrBoard::KrJob*>(&wrong)})
         test::ExpectError([&] { averager.Execute(job, 2); }, L"C\\ipLAverageSnap", 304,
                           L"KrLAverageSnap::Execute( pJob )");
@@ -254,24 +248,21 @@ TYPED_TEST(AverageSnap, ReportsWhatItCannotDo) {
 }
 
 TYPED_TEST(AverageSnap, SurvivesAFailureOfTheBoard) {
-    typename TestFixture::TestBoard board;
-    const Current current(board);
-    TypeParam averager;
+    auto& board = this->mBoard;
     for (unsigned failAt : {0u, 1u, 2u, 3u})
         for (const std::size_t count : {1U, 2U}) {
-            board.frames = 0;
-            board.failAt = failAt;
             Job<typename TestFixture::Buffer> job(count);
-            typename TestFixture::Buffer out({5, 3});
-            EXPECT_TRUE(test::Thrown([&] { averager.Execute(&job, 5); }));
+            board.failAt = failAt;
+            board.frames = 0;
+            EXPECT_TRUE(test::Thrown([&] { this->mAverager->Execute(&job, 5); }));
             EXPECT_TRUE(job.HasItsOwn());
             EXPECT_FALSE(board.running);
             board.frames = 0;
-            EXPECT_TRUE(test::Thrown([&] { averager.Execute(&out, 5); }));
+            EXPECT_TRUE(test::Thrown([&] { this->mAverager->Execute(&this->mOut, 5); }));
             EXPECT_FALSE(board.running);
             board.failAt = 1000000;
-            this->RunImage(averager, board, 5);
-            this->RunJob(averager, board, count, 5);
+            this->RunImage(*this->mAverager, board, 5);
+            this->RunJob(*this->mAverager, board, count, 5);
         }
 }
 
