@@ -67,7 +67,6 @@ void Convert(Images i, const double* c) {
 
 double Converted(const double* px, const Context& x) {
     const double huge = std::numeric_limits<double>::max();
-    const auto limits = [&](double v, double lower, double upper) { return std::min(std::max(v, lower), upper); };
     Context::Extremes full{0, 255};
     if (x.types[0] == eDev16) full = {0, 65535};
     if (x.types[0] == eDev32) full = {-2147483648.0, 2147483647.0};
@@ -78,9 +77,9 @@ double Converted(const double* px, const Context& x) {
     if (x.c[0] == 0 && x.c[3] != 0) range = {x.c[1], x.c[2]};
     if (range.least > range.greatest && x.c[3] == 0) range = {0, 0};
     if (x.types[0] < eDev32Float)
-        range = {limits(std::trunc(range.least), full.least, full.greatest),
-                 limits(std::trunc(range.greatest), full.least, full.greatest)};
-    range = {limits(range.least, -huge, huge), limits(range.greatest, -huge, huge)};
+        range = {std::clamp(std::trunc(range.least), full.least, full.greatest),
+                 std::clamp(std::trunc(range.greatest), full.least, full.greatest)};
+    range = {std::clamp(range.least, -huge, huge), std::clamp(range.greatest, -huge, huge)};
     const double v = px[0], lower = range.least, upper = range.greatest;
     if (std::isnan(v) || v <= lower || upper == lower) return 0;
     if (v >= upper) return 255;
@@ -88,24 +87,6 @@ double Converted(const double* px, const Context& x) {
         return std::trunc(static_cast<float>(v - lower) * (1.0f / static_cast<float>(upper - lower)) * 255.0f);
     if (std::isfinite((upper - lower) * 255)) return std::trunc((v - lower) * 255 / (upper - lower));
     return std::trunc((v / 1024 - lower / 1024) * 255 / (upper / 1024 - lower / 1024));
-}
-
-KrMapLut1x8 MakeLut() {
-    KrMapLut1x8 lut;
-    KrTBuf1D<std::uint8_t> elems(256);
-    for (std::size_t i = 0; i < 256; ++i) elems[i] = static_cast<std::uint8_t>(i * i + 3);
-    lut.Write(elems);
-    lut.SetName(L"lut");
-    return lut;
-}
-KrMapLut88_8 MakePairLut() {
-    KrMapLut88_8 lut;
-    KrTBuf2D<std::uint8_t> elems(256, 256);  // column b of row a
-    for (std::size_t a = 0; a < 256; ++a)
-        for (std::size_t b = 0; b < 256; ++b) elems(b, a) = static_cast<std::uint8_t>(a * 5 + b * b);
-    lut.Write(elems);
-    lut.SetName(L"lut");
-    return lut;
 }
 
 using P = const double*;
@@ -162,8 +143,18 @@ const std::vector<OpCase> kRangeCases = {
 const std::vector<OpCase> kConvertCases = {
     {L"KrLConvertAOI::Execute( %s, %s)", 58, "11 41 71 81 a1", Convert, Converted, kConversions, true}};
 const std::vector<OpCase>& LutCases() {
-    static const KrMapLut1x8 lut = MakeLut();
-    static const KrMapLut88_8 pairLut = MakePairLut();
+    static KrMapLut1x8 lut;
+    static KrMapLut88_8 pairLut;
+    KrTBuf1D<std::uint8_t> elems(256);
+    KrTBuf2D<std::uint8_t> pairElems(256, 256);  // column b of row a
+    for (std::size_t a = 0; a < 256; ++a) {
+        elems[a] = static_cast<std::uint8_t>(a * a + 3);
+        for (std::size_t b = 0; b < 256; ++b) pairElems(b, a) = static_cast<std::uint8_t>(a * 5 + b * b);
+    }
+    lut.Write(elems);
+    lut.SetName(L"lut");
+    pairLut.Write(pairElems);
+    pairLut.SetName(L"lut");
     // clang-format off
     static const std::vector<OpCase> cases = {
         {L"MapLut8( %s, %s, %s )", 42, "11", [](I i, C) { KrLMapLut().MapLut8(i[0], i[1], &lut); },
