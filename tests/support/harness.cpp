@@ -340,15 +340,12 @@ struct Trial {
             if (memories[m] == expected[m]) continue;
             if (static_cast<int>(m) != dst.memory) return "a source has changed";
             for (std::size_t at = dst.offset % bytes; at + bytes <= memories[m].size(); at += bytes) {
-                const double got = Load(dst.type, memories[m].data() + at);
-                const double want = Load(dst.type, expected[m].data() + at);
+                const double got = Load(dst.type, &memories[m][at]), want = Load(dst.type, &expected[m][at]);
                 if (got == want || (std::isnan(got) && std::isnan(want))) continue;
-                const auto offset = static_cast<std::ptrdiff_t>(at) - static_cast<std::ptrdiff_t>(dst.offset);
-                const auto stride = static_cast<std::ptrdiff_t>(std::max(dst.stride, bytes));
                 std::ostringstream text;
                 text.precision(17);
-                text << "byte " << offset << " (row " << offset / stride << ", byte " << offset % stride << "): " << got
-                     << " instead of " << want;
+                text << "byte " << at << " is " << got << " instead of " << want << ", in an image from byte "
+                     << dst.offset << " with rows of " << dst.stride << " bytes";
                 return text.str();
             }
         }
@@ -472,11 +469,8 @@ bool Try(const OpCase& op, const std::vector<DeviceType>& types, const Layout& l
     const Memories expected = trial.Expected();
     std::string failure;
     try {
-        trial.Run();
-        failure = trial.Compare(expected);
-    } catch (KrException* error) {
-        failure = error->what();
-        delete error;
+        const auto error = Thrown([&] { trial.Run(); });
+        failure = error ? error->what() : trial.Compare(expected);
     } catch (const std::logic_error& error) {
         failure = error.what();
     }
