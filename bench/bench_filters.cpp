@@ -22,7 +22,7 @@ auto Kept(const Make& make) {
     };
 }
 
-// One pixel in ten is invalid, in patches.
+// Patches of invalid pixels.
 Image MakeMask(int side) {
     Image mask = MakeBuffer<KrBufferAOI8>(side);
     cv::Mat coarse(side / 16 + 1, side / 16 + 1, CV_8U), fine;
@@ -151,10 +151,6 @@ void Add(std::vector<Case>& cases, const char* name, const char* theirs, Arithme
 }
 
 // Blobs of foreground and background.
-struct Blobs {
-    Image source;
-    cv::Mat small;
-};
 template <class Buffer>
 Image MakeBlobs(int side) {
     Image image = MakeBuffer<Buffer>(side);
@@ -170,7 +166,7 @@ template <class Filter, class Buffer>
 void AddBinary(std::vector<Case>& cases, const char* name, const char* theirs, const Theirs& counter, Taps taps,
                const char* types) {
     const auto blobs = Kept(MakeBlobs<Buffer>);
-    Case c{name, {types}};
+    Case c{name, {types}, {}};
     c.ours = [=](const KrAOI* a, const KrAOI*, KrAOI* dst) {
         Filter().Execute({taps, taps}, blobs(a->AOIWidth()).aoi.get(), dst, nullptr, eIgnoreMask);
     };

@@ -90,7 +90,7 @@ void CheckLayouts(const Picture<T>& source, const Picture<T>& expected, const Ru
             ASSERT_EQ(inPlace, place.Memory()) << "in place";
 
             Canvas<T> src(source, form, 0, 0), dst(blank, Form::eView, 2, 1);
-            const auto written = dst.Expected(expected), read = src.Memory();
+            const auto written = dst.Expected(expected), read = src.Expected(source);
             run(src.AOI(), dst.AOI());
             ASSERT_EQ(written, dst.Memory()) << "into another image";
             ASSERT_EQ(read, src.Memory());
@@ -110,6 +110,7 @@ void ForEachType(const Check& check) {
 inline std::vector<std::int32_t> Weights(int taps) {
     Random random(static_cast<unsigned>(taps));
     std::vector<std::int32_t> weights;
+    weights.reserve(static_cast<std::size_t>(taps));
     for (int k = 0; k < taps; ++k) weights.push_back(static_cast<std::int32_t>(random() % 201) - 80);
     if (taps % 3 == 2) weights[0] = static_cast<std::int32_t>(0x80001234);
     return weights;

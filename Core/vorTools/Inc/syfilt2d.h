@@ -186,7 +186,8 @@ protected:                                                                      
 VORIP_SIZE_FILTER(KrTFilter2DGauss);
 // The line mean on all rows, then on all columns, likewise.
 VORIP_SIZE_FILTER(KrTFilter2DMeanSepXY);
-// The median of the window, the lower middle value for an even number of pixels that count.
+// The median of the window, the lower middle value for an even number of pixels that count. Here
+// and in the next two filters, NaN in the window gives any value.
 VORIP_SIZE_FILTER(KrTFilter2DMedian);
 // The least and the greatest value of the window.
 VORIP_SIZE_FILTER(KrTFilter2DErosion);
