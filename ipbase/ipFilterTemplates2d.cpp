@@ -61,6 +61,7 @@ void KrTFilter2D<T>::Filter(KrTBuf2D<T>& image, const KrTBuf2D<std::uint8_t>& ma
 template <class T>
 void KrTFilter2D<T>::PrepareFirstRow(const KrTBuf2D<T>& image) {
     const std::size_t kx = mKernel.Width(), ky = mKernel.Height(), above = ky / 2;
+    if (kx == 0 || ky == 0 || image.Width() == 0 || image.Height() == 0) return;
     mWorkRow = 0;
     mWork.Resize(image.Width() + kx - 1, ky);
     for (std::size_t r = 0; r < ky; ++r)
@@ -70,6 +71,8 @@ void KrTFilter2D<T>::PrepareFirstRow(const KrTBuf2D<T>& image) {
 template <class T>
 void KrTFilter2D<T>::AdvanceRow(const KrTBuf2D<T>& image) {
     const std::size_t kx = mKernel.Width(), ky = mKernel.Height(), above = ky / 2;
+    if (kx == 0 || ky == 0 || image.Width() == 0 || image.Height() == 0) return;
+    if (mWork.Height() != ky || mWork.Width() != image.Width() + kx - 1) return PrepareFirstRow(image);
     const std::size_t r = mWorkRow++ + ky;
     LoadWorkRow(image, r - std::min(r, above), kx / 2, kx - 1 - kx / 2, mWork.Row(r % ky));
 }
