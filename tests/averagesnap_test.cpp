@@ -143,11 +143,11 @@ protected:
     Buffer mOut{{5, 3}};
 
     void CheckImage(const Buffer& image, std::size_t i, unsigned n) {
-        for (int y = 0; y < image.AOIHeight(); ++y)
-            for (int x = 0; x < image.AOIWidth(); ++x) {
-                const T wanted = Average<T>([&](unsigned k) { return TestBoard::Frame(k, i, x, y); }, n);
-                ASSERT_EQ(image.GetRowPointer(y)[x], wanted) << n << " frames, image " << i << " at " << x << ", " << y;
-            }
+        Buffer wanted(image.AOISize());
+        test::Fill(wanted, [&](int x, int y) {
+            return Average<T>([&](unsigned k) { return TestBoard::Frame(k, i, x, y); }, n);
+        });
+        EXPECT_EQ(test::PixelsOf(image), test::PixelsOf(wanted)) << n << " frames, image " << i;
     }
     void RunImage(Averager& averager, TestBoard& board, unsigned short n) {
         board.frames = 0;

@@ -153,18 +153,15 @@ TEST(BestFit, IsTheSameOnEveryTarget) {
     std::mt19937 random(9);
     FillWith(src, [&](int, int) { return random() % 65536; });
     FillWith(mask, [&](int, int) { return random() % 128; });
-    std::vector<double> first;
-    std::vector<float> drawn;
+    std::vector<std::vector<double>> coefficients;
+    std::vector<std::vector<float>> drawn;
     test::ForEachTarget([&](std::int64_t) {
         Fit fit;
         fit.Run(&src, &dst, &mask, nullptr, eIgnoreMask, kAll);
-        const std::vector<double> found(fit.GetCoefficients(), fit.GetCoefficients() + kTerms);
-        if (first.empty()) {
-            first = found;
-            drawn = test::PixelsOf(dst);
-        }
-        EXPECT_EQ(found, first);
-        EXPECT_EQ(test::PixelsOf(dst), drawn);
+        coefficients.emplace_back(fit.GetCoefficients(), fit.GetCoefficients() + kTerms);
+        drawn.push_back(test::PixelsOf(dst));
+        EXPECT_EQ(coefficients.back(), coefficients.front());
+        EXPECT_EQ(drawn.back(), drawn.front());
     });
 }
 

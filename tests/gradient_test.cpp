@@ -45,16 +45,12 @@ void LineSums(int length, int n, bool back, bool fromFarEnd, const Get& step, co
 }
 
 template <class S>
-void RowSums(const Plane<S>& steps, int n, bool back, Plane<S>& sums) {
-    for (int y = 0; y < steps.h; ++y)
-        LineSums<S>(
-            steps.w, n, back, back, [&](int x) { return steps.At(x, y); }, [&](int x, S s) { sums(x, y) += s; });
-}
-template <class S>
-void ColumnSums(const Plane<S>& steps, int n, bool back, Plane<S>& sums) {
-    for (int x = 0; x < steps.w; ++x)
-        LineSums<S>(
-            steps.h, n, back, false, [&](int y) { return steps.At(x, y); }, [&](int y, S s) { sums(x, y) += s; });
+void Sums(const Plane<S>& steps, bool columns, int n, bool back, Plane<S>& sums) {
+    for (int line = 0; line < (columns ? steps.w : steps.h); ++line) {
+        const auto step = [&](int i) { return columns ? steps.At(line, i) : steps.At(i, line); };
+        const auto add = [&](int i, S s) { (columns ? sums(line, i) : sums(i, line)) += s; };
+        LineSums<S>(columns ? steps.h : steps.w, n, back, back && !columns, step, add);
+    }
 }
 
 // fill: of the border. Bytes and doubles wrap their steps.
@@ -73,8 +69,8 @@ Plane<S> Literal(const Plane<T>& src, int dx, int dy, S fill) {
             along(x, y) = step(src.At(x, y), src.At(x + 1, y));
             down(x, y) = step(src.At(x, y), src.At(x, y + 1));
         }
-    if (dx != 0) RowSums(along, std::abs(dx), dx < 0, horizontal);
-    if (dy != 0) ColumnSums(down, std::abs(dy), dy < 0, vertical);
+    if (dx != 0) Sums(along, false, std::abs(dx), dx < 0, horizontal);
+    if (dy != 0) Sums(down, true, std::abs(dy), dy < 0, vertical);
     for (std::size_t i = 0; i < g.v.size(); ++i) horizontal.v[i] += vertical.v[i];
     for (int y = 0; y < h; ++y)
         for (int x = 0; x < w; ++x) {
@@ -196,7 +192,7 @@ struct Open : Base {
                 const bool back = kind & 1, columns = kind & 2;
                 Plane<S> expected{w, h};
                 std::fill(expected.v.begin(), expected.v.end(), S{4});
-                columns ? ColumnSums(values, n, back, expected) : RowSums(values, n, back, expected);
+                Sums(values, columns, n, back, expected);
                 Sum sums({w, h});
                 test::Fill(sums, [](int, int) { return 4; });
                 const test::DirectAccess access(n != 2);

@@ -239,19 +239,13 @@ TEST(Frame, RegistersTheModule) {
     EXPECT_TRUE(versions().empty());
 }
 
-TEST(Frame, SwitchesTurnOnAndOff) {
+TEST(Frame, AccelerationTurnsOnAndOff) {
     using Info = KrIPAccelerationInfo;
     EXPECT_EQ(0, Info::HasToUseCPUSpecificAcceleration());
     Info::EnableCPUSpecificAcceleration();
     EXPECT_EQ(1, Info::HasToUseCPUSpecificAcceleration());
     Info::DisableCPUSpecificAcceleration();
     EXPECT_EQ(0, Info::HasToUseCPUSpecificAcceleration());
-    EXPECT_EQ(1, Info::HasToUseDirectMemoryAccess());
-    {
-        const DirectAccess access(false);
-        EXPECT_EQ(0, Info::HasToUseDirectMemoryAccess());
-    }
-    EXPECT_EQ(1, Info::HasToUseDirectMemoryAccess());
 }
 
 TEST(Tables, ElementsAndRegistry) {
