@@ -239,15 +239,6 @@ TEST(Frame, RegistersTheModule) {
     EXPECT_TRUE(versions().empty());
 }
 
-TEST(Frame, AccelerationTurnsOnAndOff) {
-    using Info = KrIPAccelerationInfo;
-    EXPECT_EQ(0, Info::HasToUseCPUSpecificAcceleration());
-    Info::EnableCPUSpecificAcceleration();
-    EXPECT_EQ(1, Info::HasToUseCPUSpecificAcceleration());
-    Info::DisableCPUSpecificAcceleration();
-    EXPECT_EQ(0, Info::HasToUseCPUSpecificAcceleration());
-}
-
 TEST(Tables, ElementsAndRegistry) {
     KrMapLut1x8 lut;
     EXPECT_EQ(200, lut.GetElem(200));

@@ -12,11 +12,6 @@
 namespace {
 
 using namespace test;
-using P = const double*;
-using X = const Context&;
-using I = Images;
-using C = const double*;
-
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 constexpr double kInf = std::numeric_limits<double>::infinity();
 

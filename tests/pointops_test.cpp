@@ -103,10 +103,6 @@ void DoublesMinus(Images i, const double* c) {
 KrLArithmetic arith;
 
 const std::vector<OpCase>& Cases() {
-    using P = const double*;
-    using X = const Context&;
-    using I = Images;
-    using C = const double*;
     static const std::string pairs = "111 114 144 414 444", constants = "11 14 41 44";
     // clang-format off
     static const std::vector<OpCase> cases = {
@@ -185,7 +181,7 @@ TEST(PointOps, TargetsHaveTheirOwnRows) {
 void CheckProducts(DeviceType from, double c) {
     const int height = from == eDev8 ? 1 : 256;
     GuardedImage src(from, 256, height, 1);
-    for (int a = 0; a < 256 * height; ++a) src.Set(a % 256, a / 256, a);
+    src.Fill([](int x, int y) { return 256 * y + x; });
     for (const DeviceType to : {eDev8, eDev16}) {
         const GuardedImage dst(to, 256, height, 2);
         for (const bool clip : {true, false}) {

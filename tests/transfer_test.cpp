@@ -37,7 +37,7 @@ std::uint32_t Move(std::uint32_t field, double shift) {
 }
 struct Bits {
     std::uint32_t moved, field, old;
-    Bits(const double* px, const Context& x) {
+    Bits(P px, X x) {
         const auto mask = static_cast<std::uint32_t>(static_cast<std::int64_t>(x.c[0]));
         moved = Move(static_cast<std::uint32_t>(px[0]) & mask, x.c[1]);
         field = Move(mask, x.c[1]);
@@ -65,7 +65,7 @@ void Convert(Images i, const double* c) {
     KrLConvertAOI().Execute(i[0], i[1], static_cast<KrLConvertAOI::ConversionMode>(static_cast<int>(c[0])));
 }
 
-double Converted(const double* px, const Context& x) {
+double Converted(P px, X x) {
     const double huge = std::numeric_limits<double>::max();
     Context::Extremes full{0, 255};
     if (x.types[0] == eDev16) full = {0, 65535};
@@ -88,11 +88,6 @@ double Converted(const double* px, const Context& x) {
     if (std::isfinite((upper - lower) * 255)) return std::trunc((v - lower) * 255 / (upper - lower));
     return std::trunc((v / 1024 - lower / 1024) * 255 / (upper / 1024 - lower / 1024));
 }
-
-using P = const double*;
-using X = const Context&;
-using I = Images;
-using C = const double*;
 
 const std::vector<OpCase>& TransferCases() {
     // clang-format off
@@ -200,8 +195,7 @@ TEST(Transfer, CopyZoomReduces) {
                     GuardedImage dst(type, s[2], s[3], 6, form & 2 ? Form::eRowless : Form::eView);
                     GuardedImage want(type, s[2], s[3], 6);
                     transfer.CopyZoom(src.image.get(), dst.image.get(), averaging);
-                    for (int y = 0; y < s[3]; ++y)
-                        for (int x = 0; x < s[2]; ++x) want.Set(x, y, ZoomedPixel(src, want, x, y, averaging));
+                    want.Fill([&](int x, int y) { return ZoomedPixel(src, want, x, y, averaging); });
                     ASSERT_EQ(want.memory, dst.memory) << type << ' ' << s[0] << " to " << s[2] << ' ' << averaging;
                 }
 }
@@ -227,8 +221,8 @@ TEST(Transfer, Exchange) {
             GuardedImage a(type, 70, 4, 1, form & 1 ? Form::eRowless : Form::eView), wantA(type, 70, 4, 1);
             GuardedImage b(type, 67, 6, 2, form & 2 ? Form::eRowless : Form::eView), wantB(type, 67, 6, 2);
             transfer.Exchange(a.image.get(), b.image.get());
-            for (int y = 0; y < 4; ++y)
-                for (int x = 0; x < 67; ++x) {
+            for (int x = 0; x < 67; ++x)
+                for (int y = 0; y < 4; ++y) {
                     const double v = wantA.Get(x, y);
                     wantA.Set(x, y, wantB.Get(x, y));
                     wantB.Set(x, y, v);

@@ -6,8 +6,6 @@
 #include <random>
 
 #include "ipbase/ipLUnwrap.h"
-#include "ipbase/ipUnwrapBoundaries.h"
-#include "ipbase/ipUnwrapGrowth.h"
 #include "tests/support/harness.h"
 #include "tests/support/literal_unwrap.h"
 
@@ -116,42 +114,6 @@ TEST(Unwrap, JoinsStripsOfACleanRampWithoutAStep) {
             for (int x = 0; x < 151; ++x)
                 ASSERT_EQ(scene.At(x, 20), slope > 0 ? x * slope : (x - 150) * slope) << strip << " " << slope;
         }
-}
-
-TEST(Unwrap, GrowsOverSmallStepsOnly) {
-    const struct {
-        std::uint8_t first, second;
-        std::size_t areas;
-        std::uint16_t unwrapped;
-    } cases[] = {{10, 74, 1, 74},  {74, 10, 1, 10}, {10, 75, 2, 75},     {250, 3, 1, 259},
-                 {0, 192, 2, 192}, {192, 0, 2, 0},  {0, 193, 1, 0xFFC1}, {193, 0, 1, 256}};
-    for (const auto& c : cases) {
-        UnwrapPlanes planes;
-        planes.Resize(2, 1);
-        const std::size_t first = planes.Row(0);
-        planes.quality[first] = planes.quality[first + 1] = 9;
-        planes.phase[first] = c.first;
-        planes.phase[first + 1] = c.second;
-        EXPECT_EQ(GrowUnwrapAreas(planes, 0, {}).areas.size(), c.areas) << int{c.first} << " " << int{c.second};
-        EXPECT_EQ(planes.phase[first + 1], c.unwrapped);
-    }
-}
-
-TEST(Unwrap, WeighsPairsAndConnections) {
-    const struct {
-        int phase1, phase2, order;
-        unsigned quality;
-    } pairs[] = {{7, 7, 0, 1},       {0, 129, 1, 196}, {0, 128, 0, 200},
-                 {0, -128, -1, 196}, {0, 256, 1, 1},   {300, 20, -1, 7}};
-    for (const auto& p : pairs) {
-        const auto pair =
-            CalcOrderQual(static_cast<std::uint16_t>(p.phase1), 200, static_cast<std::uint16_t>(p.phase2), 255);
-        EXPECT_EQ(pair.order, p.order) << p.phase1 << " " << p.phase2;
-        EXPECT_EQ(pair.quality, p.quality) << p.phase1 << " " << p.phase2;
-    }
-    EXPECT_FLOAT_EQ(CalcConnectionQuality(3, 1000, 6), 30);
-    EXPECT_FLOAT_EQ(CalcConnectionQuality(16, 1000, -4), 62.5);
-    EXPECT_EQ(CalcConnectionQuality(20, 1000, 30), 0);
 }
 
 TEST(Unwrap, MovesAndDeletesWholeComponents) {

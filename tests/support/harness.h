@@ -66,6 +66,11 @@ struct GuardedImage {
     std::unique_ptr<KrAOI> View(int dx = 0, int dy = 0);
     double Get(int x, int y = 0) const { return Load(place.type, &memory[Offset(x, y)]); }
     void Set(int x, int y, double value) { Store(place.type, &memory[Offset(x, y)], value); }
+    template <class F>
+    void Fill(const F& value) {
+        for (int y = 0; y < place.cy; ++y)
+            for (int x = 0; x < place.cx; ++x) Set(x, y, value(x, y));
+    }
 
 private:
     std::size_t Offset(int x, int y) const;
@@ -99,6 +104,11 @@ struct Context {
 // Pixels of the images in argument order, the old destination last; returns the new destination.
 using Formula = double (*)(const double* px, const Context& context);
 using Images = KrAOI* const*;
+// Short names for the rows of tables: pixels, context, images, constants.
+using P = const double*;
+using X = const Context&;
+using I = Images;
+using C = const double*;
 
 struct OpCase {
     const wchar_t* format;  // of its error, as in the catalogue; null for a typed operation, which has no error
