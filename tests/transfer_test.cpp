@@ -237,8 +237,7 @@ TEST(Transfer, Exchange) {
 enum Kind { eBuffer, eView, eRowless };
 struct Side {
     Kind kind;
-    int buffer;
-    short x, y;
+    int buffer, margin;
 };
 struct Way {
     Side src, dst;
@@ -246,35 +245,34 @@ struct Way {
 };
 // clang-format off
 const Way kWays[] = {
-    {{eBuffer, 0, 0, 0}, {eBuffer, 1, 0, 0}},         // whole buffers
-    {{eBuffer, 0, 0, 0}, {eBuffer, 0, 0, 0}},         // in place
-    {{eBuffer, 0, 0, 0}, {eView, 1, 1, 1}},
-    {{eBuffer, 0, 2, 2}, {eBuffer, 1, 1, 1}},         // parts of buffers
-    {{eBuffer, 0, 2, 2}, {eBuffer, 0, 2, 2}},
-    {{eRowless, 0, 2, 2}, {eRowless, 1, 1, 1}},
-    {{eRowless, 0, 2, 2}, {eRowless, 0, 2, 2}},
-    {{eBuffer, 0, 2, 2}, {eBuffer, 1, 1, 1}, 2, -1},  // sizes differ
-    {{eBuffer, 0, 2, 2}, {eView, 0, 3, 3}},           // overlapping views, the destination behind
-    {{eBuffer, 0, 2, 2}, {eView, 0, 1, 0}},           // and before
+    {{eBuffer, 0, 0}, {eBuffer, 1, 0}},         // whole buffers
+    {{eBuffer, 0, 0}, {eBuffer, 0, 0}},         // in place
+    {{eBuffer, 0, 0}, {eView, 1, 1}},
+    {{eBuffer, 0, 2}, {eBuffer, 1, 1}},         // parts of buffers
+    {{eBuffer, 0, 2}, {eBuffer, 0, 2}},
+    {{eRowless, 0, 2}, {eRowless, 1, 1}},
+    {{eRowless, 0, 2}, {eRowless, 0, 2}},
+    {{eBuffer, 0, 2}, {eBuffer, 1, 1}, 2, -1},  // sizes differ
+    {{eBuffer, 0, 2}, {eView, 0, 3}},           // overlapping views, the destination behind
+    {{eBuffer, 0, 2}, {eView, 0, 1}},           // and before
 };
 // clang-format on
 
 template <class Buffer>
 bool ShiftsRight(const Way& way, int cx, int cy, int dx, int dy) {
     using T = typename Buffer::Pixel;
-    const auto rect = [](const Side& side, int width, int height) -> KrTRectangle<short> {
-        return {side.x, side.y, static_cast<short>(width), static_cast<short>(std::max(0, height))};
+    const auto rect = [](int margin, int width, int height) -> KrTRectangle<short> {
+        const auto origin = static_cast<short>(margin);
+        return {origin, origin, static_cast<short>(width), static_cast<short>(height)};
     };
-    const KrTRectangle<short> from = rect(way.src, cx, cy), to = rect(way.dst, cx + way.wider, cy + way.higher);
-    Buffer buffers[2];
+    const int inMargin = way.src.margin, outMargin = way.dst.margin;
+    const KrTRectangle<short> from = rect(inMargin, cx, cy);
+    const KrTRectangle<short> to = rect(outMargin, cx + way.wider, std::max(0, cy + way.higher));
+    Buffer buffers[] = {Buffer(rect(0, cx + 2 * inMargin, cy + 2 * inMargin).size),
+                        Buffer(rect(0, to.size.cx + 2 * outMargin, to.size.cy + 2 * outMargin).size)};
     std::vector<std::unique_ptr<KrAOI>> owned;
     Random random(1);
-    for (int i : {0, 1}) {
-        const KrTRectangle<short>& r = i == 0 ? from : to;
-        buffers[i].Resize(
-            {static_cast<short>(r.size.cx + 2 * r.origin.x), static_cast<short>(r.size.cy + 2 * r.origin.y)});
-        Fill(buffers[i], [&](int, int) { return random() % (i == 0 ? 250 : 99); });
-    }
+    for (Buffer& buffer : buffers) Fill(buffer, [&](int, int) { return random() % 250; });
     const auto image = [&](const Side& side, const KrTRectangle<short>& r) -> KrAOI* {
         Buffer& buffer = buffers[side.buffer];
         KrTAOI<T> view(buffer, r);
