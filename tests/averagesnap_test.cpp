@@ -74,10 +74,10 @@ public:
     KrAOI* CreateAOI(unsigned short slot) override {
         ++created;
         switch (supply) {
-            case Supply::eView: return &views[slot - 1];
+            case Supply::eView: return &mViews[slot - 1];
             case Supply::eBuffer: return &buffers[slot - 1];
-            case Supply::eSmallView: return &small;
-            case Supply::eOtherType: return &other;
+            case Supply::eSmallView: return &mSmall;
+            case Supply::eOtherType: return &mOther;
             default: return nullptr;
         }
     }
@@ -108,10 +108,11 @@ private:
         previous = images;
         used.insert(used.end(), images.begin(), images.end());
     }
-    Buffer memory[2] = {Buffer({12, 12}), Buffer({12, 12})};
-    AOI views[2] = {{memory[0], {2, 3, 9, 7}}, {memory[1], {1, 1, 9, 7}}};
-    AOI small{memory[0], {0, 0, 2, 2}};
-    KrBufferAOI32Float other{{9, 9}};
+
+    Buffer mMemory[2] = {Buffer({12, 12}), Buffer({12, 12})};
+    AOI mViews[2] = {{mMemory[0], {2, 3, 9, 7}}, {mMemory[1], {1, 1, 9, 7}}};
+    AOI mSmall{mMemory[0], {0, 0, 2, 2}};
+    KrBufferAOI32Float mOther{{9, 9}};
 };
 
 // The board is the current one for the lifetime of the object.

@@ -2,7 +2,9 @@
 #include <gtest/gtest.h>
 #include <hwy/highway.h>
 
+#include <algorithm>
 #include <cmath>
+#include <iterator>
 #include <limits>
 #include <set>
 #include <tuple>
@@ -86,7 +88,7 @@ std::vector<std::vector<double>> Scalars() {
     Random random(3);
     for (int i = 0; i < 12; ++i) list.push_back(random.Uniform(-400, 400) * (i % 3 ? 1 : 500));
     std::vector<std::vector<double>> all;
-    for (const double c : list) all.push_back({c});
+    std::transform(list.begin(), list.end(), std::back_inserter(all), [](double c) { return std::vector{c}; });
     return all;
 }
 
