@@ -29,7 +29,6 @@ inline void WrapMask(std::uint8_t* mask, std::size_t count, std::size_t left, st
 inline std::size_t PaddingOf(const LineWindow& window) { return window.taps - 1; }
 
 // One row from the rows of its window samples. Windows without taps have no result; medians are computed otherwise.
-// medians are computed otherwise.
 template <class T>
 void RunWindow(const LineWindow& window, T* dst, const T* const* taps, std::size_t count) {
     const rows::WindowRows& table = rows::GetWindowRows();

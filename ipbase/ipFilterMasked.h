@@ -82,7 +82,7 @@ template <class T>
 void FilterLinesMasked(const LineWindow& rows, const LineWindow& columns, Extent size, RowReader<T>& reader,
                        RowWriter<T>& writer, const KrTBuf2D<std::uint8_t>& mask);
 
-// One line, of which `valid` has 1 for valid samples. Invalid ones get values, too.
+// One line, of which `mask` is below 64 for valid samples. Invalid ones get values, too.
 template <class T>
 class MaskedLine {
 public:

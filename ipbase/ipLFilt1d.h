@@ -70,8 +70,8 @@ protected:
     virtual void Execute8(const KrAOI8* src, KrAOI8* dst, EDir dir);
     // For derived classes: one line of `count` samples; steps from one sample to the next in bytes. Execute8 computes
     // the same with whole rows at a time.
-    virtual void FilterLine8(const unsigned char* src, unsigned char* dst, std::uint32_t srcStep, std::uint32_t dstStep,
-                             std::uint32_t count);
+    void FilterLine8(const unsigned char* src, unsigned char* dst, std::uint32_t srcStep, std::uint32_t dstStep,
+                     std::uint32_t count);
 
 private:
     KrTBuf1D<std::int32_t> mKernel;
@@ -94,7 +94,7 @@ protected:
     virtual void Execute8(const KrAOI8* src, KrAOI8* dst, unsigned short order, EDir dir);
     // Turns length + passes values into `length` sums of passes + 1 neighbours with binomial weights, in place, divided
     // by 2^passes.
-    virtual void Filter(std::uint32_t* buffer, std::uint32_t length, std::uint32_t passes);
+    void Filter(std::uint32_t* buffer, std::uint32_t length, std::uint32_t passes);
 };
 
 }  // namespace KrN

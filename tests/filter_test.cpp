@@ -196,6 +196,40 @@ TEST(SpecialFilters, EqualPlainLoops) {
     });
 }
 
+// Where sums and what rounds them are at the limits of 8, 16 and 32 bits.
+TEST(LineFilters, SumsAtTheLimits) {
+    const struct {
+        KrTBuf1D<std::int32_t> kernel;
+        std::int32_t divisor;
+    } cases[] = {{{10000, 12766, 10000}, 1 << 17},
+                 {{10000, 12766, 10000}, 1 << 18},
+                 {{10000, 12766, 10000}, 1 << 19},
+                 {{10000, 12766, 10000}, 1 << 30},
+                 {{-10000, -22766}, 1 << 20},
+                 {{1, 2, 253}, 256},
+                 {{128, 129}, 1},
+                 {{16384, 16383}, 32767},
+                 {{40000}, 40000},
+                 {{-16383, 16384}, 1},
+                 {{1, 2, 3}, 8}};
+    const auto check = [](auto image, const auto& c, int value) {
+        using T = typename decltype(image)::Pixel;
+        std::int64_t sum = 0;
+        for (std::size_t k = 0; k < c.kernel.Size(); ++k)
+            sum +=
+                static_cast<std::int32_t>(static_cast<std::uint32_t>(c.kernel[k]) * static_cast<std::uint32_t>(value));
+        for (short x = 0; x < image.AOIWidth(); ++x) image.WritePixel({x, 0}, static_cast<T>(value));
+        KrFilterHorizontal().Execute(c.kernel, c.divisor, &image, nullptr);
+        const auto wanted = static_cast<T>(std::llround(static_cast<double>(sum) * (1.0 / c.divisor)));
+        for (short x = 0; x < image.AOIWidth(); ++x)
+            ASSERT_EQ(wanted, image.ReadPixel({x, 0})) << "divisor " << c.divisor << ", column " << x;
+    };
+    for (const auto& c : cases) {
+        check(KrBufferAOI8({150, 1}), c, 255);
+        check(KrBufferAOI16({150, 1}), c, 65535);
+    }
+}
+
 TEST(SpecialFilters, LinesAndProperties) {
     OneLine filter;
     EXPECT_FALSE(filter.IsKernelSet());

@@ -131,7 +131,8 @@ struct Weights {
             symmetric = symmetric && at[k] == at[count - 1 - k];
         }
         int exponent = 0;
-        if (std::frexp(scale, &exponent) == 0.5 && exponent <= 1 && exponent > -30) shift = 1 - exponent;
+        constexpr int most = 18;  // beyond, the half that rounds does not fit beside the largest sum
+        if (std::frexp(scale, &exponent) == 0.5 && exponent <= 1 && exponent > -most) shift = 1 - exponent;
     }
     i32 Half() const { return shift > 0 ? 1 << (shift - 1) : 0; }
     bool FitIn16Bits() const { return shift >= 0 && sum == magnitude && magnitude * 255 + Half() < 65536; }
