@@ -49,6 +49,7 @@ class Board : public KrBoard {
 public:
     using T = typename Buffer::Pixel;
     using AOI = KrTAOI<T>;
+    using View = std::conditional_t<sizeof(T) == 1, KrAOI8, KrAOI16>;
 
     static T Frame(unsigned k, std::size_t i, int x, int y) {
         const unsigned v = k * 37 + static_cast<unsigned>(i) * 11 + static_cast<unsigned>(x * 5 + y * 71);
@@ -110,8 +111,8 @@ private:
     }
 
     Buffer mMemory[2] = {Buffer({12, 12}), Buffer({12, 12})};
-    AOI mViews[2] = {{mMemory[0], {2, 3, 9, 7}}, {mMemory[1], {1, 1, 9, 7}}};
-    AOI mSmall{mMemory[0], {0, 0, 2, 2}};
+    View mViews[2] = {{mMemory[0], {2, 3, 9, 7}}, {mMemory[1], {1, 1, 9, 7}}};
+    View mSmall{mMemory[0], {0, 0, 2, 2}};
     KrBufferAOI32Float mOther{{9, 9}};
 };
 

@@ -158,7 +158,8 @@ TEST(ImageFilters, EqualPlainLoops) {
                         const int mx = maskForm == 2 ? size.cx + 3 : maskForm == 3 ? (size.cx + 1) / 2 : size.cx;
                         const int my = maskForm == 2 ? size.cy + 1 : maskForm == 3 ? (size.cy + 1) / 2 : size.cy;
                         auto maskPicture = RandomPicture<std::uint8_t>(mx, my, random);
-                        for (std::uint8_t& value : maskPicture.pixels) value = static_cast<std::uint8_t>(random() % 4 ? value % 64 : 64);
+                        for (std::uint8_t& value : maskPicture.pixels)
+                            value = static_cast<std::uint8_t>(random() % 4 ? value % 64 : 64);
                         Bytes fitted;
                         for (int y = 0; y < size.cy; ++y)
                             for (int x = 0; x < size.cx; ++x)
