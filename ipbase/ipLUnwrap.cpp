@@ -4,11 +4,11 @@
 #include <array>
 #include <utility>
 
-#include "ipbase/ipLRange.h"
 #include "ipbase/ipLTrans.h"
 #include "ipbase/ipUnwrapBoundaries.h"
 #include "ipbase/ipUnwrapForest.h"
 #include "ipbase/ipUnwrapGrowth.h"
+#include "ipbase/ipUnwrapInfo.h"
 #include "ipbase/ipUnwrapJoin.h"
 
 namespace KrN {
@@ -65,7 +65,6 @@ struct KrLUnWrap::State {
     void ShowPhaseImage();
     void DelTreeAreas(const std::vector<std::uint32_t>& treeAreas);
     void CheckResult(const KrAOI* result, const KrAOI* resultMask, std::uint32_t line) const;
-    void DescribeResult(KrAOI& result, double scale) const;
 
     // Plane index of a pixel with a result, or 0 (a spare pixel) when there is none at these coordinates.
     std::size_t ValidPixel(int x, int y) const {
@@ -162,19 +161,6 @@ void KrLUnWrap::State::CheckResult(const KrAOI* result, const KrAOI* resultMask,
     Require(result && resultMask, line, kMissing);
     Require(target && result->AOISize() == target->AOISize(), line, kTargetSize);
     Require(resultMask->AOISize() == targetMask->AOISize(), line + 4, kMaskSize);
-}
-
-void KrLUnWrap::State::DescribeResult(KrAOI& result, double scale) const {
-    if (!result.GetAOIInfo()) result.AdoptAOIInfo(std::make_unique<KrAOIInfo>());
-    KrAOIInfo described = info;
-    described.name.SPrintf(L"Unwrapped %s", info.name.IsEmpty() ? KrString(L"phase") : info.name);
-    described.valueOffset = 0.0;
-    described.valueScale = scale;
-    described.range = described.fullRange = KrLGreyScaleRange().Scan(&result, {1, 1});
-    described.rangeValid = true;
-    described.factor3 = described.factor4 = 1.0;
-    described.text = L"";
-    *result.GetAOIInfo() = described;
 }
 
 KrLUnWrap::KrLUnWrap() : mState(std::make_unique<State>()) {}
@@ -285,7 +271,7 @@ void KrLUnWrap::GetResult(KrAOI16* result, KrAOI8* resultMask) {
     s.CheckResult(result, resultMask, 1299);
     s.transfer.Copy(s.targetMask, resultMask);
     s.transfer.Copy(s.target, result);
-    s.DescribeResult(*result, s.info.valueScale / 255.0);
+    DescribeUnwrapped(*result, s.info, s.info.valueScale / 255.0);
 }
 
 void KrLUnWrap::GetResult(KrAOI32Float* result, KrAOI8* resultMask) {
@@ -302,7 +288,7 @@ void KrLUnWrap::GetResult(KrAOI32Float* result, KrAOI8* resultMask) {
         for (std::size_t x = 0; x < phases.Size(); ++x) phases[x] = static_cast<float>(scale * values[x] + offset);
         result->WriteRow(y, Columns(width), phases);
     }
-    s.DescribeResult(*result, 1.0);
+    DescribeUnwrapped(*result, s.info, 1.0);
 }
 
 std::uint32_t KrLUnWrap::GetComponentCount() const { return static_cast<std::uint32_t>(mState->forest.Roots().size()); }

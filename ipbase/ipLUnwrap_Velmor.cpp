@@ -7,10 +7,10 @@
 #include <limits>
 
 #include "ipbase/ipLArith.h"
-#include "ipbase/ipLRange.h"
 #include "ipbase/ipReliabilityGroups.h"
 #include "ipbase/ipRows.h"
 #include "ipbase/ipScalar.h"
+#include "ipbase/ipUnwrapInfo.h"
 
 namespace KrN {
 namespace {
@@ -179,19 +179,6 @@ void KrLUnWrap_Velmor::CheckResult(const KrAOI* result, const KrAOI* resultMask,
     Require(resultMask->AOISize() == mMask.AOISize(), line + 4, kMaskSize);
 }
 
-void KrLUnWrap_Velmor::DescribeResult(KrAOI& result, double scale) const {
-    if (!result.GetAOIInfo()) result.AdoptAOIInfo(std::make_unique<KrAOIInfo>());
-    KrAOIInfo described = mInfo;
-    described.name.SPrintf(L"Unwrapped %s", mInfo.name.IsEmpty() ? KrString(L"phase") : mInfo.name);
-    described.valueOffset = 0.0;
-    described.valueScale = scale;
-    described.range = described.fullRange = KrLGreyScaleRange().Scan(&result, {1, 1});
-    described.rangeValid = true;
-    described.factor3 = described.factor4 = 1.0;
-    described.text = L"";
-    *result.GetAOIInfo() = described;
-}
-
 void KrLUnWrap_Velmor::GetResult2(KrAOI16* result, KrAOI8* resultMask) {
     CheckResult(result, resultMask, 1043);
     double least = std::numeric_limits<double>::max();
@@ -215,7 +202,7 @@ void KrLUnWrap_Velmor::GetResult2(KrAOI16* result, KrAOI8* resultMask) {
     mTransfer.Copy(&mMask, resultMask);
     WalkRows<decltype(dropLeast), std::uint8_t, std::uint8_t, float>(Access::eTyped, dropLeast, resultMask, &mMask,
                                                                      &mUnwrapped);
-    DescribeResult(*result, mInfo.valueScale / 255.0);
+    DescribeUnwrapped(*result, mInfo, mInfo.valueScale / 255.0);
 }
 
 void KrLUnWrap_Velmor::GetResult(KrAOI16* result, KrAOI8* resultMask) {
@@ -226,7 +213,7 @@ void KrLUnWrap_Velmor::GetResult(KrAOI16* result, KrAOI8* resultMask) {
     };
     mTransfer.Copy(&mMask, resultMask);
     WalkRows<decltype(convert), std::uint16_t, float>(Access::eTyped, convert, result, &mUnwrapped);
-    DescribeResult(*result, mInfo.valueScale / 255.0);
+    DescribeUnwrapped(*result, mInfo, mInfo.valueScale / 255.0);
 }
 
 void KrLUnWrap_Velmor::GetResult(KrAOI8*, KrAOI8*) { throw new KrNotImplementedException(kFile, 894, L"GetResult"); }
@@ -237,7 +224,7 @@ void KrLUnWrap_Velmor::GetResult(KrAOI32Float* result, KrAOI8* resultMask) {
     mTransfer.Copy(&mMask, resultMask);
     mTransfer.Copy(&mUnwrapped, result);
     if (scale != 1.0) KrLArithmetic().MultiplyModulo(result, scale, result);
-    DescribeResult(*result, 1.0);
+    DescribeUnwrapped(*result, mInfo, 1.0);
 }
 
 }  // namespace KrN

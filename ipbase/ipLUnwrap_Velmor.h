@@ -69,7 +69,6 @@ protected:
 
 private:
     void CheckResult(const KrAOI* result, const KrAOI* resultMask, std::uint32_t line) const;
-    void DescribeResult(KrAOI& result, double scale) const;
 
     KrLTransfer mTransfer;
     KrAOIInfo mInfo;
