@@ -20,7 +20,9 @@ public:
     // Of pixels in memory that are their own destination; `kept` is 1.
     RowReader(const T* pixels, std::size_t width) : mFirst(pixels), mIncrement(width * sizeof(T)) {}
     explicit RowReader(const KrTBuf2D<T>& image) : RowReader(image.Row(0), image.Width()) {}
-    // Rows are asked for in ascending order, or again while they are kept.
+    // The rows are those of the source itself.
+    bool IsDirect() const { return mFirst != nullptr; }
+    // Rows are asked for in ascending order, or again while they are kept; those of the source itself in any order.
     const T* Row(std::size_t y) {
         if (mFirst) return reinterpret_cast<const T*>(reinterpret_cast<const char*>(mFirst) + y * mIncrement);
         while (mNext <= y) Fetch();

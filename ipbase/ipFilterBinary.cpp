@@ -1,125 +1,108 @@
 #include "imagemodel/krexception.h"
 #include "ipbase/ipFilterBlock.h"
-#include "ipbase/ipFilterColumns.h"
+#include "ipbase/rows/ipEdgeRows.h"
 
-// Edges of a foreground. The windows in which an edge fills samples are one maximum over bytes that mark the edges.
+// Both passes give the pixels that they fill the same value, so that bits tell all about them but the value of others.
 namespace KrN {
 
 namespace {
 
-using Byte = std::uint8_t;
+using rows::BitWords;
+using rows::u64;
 
-// The mark of an edge stands where the samples begin that it fills, which may be up to `reach - 1` samples before the
-// line. Sample i is filled when one of the marks from i - (reach - 1) to i is set.
-LineWindow FillWindow(std::uint32_t reach) { return {WindowKind::eMaximum, reach, 0, KrTBuf1D<std::int32_t>(), 1.0}; }
-
-// Filled along the rows.
+// The rows of a source as bits; the last `kept` ones are at hand.
 template <class T>
-class FilledRows {
+class EdgeBits {
 public:
-    FilledRows(const EdgeFill<T>& fill, std::uint32_t reach, Extent size, RowReader<T>& reader, std::size_t kept,
-               bool grounds)
+    EdgeBits(const EdgeFill<T>& fill, std::uint32_t reach, Extent size, RowReader<T>& reader, std::size_t kept)
         : mFill(fill),
-          mReach(static_cast<std::uint32_t>(std::min<std::size_t>(reach, size.width))),
-          mSize(size),
+          mReach(std::min<std::size_t>(reach, size.width)),
+          mWidth(size.width),
           mReader(reader),
-          mRows(size.width, std::min(kept, size.height)),
-          mGrounds(size.width, grounds ? mRows.Height() : 0),
-          mPadded(size.width + 2),
-          mGround(size.width + 2 * mReach),
-          mMarks(size.width),
-          mWindow(FillWindow(std::max(mReach, 1u)), size.width) {}
-    const T* Row(std::size_t y) { return mRows.Row(Fetched(y)); }
-    // 255 where the row belongs to the side of the edges that is filled.
-    const Byte* Ground(std::size_t y) { return mGrounds.Row(Fetched(y)); }
+          mPixels(reader.IsDirect() ? 0 : size.width, std::min(kept, size.height)),
+          mFilled(BitWords(size.width), std::min(kept, size.height)),
+          mGround(BitWords(size.width), mFilled.Height()),
+          mScratch(2 * BitWords(size.width)) {}
+    const T* Pixels(std::size_t y) {
+        const std::size_t at = At(y);
+        return mReader.IsDirect() ? mReader.Row(y) : mPixels.Row(at);
+    }
+    // What the pass along the row fills.
+    const u64* Filled(std::size_t y) { return mFilled.Row(At(y)); }
+    // The ground when that is filled.
+    const u64* Ground(std::size_t y) { return mGround.Row(At(y)); }
 
 private:
-    std::size_t Fetched(std::size_t y) {
-        for (; mNext <= y; ++mNext) Fetch(mNext % mRows.Height());
-        return y % mRows.Height();
+    std::size_t At(std::size_t y) {
+        for (; mNext <= y; ++mNext) Fetch(mNext % mFilled.Height());
+        return y % mFilled.Height();
     }
     void Fetch(std::size_t at) {
-        const auto& edges = std::get<rows::EdgeRows<T>>(rows::GetWindowRows().edges);
-        const std::size_t width = mSize.width;
+        const rows::BitRows& bits = mTable.bits;
         const T* row = mReader.Row(mNext);
-        if (mReach == 0) {
-            std::copy_n(row, width, mRows.Row(at));
-        } else if (mReach == 1) {
-            PadLine(row, width, 1, 1, mPadded.data());
-            edges.border(mRows.Row(at), mPadded.data() + 1, mPadded.data(), mPadded.data() + 2, mFill.foreground,
-                         mFill.outwards, mFill.value, width);
-        } else {
-            Byte* ground = mGround.data();
-            edges.ground(ground + mReach, row, mFill.foreground, mFill.outwards, width);
-            std::fill_n(ground, mReach, ground[mReach]);
-            std::fill_n(ground + mReach + width, mReach, ground[mReach + width - 1]);
-            rows::GetWindowRows().mark(mWindow.Padded(), ground + 1, ground, ground + mReach, ground + mReach + 1,
-                                       width + mReach - 1);
-            mWindow.RunPadded(mMarks.data());
-            edges.fill(mRows.Row(at), row, mMarks.data(), mFill.value, width);
-        }
-        if (mGrounds.Height() > 0)
-            edges.ground(mGrounds.Row(at), mRows.Row(at), mFill.foreground, mFill.outwards, width);
+        u64 *filled = mFilled.Row(at), *ground = mGround.Row(at);
+        if (!mReader.IsDirect()) std::copy_n(row, mWidth, mPixels.Row(at));
+        std::get<rows::EdgeRows<T>>(mTable.edges).ground(ground, row, mFill.foreground, mFill.outwards, mWidth);
+        if (mReach == 0) return std::fill_n(filled, mFilled.Width(), u64{0}), void();
+        bits.along(filled, ground, mReach, mScratch.data(), mFilled.Width());
+        const bool stays = (mFill.value >= mFill.foreground) != mFill.outwards;
+        (stays ? bits.set : bits.clear)(ground, filled, mFilled.Width());
     }
 
+    const rows::EdgeTable& mTable = rows::GetEdgeRows();
     EdgeFill<T> mFill;
-    std::uint32_t mReach;
-    Extent mSize;
+    std::size_t mReach, mWidth, mNext = 0;
     RowReader<T>& mReader;
-    std::size_t mNext = 0;
-    KrTBuf2D<T> mRows;
-    KrTBuf2D<Byte> mGrounds;
-    std::vector<T> mPadded;
-    std::vector<Byte> mGround, mMarks;
-    AlongRow<Byte> mWindow;
+    KrTBuf2D<T> mPixels;
+    KrTBuf2D<u64> mFilled, mGround;
+    std::vector<u64> mScratch;
 };
 
-// The marks of the edges along the columns, from `reach - 1` rows above the image on.
+// What the pass along the columns fills. The mark of an edge stands in the row from which on it fills `reach` rows,
+// which may be up to `reach - 1` rows above the image; a row is filled where one of the last `reach` marks is set.
+// Those of a whole block of marks are joined from its end on, so that two joined rows cover each window (M. van Herk,
+// "A fast algorithm for local minimum and maximum filters on rectangular and octagonal kernels", Pattern Recognition
+// Letters 13, 1992).
 template <class T>
-class MarkedRows {
+class ColumnFill {
 public:
-    MarkedRows(FilledRows<T>& filled, std::uint32_t reach, Extent size)
-        : mFilled(filled), mReach(reach), mSize(size), mRows(size.width, std::max<std::size_t>(reach, 2)) {}
-    const Byte* Row(std::size_t mark) {
-        for (; mNext <= mark; ++mNext) Fetch(mRows.Row(mNext % mRows.Height()));
-        return mRows.Row(mark % mRows.Height());
+    ColumnFill(EdgeBits<T>& rows, std::size_t reach, Extent size)
+        : mRows(rows),
+          mReach(reach),
+          mHeight(size.height),
+          mMarks(BitWords(size.width), reach),
+          mSince(BitWords(size.width)),
+          mFilled(BitWords(size.width)) {
+        for (std::size_t mark = 0; mark + 1 < reach; ++mark) Add(mark);
+    }
+    // The rows from top to bottom, joined with what the pass along the row fills.
+    const u64* Row(std::size_t y) {
+        const rows::BitRows& bits = rows::GetEdgeRows().bits;
+        Add(y + mReach - 1);
+        std::copy_n(mRows.Filled(y), mFilled.size(), mFilled.data());
+        bits.set(mFilled.data(), mMarks.Row(y % mReach), mFilled.size());
+        bits.set(mFilled.data(), mSince.data(), mFilled.size());
+        return mFilled.data();
     }
 
 private:
-    void Fetch(Byte* marks) {
-        // The first row of what the mark fills, and the last one.
-        const std::size_t last = mNext, first = last - std::min<std::size_t>(last, mReach - 1);
-        const std::size_t above = last - std::min<std::size_t>(last, mReach), end = mSize.height - 1;
-        rows::GetWindowRows().mark(marks, mFilled.Ground(first), mFilled.Ground(above),
-                                   mFilled.Ground(std::min(last, end)), mFilled.Ground(std::min(last + 1, end)),
-                                   mSize.width);
+    void Add(std::size_t mark) {
+        const rows::BitRows& bits = rows::GetEdgeRows().bits;
+        const std::size_t first = mark - std::min(mark, mReach - 1), above = mark - std::min(mark, mReach);
+        const std::size_t last = std::min(mark, mHeight - 1), below = std::min(mark + 1, mHeight - 1);
+        const std::size_t at = mark % mReach, words = mSince.size();
+        bits.mark(mMarks.Row(at), mRows.Ground(first), mRows.Ground(above), mRows.Ground(last), mRows.Ground(below),
+                  words);
+        bits.set(mSince.data(), mMarks.Row(at), words);
+        if (at + 1 < mReach) return;
+        for (std::size_t r = at; r > 0; --r) bits.set(mMarks.Row(r - 1), mMarks.Row(r), words);
+        std::fill(mSince.begin(), mSince.end(), u64{0});
     }
 
-    FilledRows<T>& mFilled;
-    std::uint32_t mReach;
-    Extent mSize;
-    std::size_t mNext = 0;
-    KrTBuf2D<Byte> mRows;
-};
-
-// Takes the rows of filled marks and writes pixels.
-template <class T>
-class FillWriter {
-public:
-    FillWriter(const EdgeFill<T>& fill, FilledRows<T>& filled, RowWriter<T>& writer, std::size_t width)
-        : mFill(fill), mFilled(filled), mWriter(writer), mMarks(width) {}
-    Byte* Row(std::size_t) { return mMarks.data(); }
-    void Finish(std::size_t y) {
-        const auto& edges = std::get<rows::EdgeRows<T>>(rows::GetWindowRows().edges);
-        edges.fill(mWriter.Row(y), mFilled.Row(y), mMarks.data(), mFill.value, mMarks.size());
-        mWriter.Finish(y);
-    }
-
-private:
-    EdgeFill<T> mFill;
-    FilledRows<T>& mFilled;
-    RowWriter<T>& mWriter;
-    std::vector<Byte> mMarks;
+    EdgeBits<T>& mRows;
+    std::size_t mReach, mHeight;
+    KrTBuf2D<u64> mMarks;
+    std::vector<u64> mSince, mFilled;
 };
 
 }  // namespace
@@ -128,24 +111,15 @@ template <class T>
 void FillEdges(const EdgeFill<T>& fill, std::uint32_t reachX, std::uint32_t reachY, Extent size, RowReader<T>& reader,
                RowWriter<T>& writer) {
     if (size.width == 0 || size.height == 0) return;
-    const auto reach = static_cast<std::uint32_t>(std::min<std::size_t>(reachY, size.height));
-    FilledRows<T> filled(fill, reachX, size, reader, std::size_t{reach} + 2, reach > 1);
-    if (reach < 2) {
-        const auto border = std::get<rows::EdgeRows<T>>(rows::GetWindowRows().edges).border;
-        for (std::size_t y = 0; y < size.height; ++y) {
-            const T* after = filled.Row(std::min(y + reach, size.height - 1));
-            const T *row = filled.Row(y), *before = filled.Row(y - (y > 0));
-            if (reach == 0)
-                std::copy_n(row, size.width, writer.Row(y));
-            else
-                border(writer.Row(y), row, before, after, fill.foreground, fill.outwards, fill.value, size.width);
-            writer.Finish(y);
-        }
-        return;
+    const std::size_t reach = std::min<std::size_t>(reachY, size.height);
+    EdgeBits<T> source(fill, reachX, size, reader, reach + 2);
+    ColumnFill<T> columns(source, std::max<std::size_t>(reach, 1), size);
+    const auto& edges = std::get<rows::EdgeRows<T>>(rows::GetEdgeRows().edges);
+    for (std::size_t y = 0; y < size.height; ++y) {
+        const u64* filled = reach > 0 ? columns.Row(y) : source.Filled(y);
+        edges.fill(writer.Row(y), source.Pixels(y), filled, fill.value, size.width);
+        writer.Finish(y);
     }
-    MarkedRows<T> marked(filled, reach, size);
-    FillWriter<T> out(fill, filled, writer, size.width);
-    RunColumns<Byte>(FillWindow(reach), size, marked, out, size.height + reach - 1);
 }
 
 namespace {

@@ -36,6 +36,41 @@ BlockWindow CutBlock(BlockWindow window, Extent size) {
     return window;
 }
 
+bool Fits(const KrTBuf2D<std::uint8_t>& mask, Extent size) {
+    return mask.Width() == size.width && mask.Height() == size.height;
+}
+
+// A mask of the size of an image, continued by its nearest pixel.
+KrTBuf2D<std::uint8_t> FitMask(const KrTBuf2D<std::uint8_t>& mask, Extent size) {
+    KrTBuf2D<std::uint8_t> fitted(size.width, size.height);
+    const std::size_t known = std::min(size.width, mask.Width());
+    for (std::size_t y = 0; y < size.height; ++y)
+        PadLine(mask.Row(std::min(y, mask.Height() - 1)), known, 0, size.width - known, fitted.Row(y));
+    return fitted;
+}
+
+// The image with the rows and columns to the right of it and below that its windows see with a mask of their own.
+Extent Seen(const BlockWindow& window, Extent size, const KrTBuf2D<std::uint8_t>& mask) {
+    if (window.kind != WindowKind::eWeighted && window.kind != WindowKind::eMedian) return size;
+    const auto seen = [](std::size_t extent, std::uint32_t taps, std::size_t masked) {
+        return std::max(extent, std::min(extent + taps - 1 - taps / 2, masked));
+    };
+    return {seen(size.width, window.kx, mask.Width()), seen(size.height, window.ky, mask.Height())};
+}
+
+template <class T>
+void FilterSeen(const BlockWindow& window, Extent size, Extent seen, RowReader<T>& reader, RowWriter<T>& writer,
+                const KrTBuf2D<std::uint8_t>& mask) {
+    KrTBuf2D<T> image(seen.width, seen.height);
+    for (std::size_t y = 0; y < seen.height; ++y)
+        PadLine(reader.Row(std::min(y, size.height - 1)), size.width, 0, seen.width - size.width, image.Row(y));
+    RowReader<T> from(image);
+    RowWriter<T> to(image);
+    FilterBlock(window, seen, from, to, &mask);
+    RowReader<T> filtered(image);
+    Copy(size, filtered, writer);
+}
+
 }  // namespace
 
 BlockWindow KernelBlock(const KrTBuf2D<std::int32_t>& kernel, double scale) {
@@ -50,21 +85,14 @@ BlockWindow RankBlock(WindowKind kind, const KrTSize<std::uint32_t>& size) {
     return {kind, size.cx, size.cy, KrTBuf1D<std::int32_t>(), 1.0};
 }
 
-KrTBuf2D<std::uint8_t> FitMask(const KrTBuf2D<std::uint8_t>& mask, Extent size) {
-    KrTBuf2D<std::uint8_t> fitted(size.width, size.height);
-    const std::size_t known = std::min(size.width, mask.Width());
-    for (std::size_t y = 0; y < size.height; ++y) {
-        const std::uint8_t* from = mask.Row(std::min(y, mask.Height() - 1));
-        std::copy_n(from, known, fitted.Row(y));
-        std::fill_n(fitted.Row(y) + known, size.width - known, from[known - 1]);
-    }
-    return fitted;
-}
-
 template <class T>
 void FilterRowsThenColumns(const LineWindow& rows, const LineWindow& columns, Extent size, RowReader<T>& reader,
                            RowWriter<T>& writer, Mask mask) {
     if (size.width == 0 || size.height == 0) return;
+    if (mask && !Fits(*mask, size)) {
+        const KrTBuf2D<std::uint8_t> fitted = FitMask(*mask, size);
+        return FilterLinesMasked(rows, columns, size, reader, writer, fitted);
+    }
     if (mask) return FilterLinesMasked(rows, columns, size, reader, writer, *mask);
     FilteredRows<T> filtered(reader, AtLeastOne(rows), size, std::max(columns.taps, 2u));
     RunColumns<T>(AtLeastOne(columns), size, filtered, writer);
@@ -82,6 +110,13 @@ void FilterBlock(const BlockWindow& all, Extent size, RowReader<T>& reader, RowW
     if (size.width == 0 || size.height == 0) return;
     const BlockWindow window = CutBlock(all, size);
     if (window.kx == 0 || window.ky == 0) return Copy(size, reader, writer);
+    if (mask && !Fits(*mask, size)) {
+        const Extent seen = Seen(window, size, *mask);
+        const KrTBuf2D<std::uint8_t> fitted = FitMask(*mask, seen);
+        if (seen.width != size.width || seen.height != size.height)
+            return FilterSeen(window, size, seen, reader, writer, fitted);
+        return FilterBlock(window, size, reader, writer, &fitted);
+    }
     if (window.kind == WindowKind::eMedian) return FilterMedian(window, size, reader, writer, mask);
     if (mask) return FilterBlockMasked(window, size, reader, writer, *mask);
     if (window.kind == WindowKind::eMinimum || window.kind == WindowKind::eMaximum)

@@ -7,8 +7,9 @@
 #include "ipbase/ipFilterAccess.h"
 #include "ipbase/ipFilterWindow.h"
 
-// Filters of whole images. Mask values below 64 mark valid pixels; a null mask means that all are; a mask has the size
-// of the image. Invalid pixels keep their value and do not count for others.
+// Filters of whole images. Mask values below 64 mark valid pixels; a null mask means that all are. Invalid pixels keep
+// their value and do not count for others. A mask of another size than the image's goes on with its nearest pixel;
+// where windows of weighted sums and medians reach beyond the image, a larger mask still has values of its own.
 namespace KrN {
 
 // A window of kx * ky pixels around each pixel, from (x - kx/2, y - ky/2) on. Pixels beyond the image are copies of the
@@ -25,8 +26,10 @@ BlockWindow RankBlock(WindowKind kind, const KrTSize<std::uint32_t>& size);
 
 using Mask = const KrTBuf2D<std::uint8_t>*;
 
-// A mask of the size of an image from one of any size, continued by its nearest pixel.
-KrTBuf2D<std::uint8_t> FitMask(const KrTBuf2D<std::uint8_t>& mask, Extent size);
+// The mask, if it is to be used and is not empty.
+inline Mask UsedMask(const KrTBuf2D<std::uint8_t>& mask, bool useMask) {
+    return useMask && mask.Width() > 0 && mask.Height() > 0 ? &mask : nullptr;
+}
 
 template <class T>
 void FilterBlock(const BlockWindow& window, Extent size, RowReader<T>& reader, RowWriter<T>& writer, Mask mask);

@@ -67,19 +67,17 @@ void RunMeanColumns(const LineWindow& window, Extent size, Rows& rows, Writer& w
     }
 }
 
-// A window of at least one tap along the columns of `rowCount` rows, by default as many as are written. `rows` keeps as
-// many rows as the window has taps.
+// A window of at least one tap along the columns. `rows` keeps as many rows as the window has taps.
 template <class T, class Rows, class Writer>
-void RunColumns(const LineWindow& all, Extent size, Rows& rows, Writer& writer, std::size_t rowCount = 0) {
-    if (rowCount == 0) rowCount = size.height;
-    const LineWindow window = CutToLine(all, rowCount);
+void RunColumns(const LineWindow& all, Extent size, Rows& rows, Writer& writer) {
+    const LineWindow window = CutToLine(all, size.height);
     switch (PathOf<T>(window)) {
         case WindowPath::eDoubled: {
             DoubledRows<T> doubled(window, size.width);
             for (std::size_t k = 0; k + 1 < window.taps; ++k)
-                doubled.Add(rows.Row(SampleRow(window, k, rowCount)), nullptr);
+                doubled.Add(rows.Row(SampleRow(window, k, size.height)), nullptr);
             for (std::size_t y = 0; y < size.height; ++y) {
-                doubled.Add(rows.Row(SampleRow(window, y + window.taps - 1, rowCount)), writer.Row(y));
+                doubled.Add(rows.Row(SampleRow(window, y + window.taps - 1, size.height)), writer.Row(y));
                 writer.Finish(y);
             }
             return;
@@ -98,7 +96,7 @@ void RunColumns(const LineWindow& all, Extent size, Rows& rows, Writer& writer, 
     }
     std::vector<const T*> taps(window.taps);
     for (std::size_t y = 0; y < size.height; ++y) {
-        for (std::size_t k = 0; k < taps.size(); ++k) taps[k] = rows.Row(SampleRow(window, y + k, rowCount));
+        for (std::size_t k = 0; k < taps.size(); ++k) taps[k] = rows.Row(SampleRow(window, y + k, size.height));
         RunWindow(window, writer.Row(y), taps.data(), size.width);
         writer.Finish(y);
     }

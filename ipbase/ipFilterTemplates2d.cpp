@@ -9,15 +9,6 @@ namespace KrN {
 
 namespace {
 
-// Runs `filter(mask)` with the mask fitted to the image, or with null when none is to be used.
-template <class T, class F>
-void WithMask(const KrTBuf2D<T>& image, const KrTBuf2D<std::uint8_t>& mask, bool useMask, const F& filter) {
-    if (!useMask || mask.Width() == 0 || mask.Height() == 0) return filter(nullptr);
-    if (mask.Width() == image.Width() && mask.Height() == image.Height()) return filter(&mask);
-    const KrTBuf2D<std::uint8_t> fitted = FitMask(mask, {image.Width(), image.Height()});
-    filter(&fitted);
-}
-
 template <class T, class F>
 void OnImage(KrTBuf2D<T>& image, const F& filter) {
     RowReader<T> reader(image);
@@ -47,13 +38,10 @@ KrTFilter2D<T>::KrTFilter2D(const KrTBuf2D<std::int32_t>& kernel, std::int32_t d
 
 template <class T>
 void KrTFilter2D<T>::Filter(KrTBuf2D<T>& image, const KrTBuf2D<std::uint8_t>& mask, bool useMask) {
-    WithMask(image, mask, useMask, [&](Mask fitted) {
-        if (fitted)
-            OnImage(image, [&](Extent size, auto& reader, auto& writer) {
-                FilterBlock(KernelBlock(mKernel, mScale), size, reader, writer, fitted);
-            });
-        else
-            Filter(image);
+    const Mask used = UsedMask(mask, useMask);
+    if (!used) return Filter(image);
+    OnImage(image, [&](Extent size, auto& reader, auto& writer) {
+        FilterBlock(KernelBlock(mKernel, mScale), size, reader, writer, used);
     });
 }
 
@@ -100,13 +88,14 @@ void KrTFilter2D<T>::Filter(KrTBuf2D<T>& image) {
   Class<T>::~Class() = default;                                                                                       \
   template <class T>                                                                                                  \
   void Class<T>::Filter(KrTBuf2D<T>& image, const KrTBuf2D<std::uint8_t>& mask, bool useMask) {                       \
-    WithMask(image, mask, useMask, [&](Mask fitted) {                                                                 \
-  OnImage(image, [&](Extent size, auto& reader, auto& writer) { filter::Run(mSize, size, reader, writer, fitted); }); \
-    });                                                                                                               \
+    const Mask used = UsedMask(mask, useMask);                                                                        \
+    if (!used) return Filter(image);                                                                                  \
+    OnImage(image, [&](Extent size, auto& reader, auto& writer) { filter::Run(mSize, size, reader, writer, used); }); \
   }                                                                                                                   \
   template <class T>                                                                                                  \
   void Class<T>::Filter(KrTBuf2D<T>& image) {                                                                         \
-    Filter(image, KrTBuf2D<std::uint8_t>(), false);                                                                   \
+    OnImage(image,                                                                                                    \
+            [&](Extent size, auto& reader, auto& writer) { filter::Run(mSize, size, reader, writer, nullptr); });     \
   }
 VORIP_SIZE_FILTER(KrTFilter2DGauss, GaussFilter)
 VORIP_SIZE_FILTER(KrTFilter2DMeanSepXY, MeanFilter)

@@ -11,13 +11,13 @@ namespace {
 constexpr const wchar_t* kFile = L"C\\ipLFilt2d";
 
 template <class T>
-void ReadRegion(const KrTAOI<T>& src, KrTSize<int> size, KrTBuf2D<T>& image) {
-    const auto width = static_cast<std::size_t>(size.cx);
-    image.Resize(width, static_cast<std::size_t>(size.cy));
+void ReadImage(const KrTAOI<T>& src, KrTBuf2D<T>& image) {
+    const KrTSize<int> size = CommonRegion(&src);
+    image.Resize(static_cast<std::size_t>(size.cx), static_cast<std::size_t>(size.cy));
     VisitRows(
         Access::eSwitched,
         [&](int y, const T* row, std::size_t count) {
-            if (y < size.cy) std::copy_n(row, std::min(count, width), image.Row(static_cast<std::size_t>(y)));
+            std::copy_n(row, count, image.Row(static_cast<std::size_t>(y)));
         },
         &src);
 }
@@ -47,13 +47,9 @@ void RunFilter(const Masking& masking, const KrTAOI<T>& src, KrTAOI<T>& dst, con
     const Extent size{static_cast<std::size_t>(region.cx), static_cast<std::size_t>(region.cy)};
     RowReader<T> reader(src, dst, region, 1);
     RowWriter<T> writer(dst, region);
-    const KrTSize<int> known = CommonRegion(masking.mask);
-    if (!masking.useMask || known.cx == 0) return filter(size, reader, writer, nullptr);
     KrTBuf2D<std::uint8_t> mask;
-    ReadRegion(*masking.mask, known, mask);
-    const bool fits = known.cx == region.cx && known.cy == region.cy;
-    const KrTBuf2D<std::uint8_t> fitted = fits ? KrTBuf2D<std::uint8_t>() : FitMask(mask, size);
-    filter(size, reader, writer, fits ? &mask : &fitted);
+    if (masking.useMask && masking.mask) ReadImage(*masking.mask, mask);
+    filter(size, reader, writer, UsedMask(mask, masking.useMask));
 }
 
 template <class Filter, class AOI>

@@ -360,63 +360,6 @@ HWY_ATTR void AddLoop(S* sums, const T* added, std::size_t count) {
     for (std::size_t i = 0; i < count; ++i) sums[i] = static_cast<S>(sums[i] + added[i]);
 }
 
-// --- Edges -----------------------------------------------------------------------------------------------------------
-
-template <class T>
-HWY_ATTR void GroundLoop(u8* ground, const T* row, T foreground, bool outwards, std::size_t count) {
-    const u8 inside = outwards ? 0 : 255, outside = outwards ? 255 : 0;
-    VORIP_INDEPENDENT_LOOP
-    for (std::size_t i = 0; i < count; ++i) ground[i] = row[i] >= foreground ? inside : outside;
-}
-template <class T>
-HWY_ATTR void FillLoop(T* dst, const T* row, const u8* marks, T value, std::size_t count) {
-    VORIP_INDEPENDENT_LOOP
-    for (std::size_t i = 0; i < count; ++i) dst[i] = marks[i] ? value : row[i];
-}
-#if VORIP_VECTORS
-template <class V>
-HWY_INLINE HWY_ATTR auto AtLeast(V a, V b) {
-    if constexpr (std::is_floating_point_v<hn::TFromV<V>>)
-        return hn::Ge(a, b);
-    else
-        return hn::Eq(hn::Max(a, b), a);
-}
-#endif
-template <bool outwards, class T>
-HWY_ATTR void BorderOf(T* dst, const T* row, const T* before, const T* after, T foreground, T value,
-                       std::size_t count) {
-    std::size_t i = 0;
-#if VORIP_VECTORS
-    const hn::ScalableTag<T> d;
-    const auto limit = hn::Set(d, foreground), filled = hn::Set(d, value);
-    for (; i + hn::Lanes(d) <= count; i += hn::Lanes(d)) {
-        const auto pixels = hn::LoadU(d, row + i), a = hn::LoadU(d, before + i), b = hn::LoadU(d, after + i);
-        const auto own = AtLeast(pixels, limit), left = AtLeast(a, limit), right = AtLeast(b, limit);
-        const auto border =
-            outwards ? hn::AndNot(own, hn::Or(left, right)) : hn::And(own, hn::Not(hn::And(left, right)));
-        hn::StoreU(hn::IfThenElse(border, filled, pixels), d, dst + i);
-    }
-#endif
-    for (; i < count; ++i) {
-        const auto ground = [=](T pixel) { return (pixel >= foreground) != outwards; };
-        dst[i] = ground(row[i]) && !(ground(before[i]) && ground(after[i])) ? value : row[i];
-    }
-}
-template <class T>
-HWY_ATTR void BorderLoop(T* dst, const T* row, const T* before, const T* after, T foreground, bool outwards, T value,
-                         std::size_t count) {
-    (outwards ? BorderOf<true, T> : BorderOf<false, T>)(dst, row, before, after, foreground, value, count);
-}
-HWY_ATTR void MarkLoop(u8* marks, const u8* first, const u8* before, const u8* last, const u8* after,
-                       std::size_t count) {
-    VORIP_INDEPENDENT_LOOP
-    for (std::size_t i = 0; i < count; ++i) marks[i] = static_cast<u8>((first[i] & ~before[i]) | (last[i] & ~after[i]));
-}
-
-template <class... T>
-void FillEdges(std::tuple<EdgeRows<T>...>& rows) {
-    ((std::get<EdgeRows<T>>(rows) = {&GroundLoop<T>, &FillLoop<T>, &BorderLoop<T>}), ...);
-}
 template <class Means, class T, class S>
 void FillMeans(MeanRows<T, S>& rows) {
     rows = {&Means::Taps, &Means::Slide, &AddLoop<T, S>, &Means::Differences};
@@ -437,8 +380,6 @@ const WindowRows& Rows() {
         FillMeans<DoubleMeans<u8>>(std::get<MeanRows<u8, double>>(rows.mean));
         FillMeans<DoubleMeans<u16>>(std::get<MeanRows<u16, double>>(rows.mean));
         FillMeans<DoubleMeans<i32>>(std::get<MeanRows<i32, double>>(rows.mean));
-        FillEdges(rows.edges);
-        rows.mark = &MarkLoop;
         return rows;
     }();
     return table;

@@ -36,26 +36,12 @@ struct MeanRows {
     void (*differences)(T* dst, const S* prefix, std::size_t taps, const MeanRule& rule, std::size_t count);
 };
 
-// Bytes of 255 and 0 mark where a row is foreground or, when `outwards`, where it is not, and replace pixels by a
-// value.
-template <class T>
-struct EdgeRows {
-    void (*ground)(u8* ground, const T* row, T foreground, bool outwards, std::size_t count);
-    void (*fill)(T* dst, const T* row, const u8* marks, T value, std::size_t count);
-    // Both for marks that fill one sample: where `row` is ground, but not both of its neighbours are.
-    void (*border)(T* dst, const T* row, const T* before, const T* after, T foreground, bool outwards, T value,
-                   std::size_t count);
-};
-
 struct WindowRows {
     std::tuple<WeightedRow<u8>, WeightedRow<u16>, WeightedRow<i32>, WeightedRow<float>, WeightedRow<u32>> weighted;
     std::tuple<TapRow<u8>, TapRow<u16>, TapRow<i32>, TapRow<float>, TapRow<u32>> minimum, maximum;
     std::tuple<MeanRows<u8, u16>, MeanRows<u8, double>, MeanRows<u16, u32>, MeanRows<u16, double>,
                MeanRows<i32, double>>
         mean;
-    std::tuple<EdgeRows<u8>, EdgeRows<u16>, EdgeRows<i32>, EdgeRows<float>> edges;
-    // Where `first` is set but not `before`, or `last` but not `after`.
-    void (*mark)(u8* marks, const u8* first, const u8* before, const u8* last, const u8* after, std::size_t count);
 };
 
 const WindowRows& GetWindowRows();

@@ -16,6 +16,9 @@ struct Picture {
     int cx, cy;
     std::vector<T> pixels;
     T& At(int x, int y) { return pixels[static_cast<std::size_t>(y * cx + x)]; }
+    T Clamped(int x, int y) const {
+        return pixels[static_cast<std::size_t>(std::clamp(y, 0, cy - 1) * cx + std::clamp(x, 0, cx - 1))];
+    }
 };
 
 template <class T>
@@ -89,11 +92,14 @@ void CheckLayouts(const Picture<T>& source, const Picture<T>& expected, const Ru
             run(place.AOI(), nullptr);
             ASSERT_EQ(inPlace, place.Memory()) << "in place";
 
-            Canvas<T> src(source, form, 0, 0), dst(blank, Form::eView, 2, 1);
-            const auto written = dst.Expected(expected), read = src.Expected(source);
-            run(src.AOI(), dst.AOI());
-            ASSERT_EQ(written, dst.Memory()) << "into another image";
-            ASSERT_EQ(read, src.Memory());
+            for (const bool smaller : {false, true}) {
+                Canvas<T> src(source, form, smaller ? 3 : 0, smaller ? 2 : 0);
+                Canvas<T> dst(blank, Form::eView, smaller ? 0 : 2, smaller ? 0 : 1);
+                const auto written = dst.Expected(expected), read = src.Expected(source);
+                run(src.AOI(), dst.AOI());
+                ASSERT_EQ(written, dst.Memory()) << (smaller ? "into a smaller image" : "into a larger image");
+                ASSERT_EQ(read, src.Memory());
+            }
         }
     }
 }

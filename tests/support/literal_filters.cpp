@@ -119,13 +119,13 @@ void LiteralBinary(std::vector<T>& line, int reach, T foreground, bool dilate) {
 
 template <class T>
 Window<T> LiteralWindow(const std::vector<T>& pixels, int cx, int cy, int x, int y, int kx, int ky,
-                        const std::vector<std::int32_t>& weights, const std::vector<std::uint8_t>* mask) {
+                        const std::vector<std::int32_t>& weights, const std::function<bool(int, int)>& valid) {
     Window<T> window;
     for (int j = 0; j < ky; ++j)
         for (int i = 0; i < kx; ++i) {
-            const int px = std::clamp(x - kx / 2 + i, 0, cx - 1), py = std::clamp(y - ky / 2 + j, 0, cy - 1);
-            const auto at = static_cast<std::size_t>(py * cx + px);
-            if (mask && (*mask)[at] >= 64) continue;
+            const int px = x - kx / 2 + i, py = y - ky / 2 + j;
+            if (valid && !valid(px, py)) continue;
+            const auto at = static_cast<std::size_t>(std::clamp(py, 0, cy - 1) * cx + std::clamp(px, 0, cx - 1));
             window.samples.push_back(pixels[at]);
             window.weights.push_back(weights.empty() ? 1 : weights[static_cast<std::size_t>(j * kx + i)]);
         }
@@ -142,11 +142,11 @@ T LiteralSum(const Window<T>& window, double scale, bool masked) {
     return Rounded<T>(masked ? sum / std::max(1.0, total) : sum * scale);
 }
 
-#define VORIP_IMAGE_INSTANTIATE(T)                                                                         \
-  template void LiteralRecursive<T>(std::vector<T>&, double);                                              \
-  template void LiteralBinary<T>(std::vector<T>&, int, T, bool);                                           \
-  template Window<T> LiteralWindow<T>(const std::vector<T>&, int, int, int, int, int, int,                 \
-                                      const std::vector<std::int32_t>&, const std::vector<std::uint8_t>*); \
+#define VORIP_IMAGE_INSTANTIATE(T)                                                                             \
+  template void LiteralRecursive<T>(std::vector<T>&, double);                                                  \
+  template void LiteralBinary<T>(std::vector<T>&, int, T, bool);                                               \
+  template Window<T> LiteralWindow<T>(const std::vector<T>&, int, int, int, int, int, int,                     \
+                                      const std::vector<std::int32_t>&, const std::function<bool(int, int)>&); \
   template T LiteralSum<T>(const Window<T>&, double, bool)
 #define VORIP_INSTANTIATE(T)                                                                                           \
   template void LiteralWeighted<T>(std::vector<T>&, const std::vector<std::int32_t>&, double, int);                    \

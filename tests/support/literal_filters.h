@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <vector>
 
 // Plain, slow filters, one sample after the other.
@@ -24,8 +25,8 @@ void LiteralBinary(std::vector<T>& line, int reach, T foreground, bool dilate);
 // By repeated pair sums.
 void LiteralBinomial(std::vector<std::uint8_t>& line, int order);
 
-// The valid samples of the window of kx * ky pixels around (x, y), in order, and the weights that belong to them. A
-// null mask means that all are valid; masks are as large as the picture.
+// The valid samples of the window of kx * ky pixels around (x, y), in order, and the weights that belong to them.
+// `valid` is asked for positions that may lie beyond the picture; without it, all are valid.
 template <class T>
 struct Window {
     std::vector<T> samples;
@@ -33,7 +34,7 @@ struct Window {
 };
 template <class T>
 Window<T> LiteralWindow(const std::vector<T>& pixels, int cx, int cy, int x, int y, int kx, int ky,
-                        const std::vector<std::int32_t>& weights, const std::vector<std::uint8_t>* mask);
+                        const std::vector<std::int32_t>& weights, const std::function<bool(int, int)>& valid);
 // The rounded sum of a window, times the scale or, with a mask, over the sum of the weights, which is at least 1.
 template <class T>
 T LiteralSum(const Window<T>& window, double scale, bool masked);

@@ -1,0 +1,40 @@
+#pragma once
+
+#include "ipbase/rows/ipRowTypes.h"
+
+// Edges of a foreground, in rows of one bit per pixel: bit i % 64 of word i / 64.
+namespace KrN::rows {
+
+using u64 = std::uint64_t;
+
+// Words of a row, with at least one bit beyond its pixels.
+inline std::size_t BitWords(std::size_t count) { return count / 64 + 1; }
+
+template <class T>
+struct EdgeRows {
+    // Sets the bits of the ground: where a row is foreground or, when `outwards`, where it is not. Beyond the row, the
+    // bits are that of its last pixel.
+    void (*ground)(u64* ground, const T* row, T foreground, bool outwards, std::size_t count);
+    // The value where bits are set, else the row, which may be `dst`.
+    void (*fill)(T* dst, const T* row, const u64* bits, T value, std::size_t count);
+};
+
+struct BitRows {
+    // From each pixel of the ground on whose neighbour is none, `reach` pixels away from that neighbour. The ends of
+    // the row are no edges. `scratch` holds as many words twice.
+    void (*along)(u64* filled, const u64* ground, std::size_t reach, u64* scratch, std::size_t words);
+    // Where `first` is set but not `before`, or `last` but not `after`.
+    void (*mark)(u64* marks, const u64* first, const u64* before, const u64* last, const u64* after, std::size_t words);
+    // dst |= bits, and dst &= ~bits.
+    void (*set)(u64* dst, const u64* bits, std::size_t words);
+    void (*clear)(u64* dst, const u64* bits, std::size_t words);
+};
+
+struct EdgeTable {
+    std::tuple<EdgeRows<u8>, EdgeRows<u16>, EdgeRows<i32>, EdgeRows<float>> edges;
+    BitRows bits;
+};
+
+const EdgeTable& GetEdgeRows();
+
+}  // namespace KrN::rows
