@@ -4,8 +4,7 @@ namespace KrN {
 
 namespace {
 
-constexpr std::uint32_t kFewTaps = 9;       // extremes: up to here it is faster to look at all samples,
-constexpr std::uint32_t kFewSummands = 16;  // and sums of rows
+constexpr std::uint32_t kFewTaps = 9;  // extremes: up to here it is faster to look at all samples
 
 template <class T>
 rows::TapRow<T> ExtremeOf(const LineWindow& window) {

@@ -50,6 +50,9 @@ void PointTaps(const T* padded, std::vector<const T*>& taps) {
     for (std::size_t k = 0; k < taps.size(); ++k) taps[k] = padded + k;
 }
 
+// Sums of up to so many rows are formed for each window; those of more slide.
+inline constexpr std::uint32_t kFewSummands = 16;
+
 // How a window of samples of one type is computed along rows and columns.
 enum class WindowPath {
     eTaps,     // all samples of the window for each pixel

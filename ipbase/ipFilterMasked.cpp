@@ -107,11 +107,56 @@ void FilterBlockMasked(const BlockWindow& window, Extent size, RowReader<T>& rea
 }
 
 template <class T>
+bool LongMeans<T>::Take(const KrTBuf1D<std::int32_t>& weights) {
+    const std::int32_t* first = weights.Data();
+    return std::is_integral_v<T> && weights.Size() > kFewSummands &&
+           std::all_of(first, first + weights.Size(), [](std::int32_t weight) { return weight == 1; });
+}
+
+template <class T>
+void LongMeans<T>::Add(const T* row, const std::uint8_t* valid) {
+    if constexpr (std::is_integral_v<T>)
+        std::get<rows::MaskedMeans<T>>(rows::GetMaskRows().means)
+            .add(mSums.data(), mCounts.data(), row, valid, mSums.size());
+}
+template <class T>
+void LongMeans<T>::Remove(const T* row, const std::uint8_t* valid) {
+    if constexpr (std::is_integral_v<T>)
+        std::get<rows::MaskedMeans<T>>(rows::GetMaskRows().means)
+            .remove(mSums.data(), mCounts.data(), row, valid, mSums.size());
+}
+template <class T>
+void LongMeans<T>::Divide(T* out) const {
+    if constexpr (std::is_integral_v<T>)
+        std::get<rows::MaskedMeans<T>>(rows::GetMaskRows().means)
+            .divide(out, mSums.data(), mCounts.data(), mSums.size());
+}
+
+template <class T>
+void LongMeans<T>::Slide(const T* padded, const std::uint8_t* valid, std::size_t taps, T* out) {
+    double sum = 0.0;
+    std::int32_t count = 0;
+    for (std::size_t i = 0; i < taps + mSums.size() - 1; ++i) {
+        sum += padded[i];
+        count += valid[i] & 1;
+        if (i + 1 < taps) continue;
+        const std::size_t x = i + 1 - taps;
+        mSums[x] = sum;
+        mCounts[x] = count;
+        sum -= padded[x];
+        count -= valid[x] & 1;
+    }
+    Divide(out);
+}
+
+template <class T>
 MaskedLine<T>::MaskedLine(const KrTBuf1D<std::int32_t>& weights, std::size_t width)
     : mWeights(weights),
       mWidth(width),
       mLeft(weights.Size() / 2),
       mRight(weights.Size() - std::min(weights.Size(), mLeft + 1)),
+      mLong(LongMeans<T>::Take(weights)),
+      mMeans(mLong ? width : 0),
       mPadded(mLeft + width + mRight),
       mValid(mPadded.size()),
       mTaps(weights.Size()),
@@ -128,35 +173,80 @@ void MaskedLine<T>::Run(const T* row, const std::uint8_t* mask, T* out) {
     const bool ends = mask[mWidth - 1] < rows::kFirstInvalid;
     std::fill_n(mPadded.data(), mLeft, ends ? row[0] : T{0});
     std::fill_n(mPadded.data() + mLeft + mWidth, mRight, ends ? row[mWidth - 1] : T{0});
+    if (mLong) return mMeans.Slide(mPadded.data(), mValid.data(), mTaps.size(), out);
     SumMasked(mWeights, false, mTaps, mValidTaps, out, mWidth);
 }
+
+namespace {
+
+// Smoothed rows along the columns. Above the image the mask is that of the last row.
+template <class T>
+class MaskedColumns {
+public:
+    MaskedColumns(const LineWindow& window, Extent size, SmoothedRows<T>& rows, const KrTBuf2D<std::uint8_t>& mask)
+        : mWindow(window),
+          mLast(size.height - 1),
+          mRows(rows),
+          mValid(size.width, size.height),
+          mLong(LongMeans<T>::Take(window.weights)),
+          mMeans(mLong ? size.width : 0),
+          mTaps(window.taps),
+          mValidTaps(window.taps) {
+        rows::GetMaskRows().validate(mValid.Row(0), mask.Row(0), size.width * size.height);
+        for (std::size_t k = 0; mLong && k + 1 < window.taps; ++k) mMeans.Add(Row(k), Valid(k));
+    }
+    // The rows from top to bottom.
+    void Run(std::size_t y, T* out) {
+        if (mLong) {
+            mMeans.Add(Row(y + mWindow.taps - 1), Valid(y + mWindow.taps - 1));
+            mMeans.Divide(out);
+            return mMeans.Remove(Row(y), Valid(y));
+        }
+        for (std::size_t k = 0; k < mTaps.size(); ++k) {
+            mTaps[k] = Row(y + k);
+            mValidTaps[k] = Valid(y + k);
+        }
+        SumMasked(mWindow.weights, false, mTaps, mValidTaps, out, mValid.Width());
+    }
+
+private:
+    // Samples are counted from the first one of the window of the first row.
+    const T* Row(std::size_t sample) {
+        return sample < mWindow.left ? mRows.Above() : mRows.Zeroed(std::min(sample - mWindow.left, mLast));
+    }
+    const std::uint8_t* Valid(std::size_t sample) const {
+        return mValid.Row(sample < mWindow.left ? mLast : std::min(sample - mWindow.left, mLast));
+    }
+
+    const LineWindow& mWindow;
+    std::size_t mLast;
+    SmoothedRows<T>& mRows;
+    KrTBuf2D<std::uint8_t> mValid;
+    bool mLong;
+    LongMeans<T> mMeans;
+    std::vector<const T*> mTaps;
+    std::vector<const std::uint8_t*> mValidTaps;
+};
+
+}  // namespace
 
 template <class T>
 void FilterLinesMasked(const LineWindow& rows, const LineWindow& columns, Extent size, RowReader<T>& reader,
                        RowWriter<T>& writer, const KrTBuf2D<std::uint8_t>& mask) {
     SmoothedRows<T> smoothed(rows, size, reader, mask, std::size_t{columns.taps} + 1);
-    const std::size_t last = size.height - 1;
-    KrTBuf2D<std::uint8_t> valid(size.width, size.height);
-    rows::GetMaskRows().validate(valid.Row(0), mask.Row(0), size.width * size.height);
-    std::vector<const T*> taps(columns.taps);
-    std::vector<const std::uint8_t*> validTaps(columns.taps);
-    std::vector<T> sums(size.width);
+    MaskedColumns<T> filter(columns, size, smoothed, mask);
+    std::vector<T> filtered(size.width);
     for (std::size_t y = 0; y < size.height; ++y) {
-        for (std::size_t k = 0; k < taps.size(); ++k) {
-            const bool above = y + k < columns.left;
-            const std::size_t at = above ? last : std::min(y + k - columns.left, last);
-            validTaps[k] = valid.Row(at);
-            taps[k] = above ? smoothed.Above() : smoothed.Zeroed(at);
-        }
-        if (columns.taps > 0) SumMasked(columns.weights, false, taps, validTaps, sums.data(), size.width);
+        if (columns.taps > 0) filter.Run(y, filtered.data());
         const T* row = smoothed.Row(y);
         std::get<rows::MaskedPixels<T>>(rows::GetMaskRows().pixels)
-            .select(writer.Row(y), columns.taps > 0 ? sums.data() : row, row, mask.Row(y), size.width);
+            .select(writer.Row(y), columns.taps > 0 ? filtered.data() : row, row, mask.Row(y), size.width);
         writer.Finish(y);
     }
 }
 
 #define VORIP_INSTANTIATE(T)                                                                                     \
+  template class LongMeans<T>;                                                                                   \
   template class MaskedLine<T>;                                                                                  \
   template void FilterBlockMasked<T>(const BlockWindow&, Extent, RowReader<T>&, RowWriter<T>&,                   \
                                      const KrTBuf2D<std::uint8_t>&);                                             \
@@ -167,6 +257,7 @@ VORIP_INSTANTIATE(std::uint16_t);
 VORIP_INSTANTIATE(std::int32_t);
 VORIP_INSTANTIATE(float);
 #undef VORIP_INSTANTIATE
+template class LongMeans<std::uint32_t>;
 template class MaskedLine<std::uint32_t>;
 
 }  // namespace KrN

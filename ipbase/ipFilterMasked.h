@@ -41,7 +41,7 @@ private:
     std::vector<T> mRow;
 };
 
-// Rows of 1 where a mask is valid, each until the next one is asked for.
+// Rows of 255 where a mask is valid, each until the next one is asked for.
 class ValidRows {
 public:
     explicit ValidRows(const KrTBuf2D<std::uint8_t>& mask) : mMask(mask), mRow(mask.Width()) {}
@@ -82,6 +82,24 @@ template <class T>
 void FilterLinesMasked(const LineWindow& rows, const LineWindow& columns, Extent size, RowReader<T>& reader,
                        RowWriter<T>& writer, const KrTBuf2D<std::uint8_t>& mask);
 
+// Sums and counts of samples, for the means of so many that sliding is faster than adding up each window.
+template <class T>
+class LongMeans {
+public:
+    // Whether windows of these weights are computed like that; sums of floats depend on the order of their samples.
+    static bool Take(const KrTBuf1D<std::int32_t>& weights);
+    explicit LongMeans(std::size_t width) : mSums(width), mCounts(width) {}
+    void Add(const T* row, const std::uint8_t* valid);
+    void Remove(const T* row, const std::uint8_t* valid);
+    void Divide(T* out) const;
+    // Of windows along one padded line.
+    void Slide(const T* padded, const std::uint8_t* valid, std::size_t taps, T* out);
+
+private:
+    std::vector<double> mSums;
+    std::vector<std::int32_t> mCounts;
+};
+
 // One line, of which `mask` is below 64 for valid samples. Invalid ones get values, too.
 template <class T>
 class MaskedLine {
@@ -92,6 +110,8 @@ public:
 private:
     const KrTBuf1D<std::int32_t>& mWeights;
     std::size_t mWidth, mLeft, mRight;
+    bool mLong;
+    LongMeans<T> mMeans;
     std::vector<T> mPadded;
     std::vector<std::uint8_t> mValid;
     std::vector<const T*> mTaps;

@@ -26,7 +26,7 @@ HWY_ATTR void DoubleLoop(T* dst, const T* const* taps, const u8* const* valid, c
             const i32 weight = weights[k];
             for (std::size_t i = 0; i < n; ++i) {
                 sums[i] += Product(tap[i], weight);
-                totals[i] += static_cast<double>(one[i]) * weight;
+                totals[i] += one[i] ? weight : 0;
             }
         }
         for (std::size_t i = 0; i < n; ++i) {
@@ -38,87 +38,186 @@ HWY_ATTR void DoubleLoop(T* dst, const T* const* taps, const u8* const* valid, c
 }
 
 #if VORIP_VECTORS
-// The double quotient of two integers that differ from a half is rounded like the exact one.
-template <class D, class V>
-HWY_INLINE HWY_ATTR V Quotients(D d32, V sums, V totals) {
-    const hn::Repartition<double, D> df;
-    const hn::Half<D> dh;
-    const auto round = [=](auto sum, auto total) HWY_ATTR {
-        const auto quotient = hn::Div(hn::PromoteTo(df, sum), hn::PromoteTo(df, total));
-        return hn::DemoteTo(dh, hn::Add(quotient, hn::CopySignToAbs(hn::Set(df, 0.5), quotient)));
-    };
+
+// The weights of a window and how the quotients of its sums may be rounded.
+struct Weights {
+    const i32* at;
+    std::size_t count;
+    std::int64_t sum = 0, magnitude = 0;
+    bool ones = true;
+
+    Weights(const i32* weights, std::size_t taps) : at(weights), count(taps) {
+        for (std::size_t k = 0; k < count; ++k) {
+            sum += at[k];
+            magnitude += std::abs(std::int64_t{at[k]});
+            ones = ones && at[k] == 1;
+        }
+    }
+    // What differs from a half differs by 1 / (2 * total) or more. A single-precision quotient and the half that is
+    // added to it err by less than (2 * quotient + 1/2) / 2^24 together.
+    bool RoundInSingle(std::int64_t greatest) const { return magnitude * (4 * greatest + 1) < 1 << 24; }
+};
+
+// Quotients of integers, rounded half away from zero; a total of 0 gives 0. In double precision what differs from a
+// half always is far enough from it.
+template <class Real, class V>
+HWY_INLINE HWY_ATTR V Quotients(V sums, V totals) {
+    const hn::DFromV<V> d32;
     const auto none = hn::Eq(totals, hn::Zero(d32));
     totals = hn::IfThenElse(none, hn::Set(d32, 1), totals);
-    const auto rounded = hn::Combine(d32, round(hn::UpperHalf(dh, sums), hn::UpperHalf(dh, totals)),
-                                     round(hn::LowerHalf(dh, sums), hn::LowerHalf(dh, totals)));
-    return hn::IfThenZeroElse(none, rounded);
+    if constexpr (std::is_same_v<Real, float>) {
+        const hn::RebindToFloat<hn::DFromV<V>> df;
+        const auto quotient = hn::Div(hn::ConvertTo(df, sums), hn::ConvertTo(df, totals));
+        return hn::IfThenZeroElse(
+            none, hn::ConvertTo(d32, hn::Add(quotient, hn::CopySignToAbs(hn::Set(df, 0.5f), quotient))));
+    } else {
+        const hn::Repartition<double, hn::DFromV<V>> df;
+        const hn::Half<hn::DFromV<V>> dh;
+        const auto round = [=](auto sum, auto total) HWY_ATTR {
+            const auto quotient = hn::Div(hn::PromoteTo(df, sum), hn::PromoteTo(df, total));
+            return hn::DemoteTo(dh, hn::Add(quotient, hn::CopySignToAbs(hn::Set(df, 0.5), quotient)));
+        };
+        return hn::IfThenZeroElse(none, hn::Combine(d32, round(hn::UpperHalf(dh, sums), hn::UpperHalf(dh, totals)),
+                                                    round(hn::LowerHalf(dh, sums), hn::LowerHalf(dh, totals))));
+    }
 }
 
-template <class T>
-HWY_ATTR bool WideLoop(T* dst, const T* const* taps, const u8* const* valid, const i32* weights, std::size_t tapCount,
-                       bool atLeastOne, std::size_t count) {
-    std::int64_t sum = 0, magnitude = 0;
-    for (std::size_t k = 0; k < tapCount; ++k) {
-        sum += weights[k];
-        magnitude += std::abs(std::int64_t{weights[k]});
-    }
-    const PackedWeights packed(weights, tapCount);
-    if (magnitude >= 32767 || packed.count == 0) return false;
+template <class Real, class T>
+HWY_ATTR bool WideLoop(T* dst, const T* const* taps, const u8* const* valid, const Weights& weights, bool atLeastOne,
+                       std::size_t count) {
+    const PackedWeights packed(weights.at, weights.count);
+    if (packed.count == 0) return false;
     const hn::ScalableTag<std::int16_t> d16;
     const hn::Repartition<i32, decltype(d16)> d32;
+    const hn::Rebind<std::int8_t, decltype(d16)> d8;
     const auto least = hn::Set(d32, atLeastOne ? 1 : std::numeric_limits<i32>::min());
     return Stride(count, hn::Lanes(d16), [&](std::size_t i) HWY_ATTR {
-        PairSums<T> sums(hn::Set(d32, StartOfSums<T>(sum)));
-        PairSums<u8> totals(hn::Zero(d32));
-        for (std::size_t k = 0; k < packed.count; ++k) {
-            sums.Add(packed, taps, k, i);
-            totals.Add(packed, valid, k, i);
+        PairSums<T> sums(hn::Set(d32, StartOfSums<T>(weights.sum)));
+        for (std::size_t k = 0; k < packed.count; ++k) sums.Add(packed, taps, k, i);
+        auto totals = hn::Zero(d16);
+        for (std::size_t k = 0; k < weights.count; ++k) {
+            const auto one = hn::PromoteTo(d16, hn::LoadU(d8, reinterpret_cast<const std::int8_t*>(valid[k] + i)));
+            totals = hn::Add(totals, hn::And(one, hn::Set(d16, static_cast<std::int16_t>(weights.at[k]))));
         }
-        const auto low = Quotients(d32, sums.Low(), hn::Max(totals.Low(), least));
-        const auto high = Quotients(d32, sums.High(), hn::Max(totals.High(), least));
+        // In the order of the sums.
+        const auto wide = [=](auto interleaved)
+                              HWY_ATTR { return hn::Max(hn::ShiftRight<16>(hn::BitCast(d32, interleaved)), least); };
+        const auto low = Quotients<Real>(sums.Low(), wide(hn::InterleaveLower(d16, hn::Zero(d16), totals)));
+        const auto high = Quotients<Real>(sums.High(), wide(hn::InterleaveUpper(d16, hn::Zero(d16), totals)));
         StoreLow(d16, LowBits(d16, low, high), dst + i);
     });
 }
 
-// Bytes with weights that are not negative and whose sum is at most 256: all sums fit in 16 bits, and the rounding of
-// single-precision quotients is exact, for what is not a half is further from it than they err.
-HWY_ATTR bool NarrowLoop(u8* dst, const u8* const* taps, const u8* const* valid, const i32* weights,
-                         std::size_t tapCount, std::size_t count) {
-    std::int64_t sum = 0;
-    for (std::size_t k = 0; k < tapCount; ++k) {
-        if (weights[k] < 0) return false;
-        sum += weights[k];
+// Even and odd bytes of a vector, as 16-bit numbers, and back.
+template <class V>
+struct ByteHalves {
+    V even, odd;
+
+    HWY_INLINE HWY_ATTR ByteHalves(V e, V o) : even(e), odd(o) {}
+    template <class V8>
+    HWY_INLINE HWY_ATTR explicit ByteHalves(V8 bytes) {
+        const hn::DFromV<V> d16;
+        even = hn::And(hn::BitCast(d16, bytes), hn::Set(d16, u16{255}));
+        odd = hn::ShiftRight<8>(hn::BitCast(d16, bytes));
     }
-    if (sum > 256) return false;
-    const hn::ScalableTag<u8> d8;
-    const hn::Half<decltype(d8)> half8;
-    const hn::Repartition<u16, decltype(d8)> d16;
-    const hn::Half<decltype(d16)> half16;
-    const hn::Repartition<i32, decltype(d8)> d32;
-    const hn::Repartition<float, decltype(d8)> df;
-    const std::size_t n = hn::Lanes(d8);
-    const auto load = [=](const u8* at) HWY_ATTR { return hn::PromoteTo(d16, hn::LoadU(half8, at)); };
-    const auto quotients = [=](auto sums, auto totals) HWY_ATTR {
-        const auto real = [=](auto part) HWY_ATTR { return hn::ConvertTo(df, hn::PromoteTo(d32, part)); };
-        const auto round = [=](auto s, auto t) HWY_ATTR {
-            return hn::BitCast(d16, hn::ConvertTo(d32, hn::Add(hn::Div(s, t), hn::Set(df, 0.5f))));
-        };
-        totals = hn::Max(totals, hn::Set(d16, u16{1}));
-        const auto low = round(real(hn::LowerHalf(half16, sums)), real(hn::LowerHalf(half16, totals)));
-        const auto high = round(real(hn::UpperHalf(half16, sums)), real(hn::UpperHalf(half16, totals)));
-        return hn::BitCast(d8, hn::ConcatEven(d16, high, low));
-    };
-    return Stride(count, n, [&](std::size_t i) HWY_ATTR {
-        auto a = hn::Zero(d16), b = a, aTotal = a, bTotal = a;
-        for (std::size_t k = 0; k < tapCount; ++k) {
-            const auto w = hn::Set(d16, static_cast<u16>(weights[k]));
-            a = hn::Add(a, hn::Mul(load(taps[k] + i), w));
-            b = hn::Add(b, hn::Mul(load(taps[k] + i + n / 2), w));
-            aTotal = hn::Add(aTotal, hn::Mul(load(valid[k] + i), w));
-            bTotal = hn::Add(bTotal, hn::Mul(load(valid[k] + i + n / 2), w));
+    HWY_INLINE HWY_ATTR V Joined() const { return hn::Or(even, hn::ShiftLeft<8>(odd)); }
+};
+
+// Totals of up to 16: (sum + add) * factor >> 16 is the rounded quotient, for sums up to 255 * total. A total of 16
+// stands at 0, where the sum is 0 if nothing counts.
+alignas(16) constexpr u8 kAdd[16] = {8, 1, 1, 1, 2, 2, 3, 3, 4, 4, 5, 5, 6, 6, 7, 7};
+constexpr u32 FactorOf(u32 total) { return total == 0 ? 4096 : total == 1 ? 65535 : (65535 + total) / total; }
+struct FactorBytes {
+    alignas(16) u8 low[16];
+    alignas(16) u8 high[16];
+    constexpr FactorBytes() : low(), high() {
+        for (u32 total = 0; total < 16; ++total) {
+            low[total] = static_cast<u8>(FactorOf(total));
+            high[total] = static_cast<u8>(FactorOf(total) >> 8);
         }
-        hn::StoreU(hn::ConcatEven(d8, quotients(b, bTotal), quotients(a, aTotal)), d8, dst + i);
+    }
+};
+constexpr FactorBytes kFactors;
+
+template <class V, class V8>
+HWY_INLINE HWY_ATTR V FewQuotients(const ByteHalves<V>& sums, V8 totals) {
+    const hn::DFromV<V8> d8;
+    const hn::DFromV<V> d16;
+    totals = hn::And(totals, hn::Set(d8, u8{15}));
+    const auto look = [=](const u8* table) HWY_ATTR { return hn::TableLookupBytes(hn::LoadDup128(d8, table), totals); };
+    const ByteHalves<V> add(look(kAdd)), low(look(kFactors.low)), high(look(kFactors.high));
+    const auto quotient = [=](V sum, V half, V lowByte, V highByte) HWY_ATTR {
+        return hn::MulHigh(hn::Add(sum, half), hn::Or(lowByte, hn::ShiftLeft<8>(highByte)));
+    };
+    return ByteHalves<V>(quotient(sums.even, add.even, low.even, high.even),
+                         quotient(sums.odd, add.odd, low.odd, high.odd))
+        .Joined();
+}
+
+// Totals of up to 256, which stands at 0, where the sum is 0 if nothing counts.
+template <class V, class V8>
+HWY_INLINE HWY_ATTR V ManyQuotients(const ByteHalves<V>& sums, V8 totals) {
+    const hn::DFromV<V> d16;
+    const hn::Repartition<i32, hn::DFromV<V>> d32;
+    const hn::Repartition<float, hn::DFromV<V>> df;
+    const ByteHalves<V> all(totals);
+    const auto round = [=](auto sum, auto total) HWY_ATTR {
+        const auto real = hn::Div(hn::ConvertTo(df, hn::BitCast(d32, sum)), hn::ConvertTo(df, hn::BitCast(d32, total)));
+        return hn::ConvertTo(d32, hn::Add(real, hn::Set(df, 0.5f)));
+    };
+    const auto quotient = [=](V sum, V total) HWY_ATTR {
+        const hn::Repartition<u32, hn::DFromV<V>> du32;
+        total = hn::IfThenElse(hn::Eq(total, hn::Zero(d16)), hn::Set(d16, u16{256}), total);
+        const auto s = hn::BitCast(du32, sum), t = hn::BitCast(du32, total), lower = hn::Set(du32, u32{0xFFFF});
+        const auto even = round(hn::And(s, lower), hn::And(t, lower));
+        const auto odd = round(hn::ShiftRight<16>(s), hn::ShiftRight<16>(t));
+        return hn::BitCast(d16, hn::Or(even, hn::ShiftLeft<16>(odd)));
+    };
+    return ByteHalves<V>(quotient(sums.even, all.even), quotient(sums.odd, all.odd)).Joined();
+}
+
+// Bytes with weights that are not negative and whose sum is at most 256: sums fit in 16 bits, totals in 8.
+template <bool ones, bool few>
+HWY_ATTR bool NarrowLoop(u8* dst, const u8* const* taps, const u8* const* valid, const Weights& weights,
+                         std::size_t count) {
+    const hn::ScalableTag<u8> d8;
+    const hn::Repartition<u16, decltype(d8)> d16;
+    using Halves = ByteHalves<hn::Vec<decltype(d16)>>;
+    return Stride(count, hn::Lanes(d8), [&](std::size_t i) HWY_ATTR {
+        Halves sums(hn::Zero(d16), hn::Zero(d16));
+        auto totals = hn::Zero(d8);
+        for (std::size_t k = 0; k < weights.count; ++k) {
+            Halves pixels(hn::LoadU(d8, taps[k] + i));
+            const auto one = hn::LoadU(d8, valid[k] + i);
+            if (!ones) {
+                const auto w = hn::Set(d16, static_cast<u16>(weights.at[k]));
+                pixels.even = hn::Mul(pixels.even, w);
+                pixels.odd = hn::Mul(pixels.odd, w);
+            }
+            sums.even = hn::Add(sums.even, pixels.even);
+            sums.odd = hn::Add(sums.odd, pixels.odd);
+            totals = ones ? hn::Sub(totals, one)
+                          : hn::Add(totals, hn::And(one, hn::Set(d8, static_cast<u8>(weights.at[k]))));
+        }
+        const auto quotients = few ? FewQuotients(sums, totals) : ManyQuotients(sums, totals);
+        hn::StoreU(hn::BitCast(d8, quotients), d8, dst + i);
     });
+}
+
+template <class T>
+HWY_ATTR bool IntegerLoop(T* dst, const T* const* taps, const u8* const* valid, const Weights& weights, bool atLeastOne,
+                          std::size_t count) {
+    if constexpr (sizeof(T) == 1)
+        if (weights.sum == weights.magnitude && weights.sum <= 256) {
+            const bool few = weights.sum <= 16;
+            const auto run = weights.ones ? (few ? &NarrowLoop<true, true> : &NarrowLoop<true, false>)
+                                          : (few ? &NarrowLoop<false, true> : &NarrowLoop<false, false>);
+            if (run(dst, taps, valid, weights, count)) return true;
+        }
+    if (weights.magnitude >= 32767) return false;
+    if (weights.RoundInSingle(std::numeric_limits<T>::max()))
+        return WideLoop<float>(dst, taps, valid, weights, atLeastOne, count);
+    return WideLoop<double>(dst, taps, valid, weights, atLeastOne, count);
 }
 #endif
 
@@ -126,12 +225,37 @@ template <class T>
 HWY_ATTR void WeightedLoop(T* dst, const T* const* taps, const u8* const* valid, const i32* weights,
                            std::size_t tapCount, bool atLeastOne, std::size_t count) {
 #if VORIP_VECTORS
-    if constexpr (sizeof(T) == 1)
-        if (NarrowLoop(dst, taps, valid, weights, tapCount, count)) return;
     if constexpr (sizeof(T) < 4)
-        if (WideLoop(dst, taps, valid, weights, tapCount, atLeastOne, count)) return;
+        if (IntegerLoop(dst, taps, valid, Weights(weights, tapCount), atLeastOne, count)) return;
 #endif
     DoubleLoop(dst, taps, valid, weights, tapCount, atLeastOne, count);
+}
+
+template <class T>
+HWY_ATTR void AddLoop(double* sums, i32* counts, const T* row, const u8* valid, std::size_t count) {
+    VORIP_INDEPENDENT_LOOP
+    for (std::size_t i = 0; i < count; ++i) {
+        sums[i] += row[i];
+        counts[i] += valid[i] & 1;
+    }
+}
+template <class T>
+HWY_ATTR void RemoveLoop(double* sums, i32* counts, const T* row, const u8* valid, std::size_t count) {
+    VORIP_INDEPENDENT_LOOP
+    for (std::size_t i = 0; i < count; ++i) {
+        sums[i] -= row[i];
+        counts[i] -= valid[i] & 1;
+    }
+}
+template <class T>
+HWY_ATTR void DivideLoop(T* dst, const double* sums, const i32* counts, std::size_t count) {
+    for (std::size_t start = 0; start < count; start += kBlock) {
+        const std::size_t n = std::min(kBlock, count - start);
+        double means[kBlock];
+        VORIP_INDEPENDENT_LOOP
+        for (std::size_t i = 0; i < n; ++i) means[i] = sums[start + i] / std::max(counts[start + i], 1);
+        RoundBlock(dst + start, means, n);
+    }
 }
 
 template <class T>
@@ -146,14 +270,14 @@ HWY_ATTR void SelectLoop(T* dst, const T* filtered, const T* row, const u8* mask
 }
 HWY_ATTR void ValidateLoop(u8* valid, const u8* mask, std::size_t count) {
     VORIP_INDEPENDENT_LOOP
-    for (std::size_t i = 0; i < count; ++i) valid[i] = mask[i] < kFirstInvalid;
+    for (std::size_t i = 0; i < count; ++i) valid[i] = mask[i] < kFirstInvalid ? 255 : 0;
 }
 HWY_ATTR void MiddleLoop(u8* ranks, const u8* const* valid, std::size_t tapCount, std::size_t count) {
     std::fill_n(ranks, count, u8{1});
     for (std::size_t k = 0; k < tapCount; ++k) {
         const u8* one = valid[k];
         VORIP_INDEPENDENT_LOOP
-        for (std::size_t i = 0; i < count; ++i) ranks[i] = static_cast<u8>(ranks[i] + one[i]);
+        for (std::size_t i = 0; i < count; ++i) ranks[i] = static_cast<u8>(ranks[i] + (one[i] & 1));
     }
     VORIP_INDEPENDENT_LOOP
     for (std::size_t i = 0; i < count; ++i) ranks[i] = static_cast<u8>(ranks[i] < 2 ? 0 : ranks[i] / 2 - 1);
@@ -165,10 +289,16 @@ void FillTyped(MaskRows& rows, std::tuple<MaskedPixels<T>...>&) {
     ((std::get<MaskedPixels<T>>(rows.pixels) = {&NeutralizeLoop<T>, &SelectLoop<T>}), ...);
 }
 
+template <class... T>
+void FillMeans(std::tuple<MaskedMeans<T>...>& means) {
+    ((std::get<MaskedMeans<T>>(means) = {&AddLoop<T>, &RemoveLoop<T>, &DivideLoop<T>}), ...);
+}
+
 const MaskRows& Rows() {
     static const MaskRows table = [] {
         MaskRows rows;
         FillTyped(rows, rows.pixels);
+        FillMeans(rows.means);
         rows.validate = &ValidateLoop;
         rows.middle = &MiddleLoop;
         return rows;

@@ -9,10 +9,20 @@ inline constexpr u8 kFirstInvalid = 64;
 
 // The sum of the samples times their weights, divided by the sum of the weights of valid samples; by 1, when
 // `atLeastOne`, if that is less than 1. A sum of weights of 0 gives 0. Invalid samples are 0 in the tap rows, and
-// `valid` has 1 for valid ones.
+// `valid` has 255 for valid ones and 0 for others.
 template <class T>
 using MaskedWeightedRow = void (*)(T* dst, const T* const* taps, const u8* const* valid, const i32* weights,
                                    std::size_t tapCount, bool atLeastOne, std::size_t count);
+
+// Means of many samples, from exact sums and from numbers of valid samples.
+template <class T>
+struct MaskedMeans {
+    // Adds a row, in which invalid samples are 0, and takes another one away.
+    void (*add)(double* sums, i32* counts, const T* row, const u8* valid, std::size_t count);
+    void (*remove)(double* sums, i32* counts, const T* row, const u8* valid, std::size_t count);
+    // A count of 0 gives 0.
+    void (*divide)(T* dst, const double* sums, const i32* counts, std::size_t count);
+};
 
 template <class T>
 struct MaskedPixels {
@@ -26,8 +36,9 @@ struct MaskRows {
     std::tuple<MaskedWeightedRow<u8>, MaskedWeightedRow<u16>, MaskedWeightedRow<i32>, MaskedWeightedRow<float>,
                MaskedWeightedRow<u32>>
         weighted;
+    std::tuple<MaskedMeans<u8>, MaskedMeans<u16>, MaskedMeans<i32>, MaskedMeans<u32>> means;
     std::tuple<MaskedPixels<u8>, MaskedPixels<u16>, MaskedPixels<i32>, MaskedPixels<float>, MaskedPixels<u32>> pixels;
-    // 1 for valid samples.
+    // 255 for valid samples, 0 for others.
     void (*validate)(u8* valid, const u8* mask, std::size_t count);
     // (number of valid samples - 1) / 2, or 0.
     void (*middle)(u8* ranks, const u8* const* valid, std::size_t tapCount, std::size_t count);
