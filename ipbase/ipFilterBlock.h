@@ -7,9 +7,9 @@
 #include "ipbase/ipFilterAccess.h"
 #include "ipbase/ipFilterWindow.h"
 
-// Filters of whole images. Mask values below 64 mark valid pixels; a null mask means that all are. Invalid pixels keep
-// their value and do not count for others. A mask of another size than the image's goes on with its nearest pixel;
-// where windows of weighted sums and medians reach beyond the image, a larger mask still has values of its own.
+// Filters of whole images. Masks are 255 in valid pixels and 0 in others; a null mask means that all are valid. Invalid
+// pixels keep their value and do not count for others. A mask of another size than the image's goes on with its nearest
+// pixel; where windows of weighted sums and medians reach beyond the image, a larger mask still has values of its own.
 namespace KrN {
 
 // A window of kx * ky pixels around each pixel, from (x - kx/2, y - ky/2) on. Pixels beyond the image are copies of the
@@ -25,11 +25,6 @@ BlockWindow KernelBlock(const KrTBuf2D<std::int32_t>& kernel, double scale);
 BlockWindow RankBlock(WindowKind kind, const KrTSize<std::uint32_t>& size);
 
 using Mask = const KrTBuf2D<std::uint8_t>*;
-
-// The mask, if it is to be used and is not empty.
-inline Mask UsedMask(const KrTBuf2D<std::uint8_t>& mask, bool useMask) {
-    return useMask && mask.Width() > 0 && mask.Height() > 0 ? &mask : nullptr;
-}
 
 template <class T>
 void FilterBlock(const BlockWindow& window, Extent size, RowReader<T>& reader, RowWriter<T>& writer, Mask mask);

@@ -74,6 +74,7 @@ void KrTFilter1D<T>::FilterMasked(KrTBuf1D<T>& line, const KrTBuf1D<std::uint8_t
     if (mKernelWidth == 0 || count == 0) return;
     KrTBuf1D<std::uint8_t> fitted(count);
     for (std::size_t i = 0; i < count; ++i) fitted[i] = mask[std::min(i, mask.Size() - 1)];
+    rows::GetMaskRows().validate(fitted.Data(), fitted.Data(), count);
     std::vector<T> out(count);
     MaskedLine<T>(mKernel, count).Run(line.Data(), fitted.Data(), out.data());
     std::get<rows::MaskedPixels<T>>(rows::GetMaskRows().pixels)

@@ -29,8 +29,8 @@ void RunExtremes(const BlockWindow& window, Extent size, RowReader<T>& reader, R
 
 // Invalid pixels become 0; of a row that is looked at with the mask of another one as well.
 template <class T>
-void Zero(const T* row, const std::uint8_t* mask, std::size_t width, T* zeroed) {
-    std::get<rows::MaskedPixels<T>>(rows::GetMaskRows().pixels).neutralize(zeroed, row, mask, T{0}, width);
+void Zero(const T* row, const std::uint8_t* valid, std::size_t width, T* zeroed) {
+    std::get<rows::MaskedPixels<T>>(rows::GetMaskRows().pixels).neutralize(zeroed, row, valid, T{0}, width);
 }
 
 // The rows of a source, smoothed along themselves; of the last `kept` ones what was smoothed, and the same with 0 in
@@ -64,15 +64,11 @@ private:
     void Fetch() {
         const std::size_t width = mOut.size();
         const T* row = mReader.Row(mNext);
-        const std::uint8_t* mask = mMask.Row(mNext);
+        const std::uint8_t* valid = mMask.Row(mNext);
         T* smoothed = mRows.Row(mNext % mRows.Height());
-        if (mTaps > 0) {
-            mLine.Run(row, mask, mOut.data());
-            std::get<rows::MaskedPixels<T>>(rows::GetMaskRows().pixels).select(smoothed, mOut.data(), row, mask, width);
-        } else {
-            std::copy_n(row, width, smoothed);
-        }
-        Zero(smoothed, mask, width, mZeroed.Row(mNext % mRows.Height()));
+        if (mTaps > 0) mLine.Run(row, valid, mOut.data());
+        std::get<rows::MaskedPixels<T>>(rows::GetMaskRows().pixels)
+            .split(smoothed, mZeroed.Row(mNext % mRows.Height()), mTaps > 0 ? mOut.data() : row, row, valid, width);
         if (mNext == 0) Zero(smoothed, mMask.Row(mMask.Height() - 1), width, mAbove.data());
     }
 
@@ -92,9 +88,9 @@ void FilterBlockMasked(const BlockWindow& window, Extent size, RowReader<T>& rea
                        const KrTBuf2D<std::uint8_t>& mask) {
     if (window.kind != WindowKind::eWeighted) return RunExtremes(window, size, reader, writer, mask);
     NeutralRows<T> source(reader, mask, size, T{0}, std::size_t{window.ky} + 1);
-    ValidRows valid(mask);
+    RowReader<std::uint8_t> valid(mask);
     PaddedRows<T, NeutralRows<T>> padded(source, size, window, window.ky);
-    PaddedRows<std::uint8_t, ValidRows> paddedValid(valid, size, window, window.ky);
+    PaddedRows<std::uint8_t> paddedValid(valid, size, window, window.ky);
     std::vector<const T*> taps(std::size_t{window.kx} * window.ky);
     std::vector<const std::uint8_t*> validTaps(taps.size());
     SelectWriter<T> select(source, writer, size.width);
@@ -166,13 +162,13 @@ MaskedLine<T>::MaskedLine(const KrTBuf1D<std::int32_t>& weights, std::size_t wid
 }
 
 template <class T>
-void MaskedLine<T>::Run(const T* row, const std::uint8_t* mask, T* out) {
-    rows::GetMaskRows().validate(mValid.data() + mLeft, mask, mWidth);
+void MaskedLine<T>::Run(const T* row, const std::uint8_t* valid, T* out) {
+    std::copy_n(valid, mWidth, mValid.data() + mLeft);
     WrapMask(mValid.data(), mWidth, mLeft, mRight);
-    Zero(row, mask, mWidth, mPadded.data() + mLeft);
-    const bool ends = mask[mWidth - 1] < rows::kFirstInvalid;
-    std::fill_n(mPadded.data(), mLeft, ends ? row[0] : T{0});
-    std::fill_n(mPadded.data() + mLeft + mWidth, mRight, ends ? row[mWidth - 1] : T{0});
+    Zero(row, valid, mWidth, mPadded.data() + mLeft);
+    const bool beyond = valid[mWidth - 1] != 0;
+    std::fill_n(mPadded.data(), mLeft, beyond ? row[0] : T{0});
+    std::fill_n(mPadded.data() + mLeft + mWidth, mRight, beyond ? row[mWidth - 1] : T{0});
     if (mLong) return mMeans.Slide(mPadded.data(), mValid.data(), mTaps.size(), out);
     SumMasked(mWeights, false, mTaps, mValidTaps, out, mWidth);
 }
@@ -187,12 +183,11 @@ public:
         : mWindow(window),
           mLast(size.height - 1),
           mRows(rows),
-          mValid(size.width, size.height),
+          mMask(mask),
           mLong(LongMeans<T>::Take(window.weights)),
           mMeans(mLong ? size.width : 0),
           mTaps(window.taps),
           mValidTaps(window.taps) {
-        rows::GetMaskRows().validate(mValid.Row(0), mask.Row(0), size.width * size.height);
         for (std::size_t k = 0; mLong && k + 1 < window.taps; ++k) mMeans.Add(Row(k), Valid(k));
     }
     // The rows from top to bottom.
@@ -206,7 +201,7 @@ public:
             mTaps[k] = Row(y + k);
             mValidTaps[k] = Valid(y + k);
         }
-        SumMasked(mWindow.weights, false, mTaps, mValidTaps, out, mValid.Width());
+        SumMasked(mWindow.weights, false, mTaps, mValidTaps, out, mMask.Width());
     }
 
 private:
@@ -215,13 +210,13 @@ private:
         return sample < mWindow.left ? mRows.Above() : mRows.Zeroed(std::min(sample - mWindow.left, mLast));
     }
     const std::uint8_t* Valid(std::size_t sample) const {
-        return mValid.Row(sample < mWindow.left ? mLast : std::min(sample - mWindow.left, mLast));
+        return mMask.Row(sample < mWindow.left ? mLast : std::min(sample - mWindow.left, mLast));
     }
 
     const LineWindow& mWindow;
     std::size_t mLast;
     SmoothedRows<T>& mRows;
-    KrTBuf2D<std::uint8_t> mValid;
+    const KrTBuf2D<std::uint8_t>& mMask;
     bool mLong;
     LongMeans<T> mMeans;
     std::vector<const T*> mTaps;

@@ -41,20 +41,6 @@ private:
     std::vector<T> mRow;
 };
 
-// Rows of 255 where a mask is valid, each until the next one is asked for.
-class ValidRows {
-public:
-    explicit ValidRows(const KrTBuf2D<std::uint8_t>& mask) : mMask(mask), mRow(mask.Width()) {}
-    const std::uint8_t* Row(std::size_t y) {
-        rows::GetMaskRows().validate(mRow.data(), mMask.Row(y), mRow.size());
-        return mRow.data();
-    }
-
-private:
-    const KrTBuf2D<std::uint8_t>& mMask;
-    std::vector<std::uint8_t> mRow;
-};
-
 // Filtered rows on their way to a destination.
 template <class T>
 class SelectWriter {
@@ -100,12 +86,12 @@ private:
     std::vector<std::int32_t> mCounts;
 };
 
-// One line, of which `mask` is below 64 for valid samples. Invalid ones get values, too.
+// One line. Invalid samples get values, too.
 template <class T>
 class MaskedLine {
 public:
     MaskedLine(const KrTBuf1D<std::int32_t>& weights, std::size_t width);
-    void Run(const T* row, const std::uint8_t* mask, T* out);
+    void Run(const T* row, const std::uint8_t* valid, T* out);
 
 private:
     const KrTBuf1D<std::int32_t>& mWeights;

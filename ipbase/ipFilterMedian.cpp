@@ -91,9 +91,9 @@ void RunSmallMasked(const BlockWindow& window, Extent size, RowReader<T>& reader
     using Limits = std::numeric_limits<T>;
     NeutralRows<T> source(reader, mask, size, Limits::has_infinity ? Limits::infinity() : Limits::max(),
                           std::size_t{window.ky} + 1);
-    ValidRows valid(mask);
+    RowReader<Byte> valid(mask);
     PaddedRows<T, NeutralRows<T>> padded(source, size, window, window.ky);
-    PaddedRows<Byte, ValidRows> paddedValid(valid, size, window, window.ky);
+    PaddedRows<Byte> paddedValid(valid, size, window, window.ky);
     std::vector<const T*> taps(std::size_t{window.kx} * window.ky);
     std::vector<const Byte*> validTaps(taps.size());
     std::vector<T> scratch(taps.size() * (rows::kLongestVector / sizeof(T)));
@@ -133,7 +133,7 @@ void RunHistogram(const BlockWindow& window, Extent size, RowReader<Byte>& reade
         histogram.median(out, counts.data(), window.kx, size.width);
         if (mask)
             for (std::size_t x = 0; x < size.width; ++x)
-                if (mask->Row(y)[x] >= rows::kFirstInvalid) out[x] = own[x];
+                if (!mask->Row(y)[x]) out[x] = own[x];
         change(histogram.remove, y);
         writer.Finish(y);
     }
@@ -169,7 +169,7 @@ private:
     // Samples are counted from the first one of the window of the first pixel.
     void One(Operation operation, std::size_t y, std::size_t column) {
         const std::size_t x = std::min(column - std::min<std::size_t>(column, mWindow.kx / 2), mImage.Width() - 1);
-        if (!mMask || mMask->Row(y)[x] < rows::kFirstInvalid) (mSet.*operation)(mRanked.ranks.Row(y)[x]);
+        if (!mMask || mMask->Row(y)[x]) (mSet.*operation)(mRanked.ranks.Row(y)[x]);
     }
     void Change(Operation operation, std::size_t sample, std::size_t column) {
         const std::size_t row = BlockRow(mWindow, sample, mImage.Height());
@@ -179,7 +179,7 @@ private:
         for (std::size_t j = 0; j < mWindow.ky; ++j) One(operation, BlockRow(mWindow, y + j, mImage.Height()), column);
     }
     void Give(std::size_t y, T* dst) {
-        const bool valid = !mMask || mMask->Row(y)[mX] < rows::kFirstInvalid;
+        const bool valid = !mMask || mMask->Row(y)[mX] != 0;
         dst[mX] = valid ? mRanked.values[mSet.Median()] : mImage.Row(y)[mX];
     }
 

@@ -4,10 +4,21 @@
 #include "Core/vorTools/Inc/syfilt2d.h"
 #include "ipbase/ipFilterBlock.h"
 #include "ipbase/ipFilterLine.h"
+#include "ipbase/rows/ipMaskRows.h"
 
 namespace KrN {
 
 namespace {
+
+bool IsUsed(const KrTBuf2D<std::uint8_t>& mask, bool useMask) {
+    return useMask && mask.Width() > 0 && mask.Height() > 0;
+}
+
+KrTBuf2D<std::uint8_t> Validated(const KrTBuf2D<std::uint8_t>& mask) {
+    KrTBuf2D<std::uint8_t> valid(mask.Width(), mask.Height());
+    rows::GetMaskRows().validate(valid.Row(0), mask.Row(0), mask.Width() * mask.Height());
+    return valid;
+}
 
 template <class T, class F>
 void OnImage(KrTBuf2D<T>& image, const F& filter) {
@@ -38,10 +49,10 @@ KrTFilter2D<T>::KrTFilter2D(const KrTBuf2D<std::int32_t>& kernel, std::int32_t d
 
 template <class T>
 void KrTFilter2D<T>::Filter(KrTBuf2D<T>& image, const KrTBuf2D<std::uint8_t>& mask, bool useMask) {
-    const Mask used = UsedMask(mask, useMask);
-    if (!used) return Filter(image);
+    if (!IsUsed(mask, useMask)) return Filter(image);
+    const KrTBuf2D<std::uint8_t> valid = Validated(mask);
     OnImage(image, [&](Extent size, auto& reader, auto& writer) {
-        FilterBlock(KernelBlock(mKernel, mScale), size, reader, writer, used);
+        FilterBlock(KernelBlock(mKernel, mScale), size, reader, writer, &valid);
     });
 }
 
@@ -79,23 +90,24 @@ void KrTFilter2D<T>::Filter(KrTBuf2D<T>& image) {
     }
 }
 
-#define VORIP_SIZE_FILTER(Class, filter)                                                                              \
-  template <class T>                                                                                                  \
-  Class<T>::Class(const KrTSize<std::uint32_t>& size) : mSize(size) {                                                 \
-    this->mReady = 1;                                                                                                 \
-  }                                                                                                                   \
-  template <class T>                                                                                                  \
-  Class<T>::~Class() = default;                                                                                       \
-  template <class T>                                                                                                  \
-  void Class<T>::Filter(KrTBuf2D<T>& image, const KrTBuf2D<std::uint8_t>& mask, bool useMask) {                       \
-    const Mask used = UsedMask(mask, useMask);                                                                        \
-    if (!used) return Filter(image);                                                                                  \
-    OnImage(image, [&](Extent size, auto& reader, auto& writer) { filter::Run(mSize, size, reader, writer, used); }); \
-  }                                                                                                                   \
-  template <class T>                                                                                                  \
-  void Class<T>::Filter(KrTBuf2D<T>& image) {                                                                         \
-    OnImage(image,                                                                                                    \
-            [&](Extent size, auto& reader, auto& writer) { filter::Run(mSize, size, reader, writer, nullptr); });     \
+#define VORIP_SIZE_FILTER(Class, filter)                                                                          \
+  template <class T>                                                                                              \
+  Class<T>::Class(const KrTSize<std::uint32_t>& size) : mSize(size) {                                             \
+    this->mReady = 1;                                                                                             \
+  }                                                                                                               \
+  template <class T>                                                                                              \
+  Class<T>::~Class() = default;                                                                                   \
+  template <class T>                                                                                              \
+  void Class<T>::Filter(KrTBuf2D<T>& image, const KrTBuf2D<std::uint8_t>& mask, bool useMask) {                   \
+    if (!IsUsed(mask, useMask)) return Filter(image);                                                             \
+    const KrTBuf2D<std::uint8_t> valid = Validated(mask);                                                         \
+    OnImage(image,                                                                                                \
+            [&](Extent size, auto& reader, auto& writer) { filter::Run(mSize, size, reader, writer, &valid); });  \
+  }                                                                                                               \
+  template <class T>                                                                                              \
+  void Class<T>::Filter(KrTBuf2D<T>& image) {                                                                     \
+    OnImage(image,                                                                                                \
+            [&](Extent size, auto& reader, auto& writer) { filter::Run(mSize, size, reader, writer, nullptr); }); \
   }
 VORIP_SIZE_FILTER(KrTFilter2DGauss, GaussFilter)
 VORIP_SIZE_FILTER(KrTFilter2DMeanSepXY, MeanFilter)

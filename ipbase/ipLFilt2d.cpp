@@ -3,6 +3,7 @@
 #include "ipbase/ipFilterBlock.h"
 #include "ipbase/ipFilterImage.h"
 #include "ipbase/ipLFilt1d.h"
+#include "ipbase/rows/ipMaskRows.h"
 
 namespace KrN {
 
@@ -10,16 +11,16 @@ namespace {
 
 constexpr const wchar_t* kFile = L"C\\ipLFilt2d";
 
-template <class T>
-void ReadImage(const KrTAOI<T>& src, KrTBuf2D<T>& image) {
-    const KrTSize<int> size = CommonRegion(&src);
-    image.Resize(static_cast<std::size_t>(size.cx), static_cast<std::size_t>(size.cy));
+KrTBuf2D<std::uint8_t> ReadMask(const KrAOI8& mask) {
+    const KrTSize<int> size = CommonRegion(&mask);
+    KrTBuf2D<std::uint8_t> valid(static_cast<std::size_t>(size.cx), static_cast<std::size_t>(size.cy));
     VisitRows(
         Access::eSwitched,
-        [&](int y, const T* row, std::size_t count) {
-            std::copy_n(row, count, image.Row(static_cast<std::size_t>(y)));
+        [&](int y, const std::uint8_t* row, std::size_t count) {
+            rows::GetMaskRows().validate(valid.Row(static_cast<std::size_t>(y)), row, count);
         },
-        &src);
+        &mask);
+    return valid;
 }
 
 struct Masking {
@@ -47,9 +48,9 @@ void RunFilter(const Masking& masking, const KrTAOI<T>& src, KrTAOI<T>& dst, con
     const Extent size{static_cast<std::size_t>(region.cx), static_cast<std::size_t>(region.cy)};
     RowReader<T> reader(src, dst, region, 1);
     RowWriter<T> writer(dst, region);
-    KrTBuf2D<std::uint8_t> mask;
-    if (masking.useMask && masking.mask) ReadImage(*masking.mask, mask);
-    filter(size, reader, writer, UsedMask(mask, masking.useMask));
+    if (!masking.useMask || CommonRegion(masking.mask).cx == 0) return filter(size, reader, writer, nullptr);
+    const KrTBuf2D<std::uint8_t> valid = ReadMask(*masking.mask);
+    filter(size, reader, writer, &valid);
 }
 
 template <class Filter, class AOI>

@@ -259,18 +259,27 @@ HWY_ATTR void DivideLoop(T* dst, const double* sums, const i32* counts, std::siz
 }
 
 template <class T>
-HWY_ATTR void NeutralizeLoop(T* dst, const T* row, const u8* mask, T neutral, std::size_t count) {
+HWY_ATTR void NeutralizeLoop(T* dst, const T* row, const u8* valid, T neutral, std::size_t count) {
     VORIP_INDEPENDENT_LOOP
-    for (std::size_t i = 0; i < count; ++i) dst[i] = mask[i] < kFirstInvalid ? row[i] : neutral;
+    for (std::size_t i = 0; i < count; ++i) dst[i] = valid[i] ? row[i] : neutral;
 }
 template <class T>
-HWY_ATTR void SelectLoop(T* dst, const T* filtered, const T* row, const u8* mask, std::size_t count) {
+HWY_ATTR void SelectLoop(T* dst, const T* filtered, const T* row, const u8* valid, std::size_t count) {
     VORIP_INDEPENDENT_LOOP
-    for (std::size_t i = 0; i < count; ++i) dst[i] = mask[i] < kFirstInvalid ? filtered[i] : row[i];
+    for (std::size_t i = 0; i < count; ++i) dst[i] = valid[i] ? filtered[i] : row[i];
+}
+template <class T>
+HWY_ATTR void SplitLoop(T* dst, T* zeroed, const T* filtered, const T* row, const u8* valid, std::size_t count) {
+    VORIP_INDEPENDENT_LOOP
+    for (std::size_t i = 0; i < count; ++i) {
+        const T smooth = filtered[i], own = row[i];
+        dst[i] = valid[i] ? smooth : own;
+        zeroed[i] = valid[i] ? smooth : T{0};
+    }
 }
 HWY_ATTR void ValidateLoop(u8* valid, const u8* mask, std::size_t count) {
     VORIP_INDEPENDENT_LOOP
-    for (std::size_t i = 0; i < count; ++i) valid[i] = mask[i] < kFirstInvalid ? 255 : 0;
+    for (std::size_t i = 0; i < count; ++i) valid[i] = mask[i] < 64 ? 255 : 0;
 }
 HWY_ATTR void MiddleLoop(u8* ranks, const u8* const* valid, std::size_t tapCount, std::size_t count) {
     std::fill_n(ranks, count, u8{1});
@@ -286,7 +295,7 @@ HWY_ATTR void MiddleLoop(u8* ranks, const u8* const* valid, std::size_t tapCount
 template <class... T>
 void FillTyped(MaskRows& rows, std::tuple<MaskedPixels<T>...>&) {
     ((std::get<MaskedWeightedRow<T>>(rows.weighted) = &WeightedLoop<T>), ...);
-    ((std::get<MaskedPixels<T>>(rows.pixels) = {&NeutralizeLoop<T>, &SelectLoop<T>}), ...);
+    ((std::get<MaskedPixels<T>>(rows.pixels) = {&NeutralizeLoop<T>, &SelectLoop<T>, &SplitLoop<T>}), ...);
 }
 
 template <class... T>

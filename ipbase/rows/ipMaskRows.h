@@ -2,14 +2,11 @@
 
 #include "ipbase/rows/ipWindowRows.h"
 
-// Rows of which some samples are invalid: those whose mask value is 64 or more.
+// Rows of which some samples are invalid: `valid` is 255 in valid samples and 0 in others.
 namespace KrN::rows {
 
-inline constexpr u8 kFirstInvalid = 64;
-
 // The sum of the samples times their weights, divided by the sum of the weights of valid samples; by 1, when
-// `atLeastOne`, if that is less than 1. A sum of weights of 0 gives 0. Invalid samples are 0 in the tap rows, and
-// `valid` has 255 for valid ones and 0 for others.
+// `atLeastOne`, if that is less than 1. A sum of weights of 0 gives 0. Invalid samples are 0 in the tap rows.
 template <class T>
 using MaskedWeightedRow = void (*)(T* dst, const T* const* taps, const u8* const* valid, const i32* weights,
                                    std::size_t tapCount, bool atLeastOne, std::size_t count);
@@ -27,9 +24,11 @@ struct MaskedMeans {
 template <class T>
 struct MaskedPixels {
     // Invalid samples become a value that does not matter.
-    void (*neutralize)(T* dst, const T* row, const u8* mask, T neutral, std::size_t count);
+    void (*neutralize)(T* dst, const T* row, const u8* valid, T neutral, std::size_t count);
     // What was filtered where the row is valid, else the row itself.
-    void (*select)(T* dst, const T* filtered, const T* row, const u8* mask, std::size_t count);
+    void (*select)(T* dst, const T* filtered, const T* row, const u8* valid, std::size_t count);
+    // The same, and with 0 instead of the row.
+    void (*split)(T* dst, T* zeroed, const T* filtered, const T* row, const u8* valid, std::size_t count);
 };
 
 struct MaskRows {
@@ -38,7 +37,7 @@ struct MaskRows {
         weighted;
     std::tuple<MaskedMeans<u8>, MaskedMeans<u16>, MaskedMeans<i32>, MaskedMeans<u32>> means;
     std::tuple<MaskedPixels<u8>, MaskedPixels<u16>, MaskedPixels<i32>, MaskedPixels<float>, MaskedPixels<u32>> pixels;
-    // 255 for valid samples, 0 for others.
+    // Of mask values, of which those below 64 stand for valid samples.
     void (*validate)(u8* valid, const u8* mask, std::size_t count);
     // (number of valid samples - 1) / 2, or 0.
     void (*middle)(u8* ranks, const u8* const* valid, std::size_t tapCount, std::size_t count);

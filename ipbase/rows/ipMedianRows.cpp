@@ -243,7 +243,7 @@ HWY_INLINE HWY_ATTR void Count(u8* counts, unsigned from) {
 template <bool add>
 HWY_ATTR void CountLoop(ColumnCounts* columns, const u8* row, const u8* valid, std::size_t count) {
     for (std::size_t i = 0; i < count; ++i) {
-        if (valid && valid[i] >= 64) continue;
+        if (valid && !valid[i]) continue;
         Count<add>(columns[i].coarse, row[i] >> 4);
         Count<add>(columns[i].fine[row[i] >> 4], row[i] & 15);
     }

@@ -33,7 +33,7 @@ struct ColumnCounts {
     u8 fine[16][16];
 };
 struct HistogramRows {
-    // Counts the samples of a row in their columns, or no longer, if `valid` is null or below 64.
+    // Counts the samples of a row in their columns, or no longer, if `valid` is null or not 0.
     void (*add)(ColumnCounts* columns, const u8* row, const u8* valid, std::size_t count);
     void (*remove)(ColumnCounts* columns, const u8* row, const u8* valid, std::size_t count);
     // Medians over `taps` columns each; dst keeps what has no sample.
