@@ -131,7 +131,15 @@ const std::vector<OpCase>& TransferCases() {
 
 // clang-format off
 const std::vector<OpCase> kShiftCases = {
-    {L"Shift( %s, %s )", 104, "11 44 88 aa", [](I i, C) { KrLShift().Shift(i[0], i[1], 1, 1, 0); }}};
+    {L"Shift( %s, %s )", 104, "11 44 88 aa",
+     [](I i, C c) { KrLShift().Shift(i[0], i[1], static_cast<short>(c[0]), static_cast<short>(c[1]), c[2]); },
+     [](P, X x) {
+         const bool whole = x.types[1] < eDev32Float;
+         return x.source(x.x - Int(x.c[0]), x.y - Int(x.c[1]), Truncated(x.c[2] + (whole ? 0.5 : 0.0), x.types[1]));
+     },
+     {{1, 1, 0.4}, {-1, 1, 300.7}, {1, -1, -3}, {-1, -1, 1e300}, {0, 0, 7}, {0, 2, 0.5}, {0, -2, 9}, {5, 0, 9},
+      {-17, 0, 9}, {40, -1, 9}, {-300, 0, 9}, {0, 5, 9}, {32767, -32768, 9}},
+     true, false}};
 const std::vector<OpCase> kRangeCases = {
     {L"KrLGreyScaleRange::Scan( %s )", 61, "1 4 7 8 a", [](I i, C) { KrLGreyScaleRange().Scan(i[0], {1, 1}); }}};
 // clang-format on
@@ -169,6 +177,7 @@ TEST(Transfer, DispatchAndErrors) {
 }
 
 TEST(Transfer, PixelsOnEveryTarget) { CheckPixels(TransferCases()); }
+TEST(Shift, PixelsOnEveryTarget) { CheckPixels(kShiftCases); }
 TEST(Convert, PixelsOnEveryTarget) { CheckPixels(kConvertCases); }
 TEST(MapLut, PixelsOnEveryTarget) { CheckPixels(LutCases()); }
 
@@ -232,97 +241,58 @@ TEST(Transfer, Exchange) {
         }
 }
 
-// Where the images of a shift lie: in which of two buffers, how far from its edges, and whether the buffer itself is
-// the image or a view of its pixels.
-enum Kind { eBuffer, eView, eRowless };
-struct Side {
-    Kind kind;
-    int buffer, margin;
-};
+// Whole buffers are moved as one block, and overlapping views row by row in an order that spares what is still to be
+// read. The result is that of separate views.
 struct Way {
-    Side src, dst;
-    int wider = 0, higher = 0;  // the destination
+    KrTSize<short> buffer;
+    KrTRectangle<short> from, to;
+    bool sameBuffer;
 };
 // clang-format off
 const Way kWays[] = {
-    {{eBuffer, 0, 0}, {eBuffer, 1, 0}},         // whole buffers
-    {{eBuffer, 0, 0}, {eBuffer, 0, 0}},         // in place
-    {{eBuffer, 0, 0}, {eView, 1, 1}},
-    {{eBuffer, 0, 2}, {eBuffer, 1, 1}},         // parts of buffers
-    {{eBuffer, 0, 2}, {eBuffer, 0, 2}},
-    {{eRowless, 0, 2}, {eRowless, 1, 1}},
-    {{eRowless, 0, 2}, {eRowless, 0, 2}},
-    {{eBuffer, 0, 2}, {eBuffer, 1, 1}, 2, -1},  // sizes differ
-    {{eBuffer, 0, 2}, {eView, 0, 3}},           // overlapping views, the destination behind
-    {{eBuffer, 0, 2}, {eView, 0, 1}},           // and before
+    {{7, 5}, {0, 0, 7, 5}, {0, 0, 7, 5}, false},   // whole buffers
+    {{7, 5}, {0, 0, 7, 5}, {0, 0, 7, 5}, true},
+    {{1, 3}, {0, 0, 1, 3}, {0, 0, 1, 3}, true},
+    {{0, 4}, {0, 0, 0, 4}, {0, 0, 0, 4}, true},
+    {{11, 9}, {2, 2, 7, 5}, {1, 1, 7, 5}, false},  // parts of buffers
+    {{11, 9}, {2, 2, 7, 5}, {2, 2, 7, 5}, true},
+    {{11, 9}, {2, 2, 7, 5}, {3, 3, 7, 5}, true},   // overlapping views, the destination behind
+    {{11, 9}, {2, 2, 7, 5}, {1, 1, 7, 5}, true},   // and before
 };
 // clang-format on
 
-template <class Buffer>
-bool ShiftsRight(const Way& way, int cx, int cy, int dx, int dy) {
-    using T = typename Buffer::Pixel;
-    const auto rect = [](int margin, int width, int height) -> KrTRectangle<short> {
-        const auto origin = static_cast<short>(margin);
-        return {origin, origin, static_cast<short>(width), static_cast<short>(height)};
-    };
-    const int inMargin = way.src.margin, outMargin = way.dst.margin;
-    const KrTRectangle<short> from = rect(inMargin, cx, cy);
-    const KrTRectangle<short> to = rect(outMargin, cx + way.wider, std::max(0, cy + way.higher));
-    Buffer buffers[] = {Buffer(rect(0, cx + 2 * inMargin, cy + 2 * inMargin).size),
-                        Buffer(rect(0, to.size.cx + 2 * outMargin, to.size.cy + 2 * outMargin).size)};
-    std::vector<std::unique_ptr<KrAOI>> owned;
+template <class Buffer, class View>
+void CheckBuffers(const Way& way, short dx, short dy) {
+    Buffer src(way.buffer), dst(way.buffer);
     Random random(1);
-    for (Buffer& buffer : buffers) Fill(buffer, [&](int, int) { return random() % 250; });
-    const auto image = [&](const Side& side, const KrTRectangle<short>& r) -> KrAOI* {
-        Buffer& buffer = buffers[side.buffer];
-        KrTAOI<T> view(buffer, r);
-        const Form form = side.kind == eRowless ? Form::eRowless : Form::eView;
-        owned.push_back(MakeAOI({0, view.GetDevType(), 0, view.GetRowIncInBytes(), r.size.cx, r.size.cy, form},
-                                reinterpret_cast<unsigned char*>(view.GetRowPointer(0))));
-        if (side.kind != eBuffer) return owned.back().get();
-        buffer.SetAOIRect(r);
-        return &buffer;
-    };
+    for (Buffer* buffer : {&src, &dst}) Fill(*buffer, [&](int, int) { return random(); });
+    Buffer source(src), wanted(way.sameBuffer ? src : dst);
+    const View sourceView(source, way.from);
+    View wantedView(wanted, way.to), overlapping(src, way.to);
+    KrLShift().Shift(&sourceView, &wantedView, dx, dy, 9);
 
-    constexpr double fills[] = {0.4, 300.7, -3, 1e300, 0.5};
-    const double fill = fills[(dx + dy + 100) % 5];
-    const double filled = Truncated(std::is_integral_v<T> ? fill + 0.5 : fill, KrTPixel<T>::device);
-    const Buffer in(buffers[0]);
-    Buffer& out = buffers[way.dst.buffer];
-    Buffer wanted(out);
-    for (int y = 0; y < std::min(from.size.cy, to.size.cy); ++y)
-        for (int x = 0; x < std::min(from.size.cx, to.size.cx); ++x) {
-            const int fromX = x - dx, fromY = y - dy;
-            const bool exists = fromX >= 0 && fromX < from.size.cx && fromY >= 0 && fromY < from.size.cy;
-            wanted.GetRowPointer(to.origin.y + y)[to.origin.x + x] =
-                exists ? in.GetRowPointer(from.origin.y + fromY)[from.origin.x + fromX] : static_cast<T>(filled);
-        }
-    KrLShift().Shift(image(way.src, from), image(way.dst, to), static_cast<short>(dx), static_cast<short>(dy), fill);
-    for (Buffer& buffer : buffers) buffer.SetAOIRect({{0, 0}, buffer.GetBufferSize()});
-    return PixelsOf(out) == PixelsOf(wanted) && (way.dst.buffer == 0 || PixelsOf(buffers[0]) == PixelsOf(in));
+    src.SetAOIRect(way.from);
+    dst.SetAOIRect(way.to);
+    KrAOI* const same = way.from == way.to ? static_cast<KrAOI*>(&src) : &overlapping;
+    KrLShift().Shift(&src, way.sameBuffer ? same : &dst, dx, dy, 9);
+    for (Buffer* buffer : {&src, &dst}) buffer->SetAOIRect({{0, 0}, way.buffer});
+    ASSERT_EQ(PixelsOf(way.sameBuffer ? src : dst), PixelsOf(wanted))
+        << "way " << &way - kWays << ", " << dx << ", " << dy;
 }
 
-template <class Buffer>
-void CheckShifts() {
+TEST(Shift, OfBuffersIsThatOfViews) {
     for (const Way& way : kWays)
         for (const bool direct : {true, false})
-            for (const auto& [cx, cy] : {std::pair{7, 5}, {1, 3}, {40, 1}, {0, 4}})
-                for (int dy = -cy - 1; dy <= cy + 1; ++dy)
-                    for (int dx = -cx - 1; dx <= cx + 1; dx += cx > 9 ? 5 : 1) {
-                        const DirectAccess access(direct);
-                        ASSERT_TRUE(ShiftsRight<Buffer>(way, cx, cy, dx, dy))
-                            << "way " << &way - kWays << ", " << cx << " x " << cy << " by " << dx << ", " << dy;
-                    }
-}
-
-TEST(Shift, EveryOffsetAndMemoryLayout) {
-    CheckShifts<KrBufferAOI8>();
-    CheckShifts<KrBufferAOI16>();
-    CheckShifts<KrBufferAOI32Float>();
-    CheckShifts<KrBufferAOI64Double>();
-    KrBufferAOI8 a({4, 4}), b({4, 4});
-    for (const short far : {short{-32768}, short{32767}}) KrLShift().Shift(&a, &b, far, far, 9);
-    EXPECT_EQ(9, b.ReadPixel({3, 3}));
+            for (short dy = -6; dy <= 6; ++dy)
+                for (short dx = -8; dx <= 8; ++dx) {
+                    const DirectAccess access(direct);
+                    ASSERT_NO_FATAL_FAILURE((CheckBuffers<KrBufferAOI8, KrAOI8>(way, dx, dy)));
+                    ASSERT_NO_FATAL_FAILURE((CheckBuffers<KrBufferAOI16, KrAOI16>(way, dx, dy)));
+                }
+    KrBufferAOI8 a({4, 4}), wider({5, 4});
+    KrLShift().Shift(&a, &wider, -32768, 32767, 9);
+    EXPECT_EQ(9, wider.ReadPixel({3, 3}));
+    EXPECT_EQ(0, wider.ReadPixel({4, 3}));
 }
 
 TEST(Convert, KeepsTheRange) {

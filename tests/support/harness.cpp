@@ -297,7 +297,7 @@ struct Trial {
 
     Memories Expected() {
         Memories result = memories;
-        Context context{c.data(), {}, op.switched && !direct, 0, 0, {}, {}};
+        Context context{c.data(), {}, op.switched && !direct, 0, 0, {}, {}, {}};
         int cx = 32767, cy = 32767;
         for (const Place& p : places) {
             cx = std::min(cx, p.cx);
@@ -310,6 +310,10 @@ struct Trial {
             context.region = FindExtremes(cx, cy);
             context.whole = FindExtremes(places[0].cx, places[0].cy);
         }
+        context.source = [this](int x, int y, double outside) {
+            const bool inside = x >= 0 && y >= 0 && x < places[0].cx && y < places[0].cy;
+            return inside ? Load(places[0].type, At(0, x, y, memories)) : outside;
+        };
         std::vector<double> px(places.size());
         for (int y = 0; y < cy; ++y)
             for (int x = 0; x < cx; ++x) {

@@ -99,6 +99,7 @@ struct Context {
     struct Extremes {
         double least, greatest;
     } region, whole;  // of the first image, common region and all, without NaN; least > greatest if there are none
+    std::function<double(int x, int y, double outside)> source;  // a pixel of the first image as it was
 };
 
 // Pixels of the images in argument order, the old destination last; returns the new destination.
