@@ -4,7 +4,6 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <chrono>
 #include <cmath>
 #include <cstdlib>
@@ -12,6 +11,7 @@
 #include <opencv2/imgcodecs.hpp>
 #include <random>
 #include <sstream>
+#include <stdexcept>
 #include <thread>
 
 #ifndef VORIP_PROGRAM
@@ -46,6 +46,12 @@ Program::Outcome Program::Run(const std::string& arguments) const {
     return Finished(std::system(Command(arguments).c_str()));
 }
 
+std::string Program::Succeed(const std::string& arguments) const {
+    const Outcome outcome = Run(arguments);
+    if (outcome.exitCode != 0) throw std::runtime_error("vorip " + arguments + "\n" + outcome.out + outcome.err);
+    return outcome.out;
+}
+
 Program::Outcome Program::RunInterrupted(const std::string& arguments, const std::function<bool()>& now) const {
     const std::string command = Command(arguments);
     const pid_t child = fork();
@@ -64,15 +70,6 @@ Program::Outcome Program::RunInterrupted(const std::string& arguments, const std
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
     return Finished(status);
-}
-
-void Program::ExpectRefused(const std::string& arguments, const std::string& says) const {
-    const Outcome outcome = Run(arguments);
-    EXPECT_EQ(outcome.exitCode, 2) << arguments;
-    EXPECT_NE(outcome.err.find(says), std::string::npos) << arguments << "\n" << outcome.err;
-    EXPECT_EQ(std::count(outcome.err.begin(), outcome.err.end(), '\n'), 1) << outcome.err;
-    EXPECT_EQ(outcome.err.rfind("vorip: ", 0), 0U) << outcome.err;
-    EXPECT_FALSE(fs::exists(File("o"))) << arguments;
 }
 
 void Program::Write(const std::string& name, const cv::Mat& image) const {

@@ -23,10 +23,10 @@ protected:
 
     // The arguments are words for the shell.
     Outcome Run(const std::string& arguments) const;
+    // Throws, which ends the test, unless it succeeds; returns what it writes to standard output.
+    std::string Succeed(const std::string& arguments) const;
     // Presses Ctrl-C as soon as `now` says so, which is asked again and again.
     Outcome RunInterrupted(const std::string& arguments, const std::function<bool()>& now) const;
-    // Exit code 2, one line on standard error that contains the text, and no file or folder named "o".
-    void ExpectRefused(const std::string& arguments, const std::string& says) const;
 
     std::filesystem::path File(const std::string& name) const { return mFolder / name; }
     void Write(const std::string& name, const cv::Mat& image) const;
@@ -46,6 +46,15 @@ std::string Npy(const std::string& descr, const std::string& shape, const std::s
                 const std::string& order = "False");
 // The same for a continuous image of the numbers that `descr` tells.
 std::string Npy(const std::string& descr, const cv::Mat& image);
+
+// A picture whose pixels are a function of column and row.
+template <class T, class F>
+cv::Mat_<T> Draw(int width, int height, const F& value) {
+    cv::Mat_<T> picture(height, width);
+    for (int y = 0; y < height; ++y)
+        for (int x = 0; x < width; ++x) picture(y, x) = static_cast<T>(value(x, y));
+    return picture;
+}
 
 // Into -π … π.
 double Wrap(double radians);

@@ -1,0 +1,135 @@
+// What every command of `vorip` refuses.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+
+#include "tests/support/program.h"
+
+using namespace test;
+
+namespace {
+
+TEST_F(Program, RefusesBadInputInOneLineAndLeavesNothingBehind) {
+    const cv::Mat grey(8, 10, CV_8U, cv::Scalar(100));
+    Write("a.png", grey);
+    Write("small.png", grey.colRange(0, 4));
+    Write("black.png", cv::Mat(grey.size(), CV_8U, cv::Scalar(127)));
+    Write("deep.png", cv::Mat(grey.size(), CV_16U, cv::Scalar(7)));
+    Write("float.tiff", cv::Mat(grey.size(), CV_32F, cv::Scalar(1)));
+    WriteBytes("text.png", "no picture");
+    WriteBytes("cut.png", ReadText("a.png").substr(0, 40));
+    WriteBytes("cut.npy", Npy("<f4", "(8, 8)", "abc"));
+    WriteBytes("huge.npy", Npy("<f8", "(999999999, 999999999)", "abc"));
+    WriteBytes("header.npy", std::string("\x93NUMPY\x02\0\xff\xff\xff\xff{}", 14));
+    WriteBytes("line.npy", Npy("|u1", "(4,)", "abcd"));
+    WriteBytes("fortran.npy", Npy("|u1", "(2, 2)", "abcd", "True"));
+    WriteBytes("big-endian.npy", Npy(">f4", "(1, 1)", "abcd"));
+    WriteBytes("integer.npy", Npy("<i4", "(1, 1)", "abcd"));
+    WriteBytes("wide.npy", Npy("|u1", cv::Mat(1, 32766, CV_8U, cv::Scalar(1))));
+    WriteBytes("gap.npy", Npy("<f4", cv::Mat(9, 9, CV_32F, cv::Scalar(std::nan("")))));
+    WriteBytes("steep.npy", Npy("|u1", Draw<uchar>(3000, 6, [](int x, int) { return 256 * 300 * x / 3000; })));
+    WriteBytes("k.txt", "1 1 1");
+    WriteBytes("ragged.txt", "1 2\n\n3\n");
+    WriteBytes("huge.txt", "2147483648");
+    std::filesystem::create_directory(File("empty"));
+    std::string many;
+    for (int i = 0; i < 258; ++i) many += "a.png ";
+    const struct {
+        std::string arguments;
+        const char* says;
+    } cases[] = {
+        {"polish a.png --out o", "no command 'polish'"},
+        {"phase a.png a.png --out o", "three fringe pictures"},
+        {"phase a.png a.png none.png --out o", "none.png: no such file"},
+        {"phase a.png a.png small.png --out o", "same size"},
+        {"phase a.png a.png deep.png --out o", "same pixel type"},
+        {"phase float.tiff float.tiff float.tiff --out o", "--full-scale"},
+        {"phase a.png a.png a.png --out o --shift=0,0,120", "do not determine"},
+        {"phase a.png a.png a.png --out o --shift=0,120", "2 shifts for 3 frames"},
+        {"phase a.png a.png a.png --out o --shift=0,120,x", "separated by commas"},
+        {"phase a.png a.png a.png --out o --min-modulation=-1", "--min-modulation"},
+        {"phase a.png a.png a.png", "--out is required"},
+        {"phase a.png a.png a.png --out a.png", "not a folder"},
+        {"unwrap text.png --out o", "not a PNG, TIFF, BMP or NPY file"},
+        {"unwrap cut.png --out o", "damaged"},
+        {"unwrap cut.npy --out o", "fewer pixels"},
+        {"unwrap huge.npy --out o", "fewer pixels"},
+        {"unwrap header.npy --out o", "cut off"},
+        {"unwrap line.npy --out o", "two dimensions"},
+        {"unwrap fortran.npy --out o", "Fortran"},
+        {"unwrap big-endian.npy --out o", "'>f4' is not supported"},
+        {"unwrap integer.npy --out o", "32-bit integer"},
+        {"unwrap a.png --mask deep.png --out o", "a mask is 8-bit"},
+        {"unwrap a.png --mask small.png --out o", "same size"},
+        {"unwrap a.png --quality integer.npy --out o", "a quality is 8-bit"},
+        {"unwrap a.png --zero 1 --out o", "--zero=1"},
+        {"unwrap a.png --zero 10,0 --out o", "outside"},
+        {"unwrap a.png --min-area 100 --zero 3,3 --out o", "excluded"},
+        {"unwrap steep.npy --out o", "--method reliability"},
+        {"unwrap a.png --order-mode 9 --out o", "1 to 8"},
+        {"unwrap a.png --colour --out o", "--colour"},
+        {"unwrap a.png --method guess --out o", "guess"},
+        {"unwrap a.png --min-group 9 --out o", "--min-group is an option of --method reliability"},
+        {"unwrap a.png --method reliability --quality a.png --out o", "--quality is an option of --method regions"},
+        {"unwrap a.png --method reliability --order-mode 1 --out o", "--order-mode is"},
+        {"unwrap a.png --method reliability --min-area 1 --out o", "--min-area is"},
+        {"unwrap a.png --method reliability --min-quality 1 --out o", "--min-quality is"},
+        {"average a.png a.png a.png small.png --out o/a.png", "same size"},
+        {"average float.tiff --out o/a.tiff", "8- or 16-bit, this is float"},
+        {"average empty --out o/a.png", "no pictures in this folder"},
+        {"average a.png a.png a.png --cameras 2 --out o/a.png", "3 pictures"},
+        {"average a.png a.png --cameras 3 --out o/a.png", "1 or 2"},
+        {"average " + many + "--out o/a.png", "at most 257"},
+        {"gradient a.png --out o/a.png", "--dx or --dy"},
+        {"gradient a.png --dx 5 --out o/a.png", "at most 4"},
+        {"gradient a.png --dy -2147483648 --out o/a.png", "at most 3"},
+        {"gradient a.png --dx 1 --infinite-border --out o/a.png", "--infinite-border"},
+        {"flatten a.png --terms x,z --out o/a.tiff", "no term 'z'"},
+        {"flatten a.png --mask black.png --out o/a.tiff", "no pixel of a.png"},
+        {"flatten a.png --mask small.png --out o/a.tiff", "same size"},
+        {"flatten integer.npy --out o/a.tiff", "32-bit integer"},
+        {"filter sharpen a.png --out o/x.png", "no filter 'sharpen' (use gauss, mean"},
+        {"filter median a.png --out o/x.jpg", "must end with .png, .bmp, .tiff or .npy"},
+        {"filter median float.tiff --out small.png", "a .png file cannot hold float pixels"},
+        {"filter median a.png --out .", "is a folder, not a file"},
+        {"filter median a.png --out o/x.png --size 3", "--size=3: must be"},
+        {"filter median a.png --out o/x.png --alpha 0.5", "--alpha is no option of the filter 'median'"},
+        {"filter recursive a.png --out o/x.png --size 3x3", "--size is no option"},
+        {"filter recursive gap.npy --out o/x.tiff", "cannot be filtered by 'recursive'"},
+        {"filter binary-erosion a.png --out o/x.png --mask a.png", "--mask is no option"},
+        {"filter binomial deep.png --out o/x.png", "takes 8-bit pictures, this is 16-bit"},
+        {"filter binomial a.png --out o/x.png --size 3x24", "2 to 23"},
+        {"filter kernel a.png --out o/x.png", "needs --kernel FILE"},
+        {"filter kernel a.png --out o/x.png --kernel a.png", "line 1: '?PNG' is not a whole number"},
+        {"filter kernel a.png --out o/x.png --kernel ragged.txt", "line 3: 1 weights, but 2"},
+        {"filter kernel a.png --out o/x.png --kernel huge.txt", "'2147483648' is not"},
+        {"filter kernel gap.npy --out o/x.tiff --kernel k.txt --divisor 3", "--divisor has no meaning"},
+        {"shade float.tiff --out o", "8-bit or 16-bit, this is float"},
+        {"shade a.png --out o --reduce 0", "a whole number of 1 to 32767"},
+        {"regions float.tiff --threshold 5 --out o", "must be 8-bit or 16-bit, this is float"},
+        {"regions wide.npy --threshold 0 --out o", "a side may have 32765"},
+        {"regions a.png --out o", "one grey value only"},
+        {"regions a.png --threshold 255 --out o", "0 to 254"},
+        {"regions a.png --threshold 5 --pixel-ratio 0 --out o", "0.001 to 1000"},
+        {"quality a.png float.tiff", "must be 8-bit or 16-bit"},
+        {"quality a.png small.png", "same size"},
+        {"quality a.png a.png --mask small.png", "same size"},
+        {"quality a.png a.png --mask black.png", "nothing to check"},
+        {"quality a.png a.png --step 0,1", "--step=0,1"},
+        {"quality a.png a.png --contrast-percent 101", "0 to 100"},
+    };
+    for (const auto& c : cases) {
+        const Outcome outcome = Run(c.arguments);
+        SCOPED_TRACE(c.arguments + "\n" + outcome.err);
+        EXPECT_EQ(outcome.exitCode, 2);
+        EXPECT_NE(outcome.err.find(c.says), std::string::npos);
+        EXPECT_EQ(std::count(outcome.err.begin(), outcome.err.end(), '\n'), 1);
+        EXPECT_EQ(outcome.err.rfind("vorip: ", 0), 0U);
+        EXPECT_FALSE(std::filesystem::exists(File("o")));
+    }
+    for (const char* name : {"a.png", "small.png"})  // named as results
+        EXPECT_EQ(cv::countNonZero(Read(name) != grey.colRange(0, Read(name).cols)), 0);
+}
+
+}  // namespace
