@@ -60,7 +60,7 @@ TEST(HistogramAnalyzer, MaximaAreThoseOfTheDefinition) {
         Counts counts(1 + random() % 60);
         for (std::size_t i = 0; i < counts.size(); ++i) counts[i] = static_cast<std::uint32_t>(i + 1);
         std::shuffle(counts.begin(), counts.end(), random);  // no equal counts
-        const std::uint32_t minProminence = 1 + static_cast<std::uint32_t>(random() % 40);
+        const auto minProminence = static_cast<std::uint32_t>(1 + random() % 40);
         std::string expected;
         const auto size = static_cast<int>(counts.size());
         const auto at = [&](int i) { return i < 0 || i >= size ? 0u : counts[static_cast<std::size_t>(i)]; };
@@ -105,10 +105,10 @@ double VarianceBetween(const Counts& counts, std::size_t threshold) {
 }
 
 TEST(BimodalHistoAnalyzer, MaximisesTheVarianceBetweenTheClasses) {
-    std::mt19937 random(7);
+    Random random(7);
     for (int n = 0; n < 300; ++n) {
         Counts counts(2 + random() % 100);
-        for (std::uint32_t& count : counts) count = static_cast<std::uint32_t>(random() % 3 * (random() % 1000));
+        for (std::uint32_t& count : counts) count = random() % 3 * (random() % 1000);
         counts.front() = counts.back() = 5;
         KrBimodalHistoAnalyzer analyzer;
         ASSERT_TRUE(analyzer.Analyze(HistogramOf(counts)));
@@ -159,13 +159,10 @@ TYPED_TEST(Range, EqualsAPlainLoop) {
         FillRandom(type, image.memory, static_cast<unsigned>(cx), true);
         for (unsigned char& m : mask.memory) m = m % 2 ? 64 : 63;  // next to the limit
         double least = HUGE_VAL, greatest = -HUGE_VAL;
-        for (int y = 0; y < (masked ? 3 : 4); y += std::max<int>(step.y, 1))
-            for (int x = 0; x < (masked ? cx - 2 : cx); x += std::max<int>(step.x, 1)) {
-                const double v = image.Get(x, y);
-                if (masked && mask.Get(x, y) >= 64) continue;
-                if (v < least) least = v;
-                if (v > greatest) greatest = v;
-            }
+        for (const double v : Sampled(image, masked ? &mask : nullptr, step)) {
+            if (v < least) least = v;
+            if (v > greatest) greatest = v;
+        }
         if (least > greatest) least = greatest = 0.0;
         const auto* typed = static_cast<const TypeParam*>(image.image.get());
         const auto* typedMask = static_cast<const KrAOI8*>(mask.image.get());

@@ -1,4 +1,5 @@
-// The averagers on a board that fills images as late as it may and spoils them as early as it may.
+// The change of boards, and the averagers on a board that fills images as late as it may and spoils them as early as it
+// may.
 #include "ipbase/ipLAverageSnap.h"
 
 #include <gtest/gtest.h>
@@ -266,6 +267,33 @@ TYPED_TEST(AverageSnap, SurvivesAFailureOfTheBoard) {
             this->RunImage(*this->mAverager, board, 5);
             this->RunJob(*this->mAverager, board, count, 5);
         }
+}
+
+TEST(Boards, ChangesAreTold) {
+    using Changes = std::vector<std::pair<KrBoard*, KrBoard*>>;
+    const KrBoardMgr::Handler note = [](void* object, KrBoardMgr::SChangeInfo& info) {
+        static_cast<Changes*>(object)->push_back({info.previous, info.current});
+    };
+    // One that takes itself off the list while the list is being walked.
+    const KrBoardMgr::Handler once = [](void* object, KrBoardMgr::SChangeInfo&) {
+        ++*static_cast<int*>(object);
+        pBoardMgr->RemoveObserver(object);
+    };
+    Board<KrBufferAOI8> board;
+    Changes first, second;
+    int calls = 0;
+    pBoardMgr->AddObserver(&first, note);
+    pBoardMgr->AddObserver(&calls, once);
+    pBoardMgr->AddObserver(&second, note);
+    pBoardMgr->SetCurrBoard(&board);
+    EXPECT_EQ(&board, pBoardMgr->GetCurrBoard());
+    pBoardMgr->SetCurrBoard(&board);  // no change
+    pBoardMgr->RemoveObserver(&second);
+    pBoardMgr->SetCurrBoard(nullptr);
+    pBoardMgr->RemoveObserver(&first);
+    EXPECT_EQ((Changes{{nullptr, &board}, {&board, nullptr}}), first);
+    EXPECT_EQ((Changes{{nullptr, &board}}), second);
+    EXPECT_EQ(1, calls);
 }
 
 }  // namespace

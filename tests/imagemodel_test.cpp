@@ -1,4 +1,4 @@
-// Views, buffers, values, texts, errors, tables, boards and modules.
+// Views, buffers, values, texts, errors, tables and modules.
 #include <gtest/gtest.h>
 #include <opencv2/core/core_c.h>
 
@@ -267,46 +267,6 @@ TEST(Tables, ElementsAndRegistry) {
     EXPECT_EQ(31, raw->GetElemB(255));
     EXPECT_EQ(0, raw->GetElemG(3));
     EXPECT_EQ(0, raw->GetElemG(256));
-}
-
-struct NoBoard : KrBoard {
-    unsigned short GetIndex() const override { return 0; }
-    bool CanAverage() const override { return false; }
-    void Average(KrAOI&, unsigned short) override {}
-    void Snap(KrAOI&) override {}
-    void StartSnap(KrAOI&) override {}
-    void Wait() override {}
-    void Execute(KrJob&) override {}
-    void Start(KrJob&) override {}
-    KrTSize<short> GetSnapSize() const override { return {}; }
-    KrAOI* CreateAOI(unsigned short) override { return nullptr; }
-};
-
-TEST(Boards, ChangesAreTold) {
-    using Changes = std::vector<std::pair<KrBoard*, KrBoard*>>;
-    const KrBoardMgr::Handler note = [](void* object, KrBoardMgr::SChangeInfo& info) {
-        static_cast<Changes*>(object)->push_back({info.previous, info.current});
-    };
-    // One that takes itself off the list while the list is being walked.
-    const KrBoardMgr::Handler once = [](void* object, KrBoardMgr::SChangeInfo&) {
-        ++*static_cast<int*>(object);
-        pBoardMgr->RemoveObserver(object);
-    };
-    NoBoard board;
-    Changes first, second;
-    int calls = 0;
-    pBoardMgr->AddObserver(&first, note);
-    pBoardMgr->AddObserver(&calls, once);
-    pBoardMgr->AddObserver(&second, note);
-    pBoardMgr->SetCurrBoard(&board);
-    EXPECT_EQ(&board, pBoardMgr->GetCurrBoard());
-    pBoardMgr->SetCurrBoard(&board);  // no change
-    pBoardMgr->RemoveObserver(&second);
-    pBoardMgr->SetCurrBoard(nullptr);
-    pBoardMgr->RemoveObserver(&first);
-    EXPECT_EQ((Changes{{nullptr, &board}, {&board, nullptr}}), first);
-    EXPECT_EQ((Changes{{nullptr, &board}}), second);
-    EXPECT_EQ(1, calls);
 }
 
 TEST(Arrays, StackAndGrowth) {

@@ -249,29 +249,4 @@ TEST(PointOps, ProductWithOneIsACopy) {
                          L"Copy( img, img )");
 }
 
-// Values worked out by hand, which guard those formulas of the table that are not the operation's name.
-TEST(PointOps, WorkedExamples) {
-    using L = KrLArithmetic;
-    for (const auto& [a, b, centred] : {std::tuple{0, 1, 128}, {1, 0, 128}, {0, 255, 1}}) {
-        const GuardedImage first(eDev8, {double(a)}), second(eDev8, {double(b)}), out(eDev8, {99});
-        arith.SubBoc(first.image.get(), second.image.get(), out.image.get());
-        EXPECT_EQ(centred, out.Get(0)) << a << " " << b;
-    }
-    const struct {
-        void (L::*operation)(const KrAOI*, double, KrAOI*);
-        DeviceType from, to;
-        double a, c, expected;
-    } constants[] = {
-        {&L::AddModulo, eDev16, eDev16, 0, -1, 65535}, {&L::AddModulo, eDev16, eDev16, 5, 0.4, 99},
-        {&L::AddModulo, eDev16, eDev16, 5, 65536, 99}, {&L::AddModulo, eDev8, eDev8, 5, 256, 99},
-        {&L::AddModulo, eDev16, eDev8, 261, 256, 5},   {&L::AddClip, eDev8, eDev8, 200, -300, 0},
-        {&L::SubClip, eDev16, eDev8, 1000, 1, 255},    {&L::MultiplyModulo, eDev16, eDev16, 1, -1, 65535},
-    };
-    for (const auto& p : constants) {
-        const GuardedImage a(p.from, {p.a}), out(p.to, {99});
-        (arith.*p.operation)(a.image.get(), p.c, out.image.get());
-        EXPECT_EQ(p.expected, out.Get(0)) << &p - constants;
-    }
-}
-
 }  // namespace

@@ -183,6 +183,15 @@ std::size_t GuardedImage::Offset(int x, int y) const {
            static_cast<std::size_t>(x) * PixelBytes(place.type);
 }
 
+std::vector<double> Sampled(const GuardedImage& image, const GuardedImage* mask, const KrTPoint<short>& step) {
+    const Place& part = mask ? mask->place : image.place;
+    std::vector<double> pixels;
+    for (int y = 0; y < std::min(image.place.cy, part.cy); y += std::max<int>(step.y, 1))
+        for (int x = 0; x < std::min(image.place.cx, part.cx); x += std::max<int>(step.x, 1))
+            if (!mask || mask->Get(x, y) < 64) pixels.push_back(image.Get(x, y));
+    return pixels;
+}
+
 void ForEachTarget(const std::function<void(std::int64_t)>& run) {
     const std::int64_t supported = hwy::SupportedTargets();
     int count = 0;

@@ -76,6 +76,9 @@ private:
     std::size_t Offset(int x, int y) const;
 };
 
+// The pixels of every so many columns and rows, in reading order; only those under a mask below 64 if there is one.
+std::vector<double> Sampled(const GuardedImage& image, const GuardedImage* mask, const KrTPoint<short>& step);
+
 // Each pixel as a function of its place, and all pixels in reading order.
 template <class T, class F>
 void Fill(KrTAOI<T>& image, const F& value) {
