@@ -65,4 +65,12 @@ private:
     KrTBuf1D<T> mLine;
 };
 
+template <class T, class Rows>
+void Copy(Extent size, Rows& rows, RowWriter<T>& writer) {
+    for (std::size_t y = 0; y < size.height; ++y) {
+        std::copy_n(rows.Row(y), size.width, writer.Row(y));
+        writer.Finish(y);
+    }
+}
+
 }  // namespace KrN

@@ -12,14 +12,6 @@ LineWindow AsLine(const BlockWindow& window) {
     return {window.kind, window.kx * window.ky, 0, window.weights, window.scale};
 }
 
-template <class T>
-void Copy(Extent size, RowReader<T>& reader, RowWriter<T>& writer) {
-    for (std::size_t y = 0; y < size.height; ++y) {
-        std::copy_n(reader.Row(y), size.width, writer.Row(y));
-        writer.Finish(y);
-    }
-}
-
 // A window along a line; without taps it changes nothing.
 LineWindow AtLeastOne(const LineWindow& window) {
     return window.taps > 0 ? window : LineWindow{WindowKind::eMinimum, 1, 0, KrTBuf1D<std::int32_t>(), 1.0};

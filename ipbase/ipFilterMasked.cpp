@@ -6,6 +6,9 @@ namespace KrN {
 
 namespace {
 
+// Means along the columns: up to here it is faster to add up the samples.
+constexpr std::uint32_t kFewRows = 4;
+
 template <class T>
 void SumMasked(const KrTBuf1D<std::int32_t>& weights, bool atLeastOne, const std::vector<const T*>& taps,
                const std::vector<const std::uint8_t*>& valid, T* out, std::size_t width) {
@@ -102,48 +105,17 @@ void FilterBlockMasked(const BlockWindow& window, Extent size, RowReader<T>& rea
     }
 }
 
+namespace {
+
+// Sums of floats depend on the order of their samples.
 template <class T>
-bool LongMeans<T>::Take(const KrTBuf1D<std::int32_t>& weights) {
+bool AreMeans(const KrTBuf1D<std::int32_t>& weights) {
     const std::int32_t* first = weights.Data();
-    return std::is_integral_v<T> && weights.Size() > kFewSummands &&
+    return std::is_integral_v<T> &&
            std::all_of(first, first + weights.Size(), [](std::int32_t weight) { return weight == 1; });
 }
 
-template <class T>
-void LongMeans<T>::Add(const T* row, const std::uint8_t* valid) {
-    if constexpr (std::is_integral_v<T>)
-        std::get<rows::MaskedMeans<T>>(rows::GetMaskRows().means)
-            .add(mSums.data(), mCounts.data(), row, valid, mSums.size());
-}
-template <class T>
-void LongMeans<T>::Remove(const T* row, const std::uint8_t* valid) {
-    if constexpr (std::is_integral_v<T>)
-        std::get<rows::MaskedMeans<T>>(rows::GetMaskRows().means)
-            .remove(mSums.data(), mCounts.data(), row, valid, mSums.size());
-}
-template <class T>
-void LongMeans<T>::Divide(T* out) const {
-    if constexpr (std::is_integral_v<T>)
-        std::get<rows::MaskedMeans<T>>(rows::GetMaskRows().means)
-            .divide(out, mSums.data(), mCounts.data(), mSums.size());
-}
-
-template <class T>
-void LongMeans<T>::Slide(const T* padded, const std::uint8_t* valid, std::size_t taps, T* out) {
-    double sum = 0.0;
-    std::int32_t count = 0;
-    for (std::size_t i = 0; i < taps + mSums.size() - 1; ++i) {
-        sum += padded[i];
-        count += valid[i] & 1;
-        if (i + 1 < taps) continue;
-        const std::size_t x = i + 1 - taps;
-        mSums[x] = sum;
-        mCounts[x] = count;
-        sum -= padded[x];
-        count -= valid[x] & 1;
-    }
-    Divide(out);
-}
+}  // namespace
 
 template <class T>
 MaskedLine<T>::MaskedLine(const KrTBuf1D<std::int32_t>& weights, std::size_t width)
@@ -151,8 +123,9 @@ MaskedLine<T>::MaskedLine(const KrTBuf1D<std::int32_t>& weights, std::size_t wid
       mWidth(width),
       mLeft(weights.Size() / 2),
       mRight(weights.Size() - std::min(weights.Size(), mLeft + 1)),
-      mLong(LongMeans<T>::Take(weights)),
-      mMeans(mLong ? width : 0),
+      mSlides(weights.Size() > kFewSummands && AreMeans<T>(weights)),
+      mSums(mSlides ? width : 0),
+      mCounts(mSums.size()),
       mPadded(mLeft + width + mRight),
       mValid(mPadded.size()),
       mTaps(weights.Size()),
@@ -169,59 +142,109 @@ void MaskedLine<T>::Run(const T* row, const std::uint8_t* valid, T* out) {
     const bool beyond = valid[mWidth - 1] != 0;
     std::fill_n(mPadded.data(), mLeft, beyond ? row[0] : T{0});
     std::fill_n(mPadded.data() + mLeft + mWidth, mRight, beyond ? row[mWidth - 1] : T{0});
-    if (mLong) return mMeans.Slide(mPadded.data(), mValid.data(), mTaps.size(), out);
+    if (mSlides) return Slide(out);
     SumMasked(mWeights, false, mTaps, mValidTaps, out, mWidth);
+}
+
+template <class T>
+void MaskedLine<T>::Slide(T* out) {
+    double sum = 0.0;
+    std::int32_t count = 0;
+    for (std::size_t i = 0; i < mPadded.size(); ++i) {
+        sum += mPadded[i];
+        count += mValid[i] & 1;
+        if (i + 1 < mTaps.size()) continue;
+        const std::size_t x = i + 1 - mTaps.size();
+        mSums[x] = sum;
+        mCounts[x] = count;
+        sum -= mPadded[x];
+        count -= mValid[x] & 1;
+    }
+    if constexpr (std::is_integral_v<T>)
+        std::get<rows::MaskedMeans<T, double, std::int32_t>>(rows::GetMaskRows().means)
+            .divide(out, mSums.data(), mCounts.data(), mWidth);
 }
 
 namespace {
 
-// Smoothed rows along the columns. Above the image the mask is that of the last row.
+// The rows of the window samples along the columns, counted from the first one of the window of the first row. Above
+// the image the mask is that of the last row.
 template <class T>
-class MaskedColumns {
+class ColumnSamples {
 public:
-    MaskedColumns(const LineWindow& window, Extent size, SmoothedRows<T>& rows, const KrTBuf2D<std::uint8_t>& mask)
-        : mWindow(window),
-          mLast(size.height - 1),
-          mRows(rows),
-          mMask(mask),
-          mLong(LongMeans<T>::Take(window.weights)),
-          mMeans(mLong ? size.width : 0),
-          mTaps(window.taps),
-          mValidTaps(window.taps) {
-        for (std::size_t k = 0; mLong && k + 1 < window.taps; ++k) mMeans.Add(Row(k), Valid(k));
+    ColumnSamples(const LineWindow& window, SmoothedRows<T>& rows, const KrTBuf2D<std::uint8_t>& mask)
+        : mLeft(window.left), mRows(rows), mMask(mask) {}
+    const T* Row(std::size_t sample) { return sample < mLeft ? mRows.Above() : mRows.Zeroed(At(sample)); }
+    const std::uint8_t* Valid(std::size_t sample) const { return mMask.Row(At(sample)); }
+
+private:
+    std::size_t At(std::size_t sample) const {
+        const std::size_t last = mMask.Height() - 1;
+        return sample < mLeft ? last : std::min(sample - mLeft, last);
     }
-    // The rows from top to bottom.
+    std::size_t mLeft;
+    SmoothedRows<T>& mRows;
+    const KrTBuf2D<std::uint8_t>& mMask;
+};
+
+// Filtered rows, from top to bottom.
+template <class T>
+class SummedColumns {
+public:
+    SummedColumns(const LineWindow& window, Extent size, ColumnSamples<T>& samples)
+        : mWindow(window), mWidth(size.width), mSamples(samples), mTaps(window.taps), mValid(window.taps) {}
     void Run(std::size_t y, T* out) {
-        if (mLong) {
-            mMeans.Add(Row(y + mWindow.taps - 1), Valid(y + mWindow.taps - 1));
-            mMeans.Divide(out);
-            return mMeans.Remove(Row(y), Valid(y));
-        }
         for (std::size_t k = 0; k < mTaps.size(); ++k) {
-            mTaps[k] = Row(y + k);
-            mValidTaps[k] = Valid(y + k);
+            mTaps[k] = mSamples.Row(y + k);
+            mValid[k] = mSamples.Valid(y + k);
         }
-        SumMasked(mWindow.weights, false, mTaps, mValidTaps, out, mMask.Width());
+        SumMasked(mWindow.weights, false, mTaps, mValid, out, mWidth);
     }
 
 private:
-    // Samples are counted from the first one of the window of the first row.
-    const T* Row(std::size_t sample) {
-        return sample < mWindow.left ? mRows.Above() : mRows.Zeroed(std::min(sample - mWindow.left, mLast));
+    const LineWindow& mWindow;
+    std::size_t mWidth;
+    ColumnSamples<T>& mSamples;
+    std::vector<const T*> mTaps;
+    std::vector<const std::uint8_t*> mValid;
+};
+
+template <class T, class Sum, class Count>
+class SlidingColumns {
+public:
+    SlidingColumns(const LineWindow& window, Extent size, ColumnSamples<T>& samples)
+        : mTaps(window.taps), mSamples(samples), mSums(size.width), mCounts(size.width) {
+        const std::vector<T> nothing(size.width);
+        const std::vector<std::uint8_t> invalid(size.width);
+        std::vector<T> unused(size.width);
+        for (std::size_t k = 0; k + 1 < mTaps; ++k) Slide(unused.data(), k, nothing.data(), invalid.data());
     }
-    const std::uint8_t* Valid(std::size_t sample) const {
-        return mMask.Row(sample < mWindow.left ? mLast : std::min(sample - mWindow.left, mLast));
+    void Run(std::size_t y, T* out) { Slide(out, y + mTaps - 1, mSamples.Row(y), mSamples.Valid(y)); }
+
+private:
+    void Slide(T* out, std::size_t added, const T* removed, const std::uint8_t* removedValid) {
+        std::get<rows::MaskedMeans<T, Sum, Count>>(rows::GetMaskRows().means)
+            .slide(out, mSums.data(), mCounts.data(), mSamples.Row(added), mSamples.Valid(added), removed, removedValid,
+                   mTaps, mSums.size());
     }
 
-    const LineWindow& mWindow;
-    std::size_t mLast;
-    SmoothedRows<T>& mRows;
-    const KrTBuf2D<std::uint8_t>& mMask;
-    bool mLong;
-    LongMeans<T> mMeans;
-    std::vector<const T*> mTaps;
-    std::vector<const std::uint8_t*> mValidTaps;
+    std::size_t mTaps;
+    ColumnSamples<T>& mSamples;
+    std::vector<Sum> mSums;
+    std::vector<Count> mCounts;
 };
+
+template <class T, class Columns>
+void RunColumnsMasked(Columns filter, Extent size, SmoothedRows<T>& smoothed, RowWriter<T>& writer,
+                      const KrTBuf2D<std::uint8_t>& mask) {
+    std::vector<T> filtered(size.width);
+    for (std::size_t y = 0; y < size.height; ++y) {
+        filter.Run(y, filtered.data());
+        std::get<rows::MaskedPixels<T>>(rows::GetMaskRows().pixels)
+            .select(writer.Row(y), filtered.data(), smoothed.Row(y), mask.Row(y), size.width);
+        writer.Finish(y);
+    }
+}
 
 }  // namespace
 
@@ -229,19 +252,23 @@ template <class T>
 void FilterLinesMasked(const LineWindow& rows, const LineWindow& columns, Extent size, RowReader<T>& reader,
                        RowWriter<T>& writer, const KrTBuf2D<std::uint8_t>& mask) {
     SmoothedRows<T> smoothed(rows, size, reader, mask, std::size_t{columns.taps} + 1);
-    MaskedColumns<T> filter(columns, size, smoothed, mask);
-    std::vector<T> filtered(size.width);
-    for (std::size_t y = 0; y < size.height; ++y) {
-        if (columns.taps > 0) filter.Run(y, filtered.data());
-        const T* row = smoothed.Row(y);
-        std::get<rows::MaskedPixels<T>>(rows::GetMaskRows().pixels)
-            .select(writer.Row(y), columns.taps > 0 ? filtered.data() : row, row, mask.Row(y), size.width);
-        writer.Finish(y);
-    }
+    if (columns.taps == 0) return Copy(size, smoothed, writer);
+    ColumnSamples<T> samples(columns, smoothed, mask);
+    const auto run = [&](auto filter) { RunColumnsMasked<T>(std::move(filter), size, smoothed, writer, mask); };
+    const bool means = AreMeans<T>(columns.weights) && columns.taps > kFewRows;
+    if constexpr (std::is_same_v<T, std::uint8_t>)
+        if (means && columns.taps < 256)
+            return run(SlidingColumns<T, std::uint16_t, std::uint8_t>(columns, size, samples));
+    if constexpr (std::is_same_v<T, std::uint16_t>)
+        if (means && columns.taps < 32768)
+            return run(SlidingColumns<T, std::uint32_t, std::uint16_t>(columns, size, samples));
+    if constexpr (std::is_integral_v<T>)
+        if (means && columns.taps > kFewSummands)
+            return run(SlidingColumns<T, double, std::int32_t>(columns, size, samples));
+    run(SummedColumns<T>(columns, size, samples));
 }
 
 #define VORIP_INSTANTIATE(T)                                                                                     \
-  template class LongMeans<T>;                                                                                   \
   template class MaskedLine<T>;                                                                                  \
   template void FilterBlockMasked<T>(const BlockWindow&, Extent, RowReader<T>&, RowWriter<T>&,                   \
                                      const KrTBuf2D<std::uint8_t>&);                                             \
@@ -252,7 +279,6 @@ VORIP_INSTANTIATE(std::uint16_t);
 VORIP_INSTANTIATE(std::int32_t);
 VORIP_INSTANTIATE(float);
 #undef VORIP_INSTANTIATE
-template class LongMeans<std::uint32_t>;
 template class MaskedLine<std::uint32_t>;
 
 }  // namespace KrN

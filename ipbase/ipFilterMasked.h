@@ -68,24 +68,6 @@ template <class T>
 void FilterLinesMasked(const LineWindow& rows, const LineWindow& columns, Extent size, RowReader<T>& reader,
                        RowWriter<T>& writer, const KrTBuf2D<std::uint8_t>& mask);
 
-// Sums and counts of samples, for the means of so many that sliding is faster than adding up each window.
-template <class T>
-class LongMeans {
-public:
-    // Whether windows of these weights are computed like that; sums of floats depend on the order of their samples.
-    static bool Take(const KrTBuf1D<std::int32_t>& weights);
-    explicit LongMeans(std::size_t width) : mSums(width), mCounts(width) {}
-    void Add(const T* row, const std::uint8_t* valid);
-    void Remove(const T* row, const std::uint8_t* valid);
-    void Divide(T* out) const;
-    // Of windows along one padded line.
-    void Slide(const T* padded, const std::uint8_t* valid, std::size_t taps, T* out);
-
-private:
-    std::vector<double> mSums;
-    std::vector<std::int32_t> mCounts;
-};
-
 // One line. Invalid samples get values, too.
 template <class T>
 class MaskedLine {
@@ -94,10 +76,13 @@ public:
     void Run(const T* row, const std::uint8_t* valid, T* out);
 
 private:
+    void Slide(T* out);
+
     const KrTBuf1D<std::int32_t>& mWeights;
     std::size_t mWidth, mLeft, mRight;
-    bool mLong;
-    LongMeans<T> mMeans;
+    bool mSlides;
+    std::vector<double> mSums;
+    std::vector<std::int32_t> mCounts;
     std::vector<T> mPadded;
     std::vector<std::uint8_t> mValid;
     std::vector<const T*> mTaps;

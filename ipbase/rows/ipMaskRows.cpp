@@ -53,10 +53,11 @@ struct Weights {
             ones = ones && at[k] == 1;
         }
     }
-    // What differs from a half differs by 1 / (2 * total) or more. A single-precision quotient and the half that is
-    // added to it err by less than (2 * quotient + 1/2) / 2^24 together.
-    bool RoundInSingle(std::int64_t greatest) const { return magnitude * (4 * greatest + 1) < 1 << 24; }
 };
+
+// Quotients that differ from a half do so by 1 / (2 * total) or more. In single precision, a quotient and the half that
+// is added to it err by less than (2 * quotient + 1/2) / 2^24 together.
+constexpr bool RoundInSingle(std::int64_t greatest, std::int64_t total) { return total * (4 * greatest + 1) < 1 << 24; }
 
 // Quotients of integers, rounded half away from zero; a total of 0 gives 0. In double precision what differs from a
 // half always is far enough from it.
@@ -215,7 +216,7 @@ HWY_ATTR bool IntegerLoop(T* dst, const T* const* taps, const u8* const* valid, 
             if (run(dst, taps, valid, weights, count)) return true;
         }
     if (weights.magnitude >= 32767) return false;
-    if (weights.RoundInSingle(std::numeric_limits<T>::max()))
+    if (RoundInSingle(std::numeric_limits<T>::max(), weights.magnitude))
         return WideLoop<float>(dst, taps, valid, weights, atLeastOne, count);
     return WideLoop<double>(dst, taps, valid, weights, atLeastOne, count);
 }
@@ -231,30 +232,96 @@ HWY_ATTR void WeightedLoop(T* dst, const T* const* taps, const u8* const* valid,
     DoubleLoop(dst, taps, valid, weights, tapCount, atLeastOne, count);
 }
 
-template <class T>
-HWY_ATTR void AddLoop(double* sums, i32* counts, const T* row, const u8* valid, std::size_t count) {
-    VORIP_INDEPENDENT_LOOP
-    for (std::size_t i = 0; i < count; ++i) {
-        sums[i] += row[i];
-        counts[i] += valid[i] & 1;
-    }
-}
-template <class T>
-HWY_ATTR void RemoveLoop(double* sums, i32* counts, const T* row, const u8* valid, std::size_t count) {
-    VORIP_INDEPENDENT_LOOP
-    for (std::size_t i = 0; i < count; ++i) {
-        sums[i] -= row[i];
-        counts[i] -= valid[i] & 1;
-    }
-}
-template <class T>
-HWY_ATTR void DivideLoop(T* dst, const double* sums, const i32* counts, std::size_t count) {
+// --- Means that slide ------------------------------------------------------------------------------------------------
+
+template <class T, class Sum, class Count>
+HWY_ATTR void DivideLoop(T* dst, const Sum* sums, const Count* counts, std::size_t count) {
     for (std::size_t start = 0; start < count; start += kBlock) {
         const std::size_t n = std::min(kBlock, count - start);
         double means[kBlock];
         VORIP_INDEPENDENT_LOOP
-        for (std::size_t i = 0; i < n; ++i) means[i] = sums[start + i] / std::max(counts[start + i], 1);
+        for (std::size_t i = 0; i < n; ++i)
+            means[i] = static_cast<double>(sums[start + i]) / std::max<i32>(counts[start + i], 1);
         RoundBlock(dst + start, means, n);
+    }
+}
+
+#if VORIP_VECTORS
+// The first pixels of a row, whole vectors at a time; returns how many.
+template <bool few>
+HWY_ATTR std::size_t SlideVectors(u8* dst, u16* sums, u8* counts, const u8* added, const u8* addedValid,
+                                  const u8* removed, const u8* removedValid, std::size_t count) {
+    const hn::ScalableTag<u8> d8;
+    const hn::Repartition<u16, decltype(d8)> d16;
+    using Halves = ByteHalves<hn::Vec<decltype(d16)>>;
+    const std::size_t n = hn::Lanes(d8);
+    std::size_t i = 0;
+    for (; i + n <= count; i += n) {
+        const Halves more(hn::LoadU(d8, added + i)), less(hn::LoadU(d8, removed + i));
+        const auto even = hn::Add(hn::LoadU(d16, sums + i), more.even);
+        const auto odd = hn::Add(hn::LoadU(d16, sums + i + n / 2), more.odd);
+        const auto totals = hn::Sub(hn::LoadU(d8, counts + i), hn::LoadU(d8, addedValid + i));
+        const Halves all(even, odd);
+        const auto quotients = few ? FewQuotients(all, totals) : ManyQuotients(all, totals);
+        hn::StoreU(hn::Sub(even, less.even), d16, sums + i);
+        hn::StoreU(hn::Sub(odd, less.odd), d16, sums + i + n / 2);
+        hn::StoreU(hn::Add(totals, hn::LoadU(d8, removedValid + i)), d8, counts + i);
+        hn::StoreU(hn::BitCast(d8, quotients), d8, dst + i);
+    }
+    return i;
+}
+template <class Real>
+HWY_ATTR std::size_t SlideVectors(u16* dst, u32* sums, u16* counts, const u16* added, const u8* addedValid,
+                                  const u16* removed, const u8* removedValid, std::size_t count) {
+    const hn::ScalableTag<u16> d16;
+    const hn::Half<decltype(d16)> half16;
+    const hn::Repartition<u32, decltype(d16)> du32;
+    const hn::Repartition<i32, decltype(d16)> d32;
+    const hn::Rebind<u8, decltype(d16)> d8;
+    const std::size_t n = hn::Lanes(d16), half = n / 2;
+    const auto ones = [=](const u8* valid)
+                          HWY_ATTR { return hn::And(hn::PromoteTo(d16, hn::LoadU(d8, valid)), hn::Set(d16, u16{1})); };
+    const auto wide = [=](const u16* row) HWY_ATTR { return hn::PromoteTo(du32, hn::LoadU(half16, row)); };
+    std::size_t i = 0;
+    for (; i + n <= count; i += n) {
+        const auto low = hn::Add(hn::LoadU(du32, sums + i), wide(added + i));
+        const auto high = hn::Add(hn::LoadU(du32, sums + i + half), wide(added + i + half));
+        const auto totals = hn::Add(hn::LoadU(d16, counts + i), ones(addedValid + i));
+        const auto a = Quotients<Real>(hn::BitCast(d32, low), hn::PromoteTo(d32, hn::LowerHalf(half16, totals)));
+        const auto b = Quotients<Real>(hn::BitCast(d32, high), hn::PromoteTo(d32, hn::UpperHalf(half16, totals)));
+        hn::StoreU(hn::Sub(low, wide(removed + i)), du32, sums + i);
+        hn::StoreU(hn::Sub(high, wide(removed + i + half)), du32, sums + i + half);
+        hn::StoreU(hn::Sub(totals, ones(removedValid + i)), d16, counts + i);
+        hn::StoreU(hn::ConcatEven(d16, hn::BitCast(d16, b), hn::BitCast(d16, a)), d16, dst + i);
+    }
+    return i;
+}
+#endif
+
+template <class T, class Sum, class Count>
+HWY_ATTR void SlideLoop(T* dst, Sum* sums, Count* counts, const T* added, const u8* addedValid, const T* removed,
+                        const u8* removedValid, [[maybe_unused]] std::size_t taps, std::size_t count) {
+    std::size_t i = 0;
+#if VORIP_VECTORS
+    if constexpr (std::is_same_v<Sum, u16>)
+        i = (taps <= 16 ? &SlideVectors<true> : &SlideVectors<false>)(dst, sums, counts, added, addedValid, removed,
+                                                                      removedValid, count);
+    if constexpr (std::is_same_v<Sum, u32>)
+        i = (RoundInSingle(65535, static_cast<std::int64_t>(taps))
+                 ? &SlideVectors<float>
+                 : &SlideVectors<double>)(dst, sums, counts, added, addedValid, removed, removedValid, count);
+#endif
+    const std::size_t first = i;
+    VORIP_INDEPENDENT_LOOP
+    for (i = first; i < count; ++i) {
+        sums[i] = static_cast<Sum>(sums[i] + added[i]);
+        counts[i] = static_cast<Count>(counts[i] + (addedValid[i] & 1));
+    }
+    DivideLoop(dst + first, sums + first, counts + first, count - first);
+    VORIP_INDEPENDENT_LOOP
+    for (i = first; i < count; ++i) {
+        sums[i] = static_cast<Sum>(sums[i] - removed[i]);
+        counts[i] = static_cast<Count>(counts[i] - (removedValid[i] & 1));
     }
 }
 
@@ -298,9 +365,9 @@ void FillTyped(MaskRows& rows, std::tuple<MaskedPixels<T>...>&) {
     ((std::get<MaskedPixels<T>>(rows.pixels) = {&NeutralizeLoop<T>, &SelectLoop<T>, &SplitLoop<T>}), ...);
 }
 
-template <class... T>
-void FillMeans(std::tuple<MaskedMeans<T>...>& means) {
-    ((std::get<MaskedMeans<T>>(means) = {&AddLoop<T>, &RemoveLoop<T>, &DivideLoop<T>}), ...);
+template <class... T, class... Sum, class... Count>
+void FillMeans(std::tuple<MaskedMeans<T, Sum, Count>...>& means) {
+    ((std::get<MaskedMeans<T, Sum, Count>>(means) = {&SlideLoop<T, Sum, Count>, &DivideLoop<T, Sum, Count>}), ...);
 }
 
 const MaskRows& Rows() {

@@ -11,14 +11,16 @@ template <class T>
 using MaskedWeightedRow = void (*)(T* dst, const T* const* taps, const u8* const* valid, const i32* weights,
                                    std::size_t tapCount, bool atLeastOne, std::size_t count);
 
-// Means of many samples, from exact sums and from numbers of valid samples.
-template <class T>
+// Means of samples, from exact sums and from numbers of valid samples. Bytes have sums in 16 bits of up to 255 samples,
+// words in 32 bits of up to 32,767 samples, and doubles hold all others.
+template <class T, class Sum, class Count>
 struct MaskedMeans {
-    // Adds a row, in which invalid samples are 0, and takes another one away.
-    void (*add)(double* sums, i32* counts, const T* row, const u8* valid, std::size_t count);
-    void (*remove)(double* sums, i32* counts, const T* row, const u8* valid, std::size_t count);
-    // A count of 0 gives 0.
-    void (*divide)(T* dst, const double* sums, const i32* counts, std::size_t count);
+    // Adds a row, in which invalid samples are 0, gives the means of what is then at most `taps` samples, 0 where there
+    // is none, and takes a row away. The sums start at 0 and stand in any order.
+    void (*slide)(T* dst, Sum* sums, Count* counts, const T* added, const u8* addedValid, const T* removed,
+                  const u8* removedValid, std::size_t taps, std::size_t count);
+    // The means of sums that stand in the order of the pixels.
+    void (*divide)(T* dst, const Sum* sums, const Count* counts, std::size_t count);
 };
 
 template <class T>
@@ -35,7 +37,9 @@ struct MaskRows {
     std::tuple<MaskedWeightedRow<u8>, MaskedWeightedRow<u16>, MaskedWeightedRow<i32>, MaskedWeightedRow<float>,
                MaskedWeightedRow<u32>>
         weighted;
-    std::tuple<MaskedMeans<u8>, MaskedMeans<u16>, MaskedMeans<i32>, MaskedMeans<u32>> means;
+    std::tuple<MaskedMeans<u8, u16, u8>, MaskedMeans<u8, double, i32>, MaskedMeans<u16, u32, u16>,
+               MaskedMeans<u16, double, i32>, MaskedMeans<i32, double, i32>, MaskedMeans<u32, double, i32>>
+        means;
     std::tuple<MaskedPixels<u8>, MaskedPixels<u16>, MaskedPixels<i32>, MaskedPixels<float>, MaskedPixels<u32>> pixels;
     // Of mask values, of which those below 64 stand for valid samples.
     void (*validate)(u8* valid, const u8* mask, std::size_t count);
