@@ -10,6 +10,13 @@ namespace {
 using rows::BitWords;
 using rows::u64;
 
+// A power of two: rings of so many rows need no division to find a row.
+std::size_t RingOf(std::size_t kept) {
+    std::size_t rows = 1;
+    while (rows < kept) rows *= 2;
+    return rows;
+}
+
 // The rows of a source as bits; the last `kept` ones are at hand.
 template <class T>
 class EdgeBits {
@@ -19,10 +26,12 @@ public:
           mReach(std::min<std::size_t>(reach, size.width)),
           mWidth(size.width),
           mReader(reader),
-          mPixels(reader.IsDirect() ? 0 : size.width, std::min(kept, size.height)),
-          mFilled(BitWords(size.width), std::min(kept, size.height)),
-          mGround(BitWords(size.width), mFilled.Height()),
-          mScratch(2 * BitWords(size.width)) {}
+          mRing(RingOf(std::min(kept, size.height))),
+          mPixels(reader.IsDirect() ? 0 : size.width, mRing),
+          mWords(BitWords(size.width)),
+          mFilled(mWords, mRing),
+          mGround(mWords + 2, mRing),
+          mScratch(6 * mWords) {}
     const T* Pixels(std::size_t y) {
         const std::size_t at = At(y);
         return mReader.IsDirect() ? mReader.Row(y) : mPixels.Row(at);
@@ -30,30 +39,30 @@ public:
     // What the pass along the row fills.
     const u64* Filled(std::size_t y) { return mFilled.Row(At(y)); }
     // The ground when that is filled.
-    const u64* Ground(std::size_t y) { return mGround.Row(At(y)); }
+    const u64* Ground(std::size_t y) { return mGround.Row(At(y)) + 1; }
 
 private:
     std::size_t At(std::size_t y) {
-        for (; mNext <= y; ++mNext) Fetch(mNext % mFilled.Height());
-        return y % mFilled.Height();
+        for (; mNext <= y; ++mNext) Fetch(mNext & (mRing - 1));
+        return y & (mRing - 1);
     }
     void Fetch(std::size_t at) {
-        const rows::BitRows& bits = mTable.bits;
         const T* row = mReader.Row(mNext);
-        u64 *filled = mFilled.Row(at), *ground = mGround.Row(at);
+        u64 *filled = mFilled.Row(at), *ground = mGround.Row(at) + 1;
         if (!mReader.IsDirect()) std::copy_n(row, mWidth, mPixels.Row(at));
         std::get<rows::EdgeRows<T>>(mTable.edges).ground(ground, row, mFill.foreground, mFill.outwards, mWidth);
-        if (mReach == 0) return std::fill_n(filled, mFilled.Width(), u64{0}), void();
-        bits.along(filled, ground, mReach, mScratch.data(), mFilled.Width());
-        const bool stays = (mFill.value >= mFill.foreground) != mFill.outwards;
-        (stays ? bits.set : bits.clear)(ground, filled, mFilled.Width());
+        if (mReach == 0) return;  // nothing is filled
+        const bool isGround = (mFill.value >= mFill.foreground) != mFill.outwards;
+        mTable.bits.along(filled, ground, mReach, isGround, mScratch.data(), mWords);
     }
 
     const rows::EdgeTable& mTable = rows::GetEdgeRows();
     EdgeFill<T> mFill;
     std::size_t mReach, mWidth, mNext = 0;
     RowReader<T>& mReader;
+    std::size_t mRing;
     KrTBuf2D<T> mPixels;
+    std::size_t mWords;
     KrTBuf2D<u64> mFilled, mGround;
     std::vector<u64> mScratch;
 };
@@ -77,30 +86,29 @@ public:
     }
     // The rows from top to bottom, joined with what the pass along the row fills.
     const u64* Row(std::size_t y) {
-        const rows::BitRows& bits = rows::GetEdgeRows().bits;
         Add(y + mReach - 1);
-        std::copy_n(mRows.Filled(y), mFilled.size(), mFilled.data());
-        bits.set(mFilled.data(), mMarks.Row(y % mReach), mFilled.size());
-        bits.set(mFilled.data(), mSince.data(), mFilled.size());
+        mBits.join(mFilled.data(), mRows.Filled(y), mMarks.Row(mAt), mSince.data(), mFilled.size());
         return mFilled.data();
     }
 
 private:
     void Add(std::size_t mark) {
-        const rows::BitRows& bits = rows::GetEdgeRows().bits;
         const std::size_t first = mark - std::min(mark, mReach - 1), above = mark - std::min(mark, mReach);
         const std::size_t last = std::min(mark, mHeight - 1), below = std::min(mark + 1, mHeight - 1);
-        const std::size_t at = mark % mReach, words = mSince.size();
-        bits.mark(mMarks.Row(at), mRows.Ground(first), mRows.Ground(above), mRows.Ground(last), mRows.Ground(below),
-                  words);
-        bits.set(mSince.data(), mMarks.Row(at), words);
-        if (at + 1 < mReach) return;
-        for (std::size_t r = at; r > 0; --r) bits.set(mMarks.Row(r - 1), mMarks.Row(r), words);
+        const std::size_t words = mSince.size();
+        mBits.mark(mMarks.Row(mAt), mSince.data(), mRows.Ground(first), mRows.Ground(above), mRows.Ground(last),
+                   mRows.Ground(below), words);
+        if (++mAt < mReach) return;
+        while (--mAt > 0) {
+            u64* joined = mMarks.Row(mAt - 1);
+            mBits.join(joined, joined, mMarks.Row(mAt), joined, words);
+        }
         std::fill(mSince.begin(), mSince.end(), u64{0});
     }
 
+    const rows::BitRows& mBits = rows::GetEdgeRows().bits;
     EdgeBits<T>& mRows;
-    std::size_t mReach, mHeight;
+    std::size_t mReach, mHeight, mAt = 0;  // the row of the next mark, which is that of the oldest one
     KrTBuf2D<u64> mMarks;
     std::vector<u64> mSince, mFilled;
 };

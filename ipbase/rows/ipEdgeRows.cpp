@@ -52,7 +52,6 @@ HWY_INLINE HWY_ATTR auto LoadBits(D d, const u8* bytes, std::size_t i) {
 
 template <class T>
 HWY_ATTR void GroundLoop(u64* ground, const T* row, T foreground, bool outwards, std::size_t count) {
-    const u64 flip = outwards ? ~u64{0} : 0;
     std::size_t i = 0;
 #if VORIP_VECTORS
     const hn::ScalableTag<T> d;
@@ -68,10 +67,14 @@ HWY_ATTR void GroundLoop(u64* ground, const T* row, T foreground, bool outwards,
         const u64 bit = u64{1} << i % 64;
         word = row[i] >= foreground ? word | bit : word & ~bit;
     }
-    const u64 beyond = ~u64{0} << count % 64;
+    const u64 before = row[0] >= foreground ? ~u64{0} : 0, beyond = row[count - 1] >= foreground ? ~u64{0} : 0;
     u64& last = ground[count / 64];
-    last = row[count - 1] >= foreground ? last | beyond : last & ~beyond;
-    for (std::size_t w = 0; w < BitWords(count); ++w) ground[w] ^= flip;
+    last = (last & ~(~u64{0} << count % 64)) | (beyond & ~u64{0} << count % 64);
+    const std::size_t words = BitWords(count);
+    std::fill_n(ground + count / 64 + 1, words - count / 64, beyond);
+    ground[-1] = before;
+    if (!outwards) return;
+    for (std::size_t w = 0; w < words + 2; ++w) ground[static_cast<std::ptrdiff_t>(w) - 1] ^= ~u64{0};
 }
 
 template <class T>
@@ -88,62 +91,59 @@ HWY_ATTR void FillLoop(T* dst, const T* row, const u64* bits, T value, std::size
     for (; i < count; ++i) dst[i] = bits[i / 64] >> i % 64 & 1 ? value : row[i];
 }
 
-// out = in, and the same moved by as many bits up or down.
-HWY_ATTR void Spread(u64* out, const u64* in, std::size_t by, bool up, std::size_t words) {
-    const std::size_t whole = std::min(by / 64, words), inner = words - whole;
-    const int bits = static_cast<int>(by % 64), rest = 63 - bits;
-    if (up) {
-        std::copy_n(in, std::min(whole + 1, words), out);
-        if (inner > 0) out[whole] |= in[0] << bits;
-        VORIP_INDEPENDENT_LOOP
-        for (std::size_t i = 1; i < inner; ++i) out[i + whole] = in[i + whole] | in[i] << bits | in[i - 1] >> rest >> 1;
-    } else {
-        VORIP_INDEPENDENT_LOOP
-        for (std::size_t i = 1; i < inner; ++i)
-            out[i - 1] = in[i - 1] | in[i - 1 + whole] >> bits | in[i + whole] << rest << 1;
-        std::copy(in + inner - (inner > 0), in + words, out + inner - (inner > 0));
-        if (inner > 0) out[inner - 1] |= in[words - 1] >> bits;
-    }
+// Calls `word(i)` for all words of a row.
+template <class F>
+HWY_INLINE HWY_ATTR void EachWord(std::size_t words, const F& word) {
+    VORIP_INDEPENDENT_LOOP
+    for (std::size_t i = 0; i < words; ++i) word(i);
 }
 
-// The bits from each one on, `reach` in all.
-HWY_ATTR const u64* SpreadAll(u64* bits, u64* other, std::size_t reach, bool up, std::size_t words) {
+// The bits from each one on, `reach` in all, upwards or downwards. Both rows have as many words of 0 on either side.
+template <bool up>
+HWY_ATTR const u64* Spread(u64* from, u64* to, std::size_t reach, std::size_t words) {
     for (std::size_t done = 1; done < reach;) {
-        const std::size_t by = std::min(done, reach - done);
-        Spread(other, bits, by, up, words);
-        std::swap(bits, other);
+        const std::size_t by = std::min(done, reach - done), whole = by / 64;
+        const int bits = static_cast<int>(by % 64), rest = 63 - bits;
+        const u64 *near = up ? from - whole : from + whole, *far = up ? near - 1 : near + 1;
+        EachWord(words, [=](std::size_t i) HWY_ATTR {
+            to[i] = from[i] | (up ? near[i] << bits | far[i] >> rest >> 1 : near[i] >> bits | far[i] << rest << 1);
+        });
+        std::swap(from, to);
         done += by;
     }
-    return bits;
+    return from;
 }
 
-HWY_ATTR void AlongLoop(u64* filled, const u64* ground, std::size_t reach, u64* scratch, std::size_t words) {
-    u64* const other = scratch + words;
-    constexpr u64 first = 1, last = u64{1} << 63;
-    scratch[0] = ground[0] & ~(ground[0] << 1 | (ground[0] & first));
-    VORIP_INDEPENDENT_LOOP
-    for (std::size_t i = 1; i < words; ++i) scratch[i] = ground[i] & ~(ground[i] << 1 | ground[i - 1] >> 63);
-    const u64* const up = SpreadAll(scratch, other, reach, true, words);
-    std::copy_n(up, words, filled);
-    VORIP_INDEPENDENT_LOOP
-    for (std::size_t i = 1; i < words; ++i) scratch[i - 1] = ground[i - 1] & ~(ground[i - 1] >> 1 | ground[i] << 63);
-    scratch[words - 1] = ground[words - 1] & ~(ground[words - 1] >> 1 | (ground[words - 1] & last));
-    const u64* const down = SpreadAll(scratch, other, reach, false, words);
-    VORIP_INDEPENDENT_LOOP
-    for (std::size_t i = 0; i < words; ++i) filled[i] |= down[i];
+HWY_ATTR void AlongLoop(u64* filled, u64* ground, std::size_t reach, bool isGround, u64* scratch, std::size_t words) {
+    u64 *const marks = scratch + words, *const other = marks + 3 * words;
+    const auto from = [=](std::size_t i) HWY_ATTR { return ground[i] & ~(ground[i] << 1 | *(ground + i - 1) >> 63); };
+    const auto to = [=](std::size_t i) HWY_ATTR { return ground[i] & ~(ground[i] >> 1 | ground[i + 1] << 63); };
+    if (reach == 1) {
+        EachWord(words, [=](std::size_t i) HWY_ATTR { filled[i] = from(i) | to(i); });
+    } else {
+        EachWord(words, [=](std::size_t i) HWY_ATTR { marks[i] = from(i); });
+        const u64* const up = Spread<true>(marks, other, reach, words);
+        EachWord(words, [=](std::size_t i) HWY_ATTR {
+            filled[i] = up[i];
+            marks[i] = to(i);
+        });
+        const u64* const down = Spread<false>(marks, other, reach, words);
+        EachWord(words, [=](std::size_t i) HWY_ATTR { filled[i] |= down[i]; });
+    }
+    if (isGround)
+        EachWord(words, [=](std::size_t i) HWY_ATTR { ground[i] |= filled[i]; });
+    else
+        EachWord(words, [=](std::size_t i) HWY_ATTR { ground[i] &= ~filled[i]; });
 }
-HWY_ATTR void MarkLoop(u64* marks, const u64* first, const u64* before, const u64* last, const u64* after,
+HWY_ATTR void MarkLoop(u64* marks, u64* since, const u64* first, const u64* before, const u64* last, const u64* after,
                        std::size_t words) {
-    VORIP_INDEPENDENT_LOOP
-    for (std::size_t i = 0; i < words; ++i) marks[i] = (first[i] & ~before[i]) | (last[i] & ~after[i]);
+    EachWord(words, [=](std::size_t i) HWY_ATTR {
+        marks[i] = (first[i] & ~before[i]) | (last[i] & ~after[i]);
+        since[i] |= marks[i];
+    });
 }
-HWY_ATTR void SetLoop(u64* dst, const u64* bits, std::size_t words) {
-    VORIP_INDEPENDENT_LOOP
-    for (std::size_t i = 0; i < words; ++i) dst[i] |= bits[i];
-}
-HWY_ATTR void ClearLoop(u64* dst, const u64* bits, std::size_t words) {
-    VORIP_INDEPENDENT_LOOP
-    for (std::size_t i = 0; i < words; ++i) dst[i] &= ~bits[i];
+HWY_ATTR void JoinLoop(u64* dst, const u64* a, const u64* b, const u64* c, std::size_t words) {
+    EachWord(words, [=](std::size_t i) HWY_ATTR { dst[i] = a[i] | b[i] | c[i]; });
 }
 
 template <class... T>
@@ -155,7 +155,7 @@ const EdgeTable& Rows() {
     static const EdgeTable table = [] {
         EdgeTable rows;
         FillEdges(rows.edges);
-        rows.bits = {&AlongLoop, &MarkLoop, &SetLoop, &ClearLoop};
+        rows.bits = {&AlongLoop, &MarkLoop, &JoinLoop};
         return rows;
     }();
     return table;
