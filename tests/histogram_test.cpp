@@ -14,19 +14,13 @@ using namespace test;
 
 KrLHistogram shared;
 
-const std::vector<OpCase>& Cases() {
-    static const std::vector<OpCase> cases = {
-        {L"Create( %s )", 86, "1 4", [](Images i, const double*) { shared.Create(i[0], 16); }},
-        {L"Create( %s, pMaskAOI )", 128, "11 41",
-         [](Images i, const double*) { shared.Create(i[0], dynamic_cast<const KrAOI8*>(i[1]), 16); }},
-    };
-    return cases;
-}
-
 TEST(Histogram, DispatchAndErrors) {
     KrBufferAOI8 image({3, 1});
     shared.Create(&image, 4);
-    CheckDispatch(Cases(), HistogramOperations(), L"C\\ipLHistogram");
+    const auto create = [](I i, C) { shared.Create(i[0], 16); };
+    const auto createMasked = [](I i, C) { shared.Create(i[0], dynamic_cast<const KrAOI8*>(i[1]), 16); };
+    CheckDispatch({{L"Create( %s )", 86, "1 4", create}, {L"Create( %s, pMaskAOI )", 128, "11 41", createMasked}},
+                  HistogramOperations(), L"C\\ipLHistogram");
     for (const std::uint32_t steps : {0u, KrLHistogram::kMaxSteps + 1, ~0u})
         EXPECT_TRUE(Thrown([&] { shared.Create(&image, &image, steps); }));
     EXPECT_EQ(4u, shared.GetNumSteps());  // an error changes nothing

@@ -2,7 +2,6 @@
 #include <gtest/gtest.h>
 #include <opencv2/core/core_c.h>
 
-#include <cmath>
 #include <cstring>
 
 #include "ipbase/ipFrame.h"

@@ -108,24 +108,15 @@ std::vector<OpCase> ThresholdCases() {
 }
 // clang-format on
 
-struct Family {
-    const char* name;
-    std::vector<OpCase> cases;
-    std::vector<OperationInfo> (*catalogue)();
-    const wchar_t* file;
-};
-void PrintTo(const Family& family, std::ostream* out) { *out << family.name; }
+TEST(Logic, DispatchAndErrors) {
+    CheckDispatch(LogicCases(), LogicOperations(), L"C\\ipLLogic");
+    CheckDispatch(MinMaxCases(), MinMaxOperations(), L"C\\ipLMinMax");
+    CheckDispatch(ThresholdCases(), ThresholdOperations(), L"C\\ipLThreshold");
+}
 
-class Logic8And16 : public ::testing::TestWithParam<Family> {};
-
-TEST_P(Logic8And16, DispatchAndErrors) { CheckDispatch(GetParam().cases, GetParam().catalogue(), GetParam().file); }
-TEST_P(Logic8And16, PixelsOnEveryTarget) { CheckPixels(GetParam().cases); }
-
-const Family kFamilies[] = {{"Logic", LogicCases(), LogicOperations, L"C\\ipLLogic"},
-                            {"MinMax", MinMaxCases(), MinMaxOperations, L"C\\ipLMinMax"},
-                            {"Threshold", ThresholdCases(), ThresholdOperations, L"C\\ipLThreshold"}};
-INSTANTIATE_TEST_SUITE_P(, Logic8And16, ::testing::ValuesIn(kFamilies),
-                         [](const auto& info) { return std::string(info.param.name); });
+TEST(Logic, PixelsOnEveryTarget) { CheckPixels(LogicCases()); }
+TEST(MinMax, PixelsOnEveryTarget) { CheckPixels(MinMaxCases()); }
+TEST(Threshold, PixelsOnEveryTarget) { CheckPixels(ThresholdCases()); }
 
 TEST(Logic, ClearIsThatOfTransfer) {
     KrBufferAOI16 image({2, 1});

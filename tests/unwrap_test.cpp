@@ -154,7 +154,7 @@ TEST(Unwrap, ResultsOfOwnBuffersAndOfCopies) {
     info.name = L"fringes";
     info.unit = L"mm";
     info.valueScale = 5.1;
-    info.factor2 = 7;
+    info.factor2 = info.factor3 = 7;
     scene.phase.SetAOIInfo(&info);
     KrLUnWrap unwrap;
     unwrap.Execute(&scene.phase, &scene.quality, &scene.mask, 0, 0, 1, 0);
@@ -181,6 +181,7 @@ TEST(Unwrap, ResultsOfOwnBuffersAndOfCopies) {
     EXPECT_DOUBLE_EQ(phase.GetAOIInfo()->valueScale, 1.0);
     EXPECT_EQ(steps.GetAOIInfo()->unit, KrString(L"mm"));
     EXPECT_EQ(steps.GetAOIInfo()->factor2, 7);
+    EXPECT_EQ(steps.GetAOIInfo()->factor3, 1);
     const auto values = PixelsOf(steps);
     EXPECT_EQ(steps.GetAOIInfo()->range.upper, *std::max_element(values.begin(), values.end()));
     EXPECT_FLOAT_EQ(static_cast<float>(phase.GetAOIInfo()->fullRange.lower), -20 * 32 * 0.02F);

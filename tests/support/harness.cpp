@@ -6,6 +6,7 @@
 #include <cmath>
 #include <cstring>
 #include <map>
+#include <regex>
 #include <set>
 #include <sstream>
 
@@ -255,27 +256,22 @@ std::vector<std::vector<DeviceType>> Combinations(const std::string& types) {
 }
 
 std::wstring Print(const OpCase& op, std::vector<std::wstring> names, const std::vector<double>& c) {
+    static const std::wregex placeholder(L"%l?[sdfg]");
     names.insert(names.end(), op.extraNames.begin(), op.extraNames.end());
-    std::wstring text;
-    std::size_t name = 0, scalar = 0;
-    for (const wchar_t* f = op.format; *f; ++f) {
-        if (*f != L'%') {
-            text += *f;
-            continue;
+    auto name = names.begin();
+    auto scalar = c.begin();
+    std::wstring rest = op.format;
+    std::wostringstream text;
+    for (std::wsmatch found; std::regex_search(rest, found, placeholder); rest = found.suffix().str()) {
+        text << found.prefix();
+        switch (found.str().back()) {
+            case L's': text << *name++; break;
+            case L'd': text << static_cast<long>(*scalar++); break;
+            case L'f': text << std::to_wstring(*scalar++); break;
+            default: text << *scalar++;
         }
-        std::wstring place = L"%";
-        do place += *++f;
-        while (*f == L'l');
-        wchar_t number[400] = L"";
-        if (*f == L's')
-            text += names.at(name++);
-        else if (*f == L'd')
-            std::swprintf(number, 400, place.c_str(), static_cast<long>(c.at(scalar++)));
-        else
-            std::swprintf(number, 400, place.c_str(), c.at(scalar++));
-        text += number;
     }
-    return text;
+    return text.str() + rest;
 }
 
 // One call with its operands.
