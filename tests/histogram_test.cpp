@@ -4,6 +4,7 @@
 #include <array>
 #include <cmath>
 #include <map>
+#include <tuple>
 
 #include "ipbase/ipLHistogram.h"
 #include "tests/support/harness.h"
@@ -28,48 +29,39 @@ TEST(Histogram, DispatchAndErrors) {
     EXPECT_TRUE(Thrown([] { shared[4] = 1; }));
 }
 
-struct Counting {
-    DeviceType type;
-    std::uint32_t steps;
-    KrTPoint<short> sampling;
-};
-
-void CompareWithAPlainLoop(const Counting& counting) {
-    const auto [type, steps, sampling] = counting;
-    SCOPED_TRACE(testing::Message() << "type " << type << ", steps " << steps << ", sampling " << sampling.x);
-    Random random(1);
-    for (int n = 0; n < 60; ++n) {
-        const Form form = n % 3 == 0 ? Form::eRowless : Form::eView;
-        const DirectAccess access(n % 5 != 0);
-        const int cx = n, cy = n % 7 + (n > 30);
-        GuardedImage image(type, cx, cy, static_cast<unsigned>(n), form);
-        GuardedImage mask(eDev8, std::max(0, cx - n % 4), std::max(1, cy - n % 2), 1, form);
-        mask.Fill([&](int, int) { return random() % 3 ? random() % 256 : 63 + random() % 2; });
-        if (n % 4 == 3) image.Fill([n](int, int) { return n; });
-        for (const bool masked : {false, true}) {
-            std::map<double, std::uint32_t> expected;
-            for (const double v : Sampled(image, masked ? &mask : nullptr, sampling))
-                ++expected[std::floor(v * steps / (type == eDev8 ? 256 : 65536))];
-            KrLHistogram histogram;
-            histogram.SetUndersampling(sampling);
-            masked ? histogram.Create(image.image.get(), static_cast<const KrAOI8*>(mask.image.get()), steps)
-                   : histogram.Create(image.image.get(), steps);
-            ASSERT_EQ(steps, histogram.GetNumSteps());
-            for (std::uint32_t i = 0; i < steps; ++i)
-                ASSERT_EQ(expected.count(i) ? expected[i] : 0u, histogram[i]) << "bin " << i << ", trial " << n;
-            const double none = type == eDev8 ? 255 : 65535;
-            EXPECT_EQ(expected.empty() ? none : expected.begin()->first, histogram.GetAOIGreyRange().lower);
-            EXPECT_EQ(expected.empty() ? 0.0 : expected.rbegin()->first, histogram.GetAOIGreyRange().upper);
+TEST(Histogram, CountsEqualAPlainLoop) {
+    const std::tuple<DeviceType, std::uint32_t, KrTPoint<short>> ways[] = {
+        {eDev8, 256, {1, 1}},  {eDev8, 256, {2, 3}},   {eDev8, 16, {1, 1}},
+        {eDev8, 1, {-1, 0}},   {eDev8, 1000, {1, 2}},  {eDev16, 65536, {1, 1}},
+        {eDev16, 256, {3, 1}}, {eDev16, 4099, {1, 1}}, {eDev16, 100003, {1, 2}}};
+    for (const auto& [type, steps, sampling] : ways) {
+        SCOPED_TRACE(testing::Message() << "type " << type << ", steps " << steps << ", sampling " << sampling.x);
+        Random random(1);
+        for (int n = 0; n < 60; ++n) {
+            const Form form = n % 3 == 0 ? Form::eRowless : Form::eView;
+            const DirectAccess access(n % 5 != 0);
+            const int cx = n, cy = n % 7 + (n > 30);
+            GuardedImage image(type, cx, cy, static_cast<unsigned>(n), form);
+            GuardedImage mask(eDev8, std::max(0, cx - n % 4), std::max(1, cy - n % 2), 1, form);
+            mask.Fill([&](int, int) { return random() % 3 ? random() % 256 : 63 + random() % 2; });
+            if (n % 4 == 3) image.Fill([n](int, int) { return n; });
+            for (const bool masked : {false, true}) {
+                std::map<double, std::uint32_t> expected;
+                for (const double v : Sampled(image, masked ? &mask : nullptr, sampling))
+                    ++expected[std::floor(v * steps / (type == eDev8 ? 256 : 65536))];
+                KrLHistogram histogram;
+                histogram.SetUndersampling(sampling);
+                masked ? histogram.Create(image.image.get(), static_cast<const KrAOI8*>(mask.image.get()), steps)
+                       : histogram.Create(image.image.get(), steps);
+                ASSERT_EQ(steps, histogram.GetNumSteps());
+                for (std::uint32_t i = 0; i < steps; ++i)
+                    ASSERT_EQ(expected.count(i) ? expected[i] : 0u, histogram[i]) << "bin " << i << ", trial " << n;
+                const double none = type == eDev8 ? 255 : 65535;
+                EXPECT_EQ(expected.empty() ? none : expected.begin()->first, histogram.GetAOIGreyRange().lower);
+                EXPECT_EQ(expected.empty() ? 0.0 : expected.rbegin()->first, histogram.GetAOIGreyRange().upper);
+            }
         }
     }
-}
-
-TEST(Histogram, CountsEqualAPlainLoop) {
-    for (const Counting& counting :
-         {Counting{eDev8, 256, {1, 1}}, Counting{eDev8, 256, {2, 3}}, Counting{eDev8, 16, {1, 1}},
-          Counting{eDev8, 1, {-1, 0}}, Counting{eDev8, 1000, {1, 2}}, Counting{eDev16, 65536, {1, 1}},
-          Counting{eDev16, 256, {3, 1}}, Counting{eDev16, 4099, {1, 1}}, Counting{eDev16, 100003, {1, 2}}})
-        CompareWithAPlainLoop(counting);
 }
 
 // Two values with the probabilities p and 1 - p have the skewness (1 - 2p) / s and the kurtosis 1 / s^2 - 3, where

@@ -17,15 +17,11 @@ using Value = std::function<int(int x, int y)>;
 
 // The operands of one run.
 struct Scene {
-    KrBufferAOI8 phase, quality, mask, targetMask;
-    KrBufferAOI16 target;
+    KrTSize<short> size;
+    KrBufferAOI8 phase{size}, quality{size}, mask{size}, targetMask{size};
+    KrBufferAOI16 target{size};
 
-    Scene(short width, short height, const Value& p, const Value& q, const Value& m)
-        : phase({width, height}),
-          quality({width, height}),
-          mask({width, height}),
-          targetMask({width, height}),
-          target({width, height}) {
+    Scene(short width, short height, const Value& p, const Value& q, const Value& m) : size{width, height} {
         Fill(phase, p);
         Fill(quality, q);
         Fill(mask, m);
