@@ -74,13 +74,8 @@ public:
     KrTSize<short> GetSnapSize() const override { return snapSize; }
     KrAOI* CreateAOI(unsigned short slot) override {
         ++created;
-        switch (supply) {
-            case Supply::eView: return &mViews[slot - 1];
-            case Supply::eBuffer: return &buffers[slot - 1];
-            case Supply::eSmallView: return &mSmall;
-            case Supply::eOtherType: return &mOther;
-            default: return nullptr;
-        }
+        KrAOI* const supplies[] = {nullptr, &mViews[slot - 1], &buffers[slot - 1], &mSmall, &mOther};
+        return supplies[static_cast<int>(supply)];
     }
 
     unsigned short index = 0;
@@ -151,20 +146,22 @@ protected:
         });
         EXPECT_EQ(test::PixelsOf(image), test::PixelsOf(wanted)) << n << " frames, image " << i;
     }
-    void RunImage(Averager& averager, TestBoard& board, unsigned short n) {
-        board.frames = 0;
+    // Of an image, and of jobs of no, one and two images.
+    void CheckAverages(Averager& averager, TestBoard& board, unsigned short n) {
+        board.frames = board.waits = 0;
         Buffer out({5, 3});
         averager.Execute(&out, n);
         CheckImage(out, 0, n);
         EXPECT_EQ(board.frames, n);
-    }
-    void RunJob(Averager& averager, TestBoard& board, std::size_t count, unsigned short n) {
-        board.frames = 0;
-        Job<Buffer> job(count);
-        averager.Execute(&job, n);
-        EXPECT_TRUE(job.HasItsOwn());
-        for (std::size_t i = 0; i < count; ++i) CheckImage(job.own[i], i, n);
-        EXPECT_EQ(board.frames, n);
+        EXPECT_EQ(board.waits, n > 2 ? n - 1u : 0u) << "all but the first frame come in the background";
+        for (const std::size_t count : {0U, 1U, 2U}) {
+            board.frames = 0;
+            Job<Buffer> job(count);
+            averager.Execute(&job, n);
+            EXPECT_TRUE(job.HasItsOwn());
+            for (std::size_t i = 0; i < count; ++i) CheckImage(job.own[i], i, n);
+            EXPECT_EQ(board.frames, n);
+        }
     }
 };
 using Averagers = testing::Types<KrLAverageSnap, KrLAverageSnap2>;
@@ -176,22 +173,14 @@ TYPED_TEST(AverageSnap, IsTheAverageWhateverTheBoardSupplies) {
         board.supply = supply;
         const Current current(board);
         TypeParam averager;
-        constexpr unsigned short counts[] = {1, 2, 3, 4, 5, 257, 300};
+        constexpr unsigned short counts[] = {1, 2, 3, 4, 5, 257, 300, 65535};
         for (unsigned short n : counts) {
             const test::DirectAccess access(n != 4);
-            this->RunImage(averager, board, n);
-            EXPECT_EQ(board.waits, n > 2 ? n - 1u : 0u) << "all but the first frame come in the background";
-            for (const std::size_t count : {0U, 1U, 2U}) this->RunJob(averager, board, count, n);
-            board.waits = 0;
+            this->CheckAverages(averager, board, n);
         }
         const bool usesBoard = std::count(board.used.begin(), board.used.end(), board.CreateAOI(1)) > 0;
         EXPECT_EQ(usesBoard, supply == Supply::eView || supply == Supply::eBuffer);
     }
-}
-
-TYPED_TEST(AverageSnap, TakesAsManyFramesAsThereAre) {
-    this->RunImage(*this->mAverager, this->mBoard, 65535);
-    this->RunJob(*this->mAverager, this->mBoard, 2, 65535);
 }
 
 TYPED_TEST(AverageSnap, LeavesItToABoardThatCan) {
@@ -213,21 +202,21 @@ TYPED_TEST(AverageSnap, FollowsTheCurrentBoard) {
         {
             const Current current(first);
             EXPECT_EQ(first.created, 2);
-            this->RunImage(averager, first, 4);
+            this->CheckAverages(averager, first, 4);
             EXPECT_EQ(first.created, 2);
             {
                 TypeParam copy(averager);
-                this->RunImage(copy, first, 4);
+                this->CheckAverages(copy, first, 4);
                 EXPECT_EQ(first.created, 4) << "buffers of its own";
                 averager = copy;
             }
             first.created = 2;
             pBoardMgr->SetCurrBoard(&second);
             EXPECT_EQ(second.created, 2);
-            this->RunImage(averager, second, 4);
+            this->CheckAverages(averager, second, 4);
             pBoardMgr->SetCurrBoard(&first);
             EXPECT_EQ(first.created, 4) << "the buffers of a board are given up when it is left";
-            this->RunJob(averager, first, 2, 3);
+            this->CheckAverages(averager, first, 3);
         }
         EXPECT_TRUE(test::Thrown([&] { averager.Execute(&this->mOut, 3); })) << "no board";
     }
@@ -263,8 +252,7 @@ TYPED_TEST(AverageSnap, SurvivesAFailureOfTheBoard) {
             EXPECT_TRUE(test::Thrown([&] { this->mAverager->Execute(&this->mOut, 5); }));
             EXPECT_FALSE(board.running);
             board.failAt = 1000000;
-            this->RunImage(*this->mAverager, board, 5);
-            this->RunJob(*this->mAverager, board, count, 5);
+            this->CheckAverages(*this->mAverager, board, 5);
         }
 }
 

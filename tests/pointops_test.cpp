@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <iterator>
 #include <limits>
 #include <set>
 #include <tuple>
@@ -80,15 +79,13 @@ double Binarize(const double* px, const Context& x) {
 std::vector<std::vector<double>> Scalars() {
     constexpr double kInf = std::numeric_limits<double>::infinity();
     // clang-format off
-    std::vector<double> list = {
-        3.6, -3.5, 0.0, -0.0, 0.4, 0.5, 1.0, -1.0, -0.4, -0.5, 2.0, 4.0, 0.25, 1 / 3.0, -1.7, 127.5, 254.5, 255.0,
-        256.0, 300.0, 1e-9, -300.0, 65535.0, 65536.0, 32768.0, 65535.5, -65536.0, 70000.0, 1e17, -1e17, 1e300, -1e300,
-        kInf, -kInf, std::nan(""), 4294967296.0 + 7, 2147483648.0, 5e-324};
+    std::vector<std::vector<double>> all = {
+        {3.6}, {-3.5}, {0}, {-0.0}, {0.4}, {0.5}, {1}, {-1}, {-0.4}, {-0.5}, {2}, {4}, {0.25}, {1 / 3.0}, {-1.7},
+        {127.5}, {254.5}, {255}, {256}, {300}, {1e-9}, {-300}, {65535}, {65536}, {32768}, {65535.5}, {-65536}, {70000},
+        {1e17}, {-1e17}, {1e300}, {-1e300}, {kInf}, {-kInf}, {std::nan("")}, {4294967303.0}, {2147483648.0}, {5e-324}};
     // clang-format on
     Random random(3);
-    for (int i = 0; i < 12; ++i) list.push_back(random.Uniform(-400, 400) * (i % 3 ? 1 : 500));
-    std::vector<std::vector<double>> all;
-    std::transform(list.begin(), list.end(), std::back_inserter(all), [](double c) { return std::vector{c}; });
+    for (int i = 0; i < 12; ++i) all.push_back({random.Uniform(-400, 400) * (i % 3 ? 1 : 500)});
     return all;
 }
 

@@ -195,7 +195,6 @@ std::vector<double> Sampled(const GuardedImage& image, const GuardedImage* mask,
 
 void ForEachTarget(const std::function<void(std::int64_t)>& run) {
     const std::int64_t supported = hwy::SupportedTargets();
-    int count = 0;
     for (std::int64_t rest = supported; rest != 0; rest &= rest - 1) {
         const std::int64_t target = rest & -rest;
         hwy::SetSupportedTargetsForTest(rest);  // this one and all that are worse
@@ -203,12 +202,10 @@ void ForEachTarget(const std::function<void(std::int64_t)>& run) {
         SCOPED_TRACE(hwy::TargetName(target));
         EXPECT_EQ(rest, hwy::SupportedTargets()) << "the target was not forced";
         run(target);
-        ++count;
     }
     hwy::SetSupportedTargetsForTest(0);
     hwy::GetChosenTarget().Update(hwy::SupportedTargets());
     EXPECT_EQ(supported, hwy::SupportedTargets());
-    EXPECT_GE(count, 1);
 }
 
 std::unique_ptr<KrException> Thrown(const std::function<void()>& run) {

@@ -87,11 +87,7 @@ struct Run {
                 stacks[top].pop_back();
                 const int reference = phase[At(e.x + e.dx, e.y + e.dy)];
                 const std::size_t n = At(e.x, e.y);
-                int base = reference & 0xFF00;
-                const int diff = (phase[n] & 255) - (reference & 255);
-                if (diff >= 128) base -= 256;
-                if (diff < -128) base += 256;
-                phase[n] = static_cast<U16>(base + (phase[n] & 255));
+                phase[n] = static_cast<U16>(reference + static_cast<std::int8_t>(phase[n] - reference));
                 area[n] = number;
                 Scan(e.x, e.y, Limit(e.path), e.path, top);
             }
@@ -122,16 +118,6 @@ struct Run {
             return;
         }
         list.push_back(n);
-    }
-
-    // The first met one among equals.
-    static const Neighbour* Best(const Tree& tree) {
-        const Neighbour* best = nullptr;
-        for (const Neighbour& n : tree.list) {
-            if (!(n.value > 1.1754944e-38f)) continue;
-            if (!best || n.value > best->value || (n.value == best->value && n.met < best->met)) best = &n;
-        }
-        return best;
     }
 
     // The joined tree takes the place and the name of the first one, moved by whole periods, in front of its leaves
@@ -168,14 +154,15 @@ struct Run {
         for (Tree& tree : roots)
             for (Neighbour& n : tree.list) n.value = Value(n);
         while (true) {
-            const Neighbour* best = nullptr;
+            const Neighbour* best = nullptr;  // the first tree's among equals, and of these the first met
             std::size_t from = 0;
-            for (std::size_t i = 0; i < roots.size(); ++i) {
-                const Neighbour* const n = Best(roots[i]);
-                if (!n || (best && n->value <= best->value)) continue;
-                best = n;
-                from = i;
-            }
+            for (std::size_t i = 0; i < roots.size(); ++i)
+                for (const Neighbour& n : roots[i].list) {
+                    const float value = best ? best->value : 1.1754944e-38f;
+                    if (!(n.value > value || (n.value == value && best && i == from && n.met < best->met))) continue;
+                    best = &n;
+                    from = i;
+                }
             if (!best) break;
             Join(from, Neighbour(*best));
         }
