@@ -153,19 +153,19 @@ TYPED_TEST(Range, EqualsAPlainLoop) {
         GuardedImage image(type, cx, 4, static_cast<unsigned>(cx), form), mask(eDev8, std::max(cx - 2, 0), 3, 9, form);
         FillRandom(type, image.memory, static_cast<unsigned>(cx), true);
         for (unsigned char& m : mask.memory) m = m % 2 ? 64 : 63;  // next to the limit
-        double least = HUGE_VAL, greatest = -HUGE_VAL;
+        KrTFloatRange<double> expected{HUGE_VAL, -HUGE_VAL};
         for (const double v : Sampled(image, masked ? &mask : nullptr, step)) {
-            if (v < least) least = v;
-            if (v > greatest) greatest = v;
+            if (v < expected.lower) expected.lower = v;
+            if (v > expected.upper) expected.upper = v;
         }
-        if (least > greatest) least = greatest = 0.0;
+        if (expected.lower > expected.upper) expected = {0, 0};
         const auto* typed = static_cast<const TypeParam*>(image.image.get());
         const auto* typedMask = static_cast<const KrAOI8*>(mask.image.get());
         std::vector<KrTFloatRange<double>> ranges = {KrIpRange().Execute(typed, typedMask, step)};
         if (!masked) ranges = {KrIpRange().Execute(typed, step), KrLGreyScaleRange().Scan(typed, step)};
         for (const auto& range : ranges) {
-            EXPECT_EQ(least, range.lower) << cx << ' ' << step.x << ' ' << masked;
-            EXPECT_EQ(greatest, range.upper) << cx << ' ' << step.x << ' ' << masked;
+            EXPECT_EQ(expected.lower, range.lower) << cx << ' ' << step.x << ' ' << masked;
+            EXPECT_EQ(expected.upper, range.upper) << cx << ' ' << step.x << ' ' << masked;
         }
     };
     ForEachTarget([&](std::int64_t) {

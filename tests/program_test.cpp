@@ -46,7 +46,7 @@ TEST_F(Program, EndsCleanlyOnCtrlC) {
         {"phase noise.npy noise.npy noise.npy --out o", writes},
     };
     for (const auto& c : cases) {
-        const Outcome outcome = RunInterrupted(c.arguments, c.now);
+        const Outcome outcome = Run(c.arguments, c.now);
         EXPECT_EQ(outcome.exitCode, 130) << c.arguments << outcome.err;
         EXPECT_FALSE(fs::exists(File("o"))) << c.arguments;
     }

@@ -257,11 +257,7 @@ TEST(Unwrap, CopesWithHundredsOfThousandsOfAreas) {
     for (Scene& scene : scenes) {
         KrLUnWrap unwrap;
         scene.Execute(unwrap, 0, 2);
-        const unsigned count = unwrap.GetComponentCount();
-        EXPECT_GE(count, 1u);
-        unwrap.AddOrder(400, 8, 1);
-        unwrap.DelArea(400, 8);
-        EXPECT_LE(unwrap.GetComponentCount(), count);
+        EXPECT_GE(unwrap.GetComponentCount(), 1u);
     }
 }
 

@@ -6,7 +6,6 @@
 
 #include <chrono>
 #include <cmath>
-#include <cstdlib>
 #include <fstream>
 #include <opencv2/imgcodecs.hpp>
 #include <random>
@@ -32,28 +31,9 @@ void Program::SetUp() {
     if (!*VORIP_PROGRAM) GTEST_SKIP() << "the program is not built";
 }
 
-std::string Program::Command(const std::string& arguments) const {
-    return "cd '" + mFolder.string() + "' && exec '" VORIP_PROGRAM "' " + arguments +
-           " > .stdout 2> .stderr < /dev/null";
-}
-
-Program::Outcome Program::Finished(int status) const {
-    const int code = WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
-    return {code, ReadText(".stdout"), ReadText(".stderr")};
-}
-
-Program::Outcome Program::Run(const std::string& arguments) const {
-    return Finished(std::system(Command(arguments).c_str()));
-}
-
-std::string Program::Succeed(const std::string& arguments) const {
-    const Outcome outcome = Run(arguments);
-    if (outcome.exitCode != 0) throw std::runtime_error("vorip " + arguments + "\n" + outcome.out + outcome.err);
-    return outcome.out;
-}
-
-Program::Outcome Program::RunInterrupted(const std::string& arguments, const std::function<bool()>& now) const {
-    const std::string command = Command(arguments);
+Program::Outcome Program::Run(const std::string& arguments, const std::function<bool()>& interrupt) const {
+    const std::string command =
+        "cd '" + mFolder.string() + "' && exec '" VORIP_PROGRAM "' " + arguments + " > .stdout 2> .stderr < /dev/null";
     const pid_t child = fork();
     if (child == 0) {
         signal(SIGINT, SIG_DFL);  // ignored where the tests run in the background
@@ -61,15 +41,22 @@ Program::Outcome Program::RunInterrupted(const std::string& arguments, const std
         _exit(127);
     }
     int status = 0;
-    while (waitpid(child, &status, WNOHANG) == 0) {
-        if (now()) {
+    while (waitpid(child, &status, interrupt ? WNOHANG : 0) == 0) {
+        if (interrupt()) {
             kill(child, SIGINT);
             waitpid(child, &status, 0);
             break;
         }
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
-    return Finished(status);
+    const int code = WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
+    return {code, ReadText(".stdout"), ReadText(".stderr")};
+}
+
+std::string Program::Succeed(const std::string& arguments) const {
+    const Outcome outcome = Run(arguments);
+    if (outcome.exitCode != 0) throw std::runtime_error("vorip " + arguments + "\n" + outcome.out + outcome.err);
+    return outcome.out;
 }
 
 void Program::Write(const std::string& name, const cv::Mat& image) const {

@@ -21,12 +21,11 @@ protected:
     ~Program() override;
     void SetUp() override;
 
-    // The arguments are words for the shell.
-    Outcome Run(const std::string& arguments) const;
+    // The arguments are words for the shell. Presses Ctrl-C as soon as `interrupt` says so, which is asked again and
+    // again.
+    Outcome Run(const std::string& arguments, const std::function<bool()>& interrupt = nullptr) const;
     // Throws, which ends the test, unless it succeeds; returns what it writes to standard output.
     std::string Succeed(const std::string& arguments) const;
-    // Presses Ctrl-C as soon as `now` says so, which is asked again and again.
-    Outcome RunInterrupted(const std::string& arguments, const std::function<bool()>& now) const;
 
     std::filesystem::path File(const std::string& name) const { return mFolder / name; }
     void Write(const std::string& name, const cv::Mat& image) const;
@@ -35,9 +34,6 @@ protected:
     std::string ReadText(const std::string& name) const;
 
 private:
-    std::string Command(const std::string& arguments) const;
-    Outcome Finished(int status) const;
-
     std::filesystem::path mFolder;
 };
 
