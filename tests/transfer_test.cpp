@@ -193,20 +193,23 @@ double ZoomedPixel(const GuardedImage& src, const GuardedImage& dst, int x, int 
     return src.place.type == eDev32Float ? mean : std::trunc(mean);
 }
 
+void CheckZoom(DeviceType type, const int (&s)[4], int form, bool averaging) {
+    GuardedImage src(type, s[0], s[1], 5, form & 1 ? Form::eRowless : Form::eView);
+    GuardedImage dst(type, s[2], s[3], 6, form & 2 ? Form::eRowless : Form::eView), want(type, s[2], s[3], 6);
+    transfer.CopyZoom(src.image.get(), dst.image.get(), averaging);
+    want.Fill([&](int x, int y) { return ZoomedPixel(src, want, x, y, averaging); });
+    ASSERT_EQ(want.memory, dst.memory) << type << ' ' << s[0] << " to " << s[2] << ' ' << averaging;
+}
+
 TEST(Transfer, CopyZoomReduces) {
     constexpr int sizes[][4] = {{9, 7, 3, 2}, {10, 10, 10, 10}, {64, 5, 7, 5},  {5, 64, 1, 63},  {17, 13, 16, 12},
                                 {4, 4, 0, 2}, {70, 6, 35, 3},   {68, 5, 17, 2}, {700, 200, 2, 1}};
-    for (const DeviceType type : {eDev8, eDev16, eDev32, eDev32Float})
-        for (const auto& s : sizes)
-            for (const int form : {0, 1, 2, 3})
-                for (const bool averaging : {false, true}) {
-                    GuardedImage src(type, s[0], s[1], 5, form & 1 ? Form::eRowless : Form::eView);
-                    GuardedImage dst(type, s[2], s[3], 6, form & 2 ? Form::eRowless : Form::eView);
-                    GuardedImage want(type, s[2], s[3], 6);
-                    transfer.CopyZoom(src.image.get(), dst.image.get(), averaging);
-                    want.Fill([&](int x, int y) { return ZoomedPixel(src, want, x, y, averaging); });
-                    ASSERT_EQ(want.memory, dst.memory) << type << ' ' << s[0] << " to " << s[2] << ' ' << averaging;
-                }
+    ForEachTarget([&](std::int64_t) {
+        for (const DeviceType type : {eDev8, eDev16, eDev32, eDev32Float})
+            for (const auto& s : sizes)
+                for (const int form : {0, 1, 2, 3})
+                    for (const bool averaging : {false, true}) CheckZoom(type, s, form, averaging);
+    });
 }
 
 TEST(Transfer, CopyZoomAndExchangeRejectSharedPixels) {
