@@ -1,5 +1,7 @@
 #include "ipbase/ipFilterMedian.h"
 
+#include <memory>
+
 #include "ipbase/ipFilterMasked.h"
 #include "ipbase/ipFilterRanks.h"
 #include "ipbase/rows/ipMedianRows.h"
@@ -9,77 +11,92 @@ namespace KrN {
 namespace {
 
 using Byte = std::uint8_t;
-using rows::Comparator;
 
-// Up to this many samples a sorting network is fastest.
+// Windows of up to so many samples are given to networks; their vectors fit in the first-level cache.
 template <class T>
-constexpr std::size_t kNetworkSamples = sizeof(T) == 1 ? 49 : 81;
+constexpr std::size_t kNetworkSamples = sizeof(T) == 1   ? 49
+                                        : sizeof(T) == 2 ? 450
+                                                         : 300;
+// Ranks beside masks are bytes.
+constexpr std::size_t kRankedSamples = 254;
 
-// Batcher's odd-even merge sort of `count` samples, without what does not lead to the ranks from `first` to `last`.
-std::vector<Comparator> SelectionNetwork(std::size_t count, std::size_t first, std::size_t last) {
-    std::vector<Comparator> all;
-    for (std::size_t p = 1; p < count; p *= 2)
-        for (std::size_t k = p; k > 0; k /= 2)
-            for (std::size_t j = k % p; j + k < count; j += 2 * k)
-                for (std::size_t i = 0; i < k && i + j + k < count; ++i)
-                    if ((i + j) / (2 * p) == (i + j + k) / (2 * p))
-                        all.push_back({static_cast<rows::u16>(i + j), static_cast<rows::u16>(i + j + k), true, true});
-    std::vector<bool> needed(count);
-    std::fill(needed.begin() + static_cast<std::ptrdiff_t>(first),
-              needed.begin() + static_cast<std::ptrdiff_t>(last) + 1, true);
-    std::vector<Comparator> list;
-    for (auto c = all.rbegin(); c != all.rend(); ++c) {
-        c->keepLow = needed[c->low];
-        c->keepHigh = needed[c->high];
-        if (!c->keepLow && !c->keepHigh) continue;
-        needed[c->low] = needed[c->high] = true;
-        list.push_back(*c);
-    }
-    return {list.rbegin(), list.rend()};
-}
-
-// A row from the rows of its window, by the square functions or by a network.
+// A row from the padded rows of its window, by the square functions or by networks. The columns are sorted once for all
+// windows that they belong to.
 template <class T>
 class SmallMedian {
 public:
-    SmallMedian(const BlockWindow& window, Extent size)
+    // With ranks, the network selects all from the least one to the median.
+    SmallMedian(const BlockWindow& window, Extent size, bool ranked)
         : mKx(window.kx),
+          mKy(window.ky),
           mWidth(size.width),
+          mColumns(size.width + window.kx - 1),
           mTaps(std::size_t{window.kx} * window.ky),
-          mScratch(mTaps.size() * (rows::kLongestVector / sizeof(T))) {
+          mScratch((mTaps.size() + 1) * (rows::kLongestVector / sizeof(T))) {
         const auto& table = rows::GetMedianRows();
-        if (window.kx == 3 && window.ky == 3) mSquare = std::get<rows::SquareRow<T>>(table.square3);
-        if (window.kx == 5 && window.ky == 5) mSquare = std::get<rows::SquareRow<T>>(table.square5);
-        if (mSquare)
-            mScratch.resize(std::max(mScratch.size(), window.ky * (size.width + window.kx - 1)));
-        else
-            mNetwork = SelectionNetwork(mTaps.size(), Rank(), Rank());
+        const std::size_t middle = (mTaps.size() + 1) / 2 - 1, first = ranked ? 0 : middle;
+        if (mKx == 3 && mKy == 3) mSquare = std::get<rows::SquareRow<T>>(table.square3);
+        if (mKx == 5 && mKy == 5) mSquare = std::get<rows::SquareRow<T>>(table.square5);
+        if (mSquare) {
+            mScratch.resize(mScratch.size() + mKy * mColumns);
+            return;
+        }
+        if (mKx == 1 || mKy == 1) {
+            mSelect = Network(mTaps.size(), 1, first, middle);
+            return;
+        }
+        mSort = Network(mKy, 1, 0, mKy - 1);
+        mSelect = Network(mKx, mKy, first, middle);
+        mSorted.Resize(mColumns, mKy);
+        for (std::size_t k = 0; k < mKy; ++k) mSortedRows.push_back(mSorted.Row(k));
+        Point(mSortedRows);
     }
-    void Run(const std::vector<const T*>& rows, T* dst) {
-        if (mSquare) return mSquare(dst, rows.data(), mScratch.data(), mWidth);
-        for (std::size_t t = 0; t < mTaps.size(); ++t) mTaps[t] = rows[t / mKx] + t % mKx;
-        std::get<rows::NetworkRow<T>>(rows::GetMedianRows().network)
-            .run(dst, mTaps.data(), mTaps.size(), mNetwork.data(), mNetwork.size(), Rank(), mScratch.data(), mWidth);
+    void Run(const std::vector<const T*>& rows, const Byte* ranks, T* dst) {
+        if (mSquare) return mSquare(dst, rows.data(), ranks, Scratch(), mWidth);
+        const auto& network = std::get<rows::NetworkRow<T>>(rows::GetMedianRows().network);
+        if (mSortedRows.empty())
+            Point(rows);
+        else
+            network.sort(mSortedRows.data(), rows.data(), mKy, mSort, Scratch(), mColumns);
+        network.select(dst, mTaps.data(), mTaps.size(), mSelect, ranks, Scratch(), mWidth);
     }
 
 private:
-    std::size_t Rank() const { return (mTaps.size() + 1) / 2 - 1; }
+    // Vectors that lie across lines of the cache are slow.
+    T* Scratch() {
+        void* at = mScratch.data();
+        std::size_t space = mScratch.size() * sizeof(T);
+        return static_cast<T*>(std::align(rows::kLongestVector, 0, at, space));
+    }
+    // The samples column by column.
+    template <class Row>
+    void Point(const std::vector<Row>& rows) {
+        for (std::size_t t = 0; t < mTaps.size(); ++t) mTaps[t] = rows[t % mKy] + t / mKy;
+    }
 
-    std::size_t mKx, mWidth;
+    std::size_t mKx, mKy, mWidth, mColumns;
     rows::SquareRow<T> mSquare = nullptr;
+    Network mSort, mSelect;
+    KrTBuf2D<T> mSorted;
+    std::vector<T*> mSortedRows;
     std::vector<const T*> mTaps;
     std::vector<T> mScratch;
-    std::vector<Comparator> mNetwork;
 };
+
+template <class T, class Rows>
+void PointRows(const BlockWindow& window, std::size_t y, std::size_t height, Rows& padded,
+               std::vector<const T*>& rows) {
+    for (std::size_t j = 0; j < rows.size(); ++j) rows[j] = padded.Row(BlockRow(window, y + j, height));
+}
 
 template <class T>
 void RunSmall(const BlockWindow& window, Extent size, RowReader<T>& reader, RowWriter<T>& writer) {
     PaddedRows<T> padded(reader, size, window, window.ky);
-    SmallMedian<T> median(window, size);
+    SmallMedian<T> median(window, size, false);
     std::vector<const T*> rows(window.ky);
     for (std::size_t y = 0; y < size.height; ++y) {
-        for (std::size_t j = 0; j < window.ky; ++j) rows[j] = padded.Row(BlockRow(window, y + j, size.height));
-        median.Run(rows, writer.Row(y));
+        PointRows(window, y, size.height, padded, rows);
+        median.Run(rows, nullptr, writer.Row(y));
         writer.Finish(y);
     }
 }
@@ -94,20 +111,17 @@ void RunSmallMasked(const BlockWindow& window, Extent size, RowReader<T>& reader
     RowReader<Byte> valid(mask);
     PaddedRows<T, NeutralRows<T>> padded(source, size, window, window.ky);
     PaddedRows<Byte> paddedValid(valid, size, window, window.ky);
-    std::vector<const T*> taps(std::size_t{window.kx} * window.ky);
-    std::vector<const Byte*> validTaps(taps.size());
-    std::vector<T> scratch(taps.size() * (rows::kLongestVector / sizeof(T)));
-    std::vector<Byte> ranks(size.width);
-    const std::size_t rank = (taps.size() + 1) / 2 - 1;
-    const std::vector<Comparator> network = SelectionNetwork(taps.size(), 0, rank);
+    SmallMedian<T> median(window, size, true);
+    std::vector<const T*> rows(window.ky);
+    std::vector<const Byte*> validRows(window.ky);
+    std::vector<Byte> counts(size.width + window.kx - 1), ranks(size.width);
     SelectWriter<T> select(source, writer, size.width);
     for (std::size_t y = 0; y < size.height; ++y) {
-        PointBlock(window, y, size.height, padded, taps);
-        PointBlock(window, y, size.height, paddedValid, validTaps);
-        rows::GetMaskRows().middle(ranks.data(), validTaps.data(), validTaps.size(), size.width);
-        std::get<rows::NetworkRow<T>>(rows::GetMedianRows().network)
-            .runRanked(select.Row(y), taps.data(), taps.size(), network.data(), network.size(), rank, ranks.data(),
-                       scratch.data(), size.width);
+        PointRows(window, y, size.height, padded, rows);
+        PointRows(window, y, size.height, paddedValid, validRows);
+        rows::GetMaskRows().count(counts.data(), validRows.data(), validRows.size(), counts.size());
+        rows::GetMaskRows().middle(ranks.data(), counts.data(), window.kx, size.width);
+        median.Run(rows, ranks.data(), select.Row(y));
         select.Finish(y);
     }
 }
@@ -196,10 +210,9 @@ private:
 template <class T>
 void FilterMedian(const BlockWindow& window, Extent size, RowReader<T>& reader, RowWriter<T>& writer, Mask mask) {
     const std::size_t samples = std::size_t{window.kx} * window.ky;
-    if (samples <= kNetworkSamples<T>) {
-        if (mask) return RunSmallMasked(window, size, reader, writer, *mask);
-        return RunSmall(window, size, reader, writer);
-    }
+    if (samples <= kNetworkSamples<T> && !mask) return RunSmall(window, size, reader, writer);
+    if (samples <= std::min(kNetworkSamples<T>, kRankedSamples) && mask)
+        return RunSmallMasked(window, size, reader, writer, *mask);
     if constexpr (sizeof(T) == 1)
         if (samples < 32768 && window.ky < 256) return RunHistogram(window, size, reader, writer, mask);
     const KrTBuf2D<T> image = ReadAll(size, reader);

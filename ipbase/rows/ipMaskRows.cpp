@@ -348,12 +348,19 @@ HWY_ATTR void ValidateLoop(u8* valid, const u8* mask, std::size_t count) {
     VORIP_INDEPENDENT_LOOP
     for (std::size_t i = 0; i < count; ++i) valid[i] = mask[i] < 64 ? 255 : 0;
 }
-HWY_ATTR void MiddleLoop(u8* ranks, const u8* const* valid, std::size_t tapCount, std::size_t count) {
-    std::fill_n(ranks, count, u8{1});
-    for (std::size_t k = 0; k < tapCount; ++k) {
+HWY_ATTR void CountLoop(u8* counts, const u8* const* valid, std::size_t rowCount, std::size_t count) {
+    std::fill_n(counts, count, u8{0});
+    for (std::size_t k = 0; k < rowCount; ++k) {
         const u8* one = valid[k];
         VORIP_INDEPENDENT_LOOP
-        for (std::size_t i = 0; i < count; ++i) ranks[i] = static_cast<u8>(ranks[i] + (one[i] & 1));
+        for (std::size_t i = 0; i < count; ++i) counts[i] = static_cast<u8>(counts[i] - one[i]);
+    }
+}
+HWY_ATTR void MiddleLoop(u8* ranks, const u8* counts, std::size_t taps, std::size_t count) {
+    std::fill_n(ranks, count, u8{1});
+    for (std::size_t k = 0; k < taps; ++k) {
+        VORIP_INDEPENDENT_LOOP
+        for (std::size_t i = 0; i < count; ++i) ranks[i] = static_cast<u8>(ranks[i] + counts[i + k]);
     }
     VORIP_INDEPENDENT_LOOP
     for (std::size_t i = 0; i < count; ++i) ranks[i] = static_cast<u8>(ranks[i] < 2 ? 0 : ranks[i] / 2 - 1);
@@ -376,6 +383,7 @@ const MaskRows& Rows() {
         FillTyped(rows, rows.pixels);
         FillMeans(rows.means);
         rows.validate = &ValidateLoop;
+        rows.count = &CountLoop;
         rows.middle = &MiddleLoop;
         return rows;
     }();

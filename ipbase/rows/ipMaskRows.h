@@ -43,8 +43,10 @@ struct MaskRows {
     std::tuple<MaskedPixels<u8>, MaskedPixels<u16>, MaskedPixels<i32>, MaskedPixels<float>, MaskedPixels<u32>> pixels;
     // Of mask values, of which those below 64 stand for valid samples.
     void (*validate)(u8* valid, const u8* mask, std::size_t count);
-    // (number of valid samples - 1) / 2, or 0.
-    void (*middle)(u8* ranks, const u8* const* valid, std::size_t tapCount, std::size_t count);
+    // The numbers of valid samples in the columns of some rows, of which there are at most 255.
+    void (*count)(u8* counts, const u8* const* valid, std::size_t rowCount, std::size_t count);
+    // Of the sum of `taps` counts, at most 254, the rank of its middle: (sum + 1) / 2 - 1, or 0.
+    void (*middle)(u8* ranks, const u8* counts, std::size_t taps, std::size_t count);
 };
 
 const MaskRows& GetMaskRows();

@@ -71,153 +71,134 @@ HWY_INLINE HWY_ATTR void OverRow(std::size_t count, Args... args) {
     for (; i < count; ++i) Step<One<T>>::Do(i, args...);
 }
 
-template <class O>
-HWY_INLINE HWY_ATTR void Sort(typename O::V& a, typename O::V& b) {
-    const auto low = O::Min(a, b);
-    b = O::Max(a, b);
-    a = low;
-}
-template <class O>
-HWY_INLINE HWY_ATTR typename O::V Middle(typename O::V a, typename O::V b, typename O::V c) {
-    return O::Max(O::Min(a, b), O::Min(O::Max(a, b), c));
-}
-template <class O>
-HWY_INLINE HWY_ATTR void Sort5(typename O::V* v) {
-    Sort<O>(v[0], v[1]);
-    Sort<O>(v[3], v[4]);
-    Sort<O>(v[2], v[4]);
-    Sort<O>(v[2], v[3]);
-    Sort<O>(v[1], v[4]);
-    Sort<O>(v[0], v[3]);
-    Sort<O>(v[0], v[2]);
-    Sort<O>(v[1], v[3]);
-    Sort<O>(v[1], v[2]);
-}
-
 // --- Squares: columns are sorted once and looked at by all windows that they belong to -------------------------------
+// Their networks are unrolled, so that samples stay in registers.
 
-template <class O>
-struct SortColumns3 {
+template <class O, class Network>
+struct Unrolled {
+    template <std::size_t k>
+    static HWY_INLINE HWY_ATTR void Compare(typename O::V* v) {
+        constexpr Comparator c = Network::kNetwork.list[k];
+        const auto a = v[c.low], b = v[c.high];
+        if (c.keepLow) v[c.low] = O::Min(a, b);
+        if (c.keepHigh) v[c.high] = O::Max(a, b);
+    }
+    template <std::size_t... k>
+    static HWY_INLINE HWY_ATTR void Run(typename O::V* v, std::index_sequence<k...>) {
+        (Compare<k>(v), ...);
+    }
+    static HWY_INLINE HWY_ATTR void Run(typename O::V* v) {
+        Run(v, std::make_index_sequence<Network::kNetwork.list.size()>());
+    }
+};
+template <std::size_t side>
+struct ColumnOf {
+    static constexpr FixedNetwork<side, 8 * side> kNetwork{side, 1, 0, side - 1};
+};
+template <std::size_t side, bool ranked>
+struct SquareOf {
+    static constexpr std::size_t kMiddle = (side * side + 1) / 2 - 1;
+    static constexpr FixedNetwork<side * side, 8 * side * side> kNetwork{side, side, ranked ? 0 : kMiddle, kMiddle};
+};
+
+template <class O, std::size_t side>
+struct SortColumns {
     template <class T>
     static HWY_INLINE HWY_ATTR void Do(std::size_t i, const T* const* rows, T* sorted, std::size_t stride) {
-        auto a = O::Load(rows[0] + i), b = O::Load(rows[1] + i), c = O::Load(rows[2] + i);
-        Sort<O>(a, b);
-        Sort<O>(b, c);
-        Sort<O>(a, b);
-        O::Store(a, sorted + i);
-        O::Store(b, sorted + stride + i);
-        O::Store(c, sorted + 2 * stride + i);
+        typename O::V v[side];
+        for (std::size_t k = 0; k < side; ++k) v[k] = O::Load(rows[k] + i);
+        Unrolled<O, ColumnOf<side>>::Run(v);
+        for (std::size_t k = 0; k < side; ++k) O::Store(v[ColumnOf<side>::kNetwork.wires[k]], sorted + k * stride + i);
     }
 };
-template <class O>
-struct Median3 {
+template <class O, std::size_t side, bool ranked>
+struct SelectSquare {
+    using Square = SquareOf<side, ranked>;
     template <class T>
-    static HWY_INLINE HWY_ATTR void Do(std::size_t i, T* dst, const T* low, std::size_t stride) {
-        const auto load = [](const T* at) HWY_ATTR { return O::Load(at); };
-        const T *middle = low + stride + i, *high = middle + stride;
-        low += i;
-        const auto a = O::Max(O::Max(load(low), load(low + 1)), load(low + 2));
-        const auto b = Middle<O>(load(middle), load(middle + 1), load(middle + 2));
-        const auto c = O::Min(O::Min(load(high), load(high + 1)), load(high + 2));
-        O::Store(Middle<O>(a, b, c), dst + i);
+    static HWY_INLINE HWY_ATTR void Do(std::size_t i, T* dst, const u8* ranks, const T* sorted, std::size_t stride) {
+        typename O::V v[side * side];
+        for (std::size_t x = 0; x < side; ++x)
+            for (std::size_t k = 0; k < side; ++k) v[x * side + k] = O::Load(sorted + k * stride + i + x);
+        Unrolled<O, Square>::Run(v);
+        auto picked = v[Square::kNetwork.wires.back()];
+        if constexpr (ranked) Pick(picked, v, ranks + i, std::make_index_sequence<Square::kMiddle>());
+        O::Store(picked, dst + i);
     }
-};
-template <class T>
-HWY_ATTR void SquareLoop3(T* dst, const T* const* rows, T* scratch, std::size_t count) {
-    OverRow<SortColumns3, T>(count + 2, rows, scratch, count + 2);
-    OverRow<Median3, T>(count, dst, static_cast<const T*>(scratch), count + 2);
-}
-
-template <class O>
-struct SortColumns5 {
-    template <class T>
-    static HWY_INLINE HWY_ATTR void Do(std::size_t i, const T* const* rows, T* sorted, std::size_t stride) {
-        typename O::V v[5];
-        for (std::size_t k = 0; k < 5; ++k) v[k] = O::Load(rows[k] + i);
-        Sort5<O>(v);
-        for (std::size_t k = 0; k < 5; ++k) O::Store(v[k], sorted + k * stride + i);
+    template <std::size_t... rank>
+    static HWY_INLINE HWY_ATTR void Pick(typename O::V& picked, const typename O::V* v, const u8* ranks,
+                                         std::index_sequence<rank...>) {
+        ((picked = O::Pick(picked, v[Square::kNetwork.wires[rank]], ranks, rank)), ...);
     }
 };
 
-// Moves the least of v[0..n-1] to the front and the greatest to the end.
-template <class O, std::size_t n>
-HWY_INLINE HWY_ATTR void Extremes(typename O::V* v) {
-    for (std::size_t k = 0; k < n / 2; ++k) Sort<O>(v[k], v[n - 1 - k]);
-    for (std::size_t k = 1; k < (n + 1) / 2; ++k) Sort<O>(v[0], v[k]);
-    for (std::size_t k = n / 2; k + 1 < n; ++k) Sort<O>(v[k], v[n - 1]);
-}
-
-// With sorted columns, the rows are sorted, too. What has 13 samples on one side of it, or fewer than the window needs
-// on either, is not the median; it is that of the 13 samples that remain.
-template <class O>
-struct Median5 {
-    template <class T>
-    static HWY_INLINE HWY_ATTR void Do(std::size_t i, T* dst, const T* sorted, std::size_t stride) {
-        typename O::V r[5][5];
-        for (std::size_t j = 0; j < 5; ++j) {
-            for (std::size_t k = 0; k < 5; ++k) r[j][k] = O::Load(sorted + j * stride + i + k);
-            Sort5<O>(r[j]);
-        }
-        // Of 8, 7, 6, ... samples the extremes cannot be the median of 13.
-        typename O::V v[8] = {r[0][3], r[0][4], r[1][2], r[1][3], r[3][1], r[3][2], r[4][0], r[4][1]};
-        Extremes<O, 8>(v);
-        v[0] = r[1][4];
-        Extremes<O, 7>(v);
-        v[0] = r[3][0];
-        Extremes<O, 6>(v);
-        v[0] = r[2][1];
-        Extremes<O, 5>(v);
-        v[0] = r[2][3];
-        Extremes<O, 4>(v);
-        O::Store(Middle<O>(v[1], v[2], r[2][2]), dst + i);
-    }
+// For rows of a known kind of square.
+template <std::size_t side>
+struct SortOf {
+    template <class O>
+    using Step = SortColumns<O, side>;
 };
-template <class T>
-HWY_ATTR void SquareLoop5(T* dst, const T* const* rows, T* scratch, std::size_t count) {
-    OverRow<SortColumns5, T>(count + 4, rows, scratch, count + 4);
-    OverRow<Median5, T>(count, dst, static_cast<const T*>(scratch), count + 4);
+template <std::size_t side, bool ranked>
+struct SelectOf {
+    template <class O>
+    using Step = SelectSquare<O, side, ranked>;
+};
+
+template <class T, std::size_t side>
+HWY_ATTR void SquareLoop(T* dst, const T* const* rows, const u8* ranks, T* scratch, std::size_t count) {
+    const std::size_t stride = count + side - 1;
+    const T* sorted = scratch;
+    OverRow<SortOf<side>::template Step, T>(stride, rows, scratch, stride);
+    if (ranks)
+        OverRow<SelectOf<side, true>::template Step, T>(count, dst, ranks, sorted, stride);
+    else
+        OverRow<SelectOf<side, false>::template Step, T>(count, dst, ranks, sorted, stride);
 }
 
 // --- Networks --------------------------------------------------------------------------------------------------------
 
-template <class T>
-struct NetworkJob {
-    const T* const* taps;
-    std::size_t tapCount;
-    const Comparator *list, *end;
-    std::size_t rank;
-    const u8* ranks;
-    T* scratch;
-};
+template <class O, class T>
+HWY_INLINE HWY_ATTR void Compare(std::size_t i, const T* const* rows, std::size_t rowCount, const Network& network,
+                                 T* scratch) {
+    for (std::size_t k = 0; k < rowCount; ++k) O::Store(O::Load(rows[k] + i), scratch + k * O::size);
+    for (const Comparator& c : network.list) {
+        T *low = scratch + c.low * O::size, *high = scratch + c.high * O::size;
+        const auto a = O::Load(low), b = O::Load(high);
+        if (c.keepLow) O::Store(O::Min(a, b), low);
+        if (c.keepHigh) O::Store(O::Max(a, b), high);
+    }
+}
 template <class O>
-struct Network {
+struct SelectRank {
     template <class T>
-    static HWY_INLINE HWY_ATTR void Do(std::size_t i, T* dst, const NetworkJob<T>* job) {
-        for (std::size_t k = 0; k < job->tapCount; ++k) O::Store(O::Load(job->taps[k] + i), job->scratch + k * O::size);
-        for (const Comparator* c = job->list; c != job->end; ++c) {
-            T *low = job->scratch + c->low * O::size, *high = job->scratch + c->high * O::size;
-            const auto a = O::Load(low), b = O::Load(high);
-            if (c->keepLow) O::Store(O::Min(a, b), low);
-            if (c->keepHigh) O::Store(O::Max(a, b), high);
-        }
-        auto picked = O::Load(job->scratch + job->rank * O::size);
-        if (job->ranks)
-            for (std::size_t rank = 0; rank < job->rank; ++rank)
-                picked = O::Pick(picked, O::Load(job->scratch + rank * O::size), job->ranks + i, rank);
+    static HWY_INLINE HWY_ATTR void Do(std::size_t i, T* dst, const T* const* taps, std::size_t tapCount,
+                                       const Network* network, const u8* ranks, T* scratch) {
+        Compare<O>(i, taps, tapCount, *network, scratch);
+        const std::size_t last = network->wires.size() - 1;
+        auto picked = O::Load(scratch + network->wires[last] * O::size);
+        for (std::size_t rank = 0; ranks && rank < last; ++rank)
+            picked = O::Pick(picked, O::Load(scratch + network->wires[rank] * O::size), ranks + i, rank);
         O::Store(picked, dst + i);
     }
 };
+template <class O>
+struct SortColumn {
+    template <class T>
+    static HWY_INLINE HWY_ATTR void Do(std::size_t i, T* const* sorted, const T* const* rows, std::size_t rowCount,
+                                       const Network* network, T* scratch) {
+        Compare<O>(i, rows, rowCount, *network, scratch);
+        for (std::size_t k = 0; k < rowCount; ++k)
+            O::Store(O::Load(scratch + network->wires[k] * O::size), sorted[k] + i);
+    }
+};
 template <class T>
-HWY_ATTR void NetworkLoop(T* dst, const T* const* taps, std::size_t tapCount, const Comparator* list,
-                          std::size_t comparators, std::size_t rank, T* scratch, std::size_t count) {
-    const NetworkJob<T> job{taps, tapCount, list, list + comparators, rank, nullptr, scratch};
-    OverRow<Network, T>(count, dst, &job);
+HWY_ATTR void SelectLoop(T* dst, const T* const* taps, std::size_t tapCount, const Network& network, const u8* ranks,
+                         T* scratch, std::size_t count) {
+    OverRow<SelectRank, T>(count, dst, taps, tapCount, &network, ranks, scratch);
 }
 template <class T>
-HWY_ATTR void RankedLoop(T* dst, const T* const* taps, std::size_t tapCount, const Comparator* list,
-                         std::size_t comparators, std::size_t rank, const u8* ranks, T* scratch, std::size_t count) {
-    const NetworkJob<T> job{taps, tapCount, list, list + comparators, rank, ranks, scratch};
-    OverRow<Network, T>(count, dst, &job);
+HWY_ATTR void SortLoop(T* const* sorted, const T* const* rows, std::size_t rowCount, const Network& network, T* scratch,
+                       std::size_t count) {
+    OverRow<SortColumn, T>(count, sorted, rows, rowCount, &network, scratch);
 }
 
 // --- Histograms ------------------------------------------------------------------------------------------------------
@@ -308,9 +289,9 @@ HWY_ATTR void HistogramLoop(u8* dst, const ColumnCounts* columns, std::size_t ta
 
 template <class... T>
 void FillSquares(MedianRows& rows, std::tuple<SquareRow<T>...>&) {
-    ((std::get<SquareRow<T>>(rows.square3) = &SquareLoop3<T>), ...);
-    ((std::get<SquareRow<T>>(rows.square5) = &SquareLoop5<T>), ...);
-    ((std::get<NetworkRow<T>>(rows.network) = {&NetworkLoop<T>, &RankedLoop<T>}), ...);
+    ((std::get<SquareRow<T>>(rows.square3) = &SquareLoop<T, 3>), ...);
+    ((std::get<SquareRow<T>>(rows.square5) = &SquareLoop<T, 5>), ...);
+    ((std::get<NetworkRow<T>>(rows.network) = {&SelectLoop<T>, &SortLoop<T>}), ...);
 }
 
 const MedianRows& Rows() {

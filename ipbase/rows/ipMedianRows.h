@@ -1,31 +1,28 @@
 #pragma once
 
+#include "ipbase/ipFilterNetwork.h"
 #include "ipbase/rows/ipWindowRows.h"
 
 // Medians of windows, the lower middle value of an even number of samples.
 namespace KrN::rows {
 
-// Puts two of the samples in order; what is not looked at any more is not stored.
-struct Comparator {
-    u16 low, high;
-    bool keepLow, keepHigh;
-};
-
-// A sorting network for the samples of a window. `scratch` holds `tapCount` vectors, of at most kLongestVector bytes.
+// `scratch` holds as many vectors as there are samples, of at most kLongestVector bytes.
 template <class T>
 struct NetworkRow {
-    void (*run)(T* dst, const T* const* taps, std::size_t tapCount, const Comparator* list, std::size_t comparators,
-                std::size_t rank, T* scratch, std::size_t count);
-    // A network that sorts; the rank of each pixel, at most `rank`, stands in `ranks`.
-    void (*runRanked)(T* dst, const T* const* taps, std::size_t tapCount, const Comparator* list,
-                      std::size_t comparators, std::size_t rank, const u8* ranks, T* scratch, std::size_t count);
+    // The last rank that the network selects, or, if `ranks` is not null, the one whose number stands in there.
+    void (*select)(T* dst, const T* const* taps, std::size_t tapCount, const Network& network, const u8* ranks,
+                   T* scratch, std::size_t count);
+    // Sorts every column of some rows; the network selects all ranks.
+    void (*sort)(T* const* sorted, const T* const* rows, std::size_t rowCount, const Network& network, T* scratch,
+                 std::size_t count);
 };
 inline constexpr std::size_t kLongestVector = 64;
 
-// Squares of 3 and 5 samples: rows[k] are the rows of the window with as many samples beyond the row as it needs.
-// `scratch` holds as many rows of that length.
+// Squares of 3 and 5 samples: the median, or, if `ranks` is not null, the rank up to that of the median whose number
+// stands in there. rows[k] are the rows of the window with as many samples beyond the row as it needs; `scratch` holds
+// as many rows of that length.
 template <class T>
-using SquareRow = void (*)(T* dst, const T* const* rows, T* scratch, std::size_t count);
+using SquareRow = void (*)(T* dst, const T* const* rows, const u8* ranks, T* scratch, std::size_t count);
 
 // Bytes: how many samples are at most as large, by the upper and, within each of 16 ranges, by the lower four bits.
 struct ColumnCounts {
