@@ -17,14 +17,10 @@ LineWindow AtLeastOne(const LineWindow& window) {
     return window.taps > 0 ? window : LineWindow{WindowKind::eMinimum, 1, 0, KrTBuf1D<std::int32_t>(), 1.0};
 }
 
-// Windows that reach far beyond all of the image are cut.
-BlockWindow CutBlock(BlockWindow window, Extent size) {
-    const auto cut = [](std::uint32_t taps, std::size_t extent) {
-        return std::min(taps, static_cast<std::uint32_t>(2 * extent + 256 + (taps & 1)));
-    };
+BlockWindow CutBlock(BlockWindow window) {
     if (window.kind == WindowKind::eWeighted) return window;
-    window.kx = cut(window.kx, size.width);
-    window.ky = cut(window.ky, size.height);
+    window.kx = std::min(window.kx, kMostTaps);
+    window.ky = std::min(window.ky, kMostTaps);
     return window;
 }
 
@@ -100,7 +96,7 @@ void FilterRowsThenColumns(const LineWindow& rows, const LineWindow& columns, Kr
 template <class T>
 void FilterBlock(const BlockWindow& all, Extent size, RowReader<T>& reader, RowWriter<T>& writer, Mask mask) {
     if (size.width == 0 || size.height == 0) return;
-    const BlockWindow window = CutBlock(all, size);
+    const BlockWindow window = CutBlock(all);
     if (window.kx == 0 || window.ky == 0) return Copy(size, reader, writer);
     if (mask && !Fits(*mask, size)) {
         const Extent seen = Seen(window, size, *mask);

@@ -6,18 +6,6 @@
 
 namespace KrN {
 
-namespace {
-
-// The window of K samples on a line that PrepareLine has padded.
-template <class T>
-void RunOnLine(const LineWindow& window, const KrTBuf1D<T>& padded, KrTBuf1D<T>& line) {
-    std::vector<const T*> taps(window.taps);
-    PointTaps(padded.Data(), taps);
-    RunWindow(window, line.Data(), taps.data(), line.Size());
-}
-
-}  // namespace
-
 template <class T>
 KrTFilter1D<T>::KrTFilter1D() = default;
 template <class T>
@@ -61,10 +49,19 @@ std::uint32_t KrTFilter1D<T>::PrepareLine(const KrTBuf1D<T>& line) {
 }
 
 template <class T>
+const T* const* KrTFilter1D<T>::PrepareTaps(const KrTBuf1D<T>& line) {
+    PrepareLine(line);
+    mWork.taps.resize(mKernelWidth);
+    PointTaps<T>(mLine.Data(), mWork.taps);
+    return mWork.taps.data();
+}
+
+template <class T>
 void KrTFilter1D<T>::Filter(KrTBuf1D<T>& line) {
     if (mKernelWidth == 0 || line.Size() == 0) return;
-    PrepareLine(line);
-    RunOnLine(KernelWindow(mKernel, mScale), mLine, line);
+    const T* const* taps = PrepareTaps(line);
+    std::get<rows::WeightedRow<T>>(rows::GetWindowRows().weighted)(line.Data(), taps, mKernel.Data(), mKernelWidth,
+                                                                   mScale, line.Size());
 }
 
 template <class T>
@@ -72,13 +69,13 @@ void KrTFilter1D<T>::FilterMasked(KrTBuf1D<T>& line, const KrTBuf1D<std::uint8_t
     if (!useMask || mask.Size() == 0) return Filter(line);
     const std::size_t count = line.Size();
     if (mKernelWidth == 0 || count == 0) return;
-    KrTBuf1D<std::uint8_t> fitted(count);
-    for (std::size_t i = 0; i < count; ++i) fitted[i] = mask[std::min(i, mask.Size() - 1)];
-    rows::GetMaskRows().validate(fitted.Data(), fitted.Data(), count);
-    std::vector<T> out(count);
-    MaskedLine<T>(mKernel, count).Run(line.Data(), fitted.Data(), out.data());
+    mWork.line.resize(count);
+    PadLine(mask.Data(), std::min(count, mask.Size()), 0, count - std::min(count, mask.Size()), mWork.line.data());
+    rows::GetMaskRows().validate(mWork.line.data(), mWork.line.data(), count);
+    mWork.filtered.resize(count);
+    MaskedLine<T>(mKernel, count, mWork).Run(line.Data(), mWork.line.data(), mWork.filtered.data());
     std::get<rows::MaskedPixels<T>>(rows::GetMaskRows().pixels)
-        .select(line.Data(), out.data(), line.Data(), fitted.Data(), count);
+        .select(line.Data(), mWork.filtered.data(), line.Data(), mWork.line.data(), count);
 }
 
 template <class T>
@@ -101,25 +98,25 @@ template <class T>
 KrTFilter1DMean<T>::~KrTFilter1DMean() = default;
 
 // The kinds that pick one of the window samples.
-#define VORIP_RANK_FILTER(Class, kind)                                                  \
-  template <class T>                                                                    \
-  Class<T>::Class(std::uint32_t taps) {                                                 \
-    this->SetOnes(taps);                                                                \
-  }                                                                                     \
-  template <class T>                                                                    \
-  Class<T>::~Class() = default;                                                         \
-  template <class T>                                                                    \
-  void Class<T>::FilterMasked(KrTBuf1D<T>& line, const KrTBuf1D<std::uint8_t>&, bool) { \
-    Filter(line);                                                                       \
-  }                                                                                     \
-  template <class T>                                                                    \
-  void Class<T>::Filter(KrTBuf1D<T>& line) {                                            \
-    if (this->mKernelWidth == 0 || line.Size() == 0) return;                            \
-    this->PrepareLine(line);                                                            \
-    RunOnLine(RankWindow(kind, this->mKernelWidth), this->mLine, line);                 \
+#define VORIP_RANK_FILTER(Class, extreme)                                                                         \
+  template <class T>                                                                                              \
+  Class<T>::Class(std::uint32_t taps) {                                                                           \
+    this->SetOnes(taps);                                                                                          \
+  }                                                                                                               \
+  template <class T>                                                                                              \
+  Class<T>::~Class() = default;                                                                                   \
+  template <class T>                                                                                              \
+  void Class<T>::FilterMasked(KrTBuf1D<T>& line, const KrTBuf1D<std::uint8_t>&, bool) {                           \
+    Filter(line);                                                                                                 \
+  }                                                                                                               \
+  template <class T>                                                                                              \
+  void Class<T>::Filter(KrTBuf1D<T>& line) {                                                                      \
+    if (this->mKernelWidth == 0 || line.Size() == 0) return;                                                      \
+    const T* const* taps = this->PrepareTaps(line);                                                               \
+    std::get<rows::TapRow<T>>(rows::GetWindowRows().extreme)(line.Data(), taps, this->mKernelWidth, line.Size()); \
   }
-VORIP_RANK_FILTER(KrTFilter1DErosion, WindowKind::eMinimum)
-VORIP_RANK_FILTER(KrTFilter1DDilatation, WindowKind::eMaximum)
+VORIP_RANK_FILTER(KrTFilter1DErosion, minimum)
+VORIP_RANK_FILTER(KrTFilter1DDilatation, maximum)
 #undef VORIP_RANK_FILTER
 
 template <class T>

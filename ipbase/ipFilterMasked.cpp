@@ -45,7 +45,7 @@ public:
                  std::size_t kept)
         : mReader(reader),
           mMask(mask),
-          mLine(window.weights, size.width),
+          mLine(window.weights, size.width, mWork),
           mTaps(window.taps),
           mOut(size.width),
           mRows(size.width, std::min(kept, size.height)),
@@ -77,6 +77,7 @@ private:
 
     RowReader<T>& mReader;
     const KrTBuf2D<std::uint8_t>& mMask;
+    KrTFilterWork<T> mWork;
     MaskedLine<T> mLine;
     std::size_t mTaps, mNext = 0;
     std::vector<T> mOut;
@@ -118,51 +119,54 @@ bool AreMeans(const KrTBuf1D<std::int32_t>& weights) {
 }  // namespace
 
 template <class T>
-MaskedLine<T>::MaskedLine(const KrTBuf1D<std::int32_t>& weights, std::size_t width)
+MaskedLine<T>::MaskedLine(const KrTBuf1D<std::int32_t>& weights, std::size_t width, KrTFilterWork<T>& work)
     : mWeights(weights),
       mWidth(width),
       mLeft(weights.Size() / 2),
       mRight(weights.Size() - std::min(weights.Size(), mLeft + 1)),
       mSlides(weights.Size() > kFewSummands && AreMeans<T>(weights)),
-      mSums(mSlides ? width : 0),
-      mCounts(mSums.size()),
-      mPadded(mLeft + width + mRight),
-      mValid(mPadded.size()),
-      mTaps(weights.Size()),
-      mValidTaps(weights.Size()) {
-    PointTaps<T>(mPadded.data(), mTaps);
-    PointTaps<std::uint8_t>(mValid.data(), mValidTaps);
+      mWork(work) {
+    mWork.padded.resize(mLeft + width + mRight);
+    mWork.valid.resize(mWork.padded.size());
+    mWork.taps.resize(weights.Size());
+    mWork.validTaps.resize(weights.Size());
+    mWork.sums.resize(mSlides ? width : 0);
+    mWork.counts.resize(mWork.sums.size());
+    PointTaps<T>(mWork.padded.data(), mWork.taps);
+    PointTaps<std::uint8_t>(mWork.valid.data(), mWork.validTaps);
 }
 
 template <class T>
 void MaskedLine<T>::Run(const T* row, const std::uint8_t* valid, T* out) {
-    std::copy_n(valid, mWidth, mValid.data() + mLeft);
-    WrapMask(mValid.data(), mWidth, mLeft, mRight);
-    Zero(row, valid, mWidth, mPadded.data() + mLeft);
+    T* padded = mWork.padded.data();
+    std::copy_n(valid, mWidth, mWork.valid.data() + mLeft);
+    WrapMask(mWork.valid.data(), mWidth, mLeft, mRight);
+    Zero(row, valid, mWidth, padded + mLeft);
     const bool beyond = valid[mWidth - 1] != 0;
-    std::fill_n(mPadded.data(), mLeft, beyond ? row[0] : T{0});
-    std::fill_n(mPadded.data() + mLeft + mWidth, mRight, beyond ? row[mWidth - 1] : T{0});
+    std::fill_n(padded, mLeft, beyond ? row[0] : T{0});
+    std::fill_n(padded + mLeft + mWidth, mRight, beyond ? row[mWidth - 1] : T{0});
     if (mSlides) return Slide(out);
-    SumMasked(mWeights, false, mTaps, mValidTaps, out, mWidth);
+    SumMasked(mWeights, false, mWork.taps, mWork.validTaps, out, mWidth);
 }
 
 template <class T>
 void MaskedLine<T>::Slide(T* out) {
+    const std::size_t taps = mWeights.Size();
     double sum = 0.0;
     std::int32_t count = 0;
-    for (std::size_t i = 0; i < mPadded.size(); ++i) {
-        sum += mPadded[i];
-        count += mValid[i] & 1;
-        if (i + 1 < mTaps.size()) continue;
-        const std::size_t x = i + 1 - mTaps.size();
-        mSums[x] = sum;
-        mCounts[x] = count;
-        sum -= mPadded[x];
-        count -= mValid[x] & 1;
+    for (std::size_t i = 0; i < mWork.padded.size(); ++i) {
+        sum += mWork.padded[i];
+        count += mWork.valid[i] & 1;
+        if (i + 1 < taps) continue;
+        const std::size_t x = i + 1 - taps;
+        mWork.sums[x] = sum;
+        mWork.counts[x] = count;
+        sum -= mWork.padded[x];
+        count -= mWork.valid[x] & 1;
     }
     if constexpr (std::is_integral_v<T>)
         std::get<rows::MaskedMeans<T, double, std::int32_t>>(rows::GetMaskRows().means)
-            .divide(out, mSums.data(), mCounts.data(), mWidth);
+            .divide(out, mWork.sums.data(), mWork.counts.data(), mWidth);
 }
 
 namespace {

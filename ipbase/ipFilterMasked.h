@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Core/vorTools/Inc/syfilt2d.h"
 #include "ipbase/ipFilterRowsOf.h"
 #include "ipbase/rows/ipMaskRows.h"
 
@@ -68,11 +69,11 @@ template <class T>
 void FilterLinesMasked(const LineWindow& rows, const LineWindow& columns, Extent size, RowReader<T>& reader,
                        RowWriter<T>& writer, const KrTBuf2D<std::uint8_t>& mask);
 
-// One line. Invalid samples get values, too.
+// Lines of one width. Invalid samples get values, too.
 template <class T>
 class MaskedLine {
 public:
-    MaskedLine(const KrTBuf1D<std::int32_t>& weights, std::size_t width);
+    MaskedLine(const KrTBuf1D<std::int32_t>& weights, std::size_t width, KrTFilterWork<T>& work);
     void Run(const T* row, const std::uint8_t* valid, T* out);
 
 private:
@@ -81,12 +82,7 @@ private:
     const KrTBuf1D<std::int32_t>& mWeights;
     std::size_t mWidth, mLeft, mRight;
     bool mSlides;
-    std::vector<double> mSums;
-    std::vector<std::int32_t> mCounts;
-    std::vector<T> mPadded;
-    std::vector<std::uint8_t> mValid;
-    std::vector<const T*> mTaps;
-    std::vector<const std::uint8_t*> mValidTaps;
+    KrTFilterWork<T>& mWork;
 };
 
 }  // namespace KrN

@@ -159,13 +159,14 @@ class RankMedian {
 public:
     RankMedian(const BlockWindow& window, const KrTBuf2D<T>& image, Mask mask)
         : mWindow(window), mImage(image), mMask(mask), mRanked(image), mSet(mRanked.values.size()) {
-        for (std::size_t j = 0; j < window.ky; ++j) Change(&RankSet::Add, j, 0);
+        Seen(0, window.ky, image.Height(),
+             [&](std::size_t y, std::uint32_t times) { Change(&RankSet::Add, y, times); });
     }
     void Run(std::size_t y, T* dst) {
         const std::size_t last = mImage.Width() - 1;
         if (y > 0) {
-            Change(&RankSet::Remove, y - 1, mX);
-            Change(&RankSet::Add, y - 1 + mWindow.ky, mX);
+            Change(&RankSet::Remove, BlockRow(mWindow, y - 1, mImage.Height()), 1);
+            Change(&RankSet::Add, BlockRow(mWindow, y - 1 + mWindow.ky, mImage.Height()), 1);
         }
         const bool right = mX == 0;
         Give(y, dst);
@@ -178,19 +179,31 @@ public:
     }
 
 private:
-    using Operation = void (RankSet::*)(std::uint32_t);
+    using Operation = void (RankSet::*)(std::uint32_t, std::uint32_t);
 
-    // Samples are counted from the first one of the window of the first pixel.
-    void One(Operation operation, std::size_t y, std::size_t column) {
-        const std::size_t x = std::min(column - std::min<std::size_t>(column, mWindow.kx / 2), mImage.Width() - 1);
-        if (!mMask || mMask->Row(y)[x]) (mSet.*operation)(mRanked.ranks.Row(y)[x]);
+    // Calls `pixel(at, times)` for what `taps` samples see of a line, how often they see its ends among them. Samples
+    // are counted from the first one of the first window.
+    template <class F>
+    static void Seen(std::size_t first, std::size_t taps, std::size_t extent, const F& pixel) {
+        const auto begin = static_cast<std::ptrdiff_t>(first) - static_cast<std::ptrdiff_t>(taps / 2);
+        const auto end = begin + static_cast<std::ptrdiff_t>(taps), last = static_cast<std::ptrdiff_t>(extent) - 1;
+        const auto from = [=](std::ptrdiff_t at) { return at == 0 ? begin : std::max(at, begin); };
+        const auto to = [=](std::ptrdiff_t at) { return at == last ? end : std::min(at + 1, end); };
+        for (auto at = std::clamp<std::ptrdiff_t>(begin, 0, last), stop = std::clamp<std::ptrdiff_t>(end - 1, 0, last);
+             at <= stop; ++at)
+            pixel(static_cast<std::size_t>(at), static_cast<std::uint32_t>(to(at) - from(at)));
     }
-    void Change(Operation operation, std::size_t sample, std::size_t column) {
-        const std::size_t row = BlockRow(mWindow, sample, mImage.Height());
-        for (std::size_t i = 0; i < mWindow.kx; ++i) One(operation, row, column + i);
+    void One(Operation operation, std::size_t y, std::size_t x, std::uint32_t times) {
+        if (!mMask || mMask->Row(y)[x]) (mSet.*operation)(mRanked.ranks.Row(y)[x], times);
+    }
+    void Change(Operation operation, std::size_t y, std::uint32_t rows) {
+        Seen(mX, mWindow.kx, mImage.Width(),
+             [&](std::size_t x, std::uint32_t times) { One(operation, y, x, rows * times); });
     }
     void ChangeColumn(Operation operation, std::size_t y, std::size_t column) {
-        for (std::size_t j = 0; j < mWindow.ky; ++j) One(operation, BlockRow(mWindow, y + j, mImage.Height()), column);
+        const std::size_t x = std::min(column - std::min<std::size_t>(column, mWindow.kx / 2), mImage.Width() - 1);
+        Seen(y, mWindow.ky, mImage.Height(),
+             [&](std::size_t row, std::uint32_t times) { One(operation, row, x, times); });
     }
     void Give(std::size_t y, T* dst) {
         const bool valid = !mMask || mMask->Row(y)[mX] != 0;

@@ -12,15 +12,17 @@ namespace KrN {
 class RankSet {
 public:
     explicit RankSet(std::size_t limit);
-    void Add(std::uint32_t rank) {
-        if (mCounts[rank]++ == 0) Mark(rank);
-        ++mTotal;
-        mBelow += rank < mPlace;
+    void Add(std::uint32_t rank, std::uint32_t times) {
+        if (mCounts[rank] == 0) Mark(rank);
+        mCounts[rank] += times;
+        mTotal += times;
+        if (rank < mPlace) mBelow += times;
     }
-    void Remove(std::uint32_t rank) {
-        if (--mCounts[rank] == 0) Unmark(rank);
-        --mTotal;
-        mBelow -= rank < mPlace;
+    void Remove(std::uint32_t rank, std::uint32_t times) {
+        mCounts[rank] -= times;
+        if (mCounts[rank] == 0) Unmark(rank);
+        mTotal -= times;
+        if (rank < mPlace) mBelow -= times;
     }
     std::size_t Size() const { return mTotal; }
     // The lower middle one; the set is not empty.

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <vector>
 
 #include "imagemodel/export.h"
 #include "imagemodel/krarrays.h"
@@ -9,6 +10,17 @@
 // Filter templates for lines and images. They are instantiated in the library for the pixel types std::uint8_t,
 // std::uint16_t, std::int32_t and float; KrTFilter1D and KrTFilter1DMedian for std::uint32_t as well.
 namespace KrN {
+
+// Memory that the line filters use again from line to line.
+template <class T>
+struct KrTFilterWork {
+    std::vector<T> padded, filtered;
+    std::vector<std::uint8_t> valid, line;  // 255 where samples are valid: with both ends padded, and without
+    std::vector<const T*> taps;
+    std::vector<const std::uint8_t*> validTaps;
+    std::vector<double> sums;
+    std::vector<std::int32_t> counts;
+};
 
 // Weighted sum along a line, and base of all line filters.
 //
@@ -51,6 +63,8 @@ public:
 protected:
     // `taps` weights of 1.
     void SetOnes(std::uint32_t taps);
+    // The window samples of a line that is to be prepared.
+    const T* const* PrepareTaps(const KrTBuf1D<T>& line);
 
     KrTBuf1D<std::int32_t> mKernel;
     std::uint32_t mKernelWidth = 0;
@@ -59,6 +73,7 @@ protected:
     double mScale = 1.0;
     int mReady = 0;
     KrTBuf1D<T> mLine;
+    KrTFilterWork<T> mWork;
 };
 
 // Binomial weights over 2^(taps - 1). More than 34 taps, whose weights exceed 32 bits, count as 33 or 34.
