@@ -188,21 +188,44 @@ TEST(ImageFilters, EqualPlainLoops) {
     });
 }
 
+const ImageCase& CaseOf(Kind kind) {
+    return *std::find_if(std::begin(kCases), std::end(kCases), [=](const ImageCase& c) { return c.kind == kind; });
+}
+
+// Filters a picture of random values in place, without and with a mask.
+void CheckInPlace(Kind kind, const Size& window, int cx, int cy, Random& random) {
+    const ImageCase& c = CaseOf(kind);
+    MaskPicture maskPicture = RandomPicture<std::uint8_t>(cx, cy, random);
+    Canvas<std::uint8_t> mask(maskPicture, Form::eView, 0, 0);
+    for (const bool masked : {false, true})
+        ForEachType([&](auto type) {
+            using T = decltype(type);
+            const auto source = RandomPicture<T>(cx, cy, random);
+            Canvas<T> canvas(source, Form::eView, 0, 0);
+            const auto expected = canvas.Expected(Literal(c, window, source, masked ? &maskPicture : nullptr));
+            c.run(window, canvas.AOI(), nullptr, static_cast<KrAOI8*>(mask.AOI()),
+                  masked ? eConsiderMask : eIgnoreMask);
+            ASSERT_EQ(expected, canvas.Memory()) << window.cx << " x " << window.cy << (masked ? ", masked" : "");
+        });
+}
+
 // Integer means replace sums in double precision; even sizes have halves to be rounded.
 TEST(ImageFilters, MeansOfAnySizeAreExact) {
     Random random(10);
-    const ImageCase& mean =
-        *std::find_if(std::begin(kCases), std::end(kCases), [](const ImageCase& c) { return c.kind == eMean; });
-    for (std::uint32_t taps = 1; taps < 140; taps += taps < 40 ? 1 : 9)
-        for (const Size size : {Size{taps, 1}, Size{1, taps}})
-            ForEachType([&](auto type) {
-                using T = decltype(type);
-                const auto source = size.cx == 1 ? RandomPicture<T>(70, 200, random) : RandomPicture<T>(200, 3, random);
-                Canvas<T> canvas(source, Form::eView, 0, 0);
-                const auto expected = canvas.Expected(Literal(mean, size, source, nullptr));
-                mean.run(size, canvas.AOI(), nullptr, nullptr, eIgnoreMask);
-                ASSERT_EQ(expected, canvas.Memory()) << taps << " taps";
-            });
+    std::vector<std::uint32_t> sizes{255, 256, 257, 300};
+    for (std::uint32_t taps = 1; taps < 140; taps += taps < 40 ? 1 : 9) sizes.push_back(taps);
+    for (const std::uint32_t taps : sizes) {
+        CheckInPlace(eMean, {1, taps}, 70, 200, random);
+        CheckInPlace(eMean, {taps, 1}, 200, 3, random);
+    }
+}
+
+// Beyond what networks sort and histograms of columns hold.
+TEST(ImageFilters, MediansOfLargeWindows) {
+    Random random(11);
+    for (const Size window : {Size{25, 25}, Size{2, 300}, Size{300, 2}, Size{170, 200}, Size{1, 500}})
+        for (const KrTSize<int>& size : {KrTSize<int>{20, 9}, KrTSize<int>{3, 40}})
+            CheckInPlace(eMedian, window, size.cx, size.cy, random);
 }
 
 TEST(ImageFilters, RejectOtherTypesAndConsideredBinaryMasks) {

@@ -112,12 +112,14 @@ void ForEachType(const Check& check) {
     check(float{});
 }
 
-// Weights of all sizes and signs; the divisor varies in sign and parity.
+// Weights of all sizes and signs, or small ones that are not negative; the divisor varies in sign and parity.
 inline std::vector<std::int32_t> Weights(int taps) {
     Random random(static_cast<unsigned>(taps));
     std::vector<std::int32_t> weights;
     weights.reserve(static_cast<std::size_t>(taps));
-    for (int k = 0; k < taps; ++k) weights.push_back(static_cast<std::int32_t>(random() % 201) - 80);
+    for (int k = 0; k < taps; ++k)
+        weights.push_back(taps % 3 == 0 ? static_cast<std::int32_t>(random() % 5)
+                                        : static_cast<std::int32_t>(random() % 201) - 80);
     if (taps % 3 == 2) weights[0] = static_cast<std::int32_t>(0x80001234);
     return weights;
 }
