@@ -153,27 +153,28 @@ constexpr KrTSize<int> kSizes[] = {{1, 1}, {1, 12}, {12, 1}, {9, 7}, {150, 5}, {
 
 // The masks are larger or smaller than the image, or have its size.
 TEST(ImageFilters, EqualPlainLoops) {
-    ForEachTarget([](std::int64_t) {
-        Random random(7);
-        for (const ImageCase& c : kCases)
-            for (const Size& window : kWindows)
-                for (const KrTSize<int>& size : kSizes)
-                    for (const int maskForm : {0, 1, 2, 3}) {
-                        if (maskForm > 0 && (IsBinary(c.kind) || c.kind == eRecursive)) continue;
-                        SCOPED_TRACE(KrString(c.name).ToUtf8() + " " + std::to_string(window.cx) + " x " +
-                                     std::to_string(window.cy) + " on " + std::to_string(size.cx) + " x " +
-                                     std::to_string(size.cy) + ", mask " + std::to_string(maskForm));
-                        const int mx = maskForm == 2 ? size.cx + 3 : maskForm == 3 ? (size.cx + 1) / 2 : size.cx;
-                        const int my = maskForm == 2 ? size.cy + 1 : maskForm == 3 ? (size.cy + 1) / 2 : size.cy;
-                        auto maskPicture = RandomPicture<std::uint8_t>(mx, my, random);
-                        for (std::uint8_t& value : maskPicture.pixels)
-                            value = static_cast<std::uint8_t>(random() % 4 ? value % 64 : 64);
-                        Canvas<std::uint8_t> mask(maskPicture, maskForm == 1 ? Form::eRowless : Form::eView, 0, 0);
-                        ForEachType([&](auto type) {
-                            using T = decltype(type);
-                            auto source = RandomPicture<T>(size.cx, size.cy, random);
-                            if (IsBinary(c.kind)) MakeBinary(source, random);
-                            const auto expected = Literal(c, window, source, maskForm ? &maskPicture : nullptr);
+    Random random(7);
+    for (const ImageCase& c : kCases)
+        for (const Size& window : kWindows)
+            for (const KrTSize<int>& size : kSizes)
+                for (const int maskForm : {0, 1, 2, 3}) {
+                    if (maskForm > 0 && (IsBinary(c.kind) || c.kind == eRecursive)) continue;
+                    if (c.kind == eMedian && window.cx * window.cy > 100) continue;  // slow, see below
+                    SCOPED_TRACE(KrString(c.name).ToUtf8() + " " + std::to_string(window.cx) + " x " +
+                                 std::to_string(window.cy) + " on " + std::to_string(size.cx) + " x " +
+                                 std::to_string(size.cy) + ", mask " + std::to_string(maskForm));
+                    const int mx = maskForm == 2 ? size.cx + 3 : maskForm == 3 ? (size.cx + 1) / 2 : size.cx;
+                    const int my = maskForm == 2 ? size.cy + 1 : maskForm == 3 ? (size.cy + 1) / 2 : size.cy;
+                    auto maskPicture = RandomPicture<std::uint8_t>(mx, my, random);
+                    for (std::uint8_t& value : maskPicture.pixels)
+                        value = static_cast<std::uint8_t>(random() % 4 ? value % 64 : 64);
+                    Canvas<std::uint8_t> mask(maskPicture, maskForm == 1 ? Form::eRowless : Form::eView, 0, 0);
+                    ForEachType([&](auto type) {
+                        using T = decltype(type);
+                        auto source = RandomPicture<T>(size.cx, size.cy, random);
+                        if (IsBinary(c.kind)) MakeBinary(source, random);
+                        const auto expected = Literal(c, window, source, maskForm ? &maskPicture : nullptr);
+                        ForEachTarget([&](std::int64_t) {
                             CheckLayouts(source, expected, [&](KrAOI* src, KrAOI* dst) {
                                 if (IsBinary(c.kind))
                                     c.run(window, src, dst, nullptr, eIgnoreMask);
@@ -183,9 +184,9 @@ TEST(ImageFilters, EqualPlainLoops) {
                                           maskForm || window.cx == 3 ? eKeepMasked : eIgnoreMask);
                             });
                         });
-                        if (testing::Test::HasFatalFailure()) return;
-                    }
-    });
+                    });
+                    if (testing::Test::HasFatalFailure()) return;
+                }
 }
 
 const ImageCase& CaseOf(Kind kind) {
@@ -223,7 +224,7 @@ TEST(ImageFilters, MeansOfAnySizeAreExact) {
 // Beyond what networks sort and histograms of columns hold.
 TEST(ImageFilters, MediansOfLargeWindows) {
     Random random(11);
-    for (const Size window : {Size{25, 25}, Size{2, 300}, Size{300, 2}, Size{170, 200}, Size{1, 500}})
+    for (const Size window : {Size{15, 15}, Size{25, 25}, Size{2, 300}, Size{300, 2}, Size{170, 200}, Size{1, 500}})
         for (const KrTSize<int>& size : {KrTSize<int>{20, 9}, KrTSize<int>{3, 40}})
             CheckInPlace(eMedian, window, size.cx, size.cy, random);
 }

@@ -71,26 +71,26 @@ void Literal(const TapCase& c, int taps, Line<T>& line) {
 }
 
 TEST(LineFilters, EqualPlainLoops) {
-    ForEachTarget([](std::int64_t) {
-        Random random(3);
-        for (const TapCase& c : kTapCases)
-            for (const bool columns : {false, true})
-                for (const int taps : {1, 2, 3, 4, 5, 8, 9, 15, 16, 30, 61})
-                    for (const KrTSize<int>& size : kSizes) {
-                        if (c.kind == TapCase::eGauss && taps > 34) continue;
-                        SCOPED_TRACE(KrString(c.formats[columns]).ToUtf8() + " " + std::to_string(taps) + " taps, " +
-                                     std::to_string(size.cx) + " x " + std::to_string(size.cy));
-                        ForEachType([&](auto type) {
-                            using T = decltype(type);
-                            const auto source = RandomPicture<T>(size.cx, size.cy, random);
-                            const auto expected =
-                                AlongLines(source, columns, [&](Line<T>& line) { Literal(c, taps, line); });
+    Random random(3);
+    for (const TapCase& c : kTapCases)
+        for (const bool columns : {false, true})
+            for (const int taps : {1, 2, 3, 4, 5, 8, 9, 15, 16, 30, 61})
+                for (const KrTSize<int>& size : kSizes) {
+                    if (c.kind == TapCase::eGauss && taps > 34) continue;
+                    SCOPED_TRACE(KrString(c.formats[columns]).ToUtf8() + " " + std::to_string(taps) + " taps, " +
+                                 std::to_string(size.cx) + " x " + std::to_string(size.cy));
+                    ForEachType([&](auto type) {
+                        using T = decltype(type);
+                        const auto source = RandomPicture<T>(size.cx, size.cy, random);
+                        const auto expected =
+                            AlongLines(source, columns, [&](Line<T>& line) { Literal(c, taps, line); });
+                        ForEachTarget([&](std::int64_t) {
                             CheckLayouts(source, expected,
                                          [&](KrAOI* src, KrAOI* dst) { c.run(taps, columns, src, dst); });
                         });
-                        if (testing::Test::HasFatalFailure()) return;
-                    }
-    });
+                    });
+                    if (testing::Test::HasFatalFailure()) return;
+                }
 }
 
 TEST(LineFilters, RejectOtherTypesAndTolerateEverythingElse) {
