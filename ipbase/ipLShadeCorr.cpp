@@ -131,12 +131,8 @@ template <class T, class Work, class F>
 void Prepare(const KrTAOI<T>& aoi, KrTSize<int> size, Work& work, const F& background) {
     const auto width = static_cast<std::size_t>(size.cx), height = static_cast<std::size_t>(size.cy);
     Fit(work.image, width, height);
-    VisitRows(
-        Access::eSwitched,
-        [&](int y, const T* row, std::size_t) {
-            if (y < size.cy) std::copy_n(row, width, work.image.Row(static_cast<std::size_t>(y)));
-        },
-        &aoi);
+    RowReader<T> reader(aoi, aoi, size, 1);
+    for (std::size_t y = 0; y < height; ++y) std::copy_n(reader.Row(y), width, work.image.Row(y));
     background(work.image, work.shade);
     if (work.image.Width() != width || work.image.Height() != height || work.shade.Width() != width ||
         work.shade.Height() != height)
