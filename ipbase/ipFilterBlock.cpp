@@ -9,12 +9,14 @@ namespace KrN {
 namespace {
 
 LineWindow AsLine(const BlockWindow& window) {
-    return {window.kind, window.kx * window.ky, 0, window.weights, window.scale};
+    LineWindow line = KernelWindow(window.weights, window.scale);
+    line.left = 0;
+    return line;
 }
 
 // A window along a line; without taps it changes nothing.
 LineWindow AtLeastOne(const LineWindow& window) {
-    return window.taps > 0 ? window : LineWindow{WindowKind::eMinimum, 1, 0, KrTBuf1D<std::int32_t>(), 1.0};
+    return window.taps > 0 ? window : RankWindow(WindowKind::eMinimum, 1);
 }
 
 BlockWindow CutBlock(BlockWindow window) {

@@ -12,28 +12,6 @@ rows::TapRow<T> ExtremeOf(const LineWindow& window) {
     return std::get<rows::TapRow<T>>(window.kind == WindowKind::eMinimum ? table.minimum : table.maximum);
 }
 
-// (sum + half) / taps by a multiplication and a shift, for sums of up to 128 bytes: the factor is too large by less
-// than 128 parts of 2^(16 + shift), which never reaches the next integer.
-rows::MeanRule NarrowRule(const LineWindow& window) {
-    int shift = 0;
-    while (2u << shift <= window.taps) ++shift;
-    if (1u << shift == window.taps) --shift;
-    const std::uint32_t factor = ((65536u << shift) + window.taps - 1) / window.taps;
-    return {window.scale, static_cast<std::uint16_t>(window.taps / 2), static_cast<std::uint16_t>(factor), shift};
-}
-
-// Halves are rounded up, too, although the product with 1 / taps may fall short of them: the sums that matter are
-// tried.
-bool IsNarrow(const LineWindow& window) {
-    if (window.taps < 2 || window.taps > 128 || window.scale != 1.0 / window.taps) return false;
-    if (window.taps % 2 != 0) return true;
-    for (std::uint32_t value = 1; value < 256; ++value) {
-        const std::uint32_t sum = value * window.taps - window.taps / 2;
-        if (static_cast<std::uint32_t>(sum * window.scale + 0.5) != value) return false;
-    }
-    return true;
-}
-
 }  // namespace
 
 LineWindow CutToLine(LineWindow window, std::size_t extent) {
@@ -45,18 +23,15 @@ LineWindow CutToLine(LineWindow window, std::size_t extent) {
     return window;
 }
 
-rows::MeanRule RuleOf(const LineWindow& window) {
-    return IsNarrow(window) ? NarrowRule(window) : rows::MeanRule{window.scale, 0, 0, 0};
-}
-
 template <class T>
 WindowPath PathOf(const LineWindow& window) {
     switch (window.kind) {
         case WindowKind::eMinimum:
         case WindowKind::eMaximum: return window.taps <= kFewTaps ? WindowPath::eTaps : WindowPath::eDoubled;
         case WindowKind::eMean:
-            if (sizeof(T) == 1 && IsNarrow(window)) return WindowPath::eNarrow;
-            if (sizeof(T) == 2 && window.scale == 1.0 / window.taps && window.taps < 32768) return WindowPath::eInteger;
+            if (sizeof(T) == 1 && window.rounding.factor != 0) return WindowPath::eNarrow;
+            if (sizeof(T) == 2 && window.rounding.scale == 1.0 / window.taps && window.taps < 32768)
+                return WindowPath::eInteger;
             return std::is_integral_v<T> ? WindowPath::eDouble : WindowPath::eTaps;
         default: return WindowPath::eTaps;
     }
@@ -67,7 +42,6 @@ AlongRow<T>::AlongRow(const LineWindow& window, std::size_t width)
     : mWindow(CutToLine(window, width)),
       mWidth(width),
       mPath(PathOf<T>(mWindow)),
-      mRule(RuleOf(mWindow)),
       mPadded(width + PaddingOf(mWindow)),
       mTaps(mWindow.taps) {
     PointTaps(static_cast<const T*>(mPadded.data()), mTaps);
@@ -97,14 +71,14 @@ template <class T>
 template <class S>
 void AlongRow<T>::RunMean(T* out, std::vector<S>& prefix) {
     const auto& mean = std::get<rows::MeanRows<T, S>>(rows::GetWindowRows().mean);
-    if (mWindow.taps <= kFewSummands) return mean.taps(out, mTaps.data(), mWindow.taps, mRule, mWidth);
+    if (mWindow.taps <= kFewSummands) return mean.taps(out, mTaps.data(), mWindow.taps, mWindow.rounding, mWidth);
     prefix.resize(mPadded.size() + 1);
     S sum = 0;
     for (std::size_t i = 0; i < mPadded.size(); ++i) {
         sum = static_cast<S>(sum + mPadded[i]);
         prefix[i + 1] = sum;
     }
-    mean.differences(out, prefix.data(), mWindow.taps, mRule, mWidth);
+    mean.differences(out, prefix.data(), mWindow.taps, mWindow.rounding, mWidth);
 }
 
 template <class T>

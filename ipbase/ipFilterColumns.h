@@ -55,14 +55,13 @@ inline std::size_t SampleRow(const LineWindow& window, std::size_t sample, std::
 template <class T, class S, class Rows, class Writer>
 void RunMeanColumns(const LineWindow& window, Extent size, Rows& rows, Writer& writer) {
     const auto& mean = std::get<rows::MeanRows<T, S>>(rows::GetWindowRows().mean);
-    const rows::MeanRule rule = RuleOf(window);
     std::vector<S> sums(size.width);
     for (std::size_t k = 0; k + 1 < window.taps; ++k)
         mean.add(sums.data(), rows.Row(SampleRow(window, k, size.height)), size.width);
     for (std::size_t y = 0; y < size.height; ++y) {
         const T* added = rows.Row(SampleRow(window, y + window.taps - 1, size.height));
         const T* removed = rows.Row(SampleRow(window, y, size.height));
-        mean.slide(writer.Row(y), sums.data(), added, removed, rule, size.width);
+        mean.slide(writer.Row(y), sums.data(), added, removed, window.rounding, size.width);
         writer.Finish(y);
     }
 }

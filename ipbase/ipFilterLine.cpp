@@ -61,7 +61,7 @@ void KrTFilter1D<T>::Filter(KrTBuf1D<T>& line) {
     if (mKernelWidth == 0 || line.Size() == 0) return;
     const T* const* taps = PrepareTaps(line);
     std::get<rows::WeightedRow<T>>(rows::GetWindowRows().weighted)(line.Data(), taps, mKernel.Data(), mKernelWidth,
-                                                                   mScale, line.Size());
+                                                                   Rounding{mScale}, line.Size());
 }
 
 template <class T>
@@ -83,7 +83,7 @@ KrTFilter1DGauss<T>::KrTFilter1DGauss(std::uint32_t taps) {
     const LineWindow window = GaussWindow(taps);
     this->SetKernel(window.weights);
     this->mDivisor = window.taps > 0 && window.taps < 33 ? std::uint32_t{1} << (window.taps - 1) : 0;
-    this->mScale = window.scale;
+    this->mScale = window.rounding.scale;
 }
 template <class T>
 KrTFilter1DGauss<T>::~KrTFilter1DGauss() = default;

@@ -37,7 +37,7 @@ void RunWindow(const LineWindow& window, T* dst, const T* const* taps, std::size
         case WindowKind::eMean:
         case WindowKind::eWeighted:
             return std::get<rows::WeightedRow<T>>(table.weighted)(dst, taps, window.weights.Data(), window.taps,
-                                                                  window.scale, count);
+                                                                  window.rounding, count);
         case WindowKind::eMedian: return;
         case WindowKind::eMinimum: return std::get<Tap>(table.minimum)(dst, taps, window.taps, count);
         case WindowKind::eMaximum: return std::get<Tap>(table.maximum)(dst, taps, window.taps, count);
@@ -83,7 +83,6 @@ private:
     LineWindow mWindow;
     std::size_t mWidth;
     WindowPath mPath;
-    rows::MeanRule mRule{};
     std::vector<T> mPadded, mOdd, mEven;
     std::vector<const T*> mTaps;
     std::vector<std::uint16_t> mShorts;
@@ -93,6 +92,5 @@ private:
 
 // A window of extremes on a line of `extent` samples, without what it sees of the ends more than once.
 LineWindow CutToLine(LineWindow window, std::size_t extent);
-rows::MeanRule RuleOf(const LineWindow& window);
 
 }  // namespace KrN

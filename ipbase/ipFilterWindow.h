@@ -11,6 +11,16 @@ namespace KrN {
 // A mean is a weighted sum with weights of 1.
 enum class WindowKind { eWeighted, eMean, eMedian, eMinimum, eMaximum };
 
+// How sums become pixels: they are multiplied by `scale` and rounded half away from zero. When `factor` is not 0, all
+// sums of the window over bytes fit in 16 bits, and (sum + half) * factor >> (16 + shift) is the same.
+struct Rounding {
+    double scale = 1.0;
+    std::uint16_t half = 0, factor = 0;
+    int shift = 0;
+};
+// For sums from 0 to `most`; a `most` of 0 stands for sums of unknown size or sign.
+Rounding RoundingOf(double scale, std::uint64_t most);
+
 // A window along a line: `taps` samples, of which `left` lie before the pixel itself. Samples beyond the ends of the
 // line are copies of its first or last one.
 struct LineWindow {
@@ -18,7 +28,7 @@ struct LineWindow {
     std::uint32_t taps;
     std::uint32_t left;
     KrTBuf1D<std::int32_t> weights;  // of a weighted sum
-    double scale = 1.0;              // factor of a weighted sum
+    Rounding rounding = {};
 };
 
 // No line is longer than 32,767 samples; wider windows of equal samples are cut to this many.

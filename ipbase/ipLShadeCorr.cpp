@@ -59,15 +59,15 @@ LineWindow DilatationWindow(std::uint32_t taps, std::uint32_t times, std::size_t
         return static_cast<std::uint32_t>(std::min<std::uint64_t>(std::uint64_t{once} * times, extent));
     };
     const std::uint32_t left = reach(taps / 2), right = reach(taps - 1 - taps / 2);
-    return {WindowKind::eMaximum, left + right + 1, left, KrTBuf1D<std::int32_t>(), 1.0};
+    return {WindowKind::eMaximum, left + right + 1, left, KrTBuf1D<std::int32_t>()};
 }
 
 // The mean over a kernel from sums along the rows: it is rounded once.
 template <class T>
 void Smooth(std::uint32_t kw, std::uint32_t kh, KrTBuf2D<T>& image) {
     LineWindow rows = MeanWindow(kw), columns = MeanWindow(kh);
-    columns.scale = 1.0 / (static_cast<double>(rows.taps) * columns.taps);
-    rows.scale = 1.0;
+    columns.rounding = {1.0 / (static_cast<double>(rows.taps) * columns.taps)};
+    rows.rounding = {};
     KrTBuf2D<std::int32_t> sums(image.Width(), image.Height());
     std::copy_n(image.Row(0), image.Width() * image.Height(), sums.Row(0));
     FilterRowsThenColumns(rows, columns, sums, nullptr);

@@ -3,8 +3,6 @@
 #include <algorithm>
 #include <cmath>
 
-#include "ipbase/ipFilterWindow.h"
-
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "ipbase/rows/ipWindowRows.cpp"
 #define HWY_DISABLED_TARGETS (HWY_SSSE3 | HWY_AVX3_DL)
@@ -119,12 +117,12 @@ HWY_ATTR void DoubleLoop(T* dst, const T* const* taps, const i32* weights, std::
 struct Weights {
     const i32* at;
     std::size_t count;
-    double scale;
+    const Rounding& rounding;
     std::int64_t sum = 0, magnitude = 0;
     int shift = -1;  // of a scale of 2^-shift
     bool symmetric = true;
 
-    Weights(const i32* weights, std::size_t taps, double factor) : at(weights), count(taps), scale(factor) {
+    Weights(const i32* weights, std::size_t taps, const Rounding& rule) : at(weights), count(taps), rounding(rule) {
         for (std::size_t k = 0; k < count; ++k) {
             sum += at[k];
             magnitude += std::abs(std::int64_t{at[k]});
@@ -132,11 +130,15 @@ struct Weights {
         }
         int exponent = 0;
         constexpr int most = 18;  // beyond, the half that rounds does not fit beside the largest sum
-        if (std::frexp(scale, &exponent) == 0.5 && exponent <= 1 && exponent > -most) shift = 1 - exponent;
+        if (std::frexp(rounding.scale, &exponent) == 0.5 && exponent <= 1 && exponent > -most) shift = 1 - exponent;
     }
     i32 Half() const { return shift > 0 ? 1 << (shift - 1) : 0; }
-    bool FitIn16Bits() const { return shift >= 0 && sum == magnitude && magnitude * 255 + Half() < 65536; }
-    bool FitIn32Bits() const { return magnitude < 32767 && 65535.0 * 32767.0 * std::abs(scale) < 2147483646.0; }
+    bool FitIn16Bits() const {
+        return rounding.factor != 0 || (shift >= 0 && sum == magnitude && magnitude * 255 + Half() < 65536);
+    }
+    bool FitIn32Bits() const {
+        return magnitude < 32767 && 65535.0 * 32767.0 * std::abs(rounding.scale) < 2147483646.0;
+    }
 };
 
 // Bytes with sums of 16 bits, rounded and shifted.
@@ -147,7 +149,12 @@ HWY_ATTR bool NarrowLoop(u8* dst, const u8* const* taps, const Weights& weights,
     const std::size_t n = hn::Lanes(d8);
     const std::size_t pairs = weights.symmetric ? weights.count / 2 : 0, last = weights.count - 1;
     const auto load = [=](const u8* at) HWY_ATTR { return hn::PromoteTo(d16, hn::LoadU(half8, at)); };
-    const auto half = hn::Set(d16, static_cast<u16>(weights.Half()));
+    const auto half = hn::Set(d16, weights.shift >= 0 ? static_cast<u16>(weights.Half()) : weights.rounding.half);
+    const auto factor = hn::Set(d16, weights.rounding.factor);
+    const auto finish = [=, &weights](auto sums) HWY_ATTR {
+        if (weights.shift >= 0) return hn::ShiftRightSame(sums, weights.shift);
+        return hn::ShiftRightSame(hn::MulHigh(sums, factor), weights.rounding.shift);
+    };
     return Stride(count, n, [&](std::size_t i) HWY_ATTR {
         auto a = half, b = half;
         for (std::size_t k = 0; k < pairs; ++k) {
@@ -161,9 +168,7 @@ HWY_ATTR bool NarrowLoop(u8* dst, const u8* const* taps, const Weights& weights,
             a = hn::Add(a, hn::Mul(load(taps[k] + i), w));
             b = hn::Add(b, hn::Mul(load(taps[k] + i + n / 2), w));
         }
-        a = hn::ShiftRightSame(a, weights.shift);
-        b = hn::ShiftRightSame(b, weights.shift);
-        hn::StoreU(hn::ConcatEven(d8, hn::BitCast(d8, b), hn::BitCast(d8, a)), d8, dst + i);
+        hn::StoreU(hn::ConcatEven(d8, hn::BitCast(d8, finish(b)), hn::BitCast(d8, finish(a))), d8, dst + i);
     });
 }
 
@@ -176,7 +181,8 @@ HWY_ATTR bool WideLoop(T* dst, const T* const* taps, const Weights& weights, std
     const std::size_t n = hn::Lanes(d16);
     const auto half = hn::Set(d32, weights.Half());
     const auto finish = [&](auto sums) HWY_ATTR {
-        return weights.shift >= 0 ? RoundShifted(sums, weights.shift, half) : RoundScaled(d32, sums, weights.scale);
+        return weights.shift >= 0 ? RoundShifted(sums, weights.shift, half)
+                                  : RoundScaled(d32, sums, weights.rounding.scale);
     };
     const auto start = hn::Set(d32, StartOfSums<T>(weights.sum));
     const auto vector = [&](std::size_t i) HWY_ATTR {
@@ -199,17 +205,17 @@ HWY_ATTR bool WideLoop(T* dst, const T* const* taps, const Weights& weights, std
 #endif
 
 template <class T>
-HWY_ATTR void WeightedLoop(T* dst, const T* const* taps, const i32* at, std::size_t tapCount, double scale,
+HWY_ATTR void WeightedLoop(T* dst, const T* const* taps, const i32* at, std::size_t tapCount, const Rounding& rounding,
                            std::size_t count) {
 #if VORIP_VECTORS
     if constexpr (sizeof(T) < 4) {
-        const Weights weights(at, tapCount, scale);
+        const Weights weights(at, tapCount, rounding);
         if constexpr (sizeof(T) == 1)
             if (weights.FitIn16Bits() && NarrowLoop(dst, taps, weights, count)) return;
         if (weights.FitIn32Bits() && WideLoop(dst, taps, weights, count)) return;
     }
 #endif
-    DoubleLoop(dst, taps, at, tapCount, scale, count);
+    DoubleLoop(dst, taps, at, tapCount, rounding.scale, count);
 }
 
 // --- Means -----------------------------------------------------------------------------------------------------------
@@ -217,30 +223,32 @@ HWY_ATTR void WeightedLoop(T* dst, const T* const* taps, const i32* at, std::siz
 struct NarrowMean {
     using Sum = u16;
     using Pixel = u8;
-    const MeanRule& rule;
+    const Rounding& rounding;
 
 #if VORIP_VECTORS
     template <class D, class V>
     HWY_INLINE HWY_ATTR V Scaled(D d16, V sums) const {
-        const V rounded = hn::Add(sums, hn::Set(d16, rule.half));
-        return hn::ShiftRightSame(hn::MulHigh(rounded, hn::Set(d16, rule.factor)), rule.shift);
+        const V rounded = hn::Add(sums, hn::Set(d16, rounding.half));
+        return hn::ShiftRightSame(hn::MulHigh(rounded, hn::Set(d16, rounding.factor)), rounding.shift);
     }
 #endif
-    u8 One(u16 sum) const { return static_cast<u8>(((sum + rule.half) * u32{rule.factor}) >> (16 + rule.shift)); }
+    u8 One(u16 sum) const {
+        return static_cast<u8>(((sum + rounding.half) * u32{rounding.factor}) >> (16 + rounding.shift));
+    }
 };
 struct WideMean {
     using Sum = u32;
     using Pixel = u16;
-    const MeanRule& rule;
+    const Rounding& rounding;
 
 #if VORIP_VECTORS
     template <class D, class V>
     HWY_INLINE HWY_ATTR V Scaled(D d32, V sums) const {
         const hn::RebindToSigned<D> di32;
-        return hn::BitCast(d32, RoundScaled(di32, hn::BitCast(di32, sums), rule.scale));
+        return hn::BitCast(d32, RoundScaled(di32, hn::BitCast(di32, sums), rounding.scale));
     }
 #endif
-    u16 One(u32 sum) const { return static_cast<u16>(static_cast<i32>(sum * rule.scale + 0.5)); }
+    u16 One(u32 sum) const { return static_cast<u16>(static_cast<i32>(sum * rounding.scale + 0.5)); }
 };
 
 // Two vectors of sums give one of pixels.
@@ -262,9 +270,9 @@ struct IntegerMeans {
     }
 #endif
 
-    static HWY_ATTR void Taps(T* dst, const T* const* taps, std::size_t tapCount, const MeanRule& rule,
+    static HWY_ATTR void Taps(T* dst, const T* const* taps, std::size_t tapCount, const Rounding& rounding,
                               std::size_t count) {
-        const Mean mean{rule};
+        const Mean mean{rounding};
 #if VORIP_VECTORS
         const std::size_t n = hn::Lanes(D());
         const bool done = Stride(count, n, [&](std::size_t i) HWY_ATTR {
@@ -283,9 +291,9 @@ struct IntegerMeans {
             dst[i] = mean.One(sum);
         }
     }
-    static HWY_ATTR void Slide(T* dst, S* sums, const T* added, const T* removed, const MeanRule& rule,
+    static HWY_ATTR void Slide(T* dst, S* sums, const T* added, const T* removed, const Rounding& rounding,
                                std::size_t count) {
-        const Mean mean{rule};
+        const Mean mean{rounding};
         std::size_t i = 0;
 #if VORIP_VECTORS
         const std::size_t n = hn::Lanes(D());
@@ -303,9 +311,9 @@ struct IntegerMeans {
             sums[i] = static_cast<S>(sum - removed[i]);
         }
     }
-    static HWY_ATTR void Differences(T* dst, const S* prefix, std::size_t taps, const MeanRule& rule,
+    static HWY_ATTR void Differences(T* dst, const S* prefix, std::size_t taps, const Rounding& rounding,
                                      std::size_t count) {
-        const Mean mean{rule};
+        const Mean mean{rounding};
 #if VORIP_VECTORS
         const std::size_t n = hn::Lanes(D());
         const auto load = [=](std::size_t i) HWY_ATTR {
@@ -319,36 +327,37 @@ struct IntegerMeans {
 
 template <class T>
 struct DoubleMeans {
-    static HWY_ATTR void Taps(T* dst, const T* const* taps, std::size_t tapCount, const MeanRule& rule,
+    static HWY_ATTR void Taps(T* dst, const T* const* taps, std::size_t tapCount, const Rounding& rounding,
                               std::size_t count) {
         for (std::size_t start = 0; start < count; start += kBlock) {
             const std::size_t n = std::min(kBlock, count - start);
             double sums[kBlock] = {};
             for (std::size_t k = 0; k < tapCount; ++k)
                 for (std::size_t i = 0; i < n; ++i) sums[i] += taps[k][start + i];
-            for (std::size_t i = 0; i < n; ++i) sums[i] *= rule.scale;
+            for (std::size_t i = 0; i < n; ++i) sums[i] *= rounding.scale;
             RoundBlock(dst + start, sums, n);
         }
     }
-    static HWY_ATTR void Slide(T* dst, double* sums, const T* added, const T* removed, const MeanRule& rule,
+    static HWY_ATTR void Slide(T* dst, double* sums, const T* added, const T* removed, const Rounding& rounding,
                                std::size_t count) {
         for (std::size_t start = 0; start < count; start += kBlock) {
             const std::size_t n = std::min(kBlock, count - start);
             double scaled[kBlock];
             for (std::size_t i = 0; i < n; ++i) {
                 const double sum = sums[start + i] + added[start + i];
-                scaled[i] = sum * rule.scale;
+                scaled[i] = sum * rounding.scale;
                 sums[start + i] = sum - removed[start + i];
             }
             RoundBlock(dst + start, scaled, n);
         }
     }
-    static HWY_ATTR void Differences(T* dst, const double* prefix, std::size_t taps, const MeanRule& rule,
+    static HWY_ATTR void Differences(T* dst, const double* prefix, std::size_t taps, const Rounding& rounding,
                                      std::size_t count) {
         for (std::size_t start = 0; start < count; start += kBlock) {
             const std::size_t n = std::min(kBlock, count - start);
             double scaled[kBlock];
-            for (std::size_t i = 0; i < n; ++i) scaled[i] = (prefix[start + taps + i] - prefix[start + i]) * rule.scale;
+            for (std::size_t i = 0; i < n; ++i)
+                scaled[i] = (prefix[start + taps + i] - prefix[start + i]) * rounding.scale;
             RoundBlock(dst + start, scaled, n);
         }
     }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "ipbase/ipFilterWindow.h"
 #include "ipbase/rows/ipRowTypes.h"
 
 // Windows along lines: extremes, sums and means of samples that are `taps` apart in memory or stand in different rows.
@@ -12,28 +13,20 @@ using u32 = std::uint32_t;
 template <class T>
 using TapRow = void (*)(T* dst, const T* const* taps, std::size_t tapCount, std::size_t count);
 
-// The rounded sum of the tap samples times their weights, times `scale`. Products of integers are formed modulo 2^32.
+// The rounded sum of the tap samples times their weights. Products of integers are formed modulo 2^32.
 template <class T>
-using WeightedRow = void (*)(T* dst, const T* const* taps, const i32* weights, std::size_t tapCount, double scale,
-                             std::size_t count);
-
-// How exact sums of samples become pixels: rounded half away from zero after multiplication by `scale`. For sums in 16
-// bits, (sum + half) * factor >> (16 + shift) is the same.
-struct MeanRule {
-    double scale;
-    std::uint16_t half, factor;
-    int shift;
-};
+using WeightedRow = void (*)(T* dst, const T* const* taps, const i32* weights, std::size_t tapCount,
+                             const Rounding& rounding, std::size_t count);
 
 // Sums of few bytes fit in 16 bits, those of few words in 31; doubles hold all others exactly.
 template <class T, class S>
 struct MeanRows {
-    void (*taps)(T* dst, const T* const* taps, std::size_t tapCount, const MeanRule& rule, std::size_t count);
+    void (*taps)(T* dst, const T* const* taps, std::size_t tapCount, const Rounding& rounding, std::size_t count);
     // Adds a row to the sums, gives their means and takes another row away.
-    void (*slide)(T* dst, S* sums, const T* added, const T* removed, const MeanRule& rule, std::size_t count);
+    void (*slide)(T* dst, S* sums, const T* added, const T* removed, const Rounding& rounding, std::size_t count);
     void (*add)(S* sums, const T* added, std::size_t count);
     // Of sums from prefix[i] to prefix[i + taps].
-    void (*differences)(T* dst, const S* prefix, std::size_t taps, const MeanRule& rule, std::size_t count);
+    void (*differences)(T* dst, const S* prefix, std::size_t taps, const Rounding& rounding, std::size_t count);
 };
 
 struct WindowRows {
