@@ -199,6 +199,11 @@ std::vector<Case> Cases() {
         Add<KrFilterErosion>(cases, "Erosion", "erode", Arithmetic::eSame, Morphology<false>(k), k, all);
     for (const Taps k : kTaps)
         Add<KrFilterDilatation>(cases, "Dilatation", "dilate", Arithmetic::eSame, Morphology<true>(k), k, all);
+    Case recursive{"Recursive", all.both, [](const KrAOI* a, const KrAOI*, KrAOI* dst) {
+                       KrFilterRecursive().Execute(0.7, const_cast<KrAOI*>(a), dst);
+                   }};
+    recursive.aim = 1e9;
+    cases.push_back(recursive);
     static const char* const kErosions[] = {"FastBinaryErosion 3", "FastBinaryErosion 5", "FastBinaryErosion 9",
                                             "FastBinaryErosion 15"};
     static const char* const kDilatations[] = {"FastBinaryDilatation 3", "FastBinaryDilatation 5",

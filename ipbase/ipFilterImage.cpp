@@ -38,61 +38,67 @@ void FilterAlongColumns(const LineWindow& window, const KrTAOI<T>& src, KrTAOI<T
     RunColumns<T>(window, ExtentOf(size), reader, writer);
 }
 
+// --- Recursive smoothing ---------------------------------------------------------------------------------------------
+
 namespace {
 
+// Each sample waits for the one before it: many lines go side by side.
+constexpr std::size_t kLines = 64;
+
+// Both passes down the columns of an image in memory.
 template <class T>
-void SmoothLine(double alpha, T* line, std::size_t count) {
-    const auto blend = [=](T& pixel, T neighbour) {
-        const double value = (1.0 - alpha) * pixel + alpha * neighbour;
-        if constexpr (std::is_floating_point_v<T>)
-            pixel = static_cast<T>(value);
-        else
-            pixel = RoundToPixel<T>(value);
-    };
-    for (std::size_t i = 1; i < count; ++i) blend(line[i], line[i - 1]);
-    for (std::size_t i = count - 1; i-- > 0;) blend(line[i], line[i + 1]);
+void SmoothDown(double alpha, KrTBuf2D<T>& image, std::size_t width) {
+    const auto blend = std::get<rows::BlendRow<T>>(rows::GetFilterRows().blend);
+    for (std::size_t y = 1; y < image.Height(); ++y) blend(image.Row(y), image.Row(y - 1), alpha, width);
+    for (std::size_t y = image.Height() - 1; y-- > 0;) blend(image.Row(y), image.Row(y + 1), alpha, width);
+}
+
+template <class T>
+void SmoothRows(double alpha, Extent size, RowReader<T>& reader, RowWriter<T>& writer) {
+    KrTBuf2D<T> turned(std::min(kLines, size.height), size.width);  // rows as columns
+    for (std::size_t first = 0; first < size.height; first += kLines) {
+        const std::size_t lines = std::min(kLines, size.height - first);
+        for (std::size_t i = 0; i < lines; ++i) {
+            const T* row = reader.Row(first + i);
+            for (std::size_t x = 0; x < size.width; ++x) turned.Row(x)[i] = row[x];
+        }
+        SmoothDown(alpha, turned, lines);
+        for (std::size_t i = 0; i < lines; ++i) {
+            T* row = writer.Row(first + i);
+            for (std::size_t x = 0; x < size.width; ++x) row[x] = turned.Row(x)[i];
+            writer.Finish(first + i);
+        }
+    }
+}
+
+template <class T>
+void SmoothImage(double alpha, bool rowsFirst, const KrTAOI<T>& src, KrTAOI<T>& dst) {
+    const KrTSize<int> region = CommonRegion(&src, &dst);
+    if (region.cx == 0) return;
+    const Extent size = ExtentOf(region);
+    RowReader<T> reader(src, dst, region, 1);
+    RowWriter<T> writer(dst, region);
+    KrTBuf2D<T> image(size.width, size.height);
+    RowWriter<T> into(image);
+    if (rowsFirst)
+        SmoothRows(alpha, size, reader, into);
+    else
+        Copy(size, reader, into);
+    SmoothDown(alpha, image, size.width);
+    RowReader<T> smoothed(image);
+    Copy(size, smoothed, writer);
 }
 
 }  // namespace
 
 template <class T>
 void SmoothAlongRows(double alpha, const KrTAOI<T>& src, KrTAOI<T>& dst) {
-    const KrTSize<int> size = CommonRegion(&src, &dst);
-    if (size.cx == 0) return;
-    const auto width = static_cast<std::size_t>(size.cx);
-    RowReader<T> reader(src, dst, size, 1);
-    RowWriter<T> writer(dst, size);
-    for (std::size_t y = 0; y < static_cast<std::size_t>(size.cy); ++y) {
-        std::copy_n(reader.Row(y), width, writer.Row(y));
-        SmoothLine(alpha, writer.Row(y), width);
-        writer.Finish(y);
-    }
+    const KrTSize<int> region = CommonRegion(&src, &dst);
+    if (region.cx == 0) return;
+    RowReader<T> reader(src, dst, region, 1);
+    RowWriter<T> writer(dst, region);
+    SmoothRows(alpha, ExtentOf(region), reader, writer);
 }
-
-namespace {
-
-template <class T>
-void SmoothImage(double alpha, bool rowsFirst, const KrTAOI<T>& src, KrTAOI<T>& dst) {
-    const KrTSize<int> size = CommonRegion(&src, &dst);
-    if (size.cx == 0) return;
-    const auto width = static_cast<std::size_t>(size.cx), height = static_cast<std::size_t>(size.cy);
-    const auto blend = std::get<rows::BlendRow<T>>(rows::GetFilterRows().blend);
-    RowReader<T> reader(src, dst, size, 1);
-    RowWriter<T> writer(dst, size);
-    KrTBuf2D<T> image(width, height);
-    for (std::size_t y = 0; y < height; ++y) {
-        std::copy_n(reader.Row(y), width, image.Row(y));
-        if (rowsFirst) SmoothLine(alpha, image.Row(y), width);
-        if (y > 0) blend(image.Row(y), image.Row(y - 1), alpha, width);
-    }
-    for (std::size_t y = height; y-- > 0;) {
-        if (y + 1 < height) blend(image.Row(y), image.Row(y + 1), alpha, width);
-        std::copy_n(image.Row(y), width, writer.Row(y));
-        writer.Finish(y);
-    }
-}
-
-}  // namespace
 
 template <class T>
 void SmoothAlongColumns(double alpha, const KrTAOI<T>& src, KrTAOI<T>& dst) {
