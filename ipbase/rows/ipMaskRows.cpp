@@ -143,7 +143,6 @@ constexpr FactorBytes kFactors;
 template <class V, class V8>
 HWY_INLINE HWY_ATTR V FewQuotients(const ByteHalves<V>& sums, V8 totals) {
     const hn::DFromV<V8> d8;
-    const hn::DFromV<V> d16;
     totals = hn::And(totals, hn::Set(d8, u8{15}));
     const auto look = [=](const u8* table) HWY_ATTR { return hn::TableLookupBytes(hn::LoadDup128(d8, table), totals); };
     const ByteHalves<V> add(look(kAdd)), low(look(kFactors.low)), high(look(kFactors.high));

@@ -73,6 +73,7 @@ void LiteralRank(std::vector<T>& line, int taps, int rank) {
     const std::vector<T> in = line;
     for (int i = 0; i < static_cast<int>(in.size()); ++i) {
         std::vector<T> window;
+        window.reserve(static_cast<std::size_t>(taps));
         for (int k = 0; k < taps; ++k) window.push_back(At(in, i - taps / 2 + k));
         std::sort(window.begin(), window.end());
         line[static_cast<std::size_t>(i)] = window[static_cast<std::size_t>(rank - 1)];
