@@ -31,17 +31,17 @@ RowReader<T>::RowReader(const KrTAOI<T>& src, const KrTAOI<T>& dst, KrTSize<int>
         return;
     }
     const bool ahead = !apart && !same;  // rows could be overwritten before they are read
-    mRows.Resize(width, ahead ? height : std::min(kept, height));
+    mRing = Ring(ahead ? height : std::min(kept, height));
+    mRows.Resize(width, mRing.Size());
     if (!mPointers) mLine.Resize(width);
     if (ahead) Row(height - 1);
 }
 
 template <class T>
 void RowReader<T>::Fetch() {
-    const int y = static_cast<int>(mNext);
+    const int y = static_cast<int>(mRing.Next());
     if (!mPointers) mSrc->ReadRow(y, walk::Columns(static_cast<int>(mRows.Width())), mLine);
-    std::copy_n(mPointers ? mSrc->GetRowPointer(y) : mLine.Data(), mRows.Width(), mRows.Row(mNext % mRows.Height()));
-    ++mNext;
+    std::copy_n(mPointers ? mSrc->GetRowPointer(y) : mLine.Data(), mRows.Width(), mRows.Row(mRing.Add()));
 }
 
 template <class T>

@@ -11,6 +11,29 @@ struct Extent {
     std::size_t width, height;
 };
 
+// Where the last rows of a sequence stand in a buffer of so many rows.
+class Ring {
+public:
+    explicit Ring(std::size_t size) : mSize(size), mLast(size - 1) {}
+    std::size_t Size() const { return mSize; }
+    // The number of the next row.
+    std::size_t Next() const { return mNext; }
+    // Gives the next row the place of the oldest one.
+    std::size_t Add() {
+        ++mNext;
+        mLast = mLast + 1 < mSize ? mLast + 1 : 0;
+        return mLast;
+    }
+    // The place of one of the last rows.
+    std::size_t operator[](std::size_t row) const {
+        const std::size_t back = mNext - 1 - row;
+        return mLast >= back ? mLast - back : mLast + mSize - back;
+    }
+
+private:
+    std::size_t mSize, mLast, mNext = 0;
+};
+
 // The rows of a source while a destination is written from top to bottom. The rows from `kept - 1` above the last one
 // that was asked for are at hand; with `kept` 1, a row is no longer needed when the destination's row is written.
 template <class T>
@@ -25,8 +48,8 @@ public:
     // Rows are asked for in ascending order, or again while they are kept; those of the source itself in any order.
     const T* Row(std::size_t y) {
         if (mFirst) return reinterpret_cast<const T*>(reinterpret_cast<const char*>(mFirst) + y * mIncrement);
-        while (mNext <= y) Fetch();
-        return mRows.Row(y % mRows.Height());
+        while (mRing.Next() <= y) Fetch();
+        return mRows.Row(mRing[y]);
     }
 
 private:
@@ -36,7 +59,7 @@ private:
     const T* mFirst = nullptr;  // null when the rows are copied
     std::size_t mIncrement = 0;
     bool mPointers = false;
-    std::size_t mNext = 0;
+    Ring mRing{1};
     KrTBuf2D<T> mRows;
     KrTBuf1D<T> mLine;
 };

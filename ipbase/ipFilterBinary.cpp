@@ -10,13 +10,6 @@ namespace {
 using rows::BitWords;
 using rows::u64;
 
-// A power of two: rings of so many rows need no division to find a row.
-std::size_t RingOf(std::size_t kept) {
-    std::size_t rows = 1;
-    while (rows < kept) rows *= 2;
-    return rows;
-}
-
 // The rows of a source as bits; the last `kept` ones are at hand.
 template <class T>
 class EdgeBits {
@@ -26,11 +19,11 @@ public:
           mReach(std::min<std::size_t>(reach, size.width)),
           mWidth(size.width),
           mReader(reader),
-          mRing(RingOf(std::min(kept, size.height))),
-          mPixels(reader.IsDirect() ? 0 : size.width, mRing),
+          mRing(std::min(kept, size.height)),
+          mPixels(reader.IsDirect() ? 0 : size.width, mRing.Size()),
           mWords(BitWords(size.width)),
-          mFilled(mWords, mRing),
-          mGround(mWords + 2, mRing),
+          mFilled(mWords, mRing.Size()),
+          mGround(mWords + 2, mRing.Size()),
           mScratch(6 * mWords) {}
     const T* Pixels(std::size_t y) {
         const std::size_t at = At(y);
@@ -43,11 +36,12 @@ public:
 
 private:
     std::size_t At(std::size_t y) {
-        for (; mNext <= y; ++mNext) Fetch(mNext & (mRing - 1));
-        return y & (mRing - 1);
+        while (mRing.Next() <= y) Fetch(mRing.Next());
+        return mRing[y];
     }
-    void Fetch(std::size_t at) {
-        const T* row = mReader.Row(mNext);
+    void Fetch(std::size_t y) {
+        const std::size_t at = mRing.Add();
+        const T* row = mReader.Row(y);
         u64 *filled = mFilled.Row(at), *ground = mGround.Row(at) + 1;
         if (!mReader.IsDirect()) std::copy_n(row, mWidth, mPixels.Row(at));
         std::get<rows::EdgeRows<T>>(mTable.edges).ground(ground, row, mFill.foreground, mFill.outwards, mWidth);
@@ -58,9 +52,9 @@ private:
 
     const rows::EdgeTable& mTable = rows::GetEdgeRows();
     EdgeFill<T> mFill;
-    std::size_t mReach, mWidth, mNext = 0;
+    std::size_t mReach, mWidth;
     RowReader<T>& mReader;
-    std::size_t mRing;
+    Ring mRing;
     KrTBuf2D<T> mPixels;
     std::size_t mWords;
     KrTBuf2D<u64> mFilled, mGround;

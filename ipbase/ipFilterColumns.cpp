@@ -108,8 +108,8 @@ template <class T>
 DoubledRows<T>::DoubledRows(const LineWindow& window, std::size_t width)
     : mExtreme(ExtremeOf<T>(window)), mTaps(window.taps), mWidth(width) {
     std::size_t reach = 2;
-    for (; 2 * reach <= mTaps; reach *= 2) mLevels.push_back({reach, KrTBuf2D<T>(width, reach + 1)});
-    mLevels.push_back({reach, KrTBuf2D<T>(width, mTaps - reach + 1)});
+    for (; 2 * reach <= mTaps; reach *= 2) mLevels.push_back({reach, Ring(reach + 1), KrTBuf2D<T>(width, reach + 1)});
+    mLevels.push_back({reach, Ring(mTaps - reach + 1), KrTBuf2D<T>(width, mTaps - reach + 1)});
 }
 
 // Row r of a level covers the samples r, r + 1, ..., r + reach - 1.
@@ -123,7 +123,7 @@ void DoubledRows<T>::Add(const T* row, T* out) {
         if (newest + 1 < level.reach) return;
         const std::size_t r = newest + 1 - level.reach;
         const T* const taps[] = {below ? below->Row(r) : pair[0], below ? below->Row(r + below->reach) : pair[1]};
-        mExtreme(level.Row(r), taps, 2, mWidth);
+        mExtreme(level.rows.Row(level.ring.Add()), taps, 2, mWidth);
         below = &level;
     }
     if (newest + 1 < mTaps) return;

@@ -11,17 +11,23 @@ template <class T, class Source = RowReader<T>>
 class FilteredRows {
 public:
     FilteredRows(Source& reader, const LineWindow& window, Extent size, std::size_t kept)
-        : mReader(reader), mFilter(window, size.width), mRows(size.width, std::min(kept, size.height)) {}
+        : mReader(reader),
+          mFilter(window, size.width),
+          mRing(std::min(kept, size.height)),
+          mRows(size.width, mRing.Size()) {}
     const T* Row(std::size_t y) {
-        for (; mNext <= y; ++mNext) mFilter.Run(mReader.Row(mNext), mRows.Row(mNext % mRows.Height()));
-        return mRows.Row(y % mRows.Height());
+        while (mRing.Next() <= y) {
+            const T* row = mReader.Row(mRing.Next());
+            mFilter.Run(row, mRows.Row(mRing.Add()));
+        }
+        return mRows.Row(mRing[y]);
     }
 
 private:
     Source& mReader;
     AlongRow<T> mFilter;
+    Ring mRing;
     KrTBuf2D<T> mRows;
-    std::size_t mNext = 0;
 };
 
 // The rows of extremes of 2, 4, 8, ... rows that a window of more than two taps is made of.
@@ -36,9 +42,9 @@ public:
 private:
     struct Level {
         std::size_t reach;  // rows that one of its rows covers
-        KrTBuf2D<T> rows;   // in a ring
-        T* Row(std::size_t r) { return rows.Row(r % rows.Height()); }
-        const T* Row(std::size_t r) const { return rows.Row(r % rows.Height()); }
+        Ring ring;
+        KrTBuf2D<T> rows;
+        const T* Row(std::size_t r) const { return rows.Row(ring[r]); }
     };
     rows::TapRow<T> mExtreme;
     std::size_t mTaps, mWidth, mSeen = 0;

@@ -48,8 +48,9 @@ public:
           mLine(window.weights, size.width, mWork),
           mTaps(window.taps),
           mOut(size.width),
-          mRows(size.width, std::min(kept, size.height)),
-          mZeroed(size.width, mRows.Height()),
+          mRing(std::min(kept, size.height)),
+          mRows(size.width, mRing.Size()),
+          mZeroed(size.width, mRing.Size()),
           mAbove(size.width) {}
     const T* Row(std::size_t y) { return mRows.Row(Fetched(y)); }
     const T* Zeroed(std::size_t y) { return mZeroed.Row(Fetched(y)); }
@@ -61,26 +62,27 @@ public:
 
 private:
     std::size_t Fetched(std::size_t y) {
-        for (; mNext <= y; ++mNext) Fetch();
-        return y % mRows.Height();
+        while (mRing.Next() <= y) Fetch(mRing.Next());
+        return mRing[y];
     }
-    void Fetch() {
-        const std::size_t width = mOut.size();
-        const T* row = mReader.Row(mNext);
-        const std::uint8_t* valid = mMask.Row(mNext);
-        T* smoothed = mRows.Row(mNext % mRows.Height());
+    void Fetch(std::size_t y) {
+        const std::size_t width = mOut.size(), at = mRing.Add();
+        const T* row = mReader.Row(y);
+        const std::uint8_t* valid = mMask.Row(y);
+        T* smoothed = mRows.Row(at);
         if (mTaps > 0) mLine.Run(row, valid, mOut.data());
         std::get<rows::MaskedPixels<T>>(rows::GetMaskRows().pixels)
-            .split(smoothed, mZeroed.Row(mNext % mRows.Height()), mTaps > 0 ? mOut.data() : row, row, valid, width);
-        if (mNext == 0) Zero(smoothed, mMask.Row(mMask.Height() - 1), width, mAbove.data());
+            .split(smoothed, mZeroed.Row(at), mTaps > 0 ? mOut.data() : row, row, valid, width);
+        if (y == 0) Zero(smoothed, mMask.Row(mMask.Height() - 1), width, mAbove.data());
     }
 
     RowReader<T>& mReader;
     const KrTBuf2D<std::uint8_t>& mMask;
     KrTFilterWork<T> mWork;
     MaskedLine<T> mLine;
-    std::size_t mTaps, mNext = 0;
+    std::size_t mTaps;
     std::vector<T> mOut;
+    Ring mRing;
     KrTBuf2D<T> mRows, mZeroed;
     std::vector<T> mAbove;
 };

@@ -16,28 +16,31 @@ public:
         : mReader(reader),
           mMask(mask),
           mNeutral(neutral),
-          mRows(size.width, std::min(kept, size.height)),
+          mRing(std::min(kept, size.height)),
+          mRows(size.width, mRing.Size()),
           mRow(size.width) {}
     const T* Row(std::size_t y) {
-        for (; mNext <= y; ++mNext) {
-            T* row = mRows.Row(mNext % mRows.Height());
-            std::copy_n(mReader.Row(mNext), mRow.size(), row);
+        while (mRing.Next() <= y) {
+            const std::uint8_t* valid = mMask.Row(mRing.Next());
+            const T* source = mReader.Row(mRing.Next());
+            T* row = mRows.Row(mRing.Add());
+            std::copy_n(source, mRow.size(), row);
             std::get<rows::MaskedPixels<T>>(rows::GetMaskRows().pixels)
-                .neutralize(mRow.data(), row, mMask.Row(mNext), mNeutral, mRow.size());
+                .neutralize(mRow.data(), row, valid, mNeutral, mRow.size());
         }
         return mRow.data();
     }
     // Writes what was filtered, and the source where it is invalid.
     void Select(std::size_t y, const T* filtered, T* dst) const {
         std::get<rows::MaskedPixels<T>>(rows::GetMaskRows().pixels)
-            .select(dst, filtered, mRows.Row(y % mRows.Height()), mMask.Row(y), mRow.size());
+            .select(dst, filtered, mRows.Row(mRing[y]), mMask.Row(y), mRow.size());
     }
 
 private:
     RowReader<T>& mReader;
     const KrTBuf2D<std::uint8_t>& mMask;
     T mNeutral;
-    std::size_t mNext = 0;
+    Ring mRing;
     KrTBuf2D<T> mRows;
     std::vector<T> mRow;
 };

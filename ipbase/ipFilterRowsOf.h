@@ -20,16 +20,20 @@ public:
           mWidth(size.width),
           mLeft(window.kx / 2),
           mRight(window.kx - 1 - window.kx / 2),
-          mRows(mLeft + size.width + mRight, std::min(kept, size.height)) {}
+          mRing(std::min(kept, size.height)),
+          mRows(mLeft + size.width + mRight, mRing.Size()) {}
     const T* Row(std::size_t y) {
-        for (; mNext <= y; ++mNext)
-            PadLine(mReader.Row(mNext), mWidth, mLeft, mRight, mRows.Row(mNext % mRows.Height()));
-        return mRows.Row(y % mRows.Height());
+        while (mRing.Next() <= y) {
+            const T* row = mReader.Row(mRing.Next());
+            PadLine(row, mWidth, mLeft, mRight, mRows.Row(mRing.Add()));
+        }
+        return mRows.Row(mRing[y]);
     }
 
 private:
     Source& mReader;
-    std::size_t mWidth, mLeft, mRight, mNext = 0;
+    std::size_t mWidth, mLeft, mRight;
+    Ring mRing;
     KrTBuf2D<T> mRows;
 };
 
