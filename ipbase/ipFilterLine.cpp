@@ -106,10 +106,6 @@ KrTFilter1DMean<T>::~KrTFilter1DMean() = default;
   template <class T>                                                                                              \
   Class<T>::~Class() = default;                                                                                   \
   template <class T>                                                                                              \
-  void Class<T>::FilterMasked(KrTBuf1D<T>& line, const KrTBuf1D<std::uint8_t>&, bool) {                           \
-    Filter(line);                                                                                                 \
-  }                                                                                                               \
-  template <class T>                                                                                              \
   void Class<T>::Filter(KrTBuf1D<T>& line) {                                                                      \
     if (this->mKernelWidth == 0 || line.Size() == 0) return;                                                      \
     const T* const* taps = this->PrepareTaps(line);                                                               \
@@ -125,10 +121,6 @@ KrTFilter1DMedian<T>::KrTFilter1DMedian(std::uint32_t taps) {
 }
 template <class T>
 KrTFilter1DMedian<T>::~KrTFilter1DMedian() = default;
-template <class T>
-void KrTFilter1DMedian<T>::FilterMasked(KrTBuf1D<T>& line, const KrTBuf1D<std::uint8_t>&, bool) {
-    Filter(line);
-}
 template <class T>
 void KrTFilter1DMedian<T>::Filter(KrTBuf1D<T>& line) {
     if (this->mKernelWidth == 0 || line.Size() == 0) return;
@@ -158,10 +150,6 @@ void KrTFilter1DMedian<T>::Filter(KrTBuf1D<T>& line) {
   }                                                                                              \
   template <class T>                                                                             \
   Class<T>::~Class() = default;                                                                  \
-  template <class T>                                                                             \
-  void Class<T>::FilterMasked(KrTBuf1D<T>& line, const KrTBuf1D<std::uint8_t>&, bool) {          \
-    Filter(line);                                                                                \
-  }                                                                                              \
   template <class T>                                                                             \
   void Class<T>::Filter(KrTBuf1D<T>& line) {                                                     \
     if (line.Size() == 0) return;                                                                \

@@ -305,6 +305,9 @@ void CheckTemplates(Random& random) {
             EXPECT_EQ(expected, Filtered(KrTFilter1D<T>(Buffer(weights), 5), line, &mask));
             expected = line;
             LiteralRank(expected, taps, (taps + 1) / 2);
+            EXPECT_EQ(expected, Filtered(KrTFilter1DMedian<T>(k), line, nullptr));
+            expected = line;
+            LiteralMasked(expected, ones, mask);
             EXPECT_EQ(expected, Filtered(KrTFilter1DMedian<T>(k), line, &mask));
             if constexpr (!std::is_same_v<T, std::uint32_t>) {
                 expected = line;

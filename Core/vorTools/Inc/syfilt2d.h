@@ -43,11 +43,11 @@ public:
     virtual void SetKernel(const KrTBuf1D<std::int32_t>& kernel);
     virtual void SetDivisor(std::int32_t divisor);
 
-    // Weighted sum over valid samples alone, divided by the sum of their weights instead of the divisor. A sample is
-    // valid when its mask value is below 64; invalid ones are left unchanged. Beyond the ends of the line, on both
-    // sides, the mask value of the last sample counts; 0 is stored where the weights add up to 0. With `useMask` false,
-    // or for an empty mask, the same as Filter(line); a mask shorter than the line goes on with its last value. Filters
-    // without weights (median, erosion, dilatation) ignore the mask.
+    // Weighted sum over valid samples alone, divided by the sum of their weights instead of the divisor; that is also
+    // what filters with weights of 1 do with a mask, whatever they do without. A sample is valid when its mask value is
+    // below 64; invalid ones are left unchanged. Beyond the ends of the line, on both sides, the mask value of the last
+    // sample counts; 0 is stored where the weights add up to 0. With `useMask` false, or for an empty mask, the same as
+    // Filter(line); a mask shorter than the line goes on with its last value.
     virtual void FilterMasked(KrTBuf1D<T>& line, const KrTBuf1D<std::uint8_t>& mask, bool useMask);
     virtual ~KrTFilter1D();
     // Fills the work line: K/2 copies of the first sample, the line, and copies of the last one up to (K & ~1) + N
@@ -92,13 +92,13 @@ public:
     ~KrTFilter1DMean() override;
 };
 
-// The median of the window; the lower one of the two middle values for an even number of taps.
+// The median of the window; the lower one of the two middle values for an even number of taps. The weights of this and
+// of the following classes are 1.
 template <class T>
 class VORIP_API KrTFilter1DMedian : public KrTFilter1D<T> {
 public:
     explicit KrTFilter1DMedian(std::uint32_t taps = 1);
     ~KrTFilter1DMedian() override;
-    void FilterMasked(KrTBuf1D<T>& line, const KrTBuf1D<std::uint8_t>& mask, bool useMask) override;
     void Filter(KrTBuf1D<T>& line) override;
 };
 
@@ -108,7 +108,6 @@ class VORIP_API KrTFilter1DErosion : public KrTFilter1D<T> {
 public:
     explicit KrTFilter1DErosion(std::uint32_t taps = 1);
     ~KrTFilter1DErosion() override;
-    void FilterMasked(KrTBuf1D<T>& line, const KrTBuf1D<std::uint8_t>& mask, bool useMask) override;
     void Filter(KrTBuf1D<T>& line) override;
 };
 
@@ -118,7 +117,6 @@ class VORIP_API KrTFilter1DDilatation : public KrTFilter1D<T> {
 public:
     explicit KrTFilter1DDilatation(std::uint32_t taps = 1);
     ~KrTFilter1DDilatation() override;
-    void FilterMasked(KrTBuf1D<T>& line, const KrTBuf1D<std::uint8_t>& mask, bool useMask) override;
     void Filter(KrTBuf1D<T>& line) override;
 };
 
@@ -131,7 +129,6 @@ public:
     explicit KrTFilterFastBinary1DErosion(std::uint32_t taps = 1);
     KrTFilterFastBinary1DErosion(std::uint32_t taps, T foreground);
     ~KrTFilterFastBinary1DErosion() override;
-    void FilterMasked(KrTBuf1D<T>& line, const KrTBuf1D<std::uint8_t>& mask, bool useMask) override;
     void Filter(KrTBuf1D<T>& line) override;
 
 protected:
@@ -145,7 +142,6 @@ public:
     explicit KrTFilterFastBinary1DDilatation(std::uint32_t taps = 1);
     KrTFilterFastBinary1DDilatation(std::uint32_t taps, T foreground);
     ~KrTFilterFastBinary1DDilatation() override;
-    void FilterMasked(KrTBuf1D<T>& line, const KrTBuf1D<std::uint8_t>& mask, bool useMask) override;
     void Filter(KrTBuf1D<T>& line) override;
 
 protected:
