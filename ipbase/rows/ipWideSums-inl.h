@@ -32,6 +32,46 @@ HWY_INLINE double Product(T pixel, i32 weight) {
 
 #  if VORIP_VECTORS
 
+// Products of floats and of 32-bit samples with weights, added in double precision.
+template <class D, class W>
+HWY_INLINE HWY_ATTR hn::Vec<D> AddProduct(D df, const float* at, W weight, hn::Vec<D> sum) {
+    const hn::Rebind<float, D> d;
+    return hn::MulAdd(hn::PromoteTo(df, hn::LoadU(d, at)), hn::Set(df, weight), sum);
+}
+template <class D, class W>
+HWY_INLINE HWY_ATTR hn::Vec<D> AddProduct(D df, const i32* at, W weight, hn::Vec<D> sum) {
+    const hn::Rebind<i32, D> d;
+    return hn::Add(sum, hn::PromoteTo(df, hn::Mul(hn::LoadU(d, at), hn::Set(d, weight))));
+}
+
+// Sums of the first samples of a block, whole vectors at a time, in registers; returns of how many. A product of a
+// float and a weight of less than 2^29 is exact, so that it may be added without being rounded first.
+template <class T>
+HWY_ATTR std::size_t SumVectors(double* sums, const T* const* taps, std::size_t start, const i32* weights,
+                                std::size_t tapCount, std::size_t count) {
+    const hn::ScalableTag<double> df;
+    const std::size_t n = hn::Lanes(df);
+    if constexpr (std::is_same_v<T, float>)
+        for (std::size_t k = 0; k < tapCount; ++k)
+            if (weights[k] <= -(1 << 29) || weights[k] >= 1 << 29) return 0;
+    std::size_t i = 0;
+    for (; i + 4 * n <= count; i += 4 * n) {
+        auto a = hn::Zero(df), b = a, c = a, d = a;
+        for (std::size_t k = 0; k < tapCount; ++k) {
+            const T* tap = taps[k] + start + i;
+            a = AddProduct(df, tap, weights[k], a);
+            b = AddProduct(df, tap + n, weights[k], b);
+            c = AddProduct(df, tap + 2 * n, weights[k], c);
+            d = AddProduct(df, tap + 3 * n, weights[k], d);
+        }
+        hn::StoreU(a, df, sums + i);
+        hn::StoreU(b, df, sums + i + n);
+        hn::StoreU(c, df, sums + i + 2 * n);
+        hn::StoreU(d, df, sums + i + 3 * n);
+    }
+    return i;
+}
+
 // Runs `vectors(i)` for every start of `step` pixels. The last ones begin before the end of the previous ones, which
 // gives the same pixels a second time. False when the row is shorter than one step.
 template <class F>

@@ -101,10 +101,15 @@ HWY_ATTR void DoubleLoop(T* dst, const T* const* taps, const i32* weights, std::
     for (std::size_t start = 0; start < count; start += kBlock) {
         const std::size_t n = std::min(kBlock, count - start);
         double sums[kBlock] = {};
+        std::size_t first = 0;
+#if VORIP_VECTORS
+        if constexpr (std::is_same_v<T, float> || std::is_same_v<T, i32>)
+            first = SumVectors(sums, taps, start, weights, tapCount, n);
+#endif
         for (std::size_t k = 0; k < tapCount; ++k) {
             const T* tap = taps[k] + start;
             const i32 weight = weights[k];
-            for (std::size_t i = 0; i < n; ++i) sums[i] += Product(tap[i], weight);
+            for (std::size_t i = first; i < n; ++i) sums[i] += Product(tap[i], weight);
         }
         for (std::size_t i = 0; i < n; ++i) sums[i] *= scale;
         RoundBlock(dst + start, sums, n);
