@@ -14,23 +14,28 @@ HWY_BEFORE_NAMESPACE();
 namespace KrN::rows::HWY_NAMESPACE {
 namespace {  // the same short names stand in other files of this folder
 
-template <class T>
+template <class Total, class T>
 HWY_ATTR void DoubleLoop(T* dst, const T* const* taps, const u8* const* valid, const i32* weights, std::size_t tapCount,
                          bool atLeastOne, std::size_t count) {
     for (std::size_t start = 0; start < count; start += kBlock) {
         const std::size_t n = std::min(kBlock, count - start);
-        double sums[kBlock] = {}, totals[kBlock] = {};
+        double sums[kBlock] = {};
+        Total totals[kBlock] = {};
+        std::size_t first = 0;
+#if VORIP_VECTORS
+        if constexpr (std::is_same_v<T, float> || std::is_same_v<T, i32>)
+            first = SumVectors(sums, taps, start, weights, tapCount, n);
+#endif
         for (std::size_t k = 0; k < tapCount; ++k) {
             const T* tap = taps[k] + start;
             const u8* one = valid[k] + start;
             const i32 weight = weights[k];
-            for (std::size_t i = 0; i < n; ++i) {
-                sums[i] += Product(tap[i], weight);
-                totals[i] += one[i] ? weight : 0;
-            }
+            for (std::size_t i = first; i < n; ++i) sums[i] += Product(tap[i], weight);
+            VORIP_INDEPENDENT_LOOP
+            for (std::size_t i = 0; i < n; ++i) totals[i] += one[i] ? weight : 0;
         }
         for (std::size_t i = 0; i < n; ++i) {
-            const double total = atLeastOne && totals[i] < 1.0 ? 1.0 : totals[i];
+            const double total = atLeastOne && totals[i] < 1 ? 1.0 : totals[i];
             sums[i] = total != 0.0 ? sums[i] / total : 0.0;
         }
         RoundBlock(dst + start, sums, n);
@@ -228,7 +233,10 @@ HWY_ATTR void WeightedLoop(T* dst, const T* const* taps, const u8* const* valid,
     if constexpr (sizeof(T) < 4)
         if (IntegerLoop(dst, taps, valid, Weights(weights, tapCount), atLeastOne, count)) return;
 #endif
-    DoubleLoop(dst, taps, valid, weights, tapCount, atLeastOne, count);
+    std::int64_t magnitude = 0;
+    for (std::size_t k = 0; k < tapCount; ++k) magnitude += std::abs(std::int64_t{weights[k]});
+    const bool fits = magnitude <= std::numeric_limits<i32>::max();
+    (fits ? DoubleLoop<i32, T> : DoubleLoop<double, T>)(dst, taps, valid, weights, tapCount, atLeastOne, count);
 }
 
 // --- Means that slide ------------------------------------------------------------------------------------------------
