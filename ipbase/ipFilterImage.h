@@ -23,6 +23,13 @@ void SmoothAlongColumns(double alpha, const KrTAOI<T>& src, KrTAOI<T>& dst);
 template <class T>
 void SmoothBothWays(double alpha, const KrTAOI<T>& src, KrTAOI<T>& dst);
 
+// The operations that every filter class declares; the compiler's own serve.
+#define VORIP_FILTER_DEFAULTS(Class)               \
+  Class::Class() = default;                        \
+  Class::Class(const Class&) = default;            \
+  Class& Class::operator=(const Class&) = default; \
+  Class::~Class() = default
+
 std::vector<OperationInfo> LineFilterOperations();
 std::vector<OperationInfo> ImageFilterOperations();
 

@@ -62,26 +62,20 @@ void Execute(const Filter<Job>& filter, const Job& job, KrAOI* src, KrAOI* dst) 
 
 }  // namespace
 
-#define VORIP_DEFAULTS(Class)                      \
-  Class::Class() = default;                        \
-  Class::Class(const Class&) = default;            \
-  Class& Class::operator=(const Class&) = default; \
-  Class::~Class() = default
-VORIP_DEFAULTS(KrFilterHorizontal);
-VORIP_DEFAULTS(KrFilterVertical);
-VORIP_DEFAULTS(KrFilterHorGauss);
-VORIP_DEFAULTS(KrFilterVerGauss);
-VORIP_DEFAULTS(KrFilterHorMedian);
-VORIP_DEFAULTS(KrFilterVerMedian);
-VORIP_DEFAULTS(KrFilterHorErosion);
-VORIP_DEFAULTS(KrFilterVerErosion);
-VORIP_DEFAULTS(KrFilterHorDilatation);
-VORIP_DEFAULTS(KrFilterVerDilatation);
-VORIP_DEFAULTS(KrFilterHorRecursive);
-VORIP_DEFAULTS(KrFilterVerRecursive);
-VORIP_DEFAULTS(KrFilterFIR1D);
-VORIP_DEFAULTS(KrFilterBinominal1D);
-#undef VORIP_DEFAULTS
+VORIP_FILTER_DEFAULTS(KrFilterHorizontal);
+VORIP_FILTER_DEFAULTS(KrFilterVertical);
+VORIP_FILTER_DEFAULTS(KrFilterHorGauss);
+VORIP_FILTER_DEFAULTS(KrFilterVerGauss);
+VORIP_FILTER_DEFAULTS(KrFilterHorMedian);
+VORIP_FILTER_DEFAULTS(KrFilterVerMedian);
+VORIP_FILTER_DEFAULTS(KrFilterHorErosion);
+VORIP_FILTER_DEFAULTS(KrFilterVerErosion);
+VORIP_FILTER_DEFAULTS(KrFilterHorDilatation);
+VORIP_FILTER_DEFAULTS(KrFilterVerDilatation);
+VORIP_FILTER_DEFAULTS(KrFilterHorRecursive);
+VORIP_FILTER_DEFAULTS(KrFilterVerRecursive);
+VORIP_FILTER_DEFAULTS(KrFilterFIR1D);
+VORIP_FILTER_DEFAULTS(KrFilterBinominal1D);
 
 // clang-format off
 void KrFilterHorizontal::Execute(const KrTBuf1D<std::int32_t>& kernel, std::int32_t divisor, KrAOI* src, KrAOI* dst) {

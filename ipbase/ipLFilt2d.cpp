@@ -114,17 +114,12 @@ constexpr SizeOperation kMeanSepXY{kFile, 872, L"KrFilterMeanSepXY( %s, %s )", k
 
 }  // namespace
 
-#define VORIP_DEFAULTS(Class)                      \
-  Class::Class() = default;                        \
-  Class::Class(const Class&) = default;            \
-  Class& Class::operator=(const Class&) = default; \
-  Class::~Class() = default
-VORIP_DEFAULTS(KrFilter);
-VORIP_DEFAULTS(KrFilterRecursive);
-VORIP_DEFAULTS(KrFilterBinominal);
+VORIP_FILTER_DEFAULTS(KrFilter);
+VORIP_FILTER_DEFAULTS(KrFilterRecursive);
+VORIP_FILTER_DEFAULTS(KrFilterBinominal);
 
 #define VORIP_SIZE_FILTER(Class, operation)                                                     \
-  VORIP_DEFAULTS(Class);                                                                        \
+  VORIP_FILTER_DEFAULTS(Class);                                                                 \
   void Class::Execute(const KrTSize<std::uint32_t>& size, KrAOI* src, KrAOI* dst, KrAOI8* mask, \
                       MaskConsideration consideration) {                                        \
     operation({size, {mask, consideration != eIgnoreMask}}, src, dst ? dst : src);              \
@@ -137,7 +132,6 @@ VORIP_SIZE_FILTER(KrFilterDilatation, kDilatation)
 VORIP_SIZE_FILTER(KrFilterFastBinaryErosion, kFastBinaryErosion)
 VORIP_SIZE_FILTER(KrFilterFastBinaryDilatation, kFastBinaryDilatation)
 #undef VORIP_SIZE_FILTER
-#undef VORIP_DEFAULTS
 
 void KrFilter::Execute(const KrTBuf2D<std::int32_t>& kernel, std::int32_t divisor, KrAOI* src, KrAOI* dst, KrAOI8* mask,
                        MaskConsideration consideration) {
