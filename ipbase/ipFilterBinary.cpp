@@ -22,7 +22,7 @@ public:
           mRing(std::min(kept, size.height)),
           mPixels(reader.IsDirect() ? 0 : size.width, mRing.Size()),
           mWords(BitWords(size.width)),
-          mFilled(mWords, mRing.Size()),
+          mFilled(mWords + 1, mRing.Size()),
           mGround(mWords + 2, mRing.Size()),
           mScratch(6 * mWords) {}
     const T* Pixels(std::size_t y) {
@@ -75,13 +75,13 @@ public:
           mHeight(size.height),
           mMarks(BitWords(size.width), reach),
           mSince(BitWords(size.width)),
-          mFilled(BitWords(size.width)) {
+          mFilled(mSince.size() + 1) {
         for (std::size_t mark = 0; mark + 1 < reach; ++mark) Add(mark);
     }
     // The rows from top to bottom, joined with what the pass along the row fills.
     const u64* Row(std::size_t y) {
         Add(y + mReach - 1);
-        mBits.join(mFilled.data(), mRows.Filled(y), mMarks.Row(mAt), mSince.data(), mFilled.size());
+        mBits.join(mFilled.data(), mRows.Filled(y), mMarks.Row(mAt), mSince.data(), mSince.size());
         return mFilled.data();
     }
 

@@ -10,6 +10,7 @@
 // Filters of whole images. Masks are 255 in valid pixels and 0 in others; a null mask means that all are valid. Invalid
 // pixels keep their value and do not count for others. A mask of another size than the image's goes on with its nearest
 // pixel; where windows of weighted sums and medians reach beyond the image, a larger mask still has values of its own.
+// Windows along lines see the mask of a line's last pixel beyond both of its ends.
 namespace KrN {
 
 // A window of kx * ky pixels around each pixel, from (x - kx/2, y - ky/2) on. Pixels beyond the image are copies of the

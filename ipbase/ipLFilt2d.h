@@ -10,7 +10,9 @@
 //
 // With eConsiderMask (or any value but eIgnoreMask), pixels whose mask value is 64 or more keep the source's value and
 // do not count for others. A mask that is smaller than the image goes on with its nearest pixel; without a mask all
-// pixels are valid.
+// pixels are valid. Beyond the border, the values of a mask that is larger than the image count for KrFilter and
+// KrFilterMedian, and those at the border for minimum and maximum; for Gauss and mean, beyond both ends of a line the
+// mask of its last pixel counts, so that an invalid first pixel counts there when the last one is valid.
 namespace KrN {
 
 // clang-format off

@@ -193,21 +193,23 @@ const ImageCase& CaseOf(Kind kind) {
     return *std::find_if(std::begin(kCases), std::end(kCases), [=](const ImageCase& c) { return c.kind == kind; });
 }
 
-// Filters a picture of random values in place, without and with a mask.
+// Filters a picture of random values in place, without a mask, with a random one and with one that leaves nothing out.
 void CheckInPlace(Kind kind, const Size& window, int cx, int cy, Random& random) {
     const ImageCase& c = CaseOf(kind);
-    MaskPicture maskPicture = RandomPicture<std::uint8_t>(cx, cy, random);
-    Canvas<std::uint8_t> mask(maskPicture, Form::eView, 0, 0);
-    for (const bool masked : {false, true})
+    const MaskPicture mixed = RandomPicture<std::uint8_t>(cx, cy, random);
+    const MaskPicture valid{cx, cy, Bytes(mixed.pixels.size())};
+    for (const MaskPicture* picture : {static_cast<const MaskPicture*>(nullptr), &mixed, &valid}) {
+        Canvas<std::uint8_t> mask(picture ? *picture : mixed, Form::eView, 0, 0);
         ForEachType([&](auto type) {
             using T = decltype(type);
             const auto source = RandomPicture<T>(cx, cy, random);
             Canvas<T> canvas(source, Form::eView, 0, 0);
-            const auto expected = canvas.Expected(Literal(c, window, source, masked ? &maskPicture : nullptr));
+            const auto expected = canvas.Expected(Literal(c, window, source, picture));
             c.run(window, canvas.AOI(), nullptr, static_cast<KrAOI8*>(mask.AOI()),
-                  masked ? eConsiderMask : eIgnoreMask);
-            ASSERT_EQ(expected, canvas.Memory()) << window.cx << " x " << window.cy << (masked ? ", masked" : "");
+                  picture ? eConsiderMask : eIgnoreMask);
+            ASSERT_EQ(expected, canvas.Memory()) << window.cx << " x " << window.cy << " on " << cx << " x " << cy;
         });
+    }
 }
 
 // Integer means replace sums in double precision; even sizes have halves to be rounded.
@@ -219,12 +221,35 @@ TEST(ImageFilters, MeansOfAnySizeAreExact) {
         CheckInPlace(eMean, {1, taps}, 70, 200, random);
         CheckInPlace(eMean, {taps, 1}, 200, 3, random);
     }
+    CheckInPlace(eMean, {1, 40000}, 70, 2, random);
+}
+
+// Edges whose fill spans words of bits, at widths around multiples of what is computed at once.
+TEST(ImageFilters, BinaryEdgesOfLongRows) {
+    Random random(12);
+    for (const Kind kind : {eBinaryMin, eBinaryMax})
+        for (const int width : {511, 512, 513, 1100})
+            for (const std::uint32_t taps : {3u, 131u, 300u}) {
+                const ImageCase& c = CaseOf(kind);
+                const auto count = static_cast<std::size_t>(width);
+                Picture<std::uint8_t> source{width, 2, Bytes(2 * count)};
+                for (const std::size_t x :
+                     {std::size_t{0}, std::size_t{200}, std::size_t{201}, std::size_t{510}, count - 1})
+                    source.pixels[x] = 255;
+                if (kind == eBinaryMin)
+                    for (std::uint8_t& pixel : source.pixels) pixel = static_cast<std::uint8_t>(~pixel);
+                Canvas<std::uint8_t> canvas(source, Form::eView, 0, 0);
+                const auto expected = canvas.Expected(Literal(c, {taps, 1}, source, nullptr));
+                c.run({taps, 1}, canvas.AOI(), nullptr, nullptr, eIgnoreMask);
+                ASSERT_EQ(expected, canvas.Memory()) << width << " pixels, " << taps << " taps";
+            }
 }
 
 // Beyond what networks sort and histograms of columns hold.
 TEST(ImageFilters, MediansOfLargeWindows) {
     Random random(11);
-    for (const Size window : {Size{15, 15}, Size{25, 25}, Size{2, 300}, Size{300, 2}, Size{170, 200}, Size{1, 500}})
+    for (const Size window : {Size{15, 15}, Size{25, 25}, Size{17, 15}, Size{16, 16}, Size{1, 256}, Size{2, 300},
+                              Size{300, 2}, Size{170, 200}, Size{1, 500}})
         for (const KrTSize<int>& size : {KrTSize<int>{20, 9}, KrTSize<int>{3, 40}})
             CheckInPlace(eMedian, window, size.cx, size.cy, random);
 }

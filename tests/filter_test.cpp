@@ -211,7 +211,10 @@ TEST(LineFilters, SumsAtTheLimits) {
                  {{16384, 16383}, 32767},
                  {{40000}, 40000},
                  {{-16383, 16384}, 1},
-                 {{1, 2, 3}, 8}};
+                 {{1, 2, 3}, 8},
+                 {{1, 2, 253}, 512},
+                 {{1, 2, 253}, 258},
+                 {{32768}, 32768}};
     const auto check = [](auto image, const auto& c, int value) {
         using T = typename decltype(image)::Pixel;
         std::int64_t sum = 0;
@@ -326,8 +329,23 @@ void CheckTemplates(Random& random) {
         }
 }
 
+// Sums of weights at the limits of what masked sums take.
+template <class T>
+void CheckMaskedSums(Random& random) {
+    const std::vector<std::int32_t> kernels[] = {{8, 9},          {128, 129}, {40000},
+                                                 {-16000, 16001}, {31, 32},   {(1 << 29) + 1, -(1 << 29)}};
+    for (const auto& weights : kernels) {
+        const Line<T> line = RandomPicture<T>(70, 1, random).pixels;
+        const Line<std::uint8_t> mask(line.size());
+        Line<T> expected = line;
+        LiteralMasked(expected, weights, mask);
+        EXPECT_EQ(expected, Filtered(KrTFilter1D<T>(Buffer(weights), 5), line, &mask)) << weights[0];
+    }
+}
+
 TEST(LineTemplates, EqualPlainLoops) {
     Random random(5);
+    ForEachType([&](auto type) { CheckMaskedSums<decltype(type)>(random); });
     ForEachType([&](auto type) { CheckTemplates<decltype(type)>(random); });
     CheckTemplates<std::uint32_t>(random);
 }

@@ -15,7 +15,7 @@ struct EdgeRows {
     // Sets the bits of the ground: where a row is foreground or, when `outwards`, where it is not. On both sides of the
     // row, the bits are that of its first or last pixel.
     void (*ground)(u64* ground, const T* row, T foreground, bool outwards, std::size_t count);
-    // The value where bits are set, else the row, which may be `dst`.
+    // The value where bits are set, else the row, which may be `dst`. Eight bytes behind the bits may be read.
     void (*fill)(T* dst, const T* row, const u64* bits, T value, std::size_t count);
 };
 

@@ -175,6 +175,24 @@ std::unique_ptr<KrN::KrAOI> ViewOf(cv::Mat& image) {
     }
 }
 
+// Masked smoothing takes the mask of a line's last pixel for what lies before its first one. Repeated pixels in front
+// of the picture keep that off it. Returns where the picture stands then.
+cv::Rect RepeatInFront(const Options& options, const Kind& kind, WindowSize size, cv::Mat& image, cv::Mat& excluded) {
+    cv::Rect place({0, 0}, image.size());
+    const bool smooths = kind.run == RunSized<KrN::KrFilterGauss> || kind.run == RunSized<KrN::KrFilterMeanSepXY>;
+    if (!smooths || excluded.empty()) return place;
+    constexpr int most = std::numeric_limits<short>::max();
+    place.x = static_cast<int>(size.cx / 2);
+    place.y = static_cast<int>(size.cy / 2);
+    if (place.width + place.x > most || place.height + place.y > most) {
+        Refuse("--size=" + options.size + ": with excluded pixels, the picture and half the window must fit in " +
+               std::to_string(most) + " pixels each way");
+    }
+    for (cv::Mat* picture : {&image, &excluded})
+        cv::copyMakeBorder(*picture, *picture, place.y, 0, place.x, 0, cv::BORDER_REPLICATE);
+    return place;
+}
+
 void RunFilter(const Options& options, const Kind& kind) {
     Job job = ReadJob(options, kind);
     OutputFile output(options.out);
@@ -185,6 +203,8 @@ void RunFilter(const Options& options, const Kind& kind) {
         Refuse(options.in + ": the filter 'binomial' takes 8-bit pictures, this is " + PixelTypeName(image));
     }
     cv::Mat excluded = FindExcluded(image, options, kind);
+    const int excludedPixels = excluded.empty() ? 0 : cv::countNonZero(excluded);
+    const cv::Rect place = RepeatInFront(options, kind, job.size, image, excluded);
     const std::unique_ptr<KrN::KrAOI> view = ViewOf(image);
     KrN::KrAOI8 mask;
     job.image = view.get();
@@ -193,11 +213,12 @@ void RunFilter(const Options& options, const Kind& kind) {
         job.mask = &mask;
     }
     kind.run(job);
+    image = image(place).clone();
     progress.Stage("writing");
     output.Save(image);
     progress.End();
     std::printf("filter: %s of %d x %d %s pixels, %d excluded\n", kind.name, image.cols, image.rows,
-                PixelTypeName(image).c_str(), excluded.empty() ? 0 : cv::countNonZero(excluded));
+                PixelTypeName(image).c_str(), excludedPixels);
 }
 
 }  // namespace

@@ -120,9 +120,9 @@ public:
     void Filter(KrTBuf1D<T>& line) override;
 };
 
-// Binary erosion of a line: where it rises to the foreground value or above, or falls below it, the K/2 foreground
-// samples next to that edge become 0. The ends of the line are no edges. By default the foreground value is that of the
-// sample type: 255, 65535, -1 or the largest float.
+// Binary erosion of a line: where it rises to the foreground value or above, or falls below it, K/2 samples from that
+// edge on, on the foreground's side of it, become 0, whatever they are. The ends of the line are no edges. By default
+// the foreground value is that of the sample type: 255, 65535, -1 or the largest float.
 template <class T>
 class VORIP_API KrTFilterFastBinary1DErosion : public KrTFilter1D<T> {
 public:
@@ -135,7 +135,7 @@ protected:
     T mForeground;
 };
 
-// Likewise, the K/2 samples on the other side of each edge become the foreground value.
+// Likewise, K/2 samples from each edge on, on its other side, become the foreground value.
 template <class T>
 class VORIP_API KrTFilterFastBinary1DDilatation : public KrTFilter1D<T> {
 public:
@@ -160,7 +160,8 @@ public:
 
     // Pixels whose mask value is 64 or more keep their value and do not count for others. The weighted sum is divided
     // by the sum of the weights that count, or by 1 if that is less than 1, instead of the divisor. With `useMask`
-    // false, or for an empty mask, the same as Filter(image); a mask of another size goes on with its nearest pixel.
+    // false, or for an empty mask, the same as Filter(image). A smaller mask goes on with its nearest pixel; beyond the
+    // image, the values of a larger one count for weighted sums and medians.
     virtual void Filter(KrTBuf2D<T>& image, const KrTBuf2D<std::uint8_t>& mask, bool useMask);
     // The work area holds the padded rows of one output row after the other: those of the first one, and the next.
     virtual void PrepareFirstRow(const KrTBuf2D<T>& image);
