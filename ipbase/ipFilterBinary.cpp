@@ -23,7 +23,7 @@ public:
           mPixels(reader.IsDirect() ? 0 : size.width, mRing.Size()),
           mWords(BitWords(size.width)),
           mFilled(mWords + 1, mRing.Size()),
-          mGround(mWords + 2, mRing.Size()),
+          mGround(mWords + 4, mRing.Size()),
           mScratch(6 * mWords) {}
     const T* Pixels(std::size_t y) {
         const std::size_t at = At(y);
@@ -32,7 +32,7 @@ public:
     // What the pass along the row fills.
     const u64* Filled(std::size_t y) { return mFilled.Row(At(y)); }
     // The ground when that is filled.
-    const u64* Ground(std::size_t y) { return mGround.Row(At(y)) + 1; }
+    const u64* Ground(std::size_t y) { return mGround.Row(At(y)) + 2; }
 
 private:
     std::size_t At(std::size_t y) {
@@ -42,7 +42,7 @@ private:
     void Fetch(std::size_t y) {
         const std::size_t at = mRing.Add();
         const T* row = mReader.Row(y);
-        u64 *filled = mFilled.Row(at), *ground = mGround.Row(at) + 1;
+        u64 *filled = mFilled.Row(at), *ground = mGround.Row(at) + 2;
         if (!mReader.IsDirect()) std::copy_n(row, mWidth, mPixels.Row(at));
         std::get<rows::EdgeRows<T>>(mTable.edges).ground(ground, row, mFill.foreground, mFill.outwards, mWidth);
         if (mReach == 0) return;  // nothing is filled

@@ -50,6 +50,13 @@ HWY_INLINE HWY_ATTR auto LoadBits(D d, const u8* bytes, std::size_t i) {
 }
 #endif
 
+// Calls `word(i)` for all words of a row.
+template <class F>
+HWY_INLINE HWY_ATTR void EachWord(std::size_t words, const F& word) {
+    VORIP_INDEPENDENT_LOOP
+    for (std::size_t i = 0; i < words; ++i) word(i);
+}
+
 template <class T>
 HWY_ATTR void GroundLoop(u64* ground, const T* row, T foreground, bool outwards, std::size_t count) {
     std::size_t i = 0;
@@ -71,10 +78,11 @@ HWY_ATTR void GroundLoop(u64* ground, const T* row, T foreground, bool outwards,
     u64& last = ground[count / 64];
     last = (last & ~(~u64{0} << count % 64)) | (beyond & ~u64{0} << count % 64);
     const std::size_t words = BitWords(count);
-    std::fill_n(ground + count / 64 + 1, words - count / 64, beyond);
-    ground[-1] = before;
+    std::fill_n(ground + count / 64 + 1, words + 1 - count / 64, beyond);
+    std::fill_n(ground - 2, 2, before);
     if (!outwards) return;
-    for (std::size_t w = 0; w < words + 2; ++w) ground[static_cast<std::ptrdiff_t>(w) - 1] ^= ~u64{0};
+    u64* const all = ground - 2;
+    EachWord(words + 4, [=](std::size_t i) HWY_ATTR { all[i] = ~all[i]; });
 }
 
 template <class T>
@@ -89,13 +97,6 @@ HWY_ATTR void FillLoop(T* dst, const T* row, const u64* bits, T value, std::size
     }
 #endif
     for (; i < count; ++i) dst[i] = bits[i / 64] >> i % 64 & 1 ? value : row[i];
-}
-
-// Calls `word(i)` for all words of a row.
-template <class F>
-HWY_INLINE HWY_ATTR void EachWord(std::size_t words, const F& word) {
-    VORIP_INDEPENDENT_LOOP
-    for (std::size_t i = 0; i < words; ++i) word(i);
 }
 
 // The bits from each one on, `reach` in all, upwards or downwards. Both rows have as many words of 0 on either side.
@@ -114,22 +115,50 @@ HWY_ATTR const u64* Spread(u64* from, u64* to, std::size_t reach, std::size_t wo
     return from;
 }
 
-HWY_ATTR void AlongLoop(u64* filled, u64* ground, std::size_t reach, bool isGround, u64* scratch, std::size_t words) {
-    u64 *const marks = scratch + words, *const other = marks + 3 * words;
-    const auto from = [=](std::size_t i) HWY_ATTR { return ground[i] & ~(ground[i] << 1 | *(ground + i - 1) >> 63); };
-    const auto to = [=](std::size_t i) HWY_ATTR { return ground[i] & ~(ground[i] >> 1 | ground[i + 1] << 63); };
-    if (reach == 1) {
-        EachWord(words, [=](std::size_t i) HWY_ATTR { filled[i] = from(i) | to(i); });
-    } else {
-        EachWord(words, [=](std::size_t i) HWY_ATTR { marks[i] = from(i); });
-        const u64* const up = Spread<true>(marks, other, reach, words);
-        EachWord(words, [=](std::size_t i) HWY_ATTR {
-            filled[i] = up[i];
-            marks[i] = to(i);
-        });
-        const u64* const down = Spread<false>(marks, other, reach, words);
-        EachWord(words, [=](std::size_t i) HWY_ATTR { filled[i] |= down[i]; });
+// Where the ground begins, seen from below and from above.
+HWY_INLINE HWY_ATTR u64 Rising(const u64* at) { return *at & ~(*at << 1 | *(at - 1) >> 63); }
+HWY_INLINE HWY_ATTR u64 Falling(const u64* at) { return *at & ~(*at >> 1 | *(at + 1) << 63); }
+
+// Spreads the bits of two neighbouring words upwards in the second one, or downwards in the first one.
+template <std::size_t done, std::size_t reach>
+HWY_INLINE HWY_ATTR void SpreadPairs(u64& up, u64& before, u64& down, u64& after) {
+    if constexpr (done < reach) {
+        constexpr std::size_t by = std::min(done, reach - done);
+        up |= up << by | before >> (64 - by);
+        before |= before << by;
+        down |= down >> by | after << (64 - by);
+        after |= after >> by;
+        SpreadPairs<done + by, reach>(up, before, down, after);
     }
+}
+// A short reach ends in the next word.
+template <std::size_t reach>
+HWY_ATTR void AlongFew(u64* filled, const u64* ground, std::size_t words) {
+    EachWord(words, [=](std::size_t i) HWY_ATTR {
+        const u64* at = ground + i;
+        u64 up = Rising(at), before = Rising(at - 1), down = Falling(at), after = Falling(at + 1);
+        SpreadPairs<1, reach>(up, before, down, after);
+        filled[i] = up | down;
+    });
+}
+HWY_ATTR void AlongMany(u64* filled, const u64* ground, std::size_t reach, u64* scratch, std::size_t words) {
+    u64 *const marks = scratch + words, *const other = marks + 3 * words;
+    EachWord(words, [=](std::size_t i) HWY_ATTR { marks[i] = Rising(ground + i); });
+    const u64* const up = Spread<true>(marks, other, reach, words);
+    EachWord(words, [=](std::size_t i) HWY_ATTR {
+        filled[i] = up[i];
+        marks[i] = Falling(ground + i);
+    });
+    const u64* const down = Spread<false>(marks, other, reach, words);
+    EachWord(words, [=](std::size_t i) HWY_ATTR { filled[i] |= down[i]; });
+}
+HWY_ATTR void AlongLoop(u64* filled, u64* ground, std::size_t reach, bool isGround, u64* scratch, std::size_t words) {
+    constexpr decltype(&AlongFew<1>) few[] = {&AlongFew<1>, &AlongFew<2>, &AlongFew<3>, &AlongFew<4>,
+                                              &AlongFew<5>, &AlongFew<6>, &AlongFew<7>, &AlongFew<8>};
+    if (reach <= std::size(few))
+        few[reach - 1](filled, ground, words);
+    else
+        AlongMany(filled, ground, reach, scratch, words);
     if (isGround)
         EachWord(words, [=](std::size_t i) HWY_ATTR { ground[i] |= filled[i]; });
     else

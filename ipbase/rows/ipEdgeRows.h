@@ -7,7 +7,8 @@ namespace KrN::rows {
 
 using u64 = std::uint64_t;
 
-// Words of a row, eight at a time. A row has one more word on each side of them.
+// Words of a row, eight at a time. A row of the ground has two more words on each side of
+// them.
 inline std::size_t BitWords(std::size_t count) { return (count + 511) / 512 * 8; }
 
 template <class T>
