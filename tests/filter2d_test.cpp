@@ -229,7 +229,7 @@ TEST(ImageFilters, BinaryEdgesOfLongRows) {
     Random random(12);
     for (const Kind kind : {eBinaryMin, eBinaryMax})
         for (const int width : {511, 512, 513, 1100})
-            for (const std::uint32_t taps : {3u, 131u, 300u}) {
+            for (const std::uint32_t taps : {3u, 11u, 13u, 131u, 300u}) {
                 const ImageCase& c = CaseOf(kind);
                 const auto count = static_cast<std::size_t>(width);
                 Picture<std::uint8_t> source{width, 2, Bytes(2 * count)};
