@@ -4,9 +4,7 @@
 #include <cstdlib>
 #include <limits>
 
-#include "ipbase/ipConvert.h"
 #include "ipbase/ipRows.h"
-#include "ipbase/rows/ipArithRows.h"
 #include "ipbase/rows/ipGradientRows.h"
 #include "ipbase/rows/ipTransferRows.h"
 
@@ -59,11 +57,22 @@ void FillBorder(KrTAOI<T>* aoi, const KrTSize<int>& size, int dx, int dy, T fill
     rectangle(bottom, size.cy, 0, size.cx);
 }
 
+// Runs `part(first, count)` on a row whose narrowest elements are T: on whole blocks, then on the last block, in which
+// some pixels come once more. Remainders would cost most of the time in short rows, but not those of wide elements.
+template <class T, class Part>
+void InBlocks(std::size_t count, const Part& part) {
+    constexpr std::size_t block = kBlock / sizeof(T);
+    const std::size_t rest = count < block || sizeof(T) > 2 ? 0 : count % block;
+    part(0, count - rest);
+    if (rest > 0) part(count - block, block);
+}
+
 // Goes down the rows of a phase image with the sums of both directions, of which it holds the last |dy| + 1 rows. With
 // the rows counted as k = 0 ... H - |dy| - 1 and the columns as j = 0 ... W - |dx| - 1, those of pixel (k, j) are
 //     sign of dx * (steps j ... j + |dx| - 1 of its row) + sign of dy * (steps k ... k + |dy| - 1 of its column),
 // the sums of the next steps, or of the previous ones of the pixel |dx| or |dy| further; it lies there in the image.
-template <class T, class S>
+// Along and down, floats are summed as they are, of bytes only the periods in C.
+template <class T, class C, class S>
 class GradientSums {
 public:
     GradientSums(const KrTAOI<T>& phase, KrTAOI<S>& sums, int dx, int dy)
@@ -75,54 +84,79 @@ public:
           mCount(mWidth - mA),
           mRowOffset(dy < 0 ? mB : 0),
           mColumnOffset(dx < 0 ? mA : 0),
-          mSignX(static_cast<S>(dx < 0 ? -1 : 1)),
-          mSignY(static_cast<S>(dy < 0 ? -1 : 1)),
-          mSteps(mWidth, kWindowRows),
-          mAlong(mCount, kWindowRows),
-          mDown(mWidth, 1) {}
+          mSignX(dx < 0 ? -1 : 1),
+          mSignY(dy < 0 ? -1 : 1),
+          mBlocks((mWidth + kBlock - 1) / kBlock * kBlock),
+          mSteps(mBlocks + kBlock, kWindowRows),
+          mAlong(mBlocks + kBlock, kWindowRows),
+          mDown(mBlocks, 1),
+          mOnlyRow(mB > 0 || std::is_same_v<T, S> ? 0 : mWidth) {}
 
     // Computes row k and returns it; rows come in ascending order.
     const S* Add(int k) {
         if (mA > 0 && k % kRows == 0) SumAlongRows(k);
         if (mB > 0) SumDownColumns(k);
+        const C *along = mAlong.Row(static_cast<std::size_t>(k % kRows)), *down = mDown.Row(0) + mColumnOffset;
         S* row = Row(k);
-        mSignedSum(row, mAlong.Row(static_cast<std::size_t>(k % kRows)), mDown.Row(0) + mColumnOffset, mSignX, mSignY,
-                   mCount);
+        if constexpr (!std::is_same_v<T, u8>)
+            mSum(row, along, down, static_cast<S>(mSignX), static_cast<S>(mSignY), mCount);
+        else
+            InBlocks<T>(mCount, [&, ends = EndsOf(k)](std::size_t x, std::size_t count) {
+                const Ends from{ends.left + x, ends.right + x, ends.top + x, ends.bottom + x};
+                mFit &= mSum(row + x, from, {along + x, down + x, mSignX, mSignY}, count);
+            });
         return row;
     }
-    S* Row(int k) const { return mSums.GetRowPointer(k % (mB + 1)); }
+    S* Row(int k) { return mOnlyRow.Size() > 0 ? mOnlyRow.Data() : mSums.GetRowPointer(k % (mB + 1)); }
+    bool Fit() const { return mFit; }  // whether S was wide enough so far
 
 private:
+    using Step = std::conditional_t<std::is_same_v<T, u8>, i8, T>;
+    using SumRow = std::conditional_t<std::is_same_v<T, u8>, PhaseSumRow<C, S>, SignedSumRow<S>>;
     static constexpr int kRows = static_cast<int>(kWindowRows);
+
+    void Steps(Step* steps, const T* from, const T* to, std::size_t width) const {
+        InBlocks<T>(width, [&](std::size_t x, std::size_t count) { mStep(steps + x, from + x, to + x, count); });
+    }
 
     void SumAlongRows(int k) {
         const int rows = std::min(kRows, mSums.AOIHeight() - mB - k);
         for (int r = 0; r < rows; ++r) {
             const T* row = mPhase.GetRowPointer(k + mRowOffset + r);
-            mStep(mSteps.Row(static_cast<std::size_t>(r)), row, row + 1, mWidth - 1);
+            Steps(mSteps.Row(static_cast<std::size_t>(r)), row, row + 1, mWidth - 1);
         }
-        mWindows(mSteps.Row(0), mWidth, mAlong.Row(0), mCount, static_cast<std::size_t>(rows),
+        mWindows(mSteps.Row(0), mSteps.Width(), mAlong.Row(0), mAlong.Width(), static_cast<std::size_t>(rows),
                  {mA, mCount, mColumnOffset > 0});
     }
 
     void SumDownColumns(int k) {
         if (k == 0)
-            for (int y = 0; y < mB; ++y) mEnter(mDown.Row(0), StepsDown(y, 0), mWidth);
+            for (int y = 0; y < mB; ++y) mEnter(mDown.Row(0), StepsDown(y, 0), mBlocks);
         else
-            mSlide(mDown.Row(0), StepsDown(k - 1, 0), StepsDown(k + mB - 1, 1), mWidth);
+            mSlide(mDown.Row(0), StepsDown(k - 1, 0), StepsDown(k + mB - 1, 1), mBlocks);
     }
 
-    const T* StepsDown(int y, std::size_t place) {
-        T* steps = mStepsDown.Row(place);
-        mStep(steps, mPhase.GetRowPointer(y), mPhase.GetRowPointer(y + 1), mWidth);
+    const Step* StepsDown(int y, std::size_t place) {
+        Step* steps = mStepsDown.Row(place);
+        Steps(steps, mPhase.GetRowPointer(y), mPhase.GetRowPointer(y + 1), mWidth);
         return steps;
     }
 
-    const PairRow<T, T, T> mStep = std::get<PairRow<T, T, T>>(GetGradientRows().steps);
-    const WindowRow<T, S> mWindows = std::get<WindowRow<T, S>>(GetGradientRows().windows);
-    const EnterRow<T, S> mEnter = std::get<EnterRow<T, S>>(GetGradientRows().enter);
-    const SlideRow<T, S> mSlide = std::get<SlideRow<T, S>>(GetGradientRows().slide);
-    const SignedSumRow<S> mSignedSum = std::get<SignedSumRow<S>>(GetGradientRows().signedSum);
+    Ends EndsOf(int k) const {
+        const u8* row = mPhase.GetRowPointer(k + mRowOffset);
+        const u8 *top = mPhase.GetRowPointer(k) + mColumnOffset, *bottom = mPhase.GetRowPointer(k + mB) + mColumnOffset;
+        Ends ends{row, row + mA, top, bottom};
+        if (mSignX < 0) std::swap(ends.left, ends.right);
+        if (mSignY < 0) std::swap(ends.top, ends.bottom);
+        return ends;
+    }
+
+    const GradientRows& mRows = GetGradientRows();
+    const PairRow<Step, T, T> mStep = std::get<PairRow<Step, T, T>>(mRows.steps);
+    const WindowRow<Step, C> mWindows = std::get<WindowRow<Step, C>>(mRows.windows);
+    const EnterRow<Step, C> mEnter = std::get<EnterRow<Step, C>>(mRows.enter);
+    const SlideRow<Step, C> mSlide = std::get<SlideRow<Step, C>>(mRows.slide);
+    const SumRow mSum = std::get<SumRow>(mRows.sum);
     const KrTAOI<T>& mPhase;
     KrTAOI<S>& mSums;
     std::size_t mWidth, mA;
@@ -130,27 +164,62 @@ private:
     std::size_t mCount;
     int mRowOffset;
     std::size_t mColumnOffset;
-    S mSignX, mSignY;
-    KrTBuf2D<T> mSteps, mStepsDown{mWidth, 2};
-    KrTBuf2D<S> mAlong, mDown;  // sums along a few rows and down all columns; 0 where the direction is off
+    int mSignX, mSignY;
+    std::size_t mBlocks;  // the width in whole blocks
+    bool mFit = true;
+    KrTBuf2D<Step> mSteps, mStepsDown{mBlocks, 2};
+    KrTBuf2D<C> mAlong, mDown;  // sums along a few rows and down all columns; 0 where the direction is off
+    KrTBuf1D<S> mOnlyRow;       // for |dy| = 0, where the gradients of bytes take all rows of mSums
 };
 
-// The gradient inside the border; `sums` has the size of the region.
-template <class T, class S>
-void FillInside(const KrTAOI<T>& phase, KrTAOI<S>& sums, int dx, int dy, KrTAOI<S>* dst) {
+// Sets the columns |dx| ... W - |dx| - 1 of the rows |dy| ... H - |dy| - 1 by `difference(pixels, here, before,
+// count)`; `sums` has the size of the region. False when S is too narrow for the sums; the pixels are wrong then.
+template <class C, class T, class S, class D, class Difference>
+bool FillInside(const KrTAOI<T>& phase, KrTAOI<S>& sums, int dx, int dy, KrTAOI<D>* dst, const Difference& difference) {
     const int a = Length(dx), b = Length(dy), width = sums.AOIWidth(), height = sums.AOIHeight();
-    if (2 * a >= width || 2 * b >= height) return;
-    GradientSums<T, S> walk(phase, sums, dx, dy);
+    GradientSums<T, C, S> walk(phase, sums, dx, dy);
     for (int k = 0; k < b; ++k) walk.Add(k);
-    const auto difference = std::get<PairRow<S, S, S>>(GetArithRows().subFloat);
     const auto count = static_cast<std::size_t>(width - 2 * a);
-    ChangeRows(dst, b, height - b, a, width - a, [&](int y, S* pixels) {
+    ChangeRows(dst, b, height - b, a, width - a, [&](int y, D* pixels) {
+        if (!walk.Fit()) return;
         const S* last = walk.Add(y);
         const S* first = walk.Row(y - b);
         const S* here = (dy < 0 ? first : last) + (dx < 0 ? 0 : a);
         const S* before = (dy < 0 ? last : first) + (dx < 0 ? a : 0);
-        difference(pixels, here, before, count);
+        InBlocks<S>(count, [&](std::size_t x, std::size_t n) { difference(pixels + x, here + x, before + x, n); });
     });
+    return walk.Fit();
+}
+
+// The same stretched, together with the border's 0, which `border` becomes. Nothing changes when it is false.
+template <class C, class T, class S>
+bool StretchInside(const KrTAOI<T>& phase, KrTAOI<S>& sums, int dx, int dy, KrTAOI<u8>* dst, u8& border) {
+    const int a = Length(dx), b = Length(dy), width = sums.AOIWidth(), height = sums.AOIHeight();
+    const short top = b > 0 ? 1 : 0;  // the gradient's row |dy| stands below the |dy| + 1 rows of sums
+    KrTAOI<S> gradient(sums, {0, top, static_cast<short>(width), static_cast<short>(height - top)});
+    Extremes<S> extremes{kNoGradient<S>, kNoGradient<S>};
+    const auto subtract = std::get<GradientRow<S>>(GetGradientRows().gradient);
+    const auto difference = [&](S* pixels, const S* here, const S* before, std::size_t count) {
+        subtract(pixels, here, before, count, extremes);
+    };
+    if (!FillInside<C>(phase, sums, dx, dy, &gradient, difference)) return false;
+    const Stretched<S> range(extremes);
+    const auto stretch = std::get<ConstantRow<u8, S, Stretched<S>>>(GetGradientRows().stretch);
+    ChangeRows(dst, b, height - b, a, width - a, [&](int y, u8* pixels) {
+        const S* row = gradient.GetRowPointer(y) + a;
+        InBlocks<u8>(static_cast<std::size_t>(width - 2 * a),
+                     [&](std::size_t x, std::size_t n) { stretch(pixels + x, row + x, range, n); });
+    });
+    stretch(&border, &kNoGradient<S>, range, 1);
+    return true;
+}
+
+template <class C, class T, class S, class D>
+bool ComputeInside(const KrTAOI<T>& phase, KrTAOI<S>& sums, int dx, int dy, KrTAOI<D>* dst, D& border) {
+    if constexpr (std::is_same_v<D, u8>)
+        return StretchInside<C>(phase, sums, dx, dy, dst, border);
+    else
+        return FillInside<C>(phase, sums, dx, dy, dst, std::get<PairRow<D, S, S>>(GetGradientRows().difference));
 }
 
 template <class T>
@@ -180,26 +249,36 @@ KrTGradient<Step, Sums, Phase>::~KrTGradient() = default;
 
 template <class Step, class Sums, class Phase>
 void KrTGradient<Step, Sums, Phase>::Init(const KrTSize<short>& size) {
-    mSums.Resize(size, 1);
+    std::apply([&](auto&... sums) { (sums.Resize(size, 1), ...); }, mSums);
     mPhase.Resize(size, 1);
 }
 
 template <class Step, class Sums, class Phase>
-template <class T>
-void KrTGradient<Step, Sums, Phase>::Compute(const KrTAOI<T>* src, int dx, int dy, SumAOI* dst, Sum fill) {
-    const KrTSize<int> size = CommonRegion(src, dst, &mSums);
+template <class T, class D>
+void KrTGradient<Step, Sums, Phase>::Compute(const KrTAOI<T>* src, int dx, int dy, KrTAOI<D>* dst, D border) {
+    using P = typename Phase::Pixel;
+    const KrTSize<int> size = CommonRegion(src, dst, &mPhase);
     if (size.cx == 0) return;
     const KrTRectangle<short> region(0, 0, static_cast<short>(size.cx), static_cast<short>(size.cy));
-    KrTAOI<Sum> sums(mSums, region);
-    if constexpr (std::is_same_v<T, typename Phase::Pixel>)
-        if (IsDirect(src) && IsDirect(dst) && !Overlap(src, dst)) {
-            FillInside(*src, sums, dx, dy, dst);
-            return FillBorder(dst, size, dx, dy, fill);
-        }
-    KrTAOI<typename Phase::Pixel> phase(mPhase, region);
-    CopyPhase(src, &phase);
-    FillInside(phase, sums, dx, dy, dst);
-    FillBorder(dst, size, dx, dy, fill);
+    if (2 * Length(dx) >= size.cx || 2 * Length(dy) >= size.cy) return FillBorder(dst, size, dx, dy, border);
+
+    KrTAOI<P> copy(mPhase, region);
+    const KrTAOI<P>* phase = &copy;
+    if constexpr (std::is_same_v<T, P>)
+        if (IsDirect(src) && (std::is_same_v<D, u8> || (IsDirect(dst) && !Overlap(src, dst)))) phase = src;
+    if (phase == &copy) CopyPhase(src, &copy);
+
+    const auto compute = [&](auto step, auto& buffer) {
+        KrTAOI sums(buffer, region);
+        return ComputeInside<decltype(step)>(*phase, sums, dx, dy, dst, border);
+    };
+    if constexpr (std::is_same_v<P, u8>) {
+        const bool narrow = std::max(Length(dx), Length(dy)) <= kNarrowBaseline;
+        if (!narrow || !compute(i8{}, std::get<0>(mSums))) compute(i16{}, std::get<1>(mSums));
+    } else {
+        compute(P{}, std::get<0>(mSums));
+    }
+    FillBorder(dst, size, dx, dy, border);
 }
 
 namespace {
@@ -232,7 +311,7 @@ public:
     }
 
 private:
-    const SignedSumRow<S> mSignedSum = std::get<SignedSumRow<S>>(GetGradientRows().signedSum);
+    const SignedSumRow<S> mSignedSum = std::get<SignedSumRow<S>>(GetGradientRows().sum);
     KrTSize<int> mSize;
     bool mDirect;
     const KrTAOI<T>* mValues;
@@ -304,18 +383,7 @@ template class KrTGradient<std::uint8_t, KrBufferAOI32Float, KrBufferAOI8>;
 template class KrTGradient<double, KrBufferAOI64Double, KrBufferAOI8>;
 template class KrTGradient<float, KrBufferAOI32Float, KrBufferAOI32Float>;
 
-void KrGradient::Init(const KrTSize<short>& size) {
-    KrTGradient::Init(size);
-    mResult.Resize(size, 1);
-}
-
-void KrGradient::Execute(const KrAOI8* src, int dx, int dy, KrAOI8* dst) {
-    const KrTSize<int> size = CommonRegion(src, dst, &mResult);
-    if (size.cx == 0) return;
-    KrAOI32Float result(mResult, {0, 0, static_cast<short>(size.cx), static_cast<short>(size.cy)});
-    Compute(src, dx, dy, &result, 0.0f);
-    KrLConvertAOI().Execute(&result, dst, KrLConvertAOI::eScannedRange);
-}
+void KrGradient::Execute(const KrAOI8* src, int dx, int dy, KrAOI8* dst) { Compute(src, dx, dy, dst, u8{0}); }
 
 void KrGradientDouble::Execute(const KrAOI64Double* src, int dx, int dy, KrAOI64Double* dst, int infiniteBorder) {
     Compute(src, dx, dy, dst, Fill<double>(infiniteBorder));

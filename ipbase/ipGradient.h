@@ -1,5 +1,7 @@
 #pragma once
 
+#include <tuple>
+
 #include "imagemodel/krbufferaoi.h"
 
 // Gradients of phase images over a baseline: at every pixel the phase difference accumulated over the next |dx| pixels
@@ -49,13 +51,18 @@ protected:
     // Sets the border of the image to `fill`.
     void MaskBoundary(SumAOI* image, int dx, int dy, Sum fill);
 
-    // The gradient of `src` with the given border; over the common region with the buffers.
-    template <class T>
-    void Compute(const KrTAOI<T>* src, int dx, int dy, SumAOI* dst, Sum fill);
+    // The gradient of `src` with the given border, which bytes are stretched with; over the common region with the
+    // buffers.
+    template <class T, class D>
+    void Compute(const KrTAOI<T>* src, int dx, int dy, KrTAOI<D>* dst, D border);
 
 private:
+    // Steps of bytes are summed as integers, in 16 bits unless they turn out too great.
+    using SumBuffers = std::conditional_t<std::is_same_v<PhaseBuffer, KrBufferAOI8>,
+                                          std::tuple<KrBufferAOI16, KrBufferAOI32>, std::tuple<SumBuffer>>;
+
     PhaseBuffer mPhase;  // of sources that cannot be used where they are
-    SumBuffer mSums;     // sums of both directions, of as many rows as are still needed
+    SumBuffers mSums;    // of both directions, of as many rows as are still needed; behind them what is to be stretched
 };
 
 extern template class VORIP_API KrTGradient<std::uint8_t, KrBufferAOI32Float, KrBufferAOI8>;
@@ -66,11 +73,7 @@ extern template class VORIP_API KrTGradient<float, KrBufferAOI32Float, KrBufferA
 // included) giving 0 and its greatest 255: trunc((g - min) * 255 / (max - min)); all 0 when there is only one value.
 class VORIP_API KrGradient : public KrTGradient<std::uint8_t, KrBufferAOI32Float, KrBufferAOI8> {
 public:
-    void Init(const KrTSize<short>& size) override;
     void Execute(const KrAOI8* src, int dx, int dy, KrAOI8* dst);
-
-private:
-    KrBufferAOI32Float mResult;
 };
 
 // Phases 0..255 held as doubles, of which the integer parts count, modulo 256. The border is 0, or +infinity when

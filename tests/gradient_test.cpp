@@ -7,6 +7,7 @@
 #include <cmath>
 #include <limits>
 
+#include "ipbase/rows/ipGradientRows.h"
 #include "tests/support/harness.h"
 
 namespace {
@@ -157,6 +158,53 @@ TYPED_TEST(Gradient, IsThatOfTheDefinitionForAllSignsSizesAndLayouts) {
                                          layouts[count++ % 5]);
             Check<TypeParam>(src, std::numeric_limits<int>::min(), 1, 1, Layout::eSeparate);
         }
+    });
+}
+
+// The greatest sums: of steps of 127 up to the middle and of -128 from there on, or of these in turns in the lines
+// along the greater side.
+TYPED_TEST(Gradient, HoldsTheGreatestSums) {
+    using T = typename TypeParam::Pixel;
+    const auto check = [](Plane<T>& src, auto value) {
+        for (int i = 0; i < src.w * src.h; ++i)
+            src(i % src.w, i / src.w) = static_cast<T>(value(i % src.w, i / src.w) % 256);
+        for (int dx : {0, 1, 58, -72, 252, -253, 490})
+            for (int dy : {0, 1, 61, -70, -252, 490})
+                if (2 * std::abs(dx) < src.w && 2 * std::abs(dy) < src.h)
+                    Check<TypeParam>(src, dx, dy, 0, Layout::eInPlace);
+    };
+    test::ForEachTarget([&](std::int64_t) {
+        for (const auto& [w, h] : {std::pair<int, int>{1010, 3}, {3, 1010}, {150, 170}}) {
+            Plane<T> src{w, h};
+            const auto bend = [](int i, int length) { return 127 * i + std::max(i - length / 2, 0); };
+            check(src, [&, w = w, h = h](int x, int y) { return bend(x, w) + bend(y, h); });
+            check(src, [&, w = w, h = h](int x, int y) { return w > h ? x * (127 + y % 2) : y * (127 + x % 2); });
+        }
+    });
+}
+
+// At the least value of every grey level and the one below it.
+template <class S>
+void CheckStretch(S least, int step, std::int64_t last) {
+    const auto row = std::get<rows::ConstantRow<rows::u8, S, rows::Stretched<S>>>(rows::GetGradientRows().stretch);
+    for (std::int64_t range = 1; range <= last; range += step) {
+        std::vector<S> values;
+        std::vector<rows::u8> expected, found(2 * 255);
+        for (std::int64_t level = 1; level <= 255; ++level)
+            for (std::int64_t v = (level * range + 254) / 255, end = v - 2; v > end; --v) {
+                values.push_back(static_cast<S>(least + v));
+                expected.push_back(static_cast<rows::u8>(static_cast<double>(v) * 255.0 / static_cast<double>(range)));
+            }
+        const rows::Extremes<S> extremes{least, static_cast<S>(least + range)};
+        row(found.data(), values.data(), rows::Stretched<S>(extremes), found.size());
+        ASSERT_EQ(found, expected) << range;
+    }
+}
+
+TEST(GradientStretch, IsTheTruncatedQuotientForAllRanges) {
+    test::ForEachTarget([&](std::int64_t) {
+        CheckStretch<rows::u16>(1000, 7, 63480);
+        CheckStretch<rows::i32>(-2000, 4099, 510 * 32766);
     });
 }
 
