@@ -197,8 +197,9 @@ struct StretchOp {
     template <class D>
     static HWY_INLINE D Do(i32 a, Stretched<i32> s) {
         const i32 v = a - s.least, quotient = static_cast<i32>(static_cast<float>(v) * s.factor);
-        const unsigned rest = static_cast<unsigned>(v) * 255U - static_cast<unsigned>(quotient * s.range);
-        return static_cast<D>(quotient + (rest >= static_cast<unsigned>(s.range) ? 1 : 0));
+        const auto range = static_cast<unsigned>(s.range);
+        const unsigned rest = static_cast<unsigned>(v) * 255U - static_cast<unsigned>(quotient) * range;
+        return static_cast<D>(quotient + (rest >= range ? 1 : 0));
     }
 };
 
