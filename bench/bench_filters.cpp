@@ -140,8 +140,8 @@ void Add(std::vector<Case>& cases, const char* name, const char* theirs, Arithme
              const auto run = [&](auto view) {
                  using AOI = decltype(view);
                  using T = typename AOI::Pixel;
-                 const AOI from(area, reinterpret_cast<T*>(a.data), static_cast<std::int32_t>(a.step[0]));
-                 AOI into(area, reinterpret_cast<T*>(dst.data), static_cast<std::int32_t>(dst.step[0]));
+                 const AOI from(area, reinterpret_cast<T*>(a.data), static_cast<std::uint32_t>(a.step[0]));
+                 AOI into(area, reinterpret_cast<T*>(dst.data), static_cast<std::uint32_t>(dst.step[0]));
                  plain(&from, nullptr, &into);
              };
              if (a.depth() == CV_8U) return run(KrAOI8());

@@ -27,10 +27,11 @@ HWY_INLINE void WithKnownStep(int step, Loop loop) {
 template <class S, class T>
 HWY_ATTR void BlockSumLoop(S* sums, const T* src, int width, std::size_t count) {
     WithKnownStep(width, [=](auto step) HWY_ATTR {
+        const auto n = static_cast<std::size_t>(step);
         VORIP_INDEPENDENT_LOOP
         for (std::size_t i = 0; i < count; ++i) {
             S sum = sums[i];
-            for (int k = 0; k < step; ++k) sum += static_cast<S>(src[i * static_cast<std::size_t>(step) + k]);
+            for (std::size_t k = 0; k < n; ++k) sum += static_cast<S>(src[i * n + k]);
             sums[i] = sum;
         }
     });

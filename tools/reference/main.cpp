@@ -20,7 +20,7 @@ std::string Types(std::uint32_t key) {
     static const std::map<std::uint32_t, const char*> names = {
         {KrN::eDev8, "8"}, {KrN::eDev16, "16"}, {KrN::eDev32, "32"}, {KrN::eDev32Float, "F"}, {KrN::eDev64Double, "D"}};
     std::string text;
-    for (; key != 0; key >>= 4) text = std::string(names.at(key & 15)) + (text.empty() ? "" : " ") + text;
+    for (; key != 0; key >>= 4) text.insert(0, std::string(names.at(key & 15)) + (text.empty() ? "" : " "));
     return text;
 }
 
