@@ -119,7 +119,7 @@ cv::Mat Disc(int radius) {
 }  // namespace
 
 cv::Mat FindMaterialBorders(const cv::Mat& mean, const cv::Mat& modulation, const cv::Mat& usable, double ratio) {
-    const cv::Mat none(usable.size(), CV_8U, cv::Scalar(0));
+    cv::Mat none(usable.size(), CV_8U, cv::Scalar(0));
     if (cv::countNonZero(usable) == 0) return none;
     const cv::Mat contrast = LogContrast(mean, modulation, usable);
     const Split split = FindSplit(Histogram(contrast, usable));

@@ -40,6 +40,7 @@ std::string Summary(const UnwrapResult& result, const ComponentTable& components
     entries.emplace_back("component_count", std::to_string(components.pixels.size()));
     entries.emplace_back("components", ComponentList(components.pixels));
     std::vector<std::string> lines;
+    lines.reserve(entries.size());
     for (const auto& [key, value] : entries) lines.push_back("  " + JsonText(key) + ": " + value);
     return "{\n" + Join(lines, ",\n") + "\n}\n";
 }
