@@ -84,11 +84,6 @@ void AlongRow<T>::RunMean(T* out, std::vector<S>& prefix) {
 template <class T>
 void AlongRow<T>::Run(const T* row, T* out) {
     PadLine(row, mWidth, mWindow.left, PaddingOf(mWindow) - mWindow.left, mPadded.data());
-    RunPadded(out);
-}
-
-template <class T>
-void AlongRow<T>::RunPadded(T* out) {
     switch (mPath) {
         case WindowPath::eDoubled: return RunDoubled(out);
         case WindowPath::eNarrow:

@@ -71,9 +71,6 @@ public:
     AlongRow(const LineWindow& window, std::size_t width);
     // `out` may be the row.
     void Run(const T* row, T* out);
-    // The row, with what the window needs beyond both ends, for those who fill it themselves.
-    T* Padded() { return mPadded.data(); }
-    void RunPadded(T* out);
 
 private:
     void RunDoubled(T* out);

@@ -49,7 +49,8 @@ void PointBlock(const BlockWindow& window, std::size_t y, std::size_t height, Ro
 template <class T>
 KrTBuf2D<T> ReadAll(Extent size, RowReader<T>& reader) {
     KrTBuf2D<T> image(size.width, size.height);
-    for (std::size_t y = 0; y < size.height; ++y) std::copy_n(reader.Row(y), size.width, image.Row(y));
+    RowWriter<T> writer(image);
+    Copy(size, reader, writer);
     return image;
 }
 

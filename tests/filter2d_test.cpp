@@ -226,7 +226,6 @@ TEST(ImageFilters, MeansOfAnySizeAreExact) {
 
 // Edges whose fill spans words of bits, at widths around multiples of what is computed at once.
 TEST(ImageFilters, BinaryEdgesOfLongRows) {
-    Random random(12);
     for (const Kind kind : {eBinaryMin, eBinaryMax})
         for (const int width : {511, 512, 513, 1100})
             for (const std::uint32_t taps : {3u, 11u, 13u, 131u, 300u}) {

@@ -13,11 +13,6 @@ HWY_BEFORE_NAMESPACE();
 namespace KrN::rows::HWY_NAMESPACE {
 namespace {  // the same short names stand in other files of this folder
 
-namespace hn = hwy::HWY_NAMESPACE;
-
-#undef VORIP_VECTORS
-#define VORIP_VECTORS (HWY_TARGET != HWY_SCALAR && !HWY_HAVE_SCALABLE)
-
 #if VORIP_VECTORS
 template <class V>
 HWY_INLINE HWY_ATTR auto AtLeast(V a, V b) {

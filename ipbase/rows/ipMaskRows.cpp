@@ -14,6 +14,13 @@ HWY_BEFORE_NAMESPACE();
 namespace KrN::rows::HWY_NAMESPACE {
 namespace {  // the same short names stand in other files of this folder
 
+// Not part of its caller's loop over the taps: compilers would exchange the two, and run along the taps of each pixel.
+template <class Total>
+HWY_NOINLINE HWY_ATTR void AddWhereValid(Total* totals, const u8* valid, i32 weight, std::size_t count) {
+    VORIP_INDEPENDENT_LOOP
+    for (std::size_t i = 0; i < count; ++i) totals[i] += valid[i] ? weight : 0;
+}
+
 template <class Total, class T>
 HWY_ATTR void DoubleLoop(T* dst, const T* const* taps, const u8* const* valid, const i32* weights, std::size_t tapCount,
                          bool atLeastOne, std::size_t count) {
@@ -21,19 +28,8 @@ HWY_ATTR void DoubleLoop(T* dst, const T* const* taps, const u8* const* valid, c
         const std::size_t n = std::min(kBlock, count - start);
         double sums[kBlock] = {};
         Total totals[kBlock] = {};
-        std::size_t first = 0;
-#if VORIP_VECTORS
-        if constexpr (std::is_same_v<T, float> || std::is_same_v<T, i32>)
-            first = SumVectors(sums, taps, start, weights, tapCount, n);
-#endif
-        for (std::size_t k = 0; k < tapCount; ++k) {
-            const T* tap = taps[k] + start;
-            const u8* one = valid[k] + start;
-            const i32 weight = weights[k];
-            for (std::size_t i = first; i < n; ++i) sums[i] += Product(tap[i], weight);
-            VORIP_INDEPENDENT_LOOP
-            for (std::size_t i = 0; i < n; ++i) totals[i] += one[i] ? weight : 0;
-        }
+        SumBlock(sums, taps, start, weights, tapCount, n);
+        for (std::size_t k = 0; k < tapCount; ++k) AddWhereValid(totals, valid[k] + start, weights[k], n);
         for (std::size_t i = 0; i < n; ++i) {
             const double total = atLeastOne && totals[i] < 1 ? 1.0 : totals[i];
             sums[i] = total != 0.0 ? sums[i] / total : 0.0;
@@ -44,19 +40,13 @@ HWY_ATTR void DoubleLoop(T* dst, const T* const* taps, const u8* const* valid, c
 
 #if VORIP_VECTORS
 
-// The weights of a window and how the quotients of its sums may be rounded.
-struct Weights {
+struct Weights : WeightTotals {
     const i32* at;
     std::size_t count;
-    std::int64_t sum = 0, magnitude = 0;
-    bool ones = true;
 
-    Weights(const i32* weights, std::size_t taps) : at(weights), count(taps) {
-        for (std::size_t k = 0; k < count; ++k) {
-            sum += at[k];
-            magnitude += std::abs(std::int64_t{at[k]});
-            ones = ones && at[k] == 1;
-        }
+    Weights(const i32* weights, std::size_t taps) : WeightTotals(weights, taps), at(weights), count(taps) {}
+    bool AreOnes() const {
+        return std::all_of(at, at + count, [](i32 weight) { return weight == 1; });
     }
 };
 
@@ -215,8 +205,8 @@ HWY_ATTR bool IntegerLoop(T* dst, const T* const* taps, const u8* const* valid, 
     if constexpr (sizeof(T) == 1)
         if (weights.sum == weights.magnitude && weights.sum <= 256) {
             const bool few = weights.sum <= 16;
-            const auto run = weights.ones ? (few ? &NarrowLoop<true, true> : &NarrowLoop<true, false>)
-                                          : (few ? &NarrowLoop<false, true> : &NarrowLoop<false, false>);
+            const auto run = weights.AreOnes() ? (few ? &NarrowLoop<true, true> : &NarrowLoop<true, false>)
+                                               : (few ? &NarrowLoop<false, true> : &NarrowLoop<false, false>);
             if (run(dst, taps, valid, weights, count)) return true;
         }
     if (weights.magnitude >= 32767) return false;
@@ -233,9 +223,7 @@ HWY_ATTR void WeightedLoop(T* dst, const T* const* taps, const u8* const* valid,
     if constexpr (sizeof(T) < 4)
         if (IntegerLoop(dst, taps, valid, Weights(weights, tapCount), atLeastOne, count)) return;
 #endif
-    std::int64_t magnitude = 0;
-    for (std::size_t k = 0; k < tapCount; ++k) magnitude += std::abs(std::int64_t{weights[k]});
-    const bool fits = magnitude <= std::numeric_limits<i32>::max();
+    const bool fits = WeightTotals(weights, tapCount).magnitude <= std::numeric_limits<i32>::max();
     (fits ? DoubleLoop<i32, T> : DoubleLoop<double, T>)(dst, taps, valid, weights, tapCount, atLeastOne, count);
 }
 

@@ -14,11 +14,6 @@ HWY_BEFORE_NAMESPACE();
 namespace KrN::rows::HWY_NAMESPACE {
 namespace {  // the same short names stand in other files of this folder
 
-namespace hn = hwy::HWY_NAMESPACE;
-
-#undef VORIP_VECTORS
-#define VORIP_VECTORS (HWY_TARGET != HWY_SCALAR && !HWY_HAVE_SCALABLE)
-
 // One sample, or a vector of them. What comes out for NaN is one of the samples.
 template <class T>
 struct One {

@@ -22,8 +22,14 @@
 #    endif
 #  endif
 
+// Without vectors of a known size the plain loops do everything.
+#  undef VORIP_VECTORS
+#  define VORIP_VECTORS (HWY_TARGET != HWY_SCALAR && !HWY_HAVE_SCALABLE)
+
 HWY_BEFORE_NAMESPACE();
 namespace KrN::rows::HWY_NAMESPACE {
+
+namespace hn = hwy::HWY_NAMESPACE;
 
 template <class Op, class D, class A, class B>
 HWY_ATTR void PairLoop(D* dst, const A* a, const B* b, std::size_t count) {

@@ -10,14 +10,19 @@
 
 #  include "ipbase/rows/ipRound-inl.h"
 
-// Without vectors of a known size the plain loops do everything.
-#  undef VORIP_VECTORS
-#  define VORIP_VECTORS (HWY_TARGET != HWY_SCALAR && !HWY_HAVE_SCALABLE)
-
 HWY_BEFORE_NAMESPACE();
 namespace KrN::rows::HWY_NAMESPACE {
 
-namespace hn = hwy::HWY_NAMESPACE;
+struct WeightTotals {
+    std::int64_t sum = 0, magnitude = 0;
+
+    WeightTotals(const i32* weights, std::size_t count) {
+        for (std::size_t k = 0; k < count; ++k) {
+            sum += weights[k];
+            magnitude += std::abs(std::int64_t{weights[k]});
+        }
+    }
+};
 
 template <class T>
 HWY_INLINE double Product(T pixel, i32 weight) {
@@ -71,6 +76,26 @@ HWY_ATTR std::size_t SumVectors(double* sums, const T* const* taps, std::size_t 
     }
     return i;
 }
+
+#  endif
+
+// Adds the products of samples and weights to the sums of a block, tap after tap.
+template <class T>
+HWY_ATTR void SumBlock(double* sums, const T* const* taps, std::size_t start, const i32* weights, std::size_t tapCount,
+                       std::size_t count) {
+    std::size_t first = 0;
+#  if VORIP_VECTORS
+    if constexpr (std::is_same_v<T, float> || std::is_same_v<T, i32>)
+        first = SumVectors(sums, taps, start, weights, tapCount, count);
+#  endif
+    for (std::size_t k = 0; k < tapCount; ++k) {
+        const T* tap = taps[k] + start;
+        const i32 weight = weights[k];
+        for (std::size_t i = first; i < count; ++i) sums[i] += Product(tap[i], weight);
+    }
+}
+
+#  if VORIP_VECTORS
 
 // Runs `vectors(i)` for every start of `step` pixels. The last ones begin before the end of the previous ones, which
 // gives the same pixels a second time. False when the row is shorter than one step.

@@ -101,16 +101,7 @@ HWY_ATTR void DoubleLoop(T* dst, const T* const* taps, const i32* weights, std::
     for (std::size_t start = 0; start < count; start += kBlock) {
         const std::size_t n = std::min(kBlock, count - start);
         double sums[kBlock] = {};
-        std::size_t first = 0;
-#if VORIP_VECTORS
-        if constexpr (std::is_same_v<T, float> || std::is_same_v<T, i32>)
-            first = SumVectors(sums, taps, start, weights, tapCount, n);
-#endif
-        for (std::size_t k = 0; k < tapCount; ++k) {
-            const T* tap = taps[k] + start;
-            const i32 weight = weights[k];
-            for (std::size_t i = first; i < n; ++i) sums[i] += Product(tap[i], weight);
-        }
+        SumBlock(sums, taps, start, weights, tapCount, n);
         for (std::size_t i = 0; i < n; ++i) sums[i] *= scale;
         RoundBlock(dst + start, sums, n);
     }
@@ -119,20 +110,16 @@ HWY_ATTR void DoubleLoop(T* dst, const T* const* taps, const i32* weights, std::
 #if VORIP_VECTORS
 
 // What decides how a weighted sum of 8- or 16-bit samples is computed.
-struct Weights {
+struct Weights : WeightTotals {
     const i32* at;
     std::size_t count;
     const Rounding& rounding;
-    std::int64_t sum = 0, magnitude = 0;
     int shift = -1;  // of a scale of 2^-shift
     bool symmetric = true;
 
-    Weights(const i32* weights, std::size_t taps, const Rounding& rule) : at(weights), count(taps), rounding(rule) {
-        for (std::size_t k = 0; k < count; ++k) {
-            sum += at[k];
-            magnitude += std::abs(std::int64_t{at[k]});
-            symmetric = symmetric && at[k] == at[count - 1 - k];
-        }
+    Weights(const i32* weights, std::size_t taps, const Rounding& rule)
+        : WeightTotals(weights, taps), at(weights), count(taps), rounding(rule) {
+        for (std::size_t k = 0; k < count / 2; ++k) symmetric = symmetric && at[k] == at[count - 1 - k];
         int exponent = 0;
         constexpr int most = 18;  // beyond, the half that rounds does not fit beside the largest sum
         if (std::frexp(rounding.scale, &exponent) == 0.5 && exponent <= 1 && exponent > -most) shift = 1 - exponent;
