@@ -7,7 +7,7 @@ if(have_library)
         cmake_path(GET source STEM name)
         add_executable(${name} ${source} ${bench_support})
         set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY "${PROJECT_BINARY_DIR}/bench")
-        target_link_libraries(${name} PRIVATE voripbase_options voripbase::voripbase benchmark::benchmark
+        target_link_libraries(${name} PRIVATE voripbase_options voripbase::measure benchmark::benchmark
             voripbase::opencv_core voripbase::opencv_imgproc)
     endforeach()
 endif()

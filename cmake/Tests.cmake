@@ -1,11 +1,11 @@
 # One program for all GoogleTest files, linked with the library's objects, and the small user's project.
-file(GLOB test_sources CONFIGURE_DEPENDS tests/*.cpp tests/support/*.cpp)
+file(GLOB test_sources CONFIGURE_DEPENDS tests/*.cpp tests/*/*.cpp)
 if(have_library AND test_sources)
     voripbase_find_opencv(imgcodecs)
     find_package(GTest CONFIG REQUIRED)
     add_executable(voripbase_tests ${test_sources})
     target_link_libraries(voripbase_tests
-        PRIVATE voripbase_objects voripbase::opencv_imgcodecs GTest::gtest GTest::gtest_main)
+        PRIVATE voripbase_objects voripmeasure_objects voripbase::opencv_imgcodecs GTest::gtest GTest::gtest_main)
     if(TARGET vorip)
         target_compile_definitions(voripbase_tests PRIVATE "VORIP_PROGRAM=\"$<TARGET_FILE:vorip>\"")
         add_dependencies(voripbase_tests vorip)

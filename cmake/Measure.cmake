@@ -1,0 +1,25 @@
+# The second library: from camera frames to a surface, for people who measure. Public headers stand at the top of
+# measure/, sources and private headers in its rooms.
+file(GLOB measure_sources CONFIGURE_DEPENDS measure/*/*.cpp)
+file(GLOB measure_headers CONFIGURE_DEPENDS measure/*.h)
+find_package(nlohmann_json REQUIRED)
+
+# As with the first library, the tests link the objects and thereby reach internals.
+add_library(voripmeasure_objects OBJECT ${measure_sources})
+set_target_properties(voripmeasure_objects PROPERTIES
+    POSITION_INDEPENDENT_CODE ON CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)
+target_compile_definitions(voripmeasure_objects PUBLIC MEASURE_EXPORTS)
+target_link_libraries(voripmeasure_objects PUBLIC voripbase_options voripbase::opencv_core voripbase::opencv_imgproc
+    nlohmann_json::nlohmann_json)
+
+add_library(voripmeasure SHARED $<TARGET_OBJECTS:voripmeasure_objects>)
+add_library(voripbase::measure ALIAS voripmeasure)
+set_target_properties(voripmeasure PROPERTIES
+    LINKER_LANGUAGE CXX EXPORT_NAME measure VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR}
+    INSTALL_RPATH "$ORIGIN")
+target_link_libraries(voripmeasure PUBLIC voripbase::voripbase voripbase::opencv_core
+    PRIVATE voripbase::opencv_imgproc)
+
+install(TARGETS voripmeasure EXPORT voripbaseTargets)
+install(FILES cmake/OpenCVModules.cmake DESTINATION "${package_dir}")
+install(FILES ${measure_headers} DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/voripbase/measure")
