@@ -1,0 +1,81 @@
+#pragma once
+
+#include <opencv2/core.hpp>
+#include <vector>
+
+#include "measure/export.h"
+#include "measure/progress.h"
+
+namespace measure {
+
+// One set of shifted fringes: frame k shows I_k = A + B cos(phase + shifts[k]).
+struct FringeSet {
+    std::vector<cv::Mat> frames;  // three or more of one size and one type: CV_8UC1, CV_16UC1 or CV_32FC1
+    std::vector<double> shifts;   // radians, one per frame
+};
+
+// N equally spaced shifts over one period, in radians: 2 pi k / N.
+MEASURE_API std::vector<double> EqualShifts(int count);
+
+// What makes a pixel usable. All but fullScale are shares of full scale.
+struct FringeLimits {
+    double fullScale = 0;          // grey level of full scale; 0: 255 or 65535 by the type of the frames
+    double minModulation = 0.016;  // least B of 3 x 3 pixels together; one pixel may have half of it
+    double minMean = 0.015;        // least A
+    double saturation = 0.995;     // no frame may reach this; above 1: no frame is saturated
+};
+
+// The least-squares fit of A + B cos(phase + shift) to every pixel of a set. All images have the frames' size; where a
+// frame is not finite the floats are NaN.
+struct FringePhase {
+    cv::Mat1f phase;       // radians, -pi to pi
+    cv::Mat1f mean;        // A, grey levels
+    cv::Mat1f modulation;  // B, grey levels
+    cv::Mat1f residual;    // root mean square of I_k - fit over the frames, grey levels; empty for three frames
+    cv::Mat1b saturated;   // 255 where a frame reaches the limit of saturation, else 0
+    cv::Mat1b usable;      // 255 where the phase can be worked with, else 0: see SolveFringes
+    std::vector<double> shifts;
+    double fullScale = 0;  // grey levels
+};
+
+// Fits A, B and the phase by least squares and finds the usable pixels: not saturated, mean and modulation within the
+// limits. The modulation counts as that of the mean phasor (B e^(i phase)) of 3 x 3 pixels, beyond the image's edge its
+// outermost pixels again: noise cancels in it, and so do pixels that have phases of their own, as at the edge of an
+// object. Throws InputError when frames, shifts or limits are not as described above, when float frames come without a
+// full scale, and when the shifts do not determine the phase (three must differ clearly, modulo a period).
+MEASURE_API FringePhase SolveFringes(const FringeSet& set, const FringeLimits& limits = {},
+                                     const Progress& progress = {});
+
+// The periodic deviation of the phase that fringes which are no sines leave, as projectors with gamma make them:
+// truth = phase + sum over i of (sines[i] sin(harmonics[i] phase) + cosines[i] cos(harmonics[i] phase)).
+struct Ripple {
+    bool known = false;           // false: too few periods in view to tell; nothing is corrected
+    double periodsInView = 0;     // across rows and columns together
+    double amplitude = 0;         // radians, of the strongest harmonic
+    std::vector<int> harmonics;   // of the phase: N and 2 N for N equal steps over a period, else 1 to 8
+    std::vector<double> sines;    // radians
+    std::vector<double> cosines;  // radians
+
+    // Whether the correction does more good than harm.
+    bool IsWorthCorrecting() const { return known && amplitude >= kLeastAmplitude; }
+
+    static constexpr double kLeastAmplitude = 0.02;  // radians
+    static constexpr double kLeastPeriodsInView = 8;
+};
+
+// Estimates the ripple from the distribution of the phase over the usable pixels, which is even without ripple as soon
+// as enough periods are in view (after Pan, Kemao, Huang and Asundi, "Phase error analysis and compensation for
+// nonsinusoidal waveforms in phase-shifting digital fringe projection profilometry", Opt. Lett. 34, 416 (2009), and
+// Xing and Guo, "Correction of projector nonlinearity in multi-frequency phase-shifting fringe projection
+// profilometry", Opt. Express 26, 16277 (2018)). With fewer than kLeastPeriodsInView periods in view it is not known.
+// Sets with the same shifts have the same ripple: what one set tells may correct another one.
+MEASURE_API Ripple EstimateRipple(const FringePhase& phase, const Progress& progress = {});
+
+// Adds the correction to phase.phase, everywhere, and wraps it again. Does nothing when the ripple is not worth
+// correcting. The ripple of another set must come from the same shifts: throws InputError otherwise.
+MEASURE_API void CorrectRipple(FringePhase& phase, const Ripple& ripple, const Progress& progress = {});
+
+// The fringe contrast c = min(1, B / (A + 1)), A and B as means over 3 x 3 pixels, NaN where A or B is.
+MEASURE_API cv::Mat1f FringeContrast(const FringePhase& phase);
+
+}  // namespace measure

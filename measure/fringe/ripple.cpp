@@ -1,0 +1,182 @@
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <mutex>
+
+#include "measure/fringe.h"
+#include "measure/fringe/phaserows.h"
+#include "measure/fringe/rowbands.h"
+
+namespace measure {
+namespace {
+
+// A shift as a share of a period, 0 to 1.
+double ShareOf(double shift) {
+    const double periods = shift / (2 * CV_PI);
+    return periods - std::floor(periods);
+}
+
+bool SameShare(double a, double b) {
+    const double distance = std::abs(a - b);
+    return std::min(distance, 1 - distance) < 1e-3;
+}
+
+// The number of different shifts when these divide a period equally and each occurs as often as the others, as in 0,
+// 120, 240 or -90, 0, 90, 180, 270, 360 + ... degrees; else 0.
+int EqualSteps(const std::vector<double>& shifts) {
+    std::vector<double> different;
+    std::vector<int> counts;
+    for (const double shift : shifts) {
+        const double share = ShareOf(shift);
+        std::size_t i = 0;
+        while (i < different.size() && !SameShare(different[i], share)) ++i;
+        if (i == different.size()) {
+            different.push_back(share);
+            counts.push_back(0);
+        }
+        ++counts[i];
+    }
+    const auto steps = static_cast<int>(different.size());
+    for (const int count : counts) {
+        if (count != counts.front()) return 0;
+    }
+    for (const double share : different) {
+        const double place = (share - different.front()) * steps;
+        if (std::abs(place - std::round(place)) > 1e-3 * steps) return 0;
+    }
+    return steps;
+}
+
+std::vector<int> HarmonicsOf(const std::vector<double>& shifts) {
+    const int steps = EqualSteps(shifts);
+    return steps > 0 ? std::vector<int>{steps, 2 * steps} : std::vector<int>{1, 2, 3, 4, 5, 6, 7, 8};
+}
+
+constexpr auto kPi = static_cast<float>(CV_PI);
+
+float Wrap(float angle) { return angle - 2 * kPi * std::nearbyint(angle / (2 * kPi)); }
+
+// The change of the phase along a line of pixels, in periods, as far as neighbours are usable.
+class LineCount {
+public:
+    void Add(float phase, bool usable) {
+        if (usable && mUsable) mSum += static_cast<double>(Wrap(phase - mPhase));
+        mPhase = phase;
+        mUsable = usable;
+    }
+    double Periods() const { return std::abs(mSum) / (2 * CV_PI); }
+
+private:
+    double mSum = 0;
+    float mPhase = 0;
+    bool mUsable = false;
+};
+
+// What nine of ten lines stay below.
+double HighOf(const std::vector<LineCount>& lines) {
+    std::vector<double> periods;
+    periods.reserve(lines.size());
+    for (const LineCount& line : lines) periods.push_back(line.Periods());
+    const auto place = periods.begin() + static_cast<std::ptrdiff_t>(periods.size() * 9 / 10);
+    std::nth_element(periods.begin(), place, periods.end());
+    return *place;
+}
+
+double CountPeriodsInView(const FringePhase& set) {
+    constexpr int kLines = 64;
+    const int rows = std::min(kLines, set.phase.rows), cols = std::min(kLines, set.phase.cols);
+    const auto place = [](int line, int lines, int size) { return (2 * line + 1) * size / (2 * lines); };
+    std::vector<LineCount> across(static_cast<std::size_t>(rows)), down(static_cast<std::size_t>(cols));
+    for (int i = 0; i < rows; ++i) {
+        const int y = place(i, rows, set.phase.rows);
+        LineCount& line = across[static_cast<std::size_t>(i)];
+        for (int x = 0; x < set.phase.cols; ++x) line.Add(set.phase(y, x), set.usable(y, x) != 0);
+    }
+    for (int y = 0; y < set.phase.rows; ++y) {
+        for (int i = 0; i < cols; ++i) {
+            const int x = place(i, cols, set.phase.cols);
+            down[static_cast<std::size_t>(i)].Add(set.phase(y, x), set.usable(y, x) != 0);
+        }
+    }
+    return HighOf(across) + HighOf(down);
+}
+
+// How often the phase falls into each of equal parts of a period; the last entry takes what is not usable.
+constexpr int kBins = 1024;
+using Distribution = std::array<std::uint32_t, kBins + 1>;
+
+Distribution DistributePhase(const FringePhase& set, const Progress& progress) {
+    Distribution sum{};
+    std::mutex adding;
+    ForRowBands(set.phase.size(), progress, "estimating the ripple", [&](const cv::Range& range) {
+        Distribution even{}, odd{};  // two, for equal neighbours would wait for one another
+        for (int y = range.start; y < range.end; ++y) {
+            const float* const phase = set.phase[y];
+            const std::uint8_t* const usable = set.usable[y];
+            const auto bin = [&](int x) {
+                const float place = phase[x] * (kBins / (2 * kPi)) + kBins / 2.0F;
+                return usable[x] ? static_cast<std::size_t>(std::clamp(place, 0.0F, kBins - 1.0F)) : std::size_t{kBins};
+            };
+            int x = 0;
+            for (; x + 1 < set.phase.cols; x += 2) {
+                ++even[bin(x)];
+                ++odd[bin(x + 1)];
+            }
+            if (x < set.phase.cols) ++even[bin(x)];
+        }
+        const std::lock_guard<std::mutex> lock(adding);
+        for (std::size_t i = 0; i < sum.size(); ++i) sum[i] += even[i] + odd[i];
+    });
+    return sum;
+}
+
+}  // namespace
+
+Ripple EstimateRipple(const FringePhase& phase, const Progress& progress) {
+    Ripple ripple;
+    ripple.periodsInView = CountPeriodsInView(phase);
+    ripple.harmonics = HarmonicsOf(phase.shifts);
+    ripple.sines.assign(ripple.harmonics.size(), 0.0);
+    ripple.cosines.assign(ripple.harmonics.size(), 0.0);
+    if (ripple.periodsInView < Ripple::kLeastPeriodsInView) return ripple;
+    const Distribution distribution = DistributePhase(phase, progress);
+    double count = 0;
+    for (std::size_t i = 0; i < kBins; ++i) count += distribution[i];
+    for (std::size_t h = 0; h < ripple.harmonics.size(); ++h) {
+        const int harmonic = ripple.harmonics[h];
+        double cosine = 0, sine = 0;
+        for (int i = 0; i < kBins; ++i) {
+            const double angle = harmonic * (2 * CV_PI * (i + 0.5) / kBins - CV_PI);
+            cosine += distribution[static_cast<std::size_t>(i)] * std::cos(angle);
+            sine += distribution[static_cast<std::size_t>(i)] * std::sin(angle);
+        }
+        ripple.sines[h] = 2 * cosine / (count * harmonic);
+        ripple.cosines[h] = -2 * sine / (count * harmonic);
+        ripple.amplitude = std::max(ripple.amplitude, std::hypot(ripple.sines[h], ripple.cosines[h]));
+    }
+    ripple.known = true;
+    return ripple;
+}
+
+void CorrectRipple(FringePhase& phase, const Ripple& ripple, const Progress& progress) {
+    if (!ripple.IsWorthCorrecting()) return;
+    if (ripple.harmonics != HarmonicsOf(phase.shifts))
+        throw InputError("the ripple was estimated on fringes with other phase shifts");
+    rows::PeriodTable table;
+    for (std::size_t i = 0; i < table.size(); ++i) {
+        const double angle = 2 * CV_PI * static_cast<double>(i) / rows::kPeriodSteps - CV_PI;
+        double correction = 0;
+        for (std::size_t h = 0; h < ripple.harmonics.size(); ++h) {
+            const double multiple = angle * ripple.harmonics[h];
+            correction += ripple.sines[h] * std::sin(multiple) + ripple.cosines[h] * std::cos(multiple);
+        }
+        table[i] = static_cast<float>(correction);
+    }
+    ForRowBands(phase.phase.size(), progress, "correcting the ripple", [&](const cv::Range& range) {
+        for (int y = range.start; y < range.end; ++y) {
+            rows::AddPeriodic(table, phase.phase[y], static_cast<std::size_t>(phase.phase.cols));
+        }
+    });
+}
+
+}  // namespace measure

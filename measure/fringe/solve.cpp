@@ -1,0 +1,182 @@
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstdint>
+
+#include "measure/fringe.h"
+#include "measure/fringe/phaserows.h"
+#include "measure/fringe/rowbands.h"
+
+namespace measure {
+namespace {
+
+std::vector<rows::Weights> SolveWeights(const std::vector<double>& shifts) {
+    const auto count = static_cast<double>(shifts.size());
+    cv::Matx33d normal = cv::Matx33d::zeros();
+    std::vector<cv::Vec3d> designs;
+    for (const double shift : shifts) {
+        if (!std::isfinite(shift)) throw InputError("a phase shift is not a finite number");
+        const cv::Vec3d design(1.0, std::cos(shift), -std::sin(shift));
+        normal += (design * design.t()) * (1.0 / count);
+        designs.push_back(design);
+    }
+    cv::Vec3d eigenvalues;
+    cv::eigen(normal, eigenvalues);
+    if (!(eigenvalues[2] > 1e-6)) {
+        throw InputError(
+            "these shifts do not determine the phase: at least three must differ clearly, modulo 360 degrees");
+    }
+    const cv::Matx33d inverse = normal.inv(cv::DECOMP_CHOLESKY);
+    std::vector<rows::Weights> weights;
+    for (const cv::Vec3d& design : designs) {
+        const cv::Vec3d w = inverse * design * (1.0 / count);
+        weights.push_back({static_cast<float>(w[0]), static_cast<float>(w[1]), static_cast<float>(w[2])});
+    }
+    return weights;
+}
+
+void Check(const FringeSet& set) {
+    const std::size_t count = set.frames.size();
+    if (count < 3) throw InputError(cv::format("at least three fringe pictures are needed, %zu given", count));
+    if (set.shifts.size() != count)
+        throw InputError(cv::format("%zu phase shifts are given for %zu frames", set.shifts.size(), count));
+    const cv::Mat& first = set.frames.front();
+    for (const cv::Mat& frame : set.frames) {
+        if (frame.empty()) throw InputError("a fringe picture is empty");
+        if (frame.size() != first.size()) throw InputError("the fringe pictures differ in size");
+        if (frame.type() != first.type()) throw InputError("the fringe pictures differ in pixel type");
+    }
+    if (first.type() != CV_8UC1 && first.type() != CV_16UC1 && first.type() != CV_32FC1)
+        throw InputError("fringe pictures have one channel of 8 bits, 16 bits or floats");
+}
+
+double FullScale(const FringeLimits& limits, int depth) {
+    for (const double share : {limits.fullScale, limits.minModulation, limits.minMean, limits.saturation}) {
+        if (!(share >= 0 && std::isfinite(share))) throw InputError("a limit for fringe pictures is below 0");
+    }
+    if (limits.fullScale > 0) return limits.fullScale;
+    if (depth == CV_32F)
+        throw InputError("float pictures need to be told their full scale, the grey level at which they saturate");
+    return depth == CV_8U ? 255.0 : 65535.0;
+}
+
+template <class Function>
+void WithPixels(const cv::Mat& frame, int y, const Function& function) {
+    switch (frame.depth()) {
+        case CV_8U: return function(frame.ptr<std::uint8_t>(y));
+        case CV_16U: return function(frame.ptr<std::uint16_t>(y));
+        default: return function(frame.ptr<float>(y));
+    }
+}
+
+// Solves a band of rows from top to bottom. Of the sums it keeps one row, of the sums of three neighbours three.
+class Solver {
+public:
+    Solver(const FringeSet& set, const std::vector<rows::Weights>& weights, const FringeLimits& limits,
+           FringePhase& result)
+        : mSet(set),
+          mWeights(weights),
+          mResult(result),
+          mWidth(static_cast<std::size_t>(result.phase.cols)),
+          mHeight(result.phase.rows),
+          mLimits{static_cast<float>(limits.minMean * result.fullScale),
+                  static_cast<float>(limits.minModulation * result.fullScale)},
+          mSaturation(limits.saturation > 1 ? INFINITY : static_cast<float>(limits.saturation * result.fullScale)),
+          mBuffer(mWidth * 10) {}
+
+    void Solve(const cv::Range& range) {
+        if (range.start > 0) {
+            Sum(range.start - 1);
+            SumNeighbours(range.start - 1);
+        }
+        for (int y = range.start; y < range.end; ++y) {
+            Sum(y);
+            Store(y);
+            SumNeighbours(y);
+            if (y > range.start) FindUsable(y - 1);
+        }
+        if (range.end < mHeight) {
+            Sum(range.end);
+            SumNeighbours(range.end);
+        }
+        FindUsable(range.end - 1);
+    }
+
+private:
+    float* Row(std::size_t i) { return mBuffer.data() + i * mWidth; }
+    float* NeighboursC(int y) { return Row(4 + static_cast<std::size_t>(y % 3)); }
+    float* NeighboursS(int y) { return Row(7 + static_cast<std::size_t>(y % 3)); }
+    rows::Sums RowSums() { return {Row(0), Row(1), Row(2), Row(3)}; }
+
+    void Sum(int y) {
+        for (std::size_t k = 0; k < mWeights.size(); ++k) {
+            WithPixels(mSet.frames[k], y,
+                       [&](const auto* pixels) { rows::AddFrame(pixels, mWeights[k], k == 0, RowSums(), mWidth); });
+        }
+    }
+
+    void Store(int y) {
+        const rows::Sums sums = RowSums();
+        std::copy_n(sums.a, mWidth, mResult.mean[y]);
+        rows::PhaseOf(sums.c, sums.s, mResult.phase[y], mResult.modulation[y], mWidth);
+        rows::MarkSaturated(sums.peak, mSaturation, mResult.saturated[y], mWidth);
+        if (mResult.residual.empty()) return;
+        float* const squares = mResult.residual[y];
+        std::fill_n(squares, mWidth, 0.0F);
+        for (std::size_t k = 0; k < mWeights.size(); ++k) {
+            const auto cosine = static_cast<float>(std::cos(mSet.shifts[k]));
+            const auto sine = static_cast<float>(std::sin(mSet.shifts[k]));
+            WithPixels(mSet.frames[k], y,
+                       [&](const auto* pixels) { rows::AddSquares(pixels, cosine, sine, sums, squares, mWidth); });
+        }
+        rows::RootOf(squares, 1.0F / static_cast<float>(mWeights.size()), mWidth);
+    }
+
+    void SumNeighbours(int y) {
+        rows::SumThree(Row(1), NeighboursC(y), mWidth);
+        rows::SumThree(Row(2), NeighboursS(y), mWidth);
+    }
+
+    void FindUsable(int y) {
+        const int above = std::max(y - 1, 0), below = std::min(y + 1, mHeight - 1);
+        const rows::Neighbourhood around{{NeighboursC(above), NeighboursC(y), NeighboursC(below)},
+                                         {NeighboursS(above), NeighboursS(y), NeighboursS(below)}};
+        rows::MarkUsable(mResult.mean[y], mResult.modulation[y], mResult.saturated[y], around, mLimits,
+                         mResult.usable[y], mWidth);
+    }
+
+    const FringeSet& mSet;
+    const std::vector<rows::Weights>& mWeights;
+    FringePhase& mResult;
+    const std::size_t mWidth;
+    const int mHeight;
+    const rows::Limits mLimits;
+    const float mSaturation;
+    std::vector<float> mBuffer;
+};
+
+}  // namespace
+
+std::vector<double> EqualShifts(int count) {
+    std::vector<double> shifts;
+    for (int k = 0; k < count; ++k) shifts.push_back(2.0 * CV_PI * k / count);
+    return shifts;
+}
+
+FringePhase SolveFringes(const FringeSet& set, const FringeLimits& limits, const Progress& progress) {
+    Check(set);
+    const std::vector<rows::Weights> weights = SolveWeights(set.shifts);
+    const cv::Size size = set.frames.front().size();
+    FringePhase result;
+    result.fullScale = FullScale(limits, set.frames.front().depth());
+    result.shifts = set.shifts;
+    for (cv::Mat1f* image : {&result.phase, &result.mean, &result.modulation}) image->create(size);
+    if (set.frames.size() > 3) result.residual.create(size);
+    result.saturated.create(size);
+    result.usable.create(size);
+    ForRowBands(size, progress, "fitting the fringes",
+                [&](const cv::Range& range) { Solver(set, weights, limits, result).Solve(range); });
+    return result;
+}
+
+}  // namespace measure
