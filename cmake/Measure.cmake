@@ -8,6 +8,7 @@ if(NOT MSVC)
     set_source_files_properties(${measure_row_sources} PROPERTIES COMPILE_OPTIONS -fno-trapping-math)
 endif()
 find_package(nlohmann_json REQUIRED)
+voripbase_find_opencv(imgcodecs)
 
 # As with the first library, the tests link the objects and thereby reach internals.
 add_library(voripmeasure_objects OBJECT ${measure_sources})
@@ -15,7 +16,7 @@ set_target_properties(voripmeasure_objects PROPERTIES
     POSITION_INDEPENDENT_CODE ON CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)
 target_compile_definitions(voripmeasure_objects PUBLIC MEASURE_EXPORTS)
 target_link_libraries(voripmeasure_objects PUBLIC voripbase_options voripbase::opencv_core voripbase::opencv_imgproc
-    nlohmann_json::nlohmann_json)
+    voripbase::opencv_imgcodecs nlohmann_json::nlohmann_json)
 
 add_library(voripmeasure SHARED $<TARGET_OBJECTS:voripmeasure_objects>)
 add_library(voripbase::measure ALIAS voripmeasure)
@@ -23,7 +24,7 @@ set_target_properties(voripmeasure PROPERTIES
     LINKER_LANGUAGE CXX EXPORT_NAME measure VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR}
     INSTALL_RPATH "$ORIGIN")
 target_link_libraries(voripmeasure PUBLIC voripbase::voripbase voripbase::opencv_core
-    PRIVATE voripbase::opencv_imgproc)
+    PRIVATE voripbase::opencv_imgproc voripbase::opencv_imgcodecs)
 
 install(TARGETS voripmeasure EXPORT voripbaseTargets)
 install(FILES cmake/OpenCVModules.cmake DESTINATION "${package_dir}")

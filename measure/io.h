@@ -1,0 +1,43 @@
+#pragma once
+
+#include <opencv2/core.hpp>
+#include <string>
+#include <vector>
+
+#include "measure/export.h"
+
+// Files of pictures and of arrays. All functions throw InputError for what cannot be read or be held by a file of that
+// kind, OutputError for what cannot be written; the texts name the file.
+namespace measure {
+
+// Largest width and height of an image of the library.
+inline constexpr int kMaxImageSide = 32767;
+
+// Reads a picture as one grey channel: 8-bit or 16-bit (PNG, TIFF, BMP, NPY), 32-bit float (TIFF, NPY) or 32-bit
+// integer (NPY). Colour becomes grey, opacity is ignored.
+MEASURE_API cv::Mat ReadPicture(const std::string& file);
+
+// The pictures in a folder, by the endings of their names, in the order of the names.
+MEASURE_API std::vector<std::string> ListPictures(const std::string& folder);
+
+// What a written file may be, in words: the endings and the pixels that each can hold.
+inline constexpr char kWritableFormats[] = ".png (8- or 16-bit), .bmp (8-bit), .tiff or .npy (also float)";
+
+// Refuses names whose ending is not that of a format which can be written.
+MEASURE_API void RequireWritableName(const std::string& file);
+
+// The bytes of a file that holds the image, of one channel or of three 8-bit ones (blue, green, red); the ending of
+// the name says which format. Refuses endings that it does not know and pixels that the format cannot hold.
+MEASURE_API std::vector<unsigned char> EncodePicture(const std::string& name, const cv::Mat& image);
+
+// "8-bit", "16-bit", ...: the pixel type in words.
+MEASURE_API std::string PixelTypeName(const cv::Mat& image);
+
+// Refuses pictures of different sizes, naming both files.
+MEASURE_API void RequireSameSize(const cv::Mat& a, const std::string& fileA, const cv::Mat& b,
+                                 const std::string& fileB);
+// The same for pictures of different sizes or pixel types.
+MEASURE_API void RequireSameKind(const cv::Mat& a, const std::string& fileA, const cv::Mat& b,
+                                 const std::string& fileB);
+
+}  // namespace measure

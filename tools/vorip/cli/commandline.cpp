@@ -1,0 +1,128 @@
+#include "tools/vorip/cli/commandline.h"
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+
+#include "tools/vorip/session/failure.h"
+
+namespace vorip {
+namespace {
+
+constexpr int kHelpColumn = 34;
+
+bool HasCommand(const CLI::App& program, const std::string& name) {
+    const auto commands = program.get_subcommands([](const CLI::App*) { return true; });
+    return std::any_of(commands.begin(), commands.end(), [&](const auto* c) { return c->get_name() == name; });
+}
+
+std::string ChosenCommand(const CLI::App& program) {
+    const auto chosen = program.get_subcommands();
+    return chosen.empty() ? "vorip" : "vorip " + chosen.front()->get_name();
+}
+
+std::string Number(double value) {
+    char text[32];
+    std::snprintf(text, sizeof text, "%.10g", value);
+    return text;
+}
+
+}  // namespace
+
+Option& Option::Required() {
+    mOption.required();
+    return *this;
+}
+
+Option& Option::Type(const std::string& word) {
+    mOption.type_name(word);
+    return *this;
+}
+
+Option& Option::ShowDefault() {
+    mOption.capture_default_str();
+    return *this;
+}
+
+Option& Option::Accept(const std::function<bool(double)>& accepts, const std::string& rule) {
+    mOption.check(CLI::Validator(
+        [accepts, rule](const std::string& text) {
+            double number = 0;
+            const bool valid = CLI::detail::lexical_cast(text, number) && std::isfinite(number) && accepts(number);
+            return valid ? std::string() : "'" + text + "' must be " + rule;
+        },
+        ""));
+    return *this;
+}
+
+Option& Option::Between(double least, double most, const std::string& rule) {
+    return Accept([least, most](double v) { return v >= least && v <= most; },
+                  rule.empty() ? Number(least) + " to " + Number(most) : rule);
+}
+
+Option& Option::OneOf(const std::vector<std::string>& words) {
+    mOption.check(CLI::IsMember(words).description(""));
+    return *this;
+}
+
+Option Command::Add(const std::string& name, std::string& value, const std::string& help) {
+    return Option(*mApp.add_option(name, value, help));
+}
+Option Command::Add(const std::string& name, std::vector<std::string>& values, const std::string& help) {
+    return Option(*mApp.add_option(name, values, help));
+}
+Option Command::Add(const std::string& name, int& value, const std::string& help) {
+    return Option(*mApp.add_option(name, value, help));
+}
+Option Command::Add(const std::string& name, unsigned int& value, const std::string& help) {
+    return Option(*mApp.add_option(name, value, help));
+}
+Option Command::Add(const std::string& name, double& value, const std::string& help) {
+    return Option(*mApp.add_option(name, value, help));
+}
+
+void Command::AddFlag(const std::string& name, bool& value, const std::string& help) {
+    mApp.add_flag(name, value, help);
+}
+
+void Command::OnRun(const std::function<void()>& run) { mApp.callback(run); }
+
+bool Command::IsGiven(const std::string& name) const { return mApp.get_option(name)->count() > 0; }
+
+CommandLine::CommandLine(const std::string& about, const std::string& footer)
+    : mApp(std::make_unique<CLI::App>(about, "vorip")) {
+    mApp->footer(footer);
+    mApp->set_version_flag("--version", "vorip " VORIPBASE_VERSION);
+    mApp->require_subcommand(1);
+    mApp->get_formatter()->column_width(kHelpColumn);
+}
+
+CommandLine::~CommandLine() = default;
+
+Command& CommandLine::Add(const std::string& name, const std::string& about, const std::string& details) {
+    CLI::App* app = mApp->add_subcommand(name, about);
+    app->footer(details);
+    mCommands.push_back(std::make_unique<Command>(*app));
+    return *mCommands.back();
+}
+
+void CommandLine::Run(int argc, const char* const* argv) {
+    if (argc < 2) {
+        std::fputs(mApp->help().c_str(), stderr);
+        throw Verdict{kExitBadInput};
+    }
+    const std::string first = argv[1];
+    if (first.empty() || (first[0] != '-' && !HasCommand(*mApp, first))) {
+        Refuse("there is no command '" + first + "' (try vorip --help)");
+    }
+    try {
+        mApp->parse(argc, argv);
+    } catch (const CLI::Success& request) {  // --help and --version
+        mApp->exit(request);
+    } catch (const CLI::ParseError& error) {
+        Refuse(std::string(error.what()) + " (try " + ChosenCommand(*mApp) + " --help)");
+    }
+}
+
+}  // namespace vorip

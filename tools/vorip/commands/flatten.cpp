@@ -1,0 +1,159 @@
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstdio>
+#include <limits>
+#include <sstream>
+
+#include "measure/io.h"
+#include "tools/vorip/commands/commands.h"
+#include "tools/vorip/pictures/inputs.h"
+#include "tools/vorip/session/failure.h"
+#include "tools/vorip/session/outputset.h"
+#include "tools/vorip/session/progress.h"
+
+namespace vorip {
+namespace {
+
+constexpr char kAbout[] = "Subtracts a smooth surface, fitted by least squares, from a picture";
+constexpr char kDetails[] =
+    "The surface is c1 X^3 + c2 X^2 + c3 X + c4 Y^3 + c5 Y^2 + c6 Y + c7 X Y^2 + c8 X^2 Y + c9 X Y + c10, with\n"
+    "X = column + 1 and Y = row + 1, or those of its terms that --terms names: cubic (all of them), quadratic\n"
+    "(x2,x,y2,y,xy,1), plane (x,y,1), or any of x3,x2,x,y3,y2,y,xy2,x2y,xy,1.\n"
+    "\n"
+    "It is fitted to the pixels that the mask admits and subtracted everywhere. OUT is float: IN minus the surface, "
+    "NaN\n"
+    "where IN is NaN or infinite. Prints the coefficients, and the rms of OUT over the pixels of the fit.\n"
+    "\n"
+    "Example:\n"
+    "  vorip flatten result/unwrapped.tiff --mask wall.png --terms plane --out flat.tiff";
+
+constexpr int kTerms = KrN::KrLBestFit::kTerms;
+struct Term {
+    const char* name;
+    const char* text;
+};
+constexpr Term kTermTable[kTerms] = {{"x3", "X^3"}, {"x2", "X^2"},    {"x", "X"},       {"y3", "Y^3"}, {"y2", "Y^2"},
+                                     {"y", "Y"},    {"xy2", "X Y^2"}, {"x2y", "X^2 Y"}, {"xy", "X Y"}, {"1", "1"}};
+
+struct Options {
+    std::string in;
+    std::string out;
+    std::string terms = "cubic";
+    std::string mask;
+};
+
+using Terms = std::array<int, kTerms>;
+
+Terms ParseTerms(std::string text) {
+    if (text == "cubic") text = "x3,x2,x,y3,y2,y,xy2,x2y,xy,1";
+    if (text == "quadratic") text = "x2,x,y2,y,xy,1";
+    if (text == "plane") text = "x,y,1";
+    Terms terms{};
+    std::istringstream stream(text + ",");
+    for (std::string name; std::getline(stream, name, ',');) {
+        const auto* const term = std::find_if(std::begin(kTermTable), std::end(kTermTable),
+                                              [&name](const Term& t) { return name == t.name; });
+        if (term == std::end(kTermTable)) {
+            Refuse("--terms: there is no term '" + name +
+                   "' (use cubic, quadratic, plane or x3,x2,x,y3,y2,y,xy2,x2y,xy,1)");
+        }
+        terms[static_cast<std::size_t>(term - kTermTable)] = 1;
+    }
+    return terms;
+}
+
+// The mask of the fit admits values below 64.
+cv::Mat FitMask(const cv::Mat& image, const Options& options) {
+    cv::Mat excluded(image.size(), CV_8U, cv::Scalar(0));
+    if (!options.mask.empty()) {
+        const cv::Mat mask = ReadMask(options.mask);
+        measure::RequireSameSize(image, options.in, mask, options.mask);
+        excluded = ~mask;
+    }
+    if (image.depth() != CV_32F) return excluded;
+    for (int y = 0; y < image.rows; ++y) {
+        for (int x = 0; x < image.cols; ++x) {
+            if (!std::isfinite(image.at<float>(y, x))) excluded.at<std::uint8_t>(y, x) = 255;
+        }
+    }
+    return excluded;
+}
+
+template <class AOI>
+cv::Mat FitSurface(KrN::KrLBestFit& fit, cv::Mat& image, cv::Mat& excluded, const Terms& t) {
+    cv::Mat surface(image.size(), CV_32F);
+    const auto in = measure::View<AOI>(image, L"picture");
+    const auto mask = measure::View<KrN::KrAOI8>(excluded, L"mask");
+    auto out = measure::View<KrN::KrAOI32Float>(surface, L"surface");
+    fit.Approximation(&in, &out, &mask, nullptr, KrN::eIgnoreMask, t[0], t[1], t[2], t[3], t[4], t[5], t[6], t[7], t[8],
+                      t[9]);
+    return surface;
+}
+
+cv::Mat FitSurface(KrN::KrLBestFit& fit, cv::Mat& image, cv::Mat& excluded, const Terms& terms,
+                   const std::string& file) {
+    switch (image.depth()) {
+        case CV_8U: return FitSurface<KrN::KrAOI8>(fit, image, excluded, terms);
+        case CV_16U: return FitSurface<KrN::KrAOI16>(fit, image, excluded, terms);
+        case CV_32F: return FitSurface<KrN::KrAOI32Float>(fit, image, excluded, terms);
+        default: Refuse(file + ": a picture must be 8-bit, 16-bit or float, this is " + measure::PixelTypeName(image));
+    }
+}
+
+cv::Mat Subtract(const cv::Mat& image, const cv::Mat& surface) {
+    cv::Mat flat;
+    image.convertTo(flat, CV_32F);
+    flat -= surface;
+    for (int y = 0; y < flat.rows; ++y) {
+        for (int x = 0; x < flat.cols; ++x) {
+            float& value = flat.at<float>(y, x);
+            if (!std::isfinite(value)) value = std::numeric_limits<float>::quiet_NaN();
+        }
+    }
+    return flat;
+}
+
+void Report(const KrN::KrLBestFit& fit, const Terms& terms, const cv::Mat& flat, const cv::Mat& fitted) {
+    const int count = cv::countNonZero(fitted);
+    const double rms = cv::norm(flat, cv::NORM_L2, fitted) / std::sqrt(count);
+    std::printf("flatten: %d x %d pixels, surface through %d of them, rms of what remains %.6g\n", flat.cols, flat.rows,
+                count, rms);
+    for (std::size_t i = 0; i < kTerms; ++i) {
+        if (terms[i]) std::printf("  c%-2zu %-6s %18.10e\n", i + 1, kTermTable[i].text, fit.GetCoefficients()[i]);
+    }
+}
+
+void RunFlatten(const Options& options) {
+    const Terms terms = ParseTerms(options.terms);
+    OutputFile output(options.out);
+    Progress progress("vorip flatten");
+    progress.Stage("fitting");
+    cv::Mat image = measure::ReadPicture(options.in);
+    cv::Mat excluded = FitMask(image, options);
+    KrN::KrLBestFit fit;
+    const cv::Mat surface = FitSurface(fit, image, excluded, terms, options.in);
+    if (fit.IsEverythingMasked()) Refuse("the mask leaves no pixel of " + options.in + " to fit a surface to");
+    const cv::Mat flat = Subtract(image, surface);
+    progress.Stage("writing");
+    output.Save(flat);
+    progress.End();
+    Report(fit, terms, flat, excluded == 0);
+}
+
+}  // namespace
+
+void AddFlattenCommand(CommandLine& program) {
+    const auto options = std::make_shared<Options>();
+    Command& command = program.Add("flatten", kAbout, kDetails);
+    command.Add("IN", options->in, "Picture: 8-bit, 16-bit or float").Required();
+    command.Add("--out", options->out, "The flat picture, float: .tiff or .npy").Required().Type("FILE");
+    command.Add("--terms", options->terms, "What the surface consists of").ShowDefault().Type("TERMS");
+    command.Add("--mask", options->mask, "8-bit mask, 128 and above belongs to the surface [everything]").Type("FILE");
+    command.OnRun([options] {
+        RunFlatten(*options);
+        std::printf("written to %s\n", options->out.c_str());
+    });
+}
+
+}  // namespace vorip

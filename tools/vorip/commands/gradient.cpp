@@ -1,0 +1,176 @@
+#include <cmath>
+#include <cstdio>
+#include <limits>
+
+#include "measure/io.h"
+#include "tools/vorip/commands/commands.h"
+#include "tools/vorip/pictures/inputs.h"
+#include "tools/vorip/session/failure.h"
+#include "tools/vorip/session/outputset.h"
+#include "tools/vorip/session/progress.h"
+
+namespace vorip {
+namespace {
+
+constexpr char kAbout[] = "Where the slope of a phase picture changes: its gradient over a baseline";
+constexpr char kDetails[] =
+    "At every pixel: the change of the phase over the next --dx pixels minus that over the previous --dx, plus the "
+    "same\n"
+    "down the columns over --dy. The jumps of a wrapped phase do not show, a constant slope gives 0. With both\n"
+    "directions on, the previous changes are those at the pixel (--dx, --dy) before this one.\n"
+    "\n"
+    "PHASE  8-bit   wrapped, 256 steps per period (KrGradient). OUT is 8-bit, relative: the least gradient (the 0 of "
+    "the\n"
+    "               border included) becomes 0, the greatest 255.\n"
+    "       16-bit  wrapped, 65,536 steps per period, of which the upper 8 bits count (KrGradientDouble). OUT is "
+    "float,\n"
+    "               in radians.\n"
+    "       float   continuous, as unwrapped.tiff (KrGradientFloatNonModulo). OUT is float, in the unit of PHASE; NaN\n"
+    "               where a pixel that it depends on is NaN or infinite.\n"
+    "\n"
+    "The first and last --dx columns and --dy rows are border: 0.\n"
+    "\n"
+    "Example:\n"
+    "  vorip gradient result/unwrapped.tiff --dx 5 --dy 5 --out gradient.tiff";
+
+struct Options {
+    std::string phase;
+    std::string out;
+    int dx = 0;
+    int dy = 0;
+    bool infiniteBorder = false;
+};
+
+struct Result {
+    cv::Mat image;
+    std::string range;  // for people; empty when the numbers mean nothing
+};
+
+// A baseline that leaves nothing but border is a mistake.
+void RequireInside(const char* option, int baseline, int side, const char* what) {
+    if (2 * std::abs(std::int64_t{baseline}) < side) return;
+    Refuse(cv::format("%s=%d: at most %d either way in a picture %d pixels %s", option, baseline, (side - 1) / 2, side,
+                      what));
+}
+
+cv::Mat Gradient8(cv::Mat& phase, const Options& options) {
+    cv::Mat image(phase.size(), CV_8U);
+    const auto in = measure::View<KrN::KrAOI8>(phase, L"phase");
+    auto out = measure::View<KrN::KrAOI8>(image, L"gradient");
+    KrN::KrGradient gradient;
+    gradient.Init(in.AOISize());
+    gradient.Execute(&in, options.dx, options.dy, &out);
+    return image;
+}
+
+cv::Mat Gradient16(const cv::Mat& phase, const Options& options) {
+    cv::Mat steps, image(phase.size(), CV_64F);
+    phase.convertTo(steps, CV_64F, 1.0 / 256.0);
+    const auto in = measure::View<KrN::KrAOI64Double>(steps, L"phase");
+    auto out = measure::View<KrN::KrAOI64Double>(image, L"gradient");
+    KrN::KrGradientDouble gradient;
+    gradient.Init(in.AOISize());
+    gradient.Execute(&in, options.dx, options.dy, &out, options.infiniteBorder);
+    image.convertTo(image, CV_32F, KrN::KrMath::TwoPi / 256.0);
+    return image;
+}
+
+// Gaps become the value left of them, so that sums over them stay small and exact; what depends on them is dropped
+// afterwards.
+cv::Mat CloseGaps(cv::Mat& phase) {
+    cv::Mat valid(phase.size(), CV_8U);
+    float last = 0;
+    for (int y = 0; y < phase.rows; ++y) {
+        for (int x = 0; x < phase.cols; ++x) {
+            float& value = phase.at<float>(y, x);
+            valid.at<std::uint8_t>(y, x) = std::isfinite(value) ? 255 : 0;
+            last = value = std::isfinite(value) ? value : last;
+        }
+    }
+    return valid;
+}
+
+void DropGaps(const cv::Mat& valid, const Options& options, cv::Mat& image) {
+    const auto isValid = [&](int x, int y) { return valid.at<std::uint8_t>(y, x) != 0; };
+    const auto ends = [&](int x, int y) {
+        return isValid(x, y) && isValid(x + options.dx, y) && isValid(x, y + options.dy);
+    };
+    const int left = std::abs(options.dx), top = std::abs(options.dy);
+    for (int y = top; y < image.rows - top; ++y) {
+        for (int x = left; x < image.cols - left; ++x) {
+            if (ends(x, y) && ends(x - options.dx, y - options.dy)) continue;
+            image.at<float>(y, x) = std::numeric_limits<float>::quiet_NaN();
+        }
+    }
+}
+
+cv::Mat GradientFloat(cv::Mat phase, const Options& options) {
+    cv::Mat image(phase.size(), CV_32F);
+    const cv::Mat valid = CloseGaps(phase);
+    const auto in = measure::View<KrN::KrAOI32Float>(phase, L"phase");
+    auto out = measure::View<KrN::KrAOI32Float>(image, L"gradient");
+    KrN::KrGradientFloatNonModulo gradient;
+    gradient.Init(in.AOISize());
+    gradient.Execute(&in, options.dx, options.dy, &out, options.infiniteBorder);
+    DropGaps(valid, options, image);
+    return image;
+}
+
+std::string Range(const cv::Mat& image, const Options& options) {
+    const int left = std::abs(options.dx), top = std::abs(options.dy);
+    const cv::Mat inside = image(cv::Rect(left, top, image.cols - 2 * left, image.rows - 2 * top));
+    cv::Mat valid;
+    cv::compare(inside, inside, valid, cv::CMP_EQ);  // not NaN
+    if (cv::countNonZero(valid) == 0) return ": no pixel has a gradient";
+    double least = 0, greatest = 0;
+    cv::minMaxLoc(inside, &least, &greatest, nullptr, nullptr, valid);
+    return cv::format(": %.4g to %.4g", least, greatest);
+}
+
+void RunGradient(const Options& options) {
+    if (options.dx == 0 && options.dy == 0) Refuse("--dx or --dy must be given: a baseline in pixels");
+    OutputFile output(options.out);
+    Progress progress("vorip gradient");
+    progress.Stage("computing");
+    cv::Mat phase = measure::ReadPicture(options.phase);
+    RequireInside("--dx", options.dx, phase.cols, "wide");
+    RequireInside("--dy", options.dy, phase.rows, "high");
+    cv::Mat image;
+    switch (phase.depth()) {
+        case CV_8U: image = Gradient8(phase, options); break;
+        case CV_16U: image = Gradient16(phase, options); break;
+        case CV_32F: image = GradientFloat(phase, options); break;
+        default:
+            Refuse(options.phase + ": a phase is 8-bit, 16-bit or float, this is " + measure::PixelTypeName(phase));
+    }
+    if (phase.depth() == CV_8U && options.infiniteBorder) Refuse("--infinite-border is for 16-bit and float phases");
+    progress.Stage("writing");
+    output.Save(image);
+    progress.End();
+    const std::string range = image.depth() == CV_32F ? Range(image, options) : "";
+    std::printf("gradient: %d x %d pixels over (%d, %d)%s\n", image.cols, image.rows, options.dx, options.dy,
+                range.c_str());
+}
+
+}  // namespace
+
+void AddGradientCommand(CommandLine& program) {
+    const auto options = std::make_shared<Options>();
+    Command& command = program.Add("gradient", kAbout, kDetails);
+    command.Add("PHASE", options->phase, "Phase picture").Required();
+    command.Add("--out", options->out, std::string("The gradient: ") + measure::kWritableFormats)
+        .Required()
+        .Type("FILE");
+    command.Add("--dx", options->dx, "Baseline along the rows; 0: not along the rows; negative: backwards")
+        .ShowDefault()
+        .Type("PIXELS");
+    command.Add("--dy", options->dy, "Baseline down the columns").ShowDefault().Type("PIXELS");
+    command.AddFlag("--infinite-border", options->infiniteBorder,
+                    "The border of a float result is +infinity, to tell it from a gradient of 0");
+    command.OnRun([options] {
+        RunGradient(*options);
+        std::printf("written to %s\n", options->out.c_str());
+    });
+}
+
+}  // namespace vorip

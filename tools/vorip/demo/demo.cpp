@@ -1,0 +1,153 @@
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <cstdio>
+#include <filesystem>
+#include <map>
+
+#include "measure/io.h"
+#include "tools/vorip/commands/commands.h"
+#include "tools/vorip/commands/runs.h"
+#include "tools/vorip/demo/scene.h"
+#include "tools/vorip/session/failure.h"
+#include "tools/vorip/session/outputset.h"
+#include "tools/vorip/session/progress.h"
+
+namespace vorip {
+namespace {
+
+constexpr char kAbout[] = "Renders fringe pictures, runs the other commands on them, and checks the result";
+constexpr char kDetails[] =
+    "Renders fringe pictures of a scene with a step, a dome, an inclined plane, a hole, shadow, camera noise and a\n"
+    "saturated glint, runs 'vorip phase' and 'vorip unwrap' on those files, and checks the result against what was\n"
+    "rendered: at least 99.9 % of the valid pixels have the right fringe order, up to one constant per component, the "
+    "rms\n"
+    "error is at most 0.06 rad, and at least 90 % of the lit pixels are valid. Otherwise it fails with exit code 1.\n"
+    "\n"
+    "Writes fringe0.png, fringe1.png, ... and everything that the two commands write.\n"
+    "\n"
+    "Example:\n"
+    "  vorip demo --out demo";
+
+constexpr int kFrames = 4;
+constexpr double kLeastRightOrders = 0.999;
+constexpr double kMostRms = 0.06;
+constexpr double kLeastValid = 0.90;
+
+struct Figures {
+    double rightOrders = 0;  // share of the valid pixels
+    double rms = 0;          // radians, over the valid pixels
+    double litValid = 0;     // share of the lit pixels
+};
+
+struct Delivered {
+    cv::Mat radians, valid, components;
+};
+
+Delivered ReadDelivered(const std::filesystem::path& folder) {
+    return {measure::ReadPicture((folder / "unwrapped.npy").string()),
+            measure::ReadPicture((folder / "unwrapped_mask.png").string()),
+            measure::ReadPicture((folder / "components.png").string())};
+}
+
+// Whole periods between the delivered and the true phase, most frequent first come: one constant per component.
+std::map<int, int> FindConstants(const Delivered& delivered, const Scene& scene) {
+    std::map<int, std::map<int, int>> counts;
+    for (int y = 0; y < scene.phase.rows; ++y) {
+        for (int x = 0; x < scene.phase.cols; ++x) {
+            if (!delivered.valid.at<std::uint8_t>(y, x)) continue;
+            const double difference =
+                static_cast<double>(delivered.radians.at<float>(y, x)) - scene.phase.at<double>(y, x);
+            ++counts[delivered.components.at<std::uint16_t>(y, x)]
+                    [static_cast<int>(std::lround(difference / (2 * CV_PI)))];
+        }
+    }
+    std::map<int, int> constants;
+    for (const auto& [component, votes] : counts) {
+        const auto most = std::max_element(votes.begin(), votes.end(),
+                                           [](const auto& a, const auto& b) { return a.second < b.second; });
+        constants[component] = most->first;
+    }
+    return constants;
+}
+
+Figures Check(const Delivered& delivered, const Scene& scene) {
+    std::map<int, int> constants = FindConstants(delivered, scene);
+    double valid = 0, right = 0, lit = 0, litValid = 0, squares = 0;
+    for (int y = 0; y < scene.phase.rows; ++y) {
+        for (int x = 0; x < scene.phase.cols; ++x) {
+            const bool isValid = delivered.valid.at<std::uint8_t>(y, x) != 0;
+            if (scene.lit.at<std::uint8_t>(y, x)) {
+                lit += 1;
+                litValid += isValid;
+            }
+            if (!isValid) continue;
+            const int constant = constants[delivered.components.at<std::uint16_t>(y, x)];
+            const double error = static_cast<double>(delivered.radians.at<float>(y, x)) - scene.phase.at<double>(y, x) -
+                                 2 * CV_PI * constant;
+            valid += 1;
+            right += std::abs(error) < CV_PI;
+            squares += error * error;
+        }
+    }
+    if (valid == 0 || lit == 0) return {0, 1e9, 0};
+    return {right / valid, std::sqrt(squares / valid), litValid / lit};
+}
+
+bool Report(const char* what, double value, const char* unit, double limit, bool atLeast) {
+    const bool passed = atLeast ? value >= limit : value <= limit;
+    std::printf("  %-38s %8.3f %-4s (%s %g)%s\n", what, value, unit, atLeast ? "at least" : "at most", limit,
+                passed ? "" : "  MISSED");
+    return passed;
+}
+
+bool Report(const Figures& figures) {
+    std::printf("check against the rendered scene:\n");
+    bool passed =
+        Report("valid pixels with the right order", 100 * figures.rightOrders, "%", 100 * kLeastRightOrders, true);
+    passed &= Report("rms error of the valid pixels", figures.rms, "rad", kMostRms, false);
+    passed &= Report("lit pixels called valid", 100 * figures.litValid, "%", 100 * kLeastValid, true);
+    return passed;
+}
+
+void RunDemo(const std::string& out) {
+    OutputSet outputs(out);
+    const std::filesystem::path folder = outputs.StagingFolder();
+    PhaseOptions phase;
+    Scene scene;
+    {
+        Progress progress("vorip demo");
+        progress.Stage("rendering");
+        scene = RenderScene(kFrames);
+    }
+    for (int k = 0; k < kFrames; ++k) {
+        const std::string name = cv::format("fringe%d.png", k);
+        outputs.AddImage(name, scene.frames[static_cast<std::size_t>(k)]);
+        phase.frames.push_back((folder / name).string());
+    }
+    phase.out = folder.string();
+    RunPhase(phase);
+
+    UnwrapOptions unwrap;
+    unwrap.phase = (folder / "phase16.png").string();
+    unwrap.quality = (folder / "modulation.png").string();
+    unwrap.mask = (folder / "mask.png").string();
+    unwrap.out = folder.string();
+    RunUnwrap(unwrap);
+
+    const bool passed = Report(Check(ReadDelivered(folder), scene));
+    outputs.Commit();
+    std::printf("pictures: %s\n", (std::filesystem::path(out) / "unwrapped_picture.png").string().c_str());
+    if (!passed) throw measure::Error("the result of the demo misses its limits");
+}
+
+}  // namespace
+
+void AddDemoCommand(CommandLine& program) {
+    const auto out = std::make_shared<std::string>();
+    Command& command = program.Add("demo", kAbout, kDetails);
+    command.Add("--out", *out, "Folder for the pictures and results").Required().Type("DIR");
+    command.OnRun([out] { RunDemo(*out); });
+}
+
+}  // namespace vorip

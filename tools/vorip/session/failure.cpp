@@ -1,0 +1,51 @@
+#include "tools/vorip/session/failure.h"
+
+#include <ipbase/voripbase.h>
+#include <cstdio>
+#include <memory>
+#include <new>
+#include <opencv2/core.hpp>
+
+#include "tools/vorip/session/interrupt.h"
+
+namespace vorip {
+namespace {
+
+int Complain(std::string text, int exitCode) {
+    for (char& c : text) {
+        if (c == '\n' || c == '\r') c = ' ';
+    }
+    while (!text.empty() && text.back() == ' ') text.pop_back();
+    std::fprintf(stderr, "vorip: %s\n", text.c_str());
+    return exitCode;
+}
+
+}  // namespace
+
+int ExitCodeOf(void (*program)(int argc, char** argv), int argc, char** argv) {
+    try {
+        program(argc, argv);
+        return kExitDone;
+    } catch (const Verdict& verdict) {
+        return verdict.exitCode;
+    } catch (const measure::InputError& error) {
+        return Complain(error.what(), kExitBadInput);
+    } catch (const measure::NothingUsable& error) {
+        return Complain(error.what(), kExitNothingUsable);
+    } catch (const measure::OutputError& error) {
+        return Complain(error.what(), kExitNotWritable);
+    } catch (const measure::Stopped&) {
+        return Complain("interrupted", kExitSignalled + Interrupt::LastSignal());
+    } catch (KrN::KrException* thrown) {
+        const std::unique_ptr<KrN::KrException> error(thrown);
+        return Complain(error->GetText().ToUtf8(), kExitUnexpected);
+    } catch (const std::bad_alloc&) {
+        return Complain("not enough memory", kExitUnexpected);
+    } catch (const cv::Exception& error) {
+        return Complain(error.code == cv::Error::StsNoMem ? "not enough memory" : error.what(), kExitUnexpected);
+    } catch (const std::exception& error) {
+        return Complain(error.what(), kExitUnexpected);
+    }
+}
+
+}  // namespace vorip

@@ -1,0 +1,67 @@
+#pragma once
+
+#include <filesystem>
+#include <opencv2/core.hpp>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "tools/vorip/session/interrupt.h"
+
+namespace vorip {
+
+// The files that one run writes into a folder. They are written into a hidden folder inside it and moved to their names
+// by Commit, so that they appear complete or not at all. Without a Commit nothing remains, not even a new folder; from
+// the first file on, Ctrl-C is noted and ends the command after the file at hand.
+class OutputSet {
+public:
+    // Refuses a folder that cannot be one. Nothing is created yet.
+    explicit OutputSet(const std::filesystem::path& folder);
+    ~OutputSet();
+    OutputSet(const OutputSet&) = delete;
+    OutputSet& operator=(const OutputSet&) = delete;
+
+    // Writes an image of one channel, or of three 8-bit ones, by the ending of its file name (see OutputFile). Refuses
+    // endings that it does not know and pixels that the format cannot hold.
+    void AddImage(const std::string& name, const cv::Mat& image);
+    void AddText(const std::string& name, const std::string& text);
+
+    // The hidden folder, for other writers; every file in it becomes an output.
+    std::filesystem::path StagingFolder();
+
+    // Replaces files of the same names. When one cannot be moved, those already moved are taken back.
+    void Commit();
+
+private:
+    void AddBytes(const std::string& name, const void* data, std::size_t size);
+    void CreateFolders();
+
+    std::filesystem::path mFolder;
+    std::optional<Interrupt> mInterrupt;
+    std::filesystem::path mStaging;               // empty until something is written
+    std::vector<std::filesystem::path> mCreated;  // folders made by this run, outermost first
+    bool mCommitted = false;
+};
+
+// The one picture that a run writes (`--out FILE`), by the same rule: complete or not at all.
+//
+//     OutputFile output(options.out);  // first thing in the command: refuses names that cannot be written
+//     ...                              // read, check, compute
+//     output.Save(image);              // last thing: refuses pixels that the format cannot hold
+//     std::printf("written to %s\n", options.out.c_str());
+//
+// An earlier file of that name stays as it was until the new one is complete.
+class OutputFile {
+public:
+    explicit OutputFile(const std::filesystem::path& file);
+
+    void Save(const cv::Mat& image);
+    // Saves several pictures, all or none, with 0, 1, ... before the endings of their names; returns the names.
+    std::vector<std::string> SaveNumbered(const std::vector<cv::Mat>& images);
+
+private:
+    std::filesystem::path mFile;
+    OutputSet mSet;
+};
+
+}  // namespace vorip
