@@ -1,0 +1,158 @@
+#include <algorithm>
+#include <cmath>
+#include <opencv2/imgproc.hpp>
+
+#include "measure/simulate.h"
+#include "measure/simulate/noise.h"
+#include "measure/simulate/profile.h"
+
+namespace measure::simulate {
+namespace {
+
+void Check(const Pattern& pattern, const Capture& capture) {
+    if (!pattern.value || !(pattern.period >= 0))
+        throw InputError("a simulated pattern has no value or no valid period");
+    if (capture.bits < 8 || capture.bits > 16) throw InputError("simulated pictures have 8 to 16 bits");
+    if (!(capture.gamma > 0 && capture.exposure > 0)) throw InputError("gamma and exposure must be above 0");
+    if (!(capture.noise >= 0 && capture.shotNoise >= 0 && capture.speckle >= 0 && capture.projectorBlur >= 0 &&
+          capture.cameraBlur >= 0))
+        throw InputError("noise and blur must not be negative");
+}
+
+template <class F>
+void OverRows(const cv::Mat& image, const F& function) {
+    cv::parallel_for_({0, image.rows}, [&](const cv::Range& rows) {
+        for (int y = rows.start; y < rows.end; ++y) function(y);
+    });
+}
+
+// A grain of mean 0 and standard deviation 1, about two pixels wide.
+cv::Mat1f SpeckleGrain(cv::Size size, const Capture& capture, int number) {
+    cv::Mat1f grain(size);
+    OverRows(grain, [&](int y) {
+        Noise noise(~capture.seed, static_cast<std::uint64_t>(number), static_cast<std::uint64_t>(y));
+        std::generate_n(grain[y], grain.cols, [&] { return noise.Next(); });
+    });
+    constexpr double kSigma = 0.8;
+    const cv::Mat1d weights = cv::getGaussianKernel(7, kSigma);
+    cv::sepFilter2D(grain, grain, -1, weights, weights);
+    const double squares = weights.dot(weights);  // what the filter leaves of the variance, per direction
+    return cv::Mat1f(grain / squares);
+}
+
+template <class T>
+void Quantise(const cv::Mat1f& light, const Capture& capture, int number, cv::Mat& picture) {
+    const auto most = static_cast<float>((1 << capture.bits) - 1);
+    const float scale = most / 255.0f;
+    const bool noisy = capture.noise > 0 || capture.shotNoise > 0;
+    const auto variance = static_cast<float>(capture.noise * capture.noise);
+    const auto shot = static_cast<float>(capture.shotNoise);
+    OverRows(light, [&](int y) {
+        Noise noise(capture.seed, static_cast<std::uint64_t>(number), static_cast<std::uint64_t>(y));
+        const float* in = light[y];
+        T* out = picture.ptr<T>(y);
+        for (int x = 0; x < light.cols; ++x) {
+            float level = in[x];
+            if (noisy) level += std::sqrt(variance + shot * std::max(level, 0.0f)) * noise.Next();
+            out[x] = static_cast<T>(std::clamp(std::floor(level * scale + 0.5f), 0.0f, most));
+        }
+    });
+}
+
+double Coordinate(const cv::Point2d& at, Axis axis) { return axis == Axis::eColumns ? at.x : at.y; }
+
+int ProjectorLength(const Rig& rig, Axis axis) {
+    return axis == Axis::eColumns ? rig.projectorSize.width : rig.projectorSize.height;
+}
+
+}  // namespace
+
+Pattern Sine(double period, double shift, Axis axis, double origin, int direction) {
+    if (!(period > 0) || (direction != 1 && direction != -1))
+        throw InputError("a sine needs a period above 0 and the direction 1 or -1");
+    return {axis, period, [=](double coordinate) {
+                return 0.5 +
+                       0.5 * std::cos(2 * CV_PI * direction * (coordinate - origin) / period + shift * CV_PI / 180);
+            }};
+}
+
+Pattern Uniform(double value) {
+    return {Axis::eColumns, 0, [value](double) { return value; }};
+}
+
+Pattern GrayBit(int bit, int bits, double cell, double offset, bool inverse, Axis axis) {
+    if (bits < 1 || bits > 30 || bit < 0 || bit >= bits || !(cell > 0))
+        throw InputError("a Gray code needs 1 to 30 bits, a bit among them and a cell above 0");
+    return {axis, 0, [=](double coordinate) {
+                const auto index = static_cast<std::int64_t>(std::floor((coordinate + 0.5 - offset) / cell));
+                const std::int64_t code = index ^ (index >> 1);
+                return ((code >> (bits - 1 - bit)) & 1) != (inverse ? 1 : 0) ? 1.0 : 0.0;
+            }};
+}
+
+Signal Projected(const Pattern& pattern, const Capture& capture) {
+    Check(pattern, capture);
+    return Profile(pattern, capture, 0, pattern.period > 0 ? pattern.period : 4096).GetSignal();
+}
+
+cv::Mat1f Simulation::Shine(const Pattern& pattern, const Capture& capture) const {
+    const Profile profile(pattern, capture, -1, ProjectorLength(mScene.rig, pattern.axis));
+    const auto exposure = static_cast<float>(capture.exposure);
+    const cv::Mat1d& coordinates = pattern.axis == Axis::eColumns ? mTruth.column : mTruth.row;
+    cv::Mat1f image(mTruth.light.size());
+    OverRows(image, [&](int y) {
+        for (int x = 0; x < image.cols; ++x) {
+            float level = mTruth.dark(y, x);
+            if (mTruth.lit(y, x)) level += mTruth.light(y, x) * profile.At(coordinates(y, x));
+            image(y, x) = exposure * level;
+        }
+    });
+    cv::parallel_for_({0, static_cast<int>(mMixedPixels.size())}, [&](const cv::Range& range) {
+        for (auto k = static_cast<std::size_t>(range.start); k < static_cast<std::size_t>(range.end); ++k) {
+            float sum = 0;
+            for (std::size_t i = k * mRaysPerPixel; i < (k + 1) * mRaysPerPixel; ++i) {
+                const Ray& ray = mRays[i];
+                sum += ray.dark;
+                if (ray.light > 0) sum += ray.light * profile.At(Coordinate({ray.column, ray.row}, pattern.axis));
+            }
+            image(mMixedPixels[k]) = exposure * sum / static_cast<float>(mRaysPerPixel);
+        }
+    });
+    return image;
+}
+
+cv::Mat Simulation::Render(const Pattern& pattern, const Capture& capture, int number) const {
+    Check(pattern, capture);
+    cv::Mat1f image = Shine(pattern, capture);
+    if (capture.cameraBlur > 0) cv::GaussianBlur(image, image, {}, capture.cameraBlur);
+    if (capture.speckle > 0) {
+        const cv::Mat1f grain = SpeckleGrain(image.size(), capture, number);
+        image = image.mul(1.0 + capture.speckle * grain);
+    }
+    cv::Mat picture(image.size(), capture.bits == 8 ? CV_8U : CV_16U);
+    (capture.bits == 8 ? Quantise<unsigned char> : Quantise<unsigned short>)(image, capture, number, picture);
+    return picture;
+}
+
+std::vector<cv::Mat> Simulation::Render(const std::vector<Pattern>& patterns, const Capture& capture, int first) const {
+    std::vector<cv::Mat> pictures;
+    for (const Pattern& pattern : patterns)
+        pictures.push_back(Render(pattern, capture, first + static_cast<int>(pictures.size())));
+    return pictures;
+}
+
+cv::Mat1f Simulation::Mean(const Pattern& pattern, const Capture& capture) const {
+    const double mean = Projected(pattern, capture).mean;
+    return cv::Mat1f(capture.exposure * (mTruth.dark + mean * mTruth.light));
+}
+
+cv::Mat1f Simulation::Modulation(const Pattern& pattern, const Capture& capture) const {
+    return cv::Mat1f(capture.exposure * Projected(pattern, capture).amplitude * mTruth.light);
+}
+
+cv::Mat1d Simulation::Phase(double period, Axis axis, double origin, int direction) const {
+    const cv::Mat1d& coordinates = axis == Axis::eColumns ? mTruth.column : mTruth.row;
+    return cv::Mat1d(2 * CV_PI * direction / period * (coordinates - origin));
+}
+
+}  // namespace measure::simulate
