@@ -50,18 +50,11 @@ MEASURE_API Texture Stripes(double period, double bright, double dark);
 MEASURE_API Texture Grains(double size, double bright, double dark, std::uint32_t seed = 1);
 // A surface with round holes of the given diameter on a square lattice.
 MEASURE_API Texture Perforated(double pitch, double diameter, double albedo);
-// Printed boards on a plane whose origin is the first inner corner or circle: corners x, y at multiples of `side`, the
-// square left of and above the origin dark; dark circles at multiples of `spacing`; the staggered grid has its circle
-// (x, y) at ((2 x + y % 2) · spacing, y · spacing). White surrounds them.
-MEASURE_API Texture Chessboard(cv::Size innerCorners, double side, double bright = 0.8, double dark = 0.06);
-MEASURE_API Texture CircleGrid(cv::Size circles, double spacing, double diameter, bool staggered = false,
-                               double bright = 0.8, double dark = 0.06);
-
 struct Material {
     double albedo = 0.8;
     Texture texture = {};   // takes the place of `albedo`
     double gloss = 0;       // height of the highlight in the unit of the albedo; 1 and more saturates
-    double sharpness = 60;  // exponent of the highlight (Blinn 1977)
+    double sharpness = 60;  // exponent of the highlight
 };
 
 // z = 0 of its own frame, cut to an interval of x and y; `pose` leads from that frame to the camera's.
@@ -106,6 +99,21 @@ struct Scene {
     std::vector<Object> objects;  // the nearest to the camera is seen; all cast shadows
     Light light = {};
 };
+
+// A printed board for calibration, dark on white: its frame begins at the first inner corner or circle.
+struct Board {
+    Texture texture;
+    cv::Rect2d outline;  // millimetres
+};
+// Inner corners at multiples of `side`; the square left of and above the first one is dark.
+MEASURE_API Board Chessboard(cv::Size innerCorners, double side);
+// Dark circles at multiples of `spacing`; the staggered grid has its circle (x, y) at (2 x + y % 2, y) · spacing.
+MEASURE_API Board CircleGrid(cv::Size circles, double spacing, bool staggered = false);
+// Poses at which camera and projector see a whole board, spread over the field, tilted by up to `tilt` degrees in turn
+// about both axes and turned in its plane; the same for the same arguments. Throws InputError when it does not fit.
+MEASURE_API std::vector<Pose> BoardPoses(const Rig& rig, const Board& board, int count, double tilt = 30);
+// The board at a pose, and nothing else. Supersampling by 8 gives edges that corner finders can rely on.
+MEASURE_API Scene BoardScene(const Rig& rig, const Board& board, const Pose& pose);
 
 // What a pixel's centre truly saw. Coordinates are NaN where nothing is, projector coordinates where no light arrives.
 struct Truth {

@@ -6,13 +6,17 @@
 namespace measure::simulate {
 namespace {
 
+constexpr double kNone = std::numeric_limits<double>::quiet_NaN();
+
 bool IsHole(const Material& material, cv::Point2d surface) {
     return material.texture && std::isnan(material.texture(surface));
 }
 
 // The two parameters at which a·t² + 2b·t + c is 0, ascending; NaN when there are none.
 std::array<double, 2> Roots(double a, double b, double c) {
-    const double root = std::sqrt(b * b - a * c);
+    const double square = b * b - a * c;
+    if (!(square >= 0)) return {kNone, kNone};
+    const double root = std::sqrt(square);
     const double q = -(b + std::copysign(root, b));  // no cancellation
     double first = q / a, second = q != 0 ? c / q : first;
     if (first > second) std::swap(first, second);

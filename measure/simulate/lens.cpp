@@ -40,10 +40,10 @@ cv::Point2d Lens::Direction(cv::Point2d pixel) const {
         const cv::Point2d step((d.slope(1, 1) * off.x - d.slope(0, 1) * off.y) / det,
                                (d.slope(0, 0) * off.y - d.slope(1, 0) * off.x) / det);
         p += step;
-        if (std::hypot(step.x, step.y) <= 1e-15 * (1 + std::hypot(p.x, p.y))) break;
+        if (step.dot(step) <= 1e-30 * (1 + p.dot(p))) break;
     }
     const cv::Point2d left = wanted - Distort(*this, p).at;
-    if (std::hypot(left.x, left.y) <= 1e-14 * (1 + std::hypot(wanted.x, wanted.y))) return p;
+    if (left.dot(left) <= 1e-28 * (1 + wanted.dot(wanted))) return p;
     return {std::nan(""), std::nan("")};
 }
 

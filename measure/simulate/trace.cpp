@@ -103,14 +103,19 @@ private:
         cv::Point2d at;
         if (facing <= 0 || !Illuminate(seen.point, at) || IsBlocked(seen.point, toLight)) return;
 
-        const cv::Vec3d halfway = cv::normalize(toEye + toLight / distance);
-        const double highlight = material.gloss * std::pow(std::max(0.0, normal.dot(halfway)), material.sharpness);
         const double fall = light.distance / distance;
-        const double white = light.white * fall * fall * (albedo * facing + highlight);
+        const double shine = albedo * facing + Highlight(material, normal, toEye + toLight / distance);
+        const double white = light.white * fall * fall * shine;
         seen.ray.column = at.x;
         seen.ray.row = at.y;
         seen.ray.light = static_cast<float>(white * (1 - light.black));
         seen.ray.dark += static_cast<float>(white * light.black);
+    }
+
+    // Blinn 1977: the nearer the normal is to the bisector of eye and light, the brighter.
+    static double Highlight(const Material& material, const cv::Vec3d& normal, const cv::Vec3d& bisector) {
+        if (!(material.gloss > 0)) return 0;
+        return material.gloss * std::pow(std::max(0.0, normal.dot(cv::normalize(bisector))), material.sharpness);
     }
 
     // Whether a point lies in the projector's field, and the pixel that shines on it.

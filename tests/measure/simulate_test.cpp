@@ -5,6 +5,7 @@
 
 #include <cmath>
 #include <opencv2/core.hpp>
+#include <opencv2/imgproc.hpp>
 
 namespace {
 
@@ -222,6 +223,58 @@ TEST(Simulate, EdgesMix) {
     EXPECT_NEAR(picture(20, 23), 51400 * (bright + (1 - bright) * 0.25), 51400 * 0.75 / 64);
     EXPECT_EQ(picture(20, 24), 12850);
     EXPECT_EQ(Simulation(scene, 1).Render(White(), {16}).at<unsigned short>(20, 23), 51400 / 4);
+}
+
+// The corner near a point, or the centre of mass of the circle's darkness.
+cv::Point2f Found(const cv::Mat1b& picture, cv::Point2f at, bool circle) {
+    std::vector<cv::Point2f> found = {at + cv::Point2f(0.7f, -0.6f)};
+    if (!circle) {
+        cv::cornerSubPix(picture, found, {5, 5}, {-1, -1}, {cv::TermCriteria::EPS, 50, 1e-4});
+        return found[0];
+    }
+    const cv::Point corner(cvRound(at.x) - 17, cvRound(at.y) - 17);
+    const cv::Mat1b window = picture({corner, cv::Size(35, 35)});
+    double most = 0;
+    cv::minMaxLoc(window, nullptr, &most);
+    cv::Mat1f dark;
+    window.convertTo(dark, CV_32F, -1, 0.75 * most);
+    const cv::Moments m = cv::moments(cv::max(dark, 0));
+    return cv::Point2f(float(m.m10 / m.m00), float(m.m01 / m.m00)) + cv::Point2f(corner);
+}
+
+// Corners and circles appear where their points project, and whole boards are seen.
+TEST(Simulate, BoardsAreWhereTheirPoseSays) {
+    const Rig rig = StandardRig({640, 480});
+    const struct {
+        Board board;
+        bool circles;
+        cv::Point2d (*point)(int x, int y);
+    } rows[] = {
+        {Chessboard({9, 6}, 12), false, [](int x, int y) { return cv::Point2d(12 * x, 12 * y); }},
+        {CircleGrid({7, 6}, 14), true, [](int x, int y) { return cv::Point2d(14 * x, 14 * y); }},
+        {CircleGrid({4, 7}, 12, true), true, [](int x, int y) { return cv::Point2d(12 * (2 * x + y % 2), 12 * y); }},
+    };
+    for (const auto& row : rows) {
+        const std::vector<Pose> poses = BoardPoses(rig, row.board, 6);
+        ASSERT_EQ(poses.size(), 6U);
+        const Pose& pose = poses[3];
+        Capture soft;
+        soft.cameraBlur = 1;
+        const cv::Mat1b picture = Simulation(BoardScene(rig, row.board, pose), 8).Render(White(), soft);
+        cv::Point2f sum;
+        for (int y = 0; y < 6; ++y)
+            for (int x = 0; x < 4; ++x) {
+                const cv::Point2d on = row.point(x, y);
+                const cv::Vec3d p = pose.rotation * cv::Vec3d(on.x, on.y, 0) + pose.translation;
+                const cv::Point2f at = rig.camera.Project({p[0] / p[2], p[1] / p[2]});
+                const cv::Point2f off = Found(picture, at, row.circles) - at;
+                EXPECT_LT(cv::norm(off), 0.15) << x << ", " << y;
+                sum += off;
+            }
+        EXPECT_LT(cv::norm(sum) / 24, row.circles ? 0.06 : 0.02);
+    }
+    EXPECT_THROW(BoardPoses(rig, Chessboard({30, 20}, 40), 1), measure::InputError);
+    EXPECT_THROW(Chessboard({1, 6}, 10), measure::InputError);
 }
 
 TEST(Simulate, StandardScenesShowSomething) {
