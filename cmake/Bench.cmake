@@ -1,6 +1,6 @@
-# One program per operation family: bench/bench_*.cpp, each linked with whatever stands in bench/support.
+# One program per operation family: bench/ROOM/bench_*.cpp, each linked with whatever stands in bench/support.
 find_package(benchmark CONFIG REQUIRED)
-file(GLOB bench_sources CONFIGURE_DEPENDS bench/bench_*.cpp)
+file(GLOB bench_sources CONFIGURE_DEPENDS bench/*/bench_*.cpp)
 file(GLOB bench_support CONFIGURE_DEPENDS bench/support/*.cpp)
 if(have_library)
     foreach(source IN LISTS bench_sources)

@@ -27,6 +27,10 @@ if(have_library)
         -P "${PROJECT_SOURCE_DIR}/tests/consumer/run.cmake")
 endif()
 
+# Includes go down only, and installed headers need nothing that is not installed.
+add_test(NAME includes COMMAND "${CMAKE_COMMAND}" "-DSOURCE_DIR=${PROJECT_SOURCE_DIR}"
+    -P "${PROJECT_SOURCE_DIR}/cmake/CheckIncludes.cmake")
+
 # The reference pages list the combinations that the dispatch supports; `reference FOLDER` brings them up to date.
 if(have_library)
     add_executable(reference tools/reference/main.cpp)

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "imagemodel/imagemodel.h"
-#include "ipbase/ipCatalogue.h"
+#include "ipbase/catalogue/catalogue.h"
 
 // Drives operations from tables: one `OpCase` per operation, checked against a literal formula per pixel over all pixel
 // types, memory layouts and CPU targets.

@@ -9,7 +9,7 @@
 #include <stdexcept>
 #include <string>
 
-#include "ipbase/ipCatalogue.h"
+#include "ipbase/catalogue/catalogue.h"
 
 namespace {
 

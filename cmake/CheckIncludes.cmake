@@ -1,0 +1,110 @@
+# Holds the house in order: includes go down only, never round in a circle, and what is installed needs nothing that is
+# not. Run as `cmake -DSOURCE_DIR=. -P cmake/CheckIncludes.cmake`; it is one of the tests.
+cmake_minimum_required(VERSION 3.25)
+cmake_path(ABSOLUTE_PATH SOURCE_DIR NORMALIZE)
+
+# From the bottom to the top; a room may include its own files and those of the rooms above it in this list. The public
+# headers of a library stand at the top of its folder, and at its bottom in this order.
+set(rooms
+    imagemodel imagemodel/src Core/vorTools/Inc
+    ipbase ipbase/base ipbase/kernels
+    ipbase/statistics ipbase/transfer ipbase/point ipbase/filters ipbase/surface ipbase/regions ipbase/gradient
+    ipbase/acquisition ipbase/geometry ipbase/colour ipbase/world
+    ipbase/unwrap ipbase/unwrap/regions ipbase/unwrap/reliability ipbase/catalogue
+    measure measure/base measure/io measure/fringe measure/absolute measure/simulate measure/world measure/surface
+    measure/report boards tools)
+
+# The room of a file: the longest entry that its path begins with.
+function(room_of file index)
+    set(best -1)
+    set(length 0)
+    set(i 0)
+    foreach(room IN LISTS rooms)
+        string(FIND "${file}" "${room}/" at)
+        string(LENGTH "${room}" size)
+        if(at EQUAL 0 AND size GREATER length)
+            set(best ${i})
+            set(length ${size})
+        endif()
+        math(EXPR i "${i} + 1")
+    endforeach()
+    set(${index} ${best} PARENT_SCOPE)
+endfunction()
+
+# A header and its source are one unit, whose name is that of the header without its ending.
+function(unit_of file name)
+    cmake_path(GET file STEM LAST_ONLY stem)
+    cmake_path(GET file PARENT_PATH folder)
+    string(REGEX MATCH "^[^/]+" library "${file}")
+    if(file MATCHES "\\.cpp$" AND EXISTS "${SOURCE_DIR}/${library}/${stem}.h")
+        set(folder "${library}")
+    endif()
+    set(${name} "${folder}/${stem}" PARENT_SCOPE)
+endfunction()
+
+set(problems)
+file(GLOB_RECURSE files RELATIVE "${SOURCE_DIR}" LIST_DIRECTORIES false
+    "${SOURCE_DIR}/imagemodel/*" "${SOURCE_DIR}/Core/*" "${SOURCE_DIR}/ipbase/*" "${SOURCE_DIR}/measure/*"
+    "${SOURCE_DIR}/boards/*" "${SOURCE_DIR}/tools/*")
+list(FILTER files INCLUDE REGEX "\\.(h|cpp)$")
+
+set(public_folder "^(imagemodel|ipbase|measure|Core/vorTools/Inc)/[^/]+$")
+set(units)
+foreach(file IN LISTS files)
+    if(file MATCHES "${public_folder}" AND NOT file MATCHES "\\.h$")
+        list(APPEND problems "${file}: sources and private headers stand in rooms below")
+    endif()
+    room_of("${file}" from)
+    if(from LESS 0)
+        list(APPEND problems "${file}: stands in no room of cmake/CheckIncludes.cmake")
+        continue()
+    endif()
+    unit_of("${file}" unit)
+    list(APPEND units "${unit}")
+    file(STRINGS "${SOURCE_DIR}/${file}" lines REGEX "^#[ ]*include [\"<](imagemodel|Core|ipbase|measure|boards|tools)/")
+    foreach(line IN LISTS lines)
+        string(REGEX REPLACE "^#[ ]*include [\"<]([^\">]+).*" "\\1" include "${line}")
+        unit_of("${include}" included)
+        list(APPEND includes_${unit} "${included}")
+        room_of("${include}" to)
+        if(to GREATER from)
+            list(APPEND problems "${file}: includes ${include}, which stands above it")
+        endif()
+        if(file MATCHES "${public_folder}" AND NOT include MATCHES "${public_folder}")
+            list(APPEND problems "${file}: is installed, but includes ${include}, which is not")
+        endif()
+    endforeach()
+endforeach()
+
+# A unit whose includes are all resolved is resolved; what remains in the end stands in a circle or includes one.
+list(REMOVE_DUPLICATES units)
+set(pending ${units})
+set(shrinking TRUE)
+while(pending AND shrinking)
+    set(shrinking FALSE)
+    set(rest)
+    foreach(unit IN LISTS pending)
+        set(open FALSE)
+        foreach(include IN LISTS includes_${unit})
+            if(include IN_LIST pending AND NOT include STREQUAL unit)
+                set(open TRUE)
+                break()
+            endif()
+        endforeach()
+        if(open)
+            list(APPEND rest "${unit}")
+        else()
+            set(shrinking TRUE)
+        endif()
+    endforeach()
+    set(pending ${rest})
+endwhile()
+if(pending)
+    list(JOIN pending " " text)
+    list(APPEND problems "a circle of includes, or what includes one: ${text}")
+endif()
+
+if(problems)
+    list(JOIN problems "\n  " text)
+    message(FATAL_ERROR "Includes that the house does not allow:\n  ${text}\n")
+endif()

@@ -1,0 +1,31 @@
+#include "ipbase/catalogue/catalogue.h"
+
+#include "ipbase/filters/operations.h"
+#include "ipbase/point/operations.h"
+#include "ipbase/statistics/operations.h"
+#include "ipbase/surface/operations.h"
+#include "ipbase/transfer/operations.h"
+
+namespace KrN {
+
+const std::vector<OperationFamily>& OperationFamilies() {
+    static const std::vector<OperationFamily> families = {
+        {"arithmetic", ArithmeticOperations},
+        {"transfer", TransferOperations},
+        {"shift", ShiftOperations},
+        {"conversion", ConvertOperations},
+        {"range", RangeOperations},
+        {"tables", MapLutOperations},
+        {"logic", LogicOperations},
+        {"minmax", MinMaxOperations},
+        {"threshold", ThresholdOperations},
+        {"histogram", HistogramOperations},
+        {"linefilters", LineFilterOperations},
+        {"imagefilters", ImageFilterOperations},
+        {"bestfit", BestFitOperations},
+        {"shading", ShadeCorrectionOperations},
+    };
+    return families;
+}
+
+}  // namespace KrN

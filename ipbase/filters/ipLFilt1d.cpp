@@ -1,0 +1,183 @@
+#include "ipbase/ipLFilt1d.h"
+
+#include "ipbase/filters/binary.h"
+#include "ipbase/filters/image.h"
+#include "ipbase/filters/line.h"
+#include "ipbase/filters/operations.h"
+#include "ipbase/filters/recursive.h"
+
+namespace KrN {
+
+namespace {
+
+constexpr const wchar_t* kFile = L"C\\ipLFilt1d";
+
+// What a filter does to every line, and which way the lines run.
+struct WindowJob {
+    LineWindow window;
+    EDir dir;
+    template <class T>
+    void Run(const KrTAOI<T>& src, KrTAOI<T>& dst) const {
+        (dir == eHor ? FilterAlongRows<T> : FilterAlongColumns<T>)(window, src, dst);
+    }
+};
+struct RecursiveJob {
+    double alpha;
+    EDir dir;
+    template <class T>
+    void Run(const KrTAOI<T>& src, KrTAOI<T>& dst) const {
+        (dir == eHor ? SmoothAlongRows<T> : SmoothAlongColumns<T>)(alpha, src, dst);
+    }
+};
+
+template <class AOI>
+struct FilterCall {
+    static constexpr std::uint32_t types = TypesOf<AOI, AOI>();
+    template <class Job, class...>
+    static void Call(Job& job, KrAOI* src, KrAOI* dst) {
+        job.Run(*static_cast<AOI*>(src), *static_cast<AOI*>(dst));
+    }
+};
+
+template <class Job>
+using Filter = Operation<void(const Job&, KrAOI*, KrAOI*)>;
+template <class Job>
+constexpr const auto& kFilterRows = kRows<void(const Job&, KrAOI*, KrAOI*), FilterCall<KrAOI8>, FilterCall<KrAOI16>,
+                                          FilterCall<KrAOI32>, FilterCall<KrAOI32Float>>;
+
+constexpr Filter<WindowJob> kHorizontal{kFile, 582, L"KrFilterHorizontal( %s, %s )", kFilterRows<WindowJob>};
+constexpr Filter<WindowJob> kVertical{kFile, 685, L"KrFilterVertical( %s, %s )", kFilterRows<WindowJob>};
+constexpr Filter<WindowJob> kHorGauss{kFile, 782, L"KrFilterHorGauss( %s, %s )", kFilterRows<WindowJob>};
+constexpr Filter<WindowJob> kVerGauss{kFile, 880, L"KrFilterVerGauss( %s, %s )", kFilterRows<WindowJob>};
+constexpr Filter<WindowJob> kHorMedian{kFile, 987, L"KrFilterHorMedian( %s, %s )", kFilterRows<WindowJob>};
+constexpr Filter<WindowJob> kVerMedian{kFile, 1085, L"KrFilterVerMedian( %s, %s )", kFilterRows<WindowJob>};
+constexpr Filter<WindowJob> kHorErosion{kFile, 1189, L"KrFilterHorErosion( %s, %s )", kFilterRows<WindowJob>};
+constexpr Filter<WindowJob> kVerErosion{kFile, 1287, L"KrFilterVerErosion( %s, %s )", kFilterRows<WindowJob>};
+constexpr Filter<WindowJob> kHorDilatation{kFile, 1392, L"KrFilterHorDilatation( %s, %s )", kFilterRows<WindowJob>};
+constexpr Filter<WindowJob> kVerDilatation{kFile, 1490, L"KrFilterVerDilatation( %s, %s )", kFilterRows<WindowJob>};
+constexpr Filter<RecursiveJob> kHorRecursive{kFile, 1593, L"KrFilterHorRecursive( %s, %s )", kFilterRows<RecursiveJob>};
+constexpr Filter<RecursiveJob> kVerRecursive{kFile, 1691, L"KrFilterVerRecursive( %s, %s )", kFilterRows<RecursiveJob>};
+
+template <class Job>
+void Execute(const Filter<Job>& filter, const Job& job, KrAOI* src, KrAOI* dst) {
+    filter(job, src, dst ? dst : src);
+}
+
+}  // namespace
+
+VORIP_FILTER_DEFAULTS(KrFilterHorizontal);
+VORIP_FILTER_DEFAULTS(KrFilterVertical);
+VORIP_FILTER_DEFAULTS(KrFilterHorGauss);
+VORIP_FILTER_DEFAULTS(KrFilterVerGauss);
+VORIP_FILTER_DEFAULTS(KrFilterHorMedian);
+VORIP_FILTER_DEFAULTS(KrFilterVerMedian);
+VORIP_FILTER_DEFAULTS(KrFilterHorErosion);
+VORIP_FILTER_DEFAULTS(KrFilterVerErosion);
+VORIP_FILTER_DEFAULTS(KrFilterHorDilatation);
+VORIP_FILTER_DEFAULTS(KrFilterVerDilatation);
+VORIP_FILTER_DEFAULTS(KrFilterHorRecursive);
+VORIP_FILTER_DEFAULTS(KrFilterVerRecursive);
+VORIP_FILTER_DEFAULTS(KrFilterFIR1D);
+VORIP_FILTER_DEFAULTS(KrFilterBinominal1D);
+
+// clang-format off
+void KrFilterHorizontal::Execute(const KrTBuf1D<std::int32_t>& kernel, std::int32_t divisor, KrAOI* src, KrAOI* dst) {
+    KrN::Execute(kHorizontal, {KernelWindow(kernel, 1.0 / divisor), eHor}, src, dst);
+}
+void KrFilterVertical::Execute(const KrTBuf1D<std::int32_t>& kernel, std::int32_t divisor, KrAOI* src, KrAOI* dst) {
+    KrN::Execute(kVertical, {KernelWindow(kernel, 1.0 / divisor), eVert}, src, dst);
+}
+void KrFilterHorGauss::Execute(std::uint32_t taps, KrAOI* src, KrAOI* dst) { KrN::Execute(kHorGauss, {GaussWindow(taps), eHor}, src, dst); }
+void KrFilterVerGauss::Execute(std::uint32_t taps, KrAOI* src, KrAOI* dst) { KrN::Execute(kVerGauss, {GaussWindow(taps), eVert}, src, dst); }
+void KrFilterHorMedian::Execute(std::uint32_t taps, KrAOI* src, KrAOI* dst) { KrN::Execute(kHorMedian, {RankWindow(WindowKind::eMedian, taps), eHor}, src, dst); }
+void KrFilterVerMedian::Execute(std::uint32_t taps, KrAOI* src, KrAOI* dst) { KrN::Execute(kVerMedian, {RankWindow(WindowKind::eMedian, taps), eVert}, src, dst); }
+void KrFilterHorErosion::Execute(std::uint32_t taps, KrAOI* src, KrAOI* dst) { KrN::Execute(kHorErosion, {RankWindow(WindowKind::eMinimum, taps), eHor}, src, dst); }
+void KrFilterVerErosion::Execute(std::uint32_t taps, KrAOI* src, KrAOI* dst) { KrN::Execute(kVerErosion, {RankWindow(WindowKind::eMinimum, taps), eVert}, src, dst); }
+void KrFilterHorDilatation::Execute(std::uint32_t taps, KrAOI* src, KrAOI* dst) { KrN::Execute(kHorDilatation, {RankWindow(WindowKind::eMaximum, taps), eHor}, src, dst); }
+void KrFilterVerDilatation::Execute(std::uint32_t taps, KrAOI* src, KrAOI* dst) { KrN::Execute(kVerDilatation, {RankWindow(WindowKind::eMaximum, taps), eVert}, src, dst); }
+void KrFilterHorRecursive::Execute(double alpha, KrAOI* src, KrAOI* dst) { KrN::Execute(kHorRecursive, {alpha, eHor}, src, dst); }
+void KrFilterVerRecursive::Execute(double alpha, KrAOI* src, KrAOI* dst) { KrN::Execute(kVerRecursive, {alpha, eVert}, src, dst); }
+// clang-format on
+
+// --- The 8-bit special filters ---------------------------------------------------------------------------------------
+
+// Found by the dispatch's messages through the namespace of its argument.
+static const KrString& MessageArg(const KrString& text) { return text; }
+
+namespace {
+
+KrString NameOf(EDir dir) { return dir == eHor ? L"eHor" : L"eVert"; }
+
+// Without a destination the source is filtered in place.
+KrAOI* DestinationOf(const KrAOI* src, KrAOI* dst) { return dst ? dst : const_cast<KrAOI*>(src); }
+
+bool Are8Bit(const KrAOI* src, const KrAOI* dst) { return TypesOfOperands(src, dst) == TypesOf<KrAOI8, KrAOI8>(); }
+
+// Here the window of an even number of taps reaches one sample further to the right.
+LineWindow RightWindow(LineWindow window) {
+    window.left = window.taps > 0 ? (window.taps - 1) / 2 : 0;
+    return window;
+}
+
+}  // namespace
+
+void KrFilterFIR1D::SetKernel(const KrTBuf1D<std::int32_t>& kernel, double divisor) {
+    mKernel = kernel;
+    mScale = 1.0 / divisor;
+}
+
+void KrFilterFIR1D::Execute(const KrAOI* src, KrAOI* dst, EDir dir) {
+    dst = DestinationOf(src, dst);
+    if (!Are8Bit(src, dst))
+        ThrowNotImplemented(kFile, 87, L"KrFilterFIR1D::Execute( %s, %s, %s )", src, dst, NameOf(dir));
+    Execute8(static_cast<const KrAOI8*>(src), static_cast<KrAOI8*>(dst), dir);
+}
+
+void KrFilterFIR1D::Execute8(const KrAOI8* src, KrAOI8* dst, EDir dir) {
+    WindowJob{RightWindow(KernelWindow(mKernel, mScale)), dir}.Run(*src, *dst);
+}
+
+void KrFilterFIR1D::FilterLine8(const unsigned char* src, unsigned char* dst, std::uint32_t srcStep,
+                                std::uint32_t dstStep, std::uint32_t count) {
+    const LineWindow window = RightWindow(KernelWindow(mKernel, mScale));
+    if (window.taps == 0 || count == 0) return;
+    std::vector<std::uint8_t> line(count), padded(PaddingOf(window) + count);
+    for (std::size_t i = 0; i < count; ++i) line[i] = src[i * srcStep];
+    PadLine(line.data(), count, window.left, PaddingOf(window) - window.left, padded.data());
+    std::vector<const std::uint8_t*> taps(window.taps);
+    PointTaps<std::uint8_t>(padded.data(), taps);
+    RunWindow(window, line.data(), taps.data(), count);
+    for (std::size_t i = 0; i < count; ++i) dst[i * dstStep] = line[i];
+}
+
+void KrFilterBinominal1D::Execute(const KrAOI* src, KrAOI* dst, unsigned short order, EDir dir) {
+    dst = DestinationOf(src, dst);
+    if (!Are8Bit(src, dst) || order < 2 || order > 23)
+        ThrowNotImplemented(kFile, 312, L"KrFilterFIR1D::Execute( %s, %s, %ld, %s )", src, dst, order, NameOf(dir));
+    Execute8(static_cast<const KrAOI8*>(src), static_cast<KrAOI8*>(dst), order, dir);
+}
+
+// The sums are never negative, so that rounding half up is that of the weighted window.
+void KrFilterBinominal1D::Execute8(const KrAOI8* src, KrAOI8* dst, unsigned short order, EDir dir) {
+    WindowJob{RightWindow(GaussWindow(order)), dir}.Run(*src, *dst);
+}
+
+void KrFilterBinominal1D::Filter(std::uint32_t* buffer, std::uint32_t length, std::uint32_t passes) {
+    if (passes == 0 || passes > 32) return;
+    for (std::size_t active = std::size_t{length} + passes - 1; active + 1 > length; --active)
+        for (std::size_t m = 0; m < active; ++m) buffer[m] += buffer[m + 1];
+    const std::uint64_t half = std::uint64_t{1} << (passes - 1);
+    for (std::size_t m = 0; m < length; ++m) buffer[m] = static_cast<std::uint32_t>((buffer[m] + half) >> passes);
+}
+
+std::vector<OperationInfo> LineFilterOperations() {
+    std::vector<OperationInfo> all;
+    for (const auto* filter : {&kHorizontal, &kVertical, &kHorGauss, &kVerGauss, &kHorMedian, &kVerMedian, &kHorErosion,
+                               &kVerErosion, &kHorDilatation, &kVerDilatation})
+        all.push_back(filter->Info());
+    all.push_back(kHorRecursive.Info());
+    all.push_back(kVerRecursive.Info());
+    return all;
+}
+
+}  // namespace KrN

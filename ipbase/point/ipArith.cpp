@@ -1,0 +1,170 @@
+#include "ipbase/ipArith.h"
+
+#include "ipbase/base/rowwalk.h"
+#include "ipbase/base/scalar.h"
+#include "ipbase/kernels/arith.h"
+
+namespace KrN {
+
+using namespace kernels;
+
+namespace {
+
+// The row of a pair operation: from the integer table, or from the one of the floating-point combinations.
+template <class D, class A, class B, class Float>
+PairRow<D, A, B> PairOf(const IntegerPairs& integers, const Float& floats) {
+    if constexpr (std::is_integral_v<D>)
+        return std::get<PairRow<D, A, B>>(integers);
+    else
+        return std::get<PairRow<D, A, B>>(floats);
+}
+
+template <class A, class D>
+void WalkConstant(const IntegerConstants<u16>& rows, const KrTAOI<A>* a, int k, KrTAOI<D>* dst) {
+    const auto row = std::get<ConstantRow<D, A, u16>>(rows);
+    const auto constant = static_cast<u16>(k);
+    WalkRows(
+        Access::eTyped, [=](D* d, const A* s, std::size_t n) { row(d, s, constant, n); }, dst, a);
+}
+
+template <class T>
+void WalkConstant(ConstantRow<T, T, double> row, const KrTAOI<T>* a, double c, KrTAOI<T>* dst) {
+    WalkRows(
+        Access::eTyped, [=](T* d, const T* s, std::size_t n) { row(d, s, c, n); }, dst, a);
+}
+
+// A constant of the modulo forms, reduced to 8 bits when both images are 8-bit, else to 16 bits.
+template <class A, class D>
+int ModuloConstant(double c) {
+    return static_cast<int>(RoundModulo(c) & (sizeof(A) + sizeof(D) == 2 ? 0xFFu : 0xFFFFu));
+}
+
+// a + k with a rounded constant of either sign, clipped to the destination.
+template <class A, class D>
+void WalkClipped(const KrTAOI<A>* a, int k, KrTAOI<D>* dst) {
+    const ArithRows& rows = GetArithRows();
+    const int largest = std::max<int>(std::numeric_limits<A>::max(), std::numeric_limits<D>::max());
+    WalkConstant(k < 0 ? rows.subClipConstant : rows.addClipConstant, a, std::min(k < 0 ? -k : k, largest), dst);
+}
+
+}  // namespace
+
+template <class A, class B, class D>
+void KrIpAdd::Add(const KrTAOI<A>* a, const KrTAOI<B>* b, KrTAOI<D>* dst) {
+    const ArithRows& rows = GetArithRows();
+    WalkRows(Access::eTyped, PairOf<D, A, B>(rows.addClip, rows.addFloat), dst, a, b);
+}
+
+template <class A, class D>
+void KrIpAdd::Add(const KrTAOI<A>* a, double c, KrTAOI<D>* dst) {
+    if constexpr (std::is_integral_v<D>)
+        WalkClipped(a, RoundClipped(c), dst);
+    else
+        WalkConstant(GetArithRows().addConstantFloat, a, c, dst);
+}
+
+template <class A, class B, class D>
+void KrIpAddMod::AddMod(const KrTAOI<A>* a, const KrTAOI<B>* b, KrTAOI<D>* dst) {
+    WalkRows(Access::eTyped, std::get<PairRow<D, A, B>>(GetArithRows().addModulo), dst, a, b);
+}
+
+template <class A, class D>
+void KrIpAddMod::AddMod(const KrTAOI<A>* a, double c, KrTAOI<D>* dst) {
+    const int k = ModuloConstant<A, D>(c);
+    if (k != 0) WalkConstant(GetArithRows().addModuloConstant, a, k, dst);
+}
+
+template <class A, class B, class D>
+void KrIpAddModDiv2::AddModDiv2(const KrTAOI<A>* a, const KrTAOI<B>* b, KrTAOI<D>* dst) {
+    WalkRows(Access::eTyped, std::get<PairRow<D, A, B>>(GetArithRows().mean), dst, a, b);
+}
+
+template <class A, class B, class D>
+void KrIpSub::Sub(const KrTAOI<A>* a, const KrTAOI<B>* b, KrTAOI<D>* dst) {
+    const ArithRows& rows = GetArithRows();
+    WalkRows(Access::eTyped, PairOf<D, A, B>(rows.subClip, rows.subFloat), dst, a, b);
+}
+
+template <class A, class D>
+void KrIpSub::Sub(const KrTAOI<A>* a, double c, KrTAOI<D>* dst) {
+    if constexpr (std::is_integral_v<D>)
+        WalkClipped(a, -RoundClipped(c), dst);
+    else
+        WalkConstant(GetArithRows().subConstantFloat, a, c, dst);
+}
+
+template <class A, class B, class D>
+void KrIpSubMod::SubMod(const KrTAOI<A>* a, const KrTAOI<B>* b, KrTAOI<D>* dst) {
+    const ArithRows& rows = GetArithRows();
+    WalkRows(Access::eTyped, PairOf<D, A, B>(rows.subModulo, rows.subFloat), dst, a, b);
+}
+
+template <class A, class D>
+void KrIpSubMod::SubMod(const KrTAOI<A>* a, double c, KrTAOI<D>* dst) {
+    if constexpr (std::is_integral_v<D>)
+        WalkConstant(GetArithRows().subModuloConstant, a, ModuloConstant<A, D>(c), dst);
+    else
+        WalkConstant(GetArithRows().subConstantDouble, a, c, dst);
+}
+
+template <class A, class B, class D>
+void KrIpSubShiftCenter::SubShiftCenter(const KrTAOI<A>* a, const KrTAOI<B>* b, KrTAOI<D>* dst) {
+    if (CommonRegion(dst, a, b).cx == 0) return;
+    const bool sum = sizeof(D) == 2 && HaveRowPointers(dst, a, b);
+    const ArithRows& rows = GetArithRows();
+    WalkRows(Access::eTyped, std::get<PairRow<D, A, B>>(sum ? rows.halfSumCentred : rows.halfDiffCentred), dst, a, b);
+}
+
+template <class A, class B, class D>
+void KrIpAbsDiff::AbsDiff(const KrTAOI<A>* a, const KrTAOI<B>* b, KrTAOI<D>* dst) {
+    if constexpr (std::is_integral_v<D>)
+        WalkRows(Access::eTyped, std::get<PairRow<D, A, B>>(GetArithRows().absDiff), dst, a, b);
+    else
+        WalkRows(Access::eTyped, GetArithRows().absDiffFloat, dst, a, b);
+}
+
+// The supported combinations.
+// clang-format off
+#define PAIR(kernel, A, B, D) \
+    template VORIP_API void kernel(const KrTAOI<A>*, const KrTAOI<B>*, KrTAOI<D>*);
+#define INTEGER_PAIRS(kernel) \
+    PAIR(kernel, u8, u8, u8) PAIR(kernel, u8, u8, u16) PAIR(kernel, u8, u16, u16) PAIR(kernel, u16, u8, u16) \
+    PAIR(kernel, u16, u16, u16)
+#define CONSTANT(kernel, A, D) \
+    template VORIP_API void kernel(const KrTAOI<A>*, double, KrTAOI<D>*);
+#define INTEGER_CONSTANTS(kernel) \
+    CONSTANT(kernel, u8, u8) CONSTANT(kernel, u8, u16) CONSTANT(kernel, u16, u8) CONSTANT(kernel, u16, u16)
+
+INTEGER_PAIRS(KrIpAdd::Add)
+PAIR(KrIpAdd::Add, u8, float, float)
+PAIR(KrIpAdd::Add, u16, float, float)
+PAIR(KrIpAdd::Add, float, float, float)
+PAIR(KrIpAdd::Add, double, double, double)
+INTEGER_CONSTANTS(KrIpAdd::Add)
+CONSTANT(KrIpAdd::Add, float, float)
+
+INTEGER_PAIRS(KrIpAddMod::AddMod)
+INTEGER_CONSTANTS(KrIpAddMod::AddMod)
+
+INTEGER_PAIRS(KrIpAddModDiv2::AddModDiv2)
+
+INTEGER_PAIRS(KrIpSub::Sub)
+PAIR(KrIpSub::Sub, float, u8, float)
+PAIR(KrIpSub::Sub, float, u16, float)
+PAIR(KrIpSub::Sub, float, float, float)
+PAIR(KrIpSub::Sub, double, double, double)
+INTEGER_CONSTANTS(KrIpSub::Sub)
+CONSTANT(KrIpSub::Sub, float, float)
+
+INTEGER_PAIRS(KrIpSubMod::SubMod)
+PAIR(KrIpSubMod::SubMod, double, double, double)
+INTEGER_CONSTANTS(KrIpSubMod::SubMod)
+CONSTANT(KrIpSubMod::SubMod, double, double)
+
+INTEGER_PAIRS(KrIpSubShiftCenter::SubShiftCenter)
+
+INTEGER_PAIRS(KrIpAbsDiff::AbsDiff)
+PAIR(KrIpAbsDiff::AbsDiff, float, float, float)
+// clang-format on
+
+}  // namespace KrN

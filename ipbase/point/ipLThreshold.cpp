@@ -1,0 +1,105 @@
+#include "ipbase/ipLThreshold.h"
+
+#include "ipbase/base/rowwalk.h"
+#include "ipbase/base/scalar.h"
+#include "ipbase/kernels/minmax.h"
+#include "ipbase/point/operations.h"
+
+namespace KrN {
+
+using namespace kernels;
+
+KrLThreshold::KrLThreshold() = default;
+KrLThreshold::KrLThreshold(const KrLThreshold&) = default;
+KrLThreshold& KrLThreshold::operator=(const KrLThreshold&) = default;
+KrLThreshold::~KrLThreshold() = default;
+
+struct KrLThreshold::Tables {
+    static constexpr const wchar_t* kFile = L"C\\ipLThreshold";
+    using T = KrLThreshold;
+    using One = void(T&, const KrAOI*, KrAOI*, double, double);
+    using Two = void(T&, const KrAOI*, KrAOI*, double, double, double);
+
+    static constexpr Operation<One> high{kFile, 39, L"ThreshHigh( %s, %s, %lf, %lf )",
+                                         kRows<One, KernelCall<&T::ThreshHigh8SW>>};
+    static constexpr Operation<One> low{kFile, 92, L"ThreshLow( %s, %s, %lf, %lf )",
+                                        kRows<One, KernelCall<&T::ThreshLow8SW>>};
+    static constexpr Operation<Two> between{kFile, 146, L"Between( %s, %s, (%lf, %lf), %lf )",
+                                            kRows<Two, KernelCall<&T::ThreshBetween8SW>>};
+    static constexpr Operation<Two> notBetween{
+        kFile, 205, L"NotBetween( %s, %s, (%lf, %lf), %lf )",
+        kRows<Two, KernelCall<&T::ThreshNotBetween8SW>, KernelCall<&T::ThreshNotBetween16SW>>};
+};
+
+void KrLThreshold::High(const KrAOI* src, KrAOI* dst, double t, double v) { Tables::high(*this, src, dst, t, v); }
+void KrLThreshold::Low(const KrAOI* src, KrAOI* dst, double t, double v) { Tables::low(*this, src, dst, t, v); }
+void KrLThreshold::Between(const KrAOI* src, KrAOI* dst, const KrTFloatRange<double>& band, double v) {
+    Tables::between(*this, src, dst, band.lower, band.upper, v);
+}
+void KrLThreshold::NotBetween(const KrAOI* src, KrAOI* dst, const KrTFloatRange<double>& band, double v) {
+    Tables::notBetween(*this, src, dst, band.lower, band.upper, v);
+}
+
+namespace {
+
+// Grey values first..last, none when first > last.
+struct Levels {
+    std::int64_t first, last;
+};
+
+constexpr std::int64_t kTop = std::numeric_limits<std::int64_t>::max();
+
+// The last grey value not above the bound.
+std::int64_t LastLevel(double bound) { return bound < 0.0 ? -1 : Truncate(bound); }
+
+Levels LevelsBetween(double lower, double upper) {
+    if (lower > upper) return {0, -1};
+    return {Truncate(lower), LastLevel(upper)};
+}
+
+// `inside` tells which side of the levels becomes v. The outside is a band, too: it runs from behind the last level
+// through the end of the range to before the first one.
+template <class T>
+void Replace(const KrTAOI<T>* src, KrTAOI<T>* dst, Levels levels, bool inside, double v) {
+    constexpr std::int64_t top = std::numeric_limits<T>::max();
+    levels = {std::max<std::int64_t>(levels.first, 0), std::min(levels.last, top)};
+    if (levels.first > levels.last) {
+        levels = {0, top};
+        inside = !inside;
+    }
+    const auto value = TruncateTo<T>(v);
+    Band<T> band{static_cast<T>(levels.first), static_cast<T>(levels.last - levels.first), value};
+    if (!inside) {
+        const std::int64_t count = top - (levels.last - levels.first);
+        band = {static_cast<T>(levels.last + 1), static_cast<T>(count - 1), value};
+        if (count == 0) band = {value, 0, value};  // replaces the value by itself: nothing changes
+    }
+    const auto row = std::get<ConstantRow<T, T, Band<T>>>(GetMinMaxRows().replace);
+    WalkRows(
+        Access::eSwitched, [=](T* d, const T* s, std::size_t n) { row(d, s, band, n); }, dst, src);
+}
+
+}  // namespace
+
+void KrLThreshold::ThreshHigh8SW(const KrAOI8* src, KrAOI8* dst, double t, double v) {
+    Replace(src, dst, {Truncate(t), kTop}, true, v);
+}
+void KrLThreshold::ThreshLow8SW(const KrAOI8* src, KrAOI8* dst, double t, double v) {
+    Replace(src, dst, {0, LastLevel(t)}, true, v);
+}
+void KrLThreshold::ThreshBetween8SW(const KrAOI8* src, KrAOI8* dst, double lower, double upper, double v) {
+    Replace(src, dst, LevelsBetween(lower, upper), true, v);
+}
+void KrLThreshold::ThreshNotBetween8SW(const KrAOI8* src, KrAOI8* dst, double lower, double upper, double v) {
+    Replace(src, dst, LevelsBetween(lower, upper), false, v);
+}
+void KrLThreshold::ThreshNotBetween16SW(const KrAOI16* src, KrAOI16* dst, double lower, double upper, double v) {
+    Replace(src, dst, {Truncate(lower), Truncate(upper)}, false, v);
+}
+
+std::vector<OperationInfo> ThresholdOperations() {
+    using T = KrLThreshold::Tables;
+    return {T::high.Info(), T::low.Info(), T::between.Info(), T::notBetween.Info()};
+}
+
+}  // namespace KrN

@@ -1,0 +1,187 @@
+#include "ipbase/ipLHistogram.h"
+
+#include <numeric>
+
+#include "ipbase/base/rowwalk.h"
+#include "ipbase/base/scalar.h"
+#include "ipbase/kernels/histogram.h"
+#include "ipbase/statistics/operations.h"
+
+namespace KrN {
+
+KrLHistogram::KrLHistogram() = default;
+KrLHistogram::KrLHistogram(const KrLHistogram&) = default;
+KrLHistogram& KrLHistogram::operator=(const KrLHistogram&) = default;
+KrLHistogram::~KrLHistogram() = default;
+
+struct KrLHistogram::Tables {
+    static constexpr const wchar_t* kFile = L"C\\ipLHistogram";
+    using T = KrLHistogram;
+    using Plain = void(T&, const KrAOI*, std::uint32_t);
+    using Masked = void(T&, const KrAOI*, const KrAOI8*, std::uint32_t);
+    static constexpr Operation<Plain> create{kFile, 86, L"Create( %s )",
+                                             kRows<Plain, KernelCall<&T::Histo8SW>, KernelCall<&T::Histo16SW>>};
+    static constexpr Operation<Masked> createMasked{
+        kFile, 128, L"Create( %s, pMaskAOI )", kRows<Masked, KernelCall<&T::Histo8MSW>, KernelCall<&T::Histo16MSW>>};
+};
+
+void KrLHistogram::Create(const KrAOI* aoi, const KrAOI8* pMaskAOI, std::uint32_t steps) {
+    Tables::createMasked(*this, aoi, pMaskAOI, steps);
+}
+void KrLHistogram::Create(const KrAOI* aoi, std::uint32_t steps) { Tables::create(*this, aoi, steps); }
+
+void KrLHistogram::Histo8SW(const KrAOI8* aoi, std::uint32_t steps) { Count(aoi, nullptr, steps); }
+void KrLHistogram::Histo16SW(const KrAOI16* aoi, std::uint32_t steps) { Count(aoi, nullptr, steps); }
+void KrLHistogram::Histo8MSW(const KrAOI8* aoi, const KrAOI8* mask, std::uint32_t steps) { Count(aoi, mask, steps); }
+void KrLHistogram::Histo16MSW(const KrAOI16* aoi, const KrAOI8* mask, std::uint32_t steps) { Count(aoi, mask, steps); }
+
+// 8-bit pixels are counted by value and then brought into bins, and so are 16-bit pixels when there are more bins than
+// values. Else these are counted in their bins at once, because few counts stay in the cache.
+template <class T>
+void KrLHistogram::Count(const KrTAOI<T>* aoi, const KrAOI8* mask, std::uint32_t steps) {
+    if (steps == 0 || steps > kMaxSteps)
+        throw new KrException(Tables::kFile, 61,
+                              L"Error in KrLHistogram::Create: the number of steps is not 1..16777216");
+    constexpr std::uint32_t values = 1u << 8 * sizeof(T);
+    const std::uint32_t elements = sizeof(T) == 1 ? values : std::min(steps, values);
+    KrTBuf1D<std::uint32_t> even(elements + 1), odd(elements + 1);
+    const kernels::CountLanes lanes{{even.Data(), odd.Data()}, elements};
+
+    const int stepY = std::max<int>(mUndersampling.y, 1);
+    const auto stepX = static_cast<std::size_t>(std::max<int>(mUndersampling.x, 1));
+    const auto count = [&](int y, const T* pixels, const std::uint8_t* maskPixels, std::size_t width) {
+        if (y % stepY == 0) kernels::CountRow(pixels, maskPixels, (width + stepX - 1) / stepX, stepX, lanes);
+    };
+    if (mask)
+        VisitRows(Access::eSwitched, count, aoi, mask);
+    else
+        VisitRows(
+            Access::eSwitched, [&](int y, const T* pixels, std::size_t width) { count(y, pixels, nullptr, width); },
+            aoi);
+
+    KrTBuf1D<std::uint32_t> counts(steps);
+    KrTFloatRange<double> range{values - 1.0, 0.0};
+    for (std::size_t e = 0; e < elements; ++e) {
+        const std::uint32_t sum = even[e + 1] + odd[e + 1];
+        if (sum == 0) continue;
+        const std::uint64_t bin = std::uint64_t{steps} * e / elements;
+        counts[bin] += sum;
+        if (range.lower > range.upper) range.lower = static_cast<double>(bin);
+        range.upper = static_cast<double>(bin);
+    }
+    mCounts = std::move(counts);
+    mGreyRange = range;
+    mValueMax = values - 1.0;
+    mScale = 1.0 / values;
+}
+
+namespace {
+
+// sum(count * f(bin)) over the bins that are not empty.
+template <class F>
+double Sum(const KrTBuf1D<std::uint32_t>& counts, const F& f) {
+    double sum = 0.0;
+    for (std::size_t i = 0; i < counts.Size(); ++i)
+        if (counts[i] != 0) sum += counts[i] * f(static_cast<double>(i));
+    return sum;
+}
+
+// At most 2^56: as many bins with 32-bit counts as there can be.
+std::uint64_t Total(const KrTBuf1D<std::uint32_t>& counts) {
+    return std::accumulate(counts.Data(), counts.Data() + counts.Size(), std::uint64_t{0});
+}
+
+template <class F>
+double Mean(const KrTBuf1D<std::uint32_t>& counts, const F& f) {
+    const std::uint64_t total = Total(counts);
+    return total > 0 ? Sum(counts, f) / static_cast<double>(total) : 0.0;
+}
+
+double CentralMoment(const KrTBuf1D<std::uint32_t>& counts, int order) {
+    const double mean = Mean(counts, [](double x) { return x; });
+    return Mean(counts, [=](double x) {
+        double power = x - mean;
+        for (int k = 1; k < order; ++k) power *= x - mean;
+        return power;
+    });
+}
+
+// The x that has `rank` smaller ones before it in sorted order.
+double Ranked(const KrTBuf1D<std::uint32_t>& counts, std::uint64_t rank) {
+    std::size_t i = 0;
+    for (std::uint64_t below = counts[0]; below <= rank; below += counts[i]) ++i;
+    return static_cast<double>(i);
+}
+
+bool HasZeros(const KrTBuf1D<std::uint32_t>& counts) { return counts.Size() == 0 || counts[0] != 0; }
+
+}  // namespace
+
+double KrLHistogram::GetArithmeticMean() const {
+    return Mean(mCounts, [](double x) { return x; });
+}
+double KrLHistogram::GetMean() const { return GetArithmeticMean(); }
+double KrLHistogram::GetGeometricMean() const {
+    if (HasZeros(mCounts) || Total(mCounts) == 0) return 0.0;
+    return std::exp(Mean(mCounts, [](double x) { return std::log(x); }));
+}
+double KrLHistogram::GetHarmonicMean() const {
+    const double inverse = HasZeros(mCounts) ? 0.0 : Mean(mCounts, [](double x) { return 1.0 / x; });
+    return inverse > 0.0 ? 1.0 / inverse : 0.0;
+}
+double KrLHistogram::GetQuadraticMean() const {
+    return std::sqrt(Mean(mCounts, [](double x) { return x * x; }));
+}
+double KrLHistogram::GetMeanSquareDeviation() const { return CentralMoment(mCounts, 2); }
+double KrLHistogram::GetSkewness() const {
+    const double m2 = CentralMoment(mCounts, 2);
+    return m2 > 0.0 ? CentralMoment(mCounts, 3) / (m2 * std::sqrt(m2)) : 0.0;
+}
+double KrLHistogram::GetKurtosis() const {
+    const double m2 = CentralMoment(mCounts, 2);
+    return m2 > 0.0 ? CentralMoment(mCounts, 4) / (m2 * m2) : 0.0;
+}
+double KrLHistogram::GetMedian() const {
+    const std::uint64_t total = Total(mCounts);
+    if (total == 0) return 0.0;
+    return (Ranked(mCounts, (total - 1) / 2) + Ranked(mCounts, total / 2)) / 2.0;
+}
+
+std::uint32_t KrLHistogram::CalcIndex(double value) const {
+    const double index = GetNumSteps() * mScale * (value - mValueMin);
+    return static_cast<std::uint32_t>(std::clamp<std::int64_t>(Truncate(index), 0, 0xFFFFFFFF));
+}
+
+KrTFloatRange<double> KrLHistogram::CalcRange(std::uint32_t index) const {
+    const double width = GetNumSteps() > 0 ? (mValueMax - mValueMin + 1.0) / GetNumSteps() : 0.0;
+    return {index * width + mValueMin, (index + 1.0) * width + mValueMin - std::numeric_limits<double>::epsilon()};
+}
+
+std::uint32_t KrLHistogram::GetMaxIndex() const {
+    const std::uint32_t* first = mCounts.Data();
+    return static_cast<std::uint32_t>(std::max_element(first, first + mCounts.Size()) - first);
+}
+std::uint32_t KrLHistogram::GetMaxPixels() const { return GetNumSteps() > 0 ? mCounts[GetMaxIndex()] : 0; }
+
+namespace {
+
+void CheckIndex(std::uint32_t index, std::uint32_t steps) {
+    if (index >= steps) throw new KrException(L"Error in KrLHistogram: there is no bin of that number");
+}
+
+}  // namespace
+
+std::uint32_t& KrLHistogram::operator[](std::uint32_t index) {
+    CheckIndex(index, GetNumSteps());
+    return mCounts[index];
+}
+std::uint32_t KrLHistogram::operator[](std::uint32_t index) const {
+    CheckIndex(index, GetNumSteps());
+    return mCounts[index];
+}
+
+std::vector<OperationInfo> HistogramOperations() {
+    return {KrLHistogram::Tables::create.Info(), KrLHistogram::Tables::createMasked.Info()};
+}
+
+}  // namespace KrN

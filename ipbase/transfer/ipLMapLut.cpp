@@ -1,0 +1,58 @@
+#include "ipbase/ipLMapLut.h"
+
+#include <array>
+
+#include "ipbase/base/rowwalk.h"
+#include "ipbase/kernels/table.h"
+#include "ipbase/transfer/operations.h"
+
+namespace KrN {
+
+using namespace kernels;
+
+KrLMapLut::KrLMapLut() = default;
+KrLMapLut::KrLMapLut(const KrLMapLut&) = default;
+KrLMapLut& KrLMapLut::operator=(const KrLMapLut&) = default;
+KrLMapLut::~KrLMapLut() = default;
+
+struct KrLMapLut::Tables {
+    static constexpr const wchar_t* kFile = L"C\\ipLMapLut";
+    using Map = void(KrLMapLut&, const KrAOI*, KrAOI*, const KrMapLut1x8*);
+    using MapPair = void(KrLMapLut&, const KrAOI*, const KrAOI*, KrAOI*, const KrMapLut88_8*);
+    static constexpr Operation<Map> mapLut8{kFile, 42, L"MapLut8( %s, %s, %s )",
+                                            kRows<Map, KernelCall<&KrLMapLut::MapLut88L8SW>>};
+    static constexpr Operation<MapPair> mapLut16{kFile, 139, L"MapLut16( %s, %s, %s, %s )",
+                                                 kRows<MapPair, KernelCall<&KrLMapLut::MapLut888L16SW>>};
+};
+
+void KrLMapLut::MapLut8(const KrAOI* src, KrAOI* dst, const KrMapLut1x8* lut) {
+    lut ? Tables::mapLut8(*this, src, dst, lut) : Tables::mapLut8.Throw(src, dst, lut);
+}
+
+void KrLMapLut::MapLut16(const KrAOI* a, const KrAOI* b, KrAOI* dst, const KrMapLut88_8* lut) {
+    lut ? Tables::mapLut16(*this, a, b, dst, lut) : Tables::mapLut16.Throw(a, b, dst, lut);
+}
+
+void KrLMapLut::MapLut88L8SW(const KrAOI8* src, KrAOI8* dst, const KrMapLut1x8* lut) {
+    std::array<u8, 256> table;
+    for (unsigned short i = 0; i < 256; ++i) table[i] = lut->GetElem(i);
+    const auto row = std::get<TableRow<u8>>(GetTableRows().map);
+    WalkRows(
+        Access::eSwitched, [&](u8* d, const u8* s, std::size_t n) { row(d, s, table.data(), n); }, dst, src);
+}
+
+void KrLMapLut::MapLut888L16SW(const KrAOI8* a, const KrAOI8* b, KrAOI8* dst, const KrMapLut88_8* lut) {
+    KrTBuf1D<u8> table(65536);
+    for (std::size_t i = 0; i < table.Size(); ++i)
+        table[i] = lut->GetElem(static_cast<unsigned short>(i >> 8), static_cast<unsigned short>(i & 255));
+    const auto row = GetTableRows().mapPair;
+    WalkRows(
+        Access::eSwitched, [&](u8* d, const u8* s, const u8* t, std::size_t n) { row(d, s, t, table.Data(), n); }, dst,
+        a, b);
+}
+
+std::vector<OperationInfo> MapLutOperations() {
+    return {KrLMapLut::Tables::mapLut8.Info(), KrLMapLut::Tables::mapLut16.Info()};
+}
+
+}  // namespace KrN

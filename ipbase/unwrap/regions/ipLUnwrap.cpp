@@ -1,0 +1,312 @@
+#include "ipbase/ipLUnwrap.h"
+
+#include <algorithm>
+#include <array>
+#include <utility>
+
+#include "ipbase/ipLTrans.h"
+#include "ipbase/unwrap/info.h"
+#include "ipbase/unwrap/regions/boundaries.h"
+#include "ipbase/unwrap/regions/forest.h"
+#include "ipbase/unwrap/regions/growth.h"
+#include "ipbase/unwrap/regions/join.h"
+
+namespace KrN {
+namespace {
+
+constexpr std::uint8_t kExcludedBit = 0x80;  // in the input mask
+constexpr std::uint8_t kInvalidBit = 0x40;   // in the target mask
+constexpr wchar_t kTargetSize[] = L"Error in KrLUnwrap: AOI size of target AOI is not correct";
+constexpr wchar_t kMaskSize[] = L"Error in KrLUnwrap: AOI size of target mask AOI is not correct";
+constexpr wchar_t kMissing[] = L"Error in KrLUnwrap: an image is missing";
+
+void Require(bool condition, std::uint32_t line, const wchar_t* text) {
+    if (!condition) throw new KrException(L"C\\ipLUnwrap", line, text);
+}
+
+KrColumnRange Columns(int width) { return {0, static_cast<std::int16_t>(width - 1)}; }
+
+// Wrapped phases with order 0; levels are 0 where the mask excludes the pixel, else at least 1.
+void ReadPlanes(const KrAOI8& phase, const KrAOI8& quality, const KrAOI8& mask, UnwrapPlanes& planes) {
+    const auto width = static_cast<std::size_t>(planes.width);
+    KrTBuf1D<std::uint8_t> phases(width), qualities(width), marks(width);
+    for (int y = 0; y < planes.height; ++y) {
+        phase.ReadRow(y, Columns(planes.width), phases);
+        quality.ReadRow(y, Columns(planes.width), qualities);
+        mask.ReadRow(y, Columns(planes.width), marks);
+        std::copy_n(phases.Data(), width, planes.phase.data() + planes.Row(y));
+        std::uint8_t* const level = planes.quality.data() + planes.Row(y);
+        for (std::size_t x = 0; x < width; ++x) {
+            const std::uint8_t usable = std::min(qualities[x], std::uint8_t{254});
+            level[x] = marks[x] & kExcludedBit ? std::uint8_t{0} : static_cast<std::uint8_t>(usable + 1);
+        }
+    }
+}
+
+}  // namespace
+
+struct KrLUnWrap::State {
+    KrLTransfer transfer;
+    UnwrapPlanes planes;
+    UnwrapAreas areas;
+    UnwrapForest forest;
+    KrAOIInfo info;
+    KrBufferAOI16 ownTarget;
+    KrBufferAOI8 ownMask;
+    KrAOI16* target = nullptr;
+    KrAOI8* targetMask = nullptr;
+    std::array<std::uint8_t, 256> allowance{};
+    KrTRange<std::int32_t> range;
+
+    void SetAllowance(unsigned mode);
+    void DropSmallComponents(std::uint32_t minAreaSize);
+    void CorrectPhaseImage(const std::vector<std::int16_t>& corrections);
+    KrTRange<std::int32_t> GetMinMaxPhase() const;
+    void ShowPhaseImage();
+    void DelTreeAreas(const std::vector<std::uint32_t>& treeAreas);
+    void CheckResult(const KrAOI* result, const KrAOI* resultMask, std::uint32_t line) const;
+
+    // Plane index of a pixel with a result, or 0 (a spare pixel) when there is none at these coordinates.
+    std::size_t ValidPixel(int x, int y) const {
+        if (!planes.Contains(x, y)) return 0;
+        const std::size_t pixel = planes.Row(y) + static_cast<std::size_t>(x);
+        return planes.area[pixel] ? pixel : 0;
+    }
+    // Calls apply(pixel) for all pixels of some areas, given counted from 0.
+    template <class Apply>
+    void ForEachPixel(const std::vector<std::uint32_t>& areaIndices, Apply apply) {
+        for (const std::uint32_t index : areaIndices) {
+            const SrUnwrapArea& area = areas.areas[index];
+            for (std::size_t i = area.first; i < std::size_t{area.first} + area.pixelCount; ++i) apply(areas.pixels[i]);
+        }
+    }
+};
+
+// Mode 1 allows any level, 2 to 7 the level itself down to 1/32 of it, 8 none.
+void KrLUnWrap::State::SetAllowance(unsigned mode) {
+    if (mode < 1 || mode > 8) return;
+    for (unsigned level = 0; level < 256; ++level) {
+        const unsigned value = mode == 1 ? 255 : mode == 8 ? 0 : level >> (mode - 2);
+        allowance[level] = static_cast<std::uint8_t>(value);
+    }
+}
+
+void KrLUnWrap::State::DelTreeAreas(const std::vector<std::uint32_t>& treeAreas) {
+    ForEachPixel(treeAreas, [this](std::uint32_t pixel) { planes.area[pixel] = 0; });
+}
+
+void KrLUnWrap::State::DropSmallComponents(std::uint32_t minAreaSize) {
+    const std::vector<std::uint32_t> component = forest.ComponentOfAreas();
+    std::vector<std::uint32_t> size(forest.Roots().size() + 1);
+    for (std::size_t i = 0; i < component.size(); ++i) size[component[i]] += areas.areas[i].pixelCount;
+    std::vector<std::uint32_t> dropped;
+    for (std::size_t i = 0; i < component.size(); ++i) {
+        if (size[component[i]] < minAreaSize) dropped.push_back(static_cast<std::uint32_t>(i));
+    }
+    DelTreeAreas(dropped);
+    std::vector<std::uint32_t> kept;
+    for (std::size_t i = 0; i < forest.Roots().size(); ++i) {
+        if (size[i + 1] >= minAreaSize) kept.push_back(forest.Roots()[i]);
+    }
+    forest.SetRoots(std::move(kept));
+}
+
+void KrLUnWrap::State::CorrectPhaseImage(const std::vector<std::int16_t>& corrections) {
+    if (std::all_of(corrections.begin(), corrections.end(), [](std::int16_t c) { return c == 0; })) return;
+    std::vector<std::uint16_t> steps(corrections.size() + 1);  // by area number; nothing for pixels without area
+    for (std::size_t i = 0; i < corrections.size(); ++i)
+        steps[i + 1] = static_cast<std::uint16_t>(corrections[i] * 256);
+    for (std::size_t i = 0; i < planes.phase.size(); ++i) {
+        planes.phase[i] = static_cast<std::uint16_t>(planes.phase[i] + steps[planes.area[i]]);
+    }
+}
+
+KrTRange<std::int32_t> KrLUnWrap::State::GetMinMaxPhase() const {
+    std::int16_t minimum = 32767;
+    std::int16_t maximum = -32768;
+    for (std::size_t i = 0; i < planes.phase.size(); ++i) {
+        const auto value = static_cast<std::int16_t>(planes.phase[i]);
+        const bool valid = planes.area[i] != 0;
+        minimum = std::min(minimum, valid ? value : std::int16_t{32767});
+        maximum = std::max(maximum, valid ? value : std::int16_t{-32768});
+    }
+    if (minimum > maximum) return {};
+    return {minimum, maximum};
+}
+
+void KrLUnWrap::State::ShowPhaseImage() {
+    range = GetMinMaxPhase();
+    const auto minimum = static_cast<std::uint16_t>(range.lower);
+    const auto width = static_cast<std::size_t>(planes.width);
+    KrTBuf1D<std::uint16_t> values(width);
+    KrTBuf1D<std::uint8_t> marks(width);
+    for (int y = 0; y < planes.height; ++y) {
+        targetMask->ReadRow(y, Columns(planes.width), marks);
+        const std::uint32_t* const area = planes.area.data() + planes.Row(y);
+        const std::uint16_t* const phase = planes.phase.data() + planes.Row(y);
+        std::uint16_t* const value = values.Data();
+        std::uint8_t* const mark = marks.Data();
+        for (std::size_t x = 0; x < width; ++x) {
+            value[x] = area[x] ? static_cast<std::uint16_t>(phase[x] - minimum) : std::uint16_t{0};
+        }
+        for (std::size_t x = 0; x < width; ++x) {
+            mark[x] = static_cast<std::uint8_t>((mark[x] & ~kInvalidBit) | (area[x] ? 0 : kInvalidBit));
+        }
+        target->WriteRow(y, Columns(planes.width), values);
+        targetMask->WriteRow(y, Columns(planes.width), marks);
+    }
+}
+
+void KrLUnWrap::State::CheckResult(const KrAOI* result, const KrAOI* resultMask, std::uint32_t line) const {
+    Require(result && resultMask, line, kMissing);
+    Require(target && result->AOISize() == target->AOISize(), line, kTargetSize);
+    Require(resultMask->AOISize() == targetMask->AOISize(), line + 4, kMaskSize);
+}
+
+KrLUnWrap::KrLUnWrap() : mState(std::make_unique<State>()) {}
+
+KrLUnWrap::KrLUnWrap(const KrLUnWrap& other) : mState(std::make_unique<State>(*other.mState)) {
+    if (other.mState->target == &other.mState->ownTarget) mState->target = &mState->ownTarget;
+    if (other.mState->targetMask == &other.mState->ownMask) mState->targetMask = &mState->ownMask;
+}
+
+KrLUnWrap& KrLUnWrap::operator=(const KrLUnWrap& other) {
+    if (this != &other) mState = std::move(KrLUnWrap(other).mState);
+    return *this;
+}
+
+KrLUnWrap::~KrLUnWrap() = default;
+
+void KrLUnWrap::Execute(KrAOI8* phase, KrAOI8* quality, KrAOI8* mask, unsigned char minQuality,
+                        std::uint32_t minAreaSize, unsigned char orderQualMode, int centreOrders) {
+    Require(phase && quality && mask, 98, kMissing);
+    mState->ownTarget.Resize(*phase, 1);
+    mState->ownMask.Resize(*mask, 1);
+    Execute(phase, quality, mask, &mState->ownTarget, &mState->ownMask, minQuality, minAreaSize, orderQualMode,
+            centreOrders);
+}
+
+void KrLUnWrap::Execute(KrAOI8* phase, KrAOI8* quality, KrAOI8* mask, KrAOI16* target, KrAOI8* targetMask,
+                        unsigned char minQuality, std::uint32_t minAreaSize, unsigned char orderQualMode,
+                        int centreOrders) {
+    Require(phase && quality && mask && target && targetMask, 112, kMissing);
+    const int width = std::min({phase->AOIWidth(), quality->AOIWidth(), mask->AOIWidth(), target->AOIWidth()});
+    const int height = std::min({phase->AOIHeight(), quality->AOIHeight(), mask->AOIHeight(), target->AOIHeight()});
+    const bool empty = width <= 0 || height <= 0;
+    Require(empty || (targetMask->AOIWidth() >= width && targetMask->AOIHeight() >= height), 117, kMaskSize);
+
+    State& s = *mState;
+    if (phase->GetAOIInfo()) {
+        s.info = *phase->GetAOIInfo();
+    } else {
+        s.info.valueScale = 1.0;
+    }
+    s.target = target;
+    s.targetMask = targetMask;
+    s.SetAllowance(orderQualMode);
+    // Until the new result is complete, the object has none.
+    UnwrapPlanes planes = std::exchange(s.planes, {});
+    s.areas = {};
+    s.forest = {};
+    s.range = {};
+    if (empty) return;
+
+    if (mask != targetMask) s.transfer.Copy(mask, targetMask);
+    planes.Resize(width, height);
+    ReadPlanes(*phase, *quality, *mask, planes);
+    s.areas = GrowUnwrapAreas(planes, minQuality, s.allowance);
+    const auto areaCount = static_cast<std::uint32_t>(s.areas.areas.size());
+    const std::vector<std::uint32_t> treeOfArea = NumberUnwrapTrees(planes, areaCount);
+    s.forest = JoinUnwrapAreas(MeasureUnwrapBoundaries(planes, treeOfArea), treeOfArea);
+    s.planes = std::move(planes);
+    s.DropSmallComponents(minAreaSize);
+    s.CorrectPhaseImage(s.forest.Corrections(centreOrders != 0));
+    s.ShowPhaseImage();
+}
+
+void KrLUnWrap::SetZeroPoint(unsigned short x, unsigned short y) {
+    State& s = *mState;
+    const std::size_t pixel = s.ValidPixel(x, y);
+    if (!pixel) return;
+    const std::uint16_t zero = s.planes.phase[pixel];
+    for (std::size_t i = 0; i < s.planes.phase.size(); ++i) {
+        const std::uint16_t value = s.planes.phase[i];
+        s.planes.phase[i] = s.planes.area[i] ? static_cast<std::uint16_t>(value - zero) : value;
+    }
+    s.ShowPhaseImage();
+}
+
+void KrLUnWrap::AddOrder(unsigned short x, unsigned short y, short order) {
+    State& s = *mState;
+    const std::size_t pixel = s.ValidPixel(x, y);
+    if (!pixel) return;
+    const std::uint32_t root = s.forest.RootOf(s.planes.area[pixel] - 1);
+    s.ForEachPixel(s.forest.AreasOf(root), [&s, order](std::uint32_t p) {
+        s.planes.phase[p] = static_cast<std::uint16_t>(s.planes.phase[p] + order * 256);
+    });
+    s.ShowPhaseImage();
+}
+
+void KrLUnWrap::DelArea(unsigned short x, unsigned short y) {
+    State& s = *mState;
+    const std::size_t pixel = s.ValidPixel(x, y);
+    if (!pixel) return;
+    const std::uint32_t root = s.forest.RootOf(s.planes.area[pixel] - 1);
+    s.DelTreeAreas(s.forest.AreasOf(root));
+    s.forest.RemoveRoot(root);
+    s.ShowPhaseImage();
+}
+
+short KrLUnWrap::GetOrder(unsigned short x, unsigned short y) const {
+    const UnwrapPlanes& planes = mState->planes;
+    return planes.Contains(x, y) ? static_cast<std::int8_t>(planes.phase[planes.Row(y) + x] >> 8) : short{0};
+}
+
+KrTRange<std::int32_t> KrLUnWrap::GetRange() const { return mState->range; }
+
+int KrLUnWrap::IsValidArea(unsigned short x, unsigned short y) const { return mState->ValidPixel(x, y) != 0; }
+
+void KrLUnWrap::GetResult(KrAOI16* result, KrAOI8* resultMask) {
+    State& s = *mState;
+    s.CheckResult(result, resultMask, 1299);
+    s.transfer.Copy(s.targetMask, resultMask);
+    s.transfer.Copy(s.target, result);
+    DescribeUnwrapped(*result, s.info, s.info.valueScale / 255.0);
+}
+
+void KrLUnWrap::GetResult(KrAOI32Float* result, KrAOI8* resultMask) {
+    State& s = *mState;
+    s.CheckResult(result, resultMask, 1213);
+    s.transfer.Copy(s.targetMask, resultMask);
+    const double scale = s.info.valueScale / 255.0;
+    const double offset = scale * s.range.lower;
+    const int width = result->AOIWidth();
+    KrTBuf1D<std::uint16_t> values(static_cast<std::size_t>(width));
+    KrTBuf1D<float> phases(static_cast<std::size_t>(width));
+    for (int y = 0; width > 0 && y < result->AOIHeight(); ++y) {
+        s.target->ReadRow(y, Columns(width), values);
+        for (std::size_t x = 0; x < phases.Size(); ++x) phases[x] = static_cast<float>(scale * values[x] + offset);
+        result->WriteRow(y, Columns(width), phases);
+    }
+    DescribeUnwrapped(*result, s.info, 1.0);
+}
+
+std::uint32_t KrLUnWrap::GetComponentCount() const { return static_cast<std::uint32_t>(mState->forest.Roots().size()); }
+
+void KrLUnWrap::GetComponentLabels(KrAOI32* labels) const {
+    Require(labels != nullptr, 1340, kMissing);
+    const UnwrapPlanes& planes = mState->planes;
+    const std::vector<std::uint32_t> component = mState->forest.ComponentOfAreas();
+    const int width = std::min<int>(planes.width, labels->AOIWidth());
+    const int height = std::min<int>(planes.height, labels->AOIHeight());
+    KrTBuf1D<std::int32_t> row(static_cast<std::size_t>(width));
+    for (int y = 0; width > 0 && y < height; ++y) {
+        const std::uint32_t* const area = planes.area.data() + planes.Row(y);
+        for (std::size_t x = 0; x < row.Size(); ++x) {
+            row[x] = area[x] ? static_cast<std::int32_t>(component[area[x] - 1]) : 0;
+        }
+        labels->WriteRow(y, Columns(width), row);
+    }
+}
+
+}  // namespace KrN

@@ -1,0 +1,42 @@
+#pragma once
+
+#include <cstdint>
+
+#include "ipbase/unwrap/reliability/edges.h"
+
+namespace KrN {
+
+// A pixel in its group. Groups are trees: the pixels lead to the head of their group, directly or over others, and each
+// one knows its periods relative to the pixel that it leads to. A merge thereby writes one pixel, however large the
+// groups are.
+struct PIXELM {
+    std::int32_t group;      // another pixel of the group; or, of the head, minus the number of pixels in the group
+    std::int32_t increment;  // periods to add, relative to that other pixel; 0 at the head
+};
+
+struct ReliabilityHead {
+    std::int32_t pixel;
+    std::int32_t increment;  // periods of the pixel that was asked for, relative to the head
+};
+
+// The head of a pixel's group; shortens the way to it for the next time.
+inline ReliabilityHead FindHead(PIXELM* pixels, std::int32_t pixel) {
+    std::int32_t increment = 0;
+    while (true) {
+        PIXELM& p = pixels[pixel];
+        if (p.group < 0) return {pixel, increment};
+        const PIXELM& next = pixels[p.group];
+        if (next.group < 0) return {p.group, increment + p.increment};
+        p.increment += next.increment;
+        p.group = next.group;
+        increment += p.increment;
+        pixel = p.group;
+    }
+}
+
+// Merges the groups of an edge's pixels, the smaller one into the larger one, so that their periods agree over the
+// edge. The larger group keeps its periods; of two groups of the same size that is the second pixel's, unless both
+// pixels are alone. Returns whether two groups of several pixels were merged.
+bool MergeGroups(PIXELM* pixels, EDGE edge, int width);
+
+}  // namespace KrN

@@ -1,0 +1,364 @@
+// Line filters against plain loops over random images of all pixel types, sizes, layouts and CPU targets.
+#include <gtest/gtest.h>
+
+#include "Core/vorTools/Inc/syfilt2d.h"
+#include "ipbase/filters/operations.h"
+#include "ipbase/ipLFilt1d.h"
+#include "tests/support/filter_pictures.h"
+#include "tests/support/literal_filters.h"
+
+namespace test {
+namespace {
+
+constexpr KrTSize<int> kSizes[] = {{1, 1}, {1, 12}, {12, 1}, {2, 3}, {9, 7}, {40, 5}, {5, 40}, {300, 3}};
+
+// A filter of a number of taps, as a pair of classes and as a plain loop over a line.
+struct TapCase {
+    std::uint32_t lines[2];
+    const wchar_t* formats[2];
+    void (*run)(int taps, bool columns, KrAOI* src, KrAOI* dst);
+    enum { eGauss, eMedian, eMinimum, eMaximum, eKernel, eRecursive } kind;
+};
+
+template <class Hor, class Ver>
+void RunPair(int taps, bool columns, KrAOI* src, KrAOI* dst) {
+    columns ? Ver().Execute(static_cast<std::uint32_t>(taps), src, dst)
+            : Hor().Execute(static_cast<std::uint32_t>(taps), src, dst);
+}
+
+void RunKernel(int taps, bool columns, KrAOI* src, KrAOI* dst) {
+    const auto kernel = Buffer(Weights(taps));
+    columns ? KrFilterVertical().Execute(kernel, Divisor(taps), src, dst)
+            : KrFilterHorizontal().Execute(kernel, Divisor(taps), src, dst);
+}
+double Alpha(int taps) { return taps == 1 ? 0.0 : 1.0 - 1.0 / taps; }
+void RunRecursive(int taps, bool columns, KrAOI* src, KrAOI* dst) {
+    columns ? KrFilterVerRecursive().Execute(Alpha(taps), src, dst)
+            : KrFilterHorRecursive().Execute(Alpha(taps), src, dst);
+}
+
+const TapCase kTapCases[] = {
+    {{782, 880},
+     {L"KrFilterHorGauss", L"KrFilterVerGauss"},
+     RunPair<KrFilterHorGauss, KrFilterVerGauss>,
+     TapCase::eGauss},
+    {{987, 1085},
+     {L"KrFilterHorMedian", L"KrFilterVerMedian"},
+     RunPair<KrFilterHorMedian, KrFilterVerMedian>,
+     TapCase::eMedian},
+    {{1189, 1287},
+     {L"KrFilterHorErosion", L"KrFilterVerErosion"},
+     RunPair<KrFilterHorErosion, KrFilterVerErosion>,
+     TapCase::eMinimum},
+    {{1392, 1490},
+     {L"KrFilterHorDilatation", L"KrFilterVerDilatation"},
+     RunPair<KrFilterHorDilatation, KrFilterVerDilatation>,
+     TapCase::eMaximum},
+    {{582, 685}, {L"KrFilterHorizontal", L"KrFilterVertical"}, RunKernel, TapCase::eKernel},
+    {{1593, 1691}, {L"KrFilterHorRecursive", L"KrFilterVerRecursive"}, RunRecursive, TapCase::eRecursive},
+};
+
+template <class T>
+void Literal(const TapCase& c, int taps, Line<T>& line) {
+    switch (c.kind) {
+        case TapCase::eGauss: return LiteralWeighted(line, PascalRow(taps), std::ldexp(1.0, 1 - taps), -(taps / 2));
+        case TapCase::eMedian: return LiteralRank(line, taps, (taps + 1) / 2);
+        case TapCase::eMinimum: return LiteralRank(line, taps, 1);
+        case TapCase::eMaximum: return LiteralRank(line, taps, taps);
+        case TapCase::eKernel: return LiteralWeighted(line, Weights(taps), 1.0 / Divisor(taps), -(taps / 2));
+        case TapCase::eRecursive: return LiteralRecursive(line, Alpha(taps));
+    }
+}
+
+TEST(LineFilters, EqualPlainLoops) {
+    Random random(3);
+    for (const TapCase& c : kTapCases)
+        for (const bool columns : {false, true})
+            for (const int taps : {1, 2, 3, 4, 5, 8, 9, 15, 16, 30, 61})
+                for (const KrTSize<int>& size : kSizes) {
+                    if (c.kind == TapCase::eGauss && taps > 34) continue;
+                    SCOPED_TRACE(KrString(c.formats[columns]).ToUtf8() + " " + std::to_string(taps) + " taps, " +
+                                 std::to_string(size.cx) + " x " + std::to_string(size.cy));
+                    ForEachType([&](auto type) {
+                        using T = decltype(type);
+                        const auto source = RandomPicture<T>(size.cx, size.cy, random);
+                        const auto expected =
+                            AlongLines(source, columns, [&](Line<T>& line) { Literal(c, taps, line); });
+                        ForEachTarget([&](std::int64_t) {
+                            CheckLayouts(source, expected,
+                                         [&](KrAOI* src, KrAOI* dst) { c.run(taps, columns, src, dst); });
+                        });
+                    });
+                    if (testing::Test::HasFatalFailure()) return;
+                }
+}
+
+TEST(LineFilters, RejectOtherTypesAndTolerateEverythingElse) {
+    constexpr int kTypes[] = {0, 1, 4, 7, 8, 10};
+    std::size_t listed = 0;
+    for (const TapCase& c : kTapCases)
+        for (const bool columns : {false, true})
+            for (const int from : kTypes)
+                for (const int to : kTypes) {
+                    std::vector<unsigned char> memory(1600, 7), before = memory;
+                    const auto make = [&](int type, int place, const wchar_t* name) {
+                        if (type == 0) return std::unique_ptr<KrAOI>();
+                        const auto device = static_cast<DeviceType>(type);
+                        return MakeAOI({0, device, 0, 80, 9, 9}, memory.data() + place * 800, name);
+                    };
+                    const auto src = make(from, 0, L"one"), dst = make(to, 1, L"two");
+                    const int effective = to == 0 ? from : to;
+                    const auto error = Thrown([&] { c.run(3, columns, src.get(), dst.get()); });
+                    const std::wstring names[] = {from ? L"one" : L"(null)", to ? L"two" : from ? L"one" : L"(null)"};
+                    ASSERT_EQ(!error, from == effective && from != 0 && from != 10) << from << " -> " << to;
+                    if (!error) continue;
+                    EXPECT_TRUE(dynamic_cast<KrNotImplementedException*>(error.get()));
+                    EXPECT_TRUE(error->GetFile() == L"C\\ipLFilt1d");
+                    EXPECT_EQ(static_cast<std::int32_t>(c.lines[columns]), error->GetLine());
+                    const std::wstring text =
+                        std::wstring(c.formats[columns]) + L"( " + names[0] + L", " + names[1] + L" )";
+                    EXPECT_EQ(KrString(text).ToUtf8(), error->GetText().ToUtf8());
+                    EXPECT_EQ(before, memory);
+                }
+    for (const OperationInfo& info : LineFilterOperations()) listed += info.types.size();
+    EXPECT_EQ(12u * 4u, listed);
+
+    // No taps, windows of any size and empty images leave everything around them alone.
+    for (const TapCase& c : kTapCases)
+        for (const bool columns : {false, true})
+            for (const int taps : {0, 35, 70000, -1}) {
+                if (taps != 0 && (c.kind == TapCase::eKernel || c.kind == TapCase::eRecursive)) continue;
+                const Picture<std::uint8_t> picture{3, 2, {1, 2, 3, 4, 5, 6}};
+                Canvas<std::uint8_t> canvas(picture, Form::eView, 0, 0);
+                c.run(taps, columns, canvas.AOI(), nullptr);
+                const auto guards = canvas.Expected(picture);
+                for (std::size_t i = 0; i < guards.size(); ++i)
+                    EXPECT_TRUE(guards[i] != 0x5B || canvas.Memory()[i] == 0x5B);
+                KrAOI8 empty;
+                c.run(3, columns, canvas.AOI(), &empty);
+                c.run(3, columns, &empty, nullptr);
+            }
+}
+
+TEST(LineFilters, PartlyOverlappingViewsReadTheSourceFirst) {
+    for (const bool columns : {false, true}) {
+        std::vector<unsigned char> memory(20 * 20);
+        Random random(9);
+        for (unsigned char& byte : memory) byte = static_cast<unsigned char>(random());
+        Picture<std::uint8_t> picture{16, 16, {}};
+        for (int y = 0; y < 16; ++y)
+            for (int x = 0; x < 16; ++x) picture.pixels.push_back(memory[static_cast<std::size_t>(y * 20 + x)]);
+        const auto expected = AlongLines(picture, columns, [](Line<std::uint8_t>& line) { LiteralRank(line, 3, 2); });
+        KrAOI8 src({16, 16}, memory.data(), 20), dst({16, 16}, memory.data() + 41, 20);
+        RunPair<KrFilterHorMedian, KrFilterVerMedian>(3, columns, &src, &dst);
+        for (int y = 0; y < 16; ++y)
+            for (int x = 0; x < 16; ++x)
+                ASSERT_EQ(expected.pixels[static_cast<std::size_t>(y * 16 + x)], dst.GetRowPointer(y)[x]);
+    }
+}
+
+// --- The 8-bit special filters ---------------------------------------------------------------------------------------
+
+class OneLine : public KrFilterFIR1D, public KrFilterBinominal1D {
+public:
+    using KrFilterBinominal1D::Filter;
+    using KrFilterFIR1D::FilterLine8;
+};
+
+TEST(SpecialFilters, EqualPlainLoops) {
+    ForEachTarget([](std::int64_t) {
+        Random random(4);
+        for (const bool columns : {false, true})
+            for (const int taps : {1, 2, 3, 4, 5, 6, 9, 22, 23})
+                for (const KrTSize<int>& size : kSizes) {
+                    using Bytes = Line<std::uint8_t>;
+                    const EDir dir = columns ? eVert : eHor;
+                    const auto source = RandomPicture<std::uint8_t>(size.cx, size.cy, random);
+                    std::vector<std::int32_t> weights = Weights(taps);
+                    if (taps % 2 == 0)
+                        for (int k = 0; k < taps / 2; ++k)
+                            weights[static_cast<std::size_t>(taps - 1 - k)] = weights[static_cast<std::size_t>(k)];
+                    KrFilterFIR1D fir;
+                    fir.SetKernel(Buffer(weights), taps / 3.0);
+                    CheckLayouts(source,
+                                 AlongLines(source, columns,
+                                            [&](Bytes& line) {
+                                                LiteralWeighted(line, weights, 1.0 / (taps / 3.0), -(taps - 1) / 2);
+                                            }),
+                                 [&](KrAOI* src, KrAOI* dst) { fir.Execute(src, dst, dir); });
+                    if (taps < 2) continue;
+                    CheckLayouts(source, AlongLines(source, columns, [&](Bytes& line) { LiteralBinomial(line, taps); }),
+                                 [&](KrAOI* src, KrAOI* dst) {
+                                     KrFilterBinominal1D().Execute(src, dst, static_cast<unsigned short>(taps), dir);
+                                 });
+                    if (testing::Test::HasFatalFailure()) return;
+                }
+    });
+}
+
+// Where sums and what rounds them are at the limits of 8, 16 and 32 bits.
+TEST(LineFilters, SumsAtTheLimits) {
+    const struct {
+        KrTBuf1D<std::int32_t> kernel;
+        std::int32_t divisor;
+    } cases[] = {{{10000, 12766, 10000}, 1 << 17},
+                 {{10000, 12766, 10000}, 1 << 18},
+                 {{10000, 12766, 10000}, 1 << 19},
+                 {{10000, 12766, 10000}, 1 << 30},
+                 {{-10000, -22766}, 1 << 20},
+                 {{1, 2, 253}, 256},
+                 {{128, 129}, 1},
+                 {{16384, 16383}, 32767},
+                 {{40000}, 40000},
+                 {{-16383, 16384}, 1},
+                 {{1, 2, 3}, 8},
+                 {{1, 2, 253}, 512},
+                 {{1, 2, 253}, 258},
+                 {{32768}, 32768}};
+    const auto check = [](auto image, const auto& c, int value) {
+        using T = typename decltype(image)::Pixel;
+        std::int64_t sum = 0;
+        for (std::size_t k = 0; k < c.kernel.Size(); ++k)
+            sum +=
+                static_cast<std::int32_t>(static_cast<std::uint32_t>(c.kernel[k]) * static_cast<std::uint32_t>(value));
+        for (short x = 0; x < image.AOIWidth(); ++x) image.WritePixel({x, 0}, static_cast<T>(value));
+        KrFilterHorizontal().Execute(c.kernel, c.divisor, &image, nullptr);
+        const auto wanted = static_cast<T>(std::llround(static_cast<double>(sum) * (1.0 / c.divisor)));
+        for (short x = 0; x < image.AOIWidth(); ++x)
+            ASSERT_EQ(wanted, image.ReadPixel({x, 0})) << "divisor " << c.divisor << ", column " << x;
+    };
+    for (const auto& c : cases) {
+        check(KrBufferAOI8({150, 1}), c, 255);
+        check(KrBufferAOI16({150, 1}), c, 65535);
+    }
+}
+
+TEST(SpecialFilters, LinesAndProperties) {
+    OneLine filter;
+    EXPECT_FALSE(filter.IsKernelSet());
+    EXPECT_EQ(0.0, filter.GetDivisor());
+    filter.SetKernel({1, 2, 1}, 4.0);
+    EXPECT_TRUE(filter.IsKernelSet());
+    EXPECT_EQ(4.0, filter.GetDivisor());
+    EXPECT_EQ(3u, filter.GetKernelWidth());
+    const unsigned char in[] = {0, 9, 0, 9, 255, 9};
+    unsigned char out[] = {7, 7, 7};
+    filter.FilterLine8(in, out, 2, 1, 3);
+    EXPECT_EQ((std::vector<unsigned char>{0, 64, 191}), std::vector<unsigned char>(out, out + 3));
+    std::uint32_t buffer[] = {10, 20, 30, 60, 99};
+    filter.Filter(buffer, 2, 2);  // (1 2 1) / 4
+    EXPECT_EQ(20u, buffer[0]);
+    EXPECT_EQ(35u, buffer[1]);
+    EXPECT_EQ(99u, buffer[4]);
+}
+
+TEST(SpecialFilters, Rejections) {
+    KrBufferAOI8 a({3, 3});
+    KrBufferAOI16 b({3, 3});
+    a.SetAOIName(L"a");
+    b.SetAOIName(L"b");
+    struct {
+        std::function<void()> run;
+        int line;
+        const char* text;
+    } const cases[] = {
+        {[&] { KrFilterFIR1D().Execute(&a, &b, eHor); }, 87, "KrFilterFIR1D::Execute( a, b, eHor )"},
+        {[&] { KrFilterFIR1D().Execute(&b, nullptr, eVert); }, 87, "KrFilterFIR1D::Execute( b, b, eVert )"},
+        {[&] { KrFilterBinominal1D().Execute(&a, &a, 1, eVert); }, 312, "KrFilterFIR1D::Execute( a, a, 1, eVert )"},
+        {[&] { KrFilterBinominal1D().Execute(&a, &a, 24, eHor); }, 312, "KrFilterFIR1D::Execute( a, a, 24, eHor )"},
+        {[&] { KrFilterBinominal1D().Execute(&b, &a, 3, eHor); }, 312, "KrFilterFIR1D::Execute( b, a, 3, eHor )"},
+    };
+    for (const auto& c : cases) {
+        const auto error = Thrown(c.run);
+        ASSERT_TRUE(error) << c.text;
+        EXPECT_EQ(c.line, error->GetLine());
+        EXPECT_EQ(c.text, error->GetText().ToUtf8());
+    }
+}
+
+// --- Templates -------------------------------------------------------------------------------------------------------
+
+template <class T, class Filter>
+Line<T> Filtered(Filter filter, const Line<T>& line, const Line<std::uint8_t>* mask) {
+    KrTBuf1D<T> buffer(line.size());
+    std::copy(line.begin(), line.end(), buffer.Data());
+    KrTBuf1D<std::uint8_t> bytes(mask ? mask->size() : 0);
+    if (mask) std::copy(mask->begin(), mask->end(), bytes.Data());
+    static_cast<KrTFilter1D<T>&>(filter).FilterMasked(buffer, bytes, mask != nullptr);
+    return Line<T>(buffer.Data(), buffer.Data() + buffer.Size());
+}
+
+template <class T>
+void CheckTemplates(Random& random) {
+    for (const int taps : {1, 2, 3, 4, 7, 16, 25})
+        for (const int count : {1, 2, 3, 10, 60}) {
+            SCOPED_TRACE(std::to_string(taps) + " taps on " + std::to_string(count));
+            const auto k = static_cast<std::uint32_t>(taps);
+            const Line<T> line = RandomPicture<T>(count, 1, random).pixels;
+            const std::vector<std::int32_t> weights = Weights(taps), ones(k, 1);
+            Line<std::uint8_t> mask;
+            for (int i = 0; i < count; ++i)
+                mask.push_back(static_cast<std::uint8_t>(random() % 3 ? random() % 64 : 64));
+
+            Line<T> expected = line;
+            LiteralWeighted(expected, weights, 1.0 / Divisor(taps), -(taps / 2));
+            EXPECT_EQ(expected, Filtered(KrTFilter1D<T>(Buffer(weights), Divisor(taps)), line, nullptr));
+            expected = line;
+            LiteralMasked(expected, weights, mask);
+            EXPECT_EQ(expected, Filtered(KrTFilter1D<T>(Buffer(weights), 5), line, &mask));
+            expected = line;
+            LiteralRank(expected, taps, (taps + 1) / 2);
+            EXPECT_EQ(expected, Filtered(KrTFilter1DMedian<T>(k), line, nullptr));
+            expected = line;
+            LiteralMasked(expected, ones, mask);
+            EXPECT_EQ(expected, Filtered(KrTFilter1DMedian<T>(k), line, &mask));
+            if constexpr (!std::is_same_v<T, std::uint32_t>) {
+                expected = line;
+                LiteralMasked(expected, PascalRow(taps), mask);
+                EXPECT_EQ(expected, Filtered(KrTFilter1DGauss<T>(k), line, &mask));
+                expected = line;
+                LiteralWeighted(expected, ones, 1.0 / taps, -(taps / 2));
+                EXPECT_EQ(expected, Filtered(KrTFilter1DMean<T>(k), line, nullptr));
+                expected = line;
+                LiteralRank(expected, taps, 1);
+                EXPECT_EQ(expected, Filtered(KrTFilter1DErosion<T>(k), line, nullptr));
+                expected = line;
+                LiteralRank(expected, taps, taps);
+                EXPECT_EQ(expected, Filtered(KrTFilter1DDilatation<T>(k), line, nullptr));
+            }
+        }
+}
+
+// Sums of weights at the limits of what masked sums take.
+template <class T>
+void CheckMaskedSums(Random& random) {
+    const std::vector<std::int32_t> kernels[] = {{8, 9},          {128, 129}, {40000},
+                                                 {-16000, 16001}, {31, 32},   {(1 << 29) + 1, -(1 << 29)}};
+    for (const auto& weights : kernels) {
+        const Line<T> line = RandomPicture<T>(70, 1, random).pixels;
+        const Line<std::uint8_t> mask(line.size());
+        Line<T> expected = line;
+        LiteralMasked(expected, weights, mask);
+        EXPECT_EQ(expected, Filtered(KrTFilter1D<T>(Buffer(weights), 5), line, &mask)) << weights[0];
+    }
+}
+
+TEST(LineTemplates, EqualPlainLoops) {
+    Random random(5);
+    ForEachType([&](auto type) { CheckMaskedSums<decltype(type)>(random); });
+    ForEachType([&](auto type) { CheckTemplates<decltype(type)>(random); });
+    CheckTemplates<std::uint32_t>(random);
+}
+
+TEST(LineTemplates, PrepareLineRepeatsTheEnds) {
+    struct Open : KrTFilter1DMean<float> {
+        using KrTFilter1DMean::KrTFilter1DMean;
+        using KrTFilter1DMean::mLine;
+    } filter(4);
+    EXPECT_EQ(2u, filter.PrepareLine({1.0f, 2.0f, 5.0f}));
+    const float expected[] = {1, 1, 1, 2, 5, 5, 5};
+    for (std::size_t i = 0; i < std::size(expected); ++i) EXPECT_EQ(expected[i], filter.mLine[i]);
+}
+
+}  // namespace
+}  // namespace test

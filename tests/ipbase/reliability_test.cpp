@@ -1,0 +1,371 @@
+#include <gtest/gtest.h>
+#include <opencv2/core/core_c.h>
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <cmath>
+#include <cstdio>
+#include <fstream>
+#include <functional>
+#include <random>
+#include <thread>
+
+#include "ipbase/ipLUnwrap_Velmor.h"
+#include "ipbase/kernels/reliability.h"
+#include "tests/support/harness.h"
+
+namespace KrN {
+namespace {
+
+using test::Fill;
+using test::PixelsOf;
+using Value = std::function<int(int x, int y)>;
+using Size = KrTSize<short>;
+
+// An image with a gap between its rows.
+KrBufferAOI8 Part(Size size) {
+    KrBufferAOI8 image({static_cast<short>(size.cx + 3), static_cast<short>(size.cy + 2)});
+    image.SetAOIRect({2, 1, size.cx, size.cy});
+    return image;
+}
+
+// Unwrapped radians: a value scale of 6.284 makes the float result unscaled.
+std::vector<float> Radians(KrLUnWrap_Velmor& unwrap, Size size, Size maskSize) {
+    KrBufferAOI32Float result(size);
+    KrBufferAOI8 mask(maskSize);
+    unwrap.GetResult(&result, &mask);
+    return PixelsOf(result);
+}
+
+// The algorithm in its plainest form: a full sort, groups as lists, every member relabelled at every merge.
+struct Literal {
+    using Index = std::size_t;
+    Index width, height;
+    std::vector<std::uint8_t> phase, mask;
+    unsigned minGroupSize;
+
+    std::vector<float> values = {}, reliability = {};
+    std::vector<int> increment = {};
+    std::vector<Index> group = {};
+    std::vector<std::vector<Index>> members = {};
+
+    static int Periods(float x) {
+        const auto pi = static_cast<float>(KrMath::Pi);
+        return x > pi ? -1 : x < -pi ? 1 : 0;
+    }
+    static float Wrap(float x) { return x + static_cast<float>(Periods(x)) * static_cast<float>(KrMath::TwoPi); }
+    void FindReliability(Index i) {
+        kernels::GetReliabilityRows().unreliable(&reliability[i], static_cast<unsigned>(i), 1);
+        const Index x = i % width, y = i / width;
+        if (x == 0 || y == 0 || x + 1 == width || y + 1 == height) return;
+        for (Index k = 0; k < 9; ++k)
+            if (mask[(y - 1 + k / 3) * width + x - 1 + k % 3] != 255) return;
+        float sum = 0;
+        for (const Index step : {Index{1}, width, width + 1, width - 1}) {
+            const float d = Wrap(values[i - step] - values[i]) - Wrap(values[i] - values[i + step]);
+            sum = sum + d * d;
+        }
+        reliability[i] = sum;
+    }
+    void Merge(Index p, Index q) {
+        const int wrap = Periods(values[p] - values[q]);
+        auto& a = members[group[p]];
+        auto& b = members[group[q]];
+        if (&a == &b) return;
+        const bool keepFirst = b.size() == 1 || (a.size() != 1 && a.size() > b.size());
+        const int shift = keepFirst ? increment[p] - wrap - increment[q] : increment[q] + wrap - increment[p];
+        const Index kept = keepFirst ? group[p] : group[q];
+        auto& from = keepFirst ? b : a;
+        for (const Index i : from) {
+            increment[i] += shift;
+            group[i] = kept;
+        }
+        members[kept].insert(members[kept].end(), from.begin(), from.end());
+        from.clear();
+    }
+    std::vector<float> Run() {
+        const Index count = phase.size();
+        reliability.resize(count);
+        increment.resize(count);
+        for (Index i = 0; i < count; ++i) {
+            values.push_back(static_cast<float>(phase[i] * 0.02454369260617026));
+            group.push_back(i);
+            members.push_back({i});
+        }
+        for (Index i = 0; i < count; ++i) FindReliability(i);
+        struct Edge {
+            float reliability;
+            Index p, q;
+        };
+        std::vector<Edge> edges;
+        for (Index p = 0; p < count; ++p)
+            for (const bool below : {false, true}) {
+                const Index q = p + (below ? width : 1);
+                if (below ? q >= count : q % width == 0) continue;
+                if (mask[p] == 255 && mask[q] == 255) edges.push_back({reliability[p] + reliability[q], p, q});
+            }
+        std::stable_sort(edges.begin(), edges.end(),
+                         [](const Edge& a, const Edge& b) { return a.reliability < b.reliability; });
+        for (const Edge& edge : edges) Merge(edge.p, edge.q);
+        float least = 3.4028235e38F;
+        for (Index i = 0; i < count; ++i) {
+            values[i] = static_cast<float>(values[i] + KrMath::TwoPi * increment[i]);
+            if (members[group[i]].size() < minGroupSize) mask[i] = 0;
+            if (mask[i] == 255) least = std::min(least, values[i]);
+        }
+        for (Index i = 0; i < count; ++i)
+            if (mask[i] != 255) values[i] = least < 3e38F ? least : 0;
+        return values;
+    }
+};
+
+struct Scene {
+    KrBufferAOI8 phase, mask;
+    KrAOIInfo info;
+    Scene(Size size, const Value& p, const Value& m, Size maskSize = {})
+        : phase(Part(size)), mask(Part(maskSize.cx ? maskSize : size)) {
+        Fill(phase, p);
+        Fill(mask, m);
+        info.valueScale = 6.284;
+        phase.SetAOIInfo(&info);
+    }
+};
+
+const Value kOpen = [](int, int) { return 255; };
+
+TEST(Reliability, GivesThePixelsOfThePlainForm) {
+    std::mt19937 random(7);
+    const auto below = [&random](unsigned limit) { return static_cast<int>(random() % limit); };
+    const Value phases[] = {
+        [=](int, int) { return below(256); },
+        [=](int x, int y) { return x * 23 + y * 9 + below(60); },
+        [](int x, int y) { return x * x / 3 - y * 11; },
+        [](int, int) { return 128; },
+    };
+    const Value masks[] = {
+        kOpen,
+        [=](int, int) { return below(9) ? 255 : 254; },
+        [](int x, int) { return x % 7 == 3 ? 0 : 255; },
+        [=](int, int) { return below(2) ? 255 : 127; },
+        [](int, int) { return 254; },
+    };
+    const Size large = {160, 150};  // enough edges for all ways of sorting them
+    const Size sizes[] = {{1, 1}, {1, 13}, {13, 1}, {2, 9}, {9, 2}, {3, 3}, {4, 40}, {21, 17}, {33, 40}, large};
+    test::ForEachTarget([&](std::int64_t) {
+        for (const Size& size : sizes)
+            for (const Value& phase : phases)
+                for (const Value& mask : masks)
+                    for (const unsigned minGroup : {0u, 5u, 200u}) {
+                        if (size == large && minGroup != 5) continue;
+                        Scene scene(size, phase, mask);
+                        KrLUnWrap_Velmor unwrap;
+                        const bool without = &mask == masks && minGroup == 0;
+                        unwrap.Execute(&scene.phase, without ? nullptr : &scene.mask, minGroup, nullptr);
+                        Literal literal{static_cast<std::size_t>(size.cx), static_cast<std::size_t>(size.cy),
+                                        PixelsOf(scene.phase), PixelsOf(scene.mask), minGroup};
+                        ASSERT_EQ(Radians(unwrap, size, size), literal.Run())
+                            << size.cx << " x " << size.cy << " phase " << &phase - phases << " mask " << &mask - masks;
+                    }
+    });
+}
+
+double Peaks(double u, double v) {
+    const auto bell = [](double x, double y) { return std::exp(-x * x - y * y); };
+    return 3 * (1 - u) * (1 - u) * bell(u, v + 1) - 10 * (u / 5 - u * u * u - std::pow(v, 5)) * bell(u, v) -
+           bell(u + 1, v) / 3;
+}
+
+TEST(Reliability, RestoresSmoothSurfaces) {
+    constexpr short side = 1000;
+    for (const double noise : {0.0, 0.3, 0.6}) {
+        std::mt19937 random(3);
+        std::normal_distribution<double> normal;
+        std::vector<int> steps;
+        const auto phase = [&](int x, int y) {
+            const double radians = Peaks(6.0 * x / side - 3, 6.0 * y / side - 3) * (10 * KrMath::Pi / 14.7);
+            steps.push_back(static_cast<int>(std::floor((radians + noise * normal(random)) * 256 / KrMath::TwoPi)));
+            return steps.back();
+        };
+        Scene scene({side, side}, phase, kOpen);
+        KrLUnWrap_Velmor unwrap;
+        int flag = 1;
+        unwrap.Execute(&scene.phase, &scene.mask, 0, &flag);
+        EXPECT_EQ(unwrap.ShouldBeAborted(), 0);
+        const std::vector<float> radians = Radians(unwrap, {side, side}, {side, side});
+        const auto periods = [&](std::size_t i) { return radians[i] / KrMath::TwoPi - steps[i] / 256.0; };
+        std::size_t right = 0;
+        for (std::size_t i = 0; i < radians.size(); ++i) {
+            ASSERT_NEAR(periods(i), std::round(periods(i)), 1e-5);
+            right += std::lround(periods(i)) == std::lround(periods(0));
+        }
+        EXPECT_GE(static_cast<double>(right), (noise < 0.5 ? 1.0 : 0.999) * static_cast<double>(radians.size()))
+            << noise;
+    }
+}
+
+// Reaches the algorithm below Execute.
+struct Inner : KrLUnWrap_Velmor {
+    using KrLUnWrap_Velmor::Unwrap2DSRNCP;
+};
+
+TEST(Reliability, LeavesNothingHalfDoneWhenAborted) {
+    std::mt19937 random(11);
+    const Size size{700, 600};
+    const Value noisyRamp = [&](int x, int y) { return x * 5 + y * 3 + static_cast<int>(random() % 90); };
+    Scene scene(size, noisyRamp, kOpen);
+    int flag = 0;
+    Inner unwrap;
+    const auto started = std::chrono::steady_clock::now();
+    unwrap.Execute(&scene.phase, &scene.mask, 0, &flag);
+    const auto duration = std::chrono::steady_clock::now() - started;
+    const std::vector<float> whole = Radians(unwrap, size, size);
+    const std::vector<float> nothing(whole.size());
+    int aborted = 0;
+    for (int i = 0; i <= 40; ++i) {
+        std::atomic<bool> done{false};
+        std::thread other([&] {
+            std::this_thread::sleep_for(duration * i / 36);
+            while (!done) *static_cast<volatile int*>(&flag) = 2;  // Execute lowers it at its start
+        });
+        unwrap.Execute(&scene.phase, &scene.mask, 0, &flag);
+        done = true;
+        other.join();
+        const bool empty = Radians(unwrap, size, size) == nothing;
+        ASSERT_TRUE(empty || Radians(unwrap, size, size) == whole) << i;
+        aborted += empty;
+    }
+    EXPECT_GE(aborted, 3);
+
+    flag = 3;
+    EXPECT_EQ(unwrap.ShouldBeAborted(), 3);
+    KrBufferAOI32Float wrapped({5, 4}), unwrapped({5, 4});
+    Fill(unwrapped, [](int x, int) { return x; });
+    const auto before = PixelsOf(unwrapped);
+    IplImage* const in = wrapped.CreateIplImage();
+    IplImage* const out = unwrapped.CreateIplImage();
+    int edges = 0;
+    unwrap.Unwrap2DSRNCP(in, out, nullptr, 0, edges);
+    EXPECT_EQ(PixelsOf(unwrapped), before);
+    flag = 0;
+    unwrap.Unwrap2DSRNCP(in, out, nullptr, 0, edges);
+    EXPECT_EQ(PixelsOf(unwrapped), PixelsOf(wrapped));
+    EXPECT_EQ(edges, 4 * 4 + 5 * 3);
+    EXPECT_TRUE(test::Thrown([&] { unwrap.Unwrap2DSRNCP(in, out, in, 0, edges); }));
+    for (IplImage* image : {in, out}) cvReleaseImage(&image);
+}
+
+TEST(Reliability, DeliversAllForms) {
+    // Two periods of a ramp, a masked column, and a part of one pixel that the size filter drops.
+    const Size size{20, 3};
+    const Value mask = [](int x, int y) { return x == 17 || (x > 17 && (y != 1 || x == 18)) ? 7 : 255; };
+    const Value ramp = [](int x, int) { return 40 + x * 30; };
+    Scene scene(size, ramp, mask);
+    scene.info.valueScale = 500;
+    scene.info.unit = L"mm";
+    KrLUnWrap_Velmor original;
+    original.Execute(&scene.phase, &scene.mask, 2, nullptr);
+    KrLUnWrap_Velmor unwrap(original);
+    Fill(scene.phase, kOpen);
+    original.Execute(&scene.phase, nullptr, 0, nullptr);  // leaves the copy alone
+
+    KrBufferAOI32Float radians(size);
+    KrBufferAOI16 scaled(size), spread(size);
+    KrBufferAOI8 kept(size), dropped(size);
+    unwrap.GetResult2(&spread, &dropped);
+    unwrap.GetResult(&scaled, &kept);
+    EXPECT_EQ(PixelsOf(kept), PixelsOf(scene.mask));
+    unwrap.GetResult(&radians, &kept);
+    EXPECT_EQ(PixelsOf(kept), PixelsOf(scene.mask));
+    double least = 1e9;
+    for (short x = 0; x < 17; ++x) least = std::min<double>(least, *radians.GetPointer({x, 0}) * 6.284 / 500);
+    for (short y = 0; y < 3; ++y)
+        for (short x = 0; x < 20; ++x) {
+            const bool valid = x < 17;
+            const double value = least + (valid ? x * 30 * KrMath::TwoPi / 256 : 0);
+            EXPECT_NEAR(*radians.GetPointer({x, y}), value * 500 / 6.284, 1e-3);
+            EXPECT_NEAR(static_cast<std::int16_t>(*scaled.GetPointer({x, y})), value * 500 / 1601.91, 1);
+            EXPECT_NEAR(*spread.GetPointer({x, y}), valid ? x * 30 * 255 / 256.0 : 0, 1);
+            EXPECT_EQ(*dropped.GetPointer({x, y}), valid && x > 0 ? 255 : 0);
+        }
+    const std::pair<KrAOI*, double> scales[] = {{&radians, 1.0}, {&scaled, 500 / 255.0}, {&spread, 500 / 255.0}};
+    for (const auto& [image, scale] : scales) {
+        ASSERT_TRUE(image->GetAOIInfo());
+        EXPECT_EQ(image->GetAOIInfo()->valueScale, scale);
+        EXPECT_EQ(image->GetAOIInfo()->unit, KrString(L"mm"));
+    }
+    EXPECT_EQ(spread.GetAOIInfo()->range.upper, *spread.GetPointer({16, 0}));
+}
+
+TEST(Reliability, RefusesWhatDoesNotFit) {
+    const Size size{12, 9}, maskSize{10, 11}, other{12, 8};
+    const Value ramp = [](int x, int) { return x * 30; };
+    Scene scene(size, ramp, kOpen, maskSize);
+    KrLUnWrap_Velmor unwrap;
+    unwrap.Execute(&scene.phase, &scene.mask, 0, nullptr);
+    const std::vector<float> radians = Radians(unwrap, size, maskSize);
+    EXPECT_NE(radians[9], 0);  // columns 0 to 9 are common
+    EXPECT_EQ(radians[10], 0);
+    KrBufferAOI16 fits16(size), wrong16(other);
+    KrBufferAOI32Float fitsF(size), wrongF(other);
+    KrBufferAOI8 fitsMask(maskSize), wrongMask(size);
+    const struct {
+        std::function<void()> call;
+        int line;
+    } cases[] = {
+        {[&] { unwrap.GetResult(&wrong16, &fitsMask); }, 971},
+        {[&] { unwrap.GetResult(&fits16, &wrongMask); }, 975},
+        {[&] { unwrap.GetResult2(&wrong16, &fitsMask); }, 1043},
+        {[&] { unwrap.GetResult2(&fits16, &wrongMask); }, 1047},
+        {[&] { unwrap.GetResult(&wrongF, &fitsMask); }, 909},
+        {[&] { unwrap.GetResult(&fitsF, &wrongMask); }, 913},
+        {[&] { unwrap.GetResult(&fitsMask, &fitsMask); }, 894},
+        {[&] { unwrap.GetResult(&fitsF, nullptr); }, 909},
+        {[&] { KrLUnWrap_Velmor().GetResult(&fitsF, &fitsMask); }, 909},
+        {[&] { unwrap.Execute(nullptr, &fitsMask, 0, nullptr); }, 120},
+    };
+    for (const auto& c : cases) {
+        const auto error = test::ExpectError(c.call, L"C\\ipLUnwrap_Velmor", c.line);
+        EXPECT_EQ(dynamic_cast<KrNotImplementedException*>(error.get()) != nullptr, c.line == 894);
+    }
+    EXPECT_EQ(Radians(unwrap, size, maskSize), radians);
+
+    KrBufferAOI8 empty({0, 5});
+    unwrap.Execute(&empty, nullptr, 0, nullptr);
+    EXPECT_TRUE(Radians(unwrap, {0, 5}, {0, 5}).empty());
+}
+
+TEST(Reliability, KeepsRawFiles) {
+    const std::string name = testing::TempDir() + "reliability.raw";
+    const std::vector<float> values = {1.5F, -2.25F, 1e30F};
+    std::vector<float> read(5, 9);
+    std::vector<unsigned char> mask(13, 9);
+    using U = KrLUnWrap_Velmor;
+    const std::string reading = "Reading the Wrapped Values form Binary File.............>";
+    const std::string masking = "Reading the mask form Binary File.............>";
+    const std::string writing = "Writing the Unwrapped Values to Binary File.............>";
+    const std::string done = " Done.\n", unread = "Error reading the file\n", closed = "Error opening the file\n";
+    const std::pair<std::function<bool()>, std::string> steps[] = {
+        {[&] { return U::ReadMask(name.c_str(), mask.data(), 1); }, masking + closed},
+        {[&] { return U::WriteUnwrappedValues((name + "/none").c_str(), values.data(), 3); }, writing + closed},
+        {[&] { return U::WriteUnwrappedValues(name.c_str(), values.data(), 3); }, writing + done},
+        {[&] { return U::ReadWrappedValues(name.c_str(), read.data(), 5); }, reading + unread},
+        {[&] { return U::ReadMask(name.c_str(), mask.data(), 13); }, masking + unread},
+        {[&] { return read[0] == 9 && mask[0] == 9; }, ""},
+        {[&] { return U::ReadWrappedValues(name.c_str(), read.data(), 3); }, reading + done},
+        {[&] { return U::ReadMask(name.c_str(), mask.data(), 12); }, masking + done},
+    };
+    std::remove(name.c_str());
+    for (const auto& [call, says] : steps) {
+        testing::internal::CaptureStdout();
+        EXPECT_EQ(call(), says.find("Error") == std::string::npos);
+        EXPECT_EQ(testing::internal::GetCapturedStdout(), says);
+    }
+    EXPECT_EQ(read, (std::vector<float>{1.5F, -2.25F, 1e30F, 9, 9}));
+    EXPECT_EQ(mask[2], 0xC0);  // of 1.5
+    EXPECT_EQ(mask[12], 9);
+    std::remove(name.c_str());
+}
+
+}  // namespace
+}  // namespace KrN
