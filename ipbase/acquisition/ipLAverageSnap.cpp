@@ -91,15 +91,15 @@ void Divide(KrLArithmetic& arithmetic, const KrAOI16* sums, unsigned short n, Kr
 }
 
 void Begin(KrLTransfer&, const KrTAOI<u16>* snap, KrAOI32* sums) {
-    WalkRows(Access::eSwitched, std::get<UnaryRow<i32, u16>>(GetTransferRows().convert), sums, snap);
+    WalkRows(Access::eSwitched, std::get<UnaryRow<i32, u16>>(GetTransferKernels().convert), sums, snap);
 }
 void Add(KrLArithmetic&, const KrTAOI<u16>* snap, KrAOI32* sums) {
     const KrTAOI<i32>* old = sums;
-    WalkRows(Access::eSwitched, GetAverageRows().add, sums, snap, old);
+    WalkRows(Access::eSwitched, GetAverageKernels().add, sums, snap, old);
 }
 void Divide(KrLArithmetic& arithmetic, const KrAOI32* sums, unsigned short n, KrTAOI<u16>* out) {
     if (n == 0) return arithmetic.DivideModulo(out, 0.0, out);  // throws
-    const auto row = GetAverageRows().divide;
+    const auto row = GetAverageKernels().divide;
     WalkRows(
         Access::eSwitched, [=](u16* d, const i32* s, std::size_t count) { row(d, s, n, count); }, out,
         static_cast<const KrTAOI<i32>*>(sums));

@@ -50,7 +50,7 @@ private:
         mTable.bits.along(filled, ground, mReach, isGround, mScratch.data(), mWords);
     }
 
-    const kernels::EdgeTable& mTable = kernels::GetEdgeRows();
+    const kernels::EdgeKernels& mTable = kernels::GetEdgeKernels();
     EdgeFill<T> mFill;
     std::size_t mReach, mWidth;
     RowReader<T>& mReader;
@@ -100,7 +100,7 @@ private:
         std::fill(mSince.begin(), mSince.end(), u64{0});
     }
 
-    const kernels::BitRows& mBits = kernels::GetEdgeRows().bits;
+    const kernels::BitRows& mBits = kernels::GetEdgeKernels().bits;
     EdgeBits<T>& mRows;
     std::size_t mReach, mHeight, mAt = 0;  // the row of the next mark, which is that of the oldest one
     KrTBuf2D<u64> mMarks;
@@ -116,7 +116,7 @@ void FillEdges(const EdgeFill<T>& fill, std::uint32_t reachX, std::uint32_t reac
     const std::size_t reach = std::min<std::size_t>(reachY, size.height);
     EdgeBits<T> source(fill, reachX, size, reader, reach + 2);
     ColumnFill<T> columns(source, std::max<std::size_t>(reach, 1), size);
-    const auto& edges = std::get<kernels::EdgeRows<T>>(kernels::GetEdgeRows().edges);
+    const auto& edges = std::get<kernels::EdgeRows<T>>(kernels::GetEdgeKernels().edges);
     for (std::size_t y = 0; y < size.height; ++y) {
         const u64* filled = reach > 0 ? columns.Row(y) : source.Filled(y);
         edges.fill(writer.Row(y), source.Pixels(y), filled, fill.value, size.width);

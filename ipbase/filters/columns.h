@@ -60,7 +60,7 @@ inline std::size_t SampleRow(const LineWindow& window, std::size_t sample, std::
 
 template <class T, class S, class Rows, class Writer>
 void RunMeanColumns(const LineWindow& window, Extent size, Rows& rows, Writer& writer) {
-    const auto& mean = std::get<kernels::MeanRows<T, S>>(kernels::GetWindowRows().mean);
+    const auto& mean = std::get<kernels::MeanRows<T, S>>(kernels::GetWindowKernels().mean);
     std::vector<S> sums(size.width);
     for (std::size_t k = 0; k + 1 < window.taps; ++k)
         mean.add(sums.data(), rows.Row(SampleRow(window, k, size.height)), size.width);

@@ -18,7 +18,7 @@ KrTBuf2D<std::uint8_t> ReadMask(const KrAOI8& mask) {
     VisitRows(
         Access::eSwitched,
         [&](int y, const std::uint8_t* row, std::size_t count) {
-            kernels::GetMaskRows().validate(valid.Row(static_cast<std::size_t>(y)), row, count);
+            kernels::GetMaskKernels().validate(valid.Row(static_cast<std::size_t>(y)), row, count);
         },
         &mask);
     return valid;

@@ -55,7 +55,7 @@ void AlongRow<T>::RunDoubled(T* out) {
 template <class T>
 template <class S>
 void AlongRow<T>::RunMean(T* out, std::vector<S>& prefix) {
-    const auto& mean = std::get<kernels::MeanRows<T, S>>(kernels::GetWindowRows().mean);
+    const auto& mean = std::get<kernels::MeanRows<T, S>>(kernels::GetWindowKernels().mean);
     if (mWindow.taps <= kFewSummands) return mean.taps(out, mTaps.data(), mWindow.taps, mWindow.rounding, mWidth);
     prefix.resize(mPadded.size() + 1);
     S sum = 0;

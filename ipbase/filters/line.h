@@ -28,7 +28,7 @@ inline void WrapMask(std::uint8_t* mask, std::size_t count, std::size_t left, st
 // One row from the rows of its window samples. Windows without taps have no result; medians are computed otherwise.
 template <class T>
 void RunWindow(const LineWindow& window, T* dst, const T* const* taps, std::size_t count) {
-    const kernels::WindowRows& table = kernels::GetWindowRows();
+    const kernels::WindowKernels& table = kernels::GetWindowKernels();
     using Tap = kernels::TapRow<T>;
     switch (window.kind) {
         case WindowKind::eMean:
@@ -44,7 +44,7 @@ void RunWindow(const LineWindow& window, T* dst, const T* const* taps, std::size
 // The row function of a window of extremes.
 template <class T>
 kernels::TapRow<T> ExtremeOf(const LineWindow& window) {
-    const kernels::WindowRows& table = kernels::GetWindowRows();
+    const kernels::WindowKernels& table = kernels::GetWindowKernels();
     return std::get<kernels::TapRow<T>>(window.kind == WindowKind::eMinimum ? table.minimum : table.maximum);
 }
 

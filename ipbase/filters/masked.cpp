@@ -12,7 +12,7 @@ constexpr std::uint32_t kFewRows = 4;
 template <class T>
 void SumMasked(const KrTBuf1D<std::int32_t>& weights, bool atLeastOne, const std::vector<const T*>& taps,
                const std::vector<const std::uint8_t*>& valid, T* out, std::size_t width) {
-    std::get<kernels::MaskedWeightedRow<T>>(kernels::GetMaskRows().weighted)(
+    std::get<kernels::MaskedWeightedRow<T>>(kernels::GetMaskKernels().weighted)(
         out, taps.data(), valid.data(), weights.Data(), taps.size(), atLeastOne, width);
 }
 
@@ -33,7 +33,7 @@ void RunExtremes(const BlockWindow& window, Extent size, RowReader<T>& reader, R
 // Invalid pixels become 0; of a row that is looked at with the mask of another one as well.
 template <class T>
 void Zero(const T* row, const std::uint8_t* valid, std::size_t width, T* zeroed) {
-    std::get<kernels::MaskedPixels<T>>(kernels::GetMaskRows().pixels).neutralize(zeroed, row, valid, T{0}, width);
+    std::get<kernels::MaskedPixels<T>>(kernels::GetMaskKernels().pixels).neutralize(zeroed, row, valid, T{0}, width);
 }
 
 // The rows of a source, smoothed along themselves; of the last `kept` ones what was smoothed, and the same with 0 in
@@ -71,7 +71,7 @@ private:
         const std::uint8_t* valid = mMask.Row(y);
         T* smoothed = mRows.Row(at);
         if (mTaps > 0) mLine.Run(row, valid, mOut.data());
-        std::get<kernels::MaskedPixels<T>>(kernels::GetMaskRows().pixels)
+        std::get<kernels::MaskedPixels<T>>(kernels::GetMaskKernels().pixels)
             .split(smoothed, mZeroed.Row(at), mTaps > 0 ? mOut.data() : row, row, valid, width);
         if (y == 0) Zero(smoothed, mMask.Row(mMask.Height() - 1), width, mAbove.data());
     }
@@ -167,7 +167,7 @@ void MaskedLine<T>::Slide(T* out) {
         count -= mWork.valid[x] & 1;
     }
     if constexpr (std::is_integral_v<T>)
-        std::get<kernels::MaskedMeans<T, double, std::int32_t>>(kernels::GetMaskRows().means)
+        std::get<kernels::MaskedMeans<T, double, std::int32_t>>(kernels::GetMaskKernels().means)
             .divide(out, mWork.sums.data(), mWork.counts.data(), mWidth);
 }
 
@@ -229,7 +229,7 @@ public:
 
 private:
     void Slide(T* out, std::size_t added, const T* removed, const std::uint8_t* removedValid) {
-        std::get<kernels::MaskedMeans<T, Sum, Count>>(kernels::GetMaskRows().means)
+        std::get<kernels::MaskedMeans<T, Sum, Count>>(kernels::GetMaskKernels().means)
             .slide(out, mSums.data(), mCounts.data(), mSamples.Row(added), mSamples.Valid(added), removed, removedValid,
                    mTaps, mSums.size());
     }
@@ -246,7 +246,7 @@ void RunColumnsMasked(Columns filter, Extent size, SmoothedRows<T>& smoothed, Ro
     std::vector<T> filtered(size.width);
     for (std::size_t y = 0; y < size.height; ++y) {
         filter.Run(y, filtered.data());
-        std::get<kernels::MaskedPixels<T>>(kernels::GetMaskRows().pixels)
+        std::get<kernels::MaskedPixels<T>>(kernels::GetMaskKernels().pixels)
             .select(writer.Row(y), filtered.data(), smoothed.Row(y), mask.Row(y), size.width);
         writer.Finish(y);
     }

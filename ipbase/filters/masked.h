@@ -25,14 +25,14 @@ public:
             const T* source = mReader.Row(mRing.Next());
             T* row = mRows.Row(mRing.Add());
             std::copy_n(source, mRow.size(), row);
-            std::get<kernels::MaskedPixels<T>>(kernels::GetMaskRows().pixels)
+            std::get<kernels::MaskedPixels<T>>(kernels::GetMaskKernels().pixels)
                 .neutralize(mRow.data(), row, valid, mNeutral, mRow.size());
         }
         return mRow.data();
     }
     // Writes what was filtered, and the source where it is invalid.
     void Select(std::size_t y, const T* filtered, T* dst) const {
-        std::get<kernels::MaskedPixels<T>>(kernels::GetMaskRows().pixels)
+        std::get<kernels::MaskedPixels<T>>(kernels::GetMaskKernels().pixels)
             .select(dst, filtered, mRows.Row(mRing[y]), mMask.Row(y), mRow.size());
     }
 

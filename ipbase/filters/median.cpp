@@ -33,7 +33,7 @@ public:
           mColumns(size.width + window.kx - 1),
           mTaps(std::size_t{window.kx} * window.ky),
           mScratch((mTaps.size() + 1) * (kernels::kLongestVector / sizeof(T))) {
-        const auto& table = kernels::GetMedianRows();
+        const auto& table = kernels::GetMedianKernels();
         const std::size_t middle = (mTaps.size() + 1) / 2 - 1, first = ranked ? 0 : middle;
         if (mKx == 3 && mKy == 3) mSquare = std::get<kernels::SquareRow<T>>(table.square3);
         if (mKx == 5 && mKy == 5) mSquare = std::get<kernels::SquareRow<T>>(table.square5);
@@ -53,7 +53,7 @@ public:
     }
     void Run(const std::vector<const T*>& rows, const Byte* ranks, T* dst) {
         if (mSquare) return mSquare(dst, rows.data(), ranks, Scratch(), mWidth);
-        const auto& network = std::get<kernels::NetworkRow<T>>(kernels::GetMedianRows().network);
+        const auto& network = std::get<kernels::NetworkRow<T>>(kernels::GetMedianKernels().network);
         if (mSortedRows.empty())
             Point(rows);
         else
@@ -119,8 +119,8 @@ void RunSmallMasked(const BlockWindow& window, Extent size, RowReader<T>& reader
     for (std::size_t y = 0; y < size.height; ++y) {
         PointRows(window, y, size.height, padded, rows);
         PointRows(window, y, size.height, paddedValid, validRows);
-        kernels::GetMaskRows().count(counts.data(), validRows.data(), validRows.size(), counts.size());
-        kernels::GetMaskRows().middle(ranks.data(), counts.data(), window.kx, size.width);
+        kernels::GetMaskKernels().count(counts.data(), validRows.data(), validRows.size(), counts.size());
+        kernels::GetMaskKernels().middle(ranks.data(), counts.data(), window.kx, size.width);
         median.Run(rows, ranks.data(), select.Row(y));
         select.Finish(y);
     }
@@ -128,7 +128,7 @@ void RunSmallMasked(const BlockWindow& window, Extent size, RowReader<T>& reader
 
 // Bytes, by the histograms of columns.
 void RunHistogram(const BlockWindow& window, Extent size, RowReader<Byte>& reader, RowWriter<Byte>& writer, Mask mask) {
-    const kernels::HistogramRows& histogram = kernels::GetMedianRows().histogram;
+    const kernels::HistogramRows& histogram = kernels::GetMedianKernels().histogram;
     const std::size_t columns = size.width + window.kx - 1;
     PaddedRows<Byte> padded(reader, size, window, window.ky + 1);
     KrTBuf2D<Byte> none;

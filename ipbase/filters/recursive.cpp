@@ -13,7 +13,7 @@ constexpr std::size_t kLines = 64;
 // Both passes down the columns of an image in memory.
 template <class T>
 void SmoothDown(double alpha, KrTBuf2D<T>& image, std::size_t width) {
-    const auto blend = std::get<kernels::BlendRow<T>>(kernels::GetFilterRows().blend);
+    const auto blend = std::get<kernels::BlendRow<T>>(kernels::GetRecursiveKernels().blend);
     for (std::size_t y = 1; y < image.Height(); ++y) blend(image.Row(y), image.Row(y - 1), alpha, width);
     for (std::size_t y = image.Height() - 1; y-- > 0;) blend(image.Row(y), image.Row(y + 1), alpha, width);
 }

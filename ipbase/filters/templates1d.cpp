@@ -59,8 +59,8 @@ template <class T>
 void KrTFilter1D<T>::Filter(KrTBuf1D<T>& line) {
     if (mKernelWidth == 0 || line.Size() == 0) return;
     const T* const* taps = PrepareTaps(line);
-    std::get<kernels::WeightedRow<T>>(kernels::GetWindowRows().weighted)(line.Data(), taps, mKernel.Data(),
-                                                                         mKernelWidth, Rounding{mScale}, line.Size());
+    std::get<kernels::WeightedRow<T>>(kernels::GetWindowKernels().weighted)(
+        line.Data(), taps, mKernel.Data(), mKernelWidth, Rounding{mScale}, line.Size());
 }
 
 template <class T>
@@ -70,10 +70,10 @@ void KrTFilter1D<T>::FilterMasked(KrTBuf1D<T>& line, const KrTBuf1D<std::uint8_t
     if (mKernelWidth == 0 || count == 0) return;
     mWork.line.resize(count);
     PadLine(mask.Data(), std::min(count, mask.Size()), 0, count - std::min(count, mask.Size()), mWork.line.data());
-    kernels::GetMaskRows().validate(mWork.line.data(), mWork.line.data(), count);
+    kernels::GetMaskKernels().validate(mWork.line.data(), mWork.line.data(), count);
     mWork.filtered.resize(count);
     MaskedLine<T>(mKernel, count, mWork).Run(line.Data(), mWork.line.data(), mWork.filtered.data());
-    std::get<kernels::MaskedPixels<T>>(kernels::GetMaskRows().pixels)
+    std::get<kernels::MaskedPixels<T>>(kernels::GetMaskKernels().pixels)
         .select(line.Data(), mWork.filtered.data(), line.Data(), mWork.line.data(), count);
 }
 
@@ -97,19 +97,19 @@ template <class T>
 KrTFilter1DMean<T>::~KrTFilter1DMean() = default;
 
 // The kinds that pick one of the window samples.
-#define VORIP_RANK_FILTER(Class, extreme)                                                                 \
-  template <class T>                                                                                      \
-  Class<T>::Class(std::uint32_t taps) {                                                                   \
-    this->SetOnes(taps);                                                                                  \
-  }                                                                                                       \
-  template <class T>                                                                                      \
-  Class<T>::~Class() = default;                                                                           \
-  template <class T>                                                                                      \
-  void Class<T>::Filter(KrTBuf1D<T>& line) {                                                              \
-    if (this->mKernelWidth == 0 || line.Size() == 0) return;                                              \
-    const T* const* taps = this->PrepareTaps(line);                                                       \
-    std::get<kernels::TapRow<T>>(kernels::GetWindowRows().extreme)(line.Data(), taps, this->mKernelWidth, \
-                                                                   line.Size());                          \
+#define VORIP_RANK_FILTER(Class, extreme)                                                                    \
+  template <class T>                                                                                         \
+  Class<T>::Class(std::uint32_t taps) {                                                                      \
+    this->SetOnes(taps);                                                                                     \
+  }                                                                                                          \
+  template <class T>                                                                                         \
+  Class<T>::~Class() = default;                                                                              \
+  template <class T>                                                                                         \
+  void Class<T>::Filter(KrTBuf1D<T>& line) {                                                                 \
+    if (this->mKernelWidth == 0 || line.Size() == 0) return;                                                 \
+    const T* const* taps = this->PrepareTaps(line);                                                          \
+    std::get<kernels::TapRow<T>>(kernels::GetWindowKernels().extreme)(line.Data(), taps, this->mKernelWidth, \
+                                                                      line.Size());                          \
   }
 VORIP_RANK_FILTER(KrTFilter1DErosion, minimum)
 VORIP_RANK_FILTER(KrTFilter1DDilatation, maximum)

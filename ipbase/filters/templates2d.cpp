@@ -16,7 +16,7 @@ bool IsUsed(const KrTBuf2D<std::uint8_t>& mask, bool useMask) {
 
 KrTBuf2D<std::uint8_t> Validated(const KrTBuf2D<std::uint8_t>& mask) {
     KrTBuf2D<std::uint8_t> valid(mask.Width(), mask.Height());
-    kernels::GetMaskRows().validate(valid.Row(0), mask.Row(0), mask.Width() * mask.Height());
+    kernels::GetMaskKernels().validate(valid.Row(0), mask.Row(0), mask.Width() * mask.Height());
     return valid;
 }
 

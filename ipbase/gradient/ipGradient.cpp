@@ -47,7 +47,7 @@ template <class T>
 void FillBorder(KrTAOI<T>* aoi, const KrTSize<int>& size, int dx, int dy, T fill) {
     const int left = std::min(Length(dx), size.cx), right = std::max(left, size.cx - left);
     const int top = std::min(Length(dy), size.cy), bottom = std::max(top, size.cy - top);
-    const auto row = std::get<FillRow<T>>(GetTransferRows().fill);
+    const auto row = std::get<FillRow<T>>(GetTransferKernels().fill);
     const auto rectangle = [&](int y0, int y1, int x0, int x1) {
         ChangeRows(aoi, y0, y1, x0, x1, [&](int, T* pixels) { row(pixels, fill, static_cast<std::size_t>(x1 - x0)); });
     };
@@ -151,7 +151,7 @@ private:
         return ends;
     }
 
-    const GradientRows& mRows = GetGradientRows();
+    const GradientKernels& mRows = GetGradientKernels();
     const PairRow<Step, T, T> mStep = std::get<PairRow<Step, T, T>>(mRows.steps);
     const WindowRow<Step, C> mWindows = std::get<WindowRow<Step, C>>(mRows.windows);
     const EnterRow<Step, C> mEnter = std::get<EnterRow<Step, C>>(mRows.enter);
@@ -198,13 +198,13 @@ bool StretchInside(const KrTAOI<T>& phase, KrTAOI<S>& sums, int dx, int dy, KrTA
     const short top = b > 0 ? 1 : 0;  // the gradient's row |dy| stands below the |dy| + 1 rows of sums
     KrTAOI<S> gradient(sums, {0, top, static_cast<short>(width), static_cast<short>(height - top)});
     Extremes<S> extremes{kNoGradient<S>, kNoGradient<S>};
-    const auto subtract = std::get<GradientRow<S>>(GetGradientRows().gradient);
+    const auto subtract = std::get<GradientRow<S>>(GetGradientKernels().gradient);
     const auto difference = [&](S* pixels, const S* here, const S* before, std::size_t count) {
         subtract(pixels, here, before, count, extremes);
     };
     if (!FillInside<C>(phase, sums, dx, dy, &gradient, difference)) return false;
     const Stretched<S> range(extremes);
-    const auto stretch = std::get<ConstantRow<u8, S, Stretched<S>>>(GetGradientRows().stretch);
+    const auto stretch = std::get<ConstantRow<u8, S, Stretched<S>>>(GetGradientKernels().stretch);
     ChangeRows(dst, b, height - b, a, width - a, [&](int y, u8* pixels) {
         const S* row = gradient.GetRowPointer(y) + a;
         InBlocks<u8>(static_cast<std::size_t>(width - 2 * a),
@@ -219,7 +219,7 @@ bool ComputeInside(const KrTAOI<T>& phase, KrTAOI<S>& sums, int dx, int dy, KrTA
     if constexpr (std::is_same_v<D, u8>)
         return StretchInside<C>(phase, sums, dx, dy, dst, border);
     else
-        return FillInside<C>(phase, sums, dx, dy, dst, std::get<PairRow<D, S, S>>(GetGradientRows().difference));
+        return FillInside<C>(phase, sums, dx, dy, dst, std::get<PairRow<D, S, S>>(GetGradientKernels().difference));
 }
 
 template <class T>
@@ -228,7 +228,7 @@ void CopyPhase(const KrTAOI<T>* src, KrTAOI<T>* phase) {
         Access::eSwitched, [](T* d, const T* s, std::size_t n) { std::copy(s, s + n, d); }, phase, src);
 }
 void CopyPhase(const KrTAOI<double>* src, KrTAOI<u8>* phase) {
-    WalkRows(Access::eSwitched, GetGradientRows().wrap, phase, src);
+    WalkRows(Access::eSwitched, GetGradientKernels().wrap, phase, src);
 }
 
 template <class T>
@@ -311,7 +311,7 @@ public:
     }
 
 private:
-    const SignedSumRow<S> mSignedSum = std::get<SignedSumRow<S>>(GetGradientRows().sum);
+    const SignedSumRow<S> mSignedSum = std::get<SignedSumRow<S>>(GetGradientKernels().sum);
     KrTSize<int> mSize;
     bool mDirect;
     const KrTAOI<T>* mValues;
@@ -326,7 +326,7 @@ void AddRowSums(const KrTAOI<T>* steps, int baseline, KrTAOI<S>* sums, bool back
     if (baseline <= 0 || (back && baseline >= adder.Size().cx)) return;
     const std::size_t width = adder.Width(), n = std::min(static_cast<std::size_t>(baseline), width);
     const Windows windows{n, back ? width - n : width - n + 1, back};
-    const auto row = std::get<WindowRow<T, S>>(GetGradientRows().windows);
+    const auto row = std::get<WindowRow<T, S>>(GetGradientKernels().windows);
     KrTBuf1D<S> found(width + 1);
     for (int y = 0; y < adder.Size().cy; ++y) {
         row(adder.Values(y), width, found.Data(), width, 1, windows);
@@ -341,8 +341,8 @@ void AddColumnSums(const KrTAOI<T>* steps, int baseline, KrTAOI<S>* sums, bool b
     if (baseline <= 0 || (back && baseline >= height)) return;
     const int n = std::min(baseline, height);
     const std::size_t width = adder.Width();
-    const auto enter = std::get<EnterRow<T, S>>(GetGradientRows().enter);
-    const auto slide = std::get<SlideRow<T, S>>(GetGradientRows().slide);
+    const auto enter = std::get<EnterRow<T, S>>(GetGradientKernels().enter);
+    const auto slide = std::get<SlideRow<T, S>>(GetGradientKernels().slide);
     KrTBuf1D<S> sum(width);
     KrTBuf1D<T> leaving(width);
     for (int y = 0; y < n; ++y) enter(sum.Data(), adder.Values(y), width);

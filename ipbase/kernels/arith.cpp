@@ -141,31 +141,31 @@ HWY_ATTR void AddClipLoop(T* dst, const T* a, const T* b, std::size_t count) {
     for (; i < count; ++i) dst[i] = AddClip::Do<T>(a[i], b[i]);
 }
 
-const ArithRows& Rows() {
-    static const ArithRows table = [] {
-        ArithRows rows;
-        Fill<AddModulo>(rows.addModulo);
-        Fill<SubModulo>(rows.subModulo);
-        Fill<AddClip>(rows.addClip);
-        std::get<PairRow<u8, u8, u8>>(rows.addClip) = &AddClipLoop<u8>;
-        std::get<PairRow<u16, u16, u16>>(rows.addClip) = &AddClipLoop<u16>;
-        Fill<SubClip>(rows.subClip);
-        Fill<MeanOp>(rows.mean);
-        Fill<AbsDiff>(rows.absDiff);
-        Fill<HalfDiffCentred>(rows.halfDiffCentred);
-        Fill<HalfSumCentred>(rows.halfSumCentred);
-        Fill<Add>(rows.addFloat);
-        Fill<Sub>(rows.subFloat);
-        Assign<AbsDiffFloat>(rows.absDiffFloat);
-        Assign<DiffCentred>(rows.diffCentred);
-        Fill<AddModulo>(rows.addModuloConstant);
-        Fill<SubModulo>(rows.subModuloConstant);
-        Fill<AddClipConstant>(rows.addClipConstant);
-        Fill<SubClipConstant>(rows.subClipConstant);
-        Assign<Add>(rows.addConstantFloat);
-        Assign<Sub>(rows.subConstantFloat);
-        Assign<Sub>(rows.subConstantDouble);
-        return rows;
+const ArithKernels& Kernels() {
+    static const ArithKernels table = [] {
+        ArithKernels all;
+        Fill<AddModulo>(all.addModulo);
+        Fill<SubModulo>(all.subModulo);
+        Fill<AddClip>(all.addClip);
+        std::get<PairRow<u8, u8, u8>>(all.addClip) = &AddClipLoop<u8>;
+        std::get<PairRow<u16, u16, u16>>(all.addClip) = &AddClipLoop<u16>;
+        Fill<SubClip>(all.subClip);
+        Fill<MeanOp>(all.mean);
+        Fill<AbsDiff>(all.absDiff);
+        Fill<HalfDiffCentred>(all.halfDiffCentred);
+        Fill<HalfSumCentred>(all.halfSumCentred);
+        Fill<Add>(all.addFloat);
+        Fill<Sub>(all.subFloat);
+        Assign<AbsDiffFloat>(all.absDiffFloat);
+        Assign<DiffCentred>(all.diffCentred);
+        Fill<AddModulo>(all.addModuloConstant);
+        Fill<SubModulo>(all.subModuloConstant);
+        Fill<AddClipConstant>(all.addClipConstant);
+        Fill<SubClipConstant>(all.subClipConstant);
+        Assign<Add>(all.addConstantFloat);
+        Assign<Sub>(all.subConstantFloat);
+        Assign<Sub>(all.subConstantDouble);
+        return all;
     }();
     return table;
 }
@@ -176,7 +176,7 @@ HWY_AFTER_NAMESPACE();
 
 #if HWY_ONCE
 namespace KrN::kernels {
-HWY_EXPORT(Rows);
-const ArithRows& GetArithRows() { return HWY_DYNAMIC_DISPATCH(Rows)(); }
+HWY_EXPORT(Kernels);
+const ArithKernels& GetArithKernels() { return HWY_DYNAMIC_DISPATCH(Kernels)(); }
 }  // namespace KrN::kernels
 #endif

@@ -4,7 +4,7 @@
 
 namespace KrN::kernels {
 
-struct ArithRows {
+struct ArithKernels {
     IntegerPairs addModulo, subModulo, addClip, subClip, mean, absDiff;
     std::tuple<PairRow<float, u8, float>, PairRow<float, u16, float>, PairRow<float, float, float>,
                PairRow<double, double, double>>
@@ -24,6 +24,6 @@ struct ArithRows {
     ConstantRow<double, double, double> subConstantDouble;
 };
 
-const ArithRows& GetArithRows();
+const ArithKernels& GetArithKernels();
 
 }  // namespace KrN::kernels

@@ -27,12 +27,12 @@ struct DivideSum {
     }
 };
 
-const AverageRows& Rows() {
-    static const AverageRows table = [] {
-        AverageRows rows;
-        Assign<AddSum>(rows.add);
-        Assign<DivideSum>(rows.divide);
-        return rows;
+const AverageKernels& Kernels() {
+    static const AverageKernels table = [] {
+        AverageKernels all;
+        Assign<AddSum>(all.add);
+        Assign<DivideSum>(all.divide);
+        return all;
     }();
     return table;
 }
@@ -43,7 +43,7 @@ HWY_AFTER_NAMESPACE();
 
 #if HWY_ONCE
 namespace KrN::kernels {
-HWY_EXPORT(Rows);
-const AverageRows& GetAverageRows() { return HWY_DYNAMIC_DISPATCH(Rows)(); }
+HWY_EXPORT(Kernels);
+const AverageKernels& GetAverageKernels() { return HWY_DYNAMIC_DISPATCH(Kernels)(); }
 }  // namespace KrN::kernels
 #endif

@@ -5,12 +5,12 @@
 namespace KrN::kernels {
 
 // Sums of 16-bit pixels, which are unsigned 32-bit numbers held in signed pixels.
-struct AverageRows {
+struct AverageKernels {
     PairRow<i32, u16, i32> add;
     // The sum divided by k > 0, rounded to the nearest (halves up).
     ConstantRow<u16, i32, std::uint32_t> divide;
 };
 
-const AverageRows& GetAverageRows();
+const AverageKernels& GetAverageKernels();
 
 }  // namespace KrN::kernels

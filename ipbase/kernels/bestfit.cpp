@@ -185,16 +185,16 @@ HWY_ATTR void DrawMasked(float* dst, const u8* mask, CubicRow row, std::size_t c
     }
 }
 
-const BestFitRows& Rows() {
-    static const BestFitRows table = [] {
-        BestFitRows rows;
-        rows.tile = {&TileLoop<u8>, &TileLoop<u16>, &TileLoop<float>};
-        rows.masked = {&MaskedTileLoop<u8>, &MaskedTileLoop<u16>, &MaskedTileLoop<float>};
-        rows.extremes = &MaskExtremes;
-        rows.draw = &Draw;
-        rows.drawElseKeep = &DrawMasked<true>;
-        rows.drawElseZero = &DrawMasked<false>;
-        return rows;
+const BestFitKernels& Kernels() {
+    static const BestFitKernels table = [] {
+        BestFitKernels all;
+        all.tile = {&TileLoop<u8>, &TileLoop<u16>, &TileLoop<float>};
+        all.masked = {&MaskedTileLoop<u8>, &MaskedTileLoop<u16>, &MaskedTileLoop<float>};
+        all.extremes = &MaskExtremes;
+        all.draw = &Draw;
+        all.drawElseKeep = &DrawMasked<true>;
+        all.drawElseZero = &DrawMasked<false>;
+        return all;
     }();
     return table;
 }
@@ -205,7 +205,7 @@ HWY_AFTER_NAMESPACE();
 
 #if HWY_ONCE
 namespace KrN::kernels {
-HWY_EXPORT(Rows);
-const BestFitRows& GetBestFitRows() { return HWY_DYNAMIC_DISPATCH(Rows)(); }
+HWY_EXPORT(Kernels);
+const BestFitKernels& GetBestFitKernels() { return HWY_DYNAMIC_DISPATCH(Kernels)(); }
 }  // namespace KrN::kernels
 #endif

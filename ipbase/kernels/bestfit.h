@@ -45,7 +45,7 @@ using DrawRow = void (*)(float* dst, CubicRow cubic, std::size_t count);
 // Pixels that the mask does not admit are left alone, or set to 0.
 using DrawMaskedRow = void (*)(float* dst, const u8* mask, CubicRow cubic, std::size_t count);
 
-struct BestFitRows {
+struct BestFitKernels {
     std::tuple<TileRow<u8>, TileRow<u16>, TileRow<float>> tile;
     std::tuple<MaskedTileRow<u8>, MaskedTileRow<u16>, MaskedTileRow<float>> masked;
     // The least and greatest value of a mask's tile.
@@ -54,6 +54,6 @@ struct BestFitRows {
     DrawMaskedRow drawElseKeep, drawElseZero;
 };
 
-const BestFitRows& GetBestFitRows();
+const BestFitKernels& GetBestFitKernels();
 
 }  // namespace KrN::kernels

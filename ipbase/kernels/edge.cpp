@@ -175,12 +175,12 @@ void FillEdges(std::tuple<EdgeRows<T>...>& rows) {
     ((std::get<EdgeRows<T>>(rows) = {&GroundLoop<T>, &FillLoop<T>}), ...);
 }
 
-const EdgeTable& Rows() {
-    static const EdgeTable table = [] {
-        EdgeTable rows;
-        FillEdges(rows.edges);
-        rows.bits = {&AlongLoop, &MarkLoop, &JoinLoop};
-        return rows;
+const EdgeKernels& Kernels() {
+    static const EdgeKernels table = [] {
+        EdgeKernels all;
+        FillEdges(all.edges);
+        all.bits = {&AlongLoop, &MarkLoop, &JoinLoop};
+        return all;
     }();
     return table;
 }
@@ -191,7 +191,7 @@ HWY_AFTER_NAMESPACE();
 
 #if HWY_ONCE
 namespace KrN::kernels {
-HWY_EXPORT(Rows);
-const EdgeTable& GetEdgeRows() { return HWY_DYNAMIC_DISPATCH(Rows)(); }
+HWY_EXPORT(Kernels);
+const EdgeKernels& GetEdgeKernels() { return HWY_DYNAMIC_DISPATCH(Kernels)(); }
 }  // namespace KrN::kernels
 #endif

@@ -31,11 +31,11 @@ struct BitRows {
     void (*join)(u64* dst, const u64* a, const u64* b, const u64* c, std::size_t words);
 };
 
-struct EdgeTable {
+struct EdgeKernels {
     std::tuple<EdgeRows<u8>, EdgeRows<u16>, EdgeRows<i32>, EdgeRows<float>> edges;
     BitRows bits;
 };
 
-const EdgeTable& GetEdgeRows();
+const EdgeKernels& GetEdgeKernels();
 
 }  // namespace KrN::kernels

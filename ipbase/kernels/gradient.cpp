@@ -204,23 +204,23 @@ struct StretchOp {
 };
 
 template <class... T, class... S>
-void FillSums(GradientRows& rows, std::tuple<WindowRow<T, S>...>&) {
-    ((std::get<WindowRow<T, S>>(rows.windows) = &WindowLoop<T, S>), ...);
-    ((std::get<EnterRow<T, S>>(rows.enter) = &EnterLoop<T, S>), ...);
-    ((std::get<SlideRow<T, S>>(rows.slide) = &SlideLoop<T, S>), ...);
+void FillSums(GradientKernels& all, std::tuple<WindowRow<T, S>...>&) {
+    ((std::get<WindowRow<T, S>>(all.windows) = &WindowLoop<T, S>), ...);
+    ((std::get<EnterRow<T, S>>(all.enter) = &EnterLoop<T, S>), ...);
+    ((std::get<SlideRow<T, S>>(all.slide) = &SlideLoop<T, S>), ...);
 }
 
-const GradientRows& Rows() {
-    static const GradientRows table = [] {
-        GradientRows rows;
-        Fill<Step>(rows.steps);
-        rows.wrap = &WrapLoop;
-        FillSums(rows, rows.windows);
-        rows.sum = {&SignedSumLoop<float>, &SignedSumLoop<double>, &PhaseSumLoop<i8, u16>, &PhaseSumLoop<i16, i32>};
-        Fill<Difference>(rows.difference);
-        rows.gradient = {&GradientLoop<u16>, &GradientLoop<i32>};
-        Fill<StretchOp>(rows.stretch);
-        return rows;
+const GradientKernels& Kernels() {
+    static const GradientKernels table = [] {
+        GradientKernels all;
+        Fill<Step>(all.steps);
+        all.wrap = &WrapLoop;
+        FillSums(all, all.windows);
+        all.sum = {&SignedSumLoop<float>, &SignedSumLoop<double>, &PhaseSumLoop<i8, u16>, &PhaseSumLoop<i16, i32>};
+        Fill<Difference>(all.difference);
+        all.gradient = {&GradientLoop<u16>, &GradientLoop<i32>};
+        Fill<StretchOp>(all.stretch);
+        return all;
     }();
     return table;
 }
@@ -231,7 +231,7 @@ HWY_AFTER_NAMESPACE();
 
 #if HWY_ONCE
 namespace KrN::kernels {
-HWY_EXPORT(Rows);
-const GradientRows& GetGradientRows() { return HWY_DYNAMIC_DISPATCH(Rows)(); }
+HWY_EXPORT(Kernels);
+const GradientKernels& GetGradientKernels() { return HWY_DYNAMIC_DISPATCH(Kernels)(); }
 }  // namespace KrN::kernels
 #endif

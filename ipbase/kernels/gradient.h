@@ -95,7 +95,7 @@ struct Stretched<i32> {
           factor(255.0f / static_cast<float>(range) * (1.0f - 0x1p-22f)) {}
 };
 
-struct GradientRows {
+struct GradientKernels {
     // From the first to the second source: the plain difference, or for bytes the period to be added so that the
     // difference lies in -128 ... 127.
     std::tuple<PairRow<i8, u8, u8>, PairRow<float, float, float>> steps;
@@ -117,6 +117,6 @@ struct GradientRows {
     std::tuple<ConstantRow<u8, u16, Stretched<u16>>, ConstantRow<u8, i32, Stretched<i32>>> stretch;
 };
 
-const GradientRows& GetGradientRows();
+const GradientKernels& GetGradientKernels();
 
 }  // namespace KrN::kernels

@@ -23,16 +23,16 @@ struct Bits {
 };
 
 template <int... logic>
-void FillAll(LogicRows& rows, std::integer_sequence<int, logic...>) {
-    (Fill<Bits<logic>>(rows.pairs[logic]), ...);
-    (Fill<Bits<logic>>(rows.masks[logic]), ...);
+void FillAll(LogicKernels& all, std::integer_sequence<int, logic...>) {
+    (Fill<Bits<logic>>(all.pairs[logic]), ...);
+    (Fill<Bits<logic>>(all.masks[logic]), ...);
 }
 
-const LogicRows& Rows() {
-    static const LogicRows table = [] {
-        LogicRows rows;
-        FillAll(rows, std::make_integer_sequence<int, kLogicCount>());
-        return rows;
+const LogicKernels& Kernels() {
+    static const LogicKernels table = [] {
+        LogicKernels all;
+        FillAll(all, std::make_integer_sequence<int, kLogicCount>());
+        return all;
     }();
     return table;
 }
@@ -43,7 +43,7 @@ HWY_AFTER_NAMESPACE();
 
 #if HWY_ONCE
 namespace KrN::kernels {
-HWY_EXPORT(Rows);
-const LogicRows& GetLogicRows() { return HWY_DYNAMIC_DISPATCH(Rows)(); }
+HWY_EXPORT(Kernels);
+const LogicKernels& GetLogicKernels() { return HWY_DYNAMIC_DISPATCH(Kernels)(); }
 }  // namespace KrN::kernels
 #endif

@@ -362,9 +362,9 @@ HWY_ATTR void MiddleLoop(u8* ranks, const u8* counts, std::size_t taps, std::siz
 }
 
 template <class... T>
-void FillTyped(MaskRows& rows, std::tuple<MaskedPixels<T>...>&) {
-    ((std::get<MaskedWeightedRow<T>>(rows.weighted) = &WeightedLoop<T>), ...);
-    ((std::get<MaskedPixels<T>>(rows.pixels) = {&NeutralizeLoop<T>, &SelectLoop<T>, &SplitLoop<T>}), ...);
+void FillTyped(MaskKernels& all, std::tuple<MaskedPixels<T>...>&) {
+    ((std::get<MaskedWeightedRow<T>>(all.weighted) = &WeightedLoop<T>), ...);
+    ((std::get<MaskedPixels<T>>(all.pixels) = {&NeutralizeLoop<T>, &SelectLoop<T>, &SplitLoop<T>}), ...);
 }
 
 template <class... T, class... Sum, class... Count>
@@ -372,15 +372,15 @@ void FillMeans(std::tuple<MaskedMeans<T, Sum, Count>...>& means) {
     ((std::get<MaskedMeans<T, Sum, Count>>(means) = {&SlideLoop<T, Sum, Count>, &DivideLoop<T, Sum, Count>}), ...);
 }
 
-const MaskRows& Rows() {
-    static const MaskRows table = [] {
-        MaskRows rows;
-        FillTyped(rows, rows.pixels);
-        FillMeans(rows.means);
-        rows.validate = &ValidateLoop;
-        rows.count = &CountLoop;
-        rows.middle = &MiddleLoop;
-        return rows;
+const MaskKernels& Kernels() {
+    static const MaskKernels table = [] {
+        MaskKernels all;
+        FillTyped(all, all.pixels);
+        FillMeans(all.means);
+        all.validate = &ValidateLoop;
+        all.count = &CountLoop;
+        all.middle = &MiddleLoop;
+        return all;
     }();
     return table;
 }
@@ -391,7 +391,7 @@ HWY_AFTER_NAMESPACE();
 
 #if HWY_ONCE
 namespace KrN::kernels {
-HWY_EXPORT(Rows);
-const MaskRows& GetMaskRows() { return HWY_DYNAMIC_DISPATCH(Rows)(); }
+HWY_EXPORT(Kernels);
+const MaskKernels& GetMaskKernels() { return HWY_DYNAMIC_DISPATCH(Kernels)(); }
 }  // namespace KrN::kernels
 #endif

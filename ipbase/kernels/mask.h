@@ -33,7 +33,7 @@ struct MaskedPixels {
     void (*split)(T* dst, T* zeroed, const T* filtered, const T* row, const u8* valid, std::size_t count);
 };
 
-struct MaskRows {
+struct MaskKernels {
     std::tuple<MaskedWeightedRow<u8>, MaskedWeightedRow<u16>, MaskedWeightedRow<i32>, MaskedWeightedRow<float>,
                MaskedWeightedRow<u32>>
         weighted;
@@ -49,6 +49,6 @@ struct MaskRows {
     void (*middle)(u8* ranks, const u8* counts, std::size_t taps, std::size_t count);
 };
 
-const MaskRows& GetMaskRows();
+const MaskKernels& GetMaskKernels();
 
 }  // namespace KrN::kernels

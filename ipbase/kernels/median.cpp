@@ -283,18 +283,18 @@ HWY_ATTR void HistogramLoop(u8* dst, const ColumnCounts* columns, std::size_t ta
 }
 
 template <class... T>
-void FillSquares(MedianRows& rows, std::tuple<SquareRow<T>...>&) {
-    ((std::get<SquareRow<T>>(rows.square3) = &SquareLoop<T, 3>), ...);
-    ((std::get<SquareRow<T>>(rows.square5) = &SquareLoop<T, 5>), ...);
-    ((std::get<NetworkRow<T>>(rows.network) = {&SelectLoop<T>, &SortLoop<T>}), ...);
+void FillSquares(MedianKernels& all, std::tuple<SquareRow<T>...>&) {
+    ((std::get<SquareRow<T>>(all.square3) = &SquareLoop<T, 3>), ...);
+    ((std::get<SquareRow<T>>(all.square5) = &SquareLoop<T, 5>), ...);
+    ((std::get<NetworkRow<T>>(all.network) = {&SelectLoop<T>, &SortLoop<T>}), ...);
 }
 
-const MedianRows& Rows() {
-    static const MedianRows table = [] {
-        MedianRows rows;
-        FillSquares(rows, rows.square3);
-        rows.histogram = {&CountLoop<true>, &CountLoop<false>, &HistogramLoop};
-        return rows;
+const MedianKernels& Kernels() {
+    static const MedianKernels table = [] {
+        MedianKernels all;
+        FillSquares(all, all.square3);
+        all.histogram = {&CountLoop<true>, &CountLoop<false>, &HistogramLoop};
+        return all;
     }();
     return table;
 }
@@ -305,7 +305,7 @@ HWY_AFTER_NAMESPACE();
 
 #if HWY_ONCE
 namespace KrN::kernels {
-HWY_EXPORT(Rows);
-const MedianRows& GetMedianRows() { return HWY_DYNAMIC_DISPATCH(Rows)(); }
+HWY_EXPORT(Kernels);
+const MedianKernels& GetMedianKernels() { return HWY_DYNAMIC_DISPATCH(Kernels)(); }
 }  // namespace KrN::kernels
 #endif

@@ -37,12 +37,12 @@ struct HistogramRows {
     void (*median)(u8* dst, const ColumnCounts* columns, std::size_t taps, std::size_t count);
 };
 
-struct MedianRows {
+struct MedianKernels {
     std::tuple<SquareRow<u8>, SquareRow<u16>, SquareRow<i32>, SquareRow<float>> square3, square5;
     std::tuple<NetworkRow<u8>, NetworkRow<u16>, NetworkRow<i32>, NetworkRow<float>> network;
     HistogramRows histogram;
 };
 
-const MedianRows& GetMedianRows();
+const MedianKernels& GetMedianKernels();
 
 }  // namespace KrN::kernels

@@ -30,15 +30,15 @@ struct Replace {
     }
 };
 
-const MinMaxRows& Rows() {
-    static const MinMaxRows table = [] {
-        MinMaxRows rows;
-        Fill<MinOp>(rows.min);
-        Fill<MaxOp>(rows.max);
-        Fill<MinOp>(rows.minConstant);
-        Fill<MaxOp>(rows.maxConstant);
-        Fill<Replace>(rows.replace);
-        return rows;
+const MinMaxKernels& Kernels() {
+    static const MinMaxKernels table = [] {
+        MinMaxKernels all;
+        Fill<MinOp>(all.min);
+        Fill<MaxOp>(all.max);
+        Fill<MinOp>(all.minConstant);
+        Fill<MaxOp>(all.maxConstant);
+        Fill<Replace>(all.replace);
+        return all;
     }();
     return table;
 }
@@ -49,7 +49,7 @@ HWY_AFTER_NAMESPACE();
 
 #if HWY_ONCE
 namespace KrN::kernels {
-HWY_EXPORT(Rows);
-const MinMaxRows& GetMinMaxRows() { return HWY_DYNAMIC_DISPATCH(Rows)(); }
+HWY_EXPORT(Kernels);
+const MinMaxKernels& GetMinMaxKernels() { return HWY_DYNAMIC_DISPATCH(Kernels)(); }
 }  // namespace KrN::kernels
 #endif

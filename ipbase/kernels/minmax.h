@@ -10,12 +10,12 @@ struct Band {
     T first, span, value;
 };
 
-struct MinMaxRows {
+struct MinMaxKernels {
     std::tuple<PairRow<u8, u8, u8>, PairRow<u16, u16, u16>> min, max;
     std::tuple<ConstantRow<u8, u8, u8>, ConstantRow<u16, u16, u16>> minConstant, maxConstant;
     std::tuple<ConstantRow<u8, u8, Band<u8>>, ConstantRow<u16, u16, Band<u16>>> replace;
 };
 
-const MinMaxRows& GetMinMaxRows();
+const MinMaxKernels& GetMinMaxKernels();
 
 }  // namespace KrN::kernels

@@ -38,11 +38,11 @@ void FillBlends(std::tuple<BlendRow<T>...>& rows) {
     ((std::get<BlendRow<T>>(rows) = &BlendLoop<T>), ...);
 }
 
-const FilterRows& Rows() {
-    static const FilterRows table = [] {
-        FilterRows rows;
-        FillBlends(rows.blend);
-        return rows;
+const RecursiveKernels& Kernels() {
+    static const RecursiveKernels table = [] {
+        RecursiveKernels all;
+        FillBlends(all.blend);
+        return all;
     }();
     return table;
 }
@@ -53,7 +53,7 @@ HWY_AFTER_NAMESPACE();
 
 #if HWY_ONCE
 namespace KrN::kernels {
-HWY_EXPORT(Rows);
-const FilterRows& GetFilterRows() { return HWY_DYNAMIC_DISPATCH(Rows)(); }
+HWY_EXPORT(Kernels);
+const RecursiveKernels& GetRecursiveKernels() { return HWY_DYNAMIC_DISPATCH(Kernels)(); }
 }  // namespace KrN::kernels
 #endif

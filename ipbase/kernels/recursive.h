@@ -8,10 +8,10 @@ namespace KrN::kernels {
 template <class T>
 using BlendRow = void (*)(T* pixels, const T* neighbours, double alpha, std::size_t count);
 
-struct FilterRows {
+struct RecursiveKernels {
     std::tuple<BlendRow<u8>, BlendRow<u16>, BlendRow<i32>, BlendRow<float>> blend;
 };
 
-const FilterRows& GetFilterRows();
+const RecursiveKernels& GetRecursiveKernels();
 
 }  // namespace KrN::kernels

@@ -63,8 +63,8 @@ HWY_ATTR void EdgeKeyLoop(std::uint32_t* HWY_RESTRICT dst, const float* a, const
     }
 }
 
-const ReliabilityRows& Rows() {
-    static const ReliabilityRows table{&ReliabilityLoop, &UnreliableLoop, &EdgeKeyLoop};
+const ReliabilityKernels& Kernels() {
+    static const ReliabilityKernels table{&ReliabilityLoop, &UnreliableLoop, &EdgeKeyLoop};
     return table;
 }
 
@@ -74,7 +74,7 @@ HWY_AFTER_NAMESPACE();
 
 #if HWY_ONCE
 namespace KrN::kernels {
-HWY_EXPORT(Rows);
-const ReliabilityRows& GetReliabilityRows() { return HWY_DYNAMIC_DISPATCH(Rows)(); }
+HWY_EXPORT(Kernels);
+const ReliabilityKernels& GetReliabilityKernels() { return HWY_DYNAMIC_DISPATCH(Kernels)(); }
 }  // namespace KrN::kernels
 #endif

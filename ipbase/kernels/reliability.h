@@ -15,7 +15,7 @@ inline constexpr u8 kUsable = 255;
 // In place of the key of two neighbours that are not both usable; larger than every key.
 inline constexpr std::uint32_t kNoEdge = 0xFFFFFFFFu;
 
-struct ReliabilityRows {
+struct ReliabilityKernels {
     // Sum of the squared second differences (wrapped radians) in the four directions through each pixel; less is
     // better. Where a pixel or one of its eight neighbours is unusable, and in the first and the last column, it is
     // instead a value beyond those, drawn from the pixel's index. Values and masks have `count` pixels each.
@@ -29,6 +29,6 @@ struct ReliabilityRows {
                      std::size_t count);
 };
 
-const ReliabilityRows& GetReliabilityRows();
+const ReliabilityKernels& GetReliabilityKernels();
 
 }  // namespace KrN::kernels

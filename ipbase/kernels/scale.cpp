@@ -113,19 +113,19 @@ void AssignRange(RangeRow<T>& row) {
     row = &RangeLoop<T>;
 }
 
-const ScaleRows& Rows() {
-    static const ScaleRows table = [] {
-        ScaleRows rows;
-        Fill<MultiplyClip>(rows.multiplyClip);
-        Fill<MultiplyModulo>(rows.multiplyModulo);
-        Assign<Negate>(rows.negate);
-        Fill<MultiplyFloat>(rows.multiplyFloat);
-        Assign<StretchOp>(rows.stretch);
-        Assign<StretchOp>(rows.stretchDouble);
-        Fill<Binarize>(rows.binarize);
-        Fill<WindowOp>(rows.window);
-        std::apply([](auto&... row) { (AssignRange(row), ...); }, rows.range);
-        return rows;
+const ScaleKernels& Kernels() {
+    static const ScaleKernels table = [] {
+        ScaleKernels all;
+        Fill<MultiplyClip>(all.multiplyClip);
+        Fill<MultiplyModulo>(all.multiplyModulo);
+        Assign<Negate>(all.negate);
+        Fill<MultiplyFloat>(all.multiplyFloat);
+        Assign<StretchOp>(all.stretch);
+        Assign<StretchOp>(all.stretchDouble);
+        Fill<Binarize>(all.binarize);
+        Fill<WindowOp>(all.window);
+        std::apply([](auto&... row) { (AssignRange(row), ...); }, all.range);
+        return all;
     }();
     return table;
 }
@@ -136,7 +136,7 @@ HWY_AFTER_NAMESPACE();
 
 #if HWY_ONCE
 namespace KrN::kernels {
-HWY_EXPORT(Rows);
-const ScaleRows& GetScaleRows() { return HWY_DYNAMIC_DISPATCH(Rows)(); }
+HWY_EXPORT(Kernels);
+const ScaleKernels& GetScaleKernels() { return HWY_DYNAMIC_DISPATCH(Kernels)(); }
 }  // namespace KrN::kernels
 #endif

@@ -31,7 +31,7 @@ struct Extremes {
 template <class T>
 using RangeRow = void (*)(const T* a, std::size_t count, Extremes<T>& extremes);
 
-struct ScaleRows {
+struct ScaleKernels {
     // trunc(a * k + 0.5) limited to the destination's range; for |k| below kProductLimit.
     std::tuple<ConstantRow<u8, u16, double>, ConstantRow<u16, u16, double>> multiplyClip;
     // floor(a * k + 0.5), low bits; for |k| below kProductLimit.
@@ -54,6 +54,6 @@ struct ScaleRows {
 
 inline constexpr double kProductLimit = 32000.0;
 
-const ScaleRows& GetScaleRows();
+const ScaleKernels& GetScaleKernels();
 
 }  // namespace KrN::kernels

@@ -70,19 +70,19 @@ HWY_ATTR void DivideLoop(T* dst, const T* a, const T* b, double scale, std::size
 }
 
 template <class T>
-void Fill(ShadeCorrRows& rows) {
-    std::get<StretchRow<T>>(rows.stretch) = &StretchLoop<T>;
-    std::get<BlendPairRow<T>>(rows.blend) = &BlendLoop<T>;
-    std::get<GreatestQuotientRow<T>>(rows.greatest) = &GreatestLoop<T>;
-    std::get<DivideRow<T>>(rows.divide) = &DivideLoop<T>;
+void Fill(ShadeCorrKernels& all) {
+    std::get<StretchRow<T>>(all.stretch) = &StretchLoop<T>;
+    std::get<BlendPairRow<T>>(all.blend) = &BlendLoop<T>;
+    std::get<GreatestQuotientRow<T>>(all.greatest) = &GreatestLoop<T>;
+    std::get<DivideRow<T>>(all.divide) = &DivideLoop<T>;
 }
 
-const ShadeCorrRows& Rows() {
-    static const ShadeCorrRows table = [] {
-        ShadeCorrRows rows;
-        Fill<u8>(rows);
-        Fill<u16>(rows);
-        return rows;
+const ShadeCorrKernels& Kernels() {
+    static const ShadeCorrKernels table = [] {
+        ShadeCorrKernels all;
+        Fill<u8>(all);
+        Fill<u16>(all);
+        return all;
     }();
     return table;
 }
@@ -93,7 +93,7 @@ HWY_AFTER_NAMESPACE();
 
 #if HWY_ONCE
 namespace KrN::kernels {
-HWY_EXPORT(Rows);
-const ShadeCorrRows& GetShadeCorrRows() { return HWY_DYNAMIC_DISPATCH(Rows)(); }
+HWY_EXPORT(Kernels);
+const ShadeCorrKernels& GetShadeCorrKernels() { return HWY_DYNAMIC_DISPATCH(Kernels)(); }
 }  // namespace KrN::kernels
 #endif

@@ -28,13 +28,13 @@ using GreatestQuotientRow = void (*)(const T* a, const T* b, std::size_t count, 
 template <class T>
 using DivideRow = void (*)(T* dst, const T* a, const T* b, double scale, std::size_t count);
 
-struct ShadeCorrRows {
+struct ShadeCorrKernels {
     std::tuple<StretchRow<u8>, StretchRow<u16>> stretch;
     std::tuple<BlendPairRow<u8>, BlendPairRow<u16>> blend;
     std::tuple<GreatestQuotientRow<u8>, GreatestQuotientRow<u16>> greatest;
     std::tuple<DivideRow<u8>, DivideRow<u16>> divide;
 };
 
-const ShadeCorrRows& GetShadeCorrRows();
+const ShadeCorrKernels& GetShadeCorrKernels();
 
 }  // namespace KrN::kernels

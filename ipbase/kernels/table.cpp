@@ -70,8 +70,8 @@ HWY_ATTR void MapPairs(u8* dst, const u8* a, const u8* b, const u8* table, std::
     for (std::size_t i = 0; i < count; ++i) dst[i] = table[a[i] * 256u + b[i]];
 }
 
-const TableRows& Rows() {
-    static const TableRows table{{MapBytes, MapWords}, &MapPairs};
+const TableKernels& Kernels() {
+    static const TableKernels table{{MapBytes, MapWords}, &MapPairs};
     return table;
 }
 
@@ -81,7 +81,7 @@ HWY_AFTER_NAMESPACE();
 
 #if HWY_ONCE
 namespace KrN::kernels {
-HWY_EXPORT(Rows);
-const TableRows& GetTableRows() { return HWY_DYNAMIC_DISPATCH(Rows)(); }
+HWY_EXPORT(Kernels);
+const TableKernels& GetTableKernels() { return HWY_DYNAMIC_DISPATCH(Kernels)(); }
 }  // namespace KrN::kernels
 #endif

@@ -11,11 +11,11 @@ using TableRow = void (*)(D* dst, const u8* a, const D* table, std::size_t count
 // dst[i] = table[256 * a[i] + b[i]]
 using PairTableRow = void (*)(u8* dst, const u8* a, const u8* b, const u8* table, std::size_t count);
 
-struct TableRows {
+struct TableKernels {
     std::tuple<TableRow<u8>, TableRow<u16>> map;
     PairTableRow mapPair;
 };
 
-const TableRows& GetTableRows();
+const TableKernels& GetTableKernels();
 
 }  // namespace KrN::kernels

@@ -98,16 +98,16 @@ void AssignBits(BitRow<D, A>& row) {
     row = &BitLoop<D, A>;
 }
 
-const TransferRows& Rows() {
-    static const TransferRows table = [] {
-        TransferRows rows;
-        Fill<Convert>(rows.convert);
-        Fill<High>(rows.high);
-        std::get<UnaryRow<u8, float>>(rows.truncate) = &TruncateLoop<u8>;
-        std::get<UnaryRow<u16, float>>(rows.truncate) = &TruncateLoop<u16>;
-        FillAll(rows.fill);
-        std::apply([](auto&... row) { (AssignBits(row), ...); }, rows.bits);
-        return rows;
+const TransferKernels& Kernels() {
+    static const TransferKernels table = [] {
+        TransferKernels all;
+        Fill<Convert>(all.convert);
+        Fill<High>(all.high);
+        std::get<UnaryRow<u8, float>>(all.truncate) = &TruncateLoop<u8>;
+        std::get<UnaryRow<u16, float>>(all.truncate) = &TruncateLoop<u16>;
+        FillAll(all.fill);
+        std::apply([](auto&... row) { (AssignBits(row), ...); }, all.bits);
+        return all;
     }();
     return table;
 }
@@ -118,7 +118,7 @@ HWY_AFTER_NAMESPACE();
 
 #if HWY_ONCE
 namespace KrN::kernels {
-HWY_EXPORT(Rows);
-const TransferRows& GetTransferRows() { return HWY_DYNAMIC_DISPATCH(Rows)(); }
+HWY_EXPORT(Kernels);
+const TransferKernels& GetTransferKernels() { return HWY_DYNAMIC_DISPATCH(Kernels)(); }
 }  // namespace KrN::kernels
 #endif

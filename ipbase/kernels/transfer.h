@@ -18,7 +18,7 @@ using BitRow = void (*)(D* dst, const A* src, const D* old, BitTransfer bits, st
 template <class T>
 using FillRow = void (*)(T* dst, T value, std::size_t count);
 
-struct TransferRows {
+struct TransferKernels {
     // The value itself, or its low byte.
     std::tuple<UnaryRow<u16, u8>, UnaryRow<i32, u16>, UnaryRow<u8, u16>, UnaryRow<float, u8>, UnaryRow<double, u8>,
                UnaryRow<float, u16>>
@@ -31,6 +31,6 @@ struct TransferRows {
     std::tuple<BitRow<u8, u8>, BitRow<u8, u16>, BitRow<u16, u8>, BitRow<u16, u16>> bits;
 };
 
-const TransferRows& GetTransferRows();
+const TransferKernels& GetTransferKernels();
 
 }  // namespace KrN::kernels

@@ -366,22 +366,22 @@ void FillMeans(MeanRows<T, S>& rows) {
     rows = {&Means::Taps, &Means::Slide, &AddLoop<T, S>, &Means::Differences};
 }
 template <class... T>
-void FillTaps(WindowRows& rows, std::tuple<TapRow<T>...>&) {
-    ((std::get<TapRow<T>>(rows.minimum) = &ExtremeLoop<Least, T>), ...);
-    ((std::get<TapRow<T>>(rows.maximum) = &ExtremeLoop<Greatest, T>), ...);
-    ((std::get<WeightedRow<T>>(rows.weighted) = &WeightedLoop<T>), ...);
+void FillTaps(WindowKernels& all, std::tuple<TapRow<T>...>&) {
+    ((std::get<TapRow<T>>(all.minimum) = &ExtremeLoop<Least, T>), ...);
+    ((std::get<TapRow<T>>(all.maximum) = &ExtremeLoop<Greatest, T>), ...);
+    ((std::get<WeightedRow<T>>(all.weighted) = &WeightedLoop<T>), ...);
 }
 
-const WindowRows& Rows() {
-    static const WindowRows table = [] {
-        WindowRows rows;
-        FillTaps(rows, rows.minimum);
-        FillMeans<IntegerMeans<NarrowMean>>(std::get<MeanRows<u8, u16>>(rows.mean));
-        FillMeans<IntegerMeans<WideMean>>(std::get<MeanRows<u16, u32>>(rows.mean));
-        FillMeans<DoubleMeans<u8>>(std::get<MeanRows<u8, double>>(rows.mean));
-        FillMeans<DoubleMeans<u16>>(std::get<MeanRows<u16, double>>(rows.mean));
-        FillMeans<DoubleMeans<i32>>(std::get<MeanRows<i32, double>>(rows.mean));
-        return rows;
+const WindowKernels& Kernels() {
+    static const WindowKernels table = [] {
+        WindowKernels all;
+        FillTaps(all, all.minimum);
+        FillMeans<IntegerMeans<NarrowMean>>(std::get<MeanRows<u8, u16>>(all.mean));
+        FillMeans<IntegerMeans<WideMean>>(std::get<MeanRows<u16, u32>>(all.mean));
+        FillMeans<DoubleMeans<u8>>(std::get<MeanRows<u8, double>>(all.mean));
+        FillMeans<DoubleMeans<u16>>(std::get<MeanRows<u16, double>>(all.mean));
+        FillMeans<DoubleMeans<i32>>(std::get<MeanRows<i32, double>>(all.mean));
+        return all;
     }();
     return table;
 }
@@ -392,7 +392,7 @@ HWY_AFTER_NAMESPACE();
 
 #if HWY_ONCE
 namespace KrN::kernels {
-HWY_EXPORT(Rows);
-const WindowRows& GetWindowRows() { return HWY_DYNAMIC_DISPATCH(Rows)(); }
+HWY_EXPORT(Kernels);
+const WindowKernels& GetWindowKernels() { return HWY_DYNAMIC_DISPATCH(Kernels)(); }
 }  // namespace KrN::kernels
 #endif

@@ -29,7 +29,7 @@ struct MeanRows {
     void (*differences)(T* dst, const S* prefix, std::size_t taps, const Rounding& rounding, std::size_t count);
 };
 
-struct WindowRows {
+struct WindowKernels {
     std::tuple<WeightedRow<u8>, WeightedRow<u16>, WeightedRow<i32>, WeightedRow<float>, WeightedRow<u32>> weighted;
     std::tuple<TapRow<u8>, TapRow<u16>, TapRow<i32>, TapRow<float>, TapRow<u32>> minimum, maximum;
     std::tuple<MeanRows<u8, u16>, MeanRows<u8, double>, MeanRows<u16, u32>, MeanRows<u16, double>,
@@ -37,6 +37,6 @@ struct WindowRows {
         mean;
 };
 
-const WindowRows& GetWindowRows();
+const WindowKernels& GetWindowKernels();
 
 }  // namespace KrN::kernels

@@ -77,13 +77,13 @@ void AssignPick(PickRow<T>& row) {
     row = &PickLoop<T>;
 }
 
-const ZoomRows& Rows() {
-    static const ZoomRows table = [] {
-        ZoomRows rows;
-        std::apply([](auto&... row) { (AssignSum(row), ...); }, rows.sum);
-        std::apply([](auto&... row) { (AssignMean(row), ...); }, rows.mean);
-        std::apply([](auto&... row) { (AssignPick(row), ...); }, rows.pick);
-        return rows;
+const ZoomKernels& Kernels() {
+    static const ZoomKernels table = [] {
+        ZoomKernels all;
+        std::apply([](auto&... row) { (AssignSum(row), ...); }, all.sum);
+        std::apply([](auto&... row) { (AssignMean(row), ...); }, all.mean);
+        std::apply([](auto&... row) { (AssignPick(row), ...); }, all.pick);
+        return all;
     }();
     return table;
 }
@@ -94,7 +94,7 @@ HWY_AFTER_NAMESPACE();
 
 #if HWY_ONCE
 namespace KrN::kernels {
-HWY_EXPORT(Rows);
-const ZoomRows& GetZoomRows() { return HWY_DYNAMIC_DISPATCH(Rows)(); }
+HWY_EXPORT(Kernels);
+const ZoomKernels& GetZoomKernels() { return HWY_DYNAMIC_DISPATCH(Kernels)(); }
 }  // namespace KrN::kernels
 #endif

@@ -13,7 +13,7 @@ template <class T>
 using PickRow = void (*)(T* dst, const T* src, int step, std::size_t count);
 
 // What reduces images by whole numbers. Sums of 32 bits are for blocks that cannot overflow them.
-struct ZoomRows {
+struct ZoomKernels {
     std::tuple<BlockSumRow<std::uint32_t, u8>, BlockSumRow<std::int64_t, u8>, BlockSumRow<std::uint32_t, u16>,
                BlockSumRow<std::int64_t, u16>, BlockSumRow<std::int64_t, i32>, BlockSumRow<double, float>>
         sum;
@@ -25,6 +25,6 @@ struct ZoomRows {
     std::tuple<PickRow<u8>, PickRow<u16>, PickRow<i32>, PickRow<float>> pick;
 };
 
-const ZoomRows& GetZoomRows();
+const ZoomKernels& GetZoomKernels();
 
 }  // namespace KrN::kernels

@@ -42,7 +42,7 @@ int ModuloConstant(double c) {
 // a + k with a rounded constant of either sign, clipped to the destination.
 template <class A, class D>
 void WalkClipped(const KrTAOI<A>* a, int k, KrTAOI<D>* dst) {
-    const ArithRows& rows = GetArithRows();
+    const ArithKernels& rows = GetArithKernels();
     const int largest = std::max<int>(std::numeric_limits<A>::max(), std::numeric_limits<D>::max());
     WalkConstant(k < 0 ? rows.subClipConstant : rows.addClipConstant, a, std::min(k < 0 ? -k : k, largest), dst);
 }
@@ -51,7 +51,7 @@ void WalkClipped(const KrTAOI<A>* a, int k, KrTAOI<D>* dst) {
 
 template <class A, class B, class D>
 void KrIpAdd::Add(const KrTAOI<A>* a, const KrTAOI<B>* b, KrTAOI<D>* dst) {
-    const ArithRows& rows = GetArithRows();
+    const ArithKernels& rows = GetArithKernels();
     WalkRows(Access::eTyped, PairOf<D, A, B>(rows.addClip, rows.addFloat), dst, a, b);
 }
 
@@ -60,28 +60,28 @@ void KrIpAdd::Add(const KrTAOI<A>* a, double c, KrTAOI<D>* dst) {
     if constexpr (std::is_integral_v<D>)
         WalkClipped(a, RoundClipped(c), dst);
     else
-        WalkConstant(GetArithRows().addConstantFloat, a, c, dst);
+        WalkConstant(GetArithKernels().addConstantFloat, a, c, dst);
 }
 
 template <class A, class B, class D>
 void KrIpAddMod::AddMod(const KrTAOI<A>* a, const KrTAOI<B>* b, KrTAOI<D>* dst) {
-    WalkRows(Access::eTyped, std::get<PairRow<D, A, B>>(GetArithRows().addModulo), dst, a, b);
+    WalkRows(Access::eTyped, std::get<PairRow<D, A, B>>(GetArithKernels().addModulo), dst, a, b);
 }
 
 template <class A, class D>
 void KrIpAddMod::AddMod(const KrTAOI<A>* a, double c, KrTAOI<D>* dst) {
     const int k = ModuloConstant<A, D>(c);
-    if (k != 0) WalkConstant(GetArithRows().addModuloConstant, a, k, dst);
+    if (k != 0) WalkConstant(GetArithKernels().addModuloConstant, a, k, dst);
 }
 
 template <class A, class B, class D>
 void KrIpAddModDiv2::AddModDiv2(const KrTAOI<A>* a, const KrTAOI<B>* b, KrTAOI<D>* dst) {
-    WalkRows(Access::eTyped, std::get<PairRow<D, A, B>>(GetArithRows().mean), dst, a, b);
+    WalkRows(Access::eTyped, std::get<PairRow<D, A, B>>(GetArithKernels().mean), dst, a, b);
 }
 
 template <class A, class B, class D>
 void KrIpSub::Sub(const KrTAOI<A>* a, const KrTAOI<B>* b, KrTAOI<D>* dst) {
-    const ArithRows& rows = GetArithRows();
+    const ArithKernels& rows = GetArithKernels();
     WalkRows(Access::eTyped, PairOf<D, A, B>(rows.subClip, rows.subFloat), dst, a, b);
 }
 
@@ -90,37 +90,37 @@ void KrIpSub::Sub(const KrTAOI<A>* a, double c, KrTAOI<D>* dst) {
     if constexpr (std::is_integral_v<D>)
         WalkClipped(a, -RoundClipped(c), dst);
     else
-        WalkConstant(GetArithRows().subConstantFloat, a, c, dst);
+        WalkConstant(GetArithKernels().subConstantFloat, a, c, dst);
 }
 
 template <class A, class B, class D>
 void KrIpSubMod::SubMod(const KrTAOI<A>* a, const KrTAOI<B>* b, KrTAOI<D>* dst) {
-    const ArithRows& rows = GetArithRows();
+    const ArithKernels& rows = GetArithKernels();
     WalkRows(Access::eTyped, PairOf<D, A, B>(rows.subModulo, rows.subFloat), dst, a, b);
 }
 
 template <class A, class D>
 void KrIpSubMod::SubMod(const KrTAOI<A>* a, double c, KrTAOI<D>* dst) {
     if constexpr (std::is_integral_v<D>)
-        WalkConstant(GetArithRows().subModuloConstant, a, ModuloConstant<A, D>(c), dst);
+        WalkConstant(GetArithKernels().subModuloConstant, a, ModuloConstant<A, D>(c), dst);
     else
-        WalkConstant(GetArithRows().subConstantDouble, a, c, dst);
+        WalkConstant(GetArithKernels().subConstantDouble, a, c, dst);
 }
 
 template <class A, class B, class D>
 void KrIpSubShiftCenter::SubShiftCenter(const KrTAOI<A>* a, const KrTAOI<B>* b, KrTAOI<D>* dst) {
     if (CommonRegion(dst, a, b).cx == 0) return;
     const bool sum = sizeof(D) == 2 && HaveRowPointers(dst, a, b);
-    const ArithRows& rows = GetArithRows();
+    const ArithKernels& rows = GetArithKernels();
     WalkRows(Access::eTyped, std::get<PairRow<D, A, B>>(sum ? rows.halfSumCentred : rows.halfDiffCentred), dst, a, b);
 }
 
 template <class A, class B, class D>
 void KrIpAbsDiff::AbsDiff(const KrTAOI<A>* a, const KrTAOI<B>* b, KrTAOI<D>* dst) {
     if constexpr (std::is_integral_v<D>)
-        WalkRows(Access::eTyped, std::get<PairRow<D, A, B>>(GetArithRows().absDiff), dst, a, b);
+        WalkRows(Access::eTyped, std::get<PairRow<D, A, B>>(GetArithKernels().absDiff), dst, a, b);
     else
-        WalkRows(Access::eTyped, GetArithRows().absDiffFloat, dst, a, b);
+        WalkRows(Access::eTyped, GetArithKernels().absDiffFloat, dst, a, b);
 }
 
 // The supported combinations.

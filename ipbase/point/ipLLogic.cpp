@@ -56,12 +56,12 @@ namespace {
 
 template <class A, class B, class D>
 void WalkPair(Logic logic, const KrTAOI<A>* a, const KrTAOI<B>* b, KrTAOI<D>* dst) {
-    WalkRows(Access::eSwitched, std::get<PairRow<D, A, B>>(GetLogicRows().pairs[logic]), dst, a, b);
+    WalkRows(Access::eSwitched, std::get<PairRow<D, A, B>>(GetLogicKernels().pairs[logic]), dst, a, b);
 }
 
 template <class A, class D>
 void WalkMask(Logic logic, const KrTAOI<A>* a, std::uint32_t mask, KrTAOI<D>* dst) {
-    const auto row = std::get<ConstantRow<D, A, u16>>(GetLogicRows().masks[logic]);
+    const auto row = std::get<ConstantRow<D, A, u16>>(GetLogicKernels().masks[logic]);
     const auto k = static_cast<u16>(mask);
     WalkRows(
         Access::eSwitched, [=](D* d, const A* s, std::size_t n) { row(d, s, k, n); }, dst, a);

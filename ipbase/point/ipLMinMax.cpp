@@ -54,14 +54,14 @@ void WalkConstant(const Rows& rows, const KrTAOI<T>* a, double c, KrTAOI<T>* dst
 }  // namespace
 
 // clang-format off
-void KrLMinMax::Min888SW(const KrAOI8* a, const KrAOI8* b, KrAOI8* dst) { WalkPair(GetMinMaxRows().min, a, b, dst); }
-void KrLMinMax::Min161616SW(const KrAOI16* a, const KrAOI16* b, KrAOI16* dst) { WalkPair(GetMinMaxRows().min, a, b, dst); }
-void KrLMinMax::Min8d8SW(const KrAOI8* a, double c, KrAOI8* dst) { WalkConstant(GetMinMaxRows().minConstant, a, c, dst); }
-void KrLMinMax::Min16d16SW(const KrAOI16* a, double c, KrAOI16* dst) { WalkConstant(GetMinMaxRows().minConstant, a, c, dst); }
-void KrLMinMax::Max888SW(const KrAOI8* a, const KrAOI8* b, KrAOI8* dst) { WalkPair(GetMinMaxRows().max, a, b, dst); }
-void KrLMinMax::Max161616SW(const KrAOI16* a, const KrAOI16* b, KrAOI16* dst) { WalkPair(GetMinMaxRows().max, a, b, dst); }
-void KrLMinMax::Max8d8SW(const KrAOI8* a, double c, KrAOI8* dst) { WalkConstant(GetMinMaxRows().maxConstant, a, c, dst); }
-void KrLMinMax::Max16d16SW(const KrAOI16* a, double c, KrAOI16* dst) { WalkConstant(GetMinMaxRows().maxConstant, a, c, dst); }
+void KrLMinMax::Min888SW(const KrAOI8* a, const KrAOI8* b, KrAOI8* dst) { WalkPair(GetMinMaxKernels().min, a, b, dst); }
+void KrLMinMax::Min161616SW(const KrAOI16* a, const KrAOI16* b, KrAOI16* dst) { WalkPair(GetMinMaxKernels().min, a, b, dst); }
+void KrLMinMax::Min8d8SW(const KrAOI8* a, double c, KrAOI8* dst) { WalkConstant(GetMinMaxKernels().minConstant, a, c, dst); }
+void KrLMinMax::Min16d16SW(const KrAOI16* a, double c, KrAOI16* dst) { WalkConstant(GetMinMaxKernels().minConstant, a, c, dst); }
+void KrLMinMax::Max888SW(const KrAOI8* a, const KrAOI8* b, KrAOI8* dst) { WalkPair(GetMinMaxKernels().max, a, b, dst); }
+void KrLMinMax::Max161616SW(const KrAOI16* a, const KrAOI16* b, KrAOI16* dst) { WalkPair(GetMinMaxKernels().max, a, b, dst); }
+void KrLMinMax::Max8d8SW(const KrAOI8* a, double c, KrAOI8* dst) { WalkConstant(GetMinMaxKernels().maxConstant, a, c, dst); }
+void KrLMinMax::Max16d16SW(const KrAOI16* a, double c, KrAOI16* dst) { WalkConstant(GetMinMaxKernels().maxConstant, a, c, dst); }
 // clang-format on
 
 std::vector<OperationInfo> MinMaxOperations() {

@@ -33,7 +33,7 @@ D ClippedProduct(unsigned a, double c) {
 
 template <class D>
 void WalkTable(const Table<D>& table, const KrTAOI<u8>* a, KrTAOI<D>* dst) {
-    const auto row = std::get<TableRow<D>>(GetTableRows().map);
+    const auto row = std::get<TableRow<D>>(GetTableKernels().map);
     WalkRows(
         Access::eTyped, [&](D* d, const u8* s, std::size_t n) { row(d, s, table.data(), n); }, dst, a);
 }
@@ -56,7 +56,7 @@ void WalkProducts(ConstantRow<D, A, double> row, const Product& product, double 
 
 template <class A, class D>
 void KrIpMul::Mul(const KrTAOI<A>* a, double c, KrTAOI<D>* dst) {
-    const ScaleRows& rows = GetScaleRows();
+    const ScaleKernels& rows = GetScaleKernels();
     [[maybe_unused]] const auto product = [c](unsigned v) { return ClippedProduct<D>(v, c); };
     if constexpr (std::is_floating_point_v<D>) {
         // With a factor of single precision the exact product is rounded once, in single precision as in double.
@@ -74,7 +74,7 @@ void KrIpMul::Mul(const KrTAOI<A>* a, double c, KrTAOI<D>* dst) {
 
 template <class A, class D>
 void KrIpMulMod::MulMod(const KrTAOI<A>* a, double c, KrTAOI<D>* dst) {
-    const ScaleRows& rows = GetScaleRows();
+    const ScaleKernels& rows = GetScaleKernels();
     const auto product = [c](unsigned v) { return static_cast<D>(RoundModulo(v * c)); };
     if constexpr (sizeof(A) == 1) {
         WalkTable(MakeTable<D>(product), a, dst);

@@ -21,7 +21,7 @@ constexpr kernels::Extremes<T> NoExtremes() {
 template <class T>
 std::optional<kernels::Extremes<T>> FindExtremes(const KrTAOI<T>* aoi, const KrTPoint<short>& step,
                                                  const KrTSize<int>& part = {32767, 32767}) {
-    const auto range = std::get<kernels::RangeRow<T>>(kernels::GetScaleRows().range);
+    const auto range = std::get<kernels::RangeRow<T>>(kernels::GetScaleKernels().range);
     const int stepY = std::max<int>(step.y, 1);
     const auto stepX = static_cast<std::size_t>(std::max<int>(step.x, 1));
     kernels::Extremes<T> extremes = NoExtremes<T>();

@@ -18,7 +18,7 @@ std::optional<kernels::Extremes<T>> FindMasked(const KrTAOI<T>* aoi, const KrAOI
     constexpr std::uint8_t maskLimit = 64;
     const int stepY = std::max<int>(step.y, 1);
     const auto stepX = static_cast<std::size_t>(std::max<int>(step.x, 1));
-    const auto range = std::get<kernels::RangeRow<T>>(kernels::GetScaleRows().range);
+    const auto range = std::get<kernels::RangeRow<T>>(kernels::GetScaleKernels().range);
     kernels::Extremes<T> extremes = NoExtremes<T>();
     KrTBuf1D<T> admitted(static_cast<std::size_t>(CommonRegion(aoi, mask).cx));
     VisitRows(

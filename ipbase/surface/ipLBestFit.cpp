@@ -86,7 +86,7 @@ Box FindBox(const KrTSize<int>& size, const KrAOI8* mask) {
     if (!mask) return {1, size.cx, 1, size.cy};
     Box box{size.cx + 1, 0, size.cy + 1, 0};
     const auto admits = [](u8 value) { return value < kMaskLimit; };
-    const auto extremes = GetBestFitRows().extremes;
+    const auto extremes = GetBestFitKernels().extremes;
     VisitRows(
         Access::eSwitched,
         [&](int y, const u8* row, std::size_t) {
@@ -187,7 +187,7 @@ private:
     // Only tiles that the mask divides are looked at pixel by pixel.
     template <class T>
     void AddRows(const T* const* rows, const u8* const* masks, std::size_t n) {
-        const BestFitRows& functions = GetBestFitRows();
+        const BestFitKernels& functions = GetBestFitKernels();
         mWhole = {};
         std::fill_n(mValues[0], 16, 0.0);
         std::fill_n(mPowers[0], 49, 0.0);
@@ -296,7 +296,7 @@ void KrLBestFit::DrawPlane(KrAOI32Float* dst, const KrAOI8* drawMask, MaskConsid
     const KrAOI8* mask = consider == eIgnoreMask ? nullptr : drawMask;
     const KrTSize<int> size = mask ? CommonRegion(dst, mask) : CommonRegion(dst);
     if (size.cx == 0) return;
-    const BestFitRows& rows = GetBestFitRows();
+    const BestFitKernels& rows = GetBestFitKernels();
     const DrawMaskedRow masked = consider == eKeepMasked ? rows.drawElseKeep : rows.drawElseZero;
     const auto width = static_cast<std::size_t>(size.cx);
     const bool direct = AllowsDirect(Access::eSwitched) && HaveRowPointers(dst) && (!mask || HaveRowPointers(mask));

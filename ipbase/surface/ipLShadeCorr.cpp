@@ -99,7 +99,7 @@ public:
 private:
     static constexpr std::size_t kNone = std::numeric_limits<std::size_t>::max();
 
-    const StretchRow<T> mStretch = std::get<StretchRow<T>>(GetShadeCorrRows().stretch);
+    const StretchRow<T> mStretch = std::get<StretchRow<T>>(GetShadeCorrKernels().stretch);
     const KrTBuf2D<T>& mReduced;
     std::uint32_t mStep;
     KrTBuf1D<SamplePair> mPairs;
@@ -109,7 +109,7 @@ private:
 
 template <class T>
 void Enlarge(const KrTBuf2D<T>& reduced, KrTBuf2D<T>& image) {
-    const auto blend = std::get<BlendPairRow<T>>(GetShadeCorrRows().blend);
+    const auto blend = std::get<BlendPairRow<T>>(GetShadeCorrKernels().blend);
     const std::size_t step = (reduced.Height() << 8) / image.Height();
     StretchedRows<T> rows(reduced, image.Width());
     for (std::size_t y = 0; y < image.Height(); ++y) {
@@ -161,7 +161,7 @@ void Correct(KrTAOI<T>* aoi, const KrTAOI<T>* other, Work& work, const F& backgr
     if (size.cx == 0) return;
     Prepare(*aoi, size, work, background);
     const KrTBuf2D<T>&image = work.image, &shade = work.shade;
-    const ShadeCorrRows& rows = GetShadeCorrRows();
+    const ShadeCorrKernels& rows = GetShadeCorrKernels();
     Quotient most;
     std::get<GreatestQuotientRow<T>>(rows.greatest)(image.Row(0), shade.Row(0), image.Width() * image.Height(), most);
     const double greatest = static_cast<double>(most.a) / most.b;

@@ -98,12 +98,12 @@ void KrLConvertAOI::Convert(const KrTAOI<T>* src, KrAOI8* dst, ConversionMode mo
     const Window<Precision> window = lower < upper ? Window<Precision>{lower, upper, upper - lower, 255}
                                                    : Window<Precision>{lower, std::nextafter(lower, infinity), 1,
                                                                        upper == lower || std::isnan(lower) ? 0 : 255};
-    const auto row = std::get<ConstantRow<u8, T, Window<Precision>>>(GetScaleRows().window);
+    const auto row = std::get<ConstantRow<u8, T, Window<Precision>>>(GetScaleKernels().window);
     if constexpr (sizeof(T) == 1) {
         std::array<u8, 256> values, table;
         std::iota(values.begin(), values.end(), u8{0});
         row(table.data(), values.data(), window, table.size());
-        const auto map = std::get<TableRow<u8>>(GetTableRows().map);
+        const auto map = std::get<TableRow<u8>>(GetTableKernels().map);
         WalkRows(
             Access::eSwitched, [&](u8* d, const u8* s, std::size_t n) { map(d, s, table.data(), n); },
             static_cast<KrTAOI<u8>*>(dst), src);

@@ -14,7 +14,7 @@ using namespace kernels;
 
 template <class T>
 void KrIpSet::Set(KrTAOI<T>* dst, double value) {
-    const auto row = std::get<FillRow<T>>(GetTransferRows().fill);
+    const auto row = std::get<FillRow<T>>(GetTransferKernels().fill);
     const T constant = TruncateTo<T>(value);
     WalkRows(
         Access::eTyped, [=](T* d, std::size_t n) { row(d, constant, n); }, dst);
@@ -28,12 +28,12 @@ void KrIpCopy::Copy(const KrTAOI<T>* src, KrTAOI<T>* dst) {
 
 template <class A, class D>
 void KrIpCopy::CopyHigh(const KrTAOI<A>* src, KrTAOI<D>* dst) {
-    WalkRows(Access::eTyped, std::get<UnaryRow<D, A>>(GetTransferRows().high), dst, src);
+    WalkRows(Access::eTyped, std::get<UnaryRow<D, A>>(GetTransferKernels().high), dst, src);
 }
 
 template <class A, class D>
 void KrIpCopy::CopyLow(const KrTAOI<A>* src, KrTAOI<D>* dst) {
-    WalkRows(Access::eTyped, std::get<UnaryRow<D, A>>(GetTransferRows().convert), dst, src);
+    WalkRows(Access::eTyped, std::get<UnaryRow<D, A>>(GetTransferKernels().convert), dst, src);
 }
 
 namespace {
@@ -73,14 +73,15 @@ public:
 
     void Add(const T* src) {
         ++mRows;
-        if (mStep > 0) return std::get<BlockSumRow<Sum, T>>(GetZoomRows().sum)(mSums.data(), src, mStep, mSums.size());
+        if (mStep > 0)
+            return std::get<BlockSumRow<Sum, T>>(GetZoomKernels().sum)(mSums.data(), src, mStep, mSums.size());
         for (std::size_t x = 0; x < mSums.size(); ++x)
             for (int i = mColumns[x]; i < mColumns[x + 1]; ++i) mSums[x] += static_cast<Sum>(src[i]);
     }
 
     void Take(T* dst) {
         if (mStep > 0)
-            std::get<ConstantRow<T, Sum, int>>(GetZoomRows().mean)(dst, mSums.data(), mStep * mRows, mSums.size());
+            std::get<ConstantRow<T, Sum, int>>(GetZoomKernels().mean)(dst, mSums.data(), mStep * mRows, mSums.size());
         else
             for (std::size_t x = 0; x < mSums.size(); ++x)
                 dst[x] = static_cast<T>(mSums[x] / static_cast<Sum>((mColumns[x + 1] - mColumns[x]) * mRows));
@@ -130,7 +131,7 @@ void SampleBlocks(const KrTAOI<T>* src, KrTAOI<T>* dst, const int* starts, const
     ReduceRows(
         src, dst, ends.data(), [&](const T* pixels) { line = pixels; },
         [&](T* out) {
-            if (step > 0) return std::get<PickRow<T>>(GetZoomRows().pick)(out, line, step, width);
+            if (step > 0) return std::get<PickRow<T>>(GetZoomKernels().pick)(out, line, step, width);
             for (std::size_t x = 0; x < width; ++x) out[x] = line[columns[x]];
         });
 }

@@ -46,7 +46,7 @@ public:
           mDx(dx),
           mDy(dy),
           mFill(FillValue<T>(fill)),
-          mFillRow(std::get<FillRow<T>>(GetTransferRows().fill)),
+          mFillRow(std::get<FillRow<T>>(GetTransferKernels().fill)),
           mDirect(mSize.cx > 0 && AllowsDirect(Access::eSwitched) && HaveRowPointers(src, dst)),
           mIn(mDirect || !src ? 0 : static_cast<std::size_t>(src->AOIWidth())),
           mOut(mDirect ? 0 : static_cast<std::size_t>(mSize.cx)) {}
@@ -127,7 +127,7 @@ void ShiftMemory(const Buffer* src, Buffer* dst, int dx, int dy, double fill) {
     const T* in = src->GetRowPointer(0);
     std::memmove(out + std::max<std::ptrdiff_t>(offset, 0), in - std::min<std::ptrdiff_t>(offset, 0), kept * sizeof(T));
 
-    const auto fillRow = std::get<FillRow<T>>(GetTransferRows().fill);
+    const auto fillRow = std::get<FillRow<T>>(GetTransferKernels().fill);
     const auto fillCount = static_cast<std::size_t>(std::abs(dy)) * static_cast<std::size_t>(width);
     fillRow(dy > 0 ? out : dst->GetRowPointer(height) - fillCount, value, fillCount);
     for (int y = 0; y < height; ++y)

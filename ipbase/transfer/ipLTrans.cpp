@@ -32,7 +32,7 @@ enum class Join { eReplaceAll, eReplaceField, eOr, eAnd };
 
 template <class A, class D>
 void MoveBits(const KrTAOI<A>* src, KrTAOI<D>* dst, std::int32_t mask, std::int32_t shift, Join join) {
-    const auto row = std::get<BitRow<D, A>>(GetTransferRows().bits);
+    const auto row = std::get<BitRow<D, A>>(GetTransferKernels().bits);
     const bool vanishes = shift >= 32 || shift <= -32;
     BitTransfer bits{vanishes ? 0 : static_cast<std::uint32_t>(mask), vanishes ? 0 : shift, 0, 0, 0};
     const std::uint32_t field = bits.shift < 0 ? bits.mask >> -bits.shift : bits.mask << bits.shift;
@@ -46,14 +46,14 @@ void MoveBits(const KrTAOI<A>* src, KrTAOI<D>* dst, std::int32_t mask, std::int3
 
 template <class A, class D>
 void Convert(const KrTAOI<A>* src, KrTAOI<D>* dst) {
-    WalkRows(Access::eSwitched, std::get<UnaryRow<D, A>>(GetTransferRows().convert), dst, src);
+    WalkRows(Access::eSwitched, std::get<UnaryRow<D, A>>(GetTransferKernels().convert), dst, src);
 }
 
 // The narrowing copies reach pixels one by one when they may not be addressed.
 template <class D>
 void Narrow(const KrAOI32Float* src, KrTAOI<D>* dst) {
     WalkRows<UnaryRow<D, float>, D, float>(Access::eSwitchedPixels,
-                                           std::get<UnaryRow<D, float>>(GetTransferRows().truncate), dst, src);
+                                           std::get<UnaryRow<D, float>>(GetTransferKernels().truncate), dst, src);
 }
 
 }  // namespace

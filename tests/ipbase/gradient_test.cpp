@@ -187,7 +187,7 @@ TYPED_TEST(Gradient, HoldsTheGreatestSums) {
 template <class S>
 void CheckStretch(S least, int step, std::int64_t last) {
     const auto row =
-        std::get<kernels::ConstantRow<kernels::u8, S, kernels::Stretched<S>>>(kernels::GetGradientRows().stretch);
+        std::get<kernels::ConstantRow<kernels::u8, S, kernels::Stretched<S>>>(kernels::GetGradientKernels().stretch);
     for (std::int64_t range = 1; range <= last; range += step) {
         std::vector<S> values;
         std::vector<kernels::u8> expected, found(2 * 255);

@@ -166,8 +166,8 @@ TEST(PointOps, TargetsHaveTheirOwnRows) {
     std::set<kernels::PairRow<std::uint8_t, std::uint8_t, std::uint8_t>> sums;
     std::size_t expectedSums = 1, expectedMaps = 1;  // the baseline, and each target that is compiled beside it
     ForEachTarget([&](std::int64_t target) {
-        sums.insert(std::get<0>(kernels::GetArithRows().addModulo));
-        byteMaps.insert(&kernels::GetTableRows());
+        sums.insert(std::get<0>(kernels::GetArithKernels().addModulo));
+        byteMaps.insert(&kernels::GetTableKernels());
         expectedSums += (target & (HWY_SSE4 | HWY_AVX2 | HWY_AVX3)) != 0;
         expectedMaps += (target & HWY_AVX3_DL) != 0;
     });

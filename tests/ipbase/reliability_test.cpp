@@ -56,7 +56,7 @@ struct Literal {
     }
     static float Wrap(float x) { return x + static_cast<float>(Periods(x)) * static_cast<float>(KrMath::TwoPi); }
     void FindReliability(Index i) {
-        kernels::GetReliabilityRows().unreliable(&reliability[i], static_cast<unsigned>(i), 1);
+        kernels::GetReliabilityKernels().unreliable(&reliability[i], static_cast<unsigned>(i), 1);
         const Index x = i % width, y = i / width;
         if (x == 0 || y == 0 || x + 1 == width || y + 1 == height) return;
         for (Index k = 0; k < 9; ++k)

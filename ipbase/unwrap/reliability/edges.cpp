@@ -50,7 +50,7 @@ private:
                           {in.Mask(y - 1), in.Mask(y), in.Mask(y + 1)}, firstIndex, mWidth);
     }
 
-    const kernels::ReliabilityRows& mRows = kernels::GetReliabilityRows();
+    const kernels::ReliabilityKernels& mRows = kernels::GetReliabilityKernels();
     const ReliabilityInput& mInput;
     const std::size_t mWidth;
     std::vector<float> mReliabilities, mReliabilitiesBelow;
