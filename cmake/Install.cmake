@@ -11,6 +11,18 @@ foreach(header IN LISTS public_headers)
     install(FILES "${header}" DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/voripbase/${folder}")
 endforeach()
 
+install(FILES LICENSE DESTINATION "${CMAKE_INSTALL_DOCDIR}")
+install(FILES docs/vorip.1 DESTINATION "${CMAKE_INSTALL_MANDIR}/man1" OPTIONAL)
+
+# pkg-config files that may be moved together with the tree.
+cmake_path(SET pc_dir "/${CMAKE_INSTALL_LIBDIR}/pkgconfig")
+cmake_path(RELATIVE_PATH pc_dir BASE_DIRECTORY "/")
+string(REGEX REPLACE "[^/]+" ".." pc_prefix "${pc_dir}")
+foreach(name voripbase voripmeasure)
+    configure_file(cmake/${name}.pc.in ${name}.pc @ONLY)
+    install(FILES "${PROJECT_BINARY_DIR}/${name}.pc" DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
+endforeach()
+
 install(EXPORT voripbaseTargets NAMESPACE voripbase:: DESTINATION "${package_dir}")
 configure_package_config_file(cmake/voripbaseConfig.cmake.in voripbaseConfig.cmake INSTALL_DESTINATION "${package_dir}")
 write_basic_package_version_file(voripbaseConfigVersion.cmake COMPATIBILITY SameMajorVersion)

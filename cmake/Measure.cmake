@@ -18,7 +18,7 @@ target_compile_definitions(voripmeasure_objects PUBLIC MEASURE_EXPORTS)
 target_link_libraries(voripmeasure_objects PUBLIC voripbase_options voripbase::opencv_core voripbase::opencv_imgproc
     voripbase::opencv_imgcodecs nlohmann_json::nlohmann_json)
 
-add_library(voripmeasure SHARED $<TARGET_OBJECTS:voripmeasure_objects>)
+add_library(voripmeasure $<TARGET_OBJECTS:voripmeasure_objects>)
 add_library(voripbase::measure ALIAS voripmeasure)
 set_target_properties(voripmeasure PROPERTIES
     LINKER_LANGUAGE CXX EXPORT_NAME measure VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR}

@@ -9,11 +9,17 @@ if(NOT result EQUAL 0)
     return()
 endif()
 
+# Suites that take long under sanitizers; a quick run leaves them out.
+set(slow_suites ImageFilters Program Reliability Unwrap)
+
 string(REPLACE "\n" ";" lines "${listing}")
 foreach(line IN LISTS lines)
     if(line MATCHES "^([A-Za-z0-9_/]+)\\.")
         set(suite "${CMAKE_MATCH_1}")
         add_test("${suite}" "${VORIPBASE_TEST_PROGRAM}" "--gtest_filter=${suite}.*" --gtest_brief=1)
         set_tests_properties("${suite}" PROPERTIES TIMEOUT 1200)
+        if(suite IN_LIST slow_suites)
+            set_tests_properties("${suite}" PROPERTIES LABELS slow)
+        endif()
     endif()
 endforeach()

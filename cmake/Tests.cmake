@@ -25,6 +25,7 @@ if(have_library)
         "-DBUILD_DIR=${PROJECT_BINARY_DIR}" "-DSOURCE_DIR=${PROJECT_SOURCE_DIR}" "-DCONFIG=$<CONFIG>"
         "-DGENERATOR=${CMAKE_GENERATOR}" "-DCXX=${CMAKE_CXX_COMPILER}" "-DCXX_FLAGS=${CMAKE_CXX_FLAGS}"
         -P "${PROJECT_SOURCE_DIR}/tests/consumer/run.cmake")
+    set_tests_properties(consumer PROPERTIES LABELS slow)
 endif()
 
 # Includes go down only, and installed headers need nothing that is not installed.

@@ -17,9 +17,8 @@ public:
 
     Progress() = default;
     // From any callable (stage, share) -> bool.
-    template <class Callable,
-              class = std::enable_if_t<std::is_constructible_v<Function, Callable> &&
-                                       !std::is_same_v<std::decay_t<Callable>, Progress>>>
+    template <class Callable, class = std::enable_if_t<std::is_constructible_v<Function, Callable> &&
+                                                       !std::is_same_v<std::decay_t<Callable>, Progress>>>
     Progress(Callable callable) : mFunction(std::move(callable)) {}
 
     void Report(const char* stage, double share = 0) const {
