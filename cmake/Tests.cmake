@@ -6,6 +6,8 @@ if(have_library AND test_sources)
     add_executable(voripbase_tests ${test_sources})
     target_link_libraries(voripbase_tests
         PRIVATE voripbase_objects voripmeasure_objects voripbase::opencv_imgcodecs GTest::gtest GTest::gtest_main)
+    target_compile_definitions(voripbase_tests
+        PRIVATE $<$<BOOL:${VORIPBASE_THIS_CPU_ONLY}>:VORIPBASE_THIS_CPU_ONLY>)
     if(TARGET vorip)
         target_compile_definitions(voripbase_tests PRIVATE "VORIP_PROGRAM=\"$<TARGET_FILE:vorip>\"")
         add_dependencies(voripbase_tests vorip)

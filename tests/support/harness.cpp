@@ -194,6 +194,9 @@ std::vector<double> Sampled(const GuardedImage& image, const GuardedImage* mask,
 }
 
 void ForEachTarget(const std::function<void(std::int64_t)>& run) {
+#ifdef VORIPBASE_THIS_CPU_ONLY
+    return run(HWY_STATIC_TARGET);  // there is no other
+#endif
     const std::int64_t supported = hwy::SupportedTargets();
     for (std::int64_t rest = supported; rest != 0; rest &= rest - 1) {
         const std::int64_t target = rest & -rest;
