@@ -10,8 +10,8 @@ namespace {
 using AddCommand = void (*)(vorip::CommandLine&);
 constexpr AddCommand kCommands[] = {
     vorip::AddPhaseCommand,   vorip::AddUnwrapCommand,  vorip::AddAverageCommand, vorip::AddGradientCommand,
-    vorip::AddFlattenCommand, vorip::AddQualityCommand, vorip::AddRegionsCommand, vorip::AddShadeCommand,
-    vorip::AddFilterCommand,  vorip::AddDemoCommand,
+    vorip::AddFlattenCommand, vorip::AddPictureCommand, vorip::AddQualityCommand, vorip::AddRegionsCommand,
+    vorip::AddShadeCommand,   vorip::AddFilterCommand,  vorip::AddDemoCommand,
 };
 
 constexpr char kAbout[] =

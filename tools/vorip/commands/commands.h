@@ -11,6 +11,7 @@ void AddUnwrapCommand(CommandLine& program);
 void AddAverageCommand(CommandLine& program);
 void AddGradientCommand(CommandLine& program);
 void AddFlattenCommand(CommandLine& program);
+void AddPictureCommand(CommandLine& program);
 void AddQualityCommand(CommandLine& program);
 void AddRegionsCommand(CommandLine& program);
 void AddShadeCommand(CommandLine& program);

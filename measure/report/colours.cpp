@@ -1,0 +1,92 @@
+#include "measure/report/colours.h"
+
+#include <algorithm>
+#include <cmath>
+#include <opencv2/imgproc.hpp>
+#include <vector>
+
+namespace measure {
+namespace {
+
+constexpr int kSmallestPicture = 480;
+constexpr std::size_t kSamples = 250000;  // enough to find a range
+
+struct NamedMap {
+    const char* name;
+    ColourMap map;
+    int opencv;
+};
+constexpr NamedMap kMaps[] = {
+    {"viridis", ColourMap::eViridis, cv::COLORMAP_VIRIDIS},
+    {"cividis", ColourMap::eCividis, cv::COLORMAP_CIVIDIS},
+    {"twilight", ColourMap::eTwilight, cv::COLORMAP_TWILIGHT},
+    {"grey", ColourMap::eGrey, -1},
+};
+
+std::vector<float> SampleValues(const cv::Mat1f& values) {
+    const auto step = static_cast<std::size_t>(std::sqrt(static_cast<double>(values.total()) / kSamples)) + 1;
+    std::vector<float> sample;
+    for (std::size_t y = step / 2; y < static_cast<std::size_t>(values.rows); y += step) {
+        const float* row = values[static_cast<int>(y)];
+        for (std::size_t x = step / 2; x < static_cast<std::size_t>(values.cols); x += step) {
+            if (std::isfinite(row[x])) sample.push_back(row[x]);
+        }
+    }
+    return sample;
+}
+
+ValueRange FindRange(const cv::Mat1f& values, double percent) {
+    std::vector<float> sample = SampleValues(values);
+    if (sample.empty()) return {};
+    const auto at = [&](double share) {
+        const auto n = sample.begin() + static_cast<std::ptrdiff_t>(share * static_cast<double>(sample.size() - 1));
+        std::nth_element(sample.begin(), n, sample.end());
+        return static_cast<double>(*n);
+    };
+    const double tail = std::clamp(percent / 100.0, 0.0, 0.5);
+    return {at(tail), at(1.0 - tail)};
+}
+
+}  // namespace
+
+std::optional<ColourMap> ColourMapOf(const std::string& name) {
+    for (const NamedMap& entry : kMaps) {
+        if (name == entry.name) return entry.map;
+    }
+    return std::nullopt;
+}
+
+Palette PaletteOf(ColourMap map) {
+    cv::Mat1b ramp(1, kColours);
+    for (int i = 0; i < kColours; ++i) ramp(i) = static_cast<uchar>(i);
+    cv::Mat3b colours;
+    const int opencv = std::find_if(std::begin(kMaps), std::end(kMaps), [map](const NamedMap& entry) {
+                           return entry.map == map;
+                       })->opencv;
+    if (opencv < 0) {
+        cv::cvtColor(ramp, colours, cv::COLOR_GRAY2BGR);
+    } else {
+        cv::applyColorMap(ramp, colours, opencv);
+    }
+    Palette palette;
+    std::copy(colours.begin(), colours.end(), palette.begin());
+    return palette;
+}
+
+ColourScale::ColourScale(const cv::Mat1f& values, const PictureStyle& style) : mCyclic(style.period > 0) {
+    ValueRange range = mCyclic ? ValueRange{0, style.period} : FindRange(values, style.percent);
+    if (style.range) range = *style.range;
+    // A range without extent, as of a constant image, becomes one around its value.
+    const double least = 1e-6 * std::max(std::abs(range.lower), std::abs(range.upper));
+    if (!(range.upper - range.lower > least)) {
+        const double half = std::max(least, 0.5);
+        range = {range.lower - half, range.lower + half};
+    }
+    mLower = static_cast<float>(range.lower);
+    mUpper = static_cast<float>(mCyclic ? range.lower + style.period : range.upper);
+    mPerStep = 1.0f / (mUpper - mLower);
+}
+
+int ZoomOf(cv::Size size) { return std::max(1, kSmallestPicture / std::max(size.width, size.height)); }
+
+}  // namespace measure

@@ -1,0 +1,120 @@
+#include "measure/report/frame.h"
+
+#include <algorithm>
+#include <cmath>
+#include <opencv2/imgproc.hpp>
+#include <string>
+#include <vector>
+
+namespace measure {
+namespace {
+
+constexpr int kFont = cv::FONT_HERSHEY_SIMPLEX;
+
+// Sizes of the lettering, which grows with the picture.
+struct Lettering {
+    explicit Lettering(cv::Size size)
+        : scale(std::clamp(std::max(size.width, size.height) / 1400.0, 0.45, 2.5)),
+          thickness(std::max(1, static_cast<int>(scale + 0.3))) {}
+    int Em(double ems) const { return static_cast<int>(ems * 22.0 * scale + 0.5); }
+    int Width(const std::string& text) const {
+        int baseline = 0;
+        return cv::getTextSize(text, kFont, scale, thickness, &baseline).width;
+    }
+    void Write(cv::Mat3b& picture, const std::string& text, cv::Point at) const {
+        cv::putText(picture, text, at, kFont, scale, kInk, thickness, cv::LINE_AA);
+    }
+
+    double scale;
+    int thickness;
+};
+
+struct Tick {
+    double value;
+    std::string text;
+};
+
+// Multiples of 1, 2 or 5 times a power of ten between two values, at most `most` of them.
+std::vector<Tick> Ticks(double lower, double upper, int most) {
+    const double least = (upper - lower) / std::max(1, most);
+    const double power = std::pow(10.0, std::floor(std::log10(least)));
+    double step = 10.0 * power;
+    for (const double factor : {5.0, 2.0, 1.0}) {
+        if (factor * power >= least * (1.0 - 1e-9)) step = factor * power;
+    }
+    const int digits = std::clamp(static_cast<int>(std::ceil(-std::log10(step) - 1e-9)), 0, 9);
+    std::vector<Tick> ticks;
+    for (double n = std::ceil(lower / step - 1e-9); n * step <= upper + 1e-9 * step; n += 1.0) {
+        ticks.push_back({n * step, cv::format("%.*f", digits, n * step + 0.0)});
+    }
+    return ticks;
+}
+
+struct Layout {
+    cv::Rect image;  // where the image stands in the picture
+    cv::Rect bar;
+    cv::Size picture;
+};
+
+Layout Arrange(cv::Size image, const Lettering& letters, const PictureStyle& style, const std::vector<Tick>& ticks) {
+    int labels = letters.Width(style.unit);
+    for (const Tick& tick : ticks) labels = std::max(labels, letters.Em(1.6) + letters.Width(tick.text));
+    const int left = letters.Width("00000") + letters.Em(0.8), above = letters.Em(style.title.empty() ? 0.8 : 2.0);
+    const int right = letters.Em(2.4) + labels, below = letters.Em(2.0);
+    Layout layout;
+    layout.image = {left, above, image.width, image.height};
+    layout.picture = {left + image.width + right, above + std::max(image.height, letters.Em(10)) + below};
+    const int top = above + letters.Em(1.6);
+    layout.bar = {left + image.width + letters.Em(1.2), top, letters.Em(1.2), layout.picture.height - below - top};
+    return layout;
+}
+
+void DrawBar(cv::Mat3b& picture, const Layout& layout, const Lettering& letters, const PictureStyle& style,
+             const ColourScale& scale, const Palette& palette, const std::vector<Tick>& ticks) {
+    const cv::Rect& bar = layout.bar;
+    const double perPixel = (scale.Upper() - scale.Lower()) / std::max(1, bar.height - 1);
+    for (int y = 0; y < bar.height; ++y) {
+        const int index = (kColours - 1) * (bar.height - 1 - y) / std::max(1, bar.height - 1);
+        picture(cv::Rect(bar.x, bar.y + y, bar.width, 1)) = palette[static_cast<std::size_t>(index)];
+    }
+    letters.Write(picture, style.unit, {bar.x, bar.y - letters.Em(0.5)});
+    for (const Tick& tick : ticks) {
+        const int y = bar.y + static_cast<int>((scale.Upper() - tick.value) / perPixel + 0.5);
+        cv::line(picture, {bar.br().x, y}, {bar.br().x + letters.Em(0.3), y}, kInk, letters.thickness);
+        letters.Write(picture, tick.text, {bar.br().x + letters.Em(0.5), y + letters.Em(0.35)});
+    }
+}
+
+void DrawAxes(cv::Mat3b& picture, const cv::Rect& image, int zoom, const Lettering& letters) {
+    const int tick = letters.Em(0.3);
+    const double columns = image.width / zoom - 1, rows = image.height / zoom - 1;
+    for (const Tick& t : Ticks(0, std::max(1.0, columns), image.width / letters.Em(4))) {
+        const int x = image.x + static_cast<int>((t.value + 0.5) * zoom);
+        if (t.value > columns) continue;
+        cv::line(picture, {x, image.br().y}, {x, image.br().y + tick}, kInk, letters.thickness);
+        letters.Write(picture, t.text, {x - letters.Width(t.text) / 2, image.br().y + tick + letters.Em(1.0)});
+    }
+    for (const Tick& t : Ticks(0, std::max(1.0, rows), image.height / letters.Em(3))) {
+        const int y = image.y + static_cast<int>((t.value + 0.5) * zoom);
+        if (t.value > rows) continue;
+        cv::line(picture, {image.x - tick, y}, {image.x, y}, kInk, letters.thickness);
+        letters.Write(picture, t.text, {image.x - tick - letters.Em(0.2) - letters.Width(t.text), y + letters.Em(0.3)});
+    }
+}
+
+}  // namespace
+
+cv::Mat3b FramePicture(const cv::Mat3b& drawn, int zoom, const PictureStyle& style, const ColourScale& scale,
+                       const Palette& palette) {
+    const Lettering letters(drawn.size());
+    const std::vector<Tick> ticks = Ticks(scale.Lower(), scale.Upper(), std::clamp(drawn.rows / letters.Em(2), 3, 12));
+    const Layout layout = Arrange(drawn.size(), letters, style, ticks);
+    cv::Mat3b picture(layout.picture, kBackground);
+    drawn.copyTo(picture(layout.image));
+    DrawAxes(picture, layout.image, zoom, letters);
+    DrawBar(picture, layout, letters, style, scale, palette, ticks);
+    letters.Write(picture, style.title, {layout.image.x, layout.image.y - letters.Em(0.6)});
+    return picture;
+}
+
+}  // namespace measure

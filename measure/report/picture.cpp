@@ -1,0 +1,192 @@
+#include "measure/picture.h"
+
+#include <algorithm>
+#include <cmath>
+#include <opencv2/imgproc.hpp>
+#include <vector>
+
+#include "measure/error.h"
+#include "measure/report/colours.h"
+#include "measure/report/frame.h"
+
+namespace measure {
+namespace {
+
+const cv::Vec3b kMark(60, 20, 240);
+const cv::Vec3b kBorder(255, 255, 255);
+
+void RequireSize(const cv::Mat& other, cv::Size size, const char* what) {
+    if (!other.empty() && other.size() != size) {
+        throw InputError(cv::format("the %s of %d x %d pixels do not belong to an image of %d x %d", what, other.cols,
+                                    other.rows, size.width, size.height));
+    }
+}
+
+// The values in single precision, NaN where there is nothing to draw.
+cv::Mat1f Drawable(const cv::Mat& image, const cv::Mat1b& mask) {
+    if (image.empty()) throw InputError("there is nothing to draw: the image is empty");
+    if (image.channels() != 1) throw InputError("a drawn image has one channel, this one has more");
+    cv::Mat1f values;
+    image.convertTo(values, CV_32F);
+    for (int y = 0; y < values.rows; ++y) {
+        float* row = values[y];
+        for (int x = 0; x < values.cols; ++x) {
+            if (!std::isfinite(row[x]) || (!mask.empty() && mask(y, x) < 128)) row[x] = NAN;
+        }
+    }
+    return values;
+}
+
+// Brightness of each pixel as if light fell on the values from the upper left, 1 where they are level. Heights are
+// scaled so that common slopes are seen, whatever their unit.
+cv::Mat1f HillShade(const cv::Mat1f& values) {
+    cv::Mat1f shade(values.size(), 1.0f);
+    std::vector<float> slopes;
+    const auto slope = [&](int y, int x, float& dx, float& dy) {
+        dx = (values(y, x + 1) - values(y, x - 1)) * 0.5f;
+        dy = (values(y + 1, x) - values(y - 1, x)) * 0.5f;
+        return std::isfinite(dx) && std::isfinite(dy);
+    };
+    const int step = std::max(1, values.rows / 300);
+    float dx = 0.0f, dy = 0.0f;
+    for (int y = 1; y + 1 < values.rows; y += step) {
+        for (int x = 1; x + 1 < values.cols; x += step) {
+            if (slope(y, x, dx, dy)) slopes.push_back(std::hypot(dx, dy));
+        }
+    }
+    if (slopes.empty()) return shade;
+    const auto typical = slopes.begin() + static_cast<std::ptrdiff_t>(slopes.size() * 4 / 5);
+    std::nth_element(slopes.begin(), typical, slopes.end());
+    const float scale = *typical > 0.0f ? 1.0f / *typical : 0.0f;
+    cv::parallel_for_(cv::Range(1, std::max(1, values.rows - 1)), [&](const cv::Range& rows) {
+        float gx = 0.0f, gy = 0.0f;
+        for (int y = rows.start; y < rows.end; ++y) {
+            for (int x = 1; x + 1 < values.cols; ++x) {
+                if (!slope(y, x, gx, gy)) continue;
+                gx *= scale;
+                gy *= scale;
+                // Light from (-1, -1, 2): on level ground it has the brightness 1.
+                const float light = (2.0f + gx + gy) / (2.0f * std::sqrt(1.0f + gx * gx + gy * gy));
+                shade(y, x) = std::clamp(light, 0.35f, 1.5f);
+            }
+        }
+    });
+    return shade;
+}
+
+cv::Vec3b Shaded(const cv::Vec3b& colour, float brightness) {
+    cv::Vec3b shaded;
+    for (int c = 0; c < 3; ++c) shaded[c] = cv::saturate_cast<uchar>(static_cast<float>(colour[c]) * brightness);
+    return shaded;
+}
+
+// One pixel of each value, before it is enlarged.
+cv::Mat3b Colour(const cv::Mat1f& values, const PictureStyle& style, const ColourScale& scale, const Palette& palette) {
+    const cv::Mat1f shade = style.shade ? HillShade(values) : cv::Mat1f();
+    cv::Mat3b colours(values.size());
+    cv::parallel_for_(cv::Range(0, values.rows), [&](const cv::Range& rows) {
+        for (int y = rows.start; y < rows.end; ++y) {
+            const float* in = values[y];
+            cv::Vec3b* out = colours[y];
+            for (int x = 0; x < values.cols; ++x) {
+                if (std::isnan(in[x])) continue;  // hatched later
+                out[x] = palette[static_cast<std::size_t>(scale.IndexOf(in[x]))];
+                if (style.shade) out[x] = Shaded(out[x], shade(y, x));
+            }
+        }
+    });
+    return colours;
+}
+
+// Darkens the pixels beyond which the value is on another side of one of the lines.
+void DrawContours(const cv::Mat1f& values, int count, const ColourScale& scale, cv::Mat3b& colours) {
+    const double step = (scale.Upper() - scale.Lower()) / (count + 1);
+    const auto band = [&](float v) { return std::floor((static_cast<double>(v) - scale.Lower()) / step); };
+    for (int y = 0; y + 1 < values.rows; ++y) {
+        for (int x = 0; x + 1 < values.cols; ++x) {
+            const float here = values(y, x), right = values(y, x + 1), below = values(y + 1, x);
+            if (std::isnan(here) || std::isnan(right) || std::isnan(below)) continue;
+            if (band(here) != band(right) || band(here) != band(below)) colours(y, x) = Shaded(colours(y, x), 0.25f);
+        }
+    }
+}
+
+void DrawBorders(const cv::Mat1i& numbers, cv::Mat3b& colours) {
+    double most = 0;
+    cv::minMaxLoc(numbers, nullptr, &most);
+    if (most < 2) return;  // the border of a single one is where the hatching begins
+    for (int y = 0; y + 1 < numbers.rows; ++y) {
+        for (int x = 0; x + 1 < numbers.cols; ++x) {
+            const int here = numbers(y, x);
+            if (here != numbers(y, x + 1) || here != numbers(y + 1, x)) colours(y, x) = kBorder;
+        }
+    }
+}
+
+void PaintMarks(const cv::Mat1b& marks, cv::Mat3b& picture) {
+    // A single pixel would not be seen in a large picture.
+    const int width = 1 + 2 * (std::max(marks.cols, marks.rows) / 800);
+    cv::Mat1b wide;
+    cv::dilate(marks, wide, cv::Mat1b::ones(width, width));
+    picture.setTo(kMark, wide);
+}
+
+cv::Mat3b Enlarge(const cv::Mat3b& colours, int zoom) {
+    if (zoom == 1) return colours;
+    cv::Mat3b large;
+    cv::resize(colours, large, {}, zoom, zoom, cv::INTER_NEAREST);
+    return large;
+}
+
+void Hatch(const cv::Mat1f& values, int zoom, cv::Mat3b& picture) {
+    const int width = std::max(4, std::max(picture.cols, picture.rows) / 150);
+    cv::parallel_for_(cv::Range(0, picture.rows), [&](const cv::Range& rows) {
+        for (int y = rows.start; y < rows.end; ++y) {
+            const float* in = values[y / zoom];
+            cv::Vec3b* out = picture[y];
+            for (int x = 0; x < picture.cols; ++x) {
+                if (!std::isnan(in[x / zoom])) continue;
+                const uchar grey = (x + y) / width % 4 == 0 ? 110 : 60;
+                out[x] = {grey, grey, grey};
+            }
+        }
+    });
+}
+
+}  // namespace
+
+cv::Mat3b DrawPicture(const cv::Mat& image, const PictureStyle& style) {
+    RequireSize(style.mask, image.size(), "mask");
+    RequireSize(style.components, image.size(), "components");
+    RequireSize(style.marks, image.size(), "marks");
+    const cv::Mat1f values = Drawable(image, style.mask);
+    const ColourScale scale(values, style);
+    const Palette palette =
+        PaletteOf(style.map.value_or(style.period > 0 ? ColourMap::eTwilight : ColourMap::eViridis));
+    const int zoom = ZoomOf(values.size());
+    cv::Mat3b colours = Colour(values, style, scale, palette);
+    if (style.contours > 0) DrawContours(values, style.contours, scale, colours);
+    cv::Mat3b picture = Enlarge(colours, zoom);
+    Hatch(values, zoom, picture);
+    if (!style.components.empty()) {
+        // Borders also run along the hatching.
+        cv::Mat1i numbers;
+        cv::resize(style.components, numbers, picture.size(), 0, 0, cv::INTER_NEAREST);
+        DrawBorders(numbers, picture);
+    }
+    if (!style.marks.empty()) {
+        cv::Mat1b marks;
+        cv::resize(style.marks, marks, picture.size(), 0, 0, cv::INTER_NEAREST);
+        PaintMarks(marks, picture);
+    }
+    return FramePicture(picture, zoom, style, scale, palette);
+}
+
+cv::Mat3b SideBySide(const cv::Mat3b& left, const cv::Mat3b& right) {
+    cv::Mat3b both(std::max(left.rows, right.rows), left.cols + right.cols, kBackground);
+    left.copyTo(both(cv::Rect({0, 0}, left.size())));
+    right.copyTo(both(cv::Rect({left.cols, 0}, right.size())));
+    return both;
+}
+
+}  // namespace measure

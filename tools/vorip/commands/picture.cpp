@@ -1,0 +1,127 @@
+#include <cstdio>
+#include <filesystem>
+#include <optional>
+
+#include "measure/io.h"
+#include "measure/picture.h"
+#include "measure/surface.h"
+#include "tools/vorip/cli/parse.h"
+#include "tools/vorip/commands/commands.h"
+#include "tools/vorip/pictures/selection.h"
+#include "tools/vorip/session/failure.h"
+#include "tools/vorip/session/outputset.h"
+#include "tools/vorip/session/progress.h"
+
+namespace vorip {
+namespace {
+
+constexpr char kAbout[] = "Draws a result in colours, with axes and a scale bar";
+constexpr char kDetails[] =
+    "IN is any float, 16-bit or 8-bit result. Its values are drawn from the first colour to the last one; pixels that\n"
+    "hold no value, or are masked, are hatched. Axes count pixels.\n"
+    "\n"
+    "Maps: viridis and cividis rise evenly in lightness (heights, unwrapped phase), twilight returns to its first "
+    "colour\n"
+    "(wrapped phase: give --period), grey is for camera pictures.\n"
+    "\n"
+    "Examples:\n"
+    "  vorip picture result/unwrapped.tiff --unit periods --level --shade --out surface.png\n"
+    "  vorip picture result/phase16.png --period 65536 --mask result/mask.png --out phase.png\n"
+    "  vorip picture result/unwrapped.tiff --components result/components.png --component 1 --contours 12 --out c.png";
+
+struct Options {
+    std::string in;
+    std::string out;
+    std::string range;
+    std::string unit;
+    std::string map;
+    std::string title;
+    std::string period;
+    Selection selection;
+    bool level = false;
+    measure::PictureStyle style;
+};
+
+constexpr double kTwoPi = 2.0 * CV_PI;
+
+std::optional<measure::ValueRange> ParseRange(const std::string& text) {
+    if (text.empty()) return std::nullopt;
+    const auto dots = text.find("..");
+    const auto lower = ParseNumbers(text.substr(0, dots));
+    const auto upper = dots == std::string::npos ? lower : ParseNumbers(text.substr(dots + 2));
+    if (dots == std::string::npos || !lower || !upper || lower->size() != 1 || upper->size() != 1 ||
+        !(lower->front() < upper->front())) {
+        Refuse("--range=" + text + ": must be the least and the greatest value, as in --range=-0.5..2");
+    }
+    return measure::ValueRange{lower->front(), upper->front()};
+}
+
+double ParsePeriod(const std::string& text) {
+    if (text.empty()) return 0;
+    if (text == "2pi") return kTwoPi;
+    const auto period = ParseNumbers(text);
+    if (!period || period->size() != 1 || !(period->front() > 0)) {
+        Refuse("--period=" + text + ": must be above 0, as in --period=256 for an 8-bit phase, or 2pi for radians");
+    }
+    return period->front();
+}
+
+void RunPicture(Options& options) {
+    measure::PictureStyle& style = options.style;
+    style.range = ParseRange(options.range);
+    style.period = ParsePeriod(options.period);
+    style.unit = options.unit;
+    style.title = options.title.empty() ? std::filesystem::path(options.in).filename().string() : options.title;
+    if (!options.map.empty()) style.map = measure::ColourMapOf(options.map);
+    OutputFile output(options.out);
+    Progress progress("vorip picture");
+    progress.Stage("drawing");
+    cv::Mat image = measure::ReadPicture(options.in);
+    style.mask = ReadSelection(options.selection, image, options.in);
+    if (options.selection.component == 0) {
+        style.components = ReadComponents(options.selection, image, options.in);
+    }
+    // Results in radians are read more easily in periods.
+    if (options.unit == "periods" && image.depth() == CV_32F) image.convertTo(image, CV_32F, 1.0 / kTwoPi);
+    if (options.level) {
+        cv::Mat1f values;
+        image.convertTo(values, CV_32F);
+        image = measure::RemovePlane(values, style.mask);
+    }
+    const cv::Mat3b picture = measure::DrawPicture(image, style);
+    progress.Stage("writing");
+    output.Save(picture);
+    progress.End();
+    std::printf("picture: %s, %d x %d pixels, drawn on %d x %d\n", style.title.c_str(), image.cols, image.rows,
+                picture.cols, picture.rows);
+}
+
+}  // namespace
+
+void AddPictureCommand(CommandLine& program) {
+    const auto options = std::make_shared<Options>();
+    Command& command = program.Add("picture", kAbout, kDetails);
+    command.Add("IN", options->in, "Result: float, 16-bit or 8-bit").Required();
+    command.Add("--out,-o", options->out, "The picture, a file: .png, .bmp or .tiff").Required().Type("FILE");
+    command.Add("--range", options->range, "Values of the first and the last colour [found]").Type("A..B");
+    command.Add("--percent", options->style.percent, "Without --range: values at either end beyond the colours")
+        .Between(0, 50, "a percentage from 0 to 50")
+        .ShowDefault()
+        .Type("P");
+    command.Add("--unit", options->unit, "Unit at the scale bar; periods divides radians by 2 pi")
+        .OneOf({"mm", "periods", "rad", "px"});
+    command.Add("--period", options->period, "Values a period apart have one colour: 256, 65536, 2pi ...").Type("P");
+    command.Add("--map", options->map, "Colours [viridis; twilight with --period]")
+        .OneOf({"viridis", "cividis", "twilight", "grey"});
+    command.Add("--title", options->title, "Words above the picture [the name of IN]").Type("TEXT");
+    AddSelection(command, options->selection, "are drawn");
+    command.AddFlag("--level", options->level, "Removes the plane through the drawn values first");
+    command.AddFlag("--shade", options->style.shade, "Shades slopes as light from the upper left would");
+    command.Add("--contours", options->style.contours, "Draws N lines of equal value").Between(0, 1000).Type("N");
+    command.OnRun([options] {
+        RunPicture(*options);
+        std::printf("written to %s\n", options->out.c_str());
+    });
+}
+
+}  // namespace vorip

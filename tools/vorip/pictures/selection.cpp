@@ -1,0 +1,49 @@
+#include "tools/vorip/pictures/selection.h"
+
+#include "measure/io.h"
+#include "tools/vorip/pictures/inputs.h"
+#include "tools/vorip/session/failure.h"
+
+namespace vorip {
+
+void AddSelection(Command& command, Selection& selection, const std::string& use) {
+    command.Add("--mask", selection.mask, "8-bit mask, pixels of 128 and above " + use + " [everything]").Type("FILE");
+    command.Add("--components", selection.components, "Numbered areas, as components.png of vorip unwrap").Type("FILE");
+    command
+        .Add("--component", selection.component, "The number of the one whose pixels " + use + "; needs --components")
+        .Between(1, 1e9, "a number from 1 on")
+        .Type("N");
+}
+
+cv::Mat1i ReadComponents(const Selection& selection, const cv::Mat& image, const std::string& imageFile) {
+    if (selection.components.empty()) return {};
+    const cv::Mat file = measure::ReadPicture(selection.components);
+    if (file.depth() == CV_32F) Refuse(selection.components + ": components are whole numbers, this is float");
+    measure::RequireSameSize(image, imageFile, file, selection.components);
+    cv::Mat1i numbers;
+    file.convertTo(numbers, CV_32S);
+    return numbers;
+}
+
+cv::Mat1b ReadSelection(const Selection& selection, const cv::Mat& image, const std::string& imageFile) {
+    if (selection.component > 0 && selection.components.empty()) {
+        Refuse("--component needs the file of the numbers, as in --components result/components.png");
+    }
+    cv::Mat1b admitted;
+    if (!selection.mask.empty()) {
+        admitted = ReadMask(selection.mask);
+        measure::RequireSameSize(image, imageFile, admitted, selection.mask);
+    }
+    if (selection.component == 0) return admitted;
+    const cv::Mat1i numbers = ReadComponents(selection, image, imageFile);
+    const cv::Mat1b chosen = numbers == selection.component;
+    if (cv::countNonZero(chosen) == 0) {
+        double most = 0;
+        cv::minMaxLoc(numbers, nullptr, &most);
+        Refuse(cv::format("%s: there is no component %d; the numbers end at %.0f", selection.components.c_str(),
+                          selection.component, most));
+    }
+    return admitted.empty() ? chosen : cv::Mat1b(admitted & chosen);
+}
+
+}  // namespace vorip
