@@ -36,14 +36,16 @@ cv::Mat1b ReadSelection(const Selection& selection, const cv::Mat& image, const 
     }
     if (selection.component == 0) return admitted;
     const cv::Mat1i numbers = ReadComponents(selection, image, imageFile);
-    const cv::Mat1b chosen = numbers == selection.component;
+    cv::Mat1b chosen;
+    cv::compare(numbers, selection.component, chosen, cv::CMP_EQ);
     if (cv::countNonZero(chosen) == 0) {
         double most = 0;
         cv::minMaxLoc(numbers, nullptr, &most);
         Refuse(cv::format("%s: there is no component %d; the numbers end at %.0f", selection.components.c_str(),
                           selection.component, most));
     }
-    return admitted.empty() ? chosen : cv::Mat1b(admitted & chosen);
+    if (!admitted.empty()) chosen &= admitted;
+    return chosen;
 }
 
 }  // namespace vorip

@@ -1,0 +1,122 @@
+// Pictures of results: what is drawn where, and what is refused.
+#include "measure/picture.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+#include "measure/error.h"
+#include "measure/surface.h"
+
+namespace {
+
+constexpr int kSide = 500;  // drawn pixel by pixel
+
+// The drawn part of a picture: where the columns and rows of the image stand is found from a lone bright pixel.
+cv::Point FindOrigin(cv::Size size) {
+    cv::Mat1b corner(size, uchar{0});
+    corner(0, 0) = 255;
+    measure::PictureStyle style;
+    style.map = measure::ColourMap::eGrey;
+    style.range = measure::ValueRange{0, 255};
+    const cv::Mat3b picture = measure::DrawPicture(corner, style);
+    for (int y = 0; y < picture.rows; ++y) {
+        for (int x = 0; x + 1 < picture.cols; ++x) {
+            const bool lone = picture(y, x) == cv::Vec3b(255, 255, 255) && picture(y, x + 1) == cv::Vec3b(0, 0, 0);
+            if (lone && picture(y + 1, x) == cv::Vec3b(0, 0, 0)) return {x, y};
+        }
+    }
+    ADD_FAILURE() << "the picture does not show the image";
+    return {};
+}
+
+bool IsGrey(const cv::Vec3b& c) { return c[0] == c[1] && c[1] == c[2]; }
+
+int Lightness(const cv::Vec3b& c) { return 114 * c[0] + 587 * c[1] + 299 * c[2]; }
+
+TEST(Picture, ShowsValuesInColours) {
+    cv::Mat1f ramp(kSide, kSide);
+    for (int y = 0; y < kSide; ++y)
+        for (int x = 0; x < kSide; ++x) ramp(y, x) = static_cast<float>(x);
+    cv::Mat1b mask(ramp.size(), uchar{255}), marks(ramp.size(), uchar{0});
+    ramp(10, 250) = NAN;
+    ramp(11, 250) = INFINITY;
+    mask(12, 250) = 127;
+    marks(13, 250) = 1;
+    const cv::Point o = FindOrigin(ramp.size());
+
+    measure::PictureStyle style;
+    style.range = measure::ValueRange{0, kSide - 1};
+    style.mask = mask;
+    style.marks = marks;
+    const cv::Mat3b picture = measure::DrawPicture(ramp, style);
+    for (int x = 1; x < kSide; ++x) EXPECT_GE(Lightness(picture(o.y, o.x + x)), Lightness(picture(o.y, o.x + x - 1)));
+    for (const int y : {10, 11, 12}) EXPECT_TRUE(IsGrey(picture(o.y + y, o.x + 250))) << y;
+    EXPECT_FALSE(IsGrey(picture(o.y + 20, o.x + 250)));
+    EXPECT_GT(picture(o.y + 13, o.x + 250)[2], 200);
+
+    measure::PictureStyle cyclic;
+    cyclic.period = 100;
+    const cv::Mat3b wrapped = measure::DrawPicture(ramp, cyclic);
+    for (int x = 0; x + 100 < kSide; ++x) EXPECT_EQ(wrapped(o.y, o.x + x), wrapped(o.y, o.x + x + 100)) << x;
+
+    measure::PictureStyle lines;
+    lines.contours = 4;
+    lines.range = style.range;
+    const cv::Mat3b contours = measure::DrawPicture(ramp, lines);
+    int dark = 0;
+    for (int x = 1; x + 1 < kSide; ++x)
+        dark += Lightness(contours(o.y, o.x + x)) < Lightness(contours(o.y, o.x + x - 1)) / 2;
+    EXPECT_EQ(dark, 4);
+}
+
+TEST(Picture, DrawsEveryPixelTypeAndSize) {
+    for (const int depth : {CV_8U, CV_16U, CV_32S, CV_32F, CV_64F}) {
+        for (const cv::Size size : {cv::Size(1, 1), cv::Size(1, 700), cv::Size(700, 1), cv::Size(33, 20)}) {
+            measure::PictureStyle style;
+            style.shade = true;
+            style.contours = 3;
+            style.components = cv::Mat1i(size, 1);
+            const cv::Mat3b picture = measure::DrawPicture(cv::Mat(size, depth, cv::Scalar(7)), style);
+            EXPECT_GT(picture.cols, size.width);
+            EXPECT_GT(picture.rows, size.height);
+        }
+    }
+    EXPECT_FALSE(measure::DrawPicture(cv::Mat1f(4, 4, NAN)).empty());
+    EXPECT_THROW(measure::DrawPicture({}), measure::InputError);
+    EXPECT_THROW(measure::DrawPicture(cv::Mat3b(4, 4)), measure::InputError);
+    for (int which = 0; which < 3; ++which) {
+        measure::PictureStyle style;
+        if (which == 0) style.mask = cv::Mat1b(3, 4);
+        if (which == 1) style.components = cv::Mat1i(3, 4);
+        if (which == 2) style.marks = cv::Mat1b(3, 4);
+        EXPECT_THROW(measure::DrawPicture(cv::Mat1f(4, 4, 0.0f), style), measure::InputError) << which;
+    }
+}
+
+TEST(Picture, TellsComponentsApart) {
+    cv::Mat1i numbers(600, 600, 0);
+    for (int i = 1; i <= 20; ++i) numbers(cv::Rect(0, 30 * (i - 1), 2, 30)) = i;
+    const cv::Mat3b picture = measure::DrawComponents(numbers);
+    EXPECT_EQ(picture(5, 300), cv::Vec3b(0, 0, 0));
+    for (int i = 1; i < 20; ++i) EXPECT_GT(cv::norm(picture(30 * i - 10, 1), picture(30 * i + 10, 1)), 60) << i;
+}
+
+TEST(Picture, RemovesThePlaneOfTheAdmittedPixels) {
+    cv::Mat1f values(40, 60);
+    cv::Mat1b mask(values.size(), uchar{255});
+    for (int y = 0; y < 40; ++y)
+        for (int x = 0; x < 60; ++x) values(y, x) = 0.25f * static_cast<float>(x) - 2.0f * static_cast<float>(y) + 7.0f;
+    values(3, 4) = NAN;
+    values(5, 6) += 100.0f;
+    mask(5, 6) = 0;
+    const cv::Mat1f level = measure::RemovePlane(values, mask);
+    EXPECT_TRUE(std::isnan(level(3, 4)));
+    EXPECT_NEAR(level(5, 6), 100.0f, 1e-3f);
+    EXPECT_NEAR(level(0, 0), 0.0f, 1e-4f);
+    EXPECT_NEAR(level(39, 59), 0.0f, 1e-4f);
+    EXPECT_EQ(measure::RemovePlane(values, cv::Mat1b(values.size(), uchar{0}))(0, 0), values(0, 0));
+    EXPECT_THROW(measure::RemovePlane(values, cv::Mat1b(3, 3)), measure::InputError);
+}
+
+}  // namespace
