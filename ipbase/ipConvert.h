@@ -37,7 +37,8 @@ public:
     // The range of the last conversion.
     const KrTFloatRange<double>& GetConvertedRange() const { return mConvertedRange; }
 
-    struct Tables;
+    template <class>
+    friend struct OperationsOf;
 
 private:
     template <class T>

@@ -66,7 +66,8 @@ public:
     // Centred difference of two wrapped phases at full scale, 8, 8 -> 8: a - b + 128 modulo 256.
     virtual void SubBoc2(const KrAOI* a, const KrAOI* b, KrAOI* dst);
 
-    struct Tables;
+    template <class>
+    friend struct OperationsOf;
 
 protected:
     virtual void ScaleFFSW(const KrAOI32Float* src, KrAOI32Float* dst, double low, double high);

@@ -59,7 +59,8 @@ public:
     // 1 when no pixel took part in the last fit, else 0.
     int IsEverythingMasked() const { return mEverythingMasked; }
 
-    struct Tables;
+    template <class>
+    friend struct OperationsOf;
 
 protected:
     virtual void CalcPlane(const KrAOI8* src, const KrAOI8* fitMask);

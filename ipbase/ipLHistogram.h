@@ -71,7 +71,8 @@ public:
     const KrTPoint<short>& GetUndersampling() const { return mUndersampling; }
     void SetUndersampling(const KrTPoint<short>& step) { mUndersampling = step; }
 
-    struct Tables;
+    template <class>
+    friend struct OperationsOf;
 
 protected:
     virtual void Histo8SW(const KrAOI8* aoi, std::uint32_t steps);

@@ -38,7 +38,8 @@ public:
     // Fills the view: KrLTransfer::Clear, with its pixel types and errors.
     virtual void Clear(KrAOI* dst, double value);
 
-    struct Tables;
+    template <class>
+    friend struct OperationsOf;
 
 protected:
 // The eight kernels of one operation.

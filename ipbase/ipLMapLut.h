@@ -19,7 +19,8 @@ public:
     // dst = lut[a, b], 8, 8 -> 8; which element that is, is said at KrLut88_8.
     virtual void MapLut16(const KrAOI* a, const KrAOI* b, KrAOI* dst, const KrMapLut88_8* lut);
 
-    struct Tables;
+    template <class>
+    friend struct OperationsOf;
 
 protected:
     virtual void MapLut88L8SW(const KrAOI8* src, KrAOI8* dst, const KrMapLut1x8* lut);

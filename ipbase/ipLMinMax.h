@@ -19,7 +19,8 @@ public:
     virtual void Max(const KrAOI* a, const KrAOI* b, KrAOI* dst);
     virtual void Max(const KrAOI* a, double c, KrAOI* dst);
 
-    struct Tables;
+    template <class>
+    friend struct OperationsOf;
 
 protected:
     virtual void Min888SW(const KrAOI8* a, const KrAOI8* b, KrAOI8* dst);

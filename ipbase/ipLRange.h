@@ -16,7 +16,8 @@ public:
     // KrNotImplementedException (file "C\ipLRange", line 61) for a null image.
     virtual KrTFloatRange<double> Scan(const KrAOI* aoi, const KrTPoint<short>& step);
 
-    struct Tables;
+    template <class>
+    friend struct OperationsOf;
 
 protected:
     virtual KrTFloatRange<double> ScanRange8SW(const KrAOI8* aoi, const KrTPoint<short>& step);

@@ -34,7 +34,8 @@ public:
     // Writes the background of `src` into `dst`, which may be the same image.
     virtual void GetBackgroundShade(KrAOI* src, KrAOI* dst);
 
-    struct Tables;
+    template <class>
+    friend struct OperationsOf;
 
 protected:
     virtual void ShadeCorrection88SW(KrAOI8* image, KrAOI8* other);

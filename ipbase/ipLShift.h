@@ -18,7 +18,8 @@ public:
     // 104) before anything is written.
     void Shift(const KrAOI* src, KrAOI* dst, short dx, short dy, double fill);
 
-    struct Tables;
+    template <class>
+    friend struct OperationsOf;
 
 protected:
     virtual void Shift88(const KrAOI8* src, KrAOI8* dst, short dx, short dy, double fill);

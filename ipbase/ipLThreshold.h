@@ -27,7 +27,8 @@ public:
     // 8 bits: the pixels that Between keeps become v. 16 bits: pixels below trunc(lower) or above trunc(upper) do.
     virtual void NotBetween(const KrAOI* src, KrAOI* dst, const KrTFloatRange<double>& band, double v);
 
-    struct Tables;
+    template <class>
+    friend struct OperationsOf;
 
 protected:
     virtual void ThreshHigh8SW(const KrAOI8* src, KrAOI8* dst, double t, double v);

@@ -42,7 +42,8 @@ public:
     // Fills the view. 8 and 16: the value truncated toward zero, low bits kept; F: in single precision; D: the value.
     virtual void Clear(KrAOI* dst, double value);
 
-    struct Tables;
+    template <class>
+    friend struct OperationsOf;
 
 protected:
     virtual void CopyL168SW(const KrAOI16* src, KrAOI8* dst);

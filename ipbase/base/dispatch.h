@@ -1,7 +1,7 @@
 #pragma once
 
-#include <array>
 #include <cstdint>
+#include <tuple>
 #include <type_traits>
 #include <vector>
 
@@ -10,9 +10,15 @@
 
 // From base-class images to the kernel written for their exact pixel types.
 //
-// Every operation is one constexpr `Operation`: where its error comes from, and one `Combination` for each list of
-// pixel types that it supports. Calling it walks the list and runs the kernel, or throws before anything is touched.
+// Every operation is one constexpr `Operation`: where its error comes from, and the kernels of the pixel types that it
+// supports. Calling it walks the list and runs the kernel, or throws before anything is touched. The operations of a
+// front end stand in one tuple, from which structured bindings name them for its methods and `ListOperations` hands
+// them to the catalogue: one that is forgotten does not compile.
 namespace KrN {
+
+// Holds the tuple of a front end's operations, as `all`; its friend, because kernels are protected.
+template <class FrontEnd>
+struct OperationsOf;
 
 // What an operation says of itself to tests and reference pages.
 struct OperationInfo {
@@ -27,19 +33,22 @@ constexpr std::uint32_t AppendType(std::uint32_t key, std::uint32_t code) { retu
 
 inline std::uint32_t TypeCode(const KrAOI* aoi) { return aoi ? static_cast<std::uint32_t>(aoi->GetDevType()) : 0; }
 
-template <class Arg>
-constexpr bool kIsAOI = std::is_base_of_v<KrAOI, std::remove_cv_t<std::remove_pointer_t<Arg>>>;
+// The class behind a parameter that is a pointer or a reference.
+template <class Param>
+using Operand = std::remove_cv_t<std::remove_pointer_t<std::remove_reference_t<Param>>>;
+template <class Param>
+constexpr bool kIsAOI = std::is_base_of_v<KrAOI, Operand<Param>>;
 
-// Key of a list of AOI classes or parameter types; what is not an image does not count.
-template <class... Args>
+// Key of parameter types; what is not an image does not count.
+template <class... Params>
 constexpr std::uint32_t TypesOf() {
     std::uint32_t key = 0;
-    const auto append = [&key](auto* arg) {
-        using Bare = std::remove_cv_t<std::remove_pointer_t<std::remove_pointer_t<decltype(arg)>>>;
-        if constexpr (std::is_base_of_v<KrAOI, Bare>)
-            key = AppendType(key, static_cast<std::uint32_t>(KrTPixel<typename Bare::Pixel>::device));
+    const auto append = [&key](const auto* param) {
+        using P = Operand<decltype(param)>;
+        if constexpr (std::is_base_of_v<KrAOI, P>)
+            key = AppendType(key, static_cast<std::uint32_t>(KrTPixel<typename P::Pixel>::device));
     };
-    (append(static_cast<std::remove_reference_t<Args>*>(nullptr)), ...);
+    (append(static_cast<const Operand<Params>*>(nullptr)), ...);
     return key;
 }
 
@@ -47,13 +56,14 @@ template <class... Args>
 std::uint32_t TypesOfOperands(const Args&... args) {
     std::uint32_t key = 0;
     const auto append = [&key](const auto& arg) {
-        if constexpr (kIsAOI<std::decay_t<decltype(arg)>>) key = AppendType(key, TypeCode(arg));
+        if constexpr (kIsAOI<decltype(arg)>) key = AppendType(key, TypeCode(arg));
     };
     (append(args), ...);
     return key;
 }
 
 inline KrString MessageArg(const KrAOI* aoi) { return aoi ? aoi->GetAOIName() : KrString(L"(null)"); }
+inline const KrString& MessageArg(const KrString& text) { return text; }
 inline KrString MessageArg(const KrLut* lut) { return lut ? lut->GetName() : KrString(L"(null)"); }
 template <class T, std::enable_if_t<std::is_arithmetic_v<T> || std::is_enum_v<T>, int> = 0>
 auto MessageArg(T scalar) {
@@ -62,8 +72,8 @@ auto MessageArg(T scalar) {
     else
         return scalar;
 }
-template <class T>
-int MessageArg(const KrTPoint<T>&) {
+template <class T, std::enable_if_t<std::is_class_v<T>, int> = 0>
+int MessageArg(const T&) {
     return 0;  // no message prints one
 }
 
@@ -75,6 +85,46 @@ template <class... Args>
     throw new KrNotImplementedException(file, line, message);
 }
 
+// An operand as the type that a kernel takes.
+template <class Param, class Arg>
+Param CastOperand(Arg& arg) {
+    if constexpr (kIsAOI<Param> && std::is_reference_v<Param>)
+        return static_cast<Param>(*arg);
+    else
+        return static_cast<Param>(arg);
+}
+
+// How an operation calls a kernel, whose parameters say which pixel types it is for: a (virtual) method of the front
+// end, a method of a typed operation class, which has no state, or a function that takes the front end first.
+template <auto kernel>
+struct Adapt;
+
+template <class Result, class C, class... Params, Result (C::*kernel)(Params...)>
+struct Adapt<kernel> {
+    static constexpr std::uint32_t types = TypesOf<Params...>();
+    template <class Self, class... Args>
+    static Result Call(Self& self, Args... args) {
+        if constexpr (std::is_base_of_v<C, Self>)
+            return (self.*kernel)(CastOperand<Params>(args)...);
+        else
+            return (C().*kernel)(CastOperand<Params>(args)...);
+    }
+};
+
+template <class Result, class Self, class... Params, Result (*kernel)(Self&, Params...)>
+struct Adapt<kernel> {
+    static constexpr std::uint32_t types = TypesOf<Params...>();
+    template <class, class... Args>
+    static Result Call(Self& self, Args... args) {
+        return kernel(self, CastOperand<Params>(args)...);
+    }
+};
+
+// The method Execute of a typed operation class, for one combination of images and scalars.
+template <class Typed, class... Params>
+constexpr void (Typed::*kExecute)(Params...) = &Typed::Execute;
+
+// One combination of pixel types, and what runs its kernel.
 template <class Result, class Self, class... Args>
 struct Combination {
     std::uint32_t types;
@@ -94,10 +144,13 @@ struct Operation<Result(Self&, Args...)> {
     const Row* rows;
     std::size_t count;
 
-    template <std::size_t N>
-    constexpr Operation(const wchar_t* file_, std::uint32_t line_, const wchar_t* format_,
-                        const std::array<Row, N>& rows_)
-        : file(file_), line(line_), format(format_), rows(rows_.data()), count(N) {}
+    template <auto... kernels>
+    static constexpr Row kRows[] = {{Adapt<kernels>::types, &Adapt<kernels>::template Call<Self, Args...>}...};
+
+    template <auto... kernels>
+    static constexpr Operation Of(const wchar_t* file, std::uint32_t line, const wchar_t* format) {
+        return {file, line, format, kRows<kernels...>, sizeof...(kernels)};
+    }
 
     Result operator()(Self& self, Args... args) const {
         const std::uint32_t types = TypesOfOperands(args...);
@@ -115,50 +168,9 @@ struct Operation<Result(Self&, Args...)> {
     }
 };
 
-// The combination of a (virtual) kernel of the front end: its parameter types are the pixel types.
-template <auto method>
-struct KernelCall;
-
-template <class Result, class C, class... Params, Result (C::*method)(Params...)>
-struct KernelCall<method> {
-    static constexpr std::uint32_t types = TypesOf<Params...>();
-    template <class Self, class... Args>
-    static Result Call(Self& self, Args... args) {
-        return (self.*method)(static_cast<Params>(args)...);
-    }
-};
-
-// The combination of a typed operation class: `fn(images and scalars)` with the images cast to the classes listed.
-template <class AOI, class Arg>
-auto CastOperand(Arg arg) {
-    if constexpr (!kIsAOI<Arg>)
-        return arg;
-    else if constexpr (std::is_const_v<std::remove_pointer_t<Arg>>)
-        return static_cast<const KrTAOI<typename AOI::Pixel>*>(arg);
-    else
-        return static_cast<KrTAOI<typename AOI::Pixel>*>(arg);
+template <class... Operations>
+std::vector<OperationInfo> ListOperations(const std::tuple<Operations...>& operations) {
+    return std::apply([](const auto&... each) { return std::vector<OperationInfo>{each.Info()...}; }, operations);
 }
-
-template <const auto& fn, class... Operands>
-struct TypedCall {
-    static constexpr std::uint32_t types = TypesOf<Operands...>();
-    template <class Self, class... Args>
-    static void Call(Self&, Args... args) {
-        fn(CastOperand<Operands>(args)...);
-    }
-};
-
-template <class Signature, class... Calls>
-struct RowsOf;
-
-template <class Result, class Self, class... Args, class... Calls>
-struct RowsOf<Result(Self&, Args...), Calls...> {
-    static constexpr std::array<Combination<Result, Self, Args...>, sizeof...(Calls)> rows{
-        {{Calls::types, &Calls::template Call<Self, Args...>}...}};
-};
-
-// The table of an operation with the given call signature.
-template <class Signature, class... Calls>
-constexpr const auto& kRows = RowsOf<Signature, Calls...>::rows;
 
 }  // namespace KrN

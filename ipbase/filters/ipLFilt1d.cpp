@@ -30,36 +30,34 @@ struct RecursiveJob {
     }
 };
 
-template <class AOI>
-struct FilterCall {
-    static constexpr std::uint32_t types = TypesOf<AOI, AOI>();
-    template <class Job, class...>
-    static void Call(Job& job, KrAOI* src, KrAOI* dst) {
-        job.Run(*static_cast<AOI*>(src), *static_cast<AOI*>(dst));
-    }
-};
-
+template <class Job, class T>
+void RunJob(const Job& job, const KrTAOI<T>& src, KrTAOI<T>& dst) {
+    job.Run(src, dst);
+}
 template <class Job>
-using Filter = Operation<void(const Job&, KrAOI*, KrAOI*)>;
-template <class Job>
-constexpr const auto& kFilterRows = kRows<void(const Job&, KrAOI*, KrAOI*), FilterCall<KrAOI8>, FilterCall<KrAOI16>,
-                                          FilterCall<KrAOI32>, FilterCall<KrAOI32Float>>;
+constexpr auto Filter(std::uint32_t line, const wchar_t* format) {
+    return Operation<void(const Job&, KrAOI*, KrAOI*)>::template Of<
+        &RunJob<Job, std::uint8_t>, &RunJob<Job, std::uint16_t>, &RunJob<Job, std::int32_t>, &RunJob<Job, float>>(
+        kFile, line, format);
+}
 
-constexpr Filter<WindowJob> kHorizontal{kFile, 582, L"KrFilterHorizontal( %s, %s )", kFilterRows<WindowJob>};
-constexpr Filter<WindowJob> kVertical{kFile, 685, L"KrFilterVertical( %s, %s )", kFilterRows<WindowJob>};
-constexpr Filter<WindowJob> kHorGauss{kFile, 782, L"KrFilterHorGauss( %s, %s )", kFilterRows<WindowJob>};
-constexpr Filter<WindowJob> kVerGauss{kFile, 880, L"KrFilterVerGauss( %s, %s )", kFilterRows<WindowJob>};
-constexpr Filter<WindowJob> kHorMedian{kFile, 987, L"KrFilterHorMedian( %s, %s )", kFilterRows<WindowJob>};
-constexpr Filter<WindowJob> kVerMedian{kFile, 1085, L"KrFilterVerMedian( %s, %s )", kFilterRows<WindowJob>};
-constexpr Filter<WindowJob> kHorErosion{kFile, 1189, L"KrFilterHorErosion( %s, %s )", kFilterRows<WindowJob>};
-constexpr Filter<WindowJob> kVerErosion{kFile, 1287, L"KrFilterVerErosion( %s, %s )", kFilterRows<WindowJob>};
-constexpr Filter<WindowJob> kHorDilatation{kFile, 1392, L"KrFilterHorDilatation( %s, %s )", kFilterRows<WindowJob>};
-constexpr Filter<WindowJob> kVerDilatation{kFile, 1490, L"KrFilterVerDilatation( %s, %s )", kFilterRows<WindowJob>};
-constexpr Filter<RecursiveJob> kHorRecursive{kFile, 1593, L"KrFilterHorRecursive( %s, %s )", kFilterRows<RecursiveJob>};
-constexpr Filter<RecursiveJob> kVerRecursive{kFile, 1691, L"KrFilterVerRecursive( %s, %s )", kFilterRows<RecursiveJob>};
+constexpr std::tuple kFilters{Filter<WindowJob>(582, L"KrFilterHorizontal( %s, %s )"),
+                              Filter<WindowJob>(685, L"KrFilterVertical( %s, %s )"),
+                              Filter<WindowJob>(782, L"KrFilterHorGauss( %s, %s )"),
+                              Filter<WindowJob>(880, L"KrFilterVerGauss( %s, %s )"),
+                              Filter<WindowJob>(987, L"KrFilterHorMedian( %s, %s )"),
+                              Filter<WindowJob>(1085, L"KrFilterVerMedian( %s, %s )"),
+                              Filter<WindowJob>(1189, L"KrFilterHorErosion( %s, %s )"),
+                              Filter<WindowJob>(1287, L"KrFilterVerErosion( %s, %s )"),
+                              Filter<WindowJob>(1392, L"KrFilterHorDilatation( %s, %s )"),
+                              Filter<WindowJob>(1490, L"KrFilterVerDilatation( %s, %s )"),
+                              Filter<RecursiveJob>(1593, L"KrFilterHorRecursive( %s, %s )"),
+                              Filter<RecursiveJob>(1691, L"KrFilterVerRecursive( %s, %s )")};
+const auto& [kHorizontal, kVertical, kHorGauss, kVerGauss, kHorMedian, kVerMedian, kHorErosion, kVerErosion,
+             kHorDilatation, kVerDilatation, kHorRecursive, kVerRecursive] = kFilters;
 
-template <class Job>
-void Execute(const Filter<Job>& filter, const Job& job, KrAOI* src, KrAOI* dst) {
+template <class Filter, class Job>
+void Execute(const Filter& filter, const Job& job, KrAOI* src, KrAOI* dst) {
     filter(job, src, dst ? dst : src);
 }
 
@@ -82,27 +80,24 @@ VORIP_FILTER_DEFAULTS(KrFilterBinominal1D);
 
 // clang-format off
 void KrFilterHorizontal::Execute(const KrTBuf1D<std::int32_t>& kernel, std::int32_t divisor, KrAOI* src, KrAOI* dst) {
-    KrN::Execute(kHorizontal, {KernelWindow(kernel, 1.0 / divisor), eHor}, src, dst);
+    KrN::Execute(kHorizontal, WindowJob{KernelWindow(kernel, 1.0 / divisor), eHor}, src, dst);
 }
 void KrFilterVertical::Execute(const KrTBuf1D<std::int32_t>& kernel, std::int32_t divisor, KrAOI* src, KrAOI* dst) {
-    KrN::Execute(kVertical, {KernelWindow(kernel, 1.0 / divisor), eVert}, src, dst);
+    KrN::Execute(kVertical, WindowJob{KernelWindow(kernel, 1.0 / divisor), eVert}, src, dst);
 }
-void KrFilterHorGauss::Execute(std::uint32_t taps, KrAOI* src, KrAOI* dst) { KrN::Execute(kHorGauss, {GaussWindow(taps), eHor}, src, dst); }
-void KrFilterVerGauss::Execute(std::uint32_t taps, KrAOI* src, KrAOI* dst) { KrN::Execute(kVerGauss, {GaussWindow(taps), eVert}, src, dst); }
-void KrFilterHorMedian::Execute(std::uint32_t taps, KrAOI* src, KrAOI* dst) { KrN::Execute(kHorMedian, {RankWindow(WindowKind::eMedian, taps), eHor}, src, dst); }
-void KrFilterVerMedian::Execute(std::uint32_t taps, KrAOI* src, KrAOI* dst) { KrN::Execute(kVerMedian, {RankWindow(WindowKind::eMedian, taps), eVert}, src, dst); }
-void KrFilterHorErosion::Execute(std::uint32_t taps, KrAOI* src, KrAOI* dst) { KrN::Execute(kHorErosion, {RankWindow(WindowKind::eMinimum, taps), eHor}, src, dst); }
-void KrFilterVerErosion::Execute(std::uint32_t taps, KrAOI* src, KrAOI* dst) { KrN::Execute(kVerErosion, {RankWindow(WindowKind::eMinimum, taps), eVert}, src, dst); }
-void KrFilterHorDilatation::Execute(std::uint32_t taps, KrAOI* src, KrAOI* dst) { KrN::Execute(kHorDilatation, {RankWindow(WindowKind::eMaximum, taps), eHor}, src, dst); }
-void KrFilterVerDilatation::Execute(std::uint32_t taps, KrAOI* src, KrAOI* dst) { KrN::Execute(kVerDilatation, {RankWindow(WindowKind::eMaximum, taps), eVert}, src, dst); }
-void KrFilterHorRecursive::Execute(double alpha, KrAOI* src, KrAOI* dst) { KrN::Execute(kHorRecursive, {alpha, eHor}, src, dst); }
-void KrFilterVerRecursive::Execute(double alpha, KrAOI* src, KrAOI* dst) { KrN::Execute(kVerRecursive, {alpha, eVert}, src, dst); }
+void KrFilterHorGauss::Execute(std::uint32_t taps, KrAOI* src, KrAOI* dst) { KrN::Execute(kHorGauss, WindowJob{GaussWindow(taps), eHor}, src, dst); }
+void KrFilterVerGauss::Execute(std::uint32_t taps, KrAOI* src, KrAOI* dst) { KrN::Execute(kVerGauss, WindowJob{GaussWindow(taps), eVert}, src, dst); }
+void KrFilterHorMedian::Execute(std::uint32_t taps, KrAOI* src, KrAOI* dst) { KrN::Execute(kHorMedian, WindowJob{RankWindow(WindowKind::eMedian, taps), eHor}, src, dst); }
+void KrFilterVerMedian::Execute(std::uint32_t taps, KrAOI* src, KrAOI* dst) { KrN::Execute(kVerMedian, WindowJob{RankWindow(WindowKind::eMedian, taps), eVert}, src, dst); }
+void KrFilterHorErosion::Execute(std::uint32_t taps, KrAOI* src, KrAOI* dst) { KrN::Execute(kHorErosion, WindowJob{RankWindow(WindowKind::eMinimum, taps), eHor}, src, dst); }
+void KrFilterVerErosion::Execute(std::uint32_t taps, KrAOI* src, KrAOI* dst) { KrN::Execute(kVerErosion, WindowJob{RankWindow(WindowKind::eMinimum, taps), eVert}, src, dst); }
+void KrFilterHorDilatation::Execute(std::uint32_t taps, KrAOI* src, KrAOI* dst) { KrN::Execute(kHorDilatation, WindowJob{RankWindow(WindowKind::eMaximum, taps), eHor}, src, dst); }
+void KrFilterVerDilatation::Execute(std::uint32_t taps, KrAOI* src, KrAOI* dst) { KrN::Execute(kVerDilatation, WindowJob{RankWindow(WindowKind::eMaximum, taps), eVert}, src, dst); }
+void KrFilterHorRecursive::Execute(double alpha, KrAOI* src, KrAOI* dst) { KrN::Execute(kHorRecursive, RecursiveJob{alpha, eHor}, src, dst); }
+void KrFilterVerRecursive::Execute(double alpha, KrAOI* src, KrAOI* dst) { KrN::Execute(kVerRecursive, RecursiveJob{alpha, eVert}, src, dst); }
 // clang-format on
 
 // --- The 8-bit special filters ---------------------------------------------------------------------------------------
-
-// Found by the dispatch's messages through the namespace of its argument.
-static const KrString& MessageArg(const KrString& text) { return text; }
 
 namespace {
 
@@ -170,14 +165,6 @@ void KrFilterBinominal1D::Filter(std::uint32_t* buffer, std::uint32_t length, st
     for (std::size_t m = 0; m < length; ++m) buffer[m] = static_cast<std::uint32_t>((buffer[m] + half) >> passes);
 }
 
-std::vector<OperationInfo> LineFilterOperations() {
-    std::vector<OperationInfo> all;
-    for (const auto* filter : {&kHorizontal, &kVertical, &kHorGauss, &kVerGauss, &kHorMedian, &kVerMedian, &kHorErosion,
-                               &kVerErosion, &kHorDilatation, &kVerDilatation})
-        all.push_back(filter->Info());
-    all.push_back(kHorRecursive.Info());
-    all.push_back(kVerRecursive.Info());
-    return all;
-}
+std::vector<OperationInfo> LineFilterOperations() { return ListOperations(kFilters); }
 
 }  // namespace KrN

@@ -54,64 +54,46 @@ void RunFilter(const Masking& masking, const KrTAOI<T>& src, KrTAOI<T>& dst, con
     filter(size, reader, writer, &valid);
 }
 
-template <class Filter, class AOI>
-struct SizeCall {
-    static constexpr std::uint32_t types = TypesOf<AOI, AOI>();
-    template <class Job, class...>
-    static void Call(Job& job, KrAOI* src, KrAOI* dst) {
-        Filter::CheckMask(job.masking.useMask);
-        RunFilter(job.masking, *static_cast<AOI*>(src), *static_cast<AOI*>(dst),
-                  [&](Extent size, auto& reader, auto& writer, Mask mask) {
-                      Filter::Run(job.size, size, reader, writer, mask);
-                  });
-    }
-};
-template <class AOI>
-struct KernelCallOf {
-    static constexpr std::uint32_t types = TypesOf<AOI, AOI>();
-    template <class Job, class...>
-    static void Call(Job& job, KrAOI* src, KrAOI* dst) {
-        RunFilter(job.masking, *static_cast<AOI*>(src), *static_cast<AOI*>(dst),
-                  [&](Extent size, auto& reader, auto& writer, Mask mask) {
-                      FilterBlock(KernelBlock(job.kernel, 1.0 / job.divisor), size, reader, writer, mask);
-                  });
-    }
-};
-template <class AOI>
-struct RecursiveCall {
-    static constexpr std::uint32_t types = TypesOf<AOI, AOI>();
-    template <class Job, class...>
-    static void Call(Job& job, KrAOI* src, KrAOI* dst) {
-        SmoothBothWays(job.alpha, *static_cast<AOI*>(src), *static_cast<AOI*>(dst));
-    }
-};
+template <class Filter, class T>
+void RunSized(const SizeJob& job, const KrTAOI<T>& src, KrTAOI<T>& dst) {
+    Filter::CheckMask(job.masking.useMask);
+    RunFilter(job.masking, src, dst, [&](Extent size, auto& reader, auto& writer, Mask mask) {
+        Filter::Run(job.size, size, reader, writer, mask);
+    });
+}
+template <class T>
+void RunKernel(const KernelJob& job, const KrTAOI<T>& src, KrTAOI<T>& dst) {
+    RunFilter(job.masking, src, dst, [&](Extent size, auto& reader, auto& writer, Mask mask) {
+        FilterBlock(KernelBlock(job.kernel, 1.0 / job.divisor), size, reader, writer, mask);
+    });
+}
+template <class T>
+void RunRecursive(const RecursiveJob& job, const KrTAOI<T>& src, KrTAOI<T>& dst) {
+    SmoothBothWays(job.alpha, src, dst);
+}
 
 template <class Job>
-using Signature = void(const Job&, KrAOI*, KrAOI*);
-template <class Filter>
-constexpr const auto& kSizeRows = kRows<Signature<SizeJob>, SizeCall<Filter, KrAOI8>, SizeCall<Filter, KrAOI16>,
-                                        SizeCall<Filter, KrAOI32>, SizeCall<Filter, KrAOI32Float>>;
+using Filter = Operation<void(const Job&, KrAOI*, KrAOI*)>;
+template <class Sized>
+constexpr Filter<SizeJob> SizeFilter(std::uint32_t line, const wchar_t* format) {
+    return Filter<SizeJob>::Of<&RunSized<Sized, std::uint8_t>, &RunSized<Sized, std::uint16_t>,
+                               &RunSized<Sized, std::int32_t>, &RunSized<Sized, float>>(kFile, line, format);
+}
 
-constexpr Operation<Signature<KernelJob>> kKernel{
-    kFile, 101, L"KrFilter( %s, %s )",
-    kRows<Signature<KernelJob>, KernelCallOf<KrAOI8>, KernelCallOf<KrAOI16>, KernelCallOf<KrAOI32>,
-          KernelCallOf<KrAOI32Float>>};
-constexpr Operation<Signature<RecursiveJob>> kRecursive{
-    kFile, 777, L"KrFilterRecursive( %s, %s )",
-    kRows<Signature<RecursiveJob>, RecursiveCall<KrAOI8>, RecursiveCall<KrAOI16>, RecursiveCall<KrAOI32>,
-          RecursiveCall<KrAOI32Float>>};
-
-using SizeOperation = Operation<Signature<SizeJob>>;
-constexpr SizeOperation kGauss{kFile, 191, L"KrFilterGauss( %s, %s )", kSizeRows<GaussFilter>};
-constexpr SizeOperation kMedian{kFile, 306, L"KrFilterMedian( %s, %s )", kSizeRows<RankFilter<WindowKind::eMedian>>};
-constexpr SizeOperation kErosion{kFile, 404, L"KrFilterErosion( %s, %s )", kSizeRows<RankFilter<WindowKind::eMinimum>>};
-constexpr SizeOperation kFastBinaryErosion{kFile, 498, L"KrFilterFastBinaryErosion( %s, %s )",
-                                           kSizeRows<BinaryErosion>};
-constexpr SizeOperation kDilatation{kFile, 595, L"KrFilterDilatation( %s, %s )",
-                                    kSizeRows<RankFilter<WindowKind::eMaximum>>};
-constexpr SizeOperation kFastBinaryDilatation{kFile, 688, L"KrFilterFastBinaryDilatation( %s, %s )",
-                                              kSizeRows<BinaryDilatation>};
-constexpr SizeOperation kMeanSepXY{kFile, 872, L"KrFilterMeanSepXY( %s, %s )", kSizeRows<MeanFilter>};
+constexpr std::tuple kFilters{
+    SizeFilter<GaussFilter>(191, L"KrFilterGauss( %s, %s )"),
+    SizeFilter<RankFilter<WindowKind::eMedian>>(306, L"KrFilterMedian( %s, %s )"),
+    SizeFilter<RankFilter<WindowKind::eMinimum>>(404, L"KrFilterErosion( %s, %s )"),
+    SizeFilter<BinaryErosion>(498, L"KrFilterFastBinaryErosion( %s, %s )"),
+    SizeFilter<RankFilter<WindowKind::eMaximum>>(595, L"KrFilterDilatation( %s, %s )"),
+    SizeFilter<BinaryDilatation>(688, L"KrFilterFastBinaryDilatation( %s, %s )"),
+    SizeFilter<MeanFilter>(872, L"KrFilterMeanSepXY( %s, %s )"),
+    Filter<KernelJob>::Of<&RunKernel<std::uint8_t>, &RunKernel<std::uint16_t>, &RunKernel<std::int32_t>,
+                          &RunKernel<float>>(kFile, 101, L"KrFilter( %s, %s )"),
+    Filter<RecursiveJob>::Of<&RunRecursive<std::uint8_t>, &RunRecursive<std::uint16_t>, &RunRecursive<std::int32_t>,
+                             &RunRecursive<float>>(kFile, 777, L"KrFilterRecursive( %s, %s )")};
+const auto& [kGauss, kMedian, kErosion, kFastBinaryErosion, kDilatation, kFastBinaryDilatation, kMeanSepXY, kKernel,
+             kRecursive] = kFilters;
 
 }  // namespace
 
@@ -152,14 +134,6 @@ void KrFilterBinominal::Execute(const KrTSize<std::uint32_t>& size, const KrAOI*
     KrFilterBinominal1D().Execute(src, dst, cy, eVert);
 }
 
-std::vector<OperationInfo> ImageFilterOperations() {
-    std::vector<OperationInfo> all;
-    for (const SizeOperation* filter :
-         {&kGauss, &kMedian, &kErosion, &kFastBinaryErosion, &kDilatation, &kFastBinaryDilatation, &kMeanSepXY})
-        all.push_back(filter->Info());
-    all.push_back(kKernel.Info());
-    all.push_back(kRecursive.Info());
-    return all;
-}
+std::vector<OperationInfo> ImageFilterOperations() { return ListOperations(kFilters); }
 
 }  // namespace KrN

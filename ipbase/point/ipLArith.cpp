@@ -22,96 +22,87 @@ KrLArithmetic::~KrLArithmetic() = default;
 
 namespace {
 
-// clang-format off
-constexpr auto kAddMod = [](const auto* a, auto b, auto* dst) { KrIpAddMod().Execute(a, b, dst); };
-constexpr auto kAdd = [](const auto* a, auto b, auto* dst) { KrIpAdd().Execute(a, b, dst); };
-constexpr auto kSubMod = [](const auto* a, auto b, auto* dst) { KrIpSubMod().Execute(a, b, dst); };
-constexpr auto kSub = [](const auto* a, auto b, auto* dst) { KrIpSub().Execute(a, b, dst); };
-constexpr auto kMean = [](const auto* a, auto b, auto* dst) { KrIpAddModDiv2().Execute(a, b, dst); };
-constexpr auto kCentred = [](const auto* a, auto b, auto* dst) { KrIpSubShiftCenter().Execute(a, b, dst); };
-constexpr auto kAbsDiff = [](const auto* a, auto b, auto* dst) { KrIpAbsDiff().Execute(a, b, dst); };
-constexpr auto kMulMod = [](const auto* a, double c, auto* dst) { KrIpMulMod().Execute(a, c, dst); };
-constexpr auto kMul = [](const auto* a, double c, auto* dst) { KrIpMul().Execute(a, c, dst); };
-// clang-format on
+constexpr const wchar_t* kFile = L"C\\ipLArith";
 
-using Pair = void(KrLArithmetic&, const KrAOI*, const KrAOI*, KrAOI*);
-using Constant = void(KrLArithmetic&, const KrAOI*, double, KrAOI*);
-using Range = void(KrLArithmetic&, const KrAOI*, KrAOI*, double, double);
-using Threshold = void(KrLArithmetic&, const KrAOI*, KrAOI*, double, double, double);
+using F = float;
+using Pair = Operation<void(KrLArithmetic&, const KrAOI*, const KrAOI*, KrAOI*)>;
+using Constant = Operation<void(KrLArithmetic&, const KrAOI*, double, KrAOI*)>;
+using Range = Operation<void(KrLArithmetic&, const KrAOI*, KrAOI*, double, double)>;
+using Threshold = Operation<void(KrLArithmetic&, const KrAOI*, KrAOI*, double, double, double)>;
 
-template <const auto& fn, class... More>
-constexpr const auto& kPairs =
-    kRows<Pair, TypedCall<fn, KrAOI8, KrAOI8, KrAOI8>, TypedCall<fn, KrAOI8, KrAOI8, KrAOI16>,
-          TypedCall<fn, KrAOI8, KrAOI16, KrAOI16>, TypedCall<fn, KrAOI16, KrAOI8, KrAOI16>,
-          TypedCall<fn, KrAOI16, KrAOI16, KrAOI16>, More...>;
+template <class Typed, class A, class B, class D>
+constexpr auto kPair = kExecute<Typed, const KrTAOI<A>*, const KrTAOI<B>*, KrTAOI<D>*>;
+template <class Typed, class A, class D>
+constexpr auto kConstant = kExecute<Typed, const KrTAOI<A>*, double, KrTAOI<D>*>;
 
-template <const auto& fn, class... More>
-constexpr const auto& kConstants =
-    kRows<Constant, TypedCall<fn, KrAOI8, double, KrAOI8>, TypedCall<fn, KrAOI8, double, KrAOI16>,
-          TypedCall<fn, KrAOI16, double, KrAOI8>, TypedCall<fn, KrAOI16, double, KrAOI16>, More...>;
+// The integer combinations, and more.
+template <class Typed, auto... more>
+constexpr Pair Pairs(std::uint32_t line, const wchar_t* format) {
+    return Pair::Of<kPair<Typed, u8, u8, u8>, kPair<Typed, u8, u8, u16>, kPair<Typed, u8, u16, u16>,
+                    kPair<Typed, u16, u8, u16>, kPair<Typed, u16, u16, u16>, more...>(kFile, line, format);
+}
+template <class Typed, auto... more>
+constexpr Constant Constants(std::uint32_t line, const wchar_t* format) {
+    return Constant::Of<kConstant<Typed, u8, u8>, kConstant<Typed, u8, u16>, kConstant<Typed, u16, u8>,
+                        kConstant<Typed, u16, u16>, more...>(kFile, line, format);
+}
 
 }  // namespace
 
-struct KrLArithmetic::Tables {
-    static constexpr const wchar_t* kFile = L"C\\ipLArith";
+template <>
+struct OperationsOf<KrLArithmetic> {
     using T = KrLArithmetic;
-    using F = KrAOI32Float;
-
-    static constexpr Operation<Pair> addModulo{
-        kFile, 105, L"AddModulo( %s, %s, %s )",
-        kPairs<kAddMod, TypedCall<kAdd, KrAOI8, F, F>, TypedCall<kAdd, KrAOI16, F, F>, TypedCall<kAdd, F, F, F>>};
-    static constexpr Operation<Constant> addModuloConstant{kFile, 154, L"AddModulo( %s, %lf, %s )",
-                                                           kConstants<kAddMod, TypedCall<kAdd, F, double, F>>};
-    static constexpr Operation<Pair> subModulo{
-        kFile, 225, L"SubModulo( %s, %s, %s )",
-        kPairs<kSubMod, TypedCall<kSub, F, KrAOI8, F>, TypedCall<kSub, F, KrAOI16, F>, TypedCall<kSub, F, F, F>>};
-    static constexpr Operation<Constant> subModuloConstant{kFile, 276, L"SubModulo( %s, %lf, %s )",
-                                                           kConstants<kSubMod, TypedCall<kSub, F, double, F>>};
-    static constexpr Operation<Pair> addClip{kFile, 331, L"AddClip( %s, %s, %s )", kPairs<kAdd>};
-    static constexpr Operation<Constant> addClipConstant{kFile, 377, L"AddClip( %s, %lf, %s )", kConstants<kAdd>};
-    static constexpr Operation<Pair> subClip{kFile, 434, L"SubClip( %s, %s, %s )", kPairs<kSub>};
-    static constexpr Operation<Constant> subClipConstant{kFile, 481, L"SubClip( %s, %lf, %s )", kConstants<kSub>};
-    static constexpr Operation<Pair> addDiv2{kFile, 538, L"AddDiv2( %s, %s, %s )", kPairs<kMean>};
-    static constexpr Operation<Pair> subBoc{kFile, 595, L"SubBoc( %s, %s, %s )", kPairs<kCentred>};
-    static constexpr Operation<Pair> subAbs{kFile, 656, L"SubAbs( %s, %s, %s )",
-                                            kPairs<kAbsDiff, TypedCall<kAbsDiff, F, F, F>>};
-    static constexpr Operation<Constant> multiplyModulo{
-        kFile, 726, L"MultiplyModulo( %s, %g, %s )",
-        kConstants<kMulMod, TypedCall<kMul, KrAOI8, double, F>, TypedCall<kMul, F, double, F>>};
-    static constexpr Operation<Constant> multiplyClip{kFile, 777, L"MultiplyClip( %s, %g, %s )", kConstants<kMul>};
-
-    static constexpr Operation<Range> scale{kFile, 848, L"Scale( %s, %s, %lf, %lf )",
-                                            kRows<Range, KernelCall<&T::ScaleFFSW>>};
-    static constexpr Operation<Range> absScale{
-        kFile, 871, L"AbsScale( %s, %s, %lf, %lf )",
-        kRows<Range, KernelCall<&T::AbsScale88SW>, KernelCall<&T::AbsScaleFFSW>>};
-    static constexpr Operation<Threshold> binarize{
-        kFile, 895, L"Binarize( %s, %s, %lf, %lf, %lf )",
-        kRows<Threshold, KernelCall<&T::Binarize88SW>, KernelCall<&T::BinarizeFFSW>>};
-    static constexpr Operation<Pair> subBoc2{kFile, 918, L"SubBoc2( %s, %s, %s )",
-                                             kRows<Pair, KernelCall<&T::SubBoc2_888SW>>};
+    static constexpr std::tuple all{
+        Pairs<KrIpAddMod, kPair<KrIpAdd, u8, F, F>, kPair<KrIpAdd, u16, F, F>, kPair<KrIpAdd, F, F, F>>(
+            105, L"AddModulo( %s, %s, %s )"),
+        Constants<KrIpAddMod, kConstant<KrIpAdd, F, F>>(154, L"AddModulo( %s, %lf, %s )"),
+        Pairs<KrIpSubMod, kPair<KrIpSub, F, u8, F>, kPair<KrIpSub, F, u16, F>, kPair<KrIpSub, F, F, F>>(
+            225, L"SubModulo( %s, %s, %s )"),
+        Constants<KrIpSubMod, kConstant<KrIpSub, F, F>>(276, L"SubModulo( %s, %lf, %s )"),
+        Pairs<KrIpAdd>(331, L"AddClip( %s, %s, %s )"),
+        Constants<KrIpAdd>(377, L"AddClip( %s, %lf, %s )"),
+        Pairs<KrIpSub>(434, L"SubClip( %s, %s, %s )"),
+        Constants<KrIpSub>(481, L"SubClip( %s, %lf, %s )"),
+        Pairs<KrIpAddModDiv2>(538, L"AddDiv2( %s, %s, %s )"),
+        Pairs<KrIpSubShiftCenter>(595, L"SubBoc( %s, %s, %s )"),
+        Pairs<KrIpAbsDiff, kPair<KrIpAbsDiff, F, F, F>>(656, L"SubAbs( %s, %s, %s )"),
+        Constants<KrIpMulMod, kConstant<KrIpMul, u8, F>, kConstant<KrIpMul, F, F>>(726,
+                                                                                   L"MultiplyModulo( %s, %g, %s )"),
+        Constants<KrIpMul>(777, L"MultiplyClip( %s, %g, %s )"),
+        Range::Of<&T::ScaleFFSW>(kFile, 848, L"Scale( %s, %s, %lf, %lf )"),
+        Range::Of<&T::AbsScale88SW, &T::AbsScaleFFSW>(kFile, 871, L"AbsScale( %s, %s, %lf, %lf )"),
+        Threshold::Of<&T::Binarize88SW, &T::BinarizeFFSW>(kFile, 895, L"Binarize( %s, %s, %lf, %lf, %lf )"),
+        Pair::Of<&T::SubBoc2_888SW>(kFile, 918, L"SubBoc2( %s, %s, %s )")};
 };
 
-void KrLArithmetic::AddModulo(const KrAOI* a, const KrAOI* b, KrAOI* dst) { Tables::addModulo(*this, a, b, dst); }
-void KrLArithmetic::SubModulo(const KrAOI* a, const KrAOI* b, KrAOI* dst) { Tables::subModulo(*this, a, b, dst); }
-void KrLArithmetic::AddClip(const KrAOI* a, const KrAOI* b, KrAOI* dst) { Tables::addClip(*this, a, b, dst); }
-void KrLArithmetic::SubClip(const KrAOI* a, const KrAOI* b, KrAOI* dst) { Tables::subClip(*this, a, b, dst); }
-void KrLArithmetic::AddDiv2(const KrAOI* a, const KrAOI* b, KrAOI* dst) { Tables::addDiv2(*this, a, b, dst); }
-void KrLArithmetic::SubBoc(const KrAOI* a, const KrAOI* b, KrAOI* dst) { Tables::subBoc(*this, a, b, dst); }
-void KrLArithmetic::SubAbs(const KrAOI* a, const KrAOI* b, KrAOI* dst) { Tables::subAbs(*this, a, b, dst); }
-void KrLArithmetic::SubBoc2(const KrAOI* a, const KrAOI* b, KrAOI* dst) { Tables::subBoc2(*this, a, b, dst); }
+namespace {
+
+const auto& [kAddModulo, kAddModuloConstant, kSubModulo, kSubModuloConstant, kAddClip, kAddClipConstant, kSubClip,
+             kSubClipConstant, kAddDiv2, kSubBoc, kSubAbs, kMultiplyModulo, kMultiplyClip, kScale, kAbsScale, kBinarize,
+             kSubBoc2] = OperationsOf<KrLArithmetic>::all;
+
+}  // namespace
+
+void KrLArithmetic::AddModulo(const KrAOI* a, const KrAOI* b, KrAOI* dst) { kAddModulo(*this, a, b, dst); }
+void KrLArithmetic::SubModulo(const KrAOI* a, const KrAOI* b, KrAOI* dst) { kSubModulo(*this, a, b, dst); }
+void KrLArithmetic::AddClip(const KrAOI* a, const KrAOI* b, KrAOI* dst) { kAddClip(*this, a, b, dst); }
+void KrLArithmetic::SubClip(const KrAOI* a, const KrAOI* b, KrAOI* dst) { kSubClip(*this, a, b, dst); }
+void KrLArithmetic::AddDiv2(const KrAOI* a, const KrAOI* b, KrAOI* dst) { kAddDiv2(*this, a, b, dst); }
+void KrLArithmetic::SubBoc(const KrAOI* a, const KrAOI* b, KrAOI* dst) { kSubBoc(*this, a, b, dst); }
+void KrLArithmetic::SubAbs(const KrAOI* a, const KrAOI* b, KrAOI* dst) { kSubAbs(*this, a, b, dst); }
+void KrLArithmetic::SubBoc2(const KrAOI* a, const KrAOI* b, KrAOI* dst) { kSubBoc2(*this, a, b, dst); }
 
 void KrLArithmetic::AddModulo(const KrAOI* a, double c, KrAOI* dst) {
-    c < 0 ? SubModulo(a, -c, dst) : Tables::addModuloConstant(*this, a, c, dst);
+    c < 0 ? SubModulo(a, -c, dst) : kAddModuloConstant(*this, a, c, dst);
 }
 void KrLArithmetic::SubModulo(const KrAOI* a, double c, KrAOI* dst) {
-    c < 0 ? AddModulo(a, -c, dst) : Tables::subModuloConstant(*this, a, c, dst);
+    c < 0 ? AddModulo(a, -c, dst) : kSubModuloConstant(*this, a, c, dst);
 }
 void KrLArithmetic::AddClip(const KrAOI* a, double c, KrAOI* dst) {
-    c < 0 ? SubClip(a, -c, dst) : Tables::addClipConstant(*this, a, c, dst);
+    c < 0 ? SubClip(a, -c, dst) : kAddClipConstant(*this, a, c, dst);
 }
 void KrLArithmetic::SubClip(const KrAOI* a, double c, KrAOI* dst) {
-    c < 0 ? AddClip(a, -c, dst) : Tables::subClipConstant(*this, a, c, dst);
+    c < 0 ? AddClip(a, -c, dst) : kSubClipConstant(*this, a, c, dst);
 }
 
 namespace {
@@ -120,16 +111,16 @@ bool IsCopy(const KrAOI* a, double c, const KrAOI* dst) { return c == 1.0 && a &
 
 void RejectZeroDivisor(double c, std::uint32_t line) {
     constexpr double epsilon = std::numeric_limits<double>::epsilon();
-    if (-epsilon < c && c < epsilon) throw new KrFloatDivideByZeroException(L"C\\ipLArith", line);
+    if (-epsilon < c && c < epsilon) throw new KrFloatDivideByZeroException(kFile, line);
 }
 
 }  // namespace
 
 void KrLArithmetic::MultiplyModulo(const KrAOI* a, double c, KrAOI* dst) {
-    IsCopy(a, c, dst) ? KrLTransfer().Copy(a, dst) : Tables::multiplyModulo(*this, a, c, dst);
+    IsCopy(a, c, dst) ? KrLTransfer().Copy(a, dst) : kMultiplyModulo(*this, a, c, dst);
 }
 void KrLArithmetic::MultiplyClip(const KrAOI* a, double c, KrAOI* dst) {
-    IsCopy(a, c, dst) ? KrLTransfer().Copy(a, dst) : Tables::multiplyClip(*this, a, c, dst);
+    IsCopy(a, c, dst) ? KrLTransfer().Copy(a, dst) : kMultiplyClip(*this, a, c, dst);
 }
 void KrLArithmetic::DivideModulo(const KrAOI* a, double c, KrAOI* dst) {
     RejectZeroDivisor(c, 799);
@@ -141,14 +132,12 @@ void KrLArithmetic::DivideClip(const KrAOI* a, double c, KrAOI* dst) {
 }
 
 void KrLArithmetic::Clear(KrAOI* dst, double value) { KrLTransfer().Clear(dst, value); }
-void KrLArithmetic::Scale(const KrAOI* src, KrAOI* dst, double low, double high) {
-    Tables::scale(*this, src, dst, low, high);
-}
+void KrLArithmetic::Scale(const KrAOI* src, KrAOI* dst, double low, double high) { kScale(*this, src, dst, low, high); }
 void KrLArithmetic::AbsScale(const KrAOI* src, KrAOI* dst, double low, double high) {
-    Tables::absScale(*this, src, dst, low, high);
+    kAbsScale(*this, src, dst, low, high);
 }
 void KrLArithmetic::Binarize(const KrAOI* src, KrAOI* dst, double threshold, double low, double high) {
-    Tables::binarize(*this, src, dst, threshold, low, high);
+    kBinarize(*this, src, dst, threshold, low, high);
 }
 
 namespace {
@@ -218,17 +207,6 @@ void KrLArithmetic::SubBoc2_888SW(const KrAOI8* a, const KrAOI8* b, KrAOI8* dst)
     WalkRows(Access::eSwitched, GetArithKernels().diffCentred, dst, a, b);
 }
 
-std::vector<OperationInfo> ArithmeticOperations() {
-    using T = KrLArithmetic::Tables;
-    return {T::addModulo.Info(),    T::addModuloConstant.Info(),
-            T::subModulo.Info(),    T::subModuloConstant.Info(),
-            T::addClip.Info(),      T::addClipConstant.Info(),
-            T::subClip.Info(),      T::subClipConstant.Info(),
-            T::addDiv2.Info(),      T::subBoc.Info(),
-            T::subAbs.Info(),       T::multiplyModulo.Info(),
-            T::multiplyClip.Info(), T::scale.Info(),
-            T::absScale.Info(),     T::binarize.Info(),
-            T::subBoc2.Info()};
-}
+std::vector<OperationInfo> ArithmeticOperations() { return ListOperations(OperationsOf<KrLArithmetic>::all); }
 
 }  // namespace KrN

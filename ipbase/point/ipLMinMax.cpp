@@ -14,26 +14,29 @@ KrLMinMax::KrLMinMax(const KrLMinMax&) = default;
 KrLMinMax& KrLMinMax::operator=(const KrLMinMax&) = default;
 KrLMinMax::~KrLMinMax() = default;
 
-struct KrLMinMax::Tables {
+template <>
+struct OperationsOf<KrLMinMax> {
     static constexpr const wchar_t* kFile = L"C\\ipLMinMax";
     using T = KrLMinMax;
-    using Pair = void(T&, const KrAOI*, const KrAOI*, KrAOI*);
-    using Constant = void(T&, const KrAOI*, double, KrAOI*);
+    using Pair = Operation<void(T&, const KrAOI*, const KrAOI*, KrAOI*)>;
+    using Constant = Operation<void(T&, const KrAOI*, double, KrAOI*)>;
 
-    static constexpr Operation<Pair> min{kFile, 52, L"Min( %s, %s, %s )",
-                                         kRows<Pair, KernelCall<&T::Min888SW>, KernelCall<&T::Min161616SW>>};
-    static constexpr Operation<Pair> max{kFile, 249, L"Max( %s, %s, %s )",
-                                         kRows<Pair, KernelCall<&T::Max888SW>, KernelCall<&T::Max161616SW>>};
-    static constexpr Operation<Constant> minConstant{
-        kFile, 438, L"Min( %s, %f, %s )", kRows<Constant, KernelCall<&T::Min8d8SW>, KernelCall<&T::Min16d16SW>>};
-    static constexpr Operation<Constant> maxConstant{
-        kFile, 592, L"Max( %s, %f, %s )", kRows<Constant, KernelCall<&T::Max8d8SW>, KernelCall<&T::Max16d16SW>>};
+    static constexpr std::tuple all{Pair::Of<&T::Min888SW, &T::Min161616SW>(kFile, 52, L"Min( %s, %s, %s )"),
+                                    Pair::Of<&T::Max888SW, &T::Max161616SW>(kFile, 249, L"Max( %s, %s, %s )"),
+                                    Constant::Of<&T::Min8d8SW, &T::Min16d16SW>(kFile, 438, L"Min( %s, %f, %s )"),
+                                    Constant::Of<&T::Max8d8SW, &T::Max16d16SW>(kFile, 592, L"Max( %s, %f, %s )")};
 };
 
-void KrLMinMax::Min(const KrAOI* a, const KrAOI* b, KrAOI* dst) { Tables::min(*this, a, b, dst); }
-void KrLMinMax::Min(const KrAOI* a, double c, KrAOI* dst) { Tables::minConstant(*this, a, c, dst); }
-void KrLMinMax::Max(const KrAOI* a, const KrAOI* b, KrAOI* dst) { Tables::max(*this, a, b, dst); }
-void KrLMinMax::Max(const KrAOI* a, double c, KrAOI* dst) { Tables::maxConstant(*this, a, c, dst); }
+namespace {
+
+const auto& [kMin, kMax, kMinConstant, kMaxConstant] = OperationsOf<KrLMinMax>::all;
+
+}  // namespace
+
+void KrLMinMax::Min(const KrAOI* a, const KrAOI* b, KrAOI* dst) { kMin(*this, a, b, dst); }
+void KrLMinMax::Min(const KrAOI* a, double c, KrAOI* dst) { kMinConstant(*this, a, c, dst); }
+void KrLMinMax::Max(const KrAOI* a, const KrAOI* b, KrAOI* dst) { kMax(*this, a, b, dst); }
+void KrLMinMax::Max(const KrAOI* a, double c, KrAOI* dst) { kMaxConstant(*this, a, c, dst); }
 
 namespace {
 
@@ -64,9 +67,6 @@ void KrLMinMax::Max8d8SW(const KrAOI8* a, double c, KrAOI8* dst) { WalkConstant(
 void KrLMinMax::Max16d16SW(const KrAOI16* a, double c, KrAOI16* dst) { WalkConstant(GetMinMaxKernels().maxConstant, a, c, dst); }
 // clang-format on
 
-std::vector<OperationInfo> MinMaxOperations() {
-    using T = KrLMinMax::Tables;
-    return {T::min.Info(), T::max.Info(), T::minConstant.Info(), T::maxConstant.Info()};
-}
+std::vector<OperationInfo> MinMaxOperations() { return ListOperations(OperationsOf<KrLMinMax>::all); }
 
 }  // namespace KrN

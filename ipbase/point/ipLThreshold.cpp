@@ -14,30 +14,33 @@ KrLThreshold::KrLThreshold(const KrLThreshold&) = default;
 KrLThreshold& KrLThreshold::operator=(const KrLThreshold&) = default;
 KrLThreshold::~KrLThreshold() = default;
 
-struct KrLThreshold::Tables {
+template <>
+struct OperationsOf<KrLThreshold> {
     static constexpr const wchar_t* kFile = L"C\\ipLThreshold";
     using T = KrLThreshold;
-    using One = void(T&, const KrAOI*, KrAOI*, double, double);
-    using Two = void(T&, const KrAOI*, KrAOI*, double, double, double);
+    using One = Operation<void(T&, const KrAOI*, KrAOI*, double, double)>;
+    using Two = Operation<void(T&, const KrAOI*, KrAOI*, double, double, double)>;
 
-    static constexpr Operation<One> high{kFile, 39, L"ThreshHigh( %s, %s, %lf, %lf )",
-                                         kRows<One, KernelCall<&T::ThreshHigh8SW>>};
-    static constexpr Operation<One> low{kFile, 92, L"ThreshLow( %s, %s, %lf, %lf )",
-                                        kRows<One, KernelCall<&T::ThreshLow8SW>>};
-    static constexpr Operation<Two> between{kFile, 146, L"Between( %s, %s, (%lf, %lf), %lf )",
-                                            kRows<Two, KernelCall<&T::ThreshBetween8SW>>};
-    static constexpr Operation<Two> notBetween{
-        kFile, 205, L"NotBetween( %s, %s, (%lf, %lf), %lf )",
-        kRows<Two, KernelCall<&T::ThreshNotBetween8SW>, KernelCall<&T::ThreshNotBetween16SW>>};
+    static constexpr std::tuple all{One::Of<&T::ThreshHigh8SW>(kFile, 39, L"ThreshHigh( %s, %s, %lf, %lf )"),
+                                    One::Of<&T::ThreshLow8SW>(kFile, 92, L"ThreshLow( %s, %s, %lf, %lf )"),
+                                    Two::Of<&T::ThreshBetween8SW>(kFile, 146, L"Between( %s, %s, (%lf, %lf), %lf )"),
+                                    Two::Of<&T::ThreshNotBetween8SW, &T::ThreshNotBetween16SW>(
+                                        kFile, 205, L"NotBetween( %s, %s, (%lf, %lf), %lf )")};
 };
 
-void KrLThreshold::High(const KrAOI* src, KrAOI* dst, double t, double v) { Tables::high(*this, src, dst, t, v); }
-void KrLThreshold::Low(const KrAOI* src, KrAOI* dst, double t, double v) { Tables::low(*this, src, dst, t, v); }
+namespace {
+
+const auto& [kHigh, kLow, kBetween, kNotBetween] = OperationsOf<KrLThreshold>::all;
+
+}  // namespace
+
+void KrLThreshold::High(const KrAOI* src, KrAOI* dst, double t, double v) { kHigh(*this, src, dst, t, v); }
+void KrLThreshold::Low(const KrAOI* src, KrAOI* dst, double t, double v) { kLow(*this, src, dst, t, v); }
 void KrLThreshold::Between(const KrAOI* src, KrAOI* dst, const KrTFloatRange<double>& band, double v) {
-    Tables::between(*this, src, dst, band.lower, band.upper, v);
+    kBetween(*this, src, dst, band.lower, band.upper, v);
 }
 void KrLThreshold::NotBetween(const KrAOI* src, KrAOI* dst, const KrTFloatRange<double>& band, double v) {
-    Tables::notBetween(*this, src, dst, band.lower, band.upper, v);
+    kNotBetween(*this, src, dst, band.lower, band.upper, v);
 }
 
 namespace {
@@ -97,9 +100,6 @@ void KrLThreshold::ThreshNotBetween16SW(const KrAOI16* src, KrAOI16* dst, double
     Replace(src, dst, {Truncate(lower), Truncate(upper)}, false, v);
 }
 
-std::vector<OperationInfo> ThresholdOperations() {
-    using T = KrLThreshold::Tables;
-    return {T::high.Info(), T::low.Info(), T::between.Info(), T::notBetween.Info()};
-}
+std::vector<OperationInfo> ThresholdOperations() { return ListOperations(OperationsOf<KrLThreshold>::all); }
 
 }  // namespace KrN

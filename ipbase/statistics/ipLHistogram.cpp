@@ -14,21 +14,27 @@ KrLHistogram::KrLHistogram(const KrLHistogram&) = default;
 KrLHistogram& KrLHistogram::operator=(const KrLHistogram&) = default;
 KrLHistogram::~KrLHistogram() = default;
 
-struct KrLHistogram::Tables {
+template <>
+struct OperationsOf<KrLHistogram> {
     static constexpr const wchar_t* kFile = L"C\\ipLHistogram";
     using T = KrLHistogram;
-    using Plain = void(T&, const KrAOI*, std::uint32_t);
-    using Masked = void(T&, const KrAOI*, const KrAOI8*, std::uint32_t);
-    static constexpr Operation<Plain> create{kFile, 86, L"Create( %s )",
-                                             kRows<Plain, KernelCall<&T::Histo8SW>, KernelCall<&T::Histo16SW>>};
-    static constexpr Operation<Masked> createMasked{
-        kFile, 128, L"Create( %s, pMaskAOI )", kRows<Masked, KernelCall<&T::Histo8MSW>, KernelCall<&T::Histo16MSW>>};
+    using Plain = Operation<void(T&, const KrAOI*, std::uint32_t)>;
+    using Masked = Operation<void(T&, const KrAOI*, const KrAOI8*, std::uint32_t)>;
+
+    static constexpr std::tuple all{Plain::Of<&T::Histo8SW, &T::Histo16SW>(kFile, 86, L"Create( %s )"),
+                                    Masked::Of<&T::Histo8MSW, &T::Histo16MSW>(kFile, 128, L"Create( %s, pMaskAOI )")};
 };
 
+namespace {
+
+const auto& [kCreate, kCreateMasked] = OperationsOf<KrLHistogram>::all;
+
+}  // namespace
+
 void KrLHistogram::Create(const KrAOI* aoi, const KrAOI8* pMaskAOI, std::uint32_t steps) {
-    Tables::createMasked(*this, aoi, pMaskAOI, steps);
+    kCreateMasked(*this, aoi, pMaskAOI, steps);
 }
-void KrLHistogram::Create(const KrAOI* aoi, std::uint32_t steps) { Tables::create(*this, aoi, steps); }
+void KrLHistogram::Create(const KrAOI* aoi, std::uint32_t steps) { kCreate(*this, aoi, steps); }
 
 void KrLHistogram::Histo8SW(const KrAOI8* aoi, std::uint32_t steps) { Count(aoi, nullptr, steps); }
 void KrLHistogram::Histo16SW(const KrAOI16* aoi, std::uint32_t steps) { Count(aoi, nullptr, steps); }
@@ -40,7 +46,7 @@ void KrLHistogram::Histo16MSW(const KrAOI16* aoi, const KrAOI8* mask, std::uint3
 template <class T>
 void KrLHistogram::Count(const KrTAOI<T>* aoi, const KrAOI8* mask, std::uint32_t steps) {
     if (steps == 0 || steps > kMaxSteps)
-        throw new KrException(Tables::kFile, 61,
+        throw new KrException(L"C\\ipLHistogram", 61,
                               L"Error in KrLHistogram::Create: the number of steps is not 1..16777216");
     constexpr std::uint32_t values = 1u << 8 * sizeof(T);
     const std::uint32_t elements = sizeof(T) == 1 ? values : std::min(steps, values);
@@ -180,8 +186,6 @@ std::uint32_t KrLHistogram::operator[](std::uint32_t index) const {
     return mCounts[index];
 }
 
-std::vector<OperationInfo> HistogramOperations() {
-    return {KrLHistogram::Tables::create.Info(), KrLHistogram::Tables::createMasked.Info()};
-}
+std::vector<OperationInfo> HistogramOperations() { return ListOperations(OperationsOf<KrLHistogram>::all); }
 
 }  // namespace KrN

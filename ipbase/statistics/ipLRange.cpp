@@ -10,17 +10,22 @@ KrLGreyScaleRange::KrLGreyScaleRange(const KrLGreyScaleRange&) = default;
 KrLGreyScaleRange& KrLGreyScaleRange::operator=(const KrLGreyScaleRange&) = default;
 KrLGreyScaleRange::~KrLGreyScaleRange() = default;
 
-struct KrLGreyScaleRange::Tables {
+template <>
+struct OperationsOf<KrLGreyScaleRange> {
     using T = KrLGreyScaleRange;
-    using Signature = KrTFloatRange<double>(T&, const KrAOI*, const KrTPoint<short>&);
-    static constexpr Operation<Signature> scan{
-        L"C\\ipLRange", 61, L"KrLGreyScaleRange::Scan( %s )",
-        kRows<Signature, KernelCall<&T::ScanRange8SW>, KernelCall<&T::ScanRange16SW>, KernelCall<&T::ScanRange32SW>,
-              KernelCall<&T::ScanRange32FSW>, KernelCall<&T::ScanRange64DSW>>};
+    static constexpr std::tuple all{Operation<KrTFloatRange<double>(T&, const KrAOI*, const KrTPoint<short>&)>::Of<
+        &T::ScanRange8SW, &T::ScanRange16SW, &T::ScanRange32SW, &T::ScanRange32FSW, &T::ScanRange64DSW>(
+        L"C\\ipLRange", 61, L"KrLGreyScaleRange::Scan( %s )")};
 };
 
+namespace {
+
+const auto& [kScan] = OperationsOf<KrLGreyScaleRange>::all;
+
+}  // namespace
+
 KrTFloatRange<double> KrLGreyScaleRange::Scan(const KrAOI* aoi, const KrTPoint<short>& step) {
-    return Tables::scan(*this, aoi, step);
+    return kScan(*this, aoi, step);
 }
 
 namespace {
@@ -50,6 +55,6 @@ KrTFloatRange<double> KrLGreyScaleRange::ScanRange64DSW(const KrAOI64Double* aoi
     return ScanRange(aoi, step);
 }
 
-std::vector<OperationInfo> RangeOperations() { return {KrLGreyScaleRange::Tables::scan.Info()}; }
+std::vector<OperationInfo> RangeOperations() { return ListOperations(OperationsOf<KrLGreyScaleRange>::all); }
 
 }  // namespace KrN

@@ -20,43 +20,56 @@ KrLBestFit::KrLBestFit(const KrLBestFit&) = default;
 KrLBestFit& KrLBestFit::operator=(const KrLBestFit&) = default;
 KrLBestFit::~KrLBestFit() = default;
 
-struct KrLBestFit::Tables {
-    using Signature = void(KrLBestFit&, const KrAOI*, const KrAOI8*, KrAOI*);
+namespace {
 
-    // The mask's pixel type is fixed, a missing one is allowed: neither counts.
-    template <class AOI>
-    struct Fit {
-        static constexpr std::uint32_t types = TypesOf<AOI, KrAOI32Float>();
-        template <class Self, class... Args>
-        static void Call(Self& self, const KrAOI* src, const KrAOI8* fitMask, KrAOI*) {
-            self.CalcPlane(static_cast<const AOI*>(src), fitMask);
-        }
-    };
-    static constexpr Operation<Signature> approximation{L"C\\ipLBestFit", 1141,
-                                                        L"KrLBestFit::Approximation( %s, %s, %s, %s )",
-                                                        kRows<Signature, Fit<KrAOI8>, Fit<KrAOI16>, Fit<KrAOI32Float>>};
+// The pixel type of a mask is fixed, a missing one is allowed: it is no operand that the dispatch looks at.
+struct MaskArg {
+    const KrAOI8* aoi;
 };
+KrString MessageArg(const MaskArg& mask) { return KrN::MessageArg(static_cast<const KrAOI*>(mask.aoi)); }
+
+struct FitOptions {
+    MaskConsideration consider;
+    bool use[KrLBestFit::kTerms];
+};
+
+}  // namespace
+
+template <>
+struct OperationsOf<KrLBestFit> {
+    using T = KrLBestFit;
+
+    template <class AOI>
+    static void Approximate(T& fit, const AOI* src, KrAOI32Float* dst, const MaskArg& fitMask, const MaskArg& drawMask,
+                            const FitOptions& options) {
+        for (int i = 0; i < T::kTerms; ++i) {
+            fit.mCoefficients[i] = 0.0;
+            fit.mExcluded[i] = !options.use[i];
+        }
+        fit.CalcPlane(src, fitMask.aoi);
+        fit.DrawPlane(dst, drawMask.aoi, options.consider);
+        fit.save_koeff();
+    }
+
+    static constexpr std::tuple all{
+        Operation<void(T&, const KrAOI*, KrAOI*, const MaskArg&, const MaskArg&, const FitOptions&)>::Of<
+            &Approximate<KrAOI8>, &Approximate<KrAOI16>, &Approximate<KrAOI32Float>>(
+            L"C\\ipLBestFit", 1141, L"KrLBestFit::Approximation( %s, %s, %s, %s )")};
+};
+
+namespace {
+
+const auto& [kApproximation] = OperationsOf<KrLBestFit>::all;
+
+}  // namespace
 
 void KrLBestFit::Approximation(const KrAOI* src, KrAOI* dst, const KrAOI8* fitMask, const KrAOI8* drawMask,
                                MaskConsideration consider, int useX3, int useX2, int useX, int useY3, int useY2,
                                int useY, int useXY2, int useX2Y, int useXY, int useConst) {
-    const auto& operation = Tables::approximation;
-    const std::uint32_t types = TypesOfOperands(src, dst);
-    const auto* row = std::find_if(operation.rows, operation.rows + operation.count,
-                                   [types](const auto& combination) { return combination.types == types; });
-    if (row == operation.rows + operation.count)
-        ThrowNotImplemented(operation.file, operation.line, operation.format, static_cast<const KrAOI*>(src),
-                            static_cast<const KrAOI*>(dst), static_cast<const KrAOI*>(fitMask),
-                            static_cast<const KrAOI*>(drawMask));
-
-    const int use[kTerms] = {useX3, useX2, useX, useY3, useY2, useY, useXY2, useX2Y, useXY, useConst};
-    for (int i = 0; i < kTerms; ++i) {
-        mCoefficients[i] = 0.0;
-        mExcluded[i] = use[i] == 0;
-    }
-    row->call(*this, src, fitMask, dst);
-    DrawPlane(static_cast<KrAOI32Float*>(dst), drawMask, consider);
-    save_koeff();
+    kApproximation(*this, src, dst, {fitMask}, {drawMask},
+                   {consider,
+                    {useX3 != 0, useX2 != 0, useX != 0, useY3 != 0, useY2 != 0, useY != 0, useXY2 != 0, useX2Y != 0,
+                     useXY != 0, useConst != 0}});
 }
 
 namespace {
@@ -407,6 +420,6 @@ int* KrLBestFit::ivector(int first, int last) {
 
 void KrLBestFit::free_ivector(int* vector, int first, int) { delete[](vector + first); }
 
-std::vector<OperationInfo> BestFitOperations() { return {KrLBestFit::Tables::approximation.Info()}; }
+std::vector<OperationInfo> BestFitOperations() { return ListOperations(OperationsOf<KrLBestFit>::all); }
 
 }  // namespace KrN

@@ -16,20 +16,26 @@ KrLShadeCorrection::KrLShadeCorrection(const KrLShadeCorrection&) = default;
 KrLShadeCorrection& KrLShadeCorrection::operator=(const KrLShadeCorrection&) = default;
 KrLShadeCorrection::~KrLShadeCorrection() = default;
 
-struct KrLShadeCorrection::Tables {
-    using C = KrLShadeCorrection;
-    using Signature = void(C&, KrAOI*, KrAOI*);
+template <>
+struct OperationsOf<KrLShadeCorrection> {
+    static constexpr const wchar_t* kFile = L"C\\ipLShadeCorr";
+    using T = KrLShadeCorrection;
+    using TwoImages = Operation<void(T&, KrAOI*, KrAOI*)>;
 
-    static constexpr Operation<Signature> background{
-        L"C\\ipLShadeCorr", 52, L"GetBackgroundShade( %s, %s )",
-        kRows<Signature, KernelCall<&C::GetBackgroundShade88SW>, KernelCall<&C::GetBackgroundShade1616SW>>};
-    static constexpr Operation<Signature> correction{
-        L"C\\ipLShadeCorr", 339, L"ShadeCorrection( %s, %s )",
-        kRows<Signature, KernelCall<&C::ShadeCorrection88SW>, KernelCall<&C::ShadeCorrection1616SW>>};
+    static constexpr std::tuple all{
+        TwoImages::Of<&T::GetBackgroundShade88SW, &T::GetBackgroundShade1616SW>(kFile, 52,
+                                                                                L"GetBackgroundShade( %s, %s )"),
+        TwoImages::Of<&T::ShadeCorrection88SW, &T::ShadeCorrection1616SW>(kFile, 339, L"ShadeCorrection( %s, %s )")};
 };
 
-void KrLShadeCorrection::GetBackgroundShade(KrAOI* src, KrAOI* dst) { Tables::background(*this, src, dst); }
-void KrLShadeCorrection::ShadeCorrection(KrAOI* image, KrAOI* other) { Tables::correction(*this, image, other); }
+namespace {
+
+const auto& [kBackground, kCorrection] = OperationsOf<KrLShadeCorrection>::all;
+
+}  // namespace
+
+void KrLShadeCorrection::GetBackgroundShade(KrAOI* src, KrAOI* dst) { kBackground(*this, src, dst); }
+void KrLShadeCorrection::ShadeCorrection(KrAOI* image, KrAOI* other) { kCorrection(*this, image, other); }
 
 namespace {
 
@@ -205,8 +211,6 @@ void KrLShadeCorrection::ShadeCorrection1616SW(KrAOI16* image, KrAOI16* other) {
     Correct(image, other, mWork16, [this](auto& from, auto& to) { mGetBackgroundShade1616SW(from, to); });
 }
 
-std::vector<OperationInfo> ShadeCorrectionOperations() {
-    return {KrLShadeCorrection::Tables::background.Info(), KrLShadeCorrection::Tables::correction.Info()};
-}
+std::vector<OperationInfo> ShadeCorrectionOperations() { return ListOperations(OperationsOf<KrLShadeCorrection>::all); }
 
 }  // namespace KrN

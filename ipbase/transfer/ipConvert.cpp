@@ -21,17 +21,6 @@ KrLConvertAOI::~KrLConvertAOI() = default;
 
 namespace {
 
-using Signature = void(KrLConvertAOI&, const KrAOI*, KrAOI*, KrLConvertAOI::ConversionMode);
-
-template <class AOI>
-struct ConvertCall {
-    static constexpr std::uint32_t types = TypesOf<AOI, KrAOI8>();
-    template <class Self, class... Args>
-    static void Call(Self& self, const KrAOI* src, KrAOI* dst, KrLConvertAOI::ConversionMode mode) {
-        self.Execute(static_cast<const AOI*>(src), static_cast<KrAOI8*>(dst), mode);
-    }
-};
-
 template <class T>
 KrTFloatRange<double> FullRange() {
     return {static_cast<double>(std::numeric_limits<T>::lowest()), static_cast<double>(std::numeric_limits<T>::max())};
@@ -72,12 +61,22 @@ u8 ConvertWide(T v, double lower, double upper) {
 
 }  // namespace
 
-struct KrLConvertAOI::Tables {
-    static constexpr Operation<Signature> execute{
-        L"C\\ipConvert", 58, L"KrLConvertAOI::Execute( %s, %s)",
-        kRows<Signature, ConvertCall<KrAOI16>, ConvertCall<KrAOI32>, ConvertCall<KrAOI32Float>,
-              ConvertCall<KrAOI64Double>, ConvertCall<KrAOI8>>};
+template <>
+struct OperationsOf<KrLConvertAOI> {
+    using T = KrLConvertAOI;
+    template <class AOI>
+    static constexpr auto kConvert = kExecute<T, const AOI*, KrAOI8*, T::ConversionMode>;
+
+    static constexpr std::tuple all{Operation<void(T&, const KrAOI*, KrAOI*, T::ConversionMode)>::Of<
+        kConvert<KrAOI16>, kConvert<KrAOI32>, kConvert<KrAOI32Float>, kConvert<KrAOI64Double>, kConvert<KrAOI8>>(
+        L"C\\ipConvert", 58, L"KrLConvertAOI::Execute( %s, %s)")};
 };
+
+namespace {
+
+const auto& [kConvertToBytes] = OperationsOf<KrLConvertAOI>::all;
+
+}  // namespace
 
 template <class T>
 void KrLConvertAOI::Convert(const KrTAOI<T>* src, KrAOI8* dst, ConversionMode mode) {
@@ -121,9 +120,9 @@ void KrLConvertAOI::Execute(const KrAOI64Double* src, KrAOI8* dst, ConversionMod
 void KrLConvertAOI::Execute(const KrAOI8* src, KrAOI8* dst, ConversionMode mode) { Convert(src, dst, mode); }
 
 void KrLConvertAOI::Execute(const KrAOI* src, KrAOI* dst, ConversionMode mode) {
-    Tables::execute(*this, src, dst, mode);
+    kConvertToBytes(*this, src, dst, mode);
 }
 
-std::vector<OperationInfo> ConvertOperations() { return {KrLConvertAOI::Tables::execute.Info()}; }
+std::vector<OperationInfo> ConvertOperations() { return ListOperations(OperationsOf<KrLConvertAOI>::all); }
 
 }  // namespace KrN

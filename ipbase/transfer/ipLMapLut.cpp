@@ -15,22 +15,29 @@ KrLMapLut::KrLMapLut(const KrLMapLut&) = default;
 KrLMapLut& KrLMapLut::operator=(const KrLMapLut&) = default;
 KrLMapLut::~KrLMapLut() = default;
 
-struct KrLMapLut::Tables {
+template <>
+struct OperationsOf<KrLMapLut> {
     static constexpr const wchar_t* kFile = L"C\\ipLMapLut";
-    using Map = void(KrLMapLut&, const KrAOI*, KrAOI*, const KrMapLut1x8*);
-    using MapPair = void(KrLMapLut&, const KrAOI*, const KrAOI*, KrAOI*, const KrMapLut88_8*);
-    static constexpr Operation<Map> mapLut8{kFile, 42, L"MapLut8( %s, %s, %s )",
-                                            kRows<Map, KernelCall<&KrLMapLut::MapLut88L8SW>>};
-    static constexpr Operation<MapPair> mapLut16{kFile, 139, L"MapLut16( %s, %s, %s, %s )",
-                                                 kRows<MapPair, KernelCall<&KrLMapLut::MapLut888L16SW>>};
+    using T = KrLMapLut;
+    using Map = Operation<void(T&, const KrAOI*, KrAOI*, const KrMapLut1x8*)>;
+    using MapPair = Operation<void(T&, const KrAOI*, const KrAOI*, KrAOI*, const KrMapLut88_8*)>;
+
+    static constexpr std::tuple all{Map::Of<&T::MapLut88L8SW>(kFile, 42, L"MapLut8( %s, %s, %s )"),
+                                    MapPair::Of<&T::MapLut888L16SW>(kFile, 139, L"MapLut16( %s, %s, %s, %s )")};
 };
 
+namespace {
+
+const auto& [kMapLut8, kMapLut16] = OperationsOf<KrLMapLut>::all;
+
+}  // namespace
+
 void KrLMapLut::MapLut8(const KrAOI* src, KrAOI* dst, const KrMapLut1x8* lut) {
-    lut ? Tables::mapLut8(*this, src, dst, lut) : Tables::mapLut8.Throw(src, dst, lut);
+    lut ? kMapLut8(*this, src, dst, lut) : kMapLut8.Throw(src, dst, lut);
 }
 
 void KrLMapLut::MapLut16(const KrAOI* a, const KrAOI* b, KrAOI* dst, const KrMapLut88_8* lut) {
-    lut ? Tables::mapLut16(*this, a, b, dst, lut) : Tables::mapLut16.Throw(a, b, dst, lut);
+    lut ? kMapLut16(*this, a, b, dst, lut) : kMapLut16.Throw(a, b, dst, lut);
 }
 
 void KrLMapLut::MapLut88L8SW(const KrAOI8* src, KrAOI8* dst, const KrMapLut1x8* lut) {
@@ -51,8 +58,6 @@ void KrLMapLut::MapLut888L16SW(const KrAOI8* a, const KrAOI8* b, KrAOI8* dst, co
         a, b);
 }
 
-std::vector<OperationInfo> MapLutOperations() {
-    return {KrLMapLut::Tables::mapLut8.Info(), KrLMapLut::Tables::mapLut16.Info()};
-}
+std::vector<OperationInfo> MapLutOperations() { return ListOperations(OperationsOf<KrLMapLut>::all); }
 
 }  // namespace KrN

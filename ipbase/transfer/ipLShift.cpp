@@ -19,8 +19,6 @@ KrLShift::~KrLShift() = default;
 
 namespace {
 
-using Signature = void(KrLShift&, const KrAOI*, KrAOI*, short, short, double);
-
 template <class T>
 T FillValue(double fill) {
     if constexpr (std::is_integral_v<T>) fill += 0.5;
@@ -136,30 +134,35 @@ void ShiftMemory(const Buffer* src, Buffer* dst, int dx, int dy, double fill) {
 
 }  // namespace
 
-struct KrLShift::Tables {
+template <>
+struct OperationsOf<KrLShift> {
+    using T = KrLShift;
+
     // Owning buffers can be moved as one block, views row by row.
     template <class Buffer, class AOI, auto rowKernel, auto memoryKernel>
-    struct Integer {
-        static constexpr std::uint32_t types = TypesOf<AOI, AOI>();
-        template <class Self, class... Args>
-        static void Call(Self& self, const KrAOI* src, KrAOI* dst, short dx, short dy, double fill) {
-            const auto* from = dynamic_cast<const Buffer*>(src);
-            auto* to = dynamic_cast<Buffer*>(dst);
-            if (from && to && AllowsDirect(Access::eSwitched))
-                (self.*memoryKernel)(from, to, dx, dy, fill);
-            else
-                (self.*rowKernel)(static_cast<const AOI*>(src), static_cast<AOI*>(dst), dx, dy, fill);
-        }
-    };
-    static constexpr Operation<Signature> shift{
-        L"C\\ipLShift", 104, L"Shift( %s, %s )",
-        kRows<Signature, Integer<KrBufferAOI8, KrAOI8, &KrLShift::Shift88, &KrLShift::Shift88Mem>,
-              Integer<KrBufferAOI16, KrAOI16, &KrLShift::Shift1616, &KrLShift::Shift1616Mem>,
-              KernelCall<&KrLShift::ShiftFFSW>, KernelCall<&KrLShift::ShiftDDSW>>};
+    static void Integer(T& self, const AOI* src, AOI* dst, short dx, short dy, double fill) {
+        const auto* from = dynamic_cast<const Buffer*>(src);
+        auto* to = dynamic_cast<Buffer*>(dst);
+        if (from && to && AllowsDirect(Access::eSwitched))
+            (self.*memoryKernel)(from, to, dx, dy, fill);
+        else
+            (self.*rowKernel)(src, dst, dx, dy, fill);
+    }
+
+    static constexpr std::tuple all{Operation<void(T&, const KrAOI*, KrAOI*, short, short, double)>::Of<
+        &Integer<KrBufferAOI8, KrAOI8, &T::Shift88, &T::Shift88Mem>,
+        &Integer<KrBufferAOI16, KrAOI16, &T::Shift1616, &T::Shift1616Mem>, &T::ShiftFFSW, &T::ShiftDDSW>(
+        L"C\\ipLShift", 104, L"Shift( %s, %s )")};
 };
 
+namespace {
+
+const auto& [kShift] = OperationsOf<KrLShift>::all;
+
+}  // namespace
+
 void KrLShift::Shift(const KrAOI* src, KrAOI* dst, short dx, short dy, double fill) {
-    Tables::shift(*this, src, dst, dx, dy, fill);
+    kShift(*this, src, dst, dx, dy, fill);
 }
 
 void KrLShift::Shift88(const KrAOI8* src, KrAOI8* dst, short dx, short dy, double fill) {
@@ -181,6 +184,6 @@ void KrLShift::ShiftDDSW(const KrAOI64Double* src, KrAOI64Double* dst, short dx,
     ShiftRows<double>(src, dst, dx, dy, fill);
 }
 
-std::vector<OperationInfo> ShiftOperations() { return {KrLShift::Tables::shift.Info()}; }
+std::vector<OperationInfo> ShiftOperations() { return ListOperations(OperationsOf<KrLShift>::all); }
 
 }  // namespace KrN

@@ -20,13 +20,6 @@ KrLTransfer::~KrLTransfer() = default;
 
 namespace {
 
-constexpr auto kCopy = [](const auto* src, auto* dst) { KrIpCopy().Copy(src, dst); };
-constexpr auto kCopyHigh = [](const auto* src, auto* dst) { KrIpCopy().CopyHigh(src, dst); };
-constexpr auto kCopyLow = [](const auto* src, auto* dst) { KrIpCopy().CopyLow(src, dst); };
-constexpr auto kCopyZoom = [](const auto* src, auto* dst, int averaging) { KrIpCopy().CopyZoom(src, dst, averaging); };
-constexpr auto kSwap = [](auto* a, auto* b) { KrIpSwap().Swap(a, b); };
-constexpr auto kSet = [](auto* dst, double value) { KrIpSet().Set(dst, value); };
-
 // What happens to the destination outside and inside the moved field.
 enum class Join { eReplaceAll, eReplaceField, eOr, eAnd };
 
@@ -58,87 +51,72 @@ void Narrow(const KrAOI32Float* src, KrTAOI<D>* dst) {
 
 }  // namespace
 
-struct KrLTransfer::Tables {
+template <>
+struct OperationsOf<KrLTransfer> {
     static constexpr const wchar_t* kFile = L"C\\ipLTrans";
     using T = KrLTransfer;
-    using TwoImages = void(T&, const KrAOI*, KrAOI*);
-    using TwoImagesInt = void(T&, const KrAOI*, KrAOI*, int);
-    using Bits = void(T&, const KrAOI*, KrAOI*, std::int32_t, std::int32_t);
-    using BitsKeep = void(T&, const KrAOI*, KrAOI*, std::int32_t, std::int32_t, int);
-    using Swap = void(T&, KrAOI*, KrAOI*);
-    using Fill = void(T&, KrAOI*, double);
+    using TwoImages = Operation<void(T&, const KrAOI*, KrAOI*)>;
+    using TwoImagesInt = Operation<void(T&, const KrAOI*, KrAOI*, int)>;
+    using Bits = Operation<void(T&, const KrAOI*, KrAOI*, std::int32_t, std::int32_t)>;
+    using BitsKeep = Operation<void(T&, const KrAOI*, KrAOI*, std::int32_t, std::int32_t, int)>;
+    using Swap = Operation<void(T&, KrAOI*, KrAOI*)>;
+    using Fill = Operation<void(T&, KrAOI*, double)>;
 
-    template <auto& fn, class A, class D, class... Scalars>
-    using Typed = TypedCall<fn, A, D, Scalars...>;
-
-    static constexpr Operation<TwoImages> copy{
-        kFile, 77, L"Copy( %s, %s )",
-        kRows<TwoImages, Typed<kCopy, KrAOI8, KrAOI8>, KernelCall<&T::Copy816SW>, KernelCall<&T::Copy832FSW>,
-              KernelCall<&T::Copy864DSW>, Typed<kCopy, KrAOI16, KrAOI16>, KernelCall<&T::Copy1632FSW>,
-              Typed<kCopy, KrAOI32, KrAOI32>, Typed<kCopy, KrAOI32Float, KrAOI32Float>, KernelCall<&T::Copy328FSW>,
-              KernelCall<&T::Copy3216FSW>>};
-    static constexpr Operation<TwoImagesInt> copyZoom{
-        kFile, 114, L"CopyZoom( %s, %s )",
-        kRows<TwoImagesInt, Typed<kCopyZoom, KrAOI8, KrAOI8, int>, Typed<kCopyZoom, KrAOI16, KrAOI16, int>,
-              Typed<kCopyZoom, KrAOI32, KrAOI32, int>, Typed<kCopyZoom, KrAOI32Float, KrAOI32Float, int>>};
-    static constexpr Operation<TwoImages> copyLow{
-        kFile, 152, L"CopyLow( %s, %s )",
-        kRows<TwoImages, KernelCall<&T::CopyL168SW>, Typed<kCopyLow, KrAOI8, KrAOI16>,
-              Typed<kCopyLow, KrAOI16, KrAOI32>>};
-    static constexpr Operation<TwoImages> copyHigh{
-        kFile, 190, L"CopyHigh( %s, %s )",
-        kRows<TwoImages, Typed<kCopyHigh, KrAOI8, KrAOI16>, Typed<kCopyHigh, KrAOI16, KrAOI8>,
-              Typed<kCopyHigh, KrAOI16, KrAOI32>>};
-    static constexpr Operation<Swap> exchange{
-        kFile, 229, L"Exchange( %s, %s )",
-        kRows<Swap, Typed<kSwap, KrAOI8, KrAOI8>, Typed<kSwap, KrAOI16, KrAOI16>, Typed<kSwap, KrAOI32, KrAOI32>,
-              Typed<kSwap, KrAOI32Float, KrAOI32Float>>};
-    static constexpr Operation<Fill> clear{
-        kFile, 288, L"Clear( %s, %g )",
-        kRows<Fill, TypedCall<kSet, KrAOI8, double>, TypedCall<kSet, KrAOI16, double>,
-              TypedCall<kSet, KrAOI32Float, double>, TypedCall<kSet, KrAOI64Double, double>>};
-    static constexpr Operation<TwoImages> copyEven{kFile, 312, L"CopyEven( %s, %s )",
-                                                   kRows<TwoImages, KernelCall<&T::Copy88SWEven>>};
-
-    static constexpr Operation<BitsKeep> transferBits{
-        kFile, 355, L"TransferBits( %s, %s, %ld, %ld )",
-        kRows<BitsKeep, KernelCall<&T::TransferBits88SW>, KernelCall<&T::TransferBits168SW>,
-              KernelCall<&T::TransferBits816SW>, KernelCall<&T::TransferBits1616SW>>};
-    static constexpr auto kOr = [](const auto* src, auto* dst, std::int32_t mask, std::int32_t shift) {
-        MoveBits(src, dst, mask, shift, Join::eOr);
-    };
+    // The one that has no virtual kernels.
     template <class A, class D>
-    using Or = TypedCall<kOr, A, D, std::int32_t, std::int32_t>;
-    static constexpr Operation<Bits> transferBitsWithOr{
-        kFile, 402, L"TransferBitsWithOr( %s, %s, %ld, %ld )",
-        kRows<Bits, Or<KrAOI8, KrAOI8>, Or<KrAOI16, KrAOI8>, Or<KrAOI8, KrAOI16>, Or<KrAOI16, KrAOI16>>};
-    static constexpr Operation<Bits> transferBitsWithAnd{
-        kFile, 447, L"TransferBitsWithAnd( %s, %s, %ld, %ld )",
-        kRows<Bits, KernelCall<&T::TransferBitsWithAnd88SW>, KernelCall<&T::TransferBitsWithAnd168SW>,
-              KernelCall<&T::TransferBitsWithAnd816SW>, KernelCall<&T::TransferBitsWithAnd1616SW>>};
+    static void Or(T&, const KrTAOI<A>* src, KrTAOI<D>* dst, std::int32_t mask, std::int32_t shift) {
+        MoveBits(src, dst, mask, shift, Join::eOr);
+    }
+
+    static constexpr std::tuple all{
+        TwoImages::Of<&KrIpCopy::Copy<u8>, &T::Copy816SW, &T::Copy832FSW, &T::Copy864DSW, &KrIpCopy::Copy<u16>,
+                      &T::Copy1632FSW, &KrIpCopy::Copy<i32>, &KrIpCopy::Copy<float>, &T::Copy328FSW, &T::Copy3216FSW>(
+            kFile, 77, L"Copy( %s, %s )"),
+        TwoImagesInt::Of<&KrIpCopy::CopyZoom<u8>, &KrIpCopy::CopyZoom<u16>, &KrIpCopy::CopyZoom<i32>,
+                         &KrIpCopy::CopyZoom<float>>(kFile, 114, L"CopyZoom( %s, %s )"),
+        TwoImages::Of<&T::CopyL168SW, &KrIpCopy::CopyLow<u8, u16>, &KrIpCopy::CopyLow<u16, i32>>(kFile, 152,
+                                                                                                 L"CopyLow( %s, %s )"),
+        TwoImages::Of<&KrIpCopy::CopyHigh<u8, u16>, &KrIpCopy::CopyHigh<u16, u8>, &KrIpCopy::CopyHigh<u16, i32>>(
+            kFile, 190, L"CopyHigh( %s, %s )"),
+        Swap::Of<&KrIpSwap::Swap<u8>, &KrIpSwap::Swap<u16>, &KrIpSwap::Swap<i32>, &KrIpSwap::Swap<float>>(
+            kFile, 229, L"Exchange( %s, %s )"),
+        Fill::Of<&KrIpSet::Set<u8>, &KrIpSet::Set<u16>, &KrIpSet::Set<float>, &KrIpSet::Set<double>>(
+            kFile, 288, L"Clear( %s, %g )"),
+        TwoImages::Of<&T::Copy88SWEven>(kFile, 312, L"CopyEven( %s, %s )"),
+        BitsKeep::Of<&T::TransferBits88SW, &T::TransferBits168SW, &T::TransferBits816SW, &T::TransferBits1616SW>(
+            kFile, 355, L"TransferBits( %s, %s, %ld, %ld )"),
+        Bits::Of<&Or<u8, u8>, &Or<u16, u8>, &Or<u8, u16>, &Or<u16, u16>>(kFile, 402,
+                                                                         L"TransferBitsWithOr( %s, %s, %ld, %ld )"),
+        Bits::Of<&T::TransferBitsWithAnd88SW, &T::TransferBitsWithAnd168SW, &T::TransferBitsWithAnd816SW,
+                 &T::TransferBitsWithAnd1616SW>(kFile, 447, L"TransferBitsWithAnd( %s, %s, %ld, %ld )")};
 };
+
+namespace {
+
+const auto& [kCopy, kCopyZoom, kCopyLow, kCopyHigh, kExchange, kClear, kCopyEven, kTransferBits, kTransferBitsWithOr,
+             kTransferBitsWithAnd] = OperationsOf<KrLTransfer>::all;
+
+}  // namespace
 
 void KrLTransfer::TransferBits(const KrAOI* src, KrAOI* dst, std::int32_t mask, std::int32_t shift) {
     TransferBits(src, dst, mask, shift, 0);
 }
 void KrLTransfer::TransferBits(const KrAOI* src, KrAOI* dst, std::int32_t mask, std::int32_t shift, int keep) {
-    Tables::transferBits(*this, src, dst, mask, shift, keep);
+    kTransferBits(*this, src, dst, mask, shift, keep);
 }
 void KrLTransfer::TransferBitsWithOr(const KrAOI* src, KrAOI* dst, std::int32_t mask, std::int32_t shift) {
-    Tables::transferBitsWithOr(*this, src, dst, mask, shift);
+    kTransferBitsWithOr(*this, src, dst, mask, shift);
 }
 void KrLTransfer::TransferBitsWithAnd(const KrAOI* src, KrAOI* dst, std::int32_t mask, std::int32_t shift) {
-    Tables::transferBitsWithAnd(*this, src, dst, mask, shift);
+    kTransferBitsWithAnd(*this, src, dst, mask, shift);
 }
-void KrLTransfer::CopyEven(const KrAOI* src, KrAOI* dst) { Tables::copyEven(*this, src, dst); }
-void KrLTransfer::Copy(const KrAOI* src, KrAOI* dst) { Tables::copy(*this, src, dst); }
-void KrLTransfer::CopyZoom(const KrAOI* src, KrAOI* dst, int averaging) {
-    Tables::copyZoom(*this, src, dst, averaging);
-}
-void KrLTransfer::CopyLow(const KrAOI* src, KrAOI* dst) { Tables::copyLow(*this, src, dst); }
-void KrLTransfer::CopyHigh(const KrAOI* src, KrAOI* dst) { Tables::copyHigh(*this, src, dst); }
-void KrLTransfer::Exchange(KrAOI* a, KrAOI* b) { Tables::exchange(*this, a, b); }
-void KrLTransfer::Clear(KrAOI* dst, double value) { Tables::clear(*this, dst, value); }
+void KrLTransfer::CopyEven(const KrAOI* src, KrAOI* dst) { kCopyEven(*this, src, dst); }
+void KrLTransfer::Copy(const KrAOI* src, KrAOI* dst) { kCopy(*this, src, dst); }
+void KrLTransfer::CopyZoom(const KrAOI* src, KrAOI* dst, int averaging) { kCopyZoom(*this, src, dst, averaging); }
+void KrLTransfer::CopyLow(const KrAOI* src, KrAOI* dst) { kCopyLow(*this, src, dst); }
+void KrLTransfer::CopyHigh(const KrAOI* src, KrAOI* dst) { kCopyHigh(*this, src, dst); }
+void KrLTransfer::Exchange(KrAOI* a, KrAOI* b) { kExchange(*this, a, b); }
+void KrLTransfer::Clear(KrAOI* dst, double value) { kClear(*this, dst, value); }
 
 void KrLTransfer::CopyL168SW(const KrAOI16* src, KrAOI8* dst) { Convert(src, dst); }
 void KrLTransfer::Copy816SW(const KrAOI8* src, KrAOI16* dst) { Convert(src, dst); }
@@ -192,18 +170,6 @@ void KrLTransfer::TransferBitsWithAnd1616SW(const KrAOI16* s, KrAOI16* d, std::i
     MoveBits(s, d, mask, shift, Join::eAnd);
 }
 
-std::vector<OperationInfo> TransferOperations() {
-    using T = KrLTransfer::Tables;
-    return {T::copy.Info(),
-            T::copyZoom.Info(),
-            T::copyLow.Info(),
-            T::copyHigh.Info(),
-            T::exchange.Info(),
-            T::clear.Info(),
-            T::copyEven.Info(),
-            T::transferBits.Info(),
-            T::transferBitsWithOr.Info(),
-            T::transferBitsWithAnd.Info()};
-}
+std::vector<OperationInfo> TransferOperations() { return ListOperations(OperationsOf<KrLTransfer>::all); }
 
 }  // namespace KrN
