@@ -35,30 +35,34 @@ void RunJob(const Job& job, const KrTAOI<T>& src, KrTAOI<T>& dst) {
     job.Run(src, dst);
 }
 template <class Job>
-constexpr auto Filter(std::uint32_t line, const wchar_t* format) {
-    return Operation<void(const Job&, KrAOI*, KrAOI*)>::template Of<
-        &RunJob<Job, std::uint8_t>, &RunJob<Job, std::uint16_t>, &RunJob<Job, std::int32_t>, &RunJob<Job, float>>(
-        kFile, line, format);
+using Filter = Operation<void(const Job&, KrAOI*, KrAOI*)>;
+template <class Job>
+constexpr Filter<Job> MakeFilter(std::uint32_t line, const wchar_t* format) {
+    return Filter<Job>::template Of<&RunJob<Job, std::uint8_t>, &RunJob<Job, std::uint16_t>, &RunJob<Job, std::int32_t>,
+                                    &RunJob<Job, float>>(kFile, line, format);
 }
 
-constexpr std::tuple kFilters{Filter<WindowJob>(582, L"KrFilterHorizontal( %s, %s )"),
-                              Filter<WindowJob>(685, L"KrFilterVertical( %s, %s )"),
-                              Filter<WindowJob>(782, L"KrFilterHorGauss( %s, %s )"),
-                              Filter<WindowJob>(880, L"KrFilterVerGauss( %s, %s )"),
-                              Filter<WindowJob>(987, L"KrFilterHorMedian( %s, %s )"),
-                              Filter<WindowJob>(1085, L"KrFilterVerMedian( %s, %s )"),
-                              Filter<WindowJob>(1189, L"KrFilterHorErosion( %s, %s )"),
-                              Filter<WindowJob>(1287, L"KrFilterVerErosion( %s, %s )"),
-                              Filter<WindowJob>(1392, L"KrFilterHorDilatation( %s, %s )"),
-                              Filter<WindowJob>(1490, L"KrFilterVerDilatation( %s, %s )"),
-                              Filter<RecursiveJob>(1593, L"KrFilterHorRecursive( %s, %s )"),
-                              Filter<RecursiveJob>(1691, L"KrFilterVerRecursive( %s, %s )")};
+constexpr std::tuple kFilters{MakeFilter<WindowJob>(582, L"KrFilterHorizontal( %s, %s )"),
+                              MakeFilter<WindowJob>(685, L"KrFilterVertical( %s, %s )"),
+                              MakeFilter<WindowJob>(782, L"KrFilterHorGauss( %s, %s )"),
+                              MakeFilter<WindowJob>(880, L"KrFilterVerGauss( %s, %s )"),
+                              MakeFilter<WindowJob>(987, L"KrFilterHorMedian( %s, %s )"),
+                              MakeFilter<WindowJob>(1085, L"KrFilterVerMedian( %s, %s )"),
+                              MakeFilter<WindowJob>(1189, L"KrFilterHorErosion( %s, %s )"),
+                              MakeFilter<WindowJob>(1287, L"KrFilterVerErosion( %s, %s )"),
+                              MakeFilter<WindowJob>(1392, L"KrFilterHorDilatation( %s, %s )"),
+                              MakeFilter<WindowJob>(1490, L"KrFilterVerDilatation( %s, %s )"),
+                              MakeFilter<RecursiveJob>(1593, L"KrFilterHorRecursive( %s, %s )"),
+                              MakeFilter<RecursiveJob>(1691, L"KrFilterVerRecursive( %s, %s )")};
 const auto& [kHorizontal, kVertical, kHorGauss, kVerGauss, kHorMedian, kVerMedian, kHorErosion, kVerErosion,
              kHorDilatation, kVerDilatation, kHorRecursive, kVerRecursive] = kFilters;
 
-template <class Filter, class Job>
-void Execute(const Filter& filter, const Job& job, KrAOI* src, KrAOI* dst) {
-    filter(job, src, dst ? dst : src);
+// Along rows or down columns; without a destination in place.
+void AlongRows(const Filter<WindowJob>& filter, const LineWindow& window, KrAOI* src, KrAOI* dst) {
+    filter({window, eHor}, src, dst ? dst : src);
+}
+void DownColumns(const Filter<WindowJob>& filter, const LineWindow& window, KrAOI* src, KrAOI* dst) {
+    filter({window, eVert}, src, dst ? dst : src);
 }
 
 }  // namespace
@@ -78,24 +82,42 @@ VORIP_FILTER_DEFAULTS(KrFilterVerRecursive);
 VORIP_FILTER_DEFAULTS(KrFilterFIR1D);
 VORIP_FILTER_DEFAULTS(KrFilterBinominal1D);
 
-// clang-format off
 void KrFilterHorizontal::Execute(const KrTBuf1D<std::int32_t>& kernel, std::int32_t divisor, KrAOI* src, KrAOI* dst) {
-    KrN::Execute(kHorizontal, WindowJob{KernelWindow(kernel, 1.0 / divisor), eHor}, src, dst);
+    AlongRows(kHorizontal, KernelWindow(kernel, 1.0 / divisor), src, dst);
 }
 void KrFilterVertical::Execute(const KrTBuf1D<std::int32_t>& kernel, std::int32_t divisor, KrAOI* src, KrAOI* dst) {
-    KrN::Execute(kVertical, WindowJob{KernelWindow(kernel, 1.0 / divisor), eVert}, src, dst);
+    DownColumns(kVertical, KernelWindow(kernel, 1.0 / divisor), src, dst);
 }
-void KrFilterHorGauss::Execute(std::uint32_t taps, KrAOI* src, KrAOI* dst) { KrN::Execute(kHorGauss, WindowJob{GaussWindow(taps), eHor}, src, dst); }
-void KrFilterVerGauss::Execute(std::uint32_t taps, KrAOI* src, KrAOI* dst) { KrN::Execute(kVerGauss, WindowJob{GaussWindow(taps), eVert}, src, dst); }
-void KrFilterHorMedian::Execute(std::uint32_t taps, KrAOI* src, KrAOI* dst) { KrN::Execute(kHorMedian, WindowJob{RankWindow(WindowKind::eMedian, taps), eHor}, src, dst); }
-void KrFilterVerMedian::Execute(std::uint32_t taps, KrAOI* src, KrAOI* dst) { KrN::Execute(kVerMedian, WindowJob{RankWindow(WindowKind::eMedian, taps), eVert}, src, dst); }
-void KrFilterHorErosion::Execute(std::uint32_t taps, KrAOI* src, KrAOI* dst) { KrN::Execute(kHorErosion, WindowJob{RankWindow(WindowKind::eMinimum, taps), eHor}, src, dst); }
-void KrFilterVerErosion::Execute(std::uint32_t taps, KrAOI* src, KrAOI* dst) { KrN::Execute(kVerErosion, WindowJob{RankWindow(WindowKind::eMinimum, taps), eVert}, src, dst); }
-void KrFilterHorDilatation::Execute(std::uint32_t taps, KrAOI* src, KrAOI* dst) { KrN::Execute(kHorDilatation, WindowJob{RankWindow(WindowKind::eMaximum, taps), eHor}, src, dst); }
-void KrFilterVerDilatation::Execute(std::uint32_t taps, KrAOI* src, KrAOI* dst) { KrN::Execute(kVerDilatation, WindowJob{RankWindow(WindowKind::eMaximum, taps), eVert}, src, dst); }
-void KrFilterHorRecursive::Execute(double alpha, KrAOI* src, KrAOI* dst) { KrN::Execute(kHorRecursive, RecursiveJob{alpha, eHor}, src, dst); }
-void KrFilterVerRecursive::Execute(double alpha, KrAOI* src, KrAOI* dst) { KrN::Execute(kVerRecursive, RecursiveJob{alpha, eVert}, src, dst); }
-// clang-format on
+void KrFilterHorGauss::Execute(std::uint32_t taps, KrAOI* src, KrAOI* dst) {
+    AlongRows(kHorGauss, GaussWindow(taps), src, dst);
+}
+void KrFilterVerGauss::Execute(std::uint32_t taps, KrAOI* src, KrAOI* dst) {
+    DownColumns(kVerGauss, GaussWindow(taps), src, dst);
+}
+void KrFilterHorMedian::Execute(std::uint32_t taps, KrAOI* src, KrAOI* dst) {
+    AlongRows(kHorMedian, RankWindow(WindowKind::eMedian, taps), src, dst);
+}
+void KrFilterVerMedian::Execute(std::uint32_t taps, KrAOI* src, KrAOI* dst) {
+    DownColumns(kVerMedian, RankWindow(WindowKind::eMedian, taps), src, dst);
+}
+void KrFilterHorErosion::Execute(std::uint32_t taps, KrAOI* src, KrAOI* dst) {
+    AlongRows(kHorErosion, RankWindow(WindowKind::eMinimum, taps), src, dst);
+}
+void KrFilterVerErosion::Execute(std::uint32_t taps, KrAOI* src, KrAOI* dst) {
+    DownColumns(kVerErosion, RankWindow(WindowKind::eMinimum, taps), src, dst);
+}
+void KrFilterHorDilatation::Execute(std::uint32_t taps, KrAOI* src, KrAOI* dst) {
+    AlongRows(kHorDilatation, RankWindow(WindowKind::eMaximum, taps), src, dst);
+}
+void KrFilterVerDilatation::Execute(std::uint32_t taps, KrAOI* src, KrAOI* dst) {
+    DownColumns(kVerDilatation, RankWindow(WindowKind::eMaximum, taps), src, dst);
+}
+void KrFilterHorRecursive::Execute(double alpha, KrAOI* src, KrAOI* dst) {
+    kHorRecursive({alpha, eHor}, src, dst ? dst : src);
+}
+void KrFilterVerRecursive::Execute(double alpha, KrAOI* src, KrAOI* dst) {
+    kVerRecursive({alpha, eVert}, src, dst ? dst : src);
+}
 
 // --- The 8-bit special filters ---------------------------------------------------------------------------------------
 

@@ -84,16 +84,15 @@ void WalkMask(Logic logic, const KrTAOI<A>* a, std::uint32_t mask, KrTAOI<D>* ds
 }  // namespace
 
 // The kernels of one operation, as the header declares them.
-// clang-format off
-#define VORIP_LOGIC_KERNELS(Name)                                                                                       \
-    void KrLLogic::Name##888SW(const KrAOI8* a, const KrAOI8* b, KrAOI8* dst) { WalkPair(e##Name, a, b, dst); }         \
-    void KrLLogic::Name##8816SW(const KrAOI8* a, const KrAOI8* b, KrAOI16* dst) { WalkPair(e##Name, a, b, dst); }       \
-    void KrLLogic::Name##81616SW(const KrAOI8* a, const KrAOI16* b, KrAOI16* dst) { WalkPair(e##Name, a, b, dst); }     \
-    void KrLLogic::Name##16816SW(const KrAOI16* a, const KrAOI8* b, KrAOI16* dst) { WalkPair(e##Name, a, b, dst); }     \
-    void KrLLogic::Name##161616SW(const KrAOI16* a, const KrAOI16* b, KrAOI16* dst) { WalkPair(e##Name, a, b, dst); }   \
-    void KrLLogic::Name##8ul8SW(const KrAOI8* a, std::uint32_t k, KrAOI8* dst) { WalkMask(e##Name, a, k, dst); }        \
-    void KrLLogic::Name##8ul16SW(const KrAOI8* a, std::uint32_t k, KrAOI16* dst) { WalkMask(e##Name, a, k, dst); }      \
-    void KrLLogic::Name##16ul16SW(const KrAOI16* a, std::uint32_t k, KrAOI16* dst) { WalkMask(e##Name, a, k, dst); }
+#define VORIP_LOGIC_KERNELS(Name)                                                                                   \
+  void KrLLogic::Name##888SW(const KrAOI8* a, const KrAOI8* b, KrAOI8* dst) { WalkPair(e##Name, a, b, dst); }       \
+  void KrLLogic::Name##8816SW(const KrAOI8* a, const KrAOI8* b, KrAOI16* dst) { WalkPair(e##Name, a, b, dst); }     \
+  void KrLLogic::Name##81616SW(const KrAOI8* a, const KrAOI16* b, KrAOI16* dst) { WalkPair(e##Name, a, b, dst); }   \
+  void KrLLogic::Name##16816SW(const KrAOI16* a, const KrAOI8* b, KrAOI16* dst) { WalkPair(e##Name, a, b, dst); }   \
+  void KrLLogic::Name##161616SW(const KrAOI16* a, const KrAOI16* b, KrAOI16* dst) { WalkPair(e##Name, a, b, dst); } \
+  void KrLLogic::Name##8ul8SW(const KrAOI8* a, std::uint32_t k, KrAOI8* dst) { WalkMask(e##Name, a, k, dst); }      \
+  void KrLLogic::Name##8ul16SW(const KrAOI8* a, std::uint32_t k, KrAOI16* dst) { WalkMask(e##Name, a, k, dst); }    \
+  void KrLLogic::Name##16ul16SW(const KrAOI16* a, std::uint32_t k, KrAOI16* dst) { WalkMask(e##Name, a, k, dst); }
 VORIP_LOGIC_KERNELS(And)
 VORIP_LOGIC_KERNELS(Nand)
 VORIP_LOGIC_KERNELS(Or)
@@ -101,7 +100,6 @@ VORIP_LOGIC_KERNELS(Nor)
 VORIP_LOGIC_KERNELS(Xor)
 VORIP_LOGIC_KERNELS(XNor)
 #undef VORIP_LOGIC_KERNELS
-// clang-format on
 
 void KrLLogic::Not8SW(KrAOI8* aoi) { WalkMask(eXor, aoi, 0xFF, aoi); }
 void KrLLogic::Not16SW(KrAOI16* aoi) { WalkMask(eXor, aoi, 0xFFFF, aoi); }
