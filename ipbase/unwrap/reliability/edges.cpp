@@ -138,12 +138,12 @@ bool CollectEdges(const ReliabilityInput& input, const AbortFlag& abort, Reliabi
     return true;
 }
 
-bool SortEdges(ReliabilityEdges& edges, const AbortFlag& abort) {
+bool SortEdges(ReliabilityEdges& edges, const AbortFlag& abort, std::size_t firstBucket, std::size_t endBucket) {
     const auto size = [&edges](std::size_t i) { return edges.bucket[i + 1] - edges.bucket[i]; };
     std::size_t largest = 0;
-    for (std::size_t i = 0; i < ReliabilityEdges::kBuckets; ++i) largest = std::max(largest, size(i));
+    for (std::size_t i = firstBucket; i < endBucket; ++i) largest = std::max(largest, size(i));
     const std::unique_ptr<EDGE[]> other(new EDGE[largest > kFewEdges ? largest : 0]);
-    for (std::size_t i = 0; i < ReliabilityEdges::kBuckets; ++i) {
+    for (std::size_t i = firstBucket; i < endBucket; ++i) {
         if (size(i) < 2) continue;
         if (abort.IsRaised()) return false;
         EDGE* const first = edges.edges.get() + edges.bucket[i];

@@ -3,6 +3,7 @@
 #include <array>
 #include <memory>
 
+#include "imagemodel/export.h"
 #include "ipbase/unwrap/reliability/input.h"
 
 namespace KrN {
@@ -35,8 +36,10 @@ struct ReliabilityEdges {
     std::size_t Count() const { return bucket[kBuckets]; }
 };
 
-// Both return false when the flag was raised meanwhile; the edges are then of no use.
+// Both return false when the flag was raised meanwhile; the edges are then of no use. Ranges of buckets may be sorted
+// at the same time.
 bool CollectEdges(const ReliabilityInput& input, const AbortFlag& abort, ReliabilityEdges& edges);
-bool SortEdges(ReliabilityEdges& edges, const AbortFlag& abort);
+VORIP_API bool SortEdges(ReliabilityEdges& edges, const AbortFlag& abort, std::size_t firstBucket = 0,
+                         std::size_t endBucket = ReliabilityEdges::kBuckets);
 
 }  // namespace KrN

@@ -1,24 +1,28 @@
 #include "ipbase/unwrap/reliability/groups.h"
 
+#include <hwy/cache_control.h>
+
 namespace KrN {
 
-bool MergeGroups(PIXELM* pixels, EDGE edge, int width) {
-    const ReliabilityHead first = FindHead(pixels, static_cast<std::int32_t>(edge.First()));
-    const ReliabilityHead second = FindHead(pixels, static_cast<std::int32_t>(edge.Second(width)));
-    if (first.pixel == second.pixel) return false;
-    PIXELM& a = pixels[first.pixel];
-    PIXELM& b = pixels[second.pixel];
-    const std::int32_t sizeA = -a.group;
-    const std::int32_t sizeB = -b.group;
-    const std::int32_t shiftOfB = first.increment - edge.Increment() - second.increment;
-    if (sizeB == 1 || sizeA > sizeB) {
-        a.group -= sizeB;
-        b = {first.pixel, shiftOfB};
-    } else {
-        b.group -= sizeA;
-        a = {second.pixel, -shiftOfB};
+// Sorted edges lead all over the image, so that the pixels are fetched from memory well before they are needed.
+void GatherGroups(const EDGE* edges, std::ptrdiff_t count, PIXELM* pixels, int width, const AbortFlag& abort) {
+    constexpr int kPixelAhead = 48;
+    constexpr int kHeadAhead = 24;
+    const auto fetchNext = [pixels](std::uint32_t pixel) {
+        const std::int32_t next = pixels[pixel].group;
+        if (next >= 0) hwy::Prefetch(pixels + next);
+    };
+    for (std::ptrdiff_t i = 0; i < count; ++i) {
+        if (i + kPixelAhead < count) {
+            const EDGE ahead = edges[i + kPixelAhead];
+            hwy::Prefetch(pixels + ahead.First());
+            hwy::Prefetch(pixels + ahead.Second(width));
+            const EDGE sooner = edges[i + kHeadAhead];
+            fetchNext(sooner.First());
+            fetchNext(sooner.Second(width));
+        }
+        if (MergeGroups(pixels, edges[i], width) && abort.IsRaised()) return;
     }
-    return sizeA > 1 && sizeB > 1;
 }
 
 }  // namespace KrN

@@ -37,6 +37,26 @@ inline ReliabilityHead FindHead(PIXELM* pixels, std::int32_t pixel) {
 // Merges the groups of an edge's pixels, the smaller one into the larger one, so that their periods agree over the
 // edge. The larger group keeps its periods; of two groups of the same size that is the second pixel's, unless both
 // pixels are alone. Returns whether two groups of several pixels were merged.
-bool MergeGroups(PIXELM* pixels, EDGE edge, int width);
+inline bool MergeGroups(PIXELM* pixels, EDGE edge, int width) {
+    const ReliabilityHead first = FindHead(pixels, static_cast<std::int32_t>(edge.First()));
+    const ReliabilityHead second = FindHead(pixels, static_cast<std::int32_t>(edge.Second(width)));
+    if (first.pixel == second.pixel) return false;
+    PIXELM& a = pixels[first.pixel];
+    PIXELM& b = pixels[second.pixel];
+    const std::int32_t sizeA = -a.group;
+    const std::int32_t sizeB = -b.group;
+    const std::int32_t shiftOfB = first.increment - edge.Increment() - second.increment;
+    if (sizeB == 1 || sizeA > sizeB) {
+        a.group -= sizeB;
+        b = {first.pixel, shiftOfB};
+    } else {
+        b.group -= sizeA;
+        a = {second.pixel, -shiftOfB};
+    }
+    return sizeA > 1 && sizeB > 1;
+}
+
+// Merges along the edges in their order; ends early when the flag is raised.
+VORIP_API void GatherGroups(const EDGE* edges, std::ptrdiff_t count, PIXELM* pixels, int width, const AbortFlag& abort);
 
 }  // namespace KrN

@@ -1,6 +1,5 @@
 #include "ipbase/ipLUnwrap_Velmor.h"
 
-#include <hwy/cache_control.h>
 #include <opencv2/core/core_c.h>
 
 #include <algorithm>
@@ -146,26 +145,8 @@ void KrLUnWrap_Velmor::initialisePIXELs(PIXELM* pixels, int width, int height) {
     std::fill_n(pixels, std::ptrdiff_t{width} * height, PIXELM{-1, 0});
 }
 
-// Sorted edges lead all over the image, so that the pixels are fetched from memory well before they are needed.
 void KrLUnWrap_Velmor::gatherPIXELs(const EDGE* edges, PIXELM* pixels, int width, int edgeCount) {
-    constexpr int kPixelAhead = 48;
-    constexpr int kHeadAhead = 24;
-    const AbortFlag abort(mAbortFlag);
-    const auto fetchNext = [pixels](std::uint32_t pixel) {
-        const std::int32_t next = pixels[pixel].group;
-        if (next >= 0) hwy::Prefetch(pixels + next);
-    };
-    for (int i = 0; i < edgeCount; ++i) {
-        if (i + kPixelAhead < edgeCount) {
-            const EDGE ahead = edges[i + kPixelAhead];
-            hwy::Prefetch(pixels + ahead.First());
-            hwy::Prefetch(pixels + ahead.Second(width));
-            const EDGE sooner = edges[i + kHeadAhead];
-            fetchNext(sooner.First());
-            fetchNext(sooner.Second(width));
-        }
-        if (MergeGroups(pixels, edges[i], width) && abort.IsRaised()) return;
-    }
+    GatherGroups(edges, edgeCount, pixels, width, AbortFlag(mAbortFlag));
 }
 
 int KrLUnWrap_Velmor::ShouldBeAborted() const {

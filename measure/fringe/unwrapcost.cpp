@@ -1,0 +1,191 @@
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <memory>
+#include <vector>
+
+#include "ipbase/unwrap/reliability/groups.h"
+#include "measure/fringe/components.h"
+#include "measure/fringe/rowbands.h"
+#include "measure/fringe/unwrapinput.h"
+#include "measure/unwrap.h"
+
+namespace measure {
+namespace {
+
+using KrN::EDGE;
+using KrN::PIXELM;
+using KrN::ReliabilityEdges;
+
+constexpr float kPi = 3.14159265F;
+
+// Below this sum of two costs, in radians, noise decides which edge is the better one; they count as equal.
+constexpr float kEqualCosts = 0.25F;
+constexpr float kLargestCost = 1e6F;
+
+// Bands of rows are joined on their own first, on all cores, then with one another.
+constexpr int kBandRows = 64;
+
+int CountBands(const cv::Mat& image) { return (image.rows + kBandRows - 1) / kBandRows; }
+cv::Range BandRows(const cv::Mat& image, int band) {
+    return {band * kBandRows, std::min((band + 1) * kBandRows, image.rows)};
+}
+
+class CostUnwrapper {
+public:
+    CostUnwrapper(const cv::Mat1f& phase, const cv::Mat1b& usable, const cv::Mat1f& cost)
+        : mPhase(phase), mCost(phase.size()), mPixels(new PIXELM[phase.total()]) {
+        ForRowBands(phase.size(), {}, "", [&](const cv::Range& range) {
+            for (int y = range.start; y < range.end; ++y) PrepareRow(usable[y], cost[y], y);
+        });
+    }
+
+    Unwrapped Run(int minPixels, const Progress& progress) {
+        progress.Report("joining smooth areas", 0);
+        std::vector<std::vector<EDGE>> dear(static_cast<std::size_t>(CountBands(mPhase)));
+        const auto all = cv::Range(0, CountBands(mPhase));
+        cv::parallel_for_(all, [&](const cv::Range& bands) {
+            for (int band = bands.start; band < bands.end; ++band) JoinSmooth(BandRows(mPhase, band));
+        });
+        for (int band = 1; band < all.end; ++band) JoinSmoothBelow(BandRows(mPhase, band).start - 1);
+        progress.Report("sorting the other edges", 0.3);
+        cv::parallel_for_(all, [&](const cv::Range& bands) {
+            for (int band = bands.start; band < bands.end; ++band)
+                CollectDear(BandRows(mPhase, band), dear[static_cast<std::size_t>(band)]);
+        });
+        JoinDear(dear, progress);
+        return Resolve(minPixels, progress);
+    }
+
+private:
+    // Excluded pixels have no finite cost.
+    void PrepareRow(const std::uint8_t* usable, const float* cost, int y) {
+        float* const to = mCost[y];
+        const float* const phase = mPhase[y];
+        for (int x = 0; x < mPhase.cols; ++x) {
+            const float known = cost[x] < kLargestCost ? std::max(cost[x], 0.0F) : kLargestCost;
+            to[x] = usable[x] && std::isfinite(phase[x]) ? known : INFINITY;
+            mPixels[Index(y, x)] = {-1, 0};
+        }
+    }
+
+    std::size_t Index(int y, int x) const {
+        return static_cast<std::size_t>(y) * static_cast<std::size_t>(mPhase.cols) + static_cast<std::size_t>(x);
+    }
+
+    // The edge from (y, x) to the right or below; its key orders the costs.
+    EDGE MakeEdge(int y, int x, bool below, float cost) const {
+        const float step = mPhase(y, x) - (below ? mPhase(y + 1, x) : mPhase(y, x + 1));
+        std::uint32_t key = 0;
+        std::memcpy(&key, &cost, sizeof key);
+        return EDGE::Make(key, Index(y, x), below, step > kPi ? -1 : step < -kPi ? 1 : 0);
+    }
+
+    void JoinSmooth(const cv::Range& rows) {
+        for (int y = rows.start; y < rows.end; ++y) {
+            const float* const own = mCost[y];
+            for (int x = 0; x + 1 < mPhase.cols; ++x) {
+                if (own[x] + own[x + 1] <= kEqualCosts) Merge(MakeEdge(y, x, false, 0));
+            }
+            if (y > rows.start) JoinSmoothBelow(y - 1);
+        }
+    }
+
+    void JoinSmoothBelow(int y) {
+        const float *const own = mCost[y], *const below = mCost[y + 1];
+        for (int x = 0; x < mPhase.cols; ++x) {
+            if (own[x] + below[x] <= kEqualCosts) Merge(MakeEdge(y, x, true, 0));
+        }
+    }
+
+    void Merge(EDGE edge) { KrN::MergeGroups(mPixels.get(), edge, mPhase.cols); }
+
+    // The group of a pixel, which is left as it is.
+    KrN::ReliabilityHead Head(std::size_t pixel) const {
+        std::int32_t increment = 0;
+        auto at = static_cast<std::int32_t>(pixel);
+        while (mPixels[static_cast<std::size_t>(at)].group >= 0) {
+            increment += mPixels[static_cast<std::size_t>(at)].increment;
+            at = mPixels[static_cast<std::size_t>(at)].group;
+        }
+        return {at, increment};
+    }
+
+    // Edges that are not smooth and lead to another group.
+    void CollectDear(const cv::Range& rows, std::vector<EDGE>& edges) const {
+        const auto add = [&](int y, int x, bool below, float cost) {
+            if (!(cost > kEqualCosts && cost < INFINITY)) return;
+            const std::size_t first = Index(y, x);
+            const std::size_t second = below ? Index(y + 1, x) : first + 1;
+            if (Head(first).pixel != Head(second).pixel) edges.push_back(MakeEdge(y, x, below, cost));
+        };
+        for (int y = rows.start; y < rows.end; ++y) {
+            const float* const own = mCost[y];
+            for (int x = 0; x + 1 < mPhase.cols; ++x) add(y, x, false, own[x] + own[x + 1]);
+            if (y + 1 == mPhase.rows) return;
+            const float* const below = mCost[y + 1];
+            for (int x = 0; x < mPhase.cols; ++x) add(y, x, true, own[x] + below[x]);
+        }
+    }
+
+    void JoinDear(std::vector<std::vector<EDGE>>& dear, const Progress& progress) {
+        ReliabilityEdges edges;
+        constexpr int shift = ReliabilityEdges::kBucketShift;
+        std::vector<std::size_t> counts(ReliabilityEdges::kBuckets);
+        for (const auto& band : dear) {
+            for (const EDGE edge : band) ++counts[edge.Key() >> shift];
+        }
+        for (std::size_t i = 0; i < counts.size(); ++i) edges.bucket[i + 1] = edges.bucket[i] + counts[i];
+        edges.edges.reset(new EDGE[edges.Count()]);
+        auto place = edges.bucket;
+        for (auto& band : dear) {
+            for (const EDGE edge : band) edges.edges[place[edge.Key() >> shift]++] = edge;
+            std::vector<EDGE>().swap(band);
+        }
+        const KrN::AbortFlag never(nullptr);
+        cv::parallel_for_({0, static_cast<int>(ReliabilityEdges::kBuckets)}, [&](const cv::Range& buckets) {
+            KrN::SortEdges(edges, never, static_cast<std::size_t>(buckets.start),
+                           static_cast<std::size_t>(buckets.end));
+        });
+        constexpr std::size_t kStretch = 1 << 20;
+        for (std::size_t i = 0; i < edges.Count(); i += kStretch) {
+            const double share = static_cast<double>(i) / static_cast<double>(edges.Count());
+            progress.Report("joining along the sorted edges", 0.5 + 0.4 * share);
+            const auto count = static_cast<std::ptrdiff_t>(std::min(kStretch, edges.Count() - i));
+            KrN::GatherGroups(edges.edges.get() + i, count, mPixels.get(), mPhase.cols, never);
+        }
+    }
+
+    Unwrapped Resolve(int minPixels, const Progress& progress) const {
+        progress.Report("writing the phase", 0.9);
+        Unwrapped result{cv::Mat1f(mPhase.size()), cv::Mat1i(mPhase.size()), {}};
+        ForRowBands(mPhase.size(), {}, "", [&](const cv::Range& range) {
+            for (int y = range.start; y < range.end; ++y) {
+                for (int x = 0; x < mPhase.cols; ++x) {
+                    const bool valid = mCost(y, x) < INFINITY;
+                    const KrN::ReliabilityHead head = valid ? Head(Index(y, x)) : KrN::ReliabilityHead{-1, 0};
+                    result.components(y, x) = head.pixel + 1;
+                    result.phase(y, x) = mPhase(y, x) + 2 * kPi * static_cast<float>(head.increment);
+                }
+            }
+        });
+        SortComponents(result, minPixels);
+        return result;
+    }
+
+    const cv::Mat1f& mPhase;
+    cv::Mat1f mCost;  // infinite where excluded
+    std::unique_ptr<PIXELM[]> mPixels;
+};
+
+}  // namespace
+
+Unwrapped UnwrapByCost(const cv::Mat1f& phase, const cv::Mat1b& usable, const cv::Mat1f& cost, int minPixels,
+                       const Progress& progress) {
+    RequireSize(phase, usable, "the mask");
+    RequireSize(phase, cost, "the cost");
+    if (phase.total() >= std::size_t{1} << 30) throw InputError("a phase of 2^30 or more pixels cannot be unwrapped");
+    return CostUnwrapper(phase, usable, cost).Run(minPixels, progress);
+}
+
+}  // namespace measure

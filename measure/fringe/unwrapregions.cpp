@@ -1,0 +1,139 @@
+#include <bitset>
+#include <cmath>
+#include <cstdint>
+#include <memory>
+
+#include "imagemodel/imagemodel.h"
+#include "ipbase/ipLUnwrap.h"
+#include "measure/fringe/components.h"
+#include "measure/fringe/rowbands.h"
+#include "measure/fringe/unwrapinput.h"
+#include "measure/unwrap.h"
+
+namespace measure {
+namespace {
+
+constexpr double kTwoPi = 2 * CV_PI;
+
+// The orders of a component count modulo 256, and those of a large one run over the end. They follow one another
+// without gaps, so that the widest gap in the circle of orders is where the component begins and ends.
+class OrderSpan {
+public:
+    void Add(std::int32_t order) { mOrders.set(Place(order)); }
+
+    // Finds the begin of the span; false when the orders fill the circle.
+    bool Find() {
+        if (mOrders.all()) return false;
+        std::size_t gap = 0, widest = 0;
+        for (std::size_t i = 0; i < 512; ++i) {
+            gap = mOrders[i % 256] ? 0 : gap + 1;
+            if (gap <= widest) continue;
+            widest = gap;
+            mBegin = (i + 1) % 256;
+        }
+        return true;
+    }
+
+    std::int32_t Straighten(std::int32_t order) const {
+        const std::size_t place = Place(order);
+        return static_cast<std::int32_t>(place < mBegin ? place + 256 : place);
+    }
+
+private:
+    static std::size_t Place(std::int32_t order) { return static_cast<std::size_t>(order & 255); }
+
+    std::bitset<256> mOrders;
+    std::size_t mBegin = 0;
+};
+
+template <class AOI, class T>
+AOI View(cv::Mat_<T>& image) {
+    const KrN::KrTSize<short> size{static_cast<short>(image.cols), static_cast<short>(image.rows)};
+    return AOI(size, reinterpret_cast<typename AOI::Pixel*>(image.data), static_cast<std::uint32_t>(image.step[0]));
+}
+
+// What the unwrapper of the base library takes and gives: 256 steps per period, 128 in masks where excluded.
+struct Planes {
+    explicit Planes(cv::Size size) : steps(size), mask(size), target(size), targetMask(size), components(size) {}
+    cv::Mat1b steps, mask;
+    cv::Mat1w target;
+    cv::Mat1b targetMask;
+    cv::Mat1i components;
+};
+
+void FillPlanes(const cv::Mat1f& phase, const cv::Mat1b& usable, Planes& planes) {
+    constexpr auto stepsPerRadian = static_cast<float>(256.0 / kTwoPi);
+    ForRowBands(phase.size(), {}, "", [&](const cv::Range& range) {
+        for (int y = range.start; y < range.end; ++y) {
+            for (int x = 0; x < phase.cols; ++x) {
+                const bool use = usable(y, x) && std::abs(phase(y, x)) < 1e6F;  // false for NaN
+                const int step = use ? static_cast<int>(std::floor(phase(y, x) * stepsPerRadian + 0.5F)) : 0;
+                planes.steps(y, x) = static_cast<std::uint8_t>(step & 255);
+                planes.mask(y, x) = use ? 0 : 128;
+            }
+        }
+    });
+}
+
+// Returns the least step of the target.
+int Execute(Planes& planes, cv::Mat1b quality, const RegionOptions& options) try {
+    auto steps = View<KrN::KrAOI8>(planes.steps), mask = View<KrN::KrAOI8>(planes.mask);
+    auto qualities = View<KrN::KrAOI8>(quality), targetMask = View<KrN::KrAOI8>(planes.targetMask);
+    auto target = View<KrN::KrAOI16>(planes.target);
+    auto components = View<KrN::KrAOI32>(planes.components);
+    KrN::KrLUnWrap unwrapper;
+    unwrapper.Execute(&steps, &qualities, &mask, &target, &targetMask, static_cast<unsigned char>(options.minQuality),
+                      static_cast<std::uint32_t>(options.minPixels), static_cast<unsigned char>(options.orderMode), 0);
+    unwrapper.GetComponentLabels(&components);
+    return unwrapper.GetRange().lower;
+} catch (KrN::KrException* error) {
+    const std::unique_ptr<KrN::KrException> owned(error);
+    throw InputError(KrN::KrString(error->BuildMessage().c_str()).ToUtf8());
+}
+
+}  // namespace
+
+Unwrapped UnwrapByRegions(const cv::Mat1f& phase, const cv::Mat1b& usable, const cv::Mat1b& quality,
+                          const RegionOptions& options, const Progress& progress) {
+    RequireSize(phase, usable, "the mask");
+    RequireSize(phase, quality, "the quality");
+    if (phase.cols > 32767 || phase.rows > 32767) throw InputError("a side of the phase has more than 32767 pixels");
+    if (options.minQuality < 0 || options.minQuality > 254) throw InputError("the least quality is 0 to 254");
+    if (options.orderMode < 1 || options.orderMode > 8) throw InputError("the order mode is 1 to 8");
+    progress.Report("growing and joining regions");
+    Planes planes(phase.size());
+    FillPlanes(phase, usable, planes);
+    const int least = Execute(planes, quality, options);
+
+    std::vector<OrderSpan> spans;
+    cv::Mat1i orders(phase.size());
+    for (int y = 0; y < phase.rows; ++y) {
+        for (int x = 0; x < phase.cols; ++x) {
+            int& component = planes.components(y, x);
+            if (planes.targetMask(y, x) & 64) component = 0;
+            if (component == 0) continue;
+            const double unwrapped = (planes.target(y, x) + least) * (kTwoPi / 256.0);
+            orders(y, x) = cvRound((unwrapped - static_cast<double>(phase(y, x))) / kTwoPi);
+            if (spans.size() <= static_cast<std::size_t>(component))
+                spans.resize(static_cast<std::size_t>(component) + 1);
+            spans[static_cast<std::size_t>(component)].Add(orders(y, x));
+        }
+    }
+    for (std::size_t i = 1; i < spans.size(); ++i) {
+        if (!spans[i].Find())
+            throw InputError("a component spans 256 periods or more, which only joining by cost can unwrap");
+    }
+    Unwrapped result{cv::Mat1f(phase.size()), planes.components, {}};
+    for (int y = 0; y < phase.rows; ++y) {
+        for (int x = 0; x < phase.cols; ++x) {
+            const int component = planes.components(y, x);
+            if (component == 0) continue;
+            const int order = spans[static_cast<std::size_t>(component)].Straighten(orders(y, x));
+            result.phase(y, x) = phase(y, x) + static_cast<float>(kTwoPi * order);
+        }
+    }
+    SortComponents(result, options.minPixels);
+    return result;
+}
+
+}  // namespace measure
