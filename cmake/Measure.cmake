@@ -2,10 +2,11 @@
 # measure/, sources and private headers in its rooms.
 file(GLOB measure_sources CONFIGURE_DEPENDS measure/*/*.cpp)
 file(GLOB measure_headers CONFIGURE_DEPENDS measure/*.h)
-# As the first library's row functions: GCC leaves loops with conditions scalar for the sake of exception flags.
+# As the first library's row functions: GCC leaves loops with conditions or square roots scalar for the sake of
+# exception flags and errno.
 file(GLOB measure_row_sources CONFIGURE_DEPENDS measure/*/*rows.cpp)
 if(NOT MSVC)
-    set_source_files_properties(${measure_row_sources} PROPERTIES COMPILE_OPTIONS -fno-trapping-math)
+    set_source_files_properties(${measure_row_sources} PROPERTIES COMPILE_OPTIONS "-fno-trapping-math;-fno-math-errno")
 endif()
 find_package(nlohmann_json REQUIRED)
 voripbase_find_opencv(imgcodecs)

@@ -14,35 +14,47 @@ namespace {
 
 constexpr float kNan = std::numeric_limits<float>::quiet_NaN();
 
-// Three rows of a band around the current one, each with one more value on both sides.
-class RowRing {
+// Visits the rows of a band, each with the differences of the phase around it. Of everything two rows are kept, with
+// one more value on both sides.
+class DifferenceRows {
 public:
-    explicit RowRing(int width) : mWidth(static_cast<std::size_t>(width)), mRows(3 * (mWidth + 2), kNan) {}
-    float* operator[](int y) { return mRows.data() + static_cast<std::size_t>((y + 3) % 3) * (mWidth + 2) + 1; }
+    DifferenceRows(const cv::Mat1f& phase, const cv::Mat1b& usable)
+        : mPhase(phase),
+          mUsable(usable),
+          mStride(static_cast<std::size_t>(phase.cols) + 2),
+          mRows(10 * mStride, kNan) {}
+
+    // visit(y, differences of the previous row, those of the row)
+    template <class Function>
+    void Visit(const cv::Range& range, const Function& visit) {
+        Load(range.start - 1);
+        Load(range.start);
+        Differ(range.start - 1);
+        for (int y = range.start; y < range.end; ++y) {
+            Load(y + 1);
+            Differ(y);
+            visit(y, Differences(y - 1), Differences(y));
+        }
+    }
 
 private:
-    std::size_t mWidth;
+    float* Row(int kind, int y) { return mRows.data() + static_cast<std::size_t>(2 * kind + (y & 1)) * mStride + 1; }
+    rows::Differences Differences(int y) { return {Row(1, y), Row(2, y), Row(3, y), Row(4, y)}; }
+    void Differ(int y) { rows::Differ(Row(0, y), Row(0, y + 1), Differences(y), mStride - 2); }
+
+    void Load(int y) {
+        float* const row = Row(0, y);
+        if (y < 0 || y >= mPhase.rows) return std::fill_n(row, mPhase.cols, kNan), void();
+        const float* const values = mPhase[y];
+        const std::uint8_t* const use = mUsable[y];
+        for (int x = 0; x < mPhase.cols; ++x) row[x] = use[x] ? values[x] : kNan;
+    }
+
+    const cv::Mat1f& mPhase;
+    const cv::Mat1b& mUsable;
+    const std::size_t mStride;
     std::vector<float> mRows;
 };
-
-// Visits the rows of a band, each with the wrapped phases around it.
-template <class Visit>
-void VisitPhaseRows(const cv::Mat1f& phase, const cv::Mat1b& usable, const cv::Range& range, const Visit& visit) {
-    RowRing ring(phase.cols);
-    const auto load = [&](int y) {
-        float* const row = ring[y];
-        if (y < 0 || y >= phase.rows) return std::fill_n(row, phase.cols, kNan), void();
-        const float* const values = phase[y];
-        const std::uint8_t* const use = usable[y];
-        for (int x = 0; x < phase.cols; ++x) row[x] = use[x] ? values[x] : kNan;
-    };
-    load(range.start - 1);
-    load(range.start);
-    for (int y = range.start; y < range.end; ++y) {
-        load(y + 1);
-        visit(y, rows::PhaseRows{ring[y - 1], ring[y], ring[y + 1]});
-    }
-}
 
 // Adds the cost of changes of the contrast to a band of rows.
 class ContrastCost {
@@ -93,8 +105,8 @@ cv::Mat1b QualityFromPhase(const cv::Mat1f& phase, const cv::Mat1b& usable) {
     RequireSize(phase, usable, "the mask");
     cv::Mat1b quality(phase.size());
     ForRowBands(phase.size(), {}, "", [&](const cv::Range& range) {
-        VisitPhaseRows(phase, usable, range, [&](int y, const rows::PhaseRows& around) {
-            rows::Straightness(around, quality[y], static_cast<std::size_t>(phase.cols));
+        DifferenceRows(phase, usable).Visit(range, [&](int y, const auto& previous, const auto& own) {
+            rows::Straightness(previous, own, quality[y], static_cast<std::size_t>(phase.cols));
         });
     });
     return quality;
@@ -105,8 +117,8 @@ cv::Mat1f UnwrapCost(const cv::Mat1f& phase, const cv::Mat1b& usable, const cv::
     if (!contrast.empty()) RequireSize(phase, contrast, "the contrast");
     cv::Mat1f cost(phase.size());
     ForRowBands(phase.size(), {}, "", [&](const cv::Range& range) {
-        VisitPhaseRows(phase, usable, range, [&](int y, const rows::PhaseRows& around) {
-            rows::Bend(around, cost[y], static_cast<std::size_t>(phase.cols));
+        DifferenceRows(phase, usable).Visit(range, [&](int y, const auto& previous, const auto& own) {
+            rows::Bend(previous, own, cost[y], static_cast<std::size_t>(phase.cols));
         });
         if (!contrast.empty()) ContrastCost(contrast, cost).Add(range);
     });

@@ -8,20 +8,7 @@ namespace {
 constexpr float kPi = 3.14159265F;
 
 inline float Wrapped(float difference) {
-    return difference > kPi ? difference - 2 * kPi : difference < -kPi ? difference + 2 * kPi : difference;
-}
-
-// NaN when one of the three is.
-inline float SecondDifference(float a, float b, float c) { return Wrapped(a - b) + Wrapped(c - b); }
-
-struct FourDirections {
-    float horizontal, vertical, falling, rising;
-};
-
-inline FourDirections SecondDifferences(const float* above, const float* own, const float* below, std::ptrdiff_t x) {
-    const float b = own[x];
-    return {SecondDifference(own[x - 1], b, own[x + 1]), SecondDifference(above[x], b, below[x]),
-            SecondDifference(above[x - 1], b, below[x + 1]), SecondDifference(above[x + 1], b, below[x - 1])};
+    return difference - (difference > kPi ? 2 * kPi : 0.0F) + (difference < -kPi ? 2 * kPi : 0.0F);
 }
 
 inline float ZeroForNan(float v) { return v == v ? v : 0.0F; }
@@ -31,26 +18,47 @@ inline float Least(float a, float b) { return a < b ? a : b; }
 
 }  // namespace
 
-void Bend(const PhaseRows& rows, float* __restrict bend, std::size_t count) {
-    const float* __restrict above = rows.above, * __restrict own = rows.own, * __restrict below = rows.below;
+void Differ(const float* __restrict phase, const float* __restrict phaseBelow, const Differences& differences,
+            std::size_t count) {
+    float* __restrict right = differences.right, * __restrict below = differences.below;
+    float* __restrict belowRight = differences.belowRight, * __restrict belowLeft = differences.belowLeft;
+    right[-1] = Wrapped(phase[0] - phase[-1]);
     for (std::ptrdiff_t x = 0; x < static_cast<std::ptrdiff_t>(count); ++x) {
-        const FourDirections d = SecondDifferences(above, own, below, x);
+        right[x] = Wrapped(phase[x + 1] - phase[x]);
+        below[x] = Wrapped(phaseBelow[x] - phase[x]);
+        belowRight[x] = Wrapped(phaseBelow[x + 1] - phase[x]);
+        belowLeft[x] = Wrapped(phaseBelow[x - 1] - phase[x]);
+    }
+}
+
+void Bend(const Differences& previous, const Differences& own, float* __restrict bend, std::size_t count) {
+    const float* __restrict right = own.right;
+    const float* __restrict below = own.below, * __restrict above = previous.below;
+    const float* __restrict belowRight = own.belowRight, * __restrict aboveLeft = previous.belowRight;
+    const float* __restrict belowLeft = own.belowLeft, * __restrict aboveRight = previous.belowLeft;
+    for (std::ptrdiff_t x = 0; x < static_cast<std::ptrdiff_t>(count); ++x) {
+        const float horizontal = right[x] - right[x - 1], vertical = below[x] - above[x];
+        const float falling = belowRight[x] - aboveLeft[x - 1], rising = belowLeft[x] - aboveRight[x + 1];
         const float directions =
-            OneUnlessNan(d.horizontal) + OneUnlessNan(d.vertical) + OneUnlessNan(d.falling) + OneUnlessNan(d.rising);
-        const float squares = ZeroForNan(d.horizontal * d.horizontal) + ZeroForNan(d.vertical * d.vertical) +
-                              ZeroForNan(d.falling * d.falling) + ZeroForNan(d.rising * d.rising);
+            OneUnlessNan(horizontal) + OneUnlessNan(vertical) + OneUnlessNan(falling) + OneUnlessNan(rising);
+        const float squares = ZeroForNan(horizontal * horizontal) + ZeroForNan(vertical * vertical) +
+                              ZeroForNan(falling * falling) + ZeroForNan(rising * rising);
         const float root = std::sqrt(squares * (4.0F / Largest(directions, 1.0F)));
         bend[x] = directions > 0 ? Least(root, kLargestBend) : kLargestBend;
     }
 }
 
-void Straightness(const PhaseRows& rows, std::uint8_t* __restrict quality, std::size_t count) {
-    const float* __restrict above = rows.above, * __restrict own = rows.own, * __restrict below = rows.below;
+void Straightness(const Differences& previous, const Differences& own, std::uint8_t* __restrict quality,
+                  std::size_t count) {
+    const float* __restrict right = own.right;
+    const float* __restrict below = own.below, * __restrict above = previous.below;
+    const float* __restrict belowRight = own.belowRight, * __restrict aboveLeft = previous.belowRight;
+    const float* __restrict belowLeft = own.belowLeft, * __restrict aboveRight = previous.belowLeft;
     const auto sizeOrNone = [](float v) { return v == v ? std::abs(v) : -1.0F; };
     for (std::ptrdiff_t x = 0; x < static_cast<std::ptrdiff_t>(count); ++x) {
-        const FourDirections d = SecondDifferences(above, own, below, x);
-        const float bend = Largest(Largest(sizeOrNone(d.horizontal), sizeOrNone(d.vertical)),
-                                   Largest(sizeOrNone(d.falling), sizeOrNone(d.rising)));
+        const float bend = Largest(
+            Largest(sizeOrNone(right[x] - right[x - 1]), sizeOrNone(below[x] - above[x])),
+            Largest(sizeOrNone(belowRight[x] - aboveLeft[x - 1]), sizeOrNone(belowLeft[x] - aboveRight[x + 1])));
         const float straight = Largest(255.0F - bend * (255.0F / kPi), 0.0F);
         quality[x] = static_cast<std::uint8_t>(static_cast<int>(bend >= 0 ? straight + 0.5F : 0.0F));
     }

@@ -7,20 +7,25 @@ namespace measure::rows {
 
 // The inner loops of unwrapping costs, over `count` pixels of a row.
 
-// Wrapped phases of a row and of its neighbours above and below, NaN where they do not count. All can be read at -1 and
-// at `count`.
-struct PhaseRows {
-    const float *above, *own, *below;
+// The wrapped differences between the pixels of a row and their neighbours: to the right and, in the next row, below,
+// below right and below left. All can be read at -1 and at `count`.
+struct Differences {
+    float *right, *below, *belowRight, *belowLeft;
 };
+
+// From the phases of a row and the next one, NaN where they do not count, which can be read at -1 and at `count`. The
+// difference to the right is found for -1, too.
+void Differ(const float* phase, const float* phaseBelow, const Differences& differences, std::size_t count);
 
 constexpr float kLargestBend = 10.0F;
 
-// The root of the sum of the squared second differences over the four directions through each pixel; those that are NaN
-// count as the mean of the others. At most kLargestBend, which is also where there is none.
-void Bend(const PhaseRows& rows, float* bend, std::size_t count);
+// The second differences over the four directions through each pixel are those of a row's differences and of the
+// previous row's. bend = the root of the sum of their squares; those that are NaN count as the mean of the others. At
+// most kLargestBend, which is also where there is none.
+void Bend(const Differences& previous, const Differences& own, float* bend, std::size_t count);
 
 // 255 where the largest second difference is 0, 0 where it is pi or more or where there is none.
-void Straightness(const PhaseRows& rows, std::uint8_t* quality, std::size_t count);
+void Straightness(const Differences& previous, const Differences& own, std::uint8_t* quality, std::size_t count);
 
 // The largest and the least of three values: values[x - 1], values[x], values[x + 1], which can all be read.
 void ExtremesOfThree(const float* values, float* largest, float* least, std::size_t count);

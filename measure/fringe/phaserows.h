@@ -46,19 +46,28 @@ void MarkSaturated(const float* peak, float level, std::uint8_t* saturated, std:
 struct Limits {
     float mean, modulation;
 };
-// Three rows of sums of three pixels each, of C and of S.
+// Three rows of sums of three pixels each.
+struct ThreeRows {
+    const float *above, *own, *below;
+};
 struct Neighbourhood {
-    const float* c[3];
-    const float* s[3];
+    ThreeRows c, s;
 };
 void MarkUsable(const float* mean, const float* modulation, const std::uint8_t* saturated, const Neighbourhood& around,
                 const Limits& limits, std::uint8_t* usable, std::size_t count);
 
-// What is to be added to a phase of -pi + 2 pi i / kPeriodSteps.
-constexpr int kPeriodSteps = 4096;
-using PeriodTable = std::array<float, kPeriodSteps + 1>;
+// contrast = min(1, B / (A + 1)) of the means of nine pixels.
+void Contrast(const ThreeRows& mean, const ThreeRows& modulation, float* contrast, std::size_t count);
 
-// Adds to every phase in [-pi, pi] what the table has for it, interpolated, and wraps the sum; NaN stays NaN.
-void AddPeriodic(const PeriodTable& table, float* phase, std::size_t count);
+// A sum of sines and cosines of multiples of an angle: sum over m of sines[m - 1] sin(m angle) + ....
+struct Harmonics {
+    static constexpr int kLargest = 8;
+    std::array<float, kLargest> sines{}, cosines{};
+    int count = 0;
+};
+
+// Adds to every phase the sum for the angle `multiple` phase, within 1e-5 of its amplitude, and wraps what was within
+// [-pi, pi]; NaN stays NaN.
+void AddHarmonics(const Harmonics& harmonics, int multiple, float* phase, std::size_t count);
 
 }  // namespace measure::rows

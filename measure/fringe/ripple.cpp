@@ -54,7 +54,8 @@ std::vector<int> HarmonicsOf(const std::vector<double>& shifts) {
 
 constexpr auto kPi = static_cast<float>(CV_PI);
 
-float Wrap(float angle) { return angle - 2 * kPi * std::nearbyint(angle / (2 * kPi)); }
+// Of a difference between two phases.
+float Wrap(float angle) { return angle > kPi ? angle - 2 * kPi : angle < -kPi ? angle + 2 * kPi : angle; }
 
 // The change of the phase along a line of pixels, in periods, as far as neighbours are usable.
 class LineCount {
@@ -83,7 +84,7 @@ double HighOf(const std::vector<LineCount>& lines) {
 }
 
 double CountPeriodsInView(const FringePhase& set) {
-    constexpr int kLines = 64;
+    constexpr int kLines = 32;
     const int rows = std::min(kLines, set.phase.rows), cols = std::min(kLines, set.phase.cols);
     const auto place = [](int line, int lines, int size) { return (2 * line + 1) * size / (2 * lines); };
     std::vector<LineCount> across(static_cast<std::size_t>(rows)), down(static_cast<std::size_t>(cols));
@@ -105,27 +106,27 @@ double CountPeriodsInView(const FringePhase& set) {
 constexpr int kBins = 1024;
 using Distribution = std::array<std::uint32_t, kBins + 1>;
 
+// Some hundred thousand pixels tell the distribution. Their places change from row to row without a rhythm that fringes
+// could have.
 Distribution DistributePhase(const FringePhase& set, const Progress& progress) {
+    constexpr std::size_t kEnoughPixels = std::size_t{1} << 19;
+    const int step = static_cast<int>(std::clamp<std::size_t>(set.phase.total() / kEnoughPixels, 1, 16));
     Distribution sum{};
     std::mutex adding;
     ForRowBands(set.phase.size(), progress, "estimating the ripple", [&](const cv::Range& range) {
-        Distribution even{}, odd{};  // two, for equal neighbours would wait for one another
+        Distribution counts{};
         for (int y = range.start; y < range.end; ++y) {
             const float* const phase = set.phase[y];
             const std::uint8_t* const usable = set.usable[y];
-            const auto bin = [&](int x) {
+            const auto scattered = static_cast<std::uint32_t>(y) * 2654435769U >> 16;
+            for (int x = static_cast<int>(scattered) % step; x < set.phase.cols; x += step) {
                 const float place = phase[x] * (kBins / (2 * kPi)) + kBins / 2.0F;
-                return usable[x] ? static_cast<std::size_t>(std::clamp(place, 0.0F, kBins - 1.0F)) : std::size_t{kBins};
-            };
-            int x = 0;
-            for (; x + 1 < set.phase.cols; x += 2) {
-                ++even[bin(x)];
-                ++odd[bin(x + 1)];
+                const auto bin = usable[x] ? static_cast<int>(std::clamp(place, 0.0F, kBins - 1.0F)) : kBins;
+                ++counts[static_cast<std::size_t>(bin)];
             }
-            if (x < set.phase.cols) ++even[bin(x)];
         }
         const std::lock_guard<std::mutex> lock(adding);
-        for (std::size_t i = 0; i < sum.size(); ++i) sum[i] += even[i] + odd[i];
+        for (std::size_t i = 0; i < sum.size(); ++i) sum[i] += counts[i];
     });
     return sum;
 }
@@ -162,19 +163,18 @@ void CorrectRipple(FringePhase& phase, const Ripple& ripple, const Progress& pro
     if (!ripple.IsWorthCorrecting()) return;
     if (ripple.harmonics != HarmonicsOf(phase.shifts))
         throw InputError("the ripple was estimated on fringes with other phase shifts");
-    rows::PeriodTable table;
-    for (std::size_t i = 0; i < table.size(); ++i) {
-        const double angle = 2 * CV_PI * static_cast<double>(i) / rows::kPeriodSteps - CV_PI;
-        double correction = 0;
-        for (std::size_t h = 0; h < ripple.harmonics.size(); ++h) {
-            const double multiple = angle * ripple.harmonics[h];
-            correction += ripple.sines[h] * std::sin(multiple) + ripple.cosines[h] * std::cos(multiple);
-        }
-        table[i] = static_cast<float>(correction);
+    rows::Harmonics harmonics;
+    for (const int harmonic : ripple.harmonics) {
+        const auto i = static_cast<std::size_t>(harmonics.count++);
+        if (i >= rows::Harmonics::kLargest || harmonic != ripple.harmonics.front() * harmonics.count)
+            throw InputError("the harmonics of a ripple are the first multiples of the least, at most eight");
+        harmonics.sines[i] = static_cast<float>(ripple.sines[i]);
+        harmonics.cosines[i] = static_cast<float>(ripple.cosines[i]);
     }
     ForRowBands(phase.phase.size(), progress, "correcting the ripple", [&](const cv::Range& range) {
         for (int y = range.start; y < range.end; ++y) {
-            rows::AddPeriodic(table, phase.phase[y], static_cast<std::size_t>(phase.phase.cols));
+            rows::AddHarmonics(harmonics, ripple.harmonics.front(), phase.phase[y],
+                               static_cast<std::size_t>(phase.phase.cols));
         }
     });
 }

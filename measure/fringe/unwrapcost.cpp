@@ -20,7 +20,7 @@ using KrN::ReliabilityEdges;
 constexpr float kPi = 3.14159265F;
 
 // Below this sum of two costs, in radians, noise decides which edge is the better one; they count as equal.
-constexpr float kEqualCosts = 0.25F;
+constexpr float kEqualCosts = 0.6F;
 constexpr float kLargestCost = 1e6F;
 
 // Bands of rows are joined on their own first, on all cores, then with one another.
@@ -73,28 +73,52 @@ private:
         return static_cast<std::size_t>(y) * static_cast<std::size_t>(mPhase.cols) + static_cast<std::size_t>(x);
     }
 
+    // The periods by which a pixel is wrapped against the one before it, from the difference of the two phases.
+    static int Wraps(float step) { return step > kPi ? -1 : step < -kPi ? 1 : 0; }
+
     // The edge from (y, x) to the right or below; its key orders the costs.
     EDGE MakeEdge(int y, int x, bool below, float cost) const {
         const float step = mPhase(y, x) - (below ? mPhase(y + 1, x) : mPhase(y, x + 1));
         std::uint32_t key = 0;
         std::memcpy(&key, &cost, sizeof key);
-        return EDGE::Make(key, Index(y, x), below, step > kPi ? -1 : step < -kPi ? 1 : 0);
+        return EDGE::Make(key, Index(y, x), below, Wraps(step));
     }
 
     void JoinSmooth(const cv::Range& rows) {
         for (int y = rows.start; y < rows.end; ++y) {
-            const float* const own = mCost[y];
-            for (int x = 0; x + 1 < mPhase.cols; ++x) {
-                if (own[x] + own[x + 1] <= kEqualCosts) Merge(MakeEdge(y, x, false, 0));
-            }
+            JoinSmoothRow(y);
             if (y > rows.start) JoinSmoothBelow(y - 1);
         }
     }
 
+    // No pixel of the row has been joined yet: each one is added to the group that ends to its left.
+    void JoinSmoothRow(int y) {
+        const float* const cost = mCost[y];
+        PIXELM* const row = mPixels.get() + Index(y, 0);
+        const auto first = static_cast<std::int32_t>(Index(y, 0));
+        int head = 0;
+        std::int32_t increment = 0;
+        for (int x = 1; x < mPhase.cols; ++x) {
+            if (cost[x - 1] + cost[x] <= kEqualCosts) {
+                increment -= Wraps(mPhase(y, x - 1) - mPhase(y, x));
+                row[x] = {first + head, increment};
+                --row[head].group;
+            } else {
+                head = x;
+                increment = 0;
+            }
+        }
+    }
+
+    // Where a row and the next one are joined at a pixel and run on beside one another, they stay joined.
     void JoinSmoothBelow(int y) {
         const float *const own = mCost[y], *const below = mCost[y + 1];
+        bool joined = false;
         for (int x = 0; x < mPhase.cols; ++x) {
-            if (own[x] + below[x] <= kEqualCosts) Merge(MakeEdge(y, x, true, 0));
+            joined = joined && own[x - 1] + own[x] <= kEqualCosts && below[x - 1] + below[x] <= kEqualCosts;
+            if (own[x] + below[x] > kEqualCosts || joined) continue;
+            Merge(MakeEdge(y, x, true, 0));
+            joined = true;
         }
     }
 
