@@ -8,6 +8,7 @@
 #include "measure/fringe/components.h"
 #include "measure/fringe/rowbands.h"
 #include "measure/fringe/unwrapinput.h"
+#include "measure/io/view.h"
 #include "measure/unwrap.h"
 
 namespace measure {
@@ -46,12 +47,6 @@ private:
     std::size_t mBegin = 0;
 };
 
-template <class AOI, class T>
-AOI View(cv::Mat_<T>& image) {
-    const KrN::KrTSize<short> size{static_cast<short>(image.cols), static_cast<short>(image.rows)};
-    return AOI(size, reinterpret_cast<typename AOI::Pixel*>(image.data), static_cast<std::uint32_t>(image.step[0]));
-}
-
 // What the unwrapper of the base library takes and gives: 256 steps per period, 128 in masks where excluded.
 struct Planes {
     explicit Planes(cv::Size size) : steps(size), mask(size), target(size), targetMask(size), components(size) {}
@@ -77,10 +72,11 @@ void FillPlanes(const cv::Mat1f& phase, const cv::Mat1b& usable, Planes& planes)
 
 // Returns the least step of the target.
 int Execute(Planes& planes, cv::Mat1b quality, const RegionOptions& options) try {
-    auto steps = View<KrN::KrAOI8>(planes.steps), mask = View<KrN::KrAOI8>(planes.mask);
-    auto qualities = View<KrN::KrAOI8>(quality), targetMask = View<KrN::KrAOI8>(planes.targetMask);
-    auto target = View<KrN::KrAOI16>(planes.target);
-    auto components = View<KrN::KrAOI32>(planes.components);
+    auto steps = View<KrN::KrAOI8>(planes.steps, L"phase"), mask = View<KrN::KrAOI8>(planes.mask, L"mask");
+    auto qualities = View<KrN::KrAOI8>(quality, L"quality");
+    auto target = View<KrN::KrAOI16>(planes.target, L"unwrapped phase");
+    auto targetMask = View<KrN::KrAOI8>(planes.targetMask, L"unwrapped mask");
+    auto components = View<KrN::KrAOI32>(planes.components, L"components");
     KrN::KrLUnWrap unwrapper;
     unwrapper.Execute(&steps, &qualities, &mask, &target, &targetMask, static_cast<unsigned char>(options.minQuality),
                       static_cast<std::uint32_t>(options.minPixels), static_cast<unsigned char>(options.orderMode), 0);

@@ -3,35 +3,53 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <functional>
+#include <limits>
+
+#include "measure/fringe/phaserows.h"
+#include "measure/fringequality.h"
 
 namespace {
 
 using measure::EqualShifts;
+using measure::FringeLimits;
 using measure::FringePhase;
+using measure::FringeSet;
 
-// Vertical fringes of `periods` periods whose light passes a projector with gamma.
-measure::FringeSet Render(const std::vector<double>& shifts, double periods, double gamma, double noise, int type,
-                          cv::Mat1f& truth) {
-    const cv::Size size(400, 60);
+struct Look {
+    double periods = 12, gamma = 1, noise = 0, brightness = 1;
+    int type = CV_8U;
+    int constantBelow = 0;  // rows without fringes
+};
+
+// Slanted fringes whose light passes a projector with gamma.
+FringeSet Render(const std::vector<double>& shifts, const Look& look, cv::Mat1f* truth = nullptr) {
+    const cv::Size size(400, 61);
     cv::RNG random(7);
-    measure::FringeSet set{{}, shifts};
-    truth.create(size);
-    const double scale = type == CV_16U ? 257.0 : 1.0;
+    FringeSet set{{}, shifts};
+    if (truth) truth->create(size);
     for (const double shift : shifts) {
         cv::Mat1f frame(size);
         for (int y = 0; y < size.height; ++y) {
             for (int x = 0; x < size.width; ++x) {
-                const double angle = 2 * CV_PI * (periods * (x + 0.3 * y) / size.width);
-                const double light = std::pow(0.5 + 0.5 * std::cos(angle + shift), gamma);
-                frame(y, x) = static_cast<float>((20 + 200 * light + random.gaussian(noise)) * scale);
-                truth(y, x) = static_cast<float>(std::remainder(angle, 2 * CV_PI));
+                const double angle = 2 * CV_PI * look.periods * (x + 0.3 * y) / size.width;
+                const bool fringes = y < size.height - look.constantBelow;
+                const double light = fringes ? std::pow(0.5 + 0.5 * std::cos(angle + shift), look.gamma) : 0.3;
+                frame(y, x) = static_cast<float>((20 + 200 * light) * look.brightness + random.gaussian(look.noise));
+                if (truth) (*truth)(y, x) = static_cast<float>(std::remainder(angle, 2 * CV_PI));
             }
         }
         cv::Mat converted;
-        frame.convertTo(converted, type);
+        frame.convertTo(converted, look.type, look.type == CV_16U ? 257.0 : 1.0);
         set.frames.push_back(converted);
     }
     return set;
+}
+
+FringeLimits LimitsFor(int type) {
+    FringeLimits limits;
+    if (type == CV_32F) limits.fullScale = 255;
+    return limits;
 }
 
 double Deviation(const FringePhase& result, const cv::Mat1f& truth) {
@@ -54,26 +72,257 @@ TEST(Fringe, PhaseAndRipple) {
         int type;
         double plain, corrected;  // the largest deviations from the truth, radians
     };
-    const std::vector<Row> rows{
-        {EqualShifts(3), 1, 0, CV_32F, 1e-5, 1e-5},  {EqualShifts(4), 1, 0, CV_8U, 0.005, 0.01},
-        {EqualShifts(8), 1, 0, CV_16U, 1e-4, 1e-3},  {EqualShifts(3), 2.2, 0, CV_8U, 0.25, 0.06},
-        {EqualShifts(4), 2.2, 0, CV_16U, 0.1, 0.03}, {EqualShifts(3), 1, 4, CV_8U, 0.05, 0.06},
-        {{0, 1.0, 2.2}, 2.2, 0, CV_32F, 0.5, 0.08},  {{-2, -1, 0, 1.2, 2}, 1, 2, CV_16U, 0.05, 0.06},
+    const double third = 2 * CV_PI / 3;
+    const std::vector<Row> table{
+        {EqualShifts(3), 1, 0, CV_32F, 1e-5, 1e-5},
+        {EqualShifts(4), 1, 0, CV_8U, 0.005, 0.005},
+        {EqualShifts(8), 1, 0, CV_16U, 1e-4, 1e-4},
+        {EqualShifts(3), 2.2, 0, CV_8U, 0.25, 0.06},
+        {EqualShifts(4), 2.2, 0, CV_16U, 0.1, 0.03},
+        {EqualShifts(3), 1, 4, CV_8U, 0.05, 0.05},
+        {EqualShifts(3), 2.2, 4, CV_8U, 0.25, 0.07},
+        {{-third, 0, third, -third, 0, third}, 2.2, 0, CV_8U, 0.25, 0.06},         // three steps, twice each
+        {{0.5, 0.5 - third, 0.5 + third - 2 * CV_PI}, 1.6, 0, CV_16U, 0.2, 0.05},  // out of order and offset
+        {{0, 1.0, 2.2}, 2.2, 0, CV_32F, 0.5, 0.08},
+        {{-2, -1, 0, 1.2, 2}, 1, 2, CV_16U, 0.05, 0.05},
     };
-    for (const Row& row : rows) {
+    for (const Row& row : table) {
+        SCOPED_TRACE(cv::format("%zu shifts from %.1f, gamma %.1f, noise %.0f", row.shifts.size(), row.shifts.front(),
+                                row.gamma, row.noise));
         cv::Mat1f truth;
-        const auto set = Render(row.shifts, 12, row.gamma, row.noise, row.type, truth);
-        measure::FringeLimits limits;
-        if (row.type == CV_32F) limits.fullScale = 255;
-        FringePhase result = measure::SolveFringes(set, limits);
+        Look look;
+        look.gamma = row.gamma;
+        look.noise = row.noise;
+        look.type = row.type;
+        FringePhase result = measure::SolveFringes(Render(row.shifts, look, &truth), LimitsFor(row.type));
         EXPECT_EQ(cv::countNonZero(result.usable), truth.size().area());
-        const double plain = Deviation(result, truth);
+        EXPECT_EQ(result.residual.empty(), row.shifts.size() == 3);
+        EXPECT_LE(Deviation(result, truth), row.plain);
         const measure::Ripple ripple = measure::EstimateRipple(result);
+        EXPECT_NEAR(ripple.periodsInView, 12.4, 1.0);
         measure::CorrectRipple(result, ripple);
-        const double corrected = Deviation(result, truth);
-        SCOPED_TRACE(cv::format("%zu shifts, gamma %.1f, noise %.0f", row.shifts.size(), row.gamma, row.noise));
-        EXPECT_LE(plain, row.plain);
-        EXPECT_LE(corrected, row.corrected);
+        EXPECT_LE(Deviation(result, truth), row.corrected);
+        double least = 0, largest = 0;
+        cv::minMaxLoc(result.phase, &least, &largest);
+        EXPECT_LE(std::max(-least, largest), CV_PI + 1e-6);
+    }
+}
+
+TEST(Fringe, RippleOfAnotherSet) {
+    Look fine, coarse;
+    fine.gamma = coarse.gamma = 2.2;
+    coarse.periods = 1;
+    cv::Mat1f truth;
+    const auto ripple = measure::EstimateRipple(measure::SolveFringes(Render(EqualShifts(3), fine)));
+    FringePhase result = measure::SolveFringes(Render(EqualShifts(3), coarse, &truth));
+    const double plain = Deviation(result, truth);
+    const auto own = measure::EstimateRipple(result);
+    EXPECT_FALSE(own.known);
+    EXPECT_FALSE(own.IsWorthCorrecting());
+    measure::CorrectRipple(result, own);
+    EXPECT_EQ(Deviation(result, truth), plain);
+    measure::CorrectRipple(result, ripple);
+    EXPECT_LT(Deviation(result, truth), 0.3 * plain);
+    FringePhase other = measure::SolveFringes(Render(EqualShifts(4), coarse));
+    EXPECT_THROW(measure::CorrectRipple(other, ripple), measure::InputError);
+}
+
+TEST(Fringe, ResidualIsTheNoiseOfTheFrames) {
+    Look look;
+    look.noise = 4;
+    const FringePhase result = measure::SolveFringes(Render(EqualShifts(8), look));
+    const double expected = 4 * std::sqrt(5.0 / 8.0);  // three of eight degrees of freedom are fitted
+    EXPECT_NEAR(std::sqrt(cv::norm(result.residual, cv::NORM_L2SQR) / 24400.0), expected, 0.05);
+}
+
+TEST(Fringe, UsablePixels) {
+    struct Row {
+        const char* what;
+        std::function<void(FringeSet&)> change;  // of pixel (10, 20) or around it
+        std::function<void(FringeLimits&)> limit;
+        bool own, neighbour, far;  // usable
+    };
+    const auto set = [](cv::Rect where, double level) {
+        return [=](FringeSet& s) { s.frames[1](where).setTo(level); };
+    };
+    const auto flat = [](FringeSet& s) {
+        for (cv::Mat& frame : s.frames) frame(cv::Rect(8, 18, 5, 5)).setTo(90);
+    };
+    const auto none = [](FringeLimits&) {};
+    const std::vector<Row> table{
+        {"nothing", [](FringeSet&) {}, none, true, true, true},
+        {"saturated", set({10, 20, 1, 1}, 255), none, false, true, true},
+        {"saturation is allowed", set({10, 20, 1, 1}, 255), [](auto& l) { l.saturation = 1.1; }, true, true, true},
+        {"no fringes here", flat, none, false, false, true},
+        {"no modulation demanded", flat, [](auto& l) { l.minModulation = 0; }, true, true, true},
+        {"all too dark", [](FringeSet&) {}, [](auto& l) { l.minMean = 0.6; }, false, false, false},
+        {"full scale is larger", [](FringeSet&) {}, [](auto& l) { l.fullScale = 65535; }, false, false, false},
+    };
+    for (const Row& row : table) {
+        SCOPED_TRACE(row.what);
+        FringeSet frames = Render(EqualShifts(3), {});
+        FringeLimits limits;
+        row.change(frames);
+        row.limit(limits);
+        const FringePhase result = measure::SolveFringes(frames, limits);
+        EXPECT_EQ(result.usable(20, 10) != 0, row.own);
+        EXPECT_EQ(result.usable(20, 11) != 0, row.neighbour);
+        EXPECT_EQ(result.usable(50, 300) != 0, row.far);
+    }
+    // One pixel alone would pass in noise; nine together hardly ever do.
+    Look unlit;
+    unlit.constantBelow = 61;
+    unlit.noise = 4;
+    const FringePhase noise = measure::SolveFringes(Render(EqualShifts(3), unlit));
+    EXPECT_LT(cv::countNonZero(noise.usable), 0.1 * 24400);
+    EXPECT_GT(cv::countNonZero(noise.modulation >= 0.016 * 255), 0.3 * 24400);
+}
+
+TEST(Fringe, NotFinite) {
+    Look look;
+    look.type = CV_32F;
+    FringeSet set = Render(EqualShifts(4), look);
+    set.frames[2].at<float>(5, 7) = NAN;
+    set.frames[0].at<float>(6, 399) = INFINITY;
+    FringePhase result = measure::SolveFringes(set, LimitsFor(CV_32F));
+    measure::CorrectRipple(result, measure::EstimateRipple(result));
+    for (const cv::Point p : {cv::Point(7, 5), cv::Point(399, 6)}) {
+        EXPECT_TRUE(std::isnan(result.phase(p)));
+        EXPECT_FALSE(result.usable(p));
+    }
+    EXPECT_TRUE(result.usable(20, 20));
+}
+
+TEST(Fringe, ArcTangentAndHarmonics) {
+    std::vector<float> c, s;
+    for (int i = 0; i < 4001; ++i) {
+        const double angle = CV_PI * (i - 2000) / 2000.0, length = std::pow(10.0, i % 60 - 30);
+        c.push_back(static_cast<float>(length * std::cos(angle)));
+        s.push_back(static_cast<float>(length * std::sin(angle)));
+    }
+    c.insert(c.end(), {0.0F, -0.0F, -1.0F, -1.0F, 3e38F});
+    s.insert(s.end(), {0.0F, 0.0F, 0.0F, -0.0F, 3e38F});
+    std::vector<float> phase(c.size()), modulation(c.size());
+    measure::rows::PhaseOf(c.data(), s.data(), phase.data(), modulation.data(), c.size());
+    for (std::size_t i = 0; i < c.size(); ++i) {
+        const double exact = std::atan2(static_cast<double>(s[i]), static_cast<double>(c[i]));
+        const bool zero = c[i] == 0 && s[i] == 0;
+        EXPECT_NEAR(std::remainder(static_cast<double>(phase[i]) - (zero ? 0 : exact), 2 * CV_PI), 0, 4e-7) << c[i];
+    }
+    for (const int count : {1, 2, 8}) {
+        measure::rows::Harmonics harmonics;
+        harmonics.count = count;
+        for (int m = 0; m < count; ++m) {
+            harmonics.sines[static_cast<std::size_t>(m)] = 0.3F / static_cast<float>(m + 1);
+            harmonics.cosines[static_cast<std::size_t>(m)] = -0.1F / static_cast<float>(m + 1);
+        }
+        std::vector<float> sum = phase;
+        measure::rows::AddHarmonics(harmonics, 3, sum.data(), sum.size());
+        for (std::size_t i = 0; i < sum.size(); ++i) {
+            double expected = static_cast<double>(phase[i]);
+            for (int m = 1; m <= count; ++m) {
+                const double angle = 3.0 * m * static_cast<double>(phase[i]);
+                expected += (0.3 * std::sin(angle) - 0.1 * std::cos(angle)) / m;
+            }
+            EXPECT_NEAR(std::remainder(static_cast<double>(sum[i]) - expected, 2 * CV_PI), 0, 1e-5);
+        }
+    }
+}
+
+TEST(Fringe, Refusals) {
+    const FringeSet good = Render(EqualShifts(4), {});
+    struct Row {
+        const char* text;  // part of the message
+        std::function<void(FringeSet&, FringeLimits&)> spoil;
+    };
+    const std::vector<Row> table{
+        {"at least three", [](auto& s, auto&) { s.frames.resize(2); }},
+        {"3 phase shifts are given for 4", [](auto& s, auto&) { s.shifts.pop_back(); }},
+        {"differ in size", [](auto& s, auto&) { s.frames[2] = s.frames[2].rowRange(0, 60); }},
+        {"differ in pixel type", [](auto& s, auto&) { s.frames[2].convertTo(s.frames[2], CV_16U); }},
+        {"empty", [](auto& s, auto&) { s.frames[3].release(); }},
+        {"one channel",
+         [](auto& s, auto&) {
+             for (cv::Mat& frame : s.frames) frame.convertTo(frame, CV_64F);
+         }},
+        {"do not determine",
+         [](auto& s, auto&) {
+             s.shifts = {0, 1, 2 * CV_PI, 1 - 2 * CV_PI};
+         }},
+        {"not a finite number", [](auto& s, auto&) { s.shifts[0] = NAN; }},
+        {"below 0", [](auto&, auto& l) { l.minMean = -1; }},
+        {"below 0", [](auto&, auto& l) { l.fullScale = NAN; }},
+        {"full scale",
+         [](auto& s, auto&) {
+             for (cv::Mat& frame : s.frames) frame.convertTo(frame, CV_32F);
+         }},
+    };
+    for (const Row& row : table) {
+        FringeSet set{{}, good.shifts};
+        for (const cv::Mat& frame : good.frames) set.frames.push_back(frame.clone());
+        FringeLimits limits;
+        row.spoil(set, limits);
+        try {
+            measure::SolveFringes(set, limits);
+            ADD_FAILURE() << "not refused: " << row.text;
+        } catch (const measure::InputError& error) {
+            EXPECT_NE(std::string(error.what()).find(row.text), std::string::npos) << error.what();
+        }
+    }
+    EXPECT_THROW(measure::SolveFringes(good, {}, [](const char*, double) { return false; }), measure::Stopped);
+}
+
+TEST(Fringe, Contrast) {
+    cv::Mat1f truth;
+    const FringePhase result = measure::SolveFringes(Render(EqualShifts(3), {}, &truth));
+    const cv::Mat1f contrast = measure::FringeContrast(result);
+    for (const cv::Point p : {cv::Point(0, 0), cv::Point(200, 30), cv::Point(399, 60)})
+        EXPECT_NEAR(contrast(p), 100.0 / 121.0, 0.01);
+}
+
+TEST(FringeQuality, Verdicts) {
+    using measure::FringeVerdict;
+    struct Row {
+        const char* what;
+        Look look;
+        std::vector<double> shifts;
+        FringeVerdict verdict;
+        const char* finding;  // part of one of them
+    };
+    const auto look = [](double gamma, double noise, double brightness, int constantBelow = 0) {
+        Look l;
+        l.gamma = gamma;
+        l.noise = noise;
+        l.brightness = brightness;
+        l.constantBelow = constantBelow;
+        return l;
+    };
+    std::vector<double> exchanged = EqualShifts(5);
+    std::swap(exchanged[1], exchanged[3]);
+    const std::vector<Row> table{
+        {"good", look(1, 1, 1), EqualShifts(4), FringeVerdict::eGood, ""},
+        {"good, noise of the camera", look(1, 3, 1), EqualShifts(3), FringeVerdict::eGood, ""},
+        {"bright", look(1, 1, 1.3), EqualShifts(4), FringeVerdict::eDoubtful, "saturated"},
+        {"dark", look(1, 1, 0.08), EqualShifts(4), FringeVerdict::eTooDark, "expose longer"},
+        {"black", look(1, 0.5, 0.01), EqualShifts(4), FringeVerdict::eTooDark, "hardly anything is usable"},
+        {"light without fringes", look(1, 0, 1, 61), EqualShifts(4), FringeVerdict::eLowContrast, "light enough"},
+        {"gamma", look(2.2, 1, 1), EqualShifts(3), FringeVerdict::eDoubtful, "no sines"},
+        {"noise", look(1, 25, 1), EqualShifts(3), FringeVerdict::eDoubtful, "noise of 2"},
+        {"frames exchanged", look(1, 2, 1), exchanged, FringeVerdict::eDoubtful, "numbers 2 and 4 exchanged"},
+    };
+    for (const Row& row : table) {
+        SCOPED_TRACE(row.what);
+        FringeSet set = Render(EqualShifts(static_cast<int>(row.shifts.size())), row.look);
+        set.shifts = row.shifts;
+        const FringePhase phase = measure::SolveFringes(set);
+        const auto quality = measure::AssessFringes(set, phase, measure::EstimateRipple(phase));
+        EXPECT_EQ(quality.verdict, row.verdict);
+        std::string findings;
+        for (const std::string& finding : quality.findings) findings += finding + "\n";
+        EXPECT_NE(findings.find(row.finding), std::string::npos) << findings;
+        EXPECT_EQ(quality.findings.empty(), row.verdict == FringeVerdict::eGood) << findings;
+        const double noise = quality.usable > 0.5 ? row.look.noise : quality.noise;
+        EXPECT_NEAR(quality.noise, noise, 0.15 * noise + 0.3);
     }
 }
 

@@ -1,0 +1,138 @@
+#include <algorithm>
+#include <cmath>
+
+#include "measure/fringe/exchange.h"
+#include "measure/fringequality.h"
+
+namespace measure {
+namespace {
+
+// What is expected of frames from which a good phase comes.
+constexpr double kLeastUsable = 0.01;
+constexpr double kLeastModulation = 0.04;  // of full scale
+constexpr double kDarkPeak = 0.25;         // below this brightest level, of full scale, light is what is missing
+constexpr double kMuchSaturated = 0.01;    // of all pixels
+constexpr double kMuchPhaseNoise = 0.15;   // radians
+constexpr double kHopelessPhaseNoise = 0.6;
+constexpr double kMuchRipple = 0.05;  // radians
+
+double Median(std::vector<float>& values) {
+    if (values.empty()) return 0;
+    const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
+    std::nth_element(values.begin(), middle, values.end());
+    return static_cast<double>(*middle);
+}
+
+// Up to some hundred thousand values: visit(y, x) returns one, or NaN for none.
+template <class Visit>
+std::vector<float> Sample(cv::Size size, const Visit& visit) {
+    const int step = std::max(1, static_cast<int>(std::sqrt(size.area() / 2e5)));
+    std::vector<float> values;
+    for (int y = step / 2; y < size.height; y += step) {
+        for (int x = step / 2; x < size.width; x += step) {
+            const float value = visit(y, x);
+            if (std::isfinite(value)) values.push_back(value);
+        }
+    }
+    return values;
+}
+
+float At(const cv::Mat& frame, int y, int x) {
+    switch (frame.depth()) {
+        case CV_8U: return frame.at<std::uint8_t>(y, x);
+        case CV_16U: return frame.at<std::uint16_t>(y, x);
+        default: return frame.at<float>(y, x);
+    }
+}
+
+// From the mixed second difference over 2 x 2 pixels, which straight fringes and slopes of the brightness leave small.
+double NoiseOf(const cv::Mat& frame, const cv::Mat1b& usable) {
+    auto values = Sample(frame.size(), [&](int y, int x) {
+        if (x + 1 >= frame.cols || y + 1 >= frame.rows || !usable(y, x) || !usable(y + 1, x + 1)) return NAN;
+        return std::abs(At(frame, y, x) - At(frame, y, x + 1) - At(frame, y + 1, x) + At(frame, y + 1, x + 1));
+    });
+    // Beyond four times the median there is texture.
+    const double limit = 4 * std::max(Median(values), frame.depth() == CV_32F ? 0.0 : 1.0);
+    double sum = 0, count = 0;
+    for (const float value : values) {
+        if (static_cast<double>(value) > limit) continue;
+        sum += static_cast<double>(value);
+        ++count;
+    }
+    return count > 0 ? sum / count * std::sqrt(CV_PI / 2) / 2 : 0;
+}
+
+// The level that one pixel of twenty exceeds in the brightest frame, as a share of full scale.
+double PeakOf(const FringePhase& phase) {
+    auto values = Sample(phase.mean.size(), [&](int y, int x) { return phase.mean(y, x) + phase.modulation(y, x); });
+    if (values.empty()) return 0;
+    const auto place = values.begin() + static_cast<std::ptrdiff_t>(values.size() * 19 / 20);
+    std::nth_element(values.begin(), place, values.end());
+    return static_cast<double>(*place) / phase.fullScale;
+}
+
+void Judge(const FringePhase& phase, const Ripple& ripple, FringeQuality& q) {
+    const double peak = PeakOf(phase);
+    const auto say = [&q](const std::string& finding) {
+        q.findings.push_back(finding);
+        q.verdict = std::max(q.verdict, FringeVerdict::eDoubtful);
+    };
+    const auto fail = [&] { q.verdict = peak < kDarkPeak ? FringeVerdict::eTooDark : FringeVerdict::eLowContrast; };
+    const char* const remedy = peak < kDarkPeak
+                                   ? "the pictures are dark: expose longer or open the aperture"
+                                   : "there is light enough: less light of the room, or a sharper projector";
+    if (q.usable < kLeastUsable) {
+        say(cv::format("hardly anything is usable (%.2f %% of the pixels); %s", 100 * q.usable, remedy));
+        fail();
+    } else if (q.modulation < kLeastModulation) {
+        say(
+            cv::format("the fringes are weak: half of the usable pixels have a modulation of less than %.1f %% of full "
+                       "scale; %s",
+                       100 * q.modulation, remedy));
+        fail();
+    }
+    if (q.usable >= kLeastUsable && q.phaseNoise > kMuchPhaseNoise) {
+        say(cv::format("noise of %.1f grey levels leaves %.2f rad in the phase; more frames or more light help",
+                       q.noise, q.phaseNoise));
+        if (q.phaseNoise > kHopelessPhaseNoise) fail();
+    }
+    if (q.saturated > kMuchSaturated)
+        say(cv::format("%.1f %% of the pixels are saturated; expose shorter or close the aperture", 100 * q.saturated));
+    if (ripple.known && ripple.amplitude > kMuchRipple)
+        say(
+            cv::format("the fringes are no sines: a ripple of %.2f rad, which vorip phase corrects; more frames or the "
+                       "projector's gamma set to 1 avoid it",
+                       ripple.amplitude));
+    if (q.exchangedA >= 0)
+        say(cv::format("the frames fit better with numbers %d and %d exchanged: wrong order or shifts?",
+                       q.exchangedA + 1, q.exchangedB + 1));
+}
+
+}  // namespace
+
+FringeQuality AssessFringes(const FringeSet& set, const FringePhase& phase, const Ripple& ripple) {
+    FringeQuality q;
+    const auto pixels = static_cast<double>(phase.usable.total());
+    q.usable = cv::countNonZero(phase.usable) / pixels;
+    q.saturated = cv::countNonZero(phase.saturated) / pixels;
+    const auto medianOf = [&](const auto& value) {
+        auto values = Sample(phase.usable.size(), [&](int y, int x) { return phase.usable(y, x) ? value(y, x) : NAN; });
+        return Median(values);
+    };
+    q.mean = medianOf([&](int y, int x) { return phase.mean(y, x); }) / phase.fullScale;
+    const double modulation = medianOf([&](int y, int x) { return phase.modulation(y, x); });
+    q.modulation = modulation / phase.fullScale;
+    q.noise = NoiseOf(set.frames.front(), phase.usable);
+    const auto frames = static_cast<double>(set.frames.size());
+    if (modulation > 0) q.phaseNoise = q.noise * std::sqrt(2 / frames) / modulation;
+    if (!phase.residual.empty()) {
+        q.residual = medianOf([&](int y, int x) { return phase.residual(y, x) / phase.modulation(y, x); });
+        const FramePair pair = FindExchange(set, phase);
+        q.exchangedA = pair.a;
+        q.exchangedB = pair.b;
+    }
+    Judge(phase, ripple, q);
+    return q;
+}
+
+}  // namespace measure

@@ -1,0 +1,223 @@
+#include "measure/unwrap.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <functional>
+
+namespace {
+
+constexpr double kTwoPi = 2 * CV_PI;
+using measure::Unwrapped;
+
+double Wrapped(double angle) { return std::remainder(angle, kTwoPi); }
+
+struct Scene {
+    cv::Mat1f truth, phase;
+    cv::Mat1b usable;
+};
+
+Scene MakeScene(cv::Size size, const std::function<double(int x, int y)>& surface, double noise = 0) {
+    Scene scene{cv::Mat1f(size), cv::Mat1f(size), cv::Mat1b(size, 255)};
+    cv::RNG random(11);
+    for (int y = 0; y < size.height; ++y) {
+        for (int x = 0; x < size.width; ++x) {
+            scene.truth(y, x) = static_cast<float>(surface(x, y) + random.gaussian(noise));
+            scene.phase(y, x) = static_cast<float>(Wrapped(static_cast<double>(scene.truth(y, x))));
+        }
+    }
+    return scene;
+}
+
+// Checks every component against the truth, up to whole periods.
+void ExpectTruth(const Unwrapped& result, const Scene& scene) {
+    std::vector<double> shift(result.pixels.size(), NAN), least(result.pixels.size(), INFINITY);
+    std::vector<int> pixels(result.pixels.size());
+    int wrong = 0;
+    for (int y = 0; y < scene.phase.rows; ++y) {
+        for (int x = 0; x < scene.phase.cols; ++x) {
+            const int component = result.components(y, x);
+            EXPECT_EQ(std::isnan(result.phase(y, x)), component == 0);
+            if (component == 0) continue;
+            const auto i = static_cast<std::size_t>(component - 1);
+            const auto value = static_cast<double>(result.phase(y, x));
+            const double difference = value - static_cast<double>(scene.truth(y, x));
+            if (std::isnan(shift[i])) shift[i] = std::round(difference / kTwoPi) * kTwoPi;
+            wrong += std::abs(difference - shift[i]) > 1e-3;
+            least[i] = std::min(least[i], value);
+            ++pixels[i];
+        }
+    }
+    EXPECT_EQ(wrong, 0);
+    EXPECT_EQ(pixels, result.pixels);
+    EXPECT_TRUE(std::is_sorted(pixels.rbegin(), pixels.rend()));
+    for (const double value : least) EXPECT_TRUE(value > -1e-3 && value < kTwoPi + 1e-3) << value;
+}
+
+struct Method {
+    const char* name;
+    std::function<Unwrapped(const Scene&, int minPixels)> run;
+};
+const Method kMethods[] = {
+    {"cost",
+     [](const Scene& s, int minPixels) {
+         return measure::UnwrapByCost(s.phase, s.usable, measure::UnwrapCost(s.phase, s.usable), minPixels);
+     }},
+    {"regions",
+     [](const Scene& s, int minPixels) {
+         measure::RegionOptions options;
+         options.minPixels = minPixels;
+         return measure::UnwrapByRegions(s.phase, s.usable, measure::QualityFromPhase(s.phase, s.usable), options);
+     }},
+};
+
+TEST(Unwrapping, SurfacesComponentsAndHoles) {
+    const auto bowl = [](int x, int y) { return 0.002 * (x - 80) * (x - 80) + 0.003 * (y - 60) * (y - 60) - 9; };
+    const auto steep = [](int x, int y) { return 2.2 * x - 0.4 * y - 700; };
+    for (const Method& method : kMethods) {
+        SCOPED_TRACE(method.name);
+        for (const double noise : {0.0, 0.3}) {
+            Scene scene = MakeScene({170, 150}, bowl, noise);
+            scene.usable(cv::Rect(0, 70, 170, 3)) = 0;    // two components
+            scene.usable(cv::Rect(60, 20, 30, 25)) = 0;   // a hole
+            scene.usable(cv::Rect(100, 90, 12, 12)) = 0;  // an island within a hole
+            scene.usable(cv::Rect(102, 92, 8, 8)) = 255;
+            scene.phase(5, 5) = NAN;
+            const Unwrapped all = method.run(scene, 1), large = method.run(scene, 65);
+            ExpectTruth(all, scene);
+            ExpectTruth(large, scene);
+            EXPECT_EQ(all.pixels, (std::vector<int>{170 * 77 - 144, 170 * 70 - 750 - 1, 64}));
+            EXPECT_EQ(large.pixels.size(), 2U);
+            EXPECT_EQ(large.components(94, 104), 0);
+            EXPECT_EQ(measure::FindJumps(all.phase).count, 0);
+        }
+        ExpectTruth(method.run(MakeScene({700, 40}, steep), 1), MakeScene({700, 40}, steep));
+        Scene none = MakeScene({20, 20}, bowl);
+        none.usable = 0;
+        EXPECT_TRUE(method.run(none, 0).pixels.empty());
+        const Scene dot = MakeScene({1, 1}, bowl);
+        EXPECT_EQ(method.run(dot, 1).pixels.size(), 1U);
+    }
+}
+
+// Sorts all edges and relabels whole groups at every merge.
+cv::Mat1i LiteralOrders(const Scene& scene, const cv::Mat1f& cost) {
+    struct Edge {
+        float cost;
+        cv::Point a, b;
+    };
+    std::vector<Edge> edges;
+    cv::Mat1i group(scene.phase.size()), order(scene.phase.size(), 0);
+    for (int y = 0; y < group.rows; ++y) {
+        for (int x = 0; x < group.cols; ++x) {
+            group(y, x) = y * group.cols + x;
+            for (const cv::Point step : {cv::Point(1, 0), cv::Point(0, 1)}) {
+                const cv::Point a(x, y), b = a + step;
+                if (b.x == group.cols || b.y == group.rows || !scene.usable(a) || !scene.usable(b)) continue;
+                edges.push_back({cost(a) + cost(b), a, b});
+            }
+        }
+    }
+    std::sort(edges.begin(), edges.end(), [](const Edge& a, const Edge& b) { return a.cost < b.cost; });
+    for (const Edge& edge : edges) {
+        const int from = group(edge.b), to = group(edge.a);
+        if (from == to) continue;
+        const double step = static_cast<double>(scene.phase(edge.a) - scene.phase(edge.b)) / kTwoPi;
+        const int shift = order(edge.a) - order(edge.b) + cvRound(step);
+        for (int i = 0; i < static_cast<int>(group.total()); ++i) {
+            if (group(i / group.cols, i % group.cols) != from) continue;
+            group(i / group.cols, i % group.cols) = to;
+            order(i / group.cols, i % group.cols) += shift;
+        }
+    }
+    return order;
+}
+
+TEST(Unwrapping, CostMeetsALiteralImplementation) {
+    cv::RNG random(3);
+    for (int round = 0; round < 4; ++round) {
+        Scene scene = MakeScene({23, 150}, [&](int, int) { return random.uniform(-3.1, 3.1); });
+        cv::Mat1f cost(scene.phase.size());
+        // Bands are joined one by one: costs that are equal to them must not matter where the phase is consistent.
+        random.fill(cost, cv::RNG::UNIFORM, 0.4, 9.0);
+        for (int y = 0; y < cost.rows; ++y) scene.usable(y, random.uniform(0, 23)) = 0;
+        const Unwrapped result = measure::UnwrapByCost(scene.phase, scene.usable, cost, 1);
+        const cv::Mat1i orders = LiteralOrders(scene, cost);
+        std::vector<int> shift(result.pixels.size() + 1, INT_MIN);
+        for (int y = 0; y < cost.rows; ++y) {
+            for (int x = 0; x < cost.cols; ++x) {
+                if (!scene.usable(y, x)) continue;
+                const int order = cvRound(static_cast<double>(result.phase(y, x) - scene.phase(y, x)) / kTwoPi);
+                int& known = shift[static_cast<std::size_t>(result.components(y, x))];
+                if (known == INT_MIN) known = order - orders(y, x);
+                ASSERT_EQ(order - orders(y, x), known) << round << " " << x << " " << y;
+            }
+        }
+    }
+}
+
+TEST(Unwrapping, BendQualityAndCost) {
+    Scene scene = MakeScene(
+        {19, 14}, [](int x, int y) { return 0.9 * x + 0.05 * y * y; }, 0.5);
+    cv::RNG random(5);
+    cv::Mat1f contrast(scene.phase.size());
+    random.fill(contrast, cv::RNG::UNIFORM, 0.0, 1.0);
+    for (int i = 0; i < 60; ++i) scene.usable(random.uniform(0, 14), random.uniform(0, 19)) = 0;
+    scene.phase(7, 7) = NAN;
+    const cv::Mat1f bend = measure::PhaseBend(scene.phase, scene.usable);
+    const cv::Mat1f cost = measure::UnwrapCost(scene.phase, scene.usable, contrast);
+    const cv::Mat1b quality = measure::QualityFromPhase(scene.phase, scene.usable);
+    const cv::Rect inside(0, 0, 19, 14);
+    const auto at = [&](cv::Point p) {
+        return inside.contains(p) && scene.usable(p) ? static_cast<double>(scene.phase(p)) : NAN;
+    };
+    for (int y = 0; y < 14; ++y) {
+        for (int x = 0; x < 19; ++x) {
+            const cv::Point p(x, y);
+            double squares = 0, largest = -1, count = 0, high = 0, low = 1;
+            for (const cv::Point step : {cv::Point(1, 0), cv::Point(0, 1), cv::Point(1, 1), cv::Point(1, -1)}) {
+                const double second = Wrapped(at(p - step) - at(p)) + Wrapped(at(p + step) - at(p));
+                if (std::isnan(second)) continue;
+                squares += second * second;
+                largest = std::max(largest, std::abs(second));
+                ++count;
+            }
+            for (int i = 0; i < 9; ++i) {
+                const cv::Point q(std::clamp(x + i % 3 - 1, 0, 18), std::clamp(y + i / 3 - 1, 0, 13));
+                high = std::max(high, static_cast<double>(contrast(q)));
+                low = std::min(low, static_cast<double>(contrast(q)));
+            }
+            const double expected = count > 0 ? std::min(10.0, std::sqrt(squares * 4 / count)) : 10;
+            EXPECT_NEAR(static_cast<double>(bend(p)), expected, 1e-4) << p;
+            EXPECT_NEAR(static_cast<double>(cost(p)), expected + 3 * std::log((high + 0.01) / (low + 0.01)), 1e-3) << p;
+            EXPECT_NEAR(quality(p), count > 0 ? std::max(0.0, 255 * (1 - largest / CV_PI)) : 0, 0.51) << p;
+        }
+    }
+}
+
+TEST(Unwrapping, Jumps) {
+    cv::Mat1f phase = (cv::Mat1f(3, 4) << 0, 3, 6, 9.2, 0, 3, NAN, 9, -3.2, -3.1, NAN, 5);
+    const auto jumps = measure::FindJumps(phase);
+    const cv::Mat1b expected = (cv::Mat1b(3, 4) << 0, 0, 255, 255, 255, 255, 0, 255, 255, 255, 0, 255);
+    EXPECT_EQ(jumps.count, 4);  // 6 | 9.2, 0 over -3.2, 3 over -3.1, 9 over 5
+    EXPECT_EQ(cv::norm(jumps.where, expected, cv::NORM_INF), 0);
+}
+
+TEST(Unwrapping, Refusals) {
+    const Scene scene = MakeScene({600, 30}, [](int x, int) { return 3.0 * x; });
+    const cv::Mat1b half = scene.usable.colRange(0, 300);
+    const cv::Mat1f cost = measure::UnwrapCost(scene.phase, scene.usable);
+    const cv::Mat1b quality = measure::QualityFromPhase(scene.phase, scene.usable);
+    EXPECT_THROW(measure::UnwrapCost(scene.phase, half), measure::InputError);
+    EXPECT_THROW(measure::UnwrapCost(scene.phase, scene.usable, cost.colRange(1, 5)), measure::InputError);
+    EXPECT_THROW(measure::UnwrapCost(cv::Mat1f(), cv::Mat1b()), measure::InputError);
+    EXPECT_THROW(measure::UnwrapByCost(scene.phase, half, cost), measure::InputError);
+    EXPECT_THROW(measure::UnwrapByRegions(scene.phase, scene.usable, half), measure::InputError);
+    EXPECT_THROW(measure::UnwrapByRegions(scene.phase, scene.usable, quality), measure::InputError);  // 286 periods
+    ExpectTruth(measure::UnwrapByCost(scene.phase, scene.usable, cost), scene);
+    EXPECT_THROW(measure::UnwrapByCost(scene.phase, scene.usable, cost, 1, [](const char*, double) { return false; }),
+                 measure::Stopped);
+}
+
+}  // namespace
