@@ -18,6 +18,11 @@ struct Unwrapped {
     std::vector<int> pixels;  // of component i + 1
 };
 
+// Whether a picture can be a wrapped phase at all: neighbours that lie more than half a period apart as they stand must
+// exist and, mostly, lie close together modulo a period. False for fringe pictures, photographs and unwrapped phases,
+// and for a phase of less than a period, which needs no unwrapping.
+MEASURE_API bool LooksWrapped(const cv::Mat1f& phase, const cv::Mat1b& usable);
+
 // How much the phase bends in a pixel: the root of the sum of the squared second differences, modulo a period, over the
 // horizontal, the vertical and the two diagonals through it, in radians and at most 10. Directions that leave the image
 // or the usable pixels are replaced by the mean of the others; a pixel without any, and an excluded one, has 10.

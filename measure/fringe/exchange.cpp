@@ -4,6 +4,8 @@
 #include <cmath>
 #include <utility>
 
+#include "measure/fringe/level.h"
+
 namespace measure {
 namespace {
 
@@ -12,11 +14,6 @@ using Levels = std::vector<double>;  // of one pixel in all frames
 std::vector<Levels> SampleLevels(const FringeSet& set, const FringePhase& phase) {
     constexpr double kPixels = 5000;
     const double share = std::max(1.0, cv::countNonZero(phase.usable) / kPixels);
-    std::vector<cv::Mat> frames;
-    for (const cv::Mat& frame : set.frames) {
-        frames.emplace_back();
-        frame.convertTo(frames.back(), CV_32F);
-    }
     std::vector<Levels> pixels;
     double due = 0;
     for (int y = 0; y < phase.usable.rows; ++y) {
@@ -24,7 +21,7 @@ std::vector<Levels> SampleLevels(const FringeSet& set, const FringePhase& phase)
             if (!phase.usable(y, x) || (due += 1) < share) continue;
             due -= share;
             Levels levels;
-            for (const cv::Mat& frame : frames) levels.push_back(static_cast<double>(frame.at<float>(y, x)));
+            for (const cv::Mat& frame : set.frames) levels.push_back(static_cast<double>(LevelAt(frame, y, x)));
             pixels.push_back(levels);
         }
     }

@@ -1,8 +1,7 @@
 #include <cmath>
-#include <cstring>
-#include <vector>
+#include <cstdint>
 
-#include "measure/fringe/rowbands.h"
+#include "measure/fringe/unwrapinput.h"
 #include "measure/unwrap.h"
 
 namespace measure {
@@ -21,7 +20,37 @@ int MarkJumps(const float* a, const float* b, std::uint8_t* whereA, std::uint8_t
     return jumps;
 }
 
+struct Steps {
+    int large = 0;  // pairs of neighbours more than half a period apart
+    int wraps = 0;  // those of them which modulo a period are less than a quarter apart
+};
+
+Steps CountSteps(const float* a, const float* b, const std::uint8_t* useA, const std::uint8_t* useB, int count) {
+    Steps steps;
+    for (int x = 0; x < count; ++x) {
+        const float size = std::abs(a[x] - b[x]);
+        const int large = (size > kPi) & ((useA[x] & useB[x]) != 0);
+        steps.large += large;
+        steps.wraps += large & (std::abs(size - 2 * kPi) < kPi / 2);
+    }
+    return steps;
+}
+
 }  // namespace
+
+bool LooksWrapped(const cv::Mat1f& phase, const cv::Mat1b& usable) {
+    RequireSize(phase, usable, "the mask");
+    int large = 0, wraps = 0;
+    const auto add = [&](const Steps& steps) {
+        large += steps.large;
+        wraps += steps.wraps;
+    };
+    for (int y = 0; y < phase.rows; ++y) {
+        add(CountSteps(phase[y], phase[y] + 1, usable[y], usable[y] + 1, phase.cols - 1));
+        if (y + 1 < phase.rows) add(CountSteps(phase[y], phase[y + 1], usable[y], usable[y + 1], phase.cols));
+    }
+    return wraps > 0 && wraps >= 0.3 * large;
+}
 
 Jumps FindJumps(const cv::Mat1f& unwrapped) {
     Jumps jumps{0, cv::Mat1b(unwrapped.size(), 0)};

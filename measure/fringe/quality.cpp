@@ -2,6 +2,7 @@
 #include <cmath>
 
 #include "measure/fringe/exchange.h"
+#include "measure/fringe/level.h"
 #include "measure/fringequality.h"
 
 namespace measure {
@@ -37,19 +38,12 @@ std::vector<float> Sample(cv::Size size, const Visit& visit) {
     return values;
 }
 
-float At(const cv::Mat& frame, int y, int x) {
-    switch (frame.depth()) {
-        case CV_8U: return frame.at<std::uint8_t>(y, x);
-        case CV_16U: return frame.at<std::uint16_t>(y, x);
-        default: return frame.at<float>(y, x);
-    }
-}
-
 // From the mixed second difference over 2 x 2 pixels, which straight fringes and slopes of the brightness leave small.
 double NoiseOf(const cv::Mat& frame, const cv::Mat1b& usable) {
     auto values = Sample(frame.size(), [&](int y, int x) {
         if (x + 1 >= frame.cols || y + 1 >= frame.rows || !usable(y, x) || !usable(y + 1, x + 1)) return NAN;
-        return std::abs(At(frame, y, x) - At(frame, y, x + 1) - At(frame, y + 1, x) + At(frame, y + 1, x + 1));
+        return std::abs(LevelAt(frame, y, x) - LevelAt(frame, y, x + 1) - LevelAt(frame, y + 1, x) +
+                        LevelAt(frame, y + 1, x + 1));
     });
     // Beyond four times the median there is texture.
     const double limit = 4 * std::max(Median(values), frame.depth() == CV_32F ? 0.0 : 1.0);

@@ -66,11 +66,7 @@ cv::Mat ToGrey(const cv::Mat& image) {
     }
 }
 
-}  // namespace
-
-cv::Mat ReadPicture(const std::string& file) {
-    const std::vector<unsigned char> bytes = ReadBytes(file);
-    cv::Mat image = IsNpy(bytes) ? DecodeNpy(bytes, file) : DecodePicture(bytes, file);
+cv::Mat ToPicture(cv::Mat image, const std::string& file) {
     if (image.cols > kMaxImageSide || image.rows > kMaxImageSide) {
         throw InputError(cv::format("%s: %d x %d pixels is too large, a side may have %d", file.c_str(), image.cols,
                                     image.rows, kMaxImageSide));
@@ -81,6 +77,28 @@ cv::Mat ReadPicture(const std::string& file) {
         throw InputError(file + ": pixels must be unsigned 8-bit, unsigned 16-bit or float");
     }
     return ToGrey(image);
+}
+
+}  // namespace
+
+cv::Mat ReadPicture(const std::string& file) {
+    const std::vector<unsigned char> bytes = ReadBytes(file);
+    return ToPicture(IsNpy(bytes) ? DecodeNpy(bytes, file) : DecodePicture(bytes, file), file);
+}
+
+std::vector<cv::Mat> ReadPages(const std::string& file) {
+    std::vector<cv::Mat> pages{ReadPicture(file)};
+    const Format* const format = FindFormat(file);
+    if (!format || std::string(format->ending).rfind(".tif", 0) != 0) return pages;
+    std::vector<cv::Mat> all;
+    try {
+        const QuietStderr quiet;
+        if (!cv::imreadmulti(file, all, cv::IMREAD_UNCHANGED)) all.clear();
+    } catch (const cv::Exception&) {
+        throw InputError(file + ": damaged, or a kind of picture that cannot be read");
+    }
+    for (std::size_t i = 1; i < all.size(); ++i) pages.push_back(ToPicture(all[i], file));
+    return pages;
 }
 
 std::vector<std::string> ListPictures(const std::string& folder) {

@@ -1,67 +1,94 @@
 #include <chrono>
-#include <cstdint>
 #include <cstdio>
 #include <filesystem>
 
 #include "measure/io.h"
+#include "measure/unwrap.h"
 #include "tools/vorip/cli/parse.h"
 #include "tools/vorip/commands/commands.h"
-#include "tools/vorip/commands/phasequality.h"
 #include "tools/vorip/commands/runs.h"
-#include "tools/vorip/commands/unwrapregions.h"
-#include "tools/vorip/commands/unwrapreliability.h"
 #include "tools/vorip/commands/unwrapresult.h"
 #include "tools/vorip/pictures/inputs.h"
 #include "tools/vorip/session/failure.h"
-#include "tools/vorip/session/interrupt.h"
-#include "tools/vorip/session/progress.h"
+#include "tools/vorip/session/warning.h"
+#include "tools/vorip/session/watch.h"
 
 namespace vorip {
 namespace {
 
 constexpr char kAbout[] = "The continuous phase of a wrapped phase picture";
 constexpr char kDetails[] =
-    "The method 'regions' grows areas along pixels of high quality, joins them where their borders agree best, and\n"
-    "gives every joined component consistent fringe orders. The method 'reliability' joins neighbouring pixels, those\n"
-    "where the phase bends least first; it needs no quality. Between components that do not touch, whole periods\n"
-    "remain unknown.\n"
+    "PHASE is the folder of vorip phase, whose phase, mask and contrast are then used, or a picture: 256 steps per\n"
+    "period when it is 8-bit, 65,536 when 16-bit; a float phase is in radians, NaN is excluded.\n"
     "\n"
-    "PHASE has 256 steps per period when it is 8-bit, 65,536 when 16-bit; a float phase is in radians, NaN is "
-    "excluded.\n"
-    "The fringe orders are found on 8-bit phase; unwrapped.tiff and unwrapped.npy keep the resolution of PHASE.\n"
+    "The method 'reliability' joins neighbouring pixels, those first where the phase runs straight and, if there is a\n"
+    "contrast picture, the contrast of the fringes does not change: a change often is the edge of an object. The "
+    "method\n"
+    "'regions' grows areas along pixels of high quality and joins them where their borders agree best; its quality is\n"
+    "found from the phase, which is better than the modulation, unless --quality gives one. Between components that "
+    "do\n"
+    "not touch, whole periods remain unknown.\n"
     "\n"
-    "Writes unwrapped16.png (256 steps per period above the minimum, at most 65,535), unwrapped.tiff and\n"
-    "unwrapped.npy (float radians, NaN where invalid), unwrapped_mask.png (255 valid), components.png (16-bit numbers, "
-    "1 is the largest component),\n"
-    "unwrapped_picture.png (colours, invalid pixels hatched in grey) and summary.json.\n"
+    "Writes unwrapped16.png (256 steps per period above the minimum, at most 65,535), unwrapped.tiff and "
+    "unwrapped.npy\n"
+    "(float radians, NaN where invalid), unwrapped_mask.png (255 valid), components.png (16-bit numbers, 1 is the\n"
+    "largest component), unwrapped_picture.png (colours, invalid pixels hatched in grey, jumps magenta) and\n"
+    "summary.json. A jump is a pair of neighbours more than half a period apart: wrong orders, or a step of the "
+    "surface.\n"
+    "\n"
+    "Exit codes: 0 done, 5 nothing is usable (the files are written all the same).\n"
     "\n"
     "Example:\n"
-    "  vorip unwrap result/phase16.png --quality result/modulation.png --mask result/mask.png --out result\n"
-    "  vorip unwrap result/phase16.png --method reliability --mask result/mask.png --out result";
+    "  vorip unwrap result --out result\n"
+    "  vorip unwrap result/phase16.png --mask result/mask.png --method regions --out result";
 
 constexpr char kRegions[] = "regions";
 constexpr char kReliability[] = "reliability";
 
 struct Inputs {
-    PhaseImage phase;
-    cv::Mat quality;  // of the method by regions
+    cv::Mat1f phase;
+    cv::Mat1b usable;
+    cv::Mat1f contrast;  // of the method by reliability; may be empty
+    cv::Mat1b quality;   // of the method by regions
 };
+
+// Puts the files of the folder of vorip phase where no others are given. Returns its summary, if it has one.
+std::string ResolveFolder(UnwrapOptions& options) {
+    const std::filesystem::path folder(options.phase);
+    if (!std::filesystem::is_directory(folder)) return "";
+    const auto take = [&](const char* name, std::string& file) {
+        const std::filesystem::path path = folder / name;
+        if (file.empty() && std::filesystem::exists(path)) file = path.string();
+    };
+    options.phase.clear();
+    take("phase16.png", options.phase);
+    if (options.phase.empty()) Refuse(folder.string() + ": there is no phase16.png in it, as vorip phase writes it");
+    take("mask.png", options.mask);
+    if (options.method == kReliability) take("contrast.png", options.contrast);
+    std::string summary;
+    take("phase.json", summary);
+    return summary;
+}
 
 Inputs ReadInputs(const UnwrapOptions& options) {
     Inputs inputs;
     inputs.phase = ReadPhase(options.phase);
+    inputs.usable = cv::Mat1b(inputs.phase.size(), 255);
     if (!options.mask.empty()) {
-        const cv::Mat mask = ReadMask(options.mask);
-        measure::RequireSameSize(inputs.phase.steps, options.phase, mask, options.mask);
-        inputs.phase.usable &= mask;
+        inputs.usable = ReadMask(options.mask);
+        measure::RequireSameSize(inputs.phase, options.phase, inputs.usable, options.mask);
     }
-    if (options.method == UnwrapMethod::kReliability) return inputs;
-    if (options.quality.empty()) {
-        inputs.quality = QualityFromPhase(inputs.phase.steps, inputs.phase.usable);
-    } else {
+    if (!options.contrast.empty()) {
+        inputs.contrast = ReadContrast(options.contrast);
+        measure::RequireSameSize(inputs.phase, options.phase, inputs.contrast, options.contrast);
+    }
+    if (!options.quality.empty()) {
         inputs.quality = ReadQuality(options.quality);
-        measure::RequireSameSize(inputs.phase.steps, options.phase, inputs.quality, options.quality);
+        measure::RequireSameSize(inputs.phase, options.phase, inputs.quality, options.quality);
     }
+    if (!measure::LooksWrapped(inputs.phase, inputs.usable))
+        Warn(options.phase +
+             ": hardly a wrapped phase, steps of a period are missing (a fringe picture, or unwrapped?)");
     return inputs;
 }
 
@@ -77,20 +104,20 @@ std::optional<Pair<int>> ZeroPoint(const UnwrapOptions& options, const cv::Mat& 
     return zero;
 }
 
-std::string FileName(const std::string& file) { return JsonText(std::filesystem::path(file).filename().string()); }
-
-std::vector<SummaryEntry> Entries(const UnwrapOptions& options) {
-    const bool regions = options.method == UnwrapMethod::kRegions;
-    std::vector<SummaryEntry> entries{{"method", JsonText(regions ? kRegions : kReliability)},
-                                      {"phase", FileName(options.phase)}};
-    if (!options.quality.empty()) entries.emplace_back("quality", FileName(options.quality));
-    if (!options.mask.empty()) entries.emplace_back("mask", FileName(options.mask));
-    if (regions) {
+std::vector<SummaryEntry> Entries(const UnwrapOptions& options, const std::string& phaseSummary) {
+    std::vector<SummaryEntry> entries{{"method", JsonText(options.method)}};
+    const auto add = [&](const char* key, const std::string& file) {
+        if (!file.empty()) entries.emplace_back(key, JsonText(std::filesystem::path(file).filename().string()));
+    };
+    add("phase", options.phase);
+    add("mask", options.mask);
+    add("contrast", options.contrast);
+    add("quality", options.quality);
+    add("summary_of_phase", phaseSummary);
+    entries.emplace_back("min_pixels", std::to_string(options.minPixels));
+    if (options.method == kRegions) {
         entries.emplace_back("min_quality", std::to_string(options.minQuality));
-        entries.emplace_back("min_area", std::to_string(options.minArea));
         entries.emplace_back("order_mode", std::to_string(options.orderMode));
-    } else {
-        entries.emplace_back("min_group", std::to_string(options.minGroup));
     }
     if (const auto zero = ParsePoint(options.zero)) {
         entries.emplace_back("zero", cv::format("[%d, %d]", zero->first, zero->second));
@@ -98,88 +125,108 @@ std::vector<SummaryEntry> Entries(const UnwrapOptions& options) {
     return entries;
 }
 
-UnwrapResult Unwrap(Inputs& inputs, const UnwrapOptions& options) {
-    const auto zero = ZeroPoint(options, inputs.phase.steps);
-    if (options.method == UnwrapMethod::kRegions) {
-        return {UnwrapByRegions(inputs.phase, inputs.quality, options), inputs.phase.residual, zero};
+measure::Unwrapped Unwrap(const Inputs& in, const UnwrapOptions& options, const measure::Progress& progress) {
+    if (options.method == kReliability) {
+        const cv::Mat1f cost = measure::UnwrapCost(in.phase, in.usable, in.contrast);
+        return measure::UnwrapByCost(in.phase, in.usable, cost, options.minPixels, progress);
     }
-    Interrupt interrupt;
-    const UnwrappedSteps unwrapped =
-        UnwrapByReliability(inputs.phase, static_cast<std::uint32_t>(options.minGroup), interrupt.AbortFlag());
-    interrupt.Check();
-    return {unwrapped, inputs.phase.residual, zero};
+    measure::RegionOptions regions;
+    regions.minPixels = options.minPixels;
+    regions.minQuality = options.minQuality;
+    regions.orderMode = options.orderMode;
+    const cv::Mat1b quality = in.quality.empty() ? measure::QualityFromPhase(in.phase, in.usable) : in.quality;
+    return measure::UnwrapByRegions(in.phase, in.usable, quality, regions, progress);
 }
 
-// An option that the chosen method does not have would silently do nothing.
-void RefuseForeignOptions(const Command& command, UnwrapMethod method) {
-    const std::vector<std::string> ofRegions{"--quality", "--min-quality", "--min-area", "--order-mode"};
-    const std::vector<std::string> ofReliability{"--min-group"};
-    const bool regions = method == UnwrapMethod::kRegions;
-    for (const std::string& name : regions ? ofReliability : ofRegions) {
-        if (!command.IsGiven(name)) continue;
-        Refuse(name + " is an option of --method " + (regions ? kReliability : kRegions) + ", not of " +
-               (regions ? kRegions : kReliability));
+// Options that only one method has choose it. One that the chosen method does not have would silently do nothing.
+std::string ChooseMethod(const Command& command, const std::string& given) {
+    const std::vector<std::string> ofRegions{"--quality", "--min-quality", "--order-mode"};
+    const std::vector<std::string> ofReliability{"--contrast"};
+    std::string method = given;
+    for (const auto& [names, owner] : {std::pair{ofRegions, kRegions}, std::pair{ofReliability, kReliability}}) {
+        for (const std::string& name : names) {
+            if (!command.IsGiven(name)) continue;
+            if (method.empty()) method = owner;
+            if (method != owner) Refuse(name + " is an option of --method " + owner + ", not of " + method);
+        }
     }
+    return method.empty() ? kReliability : method;
 }
 
 }  // namespace
 
-void RunUnwrap(const UnwrapOptions& options) {
+int RunUnwrap(const UnwrapOptions& given) {
+    UnwrapOptions options = given;
+    if (options.method.empty()) options.method = kReliability;
+    const std::string phaseSummary = ResolveFolder(options);
     OutputSet outputs(options.out);
-    Progress progress("vorip unwrap");
-    progress.Stage("reading");
-    Inputs inputs = ReadInputs(options);
-    progress.Stage("unwrapping");
+    Progress line("vorip unwrap");
+    line.Stage("reading");
+    const Inputs inputs = ReadInputs(options);
+    const auto zero = ZeroPoint(options, inputs.phase);
     const auto start = std::chrono::steady_clock::now();
-    const UnwrapResult result = Unwrap(inputs, options);
+    measure::Unwrapped unwrapped;
+    {
+        const Interrupt interrupt;
+        unwrapped = Unwrap(inputs, options, Watch(line, interrupt));
+        interrupt.Check();
+    }
+    SetZero(unwrapped, zero);
+    const measure::Jumps jumps = measure::FindJumps(unwrapped.phase);
     const std::chrono::duration<double> time = std::chrono::steady_clock::now() - start;
-    progress.Stage("writing");
-    const std::string report = WriteUnwrapResult(outputs, result, Entries(options), time.count());
+    line.Stage("writing");
+    const std::string report =
+        WriteUnwrapResult(outputs, unwrapped, jumps, Entries(options, phaseSummary), time.count());
     outputs.Commit();
-    progress.End();
+    line.End();
     std::printf("%s\n", report.c_str());
+    if (jumps.count > 0) {
+        Warn(
+            cv::format("%d jumps of more than half a period between neighbouring pixels, magenta in "
+                       "unwrapped_picture.png: wrong orders, or steps of the surface",
+                       jumps.count));
+    }
+    return unwrapped.pixels.empty() ? kExitNothingUsable : kExitDone;
 }
 
 void AddUnwrapCommand(CommandLine& program) {
     const auto options = std::make_shared<UnwrapOptions>();
-    const auto method = std::make_shared<std::string>(kRegions);
     Command& command = program.Add("unwrap", kAbout, kDetails);
-    command.Add("PHASE", options->phase, "Wrapped phase").Required();
+    command.Add("PHASE", options->phase, "Wrapped phase, or the folder of vorip phase").Required();
     command.Add("--out", options->out, "Folder for the results").Required().Type("DIR");
-    command.Add("--method", *method, "How to unwrap: regions or reliability")
-        .OneOf({kRegions, kReliability})
-        .ShowDefault()
+    command.Add("--method", options->method, "How to unwrap: reliability or regions [reliability]")
+        .OneOf({kReliability, kRegions})
         .Type("METHOD");
+    command.Add("--mask", options->mask, "8-bit mask, 128 and above is usable [everything]").Type("FILE");
+    command
+        .Add("--contrast", options->contrast,
+             "Reliability: fringe contrast, 255 x B / A; its changes are expensive to cross [not considered]")
+        .Type("FILE");
     command
         .Add("--quality", options->quality,
-             "Quality, higher is better: 8-bit, 16-bit (the upper 8 bits count) or float (scaled to the largest) "
-             "[found from the phase: 255 where it runs straight, less where it bends]")
+             "Regions: quality, higher is better: 8-bit, 16-bit (the upper 8 bits count) or float (scaled to the "
+             "largest) [found from the phase: 255 where it runs straight, less where it bends]")
         .Type("FILE");
-    command.Add("--mask", options->mask, "8-bit mask, 128 and above is usable [everything]").Type("FILE");
-    command.Add("--min-quality", options->minQuality, "Pixels of lower quality stay invalid")
+    command.Add("--min-pixels,--min-area,--min-group", options->minPixels, "Components of fewer pixels are dropped")
+        .Between(0, 1e9, "a number of pixels")
+        .ShowDefault()
+        .Type("PIXELS");
+    command.Add("--min-quality", options->minQuality, "Regions: pixels of lower quality stay invalid")
         .Between(0, 254)
         .ShowDefault()
         .Type("0..254");
-    command.Add("--min-area", options->minArea, "Components with fewer pixels are dropped")
-        .Between(0, 1e9, "a number of pixels")
-        .ShowDefault()
-        .Type("PIXELS");
     command
         .Add("--order-mode", options->orderMode,
-             "How far growth may climb to better pixels than it came from: 1 without limit ... 8 not at all")
+             "Regions: how far growth may climb to better pixels than it came from: 1 without limit ... 8 not at all")
         .Between(1, 8)
         .ShowDefault()
         .Type("1..8");
-    command.Add("--min-group", options->minGroup, "Reliability: groups with fewer pixels are dropped")
-        .Between(0, 1e9, "a number of pixels")
-        .ShowDefault()
-        .Type("PIXELS");
     command.Add("--zero", options->zero, "Pixel whose unwrapped phase becomes 0").Type("X,Y");
-    command.OnRun([options, method, &command] {
-        options->method = *method == kReliability ? UnwrapMethod::kReliability : UnwrapMethod::kRegions;
-        RefuseForeignOptions(command, options->method);
-        RunUnwrap(*options);
+    command.OnRun([options, &command] {
+        options->method = ChooseMethod(command, options->method);
+        const int exitCode = RunUnwrap(*options);
         std::printf("written to %s\n", options->out.c_str());
+        if (exitCode != kExitDone) throw Verdict{exitCode};
     });
 }
 

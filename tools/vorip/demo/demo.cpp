@@ -123,15 +123,13 @@ void RunDemo(const std::string& out) {
     for (int k = 0; k < kFrames; ++k) {
         const std::string name = cv::format("fringe%d.png", k);
         outputs.AddImage(name, scene.frames[static_cast<std::size_t>(k)]);
-        phase.frames.push_back((folder / name).string());
+        phase.frames.frames.push_back((folder / name).string());
     }
     phase.out = folder.string();
     RunPhase(phase);
 
     UnwrapOptions unwrap;
-    unwrap.phase = (folder / "phase16.png").string();
-    unwrap.quality = (folder / "modulation.png").string();
-    unwrap.mask = (folder / "mask.png").string();
+    unwrap.phase = folder.string();
     unwrap.out = folder.string();
     RunUnwrap(unwrap);
 

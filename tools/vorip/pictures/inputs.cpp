@@ -9,40 +9,27 @@
 namespace vorip {
 namespace {
 
-constexpr double kTwoPi = KrN::KrMath::TwoPi;
-
-PhaseImage From16(const cv::Mat& file) {
-    PhaseImage phase{cv::Mat(file.size(), CV_8U), cv::Mat(file.size(), CV_32F), cv::Mat(file.size(), CV_8U, 255.0)};
-    constexpr auto radians = static_cast<float>(kTwoPi / 65536.0);
-    for (int y = 0; y < file.rows; ++y) {
-        const auto* in = file.ptr<std::uint16_t>(y);
-        auto* steps = phase.steps.ptr<std::uint8_t>(y);
-        auto* residual = phase.residual.ptr<float>(y);
-        for (int x = 0; x < file.cols; ++x) {
-            const int rounded = (in[x] + 128) >> 8;  // 256 is 0 again
-            steps[x] = static_cast<std::uint8_t>(rounded);
-            residual[x] = static_cast<float>(in[x] - rounded * 256) * radians;
+// Float phases may have any range; they are wrapped to -pi to pi.
+cv::Mat1f WrapRadians(const cv::Mat1f& file) {
+    cv::Mat1f phase(file.size());
+    cv::parallel_for_(cv::Range(0, file.rows), [&](const cv::Range& rows) {
+        for (int y = rows.start; y < rows.end; ++y) {
+            for (int x = 0; x < file.cols; ++x) {
+                const float v = file(y, x);
+                const bool inside = std::abs(v) <= static_cast<float>(CV_PI);
+                phase(y, x) =
+                    inside ? v
+                           : static_cast<float>(std::remainder(static_cast<double>(v), 2 * CV_PI));  // NaN of infinity
+            }
         }
-    }
+    });
     return phase;
 }
 
-PhaseImage FromRadians(const cv::Mat& file) {
-    PhaseImage phase{cv::Mat(file.size(), CV_8U, 0.0), cv::Mat(file.size(), CV_32F, 0.0),
-                     cv::Mat(file.size(), CV_8U, 0.0)};
-    for (int y = 0; y < file.rows; ++y) {
-        const auto* in = file.ptr<float>(y);
-        for (int x = 0; x < file.cols; ++x) {
-            if (!std::isfinite(in[x])) continue;
-            const double periods = static_cast<double>(in[x]) / kTwoPi;
-            const double position = (periods - std::floor(periods)) * 256.0;
-            const double rounded = std::floor(position + 0.5);
-            phase.steps.at<std::uint8_t>(y, x) = static_cast<std::uint8_t>(static_cast<int>(rounded) & 255);
-            phase.residual.at<float>(y, x) = static_cast<float>((position - rounded) * (kTwoPi / 256.0));
-            phase.usable.at<std::uint8_t>(y, x) = 255;
-        }
-    }
-    return phase;
+cv::Mat1f Scaled(const cv::Mat& image, double scale) {
+    cv::Mat1f scaled;
+    image.convertTo(scaled, CV_32F, scale);
+    return scaled;
 }
 
 // An 8-bit image as it is; of 16 bits the upper 8.
@@ -68,13 +55,23 @@ cv::Mat QualityFromFloat(const cv::Mat& file) {
 
 }  // namespace
 
-PhaseImage ReadPhase(const std::string& file) {
+cv::Mat1f ReadPhase(const std::string& file) {
     const cv::Mat image = measure::ReadPicture(file);
     switch (image.depth()) {
-        case CV_8U: return {image, cv::Mat(), cv::Mat(image.size(), CV_8U, 255.0)};
-        case CV_16U: return From16(image);
-        case CV_32F: return FromRadians(image);
+        case CV_8U: return Scaled(image, 2 * CV_PI / 256);
+        case CV_16U: return Scaled(image, 2 * CV_PI / 65536);
+        case CV_32F: return WrapRadians(image);
         default: Refuse(file + ": a phase is 8-bit, 16-bit or float, this is " + measure::PixelTypeName(image));
+    }
+}
+
+cv::Mat1f ReadContrast(const std::string& file) {
+    const cv::Mat image = measure::ReadPicture(file);
+    switch (image.depth()) {
+        case CV_8U: return Scaled(image, 1.0 / 255);
+        case CV_16U: return Scaled(image, 1.0 / 65535);
+        case CV_32F: return image;
+        default: Refuse(file + ": a contrast is 8-bit, 16-bit or float, this is " + measure::PixelTypeName(image));
     }
 }
 
@@ -97,11 +94,6 @@ cv::Mat ReadQuality(const std::string& file) {
     if (image.depth() != CV_8U && image.depth() != CV_16U)
         Refuse(file + ": a quality is 8-bit, 16-bit or float, this is " + measure::PixelTypeName(image));
     return UpperByte(image);
-}
-
-cv::Mat ToUnwrapMask(const cv::Mat& usable) {
-    const cv::Mat excluded = usable < 128;
-    return excluded & 128;
 }
 
 }  // namespace vorip

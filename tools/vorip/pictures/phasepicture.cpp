@@ -62,6 +62,13 @@ cv::Mat DrawImage(const cv::Mat& radians, const cv::Mat& palette, const Scale& s
     return picture;
 }
 
+void Mark(const cv::Mat& marked, int zoom, cv::Mat& image) {
+    cv::Mat wide;
+    cv::dilate(marked, wide, cv::Mat());
+    cv::resize(zoom < 3 ? wide : marked, wide, image.size(), 0, 0, cv::INTER_NEAREST);
+    image.setTo(cv::Scalar(255, 0, 255), wide);
+}
+
 // A step of 1, 2 or 5 times a power of ten that gives at most `most` ticks.
 double TickStep(const Scale& scale, int most) {
     const double least = (scale.upper - scale.lower) / most;
@@ -99,12 +106,13 @@ cv::Mat DrawScaleBar(int height, const cv::Mat& palette, const Scale& scale) {
 
 }  // namespace
 
-cv::Mat DrawPhasePicture(const cv::Mat& radians) {
+cv::Mat DrawPhasePicture(const cv::Mat& radians, const cv::Mat& marked) {
     const cv::Mat palette = Palette();
     const Scale scale = FindScale(radians);
     const int side = std::max(radians.cols, radians.rows);
     const int zoom = std::max(1, kSmallestPicture / side);
-    const cv::Mat image = DrawImage(radians, palette, scale, zoom);
+    cv::Mat image = DrawImage(radians, palette, scale, zoom);
+    if (!marked.empty()) Mark(marked, zoom, image);
     const int height = std::max(image.rows, 200);
     const cv::Mat bar = DrawScaleBar(height, palette, scale);
     cv::Mat picture(height, image.cols + bar.cols, CV_8UC3, cv::Scalar::all(24));

@@ -1,0 +1,100 @@
+#include "tools/vorip/commands/frameinputs.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "measure/frames.h"
+#include "measure/io.h"
+#include "tools/vorip/cli/parse.h"
+#include "tools/vorip/session/failure.h"
+#include "tools/vorip/session/warning.h"
+
+namespace vorip {
+namespace {
+
+std::vector<double> Shifts(const FrameOptions& options, std::size_t count) {
+    if (options.shift.empty()) return measure::EqualShifts(static_cast<int>(count));
+    auto degrees = ParseNumbers(options.shift);
+    if (!degrees)
+        Refuse("--shift=" + options.shift + ": must be numbers separated by commas, as in --shift=-120,0,120");
+    if (degrees->size() != count) {
+        Refuse(cv::format("--shift gives %zu shifts for %zu frames", degrees->size(), count));
+    }
+    for (double& d : *degrees) {
+        if (!(std::abs(d) <= 1e6)) Refuse("--shift=" + options.shift + ": shifts go up to 1000000 degrees");
+        d *= CV_PI / 180.0;
+    }
+    return *degrees;
+}
+
+void ReadFile(const std::string& file, FrameInput& input) {
+    const std::vector<cv::Mat> pages = measure::ReadPages(file);
+    if (pages.size() > 1) Warn(file + cv::format(" has %zu pages; all are taken as frames", pages.size()));
+    for (std::size_t i = 0; i < pages.size(); ++i) {
+        if (pages[i].depth() == CV_32S) Refuse(file + ": a fringe picture is 8-bit, 16-bit or float");
+        input.set.frames.push_back(pages[i]);
+        input.names.push_back(pages.size() > 1 ? cv::format("%s page %zu", file.c_str(), i + 1) : file);
+        measure::RequireSameKind(input.set.frames.front(), input.names.front(), pages[i], input.names.back());
+    }
+}
+
+void WarnOfBits(const std::vector<cv::Mat>& frames) {
+    const int bits = measure::GuessCameraBits(frames);
+    if (bits == 0) return;
+    Warn(cv::format("the grey levels stay below %d: if the camera has %d bits, give --full-scale %d", 1 << bits, bits,
+                    (1 << bits) - 1));
+}
+
+}  // namespace
+
+void AddFrameOptions(Command& command, FrameOptions& options) {
+    command.Add("--shift", options.shift, "Phase shift of each frame, as in --shift=-120,0,120 [360 k / N]")
+        .Type("DEG,DEG,...");
+    command
+        .Add("--full-scale", options.fullScale,
+             "Grey level of full scale [255 or 65535 by the pictures' type]; 4095 for a 12-bit camera")
+        .Accept([](double v) { return v > 0; }, "above 0")
+        .Type("LEVEL");
+}
+
+void AddLimitOptions(Command& command, FrameOptions& options) {
+    const auto limit = [&](const char* name, double& value, const char* help) {
+        command.Add(name, value, help)
+            .Accept([](double v) { return v >= 0; }, "a percentage of 0 or more")
+            .ShowDefault()
+            .Type("PERCENT");
+    };
+    limit("--min-intensity", options.minIntensity, "Least mean intensity A");
+    limit("--saturation", options.saturation, "Level at which a frame counts as saturated; above 100: never");
+    limit("--min-modulation", options.minModulation,
+          "Least modulation B of 3 x 3 pixels together; one pixel may have half of it");
+}
+
+FrameInput ReadFrames(const FrameOptions& options) {
+    const measure::FrameFiles found = measure::FindFrames(options.frames);
+    if (found.looksMisordered) {
+        Warn(
+            "the frames are listed in alphabetical order, which is not that of their numbers; quoted, a pattern or a "
+            "folder is sorted by the numbers");
+    }
+    FrameInput input;
+    for (const std::string& file : found.files) ReadFile(file, input);
+    const std::size_t count = input.set.frames.size();
+    if (count < 3) Refuse(cv::format("at least three fringe pictures are needed, %zu given", count));
+    input.set.shifts = Shifts(options, count);
+    if (options.fullScale <= 0 && input.set.frames.front().depth() == CV_32F)
+        Refuse("float pictures need --full-scale, the grey level at which they saturate");
+    if (options.fullScale <= 0) WarnOfBits(input.set.frames);
+    input.limits.fullScale = options.fullScale;
+    input.limits.minMean = options.minIntensity / 100;
+    input.limits.saturation = options.saturation / 100;
+    input.limits.minModulation = options.minModulation / 100;
+    return input;
+}
+
+std::string RippleJson(const measure::Ripple& ripple) {
+    return cv::format("{\"known\": %s, \"radians\": %.4f, \"periods_in_view\": %.1f}", JsonTruth(ripple.known).c_str(),
+                      ripple.amplitude, ripple.periodsInView);
+}
+
+}  // namespace vorip

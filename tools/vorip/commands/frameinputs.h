@@ -1,0 +1,39 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "measure/fringe.h"
+#include "tools/vorip/cli/commandline.h"
+#include "tools/vorip/session/summary.h"
+
+namespace vorip {
+
+// The frames of one set, as the command line gives them.
+struct FrameOptions {
+    std::vector<std::string> frames;
+    std::string shift;          // degrees, comma-separated; empty for equal shifts over one period
+    double fullScale = 0;       // 0: that of the pixel type
+    double minIntensity = 1.5;  // these three in percent of full scale
+    double saturation = 99.5;
+    double minModulation = 1.6;
+};
+
+// The options beside the words that name the frames: what the frames are, and what makes their pixels usable.
+void AddFrameOptions(Command& command, FrameOptions& options);
+void AddLimitOptions(Command& command, FrameOptions& options);
+
+struct FrameInput {
+    std::vector<std::string> names;  // of each frame; pages of one file as "FILE page 2"
+    measure::FringeSet set;
+    measure::FringeLimits limits;
+};
+
+// Reads the frames and warns of what looks wrong about files, their order and their grey levels. Refuses frames that do
+// not belong together and shifts that do not fit to them.
+FrameInput ReadFrames(const FrameOptions& options);
+
+// What a summary says about a ripple.
+std::string RippleJson(const measure::Ripple& ripple);
+
+}  // namespace vorip
