@@ -56,21 +56,75 @@ TEST_F(Program, FindsThePhaseFromAnyNumberOfFramesOfAnyDepth) {
     }
 }
 
-// A raised object before a wall: same phase on both sides of its edge, but less contrast.
-TEST_F(Program, SeparatesMaterialsOfDifferentContrast) {
-    for (int k = 0; k < 3; ++k) {
-        const auto frame = [k](int x, int y) {
-            const bool object = x > 50 && x < 110 && y > 40 && y < 90;
-            return std::lround(100 + (object ? 30 : 80) * std::cos(0.2 * x + k * 2 * CV_PI / 3));
-        };
-        Write(cv::format("f%d.png", k), Draw<uchar>(160, 120, frame));
+// Slanted fringes; `light` is the modulation, and a glint is saturated.
+cv::Mat Fringes(double degrees, double light, double gamma = 1, int periods = 10) {
+    return Draw<uchar>(160, 60, [=](int x, int y) {
+        const double angle = 2 * CV_PI * periods * (x + 0.1 * y) / 160 + degrees * CV_PI / 180;
+        return std::lround(5 + 2 * light * std::pow(0.5 + 0.5 * std::cos(angle), gamma));
+    });
+}
+
+TEST_F(Program, FindsFramesByFolderPatternAndPage) {
+    std::filesystem::create_directory(File("in"));
+    std::vector<cv::Mat> pages;
+    std::string listed;
+    for (int k = 0; k < 12; ++k) {
+        pages.push_back(Fringes(30 * k, 80));
+        Write(cv::format("in/f%d.png", k), pages.back());
     }
-    for (const auto& [option, components] : {std::pair{"", 2}, {"--border-ratio 0", 1}}) {
-        Succeed(std::string("phase f0.png f1.png f2.png --out o ") + option);
-        Succeed("unwrap o/phase16.png --mask o/mask.png --out o");
-        double most = 0;
-        cv::minMaxLoc(Read("o/components.png"), nullptr, &most);
-        EXPECT_EQ(most, components) << option;
+    for (const int k : {0, 1, 10, 11, 2, 3, 4, 5, 6, 7, 8, 9}) listed += cv::format(" in/f%d.png", k);
+    WritePages("pages.tiff", pages);
+    cv::Mat reference;
+    const struct {
+        std::string words;
+        const char* warns;  // nothing when empty
+    } cases[] = {{"in", ""},
+                 {"'in/f*.png'", ""},
+                 {"pages.tiff", "12 pages"},
+                 {listed + " --shift=0,30,300,330,60,90,120,150,180,210,240,270", "alphabetical order"}};
+    for (const auto& c : cases) {
+        const Outcome outcome = Run("phase --out o " + c.words);
+        EXPECT_EQ(outcome.exitCode, 0) << outcome.err;
+        EXPECT_EQ(outcome.err.empty(), *c.warns == 0) << outcome.err;
+        EXPECT_NE(outcome.err.find(c.warns), std::string::npos) << outcome.err;
+        const cv::Mat phase = Read("o/phase.png");
+        if (reference.empty()) reference = phase;
+        EXPECT_LE(cv::norm(phase, reference, cv::NORM_L1), 20) << c.words;  // steps at the border of rounding
+    }
+}
+
+// What the commands say about frames, and their exit codes.
+TEST_F(Program, JudgesFrames) {
+    const struct {
+        const char* what;
+        double light, gamma;
+        int type, periods;
+        const char *phaseSays, *qualitySays;
+        int phaseCode, qualityCode;
+    } cases[] = {
+        {"good", 80, 1, CV_8U, 10, "ripple 0.000 rad\n", "quality: good", 0, 0},
+        {"gamma", 80, 2.2, CV_8U, 10, "rad, corrected\n", "no sines", 0, 0},
+        {"few periods", 80, 1, CV_8U, 3, "ripple unknown", "periods in view, 8 are needed", 0, 0},
+        {"bright", 140, 1, CV_8U, 10, "are saturated", "are saturated", 0, 0},
+        {"dark", 8, 1, CV_8U, 10, "expose longer", "low intensity", 0, 4},
+        {"black", 1, 1, CV_8U, 10, "hardly anything is usable", "low intensity", 5, 4},
+        {"12 bits", 80, 1, CV_16U, 10, "--full-scale 4095", "--full-scale 4095", 5, 4},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.what);
+        for (int k = 0; k < 3; ++k) {
+            cv::Mat frame = Fringes(120 * k, c.light, c.gamma, c.periods);
+            if (c.type == CV_16U) frame.convertTo(frame, CV_16U, 16, 7);
+            Write(cv::format("f%d.png", k), frame);
+        }
+        const Outcome phase = Run("phase 'f?.png' --out o"), quality = Run("quality 'f?.png'");
+        EXPECT_EQ(phase.exitCode, c.phaseCode) << phase.err;
+        EXPECT_EQ(quality.exitCode, c.qualityCode) << quality.out;
+        EXPECT_NE((phase.out + phase.err).find(c.phaseSays), std::string::npos) << phase.out << phase.err;
+        EXPECT_NE((quality.out + quality.err).find(c.qualitySays), std::string::npos) << quality.out << quality.err;
+        const Outcome json = Run("quality 'f?.png' --json");
+        EXPECT_EQ(json.exitCode, c.qualityCode);
+        EXPECT_EQ(json.out.substr(0, 15), "{\n  \"verdict\": ");
     }
 }
 
@@ -132,6 +186,35 @@ TEST_F(Program, UnwrapsPhasesOfEveryKind) {
         Succeed(std::string("unwrap p8.png --mask mask.png --out o ") + option);
         EXPECT_EQ(cv::countNonZero(Read("o/unwrapped_mask.png")), kGap * kHeight) << option;
     }
+}
+
+// A surface with a step of several periods over half its width: orders cannot be right on both sides.
+TEST_F(Program, UnwrapsTheFolderOfPhaseAndTellsJumps) {
+    const auto frame = [](int k) {
+        return Draw<uchar>(200, 100, [=](int x, int y) {
+            const double step = y >= 50 && x > 40 ? 0.06 * (x - 40) : 0;
+            return std::lround(100 + (y < 50 ? 70 : 50) * std::cos(0.4 * x + step + k * CV_PI / 2));
+        });
+    };
+    for (int k = 0; k < 4; ++k) Write(cv::format("f%d.png", k), frame(k));
+    Succeed("phase 'f*.png' --out o");
+    EXPECT_NEAR(Read("o/contrast.png").at<uchar>(20, 100), 255 * 70 / 101, 1);
+    const Outcome outcome = Run("unwrap o --out o");
+    EXPECT_EQ(outcome.exitCode, 0);
+    EXPECT_NE(outcome.err.find(" jumps of more than half a period"), std::string::npos) << outcome.err;
+    const std::string summary = ReadText("o/summary.json");
+    for (const char* part : {"\"contrast\": \"contrast.png\"", "\"mask\": \"mask.png\"", "\"jumps\": 1"})
+        EXPECT_NE(summary.find(part), std::string::npos) << part << summary;
+    const cv::Mat result = Read("o/unwrapped.tiff");
+    for (const int y : {10, 90})
+        for (int x = 1; x < 200; ++x) EXPECT_LT(std::abs(result.at<float>(y, x) - result.at<float>(y, x - 1)), 1) << x;
+    cv::Mat magenta;
+    cv::inRange(Read("o/unwrapped_picture.png"), cv::Scalar(255, 0, 255), cv::Scalar(255, 0, 255), magenta);
+    EXPECT_GT(cv::countNonZero(magenta), 50);
+
+    EXPECT_NE(Run("unwrap f0.png --out p").err.find("hardly a wrapped phase"), std::string::npos);
+    Write("none.png", cv::Mat(100, 200, CV_8U, cv::Scalar(0)));
+    EXPECT_EQ(Run("unwrap o --mask none.png --out p").exitCode, 5);
 }
 
 // The fringe orders of one method are 8 bits wide, and so are 16 bits of steps.

@@ -63,6 +63,10 @@ void Program::Write(const std::string& name, const cv::Mat& image) const {
     ASSERT_TRUE(cv::imwrite(File(name).string(), image));
 }
 
+void Program::WritePages(const std::string& name, const std::vector<cv::Mat>& pages) const {
+    ASSERT_TRUE(cv::imwritemulti(File(name).string(), pages));
+}
+
 void Program::WriteBytes(const std::string& name, const std::string& bytes) const {
     std::ofstream(File(name), std::ios::binary) << bytes;
 }

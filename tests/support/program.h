@@ -6,6 +6,7 @@
 #include <functional>
 #include <opencv2/core.hpp>
 #include <string>
+#include <vector>
 
 namespace test {
 
@@ -29,6 +30,7 @@ protected:
 
     std::filesystem::path File(const std::string& name) const { return mFolder / name; }
     void Write(const std::string& name, const cv::Mat& image) const;
+    void WritePages(const std::string& name, const std::vector<cv::Mat>& pages) const;
     void WriteBytes(const std::string& name, const std::string& bytes) const;
     cv::Mat Read(const std::string& name) const;
     std::string ReadText(const std::string& name) const;
