@@ -20,7 +20,7 @@ using KrN::ReliabilityEdges;
 constexpr float kPi = 3.14159265F;
 
 // Below this sum of two costs, in radians, noise decides which edge is the better one; they count as equal.
-constexpr float kEqualCosts = 0.6F;
+constexpr float kEqualCosts = 0.25F;
 constexpr float kLargestCost = 1e6F;
 
 // Bands of rows are joined on their own first, on all cores, then with one another.

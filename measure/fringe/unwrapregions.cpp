@@ -35,9 +35,10 @@ public:
         return true;
     }
 
+    // From 0 at the begin of the span.
     std::int32_t Straighten(std::int32_t order) const {
         const std::size_t place = Place(order);
-        return static_cast<std::int32_t>(place < mBegin ? place + 256 : place);
+        return static_cast<std::int32_t>(place < mBegin ? place + 256 - mBegin : place - mBegin);
     }
 
 private:

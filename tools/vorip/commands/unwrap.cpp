@@ -86,9 +86,6 @@ Inputs ReadInputs(const UnwrapOptions& options) {
         inputs.quality = ReadQuality(options.quality);
         measure::RequireSameSize(inputs.phase, options.phase, inputs.quality, options.quality);
     }
-    if (!measure::LooksWrapped(inputs.phase, inputs.usable))
-        Warn(options.phase +
-             ": hardly a wrapped phase, steps of a period are missing (a fringe picture, or unwrapped?)");
     return inputs;
 }
 
@@ -180,10 +177,13 @@ int RunUnwrap(const UnwrapOptions& given) {
     outputs.Commit();
     line.End();
     std::printf("%s\n", report.c_str());
+    if (!measure::LooksWrapped(inputs.phase, inputs.usable))
+        Warn(options.phase +
+             ": hardly a wrapped phase, steps of a period are missing (a fringe picture, or unwrapped?)");
     if (jumps.count > 0) {
         Warn(
-            cv::format("%d jumps of more than half a period between neighbouring pixels, magenta in "
-                       "unwrapped_picture.png: wrong orders, or steps of the surface",
+            cv::format("jumps of more than half a period between neighbouring pixels: %d, magenta in "
+                       "unwrapped_picture.png; wrong orders, or steps of the surface",
                        jumps.count));
     }
     return unwrapped.pixels.empty() ? kExitNothingUsable : kExitDone;
