@@ -57,6 +57,7 @@ VORIP_INSTANTIATE(std::uint8_t);
 VORIP_INSTANTIATE(std::uint16_t);
 VORIP_INSTANTIATE(std::int32_t);
 VORIP_INSTANTIATE(float);
+VORIP_INSTANTIATE(double);
 #undef VORIP_INSTANTIATE
 
 }  // namespace KrN

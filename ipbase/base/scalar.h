@@ -26,6 +26,13 @@ T TruncateTo(double v) {
         return static_cast<T>(Truncate(v));
 }
 
+// What pixels without a source become: of integers trunc(fill + 0.5), of which the low bits are kept.
+template <class T>
+T FillValue(double fill) {
+    if constexpr (std::is_integral_v<T>) fill += 0.5;
+    return TruncateTo<T>(fill);
+}
+
 // floor(v + 0.5) modulo 2^32, so that negative constants wrap; 0 for NaN and infinities.
 inline std::uint32_t RoundModulo(double v) {
     const double rounded = std::floor(v + 0.5);

@@ -1,6 +1,8 @@
 #include "ipbase/catalogue/catalogue.h"
 
+#include "ipbase/colour/operations.h"
 #include "ipbase/filters/operations.h"
+#include "ipbase/geometry/operations.h"
 #include "ipbase/point/operations.h"
 #include "ipbase/statistics/operations.h"
 #include "ipbase/surface/operations.h"
@@ -24,6 +26,10 @@ const std::vector<OperationFamily>& OperationFamilies() {
         {"imagefilters", ImageFilterOperations},
         {"bestfit", BestFitOperations},
         {"shading", ShadeCorrectionOperations},
+        {"geometry", GeometryOperations},
+        {"modulogeometry", GeometryModuloOperations},
+        {"rotation", RotateByShearOperations},
+        {"colourindex", ColourIndexOperations},
     };
     return families;
 }

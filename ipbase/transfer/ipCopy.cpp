@@ -3,7 +3,7 @@
 #include <cstring>
 #include <vector>
 
-#include "ipbase/base/rowwalk.h"
+#include "ipbase/base/overlap.h"
 #include "ipbase/base/scalar.h"
 #include "ipbase/kernels/transfer.h"
 #include "ipbase/kernels/zoom.h"
@@ -37,25 +37,6 @@ void KrIpCopy::CopyLow(const KrTAOI<A>* src, KrTAOI<D>* dst) {
 }
 
 namespace {
-
-// Whether any row of one view overlaps any row of the other.
-template <class T>
-bool SharePixels(const KrTAOI<T>* a, const KrTAOI<T>* b) {
-    if (static_cast<const KrAOI*>(a) == b) return true;
-    if (!HaveRowPointers(a, b)) return false;
-    const auto end = [](const KrTAOI<T>* aoi) { return aoi->GetRowPointer(aoi->AOIHeight() - 1) + aoi->AOIWidth(); };
-    const bool apart =
-        std::less_equal<>()(end(a), b->GetRowPointer(0)) || std::less_equal<>()(end(b), a->GetRowPointer(0));
-    if (apart) return false;
-    if (a->GetRowIncInBytes() != b->GetRowIncInBytes() || a->GetRowIncInBytes() == 0) return true;
-    // The same stride: the views overlap when their rows do and their columns do, on the common pitch.
-    const auto pitch = static_cast<std::ptrdiff_t>(a->GetRowIncInBytes());
-    const auto offset =
-        reinterpret_cast<std::intptr_t>(b->GetRowPointer(0)) - reinterpret_cast<std::intptr_t>(a->GetRowPointer(0));
-    const std::ptrdiff_t column = ((offset % pitch) + pitch) % pitch;
-    return column < a->AOIWidth() * std::ptrdiff_t{sizeof(T)} ||
-           column + b->AOIWidth() * std::ptrdiff_t{sizeof(T)} > pitch;
-}
 
 // First source coordinate of each destination coordinate, and the end of the last block.
 std::vector<int> BlockStarts(int source, int destination) {

@@ -19,12 +19,6 @@ KrLShift::~KrLShift() = default;
 
 namespace {
 
-template <class T>
-T FillValue(double fill) {
-    if constexpr (std::is_integral_v<T>) fill += 0.5;
-    return TruncateTo<T>(fill);
-}
-
 // The row [first, last) of the destination that a row of `sourceWidth` pixels shifted by dx reaches.
 struct Reach {
     int first, last;

@@ -1,0 +1,315 @@
+#include "ipbase/kernels/geometry.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <limits>
+
+#include "ipbase/base/interpolation.h"
+
+#undef HWY_TARGET_INCLUDE
+#define HWY_TARGET_INCLUDE "ipbase/kernels/geometry.cpp"
+#define HWY_DISABLED_TARGETS (HWY_SSSE3 | HWY_AVX3_DL)
+#include <hwy/foreach_target.h>
+
+#include "ipbase/kernels/rowloop-inl.h"
+
+HWY_BEFORE_NAMESPACE();
+namespace KrN::kernels::HWY_NAMESPACE {
+namespace {  // the same short names stand in other files of this folder
+
+constexpr std::size_t kChunk = 256;  // pixels whose sums stay in the first-level cache
+
+template <std::size_t taps, class R, class S>
+HWY_ATTR void BlendFixed(R* dst, const S* const* rows, const R* weights, std::size_t start, std::size_t end) {
+    const S *a = rows[0], *b = rows[taps > 1 ? 1 : 0], *c = rows[taps > 2 ? 2 : 0], *d = rows[taps > 3 ? 3 : 0];
+    const R wa = weights[0], wb = weights[taps > 1 ? 1 : 0], wc = weights[taps > 2 ? 2 : 0],
+            wd = weights[taps > 3 ? 3 : 0];
+    VORIP_INDEPENDENT_LOOP
+    for (std::size_t i = start; i < end; ++i) {
+        R sum = static_cast<R>(a[i]) * wa;
+        if constexpr (taps > 1) sum += static_cast<R>(b[i]) * wb;
+        if constexpr (taps > 2) sum += static_cast<R>(c[i]) * wc + static_cast<R>(d[i]) * wd;
+        dst[i] = sum;
+    }
+}
+
+template <class R, class S>
+HWY_ATTR void BlendLoop(R* dst, const S* const* rows, const R* weights, std::size_t taps, std::size_t count) {
+    if (taps == 1) return BlendFixed<1>(dst, rows, weights, 0, count);
+    if (taps == 2) return BlendFixed<2>(dst, rows, weights, 0, count);
+    if (taps == 4) return BlendFixed<4>(dst, rows, weights, 0, count);
+    for (std::size_t start = 0; start < count; start += kChunk) {
+        const std::size_t end = std::min(count, start + kChunk);
+        BlendFixed<1>(dst, rows, weights, start, end);
+        for (std::size_t k = 1; k < taps; ++k) {
+            const S* row = rows[k];
+            const R weight = weights[k];
+            VORIP_INDEPENDENT_LOOP
+            for (std::size_t i = start; i < end; ++i) dst[i] += static_cast<R>(row[i]) * weight;
+        }
+    }
+}
+
+template <class R>
+HWY_ATTR void GatherLoop(R* dst, const R* src, const i32* first, const R* weights, std::size_t taps,
+                         std::size_t count) {
+    if (taps == 2) {
+        VORIP_INDEPENDENT_LOOP
+        for (std::size_t i = 0; i < count; ++i)
+            dst[i] = src[first[i]] * weights[i] + src[first[i] + 1] * weights[count + i];
+        return;
+    }
+    for (std::size_t k = 0; k < taps; ++k) {
+        const R *moved = src + k, *factors = weights + k * count;
+        VORIP_INDEPENDENT_LOOP
+        for (std::size_t i = 0; i < count; ++i) {
+            const R product = moved[first[i]] * factors[i];
+            dst[i] = k == 0 ? product : dst[i] + product;
+        }
+    }
+}
+
+template <class S>
+HWY_ATTR void PickLoop(S* dst, const S* src, const i32* index, std::size_t count) {
+    for (std::size_t i = 0; i < count; ++i) dst[i] = src[index[i]];
+}
+
+struct Round {
+    template <class D, class R>
+    static HWY_INLINE D Do(R v) {
+        constexpr R least = static_cast<R>(std::numeric_limits<D>::lowest());
+        constexpr R greatest = static_cast<R>(std::numeric_limits<D>::max());
+        if constexpr (std::is_unsigned_v<D>) {
+            v += R(0.5);
+            v = v > least ? v : least;
+            return static_cast<D>(static_cast<i32>(v < greatest ? v : greatest));
+        } else {
+            v = v == v ? v : R{0};
+            v = v > least ? v : least;
+            v = v < greatest ? v : greatest;
+            const R whole = static_cast<R>(static_cast<i32>(v)), rest = v - whole;
+            // The ends of the type are whole numbers, beyond which nothing is added.
+            return static_cast<D>(static_cast<i32>(whole) + (rest >= R(0.5) ? 1 : 0) - (rest < R(-0.5) ? 1 : 0));
+        }
+    }
+};
+
+// The product is NaN for NaN and infinities, else 0.
+template <class R>
+HWY_ATTR bool FiniteLoop(const R* values, std::size_t count) {
+    bool all = true;
+    for (std::size_t start = 0; start < count && all; start += kChunk) {
+        const std::size_t end = std::min(count, start + kChunk);
+        int bad = 0;
+        for (std::size_t i = start; i < end; ++i) bad |= !(std::abs(values[i]) <= std::numeric_limits<R>::max());
+        all = bad == 0;
+    }
+    return all;
+}
+
+template <class T>
+HWY_ATTR void ReverseLoop(T* dst, const T* src, std::size_t count) {
+    const T* last = src + count;
+    VORIP_INDEPENDENT_LOOP
+    for (std::size_t i = 0; i < count; ++i) dst[i] = last[-1 - static_cast<std::ptrdiff_t>(i)];
+}
+
+template <class T>
+const T* Moved(const T* p, std::ptrdiff_t bytes) {
+    return reinterpret_cast<const T*>(reinterpret_cast<const char*>(p) + bytes);
+}
+template <class T>
+T* Moved(T* p, std::ptrdiff_t bytes) {
+    return reinterpret_cast<T*>(reinterpret_cast<char*>(p) + bytes);
+}
+
+// Eight rows of eight: both sides have whole cache lines at hand, and the compiler turns the loop into shuffles.
+template <class T>
+HWY_ATTR void TransposeLoop(T* dst, std::ptrdiff_t dstStride, const T* src, std::ptrdiff_t srcStride,
+                            std::size_t columns, std::size_t rows) {
+    constexpr std::size_t kSide = 8;
+    const auto at = [](std::size_t n) { return static_cast<std::ptrdiff_t>(n); };
+    for (std::size_t y = 0; y < rows; y += kSide)
+        for (std::size_t x = 0; x < columns; x += kSide) {
+            if (y + kSide > rows || x + kSide > columns) {
+                for (std::size_t j = y; j < std::min(rows, y + kSide); ++j)
+                    for (std::size_t i = x; i < std::min(columns, x + kSide); ++i)
+                        Moved(dst, at(j) * dstStride)[i] = Moved(src, at(i) * srcStride)[j];
+                continue;
+            }
+            T block[kSide][kSide];
+            for (std::size_t i = 0; i < kSide; ++i)
+                std::memcpy(block[i], Moved(src, at(x + i) * srcStride) + y, sizeof block[i]);
+            for (std::size_t j = 0; j < kSide; ++j) {
+                T line[kSide];
+                for (std::size_t i = 0; i < kSide; ++i) line[i] = block[i][j];
+                std::memcpy(Moved(dst, at(y + j) * dstStride) + x, line, sizeof line);
+            }
+        }
+}
+
+// Positions whose taps from `before` left of them to `after` right of them lie inside; NaN does not.
+template <int before, int after>
+bool Inside(double x, double y, i32 width, i32 height) {
+    return x >= before && y >= before && x < width - after && y < height - after;
+}
+
+template <class R, class S>
+HWY_ATTR void LinearLoop(R* dst, const PixelPlane<S>& src, const double* x, const double* y, std::size_t count) {
+    const PixelPlane<S> plane = src;
+    for (std::size_t i = 0; i < count; ++i) {
+        if (!Inside<0, 1>(x[i], y[i], plane.width, plane.height)) {
+            dst[i] = std::numeric_limits<R>::quiet_NaN();
+            continue;
+        }
+        const i32 left = static_cast<i32>(x[i]), top = static_cast<i32>(y[i]);
+        const R u = static_cast<R>(x[i] - left), v = static_cast<R>(y[i] - top);
+        const S *a = plane.Row(top) + left, *b = Moved(a, plane.stride);
+        const R upper = static_cast<R>(a[0]) * (R{1} - u) + static_cast<R>(a[1]) * u;
+        const R lower = static_cast<R>(b[0]) * (R{1} - u) + static_cast<R>(b[1]) * u;
+        dst[i] = upper * (R{1} - v) + lower * v;
+    }
+}
+
+template <class R, class S>
+HWY_ATTR void CubicLoop(R* dst, const PixelPlane<S>& src, const double* x, const double* y, std::size_t count) {
+    const PixelPlane<S> plane = src;
+    for (std::size_t i = 0; i < count; ++i) {
+        if (!Inside<1, 2>(x[i], y[i], plane.width, plane.height)) {
+            dst[i] = std::numeric_limits<R>::quiet_NaN();
+            continue;
+        }
+        const i32 left = static_cast<i32>(x[i]), top = static_cast<i32>(y[i]);
+        R u[4], v[4];
+        CubicWeights(static_cast<R>(x[i] - left), u);
+        CubicWeights(static_cast<R>(y[i] - top), v);
+        R sum = 0;
+        for (int k = 0; k < 4; ++k) {
+            const S* a = plane.Row(top - 1 + k) + left - 1;
+            sum += v[k] * (static_cast<R>(a[0]) * u[0] + static_cast<R>(a[1]) * u[1] + static_cast<R>(a[2]) * u[2] +
+                           static_cast<R>(a[3]) * u[3]);
+        }
+        dst[i] = sum;
+    }
+}
+
+// The way from a to b by the shorter arc; half a period counts as negative.
+HWY_INLINE int Arc(u8 a, u8 b, float) { return static_cast<std::int8_t>(static_cast<u8>(b - a)); }
+HWY_INLINE int Arc(u16 a, u16 b, float) { return static_cast<std::int16_t>(static_cast<u16>(b - a)); }
+template <class R>
+HWY_INLINE R Arc(R a, R b, R period) {
+    const R d = b - a;
+    return d - period * std::floor(d / period + R(0.5));
+}
+template <class R>
+HWY_INLINE R Reduce(R v, R period) {
+    v -= period * std::floor(v / period);
+    return v >= 0 && v < period ? v : R{0} * v;  // what rounding brings to the period itself is 0, NaN stays
+}
+
+// Differences of words times weights of 15 bits, as most CPUs have in one instruction.
+HWY_ATTR void CyclicPairs(u16* dst, const u16* a, const u16* b, std::int16_t weight, std::size_t count) {
+    VORIP_INDEPENDENT_LOOP
+    for (std::size_t i = 0; i < count; ++i) {
+        const auto d = static_cast<std::int16_t>(static_cast<u16>(b[i] - a[i]));
+        dst[i] = static_cast<u16>(a[i] + static_cast<u16>(((static_cast<i32>(d) * weight >> 14) + 1) >> 1));
+    }
+}
+
+template <class T>
+HWY_ATTR void CyclicLoop(T* dst, const T* const* rows, const CyclicWeights& w, std::size_t count) {
+    using R = std::conditional_t<std::is_same_v<T, double>, double, float>;
+    const auto period = static_cast<R>(w.period);
+    if constexpr (sizeof(T) == 2)
+        if (w.taps == 2) {
+            const auto weight = static_cast<i32>(w.weights[1] * 32768.0 + 0.5);
+            if (weight < 32768) return CyclicPairs(dst, rows[0], rows[1], static_cast<std::int16_t>(weight), count);
+            std::memmove(dst, rows[1], count * sizeof(T));
+            return;
+        }
+    const T* base = rows[w.nearest];
+    for (std::size_t start = 0; start < count; start += kChunk) {
+        const std::size_t size = std::min(kChunk, count - start);
+        // 16 bits: weights of 30 bits in 64-bit sums; else in the precision of the type.
+        using Sum = std::conditional_t<sizeof(T) == 2, std::int64_t, R>;
+        using Way = std::conditional_t<std::is_integral_v<T>, i32, R>;
+        Sum sums[kChunk] = {};
+        const auto walk = [&](std::size_t end, int step) HWY_ATTR {
+            Way ways[kChunk] = {};
+            for (std::size_t k = w.nearest; k != end;) {
+                const T* from = rows[k] + start;
+                k = step > 0 ? k + 1 : k - 1;
+                const T* to = rows[k] + start;
+                const auto weight = sizeof(T) == 2 ? static_cast<Sum>(std::floor(w.weights[k] * 1073741824.0 + 0.5))
+                                                   : static_cast<Sum>(w.weights[k]);
+                for (std::size_t i = 0; i < size; ++i) {
+                    ways[i] += Arc(from[i], to[i], period);
+                    sums[i] += static_cast<Sum>(ways[i]) * weight;
+                }
+            }
+        };
+        walk(w.taps - 1, 1);
+        walk(0, -1);
+        for (std::size_t i = 0; i < size; ++i) {
+            const T v = base[start + i];
+            if constexpr (sizeof(T) == 2)
+                dst[start + i] = static_cast<T>(v + ((sums[i] + (1 << 29)) >> 30));
+            else if constexpr (sizeof(T) == 1)
+                dst[start + i] = static_cast<T>(static_cast<i32>(v) + static_cast<i32>(std::floor(sums[i] + R(0.5))));
+            else
+                dst[start + i] = Reduce(v + sums[i], period);
+        }
+    }
+}
+
+template <class R, class S>
+void AssignBlend(BlendRow<R, S>& row) {
+    row = &BlendLoop<R, S>;
+}
+template <class R, class S>
+void AssignWarp(WarpRow<R, S>& linear, WarpRow<R, S>& cubic) {
+    linear = &LinearLoop<R, S>;
+    cubic = &CubicLoop<R, S>;
+}
+template <class T>
+void AssignMoves(PickRow<T>& pick, UnaryRow<T, T>& reverse) {
+    pick = &PickLoop<T>;
+    reverse = &ReverseLoop<T>;
+}
+
+template <class... T>
+void AssignCyclic(std::tuple<CyclicRow<T>...>& rows) {
+    rows = {&CyclicLoop<T>...};
+}
+
+const GeometryKernels& Kernels() {
+    static const GeometryKernels table = [] {
+        GeometryKernels k;
+        std::apply([](auto&... row) { (AssignBlend(row), ...); }, k.blend);
+        k.gather = {&GatherLoop<float>, &GatherLoop<double>};
+        std::apply(
+            [&](auto&... pick) { std::apply([&](auto&... reverse) { (AssignMoves(pick, reverse), ...); }, k.reverse); },
+            k.pick);
+        Fill<Round>(k.round);
+        k.finite = {&FiniteLoop<float>, &FiniteLoop<double>};
+        k.transpose = {&TransposeLoop<u8>, &TransposeLoop<u16>, &TransposeLoop<i32>, &TransposeLoop<double>};
+        std::apply(
+            [&](auto&... linear) { std::apply([&](auto&... cubic) { (AssignWarp(linear, cubic), ...); }, k.cubic); },
+            k.linear);
+        AssignCyclic(k.cyclic);
+        return k;
+    }();
+    return table;
+}
+
+}  // namespace
+}  // namespace KrN::kernels::HWY_NAMESPACE
+HWY_AFTER_NAMESPACE();
+
+#if HWY_ONCE
+namespace KrN::kernels {
+HWY_EXPORT(Kernels);
+const GeometryKernels& GetGeometryKernels() { return HWY_DYNAMIC_DISPATCH(Kernels)(); }
+}  // namespace KrN::kernels
+#endif

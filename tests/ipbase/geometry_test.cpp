@@ -1,0 +1,656 @@
+// Sizes, mirrors, turns, shifts, maps, pyramids, edges, and their forms for wrapped phases, against literal sums.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+#include <opencv2/imgproc.hpp>
+
+#include "ipbase/geometry/operations.h"
+#include "ipbase/ipLGeomet.h"
+#include "ipbase/ipLShift.h"
+#include "tests/support/harness.h"
+
+namespace {
+
+using namespace test;
+
+constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+constexpr InterpolationMode kModes[] = {eNearest, eLinear, eCubic, eArea};
+constexpr BorderRule kBorders[] = {eBorderFill, eBorderReplicate, eBorderReflect, eBorderWrap};
+KrLGeomet geomet;
+
+bool IsReal(DeviceType type) { return type == eDev32Float || type == eDev64Double; }
+double Period(DeviceType type) { return type == eDev8 ? 256 : type == eDev16 ? 65536 : 7.5; }
+
+// Keys' function as it is printed.
+double Weight(InterpolationMode mode, double x) {
+    x = std::abs(x);
+    if (mode != eCubic) return std::max(0.0, 1 - x);
+    return x <= 1 ? 1.5 * x * x * x - 2.5 * x * x + 1 : x < 2 ? -0.5 * x * x * x + 2.5 * x * x - 4 * x + 2 : 0;
+}
+
+struct Share {
+    int at;
+    double weight;
+};
+using Shares = std::vector<Share>;
+
+// The pixels around a position, weighted by a function that is `factor` times as wide.
+Shares Around(InterpolationMode mode, double position, double factor = 1) {
+    if (mode == eNearest) return {{static_cast<int>(std::floor(position + 0.5)), 1.0}};
+    Shares shares;
+    double sum = 0;
+    for (int j = static_cast<int>(position - 3 * factor) - 2; j <= position + 3 * factor + 2; ++j)
+        if (const double w = Weight(mode, (j - position) / factor); w != 0) {
+            shares.push_back({j, w});
+            sum += w;
+        }
+    for (Share& share : shares) share.weight /= sum;
+    return shares;
+}
+
+Shares Scaled(InterpolationMode mode, int i, int from, int to) {
+    if (mode == eNearest) return {{(2 * i + 1) * from / (2 * to), 1.0}};
+    const double factor = double(from) / to;
+    if (mode != eArea || factor <= 1) return Around(mode, (i + 0.5) * factor - 0.5, std::max(1.0, factor));
+    Shares shares;
+    for (int j = 0; j < from; ++j) {
+        const double overlap = std::min((i + 1) * factor, j + 1.0) - std::max(i * factor, double(j));
+        if (overlap > 1e-12) shares.push_back({j, overlap / factor});
+    }
+    return shares;
+}
+
+int Bordered(int i, int n, BorderRule rule) {
+    if (i >= 0 && i < n) return i;
+    if (rule == eBorderFill) return -1;
+    if (rule == eBorderReplicate) return std::clamp(i, 0, n - 1);
+    if (rule == eBorderWrap) return ((i % n) + n) % n;
+    while (i < 0 || i >= n) i = n == 1 ? 0 : i < 0 ? -i : 2 * (n - 1) - i;
+    return i;
+}
+
+// What an operation reads, literally.
+struct Field {
+    const GuardedImage& image;
+    const GuardedImage* mask;
+    BorderRule border;
+    double fill;
+    const GuardedImage* modulation = nullptr;
+
+    // NaN where excluded.
+    double At(int x, int y) const {
+        x = Bordered(x, image.place.cx, border);
+        y = Bordered(y, image.place.cy, border);
+        if (x < 0 || y < 0) return std::isfinite(fill) ? fill : kNaN;
+        const double v = image.Get(x, y);
+        if (mask && mask->Get(std::min(x, mask->place.cx - 1), std::min(y, mask->place.cy - 1)) >= 64) return kNaN;
+        return std::isfinite(v) ? v : kNaN;
+    }
+    bool AllAdmitted(const Shares& xs, const Shares& ys) const {
+        for (const Share& y : ys)
+            for (const Share& x : xs)
+                if (std::isnan(At(x.at, y.at))) return false;
+        return true;
+    }
+    double Mean(const Shares& xs, const Shares& ys) const {
+        double sum = 0, admitted = 0;
+        for (const Share& y : ys)
+            for (const Share& x : xs)
+                if (const double v = At(x.at, y.at); !std::isnan(v)) {
+                    sum += v * x.weight * y.weight;
+                    admitted += x.weight * y.weight;
+                }
+        return admitted > 0.5 - 1e-9 ? sum / admitted : kNaN;
+    }
+    // By unit vectors.
+    double Direction(const Shares& xs, const Shares& ys, double period) const {
+        double re = 0, im = 0, sum = 0, admitted = 0;
+        for (const Share& y : ys)
+            for (const Share& x : xs)
+                if (const double v = At(x.at, y.at); !std::isnan(v)) {
+                    double w = x.weight * y.weight;
+                    admitted += w;
+                    if (modulation)
+                        w *= modulation->Get(std::clamp(x.at, 0, image.place.cx - 1),
+                                             std::clamp(y.at, 0, image.place.cy - 1));
+                    re += w * std::cos(v / period * 2 * CV_PI);
+                    im += w * std::sin(v / period * 2 * CV_PI);
+                    sum += w;
+                }
+        if (admitted < 0.5 - 1e-9 || !(sum > 0) || std::hypot(re, im) < 0.05 * sum) return kNaN;
+        return std::atan2(im, re) / (2 * CV_PI) * period;
+    }
+};
+
+double Wrapped(double v, double period) { return v - period * std::floor(v / period); }
+
+// Whether rounding decides somewhere which way is the shorter one.
+bool ambiguous;
+
+// One axis of the modulo rule: differences of neighbours by the shorter arc, summed up, weighted and stored.
+double CyclicSum(const std::vector<double>& values, const Shares& shares, DeviceType type) {
+    const double period = Period(type);
+    double way = 0, sum = 0;
+    for (std::size_t k = 1; k < values.size(); ++k) {
+        const double d = Wrapped(values[k] - values[k - 1] + period / 2, period) - period / 2;
+        ambiguous |= std::abs(d) > period * 0.49;
+        way += d;
+        sum += way * shares[k].weight;
+    }
+    const double v = values[0] + sum;
+    return IsReal(type) ? Wrapped(v, period) : Wrapped(std::floor(v + 0.5), period);
+}
+double Cyclic(const Field& field, const Shares& xs, const Shares& ys, DeviceType type) {
+    std::vector<double> column;
+    for (const Share& y : ys) {
+        std::vector<double> row;
+        for (const Share& x : xs) row.push_back(field.At(x.at, y.at));
+        column.push_back(CyclicSum(row, xs, type));
+    }
+    return CyclicSum(column, ys, type);
+}
+
+// The value at shares of both axes as an operation defines it; NaN: excluded.
+double Literal(const Field& field, InterpolationMode mode, DeviceType type, bool modulo,
+               const std::function<Shares(InterpolationMode)>& xs, const std::function<Shares(InterpolationMode)>& ys) {
+    const Shares x = xs(mode), y = ys(mode);
+    const bool clean = field.AllAdmitted(x, y);
+    const InterpolationMode other = mode == eCubic ? eLinear : mode;
+    if (!modulo) return clean || mode != eCubic ? field.Mean(x, y) : field.Mean(xs(eLinear), ys(eLinear));
+    if (mode == eArea || !clean) return field.Direction(xs(other), ys(other), Period(type));
+    return Cyclic(field, x, y, type);
+}
+
+struct Setting {
+    DeviceType type;
+    KrTSize<int> from, to;
+    KrSampling how;
+    bool modulo, masked, direct;
+    Form source, destination;
+    unsigned seed;
+};
+
+using Operate = std::function<void(const KrAOI* src, KrAOI* dst, const KrSampling& how)>;
+using Expect = std::function<double(const Field& field, int x, int y)>;  // NaN: excluded
+
+void PrepareSource(GuardedImage& image, const Setting& s) {
+    Random random(s.seed);
+    if (s.modulo)  // neighbours differ by less than half a period, so that no rounding decides which way is shorter
+        image.Fill([&](int x, int y) {
+            const double v = Wrapped((0.1 * x + 0.07 * y + random.Uniform(0, 0.1)) * Period(s.type), Period(s.type));
+            return IsReal(s.type) ? v : std::floor(v);
+        });
+    else if (IsReal(s.type))
+        image.Fill([&](int, int) { return random.Uniform(-9, 99); });
+    if (s.masked && IsReal(s.type))
+        image.Fill([&](int x, int y) { return random() % 5 ? image.Get(x, y) : random() % 2 ? kNaN : HUGE_VAL; });
+}
+
+// How far a result may be from the exact one: rounding to the pixel type and of the arithmetic. Steps of the modulo
+// rule are stored twice, and what is half a step beside a half may round to either side.
+double Tolerance(const Setting& s) {
+    if (s.type == eDev64Double) return 1e-9;
+    if (s.type == eDev32Float) return 2e-4;
+    if (s.modulo) return s.how.mode == eLinear || s.how.mode == eCubic ? 2.01 : 0.51;
+    return s.type == eDev32 ? 0.51 : s.type == eDev16 ? 0.52 : 0.501;
+}
+
+void CheckSetting(const Setting& s, const Operate& run, const Expect& expect) {
+    GuardedImage src(s.type, s.from.cx, s.from.cy, s.seed, s.source), dst(s.type, s.to.cx, s.to.cy, 7, s.destination);
+    GuardedImage mask(eDev8, std::max(1, s.from.cx - 1), std::max(1, s.from.cy - 1), s.seed + 3, s.source);
+    GuardedImage excluded(eDev8, s.to.cx, s.to.cy, 9, s.destination);
+    PrepareSource(src, s);
+    const GuardedImage before(s.type, s.to.cx, s.to.cy, 7);
+    KrSampling how = s.how;
+    how.period = Period(s.type);
+    mask.Fill([&](int x, int y) { return Random(static_cast<unsigned>(x * 31 + y * 57) + s.seed)() % 4 ? 63 : 64; });
+    if (s.masked) how.mask = static_cast<const KrAOI8*>(mask.image.get());
+    how.excluded = static_cast<KrAOI8*>(excluded.image.get());
+    {
+        const DirectAccess access(s.direct);
+        run(src.image.get(), dst.image.get(), how);
+    }
+    const Field field{src, s.masked ? &mask : nullptr, how.border, how.fill};
+    std::vector<unsigned char> guards = before.memory;
+    GuardedImage want(s.type, s.to.cx, s.to.cy, 7);
+    for (int y = 0; y < s.to.cy; ++y)
+        for (int x = 0; x < s.to.cx; ++x) {
+            ambiguous = false;
+            const double v = expect(field, x, y), got = dst.Get(x, y);
+            const bool hole = std::isnan(v);
+            double limit = v;
+            if (!IsReal(s.type) && !s.modulo)
+                limit = s.type == eDev32 ? std::clamp(v, -2147483648.0, 2147483647.0) : Clip(v, s.type);
+            double error = std::abs(got - (hole ? how.fill : limit));
+            if (s.modulo) error = std::min(error, std::abs(Period(s.type) - error));
+            if (hole && std::isnan(how.fill)) error = std::isnan(got) ? 0 : 1;
+            ASSERT_LE(ambiguous ? 0 : error, Tolerance(s))
+                << x << ", " << y << ": " << got << " instead of " << v << ", type " << s.type << ", " << s.from.cx
+                << " x " << s.from.cy << " to " << s.to.cx << " x " << s.to.cy << ", mode " << how.mode << ", border "
+                << how.border << ", masked " << s.masked << ", modulo " << s.modulo;
+            ASSERT_EQ(excluded.Get(x, y), hole ? 255 : 0) << x << ", " << y << ", mode " << how.mode;
+            want.Set(x, y, got);
+        }
+    ASSERT_EQ(want.memory, dst.memory) << "wrote outside";
+}
+
+// Every type, mode, mask and kind of image on the best CPU target, and a part of them, another each time, on the
+// others. `each(setting)` runs one.
+void ForSettings(const std::vector<DeviceType>& types, const std::vector<InterpolationMode>& modes, bool modulo,
+                 const std::vector<std::array<int, 4>>& sizes, const std::function<void(Setting)>& each) {
+    unsigned round = 0;
+    ForEachTarget([&](std::int64_t) {
+        unsigned seed = 0;
+        ++round;
+        for (const DeviceType type : types)
+            for (const InterpolationMode mode : modes)
+                for (const auto& size : sizes)
+                    for (const bool masked : {false, true}) {
+                        ++seed;
+                        if (round > 1 && (seed + round) % 5 != 0) continue;
+                        const Form forms[] = {seed % 3 ? Form::eView : Form::eRowless,
+                                              seed % 5 ? Form::eSubView : Form::eRowless};
+                        each({type,
+                              {size[0], size[1]},
+                              {size[2], size[3]},
+                              KrSampling(mode, kBorders[seed % 4], 3),
+                              modulo,
+                              masked,
+                              seed % 7 != 0,
+                              forms[0],
+                              forms[1],
+                              seed});
+                        if (testing::Test::HasFatalFailure()) return;
+                    }
+    });
+}
+
+const std::vector<DeviceType> kFour = {eDev8, eDev16, eDev32Float, eDev64Double};
+const std::vector<DeviceType> kFive = {eDev8, eDev16, eDev32, eDev32Float, eDev64Double};
+const std::vector<InterpolationMode> kPoints = {eNearest, eLinear, eCubic};
+const std::vector<std::array<int, 4>> kResizes = {{1, 1, 5, 3},   {9, 7, 9, 7},    {13, 9, 40, 21}, {40, 21, 13, 9},
+                                                  {33, 5, 67, 2}, {70, 31, 4, 33}, {3, 2, 300, 1},  {17, 1, 16, 4}};
+
+TEST(Geometry, ScalesAsSumsOfWeights) {
+    for (const bool modulo : {false, true})
+        ForSettings(modulo ? kFour : kFive, {kModes, kModes + 4}, modulo, kResizes, [&](Setting s) {
+            s.how.fill = 0;
+            s.how.border = eBorderReplicate;
+            CheckSetting(
+                s,
+                [&](const KrAOI* src, KrAOI* dst, const KrSampling& how) {
+                    modulo ? geomet.ScaleModulo(src, dst, how) : geomet.Scale(src, dst, how);
+                },
+                [&](const Field& field, int x, int y) {
+                    return Literal(
+                        field, s.how.mode, s.type, modulo,
+                        [&](InterpolationMode mode) { return Scaled(mode, x, s.from.cx, s.to.cx); },
+                        [&](InterpolationMode mode) { return Scaled(mode, y, s.from.cy, s.to.cy); });
+                });
+        });
+}
+
+TEST(Geometry, ShiftsAsSumsOfWeights) {
+    const std::vector<std::array<int, 4>> sizes = {{40, 9, 40, 9}, {1, 5, 1, 5}, {19, 1, 19, 1}, {7, 6, 7, 6}};
+    const std::pair<double, double> shifts[] = {{0.3, -0.6}, {0, 0.01}, {45.25, -33.75}, {3, -2.5}, {0.5, 0.5}};
+    for (const bool modulo : {false, true})
+        ForSettings(kFour, kPoints, modulo, sizes, [&](Setting s) {
+            unsigned turn = s.seed;
+            for (const auto& [dx, dy] : shifts) {
+                s.how.border = kBorders[turn++ % 4];
+                s.how.fill = s.how.border == eBorderFill && IsReal(s.type) && s.seed % 2 ? kNaN : 3;
+                CheckSetting(
+                    s,
+                    [&, dx = dx, dy = dy](const KrAOI* src, KrAOI* dst, const KrSampling& how) {
+                        modulo ? geomet.ShiftSubPixelModulo(src, dst, dx, dy, how)
+                               : geomet.ShiftSubPixel(src, dst, dx, dy, how);
+                    },
+                    [&, dx = dx, dy = dy](const Field& field, int x, int y) {
+                        return Literal(
+                            field, s.how.mode, s.type, modulo,
+                            [&, dx](InterpolationMode mode) { return Around(mode, x - dx); },
+                            [&, dy](InterpolationMode mode) { return Around(mode, y - dy); });
+                    });
+                if (testing::Test::HasFatalFailure()) return;
+            }
+        });
+}
+
+TEST(Geometry, MapsAsSumsOfWeights) {
+    const std::vector<std::array<int, 4>> sizes = {{20, 15, 31, 12}, {1, 4, 6, 6}, {9, 1, 5, 5}, {8, 8, 1, 1}};
+    const std::array<double, 6> matrices[] = {
+        {0.9, 0.2, -1.25, -0.3, 1.1, 2.5}, {1, 0, 0.5, 0, 1, -0.25}, {0, 0, 3, 0, 0, 2}, {1, 0, kNaN, 0, 1, 0}};
+    for (const int kind : {0, 1, 2})  // affine, remapped, modulo
+        ForSettings(kFour, kPoints, kind == 2, sizes, [&](Setting s) {
+            for (const unsigned which : {s.seed % 4, (s.seed + 1) % 4}) {
+                const std::array<double, 6>& m = matrices[which];
+                GuardedImage mapX(eDev32Float, s.to.cx, s.to.cy, 1), mapY(eDev32Float, s.to.cx, s.to.cy, 1);
+                Random random(s.seed);
+                const auto random2 = [&](int, int) { return random() % 9 ? random.Uniform(-3, 24) : kNaN; };
+                mapX.Fill(random2);
+                mapY.Fill(random2);
+                const auto position = [&](int x, int y, bool down) {
+                    if (kind == 1) return (down ? mapY : mapX).Get(x, y);
+                    return down ? m[3] * x + (m[4] * y + m[5]) : m[0] * x + (m[1] * y + m[2]);
+                };
+                CheckSetting(
+                    s,
+                    [&](const KrAOI* src, KrAOI* dst, const KrSampling& how) {
+                        if (kind == 1)
+                            geomet.Remap(src, mapX.image.get(), mapY.image.get(), dst, how);
+                        else
+                            kind == 2 ? geomet.AffineModulo(src, dst, m, how) : geomet.Affine(src, dst, m, how);
+                    },
+                    [&](const Field& field, int x, int y) {
+                        const double u = position(x, y, false), v = position(x, y, true);
+                        if (std::isnan(u) || std::isnan(v)) return kNaN;
+                        return Literal(
+                            field, s.how.mode, s.type, kind == 2,
+                            [&](InterpolationMode mode) { return Around(mode, u); },
+                            [&](InterpolationMode mode) { return Around(mode, v); });
+                    });
+                if (testing::Test::HasFatalFailure()) return;
+            }
+        });
+}
+
+// Moves of pixels: exact, on all types; NaN and infinities move like the others.
+TEST(Geometry, MirrorsTurnsAndSamples) {
+    struct Move {
+        Operate run;
+        bool turns;
+        std::function<double(const GuardedImage&, int x, int y, double old)> at;
+    };
+    const auto mirror = [](int axis) {
+        return Move{[=](const KrAOI* s, KrAOI* d, const KrSampling&) {
+                        geomet.Mirror(s, d, static_cast<KrLGeomet::Axis>(axis));
+                    },
+                    false,
+                    [=](const GuardedImage& s, int x, int y, double) {
+                        return s.Get(axis == 1 ? x : s.place.cx - 1 - x, axis == 0 ? y : s.place.cy - 1 - y);
+                    }};
+    };
+    const auto turn = [](int quarters) {
+        return Move{[=](const KrAOI* s, KrAOI* d, const KrSampling&) { geomet.Turn(s, d, quarters); },
+                    quarters % 2 != 0,
+                    [=](const GuardedImage& s, int x, int y, double) {
+                        for (int i = 0, cy = quarters % 2 ? s.place.cx : s.place.cy,
+                                 cx = quarters % 2 ? s.place.cy : s.place.cx;
+                             i < (quarters % 4 + 4) % 4; ++i) {  // back, quarter by quarter
+                            const int from = x;
+                            x = cy - 1 - y;
+                            y = from;
+                            std::swap(cx, cy);
+                        }
+                        return s.Get(x, y);
+                    }};
+    };
+    const auto sample = [](short x0, short y0, short dx, short dy) {
+        return Move{[=](const KrAOI* s, KrAOI* d, const KrSampling&) {
+                        geomet.Sample(s, d, {x0, y0}, {dx, dy});
+                    },
+                    false,
+                    [=](const GuardedImage& s, int x, int y, double old) {
+                        const int u = x0 + x * std::max<int>(dx, 1), v = y0 + y * std::max<int>(dy, 1);
+                        return u >= 0 && v >= 0 && u < s.place.cx && v < s.place.cy ? s.Get(u, v) : old;
+                    }};
+    };
+    const Move moves[] = {mirror(0),
+                          mirror(1),
+                          mirror(2),
+                          turn(0),
+                          turn(1),
+                          turn(2),
+                          turn(3),
+                          turn(-1),
+                          turn(6),
+                          sample(0, 0, 2, 3),
+                          sample(-3, 5, 1, 0),
+                          sample(2, -7, 4, 2),
+                          sample(90, 0, 1, 1)};
+    ForEachTarget([&](std::int64_t) {
+        unsigned seed = 1;
+        for (const DeviceType type : kFive)
+            for (const Move& move : moves)
+                for (const auto& [cx, cy] : {std::pair{1, 1}, {37, 5}, {64, 33}, {3, 70}, {129, 40}}) {
+                    const DirectAccess access(++seed % 4 != 0);
+                    GuardedImage src(type, cx, cy, seed, seed % 3 ? Form::eView : Form::eRowless);
+                    const int dx = move.turns ? cy : cx, dy = move.turns ? cx : cy;
+                    GuardedImage dst(type, dx, dy, 5, seed % 5 ? Form::eView : Form::eRowless), want(type, dx, dy, 5);
+                    want.Fill([&](int x, int y) { return move.at(src, x, y, want.Get(x, y)); });
+                    move.run(src.image.get(), dst.image.get(), {});
+                    ASSERT_EQ(want.memory, dst.memory) << "move " << &move - moves << ", type " << type << ", " << cx;
+                }
+    });
+}
+
+TEST(Geometry, WorksInPlaceAsOutOfPlace) {
+    const std::array<double, 6> matrix = {0, 1, 0.25, 1, 0, -0.5};
+    const std::vector<std::function<void(const KrAOI*, KrAOI*)>> runs = {
+        [](const KrAOI* s, KrAOI* d) { geomet.Mirror(s, d, KrLGeomet::eBoth); },
+        [](const KrAOI* s, KrAOI* d) { geomet.Turn(s, d, 1); },
+        [](const KrAOI* s, KrAOI* d) {
+            geomet.ShiftSubPixel(s, d, 1.5, -2.25, {eCubic, eBorderWrap});
+        },
+        [](const KrAOI* s, KrAOI* d) {
+            geomet.ShiftSubPixelModulo(s, d, 1.5, -2.25, {eLinear, eBorderReflect});
+        },
+        [&](const KrAOI* s, KrAOI* d) { geomet.Affine(s, d, matrix, {eLinear}); },
+    };
+    for (const DeviceType type : kFour)
+        for (const auto& run : runs)
+            for (const int dy : {0, 1}) {
+                GuardedImage src(type, 21, 21, 4), out(type, 21, 21, 4);
+                const auto over = src.View(0, dy);
+                const auto copy = GuardedImage(type, 21, 21, 4);
+                run(copy.image.get(), out.image.get());
+                run(src.image.get(), over.get());
+                for (int y = 0; y < 21 - dy; ++y)
+                    for (int x = 0; x < 21; ++x) ASSERT_EQ(out.Get(x, y), src.Get(x, y + dy)) << type << ' ' << dy;
+            }
+}
+
+TEST(Geometry, WholeShiftsAreThoseOfKrLShift) {
+    for (const DeviceType type : kFour)
+        for (const auto& [dx, dy] : {std::pair{0, 0}, {3, -2}, {-40, 1}, {1, 100}})
+            for (const double fill : {7.0, 300.7, -3.0}) {
+                GuardedImage src(type, 30, 20, 2), ours(type, 30, 20, 3), theirs(type, 30, 20, 3);
+                geomet.ShiftSubPixel(src.image.get(), ours.image.get(), dx, dy, {eCubic, eBorderFill, fill});
+                KrLShift().Shift(src.image.get(), theirs.image.get(), static_cast<short>(dx), static_cast<short>(dy),
+                                 fill);
+                EXPECT_EQ(ours.memory, theirs.memory) << type << ' ' << dx << ' ' << fill;
+            }
+}
+
+TEST(Geometry, FourierShiftsComeBack) {
+    for (const auto& [cx, cy] : {std::pair{45, 33}, {17, 1}, {1, 9}, {101, 64}}) {
+        GuardedImage src(eDev64Double, cx, cy, 2), there(eDev64Double, cx, cy, 3), back(eDev64Double, cx, cy, 3);
+        src.Fill([&](int x, int y) { return std::sin(0.3 * x) + 0.2 * std::cos(1.1 * y + x); });
+        geomet.ShiftSubPixel(src.image.get(), there.image.get(), 3.3, cy % 2 ? -0.7 : 2, {eFourier});
+        geomet.ShiftSubPixel(there.image.get(), back.image.get(), -3.3, cy % 2 ? 0.7 : -2, {eFourier});
+        double moved = 0, error = 0;
+        for (int y = 0; y < cy; ++y)
+            for (int x = 0; x < cx; ++x) {
+                error = std::max(error, std::abs(back.Get(x, y) - src.Get(x, y)));
+                moved = std::max(moved, std::abs(there.Get(x, y) - src.Get(x, y)));
+            }
+        EXPECT_LT(error, 1e-12) << cx;
+        EXPECT_TRUE(moved > 0.01) << cx;
+    }
+}
+
+// (1 4 6 4 1)² / 256 with reflected borders; to double the size, of the image with zeros between its pixels.
+TEST(Geometry, PyramidsAreBinomial) {
+    constexpr double kBinomial[] = {1, 4, 6, 4, 1};
+    for (const DeviceType type : kFour)
+        for (const auto& [cx, cy] : {std::pair{20, 13}, {1, 7}, {6, 1}, {2, 2}})
+            for (const bool up : {false, true}) {
+                const int dx = up ? 2 * cx : (cx + 1) / 2, dy = up ? 2 * cy : (cy + 1) / 2;
+                GuardedImage src(type, cx, cy, 3, cx % 2 ? Form::eRowless : Form::eView);
+                GuardedImage dst(type, dx, dy, 5, cy % 2 ? Form::eRowless : Form::eView);
+                up ? geomet.PyramidUp(src.image.get(), dst.image.get())
+                   : geomet.PyramidDown(src.image.get(), dst.image.get());
+                const auto share = [&](int i, int k, int n) {  // of the source or of the image with zeros
+                    if (!up) return Bordered(2 * i + k, n, eBorderReflect);
+                    const int at = Bordered(i + k, 2 * n, eBorderReflect);
+                    return at % 2 ? -1 : at / 2;
+                };
+                for (int y = 2; up && y < dy - 2; ++y)
+                    for (int x = 2; x < dx - 2; ++x) {
+                        double sum = 0;
+                        for (int j = -2; j <= 2; ++j)
+                            for (int i = -2; i <= 2; ++i) {
+                                const int u = share(x, i, cx), v = share(y, j, cy);
+                                if (u >= 0 && v >= 0) sum += kBinomial[i + 2] * kBinomial[j + 2] * src.Get(u, v);
+                            }
+                        EXPECT_NEAR(dst.Get(x, y), sum / 64, IsReal(type) ? 0.02 : 0.51);
+                    }
+                for (int y = 0; !up && y < dy; ++y)
+                    for (int x = 0; x < dx; ++x) {
+                        double sum = 0;
+                        for (int j = -2; j <= 2; ++j)
+                            for (int i = -2; i <= 2; ++i)
+                                sum += kBinomial[i + 2] * kBinomial[j + 2] * src.Get(share(x, i, cx), share(y, j, cy));
+                        EXPECT_NEAR(dst.Get(x, y), sum / 256, IsReal(type) ? 0.02 : 0.51) << x << ',' << y;
+                    }
+                ExpectError([&] { geomet.PyramidDown(src.image.get(), src.image.get()); }, L"", 0,
+                            L"Error in KrLGeomet: AOI size of target AOI is not correct");
+                if (cx == 2) break;
+            }
+}
+
+TEST(Geometry, EdgesAreThoseOfOneScale) {
+    cv::Mat1b picture(40, 50, uchar(20));
+    cv::circle(picture, {25, 20}, 12, 200, -1);
+    cv::GaussianBlur(picture, picture, {5, 5}, 0);
+    cv::Mat1b expected;
+    cv::copyMakeBorder(picture, expected, 0, 0, 0, 0, cv::BORDER_REPLICATE);
+    cv::Mat dx, dy;
+    cv::Sobel(picture, dx, CV_16S, 1, 0, 3, 1, 0, cv::BORDER_REPLICATE);
+    cv::Sobel(picture, dy, CV_16S, 0, 1, 3, 1, 0, cv::BORDER_REPLICATE);
+    cv::Canny(dx, dy, expected, 60, 150, true);
+    ASSERT_GT(cv::countNonZero(expected), 30);
+    const auto check = [&](DeviceType type, double factor, double allowed) {
+        GuardedImage src(type, 50, 40, 1, type == eDev16 ? Form::eRowless : Form::eView), dst(eDev8, 50, 40, 2);
+        src.Fill([&](int x, int y) { return picture(y, x) * factor; });
+        geomet.Canny(src.image.get(), dst.image.get(), 60 * factor, 150 * factor, true);
+        int differ = 0;
+        for (int y = 0; y < 40; ++y)
+            for (int x = 0; x < 50; ++x) differ += dst.Get(x, y) != expected(y, x);
+        EXPECT_LE(differ, allowed) << type;
+    };
+    check(eDev8, 1, 0);
+    check(eDev16, 8, 0);
+    check(eDev32Float, 0.001, 4);  // finer steps decide ties otherwise
+}
+
+TEST(Geometry, HalfAPeriodCountsAsNegative) {
+    for (const DeviceType type : kFour) {
+        const double half = Period(type) / 2;
+        GuardedImage src(type, {0, half}), dst(type, {0, 0});
+        KrSampling how(eLinear, eBorderReplicate);
+        how.period = Period(type);
+        geomet.ShiftSubPixelModulo(src.image.get(), dst.image.get(), -0.5, 0, how);
+        EXPECT_EQ(dst.Get(0), 1.5 * half) << type;
+        geomet.ShiftSubPixelModulo(src.image.get(), dst.image.get(), 0.5, 0, KrSampling(eNearest, eBorderWrap));
+        EXPECT_EQ(dst.Get(1), half) << type;
+    }
+}
+
+void CheckConstant(DeviceType type) {
+    for (const InterpolationMode mode : kModes) {
+        GuardedImage src(type, 19, 11, 1), small(type, 7, 8, 2), moved(type, 19, 11, 2);
+        src.Fill([](int, int) { return 201; });
+        geomet.Scale(src.image.get(), small.image.get(), {mode});
+        if (mode == eArea) continue;
+        if (type != eDev32)
+            geomet.ShiftSubPixel(src.image.get(), moved.image.get(), 0.37, -5.1, {mode, eBorderFill, 201});
+        for (int y = 0; y < 8; ++y)
+            for (int x = 0; x < 7; ++x) {
+                EXPECT_NEAR(small.Get(x, y), 201, IsReal(type) ? 1e-4 : 0) << type << ' ' << mode;
+                if (type == eDev32) continue;
+                EXPECT_NEAR(moved.Get(x, y), 201, IsReal(type) ? 1e-4 : 0) << type << ' ' << mode;
+            }
+    }
+}
+
+TEST(Geometry, ConstantsStayAndRampsAreExact) {
+    for (const DeviceType type : kFive) CheckConstant(type);
+    // A wrapped ramp, shifted and doubled in size, is the ramp there.
+    for (const DeviceType type : {eDev8, eDev16, eDev64Double}) {
+        const double period = Period(type), unit = period / 256;
+        GuardedImage src(type, 90, 4, 1), moved(type, 90, 4, 1), twice(type, 180, 8, 1);
+        src.Fill([&](int x, int) { return Wrapped(x * 40 * unit, period); });
+        KrSampling how(eLinear, eBorderReplicate);
+        how.period = period;
+        geomet.ShiftSubPixelModulo(src.image.get(), moved.image.get(), -0.25, 0, how);
+        geomet.ScaleModulo(src.image.get(), twice.image.get(), how);
+        for (int x = 1; x < 88; ++x) {
+            const double error = Wrapped(moved.Get(x, 1) - (x + 0.25) * 40 * unit + period / 2, period) - period / 2;
+            EXPECT_NEAR(error, 0, IsReal(type) ? 1e-12 : 0.5) << type << ' ' << x;
+            const double other =
+                Wrapped(twice.Get(2 * x, 3) - (x - 0.25) * 40 * unit + period / 2, period) - period / 2;
+            EXPECT_NEAR(other, 0, IsReal(type) ? 1e-12 : 0.5) << type << ' ' << x;
+        }
+    }
+}
+
+TEST(Geometry, RefusesWhatItCannotDo) {
+    GuardedImage a(eDev8, 9, 7, 1), b(eDev8, 9, 7, 2), real(eDev32Float, 9, 7, 3);
+    const auto before = b.memory;
+    KrAOI *src = a.image.get(), *dst = b.image.get();
+    const auto refuse = [&](const std::function<void()>& run, int line, const KrString& text) {
+        ExpectNotImplemented(run, L"C\\ipLGeomet", line, text);
+    };
+    refuse([&] { geomet.Scale(src, dst, {eFourier}); }, 120, L"Scale( img, img )");
+    refuse([&] { geomet.Scale(src, src, {eLinear}); }, 121, L"Scale( pSrc == pDest )");
+    refuse([&] { geomet.ShiftSubPixel(src, dst, 1, 2.5, {eFourier}); }, 300, L"ShiftSubPixel( img, img, 1, 2.5 )");
+    refuse([&] { geomet.Affine(src, dst, {}, {eArea}); }, 360, L"Affine( img, img )");
+    refuse([&] { geomet.RotateModulo(src, dst, 3, {eFourier}); }, 660, L"RotateModulo( img, img )");
+    KrSampling how;
+    for (const double period : {0.0, -1.0, kNaN, HUGE_VAL}) {
+        how.period = period;
+        EXPECT_TRUE(Thrown([&] { geomet.ShiftSubPixelModulo(real.image.get(), real.image.get(), 1, 1, how); }));
+    }
+    EXPECT_TRUE(Thrown([&] { geomet.Turn(src, dst, 1); }));
+    EXPECT_TRUE(Thrown([&] { geomet.Canny(src, dst, kNaN, 5); }));
+    EXPECT_TRUE(Thrown([&] { geomet.RotateModulo(src, dst, kNaN); }));
+    EXPECT_EQ(before, b.memory);
+    geomet.ShiftSubPixel(src, dst, kNaN, 0, {eLinear, eBorderWrap, 5});
+    EXPECT_EQ(b.Get(3, 3), 5);
+    geomet.ShiftSubPixel(src, dst, 1e300, -1e300, {eLinear, eBorderFill, 6});
+    EXPECT_EQ(b.Get(8, 6), 6);
+}
+
+constexpr KrTPoint<short> kOne{1, 1};
+// clang-format off
+const std::vector<OpCase> kCases = {
+    {L"Scale( %s, %s )", 120, "11 44 77 88 aa", [](I i, C) { geomet.Scale(i[0], i[1]); }},
+    {L"Sample( %s, %s )", 160, "11 44 77 88 aa", [](I i, C) { geomet.Sample(i[0], i[1], kOne, kOne); }},
+    {L"Mirror( %s, %s, %d )", 200, "11 44 77 88 aa",
+     [](I i, C) { geomet.Mirror(i[0], i[1], KrLGeomet::eBoth); }, nullptr, {{2}}},
+    {L"Turn( %s, %s, %d )", 240, "11 44 77 88 aa", [](I i, C) { geomet.Turn(i[0], i[1], 3); }, nullptr, {{3}}},
+    {L"ShiftSubPixel( %s, %s, %g, %g )", 300, "11 44 88 aa",
+     [](I i, C) { geomet.ShiftSubPixel(i[0], i[1], 0.5, 2); }, nullptr, {{0.5, 2}}},
+    {L"Affine( %s, %s )", 360, "11 44 88 aa", [](I i, C) { geomet.Affine(i[0], i[1], {}); }},
+    {L"Remap( %s, %s, %s, %s )", 400, "1881 4884 8888 a88a", [](I i, C) { geomet.Remap(i[0], i[1], i[2], i[3]); }},
+    {L"PyramidDown( %s, %s )", 440, "11 44 88 aa", [](I i, C) { geomet.PyramidDown(i[0], i[1]); }},
+    {L"PyramidUp( %s, %s )", 460, "11 44 88 aa", [](I i, C) { geomet.PyramidUp(i[0], i[1]); }},
+    {L"Canny( %s, %s, %g, %g )", 500, "11 41 81", [](I i, C) { geomet.Canny(i[0], i[1], 3, 9); }, nullptr, {{3, 9}}},
+};
+const std::vector<OpCase> kModuloCases = {
+    {L"ScaleModulo( %s, %s )", 540, "11 44 88 aa", [](I i, C) { geomet.ScaleModulo(i[0], i[1]); }},
+    {L"ShiftSubPixelModulo( %s, %s )", 580, "11 44 88 aa",
+     [](I i, C) { geomet.ShiftSubPixelModulo(i[0], i[1], 1, 2); }},
+    {L"AffineModulo( %s, %s )", 620, "11 44 88 aa", [](I i, C) { geomet.AffineModulo(i[0], i[1], {}); }},
+    {L"RotateModulo( %s, %s )", 660, "11 44 88 aa", [](I i, C) { geomet.RotateModulo(i[0], i[1], 1); }},
+};
+// clang-format on
+
+TEST(Geometry, DispatchAndErrors) {
+    CheckDispatch(kCases, GeometryOperations(), L"C\\ipLGeomet");
+    CheckDispatch(kModuloCases, GeometryModuloOperations(), L"C\\ipLGeomet");
+}
+
+}  // namespace

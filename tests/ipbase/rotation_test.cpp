@@ -1,0 +1,186 @@
+// Rotation by shears: exact inverses, literal shears, palettes.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+
+#include "ipbase/geometry/operations.h"
+#include "ipbase/ipRotateByShear.h"
+#include "tests/support/harness.h"
+
+namespace {
+
+using namespace test;
+
+KrLRotateByShear rotation;
+
+using Canvas = std::vector<std::vector<double>>;
+
+double Weight(InterpolationMode mode, double x) {
+    x = std::abs(x);
+    if (mode == eLinear) return std::max(0.0, 1 - x);
+    return x <= 1 ? 1.5 * x * x * x - 2.5 * x * x + 1 : x < 2 ? -0.5 * x * x * x + 2.5 * x * x - 4 * x + 2 : 0;
+}
+
+// Along rows, or down columns, of a canvas that is so large that nothing reaches its edges.
+Canvas Sheared(const Canvas& from, double slope, bool columns, InterpolationMode mode) {
+    const int n = static_cast<int>(from.size());
+    Canvas to(from.size(), std::vector<double>(from.size()));
+    for (int line = 0; line < n; ++line)
+        for (int i = 0; i < n; ++i) {
+            const double at = i - slope * (line - (n - 1) / 2.0);
+            double sum = 0;
+            for (int j = std::max(0, static_cast<int>(at) - 3); j <= std::min(n - 1, static_cast<int>(at) + 3); ++j) {
+                const auto u = static_cast<std::size_t>(columns ? line : j);
+                const auto v = static_cast<std::size_t>(columns ? j : line);
+                sum += from[v][u] * Weight(mode, at - j);
+            }
+            const auto u = static_cast<std::size_t>(columns ? line : i),
+                       v = static_cast<std::size_t>(columns ? i : line);
+            to[v][u] = sum;
+        }
+    return to;
+}
+
+// An odd square source in the middle of a large canvas, by angles up to 45 degrees.
+Canvas Rotated(const GuardedImage& src, int side, double degrees, InterpolationMode mode) {
+    Canvas canvas(static_cast<std::size_t>(side), std::vector<double>(static_cast<std::size_t>(side)));
+    const int margin = (side - src.place.cx) / 2;
+    for (int y = 0; y < src.place.cy; ++y)
+        for (int x = 0; x < src.place.cx; ++x)
+            canvas[static_cast<std::size_t>(y + margin)][static_cast<std::size_t>(x + margin)] = src.Get(x, y);
+    const double angle = degrees * KrMath::Pi / 180;
+    for (const bool columns : {false, true, false})
+        canvas = Sheared(canvas, columns ? -std::sin(angle) : std::tan(angle / 2), columns, mode);
+    return canvas;
+}
+
+TEST(Rotation, IsThreeShears) {
+    constexpr int kSide = 81;
+    ForEachTarget([&](std::int64_t) {
+        for (const DeviceType type : {eDev8, eDev16, eDev32Float, eDev64Double})
+            for (const InterpolationMode mode : {eLinear, eCubic})
+                for (const double degrees : {0.0, 17.0, -38.5, 45.0}) {
+                    GuardedImage src(type, 23, 23, 5, degrees > 0 ? Form::eRowless : Form::eView);
+                    if (type >= eDev32Float) src.Fill([](int x, int y) { return std::sin(x * 0.7) + 0.1 * y; });
+                    const auto size = KrLRotateByShear::RotatedSize({23, 23}, degrees, mode);
+                    GuardedImage dst(type, size.cx, size.cy, 6), guards(type, size.cx, size.cy, 6);
+                    rotation.Rotate(src.image.get(), dst.image.get(), degrees, mode);
+                    const Canvas want = Rotated(src, kSide, degrees, mode);
+                    const int left = (kSide - size.cx) / 2, top = (kSide - size.cy) / 2;
+                    for (int y = 0; y < size.cy; ++y)
+                        for (int x = 0; x < size.cx; ++x) {
+                            const double v =
+                                Clip(want[static_cast<std::size_t>(y + top)][static_cast<std::size_t>(x + left)], type);
+                            const double limit = type == eDev64Double ? 1e-12 : type == eDev32Float ? 1e-5 : 0.51;
+                            ASSERT_NEAR(dst.Get(x, y), v, limit) << type << ' ' << mode << ' ' << degrees;
+                            guards.Set(x, y, dst.Get(x, y));
+                        }
+                    ASSERT_EQ(guards.memory, dst.memory);
+                }
+    });
+}
+
+TEST(Rotation, OfNearestPixelsComesBackExactly) {
+    Random random(3);
+    for (int i = 0; i < 400; ++i) {
+        const DeviceType type = std::array{eDev8, eDev16, eDev32Float, eDev64Double}[random() % 4];
+        const KrTSize<short> size{static_cast<short>(1 + random() % 60), static_cast<short>(1 + random() % 60)};
+        const double degrees = i % 8 == 0 ? 45.0 * (i / 8 % 19 - 9) : random.Uniform(-400, 400);
+        const auto whole = KrLRotateByShear::RotatedSize(size, degrees, eNearest);
+        GuardedImage src(type, size.cx, size.cy, static_cast<unsigned>(i)), back(type, size.cx, size.cy, 1);
+        GuardedImage there(type, whole.cx, whole.cy, 2);
+        src.Fill([&](int x, int y) { return 1 + (x + y * size.cx) % 250; });
+        back.memory = src.memory;
+        back.Fill([](int, int) { return 0; });
+        rotation.Rotate(src.image.get(), there.image.get(), degrees, eNearest, 0);
+        rotation.InverseRotate(there.image.get(), back.image.get(), degrees, eNearest, 0);
+        ASSERT_EQ(src.memory, back.memory) << size.cx << " x " << size.cy << " by " << degrees;
+        double most = 0;  // each pixel lies beside its place
+        const double angle = degrees * KrMath::Pi / 180;
+        if (size.cx * size.cy > 250) continue;
+        for (int y = 0; y < whole.cy; ++y)
+            for (int x = 0; x < whole.cx; ++x)
+                if (const int n = static_cast<int>(there.Get(x, y)) - 1; n >= 0) {
+                    const double u = n % size.cx - (size.cx - 1) / 2.0, v = n / size.cx - (size.cy - 1) / 2.0;
+                    const double dx = u * std::cos(angle) + v * std::sin(angle) + (whole.cx - 1) / 2.0 - x;
+                    const double dy = v * std::cos(angle) - u * std::sin(angle) + (whole.cy - 1) / 2.0 - y;
+                    most = std::max(most, std::hypot(dx, dy));
+                }
+        ASSERT_LT(most, 1.13) << size.cx << " x " << size.cy << " by " << degrees;
+    }
+}
+
+TEST(Rotation, OfFrequenciesComesBackExactly) {
+    for (const auto& [cx, cy] : {std::pair<short, short>{40, 31}, {17, 50}, {1, 9}})
+        for (const double degrees : {17.0, -45.0, 100.0, 250.5}) {
+            const auto whole = KrLRotateByShear::RotatedSize({cx, cy}, degrees, eFourier);
+            GuardedImage src(eDev64Double, cx, cy, 1), back(eDev64Double, cx, cy, 1);
+            GuardedImage there(eDev64Double, whole.cx, whole.cy, 2);
+            src.Fill([](int x, int y) { return std::sin(x * 0.9) + std::cos(y * x * 0.1); });
+            rotation.Rotate(src.image.get(), there.image.get(), degrees, eFourier);
+            rotation.InverseRotate(there.image.get(), back.image.get(), degrees, eFourier);
+            double error = 0;
+            for (int y = 0; y < cy; ++y)
+                for (int x = 0; x < cx; ++x) error = std::max(error, std::abs(back.Get(x, y) - src.Get(x, y)));
+            EXPECT_LT(error, 1e-12) << cx << " by " << degrees;
+        }
+}
+
+TEST(Rotation, KeepsNaNFromSpreading) {
+    GuardedImage src(eDev32Float, 41, 41, 1), dst(eDev32Float, 41, 41, 1);
+    const double nan = std::numeric_limits<double>::quiet_NaN();
+    src.Fill([&](int x, int y) { return x == 20 && y == 20 ? nan : 5; });
+    rotation.Rotate(src.image.get(), dst.image.get(), 10, eCubic, nan);
+    int holes = 0;
+    for (int y = 10; y < 31; ++y)
+        for (int x = 10; x < 31; ++x)
+            if (std::isnan(dst.Get(x, y)))
+                ++holes;
+            else
+                EXPECT_NEAR(dst.Get(x, y), 5, 1e-5);
+    EXPECT_LE(holes, 9);
+}
+
+// Three colours of which one is the mean of the others, and a second black.
+TEST(Rotation, MixesPaletteColours) {
+    KrLut3x8 palette;
+    for (const auto i : std::array<unsigned short, 2>{1, 2}) {
+        palette.SetElemR(i, static_cast<unsigned char>(i == 1 ? 200 : 100));
+        palette.SetElemG(i, static_cast<unsigned char>(i == 1 ? 200 : 100));
+    }
+    GuardedImage src(eDev8, 31, 31, 1), dst(eDev8, 31, 31, 1), turned(eDev8, 31, 31, 1);
+    src.Fill([](int x, int) { return x < 15 ? 9 : 1; });  // 9 is black as 0 is
+    rotation.Rotate(src.image.get(), turned.image.get(), 90, eCubic, 9, &palette);
+    EXPECT_EQ(turned.Get(5, 30), 9);
+    rotation.Rotate(src.image.get(), dst.image.get(), 20, eLinear, 9, &palette);
+    std::array<int, 256> count{};
+    for (int y = 0; y < 31; ++y)
+        for (int x = 0; x < 31; ++x) ++count[static_cast<std::size_t>(dst.Get(x, y))];
+    EXPECT_GT(count[1], 200);
+    EXPECT_GT(count[2], 5);    // between black and the first colour
+    EXPECT_GT(count[9], 200);  // what was not mixed keeps its index
+    EXPECT_EQ(count[0] + count[1] + count[2] + count[9], 31 * 31);
+    GuardedImage words(eDev16, 31, 31, 1);
+    ExpectNotImplemented([&] { rotation.Rotate(words.image.get(), words.image.get(), 2, eLinear, 0, &palette); },
+                         L"C\\ipRotateByShear", 60, L"Rotate( img, img, 2 )");
+}
+
+// clang-format off
+const std::vector<OpCase> kCases = {
+    {L"Rotate( %s, %s, %g )", 60, "11 44 88 aa", [](I i, C) { rotation.Rotate(i[0], i[1], 5); }, nullptr, {{5}}},
+    {L"InverseRotate( %s, %s, %g )", 90, "11 44 88 aa",
+     [](I i, C) { rotation.InverseRotate(i[0], i[1], 5); }, nullptr, {{5}}},
+};
+// clang-format on
+
+TEST(Rotation, DispatchAndErrors) {
+    CheckDispatch(kCases, RotateByShearOperations(), L"C\\ipRotateByShear");
+    GuardedImage image(eDev8, 9, 9, 1);
+    const auto before = image.memory;
+    for (const double angle : {HUGE_VAL, std::nan("")})
+        EXPECT_TRUE(Thrown([&] { rotation.Rotate(image.image.get(), image.image.get(), angle); }));
+    EXPECT_EQ(before, image.memory);
+}
+
+}  // namespace
