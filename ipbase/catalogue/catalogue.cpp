@@ -29,7 +29,9 @@ const std::vector<OperationFamily>& OperationFamilies() {
         {"geometry", GeometryOperations},
         {"modulogeometry", GeometryModuloOperations},
         {"rotation", RotateByShearOperations},
+        {"combination", CombinationOperations},
         {"colourindex", ColourIndexOperations},
+        {"octree", OctreeOperations},
     };
     return families;
 }

@@ -3,10 +3,11 @@
 
 #include <cmath>
 #include <limits>
-#include <set>
+#include <map>
 
 #include "ipbase/colour/operations.h"
 #include "ipbase/ipColourIndex.h"
+#include "ipbase/ipOctree.h"
 #include "tests/support/harness.h"
 
 namespace {
@@ -113,6 +114,186 @@ TEST(ColourIndex, RefusesWhatIsNoLaw) {
     CheckDispatch({{L"KrColourIndex::Execute( %s, %s )", 50, "11 41 71 81 a1",
                     [](I i, C) { Index(Index::eLinear, 0, 1).Execute(i[0], i[1]); }}},
                   ColourIndexOperations(), L"C\\ipColourIndex");
+}
+
+// Three planes.
+struct Picture {
+    GuardedImage r, g, b;
+    Picture(int cx, int cy, Form form, const std::function<std::array<int, 3>(int, int)>& colour)
+        : r(eDev8, cx, cy, 1, form), g(eDev8, cx, cy, 2), b(eDev8, cx, cy, 3, form) {
+        r.Fill([&](int x, int y) { return colour(x, y)[0]; });
+        g.Fill([&](int x, int y) { return colour(x, y)[1]; });
+        b.Fill([&](int x, int y) { return colour(x, y)[2]; });
+    }
+    std::array<int, 3> At(int x, int y) const {
+        return {static_cast<int>(r.Get(x, y)), static_cast<int>(g.Get(x, y)), static_cast<int>(b.Get(x, y))};
+    }
+};
+
+using Colour = std::array<int, 3>;
+
+std::vector<Colour> PaletteOf(const KrOctreeQuantizer& quantizer) {
+    KrLut3x8 lut;
+    quantizer.GetPalette(lut);
+    std::vector<Colour> palette;
+    for (int i = 0; i < quantizer.Count(); ++i) {
+        const auto at = static_cast<unsigned short>(i);
+        palette.push_back({lut.GetElemR(at), lut.GetElemG(at), lut.GetElemB(at)});
+    }
+    return palette;
+}
+
+int Distance(const Colour& a, const Colour& b) {
+    int sum = 0;
+    for (std::size_t i = 0; i < 3; ++i) sum += (a[i] - b[i]) * (a[i] - b[i]);
+    return sum;
+}
+
+int NearestIn(const std::vector<Colour>& palette, const Colour& colour) {
+    int best = 0;
+    for (int i = 1; i < static_cast<int>(palette.size()); ++i)
+        if (Distance(palette[static_cast<std::size_t>(i)], colour) <
+            Distance(palette[static_cast<std::size_t>(best)], colour))
+            best = i;
+    return best;
+}
+
+// A tree of maps, reduced node by node.
+struct Tree {
+    struct Leaf {
+        std::array<long, 3> sum{};
+        long pixels = 0;
+    };
+    using Path = std::vector<int>;  // digits from the root
+    std::map<Path, Leaf> leaves;
+
+    static Path PathOf(const Colour& c) {
+        Path path;
+        for (int bit = 7; bit >= 0; --bit)
+            path.push_back((c[0] >> bit & 1) << 2 | (c[1] >> bit & 1) << 1 | (c[2] >> bit & 1));
+        return path;
+    }
+    void Add(const Colour& c) {
+        Leaf& leaf = leaves[PathOf(c)];
+        for (std::size_t i = 0; i < 3; ++i) leaf.sum[i] += c[i];
+        ++leaf.pixels;
+    }
+    void Reduce() {
+        std::size_t deepest = 0;
+        for (const auto& [path, leaf] : leaves) deepest = std::max(deepest, path.size());
+        std::map<Path, long> nodes;
+        for (const auto& [path, leaf] : leaves)
+            if (path.size() == deepest) nodes[Path(path.begin(), path.end() - 1)] += leaf.pixels;
+        auto best = nodes.begin();
+        for (auto node = nodes.begin(); node != nodes.end(); ++node)
+            if (node->second < best->second) best = node;
+        Leaf joined;
+        for (int digit = 0; digit < 8; ++digit) {
+            Path child = best->first;
+            child.push_back(digit);
+            const auto found = leaves.find(child);
+            if (found == leaves.end()) continue;
+            for (std::size_t i = 0; i < 3; ++i) joined.sum[i] += found->second.sum[i];
+            joined.pixels += found->second.pixels;
+            leaves.erase(found);
+        }
+        leaves[best->first] = joined;
+    }
+    std::vector<Colour> Palette() const {
+        std::vector<Colour> palette;
+        for (const auto& [path, leaf] : leaves) {
+            Colour c;
+            for (std::size_t i = 0; i < 3; ++i) c[i] = static_cast<int>((leaf.sum[i] + leaf.pixels / 2) / leaf.pixels);
+            palette.push_back(c);
+        }
+        return palette;
+    }
+    int LeafOf(const Colour& c) const {
+        int index = 0;
+        const Path path = PathOf(c);
+        for (const auto& [prefix, leaf] : leaves) {
+            if (std::equal(prefix.begin(), prefix.end(), path.begin())) return index;
+            ++index;
+        }
+        return -1;
+    }
+};
+
+TEST(Octree, IsTheTreeReducedNodeByNode) {
+    unsigned seed = 0;
+    for (const int colours : {2, 5, 16, 64, 256})
+        for (const int spread : {3, 40, 255}) {
+            Random random(++seed);
+            const Picture picture(37, 19, seed % 2 ? Form::eView : Form::eRowless, [&](int x, int y) {
+                const auto v = [&](int c) {
+                    return std::min(255, c + static_cast<int>(random() % static_cast<unsigned>(spread)));
+                };
+                return Colour{v(x * 2), v(y * 3), v(100)};
+            });
+            GuardedImage mask(eDev8, 30, 19, seed), dst(eDev8, 37, 19, 1);
+            KrOctreeQuantizer quantizer;
+            quantizer.Build(picture.r.image.get(), picture.g.image.get(), picture.b.image.get(),
+                            static_cast<const KrAOI8*>(mask.image.get()), colours);
+            Tree tree;
+            for (int y = 0; y < 19; ++y)
+                for (int x = 0; x < 37; ++x)
+                    if (mask.Get(std::min(x, 29), y) < 64) tree.Add(picture.At(x, y));
+            while (tree.leaves.size() > static_cast<std::size_t>(colours)) tree.Reduce();
+            auto palette = PaletteOf(quantizer);
+            ASSERT_EQ(palette, tree.Palette()) << colours << ' ' << spread;
+            for (const auto how : {KrOctreeQuantizer::eLeaf, KrOctreeQuantizer::eNearest}) {
+                quantizer.Map(picture.r.image.get(), picture.g.image.get(), picture.b.image.get(), dst.image.get(),
+                              how);
+                for (int y = 0; y < 19; ++y)
+                    for (int x = 0; x < 37; ++x) {
+                        const int leaf = how == KrOctreeQuantizer::eLeaf ? tree.LeafOf(picture.At(x, y)) : -1;
+                        ASSERT_EQ(dst.Get(x, y), leaf >= 0 ? leaf : NearestIn(palette, picture.At(x, y)));
+                    }
+            }
+            quantizer.Refine(1);
+            for (std::size_t i = 0; i < palette.size(); ++i) {
+                std::array<long, 4> sum{};
+                for (int y = 0; y < 19; ++y)
+                    for (int x = 0; x < 37; ++x) {
+                        const Colour c = picture.At(x, y);
+                        if (mask.Get(std::min(x, 29), y) >= 64 || NearestIn(palette, c) != static_cast<int>(i))
+                            continue;
+                        for (std::size_t k = 0; k < 3; ++k) sum[k] += c[k];
+                        ++sum[3];
+                    }
+                const Colour refined = PaletteOf(quantizer)[i];
+                for (std::size_t k = 0; k < 3 && sum[3] > 0; ++k) ASSERT_EQ(refined[k], (sum[k] + sum[3] / 2) / sum[3]);
+            }
+        }
+}
+
+TEST(Octree, KeepsFewColoursAndRefusesTheRest) {
+    const Picture picture(20, 10, Form::eView, [](int x, int y) { return Colour{x, y, 7}; });
+    GuardedImage dst(eDev8, 20, 10, 1), all(eDev8, 20, 10, 2);
+    const KrAOI *r = picture.r.image.get(), *g = picture.g.image.get(), *b = picture.b.image.get();
+    KrOctreeQuantizer quantizer;
+    quantizer.Map(r, g, b, dst.image.get());
+    EXPECT_EQ(dst.Get(3, 3), 0);  // the palette is empty
+    quantizer.Build(r, g, b, nullptr, 200);
+    ASSERT_EQ(quantizer.Count(), 200);
+    quantizer.Map(r, g, b, dst.image.get());
+    for (int y = 0; y < 10; ++y)
+        for (int x = 0; x < 20; ++x)
+            ASSERT_EQ(PaletteOf(quantizer)[static_cast<std::size_t>(dst.Get(x, y))], picture.At(x, y));
+    for (const int colours : {-1, 0, 1, 257}) EXPECT_TRUE(Thrown([&] { quantizer.Build(r, g, b, nullptr, colours); }));
+    EXPECT_EQ(quantizer.Count(), 200);
+    all.Fill([](int, int) { return 255; });
+    quantizer.Build(r, g, b, static_cast<const KrAOI8*>(all.image.get()), 9);
+    EXPECT_EQ(quantizer.Count(), 0);
+    CheckDispatch(
+        {{L"Build( %s, %s, %s, %d )",
+          40,
+          "111",
+          [](I i, C) { KrOctreeQuantizer().Build(i[0], i[1], i[2], nullptr, 9); },
+          nullptr,
+          {{9}}},
+         {L"Map( %s, %s, %s, %s )", 80, "1111", [](I i, C) { KrOctreeQuantizer().Map(i[0], i[1], i[2], i[3]); }}},
+        OctreeOperations(), L"C\\ipOctree");
 }
 
 }  // namespace

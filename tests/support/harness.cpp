@@ -433,7 +433,7 @@ const std::vector<Layout>& Layouts() {
         {"destination is source 2", SameObject<1>},
         {"contiguous in place", [](P& p) { for (Place& i : p) Pack(i); return SameObject<0>(p); }},
         {"views of the same pixels", [](P& p) { return SameObject<0>(p) && (p.back().sameAs = -1, true); }},
-        {"all the same", [](P& p) { return p.size() > 2 && SameObject<1>(p) && SameObject<0>(p) && (p[1] = p[2], true); }},
+        {"all the same", [](P& p) { return p.size() == 3 && SameObject<1>(p) && SameObject<0>(p) && (p[1] = p[2], true); }},
         {"1 right", Shifted<0, 1, 0, false>, true, true},
         {"1 left", Shifted<0, -1, 0, false>, true, true},
         {"5 right, contiguous", Shifted<0, 5, 0, true>, true, true},
