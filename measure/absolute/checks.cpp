@@ -1,0 +1,312 @@
+#include "measure/absolute/checks.h"
+
+#include <algorithm>
+#include <cmath>
+#include <complex>
+#include <cstdint>
+#include <numeric>
+#include <sstream>
+
+#include "measure/absolute/checknotes.h"
+#include "measure/absolute/coding.h"
+#include "measure/absolute/noise.h"
+#include "measure/absolute/picturenames.h"
+#include "measure/absolute/wrapping.h"
+#include "measure/error.h"
+
+namespace measure {
+namespace {
+
+// --- Pictures
+// ----------------------------------------------------------------------------------------------------------
+
+std::string Describe(const cv::Mat& picture) {
+    const char* const bits = picture.depth() == CV_8U ? "8-bit" : picture.depth() == CV_16U ? "16-bit" : "float";
+    std::ostringstream text;
+    text << picture.cols << " x " << picture.rows << " pixels, " << bits;
+    if (picture.channels() != 1) text << ", " << picture.channels() << " channels";
+    return text.str();
+}
+
+class PictureComparison {
+public:
+    explicit PictureComparison(const cv::Mat& first) : mFirst(first) {}
+
+    void Compare(const std::string& key, const cv::Mat& picture) const {
+        if (picture.empty()) throw InputError(key + ": the picture is missing");
+        if (picture.size() != mFirst.size() || picture.type() != mFirst.type())
+            throw InputError(key + ": " + Describe(picture) + ", but sines[0].frames[0]: " + Describe(mFirst));
+    }
+    void CompareAll(const std::string& key, const std::vector<cv::Mat>& pictures, std::size_t count) const {
+        if (pictures.size() != count)
+            throw InputError(key + ": " + std::to_string(pictures.size()) + " pictures for " + std::to_string(count) +
+                             " in the description");
+        for (std::size_t k = 0; k < count; ++k) Compare(key + "[" + std::to_string(k) + "]", pictures[k]);
+    }
+
+private:
+    cv::Mat mFirst;
+};
+
+// --- The order of frames
+// -----------------------------------------------------------------------------------------------
+
+double GreyAt(const cv::Mat& frame, cv::Point at) {
+    switch (frame.depth()) {
+        case CV_8U: return frame.at<std::uint8_t>(at);
+        case CV_16U: return frame.at<std::uint16_t>(at);
+        default: return static_cast<double>(frame.at<float>(at));
+    }
+}
+
+// The mean square that remains when frames in some order are fitted by A + B cos(phase + shift).
+class FitOfOrders {
+public:
+    FitOfOrders(const std::vector<cv::Mat>& frames, const std::vector<double>& shifts,
+                const std::vector<cv::Point>& pixels) {
+        const auto n = static_cast<int>(frames.size());
+        cv::Mat1d design(n, 3);
+        for (int k = 0; k < n; ++k) {
+            design(k, 0) = 1;
+            design(k, 1) = std::cos(shifts[static_cast<std::size_t>(k)]);
+            design(k, 2) = std::sin(shifts[static_cast<std::size_t>(k)]);
+        }
+        mRest = cv::Mat1d::eye(n, n) - design * design.inv(cv::DECOMP_SVD);
+        cv::Mat1d values(static_cast<int>(pixels.size()), n);
+        for (int k = 0; k < n; ++k)
+            for (int i = 0; i < values.rows; ++i)
+                values(i, k) = GreyAt(frames[static_cast<std::size_t>(k)], pixels[static_cast<std::size_t>(i)]);
+        mProducts = values.t() * values / static_cast<double>(std::max<std::size_t>(pixels.size(), 1));
+    }
+
+    // order[k] is the frame that stands in place k.
+    double Rms(const std::vector<int>& order) const {
+        double sum = 0;
+        for (int i = 0; i < mRest.rows; ++i)
+            for (int j = 0; j < mRest.cols; ++j)
+                sum += mRest(i, j) * mProducts(order[static_cast<std::size_t>(i)], order[static_cast<std::size_t>(j)]);
+        return std::sqrt(std::max(sum, 0.0) / mRest.rows);
+    }
+
+private:
+    cv::Mat1d mRest;      // what is left of the frames beside the fit
+    cv::Mat1d mProducts;  // mean products of the frames
+};
+
+std::vector<int> NaturalOrder(const std::vector<std::filesystem::path>& files) {
+    std::vector<int> order(files.size());
+    std::iota(order.begin(), order.end(), 0);
+    std::stable_sort(order.begin(), order.end(), [&](int a, int b) {
+        return ComesBefore(files[static_cast<std::size_t>(a)].filename().u8string(),
+                           files[static_cast<std::size_t>(b)].filename().u8string());
+    });
+    return order;
+}
+
+void CheckFrameOrder(DecodeState& state, std::size_t set) {
+    const SineSet& described = state.axis.sines[set];
+    const FitOfOrders fit(state.pictures.sines[set], described.shifts, state.best);
+    std::vector<int> given(described.shifts.size());
+    std::iota(given.begin(), given.end(), 0);
+    const double rms = fit.Rms(given);
+    const std::string name = NameOf(set);
+    double best = rms;
+    std::string advice;
+    const auto consider = [&](const std::vector<int>& order, const std::string& text) {
+        const double other = fit.Rms(order);
+        if (other >= best) return;
+        best = other;
+        advice = text;
+    };
+    for (std::size_t a = 0; a < given.size(); ++a)
+        for (std::size_t b = a + 1; b < given.size(); ++b) {
+            std::vector<int> order = given;
+            std::swap(order[a], order[b]);
+            consider(order, "frames[" + std::to_string(a) + "] and frames[" + std::to_string(b) + "] exchanged");
+        }
+    if (!described.frames.empty()) consider(NaturalOrder(described.frames), "the frames in the order of their numbers");
+    // What is left without noise and harmonics is rounding; nothing is to be learned from it.
+    const double ratio = rms > 0.5 * state.result.noise + 1e-3 * state.fringes[set].fullScale ? best / rms : 1.0;
+    Note(state.result, {name + ": fit of the frames in another order", ratio, 0.9, ratio > 0.9},
+         name + " fits better with " + advice + " (rms " + Text(best) + " instead of " + Text(rms) + " grey levels)");
+}
+
+// --- Phases against each other
+// -----------------------------------------------------------------------------------------
+
+class RelationTest {
+public:
+    explicit RelationTest(const DecodeState& state) : mState(state) {
+        for (std::size_t set = 0; set < state.Count(); ++set) {
+            mPeriods.push_back(state.axis.sines[set].period);
+            std::vector<float> phases;
+            std::vector<double> variances;
+            for (const cv::Point& at : state.best) {
+                double variance = 0;
+                const auto origin = static_cast<float>(state.origins[set]);
+                phases.push_back(SamplePhase(state, set, at, variance) - origin);
+                variances.push_back(variance);
+            }
+            mPhases.push_back(std::move(phases));
+            mVariances.push_back(std::move(variances));
+        }
+    }
+
+    const std::vector<double>& Periods() const { return mPeriods; }
+
+    // The mean of e^(i sum of factor · phase).
+    std::complex<double> Mean(const std::vector<int>& factors) const {
+        std::complex<double> sum;
+        for (std::size_t i = 0; i < mState.best.size(); ++i) {
+            float angle = 0;
+            for (std::size_t set = 0; set < factors.size(); ++set)
+                angle += static_cast<float>(factors[set]) * mPhases[set][i];
+            sum += std::polar(1.0, static_cast<double>(angle));
+        }
+        return sum / static_cast<double>(std::max<std::size_t>(mState.best.size(), 1));
+    }
+
+    // What noise leaves of the length of the mean.
+    double Expected(const std::vector<int>& factors) const {
+        double sum = 0;
+        for (std::size_t i = 0; i < mState.best.size(); ++i) {
+            double variance = 0;
+            for (std::size_t set = 0; set < factors.size(); ++set)
+                variance += factors[set] * factors[set] * mVariances[set][i];
+            sum += std::exp(-0.5 * variance);
+        }
+        return sum / static_cast<double>(std::max<std::size_t>(mState.best.size(), 1));
+    }
+
+    double Concentration(const std::vector<int>& factors) const {
+        return std::abs(Mean(factors)) / std::max(Expected(factors), 1e-9);
+    }
+
+private:
+    const DecodeState& mState;
+    std::vector<double> mPeriods;
+    std::vector<std::vector<float>> mPhases;
+    std::vector<std::vector<double>> mVariances;
+};
+
+std::string SetsOf(const std::vector<int>& factors) {
+    std::string names;
+    const auto last = static_cast<std::size_t>(
+        std::distance(factors.begin(), std::find_if(factors.rbegin(), factors.rend(), [](int f) { return f; }).base()) -
+        1);
+    for (std::size_t set = 0; set < factors.size(); ++set)
+        if (factors[set] != 0) names += (names.empty() ? "" : set == last ? " and " : ", ") + NameOf(set);
+    return names;
+}
+
+// Which single mistake would explain that phases do not fit to each other.
+std::string ExplainMisfit(const RelationTest& test, const std::vector<int>& factors, double length) {
+    constexpr double kFits = 0.7;
+    for (std::size_t set = 0; set < factors.size(); ++set) {
+        if (factors[set] == 0) continue;
+        std::vector<int> turned = factors;
+        turned[set] = -turned[set];
+        if (test.Concentration(turned) > kFits)
+            return "the phase of one of them runs the other way: are the signs of its shifts wrong, or its frames in "
+                   "reverse order?";
+    }
+    for (std::size_t a = 0; a < factors.size(); ++a)
+        for (std::size_t b = a + 1; b < factors.size(); ++b) {
+            std::vector<double> periods = test.Periods();
+            std::swap(periods[a], periods[b]);
+            const std::vector<Relation> relations = FindRelations(periods, length);
+            const bool allFit = std::all_of(relations.begin(), relations.end(), [&](const Relation& relation) {
+                return test.Concentration(relation.factors) > kFits;
+            });
+            if (!relations.empty() && allFit)
+                return "the periods of " + NameOf(a) + " and " + NameOf(b) + " look exchanged";
+        }
+    return "is a period wrong, are the signs of the shifts of one set wrong, or is a frame exchanged with one of "
+           "another set?";
+}
+
+}  // namespace
+
+void CheckPictures(const CodedAxis& axis, const AxisPictures& pictures) {
+    if (axis.sines.empty()) throw InputError("sines: at least one set of shifted fringes is needed");
+    if (pictures.sines.size() != axis.sines.size() || pictures.sines[0].empty())
+        throw InputError("sines: " + std::to_string(pictures.sines.size()) + " sets of pictures for " +
+                         std::to_string(axis.sines.size()) + " in the description");
+    const PictureComparison comparison(pictures.sines[0][0]);
+    for (std::size_t i = 0; i < axis.sines.size(); ++i)
+        comparison.CompareAll(NameOf(i) + ".frames", pictures.sines[i], axis.sines[i].shifts.size());
+    comparison.CompareAll("gray.frames", pictures.gray, axis.gray ? axis.gray->frames.size() : 0);
+    comparison.CompareAll("gray.inverse", pictures.inverse, axis.gray ? axis.gray->inverse.size() : 0);
+    if (!pictures.white.empty()) comparison.Compare("white", pictures.white);
+    if (!pictures.black.empty()) comparison.Compare("black", pictures.black);
+}
+
+void CheckFrameOrder(DecodeState& state) {
+    for (std::size_t set = 0; set < state.Count(); ++set)
+        if (state.axis.sines[set].shifts.size() > 3) CheckFrameOrder(state, set);
+}
+
+void CheckMeans(DecodeState& state) {
+    constexpr double kLimit = 0.35;
+    const auto finest = static_cast<std::size_t>(state.result.finest);
+    for (std::size_t set = 0; set < state.Count(); ++set) {
+        if (set == finest) continue;
+        double differences = 0, modulations = 0;
+        for (const cv::Point& at : state.best) {
+            const auto difference = static_cast<double>(state.fringes[set].mean(at) - state.Finest().mean(at));
+            const auto b = static_cast<double>(state.Finest().modulation(at));
+            differences += difference * difference;
+            modulations += b * b;
+        }
+        const double ratio = std::sqrt(differences / std::max(modulations, 1e-9));
+        const std::string names = NameOf(std::min(set, finest)) + " and " + NameOf(std::max(set, finest));
+        const DecodeCheck check{names + ": difference of the mean brightness over the modulation", ratio, kLimit,
+                                ratio <= kLimit};
+        Require(state.result, check,
+                names + " differ in their mean brightness (" + Text(ratio) + " of the modulation): is a frame of one " +
+                    "set exchanged with one of the other, or did the light change between them?");
+    }
+}
+
+std::vector<double> CheckRelations(DecodeState& state) {
+    constexpr double kLeastExpected = 0.2, kLeastConcentration = 0.5, kMostOffset = 0.1;
+    std::vector<double> offsets(state.Count(), 0.0);
+    if (state.Count() < 2) return offsets;
+    const RelationTest test(state);
+    std::vector<std::vector<int>> used;
+    std::vector<double> means;
+    for (const Relation& relation : FindRelations(test.Periods(), state.axis.length)) {
+        if (test.Expected(relation.factors) < kLeastExpected) continue;  // the noise hides it
+        const std::string names = SetsOf(relation.factors);
+        const double concentration = test.Concentration(relation.factors);
+        const bool fits = concentration >= kLeastConcentration;
+        Require(state.result,
+                {names + ": share of the phases that fit to each other", concentration, kLeastConcentration, fits},
+                names + " do not fit to each other (" + Text(concentration) +
+                    " of 1): " + (fits ? "" : ExplainMisfit(test, relation.factors, state.axis.length)));
+        const double mean = std::arg(test.Mean(relation.factors)) / (2 * CV_PI);
+        if (state.commonOrigins)
+            Require(state.result,
+                    {names + ": distance of the origins in periods", std::abs(mean), kMostOffset,
+                     std::abs(mean) <= kMostOffset},
+                    names + " do not begin at the same place (" + Text(std::abs(mean)) + " periods off): are the " +
+                        "frames of one set rotated, so that the list begins with another one, or is a number of " +
+                        "periods wrong by one?");
+        used.push_back(relation.factors);
+        means.push_back(mean);
+    }
+    if (used.empty()) return offsets;
+    cv::Mat1d factors(static_cast<int>(used.size()), static_cast<int>(state.Count())), right(factors.rows, 1), solved;
+    for (int i = 0; i < factors.rows; ++i) {
+        right(i, 0) = 2 * CV_PI * means[static_cast<std::size_t>(i)];
+        for (int set = 0; set < factors.cols; ++set)
+            factors(i, set) =
+                set == state.result.finest ? 0 : used[static_cast<std::size_t>(i)][static_cast<std::size_t>(set)];
+    }
+    // The smallest offsets that explain the means.
+    solved = factors.t() * (factors * factors.t()).inv(cv::DECOMP_SVD) * right;
+    for (std::size_t set = 0; set < state.Count(); ++set) offsets[set] = solved(static_cast<int>(set), 0);
+    return offsets;
+}
+
+}  // namespace measure

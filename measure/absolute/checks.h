@@ -1,0 +1,31 @@
+#pragma once
+
+#include "measure/absolute/decodestate.h"
+
+namespace measure {
+
+// Each of these compares what the description says with what the pictures show, notes the figures in
+// state.result.checks, adds warnings, and throws InputError with the likely mistake where the two cannot belong
+// together.
+
+// Counts, sizes and types of all pictures.
+void CheckPictures(const CodedAxis& axis, const AxisPictures& pictures);
+
+// Sets of more than three frames: warns when another order of the frames fits better.
+void CheckFrameOrder(DecodeState& state);
+
+// All sets must see the same mean brightness.
+void CheckMeans(DecodeState& state);
+
+// Phases must fit to each other as the periods say. Returns, per set, by how many radians it is off on average; what
+// remains of ripple and light, the finest set taken as right.
+std::vector<double> CheckRelations(DecodeState& state);
+
+// What the borders between the cells of a Gray code tell.
+struct CodeEdges {
+    int count = 0;                // borders between cells that follow each other
+    std::vector<double> origins;  // radians, per set: its phase at the position 0; empty when there are too few
+};
+CodeEdges CheckCode(DecodeState& state, const GrayDecoding& code);
+
+}  // namespace measure

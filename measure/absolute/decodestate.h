@@ -1,0 +1,39 @@
+#pragma once
+
+#include <opencv2/core.hpp>
+#include <string>
+#include <vector>
+
+#include "measure/absolute.h"
+
+namespace measure {
+
+// What the stages of decoding one direction share. Sets are numbered as in the description.
+struct DecodeState {
+    const CodedAxis& axis;
+    const AxisPictures& pictures;
+    const DecodeOptions& options;
+
+    DecodeState(const CodedAxis& coding, const AxisPictures& frames, const DecodeOptions& how)
+        : axis(coding), pictures(frames), options(how) {}
+
+    std::vector<FringePhase> fringes;  // phases after the correction of ripple, rising with the projector pixel
+    cv::Mat1b usable;                  // 255 where all sets are
+    std::vector<cv::Point> best;       // some thousand pixels of the best-modulated quarter
+    float leastModulation = 0;         // of these
+    std::vector<double> origins;       // radians, per set: its phase at the position 0
+    bool commonOrigins = true;         // the sets were not given origins of their own by the edges of a code
+    AbsolutePhase result;
+
+    std::size_t Count() const { return fringes.size(); }
+    const FringePhase& Finest() const { return fringes[static_cast<std::size_t>(result.finest)]; }
+    // The variance of the phase of a pixel of that modulation, radians squared.
+    double Variance(std::size_t set, double modulation) const {
+        const auto frames = static_cast<double>(fringes[set].shifts.size());
+        return 2 * result.noise * result.noise / (frames * (modulation * modulation + 1e-6));
+    }
+};
+
+inline std::string NameOf(std::size_t set) { return "sines[" + std::to_string(set) + "]"; }
+
+}  // namespace measure

@@ -1,0 +1,25 @@
+#pragma once
+
+#include "measure/absolute/decodestate.h"
+
+namespace measure {
+
+// The order of the finest set that a code predicts in every pixel: that of the middle of the cell.
+cv::Mat1f PredictOrders(const cv::Mat1w& code, const GrayCode& gray, const cv::Mat1f& phase, double period);
+
+// Takes another decision where `where` is not 0; the phase that it was made for may be a whole period from ours.
+void ReplaceDecision(OrderDecision& decision, const OrderDecision& other, const cv::Mat1b& where,
+                     const cv::Mat1f& otherPhase, const cv::Mat1f& phase);
+
+// Orders found modulo `count` lie between 0 and count - 1. Those whose position would lie before the first projector
+// pixel belong to its last ones.
+void OpenRing(const cv::Mat1f& phase, double period, double length, int count, cv::Mat1s& order);
+
+// The values of Trust that decision and code deserve.
+cv::Mat1b MarkTrusted(const DecodeState& state, const OrderDecision& decision, const GrayDecoding& code,
+                      const OrderRange& range, const cv::Mat1f& phase);
+
+// Coordinates, reliability and the figures of the result, whose phase is yet that above the origin.
+void FinishResult(DecodeState& state, const OrderDecision& decision);
+
+}  // namespace measure

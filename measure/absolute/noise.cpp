@@ -1,0 +1,109 @@
+#include "measure/absolute/noise.h"
+
+#include <algorithm>
+#include <cmath>
+#include <complex>
+#include <iterator>
+#include <opencv2/imgproc.hpp>
+
+#include "measure/absolute/wrapping.h"
+#include "measure/fringe/phaserows.h"
+
+namespace measure {
+namespace {
+
+// About `count` usable pixels, evenly spread.
+template <class Visit>
+void VisitSample(const DecodeState& state, int count, const Visit& visit) {
+    const cv::Size size = state.usable.size();
+    const double share = static_cast<double>(state.result.usable) / static_cast<double>(state.usable.total());
+    const int stride =
+        std::max(1, static_cast<int>(std::sqrt(share * static_cast<double>(state.usable.total()) / count)));
+    for (int y = stride / 2; y < size.height; y += stride)
+        for (int x = stride / 2; x < size.width; x += stride)
+            if (state.usable(y, x)) visit(cv::Point(x, y));
+}
+
+float Quantile(std::vector<float> values, double share) {
+    if (values.empty()) return 0;
+    const auto place = values.begin() + static_cast<std::ptrdiff_t>(static_cast<double>(values.size() - 1) * share);
+    std::nth_element(values.begin(), place, values.end());
+    return *place;
+}
+
+}  // namespace
+
+double EstimateNoise(const DecodeState& state) {
+    const FringePhase& fine = state.Finest();
+    std::vector<float> across, down;
+    VisitSample(state, 20000, [&](cv::Point at) {
+        const auto add = [&](std::vector<float>& values, cv::Point step) {
+            const cv::Point a = at - step, b = at + step;
+            const cv::Rect inside(cv::Point(), fine.phase.size());
+            if (!inside.contains(a) || !inside.contains(b) || !state.usable(a) || !state.usable(b)) return;
+            const float here = fine.phase(at);
+            const float second = WrapRadians(fine.phase(a) - here) + WrapRadians(fine.phase(b) - here);
+            values.push_back(std::abs(WrapRadians(second)) * fine.modulation(at));
+        };
+        add(across, {1, 0});
+        add(down, {0, 1});
+    });
+    // Fringes bend more one way than the other; noise has no direction. A second difference has six times the variance
+    // of the phase, the median of its size is 0.6745 of the deviation.
+    const float median = std::min(Quantile(across, 0.5), Quantile(down, 0.5));
+    const auto frames = static_cast<double>(fine.shifts.size());
+    const double noise = static_cast<double>(median) / 0.6745 / std::sqrt(6.0) / std::sqrt(2.0 / frames);
+    return std::max(noise, 1e-4 * fine.fullScale);
+}
+
+void FindBest(DecodeState& state) {
+    constexpr int kPixels = 40000;  // of all, a quarter of which are taken
+    const cv::Mat1f& modulation = state.Finest().modulation;
+    std::vector<float> values;
+    std::vector<cv::Point> all;
+    VisitSample(state, kPixels, [&](cv::Point at) {
+        values.push_back(modulation(at));
+        all.push_back(at);
+    });
+    state.leastModulation = Quantile(values, 0.75);
+    std::copy_if(all.begin(), all.end(), std::back_inserter(state.best),
+                 [&](cv::Point at) { return modulation(at) >= state.leastModulation; });
+}
+
+float SamplePhase(const DecodeState& state, std::size_t set, cv::Point at, double& variance) {
+    constexpr double kFewPeriods = 8;
+    const FringePhase& fringes = state.fringes[set];
+    variance = state.Variance(set, static_cast<double>(fringes.modulation(at)));
+    if (state.axis.length / state.axis.sines[set].period >= kFewPeriods) return fringes.phase(at);
+    std::complex<float> sum;
+    int count = 0;
+    for (int y = std::max(at.y - 2, 0); y <= std::min(at.y + 2, fringes.phase.rows - 1); ++y)
+        for (int x = std::max(at.x - 2, 0); x <= std::min(at.x + 2, fringes.phase.cols - 1); ++x)
+            if (state.usable(y, x)) {
+                sum += std::polar(fringes.modulation(y, x), fringes.phase(y, x));
+                ++count;
+            }
+    variance /= std::max(count, 1);
+    return std::arg(sum);
+}
+
+PhaseSet Smooth(const PhaseSet& set, const cv::Mat1b& usable) {
+    constexpr int kWindow = 5;
+    cv::Mat1b unusable;
+    cv::bitwise_not(usable, unusable);
+    cv::Mat1f c, s;
+    cv::polarToCart(set.modulation, set.phase, c, s);
+    for (cv::Mat1f* part : {&c, &s}) {
+        part->setTo(0, unusable);
+        cv::boxFilter(*part, *part, -1, cv::Size(kWindow, kWindow), cv::Point(-1, -1), true, cv::BORDER_CONSTANT);
+    }
+    PhaseSet smooth = set;
+    smooth.phase = cv::Mat1f(c.size());
+    smooth.modulation = cv::Mat1f(c.size());
+    for (int y = 0; y < c.rows; ++y)
+        rows::PhaseOf(c[y], s[y], smooth.phase[y], smooth.modulation[y], static_cast<std::size_t>(c.cols));
+    smooth.modulation *= kWindow;
+    return smooth;
+}
+
+}  // namespace measure

@@ -1,0 +1,21 @@
+#pragma once
+
+#include "measure/absolute/decodestate.h"
+
+namespace measure {
+
+// The noise of one frame in grey levels, from the second differences of the finest phase.
+double EstimateNoise(const DecodeState& state);
+
+// Finds some thousand pixels, evenly spread over the quarter of the usable pixels whose fringes have most modulation.
+void FindBest(DecodeState& state);
+
+// The phase of a pixel and its variance; of sets of few periods, whose noise counts many times, that of the mean phasor
+// of 5 x 5 pixels.
+float SamplePhase(const DecodeState& state, std::size_t set, cv::Point at, double& variance);
+
+// The mean phasor (B e^(i phase)) of 5 x 5 usable pixels. The noise of its phase is that of five times the modulation,
+// which is what the result has as its modulation.
+PhaseSet Smooth(const PhaseSet& set, const cv::Mat1b& usable);
+
+}  // namespace measure

@@ -1,0 +1,187 @@
+#include <opencv2/core.hpp>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstdint>
+#include <optional>
+
+#include "measure/absolute.h"
+#include "measure/absolute/coding.h"
+#include "measure/absolute/wrapping.h"
+#include "measure/error.h"
+
+namespace measure {
+namespace {
+
+constexpr std::size_t kChunk = 512;        // pixels whose buffers stay in the first-level cache
+constexpr float kExcluded = 1e30f;         // the cost of a candidate outside the range of the code
+constexpr float kSystematicError = 0.03f;  // radians, what remains of ripple and light even without noise
+
+// The candidates of a pixel stand around the whole number next to its centre. What distinguishes them is how well each
+// other set fits: r_i = d_i - q_i k, wrapped, in periods.
+class OrderKernel {
+public:
+    OrderKernel(const std::vector<PhaseSet>& sets, const OrderRange& range, double noise)
+        : mSets(sets), mRange(range), mOthers(sets.size() - 1) {
+        for (const PhaseSet& set : sets) mVariance.push_back(static_cast<float>(2.0 * noise * noise / set.frames));
+        for (std::size_t i = 0; i < mOthers; ++i) mRatio.push_back(sets[0].period / sets[i + 1].period);
+        mDifference.resize(mOthers * kChunk);
+        mWeight.resize(mOthers * kChunk);
+        if (mOthers == 1 && range.center.empty()) mPair = FindRatio(mRatio[0], range.count);
+    }
+
+    void DecideRow(int y, OrderDecision& decision) {
+        const int width = mSets[0].phase.cols;
+        for (int x = 0; x < width; x += static_cast<int>(kChunk)) {
+            mCount = std::min(kChunk, static_cast<std::size_t>(width - x));
+            mY = y;
+            mX = x;
+            Prepare();
+            if (mPair)
+                DecidePair();
+            else
+                Search();
+            Store(decision);
+        }
+    }
+
+private:
+    const float* Center() const { return mRange.center.empty() ? nullptr : mRange.center[mY] + mX; }
+
+    void Prepare() {
+        const float* center = Center();
+        const float* fine = mSets[0].phase[mY] + mX;
+        const float* fineModulation = mSets[0].modulation[mY] + mX;
+        for (std::size_t x = 0; x < mCount; ++x) {
+            mBase[x] = center ? Nearest(center[x]) : 0.0f;
+            mFineVariance[x] = Variance(mVariance[0], fineModulation[x]);
+            mNormal[x] = 1.0f / mFineVariance[x];
+        }
+        for (std::size_t i = 0; i < mOthers; ++i) {
+            const float* phase = mSets[i + 1].phase[mY] + mX;
+            const float* modulation = mSets[i + 1].modulation[mY] + mX;
+            const auto q = static_cast<float>(mRatio[i]);
+            const float levels = mVariance[i + 1];
+            float *difference = &mDifference[i * kChunk], *weight = &mWeight[i * kChunk];
+            for (std::size_t x = 0; x < mCount; ++x) {
+                difference[x] = Fraction((phase[x] - q * fine[x]) * kPeriodsPerRadian - q * mBase[x]);
+                weight[x] = 1.0f / Variance(levels, modulation[x]);
+                mNormal[x] += q * q * weight[x];
+            }
+        }
+        for (std::size_t x = 0; x < mCount; ++x) mNormal[x] = 1.0f / mNormal[x];
+    }
+
+    // Of the phase, in periods squared.
+    static float Variance(float levels, float modulation) {
+        constexpr float kFloor = kSystematicError * kSystematicError;
+        return (levels / (modulation * modulation + 1e-6f) + kFloor) * kPeriodsPerRadian * kPeriodsPerRadian;
+    }
+
+    // Two sets of n1 : n2 periods: the fractions of the candidates stand at equal distances, so the nearest one is
+    // found by rounding.
+    void DecidePair() {
+        const auto n = static_cast<float>(mPair->denominator), inverse = static_cast<float>(mPair->inverse);
+        const auto q = static_cast<float>(mRatio[0]);
+        for (std::size_t x = 0; x < mCount; ++x) {
+            const float scaled = mDifference[x] * n;
+            const float m = Nearest(scaled);
+            const float product = (m < 0 ? m + n : m) * inverse;
+            mOrder[x] = product - n * Nearest((product + 0.5f) / n - 0.5f);
+            const float distance = std::abs(scaled - m) / n, next = 1.0f / n - distance;
+            const float weight = 1.0f / (1.0f / mWeight[x] + q * q * mFineVariance[x]);
+            mBest[x] = distance * distance * weight;
+            mSecond[x] = next * next * weight;
+        }
+    }
+
+    void Search() {
+        std::fill_n(mBest.begin(), mCount, kExcluded);
+        std::fill_n(mSecond.begin(), mCount, kExcluded);
+        std::fill_n(mOrder.begin(), mCount, 0.0f);
+        const float* center = Center();
+        const float reach = 0.5f * static_cast<float>(mRange.count) + 1e-4f;
+        const int candidates = center ? 2 * (mRange.count / 2) + 1 : mRange.count;
+        const int first = center ? -(mRange.count / 2) : 0;
+        for (int j = first; j < first + candidates; ++j) {
+            const auto k = static_cast<float>(j);
+            std::fill_n(mSum.begin(), mCount, 0.0f);
+            std::fill_n(mMixed.begin(), mCount, 0.0f);
+            for (std::size_t i = 0; i < mOthers; ++i) AddResiduals(i, j);
+            if (center)
+                for (std::size_t x = 0; x < mCount; ++x)
+                    mSum[x] += std::abs(center[x] - mBase[x] - k) > reach ? kExcluded : 0.0f;
+            for (std::size_t x = 0; x < mCount; ++x) {
+                const float cost = mSum[x] - mMixed[x] * mMixed[x] * mNormal[x];
+                mOrder[x] = cost < mBest[x] ? k : mOrder[x];
+                mSecond[x] = std::min(mSecond[x], std::max(mBest[x], cost));
+                mBest[x] = std::min(mBest[x], cost);
+            }
+        }
+    }
+
+    void AddResiduals(std::size_t i, int order) {
+        const double exact = mRatio[i] * order;
+        const auto fraction = static_cast<float>(exact - std::nearbyint(exact));
+        const auto q = static_cast<float>(mRatio[i]);
+        const float *difference = &mDifference[i * kChunk], *weight = &mWeight[i * kChunk];
+        for (std::size_t x = 0; x < mCount; ++x) {
+            const float residual = Fraction(difference[x] - fraction);
+            const float weighted = residual * weight[x];
+            mSum[x] += residual * weighted;
+            mMixed[x] += q * weighted;
+        }
+    }
+
+    void Store(OrderDecision& decision) {
+        const float* center = Center();
+        cv::Mat1s order = decision.order;
+        std::int16_t* orders = order[mY] + mX;
+        float* residual = decision.residual[mY] + mX;
+        float* lead = decision.lead[mY] + mX;
+        for (std::size_t x = 0; x < mCount; ++x) {
+            const float order = mBase[x] + mOrder[x];
+            orders[x] = static_cast<std::int16_t>(static_cast<int>(std::abs(order) < 32768.0f ? order : 0.0f));
+            const float best = std::sqrt(std::max(mBest[x], 0.0f)), second = std::sqrt(std::max(mSecond[x], 0.0f));
+            residual[x] = best / (best + second + 1e-12f);
+            lead[x] = mSecond[x] - mBest[x];
+        }
+        if (!center) return;
+        const float perOrder = 1.0f / static_cast<float>(mRange.count);
+        for (std::size_t x = 0; x < mCount; ++x)
+            residual[x] = std::max(residual[x], std::abs(center[x] - mBase[x] - mOrder[x]) * perOrder);
+    }
+
+    const std::vector<PhaseSet>& mSets;
+    const OrderRange& mRange;
+    std::size_t mOthers;
+    std::vector<double> mRatio;
+    std::vector<float> mVariance;  // of the phase times the modulation squared
+    std::optional<Ratio> mPair;
+    std::size_t mCount = 0;
+    int mY = 0, mX = 0;
+    using Buffer = std::array<float, kChunk>;
+    Buffer mBase{}, mFineVariance{}, mNormal{}, mSum{}, mMixed{}, mBest{}, mSecond{}, mOrder{};
+    std::vector<float> mDifference, mWeight;
+};
+
+}  // namespace
+
+OrderDecision DecideOrders(const std::vector<PhaseSet>& sets, const OrderRange& range, double noise) {
+    if (sets.empty() || range.count < 1) throw InputError("orders need at least one set of fringes and one candidate");
+    const cv::Size size = sets[0].phase.size();
+    for (const PhaseSet& set : sets)
+        if (set.phase.size() != size || set.modulation.size() != size)
+            throw InputError("the phases of several sets must have one size");
+    if (!range.center.empty() && range.center.size() != size)
+        throw InputError("the orders that a code predicts must have the size of the phase");
+    OrderDecision decision{cv::Mat1s(size), cv::Mat1f(size), cv::Mat1f(size)};
+    cv::parallel_for_(cv::Range(0, size.height), [&](const cv::Range& rows) {
+        OrderKernel kernel(sets, range, noise);
+        for (int y = rows.start; y < rows.end; ++y) kernel.DecideRow(y, decision);
+    });
+    return decision;
+}
+
+}  // namespace measure

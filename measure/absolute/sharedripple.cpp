@@ -1,0 +1,117 @@
+#include "measure/absolute/sharedripple.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <vector>
+
+#include "measure/absolute/coding.h"
+#include "measure/absolute/noise.h"
+
+namespace measure {
+namespace {
+
+// Amplitudes of sine and cosine of N and 2 N times the phase, radians.
+using Parameters = std::array<float, 4>;
+
+class RippleSearch {
+public:
+    RippleSearch(const DecodeState& state, int steps) {
+        constexpr std::size_t kMostPixels = 1500;
+        std::vector<double> periods;
+        for (const SineSet& set : state.axis.sines) periods.push_back(set.period);
+        const std::size_t stride = std::max<std::size_t>(1, state.best.size() / kMostPixels);
+        for (const Relation& relation : FindRelations(periods, state.axis.length))
+            for (std::size_t i = 0; i < state.best.size(); i += stride) AddTerms(state, relation, state.best[i], steps);
+    }
+
+    Parameters Find() const {
+        constexpr float kMost = 0.4F, kStep = 0.04F;
+        Parameters best{};
+        float bestGain = Gain(best);
+        const auto consider = [&](const Parameters& trial) {
+            const float gain = Gain(trial);
+            if (gain <= bestGain) return;
+            bestGain = gain;
+            best = trial;
+        };
+        for (float a = -kMost; a <= kMost; a += kStep)
+            for (float b = -kMost; b <= kMost; b += kStep)
+                if (std::hypot(a, b) <= kMost) consider({a, b, 0, 0});
+        for (float step = kStep / 2; step > 1e-3F; step /= 2)
+            for (int round = 0; round < 3; ++round)
+                for (std::size_t i = 0; i < best.size(); ++i)
+                    for (const float change : {-step, step}) {
+                        Parameters trial = best;
+                        trial[i] += change;
+                        consider(trial);
+                    }
+        return best;
+    }
+
+    // How well the phases fit to each other, -1 to 1.
+    float Fit(const Parameters& p) const {
+        float sum = 0;
+        for (const Term& term : mTerms) {
+            float angle = term.angle;
+            for (std::size_t i = 0; i < p.size(); ++i) angle += p[i] * term.effect[i];
+            sum += std::cos(angle);
+        }
+        return sum / static_cast<float>(std::max<std::size_t>(mTerms.size(), 1));
+    }
+
+private:
+    // sum of factor · phase, and by how much each parameter changes it.
+    struct Term {
+        float angle;
+        Parameters effect;
+    };
+
+    void AddTerms(const DecodeState& state, const Relation& relation, cv::Point at, int steps) {
+        Term term{};
+        for (std::size_t set = 0; set < relation.factors.size(); ++set) {
+            if (relation.factors[set] == 0) continue;
+            const auto factor = static_cast<float>(relation.factors[set]);
+            double variance = 0;
+            const float phase = SamplePhase(state, set, at, variance);
+            term.angle += factor * phase;
+            for (std::size_t i = 0; i < 2; ++i) {
+                const float multiple = static_cast<float>(steps) * static_cast<float>(i + 1) * phase;
+                term.effect[2 * i] += factor * std::sin(multiple);
+                term.effect[2 * i + 1] += factor * std::cos(multiple);
+            }
+        }
+        mTerms.push_back(term);
+    }
+
+    // Of two that fit alike the smaller one.
+    float Gain(const Parameters& p) const { return Fit(p) - 0.2F * std::hypot(p[0], p[1]) - std::hypot(p[2], p[3]); }
+
+    std::vector<Term> mTerms;
+};
+
+}  // namespace
+
+void CorrectSharedRipple(DecodeState& state) {
+    constexpr float kLeastGain = 0.05F;
+    std::vector<Ripple>& ripples = state.result.ripples;
+    for (std::size_t set = 0; set < state.Count(); ++set)
+        if (ripples[set].known || ripples[set].harmonics.size() != 2 ||
+            state.axis.sines[set].shifts != state.axis.sines[0].shifts)
+            return;
+    const RippleSearch search(state, ripples[0].harmonics[0]);
+    const Parameters found = search.Find();
+    if (search.Fit(found) < search.Fit({}) + kLeastGain) return;
+    for (std::size_t set = 0; set < state.Count(); ++set) {
+        Ripple& ripple = ripples[set];
+        ripple.known = true;
+        for (std::size_t i = 0; i < 2; ++i) {
+            ripple.sines[i] = static_cast<double>(found[2 * i]);
+            ripple.cosines[i] = static_cast<double>(found[2 * i + 1]);
+            ripple.amplitude = std::max(ripple.amplitude, std::hypot(ripple.sines[i], ripple.cosines[i]));
+        }
+        CorrectRipple(state.fringes[set], ripple);
+    }
+}
+
+}  // namespace measure

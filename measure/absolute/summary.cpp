@@ -1,0 +1,49 @@
+#include <cmath>
+#include <nlohmann/json.hpp>
+
+#include "measure/absolute.h"
+
+namespace measure {
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+double Rounded(double value) { return std::nearbyint(value * 1e6) / 1e6; }
+
+}  // namespace
+
+std::string SummaryOf(const AbsolutePhase& result) {
+    const double pixels = std::max(static_cast<double>(result.mask.total()), 1.0);
+    Json json;
+    json["width"] = result.mask.cols;
+    json["height"] = result.mask.rows;
+    json["finest_set"] = result.finest;
+    json["period"] = Rounded(result.period);
+    json["direction"] = result.direction;
+    json["offset_radians"] = Rounded(result.offset);
+    json["orders_known_modulo"] = result.repeat > 0 ? Json(result.repeat) : Json(nullptr);
+    if (result.repeat > 0) json["components"] = result.components;
+    json["usable_pixels"] = result.usable;
+    json["usable_share"] = Rounded(result.usable / pixels);
+    json["valid_pixels"] = result.valid;
+    json["valid_share"] = Rounded(result.valid / pixels);
+    json["corrected_pixels"] = result.corrected;
+    json["contradicted_pixels"] = result.contradicted;
+    json["contradicted_share"] = Rounded(result.contradicted / std::max(1.0, static_cast<double>(result.usable)));
+    json["jumps"] = result.jumps;
+    json["noise_grey_levels"] = Rounded(result.noise);
+    json["ripple"] = Json::array();
+    for (const Ripple& ripple : result.ripples)
+        json["ripple"].push_back({{"radians", ripple.known ? Json(Rounded(ripple.amplitude)) : Json(nullptr)},
+                                  {"periods_in_view", Rounded(ripple.periodsInView)}});
+    json["checks"] = Json::array();
+    for (const DecodeCheck& check : result.checks)
+        json["checks"].push_back({{"name", check.name},
+                                  {"value", Rounded(check.value)},
+                                  {"limit", Rounded(check.limit)},
+                                  {"passed", check.passed}});
+    json["warnings"] = result.warnings;
+    return json.dump(2, ' ', false, Json::error_handler_t::replace);
+}
+
+}  // namespace measure

@@ -1,0 +1,410 @@
+// Absolute phase on simulated scans, whose truth is known in every pixel.
+#include "measure/absolute.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <functional>
+#include <map>
+#include <random>
+
+#include "measure/absolute/coding.h"
+#include "measure/error.h"
+#include "measure/simulatescan.h"
+
+namespace {
+
+using namespace measure;
+using simulate::Axis;
+using simulate::Capture;
+
+constexpr double kLength = 1920;
+
+SineSet Set(double period, int frames = 4) { return {period, EqualShifts(frames), {}}; }
+
+CodedAxis Periods(const std::vector<double>& counts, int frames = 4) {
+    CodedAxis axis;
+    axis.length = kLength;
+    for (const double count : counts) axis.sines.push_back(Set(kLength / count, frames));
+    return axis;
+}
+
+enum class Bits { eInverse, eWhiteBlack, eMean };
+
+CodedAxis Gray(double period, double cell, double offset = 0, Bits bits = Bits::eInverse, int frames = 4) {
+    CodedAxis axis;
+    axis.length = kLength;
+    axis.sines.push_back(Set(period, frames));
+    axis.gray = GrayCode{cell, offset, {}, {}};
+    const auto count = static_cast<std::size_t>(std::ceil(std::log2((kLength - offset) / cell)));
+    axis.gray->frames.assign(count, "code");
+    if (bits == Bits::eInverse) axis.gray->inverse.assign(count, "inverse");
+    if (bits == Bits::eWhiteBlack) axis.white = axis.black = "uniform";
+    return axis;
+}
+
+CodedAxis With(CodedAxis axis, const std::function<void(CodedAxis&)>& change) {
+    change(axis);
+    return axis;
+}
+
+// Scenes are computed once.
+const simulate::Simulation& SceneOf(const std::string& name) {
+    static std::map<std::string, simulate::Simulation> scenes;
+    const auto found = scenes.find(name);
+    if (found != scenes.end()) return found->second;
+    const simulate::Rig rig = simulate::StandardRig({400, 300});
+    return scenes.emplace(name, simulate::Simulation(simulate::MakeScene(name, rig), 2)).first->second;
+}
+
+Capture Camera(int bits, double gamma, double noise, double exposure = 1) {
+    Capture capture;
+    capture.bits = bits;
+    capture.gamma = gamma;
+    capture.noise = noise;
+    capture.exposure = exposure;
+    return capture;
+}
+
+TEST(Absolute, EveryRightCodingIsDecoded) {
+    const Capture clean = Camera(8, 1, 0), usual = Camera(8, 2.2, 1), noisy = Camera(8, 1.6, 4),
+                  deep = Camera(16, 1.5, 0.5);
+    const CodedAxis beats = With(Gray(100, 100, 0, Bits::eInverse, 3),
+                                 [](CodedAxis& axis) { axis.sines.insert(axis.sines.begin(), Set(200.0 / 3, 3)); });
+    const auto falling = [](CodedAxis& axis) { axis.direction = -1; };
+    const struct {
+        const char* name;
+        const char* scene;
+        CodedAxis coding;
+        Capture capture;
+        Axis axis = Axis::eColumns;
+    } rows[] = {
+        {"one and sixteen", "plane", Periods({1, 16}, 3), usual},
+        {"one, four, sixteen", "two-objects", Periods({1, 4, 16}, 3), usual},
+        {"one, four, sixteen in noise", "dark", Periods({1, 4, 16}, 3), noisy},
+        {"one, eight, sixty-four", "step", Periods({64, 8, 1}), noisy},
+        {"no coarse set", "two-objects", Periods({59, 64, 70}, 5), usual},
+        {"no coarse set in noise", "glossy", Periods({59, 64, 70}), noisy},
+        {"a beat over the length", "sphere", Periods({16, 17}, 6), clean},
+        {"a beat over the length in noise", "dark", Periods({16, 17}), noisy},
+        {"a beat of 57.6 columns", "plane", Periods({100, 66 + 2.0 / 3}, 3), usual},
+        {"falling phase", "two-objects", With(Periods({1, 8, 64}), falling), usual},
+        {"an origin", "step", With(Periods({1, 8, 64}), [](CodedAxis& axis) { axis.origin = 7.5; }), usual},
+        {"unequal shifts", "plane",
+         With(Periods({1, 4, 16}, 3),
+              [](CodedAxis& axis) {
+                  for (SineSet& set : axis.sines) set.shifts = {0, CV_PI / 2, CV_PI};
+              }),
+         clean},
+        {"one period", "sphere", Periods({1}, 8), deep},
+        {"code", "two-objects", Gray(24, 12), usual},
+        {"code in noise", "dark", Gray(24, 12), noisy},
+        {"code of 16 bits", "glossy", Gray(24, 12), deep},
+        {"code of whole periods", "two-objects", Gray(32, 32), usual},
+        {"code of whole periods in noise", "glossy", Gray(32, 32), noisy},
+        {"code shifted by half a cell", "stairs", Gray(32, 32, -16), usual},
+        {"code cut at white and black", "dark", Gray(24, 12, 0, Bits::eWhiteBlack, 3), usual},
+        {"code cut at the mean", "textured", Gray(24, 12, 0, Bits::eMean, 5), usual},
+        {"code against a falling phase", "tilted", With(Gray(24, 12), falling), usual},
+        {"code and beat", "two-objects", beats, noisy},
+        {"code before narrow objects", "narrow", Gray(24, 12, 0, Bits::eInverse, 3), Camera(8, 2.2, 2)},
+        {"code in little light", "two-objects", Gray(24, 12), Camera(8, 1, 0.5, 0.2)},
+        {"code along rows", "islands", Gray(24, 12), usual, Axis::eRows},
+        {"periods along rows", "two-objects", Periods({1, 8, 64}), usual, Axis::eRows},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        const simulate::Simulation& scene = SceneOf(row.scene);
+        const AxisPictures pictures = RenderAxis(scene, row.axis, row.coding, row.capture);
+        AbsolutePhase result;
+        ASSERT_NO_THROW(result = DecodeAxis(row.coding, pictures)) << row.name;
+        const simulate::Judgement judgement = Judge(result, scene, row.axis, row.coding, row.capture, pictures);
+        EXPECT_GE(judgement.right, 0.999);
+        EXPECT_GE(judgement.valid, row.capture.noise < 4 ? 0.99 : 0.985);
+        EXPECT_LE(judgement.stray, 0.001);
+        EXPECT_GT(judgement.judged, 4000);
+        EXPECT_TRUE(result.warnings.empty()) << result.warnings[0];
+        EXPECT_EQ(result.valid, cv::countNonZero(result.mask));
+        // The two results say the same.
+        for (int y = 0; y < result.mask.rows; y += 7)
+            for (int x = 0; x < result.mask.cols; x += 7) {
+                if (!result.mask(y, x)) {
+                    EXPECT_TRUE(std::isnan(result.phase(y, x)) && std::isnan(result.coordinate(y, x)));
+                    continue;
+                }
+                const double phase = static_cast<double>(result.phase(y, x));
+                EXPECT_NEAR(static_cast<double>(result.coordinate(y, x)),
+                            result.direction * result.period * (phase - result.offset) / (2 * CV_PI), 2e-2);
+            }
+    }
+}
+
+// The table of the mistakes that users make, one row each: what is done to a right scan, and what is said about it.
+TEST(Absolute, EveryMistakeIsNamed) {
+    using Change = std::function<void(CodedAxis&, AxisPictures&)>;
+    const CodedAxis three = Periods({1, 4, 16}, 3), four = Periods({1, 4, 16}, 4), code = Gray(24, 12),
+                    beat = Periods({15, 16});
+    const auto swapPairs = [](std::size_t a, std::size_t b) {
+        return [a, b](CodedAxis&, AxisPictures& p) {
+            std::swap(p.gray[a], p.gray[b]);
+            std::swap(p.inverse[a], p.inverse[b]);
+        };
+    };
+    const auto turn = [](std::size_t set) {
+        return [set](CodedAxis& axis, AxisPictures&) {
+            for (double& shift : axis.sines[set].shifts) shift = -shift;
+        };
+    };
+    const struct {
+        const char* name;
+        CodedAxis coding;
+        Change change;
+        const char* mistake;
+    } rows[] = {
+        {"signs of one set", three, turn(1), "sines[1] do not fit to each other"},
+        {"signs of the finest set", four, turn(2), "the phase of one of them runs the other way"},
+        {"signs of all sets", code, turn(0), "the code runs against the phase"},
+        {"direction", code, [](CodedAxis& axis, AxisPictures&) { axis.direction = -1; }, "runs against the phase"},
+        {"periods exchanged", four,
+         [](CodedAxis& axis, AxisPictures&) { std::swap(axis.sines[1].period, axis.sines[2].period); },
+         "the periods of sines[1] and sines[2] look exchanged"},
+        {"15 for 16", four, [](CodedAxis& axis, AxisPictures&) { axis.sines[2].period = kLength / 15; },
+         "a number of periods wrong by one"},
+        {"17 for 16", three, [](CodedAxis& axis, AxisPictures&) { axis.sines[2].period = kLength / 17; },
+         "a number of periods wrong by one"},
+        {"14 for 15 of a beat", beat, [](CodedAxis& axis, AxisPictures&) { axis.sines[0].period = kLength / 14; },
+         "do not fit"},
+        {"frame of another set", three, [](CodedAxis&, AxisPictures& p) { std::swap(p.sines[1][2], p.sines[2][0]); },
+         "is a frame of one set exchanged with one of the other"},
+        {"frames rotated", three,
+         [](CodedAxis&, AxisPictures& p) { std::rotate(p.sines[2].begin(), p.sines[2].begin() + 1, p.sines[2].end()); },
+         "are the frames of one set rotated"},
+        {"least significant bit first", code,
+         [](CodedAxis&, AxisPictures& p) {
+             std::reverse(p.gray.begin(), p.gray.end());
+             std::reverse(p.inverse.begin(), p.inverse.end());
+         },
+         "the least significant bit looks listed first"},
+        {"bits exchanged", code, swapPairs(3, 5), "gray.frames[3] and gray.frames[5] look exchanged"},
+        {"a picture and its inverse", code, [](CodedAxis&, AxisPictures& p) { std::swap(p.gray[4], p.inverse[4]); },
+         "gray.frames[4] and its inverse picture look exchanged"},
+        {"all pictures and inverses", code, [](CodedAxis&, AxisPictures& p) { std::swap(p.gray, p.inverse); },
+         "the pictures and their inverse ones look exchanged"},
+        {"mirrored code", code, [](CodedAxis&, AxisPictures& p) { std::swap(p.gray[0], p.inverse[0]); },
+         "the code runs against the phase"},
+        {"period beside a code", code, [](CodedAxis& axis, AxisPictures&) { axis.sines[0].period = 26; },
+         "gray and sines[0] do not fit to each other"},
+        {"cell", code, [](CodedAxis& axis, AxisPictures&) { axis.gray->cell = 13; }, "is the width of the cell"},
+        {"cell too wide", code, [](CodedAxis& axis, AxisPictures&) { axis.sines[0].period = 10; },
+         "gray.cell: cells of"},
+        {"one set alone", four,
+         [](CodedAxis& axis, AxisPictures& p) {
+             axis.sines = {axis.sines[2]};
+             p.sines = {p.sines[2]};
+         },
+         "fringes of one period cannot tell which fringe is which"},
+        {"a picture less", code, [](CodedAxis&, AxisPictures& p) { p.inverse.pop_back(); },
+         "gray.inverse: 7 pictures for 8"},
+        {"another size", four, [](CodedAxis&, AxisPictures& p) { p.sines[1][3] = cv::Mat1b(10, 10); },
+         "sines[1].frames[3]: 10 x 10 pixels, 8-bit, but sines[0].frames[0]: 400 x 300"},
+        {"another type", code, [](CodedAxis&, AxisPictures& p) { p.gray[0].convertTo(p.gray[0], CV_16U); }, "16-bit"},
+        {"equal shifts", four, [](CodedAxis& axis, AxisPictures&) { axis.sines[1].shifts.assign(4, 0.0); },
+         "sines[1]: these shifts do not determine the phase"},
+    };
+    for (const auto& row : rows) {
+        const simulate::Simulation& scene = SceneOf("two-objects");
+        CodedAxis coding = row.coding;
+        AxisPictures pictures = RenderAxis(scene, Axis::eColumns, coding, Camera(8, 1.8, 1));
+        row.change(coding, pictures);
+        try {
+            DecodeAxis(coding, pictures);
+            ADD_FAILURE() << row.name << ": was accepted";
+        } catch (const InputError& error) {
+            EXPECT_NE(std::string(error.what()).find(row.mistake), std::string::npos)
+                << row.name << ": " << error.what();
+        }
+    }
+}
+
+TEST(Absolute, WarnsOfFramesThatFitBetterInAnotherOrder) {
+    CodedAxis coding = Periods({1, 8}, 5);
+    for (const char* name : {"f0.png", "f1.png", "f10.png", "f2.png", "f3.png"})
+        coding.sines[1].frames.emplace_back(name);
+    AxisPictures pictures = RenderAxis(SceneOf("plane"), Axis::eColumns, coding, Camera(8, 2.2, 2));
+    EXPECT_TRUE(DecodeAxis(coding, pictures).warnings.empty());
+
+    // As when names were sorted without regard to their numbers. Nothing is refused for that: gamma and noise look
+    // alike.
+    std::vector<cv::Mat>& frames = pictures.sines[1];
+    std::rotate(frames.begin() + 2, frames.begin() + 4, frames.end());
+    DecodeOptions trusting;
+    coding.sines[0].period = kLength;
+    try {
+        const AbsolutePhase result = DecodeAxis(coding, pictures, trusting);
+        ASSERT_FALSE(result.warnings.empty());
+        EXPECT_NE(result.warnings[0].find("the frames in the order of their numbers"), std::string::npos);
+    } catch (const InputError& error) {
+        EXPECT_NE(std::string(error.what()).find("fits better with the frames in the order of their numbers"),
+                  std::string::npos)
+            << error.what();
+    }
+}
+
+TEST(Absolute, OrdersThatRepeatAreKnownModulo) {
+    const CodedAxis coding = Periods({28.8, 19.2}, 3);  // 3 : 2, a beat of 200 columns
+    const Capture capture = Camera(8, 1.6, 1);
+    const simulate::Simulation& scene = SceneOf("two-objects");
+    const AxisPictures pictures = RenderAxis(scene, Axis::eColumns, coding, capture);
+    const AbsolutePhase result = DecodeAxis(coding, pictures);
+    EXPECT_EQ(result.repeat, 3);
+    EXPECT_GE(result.components, 2);
+    const simulate::Judgement judgement = Judge(result, scene, Axis::eColumns, coding, capture, pictures);
+    EXPECT_GE(judgement.right, 0.999);
+    EXPECT_GE(judgement.valid, 0.99);
+}
+
+TEST(Absolute, NothingToBeSeenIsNotAnError) {
+    AxisPictures dark;
+    dark.sines.assign(2, std::vector<cv::Mat>(4, cv::Mat1b(60, 80, uchar{3})));
+    EXPECT_THROW(DecodeAxis(Periods({1, 8}), dark), NothingUsable);
+}
+
+TEST(Absolute, GrayCodeBitByBit) {
+    constexpr int kBits = 4, kWidth = 37;
+    const auto run = [&](auto pixel, int type, double bright, double dark, bool pairs) {
+        using Pixel = decltype(pixel);
+        std::vector<cv::Mat> frames, inverse;
+        for (int bit = kBits - 1; bit >= 0; --bit) {
+            cv::Mat frame(2, kWidth, type), other(2, kWidth, type);
+            for (int y = 0; y < 2; ++y)
+                for (int x = 0; x < kWidth; ++x) {
+                    const int code = (x + 5 * y) % 16, gray = code ^ (code / 2);
+                    const bool isSet = ((gray >> bit) & 1) != 0;
+                    frame.at<Pixel>(y, x) = static_cast<Pixel>(isSet ? bright - bit : dark);
+                    other.at<Pixel>(y, x) = static_cast<Pixel>(isSet ? dark : bright - bit);
+                }
+            frames.push_back(frame);
+            inverse.push_back(other);
+        }
+        const cv::Mat1f modulation(2, kWidth, 50.0F), threshold(2, kWidth, static_cast<float>((bright + dark) / 2));
+        const GrayDecoding result =
+            pairs ? DecodeGray(frames, inverse, modulation) : DecodeGray(frames, threshold, modulation);
+        for (int y = 0; y < 2; ++y)
+            for (int x = 0; x < kWidth; ++x) EXPECT_EQ(result.code(y, x), (x + 5 * y) % 16);
+        // The bits differ by 1 grey level each: the second-smallest distance is that of the second picture.
+        if (pairs) {
+            EXPECT_NEAR(result.margin(1, 3), (bright - 2 - dark) / 100, 1e-3);
+        }
+    };
+    for (const bool pairs : {true, false}) {
+        run(std::uint8_t{}, CV_8U, 255, 0, pairs);
+        run(std::uint16_t{}, CV_16U, 65535, 3, pairs);
+        run(0.0F, CV_32F, 1000, -200, pairs);
+    }
+}
+
+// The search over all orders and the shortcut for two sets against the formula, written out in double precision.
+TEST(Absolute, OrdersAreTheMostLikelyOnes) {
+    std::mt19937 random(3);
+    std::uniform_real_distribution<double> anywhere(-CV_PI, CV_PI), strength(20, 120);
+    const struct {
+        std::vector<double> counts;
+        int orders;
+    } rows[] = {{{16, 1}, 16}, {{17, 16}, 17}, {{3, 2}, 3}, {{16, 4, 1}, 17}, {{70, 64, 59}, 71}, {{10, 7.3}, 11}};
+    for (const auto& row : rows) {
+        std::vector<PhaseSet> sets;
+        for (const double count : row.counts) {
+            PhaseSet set{cv::Mat1f(9, 601), cv::Mat1f(9, 601), kLength / count, 4};
+            for (float& phase : set.phase) phase = static_cast<float>(anywhere(random));
+            for (float& modulation : set.modulation) modulation = static_cast<float>(strength(random));
+            sets.push_back(set);
+        }
+        constexpr double kNoise = 2;
+        const OrderDecision decision = DecideOrders(sets, {row.orders, {}}, kNoise);
+        for (int y = 0; y < 9; ++y)
+            for (int x = 0; x < 601; ++x) {
+                const auto variance = [&](const PhaseSet& set) {
+                    const double b = static_cast<double>(set.modulation(y, x));
+                    return 2 * kNoise * kNoise / set.frames / (b * b) + 0.03 * 0.03;
+                };
+                const auto cost = [&](int k) {
+                    double sum = 0, mixed = 0, normal = 1 / variance(sets[0]);
+                    for (std::size_t i = 1; i < sets.size(); ++i) {
+                        const double q = sets[0].period / sets[i].period, v = variance(sets[i]);
+                        const double r =
+                            std::remainder(static_cast<double>(sets[i].phase(y, x)) -
+                                               q * (static_cast<double>(sets[0].phase(y, x)) + 2 * CV_PI * k),
+                                           2 * CV_PI);
+                        sum += r * r / v;
+                        mixed += q * r / v;
+                        normal += q * q / v;
+                    }
+                    return sum - mixed * mixed / normal;
+                };
+                std::vector<double> costs;
+                for (int k = 0; k < row.orders; ++k) costs.push_back(cost(k));
+                const double best = *std::min_element(costs.begin(), costs.end());
+                const double chosen = costs[static_cast<std::size_t>(decision.order(y, x))];
+                ASSERT_NEAR(chosen, best, 1e-2 * best + 0.5) << row.counts[0] << ' ' << x << ' ' << y;
+                std::nth_element(costs.begin(), costs.begin() + 1, costs.end());
+                ASSERT_NEAR(static_cast<double>(decision.lead(y, x)), costs[1] - best, 0.02 * costs[1] + 1);
+            }
+    }
+}
+
+TEST(Absolute, RepeatsAndRelationsOfPeriods) {
+    const auto repeat = [](const std::vector<double>& counts) {
+        std::vector<double> periods;
+        for (const double count : counts) periods.push_back(kLength / count);
+        return FindRepeat(periods, kLength);
+    };
+    EXPECT_EQ(repeat({16, 1}), 16);
+    EXPECT_EQ(repeat({28.8, 19.2}), 3);
+    EXPECT_EQ(repeat({17, 16}), 17);
+    EXPECT_EQ(repeat({70, 64, 59}), 70);
+    EXPECT_EQ(repeat({16}), 1);
+    EXPECT_EQ(FindRepeat({66.6666667, 100}, kLength), 3) << "rounded as people write it";
+
+    const auto relations = FindRelations({kLength / 70, kLength / 64, kLength / 59}, kLength);
+    ASSERT_EQ(relations.size(), 1U);
+    EXPECT_EQ(relations[0].factors, (std::vector<int>{4, 3, -8}));
+    EXPECT_EQ(FindRelations({120, 480, 1920}, kLength).size(), 2U);
+}
+
+// Growth: single wrong orders are replaced or dropped, those of whole areas stay.
+TEST(Absolute, NeighboursCorrectSinglePixelsOnly) {
+    const cv::Size size(60, 40);
+    cv::Mat1f phase(size);
+    cv::Mat1s order(size, short{5});
+    cv::Mat1b trust(size, uchar{eTrusted});
+    for (int y = 0; y < size.height; ++y)
+        for (int x = 0; x < size.width; ++x)
+            phase(y, x) = 0.02F * static_cast<float>(x) + 0.01F * static_cast<float>(y);
+    order(cv::Rect(40, 0, 20, 40)) = 7;  // another surface
+    order(10, 10) = 6;                   // trusted, yet wrong
+    order(20, 10) = 9, trust(20, 10) = eDoubtful;
+    order(30, 10) = 9, trust(30, 10) = eNearly;  // too far off for what it knows
+    order(35, 10) = 6, trust(35, 10) = eNearly;
+    trust(cv::Rect(5, 0, 10, 5)) = eNoPhase;
+    const GrownOrders grown = GrowOrders(phase, order, trust);
+    const auto orderOf = [&](int y, int x) { return std::lround((grown.absolute(y, x) - phase(y, x)) / (2 * CV_PI)); };
+    EXPECT_EQ(orderOf(20, 50), 7);
+    EXPECT_EQ(orderOf(20, 10), 5);
+    EXPECT_EQ(orderOf(35, 10), 5);
+    EXPECT_TRUE(std::isnan(grown.absolute(10, 10)) && !grown.mask(10, 10));
+    EXPECT_FALSE(grown.mask(30, 10));
+    EXPECT_FALSE(grown.mask(2, 7));
+    EXPECT_EQ(grown.corrected, 2);
+    EXPECT_EQ(grown.contradicted, 1);
+
+    // Known modulo 2: the surface 2 orders higher is the same one.
+    GrowthOptions modulo;
+    modulo.repeat = 2;
+    const GrownOrders joined = GrowOrders(phase, order, trust, modulo);
+    EXPECT_EQ(joined.components, 1);
+    EXPECT_NEAR(joined.absolute(20, 39), joined.absolute(20, 40), 0.1F);
+    EXPECT_GE(joined.absolute(0, 0), 0);
+}
+
+}  // namespace
