@@ -16,6 +16,7 @@ void AddQualityCommand(CommandLine& program);
 void AddRegionsCommand(CommandLine& program);
 void AddShadeCommand(CommandLine& program);
 void AddFilterCommand(CommandLine& program);
+void AddDecodeCommand(CommandLine& program);
 void AddDemoCommand(CommandLine& program);
 
 }  // namespace vorip

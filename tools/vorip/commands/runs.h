@@ -27,4 +27,12 @@ struct UnwrapOptions {
 };
 int RunUnwrap(const UnwrapOptions& options);
 
+struct DecodeOptions {
+    std::string scan;
+    std::string frames;  // a folder; empty for that of the description
+    std::string out;
+    std::string ripple = "auto";  // or "off"
+};
+void RunDecode(const DecodeOptions& options);
+
 }  // namespace vorip
