@@ -10,9 +10,9 @@
 #include "measure/absolute/checknotes.h"
 #include "measure/absolute/coding.h"
 #include "measure/absolute/noise.h"
-#include "measure/absolute/picturenames.h"
 #include "measure/absolute/wrapping.h"
 #include "measure/error.h"
+#include "measure/frames.h"
 
 namespace measure {
 namespace {
@@ -97,7 +97,7 @@ std::vector<int> NaturalOrder(const std::vector<std::filesystem::path>& files) {
     std::vector<int> order(files.size());
     std::iota(order.begin(), order.end(), 0);
     std::stable_sort(order.begin(), order.end(), [&](int a, int b) {
-        return ComesBefore(files[static_cast<std::size_t>(a)].filename().u8string(),
+        return NaturalLess(files[static_cast<std::size_t>(a)].filename().u8string(),
                            files[static_cast<std::size_t>(b)].filename().u8string());
     });
     return order;

@@ -7,8 +7,8 @@
 #include <sstream>
 
 #include "measure/absolute/descriptionreader.h"
-#include "measure/absolute/picturenames.h"
 #include "measure/error.h"
+#include "measure/frames.h"
 
 namespace measure {
 namespace {
@@ -133,8 +133,7 @@ private:
     Paths Frames(const DescriptionNode& node, Owners& owners) const {
         Paths frames;
         if (node.IsText()) {
-            frames = MatchPictureNames(mFolder, node.Text());
-            if (frames.empty()) node.Refuse("no picture matches '" + node.Text() + "' in " + mFolder.string());
+            frames = Matching(node);
             for (const auto& frame : frames) Own(node, frame, owners);
             return frames;
         }
@@ -143,6 +142,19 @@ private:
             Own(node.At(k), frames.back(), owners);
         }
         return frames;
+    }
+
+    Paths Matching(const DescriptionNode& node) const {
+        FrameFiles found;
+        try {
+            found = FindFrames({(mFolder / std::filesystem::u8path(node.Text())).string()});
+        } catch (const InputError& error) {
+            node.Refuse(error.what());
+        }
+        std::error_code error;
+        if (found.files.size() == 1 && !std::filesystem::exists(found.files[0], error))
+            node.Refuse("there is no picture " + found.files[0]);
+        return {found.files.begin(), found.files.end()};
     }
 
     std::filesystem::path Picture(const DescriptionNode& node) const {

@@ -4,6 +4,7 @@
 #include <string>
 
 #include "measure/absolute.h"
+#include "measure/frames.h"
 #include "measure/scan.h"
 #include "tools/vorip/commands/commands.h"
 #include "tools/vorip/commands/runs.h"
@@ -11,6 +12,8 @@
 #include "tools/vorip/session/failure.h"
 #include "tools/vorip/session/outputset.h"
 #include "tools/vorip/session/progress.h"
+#include "tools/vorip/session/warning.h"
+#include "tools/vorip/session/watch.h"
 
 namespace vorip {
 namespace {
@@ -45,7 +48,7 @@ public:
         mOutputs.AddText("summary.json", "{\n" + mSummary + "\n}\n");
         mOutputs.Commit();
         mProgress.End();
-        std::fputs(mWarnings.c_str(), stderr);
+        for (const std::string& warning : mWarnings) Warn(warning);
         std::fputs(mReport.c_str(), stdout);
     }
 
@@ -57,13 +60,18 @@ private:
         mProgress.Stage("reading " + name);
         const measure::AxisPictures pictures = measure::ReadPictures(axis);
         const auto read = Clock::now();
+        const int bits = fullScale > 0 ? 0 : measure::GuessCameraBits(pictures.sines[0]);
+        if (bits > 0)
+            Doubt(name,
+                  cv::format("the pictures look like those of a %d-bit camera in 16-bit files: give \"full_scale\": %d",
+                             bits, (1 << bits) - 1));
         mProgress.Stage("decoding " + name);
         measure::DecodeOptions options;
         options.limits.fullScale = fullScale;
         options.correctRipple = mOptions.ripple == "auto";
         measure::AbsolutePhase result;
         try {
-            result = measure::DecodeAxis(axis, pictures, options);
+            result = measure::DecodeAxis(axis, pictures, options, Watch(mProgress, mInterrupt));
         } catch (const measure::InputError& error) {
             throw measure::InputError(mOptions.scan + ": " + name + ": " + error.what());
         } catch (const measure::NothingUsable& error) {
@@ -102,23 +110,23 @@ private:
             "neighbours\n",
             name.c_str(), 100 * result.valid / pixels, result.mask.cols, result.mask.rows, result.corrected);
         if (result.repeat > 0)
-            Warn(name, cv::format("the fringes repeat before the end of the projector: orders are known modulo %d "
-                                  "only, between %d separate areas",
-                                  result.repeat, result.components));
+            Doubt(name, cv::format("the fringes repeat before the end of the projector: orders are known modulo %d "
+                                   "only, between %d separate areas",
+                                   result.repeat, result.components));
         if (result.contradicted > 0.01 * result.usable)
-            Warn(name, cv::format("%.1f %% of the usable pixels were dropped because their neighbours contradict them",
-                                  100.0 * result.contradicted / result.usable));
-        for (const std::string& warning : result.warnings) Warn(name, warning);
+            Doubt(name, cv::format("%.1f %% of the usable pixels were dropped because their neighbours contradict them",
+                                   100.0 * result.contradicted / result.usable));
+        for (const std::string& warning : result.warnings) Doubt(name, warning);
     }
-    void Warn(const std::string& name, const std::string& text) {
-        mWarnings += "vorip: warning: " + name + ": " + text + "\n";
-    }
+    void Doubt(const std::string& name, const std::string& text) { mWarnings.push_back(name + ": " + text); }
 
     const DecodeOptions& mOptions;
     OutputSet& mOutputs;
+    Interrupt mInterrupt;
     Progress mProgress;
     bool mHasModulation = false;
-    std::string mSummary, mReport, mWarnings;
+    std::string mSummary, mReport;
+    std::vector<std::string> mWarnings;
 };
 
 }  // namespace
