@@ -5,7 +5,8 @@ if(have_library AND test_sources)
     find_package(GTest CONFIG REQUIRED)
     add_executable(voripbase_tests ${test_sources})
     target_link_libraries(voripbase_tests
-        PRIVATE voripbase_objects voripmeasure_objects voripbase::opencv_imgcodecs GTest::gtest GTest::gtest_main)
+        PRIVATE voripbase_quick_compile voripbase_objects voripmeasure_objects
+            voripbase::opencv_imgcodecs GTest::gtest GTest::gtest_main)
     target_compile_definitions(voripbase_tests
         PRIVATE $<$<BOOL:${VORIPBASE_THIS_CPU_ONLY}>:VORIPBASE_THIS_CPU_ONLY>)
     if(TARGET vorip)
