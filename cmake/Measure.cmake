@@ -9,6 +9,10 @@ if(NOT MSVC)
     set_source_files_properties(${measure_row_sources} PROPERTIES COMPILE_OPTIONS "-fno-trapping-math;-fno-math-errno")
 endif()
 find_package(nlohmann_json REQUIRED)
+find_package(TIFF REQUIRED)
+find_package(PkgConfig REQUIRED)
+pkg_check_modules(SPNG REQUIRED IMPORTED_TARGET spng)
+pkg_check_modules(DEFLATE REQUIRED IMPORTED_TARGET libdeflate)
 voripbase_find_opencv(imgcodecs)
 
 # As with the first library, the tests link the objects and thereby reach internals.
@@ -17,7 +21,7 @@ set_target_properties(voripmeasure_objects PROPERTIES
     POSITION_INDEPENDENT_CODE ON CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)
 target_compile_definitions(voripmeasure_objects PUBLIC MEASURE_EXPORTS)
 target_link_libraries(voripmeasure_objects PUBLIC voripbase_options voripbase::opencv_core voripbase::opencv_imgproc
-    voripbase::opencv_imgcodecs nlohmann_json::nlohmann_json)
+    nlohmann_json::nlohmann_json TIFF::TIFF PkgConfig::SPNG PkgConfig::DEFLATE ${CMAKE_DL_LIBS})
 
 add_library(voripmeasure $<TARGET_OBJECTS:voripmeasure_objects>)
 add_library(voripbase::measure ALIAS voripmeasure)
@@ -25,7 +29,16 @@ set_target_properties(voripmeasure PROPERTIES
     LINKER_LANGUAGE CXX EXPORT_NAME measure VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR}
     INSTALL_RPATH "$ORIGIN")
 target_link_libraries(voripmeasure PUBLIC voripbase::voripbase voripbase::opencv_core
-    PRIVATE voripbase::opencv_imgproc voripbase::opencv_imgcodecs)
+    PRIVATE voripbase::opencv_imgproc TIFF::TIFF PkgConfig::SPNG PkgConfig::DEFLATE ${CMAKE_DL_LIBS})
+
+# The codecs of OpenCV load more than a hundred libraries: they stand in a module, which is loaded when it is needed.
+file(GLOB codec_sources CONFIGURE_DEPENDS measure/io/codecs/*.cpp)
+add_library(voripcodecs MODULE ${codec_sources})
+set_target_properties(voripcodecs PROPERTIES CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)
+target_compile_definitions(voripcodecs PRIVATE MEASURE_EXPORTS)
+target_link_libraries(voripcodecs PRIVATE voripbase_options voripbase::opencv_core voripbase::opencv_imgcodecs)
+add_dependencies(voripmeasure voripcodecs)
+install(TARGETS voripcodecs LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}")
 
 install(TARGETS voripmeasure EXPORT voripbaseTargets)
 install(FILES cmake/OpenCVModules.cmake DESTINATION "${package_dir}")

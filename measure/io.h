@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <opencv2/core.hpp>
 #include <string>
 #include <vector>
@@ -13,9 +14,13 @@ namespace measure {
 // Largest width and height of an image of the library.
 inline constexpr int kMaxImageSide = 32767;
 
-// Reads a picture as one grey channel: 8-bit or 16-bit (PNG, TIFF, BMP, NPY), 32-bit float (TIFF, NPY) or 32-bit
-// integer (NPY). Colour becomes grey, opacity is ignored.
+// Reads a picture as one grey channel: 8-bit or 16-bit, 32-bit float (TIFF, NPY) or 32-bit integer (TIFF, NPY). The
+// contents tell the format: PNG, TIFF, NPY, NPZ with one array, or by OpenCV's codecs BMP, JPEG, WebP and PNM. Colour
+// becomes grey, opacity is ignored, booleans are 0 and 255, fewer than 8 bits a pixel are spread to 0 to 255, and
+// TIFF and JPEG pictures are turned upright. Of several pages it is the first.
 MEASURE_API cv::Mat ReadPicture(const std::string& file);
+// All pages of a TIFF file, one picture of other files.
+MEASURE_API std::vector<cv::Mat> ReadPages(const std::string& file);
 
 // All pages of a TIFF file, the one picture of other files.
 MEASURE_API std::vector<cv::Mat> ReadPages(const std::string& file);
@@ -26,12 +31,15 @@ MEASURE_API std::vector<std::string> ListPictures(const std::string& folder);
 // What a written file may be, in words: the endings and the pixels that each can hold.
 inline constexpr char kWritableFormats[] = ".png (8- or 16-bit), .bmp (8-bit), .tiff or .npy (also float)";
 
+// Writes a file of the format that the ending of its name tells (see EncodePicture).
+MEASURE_API void WritePicture(const std::string& file, const cv::Mat& image);
+
 // Refuses names whose ending is not that of a format which can be written.
 MEASURE_API void RequireWritableName(const std::string& file);
 
 // The bytes of a file that holds the image, of one channel or of three 8-bit ones (blue, green, red); the ending of
 // the name says which format. Refuses endings that it does not know and pixels that the format cannot hold.
-MEASURE_API std::vector<unsigned char> EncodePicture(const std::string& name, const cv::Mat& image);
+MEASURE_API std::vector<std::uint8_t> EncodePicture(const std::string& name, const cv::Mat& image);
 
 // "8-bit", "16-bit", ...: the pixel type in words.
 MEASURE_API std::string PixelTypeName(const cv::Mat& image);

@@ -1,20 +1,55 @@
 #include "measure/io/formats.h"
 
 #include <cctype>
+#include <cstring>
 #include <filesystem>
-#include <opencv2/core.hpp>
+
+#include "measure/error.h"
+#include "measure/io.h"
+#include "measure/io/codecs.h"
+#include "measure/io/npy.h"
+#include "measure/io/npz.h"
+#include "measure/io/png.h"
+#include "measure/io/tiff.h"
 
 namespace measure {
 namespace {
 
-constexpr int k8 = 1 << CV_8U, k16 = 1 << CV_16U, k32 = 1 << CV_32S, kFloat = 1 << CV_32F;
+constexpr int k8 = DepthBit(CV_8U), k16 = DepthBit(CV_16U), k32 = DepthBit(CV_32S), kFloat = DepthBit(CV_32F);
 
+bool StartsWith(const Bytes& bytes, const char* text, std::size_t length, std::size_t at = 0) {
+    return bytes.size() >= at + length && std::memcmp(bytes.data() + at, text, length) == 0;
+}
+bool IsBmp(const Bytes& bytes) { return StartsWith(bytes, "BM", 2); }
+bool IsJpeg(const Bytes& bytes) { return StartsWith(bytes, "\xff\xd8\xff", 3); }
+bool IsWebp(const Bytes& bytes) { return StartsWith(bytes, "RIFF", 4) && StartsWith(bytes, "WEBP", 4, 8); }
+bool IsPnm(const Bytes& bytes) {
+    return bytes.size() > 2 && bytes[0] == 'P' && bytes[1] >= '1' && bytes[1] <= '6' && std::isspace(bytes[2]) != 0;
+}
+
+template <cv::Mat (*decode)(const Bytes&, const std::string&)>
+std::vector<cv::Mat> OnePage(const Bytes& bytes, const std::string& file) {
+    return {decode(bytes, file)};
+}
+template <Bytes (*encode)(const cv::Mat&)>
+Bytes Plainly(const Format&, const cv::Mat& image) {
+    return encode(image);
+}
+Bytes ByModule(const Format& format, const cv::Mat& image) { return EncodeByModule(format.ending, image); }
+
+// The one table of what the library reads and writes.
 constexpr Format kFormats[] = {
-    {".png", k8 | k16},
-    {".bmp", k8},
-    {".tiff", k8 | k16 | kFloat},
-    {".tif", k8 | k16 | kFloat},
-    {".npy", k8 | k16 | k32 | kFloat},
+    {".png", k8 | k16, true, IsPng, OnePage<DecodePng>, Plainly<EncodePng>},
+    {".bmp", k8, true, IsBmp, OnePage<DecodeByModule>, ByModule},
+    {".tiff", k8 | k16 | k32 | kFloat, true, IsTiff, DecodeTiff, Plainly<EncodeTiff>},
+    {".tif", k8 | k16 | k32 | kFloat, true, IsTiff, DecodeTiff, Plainly<EncodeTiff>},
+    {".npy", k8 | k16 | k32 | kFloat, false, IsNpy, OnePage<DecodeNpy>, Plainly<EncodeNpy>},
+    {".npz", 0, false, IsNpz, OnePage<DecodeNpz>, nullptr},
+    {".jpg", 0, false, IsJpeg, OnePage<DecodeByModule>, nullptr},
+    {".jpeg", 0, false, IsJpeg, OnePage<DecodeByModule>, nullptr},
+    {".webp", 0, false, IsWebp, OnePage<DecodeByModule>, nullptr},
+    {".pgm", 0, false, IsPnm, OnePage<DecodeByModule>, nullptr},
+    {".ppm", 0, false, IsPnm, OnePage<DecodeByModule>, nullptr},
 };
 
 }  // namespace
@@ -26,6 +61,19 @@ const Format* FindFormat(const std::string& file) {
         if (ending == format.ending) return &format;
     }
     return nullptr;
+}
+
+const Format* FindFormat(const Bytes& bytes) {
+    for (const Format& format : kFormats) {
+        if (format.isThis(bytes)) return &format;
+    }
+    return nullptr;
+}
+
+void RequireReadableSize(std::uint64_t width, std::uint64_t height, const std::string& file) {
+    if (width <= kMaxImageSide && height <= kMaxImageSide) return;
+    throw InputError(file + ": " + std::to_string(width) + " x " + std::to_string(height) +
+                     " pixels is too large, a side may have " + std::to_string(kMaxImageSide));
 }
 
 }  // namespace measure

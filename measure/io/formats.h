@@ -1,16 +1,35 @@
 #pragma once
 
+#include <cstdint>
+#include <opencv2/core.hpp>
 #include <string>
+#include <vector>
 
 namespace measure {
 
-// A kind of file, as the ending of a name tells it.
+using Bytes = std::vector<std::uint8_t>;
+
+// The bits of Format::depths.
+constexpr int DepthBit(int depth) { return 1 << depth; }
+
+// A kind of file: how the endings of names and the first bytes of contents tell it, and what reads and writes it.
+// What is read may have any number of channels, in the order blue, green, red, opacity. The functions throw InputError
+// with the file's name.
 struct Format {
     const char* ending;  // in lower case
-    int depths;          // what can be written: bits 1 << CV_8U ...
+    int depths;          // what can be written; 0: nothing
+    bool holdsColour;    // whether three 8-bit channels can be written
+    bool (*isThis)(const Bytes& bytes);
+    std::vector<cv::Mat> (*decode)(const Bytes& bytes, const std::string& file);  // all pages
+    Bytes (*encode)(const Format& format, const cv::Mat& image);
 };
 
 // The format of a file of that name, or null when its ending is not one of ours.
 const Format* FindFormat(const std::string& file);
+// The format that the contents show, or null.
+const Format* FindFormat(const Bytes& bytes);
+
+// Refuses, with the name of the file, sizes that no image of the library can have.
+void RequireReadableSize(std::uint64_t width, std::uint64_t height, const std::string& file);
 
 }  // namespace measure

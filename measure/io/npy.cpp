@@ -3,110 +3,168 @@
 #include <algorithm>
 #include <cstring>
 #include <iterator>
-#include <regex>
+#include <limits>
 
 #include "measure/error.h"
+#include "measure/io/npyheader.h"
 
 namespace measure {
 namespace {
 
-constexpr unsigned char kMagic[] = {0x93, 'N', 'U', 'M', 'P', 'Y'};
-constexpr std::size_t kMaxHeader = 65536;  // far more than any header of a plain array
+constexpr std::uint8_t kMagic[] = {0x93, 'N', 'U', 'M', 'P', 'Y'};
 
-struct NpyType {
-    const char* descr;
-    int matType;
+bool IsLittleEndian() {
+    const std::uint16_t one = 1;
+    std::uint8_t first = 0;
+    std::memcpy(&first, &one, 1);
+    return first == 1;
+}
+
+// Elements of another size or meaning than those of the image become those of the image.
+template <class T>
+cv::Mat Narrowed(const std::uint8_t* data, cv::Size size, const std::string& file) {
+    cv::Mat image(size, CV_32S);
+    auto* out = image.ptr<std::int32_t>();
+    for (std::size_t i = 0; i < image.total(); ++i) {
+        T value{};
+        std::memcpy(&value, data + i * sizeof(T), sizeof(T));
+        out[i] = static_cast<std::int32_t>(value);
+        if (static_cast<T>(out[i]) != value || (out[i] < 0) != (value < T{})) {
+            throw InputError(file + ": the NPY array holds numbers beyond 32 bits, which are not supported");
+        }
+    }
+    return image;
+}
+
+cv::Mat Doubles(const std::uint8_t* data, cv::Size size, const std::string&) {
+    cv::Mat image(size, CV_32F);
+    auto* out = image.ptr<float>();
+    for (std::size_t i = 0; i < image.total(); ++i) {
+        double value = 0;
+        std::memcpy(&value, data + i * sizeof value, sizeof value);
+        out[i] = static_cast<float>(value);
+    }
+    return image;
+}
+
+cv::Mat Bools(const std::uint8_t* data, cv::Size size, const std::string&) {
+    cv::Mat image(size, CV_8U);
+    std::transform(data, data + image.total(), image.data,
+                   [](std::uint8_t v) { return static_cast<std::uint8_t>(v != 0 ? 255 : 0); });
+    return image;
+}
+
+template <int type>
+cv::Mat Plain(const std::uint8_t* data, cv::Size size, const std::string&) {
+    cv::Mat image(size, type);
+    std::memcpy(image.data, data, image.total() * image.elemSize());
+    return image;
+}
+
+struct Element {
+    const char* name;  // without the byte order
     std::size_t bytes;
+    int written;  // the depth that is written as these elements, or none
+    cv::Mat (*read)(const std::uint8_t* data, cv::Size size, const std::string& file);
 };
-constexpr NpyType kTypes[] = {
-    {"<f4", CV_32F, 4}, {"<f8", CV_64F, 8}, {"|u1", CV_8U, 1},
-    {"<u1", CV_8U, 1},  {"<u2", CV_16U, 2}, {"<i4", CV_32S, 4},
+constexpr int kNone = -1;
+constexpr Element kElements[] = {
+    {"u1", 1, CV_8U, Plain<CV_8U>},
+    {"u2", 2, CV_16U, Plain<CV_16U>},
+    {"i4", 4, CV_32S, Plain<CV_32S>},
+    {"f4", 4, CV_32F, Plain<CV_32F>},
+    {"f8", 8, kNone, Doubles},
+    {"b1", 1, kNone, Bools},
+    {"u4", 4, kNone, Narrowed<std::uint32_t>},
+    {"i8", 8, kNone, Narrowed<std::int64_t>},
 };
 
-const NpyType& FindType(const std::string& descr, const std::string& file) {
-    for (const NpyType& type : kTypes) {
-        if (descr == type.descr) return type;
+const Element& FindElement(const std::string& descr, const std::string& file) {
+    const bool hasOrder = !descr.empty() && std::strchr("<>|=", descr.front()) != nullptr;
+    for (const Element& element : kElements) {
+        if (hasOrder && descr.substr(1) == element.name) return element;
     }
-    throw InputError(file + ": NPY element type '" + descr + "' is not supported (use <f4, <f8, |u1, <u2 or <i4)");
+    throw InputError(file + ": NPY element type '" + descr +
+                     "' is not supported (use bool, uint8, uint16, int32, float32 or float64)");
 }
 
-// The value of a key in the header's dictionary, or an empty text.
-std::string Value(const std::string& header, const char* key, const char* pattern) {
-    std::smatch match;
-    const std::regex entry("['\"]" + std::string(key) + "['\"]\\s*:\\s*" + pattern);
-    return std::regex_search(header, match, entry) ? match[1].str() : std::string();
-}
-
-struct Shape {
-    std::size_t rows = 0;
-    std::size_t columns = 0;
-};
-
-Shape ParseShape(const std::string& text, const std::string& file) {
-    std::smatch match;
-    if (!std::regex_match(text, match, std::regex("\\s*(\\d{1,9})\\s*,\\s*(\\d{1,9})\\s*,?\\s*"))) {
-        throw InputError(file + ": the NPY array must have two dimensions (rows, columns), its shape is (" + text +
-                         ")");
+// Where the numbers stand in the other byte order: a copy with their bytes reversed.
+Bytes Reversed(const std::uint8_t* data, std::size_t count, std::size_t bytes) {
+    Bytes reversed(data, data + count * bytes);
+    for (std::size_t i = 0; i < count; ++i) {
+        std::reverse(reversed.data() + i * bytes, reversed.data() + (i + 1) * bytes);
     }
-    return {std::stoul(match[1].str()), std::stoul(match[2].str())};
+    return reversed;
 }
 
 }  // namespace
 
-bool IsNpy(const std::vector<unsigned char>& bytes) {
+bool IsNpy(const Bytes& bytes) {
     return bytes.size() >= sizeof kMagic && std::memcmp(bytes.data(), kMagic, sizeof kMagic) == 0;
 }
 
-cv::Mat DecodeNpy(const std::vector<unsigned char>& bytes, const std::string& file) {
+cv::Mat DecodeNpy(const Bytes& bytes, const std::string& file) {
     const std::string damaged = file + ": damaged NPY file: ";
     if (!IsNpy(bytes) || bytes.size() < 10) throw InputError(damaged + "the header is cut off");
     const unsigned major = bytes[6];
-    if (major != 1 && major != 2)
-        throw InputError(file + ": NPY version " + std::to_string(major) + " is not supported");
+    if (major < 1 || major > 3) throw InputError(file + ": NPY version " + std::to_string(major) + " is not supported");
 
     const std::size_t lengthBytes = major == 1 ? 2 : 4;
     const std::size_t start = 8 + lengthBytes;
     if (bytes.size() < start) throw InputError(damaged + "the header is cut off");
     std::size_t length = 0;
-    for (std::size_t i = 0; i < lengthBytes; ++i) length |= static_cast<std::size_t>(bytes[8 + i]) << (8 * i);
-    if (length > kMaxHeader || length > bytes.size() - start) throw InputError(damaged + "the header is cut off");
+    for (std::size_t i = 0; i < lengthBytes; ++i) length |= std::size_t{bytes[8 + i]} << (8 * i);
+    if (length > kMostNpyHeader || length > bytes.size() - start) throw InputError(damaged + "the header is cut off");
 
-    const std::string header(reinterpret_cast<const char*>(bytes.data()) + start, length);
-    const std::string descr = Value(header, "descr", "['\"]([^'\"]{0,16})['\"]");
-    const std::string order = Value(header, "fortran_order", "(True|False)");
-    const std::string shape = Value(header, "shape", "\\(([^)]{0,64})\\)");
-    if (descr.empty() || order.empty()) throw InputError(damaged + "the header does not describe a plain array");
-    if (order == "True") throw InputError(file + ": NPY arrays in Fortran order are not supported");
-    const NpyType& type = FindType(descr, file);
-    const auto [rows, columns] = ParseShape(shape, file);
-
-    const std::size_t present = bytes.size() - start - length;
+    const NpyHeader header = ParseNpyHeader({reinterpret_cast<const char*>(bytes.data()) + start, length}, file);
+    const Element& element = FindElement(header.descr, file);
+    if (header.shape.size() != 2) {
+        throw InputError(file + ": the NPY array must have two dimensions (rows, columns), it has " +
+                         std::to_string(header.shape.size()));
+    }
+    const std::uint64_t rows = header.shape[0], columns = header.shape[1];
     if (rows == 0 || columns == 0) throw InputError(file + ": the NPY array is empty");
-    if (columns > present / type.bytes || rows > present / (columns * type.bytes)) {
+    const std::size_t present = bytes.size() - start - length;
+    if (columns > present / element.bytes || rows > present / (columns * element.bytes)) {
         throw InputError(damaged + "it holds fewer pixels than its header says");
     }
-    cv::Mat image(static_cast<int>(rows), static_cast<int>(columns), type.matType);
-    std::memcpy(image.data, bytes.data() + start + length, rows * columns * type.bytes);
-    if (type.matType == CV_64F) image.convertTo(image, CV_32F);
-    return image;
+    RequireReadableSize(columns, rows, file);
+
+    const std::uint8_t* data = bytes.data() + start + length;
+    const bool isLittle = header.descr[0] == '<' || (header.descr[0] != '>' && IsLittleEndian());
+    Bytes reversed;
+    if (isLittle != IsLittleEndian() && element.bytes > 1) {
+        reversed = Reversed(data, rows * columns, element.bytes);
+        data = reversed.data();
+    }
+    const cv::Size size(static_cast<int>(columns), static_cast<int>(rows));
+    if (!header.fortranOrder) return element.read(data, size, file);
+    return element.read(data, {size.height, size.width}, file).t();
 }
 
-std::vector<unsigned char> EncodeNpy(const cv::Mat& image) {
-    const auto* const type =
-        std::find_if(std::begin(kTypes), std::end(kTypes), [&](const NpyType& t) { return t.matType == image.type(); });
-    CV_Assert(type != std::end(kTypes));
-    std::string header =
-        cv::format("{'descr': '%s', 'fortran_order': False, 'shape': (%d, %d), }", type->descr, image.rows, image.cols);
-    while ((10 + header.size() + 1) % 64 != 0) header += ' ';
+Bytes EncodeNpy(const cv::Mat& image) {
+    const auto* const element = std::find_if(std::begin(kElements), std::end(kElements),
+                                             [&](const Element& e) { return e.written == image.type(); });
+    CV_Assert(element != std::end(kElements));
+    std::string header = cv::format("{'descr': '%s%s', 'fortran_order': False, 'shape': (%d, %d), }",
+                                    element->bytes == 1 ? "|" : "<", element->name, image.rows, image.cols);
+    constexpr std::size_t prefix = 10, alignment = 64;
+    header.append(alignment - 1 - (prefix + header.size()) % alignment, ' ');
     header += '\n';
 
-    std::vector<unsigned char> bytes(kMagic, kMagic + sizeof kMagic);
-    bytes.insert(bytes.end(), {1, 0, static_cast<unsigned char>(header.size() & 255),
-                               static_cast<unsigned char>(header.size() >> 8)});
-    bytes.insert(bytes.end(), header.begin(), header.end());
-    for (int y = 0; y < image.rows; ++y) {
-        const unsigned char* row = image.ptr(y);
-        bytes.insert(bytes.end(), row, row + static_cast<std::size_t>(image.cols) * type->bytes);
+    const std::size_t rowBytes = static_cast<std::size_t>(image.cols) * element->bytes;
+    const std::size_t count = static_cast<std::size_t>(image.rows) * static_cast<std::size_t>(image.cols);
+    Bytes bytes(prefix + header.size() + count * element->bytes);
+    std::uint8_t* out = std::copy(std::begin(kMagic), std::end(kMagic), bytes.data());
+    *out++ = 1;
+    *out++ = 0;
+    *out++ = static_cast<std::uint8_t>(header.size() & 255);
+    *out++ = static_cast<std::uint8_t>(header.size() >> 8);
+    out = std::copy(header.begin(), header.end(), out);
+    for (int y = 0; y < image.rows; ++y) out = std::copy_n(image.ptr(y), rowBytes, out);
+    if (!IsLittleEndian()) {
+        const Bytes swapped = Reversed(bytes.data() + bytes.size() - count * element->bytes, count, element->bytes);
+        std::copy(swapped.begin(), swapped.end(), bytes.end() - static_cast<std::ptrdiff_t>(swapped.size()));
     }
     return bytes;
 }

@@ -1,21 +1,18 @@
 #pragma once
 
-#include <opencv2/core.hpp>
-#include <string>
-#include <vector>
+#include "measure/io/formats.h"
 
 namespace measure {
 
-// The two-dimensional NPY arrays that the program deals in: little-endian f4, f8, u1, u2, i4 in C order, versions 1.0
-// and 2.0. f8 is narrowed to f4.
+// Two-dimensional NPY arrays of the versions 1 to 3, in either byte order and either order of rows and columns: b1
+// (true is 255), u1, u2, u4, i4, i8 (which must fit 32 bits), f4 and f8 (narrowed to f4).
 
-bool IsNpy(const std::vector<unsigned char>& bytes);
+bool IsNpy(const Bytes& bytes);
 
-// Decodes the bytes of a file. Refuses, naming the file, whatever is not such an array or does not hold as many bytes
-// as its header says.
-cv::Mat DecodeNpy(const std::vector<unsigned char>& bytes, const std::string& file);
+// Refuses, naming the file, whatever is not such an array or does not hold as many bytes as its header says.
+cv::Mat DecodeNpy(const Bytes& bytes, const std::string& file);
 
-// Encodes a one-channel image of 8, 16 or 32-bit integer or 32-bit float pixels.
-std::vector<unsigned char> EncodeNpy(const cv::Mat& image);
+// A one-channel image of 8, 16 or 32-bit integer or 32-bit float pixels, little-endian, in the order of the rows.
+Bytes EncodeNpy(const cv::Mat& image);
 
 }  // namespace measure

@@ -1,25 +1,16 @@
-#include "measure/io.h"
-
 #include <algorithm>
-#include <cstring>
 #include <filesystem>
 #include <fstream>
-#include <opencv2/imgcodecs.hpp>
 #include <opencv2/imgproc.hpp>
 
 #include "measure/error.h"
+#include "measure/io.h"
 #include "measure/io/formats.h"
-#include "measure/io/npy.h"
-#include "measure/io/quietstderr.h"
 
 namespace measure {
 namespace {
 
-// Phase images hardly compress: this takes half the time of the usual settings, for smaller files.
-const std::vector<int> kPngSettings{cv::IMWRITE_PNG_COMPRESSION, 1, cv::IMWRITE_PNG_STRATEGY,
-                                    cv::IMWRITE_PNG_STRATEGY_RLE};
-
-std::vector<unsigned char> ReadBytes(const std::string& file) {
+Bytes ReadBytes(const std::string& file) {
     std::error_code error;
     const auto status = std::filesystem::status(file, error);
     if (status.type() == std::filesystem::file_type::not_found) throw InputError(file + ": no such file");
@@ -27,33 +18,11 @@ std::vector<unsigned char> ReadBytes(const std::string& file) {
     if (!std::filesystem::is_regular_file(status)) throw InputError(file + ": not a picture file");
     std::ifstream stream(file, std::ios::binary | std::ios::ate);
     if (!stream) throw InputError(file + ": cannot be opened for reading");
-    std::vector<unsigned char> bytes(static_cast<std::size_t>(stream.tellg()));
+    Bytes bytes(static_cast<std::size_t>(stream.tellg()));
     stream.seekg(0);
     stream.read(reinterpret_cast<char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
     if (!stream) throw InputError(file + ": cannot be read");
     return bytes;
-}
-
-bool HasKnownSignature(const std::vector<unsigned char>& bytes) {
-    static const std::string signatures[] = {"\x89PNG", "BM", std::string("II*\0", 4), std::string("MM\0*", 4)};
-    for (const std::string& s : signatures) {
-        if (bytes.size() > s.size() && std::memcmp(bytes.data(), s.data(), s.size()) == 0) return true;
-    }
-    return false;
-}
-
-cv::Mat DecodePicture(const std::vector<unsigned char>& bytes, const std::string& file) {
-    if (!HasKnownSignature(bytes)) throw InputError(file + ": not a PNG, TIFF, BMP or NPY file");
-    cv::Mat image;
-    try {
-        const QuietStderr quiet;  // the codecs have their own, unspecific, messages for damaged files
-        image = cv::imdecode(bytes, cv::IMREAD_UNCHANGED);
-    } catch (const cv::Exception& error) {
-        if (error.code == cv::Error::StsNoMem) throw std::bad_alloc();
-        image.release();
-    }
-    if (image.empty()) throw InputError(file + ": damaged, or a kind of picture that cannot be read");
-    return image;
 }
 
 cv::Mat ToGrey(const cv::Mat& image) {
@@ -66,12 +35,8 @@ cv::Mat ToGrey(const cv::Mat& image) {
     }
 }
 
-cv::Mat ToPicture(cv::Mat image, const std::string& file) {
-    if (image.cols > kMaxImageSide || image.rows > kMaxImageSide) {
-        throw InputError(cv::format("%s: %d x %d pixels is too large, a side may have %d", file.c_str(), image.cols,
-                                    image.rows, kMaxImageSide));
-    }
-    if (image.depth() == CV_64F) image.convertTo(image, CV_32F);
+cv::Mat Checked(const cv::Mat& image, const std::string& file) {
+    RequireReadableSize(static_cast<std::uint64_t>(image.cols), static_cast<std::uint64_t>(image.rows), file);
     const int depth = image.depth();
     if (depth != CV_8U && depth != CV_16U && depth != CV_32F && (depth != CV_32S || image.channels() != 1)) {
         throw InputError(file + ": pixels must be unsigned 8-bit, unsigned 16-bit or float");
@@ -81,25 +46,16 @@ cv::Mat ToPicture(cv::Mat image, const std::string& file) {
 
 }  // namespace
 
-cv::Mat ReadPicture(const std::string& file) {
-    const std::vector<unsigned char> bytes = ReadBytes(file);
-    return ToPicture(IsNpy(bytes) ? DecodeNpy(bytes, file) : DecodePicture(bytes, file), file);
-}
-
 std::vector<cv::Mat> ReadPages(const std::string& file) {
-    std::vector<cv::Mat> pages{ReadPicture(file)};
-    const Format* const format = FindFormat(file);
-    if (!format || std::string(format->ending).rfind(".tif", 0) != 0) return pages;
-    std::vector<cv::Mat> all;
-    try {
-        const QuietStderr quiet;
-        if (!cv::imreadmulti(file, all, cv::IMREAD_UNCHANGED)) all.clear();
-    } catch (const cv::Exception&) {
-        throw InputError(file + ": damaged, or a kind of picture that cannot be read");
-    }
-    for (std::size_t i = 1; i < all.size(); ++i) pages.push_back(ToPicture(all[i], file));
+    const Bytes bytes = ReadBytes(file);
+    const Format* const format = FindFormat(bytes);
+    if (!format) throw InputError(file + ": not a PNG, TIFF, BMP or NPY file");
+    std::vector<cv::Mat> pages = format->decode(bytes, file);
+    for (cv::Mat& page : pages) page = Checked(page, file);
     return pages;
 }
+
+cv::Mat ReadPicture(const std::string& file) { return ReadPages(file).front(); }
 
 std::vector<std::string> ListPictures(const std::string& folder) {
     std::vector<std::string> files;
@@ -114,19 +70,30 @@ std::vector<std::string> ListPictures(const std::string& folder) {
 }
 
 void RequireWritableName(const std::string& file) {
-    if (!FindFormat(file)) throw InputError(file + ": the name must end with .png, .bmp, .tiff or .npy");
+    const Format* const format = FindFormat(file);
+    if (!format || format->depths == 0) {
+        throw InputError(file + ": the name must end with .png, .bmp, .tiff or .npy");
+    }
 }
 
-std::vector<unsigned char> EncodePicture(const std::string& name, const cv::Mat& image) {
+std::vector<std::uint8_t> EncodePicture(const std::string& name, const cv::Mat& image) {
     RequireWritableName(name);
     const Format& format = *FindFormat(name);
-    if ((format.depths >> image.depth() & 1) == 0) {
-        throw InputError(name + ": a " + format.ending + " file cannot hold " + PixelTypeName(image) + " pixels");
+    const bool isColour = image.channels() == 3 && image.depth() == CV_8U;
+    const bool isGrey = image.channels() == 1 && (format.depths & DepthBit(image.depth())) != 0;
+    if (!isGrey && !(isColour && format.holdsColour)) {
+        throw InputError(name + ": a " + format.ending + " file cannot hold " + PixelTypeName(image) + " pixels" +
+                         (image.channels() > 1 ? " of several channels" : ""));
     }
-    if (std::string(format.ending) == ".npy") return EncodeNpy(image);
-    std::vector<unsigned char> bytes;
-    if (!cv::imencode(format.ending, image, bytes, kPngSettings)) throw OutputError(name + ": cannot be encoded");
-    return bytes;
+    return format.encode(format, image);
+}
+
+void WritePicture(const std::string& file, const cv::Mat& image) {
+    const std::vector<std::uint8_t> bytes = EncodePicture(file, image);
+    std::ofstream stream(file, std::ios::binary);
+    stream.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+    stream.close();
+    if (!stream) throw OutputError(file + ": cannot be written");
 }
 
 std::string PixelTypeName(const cv::Mat& image) {
@@ -134,7 +101,9 @@ std::string PixelTypeName(const cv::Mat& image) {
         case CV_8U: return "8-bit";
         case CV_16U: return "16-bit";
         case CV_32F: return "float";
-        default: return "32-bit integer";
+        case CV_32S: return "32-bit integer";
+        case CV_64F: return "double";
+        default: return "signed";
     }
 }
 

@@ -23,8 +23,6 @@ TEST_F(Program, RefusesBadInputInOneLineAndLeavesNothingBehind) {
     WriteBytes("huge.npy", Npy("<f8", "(999999999, 999999999)", "abc"));
     WriteBytes("header.npy", std::string("\x93NUMPY\x02\0\xff\xff\xff\xff{}", 14));
     WriteBytes("line.npy", Npy("|u1", "(4,)", "abcd"));
-    WriteBytes("fortran.npy", Npy("|u1", "(2, 2)", "abcd", "True"));
-    WriteBytes("big-endian.npy", Npy(">f4", "(1, 1)", "abcd"));
     WriteBytes("integer.npy", Npy("<i4", "(1, 1)", "abcd"));
     WriteBytes("wide.npy", Npy("|u1", cv::Mat(1, 32766, CV_8U, cv::Scalar(1))));
     WriteBytes("gap.npy", Npy("<f4", cv::Mat(9, 9, CV_32F, cv::Scalar(std::nan("")))));
@@ -60,8 +58,6 @@ TEST_F(Program, RefusesBadInputInOneLineAndLeavesNothingBehind) {
         {"unwrap huge.npy --out o", "fewer pixels"},
         {"unwrap header.npy --out o", "cut off"},
         {"unwrap line.npy --out o", "two dimensions"},
-        {"unwrap fortran.npy --out o", "Fortran"},
-        {"unwrap big-endian.npy --out o", "'>f4' is not supported"},
         {"unwrap integer.npy --out o", "32-bit integer"},
         {"unwrap a.png --mask deep.png --out o", "a mask is 8-bit"},
         {"unwrap a.png --mask small.png --out o", "same size"},

@@ -132,6 +132,7 @@ void RunDemo(const std::string& out) {
         outputs.AddImage(name, scene.frames[static_cast<std::size_t>(k)]);
         phase.frames.frames.push_back((folder / name).string());
     }
+    outputs.Finish();
     phase.out = folder.string();
     RunPhase(phase);
 

@@ -68,6 +68,7 @@ OutputSet::OutputSet(const fs::path& folder) : mFolder(folder) {
 }
 
 OutputSet::~OutputSet() {
+    mWriters.clear();  // which waits for those that still write
     std::error_code ignored;
     if (!mStaging.empty()) fs::remove_all(mStaging, ignored);
     if (mCommitted) return;
@@ -98,23 +99,39 @@ fs::path OutputSet::StagingFolder() {
     return mStaging;
 }
 
-void OutputSet::AddBytes(const std::string& name, const void* data, std::size_t size) {
-    std::ofstream stream(StagingFolder() / name, std::ios::binary);
+void OutputSet::WriteBytes(const std::string& name, const void* data, std::size_t size) const {
+    std::ofstream stream(mStaging / name, std::ios::binary);
     stream.write(static_cast<const char*>(data), static_cast<std::streamsize>(size));
     stream.close();
     if (!stream) throw measure::OutputError((mFolder / name).string() + ": cannot be written: " + std::strerror(errno));
-    mInterrupt->Check();
 }
 
 void OutputSet::AddImage(const std::string& name, const cv::Mat& image) {
-    const std::vector<unsigned char> bytes = measure::EncodePicture(name, image);
-    AddBytes(name, bytes.data(), bytes.size());
+    StagingFolder();
+    mInterrupt->Check();
+    mWriters.push_back(std::async(std::launch::async, [this, name, image] {
+        const std::vector<std::uint8_t> bytes = measure::EncodePicture(name, image);
+        WriteBytes(name, bytes.data(), bytes.size());
+    }));
 }
 
-void OutputSet::AddText(const std::string& name, const std::string& text) { AddBytes(name, text.data(), text.size()); }
+void OutputSet::AddText(const std::string& name, const std::string& text) {
+    StagingFolder();
+    WriteBytes(name, text.data(), text.size());
+    mInterrupt->Check();
+}
+
+void OutputSet::Finish() {
+    for (std::future<void>& writer : mWriters) {
+        writer.get();
+        mInterrupt->Check();
+    }
+    mWriters.clear();
+}
 
 void OutputSet::Commit() {
     const fs::path staging = StagingFolder();
+    Finish();
     mInterrupt->Check();
     try {
         Move(staging, mFolder).Run();

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <filesystem>
+#include <future>
 #include <opencv2/core.hpp>
 #include <optional>
 #include <string>
@@ -21,10 +22,13 @@ public:
     OutputSet(const OutputSet&) = delete;
     OutputSet& operator=(const OutputSet&) = delete;
 
-    // Writes an image of one channel, or of three 8-bit ones, by the ending of its file name (see OutputFile). Refuses
-    // endings that it does not know and pixels that the format cannot hold.
+    // Writes an image as measure::WritePicture does, in a thread of its own: its pixels must stay as they are until the
+    // next call of Finish or Commit, which throw what was wrong with it.
     void AddImage(const std::string& name, const cv::Mat& image);
     void AddText(const std::string& name, const std::string& text);
+
+    // Waits until everything is written, for readers of the hidden folder.
+    void Finish();
 
     // The hidden folder, for other writers; every file in it becomes an output.
     std::filesystem::path StagingFolder();
@@ -33,7 +37,7 @@ public:
     void Commit();
 
 private:
-    void AddBytes(const std::string& name, const void* data, std::size_t size);
+    void WriteBytes(const std::string& name, const void* data, std::size_t size) const;
     void CreateFolders();
 
     std::filesystem::path mFolder;
@@ -41,6 +45,7 @@ private:
     std::filesystem::path mStaging;               // empty until something is written
     std::vector<std::filesystem::path> mCreated;  // folders made by this run, outermost first
     bool mCommitted = false;
+    std::vector<std::future<void>> mWriters;
 };
 
 // The one picture that a run writes (`--out FILE`), by the same rule: complete or not at all.

@@ -38,6 +38,15 @@ void Progress::Stage(const std::string& what) {
     mStage = what;
 }
 
+measure::Progress Progress::Watch() {
+    if (!mInterrupt) mInterrupt.emplace();
+    return [this](const char* stage, double share) {
+        const int percent = static_cast<int>(100 * share);
+        Stage(percent > 0 ? stage + (", " + std::to_string(percent)) + " %" : stage);
+        return !mInterrupt->Noted();
+    };
+}
+
 void Progress::Show() {
     using Clock = std::chrono::steady_clock;
     const auto start = Clock::now();

@@ -2,8 +2,12 @@
 
 #include <condition_variable>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <thread>
+
+#include "measure/progress.h"
+#include "tools/vorip/session/interrupt.h"
 
 namespace vorip {
 
@@ -17,6 +21,9 @@ public:
     Progress& operator=(const Progress&) = delete;
 
     void Stage(const std::string& what);
+    // What operations of measure/ report to: it shows their stages, and how far they are, and from now on Ctrl-C is
+    // noted and stops them. Of no use beyond this object's life.
+    measure::Progress Watch();
     void End();  // before anything else is printed
 
 private:
@@ -24,6 +31,7 @@ private:
 
     std::string mCommand;
     std::string mStage;
+    std::optional<Interrupt> mInterrupt;
     bool mDone = false;
     std::mutex mMutex;
     std::condition_variable mWake;

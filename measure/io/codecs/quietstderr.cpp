@@ -1,4 +1,4 @@
-#include "measure/io/quietstderr.h"
+#include "measure/io/codecs/quietstderr.h"
 
 #include <cstdio>
 
