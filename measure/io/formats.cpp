@@ -4,8 +4,6 @@
 #include <cstring>
 #include <filesystem>
 
-#include "measure/error.h"
-#include "measure/io.h"
 #include "measure/io/codecs.h"
 #include "measure/io/npy.h"
 #include "measure/io/npz.h"
@@ -68,12 +66,6 @@ const Format* FindFormat(const Bytes& bytes) {
         if (format.isThis(bytes)) return &format;
     }
     return nullptr;
-}
-
-void RequireReadableSize(std::uint64_t width, std::uint64_t height, const std::string& file) {
-    if (width <= kMaxImageSide && height <= kMaxImageSide) return;
-    throw InputError(file + ": " + std::to_string(width) + " x " + std::to_string(height) +
-                     " pixels is too large, a side may have " + std::to_string(kMaxImageSide));
 }
 
 }  // namespace measure

@@ -1,13 +1,12 @@
 #pragma once
 
-#include <cstdint>
 #include <opencv2/core.hpp>
 #include <string>
 #include <vector>
 
-namespace measure {
+#include "measure/io/bytes.h"
 
-using Bytes = std::vector<std::uint8_t>;
+namespace measure {
 
 // The bits of Format::depths.
 constexpr int DepthBit(int depth) { return 1 << depth; }
@@ -28,8 +27,5 @@ struct Format {
 const Format* FindFormat(const std::string& file);
 // The format that the contents show, or null.
 const Format* FindFormat(const Bytes& bytes);
-
-// Refuses, with the name of the file, sizes that no image of the library can have.
-void RequireReadableSize(std::uint64_t width, std::uint64_t height, const std::string& file);
 
 }  // namespace measure

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "measure/io/formats.h"
+#include "measure/io/bytes.h"
 
 namespace measure {
 

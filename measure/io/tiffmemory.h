@@ -4,7 +4,7 @@
 #include <memory>
 #include <string>
 
-#include "measure/io/formats.h"
+#include "measure/io/bytes.h"
 
 namespace measure {
 
