@@ -22,9 +22,6 @@ MEASURE_API cv::Mat ReadPicture(const std::string& file);
 // All pages of a TIFF file, one picture of other files.
 MEASURE_API std::vector<cv::Mat> ReadPages(const std::string& file);
 
-// All pages of a TIFF file, the one picture of other files.
-MEASURE_API std::vector<cv::Mat> ReadPages(const std::string& file);
-
 // The pictures in a folder, by the endings of their names, in the order of the names.
 MEASURE_API std::vector<std::string> ListPictures(const std::string& folder);
 
