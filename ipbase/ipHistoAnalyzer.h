@@ -51,6 +51,8 @@ public:
 
     // Returns false, and all results are 0, when fewer than two bins are filled.
     virtual bool Analyze(const KrLHistogram& histogram);
+    // The same of counts of anything, without a threshold as a grey value.
+    bool AnalyzeCounts(const KrTBuf1D<std::uint32_t>& counts);
 
     // The last bin of the lower class.
     std::uint32_t GetThreshold() const { return mThreshold; }

@@ -6,6 +6,7 @@
 #include <limits>
 #include <tuple>
 
+#include "ipbase/base/mask.h"
 #include "ipbase/base/rowwalk.h"
 #include "ipbase/colour/operations.h"
 #include "ipbase/kernels/colour.h"
@@ -104,20 +105,21 @@ namespace {
 class Exclusion {
 public:
     explicit Exclusion(const KrAOI8* mask, std::uint8_t reserved)
-        : mMask(mask && mask->AOIWidth() > 0 && mask->AOIHeight() > 0 ? mask : nullptr), mReserved(reserved) {
-        if (mMask) mLine.Resize(static_cast<std::size_t>(mMask->AOIWidth()));
-    }
+        : mMask(mask && mask->AOIWidth() > 0 && mask->AOIHeight() > 0 ? mask : nullptr),
+          mRows(mMask, RouteOf(Access::eSwitched, mMask), mMask ? mMask->AOIWidth() : 0),
+          mReserved(reserved) {}
     void Apply(int y, u8* row, std::size_t count) {
         if (!mMask) return;
-        mMask->ReadRow(std::min<int>(y, mMask->AOIHeight() - 1), walk::Columns(mMask->AOIWidth()), mLine);
+        const u8* mask = mRows.Row(std::min<int>(y, mMask->AOIHeight() - 1));
+        const auto last = static_cast<std::size_t>(mMask->AOIWidth() - 1);
         for (std::size_t x = 0; x < count; ++x)
-            if (mLine[std::min(x, mLine.Size() - 1)] >= 64) row[x] = mReserved;
+            if (!Admits(mask[std::min(x, last)])) row[x] = mReserved;
     }
 
 private:
     const KrAOI8* mMask;
+    SourceRows<u8> mRows;
     std::uint8_t mReserved;
-    KrTBuf1D<u8> mLine;
 };
 
 // `index(out, pixels, count)` makes a row of indices.

@@ -1,5 +1,6 @@
 #include "ipbase/ipLFilt2d.h"
 
+#include "ipbase/base/rowwalk.h"
 #include "ipbase/filters/operations.h"
 #include "ipbase/filters/recursive.h"
 #include "ipbase/filters/sizes.h"

@@ -22,16 +22,15 @@ void SamplePixels(const KrTAOI<T>* src, KrTAOI<T>* dst, const KrTPoint<short>& s
     const int left = first(start.x, dx), right = last(start.x, dx, source.Width(), dst->AOIWidth());
     const int top = first(start.y, dy), bottom = last(start.y, dy, source.Height(), dst->AOIHeight());
     if (left >= right) return;
-    const bool direct = AllowsDirect(Access::eSwitched) && HaveRowPointers(dst);
-    KrTBuf1D<T> line(static_cast<std::size_t>(right - left));
+    TargetRows<T> rows(dst, RouteOf(Access::eSwitched, dst), right - left);
     for (int y = top; y < bottom; ++y) {
         const T* row = source.Plane().Row(start.y + dy * y) + start.x;
-        T* out = direct ? dst->GetRowPointer(y) + left : line.Data();
+        T* out = rows.Row(y, left);
         if (dx == 1)
             std::copy_n(row + left, right - left, out);
         else
             for (int x = left; x < right; ++x) out[x - left] = row[dx * x];
-        if (!direct) dst->WriteRow(y, walk::Columns(left, right - left), line);
+        rows.Finish(y, left, right - left);
     }
 }
 

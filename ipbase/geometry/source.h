@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "ipbase/base/overlap.h"
-#include "ipbase/base/rowaccess.h"
+#include "ipbase/base/rowwalk.h"
 #include "ipbase/base/scalar.h"
 #include "ipbase/ipLGeomet.h"
 #include "ipbase/kernels/geometry.h"
@@ -42,12 +42,8 @@ public:
             return;
         }
         Allocate();
-        KrTBuf1D<S> line(static_cast<std::size_t>(mPlane.width));
-        const bool pointers = AllowsDirect(Access::eSwitched) && HaveRowPointers(&src);
-        for (int y = 0; y < mPlane.height; ++y) {
-            if (!pointers) src.ReadRow(y, walk::Columns(mPlane.width), line);
-            std::copy_n(pointers ? src.GetRowPointer(y) : line.Data(), line.Size(), Row(y));
-        }
+        SourceRows<S> rows(&src, RouteOf(Access::eSwitched, &src), mPlane.width);
+        for (int y = 0; y < mPlane.height; ++y) std::copy_n(rows.Row(y), mPlane.width, Row(y));
     }
     // A copy of another one, with NaN where `isExcluded(x, y)`.
     template <class T, class Excluded>

@@ -1,11 +1,9 @@
 #pragma once
 
+#include "ipbase/base/mask.h"
 #include "ipbase/kernels/rowtypes.h"
 
 namespace KrN::kernels {
-
-// Mask values from here on exclude a pixel.
-inline constexpr u8 kMaskLimit = 64;
 
 // Images are summed up in tiles, down the columns first: row r of a tile of n rows counts C(j + k, k) times in the k-th
 // sum of its column, j = n - 1 - r being its distance from the last row. Such sums are running sums of running sums,

@@ -2,18 +2,18 @@
 
 #include <cstring>
 
+#include "ipbase/base/mask.h"
+
 // Counting does not vectorise, so that one build serves all CPU targets.
 namespace KrN::kernels {
 
 namespace {
 
-constexpr u8 kMaskLimit = 64;
-
 template <bool masked, class T>
 std::uint32_t Element(const T* a, const u8* mask, std::size_t i, std::uint32_t steps) {
     const std::uint32_t bin = sizeof(T) == 1 ? a[i] : steps * a[i] >> 16;
     if (!masked) return bin + 1;
-    return (bin + 1) & (0u - (mask[i] < kMaskLimit));
+    return (bin + 1) & (0u - (Admits(mask[i])));
 }
 
 template <bool masked, class T>

@@ -19,18 +19,10 @@ PairRow<D, A, B> PairOf(const IntegerPairs& integers, const Float& floats) {
         return std::get<PairRow<D, A, B>>(floats);
 }
 
+// The row of an integer combination with a constant.
 template <class A, class D>
-void WalkConstant(const IntegerConstants<u16>& rows, const KrTAOI<A>* a, int k, KrTAOI<D>* dst) {
-    const auto row = std::get<ConstantRow<D, A, u16>>(rows);
-    const auto constant = static_cast<u16>(k);
-    WalkRows(
-        Access::eTyped, [=](D* d, const A* s, std::size_t n) { row(d, s, constant, n); }, dst, a);
-}
-
-template <class T>
-void WalkConstant(ConstantRow<T, T, double> row, const KrTAOI<T>* a, double c, KrTAOI<T>* dst) {
-    WalkRows(
-        Access::eTyped, [=](T* d, const T* s, std::size_t n) { row(d, s, c, n); }, dst, a);
+void WalkInteger(const IntegerConstants<u16>& rows, const KrTAOI<A>* a, int k, KrTAOI<D>* dst) {
+    WalkConstant(Access::eTyped, std::get<ConstantRow<D, A, u16>>(rows), static_cast<u16>(k), dst, a);
 }
 
 // A constant of the modulo forms, reduced to 8 bits when both images are 8-bit, else to 16 bits.
@@ -44,7 +36,7 @@ template <class A, class D>
 void WalkClipped(const KrTAOI<A>* a, int k, KrTAOI<D>* dst) {
     const ArithKernels& rows = GetArithKernels();
     const int largest = std::max<int>(std::numeric_limits<A>::max(), std::numeric_limits<D>::max());
-    WalkConstant(k < 0 ? rows.subClipConstant : rows.addClipConstant, a, std::min(k < 0 ? -k : k, largest), dst);
+    WalkInteger(k < 0 ? rows.subClipConstant : rows.addClipConstant, a, std::min(k < 0 ? -k : k, largest), dst);
 }
 
 }  // namespace
@@ -60,7 +52,7 @@ void KrIpAdd::Add(const KrTAOI<A>* a, double c, KrTAOI<D>* dst) {
     if constexpr (std::is_integral_v<D>)
         WalkClipped(a, RoundClipped(c), dst);
     else
-        WalkConstant(GetArithKernels().addConstantFloat, a, c, dst);
+        WalkConstant(Access::eTyped, GetArithKernels().addConstantFloat, c, dst, a);
 }
 
 template <class A, class B, class D>
@@ -71,7 +63,7 @@ void KrIpAddMod::AddMod(const KrTAOI<A>* a, const KrTAOI<B>* b, KrTAOI<D>* dst) 
 template <class A, class D>
 void KrIpAddMod::AddMod(const KrTAOI<A>* a, double c, KrTAOI<D>* dst) {
     const int k = ModuloConstant<A, D>(c);
-    if (k != 0) WalkConstant(GetArithKernels().addModuloConstant, a, k, dst);
+    if (k != 0) WalkInteger(GetArithKernels().addModuloConstant, a, k, dst);
 }
 
 template <class A, class B, class D>
@@ -90,7 +82,7 @@ void KrIpSub::Sub(const KrTAOI<A>* a, double c, KrTAOI<D>* dst) {
     if constexpr (std::is_integral_v<D>)
         WalkClipped(a, -RoundClipped(c), dst);
     else
-        WalkConstant(GetArithKernels().subConstantFloat, a, c, dst);
+        WalkConstant(Access::eTyped, GetArithKernels().subConstantFloat, c, dst, a);
 }
 
 template <class A, class B, class D>
@@ -102,9 +94,9 @@ void KrIpSubMod::SubMod(const KrTAOI<A>* a, const KrTAOI<B>* b, KrTAOI<D>* dst) 
 template <class A, class D>
 void KrIpSubMod::SubMod(const KrTAOI<A>* a, double c, KrTAOI<D>* dst) {
     if constexpr (std::is_integral_v<D>)
-        WalkConstant(GetArithKernels().subModuloConstant, a, ModuloConstant<A, D>(c), dst);
+        WalkInteger(GetArithKernels().subModuloConstant, a, ModuloConstant<A, D>(c), dst);
     else
-        WalkConstant(GetArithKernels().subConstantDouble, a, c, dst);
+        WalkConstant(Access::eTyped, GetArithKernels().subConstantDouble, c, dst, a);
 }
 
 template <class A, class B, class D>

@@ -142,12 +142,6 @@ void KrLArithmetic::Binarize(const KrAOI* src, KrAOI* dst, double threshold, dou
 
 namespace {
 
-template <class K, class T>
-void WalkConstant(Access access, ConstantRow<T, T, K> row, K k, const KrTAOI<T>* src, KrTAOI<T>* dst) {
-    WalkRows(
-        access, [=](T* d, const T* s, std::size_t n) { row(d, s, k, n); }, dst, src);
-}
-
 double StretchFactor(double least, double greatest, double low, double high) {
     return greatest > least ? (high - low) / (greatest - least) : 0.0;
 }
@@ -167,7 +161,7 @@ void KrLArithmetic::ScaleFFSW(const KrAOI32Float* src, KrAOI32Float* dst, double
                              ? (static_cast<float>(high) - static_cast<float>(low)) / range
                              : 0.0f;
     const Stretch<float> stretch{least, factor, static_cast<float>(low)};
-    WalkConstant(Access::eSwitched, GetScaleKernels().stretch, stretch, src, dst);
+    WalkConstant(Access::eSwitched, GetScaleKernels().stretch, stretch, dst, src);
 }
 
 void KrLArithmetic::AbsScale88SW(const KrAOI8* src, KrAOI8* dst, double low, double high) {
@@ -177,30 +171,28 @@ void KrLArithmetic::AbsScale88SW(const KrAOI8* src, KrAOI8* dst, double low, dou
     std::array<u8, 256> table;
     for (int v = 0; v < 256; ++v)
         table[static_cast<std::size_t>(v)] = TruncateTo<u8>((v - found->least) * factor + low);
-    const auto row = std::get<TableRow<u8>>(GetTableKernels().map);
-    WalkRows(
-        Access::eSwitched, [&](u8* d, const u8* s, std::size_t n) { row(d, s, table.data(), n); }, dst, src);
+    WalkConstant(Access::eSwitched, std::get<TableRow<u8>>(GetTableKernels().map), table.data(), dst, src);
 }
 
 void KrLArithmetic::AbsScaleFFSW(const KrAOI32Float* src, KrAOI32Float* dst, double low, double high) {
     const auto found = FindExtremes(src, {1, 1}, CommonRegion(src, dst));
     if (!found) return;
     const Stretch<double> stretch{found->least, StretchFactor(found->least, found->greatest, low, high), low};
-    WalkConstant(Access::eSwitched, GetScaleKernels().stretchDouble, stretch, src, dst);
+    WalkConstant(Access::eSwitched, GetScaleKernels().stretchDouble, stretch, dst, src);
 }
 
 void KrLArithmetic::Binarize88SW(const KrAOI8* src, KrAOI8* dst, double threshold, double low, double high) {
     const auto level = [](double v) { return TruncateTo<u8>(std::min(std::max(v + 0.5, 0.0), 255.5)); };
     const Binary<u8> levels{TruncateTo<u8>(std::min(threshold + 0.5, 255.5)), level(low), level(high)};
     WalkConstant(Access::eSwitchedPixels, std::get<ConstantRow<u8, u8, Binary<u8>>>(GetScaleKernels().binarize), levels,
-                 static_cast<const KrTAOI<u8>*>(src), static_cast<KrTAOI<u8>*>(dst));
+                 dst, src);
 }
 
 void KrLArithmetic::BinarizeFFSW(const KrAOI32Float* src, KrAOI32Float* dst, double threshold, double low,
                                  double high) {
     const Binary<float> levels{static_cast<float>(threshold), static_cast<float>(low), static_cast<float>(high)};
     WalkConstant(Access::eSwitched, std::get<ConstantRow<float, float, Binary<float>>>(GetScaleKernels().binarize),
-                 levels, static_cast<const KrTAOI<float>*>(src), static_cast<KrTAOI<float>*>(dst));
+                 levels, dst, src);
 }
 
 void KrLArithmetic::SubBoc2_888SW(const KrAOI8* a, const KrAOI8* b, KrAOI8* dst) {

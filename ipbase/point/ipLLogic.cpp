@@ -75,10 +75,8 @@ void WalkPair(Logic logic, const KrTAOI<A>* a, const KrTAOI<B>* b, KrTAOI<D>* ds
 
 template <class A, class D>
 void WalkMask(Logic logic, const KrTAOI<A>* a, std::uint32_t mask, KrTAOI<D>* dst) {
-    const auto row = std::get<ConstantRow<D, A, u16>>(GetLogicKernels().masks[logic]);
-    const auto k = static_cast<u16>(mask);
-    WalkRows(
-        Access::eSwitched, [=](D* d, const A* s, std::size_t n) { row(d, s, k, n); }, dst, a);
+    WalkConstant(Access::eSwitched, std::get<ConstantRow<D, A, u16>>(GetLogicKernels().masks[logic]),
+                 static_cast<u16>(mask), dst, a);
 }
 
 }  // namespace

@@ -40,32 +40,41 @@ void KrLMinMax::Max(const KrAOI* a, double c, KrAOI* dst) { kMaxConstant(*this, 
 
 namespace {
 
-template <class Rows, class T>
-void WalkPair(const Rows& rows, const KrTAOI<T>* a, const KrTAOI<T>* b, KrTAOI<T>* dst) {
-    WalkRows(Access::eSwitched, std::get<PairRow<T, T, T>>(rows), dst, a, b);
+template <class T>
+void Least(const KrTAOI<T>* a, const KrTAOI<T>* b, KrTAOI<T>* dst) {
+    WalkRows(Access::eSwitched, std::get<PairRow<T, T, T>>(GetMinMaxKernels().min), dst, a, b);
+}
+template <class T>
+void Greatest(const KrTAOI<T>* a, const KrTAOI<T>* b, KrTAOI<T>* dst) {
+    WalkRows(Access::eSwitched, std::get<PairRow<T, T, T>>(GetMinMaxKernels().max), dst, a, b);
 }
 
 // A constant beyond the pixels' range has the same effect as the end of the range.
-template <class Rows, class T>
-void WalkConstant(const Rows& rows, const KrTAOI<T>* a, double c, KrTAOI<T>* dst) {
-    const auto row = std::get<ConstantRow<T, T, T>>(rows);
-    const auto k = static_cast<T>(std::clamp<std::int64_t>(Truncate(c + 0.5), 0, std::numeric_limits<T>::max()));
-    WalkRows(
-        Access::eSwitched, [=](T* d, const T* s, std::size_t n) { row(d, s, k, n); }, dst, a);
+template <class T>
+T Clamped(double c) {
+    return static_cast<T>(std::clamp<std::int64_t>(Truncate(c + 0.5), 0, std::numeric_limits<T>::max()));
+}
+template <class T>
+void Least(const KrTAOI<T>* a, double c, KrTAOI<T>* dst) {
+    WalkConstant(Access::eSwitched, std::get<ConstantRow<T, T, T>>(GetMinMaxKernels().minConstant), Clamped<T>(c), dst,
+                 a);
+}
+template <class T>
+void Greatest(const KrTAOI<T>* a, double c, KrTAOI<T>* dst) {
+    WalkConstant(Access::eSwitched, std::get<ConstantRow<T, T, T>>(GetMinMaxKernels().maxConstant), Clamped<T>(c), dst,
+                 a);
 }
 
 }  // namespace
 
-// clang-format off
-void KrLMinMax::Min888SW(const KrAOI8* a, const KrAOI8* b, KrAOI8* dst) { WalkPair(GetMinMaxKernels().min, a, b, dst); }
-void KrLMinMax::Min161616SW(const KrAOI16* a, const KrAOI16* b, KrAOI16* dst) { WalkPair(GetMinMaxKernels().min, a, b, dst); }
-void KrLMinMax::Min8d8SW(const KrAOI8* a, double c, KrAOI8* dst) { WalkConstant(GetMinMaxKernels().minConstant, a, c, dst); }
-void KrLMinMax::Min16d16SW(const KrAOI16* a, double c, KrAOI16* dst) { WalkConstant(GetMinMaxKernels().minConstant, a, c, dst); }
-void KrLMinMax::Max888SW(const KrAOI8* a, const KrAOI8* b, KrAOI8* dst) { WalkPair(GetMinMaxKernels().max, a, b, dst); }
-void KrLMinMax::Max161616SW(const KrAOI16* a, const KrAOI16* b, KrAOI16* dst) { WalkPair(GetMinMaxKernels().max, a, b, dst); }
-void KrLMinMax::Max8d8SW(const KrAOI8* a, double c, KrAOI8* dst) { WalkConstant(GetMinMaxKernels().maxConstant, a, c, dst); }
-void KrLMinMax::Max16d16SW(const KrAOI16* a, double c, KrAOI16* dst) { WalkConstant(GetMinMaxKernels().maxConstant, a, c, dst); }
-// clang-format on
+void KrLMinMax::Min888SW(const KrAOI8* a, const KrAOI8* b, KrAOI8* dst) { Least(a, b, dst); }
+void KrLMinMax::Min161616SW(const KrAOI16* a, const KrAOI16* b, KrAOI16* dst) { Least(a, b, dst); }
+void KrLMinMax::Min8d8SW(const KrAOI8* a, double c, KrAOI8* dst) { Least(a, c, dst); }
+void KrLMinMax::Min16d16SW(const KrAOI16* a, double c, KrAOI16* dst) { Least(a, c, dst); }
+void KrLMinMax::Max888SW(const KrAOI8* a, const KrAOI8* b, KrAOI8* dst) { Greatest(a, b, dst); }
+void KrLMinMax::Max161616SW(const KrAOI16* a, const KrAOI16* b, KrAOI16* dst) { Greatest(a, b, dst); }
+void KrLMinMax::Max8d8SW(const KrAOI8* a, double c, KrAOI8* dst) { Greatest(a, c, dst); }
+void KrLMinMax::Max16d16SW(const KrAOI16* a, double c, KrAOI16* dst) { Greatest(a, c, dst); }
 
 std::vector<OperationInfo> MinMaxOperations() { return ListOperations(OperationsOf<KrLMinMax>::all); }
 

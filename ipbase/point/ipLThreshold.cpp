@@ -77,9 +77,7 @@ void Replace(const KrTAOI<T>* src, KrTAOI<T>* dst, Levels levels, bool inside, d
         band = {static_cast<T>(levels.last + 1), static_cast<T>(count - 1), value};
         if (count == 0) band = {value, 0, value};  // replaces the value by itself: nothing changes
     }
-    const auto row = std::get<ConstantRow<T, T, Band<T>>>(GetMinMaxKernels().replace);
-    WalkRows(
-        Access::eSwitched, [=](T* d, const T* s, std::size_t n) { row(d, s, band, n); }, dst, src);
+    WalkConstant(Access::eSwitched, std::get<ConstantRow<T, T, Band<T>>>(GetMinMaxKernels().replace), band, dst, src);
 }
 
 }  // namespace

@@ -33,21 +33,13 @@ D ClippedProduct(unsigned a, double c) {
 
 template <class D>
 void WalkTable(const Table<D>& table, const KrTAOI<u8>* a, KrTAOI<D>* dst) {
-    const auto row = std::get<TableRow<D>>(GetTableKernels().map);
-    WalkRows(
-        Access::eTyped, [&](D* d, const u8* s, std::size_t n) { row(d, s, table.data(), n); }, dst, a);
-}
-
-template <class A, class D, class K>
-void WalkConstant(ConstantRow<D, A, K> row, K k, const KrTAOI<A>* a, KrTAOI<D>* dst) {
-    WalkRows(
-        Access::eTyped, [=](D* d, const A* s, std::size_t n) { row(d, s, k, n); }, dst, a);
+    WalkConstant(Access::eTyped, std::get<TableRow<D>>(GetTableKernels().map), table.data(), dst, a);
 }
 
 // The row works in 32-bit integers, which products with greater factors exceed.
 template <class A, class D, class Product>
 void WalkProducts(ConstantRow<D, A, double> row, const Product& product, double c, const KrTAOI<A>* a, KrTAOI<D>* dst) {
-    if (std::abs(c) < kProductLimit) return WalkConstant(row, c, a, dst);
+    if (std::abs(c) < kProductLimit) return WalkConstant(Access::eTyped, row, c, dst, a);
     WalkRows(
         Access::eTyped, [&](D* d, const A* s, std::size_t n) { std::transform(s, s + n, d, product); }, dst, a);
 }
@@ -62,9 +54,9 @@ void KrIpMul::Mul(const KrTAOI<A>* a, double c, KrTAOI<D>* dst) {
         // With a factor of single precision the exact product is rounded once, in single precision as in double.
         const auto single = static_cast<float>(c);
         if (single == c)
-            WalkConstant(std::get<ConstantRow<D, A, float>>(rows.multiplyFloat), single, a, dst);
+            WalkConstant(Access::eTyped, std::get<ConstantRow<D, A, float>>(rows.multiplyFloat), single, dst, a);
         else
-            WalkConstant(std::get<ConstantRow<D, A, double>>(rows.multiplyFloat), c, a, dst);
+            WalkConstant(Access::eTyped, std::get<ConstantRow<D, A, double>>(rows.multiplyFloat), c, dst, a);
     } else if constexpr (sizeof(A) == 1) {
         WalkTable(MakeTable<D>(product), a, dst);
     } else {

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <vector>
 
+#include "ipbase/statistics/counts.h"
+
 namespace KrN {
 
 KrHistogramAnalyzer::KrHistogramAnalyzer() = default;
@@ -101,11 +103,15 @@ KrBimodalHistoAnalyzer& KrBimodalHistoAnalyzer::operator=(const KrBimodalHistoAn
 KrBimodalHistoAnalyzer::~KrBimodalHistoAnalyzer() = default;
 
 bool KrBimodalHistoAnalyzer::Analyze(const KrLHistogram& histogram) {
+    if (!AnalyzeCounts(histogram.GetBuffer())) return false;
+    mThresholdValue = LeastValue(histogram, mThreshold + 1);
+    return true;
+}
+
+bool KrBimodalHistoAnalyzer::AnalyzeCounts(const KrTBuf1D<std::uint32_t>& counts) {
     *this = KrBimodalHistoAnalyzer();
-    const KrTBuf1D<std::uint32_t>& counts = histogram.GetBuffer();
-    double total = 0.0;
-    for (std::size_t i = 0; i < counts.Size(); ++i) total += counts[i];
-    const double mean = histogram.GetArithmeticMean();
+    const auto total = static_cast<double>(Total(counts));
+    const double mean = Mean(counts, [](double x) { return x; });
 
     // With the sum s of (x - mean) over the lower class of n pixels, the variance between the classes is
     // s^2 / (n * (total - n)): empty bins do not change it, so that ties are exact.
@@ -127,8 +133,7 @@ bool KrBimodalHistoAnalyzer::Analyze(const KrLHistogram& histogram) {
     }
     if (most == 0.0) return false;
     mThreshold = first + (last - first) / 2;
-    mThresholdValue = LeastValue(histogram, mThreshold + 1);
-    mSeparability = std::min(most / histogram.GetMeanSquareDeviation(), 1.0);
+    mSeparability = std::min(most / CentralMoment(counts, 2), 1.0);
     return true;
 }
 

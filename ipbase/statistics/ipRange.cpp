@@ -1,5 +1,6 @@
 #include "ipbase/ipRange.h"
 
+#include "ipbase/base/mask.h"
 #include "ipbase/statistics/extremes.h"
 
 namespace KrN {
@@ -15,7 +16,6 @@ KrTFloatRange<double> ToRange(const std::optional<kernels::Extremes<T>>& found) 
 // The admitted pixels of a row are gathered, and so the same row function finds their extremes.
 template <class T>
 std::optional<kernels::Extremes<T>> FindMasked(const KrTAOI<T>* aoi, const KrAOI8* mask, const KrTPoint<short>& step) {
-    constexpr std::uint8_t maskLimit = 64;
     const int stepY = std::max<int>(step.y, 1);
     const auto stepX = static_cast<std::size_t>(std::max<int>(step.x, 1));
     const auto range = std::get<kernels::RangeRow<T>>(kernels::GetScaleKernels().range);
@@ -28,7 +28,7 @@ std::optional<kernels::Extremes<T>> FindMasked(const KrTAOI<T>* aoi, const KrAOI
             std::size_t taken = 0;
             for (std::size_t x = 0; x < count; x += stepX) {
                 admitted[taken] = pixels[x];
-                taken += maskPixels[x] < maskLimit;
+                taken += Admits(maskPixels[x]);
             }
             range(admitted.Data(), taken, extremes);
         },

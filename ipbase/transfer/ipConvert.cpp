@@ -81,7 +81,7 @@ const auto& [kConvertToBytes] = OperationsOf<KrLConvertAOI>::all;
 template <class T>
 void KrLConvertAOI::Convert(const KrTAOI<T>* src, KrAOI8* dst, ConversionMode mode) {
     using Precision = std::conditional_t<(std::is_integral_v<T> && sizeof(T) <= 2), float, double>;
-    if (CommonRegion(src, static_cast<KrTAOI<u8>*>(dst)).cx == 0) return;
+    if (CommonRegion(src, dst).cx == 0) return;
     mConvertedRange = ChooseRange(src, mode);
     const auto lower = static_cast<Precision>(Finite(mConvertedRange.lower));
     const auto upper = static_cast<Precision>(Finite(mConvertedRange.upper));
@@ -89,8 +89,8 @@ void KrLConvertAOI::Convert(const KrTAOI<T>* src, KrAOI8* dst, ConversionMode mo
         const auto wide = [=](T v) { return ConvertWide(v, lower, upper); };
         if (upper > lower && !std::isfinite((upper - lower) * 255.0))
             return WalkRows(
-                Access::eSwitched, [=](u8* d, const T* s, std::size_t n) { std::transform(s, s + n, d, wide); },
-                static_cast<KrTAOI<u8>*>(dst), src);
+                Access::eSwitched, [=](u8* d, const T* s, std::size_t n) { std::transform(s, s + n, d, wide); }, dst,
+                src);
     }
     // Ends in the wrong order leave a step above the lower one, equal ends leave nothing.
     constexpr Precision infinity = std::numeric_limits<Precision>::infinity();
@@ -102,14 +102,9 @@ void KrLConvertAOI::Convert(const KrTAOI<T>* src, KrAOI8* dst, ConversionMode mo
         std::array<u8, 256> values, table;
         std::iota(values.begin(), values.end(), u8{0});
         row(table.data(), values.data(), window, table.size());
-        const auto map = std::get<TableRow<u8>>(GetTableKernels().map);
-        WalkRows(
-            Access::eSwitched, [&](u8* d, const u8* s, std::size_t n) { map(d, s, table.data(), n); },
-            static_cast<KrTAOI<u8>*>(dst), src);
+        WalkConstant(Access::eSwitched, std::get<TableRow<u8>>(GetTableKernels().map), table.data(), dst, src);
     } else {
-        WalkRows(
-            Access::eSwitched, [=](u8* d, const T* s, std::size_t n) { row(d, s, window, n); },
-            static_cast<KrTAOI<u8>*>(dst), src);
+        WalkConstant(Access::eSwitched, row, window, dst, src);
     }
 }
 

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "ipbase/base/overlap.h"
+#include "ipbase/base/rowwalk.h"
 #include "ipbase/base/scalar.h"
 #include "ipbase/kernels/transfer.h"
 #include "ipbase/kernels/zoom.h"
@@ -14,10 +15,7 @@ using namespace kernels;
 
 template <class T>
 void KrIpSet::Set(KrTAOI<T>* dst, double value) {
-    const auto row = std::get<FillRow<T>>(GetTransferKernels().fill);
-    const T constant = TruncateTo<T>(value);
-    WalkRows(
-        Access::eTyped, [=](T* d, std::size_t n) { row(d, constant, n); }, dst);
+    WalkConstant(Access::eTyped, std::get<FillRow<T>>(GetTransferKernels().fill), TruncateTo<T>(value), dst);
 }
 
 template <class T>
@@ -81,17 +79,15 @@ private:
 // - 1.
 template <class T, class Add, class Finish>
 void ReduceRows(const KrTAOI<T>* src, KrTAOI<T>* dst, const int* ends, const Add& add, const Finish& finish) {
-    KrTBuf1D<T> buffer(static_cast<std::size_t>(dst->AOIWidth()));
+    TargetRows<T> to(dst, RouteOf(Access::eTyped, dst), dst->AOIWidth());
     int done = 0;
     VisitRows(
         Access::eTyped,
         [&](int y, const T* pixels, std::size_t) {
             add(pixels);
             if (done == dst->AOIHeight() || y + 1 < ends[done]) return;
-            T* direct = dst->GetRowPointer(done);
-            finish(direct ? direct : buffer.Data());
-            if (!direct) dst->WriteRow(done, walk::Columns(dst->AOIWidth()), buffer);
-            ++done;
+            finish(to.Row(done));
+            to.Finish(done++);
         },
         src);
 }

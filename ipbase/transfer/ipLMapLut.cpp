@@ -43,19 +43,14 @@ void KrLMapLut::MapLut16(const KrAOI* a, const KrAOI* b, KrAOI* dst, const KrMap
 void KrLMapLut::MapLut88L8SW(const KrAOI8* src, KrAOI8* dst, const KrMapLut1x8* lut) {
     std::array<u8, 256> table;
     for (unsigned short i = 0; i < 256; ++i) table[i] = lut->GetElem(i);
-    const auto row = std::get<TableRow<u8>>(GetTableKernels().map);
-    WalkRows(
-        Access::eSwitched, [&](u8* d, const u8* s, std::size_t n) { row(d, s, table.data(), n); }, dst, src);
+    WalkConstant(Access::eSwitched, std::get<TableRow<u8>>(GetTableKernels().map), table.data(), dst, src);
 }
 
 void KrLMapLut::MapLut888L16SW(const KrAOI8* a, const KrAOI8* b, KrAOI8* dst, const KrMapLut88_8* lut) {
     KrTBuf1D<u8> table(65536);
     for (std::size_t i = 0; i < table.Size(); ++i)
         table[i] = lut->GetElem(static_cast<unsigned short>(i >> 8), static_cast<unsigned short>(i & 255));
-    const auto row = GetTableKernels().mapPair;
-    WalkRows(
-        Access::eSwitched, [&](u8* d, const u8* s, const u8* t, std::size_t n) { row(d, s, t, table.Data(), n); }, dst,
-        a, b);
+    WalkConstant(Access::eSwitched, GetTableKernels().mapPair, table.Data(), dst, a, b);
 }
 
 std::vector<OperationInfo> MapLutOperations() { return ListOperations(OperationsOf<KrLMapLut>::all); }

@@ -26,7 +26,6 @@ struct Reach {
         : first(std::clamp(dx, 0, width)), last(std::clamp(sourceWidth + dx, first, width)) {}
 };
 
-// Works on row addresses or, when there are none, on row buffers.
 template <class T>
 class RowShifter {
 public:
@@ -39,9 +38,8 @@ public:
           mDy(dy),
           mFill(FillValue<T>(fill)),
           mFillRow(std::get<FillRow<T>>(GetTransferKernels().fill)),
-          mDirect(mSize.cx > 0 && AllowsDirect(Access::eSwitched) && HaveRowPointers(src, dst)),
-          mIn(mDirect || !src ? 0 : static_cast<std::size_t>(src->AOIWidth())),
-          mOut(mDirect ? 0 : static_cast<std::size_t>(mSize.cx)) {}
+          mFrom(src, RouteOf(Access::eSwitched, src, dst), src ? src->AOIWidth() : 0),
+          mTo(dst, RouteOf(Access::eSwitched, src, dst), mSize.cx) {}
 
     // Rows are taken in the order in which no row is overwritten before it is read.
     void Run() {
@@ -61,19 +59,13 @@ private:
         const bool exists = from >= 0 && from < mSrc->AOIHeight();
         const int first = exists ? mReach.first : mSize.cx;
         const int last = exists ? mReach.last : mSize.cx;
-        T* out = mDirect ? mDst->GetRowPointer(y) : mOut.Data();
-        if (first < last) {
-            const T* in = mDirect ? mSrc->GetRowPointer(from) : ReadSource(from);
-            std::memmove(out + first, in + first - mDx, static_cast<std::size_t>(last - first) * sizeof(T));
-        }
+        T* out = mTo.Row(y);
+        if (first < last)
+            std::memmove(out + first, mFrom.Row(from) + first - mDx,
+                         static_cast<std::size_t>(last - first) * sizeof(T));
         mFillRow(out, mFill, static_cast<std::size_t>(first));
         mFillRow(out + last, mFill, static_cast<std::size_t>(mSize.cx - last));
-        if (!mDirect) mDst->WriteRow(y, walk::Columns(mSize.cx), mOut);
-    }
-
-    const T* ReadSource(int row) {
-        mSrc->ReadRow(row, walk::Columns(mSrc->AOIWidth()), mIn);
-        return mIn.Data();
+        mTo.Finish(y);
     }
 
     const KrTAOI<T>* mSrc;
@@ -83,8 +75,8 @@ private:
     int mDx, mDy;
     T mFill;
     FillRow<T> mFillRow;
-    bool mDirect;
-    KrTBuf1D<T> mIn, mOut;
+    SourceRows<T> mFrom;
+    TargetRows<T> mTo;
 };
 
 template <class T>

@@ -32,9 +32,7 @@ void MoveBits(const KrTAOI<A>* src, KrTAOI<D>* dst, std::int32_t mask, std::int3
     bits.keep = join == Join::eReplaceAll ? 0u : join == Join::eOr ? ~0u : ~field;
     bits.join = join == Join::eAnd ? ~0u : 0u;
     bits.set = join == Join::eAnd ? 0u : ~0u;
-    const KrTAOI<D>* old = dst;
-    WalkRows(
-        Access::eSwitched, [=](D* d, const A* s, const D* o, std::size_t n) { row(d, s, o, bits, n); }, dst, src, old);
+    WalkConstant(Access::eSwitched, row, bits, dst, src, static_cast<const KrTAOI<D>*>(dst));
 }
 
 template <class A, class D>
@@ -42,7 +40,7 @@ void Convert(const KrTAOI<A>* src, KrTAOI<D>* dst) {
     WalkRows(Access::eSwitched, std::get<UnaryRow<D, A>>(GetTransferKernels().convert), dst, src);
 }
 
-// The narrowing copies reach pixels one by one when they may not be addressed.
+// The narrowing copies route pixels one by one when they may not be addressed.
 template <class D>
 void Narrow(const KrAOI32Float* src, KrTAOI<D>* dst) {
     WalkRows<UnaryRow<D, float>, D, float>(Access::eSwitchedPixels,
@@ -129,15 +127,12 @@ void KrLTransfer::Copy3216FSW(const KrAOI32Float* src, KrAOI16* dst) { Narrow(sr
 void KrLTransfer::Copy88SWEven(const KrAOI8* src, KrAOI8* dst) {
     const KrTSize<int> size = CommonRegion(src, dst);
     if (size.cx == 0) return;
-    const bool direct = AllowsDirect(Access::eSwitched) && HaveRowPointers(src, dst);
-    KrTBuf1D<u8> line(static_cast<std::size_t>(size.cx));
+    const Route route = RouteOf(Access::eSwitched, src, dst);
+    SourceRows<u8> from(src, route, size.cx);
+    TargetRows<u8> to(dst, route, size.cx);
     for (int y = 0; y < size.cy; y += 2) {
-        if (direct) {
-            std::memmove(dst->GetRowPointer(y), src->GetRowPointer(y), line.Size());
-            continue;
-        }
-        src->ReadRow(y, walk::Columns(size.cx), line);
-        dst->WriteRow(y, walk::Columns(size.cx), line);
+        std::memmove(to.Row(y), from.Row(y), static_cast<std::size_t>(size.cx));
+        to.Finish(y);
     }
 }
 

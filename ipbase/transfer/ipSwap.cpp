@@ -1,6 +1,6 @@
 #include "ipbase/ipSwap.h"
 
-#include "ipbase/base/rowwalk.h"
+#include "ipbase/base/rowaccess.h"
 
 namespace KrN {
 
@@ -8,25 +8,15 @@ template <class T>
 void KrIpSwap::Swap(KrTAOI<T>* a, KrTAOI<T>* b) {
     const KrTSize<int> size = CommonRegion(a, b);
     if (size.cx == 0) return;
-    const bool direct = HaveRowPointers(a, b);
-    if (a == b || (direct && a->GetRowPointer(0) == b->GetRowPointer(0)))
+    const Route route = RouteOf(Access::eTyped, a, b);
+    if (a == b || (route == Route::eAddress && a->GetRowPointer(0) == b->GetRowPointer(0)))
         throw new KrNotImplementedException(L"C\\ipSwap", 40, L"Swap( pSrc == pDest )");
-    const auto width = static_cast<std::size_t>(size.cx);
-    if (direct) {
-        for (int y = 0; y < size.cy; ++y) {
-            T* rowA = a->GetRowPointer(y);
-            T* rowB = b->GetRowPointer(y);
-            for (std::size_t x = 0; x < width; ++x) std::swap(rowA[x], rowB[x]);
-        }
-        return;
-    }
-    KrTBuf1D<T> rowA(width), rowB(width);
-    const KrColumnRange columns = walk::Columns(size.cx);
+    TargetRows<T> first(a, route, size.cx), second(b, route, size.cx);
     for (int y = 0; y < size.cy; ++y) {
-        a->ReadRow(y, columns, rowA);
-        b->ReadRow(y, columns, rowB);
-        a->WriteRow(y, columns, rowB);
-        b->WriteRow(y, columns, rowA);
+        T *rowA = first.Load(y), *rowB = second.Load(y);
+        for (int x = 0; x < size.cx; ++x) std::swap(rowA[x], rowB[x]);
+        first.Finish(y);
+        second.Finish(y);
     }
 }
 

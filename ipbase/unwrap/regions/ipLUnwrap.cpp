@@ -4,6 +4,7 @@
 #include <array>
 #include <utility>
 
+#include "ipbase/base/rowwalk.h"
 #include "ipbase/ipLTrans.h"
 #include "ipbase/unwrap/info.h"
 #include "ipbase/unwrap/regions/boundaries.h"
@@ -24,20 +25,17 @@ void Require(bool condition, std::uint32_t line, const wchar_t* text) {
     if (!condition) throw new KrException(L"C\\ipLUnwrap", line, text);
 }
 
-KrColumnRange Columns(int width) { return {0, static_cast<std::int16_t>(width - 1)}; }
-
 // Wrapped phases with order 0; levels are 0 where the mask excludes the pixel, else at least 1.
 void ReadPlanes(const KrAOI8& phase, const KrAOI8& quality, const KrAOI8& mask, UnwrapPlanes& planes) {
-    const auto width = static_cast<std::size_t>(planes.width);
-    KrTBuf1D<std::uint8_t> phases(width), qualities(width), marks(width);
+    const Route route = RouteOf(Access::eSwitched, &phase, &quality, &mask);
+    SourceRows<std::uint8_t> phases(&phase, route, planes.width), qualities(&quality, route, planes.width),
+        masks(&mask, route, planes.width);
     for (int y = 0; y < planes.height; ++y) {
-        phase.ReadRow(y, Columns(planes.width), phases);
-        quality.ReadRow(y, Columns(planes.width), qualities);
-        mask.ReadRow(y, Columns(planes.width), marks);
-        std::copy_n(phases.Data(), width, planes.phase.data() + planes.Row(y));
+        std::copy_n(phases.Row(y), planes.width, planes.phase.data() + planes.Row(y));
+        const std::uint8_t *values = qualities.Row(y), *marks = masks.Row(y);
         std::uint8_t* const level = planes.quality.data() + planes.Row(y);
-        for (std::size_t x = 0; x < width; ++x) {
-            const std::uint8_t usable = std::min(qualities[x], std::uint8_t{254});
+        for (int x = 0; x < planes.width; ++x) {
+            const std::uint8_t usable = std::min(values[x], std::uint8_t{254});
             level[x] = marks[x] & kExcludedBit ? std::uint8_t{0} : static_cast<std::uint8_t>(usable + 1);
         }
     }
@@ -137,23 +135,19 @@ KrTRange<std::int32_t> KrLUnWrap::State::GetMinMaxPhase() const {
 void KrLUnWrap::State::ShowPhaseImage() {
     range = GetMinMaxPhase();
     const auto minimum = static_cast<std::uint16_t>(range.lower);
-    const auto width = static_cast<std::size_t>(planes.width);
-    KrTBuf1D<std::uint16_t> values(width);
-    KrTBuf1D<std::uint8_t> marks(width);
+    TargetRows<std::uint16_t> values(target, RouteOf(Access::eSwitched, target), planes.width);
+    TargetRows<std::uint8_t> marks(targetMask, RouteOf(Access::eSwitched, targetMask), planes.width);
     for (int y = 0; y < planes.height; ++y) {
-        targetMask->ReadRow(y, Columns(planes.width), marks);
         const std::uint32_t* const area = planes.area.data() + planes.Row(y);
         const std::uint16_t* const phase = planes.phase.data() + planes.Row(y);
-        std::uint16_t* const value = values.Data();
-        std::uint8_t* const mark = marks.Data();
-        for (std::size_t x = 0; x < width; ++x) {
+        std::uint16_t* const value = values.Row(y);
+        for (int x = 0; x < planes.width; ++x)
             value[x] = area[x] ? static_cast<std::uint16_t>(phase[x] - minimum) : std::uint16_t{0};
-        }
-        for (std::size_t x = 0; x < width; ++x) {
+        values.Finish(y);
+        std::uint8_t* const mark = marks.Load(y);
+        for (int x = 0; x < planes.width; ++x)
             mark[x] = static_cast<std::uint8_t>((mark[x] & ~kInvalidBit) | (area[x] ? 0 : kInvalidBit));
-        }
-        target->WriteRow(y, Columns(planes.width), values);
-        targetMask->WriteRow(y, Columns(planes.width), marks);
+        marks.Finish(y);
     }
 }
 
@@ -280,14 +274,12 @@ void KrLUnWrap::GetResult(KrAOI32Float* result, KrAOI8* resultMask) {
     s.transfer.Copy(s.targetMask, resultMask);
     const double scale = s.info.valueScale / 255.0;
     const double offset = scale * s.range.lower;
-    const int width = result->AOIWidth();
-    KrTBuf1D<std::uint16_t> values(static_cast<std::size_t>(width));
-    KrTBuf1D<float> phases(static_cast<std::size_t>(width));
-    for (int y = 0; width > 0 && y < result->AOIHeight(); ++y) {
-        s.target->ReadRow(y, Columns(width), values);
-        for (std::size_t x = 0; x < phases.Size(); ++x) phases[x] = static_cast<float>(scale * values[x] + offset);
-        result->WriteRow(y, Columns(width), phases);
-    }
+    WalkRows(
+        Access::eSwitched,
+        [=](float* phases, const std::uint16_t* values, std::size_t count) {
+            for (std::size_t x = 0; x < count; ++x) phases[x] = static_cast<float>(scale * values[x] + offset);
+        },
+        result, static_cast<const KrAOI16*>(s.target));
     DescribeUnwrapped(*result, s.info, 1.0);
 }
 
@@ -299,13 +291,12 @@ void KrLUnWrap::GetComponentLabels(KrAOI32* labels) const {
     const std::vector<std::uint32_t> component = mState->forest.ComponentOfAreas();
     const int width = std::min<int>(planes.width, labels->AOIWidth());
     const int height = std::min<int>(planes.height, labels->AOIHeight());
-    KrTBuf1D<std::int32_t> row(static_cast<std::size_t>(width));
+    TargetRows<std::int32_t> rows(labels, RouteOf(Access::eSwitched, labels), width);
     for (int y = 0; width > 0 && y < height; ++y) {
         const std::uint32_t* const area = planes.area.data() + planes.Row(y);
-        for (std::size_t x = 0; x < row.Size(); ++x) {
-            row[x] = area[x] ? static_cast<std::int32_t>(component[area[x] - 1]) : 0;
-        }
-        labels->WriteRow(y, Columns(width), row);
+        std::int32_t* const row = rows.Row(y);
+        for (int x = 0; x < width; ++x) row[x] = area[x] ? static_cast<std::int32_t>(component[area[x] - 1]) : 0;
+        rows.Finish(y);
     }
 }
 

@@ -101,53 +101,43 @@ private:
         mTreeAt[place] = large;
         mTrees[large].place = place;
         mTrees[large].node = node;
-        MoveOut(small, large);
-        MoveIn(small, large);
+        HandOver(small, large);
         UpdateFront(large);
     }
 
-    void MoveOut(std::uint32_t small, std::uint32_t large) {
-        const std::uint32_t shift = mTrees[large].lift - mTrees[small].lift;
-        for (std::uint32_t i = mTrees[small].firstOut; i != kUnwrapNone;) {
-            SrUnwrapNeighbour& e = mEntries[i];
-            const std::uint32_t entry = std::exchange(i, e.nextOut);
-            if (!e.pairCount) continue;
-            if (e.to == large) {
-                Drop(e);
-                continue;
-            }
-            e.orderSum += e.pairCount * shift;
-            const std::uint32_t same = mEntries.Redirect(entry, large, e.to);
-            if (same == kUnwrapNone) {
-                LinkOut(entry, large);
-            } else {
-                Merge(e, same);
-            }
+    // Hands the live entries of a list, which begins with the given one and goes on by `next`, to `move`.
+    template <class Move>
+    void ForEachOf(std::uint32_t entry, std::uint32_t SrUnwrapNeighbour::*next, const Move& move) {
+        while (entry != kUnwrapNone) {
+            SrUnwrapNeighbour& e = mEntries[entry];
+            const std::uint32_t current = std::exchange(entry, e.*next);
+            if (e.pairCount) move(current, e);
         }
     }
 
-    void MoveIn(std::uint32_t small, std::uint32_t large) {
-        const std::uint32_t shift = mTrees[small].lift - mTrees[large].lift;
-        for (std::uint32_t i = mTrees[small].firstIn; i != kUnwrapNone;) {
-            SrUnwrapNeighbour& e = mEntries[i];
-            const std::uint32_t entry = std::exchange(i, e.nextIn);
-            if (!e.pairCount) continue;
-            JoinTree& from = mTrees[e.from];
-            if (e.from == large) {
-                from.front = mHeap.Remove(from.front, entry);
-                Drop(e);
-                continue;
-            }
+    // What leads from the small tree or to it leads from or to the large one from now on. The heap of the small tree is
+    // given up; those of the trees that its entries come from go on.
+    void HandOver(std::uint32_t small, std::uint32_t large) {
+        const std::uint32_t shift = mTrees[large].lift - mTrees[small].lift;
+        ForEachOf(mTrees[small].firstOut, &SrUnwrapNeighbour::nextOut, [&](std::uint32_t entry, SrUnwrapNeighbour& e) {
+            if (e.to == large) return Drop(e);
             e.orderSum += e.pairCount * shift;
-            const std::uint32_t same = mEntries.Redirect(entry, e.from, large);
-            if (same == kUnwrapNone) {
-                LinkIn(entry, large);
-            } else {
-                from.front = mHeap.Remove(from.front, entry);
-                Merge(e, same);
-                UpdateFront(e.from);
+            const std::uint32_t same = mEntries.Redirect(entry, large, e.to);
+            same == kUnwrapNone ? LinkOut(entry, large) : Merge(e, same);
+        });
+        ForEachOf(mTrees[small].firstIn, &SrUnwrapNeighbour::nextIn, [&](std::uint32_t entry, SrUnwrapNeighbour& e) {
+            std::uint32_t& front = mTrees[e.from].front;
+            if (e.from == large) {
+                front = mHeap.Remove(front, entry);
+                return Drop(e);
             }
-        }
+            e.orderSum -= e.pairCount * shift;
+            const std::uint32_t same = mEntries.Redirect(entry, e.from, large);
+            if (same == kUnwrapNone) return LinkIn(entry, large);
+            front = mHeap.Remove(front, entry);
+            Merge(e, same);
+            UpdateFront(e.from);
+        });
     }
 
     // Adds an entry, which no heap holds any more, to another one with the same ends.
