@@ -1,10 +1,25 @@
 #pragma once
 
+#include <filesystem>
+#include <vector>
+
 #include "measure/absolute.h"
+#include "measure/scan.h"
 #include "measure/simulate.h"
 
 // Whole coded scans of a simulated scene, and how right their decoding is.
 namespace measure::simulate {
+
+// Fringes of the given periods (projector pixels), each with equal shifts.
+MEASURE_API CodedAxis SineAxis(double length, const std::vector<double>& periods, int steps);
+// Adds a Gray code with as many bits as the axis needs, with or without inverse pictures.
+MEASURE_API void AddGrayCode(CodedAxis& axis, double cell, double offset = 0, bool inverse = true);
+// Gives every picture of a description a name of its own: "columns_00.png" and so on, in the order of the description;
+// white and black are named, and thereby become part of the scan, only when asked for.
+MEASURE_API void NamePictures(Scan& scan, bool whiteAndBlack);
+// Writes scan.json and the pictures that it names into a folder, which is created. Throws OutputError.
+MEASURE_API void WriteScan(const std::filesystem::path& folder, const Simulation& simulation, const Scan& scan,
+                           const Capture& capture = {});
 
 // The pictures of everything that one direction is coded with. Of the files that the coding names only the number
 // matters; without an origin the phase is 0 at pixel 0.

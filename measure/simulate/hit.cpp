@@ -23,12 +23,14 @@ std::array<double, 2> Roots(double a, double b, double c) {
     return {first, second};
 }
 
+cv::Vec3d Column(const cv::Matx33d& m, int i) { return {m(0, i), m(1, i), m(2, i)}; }
+
 std::optional<Hit> MeetShape(const Plane& plane, const Material& material, const Line& line, double least) {
-    const cv::Vec3d normal(plane.pose.rotation(0, 2), plane.pose.rotation(1, 2), plane.pose.rotation(2, 2));
+    const cv::Vec3d normal = Column(plane.pose.rotation, 2);
     const double t = normal.dot(plane.pose.translation - line.from) / normal.dot(line.along);
     if (!(t > least) || std::isinf(t)) return {};
-    const cv::Vec3d own = plane.pose.rotation.t() * (line.from + t * line.along - plane.pose.translation);
-    const cv::Point2d at(own[0], own[1]);
+    const cv::Vec3d p = line.from + t * line.along - plane.pose.translation;
+    const cv::Point2d at(Column(plane.pose.rotation, 0).dot(p), Column(plane.pose.rotation, 1).dot(p));
     const bool inside = at.x >= plane.left && at.x <= plane.right && at.y >= plane.top && at.y <= plane.bottom;
     if (!inside || IsHole(material, at)) return {};
     return Hit{t, normal, at};
@@ -40,8 +42,9 @@ std::optional<Hit> MeetShape(const Sphere& sphere, const Material& material, con
     for (const double t : Roots(a, b, from.dot(from) - sphere.radius * sphere.radius)) {
         if (!(t > least)) continue;
         const cv::Vec3d n = (from + t * line.along) / sphere.radius;
-        const cv::Point2d at(sphere.radius * std::atan2(n[0], -n[2]),
-                             sphere.radius * std::atan2(n[1], std::hypot(n[0], n[2])));
+        cv::Point2d at;
+        if (material.texture)
+            at = {sphere.radius * std::atan2(n[0], -n[2]), sphere.radius * std::atan2(n[1], std::hypot(n[0], n[2]))};
         if (!IsHole(material, at)) return Hit{t, n, at};
     }
     return {};

@@ -4,8 +4,12 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <filesystem>
 #include <opencv2/core.hpp>
 #include <opencv2/imgproc.hpp>
+
+#include "measure/io.h"
+#include "measure/simulatescan.h"
 
 namespace {
 
@@ -285,6 +289,46 @@ TEST(Simulate, StandardScenesShowSomething) {
         const cv::Mat1b white = simulation.Render(White());
         EXPECT_GT(cv::mean(white, truth.lit)[0], 40) << standard.name;
         EXPECT_LT(cv::mean(white, truth.lit == 0)[0], 60) << standard.name;
+    }
+}
+
+// What is written can be read, and decodes to the true coordinates.
+TEST(Simulate, WrittenScansDescribeThemselves) {
+    const Simulation simulation(MakeScene("two-objects", StandardRig({320, 240})));
+    measure::Scan scan;
+    scan.columns = SineAxis(1920, {1920.0 / 24}, 4);
+    scan.columns->origin = 7.5;
+    scan.columns->direction = -1;
+    AddGrayCode(*scan.columns, 40, -3);
+    scan.rows = SineAxis(1080, {90, 1080}, 3);
+    NamePictures(scan, true);
+    const auto folder = std::filesystem::path(testing::TempDir()) / "vorip-simulated-scan";
+    WriteScan(folder, simulation, scan, {16});
+
+    const measure::Scan read = measure::ReadScan(folder / "scan.json");
+    ASSERT_TRUE(read.columns && read.rows && read.columns->gray);
+    EXPECT_EQ(read.columns->origin, 7.5);
+    EXPECT_EQ(read.columns->direction, -1);
+    EXPECT_EQ(read.columns->gray->offset, -3);
+    EXPECT_EQ(read.columns->gray->frames.size(), 6U);
+    EXPECT_EQ(read.rows->sines[1].period, 1080);
+    const cv::Mat white = measure::ReadPicture(read.columns->white.string());
+    EXPECT_EQ(cv::norm(white, RenderAxis(simulation, Axis::eColumns, *scan.columns, {16}).white, cv::NORM_INF), 0);
+    std::filesystem::remove_all(folder);
+
+    const Truth& truth = simulation.GetTruth();
+    for (const Axis axis : {Axis::eColumns, Axis::eRows}) {
+        const measure::CodedAxis& coded = axis == Axis::eColumns ? *scan.columns : *scan.rows;
+        const measure::AbsolutePhase found = DecodeAxis(coded, RenderAxis(simulation, axis, coded, {16}));
+        const cv::Mat1d& wanted = axis == Axis::eColumns ? truth.column : truth.row;
+        int valid = 0, right = 0;
+        ForEachPixel(wanted.size(), [&](int x, int y) {
+            if (found.mask(y, x) == 0 || truth.mixed(y, x) != 0 || truth.lit(y, x) == 0) return;
+            ++valid;
+            right += std::abs(found.coordinate(y, x) - wanted(y, x)) < 0.05 ? 1 : 0;
+        });
+        EXPECT_GT(valid, 50000);
+        EXPECT_GE(right, 0.999 * valid);
     }
 }
 

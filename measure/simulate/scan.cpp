@@ -1,0 +1,125 @@
+#include <cmath>
+#include <fstream>
+#include <nlohmann/json.hpp>
+
+#include "measure/io.h"
+#include "measure/simulatescan.h"
+
+namespace measure::simulate {
+namespace {
+
+using Json = nlohmann::ordered_json;
+using Names = std::vector<std::filesystem::path>;
+
+// Every picture of an axis with the place of its name, in the order of the description.
+template <class F>
+void ForEachName(CodedAxis& axis, const F& name) {
+    for (SineSet& set : axis.sines)
+        for (std::filesystem::path& frame : set.frames) name(frame);
+    if (!axis.gray) return;
+    for (std::filesystem::path& frame : axis.gray->frames) name(frame);
+    for (std::filesystem::path& frame : axis.gray->inverse) name(frame);
+}
+
+Json ToJson(const Names& names) {
+    Json list = Json::array();
+    for (const std::filesystem::path& name : names) list.push_back(name.generic_string());
+    return list;
+}
+
+Json ToJson(const CodedAxis& axis) {
+    Json json = {{"length", axis.length}, {"direction", axis.direction}};
+    if (axis.origin) json["origin"] = *axis.origin;
+    json["sines"] = Json::array();
+    for (const SineSet& set : axis.sines) {
+        Json degrees = Json::array();
+        for (const double shift : set.shifts) degrees.push_back(shift * 180 / CV_PI);
+        json["sines"].push_back({{"period", set.period}, {"shifts", degrees}, {"frames", ToJson(set.frames)}});
+    }
+    if (axis.gray) {
+        Json gray = {{"cell", axis.gray->cell}, {"offset", axis.gray->offset}, {"frames", ToJson(axis.gray->frames)}};
+        if (!axis.gray->inverse.empty()) gray["inverse"] = ToJson(axis.gray->inverse);
+        json["gray"] = gray;
+    }
+    if (!axis.white.empty()) json["white"] = axis.white.generic_string();
+    if (!axis.black.empty()) json["black"] = axis.black.generic_string();
+    return json;
+}
+
+void WriteBytes(const std::filesystem::path& file, const char* bytes, std::size_t count) {
+    std::ofstream stream(file, std::ios::binary);
+    stream.write(bytes, static_cast<std::streamsize>(count));
+    stream.close();
+    if (!stream) throw OutputError("cannot write " + file.string());
+}
+
+void WritePicture(const std::filesystem::path& file, const cv::Mat& picture) {
+    const std::vector<unsigned char> bytes = EncodePicture(file.string(), picture);
+    WriteBytes(file, reinterpret_cast<const char*>(bytes.data()), bytes.size());
+}
+
+void WritePictures(const std::filesystem::path& folder, const Names& names, const std::vector<cv::Mat>& pictures) {
+    for (std::size_t i = 0; i < names.size(); ++i) WritePicture(folder / names[i], pictures[i]);
+}
+
+}  // namespace
+
+CodedAxis SineAxis(double length, const std::vector<double>& periods, int steps) {
+    CodedAxis axis;
+    axis.length = length;
+    for (const double period : periods)
+        axis.sines.push_back({period, EqualShifts(steps), Names(static_cast<std::size_t>(steps))});
+    return axis;
+}
+
+void AddGrayCode(CodedAxis& axis, double cell, double offset, bool inverse) {
+    if (!(cell > 0)) throw InputError("a Gray code needs a cell above 0");
+    const double cells = std::max(2.0, std::ceil((axis.length - offset) / cell));
+    const auto bits = static_cast<std::size_t>(std::ceil(std::log2(cells)));
+    axis.gray = GrayCode{cell, offset, Names(bits), Names(inverse ? bits : 0)};
+}
+
+void NamePictures(Scan& scan, bool whiteAndBlack) {
+    const auto nameAll = [&](std::optional<CodedAxis>& axis, const std::string& prefix) {
+        if (!axis) return;
+        int count = 0;
+        const auto next = [&](std::filesystem::path& name) {
+            const std::string number = std::to_string(count++);
+            name = prefix + (number.size() < 2 ? "_0" : "_") + number + ".png";
+        };
+        ForEachName(*axis, next);
+        if (!whiteAndBlack) return;
+        next(axis->white);
+        next(axis->black);
+    };
+    nameAll(scan.columns, "columns");
+    nameAll(scan.rows, "rows");
+}
+
+void WriteScan(const std::filesystem::path& folder, const Simulation& simulation, const Scan& scan,
+               const Capture& capture) {
+    std::error_code error;
+    std::filesystem::create_directories(folder, error);
+    if (error) throw OutputError("cannot create the folder " + folder.string() + ": " + error.message());
+    Json json;
+    if (scan.fullScale > 0) json["full_scale"] = scan.fullScale;
+    const auto write = [&](const std::optional<CodedAxis>& coded, Axis axis, const char* key) {
+        if (!coded) return;
+        const AxisPictures pictures = RenderAxis(simulation, axis, *coded, capture);
+        for (std::size_t i = 0; i < coded->sines.size(); ++i)
+            WritePictures(folder, coded->sines[i].frames, pictures.sines[i]);
+        if (coded->gray) {
+            WritePictures(folder, coded->gray->frames, pictures.gray);
+            WritePictures(folder, coded->gray->inverse, pictures.inverse);
+        }
+        if (!coded->white.empty()) WritePicture(folder / coded->white, pictures.white);
+        if (!coded->black.empty()) WritePicture(folder / coded->black, pictures.black);
+        json[key] = ToJson(*coded);
+    };
+    write(scan.columns, Axis::eColumns, "columns");
+    write(scan.rows, Axis::eRows, "rows");
+    const std::string text = json.dump(2) + "\n";
+    WriteBytes(folder / "scan.json", text.data(), text.size());
+}
+
+}  // namespace measure::simulate
