@@ -11,3 +11,13 @@ if(have_library)
             voripbase::opencv_core voripbase::opencv_imgproc)
     endforeach()
 endif()
+
+# How right the results are; no timing of operations, so it stands apart from the benchmarks.
+file(GLOB accuracy_sources CONFIGURE_DEPENDS bench/accuracy/*.cpp)
+if(have_library)
+    voripbase_find_opencv(imgcodecs)
+    find_package(CLI11 CONFIG REQUIRED)
+    add_executable(bench_accuracy ${accuracy_sources})
+    target_link_libraries(bench_accuracy PRIVATE voripbase_options voripbase::measure CLI11::CLI11
+        voripbase::opencv_core voripbase::opencv_imgproc voripbase::opencv_imgcodecs)
+endif()

@@ -1,0 +1,149 @@
+#include "bench/accuracy/coding.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <opencv2/imgproc.hpp>
+
+#include "measure/absolute.h"
+#include "measure/fringe.h"
+#include "measure/simulatescan.h"
+#include "measure/unwrap.h"
+
+namespace measure::accuracy {
+namespace {
+
+constexpr double kLength = 1920;
+
+CodedAxis AxisOf(const Coding& coding, int steps) {
+    CodedAxis axis = simulate::SineAxis(kLength, coding.periods, steps);
+    if (coding.cell > 0) simulate::AddGrayCode(axis, coding.cell, coding.offset, coding.inverse);
+    axis.origin = coding.origin;
+    Scan scan;
+    scan.columns = axis;
+    simulate::NamePictures(scan, coding.cell > 0 && !coding.inverse);
+    return *scan.columns;
+}
+
+// Whether a period of the fringes covers at least four pixels around this one, on its own surface.
+bool IsResolved(const cv::Mat1d& column, cv::Point at, double period) {
+    const auto step = [&](cv::Point by) {
+        double least = 0;
+        for (const cv::Point next : {at + by, at - by}) {
+            if (!cv::Rect({}, column.size()).contains(next)) continue;
+            const double change = std::abs(column(next) - column(at));
+            if (!std::isnan(change)) least = least > 0 ? std::min(least, change) : change;
+        }
+        return least;
+    };
+    return std::max(step({1, 0}), step({0, 1})) <= period / 4;
+}
+
+// Pixels that are lit in all pictures, saturated in none and modulated in all sets by five times the noise, of which
+// rounding is a part, and by the share of full scale that makes a pixel usable; where the camera resolves the fringes.
+cv::Mat1b Expected(const simulate::Simulation& simulation, const CodedAxis& axis, const AxisPictures& pictures,
+                   const simulate::Capture& capture) {
+    const simulate::Truth& truth = simulation.GetTruth();
+    const double level = 255.0 / ((1 << capture.bits) - 1);
+    const double least = 255 * FringeLimits().minModulation;
+    cv::Mat1b expected = truth.lit.clone();
+    for (const SineSet& set : axis.sines) {
+        const cv::Mat1f modulation = simulation.Modulation(simulate::Sine(set.period, 0), capture);
+        const cv::Mat1f mean = simulation.Mean(simulate::Sine(set.period, 0), capture);
+        for (int y = 0; y < expected.rows; ++y)
+            for (int x = 0; x < expected.cols; ++x) {
+                const double variance = capture.noise * capture.noise + capture.shotNoise * mean(y, x) +
+                                        level * level / 12 + std::pow(capture.speckle * mean(y, x), 2);
+                if (modulation(y, x) < std::max(least, 5 * std::sqrt(variance)) ||
+                    !IsResolved(truth.column, {x, y}, set.period))
+                    expected(y, x) = 0;
+            }
+    }
+    const double most = (1 << capture.bits) - 1;
+    for (const std::vector<cv::Mat>& set : pictures.sines)
+        for (const cv::Mat& frame : set) expected.setTo(0, frame >= 0.995 * most);
+    return expected;
+}
+
+// A pixel at an edge of light may see some of it.
+cv::Mat1b NearLight(const cv::Mat1b& lit) {
+    cv::Mat1b near;
+    cv::dilate(lit, near, {});
+    return near;
+}
+
+}  // namespace
+
+const std::vector<Coding>& Codings() {
+    static const std::vector<Coding> codings = {
+        {"one set, period 66.7", {kLength / 28.8}},
+        {"one set, period 18", {18}},
+        {"two sets, 1 : 16", {kLength / 16, kLength}},
+        {"two sets, 16 : 15", {kLength / 16, kLength / 15}},
+        {"three sets, 1 : 4 : 16", {kLength / 16, kLength / 4, kLength}},
+        {"three sets, 70 : 64 : 59", {kLength / 70, kLength / 64, kLength / 59}},
+        {"Gray code, cell of half a period", {48}, 24, 0, true, 13.7},
+        {"Gray code shifted by half its cell, a period", {48}, 48, -24, true, 0},
+        {"Gray code without inverse pictures", {64}, 32, 0, false, -5.2},
+        {"Gray code and beat of 66.7 and 100", {kLength / 28.8, 100}, 100, 0, true, 0},
+    };
+    return codings;
+}
+
+std::string Conditions::Name() const {
+    char text[80];
+    std::snprintf(text, sizeof text, "%d steps, gamma %.1f, noise %g, %d bit", steps, capture.gamma, capture.noise,
+                  capture.bits);
+    return text;
+}
+
+cv::Mat1d InPeriods(const cv::Mat1f& phase) {
+    cv::Mat1d periods;
+    phase.convertTo(periods, CV_64F, 0.5 / CV_PI);
+    return periods;
+}
+
+cv::Mat1d UnwrapOneSet(const std::vector<cv::Mat>& frames, const std::vector<double>& shifts, double fullScale) {
+    FringeLimits limits;
+    limits.fullScale = fullScale;
+    FringePhase phase = SolveFringes({frames, shifts}, limits);
+    CorrectRipple(phase, EstimateRipple(phase));
+    const cv::Mat1f cost = UnwrapCost(phase.phase, phase.usable, FringeContrast(phase));
+    return InPeriods(UnwrapByCost(phase.phase, phase.usable, cost).phase);
+}
+
+Outcome Run(const simulate::Simulation& simulation, const Coding& coding, const Conditions& conditions) {
+    CodedAxis axis = AxisOf(coding, conditions.steps);
+    const simulate::Capture& capture = conditions.capture;
+    const AxisPictures pictures = RenderAxis(simulation, simulate::Axis::eColumns, axis, capture);
+    const Reference reference{cv::Mat1d(simulation.GetTruth().column / coding.periods[0]),
+                              Expected(simulation, axis, pictures, capture), NearLight(simulation.GetTruth().lit)};
+    // Pictures of fewer than 16 bits in 16-bit files need to be told.
+    const double fullScale = (1 << capture.bits) - 1;
+
+    Outcome outcome;
+    const auto start = std::chrono::steady_clock::now();
+    cv::Mat1d periods(simulation.GetTruth().lit.size(), std::nan(""));
+    try {
+        if (coding.IsAbsolute()) {
+            if (axis.gray) axis.origin.reset();
+            DecodeOptions options;
+            options.limits.fullScale = fullScale;
+            const AbsolutePhase result = DecodeAxis(axis, pictures, options);
+            result.coordinate.convertTo(periods, CV_64F, 1 / coding.periods[0]);
+            outcome.warnings = result.warnings;
+        } else {
+            periods = UnwrapOneSet(pictures.sines[0], axis.sines[0].shifts, fullScale);
+        }
+    } catch (const Error& error) {
+        outcome.refused = error.what();
+    }
+    outcome.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    const Judgement judgement = Judge(periods, reference, coding.IsAbsolute() ? Freedom::eNone : Freedom::ePerArea);
+    outcome.score = judgement.score;
+    outcome.picture = judgement.picture;
+    outcome.error = WrappedError(periods, reference);
+    return outcome;
+}
+
+}  // namespace measure::accuracy
