@@ -19,6 +19,8 @@ inline constexpr int kMaxImageSide = 32767;
 // becomes grey, opacity is ignored, booleans are 0 and 255, fewer than 8 bits a pixel are spread to 0 to 255, and
 // TIFF and JPEG pictures are turned upright. Of several pages it is the first.
 MEASURE_API cv::Mat ReadPicture(const std::string& file);
+// Reads a picture as blue, green and red of 8 bits; 16 bits are scaled down, grey becomes colour, opacity is ignored.
+MEASURE_API cv::Mat3b ReadColourPicture(const std::string& file);
 // All pages of a TIFF file, one picture of other files.
 MEASURE_API std::vector<cv::Mat> ReadPages(const std::string& file);
 

@@ -95,6 +95,8 @@ inline TapsView View(const Taps& taps) { return {taps.first, taps.count, taps.we
 template <class S>
 double ValueAt(const PixelPlane<S>& plane, double x, double y, const KrSampling& how, double fill) {
     if (!std::isfinite(x) || !std::isfinite(y)) return kNaN<double>;
+    if (how.border == eBorderFill && (x <= -2.0 || y <= -2.0 || x >= plane.width + 1.0 || y >= plane.height + 1.0))
+        return fill;  // whatever the mode
     x = ReduceShift(x, plane.width, how.border);
     y = ReduceShift(y, plane.height, how.border);
     bool whole = false;

@@ -124,11 +124,11 @@ T* Moved(T* p, std::ptrdiff_t bytes) {
     return reinterpret_cast<T*>(reinterpret_cast<char*>(p) + bytes);
 }
 
-// Eight rows of eight: both sides have whole cache lines at hand, and the compiler turns the loop into shuffles.
+// Small blocks by way of local memory: rows whose distance is a power of two share few places of the cache.
 template <class T>
 HWY_ATTR void TransposeLoop(T* dst, std::ptrdiff_t dstStride, const T* src, std::ptrdiff_t srcStride,
                             std::size_t columns, std::size_t rows) {
-    constexpr std::size_t kSide = 8;
+    constexpr std::size_t kSide = sizeof(T) == 4 ? 16 : 8;
     const auto at = [](std::size_t n) { return static_cast<std::ptrdiff_t>(n); };
     for (std::size_t y = 0; y < rows; y += kSide)
         for (std::size_t x = 0; x < columns; x += kSide) {

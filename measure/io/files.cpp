@@ -46,6 +46,21 @@ cv::Mat Checked(const cv::Mat& image, const std::string& file) {
 
 }  // namespace
 
+cv::Mat3b ReadColourPicture(const std::string& file) {
+    const Bytes bytes = ReadBytes(file);
+    const Format* const format = FindFormat(bytes);
+    if (!format) throw InputError(file + ": not a PNG, TIFF, BMP or NPY file");
+    cv::Mat image = format->decode(bytes, file).front(), colour;
+    RequireReadableSize(static_cast<std::uint64_t>(image.cols), static_cast<std::uint64_t>(image.rows), file);
+    if (image.depth() == CV_16U) image.convertTo(image, CV_8U, 1.0 / 257.0);
+    if (image.depth() != CV_8U) throw InputError(file + ": a colour picture has 8 or 16 bits");
+    switch (image.channels()) {
+        case 3: return image;
+        case 4: cv::cvtColor(image, colour, cv::COLOR_BGRA2BGR); return colour;
+        default: cv::cvtColor(ToGrey(image), colour, cv::COLOR_GRAY2BGR); return colour;
+    }
+}
+
 std::vector<cv::Mat> ReadPages(const std::string& file) {
     const Bytes bytes = ReadBytes(file);
     const Format* const format = FindFormat(bytes);

@@ -11,7 +11,8 @@ using AddCommand = void (*)(vorip::CommandLine&);
 constexpr AddCommand kCommands[] = {
     vorip::AddPhaseCommand,   vorip::AddUnwrapCommand,  vorip::AddAverageCommand, vorip::AddGradientCommand,
     vorip::AddFlattenCommand, vorip::AddPictureCommand, vorip::AddQualityCommand, vorip::AddRegionsCommand,
-    vorip::AddShadeCommand,   vorip::AddFilterCommand,  vorip::AddDecodeCommand,  vorip::AddDemoCommand,
+    vorip::AddShadeCommand,   vorip::AddFilterCommand,  vorip::AddDecodeCommand,  vorip::AddGeometryCommand,
+    vorip::AddEdgesCommand,   vorip::AddColoursCommand, vorip::AddDemoCommand,
 };
 
 constexpr char kAbout[] =

@@ -1,0 +1,77 @@
+#include <array>
+#include <cmath>
+#include <cstdio>
+
+#include "measure/io.h"
+#include "tools/vorip/commands/commands.h"
+#include "tools/vorip/pictures/inputs.h"
+#include "tools/vorip/session/failure.h"
+#include "tools/vorip/session/outputset.h"
+#include "tools/vorip/session/progress.h"
+
+namespace vorip {
+namespace {
+
+constexpr char kAbout[] = "Reduces a colour picture to a few colours";
+constexpr char kDetails[] =
+    "The colours are found by an octree, then --refine times moved to the mean of the pixels that are nearest to "
+    "them;\n"
+    "each pixel gets the nearest one. A picture of no more colours than asked for stays as it is.\n"
+    "\n"
+    "Example:\n"
+    "  vorip colours screenshot.png --colours 16 --out small.png";
+
+struct Options {
+    std::string in, out;
+    int colours = 256;
+    int refine = 3;
+};
+
+void RunColours(const Options& options) {
+    OutputFile output(options.out);
+    Progress progress("vorip colours");
+    progress.Stage("computing");
+    const cv::Mat3b picture = measure::ReadColourPicture(options.in);
+    std::array<cv::Mat, 3> planes;  // blue, green, red
+    cv::split(picture, planes.data());
+    const auto b = measure::View<KrN::KrAOI8>(planes[0], L"blue");
+    const auto g = measure::View<KrN::KrAOI8>(planes[1], L"green");
+    const auto r = measure::View<KrN::KrAOI8>(planes[2], L"red");
+    cv::Mat indices(picture.size(), CV_8U);
+    auto out = measure::View<KrN::KrAOI8>(indices, L"indices");
+    KrN::KrOctreeQuantizer quantizer;
+    quantizer.Build(&r, &g, &b, nullptr, options.colours);
+    quantizer.Refine(options.refine);
+    quantizer.Map(&r, &g, &b, &out);
+    KrN::KrLut3x8 palette;
+    quantizer.GetPalette(palette);
+    cv::Mat3b result(picture.size());
+    for (int y = 0; y < result.rows; ++y)
+        for (int x = 0; x < result.cols; ++x) {
+            const unsigned short i = indices.at<std::uint8_t>(y, x);
+            result(y, x) = {palette.GetElemB(i), palette.GetElemG(i), palette.GetElemR(i)};
+        }
+    progress.Stage("writing");
+    output.Save(result);
+    progress.End();
+    const double error = cv::norm(picture, result, cv::NORM_L2SQR) / (3.0 * static_cast<double>(picture.total()));
+    std::printf("colours: %d x %d pixels in %d colours, ", picture.cols, picture.rows, quantizer.Count());
+    error > 0.0 ? std::printf("PSNR %.1f dB\n", 10.0 * std::log10(255.0 * 255.0 / error)) : std::printf("exact\n");
+}
+
+}  // namespace
+
+void AddColoursCommand(CommandLine& program) {
+    const auto options = std::make_shared<Options>();
+    Command& command = program.Add("colours", kAbout, kDetails);
+    command.Add("IN", options->in, "Colour picture: PNG, TIFF or BMP").Required();
+    command.Add("--out", options->out, "The result: .png, .bmp or .tiff").Required().Type("FILE");
+    command.Add("--colours", options->colours, "How many colours at most").Between(2, 256).ShowDefault().Type("N");
+    command.Add("--refine", options->refine, "How often to move the colours").Between(0, 100).ShowDefault().Type("N");
+    command.OnRun([options] {
+        RunColours(*options);
+        std::printf("written to %s\n", options->out.c_str());
+    });
+}
+
+}  // namespace vorip

@@ -1,0 +1,223 @@
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <limits>
+
+#include "measure/io.h"
+#include "tools/vorip/cli/parse.h"
+#include "tools/vorip/commands/commands.h"
+#include "tools/vorip/commands/filterinputs.h"
+#include "tools/vorip/pictures/inputs.h"
+#include "tools/vorip/session/failure.h"
+#include "tools/vorip/session/outputset.h"
+#include "tools/vorip/session/progress.h"
+
+namespace vorip {
+namespace {
+
+constexpr char kAbout[] = "Scales, mirrors, turns, shifts, rotates or halves a picture, also of a wrapped phase";
+constexpr char kDetails[] =
+    "scale    to --size WxH\n"
+    "mirror   --axis columns (left and right change places), rows or both\n"
+    "turn     by --quarters of a turn, counter-clockwise, exactly\n"
+    "shift    by --by DX,DY pixels, to the right and downwards\n"
+    "rotate   by --degrees, counter-clockwise about the middle; the result is as large as the whole picture needs,\n"
+    "         or as the picture is with --same-size\n"
+    "pyramid  half the size, smoothed by (1 4 6 4 1) / 16; twice the size with --up\n"
+    "\n"
+    "Values between pixels are found by --mode nearest, linear or cubic; scale also by area, shift and rotate of "
+    "float\n"
+    "pictures also by fourier. NaN and masked pixels have no part in a result. What has no value becomes --fill (by\n"
+    "default NaN in float pictures, else 0).\n"
+    "\n"
+    "With --period a picture is a wrapped phase, which is interpolated over its jumps: 256 for 8-bit pictures, 65536\n"
+    "for 16-bit ones, 6.283185307 (one turn in radians) or another number for float ones.\n"
+    "\n"
+    "Examples:\n"
+    "  vorip geometry rotate camera.png --degrees 12.5 --mode cubic --out rotated.png\n"
+    "  vorip geometry scale phase.png --period 256 --size 640x480 --out small.png";
+
+const std::vector<std::string> kModes = {"nearest", "linear", "cubic", "area", "fourier"};
+const std::vector<std::string> kBorders = {"fill", "replicate", "reflect", "wrap"};
+const std::vector<std::string> kAxes = {"columns", "rows", "both"};
+
+struct Options {
+    std::string operation, in, out, mask;
+    std::string size, axis = "columns", by, mode = "linear", border = "fill";
+    int quarters = 1;
+    double degrees = std::numeric_limits<double>::quiet_NaN();
+    double fill = std::numeric_limits<double>::quiet_NaN();
+    double period = 0.0;
+    bool sameSize = false, up = false;
+};
+
+int IndexIn(const std::vector<std::string>& words, const std::string& word) {
+    return static_cast<int>(std::find(words.begin(), words.end(), word) - words.begin());
+}
+
+// The destination of an operation on a picture of type AOI.
+template <class AOI>
+class Geometry {
+public:
+    Geometry(const Options& options, cv::Mat& image, cv::Mat& mask)
+        : mOptions(options),
+          mImage(image),
+          mSource(measure::View<AOI>(image, L"picture")),
+          mMask(mask.empty() ? KrN::KrAOI8() : measure::View<KrN::KrAOI8>(mask, L"mask")),
+          mHow(static_cast<KrN::InterpolationMode>(IndexIn(kModes, options.mode)),
+               static_cast<KrN::BorderRule>(IndexIn(kBorders, options.border)),
+               std::isnan(options.fill) && image.depth() != CV_32F ? 0.0 : options.fill) {
+        mHow.mask = mask.empty() ? nullptr : &mMask;
+        if (options.period > 0.0) mHow.period = options.period;
+    }
+
+    cv::Mat Run() {
+        const std::string& operation = mOptions.operation;
+        if (operation == "scale") return Scale();
+        if (operation == "mirror")
+            return Make(mImage.size(), [&](AOI& out) {
+                mGeometry.Mirror(&mSource, &out, static_cast<KrN::KrLGeomet::Axis>(IndexIn(kAxes, mOptions.axis)));
+            });
+        if (operation == "turn") {
+            const bool odd = mOptions.quarters % 2 != 0;
+            const cv::Size size = odd ? cv::Size(mImage.rows, mImage.cols) : mImage.size();
+            return Make(size, [&](AOI& out) { mGeometry.Turn(&mSource, &out, mOptions.quarters); });
+        }
+        if (operation == "shift") return Shift();
+        if (operation == "rotate") return Rotate();
+        const cv::Size half((mImage.cols + 1) / 2, (mImage.rows + 1) / 2), twice(2 * mImage.cols, 2 * mImage.rows);
+        return Make(mOptions.up ? twice : half, [&](AOI& out) {
+            mOptions.up ? mGeometry.PyramidUp(&mSource, &out) : mGeometry.PyramidDown(&mSource, &out);
+        });
+    }
+
+private:
+    template <class Operation>
+    cv::Mat Make(const cv::Size& size, const Operation& operation) {
+        if (size.width > measure::kMaxImageSide || size.height > measure::kMaxImageSide)
+            Refuse(cv::format("the result would have %d x %d pixels, a side may have %d", size.width, size.height,
+                              measure::kMaxImageSide));
+        cv::Mat result(size, mImage.type());
+        AOI out = measure::View<AOI>(result, L"result");
+        operation(out);
+        return result;
+    }
+    bool IsModulo() const { return mOptions.period > 0.0; }
+
+    cv::Mat Scale() {
+        const auto size = ParseSize("--size", mOptions.size);
+        const cv::Size wanted(static_cast<int>(size.cx), static_cast<int>(size.cy));
+        cv::Mat excluded(wanted, CV_8U);
+        KrN::KrAOI8 marks = measure::View<KrN::KrAOI8>(excluded, L"excluded");
+        mHow.excluded = &marks;
+        cv::Mat result = Make(wanted, [&](AOI& out) {
+            IsModulo() ? mGeometry.ScaleModulo(&mSource, &out, mHow) : mGeometry.Scale(&mSource, &out, mHow);
+        });
+        result.setTo(mHow.fill, excluded);
+        return result;
+    }
+    cv::Mat Shift() {
+        const auto by = ParseNumbers(mOptions.by);
+        if (!by || by->size() != 2) Refuse("--by=" + mOptions.by + ": must be two numbers, as in 0.25,-3");
+        const double dx = (*by)[0], dy = (*by)[1];
+        return Make(mImage.size(), [&](AOI& out) {
+            IsModulo() ? mGeometry.ShiftSubPixelModulo(&mSource, &out, dx, dy, mHow)
+                       : mGeometry.ShiftSubPixel(&mSource, &out, dx, dy, mHow);
+        });
+    }
+    cv::Mat Rotate() {
+        const double degrees = mOptions.degrees;
+        const KrN::KrTSize<int> whole = KrN::KrLRotateByShear::RotatedSize(mSource.AOISize(), degrees, mHow.mode);
+        return Make(mOptions.sameSize ? mImage.size() : cv::Size(whole.cx, whole.cy), [&](AOI& out) {
+            if (IsModulo())
+                mGeometry.RotateModulo(&mSource, &out, degrees, mHow);
+            else
+                KrN::KrLRotateByShear().Rotate(&mSource, &out, degrees, mHow.mode, mHow.fill);
+        });
+    }
+
+    const Options& mOptions;
+    cv::Mat& mImage;
+    AOI mSource;
+    KrN::KrAOI8 mMask;
+    KrN::KrSampling mHow;
+    KrN::KrLGeomet mGeometry;
+};
+
+void CheckOptions(const Options& options, const cv::Mat& image) {
+    const std::string& operation = options.operation;
+    const bool exact = operation == "mirror" || operation == "turn";
+    if (operation == "scale" && options.size.empty()) Refuse("scale needs --size WxH");
+    if (operation == "shift" && options.by.empty()) Refuse("shift needs --by DX,DY");
+    if (operation == "rotate" && !std::isfinite(options.degrees)) Refuse("rotate needs --degrees, a number");
+    if (options.mode == "area" && operation != "scale") Refuse("--mode area is for scale");
+    const bool moves = operation == "shift" || operation == "rotate";
+    if (options.mode == "fourier" && (!moves || image.depth() != CV_32F || options.period > 0.0))
+        Refuse("--mode fourier is for shift and rotate of float pictures that are no wrapped phase");
+    if (image.depth() == CV_32S && !exact && operation != "scale")
+        Refuse(options.in + ": pictures of 32-bit integers can be scaled, mirrored and turned only");
+    if (options.period == 0.0) return;
+    if (operation == "pyramid") Refuse("--period: a pyramid is not for wrapped phases, use scale");
+    const double needed = image.depth() == CV_8U ? 256.0 : image.depth() == CV_16U ? 65536.0 : options.period;
+    if (image.depth() == CV_32S || options.period != needed)
+        Refuse(cv::format("--period=%g: the period of an 8-bit phase is 256, of a 16-bit phase 65536", options.period));
+}
+
+void RunGeometry(const Options& options) {
+    OutputFile output(options.out);
+    Progress progress("vorip geometry");
+    progress.Stage("computing");
+    cv::Mat image = measure::ReadPicture(options.in), mask;
+    CheckOptions(options, image);
+    if (!options.mask.empty()) {
+        mask = ReadMask(options.mask);
+        measure::RequireSameSize(mask, options.mask, image, options.in);
+        cv::bitwise_not(mask, mask);  // the library admits below 64
+    }
+    cv::Mat result;
+    switch (image.depth()) {
+        case CV_8U: result = Geometry<KrN::KrAOI8>(options, image, mask).Run(); break;
+        case CV_16U: result = Geometry<KrN::KrAOI16>(options, image, mask).Run(); break;
+        case CV_32S: result = Geometry<KrN::KrAOI32>(options, image, mask).Run(); break;
+        default: result = Geometry<KrN::KrAOI32Float>(options, image, mask).Run();
+    }
+    progress.Stage("writing");
+    output.Save(result);
+    progress.End();
+    std::printf("geometry %s: %d x %d to %d x %d %s pixels\n", options.operation.c_str(), image.cols, image.rows,
+                result.cols, result.rows, measure::PixelTypeName(result).c_str());
+}
+
+}  // namespace
+
+void AddGeometryCommand(CommandLine& program) {
+    const auto options = std::make_shared<Options>();
+    Command& command = program.Add("geometry", kAbout, kDetails);
+    command.Add("OPERATION", options->operation, "scale, mirror, turn, shift, rotate or pyramid")
+        .Required()
+        .OneOf({"scale", "mirror", "turn", "shift", "rotate", "pyramid"});
+    command.Add("IN", options->in, "Picture").Required();
+    command.Add("--out", options->out, std::string("The result: ") + measure::kWritableFormats).Required().Type("FILE");
+    command.Add("--size", options->size, "scale: size of the result").Type("WxH");
+    command.Add("--axis", options->axis, "mirror: columns, rows or both").OneOf(kAxes).ShowDefault();
+    command.Add("--quarters", options->quarters, "turn: quarter turns, negative clockwise").ShowDefault().Type("N");
+    command.Add("--by", options->by, "shift: how far, in pixels").Type("DX,DY");
+    command.Add("--degrees", options->degrees, "rotate: the angle").Type("A");
+    command.AddFlag("--same-size", options->sameSize, "rotate: cut to the size of the picture");
+    command.AddFlag("--up", options->up, "pyramid: to twice the size");
+    command.Add("--mode", options->mode, "How values between pixels are found").OneOf(kModes).ShowDefault();
+    command.Add("--border", options->border, "shift: what lies outside: fill, replicate, reflect or wrap")
+        .OneOf(kBorders)
+        .ShowDefault();
+    command.Add("--fill", options->fill, "What pixels without a value become").Type("V");
+    command.Add("--mask", options->mask, "scale, shift: pixels below 128 are not used").Type("FILE");
+    command.Add("--period", options->period, "The picture is a wrapped phase with this period")
+        .Accept([](double v) { return v > 0.0 && std::isfinite(v); }, "a number above 0")
+        .Type("P");
+    command.OnRun([options] {
+        RunGeometry(*options);
+        std::printf("written to %s\n", options->out.c_str());
+    });
+}
+
+}  // namespace vorip
