@@ -14,13 +14,11 @@ Ours Indexed(KrColourIndex::Law law) {
     };
 }
 
-// clang-format off
 const std::vector<Case> kCases = {
     {"Index linear", {"8 > 8", "16 > 8", "F > 8", "D > 8"}, Indexed(KrColourIndex::eLinear), {}, 0, 1, false, 12},
     {"Index logarithmic", {"16 > 8", "F > 8"}, Indexed(KrColourIndex::eLogarithmic), {}, 0, 1, false, 12},
     {"Index cyclic", {"16 > 8", "F > 8"}, Indexed(KrColourIndex::eCyclic), {}, 0, 1, false, 40},
 };
-// clang-format on
 
 // Soft spots of colour on noise, or a spectrum.
 cv::Mat3b MakePicture(bool spots, int side) {
