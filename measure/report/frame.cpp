@@ -91,13 +91,13 @@ void DrawAxes(cv::Mat3b& picture, const cv::Rect& image, int zoom, const Letteri
     for (const Tick& t : Ticks(0, std::max(1.0, columns), image.width / letters.Em(4))) {
         const int x = image.x + static_cast<int>((t.value + 0.5) * zoom);
         if (t.value > columns) continue;
-        cv::line(picture, {x, image.br().y}, {x, image.br().y + tick}, kInk, letters.thickness);
+        cv::line(picture, {x, image.br().y + letters.thickness - 1}, {x, image.br().y + tick}, kInk, letters.thickness);
         letters.Write(picture, t.text, {x - letters.Width(t.text) / 2, image.br().y + tick + letters.Em(1.0)});
     }
     for (const Tick& t : Ticks(0, std::max(1.0, rows), image.height / letters.Em(3))) {
         const int y = image.y + static_cast<int>((t.value + 0.5) * zoom);
         if (t.value > rows) continue;
-        cv::line(picture, {image.x - tick, y}, {image.x, y}, kInk, letters.thickness);
+        cv::line(picture, {image.x - tick, y}, {image.x - letters.thickness, y}, kInk, letters.thickness);
         letters.Write(picture, t.text, {image.x - tick - letters.Em(0.2) - letters.Width(t.text), y + letters.Em(0.3)});
     }
 }
