@@ -30,6 +30,7 @@ struct PictureStyle {
     std::optional<ColourMap> map;  // else twilight with a period, viridis without
     bool shade = false;            // shades slopes as if light came from the upper left
     int contours = 0;              // lines of equal value, spread evenly over the range
+    int step = 1;                  // draws every step-th column and row only: large images get smaller pictures
     cv::Mat1b mask;                // values below 128 are drawn as invalid; empty: none is
     cv::Mat1i components;          // borders between areas of different numbers are drawn; empty: none
     cv::Mat1b marks;               // pixels other than 0 are painted in a signal colour; empty: none
@@ -40,8 +41,10 @@ struct PictureStyle {
 // empty image, more than one channel, and masks, components or marks of another size.
 MEASURE_API cv::Mat3b DrawPicture(const cv::Mat& values, const PictureStyle& style = {});
 
-// Areas by number in colours that tell neighbours apart, the larger ones with their numbers written on them; 0 is
-// black.
+// A bright colour (blue, green, red) for each number from 1 on, much unlike those of the numbers next to it.
+MEASURE_API cv::Vec3b ComponentColour(int number);
+
+// Areas by number (0 and above) in their colours, the larger ones with their numbers written on them; 0 is black.
 MEASURE_API cv::Mat3b DrawComponents(const cv::Mat1i& numbers);
 
 // Two pictures side by side, the lower one extended by background.

@@ -85,17 +85,18 @@ void DrawBar(cv::Mat3b& picture, const Layout& layout, const Lettering& letters,
     }
 }
 
-void DrawAxes(cv::Mat3b& picture, const cv::Rect& image, int zoom, const Lettering& letters) {
+// `scale` is how many pixels of the picture a pixel of the image takes.
+void DrawAxes(cv::Mat3b& picture, const cv::Rect& image, double scale, const Lettering& letters) {
     const int tick = letters.Em(0.3);
-    const double columns = image.width / zoom - 1, rows = image.height / zoom - 1;
+    const double columns = image.width / scale - 1, rows = image.height / scale - 1;
     for (const Tick& t : Ticks(0, std::max(1.0, columns), image.width / letters.Em(4))) {
-        const int x = image.x + static_cast<int>((t.value + 0.5) * zoom);
+        const int x = image.x + static_cast<int>((t.value + 0.5) * scale);
         if (t.value > columns) continue;
         cv::line(picture, {x, image.br().y + letters.thickness - 1}, {x, image.br().y + tick}, kInk, letters.thickness);
         letters.Write(picture, t.text, {x - letters.Width(t.text) / 2, image.br().y + tick + letters.Em(1.0)});
     }
     for (const Tick& t : Ticks(0, std::max(1.0, rows), image.height / letters.Em(3))) {
-        const int y = image.y + static_cast<int>((t.value + 0.5) * zoom);
+        const int y = image.y + static_cast<int>((t.value + 0.5) * scale);
         if (t.value > rows) continue;
         cv::line(picture, {image.x - tick, y}, {image.x - letters.thickness, y}, kInk, letters.thickness);
         letters.Write(picture, t.text, {image.x - tick - letters.Em(0.2) - letters.Width(t.text), y + letters.Em(0.3)});
@@ -111,7 +112,7 @@ cv::Mat3b FramePicture(const cv::Mat3b& drawn, int zoom, const PictureStyle& sty
     const Layout layout = Arrange(drawn.size(), letters, style, ticks);
     cv::Mat3b picture(layout.picture, kBackground);
     drawn.copyTo(picture(layout.image));
-    DrawAxes(picture, layout.image, zoom, letters);
+    DrawAxes(picture, layout.image, static_cast<double>(zoom) / std::max(1, style.step), letters);
     DrawBar(picture, layout, letters, style, scale, palette, ticks);
     letters.Write(picture, style.title, {layout.image.x, layout.image.y - letters.Em(0.6)});
     return picture;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <opencv2/imgproc.hpp>
 #include <vector>
 
@@ -12,7 +13,7 @@
 namespace measure {
 namespace {
 
-const cv::Vec3b kMark(60, 20, 240);
+const cv::Vec3b kMark(255, 0, 255);
 const cv::Vec3b kBorder(255, 255, 255);
 
 void RequireSize(const cv::Mat& other, cv::Size size, const char* what) {
@@ -20,6 +21,17 @@ void RequireSize(const cv::Mat& other, cv::Size size, const char* what) {
         throw InputError(cv::format("the %s of %d x %d pixels do not belong to an image of %d x %d", what, other.cols,
                                     other.rows, size.width, size.height));
     }
+}
+
+// Every step-th column and row.
+cv::Mat EveryPixel(const cv::Mat& image, int step) {
+    if (step == 1 || image.empty()) return image;
+    cv::Mat reduced((image.rows + step - 1) / step, (image.cols + step - 1) / step, image.type());
+    const std::size_t size = image.elemSize();
+    for (int y = 0; y < reduced.rows; ++y) {
+        for (int x = 0; x < reduced.cols; ++x) std::memcpy(reduced.ptr(y, x), image.ptr(y * step, x * step), size);
+    }
+    return reduced;
 }
 
 // The values in single precision, NaN where there is nothing to draw.
@@ -159,7 +171,8 @@ cv::Mat3b DrawPicture(const cv::Mat& image, const PictureStyle& style) {
     RequireSize(style.mask, image.size(), "mask");
     RequireSize(style.components, image.size(), "components");
     RequireSize(style.marks, image.size(), "marks");
-    const cv::Mat1f values = Drawable(image, style.mask);
+    const int step = std::max(1, style.step);
+    const cv::Mat1f values = Drawable(EveryPixel(image, step), EveryPixel(style.mask, step));
     const ColourScale scale(values, style);
     const Palette palette =
         PaletteOf(style.map.value_or(style.period > 0 ? ColourMap::eTwilight : ColourMap::eViridis));
@@ -171,12 +184,13 @@ cv::Mat3b DrawPicture(const cv::Mat& image, const PictureStyle& style) {
     if (!style.components.empty()) {
         // Borders also run along the hatching.
         cv::Mat1i numbers;
-        cv::resize(style.components, numbers, picture.size(), 0, 0, cv::INTER_NEAREST);
+        cv::resize(EveryPixel(style.components, step), numbers, picture.size(), 0, 0, cv::INTER_NEAREST);
         DrawBorders(numbers, picture);
     }
     if (!style.marks.empty()) {
         cv::Mat1b marks;
-        cv::resize(style.marks, marks, picture.size(), 0, 0, cv::INTER_NEAREST);
+        cv::dilate(style.marks, marks, cv::Mat1b::ones(step, step));  // none is lost between the drawn pixels
+        cv::resize(EveryPixel(marks, step), marks, picture.size(), 0, 0, cv::INTER_NEAREST);
         PaintMarks(marks, picture);
     }
     return FramePicture(picture, zoom, style, scale, palette);

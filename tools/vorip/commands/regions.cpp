@@ -3,6 +3,7 @@
 #include <opencv2/imgproc.hpp>
 
 #include "measure/io.h"
+#include "measure/picture.h"
 #include "tools/vorip/commands/commands.h"
 #include "tools/vorip/pictures/inputs.h"
 #include "tools/vorip/pictures/regionpicture.h"
@@ -103,7 +104,7 @@ void RunRegions(const RegionsOptions& options) {
     progress.Stage("writing");
     const cv::Mat result = labels(inside).clone();
     outputs.AddImage("labels.npy", result);
-    outputs.AddImage("labels.png", RegionPicture::Labels(result).Draw());
+    outputs.AddImage("labels.png", measure::DrawComponents(result));
     outputs.AddImage("outlines.png", outlines.Draw());
     outputs.AddText("regions.csv", table);
     interrupt.Check();

@@ -4,13 +4,15 @@
 #include <cmath>
 #include <cstdint>
 
-#include "tools/vorip/pictures/phasepicture.h"
+#include "measure/picture.h"
+#include "measure/surface.h"
 #include "tools/vorip/session/failure.h"
 
 namespace vorip {
 namespace {
 
 constexpr double kTwoPi = 2 * CV_PI;
+constexpr int kPictureSide = 960;  // larger results are drawn smaller, as two pictures stand side by side
 
 std::string ComponentList(const std::vector<int>& pixels) {
     std::string list;
@@ -56,6 +58,24 @@ Images ToImages(const measure::Unwrapped& unwrapped, const Range& range) {
     return images;
 }
 
+// The phase as it is, and beside it the largest component without its plane, as the carrier of the fringes hides what
+// the surface does.
+cv::Mat DrawResult(const measure::Unwrapped& unwrapped, const measure::Jumps& jumps) {
+    cv::Mat1f periods;
+    unwrapped.phase.convertTo(periods, CV_32F, 1.0 / kTwoPi);
+    measure::PictureStyle style;
+    style.title = "unwrapped phase";
+    style.unit = "periods";
+    style.step = std::max(1, std::max(periods.cols, periods.rows) / kPictureSide);
+    style.components = unwrapped.components;
+    style.marks = jumps.where;
+    const cv::Mat3b raw = measure::DrawPicture(periods, style);
+    cv::compare(unwrapped.components, 1, style.mask, cv::CMP_EQ);
+    style.title = "component 1, its plane removed";
+    style.components.release();
+    return measure::SideBySide(raw, measure::DrawPicture(measure::RemovePlane(periods, style.mask), style));
+}
+
 }  // namespace
 
 void SetZero(measure::Unwrapped& unwrapped, const std::optional<Pair<int>>& zero) {
@@ -92,7 +112,8 @@ std::string WriteUnwrapResult(OutputSet& outputs, const measure::Unwrapped& unwr
     outputs.AddImage("unwrapped.npy", unwrapped.phase);
     outputs.AddImage("unwrapped_mask.png", images.valid);
     outputs.AddImage("components.png", images.components);
-    outputs.AddImage("unwrapped_picture.png", DrawPhasePicture(unwrapped.phase, jumps.where));
+    outputs.AddImage("components_picture.png", measure::DrawComponents(unwrapped.components));
+    outputs.AddImage("unwrapped_picture.png", DrawResult(unwrapped, jumps));
     outputs.AddText("summary.json", JsonObject(entries));
 
     std::string report = cv::format(

@@ -4,11 +4,9 @@
 
 namespace vorip {
 
-// A colour picture in which every region has a colour of its own, much unlike those of the numbers next to it.
+// A picture with the outlines of regions, each in the colour of its number.
 class RegionPicture {
 public:
-    // The pixels of all regions (CV_32S numbers, 0 is none) in colours on black.
-    static RegionPicture Labels(const cv::Mat& numbers);
     // A grey picture (CV_8U), darkened, on which outlines are to be painted.
     static RegionPicture Outlines(const cv::Mat& grey);
 
