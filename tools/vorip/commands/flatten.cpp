@@ -1,13 +1,17 @@
+#include <ipbase/voripbase.h>
 #include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstdio>
 #include <limits>
 #include <sstream>
+#include <vector>
 
 #include "measure/io.h"
+#include "measure/io/view.h"
+#include "measure/picture.h"
 #include "tools/vorip/commands/commands.h"
-#include "tools/vorip/pictures/inputs.h"
+#include "tools/vorip/pictures/selection.h"
 #include "tools/vorip/session/failure.h"
 #include "tools/vorip/session/outputset.h"
 #include "tools/vorip/session/progress.h"
@@ -21,11 +25,13 @@ constexpr char kDetails[] =
     "X = column + 1 and Y = row + 1, or those of its terms that --terms names: cubic (all of them), quadratic\n"
     "(x2,x,y2,y,xy,1), plane (x,y,1), or any of x3,x2,x,y3,y2,y,xy2,x2y,xy,1.\n"
     "\n"
-    "It is fitted to the pixels that the mask admits and subtracted everywhere. OUT is float: IN minus the surface, "
-    "NaN\n"
-    "where IN is NaN or infinite. Prints the coefficients, and the rms of OUT over the pixels of the fit.\n"
+    "It is fitted to the pixels that --mask and --component admit and subtracted everywhere. OUT is float: IN minus\n"
+    "the surface, NaN where IN is NaN or infinite. Prints the coefficients, and the rms of OUT over the pixels of the\n"
+    "fit. With --components alone, every component loses a surface of its own, and what belongs to none is NaN. A\n"
+    "picture of OUT is drawn beside it (OUT_picture.png).\n"
     "\n"
-    "Example:\n"
+    "Examples:\n"
+    "  vorip flatten result/unwrapped.tiff --components result/components.png --terms plane --out flat.tiff\n"
     "  vorip flatten result/unwrapped.tiff --mask wall.png --terms plane --out flat.tiff";
 
 constexpr int kTerms = KrN::KrLBestFit::kTerms;
@@ -40,7 +46,7 @@ struct Options {
     std::string in;
     std::string out;
     std::string terms = "cubic";
-    std::string mask;
+    Selection selection;
 };
 
 using Terms = std::array<int, kTerms>;
@@ -64,24 +70,21 @@ Terms ParseTerms(std::string text) {
 }
 
 // The mask of the fit admits values below 64.
-cv::Mat FitMask(const cv::Mat& image, const Options& options) {
-    cv::Mat excluded(image.size(), CV_8U, cv::Scalar(0));
-    if (!options.mask.empty()) {
-        const cv::Mat mask = ReadMask(options.mask);
-        measure::RequireSameSize(image, options.in, mask, options.mask);
-        excluded = ~mask;
-    }
+cv::Mat1b FitMask(const cv::Mat& image, const Options& options) {
+    const cv::Mat1b admitted = ReadSelection(options.selection, image, options.in);
+    cv::Mat1b excluded(image.size(), uchar{0});
+    if (!admitted.empty()) cv::bitwise_not(admitted, excluded);
     if (image.depth() != CV_32F) return excluded;
     for (int y = 0; y < image.rows; ++y) {
         for (int x = 0; x < image.cols; ++x) {
-            if (!std::isfinite(image.at<float>(y, x))) excluded.at<std::uint8_t>(y, x) = 255;
+            if (!std::isfinite(image.at<float>(y, x))) excluded(y, x) = 255;
         }
     }
     return excluded;
 }
 
 template <class AOI>
-cv::Mat FitSurface(KrN::KrLBestFit& fit, cv::Mat& image, cv::Mat& excluded, const Terms& t) {
+cv::Mat FitSurface(KrN::KrLBestFit& fit, cv::Mat& image, cv::Mat1b& excluded, const Terms& t) {
     cv::Mat surface(image.size(), CV_32F);
     const auto in = measure::View<AOI>(image, L"picture");
     const auto mask = measure::View<KrN::KrAOI8>(excluded, L"mask");
@@ -91,7 +94,7 @@ cv::Mat FitSurface(KrN::KrLBestFit& fit, cv::Mat& image, cv::Mat& excluded, cons
     return surface;
 }
 
-cv::Mat FitSurface(KrN::KrLBestFit& fit, cv::Mat& image, cv::Mat& excluded, const Terms& terms,
+cv::Mat FitSurface(KrN::KrLBestFit& fit, cv::Mat& image, cv::Mat1b& excluded, const Terms& terms,
                    const std::string& file) {
     switch (image.depth()) {
         case CV_8U: return FitSurface<KrN::KrAOI8>(fit, image, excluded, terms);
@@ -124,21 +127,80 @@ void Report(const KrN::KrLBestFit& fit, const Terms& terms, const cv::Mat& flat,
     }
 }
 
+void Draw(OutputFile& output, const cv::Mat& flat) {
+    measure::PictureStyle style;
+    style.title = "what remains";
+    style.shade = true;
+    output.SaveWithPicture(flat, measure::DrawPicture(flat, style));
+}
+
+void FlattenAsOne(cv::Mat& image, cv::Mat1b& excluded, const Terms& terms, const Options& options, OutputFile& output) {
+    KrN::KrLBestFit fit;
+    const cv::Mat surface = FitSurface(fit, image, excluded, terms, options.in);
+    if (fit.IsEverythingMasked()) Refuse("the mask leaves no pixel of " + options.in + " to fit a surface to");
+    const cv::Mat flat = Subtract(image, surface);
+    Draw(output, flat);
+    Report(fit, terms, flat, excluded == 0);
+}
+
+std::vector<cv::Rect> BoxesOf(const cv::Mat1i& numbers) {
+    double most = 0;
+    cv::minMaxLoc(numbers, nullptr, &most);
+    std::vector<cv::Rect> boxes(static_cast<std::size_t>(most) + 1);
+    for (int y = 0; y < numbers.rows; ++y) {
+        for (int x = 0; x < numbers.cols; ++x) {
+            if (numbers(y, x) > 0) boxes[static_cast<std::size_t>(numbers(y, x))] |= cv::Rect(x, y, 1, 1);
+        }
+    }
+    return boxes;
+}
+
+// Each component loses a surface of its own. A component with fewer pixels than the surface has terms stays empty.
+void FlattenEach(const cv::Mat& image, const cv::Mat1i& numbers, const cv::Mat1b& excluded, const Terms& terms,
+                 const Options& options, OutputFile& output) {
+    const auto least = std::count(terms.begin(), terms.end(), 1);
+    const std::vector<cv::Rect> boxes = BoxesOf(numbers);
+    // Columns and rows of a box count from the box: surfaces that a shift does not change may be fitted there.
+    const bool shifts = options.terms == "cubic" || options.terms == "quadratic" || options.terms == "plane";
+    cv::Mat1f flat(image.size(), std::numeric_limits<float>::quiet_NaN());
+    int fitted = 0, all = 0;
+    for (std::size_t number = 1; number < boxes.size(); ++number) {
+        if (boxes[number].empty()) continue;
+        ++all;
+        const cv::Rect box = shifts ? boxes[number] : cv::Rect({0, 0}, image.size());
+        cv::Mat part = image(box).clone();
+        cv::Mat1b others;
+        cv::compare(numbers(box), static_cast<int>(number), others, cv::CMP_NE);
+        cv::Mat1b left = others | excluded(box);
+        if (cv::countNonZero(left == 0) < least) continue;
+        KrN::KrLBestFit fit;
+        const cv::Mat surface = FitSurface(fit, part, left, terms, options.in);
+        Subtract(part, surface).copyTo(flat(box), others == 0);
+        ++fitted;
+    }
+    if (fitted == 0) Refuse(options.selection.components + ": no component has enough pixels for the surface");
+    Draw(output, flat);
+    std::printf("flatten: %d x %d pixels, a surface of its own taken from each of %d components", flat.cols, flat.rows,
+                fitted);
+    if (all > fitted) std::printf("; %d with fewer pixels than terms stay empty", all - fitted);
+    std::printf("\n");
+}
+
 void RunFlatten(const Options& options) {
     const Terms terms = ParseTerms(options.terms);
     OutputFile output(options.out);
     Progress progress("vorip flatten");
     progress.Stage("fitting");
     cv::Mat image = measure::ReadPicture(options.in);
-    cv::Mat excluded = FitMask(image, options);
-    KrN::KrLBestFit fit;
-    const cv::Mat surface = FitSurface(fit, image, excluded, terms, options.in);
-    if (fit.IsEverythingMasked()) Refuse("the mask leaves no pixel of " + options.in + " to fit a surface to");
-    const cv::Mat flat = Subtract(image, surface);
-    progress.Stage("writing");
-    output.Save(flat);
+    cv::Mat1b excluded = FitMask(image, options);
+    const bool each = !options.selection.components.empty() && options.selection.component == 0;
+    const cv::Mat1i numbers = each ? ReadComponents(options.selection, image, options.in) : cv::Mat1i();
+    if (each) {
+        FlattenEach(image, numbers, excluded, terms, options, output);
+    } else {
+        FlattenAsOne(image, excluded, terms, options, output);
+    }
     progress.End();
-    Report(fit, terms, flat, excluded == 0);
 }
 
 }  // namespace
@@ -149,7 +211,7 @@ void AddFlattenCommand(CommandLine& program) {
     command.Add("IN", options->in, "Picture: 8-bit, 16-bit or float").Required();
     command.Add("--out", options->out, "The flat picture, float: .tiff or .npy").Required().Type("FILE");
     command.Add("--terms", options->terms, "What the surface consists of").ShowDefault().Type("TERMS");
-    command.Add("--mask", options->mask, "8-bit mask, 128 and above belongs to the surface [everything]").Type("FILE");
+    AddSelection(command, options->selection, "belong to the surface");
     command.OnRun([options] {
         RunFlatten(*options);
         std::printf("written to %s\n", options->out.c_str());

@@ -22,6 +22,11 @@ cv::Mat1i ReadComponents(const Selection& selection, const cv::Mat& image, const
     measure::RequireSameSize(image, imageFile, file, selection.components);
     cv::Mat1i numbers;
     file.convertTo(numbers, CV_32S);
+    double least = 0, most = 0;
+    cv::minMaxLoc(numbers, &least, &most);
+    if (least < 0 || most > static_cast<double>(numbers.total())) {
+        Refuse(selection.components + ": components are numbered from 1 on, and 0 is none");
+    }
     return numbers;
 }
 

@@ -154,6 +154,12 @@ void OutputFile::Save(const cv::Mat& image) {
     mSet.Commit();
 }
 
+void OutputFile::SaveWithPicture(const cv::Mat& image, const cv::Mat& picture) {
+    mSet.AddImage(mFile.filename().string(), image);
+    mSet.AddImage(mFile.stem().string() + "_picture.png", picture);
+    mSet.Commit();
+}
+
 std::vector<std::string> OutputFile::SaveNumbered(const std::vector<cv::Mat>& images) {
     std::vector<std::string> names;
     for (const cv::Mat& image : images) {

@@ -61,6 +61,8 @@ public:
     explicit OutputFile(const std::filesystem::path& file);
 
     void Save(const cv::Mat& image);
+    // And a picture of it for people, as NAME_picture.png beside it.
+    void SaveWithPicture(const cv::Mat& image, const cv::Mat& picture);
     // Saves several pictures, all or none, with 0, 1, ... before the endings of their names; returns the names.
     std::vector<std::string> SaveNumbered(const std::vector<cv::Mat>& images);
 
