@@ -94,4 +94,41 @@ TEST_F(Program, FlattensWhatTheMaskAdmits) {
     EXPECT_LT(cv::norm(Read("o/grey.tiff"), cv::NORM_INF), 1e-3);
 }
 
+// Two planes of other slopes side by side, and a third area that is too small for one.
+TEST_F(Program, WorksOnSingleComponents) {
+    constexpr int kWidth = 80, kHeight = 50;
+    const auto number = [](int x, int y) { return y == 0 && x < 2 ? 3 : y == 0 || x == 40 ? 0 : x < 40 ? 1 : 2; };
+    const auto ripple = [](int x, int y) { return (x + y) % 2 ? 0.125 : -0.125; };
+    Write("in.tiff", Draw<float>(kWidth, kHeight, [&](int x, int y) {
+              return (number(x, y) == 1 ? 3.0 * x - y : 50.0 - 2.0 * x + 0.5 * y) + ripple(x, y);
+          }));
+    Write("numbers.png", Draw<ushort>(kWidth, kHeight, number));
+    const std::string components = " in.tiff --components numbers.png";
+    EXPECT_NE(Succeed("flatten" + components + " --terms plane --out o/each.tiff").find("2 components; 1 with"),
+              std::string::npos);
+    Succeed("flatten" + components + " --component 2 --terms plane --out o/two.tiff");
+    Succeed("gradient" + components + " --component 1 --dx 1 --scale 2 --out o/g.png");
+    Succeed("filter mean" + components + " --component 1 --size 3x3 --out o/m.tiff");
+    Succeed("picture" + components + " --component 1 --level --shade --unit rad -o o/p.png");
+    const cv::Mat each = Read("o/each.tiff"), two = Read("o/two.tiff"), mean = Read("o/m.tiff");
+    const cv::Mat gradient = Read("o/g.png"), in = Read("in.tiff");
+    ASSERT_EQ(gradient.type(), CV_16U);
+    for (int y = 0; y < kHeight; ++y)
+        for (int x = 0; x < kWidth; ++x) {
+            const int n = number(x, y);
+            const float expected = static_cast<float>(ripple(x, y));
+            ASSERT_EQ(std::isnan(each.at<float>(y, x)), n == 0 || n == 3) << x << "," << y;
+            if (n == 1 || n == 2) ASSERT_NEAR(each.at<float>(y, x), expected, 0.02) << x << "," << y;
+            if (n == 2) ASSERT_NEAR(two.at<float>(y, x), expected, 0.02) << x << "," << y;
+            if (n != 1) ASSERT_EQ(mean.at<float>(y, x), in.at<float>(y, x)) << "an excluded pixel changed";
+            // The second difference of the ripple over one pixel is -4 times it: 0.5 of a scale of 2.
+            if (x == 0 || x == kWidth - 1) continue;
+            const bool inside = n == 1 && number(x - 1, y) == 1 && number(x + 1, y) == 1;
+            ASSERT_EQ(gradient.at<ushort>(y, x), !inside            ? 0
+                                                 : ripple(x, y) > 0 ? 32768 - 8192
+                                                                    : 32768 + 8192)
+                << x << "," << y;
+        }
+}
+
 }  // namespace

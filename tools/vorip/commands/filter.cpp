@@ -1,3 +1,4 @@
+#include <ipbase/voripbase.h>
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
@@ -5,9 +6,10 @@
 #include <numeric>
 
 #include "measure/io.h"
+#include "measure/io/view.h"
 #include "tools/vorip/commands/commands.h"
 #include "tools/vorip/commands/filterinputs.h"
-#include "tools/vorip/pictures/inputs.h"
+#include "tools/vorip/pictures/selection.h"
 #include "tools/vorip/session/failure.h"
 #include "tools/vorip/session/outputset.h"
 #include "tools/vorip/session/progress.h"
@@ -51,7 +53,7 @@ struct Options {
     std::string kernel;
     std::int32_t divisor = 0;
     double alpha = 0.5;
-    std::string mask;
+    Selection selection;
 };
 
 // What a filter works on, in place.
@@ -81,8 +83,9 @@ struct OptionName {
     Takes bit;
     const char* name;
 };
-constexpr OptionName kOptionNames[] = {
-    {kSize, "--size"}, {kKernel, "--kernel"}, {kDivisor, "--divisor"}, {kAlpha, "--alpha"}, {kMask, "--mask"}};
+constexpr OptionName kOptionNames[] = {{kSize, "--size"},     {kKernel, "--kernel"}, {kDivisor, "--divisor"},
+                                       {kAlpha, "--alpha"},   {kMask, "--mask"},     {kMask, "--components"},
+                                       {kMask, "--component"}};
 
 struct Kind {
     const char* name;
@@ -125,11 +128,8 @@ void RefuseForeignOptions(const Command& command, const Kind& kind) {
 // 255 where a pixel does not count, or empty when all count.
 cv::Mat FindExcluded(const cv::Mat& image, const Options& options, const Kind& kind) {
     cv::Mat excluded(image.size(), CV_8U, cv::Scalar(0));
-    if (!options.mask.empty()) {
-        const cv::Mat usable = ReadMask(options.mask);
-        measure::RequireSameSize(image, options.in, usable, options.mask);
-        excluded = ~usable;
-    }
+    const cv::Mat1b selected = ReadSelection(options.selection, image, options.in);
+    if (!selected.empty()) cv::bitwise_not(selected, excluded);
     if (image.depth() == CV_32F) {
         const cv::Mat finite = cv::abs(image) <= std::numeric_limits<float>::max(), notFinite = ~finite;
         if (!(kind.takes & kMask) && cv::countNonZero(notFinite) > 0) {
@@ -137,7 +137,7 @@ cv::Mat FindExcluded(const cv::Mat& image, const Options& options, const Kind& k
         }
         excluded |= notFinite;
     }
-    if (options.mask.empty() && cv::countNonZero(excluded) == 0) excluded.release();
+    if (selected.empty() && cv::countNonZero(excluded) == 0) excluded.release();
     if (!excluded.empty() && options.divisor != 0) {
         Refuse("--divisor has no meaning where pixels are excluded, by --mask or because they are NaN or infinite");
     }
@@ -243,7 +243,7 @@ void AddFilterCommand(CommandLine& program) {
         .Between(0, 1)
         .ShowDefault()
         .Type("A");
-    command.Add("--mask", options->mask, "8-bit mask, 128 and above is usable [everything]").Type("FILE");
+    AddSelection(command, options->selection, "count");
     command.OnRun([options, &command] {
         const Kind& kind = FindKind(options->kind);
         RefuseForeignOptions(command, kind);

@@ -171,7 +171,8 @@ void FlattenEach(const cv::Mat& image, const cv::Mat1i& numbers, const cv::Mat1b
         cv::Mat part = image(box).clone();
         cv::Mat1b others;
         cv::compare(numbers(box), static_cast<int>(number), others, cv::CMP_NE);
-        cv::Mat1b left = others | excluded(box);
+        cv::Mat1b left;
+        cv::bitwise_or(others, excluded(box), left);
         if (cv::countNonZero(left == 0) < least) continue;
         KrN::KrLBestFit fit;
         const cv::Mat surface = FitSurface(fit, part, left, terms, options.in);

@@ -1,10 +1,14 @@
+#include <ipbase/voripbase.h>
+#include <algorithm>
 #include <cmath>
+#include <cstdint>
 #include <cstdio>
 #include <limits>
 
 #include "measure/io.h"
+#include "measure/io/view.h"
 #include "tools/vorip/commands/commands.h"
-#include "tools/vorip/pictures/inputs.h"
+#include "tools/vorip/pictures/selection.h"
 #include "tools/vorip/session/failure.h"
 #include "tools/vorip/session/outputset.h"
 #include "tools/vorip/session/progress.h"
@@ -28,10 +32,17 @@ constexpr char kDetails[] =
     "       float   continuous, as unwrapped.tiff (KrGradientFloatNonModulo). OUT is float, in the unit of PHASE; NaN\n"
     "               where a pixel that it depends on is NaN or infinite.\n"
     "\n"
-    "The first and last --dx columns and --dy rows are border: 0.\n"
+    "The first and last --dx columns and --dy rows are border: 0. Where --mask or --component leaves out a pixel that\n"
+    "the gradient depends on, OUT is NaN, and 0 in an 8-bit OUT.\n"
     "\n"
-    "Example:\n"
-    "  vorip gradient result/unwrapped.tiff --dx 5 --dy 5 --out gradient.tiff";
+    "--scale S makes OUT a 16-bit picture that means the same in every run: 32768 + 32767 g / S, cut off at +-S, with\n"
+    "g in radians for wrapped phases, in the unit of PHASE else; 0 where there is no gradient.\n"
+    "\n"
+    "Examples:\n"
+    "  vorip gradient result/unwrapped.tiff --dx 5 --dy 5 --out gradient.tiff\n"
+    "  vorip gradient result/phase16.png --mask result/mask.png --dx 3 --scale 0.5 --out gradient.png";
+
+constexpr float kNoNumber = std::numeric_limits<float>::quiet_NaN();
 
 struct Options {
     std::string phase;
@@ -39,11 +50,8 @@ struct Options {
     int dx = 0;
     int dy = 0;
     bool infiniteBorder = false;
-};
-
-struct Result {
-    cv::Mat image;
-    std::string range;  // for people; empty when the numbers mean nothing
+    double scale = 0;
+    Selection selection;
 };
 
 // A baseline that leaves nothing but border is a mistake.
@@ -90,7 +98,9 @@ cv::Mat CloseGaps(cv::Mat& phase) {
     return valid;
 }
 
-void DropGaps(const cv::Mat& valid, const Options& options, cv::Mat& image) {
+// Where the gradient depends on a pixel that is not valid, it becomes `none`.
+template <class T>
+void DropGaps(const cv::Mat& valid, const Options& options, T none, cv::Mat& image) {
     const auto isValid = [&](int x, int y) { return valid.at<std::uint8_t>(y, x) != 0; };
     const auto ends = [&](int x, int y) {
         return isValid(x, y) && isValid(x + options.dx, y) && isValid(x, y + options.dy);
@@ -99,7 +109,7 @@ void DropGaps(const cv::Mat& valid, const Options& options, cv::Mat& image) {
     for (int y = top; y < image.rows - top; ++y) {
         for (int x = left; x < image.cols - left; ++x) {
             if (ends(x, y) && ends(x - options.dx, y - options.dy)) continue;
-            image.at<float>(y, x) = std::numeric_limits<float>::quiet_NaN();
+            image.at<T>(y, x) = none;
         }
     }
 }
@@ -112,8 +122,34 @@ cv::Mat GradientFloat(cv::Mat phase, const Options& options) {
     KrN::KrGradientFloatNonModulo gradient;
     gradient.Init(in.AOISize());
     gradient.Execute(&in, options.dx, options.dy, &out, options.infiniteBorder);
-    DropGaps(valid, options, image);
+    DropGaps(valid, options, kNoNumber, image);
     return image;
+}
+
+// With a scale of its own, an 8-bit phase is computed as the 16-bit one is.
+cv::Mat WidenPhase(const cv::Mat& phase, const Options& options) {
+    if (phase.depth() != CV_8U || options.scale == 0) return phase;
+    cv::Mat wide;
+    phase.convertTo(wide, CV_16U, 256.0);
+    return wide;
+}
+
+cv::Mat ToFixedScale(const cv::Mat& gradient, double scale) {
+    cv::Mat1w image(gradient.size());
+    for (int y = 0; y < image.rows; ++y) {
+        for (int x = 0; x < image.cols; ++x) {
+            const double g = static_cast<double>(gradient.at<float>(y, x)) / scale;
+            const double value = 32768.5 + 32767.0 * std::clamp(g, -1.0, 1.0);
+            image(y, x) = std::isfinite(g) ? static_cast<std::uint16_t>(value) : std::uint16_t{0};
+        }
+    }
+    return image;
+}
+
+void DropUnselected(const cv::Mat1b& selected, const Options& options, cv::Mat& image) {
+    if (selected.empty()) return;
+    if (image.depth() == CV_8U) return DropGaps(selected, options, std::uint8_t{0}, image);
+    DropGaps(selected, options, kNoNumber, image);
 }
 
 std::string Range(const cv::Mat& image, const Options& options) {
@@ -132,7 +168,9 @@ void RunGradient(const Options& options) {
     OutputFile output(options.out);
     Progress progress("vorip gradient");
     progress.Stage("computing");
-    cv::Mat phase = measure::ReadPicture(options.phase);
+    const cv::Mat file = measure::ReadPicture(options.phase);
+    const cv::Mat1b selected = ReadSelection(options.selection, file, options.phase);
+    cv::Mat phase = WidenPhase(file, options);
     RequireInside("--dx", options.dx, phase.cols, "wide");
     RequireInside("--dy", options.dy, phase.rows, "high");
     cv::Mat image;
@@ -144,8 +182,9 @@ void RunGradient(const Options& options) {
             Refuse(options.phase + ": a phase is 8-bit, 16-bit or float, this is " + measure::PixelTypeName(phase));
     }
     if (phase.depth() == CV_8U && options.infiniteBorder) Refuse("--infinite-border is for 16-bit and float phases");
+    DropUnselected(selected, options, image);
     progress.Stage("writing");
-    output.Save(image);
+    output.Save(options.scale > 0 ? ToFixedScale(image, options.scale) : image);
     progress.End();
     const std::string range = image.depth() == CV_32F ? Range(image, options) : "";
     std::printf("gradient: %d x %d pixels over (%d, %d)%s\n", image.cols, image.rows, options.dx, options.dy,
@@ -167,6 +206,10 @@ void AddGradientCommand(CommandLine& program) {
     command.Add("--dy", options->dy, "Baseline down the columns").ShowDefault().Type("PIXELS");
     command.AddFlag("--infinite-border", options->infiniteBorder,
                     "The border of a float result is +infinity, to tell it from a gradient of 0");
+    command.Add("--scale", options->scale, "Makes OUT 16-bit with this gradient at its ends [OUT as said below]")
+        .Accept([](double v) { return v > 0; }, "above 0")
+        .Type("S");
+    AddSelection(command, options->selection, "count");
     command.OnRun([options] {
         RunGradient(*options);
         std::printf("written to %s\n", options->out.c_str());
