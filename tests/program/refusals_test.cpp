@@ -89,7 +89,7 @@ TEST_F(Program, RefusesBadInputInOneLineAndLeavesNothingBehind) {
         {"gradient a.png --dx 1 --infinite-border --out o/a.png", "--infinite-border"},
         {"flatten a.png --terms x,z --out o/a.tiff", "no term 'z'"},
         {"flatten a.png --component 1 --out o/a.tiff", "--components result/components.png"},
-        {"flatten a.png --components a.png --component 255 --out o/a.tiff", "there is no component 255"},
+        {"flatten a.png --components deep.png --component 3 --out o/a.tiff", "there is no component 3"},
         {"picture a.png --range 3..1 --out o/a.png", "--range=3..1"},
         {"picture a.png --period 0 --out o/a.png", "--period=0"},
         {"picture a.png --map turbo --out o/a.png", "--map"},
