@@ -66,7 +66,7 @@ public:
     // pixels throw (line 121).
     void Scale(const KrAOI* src, KrAOI* dst, const KrSampling& how = {});
     // dst(x, y) = src(start.x + step.x * x, start.y + step.y * y), for the same types 8, 16, 32, F, D; line 160. A step
-    // of 0 or less counts as 1. Pixels for which the source has none keep their values. Not in place.
+    // of 0 or less counts as 1. Pixels for which the source has none keep their values. May be in place.
     void Sample(const KrAOI* src, KrAOI* dst, const KrTPoint<short>& start, const KrTPoint<short>& step);
     // Reverses the order of the columns, of the rows, or both, for the same types 8, 16, 32, F, D; line 200. The
     // source's middle stays, the common region is written; may be in place.
@@ -80,7 +80,7 @@ public:
     // value.
     void ShiftSubPixel(const KrAOI* src, KrAOI* dst, double dx, double dy, const KrSampling& how = {});
     // dst(x, y) = src(m[0] x + m[1] y + m[2], m[3] x + m[4] y + m[5]), for the same types 8, 16, F, D; line 360; modes
-    // eNearest, eLinear, eCubic. Positions that are not finite give the fill value. Not in place.
+    // eNearest, eLinear, eCubic. Positions that are not finite give the fill value. May be in place.
     void Affine(const KrAOI* src, KrAOI* dst, const std::array<double, 6>& matrix, const KrSampling& how = {});
     // dst(x, y) = src(mapX(x, y), mapY(x, y)) over the common region of maps and destination, else as `Affine`; line
     // 400.

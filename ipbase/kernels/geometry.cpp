@@ -95,7 +95,7 @@ struct Round {
     }
 };
 
-// The product is NaN for NaN and infinities, else 0.
+// Chunk by chunk, so that one that is not finite ends the search soon.
 template <class R>
 HWY_ATTR bool FiniteLoop(const R* values, std::size_t count) {
     bool all = true;
