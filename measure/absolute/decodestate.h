@@ -19,7 +19,7 @@ struct DecodeState {
 
     std::vector<FringePhase> fringes;  // phases after the correction of ripple, rising with the projector pixel
     cv::Mat1b usable;                  // 255 where all sets are
-    std::vector<cv::Point> best;       // some thousand pixels of the best-modulated quarter
+    std::vector<cv::Point> best;       // some thousand pixels of much modulation
     float leastModulation = 0;         // of these
     std::vector<double> origins;       // radians, per set: its phase at the position 0
     bool commonOrigins = true;         // the sets were not given origins of their own by the edges of a code
@@ -31,6 +31,14 @@ struct DecodeState {
     double Variance(std::size_t set, double modulation) const {
         const auto frames = static_cast<double>(fringes[set].shifts.size());
         return 2 * result.noise * result.noise / (frames * (modulation * modulation + 1e-6));
+    }
+    // What fringes that are no sines leave in the phase, radians squared: much where the ripple is not known.
+    double SystematicVariance(std::size_t set) const {
+        constexpr double kCorrected = 0.04, kOfThreeSteps = 0.2, kOfFourSteps = 0.06;  // root mean squares
+        const std::size_t frames = fringes[set].shifts.size();
+        const bool isCorrected = result.ripples[set].known && options.correctRipple;
+        const double rms = isCorrected || frames > 4 ? kCorrected : frames == 3 ? kOfThreeSteps : kOfFourSteps;
+        return rms * rms;
     }
 };
 

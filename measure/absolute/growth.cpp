@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <cmath>
 #include <limits>
 
@@ -41,45 +42,61 @@ private:
     std::size_t mLowest = 255;
 };
 
+// Works on copies with a frame of one pixel around them, so that every pixel has eight neighbours.
 class OrderGrowth {
 public:
     OrderGrowth(const cv::Mat1f& phase, const cv::Mat1s& order, const cv::Mat1b& trust, const GrowthOptions& options)
-        : mPhase(phase), mOrder(order), mTrust(trust), mOptions(options), mState(phase.size()) {
-        mGrown.absolute.create(phase.size());
-        mGrown.mask.create(phase.size());
-        if (options.repeat > 0) mArea.create(phase.size());
+        : mOrder(order),
+          mTrust(trust),
+          mOptions(options),
+          mInside(1, 1, phase.cols, phase.rows),
+          mStride(phase.cols + 2),
+          mState(cv::Size(phase.cols + 2, phase.rows + 2), static_cast<unsigned char>(eOut)),
+          mAbsolute(mState.size(), 0.0F) {
+        cv::copyMakeBorder(phase, mPhase, 1, 1, 1, 1, cv::BORDER_CONSTANT);
+        for (std::size_t i = 0; i < kAround.size(); ++i) mOffset[i] = kAround[i].dy * mStride + kAround[i].dx;
+        if (options.repeat > 0) {
+            mArea.create(mState.size());
+            mRepeat = kRadiansPerPeriod * static_cast<float>(options.repeat);
+        }
     }
 
     GrownOrders Run(const Progress& progress) {
         progress.Report("finding areas of trusted orders");
         MakeAbsolute();
-        const TrustedAreas areas = FindTrustedAreas(mGrown.absolute, mTrust, mOptions.maxStep, mOptions.repeat);
-        Fix(areas);
+        const cv::Mat1f absolute = mAbsolute(mInside);
+        Fix(FindTrustedAreas(absolute, mTrust, mOptions.maxStep, mOptions.repeat));
         progress.Report("growing areas of trusted orders", 0.3);
         PushBorders();
         Grow(progress);
-        if (mOptions.repeat > 0) mGrown.components = LiftAreas(mGrown.absolute, FixedPixels(), mArea, mOptions.repeat);
+        if (mOptions.repeat > 0) {
+            cv::Mat1b fixed;
+            cv::compare(mState, static_cast<int>(eFixed), fixed, cv::CMP_EQ);
+            mGrown.components = LiftAreas(mAbsolute, fixed, mArea, mOptions.repeat);
+        }
         progress.Report("comparing orders", 0.9);
         Compare();
         return std::move(mGrown);
     }
 
 private:
-    // From the orders as they were decided.
-    float Decided(int y, int x) const { return mPhase(y, x) + kRadiansPerPeriod * static_cast<float>(mOrder(y, x)); }
+    template <class Visit>
+    void ForRows(const Visit& visit) const {
+        cv::parallel_for_(cv::Range(0, mInside.height), [&](const cv::Range& rows) {
+            for (int y = rows.start; y < rows.end; ++y) visit(y);
+        });
+    }
 
     void MakeAbsolute() {
-        cv::parallel_for_(cv::Range(0, mPhase.rows), [&](const cv::Range& rows) {
-            for (int y = rows.start; y < rows.end; ++y) {
-                const float* phase = mPhase[y];
-                const short* order = mOrder[y];
-                const unsigned char* trust = mTrust[y];
-                float* absolute = mGrown.absolute[y];
-                unsigned char* state = mState[y];
-                for (int x = 0; x < mPhase.cols; ++x) {
-                    absolute[x] = phase[x] + kRadiansPerPeriod * static_cast<float>(order[x]);
-                    state[x] = trust[x] ? eRest : eOut;
-                }
+        ForRows([&](int y) {
+            const float* phase = mPhase[y + 1] + 1;
+            const short* order = mOrder[y];
+            const unsigned char* trust = mTrust[y];
+            float* absolute = mAbsolute[y + 1] + 1;
+            unsigned char* state = mState[y + 1] + 1;
+            for (int x = 0; x < mInside.width; ++x) {
+                absolute[x] = phase[x] + kRadiansPerPeriod * static_cast<float>(order[x]);
+                state[x] = trust[x] ? eRest : eOut;
             }
         });
     }
@@ -90,50 +107,39 @@ private:
             const int area = areas.sets.Find(static_cast<int>(i), lift);
             if (areas.sets.SizeOf(area) < mOptions.minArea) continue;
             const TrustedAreas::Run& run = areas.runs[i];
-            std::fill(mState[run.y] + run.first, mState[run.y] + run.end, eFixed);
+            const int y = run.y + 1, first = run.first + 1, end = run.end + 1;
+            std::fill(mState[y] + first, mState[y] + end, eFixed);
             if (mOptions.repeat == 0) continue;
-            std::fill(mArea[run.y] + run.first, mArea[run.y] + run.end, area);
-            const float raise = kRadiansPerPeriod * static_cast<float>(lift * mOptions.repeat);
-            for (int x = run.first; x < run.end; ++x) mGrown.absolute(run.y, x) += raise;
+            std::fill(mArea[y] + first, mArea[y] + end, area);
+            for (int x = first; x < end; ++x) mAbsolute(y, x) += mRepeat * static_cast<float>(lift);
         }
     }
 
-    cv::Mat1b FixedPixels() const {
-        cv::Mat1b fixed;
-        cv::compare(mState, static_cast<int>(eFixed), fixed, cv::CMP_EQ);
-        return fixed;
-    }
-
-    bool IsInside(int y, int x) const { return y >= 0 && x >= 0 && y < mState.rows && x < mState.cols; }
-
     void PushBorders() {
-        for (int y = 0; y < mState.rows; ++y)
-            for (int x = 0; x < mState.cols; ++x)
-                if (mState(y, x) == eRest && HasFixedNeighbour(y, x)) Push(y, x);
+        for (int y = 1; y <= mInside.height; ++y)
+            for (int i = y * mStride + 1; i <= y * mStride + mInside.width; ++i) {
+                const unsigned char* state = mState.data + i;
+                if (*state != eRest) continue;
+                const auto isFixed = [&](int offset) { return state[offset] == eFixed; };
+                if (std::any_of(mOffset.begin(), mOffset.end(), isFixed)) Push(i);
+            }
     }
 
-    bool HasFixedNeighbour(int y, int x) const {
-        return std::any_of(kAround.begin(), kAround.end(), [&](const Step& step) {
-            return IsInside(y + step.dy, x + step.dx) && mState(y + step.dy, x + step.dx) == eFixed;
-        });
-    }
-
-    void Push(int y, int x) {
-        mState(y, x) = eQueued;
-        mQueue.Push(y * mState.cols + x, Curvature(y, x) / kMostCurvature);
+    void Push(int i) {
+        mState.data[i] = eQueued;
+        mQueue.Push(i, Curvature(i) / kMostCurvature);
     }
 
     // The root of the sum of squares of the phase's second differences along rows, columns and diagonals.
-    float Curvature(int y, int x) const {
+    float Curvature(int i) const {
+        const unsigned char* state = mState.data + i;
+        const float* phase = mPhase[0] + i;
         float squares = 0;
         int directions = 0;
-        for (std::size_t i = 0; i < kAround.size(); i += 2) {
-            const Step &before = kAround[i], &after = kAround[i + 1];
-            if (!IsInside(y + before.dy, x + before.dx) || !IsInside(y + after.dy, x + after.dx)) continue;
-            if (!mState(y + before.dy, x + before.dx) || !mState(y + after.dy, x + after.dx)) continue;
-            const float here = mPhase(y, x);
-            const float second = WrapRadians(mPhase(y + before.dy, x + before.dx) - here) +
-                                 WrapRadians(mPhase(y + after.dy, x + after.dx) - here);
+        for (std::size_t k = 0; k < mOffset.size(); k += 2) {
+            const int before = mOffset[k], after = mOffset[k + 1];
+            if (state[before] == eOut || state[after] == eOut) continue;
+            const float second = WrapRadians(phase[before] - *phase) + WrapRadians(phase[after] - *phase);
             squares += second * second;
             ++directions;
         }
@@ -142,83 +148,100 @@ private:
     }
 
     void Grow(const Progress& progress) {
-        constexpr int kReportEvery = 1 << 18;
+        constexpr int kReportEvery = 1 << 20;
         int count = 0;
-        for (int pixel = mQueue.Pop(); pixel >= 0; pixel = mQueue.Pop()) {
+        for (int i = mQueue.Pop(); i >= 0; i = mQueue.Pop()) {
             if (++count % kReportEvery == 0) progress.Report("growing areas of trusted orders", 0.5);
-            const int y = pixel / mState.cols, x = pixel % mState.cols;
-            if (!Vote(y, x)) {
-                mState(y, x) = eRest;  // until another neighbour is fixed
+            if (!Vote(i)) {
+                mState.data[i] = eRest;  // until another neighbour is fixed
                 continue;
             }
-            mState(y, x) = eFixed;
-            for (const Step& step : kAround)
-                if (IsInside(y + step.dy, x + step.dx) && mState(y + step.dy, x + step.dx) == eRest)
-                    Push(y + step.dy, x + step.dx);
+            mState.data[i] = eFixed;
+            for (const int offset : mOffset)
+                if (mState.data[i + offset] == eRest) Push(i + offset);
         }
     }
 
     // Each fixed neighbour votes with weight 2 for the order that continues it, the pixel's own order has weight 1.
     // Where that may be wrong by one at most, neighbours that ask for more lie on another surface.
-    bool Vote(int y, int x) {
+    bool Vote(int i) {
         constexpr float kOnePeriod = kRadiansPerPeriod + 1;
-        const float reach = mTrust(y, x) == eDoubtful ? std::numeric_limits<float>::infinity() : kOnePeriod;
         struct Candidate {
             float absolute;
             int weight, area;
         };
+        const int y = i / mStride - 1, x = i % mStride - 1;
+        const float phase = mPhase[0][i], own = phase + kRadiansPerPeriod * static_cast<float>(mOrder(y, x));
+        const float reach = mTrust(y, x) == eDoubtful ? std::numeric_limits<float>::infinity() : kOnePeriod;
         std::array<Candidate, kAround.size()> candidates;
         std::size_t count = 0;
-        const float phase = mPhase(y, x), own = Decided(y, x);
-        for (const Step& step : kAround) {
-            const int ny = y + step.dy, nx = x + step.dx;
-            if (!IsInside(ny, nx) || mState(ny, nx) != eFixed) continue;
-            const float order = Nearest((mGrown.absolute(ny, nx) - phase) * kPeriodsPerRadian);
+        for (const int offset : mOffset) {
+            if (mState.data[i + offset] != eFixed) continue;
+            const float order = Nearest((mAbsolute[0][i + offset] - phase) * kPeriodsPerRadian);
             const float absolute = phase + kRadiansPerPeriod * order;
             if (std::abs(absolute - own) > reach) continue;
-            const int area = mOptions.repeat > 0 ? mArea(ny, nx) : 0;
-            std::size_t i = 0;
-            while (i < count && !(std::abs(candidates[i].absolute - absolute) < 1 && candidates[i].area == area)) ++i;
-            if (i == count) candidates[count++] = {absolute, AreSame(absolute, own) ? 1 : 0, area};
-            candidates[i].weight += 2;
+            const int area = mOptions.repeat > 0 ? mArea[0][i + offset] : 0;
+            std::size_t k = 0;
+            while (k < count && !(std::abs(candidates[k].absolute - absolute) < 1 && candidates[k].area == area)) ++k;
+            if (k == count) candidates[count++] = {absolute, AreSame(absolute, own) ? 1 : 0, area};
+            candidates[k].weight += 2;
         }
         if (count == 0) return false;
-        const auto best = std::max_element(candidates.begin(), candidates.begin() + static_cast<std::ptrdiff_t>(count),
-                                           [](const Candidate& a, const Candidate& b) { return a.weight < b.weight; });
-        mGrown.absolute(y, x) = best->absolute;
-        if (mOptions.repeat > 0) mArea(y, x) = best->area;
+        std::size_t best = 0;
+        for (std::size_t k = 1; k < count; ++k)
+            if (candidates[k].weight > candidates[best].weight) best = k;
+        mAbsolute[0][i] = candidates[best].absolute;
+        if (mOptions.repeat > 0) mArea[0][i] = candidates[best].area;
         return true;
     }
 
     // Absolute phases are compared, never orders: the wrapped phase of a pixel may be -pi or pi by the sign of a zero.
     bool AreSame(float a, float b) const {
         float difference = a - b;
-        if (mOptions.repeat > 0) {
-            const float repeat = kRadiansPerPeriod * static_cast<float>(mOptions.repeat);
-            difference -= repeat * Nearest(difference / repeat);
-        }
+        if (mRepeat > 0) difference -= mRepeat * Nearest(difference / mRepeat);
         return std::abs(difference) <= 1.0f;
     }
 
     // Drops what contradicts its own trusted order, and what nothing trusted reaches.
     void Compare() {
-        for (int y = 0; y < mState.rows; ++y)
-            for (int x = 0; x < mState.cols; ++x) {
-                const bool isTrusted = mTrust(y, x) == eTrusted, isFixed = mState(y, x) == eFixed;
-                const bool isSame = isFixed && AreSame(mGrown.absolute(y, x), Decided(y, x));
+        mGrown.absolute.create(mTrust.size());
+        mGrown.mask.create(mTrust.size());
+        std::atomic<int> corrected{0}, contradicted{0};
+        ForRows([&](int y) {
+            const unsigned char *state = mState[y + 1] + 1, *trust = mTrust[y];
+            const float *grown = mAbsolute[y + 1] + 1, *phase = mPhase[y + 1] + 1;
+            const short* order = mOrder[y];
+            float* absolute = mGrown.absolute[y];
+            unsigned char* mask = mGrown.mask[y];
+            int replaced = 0, dropped = 0;
+            for (int x = 0; x < mInside.width; ++x) {
+                const bool isTrusted = trust[x] == eTrusted, isFixed = state[x] == eFixed;
+                const bool isSame =
+                    isFixed && AreSame(grown[x], phase[x] + kRadiansPerPeriod * static_cast<float>(order[x]));
                 const bool isValid = isFixed ? isSame || !isTrusted : isTrusted && mOptions.repeat == 0;
-                mGrown.mask(y, x) = isValid ? 255 : 0;
-                if (!isValid) mGrown.absolute(y, x) = std::numeric_limits<float>::quiet_NaN();
-                if (isFixed && !isSame) ++(isTrusted ? mGrown.contradicted : mGrown.corrected);
+                mask[x] = isValid ? 255 : 0;
+                absolute[x] = isValid ? grown[x] : std::numeric_limits<float>::quiet_NaN();
+                replaced += isFixed && !isSame && !isTrusted;
+                dropped += isFixed && !isSame && isTrusted;
             }
+            corrected += replaced;
+            contradicted += dropped;
+        });
+        mGrown.corrected = corrected;
+        mGrown.contradicted = contradicted;
     }
 
     static constexpr float kMostCurvature = 10.0f;
-    const cv::Mat1f& mPhase;
     const cv::Mat1s& mOrder;
     const cv::Mat1b& mTrust;
     const GrowthOptions& mOptions;
+    const cv::Rect mInside;
+    const int mStride;
+    std::array<int, kAround.size()> mOffset{};
+    float mRepeat = 0;  // radians
     cv::Mat1b mState;
+    cv::Mat1f mAbsolute;
+    cv::Mat1f mPhase;
     cv::Mat1i mArea;
     CostQueue mQueue;
     GrownOrders mGrown;

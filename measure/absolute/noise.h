@@ -7,7 +7,7 @@ namespace measure {
 // The noise of one frame in grey levels, from the second differences of the finest phase.
 double EstimateNoise(const DecodeState& state);
 
-// Finds some thousand pixels, evenly spread over the quarter of the usable pixels whose fringes have most modulation.
+// Finds some thousand pixels, evenly spread over the usable pixels whose fringes have much modulation.
 void FindBest(DecodeState& state);
 
 // The phase of a pixel and its variance; of sets of few periods, whose noise counts many times, that of the mean phasor

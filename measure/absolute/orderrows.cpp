@@ -37,17 +37,39 @@ public:
             mCount = std::min(kChunk, static_cast<std::size_t>(width - x));
             mY = y;
             mX = x;
+            if (mOthers == 0) {
+                Round(decision);
+                continue;
+            }
             Prepare();
-            if (mPair)
-                DecidePair();
-            else
-                Search();
+            if (mPair) {
+                DecidePair(decision);
+                continue;
+            }
+            Search();
             Store(decision);
         }
     }
 
 private:
     const float* Center() const { return mRange.center.empty() ? nullptr : mRange.center[mY] + mX; }
+
+    // A single set: the order next to what the code predicts, or 0.
+    void Round(OrderDecision& decision) {
+        const float* center = Center();
+        std::int16_t* orders = decision.order[mY] + mX;
+        float *residual = decision.residual[mY] + mX, *lead = decision.lead[mY] + mX;
+        for (std::size_t x = 0; x < mCount; ++x) {
+            const float predicted = center ? center[x] : 0.0f, nearest = Nearest(predicted);
+            orders[x] = ToOrder(nearest);
+            residual[x] = std::abs(predicted - nearest);
+            lead[x] = kExcluded;
+        }
+    }
+
+    static std::int16_t ToOrder(float order) {
+        return static_cast<std::int16_t>(static_cast<int>(std::abs(order) < 32768.0f ? order : 0.0f));
+    }
 
     void Prepare() {
         const float* center = Center();
@@ -56,8 +78,9 @@ private:
         for (std::size_t x = 0; x < mCount; ++x) {
             mBase[x] = center ? Nearest(center[x]) : 0.0f;
             mFineVariance[x] = Variance(mVariance[0], fineModulation[x]);
-            mNormal[x] = 1.0f / mFineVariance[x];
         }
+        if (mPair) return;
+        for (std::size_t x = 0; x < mCount; ++x) mNormal[x] = 1.0f / mFineVariance[x];
         for (std::size_t i = 0; i < mOthers; ++i) {
             const float* phase = mSets[i + 1].phase[mY] + mX;
             const float* modulation = mSets[i + 1].modulation[mY] + mX;
@@ -81,18 +104,24 @@ private:
 
     // Two sets of n1 : n2 periods: the fractions of the candidates stand at equal distances, so the nearest one is
     // found by rounding.
-    void DecidePair() {
+    void DecidePair(OrderDecision& decision) {
         const auto n = static_cast<float>(mPair->denominator), inverse = static_cast<float>(mPair->inverse);
         const auto q = static_cast<float>(mRatio[0]);
+        const float perOrder = 1.0f / n, levels = mVariance[1], scale = n * kPeriodsPerRadian;
+        const float *fine = mSets[0].phase[mY] + mX, *phase = mSets[1].phase[mY] + mX;
+        const float* modulation = mSets[1].modulation[mY] + mX;
+        std::int16_t* orders = decision.order[mY] + mX;
+        float *residual = decision.residual[mY] + mX, *lead = decision.lead[mY] + mX;
         for (std::size_t x = 0; x < mCount; ++x) {
-            const float scaled = mDifference[x] * n;
-            const float m = Nearest(scaled);
-            const float product = (m < 0 ? m + n : m) * inverse;
-            mOrder[x] = product - n * Nearest((product + 0.5f) / n - 0.5f);
-            const float distance = std::abs(scaled - m) / n, next = 1.0f / n - distance;
-            const float weight = 1.0f / (1.0f / mWeight[x] + q * q * mFineVariance[x]);
-            mBest[x] = distance * distance * weight;
-            mSecond[x] = next * next * weight;
+            const float scaled = (phase[x] - q * fine[x]) * scale;
+            const float whole = Nearest(scaled);
+            const float m = whole - n * Nearest(whole * perOrder);  // modulo n, -n/2 to n/2
+            const float product = m * inverse;
+            orders[x] = ToOrder(product - n * Nearest((product + 0.5f) * perOrder - 0.5f));
+            const float distance = std::abs(scaled - whole);
+            const float variance = Variance(levels, modulation[x]) + q * q * mFineVariance[x];
+            residual[x] = distance;  // of the way to the next one, which is a whole step
+            lead[x] = (1.0f - 2.0f * distance) * perOrder * perOrder / variance;
         }
     }
 
@@ -141,8 +170,7 @@ private:
         float* residual = decision.residual[mY] + mX;
         float* lead = decision.lead[mY] + mX;
         for (std::size_t x = 0; x < mCount; ++x) {
-            const float order = mBase[x] + mOrder[x];
-            orders[x] = static_cast<std::int16_t>(static_cast<int>(std::abs(order) < 32768.0f ? order : 0.0f));
+            orders[x] = ToOrder(mBase[x] + mOrder[x]);
             const float best = std::sqrt(std::max(mBest[x], 0.0f)), second = std::sqrt(std::max(mSecond[x], 0.0f));
             residual[x] = best / (best + second + 1e-12f);
             lead[x] = mSecond[x] - mBest[x];
