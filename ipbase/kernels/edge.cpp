@@ -52,6 +52,7 @@ HWY_INLINE HWY_ATTR void EachWord(std::size_t words, const F& word) {
     for (std::size_t i = 0; i < words; ++i) word(i);
 }
 
+// What lies beyond the ends of the row is as its ends are, so that no edge appears there.
 template <class T>
 HWY_ATTR void GroundLoop(u64* ground, const T* row, T foreground, bool outwards, std::size_t count) {
     std::size_t i = 0;

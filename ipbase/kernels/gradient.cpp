@@ -85,27 +85,27 @@ HWY_ATTR void DoubleOdd(const F* from, const T* values, S* sums, std::size_t n, 
     for (std::size_t i = 0; i < count; ++i) sums[i] = static_cast<S>(from[i] + from[i + n] + values[i + 2 * n]);
 }
 
-// Integers need not slide: sums of n values make those of 2 n or 2 n + 1, as the digits of w.n go. Row by row for each
-// digit, as what has just been stored is slow to load from another place.
+// Integers need not slide, for their sums are exact in any order: as in the binary method for powers, sums over n
+// values make those over 2 n or 2 n + 1, one digit of w.n after the other, from the second highest one down. All rows
+// for each digit, as what has just been stored is slow to load from another place.
 template <class T, class S>
 void DoubleWindows(const T* values, std::size_t stride, S* sums, std::size_t sumStride, std::size_t rows, Windows w) {
     const auto blocks = [](std::size_t count) { return (count + kBlock - 1) / kBlock * kBlock; };
+    const auto twice = [=](const auto* from, std::size_t fromStride, std::size_t n, std::size_t odd) {
+        const std::size_t count = blocks(w.count + w.n - 2 * n - odd);
+        for (std::size_t r = 0; r < rows; ++r)
+            if (odd)
+                DoubleOdd(from + r * fromStride, values + r * stride, sums + r * sumStride, n, count);
+            else
+                DoubleEven(from + r * fromStride, sums + r * sumStride, n, count);
+    };
     if (w.n == 1)
         for (std::size_t r = 0; r < rows; ++r) Widen(values + r * stride, sums + r * sumStride, blocks(w.count));
-    std::size_t digit = 1;
-    while (digit <= w.n / 2) digit *= 2;
-    for (std::size_t n = 1; n < w.n;) {
-        digit /= 2;
-        const std::size_t odd = w.n & digit ? 1 : 0, count = blocks(w.count + w.n - 2 * n - odd);
-        const auto pass = [=](const auto* from, std::size_t fromStride) {
-            for (std::size_t r = 0; r < rows; ++r)
-                if (odd)
-                    DoubleOdd(from + r * fromStride, values + r * stride, sums + r * sumStride, n, count);
-                else
-                    DoubleEven(from + r * fromStride, sums + r * sumStride, n, count);
-        };
-        n == 1 ? pass(values, stride) : pass(sums, sumStride);
-        n = 2 * n + odd;
+    std::size_t digits = 0;
+    while (w.n >> digits > 1) ++digits;
+    while (digits-- > 0) {
+        const std::size_t n = w.n >> (digits + 1), odd = w.n >> digits & 1;
+        n == 1 ? twice(values, stride, n, odd) : twice(sums, sumStride, n, odd);
     }
 }
 

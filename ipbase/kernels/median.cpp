@@ -20,6 +20,9 @@ struct One {
     using Pixel = T;
     using V = T;
     static constexpr std::size_t size = 1;
+    // Where there are vectors, only rows shorter than one are left for single samples. Unrolling their networks as well
+    // would nearly double the time that this file takes to compile.
+    static constexpr bool unrolls = !VORIP_VECTORS;
     static HWY_INLINE V Load(const T* at) { return *at; }
     static HWY_INLINE void Store(V v, T* at) { *at = v; }
     static HWY_INLINE V Min(V a, V b) { return b < a ? b : a; }
@@ -34,6 +37,7 @@ struct Many {
     using D = hn::ScalableTag<T>;
     using V = hn::Vec<D>;
     static constexpr std::size_t size = HWY_LANES(T);
+    static constexpr bool unrolls = true;
     static HWY_INLINE HWY_ATTR V Load(const T* at) { return hn::LoadU(D(), at); }
     static HWY_INLINE HWY_ATTR void Store(V v, T* at) { hn::StoreU(v, D(), at); }
     static HWY_INLINE HWY_ATTR V Min(V a, V b) { return hn::Min(a, b); }
@@ -51,41 +55,52 @@ struct Many {
 };
 #endif
 
-// Runs Step<vectors or single samples>::Do(i, arguments...) over a row.
-template <template <class> class Step, class T, class... Args>
-HWY_INLINE HWY_ATTR void OverRow(std::size_t count, Args... args) {
-    std::size_t i = 0;
+// Calls step(vectors or single samples, i) over a row. The last vector begins before the end of the previous one, which
+// gives the same pixels a second time.
+template <class T, class F>
+HWY_INLINE HWY_ATTR void OverRow(std::size_t count, const F& step) {
 #if VORIP_VECTORS
     constexpr std::size_t n = Many<T>::size;
-    for (; i + n <= count; i += n) Step<Many<T>>::Do(i, args...);
-    if (i < count && count >= n) {
-        Step<Many<T>>::Do(count - n, args...);
-        i = count;
+    // One call for both, for `step` is expanded at each.
+    for (std::size_t i = 0; count >= n; i = count - n) {
+        for (; i + n <= count; i += n) step(Many<T>(), i);
+        if (i == count) return;
     }
 #endif
-    for (; i < count; ++i) Step<One<T>>::Do(i, args...);
+    for (std::size_t i = 0; i < count; ++i) step(One<T>(), i);
+}
+
+template <class O, class V>
+HWY_INLINE HWY_ATTR void Exchange(const Comparator& c, V& low, V& high) {
+    const V a = low, b = high;
+    if (c.keepLow) low = O::Min(a, b);
+    if (c.keepHigh) high = O::Max(a, b);
 }
 
 // --- Squares: columns are sorted once and looked at by all windows that they belong to -------------------------------
-// Their networks are unrolled, so that samples stay in registers.
+// Their networks are known here and unrolled, so that samples stay in registers.
 
-template <class O, class Network>
-struct Unrolled {
-    template <std::size_t k>
-    static HWY_INLINE HWY_ATTR void Compare(typename O::V* v) {
-        constexpr Comparator c = Network::kNetwork.list[k];
-        const auto a = v[c.low], b = v[c.high];
-        if (c.keepLow) v[c.low] = O::Min(a, b);
-        if (c.keepHigh) v[c.high] = O::Max(a, b);
+template <class O, class Known, std::size_t k>
+HWY_INLINE HWY_ATTR void ExchangeKnown(typename O::V* v) {
+    constexpr Comparator c = Known::kNetwork.list[k];
+    Exchange<O>(c, v[c.low], v[c.high]);
+}
+template <class O, class Known, std::size_t... k>
+HWY_INLINE HWY_ATTR void RunUnrolled(typename O::V* v, std::index_sequence<k...>) {
+    (ExchangeKnown<O, Known, k>(v), ...);
+}
+template <class O, class Known>
+HWY_INLINE HWY_ATTR void RunKnown(typename O::V* v) {
+    constexpr std::size_t count = Known::kNetwork.list.size();
+    if constexpr (O::unrolls) {
+        RunUnrolled<O, Known>(v, std::make_index_sequence<count>());
+    } else {
+        for (std::size_t k = 0; k < count; ++k) {
+            const Comparator& c = Known::kNetwork.list[k];
+            Exchange<O>(c, v[c.low], v[c.high]);
+        }
     }
-    template <std::size_t... k>
-    static HWY_INLINE HWY_ATTR void Run(typename O::V* v, std::index_sequence<k...>) {
-        (Compare<k>(v), ...);
-    }
-    static HWY_INLINE HWY_ATTR void Run(typename O::V* v) {
-        Run(v, std::make_index_sequence<Network::kNetwork.list.size()>());
-    }
-};
+}
 template <std::size_t side>
 struct ColumnOf {
     static constexpr FixedNetwork<side, 8 * side> kNetwork{side, 1, 0, side - 1};
@@ -96,64 +111,46 @@ struct SquareOf {
     static constexpr FixedNetwork<side * side, 8 * side * side> kNetwork{side, side, ranked ? 0 : kMiddle, kMiddle};
 };
 
-template <class O, std::size_t side>
-struct SortColumns {
-    template <class T>
-    static HWY_INLINE HWY_ATTR void Do(std::size_t i, const T* const* rows, T* sorted, std::size_t stride) {
-        typename O::V v[side];
-        for (std::size_t k = 0; k < side; ++k) v[k] = O::Load(rows[k] + i);
-        Unrolled<O, ColumnOf<side>>::Run(v);
-        for (std::size_t k = 0; k < side; ++k) O::Store(v[ColumnOf<side>::kNetwork.wires[k]], sorted + k * stride + i);
-    }
-};
-template <class O, std::size_t side, bool ranked>
-struct SelectSquare {
+template <class O, std::size_t side, class T>
+HWY_INLINE HWY_ATTR void SortColumns(std::size_t i, const T* const* rows, T* sorted, std::size_t stride) {
+    using Column = ColumnOf<side>;
+    typename O::V v[side];
+    for (std::size_t k = 0; k < side; ++k) v[k] = O::Load(rows[k] + i);
+    RunKnown<O, Column>(v);
+    for (std::size_t k = 0; k < side; ++k) O::Store(v[Column::kNetwork.wires[k]], sorted + k * stride + i);
+}
+template <class O, std::size_t side, bool ranked, class T>
+HWY_INLINE HWY_ATTR void SelectSquare(std::size_t i, T* dst, const u8* ranks, const T* sorted, std::size_t stride) {
     using Square = SquareOf<side, ranked>;
-    template <class T>
-    static HWY_INLINE HWY_ATTR void Do(std::size_t i, T* dst, const u8* ranks, const T* sorted, std::size_t stride) {
-        typename O::V v[side * side];
-        for (std::size_t x = 0; x < side; ++x)
-            for (std::size_t k = 0; k < side; ++k) v[x * side + k] = O::Load(sorted + k * stride + i + x);
-        Unrolled<O, Square>::Run(v);
-        auto picked = v[Square::kNetwork.wires.back()];
-        if constexpr (ranked) Pick(picked, v, ranks + i, std::make_index_sequence<Square::kMiddle>());
-        O::Store(picked, dst + i);
-    }
-    template <std::size_t... rank>
-    static HWY_INLINE HWY_ATTR void Pick(typename O::V& picked, const typename O::V* v, const u8* ranks,
-                                         std::index_sequence<rank...>) {
-        ((picked = O::Pick(picked, v[Square::kNetwork.wires[rank]], ranks, rank)), ...);
-    }
-};
-
-// For rows of a known kind of square.
-template <std::size_t side>
-struct SortOf {
-    template <class O>
-    using Step = SortColumns<O, side>;
-};
-template <std::size_t side, bool ranked>
-struct SelectOf {
-    template <class O>
-    using Step = SelectSquare<O, side, ranked>;
-};
+    typename O::V v[side * side];
+    for (std::size_t x = 0; x < side; ++x)
+        for (std::size_t k = 0; k < side; ++k) v[x * side + k] = O::Load(sorted + k * stride + i + x);
+    RunKnown<O, Square>(v);
+    auto picked = v[Square::kNetwork.wires.back()];
+    if constexpr (ranked)
+        for (std::size_t rank = 0; rank < Square::kMiddle; ++rank)
+            picked = O::Pick(picked, v[Square::kNetwork.wires[rank]], ranks + i, rank);
+    O::Store(picked, dst + i);
+}
 
 template <class T, std::size_t side>
 HWY_ATTR void SquareLoop(T* dst, const T* const* rows, const u8* ranks, T* scratch, std::size_t count) {
     const std::size_t stride = count + side - 1;
-    const T* sorted = scratch;
-    OverRow<SortOf<side>::template Step, T>(stride, rows, scratch, stride);
-    if (ranks)
-        OverRow<SelectOf<side, true>::template Step, T>(count, dst, ranks, sorted, stride);
-    else
-        OverRow<SelectOf<side, false>::template Step, T>(count, dst, ranks, sorted, stride);
+    OverRow<T>(stride,
+               [=](auto o, std::size_t i) HWY_ATTR { SortColumns<decltype(o), side>(i, rows, scratch, stride); });
+    const auto select = [=](auto ranked) HWY_ATTR {
+        OverRow<T>(count, [=](auto o, std::size_t i) HWY_ATTR {
+            SelectSquare<decltype(o), side, decltype(ranked)::value>(i, dst, ranks, scratch, stride);
+        });
+    };
+    ranks ? select(std::true_type()) : select(std::false_type());
 }
 
-// --- Networks --------------------------------------------------------------------------------------------------------
+// --- Networks: of any size, made while the program runs --------------------------------------------------------------
 
 template <class O, class T>
-HWY_INLINE HWY_ATTR void Compare(std::size_t i, const T* const* rows, std::size_t rowCount, const Network& network,
-                                 T* scratch) {
+HWY_INLINE HWY_ATTR void RunNetwork(std::size_t i, const T* const* rows, std::size_t rowCount, const Network& network,
+                                    T* scratch) {
     for (std::size_t k = 0; k < rowCount; ++k) O::Store(O::Load(rows[k] + i), scratch + k * O::size);
     for (const Comparator& c : network.list) {
         T *low = scratch + c.low * O::size, *high = scratch + c.high * O::size;
@@ -162,38 +159,28 @@ HWY_INLINE HWY_ATTR void Compare(std::size_t i, const T* const* rows, std::size_
         if (c.keepHigh) O::Store(O::Max(a, b), high);
     }
 }
-template <class O>
-struct SelectRank {
-    template <class T>
-    static HWY_INLINE HWY_ATTR void Do(std::size_t i, T* dst, const T* const* taps, std::size_t tapCount,
-                                       const Network* network, const u8* ranks, T* scratch) {
-        Compare<O>(i, taps, tapCount, *network, scratch);
-        const std::size_t last = network->wires.size() - 1;
-        auto picked = O::Load(scratch + network->wires[last] * O::size);
-        for (std::size_t rank = 0; ranks && rank < last; ++rank)
-            picked = O::Pick(picked, O::Load(scratch + network->wires[rank] * O::size), ranks + i, rank);
-        O::Store(picked, dst + i);
-    }
-};
-template <class O>
-struct SortColumn {
-    template <class T>
-    static HWY_INLINE HWY_ATTR void Do(std::size_t i, T* const* sorted, const T* const* rows, std::size_t rowCount,
-                                       const Network* network, T* scratch) {
-        Compare<O>(i, rows, rowCount, *network, scratch);
-        for (std::size_t k = 0; k < rowCount; ++k)
-            O::Store(O::Load(scratch + network->wires[k] * O::size), sorted[k] + i);
-    }
-};
 template <class T>
 HWY_ATTR void SelectLoop(T* dst, const T* const* taps, std::size_t tapCount, const Network& network, const u8* ranks,
                          T* scratch, std::size_t count) {
-    OverRow<SelectRank, T>(count, dst, taps, tapCount, &network, ranks, scratch);
+    OverRow<T>(count, [=, &network](auto o, std::size_t i) HWY_ATTR {
+        using O = decltype(o);
+        RunNetwork<O>(i, taps, tapCount, network, scratch);
+        const std::size_t last = network.wires.size() - 1;
+        auto picked = O::Load(scratch + network.wires[last] * O::size);
+        for (std::size_t rank = 0; ranks && rank < last; ++rank)
+            picked = O::Pick(picked, O::Load(scratch + network.wires[rank] * O::size), ranks + i, rank);
+        O::Store(picked, dst + i);
+    });
 }
 template <class T>
 HWY_ATTR void SortLoop(T* const* sorted, const T* const* rows, std::size_t rowCount, const Network& network, T* scratch,
                        std::size_t count) {
-    OverRow<SortColumn, T>(count, sorted, rows, rowCount, &network, scratch);
+    OverRow<T>(count, [=, &network](auto o, std::size_t i) HWY_ATTR {
+        using O = decltype(o);
+        RunNetwork<O>(i, rows, rowCount, network, scratch);
+        for (std::size_t k = 0; k < rowCount; ++k)
+            O::Store(O::Load(scratch + network.wires[k] * O::size), sorted[k] + i);
+    });
 }
 
 // --- Histograms ------------------------------------------------------------------------------------------------------
@@ -258,6 +245,8 @@ struct Sums {
     }
 };
 
+// The coarse sums tell which of the 16 ranges holds the median. The fine ones of a range are brought up to date when it
+// is needed: by the columns that came and went since, or anew when these are more than half of the window's.
 HWY_ATTR void HistogramLoop(u8* dst, const ColumnCounts* columns, std::size_t taps, std::size_t count) {
     static constexpr u8 kNone[16] = {};
     Sums coarse{}, fine[16];

@@ -17,6 +17,8 @@ HWY_BEFORE_NAMESPACE();
 namespace KrN::kernels::HWY_NAMESPACE {
 namespace {  // the same short names stand in other files of this folder
 
+// Pixels wait for their neighbours in the row before, never for those beside them: the loop runs across the lines that
+// are smoothed.
 template <class T>
 HWY_ATTR void BlendLoop(T* pixels, const T* neighbours, double alpha, std::size_t count) {
     const double rest = 1.0 - alpha;

@@ -102,9 +102,20 @@ HWY_ATTR void SumBlock(double* sums, const T* const* taps, std::size_t start, co
 template <class F>
 HWY_INLINE HWY_ATTR bool Stride(std::size_t count, std::size_t step, const F& vectors) {
     if (count < step) return false;
-    for (std::size_t i = 0; i + step <= count; i += step) vectors(i);
-    if (count % step != 0) vectors(count - step);
-    return true;
+    // One call for both, for `vectors` is expanded at each.
+    for (std::size_t i = 0;; i = count - step) {
+        for (; i + step <= count; i += step) vectors(i);
+        if (i == count) return true;
+    }
+}
+// Runs `vectors(many, i)` with two vectors of n pixels at a time, whose operations do not wait for each other, or with
+// one in rows that are too short; `many` is a constant.
+template <class F>
+HWY_INLINE HWY_ATTR bool StrideInPairs(std::size_t count, std::size_t n, const F& vectors) {
+    using One = std::integral_constant<std::size_t, 1>;
+    using Two = std::integral_constant<std::size_t, 2>;
+    return Stride(count, 2 * n, [&](std::size_t i) HWY_ATTR { vectors(Two(), i); }) ||
+           Stride(count, n, [&](std::size_t i) HWY_ATTR { vectors(One(), i); });
 }
 
 // Signed 16-bit samples; words are moved by half their range.
@@ -186,6 +197,7 @@ struct PairSums {
     using V = hn::Vec<D32>;
     V low, high, lowOdd, highOdd;
 
+    PairSums() = default;
     HWY_INLINE HWY_ATTR explicit PairSums(V start)
         : low(start), high(start), lowOdd(hn::Zero(D32())), highOdd(hn::Zero(D32())) {}
     HWY_INLINE HWY_ATTR void Add(const PackedWeights& weights, const T* const* taps, std::size_t pair, std::size_t i) {

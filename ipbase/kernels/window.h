@@ -31,7 +31,7 @@ struct MeanRows {
 
 struct WindowKernels {
     std::tuple<WeightedRow<u8>, WeightedRow<u16>, WeightedRow<i32>, WeightedRow<float>, WeightedRow<u32>> weighted;
-    std::tuple<TapRow<u8>, TapRow<u16>, TapRow<i32>, TapRow<float>, TapRow<u32>> minimum, maximum;
+    std::tuple<TapRow<u8>, TapRow<u16>, TapRow<i32>, TapRow<float>> minimum, maximum;
     std::tuple<MeanRows<u8, u16>, MeanRows<u8, double>, MeanRows<u16, u32>, MeanRows<u16, double>,
                MeanRows<i32, double>>
         mean;
