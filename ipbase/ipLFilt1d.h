@@ -63,7 +63,9 @@ public:
     double GetDivisor() const { return mScale == 0.0 ? 0.0 : 1.0 / mScale; }
     bool IsKernelSet() const { return mKernel.Size() > 0 && mScale != 0.0; }
 
-    // 8 -> 8. Sums are rounded half away from zero; their low 8 bits are stored, without clamping.
+    // 8 -> 8. Sums are rounded half away from zero; their low 8 bits are stored, without clamping. Products are formed
+    // modulo 2^32; those of a symmetric kernel of five or more taps from the sums of the two samples that share a
+    // weight, except where the window reaches beyond the line.
     virtual void Execute(const KrAOI* src, KrAOI* dst, EDir dir);
 
 protected:

@@ -1,8 +1,9 @@
 #include "ipbase/ipLFilt1d.h"
 
-#include "ipbase/filters/binary.h"
+#include <limits>
+
+#include "ipbase/filters/blockwindow.h"
 #include "ipbase/filters/image.h"
-#include "ipbase/filters/line.h"
 #include "ipbase/filters/operations.h"
 #include "ipbase/filters/recursive.h"
 
@@ -136,6 +137,43 @@ LineWindow RightWindow(LineWindow window) {
     return window;
 }
 
+std::int32_t Product(std::int32_t sample, std::int32_t weight) {
+    return static_cast<std::int32_t>(static_cast<std::uint32_t>(sample) * static_cast<std::uint32_t>(weight));
+}
+
+// Symmetric kernels of five or more taps are folded: where the window lies within the line, a weight is multiplied by
+// the sum of its two samples. Only where that product exceeds 32 bits is it another one than the sum of two products.
+bool FoldingShows(const KrTBuf1D<std::int32_t>& kernel) {
+    constexpr std::int32_t most = std::numeric_limits<std::int32_t>::max() / (2 * 255);
+    bool symmetric = kernel.Size() >= 5, large = false;
+    for (std::size_t k = 0, last = kernel.Size() - 1; k < kernel.Size() / 2; ++k) {
+        symmetric = symmetric && kernel[k] == kernel[last - k];
+        large = large || kernel[k] > most || kernel[k] < -most;
+    }
+    return symmetric && large;
+}
+
+void FilterFolded(const LineWindow& window, const std::uint8_t* padded, std::uint8_t* out, std::size_t count) {
+    const KrTBuf1D<std::int32_t>& weights = window.weights;
+    const std::size_t taps = window.taps;
+    for (std::size_t i = 0; i < count; ++i) {
+        const bool within = i >= window.left && i - window.left + taps <= count;
+        const std::size_t pairs = within ? taps / 2 : 0;
+        double sum = 0.0;
+        for (std::size_t k = 0; k < pairs; ++k) sum += Product(padded[i + k] + padded[i + taps - 1 - k], weights[k]);
+        for (std::size_t k = pairs; k < taps - pairs; ++k) sum += Product(padded[i + k], weights[k]);
+        out[i] = RoundToPixel<std::uint8_t>(sum * window.rounding.scale);
+    }
+}
+
+// Runs `line(first, step, count)` on every row or column of an image in memory.
+template <class F>
+void EachLine(KrTBuf2D<std::uint8_t>& image, EDir dir, const F& line) {
+    const auto width = static_cast<std::uint32_t>(image.Width()), height = static_cast<std::uint32_t>(image.Height());
+    for (std::size_t i = 0; i < (dir == eHor ? height : width); ++i)
+        dir == eHor ? line(image.Row(i), 1, width) : line(image.Row(0) + i, width, height);
+}
+
 }  // namespace
 
 void KrFilterFIR1D::SetKernel(const KrTBuf1D<std::int32_t>& kernel, double divisor) {
@@ -151,7 +189,17 @@ void KrFilterFIR1D::Execute(const KrAOI* src, KrAOI* dst, EDir dir) {
 }
 
 void KrFilterFIR1D::Execute8(const KrAOI8* src, KrAOI8* dst, EDir dir) {
-    WindowJob{RightWindow(KernelWindow(mKernel, mScale)), dir}.Run(*src, *dst);
+    if (!FoldingShows(mKernel)) return WindowJob{RightWindow(KernelWindow(mKernel, mScale)), dir}.Run(*src, *dst);
+    const KrTSize<int> region = CommonRegion(src, dst);
+    if (region.cx == 0) return;
+    RowReader<std::uint8_t> reader(*src, *dst, region, 1);
+    RowWriter<std::uint8_t> writer(*dst, region);
+    KrTBuf2D<std::uint8_t> image = ReadAll(ExtentOf(region), reader);
+    EachLine(image, dir, [this](std::uint8_t* line, std::uint32_t step, std::uint32_t count) {
+        FilterLine8(line, line, step, step, count);
+    });
+    RowReader<std::uint8_t> filtered(image);
+    Copy(ExtentOf(region), filtered, writer);
 }
 
 void KrFilterFIR1D::FilterLine8(const unsigned char* src, unsigned char* dst, std::uint32_t srcStep,
@@ -163,7 +211,10 @@ void KrFilterFIR1D::FilterLine8(const unsigned char* src, unsigned char* dst, st
     PadLine(line.data(), count, window.left, PaddingOf(window) - window.left, padded.data());
     std::vector<const std::uint8_t*> taps(window.taps);
     PointTaps<std::uint8_t>(padded.data(), taps);
-    RunWindow(window, line.data(), taps.data(), count);
+    if (FoldingShows(mKernel))
+        FilterFolded(window, padded.data(), line.data(), count);
+    else
+        RunWindow(window, line.data(), taps.data(), count);
     for (std::size_t i = 0; i < count; ++i) dst[i * dstStep] = line[i];
 }
 

@@ -233,6 +233,54 @@ TEST(LineFilters, SumsAtTheLimits) {
     }
 }
 
+// From 2^31 / 510 on, the product of a weight and two samples wraps otherwise than two products. The last three kernels
+// are not folded: they are too short, or not symmetric.
+TEST(SpecialFilters, SymmetricKernelsFold) {
+    const std::vector<std::int32_t> kernels[] = {{4210752, 3, -5, 3, 4210752},           {4210753, 3, -5, 3, 4210753},
+                                                 {7, -2000000000, 1, 1, -2000000000, 7}, {4210753, 1, 4210753},
+                                                 {7, -2000000000, -2000000000, 7, 7, 7}, {4210753, 1, 2, 3, 4210753}};
+    const auto product = [](std::int64_t samples, std::int32_t weight) {
+        return static_cast<double>(static_cast<std::int32_t>(static_cast<std::uint32_t>(samples * weight)));
+    };
+    Random random(6);
+    std::size_t differing = 0;
+    for (const auto& weights : kernels) {
+        const auto taps = static_cast<int>(weights.size());
+        const bool folds = taps >= 5 && std::equal(weights.begin(), weights.end(), weights.rbegin());
+        KrFilterFIR1D fir;
+        fir.SetKernel(Buffer(weights), 16777213.0);
+        for (const bool columns : {false, true})
+            for (const KrTSize<int>& size : kSizes) {
+                const auto source = RandomPicture<std::uint8_t>(size.cx, size.cy, random);
+                const auto expected = AlongLines(source, columns, [&](Line<std::uint8_t>& line) {
+                    const Line<std::uint8_t> in = line;
+                    const int count = static_cast<int>(in.size());
+                    const auto at = [&](int i) {
+                        return std::int64_t{in[static_cast<std::size_t>(std::clamp(i, 0, count - 1))]};
+                    };
+                    for (int i = 0; i < count; ++i) {
+                        const int first = i - (taps - 1) / 2;
+                        const bool pairs = folds && first >= 0 && first + taps <= count;
+                        double folded = 0.0, plain = 0.0;
+                        for (int k = 0; k < taps; ++k) {
+                            const std::int32_t weight = weights[static_cast<std::size_t>(k)];
+                            plain += product(at(first + k), weight);
+                            if (2 * k + 1 == taps) folded += product(at(first + k), weight);
+                            if (2 * k + 1 < taps) folded += product(at(first + k) + at(first + taps - 1 - k), weight);
+                        }
+                        differing += pairs && folded != plain;
+                        const double sum = (pairs ? folded : plain) * (1.0 / 16777213.0);
+                        line[static_cast<std::size_t>(i)] = static_cast<std::uint8_t>(std::llround(sum));
+                    }
+                });
+                CheckLayouts(source, expected,
+                             [&](KrAOI* src, KrAOI* dst) { fir.Execute(src, dst, columns ? eVert : eHor); });
+                if (testing::Test::HasFatalFailure()) return;
+            }
+    }
+    EXPECT_GT(differing, 0u);
+}
+
 TEST(SpecialFilters, LinesAndProperties) {
     OneLine filter;
     EXPECT_FALSE(filter.IsKernelSet());
