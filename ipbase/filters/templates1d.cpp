@@ -161,7 +161,20 @@ VORIP_BINARY_FILTER(KrTFilterFastBinary1DErosion, ErosionFill)
 VORIP_BINARY_FILTER(KrTFilterFastBinary1DDilatation, DilatationFill)
 #undef VORIP_BINARY_FILTER
 
-VORIP_FILTERS_OF_ALL_TYPES(VORIP_LINE_FILTERS, template);
+#define VORIP_INSTANTIATE(T)                      \
+  template class KrTFilter1D<T>;                  \
+  template class KrTFilter1DGauss<T>;             \
+  template class KrTFilter1DMean<T>;              \
+  template class KrTFilter1DMedian<T>;            \
+  template class KrTFilter1DErosion<T>;           \
+  template class KrTFilter1DDilatation<T>;        \
+  template class KrTFilterFastBinary1DErosion<T>; \
+  template class KrTFilterFastBinary1DDilatation<T>
+VORIP_INSTANTIATE(std::uint8_t);
+VORIP_INSTANTIATE(std::uint16_t);
+VORIP_INSTANTIATE(std::int32_t);
+VORIP_INSTANTIATE(float);
+#undef VORIP_INSTANTIATE
 template class KrTFilter1D<std::uint32_t>;
 template class KrTFilter1DMedian<std::uint32_t>;
 

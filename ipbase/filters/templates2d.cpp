@@ -140,6 +140,19 @@ VORIP_BINARY_FILTER(KrTFilterFastBinary2DErosion, ErosionFill, BinaryErosion)
 VORIP_BINARY_FILTER(KrTFilterFastBinary2DDilatation, DilatationFill, BinaryDilatation)
 #undef VORIP_BINARY_FILTER
 
-VORIP_FILTERS_OF_ALL_TYPES(VORIP_IMAGE_FILTERS, template);
+#define VORIP_INSTANTIATE(T)                      \
+  template class KrTFilter2D<T>;                  \
+  template class KrTFilter2DGauss<T>;             \
+  template class KrTFilter2DMeanSepXY<T>;         \
+  template class KrTFilter2DMedian<T>;            \
+  template class KrTFilter2DErosion<T>;           \
+  template class KrTFilter2DDilatation<T>;        \
+  template class KrTFilterFastBinary2DErosion<T>; \
+  template class KrTFilterFastBinary2DDilatation<T>
+VORIP_INSTANTIATE(std::uint8_t);
+VORIP_INSTANTIATE(std::uint16_t);
+VORIP_INSTANTIATE(std::int32_t);
+VORIP_INSTANTIATE(float);
+#undef VORIP_INSTANTIATE
 
 }  // namespace KrN

@@ -43,8 +43,10 @@ public:
     virtual void SetKernel(const KrTBuf1D<std::int32_t>& kernel);
     virtual void SetDivisor(std::int32_t divisor);
 
-    // Weighted sum over valid samples alone, divided by the sum of their weights instead of the divisor; that is also
-    // what filters with weights of 1 do with a mask, whatever they do without. A sample is valid when its mask value is
+    // Weighted sum over valid samples alone, divided by the sum of their weights instead of the divisor (normalised
+    // convolution: H. Knutsson and C.-F. Westin, "Normalized and Differential Convolution", IEEE Conference on Computer
+    // Vision and Pattern Recognition, 1993); that is also what filters with weights of 1 do with a mask, whatever they
+    // do without. A sample is valid when its mask value is
     // below 64; invalid ones are left unchanged. Beyond the ends of the line, on both sides, the mask value of the last
     // sample counts; 0 is stored where the weights add up to 0. With `useMask` false, or for an empty mask, the same as
     // Filter(line); a mask shorter than the line goes on with its last value.
@@ -194,7 +196,7 @@ public:                                                                         
 protected:                                                                                      \
     KrTSize<std::uint32_t> mSize;                                                               \
   }
-// The line Gauss on all rows, then on all columns, with masks as KrTFilter1D::FilterMasked has them.
+// Separable: the line Gauss on all rows, then on all columns, with masks as KrTFilter1D::FilterMasked has them.
 VORIP_SIZE_FILTER(KrTFilter2DGauss);
 // The line mean on all rows, then on all columns, likewise.
 VORIP_SIZE_FILTER(KrTFilter2DMeanSepXY);
@@ -226,32 +228,29 @@ VORIP_BINARY_FILTER(KrTFilterFastBinary2DErosion);
 VORIP_BINARY_FILTER(KrTFilterFastBinary2DDilatation);
 #undef VORIP_BINARY_FILTER
 
-#define VORIP_LINE_FILTERS(declaration, T)           \
-  declaration class KrTFilter1D<T>;                  \
-  declaration class KrTFilter1DGauss<T>;             \
-  declaration class KrTFilter1DMean<T>;              \
-  declaration class KrTFilter1DMedian<T>;            \
-  declaration class KrTFilter1DErosion<T>;           \
-  declaration class KrTFilter1DDilatation<T>;        \
-  declaration class KrTFilterFastBinary1DErosion<T>; \
-  declaration class KrTFilterFastBinary1DDilatation<T>
-#define VORIP_IMAGE_FILTERS(declaration, T)          \
-  declaration class KrTFilter2D<T>;                  \
-  declaration class KrTFilter2DGauss<T>;             \
-  declaration class KrTFilter2DMeanSepXY<T>;         \
-  declaration class KrTFilter2DMedian<T>;            \
-  declaration class KrTFilter2DErosion<T>;           \
-  declaration class KrTFilter2DDilatation<T>;        \
-  declaration class KrTFilterFastBinary2DErosion<T>; \
-  declaration class KrTFilterFastBinary2DDilatation<T>
-#define VORIP_FILTERS_OF_ALL_TYPES(list, declaration) \
-  list(declaration, std::uint8_t);                    \
-  list(declaration, std::uint16_t);                   \
-  list(declaration, std::int32_t);                    \
-  list(declaration, float)
-VORIP_FILTERS_OF_ALL_TYPES(VORIP_LINE_FILTERS, extern template);
-VORIP_FILTERS_OF_ALL_TYPES(VORIP_IMAGE_FILTERS, extern template);
+#define VORIP_FILTERS_OF(T)                                 \
+  extern template class KrTFilter1D<T>;                     \
+  extern template class KrTFilter1DGauss<T>;                \
+  extern template class KrTFilter1DMean<T>;                 \
+  extern template class KrTFilter1DMedian<T>;               \
+  extern template class KrTFilter1DErosion<T>;              \
+  extern template class KrTFilter1DDilatation<T>;           \
+  extern template class KrTFilterFastBinary1DErosion<T>;    \
+  extern template class KrTFilterFastBinary1DDilatation<T>; \
+  extern template class KrTFilter2D<T>;                     \
+  extern template class KrTFilter2DGauss<T>;                \
+  extern template class KrTFilter2DMeanSepXY<T>;            \
+  extern template class KrTFilter2DMedian<T>;               \
+  extern template class KrTFilter2DErosion<T>;              \
+  extern template class KrTFilter2DDilatation<T>;           \
+  extern template class KrTFilterFastBinary2DErosion<T>;    \
+  extern template class KrTFilterFastBinary2DDilatation<T>
+VORIP_FILTERS_OF(std::uint8_t);
+VORIP_FILTERS_OF(std::uint16_t);
+VORIP_FILTERS_OF(std::int32_t);
+VORIP_FILTERS_OF(float);
 extern template class KrTFilter1D<std::uint32_t>;
 extern template class KrTFilter1DMedian<std::uint32_t>;
+#undef VORIP_FILTERS_OF
 
 }  // namespace KrN
