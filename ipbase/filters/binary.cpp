@@ -10,7 +10,8 @@ namespace {
 using kernels::BitWords;
 using kernels::u64;
 
-// The rows of a source as bits; the last `kept` ones are at hand.
+// The rows of a source as bits, which take an eighth of the memory of bytes and are handled 64 at a time; the last
+// `kept` ones are at hand.
 template <class T>
 class EdgeBits {
 public:
@@ -36,11 +37,9 @@ public:
 
 private:
     std::size_t At(std::size_t y) {
-        while (mRing.Next() <= y) Fetch(mRing.Next());
-        return mRing[y];
+        return mRing.Reach(y, [this](std::size_t row, std::size_t place) { Fetch(row, place); });
     }
-    void Fetch(std::size_t y) {
-        const std::size_t at = mRing.Add();
+    void Fetch(std::size_t y, std::size_t at) {
         const T* row = mReader.Row(y);
         u64 *filled = mFilled.Row(at), *ground = mGround.Row(at) + 2;
         if (!mReader.IsDirect()) std::copy_n(row, mWidth, mPixels.Row(at));

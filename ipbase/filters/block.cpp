@@ -49,57 +49,7 @@ Extent Seen(const BlockWindow& window, Extent size, const KrTBuf2D<std::uint8_t>
 }
 
 template <class T>
-void FilterSeen(const BlockWindow& window, Extent size, Extent seen, RowReader<T>& reader, RowWriter<T>& writer,
-                const KrTBuf2D<std::uint8_t>& mask) {
-    KrTBuf2D<T> image(seen.width, seen.height);
-    for (std::size_t y = 0; y < seen.height; ++y)
-        PadLine(reader.Row(std::min(y, size.height - 1)), size.width, 0, seen.width - size.width, image.Row(y));
-    RowReader<T> from(image);
-    RowWriter<T> to(image);
-    FilterBlock(window, seen, from, to, &mask);
-    RowReader<T> filtered(image);
-    Copy(size, filtered, writer);
-}
-
-}  // namespace
-
-template <class T>
-void FilterRowsThenColumns(const LineWindow& rows, const LineWindow& columns, Extent size, RowReader<T>& reader,
-                           RowWriter<T>& writer, Mask mask) {
-    if (size.width == 0 || size.height == 0) return;
-    if (mask && !Fits(*mask, size)) {
-        const KrTBuf2D<std::uint8_t> fitted = FitMask(*mask, size);
-        return FilterLinesMasked(rows, columns, size, reader, writer, fitted);
-    }
-    if (mask) return FilterLinesMasked(rows, columns, size, reader, writer, *mask);
-    FilteredRows<T> filtered(reader, AtLeastOne(rows), size, std::max(columns.taps, 2u));
-    RunColumns<T>(AtLeastOne(columns), size, filtered, writer);
-}
-
-template <class T>
-void FilterRowsThenColumns(const LineWindow& rows, const LineWindow& columns, KrTBuf2D<T>& image, Mask mask) {
-    RowReader<T> reader(image);
-    RowWriter<T> writer(image);
-    FilterRowsThenColumns(rows, columns, {image.Width(), image.Height()}, reader, writer, mask);
-}
-
-template <class T>
-void FilterBlock(const BlockWindow& all, Extent size, RowReader<T>& reader, RowWriter<T>& writer, Mask mask) {
-    if (size.width == 0 || size.height == 0) return;
-    const BlockWindow window = CutBlock(all);
-    if (window.kx == 0 || window.ky == 0) return Copy(size, reader, writer);
-    if (mask && !Fits(*mask, size)) {
-        const Extent seen = Seen(window, size, *mask);
-        const KrTBuf2D<std::uint8_t> fitted = FitMask(*mask, seen);
-        if (seen.width != size.width || seen.height != size.height)
-            return FilterSeen(window, size, seen, reader, writer, fitted);
-        return FilterBlock(window, size, reader, writer, &fitted);
-    }
-    if (window.kind == WindowKind::eMedian) return FilterMedian(window, size, reader, writer, mask);
-    if (mask) return FilterBlockMasked(window, size, reader, writer, *mask);
-    if (window.kind == WindowKind::eMinimum || window.kind == WindowKind::eMaximum)
-        return FilterRowsThenColumns(RankWindow(window.kind, window.kx), RankWindow(window.kind, window.ky), size,
-                                     reader, writer, nullptr);
+void SumBlock(const BlockWindow& window, Extent size, RowReader<T>& reader, RowWriter<T>& writer) {
     PaddedRows<T> padded(reader, size, window, window.ky);
     const LineWindow line = AsLine(window);
     std::vector<const T*> taps(line.taps);
@@ -110,11 +60,68 @@ void FilterBlock(const BlockWindow& all, Extent size, RowReader<T>& reader, RowW
     }
 }
 
-#define VORIP_INSTANTIATE(T)                                                                                         \
-  template void FilterBlock<T>(const BlockWindow&, Extent, RowReader<T>&, RowWriter<T>&, Mask);                      \
-  template void FilterRowsThenColumns<T>(const LineWindow&, const LineWindow&, Extent, RowReader<T>&, RowWriter<T>&, \
-                                         Mask);                                                                      \
-  template void FilterRowsThenColumns<T>(const LineWindow&, const LineWindow&, KrTBuf2D<T>&, Mask)
+// A window of at least one pixel, and a mask of the size of the image, if any.
+template <class T>
+void FilterByKind(const BlockWindow& window, Extent size, RowReader<T>& reader, RowWriter<T>& writer, Mask mask) {
+    switch (window.kind) {
+        case WindowKind::eMedian: return FilterMedian(window, size, reader, writer, mask);
+        case WindowKind::eMinimum:
+        case WindowKind::eMaximum:
+            if (mask) return FilterBlockMasked(window, size, reader, writer, *mask);
+            // Extremes of rectangles are separable.
+            return FilterSeparable(RankWindow(window.kind, window.kx), RankWindow(window.kind, window.ky), size, reader,
+                                   writer, nullptr);
+        case WindowKind::eMean:
+        case WindowKind::eWeighted:
+            if (mask) return FilterBlockMasked(window, size, reader, writer, *mask);
+            return SumBlock(window, size, reader, writer);
+    }
+}
+
+// The image is continued to what windows see of the mask, filtered there, and cut back.
+template <class T>
+void FilterSeen(const BlockWindow& window, Extent size, Extent seen, RowReader<T>& reader, RowWriter<T>& writer,
+                Mask mask) {
+    KrTBuf2D<T> image(seen.width, seen.height);
+    for (std::size_t y = 0; y < seen.height; ++y)
+        PadLine(reader.Row(std::min(y, size.height - 1)), size.width, 0, seen.width - size.width, image.Row(y));
+    RowReader<T> from(image);
+    RowWriter<T> to(image);
+    FilterByKind(window, seen, from, to, mask);
+    RowReader<T> filtered(image);
+    Copy(size, filtered, writer);
+}
+
+}  // namespace
+
+template <class T>
+void FilterBlock(const BlockWindow& all, Extent size, RowReader<T>& reader, RowWriter<T>& writer, Mask mask) {
+    if (size.width == 0 || size.height == 0) return;
+    if (all.kx == 0 || all.ky == 0) return Copy(size, reader, writer);
+    const BlockWindow window = CutBlock(all);
+    if (!mask || Fits(*mask, size)) return FilterByKind(window, size, reader, writer, mask);
+    const Extent seen = Seen(window, size, *mask);
+    const KrTBuf2D<std::uint8_t> fitted = FitMask(*mask, seen);
+    if (Fits(fitted, size)) return FilterByKind(window, size, reader, writer, &fitted);
+    FilterSeen(window, size, seen, reader, writer, &fitted);
+}
+
+template <class T>
+void FilterSeparable(const LineWindow& rows, const LineWindow& columns, Extent size, RowReader<T>& reader,
+                     RowWriter<T>& writer, Mask mask) {
+    if (size.width == 0 || size.height == 0) return;
+    if (mask) {
+        const bool fits = Fits(*mask, size);
+        const KrTBuf2D<std::uint8_t> fitted = fits ? KrTBuf2D<std::uint8_t>() : FitMask(*mask, size);
+        return FilterSeparableMasked(rows, columns, size, reader, writer, fits ? *mask : fitted);
+    }
+    FilteredRows<T> filtered(reader, AtLeastOne(rows), size, RowsToKeep(columns.taps));
+    FilterDown<T>(AtLeastOne(columns), size, filtered, writer);
+}
+
+#define VORIP_INSTANTIATE(T)                                                                    \
+  template void FilterBlock<T>(const BlockWindow&, Extent, RowReader<T>&, RowWriter<T>&, Mask); \
+  template void FilterSeparable<T>(const LineWindow&, const LineWindow&, Extent, RowReader<T>&, RowWriter<T>&, Mask)
 VORIP_INSTANTIATE(std::uint8_t);
 VORIP_INSTANTIATE(std::uint16_t);
 VORIP_INSTANTIATE(std::int32_t);

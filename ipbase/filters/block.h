@@ -11,13 +11,17 @@ namespace KrN {
 template <class T>
 void FilterBlock(const BlockWindow& window, Extent size, RowReader<T>& reader, RowWriter<T>& writer, Mask mask);
 
-// A line window on all rows, then another one on all columns; masks, which are for weighted sums alone, are those of
-// the last pixel beyond both ends of a line.
+// A separable filter: a line window on all rows, then another one on all columns. Masks are for weighted sums alone;
+// beyond both ends of a line they are those of its last pixel.
 template <class T>
-void FilterRowsThenColumns(const LineWindow& rows, const LineWindow& columns, Extent size, RowReader<T>& reader,
-                           RowWriter<T>& writer, Mask mask);
+void FilterSeparable(const LineWindow& rows, const LineWindow& columns, Extent size, RowReader<T>& reader,
+                     RowWriter<T>& writer, Mask mask);
 // Of an image in memory.
 template <class T>
-void FilterRowsThenColumns(const LineWindow& rows, const LineWindow& columns, KrTBuf2D<T>& image, Mask mask);
+void FilterSeparable(const LineWindow& rows, const LineWindow& columns, KrTBuf2D<T>& image) {
+    RowReader<T> reader(image);
+    RowWriter<T> writer(image);
+    FilterSeparable(rows, columns, {image.Width(), image.Height()}, reader, writer, nullptr);
+}
 
 }  // namespace KrN

@@ -39,11 +39,9 @@ public:
           mRing(std::min(kept, size.height)),
           mRows(mLeft + size.width + mRight, mRing.Size()) {}
     const T* Row(std::size_t y) {
-        while (mRing.Next() <= y) {
-            const T* row = mReader.Row(mRing.Next());
-            PadLine(row, mWidth, mLeft, mRight, mRows.Row(mRing.Add()));
-        }
-        return mRows.Row(mRing[y]);
+        return mRows.Row(mRing.Reach(y, [this](std::size_t row, std::size_t place) {
+            PadLine(mReader.Row(row), mWidth, mLeft, mRight, mRows.Row(place));
+        }));
     }
 
 private:

@@ -16,11 +16,8 @@ public:
           mRing(std::min(kept, size.height)),
           mRows(size.width, mRing.Size()) {}
     const T* Row(std::size_t y) {
-        while (mRing.Next() <= y) {
-            const T* row = mReader.Row(mRing.Next());
-            mFilter.Run(row, mRows.Row(mRing.Add()));
-        }
-        return mRows.Row(mRing[y]);
+        return mRows.Row(mRing.Reach(
+            y, [this](std::size_t row, std::size_t place) { mFilter.Run(mReader.Row(row), mRows.Row(place)); }));
     }
 
 private:
@@ -30,7 +27,8 @@ private:
     KrTBuf2D<T> mRows;
 };
 
-// The rows of extremes of 2, 4, 8, ... rows that a window of more than two taps is made of.
+// The rows of extremes of 2, 4, 8, ... rows that a window of more than two taps is made of. Each level keeps as many of
+// its rows as the next one looks back.
 template <class T>
 class DoubledRows {
 public:
@@ -52,59 +50,66 @@ private:
     std::vector<Level> mLevels;
 };
 
-// The samples 0, 1, ... are those of the window of the first output row, and then the next one of each further row;
-// rows beyond the image are the nearest one.
-inline std::size_t SampleRow(const LineWindow& window, std::size_t sample, std::size_t rowCount) {
-    return std::min(sample - std::min<std::size_t>(sample, window.left), rowCount - 1);
-}
-
-template <class T, class S, class Rows, class Writer>
-void RunMeanColumns(const LineWindow& window, Extent size, Rows& rows, Writer& writer) {
-    const auto& mean = std::get<kernels::MeanRows<T, S>>(kernels::GetWindowKernels().mean);
-    std::vector<S> sums(size.width);
-    for (std::size_t k = 0; k + 1 < window.taps; ++k)
-        mean.add(sums.data(), rows.Row(SampleRow(window, k, size.height)), size.width);
-    for (std::size_t y = 0; y < size.height; ++y) {
-        const T* added = rows.Row(SampleRow(window, y + window.taps - 1, size.height));
-        const T* removed = rows.Row(SampleRow(window, y, size.height));
-        mean.slide(writer.Row(y), sums.data(), added, removed, window.rounding, size.width);
-        writer.Finish(y);
-    }
-}
-
-// A window of at least one tap along the columns. `rows` keeps as many rows as the window has taps.
+// A filter down the columns, whole rows at a time. The samples 0, 1, ... are those of the window of the first output
+// row, and then the next one of each further row; rows beyond the image are the nearest one.
 template <class T, class Rows, class Writer>
-void RunColumns(const LineWindow& all, Extent size, Rows& rows, Writer& writer) {
-    const LineWindow window = CutToLine(all, size.height);
-    switch (PathOf<T>(window)) {
-        case WindowPath::eDoubled: {
-            DoubledRows<T> doubled(window, size.width);
-            for (std::size_t k = 0; k + 1 < window.taps; ++k)
-                doubled.Add(rows.Row(SampleRow(window, k, size.height)), nullptr);
-            for (std::size_t y = 0; y < size.height; ++y) {
-                doubled.Add(rows.Row(SampleRow(window, y + window.taps - 1, size.height)), writer.Row(y));
-                writer.Finish(y);
-            }
-            return;
+class ColumnFilter {
+public:
+    // A window of at least one tap; `rows` keeps as many rows as it has taps.
+    ColumnFilter(const LineWindow& window, Extent size, Rows& rows, Writer& writer)
+        : mWindow(CutToLine(window, size.height)), mSize(size), mRows(rows), mWriter(writer) {}
+    void Run() {
+        InBestWay<T>(mWindow, [this](auto way) { Filter(way); });
+    }
+
+private:
+    void Filter(TapByTap) {
+        std::vector<const T*> taps(mWindow.taps);
+        Deliver([&](std::size_t y, T* out) {
+            for (std::size_t k = 0; k < taps.size(); ++k) taps[k] = Sample(y + k);
+            RunWindow(mWindow, out, taps.data(), mSize.width);
+        });
+    }
+    void Filter(Doubling) {
+        DoubledRows<T> doubled(mWindow, mSize.width);
+        for (std::size_t k = 0; k + 1 < mWindow.taps; ++k) doubled.Add(Sample(k), nullptr);
+        Deliver([&](std::size_t y, T* out) { doubled.Add(Sample(y + mWindow.taps - 1), out); });
+    }
+    template <class S>
+    void Filter(RunningSum<S>) {
+        const auto& mean = std::get<kernels::MeanRows<T, S>>(kernels::GetWindowKernels().mean);
+        std::vector<S> sums(mSize.width);
+        for (std::size_t k = 0; k + 1 < mWindow.taps; ++k) mean.add(sums.data(), Sample(k), mSize.width);
+        Deliver([&](std::size_t y, T* out) {
+            const T* added = Sample(y + mWindow.taps - 1);
+            mean.slide(out, sums.data(), added, Sample(y), mWindow.rounding, mSize.width);
+        });
+    }
+
+    const T* Sample(std::size_t sample) {
+        return mRows.Row(std::min(sample - std::min<std::size_t>(sample, mWindow.left), mSize.height - 1));
+    }
+    template <class F>
+    void Deliver(const F& row) {
+        for (std::size_t y = 0; y < mSize.height; ++y) {
+            row(y, mWriter.Row(y));
+            mWriter.Finish(y);
         }
-        case WindowPath::eNarrow:
-            if constexpr (std::is_same_v<T, std::uint8_t>) RunMeanColumns<T, std::uint16_t>(window, size, rows, writer);
-            return;
-        case WindowPath::eInteger:
-            if constexpr (std::is_same_v<T, std::uint16_t>)
-                RunMeanColumns<T, std::uint32_t>(window, size, rows, writer);
-            return;
-        case WindowPath::eDouble:
-            if constexpr (!std::is_same_v<T, float>) RunMeanColumns<T, double>(window, size, rows, writer);
-            return;
-        case WindowPath::eTaps: break;
     }
-    std::vector<const T*> taps(window.taps);
-    for (std::size_t y = 0; y < size.height; ++y) {
-        for (std::size_t k = 0; k < taps.size(); ++k) taps[k] = rows.Row(SampleRow(window, y + k, size.height));
-        RunWindow(window, writer.Row(y), taps.data(), size.width);
-        writer.Finish(y);
-    }
+
+    LineWindow mWindow;
+    Extent mSize;
+    Rows& mRows;
+    Writer& mWriter;
+};
+
+template <class T, class Rows, class Writer>
+void FilterDown(const LineWindow& window, Extent size, Rows& rows, Writer& writer) {
+    ColumnFilter<T, Rows, Writer>(window, size, rows, writer).Run();
 }
+
+// Rows to keep for a window down the columns. A single row of a source that is its own destination would be handed out
+// where it stands, and the row functions of windows do not write into the rows that they read.
+inline std::size_t RowsToKeep(std::uint32_t taps) { return std::max(taps, 2u); }
 
 }  // namespace KrN

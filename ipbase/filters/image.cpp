@@ -25,10 +25,10 @@ void FilterAlongColumns(const LineWindow& window, const KrTAOI<T>& src, KrTAOI<T
     const KrTSize<int> size = CommonRegion(&src, &dst);
     if (size.cx == 0 || window.taps == 0) return;
     const bool median = window.kind == WindowKind::eMedian;
-    RowReader<T> reader(src, dst, size, median ? 1 : std::max(window.taps, 2u));
+    RowReader<T> reader(src, dst, size, median ? 1 : RowsToKeep(window.taps));
     RowWriter<T> writer(dst, size);
     if (median) return FilterBlock(RankBlock(window.kind, {1, window.taps}), ExtentOf(size), reader, writer, nullptr);
-    RunColumns<T>(window, ExtentOf(size), reader, writer);
+    FilterDown<T>(window, ExtentOf(size), reader, writer);
 }
 
 #define VORIP_INSTANTIATE(T)                                                         \

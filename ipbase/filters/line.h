@@ -1,6 +1,8 @@
 #pragma once
 
 #include <algorithm>
+#include <tuple>
+#include <type_traits>
 #include <vector>
 
 #include "ipbase/base/window.h"
@@ -41,7 +43,7 @@ void RunWindow(const LineWindow& window, T* dst, const T* const* taps, std::size
     }
 }
 
-// The row function of a window of extremes.
+// The row function of a window of least or greatest values.
 template <class T>
 kernels::TapRow<T> ExtremeOf(const LineWindow& window) {
     const kernels::WindowKernels& table = kernels::GetWindowKernels();
@@ -56,19 +58,37 @@ void PointTaps(const T* padded, std::vector<const T*>& taps) {
 
 // Sums of up to so many rows are formed for each window; those of more slide.
 inline constexpr std::uint32_t kFewSummands = 16;
+// Extremes of up to so many samples are found faster by looking at all of them.
+inline constexpr std::uint32_t kFewExtremes = 9;
 
-// How a window of samples of one type is computed along rows and columns.
-enum class WindowPath {
-    eTaps,     // all samples of the window for each pixel
-    eDoubled,  // extremes of 2, 4, 8, ... samples, each from two of the previous ones; two of them cover the window
-    eNarrow,   // means of running sums in 16 bits,
-    eInteger,  // in 32 bits,
-    eDouble    // and in doubles
-};
-template <class T>
-WindowPath PathOf(const LineWindow& window);
+// The ways in which a window is computed along rows and columns; all give the same pixels.
+struct TapByTap {};  // all samples of the window for each pixel
+// Extremes of 2, 4, 8, ... samples, each from two of the previous ones; two of them cover the window. These are
+// log2(taps) comparisons of whole vectors for each pixel. A running extreme needs only three, but one after the other.
+struct Doubling {};
+// Means from sums of type S that slide from pixel to pixel. They are exact, so that nothing accumulates.
+template <class S>
+struct RunningSum {};
 
-// A filter along rows of one width. It holds the buffers.
+// Calls `run` with the cheapest way for samples of type T.
+template <class T, class F>
+void InBestWay(const LineWindow& window, const F& run) {
+    if (window.kind == WindowKind::eMinimum || window.kind == WindowKind::eMaximum)
+        return window.taps <= kFewExtremes ? run(TapByTap()) : run(Doubling());
+    if constexpr (std::is_integral_v<T>) {
+        if (window.kind == WindowKind::eMean) {
+            if constexpr (sizeof(T) == 1)
+                if (window.rounding.factor != 0) return run(RunningSum<std::uint16_t>());
+            if constexpr (sizeof(T) == 2)
+                if (window.rounding.scale == 1.0 / window.taps && window.taps < 32768)
+                    return run(RunningSum<std::uint32_t>());
+            return run(RunningSum<double>());
+        }
+    }
+    run(TapByTap());
+}
+
+// A filter along rows of one width. It holds the buffers, so that nothing is allocated from row to row.
 template <class T>
 class AlongRow {
 public:
@@ -77,18 +97,16 @@ public:
     void Run(const T* row, T* out);
 
 private:
-    void RunDoubled(T* out);
+    void Filter(TapByTap, T* out);
+    void Filter(Doubling, T* out);
     template <class S>
-    void RunMean(T* out, std::vector<S>& prefix);
+    void Filter(RunningSum<S>, T* out);
 
     LineWindow mWindow;
     std::size_t mWidth;
-    WindowPath mPath;
     std::vector<T> mPadded, mOdd, mEven;
     std::vector<const T*> mTaps;
-    std::vector<std::uint16_t> mShorts;
-    std::vector<std::uint32_t> mSums;
-    std::vector<double> mDoubles;
+    std::tuple<std::vector<std::uint16_t>, std::vector<std::uint32_t>, std::vector<double>> mPrefixSums;
 };
 
 }  // namespace KrN

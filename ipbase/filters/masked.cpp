@@ -25,9 +25,9 @@ void RunExtremes(const BlockWindow& window, Extent size, RowReader<T>& reader, R
     const LineWindow rows = RankWindow(window.kind, window.kx), columns = RankWindow(window.kind, window.ky);
     NeutralRows<T> source(reader, mask, size, window.kind == WindowKind::eMinimum ? most : least,
                           std::size_t{window.ky} + 1);
-    FilteredRows<T, NeutralRows<T>> filtered(source, rows, size, std::max(window.ky, 2u));
+    FilteredRows<T, NeutralRows<T>> filtered(source, rows, size, RowsToKeep(window.ky));
     SelectWriter<T> select(source, writer, size.width);
-    RunColumns<T>(columns, size, filtered, select);
+    FilterDown<T>(columns, size, filtered, select);
 }
 
 // Invalid pixels become 0; of a row that is looked at with the mask of another one as well.
@@ -62,11 +62,10 @@ public:
 
 private:
     std::size_t Fetched(std::size_t y) {
-        while (mRing.Next() <= y) Fetch(mRing.Next());
-        return mRing[y];
+        return mRing.Reach(y, [this](std::size_t row, std::size_t place) { Fetch(row, place); });
     }
-    void Fetch(std::size_t y) {
-        const std::size_t width = mOut.size(), at = mRing.Add();
+    void Fetch(std::size_t y, std::size_t at) {
+        const std::size_t width = mOut.size();
         const T* row = mReader.Row(y);
         const std::uint8_t* valid = mMask.Row(y);
         T* smoothed = mRows.Row(at);
@@ -255,8 +254,8 @@ void RunColumnsMasked(Columns filter, Extent size, SmoothedRows<T>& smoothed, Ro
 }  // namespace
 
 template <class T>
-void FilterLinesMasked(const LineWindow& rows, const LineWindow& columns, Extent size, RowReader<T>& reader,
-                       RowWriter<T>& writer, const KrTBuf2D<std::uint8_t>& mask) {
+void FilterSeparableMasked(const LineWindow& rows, const LineWindow& columns, Extent size, RowReader<T>& reader,
+                           RowWriter<T>& writer, const KrTBuf2D<std::uint8_t>& mask) {
     SmoothedRows<T> smoothed(rows, size, reader, mask, std::size_t{columns.taps} + 1);
     if (columns.taps == 0) return Copy(size, smoothed, writer);
     ColumnSamples<T> samples(columns, smoothed, mask);
@@ -274,12 +273,12 @@ void FilterLinesMasked(const LineWindow& rows, const LineWindow& columns, Extent
     run(SummedColumns<T>(columns, size, samples));
 }
 
-#define VORIP_INSTANTIATE(T)                                                                                     \
-  template class MaskedLine<T>;                                                                                  \
-  template void FilterBlockMasked<T>(const BlockWindow&, Extent, RowReader<T>&, RowWriter<T>&,                   \
-                                     const KrTBuf2D<std::uint8_t>&);                                             \
-  template void FilterLinesMasked<T>(const LineWindow&, const LineWindow&, Extent, RowReader<T>&, RowWriter<T>&, \
-                                     const KrTBuf2D<std::uint8_t>&)
+#define VORIP_INSTANTIATE(T)                                                                                         \
+  template class MaskedLine<T>;                                                                                      \
+  template void FilterBlockMasked<T>(const BlockWindow&, Extent, RowReader<T>&, RowWriter<T>&,                       \
+                                     const KrTBuf2D<std::uint8_t>&);                                                 \
+  template void FilterSeparableMasked<T>(const LineWindow&, const LineWindow&, Extent, RowReader<T>&, RowWriter<T>&, \
+                                         const KrTBuf2D<std::uint8_t>&)
 VORIP_INSTANTIATE(std::uint8_t);
 VORIP_INSTANTIATE(std::uint16_t);
 VORIP_INSTANTIATE(std::int32_t);

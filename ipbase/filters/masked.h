@@ -4,7 +4,10 @@
 #include "ipbase/filters/blockwindow.h"
 #include "ipbase/kernels/mask.h"
 
-// Filters of images of which some pixels are invalid.
+// Filters of images of which some pixels are invalid. Weighted sums are normalised convolutions with a certainty of 0
+// or 1: H. Knutsson and C.-F. Westin, "Normalized and Differential Convolution", Proceedings of the IEEE Conference on
+// Computer Vision and Pattern Recognition (1993). Samples and weights are summed over valid pixels, and divided at the
+// end; so that samples need no mask there, invalid ones are made 0 beforehand, or what no extreme or median is.
 namespace KrN {
 
 // The rows of a source with a neutral value in invalid pixels, each until the next one is asked for. The last `kept`
@@ -20,14 +23,12 @@ public:
           mRows(size.width, mRing.Size()),
           mRow(size.width) {}
     const T* Row(std::size_t y) {
-        while (mRing.Next() <= y) {
-            const std::uint8_t* valid = mMask.Row(mRing.Next());
-            const T* source = mReader.Row(mRing.Next());
-            T* row = mRows.Row(mRing.Add());
-            std::copy_n(source, mRow.size(), row);
+        mRing.Reach(y, [this](std::size_t next, std::size_t place) {
+            T* row = mRows.Row(place);
+            std::copy_n(mReader.Row(next), mRow.size(), row);
             std::get<kernels::MaskedPixels<T>>(kernels::GetMaskKernels().pixels)
-                .neutralize(mRow.data(), row, valid, mNeutral, mRow.size());
-        }
+                .neutralize(mRow.data(), row, mMask.Row(next), mNeutral, mRow.size());
+        });
         return mRow.data();
     }
     // Writes what was filtered, and the source where it is invalid.
@@ -69,8 +70,8 @@ void FilterBlockMasked(const BlockWindow& window, Extent size, RowReader<T>& rea
                        const KrTBuf2D<std::uint8_t>& mask);
 // Weighted sums along the rows, then along the columns. Beyond both ends of a line the mask is that of its last pixel.
 template <class T>
-void FilterLinesMasked(const LineWindow& rows, const LineWindow& columns, Extent size, RowReader<T>& reader,
-                       RowWriter<T>& writer, const KrTBuf2D<std::uint8_t>& mask);
+void FilterSeparableMasked(const LineWindow& rows, const LineWindow& columns, Extent size, RowReader<T>& reader,
+                           RowWriter<T>& writer, const KrTBuf2D<std::uint8_t>& mask);
 
 // Lines of one width. Invalid samples get values, too.
 template <class T>

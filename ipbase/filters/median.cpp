@@ -12,7 +12,8 @@ namespace {
 
 using Byte = std::uint8_t;
 
-// Windows of up to so many samples are given to networks; their vectors fit in the first-level cache.
+// Windows of up to so many samples are given to networks, whose cost grows faster than that of histograms and sets of
+// ranks but whose vectors then still fit in the first-level cache. Bytes have the cheaper alternative.
 template <class T>
 constexpr std::size_t kNetworkSamples = sizeof(T) == 1   ? 49
                                         : sizeof(T) == 2 ? 450
@@ -153,57 +154,81 @@ void RunHistogram(const BlockWindow& window, Extent size, RowReader<Byte>& reade
     }
 }
 
-// Any window, from the ranks of all pixels. The window goes to and fro, and down at the ends.
+// What a window sees of an axis: the samples from `first` to `last`; where it reaches beyond the axis it sees the first
+// or the last one again, so many times.
+struct AxisWindow {
+    std::size_t first, last;
+    std::uint32_t againFirst, againLast;
+
+    AxisWindow(std::size_t at, std::size_t taps, std::size_t extent) {
+        const std::size_t before = taps / 2, after = taps - 1 - before;
+        const std::size_t left = std::min(at, before), right = std::min(after, extent - 1 - at);
+        first = at - left;
+        last = at + right;
+        againFirst = static_cast<std::uint32_t>(before - left);
+        againLast = static_cast<std::uint32_t>(after - right);
+    }
+    // Calls `sample(i, times)` for each sample.
+    template <class F>
+    void Each(const F& sample) const {
+        for (std::size_t i = first; i <= last; ++i)
+            sample(i, 1 + (i == first ? againFirst : 0) + (i == last ? againLast : 0));
+    }
+};
+
+// Windows of any size, from the ranks of all pixels. The window goes along the rows to and fro, and down at their ends:
+// from one place to the next, one column or row of samples leaves the set and another one enters it. What lies beyond
+// the image is not looked at sample by sample, so that the cost of a window ends to grow at the size of the image.
 template <class T>
 class RankMedian {
 public:
     RankMedian(const BlockWindow& window, const KrTBuf2D<T>& image, Mask mask)
         : mWindow(window), mImage(image), mMask(mask), mRanked(image), mSet(mRanked.values.size()) {
-        Seen(0, window.ky, image.Height(),
-             [&](std::size_t y, std::uint32_t times) { Change(&RankSet::Add, y, times); });
+        AxisWindow(0, window.ky, image.Height()).Each([this](std::size_t y, std::uint32_t times) {
+            ChangeRow(&RankSet::Add, y, times);
+        });
     }
+    // The rows from top to bottom.
     void Run(std::size_t y, T* dst) {
-        const std::size_t last = mImage.Width() - 1;
         if (y > 0) {
-            Change(&RankSet::Remove, BlockRow(mWindow, y - 1, mImage.Height()), 1);
-            Change(&RankSet::Add, BlockRow(mWindow, y - 1 + mWindow.ky, mImage.Height()), 1);
+            ChangeRow(&RankSet::Remove, BlockRow(mWindow, y - 1, mImage.Height()), 1);
+            ChangeRow(&RankSet::Add, BlockRow(mWindow, y - 1 + mWindow.ky, mImage.Height()), 1);
         }
-        const bool right = mX == 0;
+        const bool toRight = mX == 0;
         Give(y, dst);
-        for (std::size_t x = 0; x < last; ++x) {
-            ChangeColumn(&RankSet::Remove, y, right ? mX : mX + mWindow.kx - 1);
-            mX = right ? mX + 1 : mX - 1;
-            ChangeColumn(&RankSet::Add, y, right ? mX + mWindow.kx - 1 : mX);
+        for (std::size_t steps = mImage.Width() - 1; steps > 0; --steps) {
+            toRight ? StepRight(y) : StepLeft(y);
             Give(y, dst);
         }
     }
 
 private:
-    using Operation = void (RankSet::*)(std::uint32_t, std::uint32_t);
+    using Change = void (RankSet::*)(std::uint32_t rank, std::uint32_t times);
 
-    // Calls `pixel(at, times)` for what `taps` samples see of a line, how often they see its ends among them. Samples
-    // are counted from the first one of the first window.
-    template <class F>
-    static void Seen(std::size_t first, std::size_t taps, std::size_t extent, const F& pixel) {
-        const auto begin = static_cast<std::ptrdiff_t>(first) - static_cast<std::ptrdiff_t>(taps / 2);
-        const auto end = begin + static_cast<std::ptrdiff_t>(taps), last = static_cast<std::ptrdiff_t>(extent) - 1;
-        const auto from = [=](std::ptrdiff_t at) { return at == 0 ? begin : std::max(at, begin); };
-        const auto to = [=](std::ptrdiff_t at) { return at == last ? end : std::min(at + 1, end); };
-        for (auto at = std::clamp<std::ptrdiff_t>(begin, 0, last), stop = std::clamp<std::ptrdiff_t>(end - 1, 0, last);
-             at <= stop; ++at)
-            pixel(static_cast<std::size_t>(at), static_cast<std::uint32_t>(to(at) - from(at)));
+    // Samples of a row are counted from the first one of the window of its first pixel.
+    void StepRight(std::size_t y) {
+        ChangeColumn(&RankSet::Remove, y, mX);
+        ChangeColumn(&RankSet::Add, y, mX + mWindow.kx);
+        ++mX;
     }
-    void One(Operation operation, std::size_t y, std::size_t x, std::uint32_t times) {
-        if (!mMask || mMask->Row(y)[x]) (mSet.*operation)(mRanked.ranks.Row(y)[x], times);
+    void StepLeft(std::size_t y) {
+        --mX;
+        ChangeColumn(&RankSet::Remove, y, mX + mWindow.kx);
+        ChangeColumn(&RankSet::Add, y, mX);
     }
-    void Change(Operation operation, std::size_t y, std::uint32_t rows) {
-        Seen(mX, mWindow.kx, mImage.Width(),
-             [&](std::size_t x, std::uint32_t times) { One(operation, y, x, rows * times); });
+    void ChangeRow(Change change, std::size_t y, std::uint32_t rows) {
+        AxisWindow(mX, mWindow.kx, mImage.Width()).Each([&](std::size_t x, std::uint32_t times) {
+            ChangePixel(change, y, x, rows * times);
+        });
     }
-    void ChangeColumn(Operation operation, std::size_t y, std::size_t column) {
-        const std::size_t x = std::min(column - std::min<std::size_t>(column, mWindow.kx / 2), mImage.Width() - 1);
-        Seen(y, mWindow.ky, mImage.Height(),
-             [&](std::size_t row, std::uint32_t times) { One(operation, row, x, times); });
+    void ChangeColumn(Change change, std::size_t y, std::size_t sample) {
+        const std::size_t x = std::min(sample - std::min<std::size_t>(sample, mWindow.kx / 2), mImage.Width() - 1);
+        AxisWindow(y, mWindow.ky, mImage.Height()).Each([&](std::size_t row, std::uint32_t times) {
+            ChangePixel(change, row, x, times);
+        });
+    }
+    void ChangePixel(Change change, std::size_t y, std::size_t x, std::uint32_t times) {
+        if (!mMask || mMask->Row(y)[x]) (mSet.*change)(mRanked.ranks.Row(y)[x], times);
     }
     void Give(std::size_t y, T* dst) {
         const bool valid = !mMask || mMask->Row(y)[mX] != 0;
@@ -215,8 +240,18 @@ private:
     Mask mMask;
     RankedImage<T> mRanked;
     RankSet mSet;
-    std::size_t mX = 0;
+    std::size_t mX = 0;  // where the window stands
 };
+
+template <class T>
+void RunRanks(const BlockWindow& window, Extent size, RowReader<T>& reader, RowWriter<T>& writer, Mask mask) {
+    const KrTBuf2D<T> image = ReadAll(size, reader);
+    RankMedian<T> median(window, image, mask);
+    for (std::size_t y = 0; y < size.height; ++y) {
+        median.Run(y, writer.Row(y));
+        writer.Finish(y);
+    }
+}
 
 }  // namespace
 
@@ -226,14 +261,10 @@ void FilterMedian(const BlockWindow& window, Extent size, RowReader<T>& reader, 
     if (samples <= kNetworkSamples<T> && !mask) return RunSmall(window, size, reader, writer);
     if (samples <= std::min(kNetworkSamples<T>, kRankedSamples) && mask)
         return RunSmallMasked(window, size, reader, writer, *mask);
+    // Columns are counted in 8 bits, windows in 15.
     if constexpr (sizeof(T) == 1)
         if (samples < 32768 && window.ky < 256) return RunHistogram(window, size, reader, writer, mask);
-    const KrTBuf2D<T> image = ReadAll(size, reader);
-    RankMedian<T> median(window, image, mask);
-    for (std::size_t y = 0; y < size.height; ++y) {
-        median.Run(y, writer.Row(y));
-        writer.Finish(y);
-    }
+    RunRanks(window, size, reader, writer, mask);
 }
 
 #define VORIP_INSTANTIATE(T) \

@@ -28,14 +28,14 @@ struct GaussFilter : TakesMask {
     template <class T>
     static void Run(const KrTSize<std::uint32_t>& taps, Extent size, RowReader<T>& reader, RowWriter<T>& writer,
                     Mask mask) {
-        FilterRowsThenColumns(GaussWindow(taps.cx), GaussWindow(taps.cy), size, reader, writer, mask);
+        FilterSeparable(GaussWindow(taps.cx), GaussWindow(taps.cy), size, reader, writer, mask);
     }
 };
 struct MeanFilter : TakesMask {
     template <class T>
     static void Run(const KrTSize<std::uint32_t>& taps, Extent size, RowReader<T>& reader, RowWriter<T>& writer,
                     Mask mask) {
-        FilterRowsThenColumns(MeanWindow(taps.cx), MeanWindow(taps.cy), size, reader, writer, mask);
+        FilterSeparable(MeanWindow(taps.cx), MeanWindow(taps.cy), size, reader, writer, mask);
     }
 };
 template <WindowKind kind>

@@ -74,7 +74,7 @@ void Smooth(std::uint32_t kw, std::uint32_t kh, KrTBuf2D<T>& image) {
     rows.rounding = {};
     KrTBuf2D<std::int32_t> sums(image.Width(), image.Height());
     std::copy_n(image.Row(0), image.Width() * image.Height(), sums.Row(0));
-    FilterRowsThenColumns(rows, columns, sums, nullptr);
+    FilterSeparable(rows, columns, sums);
     std::transform(sums.Row(0), sums.Row(sums.Height()), image.Row(0),
                    [](std::int32_t v) { return static_cast<T>(v); });
 }
@@ -187,8 +187,8 @@ void KrLShadeCorrection::Background(const KrTBuf2D<T>& src, KrTBuf2D<T>& dst) co
     const std::uint32_t kw = std::min(atLeast1(mKernelWidth), kMaxTaps),
                         kh = std::min(atLeast1(mKernelHeight), kMaxTaps);
     KrTBuf2D<T> reduced = Reduce(src, atLeast1(mReduceFactor));
-    FilterRowsThenColumns(DilatationWindow(kw, mDilatations, reduced.Width()),
-                          DilatationWindow(kh, mDilatations, reduced.Height()), reduced, nullptr);
+    FilterSeparable(DilatationWindow(kw, mDilatations, reduced.Width()),
+                    DilatationWindow(kh, mDilatations, reduced.Height()), reduced);
     Smooth(kw, kh, reduced);
     Enlarge(reduced, dst);
 }
