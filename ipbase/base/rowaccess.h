@@ -129,8 +129,6 @@ class Ring {
 public:
     explicit Ring(std::size_t size) : mSize(size), mLast(size - 1) {}
     std::size_t Size() const { return mSize; }
-    // The number of the next row.
-    std::size_t Next() const { return mNext; }
     // The place of a row. For those up to it that have not been there, `fetch(row, place)` is called in ascending
     // order.
     template <class F>
