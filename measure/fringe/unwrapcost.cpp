@@ -6,6 +6,7 @@
 
 #include "ipbase/unwrap/reliability/groups.h"
 #include "measure/fringe/components.h"
+#include "measure/fringe/rejoin.h"
 #include "measure/fringe/rowbands.h"
 #include "measure/fringe/unwrapinput.h"
 #include "measure/unwrap.h"
@@ -40,7 +41,7 @@ public:
         });
     }
 
-    Unwrapped Run(int minPixels, const Progress& progress) {
+    Unwrapped Run(int minPixels, bool rejoin, const Progress& progress) {
         progress.Report("joining smooth areas", 0);
         std::vector<std::vector<EDGE>> dear(static_cast<std::size_t>(CountBands(mPhase)));
         const auto all = cv::Range(0, CountBands(mPhase));
@@ -54,7 +55,10 @@ public:
                 CollectDear(BandRows(mPhase, band), dear[static_cast<std::size_t>(band)]);
         });
         JoinDear(dear, progress);
-        return Resolve(minPixels, progress);
+        Unwrapped result = Resolve(progress);
+        if (rejoin) RejoinPieces(mCost, result.phase);
+        SortComponents(result, minPixels);
+        return result;
     }
 
 private:
@@ -180,7 +184,7 @@ private:
         }
     }
 
-    Unwrapped Resolve(int minPixels, const Progress& progress) const {
+    Unwrapped Resolve(const Progress& progress) const {
         progress.Report("writing the phase", 0.9);
         Unwrapped result{cv::Mat1f(mPhase.size()), cv::Mat1i(mPhase.size()), {}};
         ForRowBands(mPhase.size(), {}, "", [&](const cv::Range& range) {
@@ -189,11 +193,10 @@ private:
                     const bool valid = mCost(y, x) < INFINITY;
                     const KrN::ReliabilityHead head = valid ? Head(Index(y, x)) : KrN::ReliabilityHead{-1, 0};
                     result.components(y, x) = head.pixel + 1;
-                    result.phase(y, x) = mPhase(y, x) + 2 * kPi * static_cast<float>(head.increment);
+                    result.phase(y, x) = valid ? mPhase(y, x) + 2 * kPi * static_cast<float>(head.increment) : NAN;
                 }
             }
         });
-        SortComponents(result, minPixels);
         return result;
     }
 
@@ -204,12 +207,17 @@ private:
 
 }  // namespace
 
-Unwrapped UnwrapByCost(const cv::Mat1f& phase, const cv::Mat1b& usable, const cv::Mat1f& cost, int minPixels,
-                       const Progress& progress) {
+Unwrapped JoinByCost(const cv::Mat1f& phase, const cv::Mat1b& usable, const cv::Mat1f& cost, int minPixels, bool rejoin,
+                     const Progress& progress) {
     RequireSize(phase, usable, "the mask");
     RequireSize(phase, cost, "the cost");
     if (phase.total() >= std::size_t{1} << 30) throw InputError("a phase of 2^30 or more pixels cannot be unwrapped");
-    return CostUnwrapper(phase, usable, cost).Run(minPixels, progress);
+    return CostUnwrapper(phase, usable, cost).Run(minPixels, rejoin, progress);
+}
+
+Unwrapped UnwrapByCost(const cv::Mat1f& phase, const cv::Mat1b& usable, const cv::Mat1f& cost, int minPixels,
+                       const Progress& progress) {
+    return JoinByCost(phase, usable, cost, minPixels, true, progress);
 }
 
 }  // namespace measure

@@ -6,6 +6,8 @@
 #include <cmath>
 #include <functional>
 
+#include "measure/fringe/rejoin.h"
+
 namespace {
 
 constexpr double kTwoPi = 2 * CV_PI;
@@ -142,7 +144,7 @@ TEST(Unwrapping, CostMeetsALiteralImplementation) {
         // Bands are joined one by one: costs that are equal to them must not matter where the phase is consistent.
         random.fill(cost, cv::RNG::UNIFORM, 0.4, 9.0);
         for (int y = 0; y < cost.rows; ++y) scene.usable(y, random.uniform(0, 23)) = 0;
-        const Unwrapped result = measure::UnwrapByCost(scene.phase, scene.usable, cost, 1);
+        const Unwrapped result = measure::JoinByCost(scene.phase, scene.usable, cost, 1, false);
         const cv::Mat1i orders = LiteralOrders(scene, cost);
         std::vector<int> shift(result.pixels.size() + 1, INT_MIN);
         for (int y = 0; y < cost.rows; ++y) {
@@ -155,6 +157,36 @@ TEST(Unwrapping, CostMeetsALiteralImplementation) {
             }
         }
     }
+}
+
+// A wall with a seam that a rod caused: its halves agree along the whole seam, the rod with one of them at its tip
+// only.
+TEST(Unwrapping, BordersOutvoteBridges) {
+    Scene scene = MakeScene({80, 60}, [](int x, int y) { return 0.2 * x + 0.1 * y; });
+    cv::Mat1f cost(scene.phase.size(), 0.3F), phase = scene.truth.clone();
+    const float period = static_cast<float>(kTwoPi);
+    phase(cv::Rect(40, 0, 40, 60)) += 2 * period;
+    const cv::Rect rod(38, 20, 4, 20);
+    phase(rod) = 3.1F;
+    cost(rod) = 6.0F;
+    cv::Mat1f rejoined = phase.clone();
+    measure::RejoinPieces(cost, rejoined);
+    for (int x = 0; x < 80; ++x) EXPECT_NEAR(rejoined(5, x) - rejoined(5, 0), 0.2 * x, 1e-4) << x;
+    for (int y = 0; y < 60; ++y) EXPECT_NEAR(rejoined(y, 70) - rejoined(0, 70), 0.1 * y, 1e-4) << y;
+
+    // An object before a wall, its long border dear, hangs together with it by a smooth foot that is long enough.
+    phase = scene.truth.clone();
+    cost.setTo(0.3F);
+    phase(cv::Rect(20, 10, 30, 40)) += 0.7F * period;
+    for (int y = 44; y < 50; ++y) {
+        for (int x = 50; x < 60; ++x) phase(y, x) += 0.07F * period * static_cast<float>(59 - x);
+    }
+    cost(cv::Rect(19, 9, 32, 43)) = 3.0F;
+    cost(cv::Rect(48, 44, 4, 6)) = 0.3F;
+    rejoined = phase.clone();
+    measure::RejoinPieces(cost, rejoined);
+    EXPECT_LT(cv::norm(rejoined - rejoined(0, 0), phase - phase(0, 0), cv::NORM_INF), 1e-3);
+    EXPECT_GT(measure::FindJumps(rejoined).count, 50);
 }
 
 TEST(Unwrapping, BendQualityAndCost) {

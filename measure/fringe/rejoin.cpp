@@ -1,0 +1,156 @@
+#include "measure/fringe/rejoin.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <map>
+#include <numeric>
+#include <opencv2/imgproc.hpp>
+#include <vector>
+
+namespace measure {
+namespace {
+
+constexpr float kPi = 3.14159265F;
+constexpr int kBridge = 5;  // pixels
+const cv::Point kNeighbours[] = {{1, 0}, {0, 1}, {-1, 0}, {0, -1}};
+
+bool Continue(float a, float b) { return std::abs(a - b) <= kPi; }  // false for NaN
+
+// Numbers the pieces from 1: first their insides, from which they grow back ring by ring, then what no inside reaches.
+class Pieces {
+public:
+    Pieces(const cv::Mat1f& unwrapped, const cv::Mat1b& jumps) : mPhase(unwrapped) {
+        cv::Mat1b calm, inside;
+        cv::compare(unwrapped, unwrapped, calm, cv::CMP_EQ);
+        calm.setTo(0, jumps);
+        cv::erode(calm, inside, cv::Mat::ones(kBridge, kBridge, CV_8U), cv::Point(-1, -1), 1, cv::BORDER_CONSTANT,
+                  cv::Scalar(255));
+        mCount = cv::connectedComponents(inside, numbers, 4, CV_32S);
+        cv::Mat1b core;
+        cv::erode(inside, core, cv::Mat());
+        std::vector<cv::Point> ring;
+        cv::findNonZero(inside - core, ring);
+        while (!ring.empty()) ring = Grow(ring);
+        for (int y = 0; y < numbers.rows; ++y) {
+            for (int x = 0; x < numbers.cols; ++x) {
+                if (numbers(y, x) != 0 || std::isnan(mPhase(y, x))) continue;
+                numbers(y, x) = mCount++;
+                for (ring = {cv::Point(x, y)}; !ring.empty();) ring = Grow(ring);
+            }
+        }
+    }
+
+    int Count() const { return mCount; }  // with 0
+
+    cv::Mat1i numbers;  // 0 where invalid
+
+private:
+    std::vector<cv::Point> Grow(const std::vector<cv::Point>& ring) {
+        std::vector<cv::Point> next;
+        const cv::Rect image(cv::Point(), mPhase.size());
+        for (const cv::Point p : ring) {
+            for (const cv::Point step : kNeighbours) {
+                const cv::Point q = p + step;
+                if (!image.contains(q) || numbers(q) != 0 || !Continue(mPhase(p), mPhase(q))) continue;
+                numbers(q) = numbers(p);
+                next.push_back(q);
+            }
+        }
+        return next;
+    }
+
+    const cv::Mat1f& mPhase;
+    int mCount = 0;
+};
+
+// How many whole periods the second piece is to be raised so that it continues the first.
+struct Vote {
+    int first, second, periods;
+    double weight;
+};
+
+// Long borders at the edge of an object must not outvote a short one where the phase runs on smoothly.
+double Weight(double cost) {
+    const double inverse = 1 / (cost + 0.5);
+    return inverse * inverse * inverse * inverse;
+}
+
+std::vector<Vote> CountVotes(const cv::Mat1f& cost, const cv::Mat1f& phase, const cv::Mat1i& pieces) {
+    std::map<std::pair<int, int>, std::map<int, double>> ballots;
+    const auto add = [&](cv::Point p, cv::Point q) {
+        if (pieces(p) == 0 || pieces(q) == 0) return;
+        if (pieces(p) > pieces(q)) std::swap(p, q);
+        const int periods = cvRound((phase(p) - phase(q)) / (2 * kPi));
+        ballots[{pieces(p), pieces(q)}][periods] += Weight(static_cast<double>(cost(p) + cost(q)));
+    };
+    for (int y = 0; y < phase.rows; ++y) {
+        const int* const own = pieces[y];
+        const int* const below = pieces[std::min(y + 1, phase.rows - 1)];
+        for (int x = 0; x < phase.cols; ++x) {
+            if (x + 1 < phase.cols && own[x] != own[x + 1]) add({x, y}, {x + 1, y});
+            if (own[x] != below[x]) add({x, y}, {x, y + 1});
+        }
+    }
+    std::vector<Vote> votes;
+    for (const auto& [pair, ballot] : ballots) {
+        const auto best = std::max_element(ballot.begin(), ballot.end(),
+                                           [](const auto& a, const auto& b) { return a.second < b.second; });
+        votes.push_back({pair.first, pair.second, best->first, best->second});
+    }
+    std::stable_sort(votes.begin(), votes.end(), [](const Vote& a, const Vote& b) { return a.weight > b.weight; });
+    return votes;
+}
+
+// The periods by which each piece is to be raised.
+class Joined {
+public:
+    explicit Joined(int pieces) : mLeader(static_cast<std::size_t>(pieces)), mRaise(mLeader.size()) {
+        std::iota(mLeader.begin(), mLeader.end(), 0);
+    }
+
+    void Join(const Vote& vote) {
+        const int a = Find(vote.first), b = Find(vote.second);
+        if (a == b) return;
+        mLeader[At(b)] = a;
+        mRaise[At(b)] = mRaise[At(vote.first)] + vote.periods - mRaise[At(vote.second)];
+    }
+
+    int RaiseOf(int piece) {
+        const int leader = Find(piece);
+        return leader == piece ? 0 : mRaise[At(piece)];
+    }
+
+private:
+    static std::size_t At(int piece) { return static_cast<std::size_t>(piece); }
+
+    // Afterwards the piece leads to its leader directly, or is it and has the raise 0.
+    int Find(int piece) {
+        const int next = mLeader[At(piece)];
+        if (next == piece) return piece;
+        const int leader = Find(next);
+        if (leader != next) mRaise[At(piece)] += mRaise[At(next)];
+        return mLeader[At(piece)] = leader;
+    }
+
+    std::vector<int> mLeader, mRaise;
+};
+
+}  // namespace
+
+void RejoinPieces(const cv::Mat1f& cost, cv::Mat1f& unwrapped) {
+    const Jumps jumps = FindJumps(unwrapped);
+    if (jumps.count == 0) return;
+    const Pieces pieces(unwrapped, jumps.where);
+    Joined joined(pieces.Count());
+    for (const Vote& vote : CountVotes(cost, unwrapped, pieces.numbers)) joined.Join(vote);
+    std::vector<float> raise(static_cast<std::size_t>(pieces.Count()));
+    for (int i = 1; i < pieces.Count(); ++i)
+        raise[static_cast<std::size_t>(i)] = 2 * kPi * static_cast<float>(joined.RaiseOf(i));
+    for (int y = 0; y < unwrapped.rows; ++y) {
+        for (int x = 0; x < unwrapped.cols; ++x)
+            unwrapped(y, x) += raise[static_cast<std::size_t>(pieces.numbers(y, x))];
+    }
+}
+
+}  // namespace measure

@@ -1,0 +1,17 @@
+#pragma once
+
+#include "measure/unwrap.h"
+
+namespace measure {
+
+// Mends orders that came over a few accidental pixels, as where a rod is crossed before the wall behind it has been
+// joined, so that a seam runs through the wall. The phase is cut into pieces at its jumps and at bridges narrower than
+// five pixels; all the border that two pieces share votes for the whole periods between them, smooth places with more
+// weight; and the pieces are joined again from the strongest vote down. Does nothing to a phase without jumps.
+void RejoinPieces(const cv::Mat1f& cost, cv::Mat1f& unwrapped);
+
+// UnwrapByCost, with or without that.
+Unwrapped JoinByCost(const cv::Mat1f& phase, const cv::Mat1b& usable, const cv::Mat1f& cost, int minPixels, bool rejoin,
+                     const Progress& progress = {});
+
+}  // namespace measure
