@@ -1,6 +1,7 @@
 #include "measure/io/codecs/quietstderr.h"
 
 #include <cstdio>
+#include <mutex>
 
 #ifdef _WIN32
 #  include <fcntl.h>
@@ -26,20 +27,32 @@ void Close(int fd) { close(fd); }
 
 namespace measure {
 
+namespace {
+
+std::mutex changing;
+int living = 0;
+int saved = -1;  // what standard error was before the first one
+
+}  // namespace
+
 QuietStderr::QuietStderr() {
+    const std::lock_guard<std::mutex> lock(changing);
+    if (living++ > 0) return;
     std::fflush(stderr);
     const int nowhere = Open(kNowhere);
     if (nowhere < 0) return;
-    mSaved = Dup(2);
-    if (mSaved >= 0) Dup2(nowhere, 2);
+    saved = Dup(2);
+    if (saved >= 0) Dup2(nowhere, 2);
     Close(nowhere);
 }
 
 QuietStderr::~QuietStderr() {
-    if (mSaved < 0) return;
+    const std::lock_guard<std::mutex> lock(changing);
+    if (--living > 0 || saved < 0) return;
     std::fflush(stderr);
-    Dup2(mSaved, 2);
-    Close(mSaved);
+    Dup2(saved, 2);
+    Close(saved);
+    saved = -1;
 }
 
 }  // namespace measure

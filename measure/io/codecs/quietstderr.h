@@ -2,16 +2,13 @@
 
 namespace measure {
 
-// While it lives, nothing reaches standard error: image codecs print there by themselves.
+// While one lives, in whatever thread, nothing reaches standard error: image codecs print there by themselves.
 class QuietStderr {
 public:
     QuietStderr();
     ~QuietStderr();
     QuietStderr(const QuietStderr&) = delete;
     QuietStderr& operator=(const QuietStderr&) = delete;
-
-private:
-    int mSaved = -1;
 };
 
 }  // namespace measure

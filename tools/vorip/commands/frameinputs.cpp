@@ -27,8 +27,7 @@ std::vector<double> Shifts(const FrameOptions& options, std::size_t count) {
     return *degrees;
 }
 
-void ReadFile(const std::string& file, FrameInput& input) {
-    const std::vector<cv::Mat> pages = measure::ReadPages(file);
+void AddPages(const std::string& file, const std::vector<cv::Mat>& pages, FrameInput& input) {
     if (pages.size() > 1) Warn(file + cv::format(" has %zu pages; all are taken as frames", pages.size()));
     for (std::size_t i = 0; i < pages.size(); ++i) {
         if (pages[i].depth() == CV_32S) Refuse(file + ": a fringe picture is 8-bit, 16-bit or float");
@@ -78,7 +77,12 @@ FrameInput ReadFrames(const FrameOptions& options) {
             "folder is sorted by the numbers");
     }
     FrameInput input;
-    for (const std::string& file : found.files) ReadFile(file, input);
+    std::vector<std::vector<cv::Mat>> pages(found.files.size());
+    cv::parallel_for_(cv::Range(0, static_cast<int>(pages.size())), [&](const cv::Range& range) {
+        for (auto i = static_cast<std::size_t>(range.start); i < static_cast<std::size_t>(range.end); ++i)
+            pages[i] = measure::ReadPages(found.files[i]);
+    });
+    for (std::size_t i = 0; i < pages.size(); ++i) AddPages(found.files[i], pages[i], input);
     const std::size_t count = input.set.frames.size();
     if (count < 3) Refuse(cv::format("at least three fringe pictures are needed, %zu given", count));
     input.set.shifts = Shifts(options, count);

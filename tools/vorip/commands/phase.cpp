@@ -110,10 +110,10 @@ int RunPhase(const PhaseOptions& options) {
     }
     line.Stage("writing");
     const StepImages images = ToSteps(phase.phase);
-    outputs.AddImage("phase.png", images.steps);
     outputs.AddImage("phase16.png", images.fine);
     outputs.AddImage("modulation.png", ToBytes(phase.modulation, 2.0 * 255.0 / phase.fullScale));
     outputs.AddImage("contrast.png", ToBytes(measure::FringeContrast(phase), 255.0));
+    outputs.AddImage("phase.png", images.steps);
     outputs.AddImage("mask.png", phase.usable);
     outputs.AddText("phase.json", Summary(input, phase, ripple, corrected, quality));
     outputs.Commit();

@@ -5,6 +5,7 @@
 #include <opencv2/core.hpp>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "tools/vorip/session/interrupt.h"
