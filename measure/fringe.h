@@ -52,12 +52,13 @@ struct Ripple {
     bool known = false;           // false: too few periods in view to tell; nothing is corrected
     double periodsInView = 0;     // across rows and columns together
     double amplitude = 0;         // radians, of the strongest harmonic
+    double uncertainty = 0;       // its standard error, radians, by how much parts of the image differ
     std::vector<int> harmonics;   // of the phase: N and 2 N for N equal steps over a period, else 1 to 8
     std::vector<double> sines;    // radians
     std::vector<double> cosines;  // radians
 
     // Whether the correction does more good than harm.
-    bool IsWorthCorrecting() const { return known && amplitude >= kLeastAmplitude; }
+    bool IsWorthCorrecting() const { return known && amplitude >= kLeastAmplitude && amplitude >= 3 * uncertainty; }
 
     static constexpr double kLeastAmplitude = 0.02;  // radians
     static constexpr double kLeastPeriodsInView = 8;

@@ -1,7 +1,6 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <mutex>
 
 #include "measure/fringe.h"
 #include "measure/fringe/phaserows.h"
@@ -102,33 +101,62 @@ double CountPeriodsInView(const FringePhase& set) {
     return HighOf(across) + HighOf(down);
 }
 
-// How often the phase falls into each of equal parts of a period; the last entry takes what is not usable.
+// How often the phase falls into each of equal parts of a period.
 constexpr int kBins = 1024;
-using Distribution = std::array<std::uint32_t, kBins + 1>;
+constexpr int kPatches = 8;  // across and down
+using Distribution = std::array<std::uint32_t, kBins>;
 
-// Some hundred thousand pixels tell the distribution. Their places change from row to row without a rhythm that fringes
-// could have.
-Distribution DistributePhase(const FringePhase& set, const Progress& progress) {
+// The distributions in patches of the image. Some hundred thousand pixels tell them. Their places change from row to
+// row without a rhythm that fringes could have.
+std::vector<Distribution> DistributePhase(const FringePhase& set, const Progress& progress) {
     constexpr std::size_t kEnoughPixels = std::size_t{1} << 19;
+    const cv::Size size = set.phase.size();
     const int step = static_cast<int>(std::clamp<std::size_t>(set.phase.total() / kEnoughPixels, 1, 16));
-    Distribution sum{};
-    std::mutex adding;
-    ForRowBands(set.phase.size(), progress, "estimating the ripple", [&](const cv::Range& range) {
-        Distribution counts{};
-        for (int y = range.start; y < range.end; ++y) {
+    std::vector<Distribution> patches(kPatches * kPatches);
+    progress.Report("estimating the ripple");
+    cv::parallel_for_(cv::Range(0, kPatches), [&](const cv::Range& range) {
+        for (int y = range.start * size.height / kPatches; y < range.end * size.height / kPatches; ++y) {
             const float* const phase = set.phase[y];
             const std::uint8_t* const usable = set.usable[y];
+            const int row = std::min(kPatches - 1, y * kPatches / size.height);
             const auto scattered = static_cast<std::uint32_t>(y) * 2654435769U >> 16;
-            for (int x = static_cast<int>(scattered) % step; x < set.phase.cols; x += step) {
+            for (int x = static_cast<int>(scattered) % step; x < size.width; x += step) {
+                if (!usable[x]) continue;
                 const float place = phase[x] * (kBins / (2 * kPi)) + kBins / 2.0F;
-                const auto bin = usable[x] ? static_cast<int>(std::clamp(place, 0.0F, kBins - 1.0F)) : kBins;
-                ++counts[static_cast<std::size_t>(bin)];
+                const auto bin = static_cast<std::size_t>(std::clamp(place, 0.0F, kBins - 1.0F));
+                ++patches[static_cast<std::size_t>(row * kPatches + x * kPatches / size.width)][bin];
             }
         }
-        const std::lock_guard<std::mutex> lock(adding);
-        for (std::size_t i = 0; i < sum.size(); ++i) sum[i] += counts[i];
     });
+    return patches;
+}
+
+// Cosine and sine of a multiple of the phase in the middle of each part, and 1.
+std::vector<cv::Vec3d> Waves(int harmonic) {
+    std::vector<cv::Vec3d> waves;
+    for (int i = 0; i < kBins; ++i) {
+        const double angle = harmonic * (2 * CV_PI * (i + 0.5) / kBins - CV_PI);
+        waves.emplace_back(std::cos(angle), std::sin(angle), 1.0);
+    }
+    return waves;
+}
+
+cv::Vec3d Sum(const Distribution& distribution, const std::vector<cv::Vec3d>& waves) {
+    cv::Vec3d sum;
+    for (std::size_t i = 0; i < kBins; ++i) sum += static_cast<double>(distribution[i]) * waves[i];
     return sum;
+}
+
+// The standard error of the mean of cosine and sine over all patches, from how much these differ.
+double StandardError(const std::vector<Distribution>& patches, const std::vector<cv::Vec3d>& waves,
+                     const cv::Vec3d& sum) {
+    double squares = 0;
+    for (const Distribution& patch : patches) {
+        const cv::Vec3d own = Sum(patch, waves);
+        const cv::Vec3d rest = own - sum * (own[2] / sum[2]);
+        squares += rest.dot(rest);
+    }
+    return std::sqrt(squares) / sum[2];
 }
 
 }  // namespace
@@ -140,20 +168,21 @@ Ripple EstimateRipple(const FringePhase& phase, const Progress& progress) {
     ripple.sines.assign(ripple.harmonics.size(), 0.0);
     ripple.cosines.assign(ripple.harmonics.size(), 0.0);
     if (ripple.periodsInView < Ripple::kLeastPeriodsInView) return ripple;
-    const Distribution distribution = DistributePhase(phase, progress);
-    double count = 0;
-    for (std::size_t i = 0; i < kBins; ++i) count += distribution[i];
+    const std::vector<Distribution> patches = DistributePhase(phase, progress);
+    Distribution all{};
+    for (const Distribution& patch : patches) {
+        for (std::size_t i = 0; i < kBins; ++i) all[i] += patch[i];
+    }
     for (std::size_t h = 0; h < ripple.harmonics.size(); ++h) {
         const int harmonic = ripple.harmonics[h];
-        double cosine = 0, sine = 0;
-        for (int i = 0; i < kBins; ++i) {
-            const double angle = harmonic * (2 * CV_PI * (i + 0.5) / kBins - CV_PI);
-            cosine += distribution[static_cast<std::size_t>(i)] * std::cos(angle);
-            sine += distribution[static_cast<std::size_t>(i)] * std::sin(angle);
-        }
-        ripple.sines[h] = 2 * cosine / (count * harmonic);
-        ripple.cosines[h] = -2 * sine / (count * harmonic);
-        ripple.amplitude = std::max(ripple.amplitude, std::hypot(ripple.sines[h], ripple.cosines[h]));
+        const std::vector<cv::Vec3d> waves = Waves(harmonic);
+        const cv::Vec3d sum = Sum(all, waves);
+        ripple.sines[h] = 2 * sum[0] / (sum[2] * harmonic);
+        ripple.cosines[h] = -2 * sum[1] / (sum[2] * harmonic);
+        const double amplitude = std::hypot(ripple.sines[h], ripple.cosines[h]);
+        if (amplitude <= ripple.amplitude) continue;
+        ripple.amplitude = amplitude;
+        ripple.uncertainty = 2 * StandardError(patches, waves, sum) / harmonic;
     }
     ripple.known = true;
     return ripple;
