@@ -2,11 +2,16 @@
 
 #include <cstddef>
 #include <initializer_list>
+#include <utility>
 #include <vector>
 
 namespace KrN {
 
-// Owning one-dimensional array of values: row buffers, kernels, table contents. New elements are 0.
+// The arrays own their elements; a copy owns copies, an array that was moved from is empty. New elements are 0. Indices
+// are not checked: they must lie inside. Sizes that memory cannot hold throw std::bad_alloc or std::length_error and
+// leave the array as it was. One thread may write, or several read, an array at a time.
+
+// One-dimensional array of values: row buffers, kernels, table contents.
 template <class T>
 class KrTBuf1D {
 public:
@@ -19,6 +24,7 @@ public:
     virtual ~KrTBuf1D() = default;
 
     std::size_t Size() const { return mElems.size(); }
+    // Keeps the elements that stay; addresses of elements are void afterwards.
     void Resize(std::size_t count) { mElems.resize(count); }
     T* Data() { return mElems.data(); }
     const T* Data() const { return mElems.data(); }
@@ -29,7 +35,7 @@ private:
     std::vector<T> mElems;
 };
 
-// Owning two-dimensional array, rows contiguous and one behind the other. Resize gives zeroed elements.
+// Two-dimensional array, rows contiguous and one behind the other.
 template <class T>
 class KrTBuf2D {
 public:
@@ -37,10 +43,19 @@ public:
     KrTBuf2D(std::size_t width, std::size_t height) : mElems(width * height), mWidth(width), mHeight(height) {}
     KrTBuf2D(const KrTBuf2D&) = default;
     KrTBuf2D& operator=(const KrTBuf2D&) = default;
+    KrTBuf2D(KrTBuf2D&& other) noexcept { *this = std::move(other); }
+    KrTBuf2D& operator=(KrTBuf2D&& other) noexcept {
+        mElems.swap(other.mElems);
+        std::swap(mWidth, other.mWidth);
+        std::swap(mHeight, other.mHeight);
+        if (this != &other) other.Clear();
+        return *this;
+    }
     virtual ~KrTBuf2D() = default;
 
     std::size_t Width() const { return mWidth; }
     std::size_t Height() const { return mHeight; }
+    // Nothing is kept: all elements are 0, also when the size stays.
     void Resize(std::size_t width, std::size_t height) {
         mElems.assign(width * height, T{});
         mWidth = width;
@@ -52,17 +67,23 @@ public:
     const T& operator()(std::size_t x, std::size_t y) const { return Row(y)[x]; }
 
 private:
+    void Clear() noexcept {
+        mElems.clear();
+        mWidth = mHeight = 0;
+    }
+
     std::vector<T> mElems;
     std::size_t mWidth = 0;
     std::size_t mHeight = 0;
 };
 
-// Growable array.
+// Growable array. Resize keeps the elements that stay; Clear keeps the memory, Free gives it back.
 template <class T>
 class KrTMem {
 public:
     std::size_t Size() const { return mElems.size(); }
     void Resize(std::size_t count) { mElems.resize(count); }
+    // Provides memory for so many elements, and adds one at the end.
     void Reserve(std::size_t count) { mElems.reserve(count); }
     void Clear() { mElems.clear(); }
     void Free() { std::vector<T>().swap(mElems); }

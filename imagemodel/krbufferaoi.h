@@ -1,5 +1,7 @@
 #pragma once
 
+#include <utility>
+
 #include "imagemodel/kraoi.h"
 
 namespace KrN {
@@ -12,11 +14,17 @@ struct KrDev32Float { using Pixel = float; };
 struct KrDev64Double { using Pixel = double; };
 // clang-format on
 
-// Zeroed, cache-line aligned memory of a given number of bytes.
+// Zeroed, cache-line aligned memory of a given number of bytes. Throws std::bad_alloc when there is none.
 class VORIP_API KrPixelMemory {
 public:
     KrPixelMemory() = default;
     explicit KrPixelMemory(std::size_t bytes);
+    KrPixelMemory(KrPixelMemory&& other) noexcept { *this = std::move(other); }
+    KrPixelMemory& operator=(KrPixelMemory&& other) noexcept {
+        mMemory = std::move(other.mMemory);
+        mAligned = std::exchange(other.mAligned, nullptr);
+        return *this;
+    }
     void* Data() const { return mAligned; }
 
 private:
@@ -28,7 +36,11 @@ private:
 };
 
 // An image that owns its pixels. New pixels are 0, rows follow one another without a gap, and the flags of the
-// constructors and of Resize have no further meaning. Throws KrException when a size is negative.
+// constructors and of Resize have no further meaning. A size that is negative throws KrException, and one that memory
+// cannot hold std::bad_alloc; the image is then as it was.
+//
+// Copies own copies of the pixels. An image that was moved from is empty, and views of it see the new owner's pixels.
+// Resize gives up the old pixels, also when the size stays: views of them must not be used any more.
 template <class Dev, class AOI>
 class VORIP_API KrTBufferAOI : public AOI {
 public:
@@ -39,6 +51,8 @@ public:
     KrTBufferAOI(const KrTBufferAOI& other);
     KrTBufferAOI(const KrTBufferAOI& other, int flag);
     KrTBufferAOI& operator=(const KrTBufferAOI& other);
+    KrTBufferAOI(KrTBufferAOI&& other) noexcept;
+    KrTBufferAOI& operator=(KrTBufferAOI&& other) noexcept;
     ~KrTBufferAOI() override;
 
     void Resize(const KrTSize<short>& size, int flag = 1);

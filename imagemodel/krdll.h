@@ -7,7 +7,7 @@
 
 namespace KrN {
 
-// A module version as one number, major * 100 + minor.
+// A module version as one number, major * 100 + minor: minor numbers are below 100, major ones up to 655.
 class KrVersion {
 public:
     KrVersion() = default;
@@ -25,13 +25,14 @@ private:
 class VORIP_API KrDll {
 public:
     KrDll(const KrString& name, KrVersion version);
-    KrDll(const KrDll& other);
+    KrDll(const KrDll& other);  // is listed as well
     KrDll& operator=(const KrDll& other) = default;
     virtual ~KrDll();
 
     const KrString& GetName() const { return mName; }
     KrVersion GetVersion() const { return mVersion; }
 
+    // All modules, in the order in which they were made.
     static const std::vector<const KrDll*>& GetModules();
 
 private:

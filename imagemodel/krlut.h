@@ -10,7 +10,8 @@
 
 namespace KrN {
 
-// A look-up table with a name, which error messages show.
+// A look-up table with a name, which error messages show; a new one has none. Tables may be read by several threads at
+// a time.
 class VORIP_API KrLut {
 public:
     virtual ~KrLut();
@@ -27,6 +28,7 @@ public:
     KrLut1x8();
     ~KrLut1x8() override;
     std::uint8_t GetElem(unsigned short index) const { return index < mElems.Size() ? mElems[index] : std::uint8_t{0}; }
+    // Replaces all entries; the table becomes as long as the array.
     virtual void Write(const KrTBuf1D<std::uint8_t>& elems);
 
 private:
@@ -42,13 +44,14 @@ public:
     std::uint8_t GetElem(unsigned short a, unsigned short b) const {
         return a < mElems.Height() && b < mElems.Width() ? mElems(b, a) : std::uint8_t{0};
     }
+    // Replaces all entries; the table becomes as large as the array.
     virtual void Write(const KrTBuf2D<std::uint8_t>& elems);
 
 private:
     KrTBuf2D<std::uint8_t> mElems;
 };
 
-// Colour table of 256 entries; indices beyond the last entry are ignored and read as 0.
+// Colour table of 256 entries, all 0 at first; indices beyond the last entry are ignored and read as 0.
 class VORIP_API KrLut3x8 : public KrLut {
 public:
     ~KrLut3x8() override;
@@ -85,17 +88,19 @@ public:
     ~KrOLut() override;
 };
 
+// The registry of named tables, which owns them. It is meant to be filled at start-up, from one thread.
 class VORIP_API KrOLutMgr {
 public:
-    // The table of that name, or null. The manager owns its tables; adding one replaces the one of the same name.
+    // The table of that name, or null.
     KrOLut* GetLut(const KrString& name) const;
-    // Throws KrException when there is none.
+    // Adds a table under the name that it has now, and deletes the one that had it. Throws KrException when it is null.
     void AddLut(std::unique_ptr<KrOLut> lut);
 
 private:
     std::map<std::wstring, std::unique_ptr<KrOLut>> mLuts;
 };
 
+// The process's registry.
 VORIP_API extern KrOLutMgr* const pOLutMgr;
 
 }  // namespace KrN

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <type_traits>
 
 namespace KrN {
 
@@ -13,10 +14,15 @@ enum DeviceType {
     eDev64Double = 10,  // 64-bit IEEE double
 };
 
+// Small values: `KrTSize<short>{640, 480}`, `KrTSize<short>(640, 480)`; a new one is all 0. Sizes and ranges may hold
+// anything, operations say what they accept.
 template <class T>
 struct KrTSize {
     T cx{};
     T cy{};
+
+    constexpr KrTSize() = default;
+    constexpr KrTSize(T cx_, T cy_) : cx(cx_), cy(cy_) {}
     friend bool operator==(const KrTSize& a, const KrTSize& b) { return a.cx == b.cx && a.cy == b.cy; }
     friend bool operator!=(const KrTSize& a, const KrTSize& b) { return !(a == b); }
 };
@@ -25,10 +31,14 @@ template <class T>
 struct KrTPoint {
     T x{};
     T y{};
+
+    constexpr KrTPoint() = default;
+    constexpr KrTPoint(T x_, T y_) : x(x_), y(y_) {}
     friend bool operator==(const KrTPoint& a, const KrTPoint& b) { return a.x == b.x && a.y == b.y; }
     friend bool operator!=(const KrTPoint& a, const KrTPoint& b) { return !(a == b); }
 };
 
+// The pixels in columns origin.x ... origin.x + size.cx - 1 and the rows likewise.
 template <class T>
 struct KrTRectangle {
     KrTPoint<T> origin;
@@ -43,27 +53,41 @@ struct KrTRectangle {
     friend bool operator!=(const KrTRectangle& a, const KrTRectangle& b) { return !(a == b); }
 };
 
+// A range of values, both ends inclusive.
 template <class T>
 struct KrTRange {
     T lower{};
     T upper{};
+
+    constexpr KrTRange() = default;
+    constexpr KrTRange(T lower_, T upper_) : lower(lower_), upper(upper_) {}
 };
 
 template <class T>
 struct KrTFloatRange {
     T lower{};
     T upper{};
+
+    constexpr KrTFloatRange() = default;
+    constexpr KrTFloatRange(T lower_, T upper_) : lower(lower_), upper(upper_) {}
 };
 
 // Columns first..last of a row, both inclusive; empty when last < first.
 struct KrColumnRange {
     std::int16_t first = 0;
     std::int16_t last = -1;
+
+    constexpr KrColumnRange() = default;
+    constexpr KrColumnRange(std::int16_t first_, std::int16_t last_) : first(first_), last(last_) {}
 };
 
 // What a mask image means to an operation: nothing; excluded pixels become 0 or are not regarded; or excluded pixels
-// keep their values.
-enum MaskConsideration { eIgnoreMask = 0, eConsiderMask = 1, eKeepMasked = 2 };
+// keep their values. Any other value of an int may be given; operations say what it does.
+enum MaskConsideration : int { eIgnoreMask = 0, eConsiderMask = 1, eKeepMasked = 2 };
+
+// Selects templates that are for integers of any type.
+template <class T>
+using KrIfIntegral = std::enable_if_t<std::is_integral_v<T>, int>;
 
 namespace KrMath {
 inline constexpr double Pi = 3.14159265358979323846;

@@ -25,6 +25,7 @@ public:
     KrLConvertAOI& operator=(const KrLConvertAOI&);
     virtual ~KrLConvertAOI();
 
+    // Null images throw as in the last form.
     virtual void Execute(const KrAOI16* src, KrAOI8* dst, ConversionMode mode);
     virtual void Execute(const KrAOI32* src, KrAOI8* dst, ConversionMode mode);
     virtual void Execute(const KrAOI32Float* src, KrAOI8* dst, ConversionMode mode);

@@ -17,7 +17,8 @@
 // and higher than 2 |dy|.
 //
 // Init must be called with the size of the images before Execute; what is processed is the common region of source,
-// destination and that size. Source and destination may be the same image. Nothing is thrown. One object serves one
+// destination and that size. Source and destination may be the same image. A read-only destination throws KrException
+// before anything is written; nothing else is thrown, null images make an operation do nothing. One object serves one
 // thread at a time; copies are independent.
 namespace KrN {
 

@@ -69,7 +69,26 @@ public:
     template <class>
     friend struct OperationsOf;
 
+    // The constant forms for integers, whatever their type: also a literal 0, which is no null image.
+    template <class Int, KrIfIntegral<Int> = 0>
+    void AddModulo(const KrAOI* a, Int c, KrAOI* dst) {
+        AddModulo(a, static_cast<double>(c), dst);
+    }
+    template <class Int, KrIfIntegral<Int> = 0>
+    void SubModulo(const KrAOI* a, Int c, KrAOI* dst) {
+        SubModulo(a, static_cast<double>(c), dst);
+    }
+    template <class Int, KrIfIntegral<Int> = 0>
+    void AddClip(const KrAOI* a, Int c, KrAOI* dst) {
+        AddClip(a, static_cast<double>(c), dst);
+    }
+    template <class Int, KrIfIntegral<Int> = 0>
+    void SubClip(const KrAOI* a, Int c, KrAOI* dst) {
+        SubClip(a, static_cast<double>(c), dst);
+    }
+
 protected:
+    // The kernels, which may be replaced: images are not null and the common region is not empty.
     virtual void ScaleFFSW(const KrAOI32Float* src, KrAOI32Float* dst, double low, double high);
     virtual void AbsScale88SW(const KrAOI8* src, KrAOI8* dst, double low, double high);
     virtual void AbsScaleFFSW(const KrAOI32Float* src, KrAOI32Float* dst, double low, double high);

@@ -15,6 +15,7 @@ public:
     explicit KrLMask(MaskCondition condition = eMaskBelow, std::int32_t limit = 64)
         : mCondition(condition), mLimit(limit) {}
 
+    // Any limit is allowed.
     MaskCondition GetCondition() const { return mCondition; }
     void SetCondition(MaskCondition condition) { mCondition = condition; }
     std::int32_t GetLimit() const { return mLimit; }
@@ -46,27 +47,36 @@ public:
     //
     // Terms that the pixels do not determine, all of them when there is no pixel, get the coefficient 0.
     //
-    // Throws KrNotImplementedException (file "C\ipLBestFit", line 1141) for other pixel types; nothing has changed
-    // then.
+    // Throws KrNotImplementedException (file "C\ipLBestFit", line 1141) for other pixel types, and KrException when
+    // `dst` is read-only; nothing has changed then, and the earlier fit stays, whatever is thrown.
     void Approximation(const KrAOI* src, KrAOI* dst, const KrAOI8* fitMask, const KrAOI8* drawMask,
                        MaskConsideration consider, int useX3, int useX2, int useX, int useY3, int useY2, int useY,
                        int useXY2, int useX2Y, int useXY, int useConst);
 
     // c1 ... c10 of the last fit.
-    const double* GetCoefficients() const { return mCoefficients; }
+    const double* GetCoefficients() const { return mContent.coefficients; }
     // Coefficient i, from 0, as text: as printed by "%E", or "null" when its term was left out.
-    const char* GetCoefficientText(int i) const { return mTexts[i]; }
+    const char* GetCoefficientText(int i) const { return mContent.texts[i]; }
     // 1 when no pixel took part in the last fit, else 0.
-    int IsEverythingMasked() const { return mEverythingMasked; }
+    int IsEverythingMasked() const { return mContent.everythingMasked; }
 
     template <class>
     friend struct OperationsOf;
 
 protected:
+    // The kernels, which may be replaced. The fit finds all coefficients at 0, the flags of the terms set and
+    // everything masked; it sets the coefficients, and says when a pixel took part. It is not called for an empty
+    // region. The source and the destination are not null, masks may be.
     virtual void CalcPlane(const KrAOI8* src, const KrAOI8* fitMask);
     virtual void CalcPlane(const KrAOI16* src, const KrAOI8* fitMask);
     virtual void CalcPlane(const KrAOI32Float* src, const KrAOI8* fitMask);
     virtual void DrawPlane(KrAOI32Float* dst, const KrAOI8* drawMask, MaskConsideration consider);
+
+    // c1 ... c10; whether term i, from 0, is left out; and what IsEverythingMasked says.
+    void SetCoefficients(const double* coefficients);
+    bool IsExcluded(int i) const { return mContent.excluded[i] != 0; }
+    void SetExcluded(int i, bool excluded) { mContent.excluded[i] = excluded ? 1 : 0; }
+    void SetEverythingMasked(int masked) { mContent.everythingMasked = masked; }
 
     // Writes the coefficients into their texts, no file.
     void save_koeff();
@@ -74,8 +84,8 @@ protected:
     void load_koeff();
 
     // Solves a * x = b for the columns of b (n x n and n x m matrices, indices from 1) by elimination with full
-    // pivoting. The inverse replaces a, the solutions replace b. Returns 0, or -1 when the matrix is singular to
-    // working precision: then the unknowns without a pivot are 0 and the others solve the remaining equations.
+    // pivoting. The inverse replaces a, the solutions replace b. Returns 0, or -1 when a pivot is exactly 0: then the
+    // unknowns without a pivot are 0 and the others solve the remaining equations.
     int gaussj(double** a, int n, double** b, int m);
     // Zeroed matrices and vectors with the given index ranges.
     double** dmatrix(int firstRow, int lastRow, int firstColumn, int lastColumn);
@@ -87,10 +97,13 @@ private:
     template <class T>
     void Fit(const KrTAOI<T>* src, const KrAOI8* fitMask);
 
-    std::uint8_t mExcluded[kTerms] = {};
-    char mTexts[kTerms][80] = {};
-    double mCoefficients[kTerms] = {};
-    std::int32_t mEverythingMasked = 1;
+    // All that a fit replaces.
+    struct Content {
+        std::uint8_t excluded[kTerms] = {};
+        char texts[kTerms][80] = {};
+        double coefficients[kTerms] = {};
+        std::int32_t everythingMasked = 1;
+    } mContent;
 };
 
 }  // namespace KrN

@@ -7,45 +7,53 @@
 // They work on the common region of source and destination; a null destination, or one that is the source, filters in
 // place. The borders, rounding and even windows are those of the line filters in Core/vorTools/Inc/syfilt2d.h. Nothing
 // is validated: without taps nothing is written, a divisor of 0 gives 0. Pixel types that are not listed throw
-// KrNotImplementedException (file "C\ipLFilt1d") before anything is written.
+// KrNotImplementedException (file "C\ipLFilt1d"), and KrException is thrown when the image that would be written is
+// read-only, or a const source comes without a destination; nothing has been written then.
 namespace KrN {
 
-enum EDir { eHor = 0, eVert = 1 };
+enum EDir : int { eHor = 0, eVert = 1 };
 
 // 8, 16, 32 and F, source and destination alike.
 // clang-format off
-#define VORIP_LINE_FILTER_CLASS(Name, ...)                                \
-    class VORIP_API Name {                                                \
-    public:                                                               \
-        Name();                                                           \
-        Name(const Name&);                                                \
-        Name& operator=(const Name&);                                     \
-        virtual ~Name();                                                  \
-        virtual void Execute(__VA_ARGS__, KrAOI* src, KrAOI* dst);        \
+#define VORIP_UNPACK(...) __VA_ARGS__
+#define VORIP_LINE_FILTER_CLASS(Name, Params, args)                                  \
+    class VORIP_API Name {                                                           \
+    public:                                                                          \
+        Name();                                                                      \
+        Name(const Name&);                                                           \
+        Name& operator=(const Name&);                                                \
+        virtual ~Name();                                                             \
+        virtual void Execute(VORIP_UNPACK Params, KrAOI* src, KrAOI* dst);           \
+        void Execute(VORIP_UNPACK Params, const KrAOI* src, KrAOI* dst) {            \
+            Execute(VORIP_UNPACK args, KrConstSource(src, dst), dst);                \
+        }                                                                            \
     }
 // clang-format on
 
 // Sum of the window samples times the weights, over the divisor.
-VORIP_LINE_FILTER_CLASS(KrFilterHorizontal, const KrTBuf1D<std::int32_t>& kernel, std::int32_t divisor);
-VORIP_LINE_FILTER_CLASS(KrFilterVertical, const KrTBuf1D<std::int32_t>& kernel, std::int32_t divisor);
+VORIP_LINE_FILTER_CLASS(KrFilterHorizontal, (const KrTBuf1D<std::int32_t>& kernel, std::int32_t divisor),
+                        (kernel, divisor));
+VORIP_LINE_FILTER_CLASS(KrFilterVertical, (const KrTBuf1D<std::int32_t>& kernel, std::int32_t divisor),
+                        (kernel, divisor));
 // Binomial weights over 2^(taps - 1).
-VORIP_LINE_FILTER_CLASS(KrFilterHorGauss, std::uint32_t taps);
-VORIP_LINE_FILTER_CLASS(KrFilterVerGauss, std::uint32_t taps);
+VORIP_LINE_FILTER_CLASS(KrFilterHorGauss, (std::uint32_t taps), (taps));
+VORIP_LINE_FILTER_CLASS(KrFilterVerGauss, (std::uint32_t taps), (taps));
 // Median, the lower middle value for an even number of taps.
-VORIP_LINE_FILTER_CLASS(KrFilterHorMedian, std::uint32_t taps);
-VORIP_LINE_FILTER_CLASS(KrFilterVerMedian, std::uint32_t taps);
+VORIP_LINE_FILTER_CLASS(KrFilterHorMedian, (std::uint32_t taps), (taps));
+VORIP_LINE_FILTER_CLASS(KrFilterVerMedian, (std::uint32_t taps), (taps));
 // Minimum.
-VORIP_LINE_FILTER_CLASS(KrFilterHorErosion, std::uint32_t taps);
-VORIP_LINE_FILTER_CLASS(KrFilterVerErosion, std::uint32_t taps);
+VORIP_LINE_FILTER_CLASS(KrFilterHorErosion, (std::uint32_t taps), (taps));
+VORIP_LINE_FILTER_CLASS(KrFilterVerErosion, (std::uint32_t taps), (taps));
 // Maximum.
-VORIP_LINE_FILTER_CLASS(KrFilterHorDilatation, std::uint32_t taps);
-VORIP_LINE_FILTER_CLASS(KrFilterVerDilatation, std::uint32_t taps);
+VORIP_LINE_FILTER_CLASS(KrFilterHorDilatation, (std::uint32_t taps), (taps));
+VORIP_LINE_FILTER_CLASS(KrFilterVerDilatation, (std::uint32_t taps), (taps));
 // Recursive smoothing in place of the line: forwards x[i] = a x[i-1] + (1-a) x[i], then backwards
 // x[i] = (1-a) x[i] + a x[i+1], where each value is stored in the pixel type (integers rounded half away from zero)
 // before the next one is computed. There is no padding.
-VORIP_LINE_FILTER_CLASS(KrFilterHorRecursive, double alpha);
-VORIP_LINE_FILTER_CLASS(KrFilterVerRecursive, double alpha);
+VORIP_LINE_FILTER_CLASS(KrFilterHorRecursive, (double alpha), (alpha));
+VORIP_LINE_FILTER_CLASS(KrFilterVerRecursive, (double alpha), (alpha));
 #undef VORIP_LINE_FILTER_CLASS
+#undef VORIP_UNPACK
 
 // Finite impulse response filter of 8-bit images. The window of pixel i starts at i - (K-1)/2 (integer division), so
 // that the one of an even K reaches one sample further to the right or down.
@@ -56,6 +64,8 @@ public:
     KrFilterFIR1D& operator=(const KrFilterFIR1D&);
     virtual ~KrFilterFIR1D();
 
+    // The weights in the order of the window samples, and what their sum is divided by. Neither is validated: without
+    // weights nothing is written, a divisor of 0 gives 0.
     void SetKernel(const KrTBuf1D<std::int32_t>& kernel, double divisor);
     const KrTBuf1D<std::int32_t>& GetKernel() const { return mKernel; }
     std::uint32_t GetKernelWidth() const { return static_cast<std::uint32_t>(mKernel.Size()); }

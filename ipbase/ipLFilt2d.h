@@ -6,7 +6,9 @@
 //
 // They work on the common region of source and destination; a null destination, or one that is the source, filters in
 // place. Pixel types 8, 16, 32 and F, source and destination alike; others throw KrNotImplementedException (file
-// "C\ipLFilt2d") before anything is written. Nothing else is validated: without taps nothing changes.
+// "C\ipLFilt2d"), and KrException is thrown when the image that would be written is read-only, or a const source comes
+// without a destination; nothing has been written then. Nothing else is validated: without taps nothing changes,
+// weights and divisors may be anything, and a divisor of 0 gives 0.
 //
 // With eConsiderMask (or any value but eIgnoreMask), pixels whose mask value is 64 or more keep the source's value and
 // do not count for others. A mask that is smaller than the image goes on with its nearest pixel; without a mask all
@@ -16,23 +18,26 @@
 namespace KrN {
 
 // clang-format off
-#define VORIP_IMAGE_FILTER_CLASS(Name, ...)                              \
-    class VORIP_API Name {                                               \
-    public:                                                              \
-        Name();                                                          \
-        Name(const Name&);                                               \
-        Name& operator=(const Name&);                                    \
-        virtual ~Name();                                                 \
-        virtual void Execute(__VA_ARGS__);                               \
+#define VORIP_UNPACK(...) __VA_ARGS__
+#define VORIP_IMAGE_FILTER_CLASS(Name, Params, args)                                                               \
+    class VORIP_API Name {                                                                                         \
+    public:                                                                                                        \
+        Name();                                                                                                    \
+        Name(const Name&);                                                                                         \
+        Name& operator=(const Name&);                                                                              \
+        virtual ~Name();                                                                                           \
+        virtual void Execute(VORIP_UNPACK Params, KrAOI* src, KrAOI* dst, KrAOI8* mask,                            \
+                             MaskConsideration consideration);                                                     \
+        void Execute(VORIP_UNPACK Params, const KrAOI* src, KrAOI* dst, const KrAOI8* mask,                        \
+                     MaskConsideration consideration) {                                                            \
+            Execute(VORIP_UNPACK args, KrConstSource(src, dst), dst, const_cast<KrAOI8*>(mask), consideration);    \
+        }                                                                                                          \
     }
-#define VORIP_SIZE_FILTER_CLASS(Name)                                                                  \
-    VORIP_IMAGE_FILTER_CLASS(Name, const KrTSize<std::uint32_t>& size, KrAOI* src, KrAOI* dst,         \
-                             KrAOI8* mask, MaskConsideration consideration)
+#define VORIP_SIZE_FILTER_CLASS(Name) VORIP_IMAGE_FILTER_CLASS(Name, (const KrTSize<std::uint32_t>& size), (size))
 // clang-format on
 
 // Sum of the pixels around each pixel times the weights, over the divisor; with a mask, over the weights that count.
-VORIP_IMAGE_FILTER_CLASS(KrFilter, const KrTBuf2D<std::int32_t>& kernel, std::int32_t divisor, KrAOI* src, KrAOI* dst,
-                         KrAOI8* mask, MaskConsideration consideration);
+VORIP_IMAGE_FILTER_CLASS(KrFilter, (const KrTBuf2D<std::int32_t>& kernel, std::int32_t divisor), (kernel, divisor));
 // Binomial smoothing of the rows, then of the columns.
 VORIP_SIZE_FILTER_CLASS(KrFilterGauss);
 // Mean of the rows, then of the columns, each rounded.
@@ -47,9 +52,18 @@ VORIP_SIZE_FILTER_CLASS(KrFilterDilatation);
 VORIP_SIZE_FILTER_CLASS(KrFilterFastBinaryErosion);
 VORIP_SIZE_FILTER_CLASS(KrFilterFastBinaryDilatation);
 // Recursive smoothing (see KrFilterHorRecursive) of the rows, then of the columns.
-VORIP_IMAGE_FILTER_CLASS(KrFilterRecursive, double alpha, KrAOI* src, KrAOI* dst);
+class VORIP_API KrFilterRecursive {
+public:
+    KrFilterRecursive();
+    KrFilterRecursive(const KrFilterRecursive&);
+    KrFilterRecursive& operator=(const KrFilterRecursive&);
+    virtual ~KrFilterRecursive();
+    virtual void Execute(double alpha, KrAOI* src, KrAOI* dst);
+    void Execute(double alpha, const KrAOI* src, KrAOI* dst) { Execute(alpha, KrConstSource(src, dst), dst); }
+};
 #undef VORIP_SIZE_FILTER_CLASS
 #undef VORIP_IMAGE_FILTER_CLASS
+#undef VORIP_UNPACK
 
 // Binomial smoothing of 8-bit images by KrFilterBinominal1D, 2 to 23 taps each way, with its errors. Both passes read
 // the source and the vertical one writes last, so that the result is smoothed in both directions only in place.

@@ -57,15 +57,17 @@ public:
     std::uint32_t GetMaxIndex() const;
     std::uint32_t GetMaxPixels() const;
 
-    std::uint32_t GetNumSteps() const { return static_cast<std::uint32_t>(mCounts.Size()); }
-    KrTBuf1D<std::uint32_t>& GetBuffer() { return mCounts; }
-    const KrTBuf1D<std::uint32_t>& GetBuffer() const { return mCounts; }
+    // Number of bins; 0 before the first Create.
+    std::uint32_t GetNumSteps() const { return static_cast<std::uint32_t>(mContent.counts.Size()); }
+    // The counts, one per bin.
+    KrTBuf1D<std::uint32_t>& GetBuffer() { return mContent.counts; }
+    const KrTBuf1D<std::uint32_t>& GetBuffer() const { return mContent.counts; }
     // The count of a bin; throws KrException when there is no such bin.
     std::uint32_t& operator[](std::uint32_t index);
     std::uint32_t operator[](std::uint32_t index) const;
 
     // The first and the last bin that is not empty; (255, 0), or (65535, 0) for 16 bits, when nothing was counted.
-    const KrTFloatRange<double>& GetAOIGreyRange() const { return mGreyRange; }
+    const KrTFloatRange<double>& GetAOIGreyRange() const { return mContent.greyRange; }
 
     // Steps of 0 or less count as 1, which they are after construction.
     const KrTPoint<short>& GetUndersampling() const { return mUndersampling; }
@@ -75,21 +77,33 @@ public:
     friend struct OperationsOf;
 
 protected:
+    // The kernels, which may be replaced. They find the counts at 0, one for each step, the scale set for the pixel
+    // type and the grey range empty, and are not called for an empty common region. They fill the counts and set the
+    // grey range. Whatever they throw, the histogram is then what it was before.
     virtual void Histo8SW(const KrAOI8* aoi, std::uint32_t steps);
     virtual void Histo16SW(const KrAOI16* aoi, std::uint32_t steps);
     virtual void Histo8MSW(const KrAOI8* aoi, const KrAOI8* mask, std::uint32_t steps);
     virtual void Histo16MSW(const KrAOI16* aoi, const KrAOI8* mask, std::uint32_t steps);
 
+    // The first and the last bin that is not empty.
+    void SetAOIGreyRange(const KrTFloatRange<double>& range) { mContent.greyRange = range; }
+
 private:
+    // What Create replaces.
+    struct Content {
+        KrTFloatRange<double> greyRange{255.0, 0.0};
+        KrTBuf1D<std::uint32_t> counts;
+        double valueMin = 0.0;
+        double valueMax = 255.0;
+        double scale = 1.0 / 256.0;
+    };
+    class Refill;
+
     template <class T>
     void Count(const KrTAOI<T>* aoi, const KrAOI8* mask, std::uint32_t steps);
 
     KrTPoint<short> mUndersampling{1, 1};
-    KrTFloatRange<double> mGreyRange{255.0, 0.0};
-    KrTBuf1D<std::uint32_t> mCounts;
-    double mValueMin = 0.0;
-    double mValueMax = 255.0;
-    double mScale = 1.0 / 256.0;
+    Content mContent;
 };
 
 }  // namespace KrN

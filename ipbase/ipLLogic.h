@@ -41,7 +41,34 @@ public:
     template <class>
     friend struct OperationsOf;
 
+    // The constant forms for integers, whatever their type: also a literal 0, which is no null image.
+    template <class Int, KrIfIntegral<Int> = 0>
+    void And(const KrAOI* a, Int c, KrAOI* dst) {
+        And(a, static_cast<std::uint32_t>(c), dst);
+    }
+    template <class Int, KrIfIntegral<Int> = 0>
+    void Nand(const KrAOI* a, Int c, KrAOI* dst) {
+        Nand(a, static_cast<std::uint32_t>(c), dst);
+    }
+    template <class Int, KrIfIntegral<Int> = 0>
+    void Or(const KrAOI* a, Int c, KrAOI* dst) {
+        Or(a, static_cast<std::uint32_t>(c), dst);
+    }
+    template <class Int, KrIfIntegral<Int> = 0>
+    void Nor(const KrAOI* a, Int c, KrAOI* dst) {
+        Nor(a, static_cast<std::uint32_t>(c), dst);
+    }
+    template <class Int, KrIfIntegral<Int> = 0>
+    void Xor(const KrAOI* a, Int c, KrAOI* dst) {
+        Xor(a, static_cast<std::uint32_t>(c), dst);
+    }
+    template <class Int, KrIfIntegral<Int> = 0>
+    void XNor(const KrAOI* a, Int c, KrAOI* dst) {
+        XNor(a, static_cast<std::uint32_t>(c), dst);
+    }
+
 protected:
+    // The kernels, which may be replaced: images are not null and the common region is not empty.
 // The eight kernels of one operation.
 #define VORIP_LOGIC_KERNELS(Name)                                                \
   virtual void Name##888SW(const KrAOI8* a, const KrAOI8* b, KrAOI8* dst);       \

@@ -23,6 +23,7 @@ public:
     friend struct OperationsOf;
 
 protected:
+    // The kernels, which may be replaced: images are not null and the common region is not empty.
     virtual void MapLut88L8SW(const KrAOI8* src, KrAOI8* dst, const KrMapLut1x8* lut);
     virtual void MapLut888L16SW(const KrAOI8* a, const KrAOI8* b, KrAOI8* dst, const KrMapLut88_8* lut);
 };

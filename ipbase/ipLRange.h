@@ -20,6 +20,7 @@ public:
     friend struct OperationsOf;
 
 protected:
+    // The kernels, which may be replaced: images are not null and the common region is not empty.
     virtual KrTFloatRange<double> ScanRange8SW(const KrAOI8* aoi, const KrTPoint<short>& step);
     virtual KrTFloatRange<double> ScanRange16SW(const KrAOI16* aoi, const KrTPoint<short>& step);
     virtual KrTFloatRange<double> ScanRange32SW(const KrAOI32* aoi, const KrTPoint<short>& step);

@@ -18,8 +18,9 @@ namespace KrN {
 // factor of 0 counts as 1, a side above 32767 as that.
 //
 // What an operation works on is the common region of its operands. They throw KrNotImplementedException (file
-// "C\ipLShadeCorr", line 52 or 339) for anything but two 8-bit or two 16-bit images; nothing has changed then. One
-// object serves one thread at a time; copies are independent.
+// "C\ipLShadeCorr", line 52 or 339) for anything but two 8-bit or two 16-bit images, and KrException when the image
+// that would be written is read-only; nothing has changed then. One object serves one thread at a time; copies are
+// independent.
 class VORIP_API KrLShadeCorrection {
 public:
     KrLShadeCorrection();
@@ -33,19 +34,22 @@ public:
     virtual void ShadeCorrection(KrAOI* image, KrAOI* other);
     // Writes the background of `src` into `dst`, which may be the same image.
     virtual void GetBackgroundShade(KrAOI* src, KrAOI* dst);
+    void GetBackgroundShade(const KrAOI* src, KrAOI* dst) { GetBackgroundShade(const_cast<KrAOI*>(src), dst); }
 
     template <class>
     friend struct OperationsOf;
 
 protected:
+    // The kernels, which may be replaced; images are not null and not empty.
     virtual void ShadeCorrection88SW(KrAOI8* image, KrAOI8* other);
     virtual void ShadeCorrection1616SW(KrAOI16* image, KrAOI16* other);
     virtual void GetBackgroundShade88SW(KrAOI8* src, KrAOI8* dst);
     virtual void GetBackgroundShade1616SW(KrAOI16* src, KrAOI16* dst);
-    // The background of a whole image; `dst` gets the size of `src`.
+    // The background of a whole image; `dst` has the size of `src` and is 0, and must keep the size.
     virtual void mGetBackgroundShade88SW(KrTBuf2D<unsigned char>& src, KrTBuf2D<unsigned char>& dst);
     virtual void mGetBackgroundShade1616SW(KrTBuf2D<unsigned short>& src, KrTBuf2D<unsigned short>& dst);
 
+    // kw and kh, n, and R.
     KrTSize<std::uint32_t> GetKernelSize() const { return {mKernelWidth, mKernelHeight}; }
     void SetKernelSize(KrTSize<std::uint32_t> size) {
         mKernelWidth = size.cx;

@@ -22,6 +22,7 @@ public:
     friend struct OperationsOf;
 
 protected:
+    // The kernels, which may be replaced: images are not null and the common region is not empty.
     virtual void Shift88(const KrAOI8* src, KrAOI8* dst, short dx, short dy, double fill);
     virtual void Shift88Mem(const KrBufferAOI8* src, KrBufferAOI8* dst, short dx, short dy, double fill);
     virtual void Shift1616(const KrAOI16* src, KrAOI16* dst, short dx, short dy, double fill);

@@ -31,6 +31,7 @@ public:
     friend struct OperationsOf;
 
 protected:
+    // The kernels, which may be replaced: images are not null and the common region is not empty.
     virtual void ThreshHigh8SW(const KrAOI8* src, KrAOI8* dst, double t, double v);
     virtual void ThreshLow8SW(const KrAOI8* src, KrAOI8* dst, double t, double v);
     virtual void ThreshBetween8SW(const KrAOI8* src, KrAOI8* dst, double lower, double upper, double v);

@@ -46,6 +46,7 @@ public:
     friend struct OperationsOf;
 
 protected:
+    // The kernels, which may be replaced: images are not null and the common region is not empty.
     virtual void CopyL168SW(const KrAOI16* src, KrAOI8* dst);
     virtual void Copy816SW(const KrAOI8* src, KrAOI16* dst);
     virtual void Copy832FSW(const KrAOI8* src, KrAOI32Float* dst);

@@ -52,10 +52,22 @@ public:
     //                  the choice of the previous run
     //   centreOrders   0: the period shifts of a component are centred around 0; otherwise the smallest one becomes 0
     // An empty common region writes nothing. Throws KrException, before anything is written, when an image is missing
-    // or targetMask is too small.
+    // targetMask is too small, or a target is read-only.
     virtual void Execute(KrAOI8* phase, KrAOI8* quality, KrAOI8* mask, KrAOI16* target, KrAOI8* targetMask,
                          unsigned char minQuality, std::uint32_t minAreaSize, unsigned char orderQualMode,
                          int centreOrders);
+
+    // The same for const images.
+    void Execute(const KrAOI8* phase, const KrAOI8* quality, const KrAOI8* mask, unsigned char minQuality,
+                 std::uint32_t minAreaSize, unsigned char orderQualMode, int centreOrders) {
+        Execute(const_cast<KrAOI8*>(phase), const_cast<KrAOI8*>(quality), const_cast<KrAOI8*>(mask), minQuality,
+                minAreaSize, orderQualMode, centreOrders);
+    }
+    void Execute(const KrAOI8* phase, const KrAOI8* quality, const KrAOI8* mask, KrAOI16* target, KrAOI8* targetMask,
+                 unsigned char minQuality, std::uint32_t minAreaSize, unsigned char orderQualMode, int centreOrders) {
+        Execute(const_cast<KrAOI8*>(phase), const_cast<KrAOI8*>(quality), const_cast<KrAOI8*>(mask), target, targetMask,
+                minQuality, minAreaSize, orderQualMode, centreOrders);
+    }
 
     // Fringe order at (x, y), -128..127; 0 outside the image.
     virtual short GetOrder(unsigned short x, unsigned short y) const;
@@ -76,6 +88,10 @@ public:
     // image is missing or a size differs from that of the last target or target mask (also before the first Execute).
     void GetResult(KrAOI16* result, KrAOI8* resultMask);
     void GetResult(KrAOI32Float* result, KrAOI8* resultMask);
+
+    // The same in radians, whatever the unit of the phase image: 2 pi per period, 0 at invalid pixels. With errors as
+    // GetResult.
+    void GetRadians(KrAOI32Float* result, KrAOI8* resultMask) const;
 
     // Number of joined components in the result, and an image of their numbers: 1 to the count, 0 at invalid pixels.
     // Labels are written to the common region of the result and the image; throws KrException when it is missing.

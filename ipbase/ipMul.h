@@ -1,16 +1,21 @@
 #pragma once
 
 #include "imagemodel/kraoi.h"
+#include "ipbase/ipTypes.h"
 
 // Typed products of an image and a constant, over the common region, in place if wanted. Products are formed in double
-// precision. Nothing is thrown.
+// precision. Other combinations of pixel types do not compile. A read-only destination throws KrException before
+// anything is written, a null image makes the operation do nothing; nothing else is thrown.
 namespace KrN {
 
 // 8 -> 8, 8 -> 16, 16 -> 8, 16 -> 16: trunc(a * c + 0.5), clipped to the destination's range. 8 -> F, F -> F: a * c.
 class VORIP_API KrIpMul {
 public:
+    using Forms = KrIntegerForms::And<KrPixels<std::uint8_t, float>, KrPixels<float, float>>;
+
     template <class A, class D>
     void Execute(const KrTAOI<A>* a, double c, KrTAOI<D>* dst) {
+        KrRequireListed<Forms, A, D>();
         Mul(a, c, dst);
     }
 
@@ -23,8 +28,11 @@ protected:
 // finite. 16 -> 16 with c = -1 is the negation of a wrapped phase.
 class VORIP_API KrIpMulMod {
 public:
+    using Forms = KrIntegerForms;
+
     template <class A, class D>
     void Execute(const KrTAOI<A>* a, double c, KrTAOI<D>* dst) {
+        KrRequireListed<Forms, A, D>();
         MulMod(a, c, dst);
     }
 

@@ -50,8 +50,9 @@ struct KrAttribute {
 // next one is traced, or its marks are taken for pixels of that one. Labels up to 255 become grey values again: 0 makes
 // the region background.
 //
-// Nothing is thrown. The images are not owned and must outlive their use; when one of them has another size than at
-// Init, the operations do nothing. One object serves one thread at a time.
+// Only read-only images that would be written throw KrException, before anything has changed. The images are not owned
+// and must outlive their use; when one of them has another size than at Init, the operations do nothing. One object
+// serves one thread at a time.
 class VORIP_API KrSegment {
 public:
     KrSegment();
@@ -63,6 +64,10 @@ public:
     // that no region touches them. The measured attribute is forgotten, threshold, pixel ratio and holes setting stay.
     // Leaves the object not initialised, and nothing written, when an image is null.
     virtual void Init(KrAOI8* image, KrAOI16* work);
+    template <class Image, std::enable_if_t<std::is_const_v<Image>, int> = 0>  // which a null pointer is not
+    void Init(Image* image, KrAOI16* work) {
+        Init(const_cast<KrAOI8*>(static_cast<const KrAOI8*>(image)), work);
+    }
     bool IsInitialized() const { return mInitialized; }
 
     // Pixels above the threshold are bright; 0 at first.
@@ -78,8 +83,8 @@ public:
 
     // Traces the border of the region that the start point belongs to: its first pixel from the top, and from the left
     // in that row. From other pixels of the region the trace ends as well, but may enclose a part of it or more than
-    // it. Nothing is traced, and the border stays empty, when the start is not a bright pixel in the inner part of the
-    // image (all but the outermost rows and columns).
+    // it. A start that is not a bright pixel in the inner part of the image (all but the outermost rows and columns) is
+    // refused: the earlier trace and all that is known of it stay as they are.
     void FindSegmentBorder(const KrTPoint<short>& start);
     // Writes the label into every pixel of the traced region.
     void Label(unsigned short label);
@@ -88,6 +93,8 @@ public:
     void Number(KrAOI32* numbers, std::int32_t number);
     // Measures the traced region, also after it has been labelled. Does nothing when nothing was traced.
     void ExtractSegmentAttributes();
+    // What is known of the region. Init and the start of a new trace set everything but the pixel ratio to what a new
+    // object has; Label sets the label, SetPixelRatio the ratio, and ExtractSegmentAttributes all the rest.
     const KrAttribute& GetAttribute() const { return mAttribute; }
 
 protected:

@@ -28,9 +28,9 @@ public:
     using Found = std::function<void(std::int32_t number, const KrAttribute& attribute)>;
 
     // Returns the number of regions. `numbers`, unless it is null, becomes 0 outside the regions, and the region's
-    // number inside; `found` may be empty. Throws KrException before anything is written when the image is null, or
-    // when `numbers` has not the size of the image.
-    std::int32_t Execute(KrAOI8* image, KrAOI32* numbers, const Found& found = {});
+    // number inside; `found` may be empty. Throws KrException before anything is written when the image is null,
+    // or when `numbers` has not the size of the image or is read-only.
+    std::int32_t Execute(const KrAOI8* image, KrAOI32* numbers, const Found& found = {});
 
 private:
     bool Take(const KrTPoint<short>& start, std::int32_t number, KrAOI32* numbers);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <utility>
 
 namespace KrN {
 
@@ -18,6 +19,7 @@ KrAOI& KrAOI::operator=(const KrAOI& other) {
     if (this == &other) return *this;
     mPixels = other.mPixels;
     mRowInc = other.mRowInc;
+    mReadOnly = other.mReadOnly;
     mName = other.mName;
     mBufferSize = other.mBufferSize;
     mRect = other.mRect;
@@ -29,11 +31,39 @@ KrAOI& KrAOI::operator=(const KrAOI& other) {
 }
 
 void KrAOI::Attach(const KrTSize<short>& size, void* pixels, std::uint32_t rowInc) {
-    if (size.cx < 0 || size.cy < 0) throw new KrException(L"The size of an image is negative");
+    if (size.cx < 0 || size.cy < 0)
+        throw new KrException(L"The sides of an image are 0 to 32767 pixels, not negative or longer");
+    mReadOnly = false;
     mPixels = pixels;
     mRowInc = rowInc;
     mBufferSize = size;
     mRect = {{0, 0}, size};
+}
+
+void KrAOI::RequireLayout(std::size_t pixelBytes, std::size_t alignment) const {
+    if (!mPixels || mRect.size.cx == 0 || mRect.size.cy == 0) return;
+    const bool severalRows = mRect.size.cy > 1;
+    if (severalRows && mRowInc < static_cast<std::size_t>(mRect.size.cx) * pixelBytes)
+        throw new KrException(L"The row increment of a view is smaller than a row");
+    if (reinterpret_cast<std::uintptr_t>(mPixels) % alignment != 0 || (severalRows && mRowInc % alignment != 0))
+        throw new KrException(L"The rows of a view are not aligned for their pixel type");
+}
+
+void KrAOI::ThrowReadOnly() const {
+    KrString message;
+    message.SPrintf(L"The image '%s' is read-only: nothing can be written into it", mName);
+    throw new KrException(message);
+}
+
+void KrAOI::MoveFrom(KrAOI& other) noexcept {
+    mPixels = std::exchange(other.mPixels, nullptr);
+    mRowInc = std::exchange(other.mRowInc, 0);
+    mReadOnly = std::exchange(other.mReadOnly, false);
+    mName = std::exchange(other.mName, {});
+    mBufferSize = std::exchange(other.mBufferSize, {});
+    mRect = std::exchange(other.mRect, {});
+    mAdoptedInfo = std::move(other.mAdoptedInfo);
+    mInfo = std::exchange(other.mInfo, nullptr);
 }
 
 void KrAOI::SetAOIRect(const KrTRectangle<short>& rect) {
@@ -84,7 +114,14 @@ KrTAOI<T>::KrTAOI(KrTAOI& parent, const KrTRectangle<short>& rect, const KrStrin
     : KrAOI(KrTPixel<T>::device, parent.GetBufferSize(), parent.mPixels, parent.mRowInc, name) {
     if (!mPixels && GetBufferSize().cx > 0 && GetBufferSize().cy > 0)
         throw new KrException(L"A view needs a parent whose pixels have addresses");
+    if (parent.IsReadOnly()) MarkReadOnly();
     SetAOIRect(rect);
+}
+
+template <class T>
+KrTAOI<T>::KrTAOI(const KrTAOI& parent, const KrTRectangle<short>& rect, const KrString& name)
+    : KrTAOI(const_cast<KrTAOI&>(parent), rect, name) {
+    MarkReadOnly();
 }
 
 template <class T>
@@ -106,6 +143,7 @@ void KrTAOI<T>::ReadRow(int row, KrTBuf1D<T>& buffer) const {
 
 template <class T>
 void KrTAOI<T>::WriteRow(int row, const KrColumnRange& columns, const KrTBuf1D<T>& buffer) {
+    RequireWritable();
     CheckRow(*this, row);
     const std::size_t count = std::min(CheckColumns(*this, columns), buffer.Size());
     if (count == 0 || !mPixels) return;
@@ -126,6 +164,7 @@ T KrTAOI<T>::ReadPixel(const KrTPoint<short>& p) const {
 
 template <class T>
 void KrTAOI<T>::WritePixel(const KrTPoint<short>& p, T value) {
+    RequireWritable();
     CheckRow(*this, p.y);
     CheckColumns(*this, {p.x, p.x});
     if (mPixels) *GetPointer(p) = value;

@@ -11,7 +11,7 @@ namespace {
 constexpr std::size_t kAlignment = 64;
 
 std::size_t Bytes(const KrTSize<short>& size, std::size_t pixelBytes) {
-    if (size.cx < 0 || size.cy < 0) throw new KrException(L"The size of an image is negative");
+    if (size.cx < 0 || size.cy < 0) return 0;  // Attach refuses it
     return static_cast<std::size_t>(size.cx) * static_cast<std::size_t>(size.cy) * pixelBytes;
 }
 
@@ -51,10 +51,24 @@ KrTBufferAOI<Dev, AOI>& KrTBufferAOI<Dev, AOI>::operator=(const KrTBufferAOI& ot
         const auto* from = reinterpret_cast<const std::byte*>(other.mPixels);
         for (int y = 0; y < size.cy; ++y, to += rowBytes, from += other.mRowInc) std::memcpy(to, from, rowBytes);
     }
+    const KrTRectangle<short> view = other.GetAOIRect();
     AOI::operator=(other);
+    this->Attach(size, memory.Data(), static_cast<std::uint32_t>(rowBytes));
+    this->SetAOIRect(view);
     mMemory = std::move(memory);
-    this->mPixels = static_cast<Pixel*>(mMemory.Data());
-    this->mRowInc = static_cast<std::uint32_t>(rowBytes);
+    return *this;
+}
+
+template <class Dev, class AOI>
+KrTBufferAOI<Dev, AOI>::KrTBufferAOI(KrTBufferAOI&& other) noexcept {
+    *this = std::move(other);
+}
+
+template <class Dev, class AOI>
+KrTBufferAOI<Dev, AOI>& KrTBufferAOI<Dev, AOI>::operator=(KrTBufferAOI&& other) noexcept {
+    if (this == &other) return *this;
+    this->MoveFrom(other);
+    mMemory = std::move(other.mMemory);
     return *this;
 }
 

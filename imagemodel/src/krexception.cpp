@@ -42,15 +42,15 @@ const char* KrException::what() const noexcept {
     }
 }
 
-KrNotImplementedException::KrNotImplementedException(const KrString& file, std::uint32_t line, const KrString& message)
-    : KrException(file, line, message) {}
+KrNotImplementedException::KrNotImplementedException(const KrString& file, std::uint32_t line, const KrString& message,
+                                                     const KrString& pixelTypes)
+    : KrException(file, line, message), mPixelTypes(pixelTypes) {}
 
 KrNotImplementedException::~KrNotImplementedException() = default;
 
 KrString KrNotImplementedException::BuildMessage() const {
-    KrString message;
-    message.SPrintf(L"Not implemented for these pixel types: %s", KrException::BuildMessage());
-    return message;
+    const KrString what = mPixelTypes.IsEmpty() ? L"Not implemented: " : L"Not implemented for the pixel types ";
+    return what + (mPixelTypes.IsEmpty() ? L"" : mPixelTypes + L": ") + KrException::BuildMessage();
 }
 
 KrFloatMathException::~KrFloatMathException() = default;

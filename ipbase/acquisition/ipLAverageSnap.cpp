@@ -1,6 +1,8 @@
 #include "ipbase/ipLAverageSnap.h"
 
 #include <algorithm>
+#include <memory>
+#include <utility>
 
 #include "ipbase/base/rowwalk.h"
 #include "ipbase/kernels/average.h"
@@ -16,8 +18,19 @@ constexpr const wchar_t* kFile = L"C\\ipLAverageSnap";
 
 KrBoard& CurrentBoard() {
     KrBoard* board = pBoardMgr->GetCurrBoard();
-    if (!board) throw new KrException(kFile, __LINE__, L"There is no current board to take images from");
+    if (!board) throw new KrException(kFile, 58, L"There is no current board to take images from");
     return *board;
+}
+
+// For what must not fail while another error is on its way.
+template <class F>
+void Quietly(const F& run) {
+    try {
+        run();
+    } catch (KrException* error) {
+        delete error;
+    } catch (...) {
+    }
 }
 
 // A snap or job that runs in the background. It is waited for before anything else happens to its buffers, even when
@@ -28,12 +41,7 @@ public:
     Acquisition(const Acquisition&) = delete;
     Acquisition& operator=(const Acquisition&) = delete;
     ~Acquisition() {
-        try {
-            Wait();
-        } catch (KrException* error) {
-            delete error;  // another one is on its way
-        } catch (...) {
-        }
+        Quietly([this] { Wait(); });
     }
     void Start(KrAOI& into) {
         mBoard.StartSnap(into);
@@ -54,17 +62,17 @@ private:
     bool mRunning = false;
 };
 
-// Lends other images to a job; its own ones come back at the end.
+// Lends other images to a job. Its own ones come back with Restore, or at the end when an error is on its way.
 class JobImages {
 public:
     JobImages(KrBoard::KrJob& job, int count) : mJob(job), mCount(count) {}
     JobImages(const JobImages&) = delete;
     JobImages& operator=(const JobImages&) = delete;
     ~JobImages() {
-        for (int i = 0; i < mDetached; ++i) {
-            mJob.DetachAOI(i);
-            mJob.AttachAOI(i, mOwn[i]);
-        }
+        while (mDetached > 0) Quietly([this] { PutBack(); });
+    }
+    void Restore() {
+        while (mDetached > 0) PutBack();
     }
     void Attach(KrAOI* const* images) {
         for (int i = 0; i < mCount; ++i) {
@@ -78,6 +86,12 @@ public:
     }
 
 private:
+    void PutBack() {
+        const int i = --mDetached;
+        mJob.DetachAOI(i);
+        mJob.AttachAOI(i, mOwn[i]);
+    }
+
     KrBoard::KrJob& mJob;
     int mCount, mDetached = 0;
     KrAOI* mOwn[2] = {};
@@ -142,8 +156,37 @@ void KrTAverageSnap<Buffer, Sums>::Slot_OnBoardChangedHandler(void* object, KrBo
     static_cast<KrTAverageSnap*>(object)->OnBoardChangedHandler(info);
 }
 
+// Keeps the buffers while they are in use. What has become outdated meanwhile is renewed by End, or at the end when an
+// error is on its way.
+template <class Buffer, class Sums>
+class KrTAverageSnap<Buffer, Sums>::Run {
+public:
+    explicit Run(KrTAverageSnap& object) : mObject(object), mWasRunning(std::exchange(object.mIsRunning, true)) {}
+    Run(const Run&) = delete;
+    Run& operator=(const Run&) = delete;
+    ~Run() {
+        Quietly([this] { End(); });
+    }
+    void End() {
+        mObject.mIsRunning = mWasRunning;
+        if (!mWasRunning && std::exchange(mObject.mIsOutdated, false)) mObject.RenewBoardAOIs();
+    }
+
+private:
+    KrTAverageSnap& mObject;
+    bool mWasRunning;
+};
+
 template <class Buffer, class Sums>
 void KrTAverageSnap<Buffer, Sums>::OnBoardChangedHandler(KrBoardMgr::SChangeInfo&) {
+    if (mIsRunning)
+        mIsOutdated = true;
+    else
+        RenewBoardAOIs();
+}
+
+template <class Buffer, class Sums>
+void KrTAverageSnap<Buffer, Sums>::RenewBoardAOIs() {
     DeleteBoardAOIs();
     AllocateSnapAOI(1, 0);
     AllocateSnapAOI(2, 0);
@@ -151,6 +194,7 @@ void KrTAverageSnap<Buffer, Sums>::OnBoardChangedHandler(KrBoardMgr::SChangeInfo
 
 template <class Buffer, class Sums>
 typename KrTAverageSnap<Buffer, Sums>::Entry& KrTAverageSnap<Buffer, Sums>::EntryOf(unsigned short slot) {
+    if (slot < 1 || slot > 2) throw new KrException(kFile, 74, L"The slots of snap buffers are 1 and 2");
     std::vector<Entry>& entries = mSlots[slot - 1];
     const std::size_t board = CurrentBoard().GetIndex();
     if (entries.size() <= board) entries.resize(board + 1);
@@ -161,11 +205,18 @@ template <class Buffer, class Sums>
 void KrTAverageSnap<Buffer, Sums>::AllocateSnapAOI(unsigned short slot, unsigned short) {
     KrBoard* board = pBoardMgr->GetCurrBoard();
     if (!board || slot < 1 || slot > 2) return;
-    Entry& entry = EntryOf(slot);
-    if (entry.owned) delete entry.aoi;
-    entry = {};
+    SetSnapEntry(slot, nullptr, false);
     auto* supplied = dynamic_cast<AOI*>(board->CreateAOI(slot));
-    entry = supplied ? Entry{supplied, false} : Entry{new Buffer, true};
+    SetSnapEntry(slot, supplied ? supplied : new Buffer, !supplied);
+}
+
+template <class Buffer, class Sums>
+void KrTAverageSnap<Buffer, Sums>::SetSnapEntry(unsigned short slot, KrAOI* aoi, bool owned) {
+    std::unique_ptr<KrAOI> taken(owned ? aoi : nullptr);
+    Entry& entry = EntryOf(slot);
+    if (entry.owned && entry.aoi != aoi) delete entry.aoi;
+    taken.release();
+    entry = {aoi, owned};
 }
 
 template <class Buffer, class Sums>
@@ -187,7 +238,7 @@ auto KrTAverageSnap<Buffer, Sums>::PrepareSnap(unsigned short slot, const KrTSiz
     if (!buffer && aoi && aoi->AOIWidth() >= view.cx && aoi->AOIHeight() >= view.cy) return aoi;
     if (!buffer) {
         buffer = new Buffer;
-        entry = {buffer, true};
+        SetSnapEntry(slot, buffer, true);
     }
     Fit(*buffer, view, size);
     return buffer;
@@ -195,8 +246,16 @@ auto KrTAverageSnap<Buffer, Sums>::PrepareSnap(unsigned short slot, const KrTSiz
 
 template <class Buffer, class Sums>
 void KrTAverageSnap<Buffer, Sums>::AverageImage(AOI* out, unsigned short n) {
-    if (!out) throw new KrException(kFile, __LINE__, L"There is no image to average into");
+    if (!out) throw new KrException(kFile, 152, L"There is no image to average into");
+    out->RequireWritable();
     KrBoard& board = CurrentBoard();
+    Run run(*this);
+    TakeImage(board, out, n);
+    run.End();
+}
+
+template <class Buffer, class Sums>
+void KrTAverageSnap<Buffer, Sums>::TakeImage(KrBoard& board, AOI* out, unsigned short n) {
     if (n == 1) return board.Snap(*out);
     if (board.CanAverage()) return board.Average(*out, n);
 
@@ -220,8 +279,15 @@ void KrTAverageSnap<Buffer, Sums>::AverageImage(AOI* out, unsigned short n) {
 
 template <class Buffer, class Sums>
 void KrTAverageSnap<Buffer, Sums>::AverageJob(KrBoard::KrJob* job, unsigned short n) {
-    if (!job) throw new KrException(kFile, __LINE__, L"There is no job to average");
+    if (!job) throw new KrException(kFile, 290, L"There is no job to average");
     KrBoard& board = CurrentBoard();
+    Run run(*this);
+    TakeJob(board, job, n);
+    run.End();
+}
+
+template <class Buffer, class Sums>
+void KrTAverageSnap<Buffer, Sums>::TakeJob(KrBoard& board, KrBoard::KrJob* job, unsigned short n) {
     if (n == 1) return board.Execute(*job);
     const int count = job->GetAOICount();
     AOI* own[2] = {};
@@ -230,6 +296,7 @@ void KrTAverageSnap<Buffer, Sums>::AverageJob(KrBoard::KrJob* job, unsigned shor
     for (int i = 0; i < count; ++i) {
         own[i] = dynamic_cast<AOI*>(job->GetAOI(i));
         if (!own[i]) reject();
+        own[i]->RequireWritable();
     }
 
     KrAOI* pairs[2][2] = {};
@@ -260,6 +327,7 @@ void KrTAverageSnap<Buffer, Sums>::AverageJob(KrBoard::KrJob* job, unsigned shor
                 turn == 0 ? Begin(mTransfer, snaps[0][i], &mSums[i]) : Add(mArithmetic, snaps[turn % 2][i], &mSums[i]);
             next.Wait();
         }
+        images.Restore();
     }
     for (int i = 0; i < count; ++i) Divide(mArithmetic, &mSums[i], n, own[i]);
 }

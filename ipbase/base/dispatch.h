@@ -77,12 +77,39 @@ int MessageArg(const T&) {
     return 0;  // no message prints one
 }
 
+// Lists the pixel types of the images among the arguments, as the reference pages name them.
+template <class Arg>
+void AppendTypeName(KrString& list, const Arg& arg) {
+    if constexpr (kIsAOI<Arg>) {
+        constexpr const wchar_t* names[] = {L"none", L"8", L"", L"", L"16", L"", L"", L"32", L"F", L"", L"D"};
+        if (!list.IsEmpty()) list += L", ";
+        list += names[TypeCode(arg)];
+    }
+}
+
+template <class... Args>
+KrString MessageOf(const wchar_t* format, const Args&... args) {
+    KrString message;
+    message.SPrintf(format, MessageArg(args)...);
+    return message;
+}
+
+// For operands whose pixel types are the reason.
 template <class... Args>
 [[noreturn]] void ThrowNotImplemented(const wchar_t* file, std::uint32_t line, const wchar_t* format,
                                       const Args&... args) {
-    KrString message;
-    message.SPrintf(format, MessageArg(args)...);
-    throw new KrNotImplementedException(file, line, message);
+    KrString types;
+    (AppendTypeName(types, args), ...);
+    throw new KrNotImplementedException(file, line, MessageOf(format, args...), types);
+}
+
+// Whether it is an image without pixels.
+template <class Arg>
+bool IsEmpty(const Arg& arg) {
+    if constexpr (kIsAOI<Arg>)
+        return arg && (arg->AOIWidth() == 0 || arg->AOIHeight() == 0);
+    else
+        return false;
 }
 
 // An operand as the type that a kernel takes.
@@ -104,9 +131,10 @@ struct Adapt<kernel> {
     static constexpr std::uint32_t types = TypesOf<Params...>();
     template <class Self, class... Args>
     static Result Call(Self& self, Args... args) {
-        if constexpr (std::is_base_of_v<C, Self>)
+        if constexpr (std::is_base_of_v<C, Self>) {
+            if ((IsEmpty(args) || ...)) return Result();  // kernels that may be replaced need not think of it
             return (self.*kernel)(CastOperand<Params>(args)...);
-        else
+        } else
             return (C().*kernel)(CastOperand<Params>(args)...);
     }
 };

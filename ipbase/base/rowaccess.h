@@ -99,7 +99,9 @@ class TargetRows {
 public:
     TargetRows() = default;
     TargetRows(KrTAOI<T>* aoi, Route route, int width)
-        : mAOI(aoi), mRoute(route), mWidth(width), mBuffer(SourceRows<T>::BufferSize(route, width)) {}
+        : mAOI(aoi), mRoute(route), mWidth(width), mBuffer(SourceRows<T>::BufferSize(route, width)) {
+        if (aoi && width > 0) aoi->RequireWritable();
+    }
 
     // Where to write a row, or a part of it that begins at the given column.
     T* Row(int y, int first = 0) { return mRoute == Route::eAddress ? mAOI->GetRowPointer(y) + first : mBuffer.Data(); }

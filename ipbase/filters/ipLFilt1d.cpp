@@ -185,6 +185,7 @@ void KrFilterFIR1D::Execute(const KrAOI* src, KrAOI* dst, EDir dir) {
     dst = DestinationOf(src, dst);
     if (!Are8Bit(src, dst))
         ThrowNotImplemented(kFile, 87, L"KrFilterFIR1D::Execute( %s, %s, %s )", src, dst, NameOf(dir));
+    if (IsEmpty(src) || IsEmpty(dst)) return;
     Execute8(static_cast<const KrAOI8*>(src), static_cast<KrAOI8*>(dst), dir);
 }
 
@@ -220,8 +221,12 @@ void KrFilterFIR1D::FilterLine8(const unsigned char* src, unsigned char* dst, st
 
 void KrFilterBinominal1D::Execute(const KrAOI* src, KrAOI* dst, unsigned short order, EDir dir) {
     dst = DestinationOf(src, dst);
-    if (!Are8Bit(src, dst) || order < 2 || order > 23)
-        ThrowNotImplemented(kFile, 312, L"KrFilterFIR1D::Execute( %s, %s, %ld, %s )", src, dst, order, NameOf(dir));
+    constexpr std::uint32_t line = 312;
+    constexpr const wchar_t* format = L"KrFilterFIR1D::Execute( %s, %s, %ld, %s )";
+    if (!Are8Bit(src, dst)) ThrowNotImplemented(kFile, line, format, src, dst, order, NameOf(dir));
+    if (order < 2 || order > 23)
+        throw new KrNotImplementedException(kFile, line, MessageOf(format, src, dst, order, NameOf(dir)));
+    if (IsEmpty(src) || IsEmpty(dst)) return;
     Execute8(static_cast<const KrAOI8*>(src), static_cast<KrAOI8*>(dst), order, dir);
 }
 

@@ -21,7 +21,7 @@ bool IsDirect(const KrTAOI<T>* aoi) {
 // Lets `change(y, pixels)` change the columns first ... last - 1 of the rows top ... bottom - 1.
 template <class T, class Change>
 void ChangeRows(KrTAOI<T>* aoi, int top, int bottom, int first, int last, const Change& change) {
-    if (first >= last) return;
+    if (first >= last || top >= bottom) return;
     TargetRows<T> rows(aoi, RouteOf(Access::eSwitched, aoi), last - first);
     for (int y = top; y < bottom; ++y) {
         change(y, rows.Row(y, first));
@@ -131,6 +131,7 @@ void KrTGradient<Step, Sums, Phase>::Compute(const KrTAOI<T>* src, int dx, int d
     using P = typename Phase::Pixel;
     const KrTSize<int> size = CommonRegion(src, dst, &mPhase);
     if (size.cx == 0) return;
+    dst->RequireWritable();
     const KrTRectangle<short> region(0, 0, static_cast<short>(size.cx), static_cast<short>(size.cy));
     const Baselines lines(dx, dy);
     if (2 * lines.a >= size.cx || 2 * lines.b >= size.cy) return FillBorder(dst, size, dx, dy, border);

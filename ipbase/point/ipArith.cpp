@@ -42,13 +42,13 @@ void WalkClipped(const KrTAOI<A>* a, int k, KrTAOI<D>* dst) {
 }  // namespace
 
 template <class A, class B, class D>
-void KrIpAdd::Add(const KrTAOI<A>* a, const KrTAOI<B>* b, KrTAOI<D>* dst) {
+void KrIpAdd::Sum(const KrTAOI<A>* a, const KrTAOI<B>* b, KrTAOI<D>* dst) {
     const ArithKernels& rows = GetArithKernels();
     WalkRows(Access::eTyped, PairOf<D, A, B>(rows.addClip, rows.addFloat), dst, a, b);
 }
 
 template <class A, class D>
-void KrIpAdd::Add(const KrTAOI<A>* a, double c, KrTAOI<D>* dst) {
+void KrIpAdd::Sum(const KrTAOI<A>* a, double c, KrTAOI<D>* dst) {
     if constexpr (std::is_integral_v<D>)
         WalkClipped(a, RoundClipped(c), dst);
     else
@@ -56,18 +56,18 @@ void KrIpAdd::Add(const KrTAOI<A>* a, double c, KrTAOI<D>* dst) {
 }
 
 template <class A, class B, class D>
-void KrIpAddMod::AddMod(const KrTAOI<A>* a, const KrTAOI<B>* b, KrTAOI<D>* dst) {
+void KrIpAddMod::SumMod(const KrTAOI<A>* a, const KrTAOI<B>* b, KrTAOI<D>* dst) {
     WalkRows(Access::eTyped, std::get<PairRow<D, A, B>>(GetArithKernels().addModulo), dst, a, b);
 }
 
 template <class A, class D>
-void KrIpAddMod::AddMod(const KrTAOI<A>* a, double c, KrTAOI<D>* dst) {
+void KrIpAddMod::SumMod(const KrTAOI<A>* a, double c, KrTAOI<D>* dst) {
     const int k = ModuloConstant<A, D>(c);
     if (k != 0) WalkInteger(GetArithKernels().addModuloConstant, a, k, dst);
 }
 
 template <class A, class B, class D>
-void KrIpAddModDiv2::AddModDiv2(const KrTAOI<A>* a, const KrTAOI<B>* b, KrTAOI<D>* dst) {
+void KrIpAddModDiv2::Mean(const KrTAOI<A>* a, const KrTAOI<B>* b, KrTAOI<D>* dst) {
     WalkRows(Access::eTyped, std::get<PairRow<D, A, B>>(GetArithKernels().mean), dst, a, b);
 }
 
@@ -127,18 +127,18 @@ void KrIpAbsDiff::AbsDiff(const KrTAOI<A>* a, const KrTAOI<B>* b, KrTAOI<D>* dst
 #define INTEGER_CONSTANTS(kernel) \
     CONSTANT(kernel, u8, u8) CONSTANT(kernel, u8, u16) CONSTANT(kernel, u16, u8) CONSTANT(kernel, u16, u16)
 
-INTEGER_PAIRS(KrIpAdd::Add)
-PAIR(KrIpAdd::Add, u8, float, float)
-PAIR(KrIpAdd::Add, u16, float, float)
-PAIR(KrIpAdd::Add, float, float, float)
-PAIR(KrIpAdd::Add, double, double, double)
-INTEGER_CONSTANTS(KrIpAdd::Add)
-CONSTANT(KrIpAdd::Add, float, float)
+INTEGER_PAIRS(KrIpAdd::Sum)
+PAIR(KrIpAdd::Sum, u8, float, float)
+PAIR(KrIpAdd::Sum, u16, float, float)
+PAIR(KrIpAdd::Sum, float, float, float)
+PAIR(KrIpAdd::Sum, double, double, double)
+INTEGER_CONSTANTS(KrIpAdd::Sum)
+CONSTANT(KrIpAdd::Sum, float, float)
 
-INTEGER_PAIRS(KrIpAddMod::AddMod)
-INTEGER_CONSTANTS(KrIpAddMod::AddMod)
+INTEGER_PAIRS(KrIpAddMod::SumMod)
+INTEGER_CONSTANTS(KrIpAddMod::SumMod)
 
-INTEGER_PAIRS(KrIpAddModDiv2::AddModDiv2)
+INTEGER_PAIRS(KrIpAddModDiv2::Mean)
 
 INTEGER_PAIRS(KrIpSub::Sub)
 PAIR(KrIpSub::Sub, float, u8, float)

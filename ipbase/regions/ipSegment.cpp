@@ -76,6 +76,7 @@ KrSegment& KrSegment::operator=(const KrSegment&) = default;
 KrSegment::~KrSegment() = default;
 
 void KrSegment::Init(KrAOI8* image, KrAOI16* work) {
+    if (image && work) work->RequireWritable();
     mImage = image;
     mWork = work;
     mSize = CommonRegion(image, work);
@@ -156,9 +157,9 @@ void KrSegment::SetBorderPoint(std::uint16_t mark) {
 }
 
 bool KrSegment::BeginTrace(const KrTPoint<short>& start) {
+    if (!HasImages() || !IsInside(start.x, start.y)) return false;
     if (!mMarks.empty() && !mLabelled) mStrangeMarks = true;
     Forget();
-    if (!HasImages() || !IsInside(start.x, start.y)) return false;
     mStart = mPoint = start;
     mBox = {start.x, start.y, start.x, start.y};
     Set(*mWork, start.x, start.y, kToggle);
@@ -274,6 +275,7 @@ void KrSegment::Label(unsigned short label) {
 }
 
 void KrSegment::Number(KrAOI32* numbers, std::int32_t number) {
+    if (numbers) numbers->RequireWritable();
     if (mMarks.empty() || mLabelled || !HasImages()) return;
     const KrTSize<int> size = CommonRegion(numbers, mWork);
     VisitRegion([&](int x, int y) {

@@ -21,7 +21,7 @@ KrSegmentScan& KrSegmentScan::operator=(const KrSegmentScan& other) {
 }
 KrSegmentScan::~KrSegmentScan() = default;
 
-std::int32_t KrSegmentScan::Execute(KrAOI8* image, KrAOI32* numbers, const Found& found) {
+std::int32_t KrSegmentScan::Execute(const KrAOI8* image, KrAOI32* numbers, const Found& found) {
     if (!image) throw new KrException(L"C\\ipSegmentScan", 22, L"Error in KrSegmentScan: there is no image");
     if (numbers && numbers->AOISize() != image->AOISize())
         throw new KrException(L"C\\ipSegmentScan", 24,

@@ -1,5 +1,7 @@
 #include "ipbase/ipLHistogram.h"
 
+#include <utility>
+
 #include "ipbase/base/rowwalk.h"
 #include "ipbase/base/scalar.h"
 #include "ipbase/kernels/histogram.h"
@@ -28,12 +30,50 @@ namespace {
 
 const auto& [kCreate, kCreateMasked] = OperationsOf<KrLHistogram>::all;
 
+void CheckSteps(std::uint32_t steps) {
+    if (steps == 0 || steps > KrLHistogram::kMaxSteps)
+        throw new KrException(L"C\\ipLHistogram", 61,
+                              L"Error in KrLHistogram::Create: the number of steps is not 1..16777216");
+}
+
 }  // namespace
 
+// An empty content in the place of the old one, which comes back unless the new one is kept.
+class KrLHistogram::Refill {
+public:
+    Refill(KrLHistogram& histogram, const KrAOI* aoi, std::uint32_t steps) : mTarget(histogram.mContent) {
+        if (aoi && aoi->GetDevType() != eDev8 && aoi->GetDevType() != eDev16) return;  // which is refused
+        CheckSteps(steps);
+        Content empty;
+        empty.counts.Resize(steps);
+        empty.valueMax = empty.greyRange.lower = aoi && aoi->GetDevType() == eDev16 ? 65535.0 : 255.0;
+        empty.scale = 1.0 / (empty.valueMax - empty.valueMin + 1.0);
+        mOther = std::exchange(mTarget, std::move(empty));
+        mRestore = true;
+    }
+    Refill(const Refill&) = delete;
+    Refill& operator=(const Refill&) = delete;
+    ~Refill() {
+        if (mRestore) mTarget = std::move(mOther);
+    }
+    void Keep() { mRestore = false; }
+
+private:
+    Content& mTarget;
+    Content mOther;
+    bool mRestore = false;
+};
+
 void KrLHistogram::Create(const KrAOI* aoi, const KrAOI8* pMaskAOI, std::uint32_t steps) {
+    Refill refill(*this, aoi, steps);
     kCreateMasked(*this, aoi, pMaskAOI, steps);
+    refill.Keep();
 }
-void KrLHistogram::Create(const KrAOI* aoi, std::uint32_t steps) { kCreate(*this, aoi, steps); }
+void KrLHistogram::Create(const KrAOI* aoi, std::uint32_t steps) {
+    Refill refill(*this, aoi, steps);
+    kCreate(*this, aoi, steps);
+    refill.Keep();
+}
 
 void KrLHistogram::Histo8SW(const KrAOI8* aoi, std::uint32_t steps) { Count(aoi, nullptr, steps); }
 void KrLHistogram::Histo16SW(const KrAOI16* aoi, std::uint32_t steps) { Count(aoi, nullptr, steps); }
@@ -44,9 +84,7 @@ void KrLHistogram::Histo16MSW(const KrAOI16* aoi, const KrAOI8* mask, std::uint3
 // values. Else these are counted in their bins at once, because few counts stay in the cache.
 template <class T>
 void KrLHistogram::Count(const KrTAOI<T>* aoi, const KrAOI8* mask, std::uint32_t steps) {
-    if (steps == 0 || steps > kMaxSteps)
-        throw new KrException(L"C\\ipLHistogram", 61,
-                              L"Error in KrLHistogram::Create: the number of steps is not 1..16777216");
+    CheckSteps(steps);
     constexpr std::uint32_t values = 1u << 8 * sizeof(T);
     const std::uint32_t elements = sizeof(T) == 1 ? values : std::min(steps, values);
     KrTBuf1D<std::uint32_t> even(elements + 1), odd(elements + 1);
@@ -64,20 +102,20 @@ void KrLHistogram::Count(const KrTAOI<T>* aoi, const KrAOI8* mask, std::uint32_t
             Access::eSwitched, [&](int y, const T* pixels, std::size_t width) { count(y, pixels, nullptr, width); },
             aoi);
 
-    KrTBuf1D<std::uint32_t> counts(steps);
-    KrTFloatRange<double> range{values - 1.0, 0.0};
+    Content content;
+    content.counts.Resize(steps);
+    KrTFloatRange<double>& range = content.greyRange;
+    range.lower = content.valueMax = values - 1.0;
+    content.scale = 1.0 / values;
     for (std::size_t e = 0; e < elements; ++e) {
         const std::uint32_t sum = even[e + 1] + odd[e + 1];
         if (sum == 0) continue;
         const std::uint64_t bin = std::uint64_t{steps} * e / elements;
-        counts[bin] += sum;
+        content.counts[bin] += sum;
         if (range.lower > range.upper) range.lower = static_cast<double>(bin);
         range.upper = static_cast<double>(bin);
     }
-    mCounts = std::move(counts);
-    mGreyRange = range;
-    mValueMax = values - 1.0;
-    mScale = 1.0 / values;
+    mContent = std::move(content);
 }
 
 namespace {
@@ -94,50 +132,51 @@ bool HasZeros(const KrTBuf1D<std::uint32_t>& counts) { return counts.Size() == 0
 }  // namespace
 
 double KrLHistogram::GetArithmeticMean() const {
-    return Mean(mCounts, [](double x) { return x; });
+    return Mean(mContent.counts, [](double x) { return x; });
 }
 double KrLHistogram::GetMean() const { return GetArithmeticMean(); }
 double KrLHistogram::GetGeometricMean() const {
-    if (HasZeros(mCounts) || Total(mCounts) == 0) return 0.0;
-    return std::exp(Mean(mCounts, [](double x) { return std::log(x); }));
+    if (HasZeros(mContent.counts) || Total(mContent.counts) == 0) return 0.0;
+    return std::exp(Mean(mContent.counts, [](double x) { return std::log(x); }));
 }
 double KrLHistogram::GetHarmonicMean() const {
-    const double inverse = HasZeros(mCounts) ? 0.0 : Mean(mCounts, [](double x) { return 1.0 / x; });
+    const double inverse = HasZeros(mContent.counts) ? 0.0 : Mean(mContent.counts, [](double x) { return 1.0 / x; });
     return inverse > 0.0 ? 1.0 / inverse : 0.0;
 }
 double KrLHistogram::GetQuadraticMean() const {
-    return std::sqrt(Mean(mCounts, [](double x) { return x * x; }));
+    return std::sqrt(Mean(mContent.counts, [](double x) { return x * x; }));
 }
-double KrLHistogram::GetMeanSquareDeviation() const { return CentralMoment(mCounts, 2); }
+double KrLHistogram::GetMeanSquareDeviation() const { return CentralMoment(mContent.counts, 2); }
 double KrLHistogram::GetSkewness() const {
-    const double m2 = CentralMoment(mCounts, 2);
-    return m2 > 0.0 ? CentralMoment(mCounts, 3) / (m2 * std::sqrt(m2)) : 0.0;
+    const double m2 = CentralMoment(mContent.counts, 2);
+    return m2 > 0.0 ? CentralMoment(mContent.counts, 3) / (m2 * std::sqrt(m2)) : 0.0;
 }
 double KrLHistogram::GetKurtosis() const {
-    const double m2 = CentralMoment(mCounts, 2);
-    return m2 > 0.0 ? CentralMoment(mCounts, 4) / (m2 * m2) : 0.0;
+    const double m2 = CentralMoment(mContent.counts, 2);
+    return m2 > 0.0 ? CentralMoment(mContent.counts, 4) / (m2 * m2) : 0.0;
 }
 double KrLHistogram::GetMedian() const {
-    const std::uint64_t total = Total(mCounts);
+    const std::uint64_t total = Total(mContent.counts);
     if (total == 0) return 0.0;
-    return (Ranked(mCounts, (total - 1) / 2) + Ranked(mCounts, total / 2)) / 2.0;
+    return (Ranked(mContent.counts, (total - 1) / 2) + Ranked(mContent.counts, total / 2)) / 2.0;
 }
 
 std::uint32_t KrLHistogram::CalcIndex(double value) const {
-    const double index = GetNumSteps() * mScale * (value - mValueMin);
+    const double index = GetNumSteps() * mContent.scale * (value - mContent.valueMin);
     return static_cast<std::uint32_t>(std::clamp<std::int64_t>(Truncate(index), 0, 0xFFFFFFFF));
 }
 
 KrTFloatRange<double> KrLHistogram::CalcRange(std::uint32_t index) const {
-    const double width = GetNumSteps() > 0 ? (mValueMax - mValueMin + 1.0) / GetNumSteps() : 0.0;
-    return {index * width + mValueMin, (index + 1.0) * width + mValueMin - std::numeric_limits<double>::epsilon()};
+    const double width = GetNumSteps() > 0 ? (mContent.valueMax - mContent.valueMin + 1.0) / GetNumSteps() : 0.0;
+    return {index * width + mContent.valueMin,
+            (index + 1.0) * width + mContent.valueMin - std::numeric_limits<double>::epsilon()};
 }
 
 std::uint32_t KrLHistogram::GetMaxIndex() const {
-    const std::uint32_t* first = mCounts.Data();
-    return static_cast<std::uint32_t>(std::max_element(first, first + mCounts.Size()) - first);
+    const std::uint32_t* first = mContent.counts.Data();
+    return static_cast<std::uint32_t>(std::max_element(first, first + mContent.counts.Size()) - first);
 }
-std::uint32_t KrLHistogram::GetMaxPixels() const { return GetNumSteps() > 0 ? mCounts[GetMaxIndex()] : 0; }
+std::uint32_t KrLHistogram::GetMaxPixels() const { return GetNumSteps() > 0 ? mContent.counts[GetMaxIndex()] : 0; }
 
 namespace {
 
@@ -149,11 +188,11 @@ void CheckIndex(std::uint32_t index, std::uint32_t steps) {
 
 std::uint32_t& KrLHistogram::operator[](std::uint32_t index) {
     CheckIndex(index, GetNumSteps());
-    return mCounts[index];
+    return mContent.counts[index];
 }
 std::uint32_t KrLHistogram::operator[](std::uint32_t index) const {
     CheckIndex(index, GetNumSteps());
-    return mCounts[index];
+    return mContent.counts[index];
 }
 
 std::vector<OperationInfo> HistogramOperations() { return ListOperations(OperationsOf<KrLHistogram>::all); }

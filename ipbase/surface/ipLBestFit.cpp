@@ -35,6 +35,10 @@ struct FitOptions {
     bool use[KrLBestFit::kTerms];
 };
 
+KrTSize<int> RegionOf(const KrAOI* src, const KrAOI8* mask) {
+    return mask ? CommonRegion(src, static_cast<const KrAOI*>(mask)) : CommonRegion(src);
+}
+
 }  // namespace
 
 template <>
@@ -44,12 +48,17 @@ struct OperationsOf<KrLBestFit> {
     template <class AOI>
     static void Approximate(T& fit, const AOI* src, KrAOI32Float* dst, const MaskArg& fitMask, const MaskArg& drawMask,
                             const FitOptions& options) {
-        for (int i = 0; i < T::kTerms; ++i) {
-            fit.mCoefficients[i] = 0.0;
-            fit.mExcluded[i] = !options.use[i];
+        dst->RequireWritable();
+        T::Content earlier = fit.mContent;
+        fit.mContent = {};
+        for (int i = 0; i < T::kTerms; ++i) fit.mContent.excluded[i] = !options.use[i];
+        try {
+            if (RegionOf(src, fitMask.aoi).cx > 0) fit.CalcPlane(src, fitMask.aoi);
+            fit.DrawPlane(dst, drawMask.aoi, options.consider);
+        } catch (...) {
+            fit.mContent = earlier;
+            throw;
         }
-        fit.CalcPlane(src, fitMask.aoi);
-        fit.DrawPlane(dst, drawMask.aoi, options.consider);
         fit.save_koeff();
     }
 
@@ -115,17 +124,19 @@ std::array<long double, 4> Expand(const Axis& axis, std::size_t k) {
     return factors;
 }
 
+constexpr double kWorkingPrecision = 1e-14;  // below it terms count as undetermined
+
 }  // namespace
 
 template <class T>
 void KrLBestFit::Fit(const KrTAOI<T>* src, const KrAOI8* fitMask) {
-    mEverythingMasked = 1;
-    const KrTSize<int> size = fitMask ? CommonRegion(src, fitMask) : CommonRegion(src);
+    mContent.everythingMasked = 1;
+    const KrTSize<int> size = RegionOf(src, fitMask);
     const Box box = FindBox(size, fitMask);
     if (box.x0 > box.x1) return;
-    mEverythingMasked = 0;
-    const Axis s = MakeAxis(box.x0, box.x1, IsShiftable(mExcluded, &Exponents::x));
-    const Axis t = MakeAxis(box.y0, box.y1, IsShiftable(mExcluded, &Exponents::y));
+    mContent.everythingMasked = 0;
+    const Axis s = MakeAxis(box.x0, box.x1, IsShiftable(mContent.excluded, &Exponents::x));
+    const Axis t = MakeAxis(box.y0, box.y1, IsShiftable(mContent.excluded, &Exponents::y));
     const SurfaceMoments moments(src, fitMask, box, s, t);
 
     const auto free = [this](double** matrix) { free_dmatrix(matrix, 1, kTerms, 1, kTerms); };
@@ -134,13 +145,13 @@ void KrLBestFit::Fit(const KrTAOI<T>* src, const KrAOI8* fitMask) {
     int fitted = 0;
     Exponents terms[kTerms];
     for (int i = 0; i < kTerms; ++i)
-        if (mExcluded[i] == 0) terms[fitted++] = kExponents[i];
+        if (mContent.excluded[i] == 0) terms[fitted++] = kExponents[i];
     for (int i = 0; i < fitted; ++i) {
         for (int j = 0; j < fitted; ++j)
             a.get()[i + 1][j + 1] = moments.powers[terms[i].x + terms[j].x][terms[i].y + terms[j].y];
         b.get()[i + 1][1] = moments.values[terms[i].x][terms[i].y];
     }
-    gaussj(a.get(), fitted, b.get(), 1);
+    EliminateGaussJordan(a.get(), fitted, b.get(), 1, kWorkingPrecision);
 
     long double sums[kTerms] = {};
     for (int i = 0; i < fitted; ++i) {
@@ -149,7 +160,8 @@ void KrLBestFit::Fit(const KrTAOI<T>* src, const KrAOI8* fitMask) {
             for (std::size_t q = 0; q <= terms[i].y; ++q)
                 sums[TermOf(p, q)] += static_cast<long double>(b.get()[i + 1][1]) * x[p] * y[q];
     }
-    for (int i = 0; i < kTerms; ++i) mCoefficients[i] = mExcluded[i] ? 0.0 : static_cast<double>(sums[i]);
+    for (int i = 0; i < kTerms; ++i)
+        mContent.coefficients[i] = mContent.excluded[i] ? 0.0 : static_cast<double>(sums[i]);
 }
 
 void KrLBestFit::CalcPlane(const KrAOI8* src, const KrAOI8* fitMask) { Fit(src, fitMask); }
@@ -170,11 +182,11 @@ void KrLBestFit::DrawPlane(KrAOI32Float* dst, const KrAOI8* drawMask, MaskConsid
     KrTBuf1D<double> onlyX(width), c8x(width);
     for (std::size_t i = 0; i < width; ++i) {
         const auto x = static_cast<double>(i + 1);
-        onlyX[i] = ((x * mCoefficients[0] + mCoefficients[1]) * x + mCoefficients[2]) * x;
-        c8x[i] = x * mCoefficients[7];
+        onlyX[i] = ((x * mContent.coefficients[0] + mContent.coefficients[1]) * x + mContent.coefficients[2]) * x;
+        c8x[i] = x * mContent.coefficients[7];
     }
     for (int y = 0; y < size.cy; ++y) {
-        const CubicRow cubic{mCoefficients, onlyX.Data(), c8x.Data(), y + 1.0};
+        const CubicRow cubic{mContent.coefficients, onlyX.Data(), c8x.Data(), y + 1.0};
         float* pixels = mask && consider == eKeepMasked ? to.Load(y) : to.Row(y);
         if (mask)
             masked(pixels, masks.Row(y), cubic, width);
@@ -184,20 +196,24 @@ void KrLBestFit::DrawPlane(KrAOI32Float* dst, const KrAOI8* drawMask, MaskConsid
     }
 }
 
+void KrLBestFit::SetCoefficients(const double* coefficients) {
+    std::copy_n(coefficients, kTerms, mContent.coefficients);
+}
+
 void KrLBestFit::save_koeff() {
     for (int i = 0; i < kTerms; ++i)
-        if (mExcluded[i])
-            std::snprintf(mTexts[i], sizeof mTexts[i], "null");
+        if (mContent.excluded[i])
+            std::snprintf(mContent.texts[i], sizeof mContent.texts[i], "null");
         else
-            std::snprintf(mTexts[i], sizeof mTexts[i], "%E", mCoefficients[i]);
+            std::snprintf(mContent.texts[i], sizeof mContent.texts[i], "%E", mContent.coefficients[i]);
 }
 
 void KrLBestFit::load_koeff() {
-    std::fill(std::begin(mCoefficients), std::end(mCoefficients), 0.0);
-    std::fill(std::begin(mExcluded), std::end(mExcluded), std::uint8_t{0});
+    std::fill(std::begin(mContent.coefficients), std::end(mContent.coefficients), 0.0);
+    std::fill(std::begin(mContent.excluded), std::end(mContent.excluded), std::uint8_t{0});
 }
 
-int KrLBestFit::gaussj(double** a, int n, double** b, int m) { return EliminateGaussJordan(a, n, b, m, 1e-14); }
+int KrLBestFit::gaussj(double** a, int n, double** b, int m) { return EliminateGaussJordan(a, n, b, m, 0.0); }
 
 double** KrLBestFit::dmatrix(int firstRow, int lastRow, int firstColumn, int lastColumn) {
     const int rows = lastRow - firstRow + 1, columns = lastColumn - firstColumn + 1;

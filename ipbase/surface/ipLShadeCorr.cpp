@@ -137,6 +137,7 @@ void Prepare(const KrTAOI<T>& aoi, KrTSize<int> size, Work& work, const F& backg
     Fit(work.image, width, height);
     RowReader<T> reader(aoi, aoi, size, 1);
     for (std::size_t y = 0; y < height; ++y) std::copy_n(reader.Row(y), width, work.image.Row(y));
+    work.shade.Resize(width, height);
     background(work.image, work.shade);
     if (work.image.Width() != width || work.image.Height() != height || work.shade.Width() != width ||
         work.shade.Height() != height)

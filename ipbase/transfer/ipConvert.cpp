@@ -81,6 +81,7 @@ const auto& [kConvertToBytes] = OperationsOf<KrLConvertAOI>::all;
 template <class T>
 void KrLConvertAOI::Convert(const KrTAOI<T>* src, KrAOI8* dst, ConversionMode mode) {
     using Precision = std::conditional_t<(std::is_integral_v<T> && sizeof(T) <= 2), float, double>;
+    if (!src || !dst) kConvertToBytes.Throw(src, dst, mode);
     if (CommonRegion(src, dst).cx == 0) return;
     mConvertedRange = ChooseRange(src, mode);
     const auto lower = static_cast<Precision>(Finite(mConvertedRange.lower));

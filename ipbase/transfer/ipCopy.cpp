@@ -25,12 +25,12 @@ void KrIpCopy::Copy(const KrTAOI<T>* src, KrTAOI<T>* dst) {
 }
 
 template <class A, class D>
-void KrIpCopy::CopyHigh(const KrTAOI<A>* src, KrTAOI<D>* dst) {
+void KrIpCopy::MoveHigh(const KrTAOI<A>* src, KrTAOI<D>* dst) {
     WalkRows(Access::eTyped, std::get<UnaryRow<D, A>>(GetTransferKernels().high), dst, src);
 }
 
 template <class A, class D>
-void KrIpCopy::CopyLow(const KrTAOI<A>* src, KrTAOI<D>* dst) {
+void KrIpCopy::MoveLow(const KrTAOI<A>* src, KrTAOI<D>* dst) {
     WalkRows(Access::eTyped, std::get<UnaryRow<D, A>>(GetTransferKernels().convert), dst, src);
 }
 
@@ -116,9 +116,10 @@ void SampleBlocks(const KrTAOI<T>* src, KrTAOI<T>* dst, const int* starts, const
 }  // namespace
 
 template <class T>
-void KrIpCopy::CopyZoom(const KrTAOI<T>* src, KrTAOI<T>* dst, int averaging) {
+void KrIpCopy::Reduce(const KrTAOI<T>* src, KrTAOI<T>* dst, int averaging) {
     const KrTSize<int> size = CommonRegion(src, dst);
     if (size.cx == 0) return;
+    dst->RequireWritable();
     if (SharePixels(src, dst)) throw new KrNotImplementedException(L"C\\ipCopy", 250, L"CopyZoom( pSrc == pDest )");
     if (src->AOIWidth() < dst->AOIWidth() || src->AOIHeight() < dst->AOIHeight())
         throw new KrNotImplementedException(L"C\\ipCopy", 325, L"CopyZoom( pSrc < pDest )");
@@ -143,13 +144,13 @@ void KrIpCopy::CopyZoom(const KrTAOI<T>* src, KrTAOI<T>* dst, int averaging) {
 // clang-format off
 #define COPY(kernel, A, D) template VORIP_API void KrIpCopy::kernel(const KrTAOI<A>*, KrTAOI<D>*);
 COPY(Copy, u8, u8) COPY(Copy, u16, u16) COPY(Copy, i32, i32) COPY(Copy, float, float) COPY(Copy, double, double)
-COPY(CopyHigh, u8, u16) COPY(CopyHigh, u16, u8) COPY(CopyHigh, u16, i32)
-COPY(CopyLow, u8, u16) COPY(CopyLow, u16, i32)
+COPY(MoveHigh, u8, u16) COPY(MoveHigh, u16, u8) COPY(MoveHigh, u16, i32)
+COPY(MoveLow, u8, u16) COPY(MoveLow, u16, i32)
 
 #define SET(T) template VORIP_API void KrIpSet::Set(KrTAOI<T>*, double);
 SET(u8) SET(u16) SET(i32) SET(float) SET(double)
 
-#define ZOOM(T) template VORIP_API void KrIpCopy::CopyZoom(const KrTAOI<T>*, KrTAOI<T>*, int);
+#define ZOOM(T) template VORIP_API void KrIpCopy::Reduce(const KrTAOI<T>*, KrTAOI<T>*, int);
 ZOOM(u8) ZOOM(u16) ZOOM(i32) ZOOM(float)
 // clang-format on
 

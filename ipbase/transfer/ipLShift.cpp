@@ -43,13 +43,15 @@ public:
 
     // Rows are taken in the order in which no row is overwritten before it is read.
     void Run() {
+        if (mSize.cx == 0) return;
+        mDst->RequireWritable();
         const bool upwards = ReadsFromAbove();
         for (int i = 0; i < mSize.cy; ++i) ShiftRow(upwards ? mSize.cy - 1 - i : i);
     }
 
 private:
     bool ReadsFromAbove() const {
-        if (mSize.cx == 0 || !HaveRowPointers(mSrc, mDst)) return mDy > 0;
+        if (!HaveRowPointers(mSrc, mDst)) return mDy > 0;
         const auto from = reinterpret_cast<std::uintptr_t>(mSrc->GetRowPointer(-mDy));
         return reinterpret_cast<std::uintptr_t>(mDst->GetRowPointer(0)) > from;
     }
@@ -100,6 +102,7 @@ void ShiftMemory(const Buffer* src, Buffer* dst, int dx, int dy, double fill) {
     const int width = dst->AOIWidth();
     const int height = dst->AOIHeight();
     if (width == 0 || height == 0) return;
+    dst->RequireWritable();
     if (src->AOISize() != dst->AOISize() || !IsBlock(*src) || !IsBlock(*dst))
         return ShiftRows<T>(src, dst, dx, dy, fill);
     const T value = FillValue<T>(fill);

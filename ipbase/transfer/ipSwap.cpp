@@ -5,9 +5,11 @@
 namespace KrN {
 
 template <class T>
-void KrIpSwap::Swap(KrTAOI<T>* a, KrTAOI<T>* b) {
+void KrIpSwap::Exchange(KrTAOI<T>* a, KrTAOI<T>* b) {
     const KrTSize<int> size = CommonRegion(a, b);
     if (size.cx == 0) return;
+    a->RequireWritable();
+    b->RequireWritable();
     const Route route = RouteOf(Access::eTyped, a, b);
     if (a == b || (route == Route::eAddress && a->GetRowPointer(0) == b->GetRowPointer(0)))
         throw new KrNotImplementedException(L"C\\ipSwap", 40, L"Swap( pSrc == pDest )");
@@ -20,9 +22,9 @@ void KrIpSwap::Swap(KrTAOI<T>* a, KrTAOI<T>* b) {
     }
 }
 
-template VORIP_API void KrIpSwap::Swap(KrTAOI<std::uint8_t>*, KrTAOI<std::uint8_t>*);
-template VORIP_API void KrIpSwap::Swap(KrTAOI<std::uint16_t>*, KrTAOI<std::uint16_t>*);
-template VORIP_API void KrIpSwap::Swap(KrTAOI<std::int32_t>*, KrTAOI<std::int32_t>*);
-template VORIP_API void KrIpSwap::Swap(KrTAOI<float>*, KrTAOI<float>*);
+template VORIP_API void KrIpSwap::Exchange(KrTAOI<std::uint8_t>*, KrTAOI<std::uint8_t>*);
+template VORIP_API void KrIpSwap::Exchange(KrTAOI<std::uint16_t>*, KrTAOI<std::uint16_t>*);
+template VORIP_API void KrIpSwap::Exchange(KrTAOI<std::int32_t>*, KrTAOI<std::int32_t>*);
+template VORIP_API void KrIpSwap::Exchange(KrTAOI<float>*, KrTAOI<float>*);
 
 }  // namespace KrN

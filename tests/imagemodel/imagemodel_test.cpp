@@ -139,6 +139,52 @@ TYPED_TEST(Image, BuffersOwnTheirPixels) {
     EXPECT_TRUE(Thrown([&] { empty.CreateIplImage(); }));
 }
 
+TYPED_TEST(Image, BuffersMove) {
+    auto a = Numbered<TypeParam>(5, 3);
+    a.SetAOIName(L"a");
+    a.SetAOIRect({1, 1, 3, 2});
+    const auto* pixels = a.GetRowPointer(0);
+    TypeParam moved(std::move(a));
+    TypeParam assigned({2, 2});
+    assigned.AdoptAOIInfo(std::make_unique<KrAOIInfo>());
+    assigned = std::move(moved);
+    for (TypeParam* empty : {&a, &moved}) {
+        EXPECT_EQ(0, empty->AOIWidth());
+        EXPECT_EQ(nullptr, empty->GetRowPointer(0));
+        empty->Resize({2, 2});  // usable again
+        EXPECT_EQ(0, empty->ReadPixel({1, 1}));
+    }
+    EXPECT_EQ(pixels, assigned.GetRowPointer(0));
+    EXPECT_TRUE(assigned.GetAOIName() == L"a");
+    EXPECT_EQ(nullptr, assigned.GetAOIInfo());
+    assigned.SetAOIRect({0, 0, 5, 3});
+    EXPECT_EQ(24, assigned.ReadPixel({4, 2}));
+    std::vector<TypeParam> several(3, assigned);  // grows without copies of pixels
+    pixels = several[1].GetRowPointer(0);
+    several.reserve(100);
+    EXPECT_EQ(pixels, several[1].GetRowPointer(0));
+}
+
+TYPED_TEST(Image, ViewsNeedRowsThatDoNotOverlap) {
+    using T = typename TypeParam::Pixel;
+    using View = KrTAOI<T>;
+    alignas(16) unsigned char memory[256] = {};
+    T* const pixels = reinterpret_cast<T*>(memory);
+    const std::uint32_t row = 4 * sizeof(T);
+    EXPECT_FALSE(Thrown([&] { View({4, 3}, pixels, row); }));
+    EXPECT_FALSE(Thrown([&] { View({4, 1}, pixels, 0); }));
+    EXPECT_FALSE(Thrown([&] { View({4, 3}, nullptr, 0); }));
+    EXPECT_TRUE(Thrown([&] { View({4, 3}, pixels, row - sizeof(T)); }));
+    EXPECT_TRUE(Thrown([&] { View({4, 3}, pixels, 0); }));
+    if constexpr (sizeof(T) > 1) {
+        EXPECT_TRUE(Thrown([&] { View({4, 3}, pixels, row + 1); }));
+        EXPECT_TRUE(Thrown([&] { View({4, 1}, reinterpret_cast<T*>(memory + 1), row); }));
+    }
+    const auto error = Thrown([&] { View({static_cast<short>(40000), 1}, pixels, 40000 * sizeof(T)); });
+    ASSERT_TRUE(error);
+    EXPECT_NE(std::string::npos, error->GetText().ToUtf8().find("32767"));
+}
+
 TYPED_TEST(Image, SharesPixelsWithOpenCV) {
     auto buffer = Numbered<TypeParam>(6, 4);
     buffer.SetAOIRect({2, 1, 3, 2});
@@ -176,6 +222,61 @@ TEST(ImageInfo, ReferredToOrAdopted) {
     EXPECT_TRUE(b.GetAOIInfo()->unit == L"mm");
 }
 
+TEST(Values, HaveConstructors) {
+    const KrTSize<short> size(3, 4);
+    const KrTPoint<float> point(0.5f, 1.5f);
+    const KrTRange<std::int32_t> range(-1, 1);
+    const KrTFloatRange<double> real(-0.5, 0.5);
+    const KrColumnRange columns(2, 5);
+    EXPECT_TRUE(size == (KrTSize<short>{3, 4}));
+    EXPECT_TRUE(point == (KrTPoint<float>{0.5f, 1.5f}));
+    EXPECT_EQ(2, range.upper - range.lower);
+    EXPECT_EQ(1.0, real.upper - real.lower);
+    EXPECT_EQ(3, columns.last - columns.first);
+    const auto mode = static_cast<MaskConsideration>(1 << 30);  // any value of an int
+    EXPECT_EQ(1 << 30, static_cast<int>(mode));
+}
+
+TEST(Text, PrintsIntegersAsPrintf) {
+    enum class Level : std::uint8_t { eHigh = 200 };
+    const struct {
+        std::string expected;
+        std::function<void(KrString&)> print;
+    } cases[] = {
+        {"-1 -2147483648", [](KrString& t) { t.SPrintf(L"%d %i", 0xFFFFFFFFu, 0x80000000u); }},
+        {"4294967295 ffffffff FFFFFFFE 37777777777", [](KrString& t) { t.SPrintf(L"%u %x %X %o", -1, -1, -2, -1); }},
+        {"200 1 7", [](KrString& t) { t.SPrintf(L"%d %d %d", Level::eHigh, eDev8, eDev32); }},
+        {"[  -1|-1  |00000000ff]", [](KrString& t) { t.SPrintf(L"[%4d|%-4d|%010x]", -1, ~0u, 255); }},
+        {"[  5|-7]", [](KrString& t) { t.SPrintf(L"[%*d|%d]", 3, 5, -7); }},
+        {"-1 65535 -1 ff", [](KrString& t) { t.SPrintf(L"%hd %hu %hhd %hhx", 65535, -1, 255, -1); }},
+        {"-1 18446744073709551615 4294967295 ffffffff",
+         [](KrString& t) { t.SPrintf(L"%ld %llu %ld %lx", -1LL, -1LL, 0xFFFFFFFFu, -1); }},
+        {"2 1", [](KrString& t) { t.SPrintf(L"%2$d %1$d", 1, 2); }},
+        {"a b c", [](KrString& t) { t.SPrintf(L"%S %s %S", "a", std::string("b"), L"c"); }},
+        {"x 100%", [](KrString& t) { t.SPrintf(L"%c %d%%", L'x', 100); }},
+        {"", [](KrString& t) { t.SPrintf(nullptr, 1); }},
+    };
+    for (const auto& c : cases) {
+        KrString text(L"before");
+        c.print(text);
+        EXPECT_EQ(c.expected, text.ToUtf8());
+    }
+    KrString text(L"kept");
+    EXPECT_TRUE(Thrown([&] { text.SPrintf(L"%", 1); }));
+    EXPECT_TRUE(text == L"kept");
+}
+
+TEST(Text, AddsAndCompares) {
+    const std::string narrow = "\xC3\xA4";
+    KrString text = KrString(narrow) + L"b";
+    text += "c";
+    EXPECT_TRUE(text == L"\u00e4bc");
+    EXPECT_TRUE(L"a" + text == L"a\u00e4bc");
+    EXPECT_TRUE(KrString("a") < KrString("b"));
+    EXPECT_FALSE(KrString("b") < KrString("b"));
+    EXPECT_TRUE(KrString("B") < "a");
+}
+
 TEST(Text, PrintsAndConverts) {
     KrString text;
     text.SPrintf(L"%s-%s %d %lf %g %ld%%", KrString("\xC3\xA4\xE2\x82\xAC"), L"%d", -7, 0.5, 1e300, 1234567890123LL);
@@ -206,6 +307,9 @@ TEST(Errors, MessagesNameTheirOrigin) {
         EXPECT_NE(std::string::npos, message.find(std::to_string(error->GetLine())));
         EXPECT_NE(std::string::npos, message.find(error->GetText().ToUtf8()));
     }
+    EXPECT_EQ("Not implemented: Op( a, b ) (C\\unit, line 105)", missing.BuildMessage().ToUtf8());
+    EXPECT_EQ("Not implemented for the pixel types 8, none: Op( ,  ) (C\\unit, line 105)",
+              KrNotImplementedException(L"C\\unit", 105, L"Op( ,  )", L"8, none").BuildMessage().ToUtf8());
     EXPECT_TRUE(dynamic_cast<const KrFloatMathException*>(&zero));
     EXPECT_TRUE(KrException(std::runtime_error("inner")).GetText() == L"inner");
 
@@ -263,6 +367,20 @@ TEST(Tables, ElementsAndRegistry) {
     EXPECT_EQ(31, raw->GetElemB(255));
     EXPECT_EQ(0, raw->GetElemG(3));
     EXPECT_EQ(0, raw->GetElemG(256));
+}
+
+TEST(Arrays, Move) {
+    KrTBuf2D<int> plane(3, 2);
+    plane(2, 1) = 7;
+    const int* elems = plane.Row(0);
+    KrTBuf2D<int> moved(std::move(plane));
+    EXPECT_EQ(elems, moved.Row(0));
+    EXPECT_EQ(0u, plane.Width() + plane.Height());
+    plane = std::move(moved);
+    EXPECT_EQ(7, plane(2, 1));
+    EXPECT_EQ(0u, moved.Width());
+    plane = std::move(*&plane);
+    EXPECT_EQ(7, plane(2, 1));
 }
 
 TEST(Arrays, StackAndGrowth) {

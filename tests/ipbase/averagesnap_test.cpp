@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cmath>
 #include <memory>
+#include <thread>
 #include <utility>
 
 #include "tests/support/harness.h"
@@ -82,7 +83,8 @@ public:
     bool averages = false;
     Supply supply = Supply::eNothing;
     KrTSize<short> snapSize{39, 8};
-    unsigned frames = 0, failAt = 1000000, waits = 0;
+    unsigned frames = 0, failAt = 1000000, waits = 0, changeAt = 1000000;
+    KrBoard* next = nullptr;  // becomes the current one before frame `changeAt`
     int created = 0;
     bool running = false;
     std::vector<KrAOI*> pending, previous, used;
@@ -97,6 +99,7 @@ private:
         pending = images;
     }
     void Take(const std::vector<KrAOI*>& images) {
+        if (frames == changeAt) pBoardMgr->SetCurrBoard(next);
         if (frames == failAt) throw new KrException(L"The camera was unplugged");
         for (std::size_t i = 0; i < images.size(); ++i)
             test::Fill(dynamic_cast<AOI&>(*images[i]), [&](int x, int y) { return Frame(frames, i, x, y); });
@@ -236,8 +239,11 @@ TYPED_TEST(AverageSnap, ReportsWhatItCannotDo) {
     for (KrBoard::KrJob* job : {static_cast<KrBoard::KrJob*>(&three), static_cast<KrBoard::KrJob*>(&wrong)})
         test::ExpectError([&] { averager.Execute(job, 2); }, L"C\\ipLAverageSnap", 304,
                           L"KrLAverageSnap::Execute( pJob )");
-    EXPECT_TRUE(test::Thrown([&] { averager.Execute(static_cast<Buffer*>(nullptr), 3); }));
-    EXPECT_TRUE(test::Thrown([&] { averager.Execute(static_cast<KrBoard::KrJob*>(nullptr), 3); }));
+    // Lines are fixed, wherever the code moves.
+    test::ExpectError([&] { averager.Execute(static_cast<Buffer*>(nullptr), 3); }, L"C\\ipLAverageSnap", 152);
+    test::ExpectError([&] { averager.Execute(static_cast<KrBoard::KrJob*>(nullptr), 3); }, L"C\\ipLAverageSnap", 290);
+    pBoardMgr->SetCurrBoard(nullptr);
+    test::ExpectError([&] { averager.Execute(&this->mOut, 3); }, L"C\\ipLAverageSnap", 58);
 }
 
 TYPED_TEST(AverageSnap, SurvivesAFailureOfTheBoard) {
@@ -256,6 +262,89 @@ TYPED_TEST(AverageSnap, SurvivesAFailureOfTheBoard) {
             board.failAt = 1000000;
             this->CheckAverages(*this->mAverager, board, 5);
         }
+}
+
+// The buffers in use stay, and the averaging ends as it began.
+TYPED_TEST(AverageSnap, SurvivesAChangeOfTheBoard) {
+    using Buffer = typename TestFixture::Buffer;
+    typename TestFixture::TestBoard next;
+    auto& board = this->mBoard;
+    board.next = &next;
+    for (unsigned changeAt : {0u, 1u, 2u, 3u, 4u})
+        for (const bool fails : {false, true})
+            for (const std::size_t count : {0U, 1U, 2U}) {  // 0: an image
+                pBoardMgr->SetCurrBoard(&board);
+                Job<Buffer> job(count);
+                board.changeAt = changeAt;
+                board.failAt = fails ? changeAt : 1000000;
+                board.frames = 0;
+                next.created = 0;
+                const auto error = test::Thrown(
+                    [&] { count ? this->mAverager->Execute(&job, 5) : this->mAverager->Execute(&this->mOut, 5); });
+                EXPECT_EQ(fails, error != nullptr);
+                EXPECT_EQ(2, next.created) << "renewed at the end";
+                EXPECT_TRUE(job.HasItsOwn());
+                if (fails) continue;
+                for (std::size_t i = 0; i < count; ++i) this->CheckImage(job.own[i], i, 5);
+                if (count == 0) this->CheckImage(this->mOut, 0, 5);
+            }
+    board.changeAt = board.failAt = 1000000;
+}
+
+// A job that cannot put images back: an error, not the end of the process.
+TYPED_TEST(AverageSnap, ReportsJobsThatCannotBeRestored) {
+    using Buffer = typename TestFixture::Buffer;
+    struct Stubborn : Job<Buffer> {
+        using Job<Buffer>::Job;
+        void AttachAOI(int i, KrAOI* aoi) override {
+            if (aoi == &this->own[static_cast<std::size_t>(i)]) throw new KrException(L"stuck");
+            Job<Buffer>::AttachAOI(i, aoi);
+        }
+    };
+    for (const std::size_t count : {1U, 2U})
+        for (const unsigned failAt : {2u, 1000000u}) {
+            Stubborn job(count);
+            this->mBoard.frames = 0;
+            this->mBoard.failAt = failAt;
+            const auto error = test::Thrown([&] { this->mAverager->Execute(&job, 4); });
+            ASSERT_TRUE(error);
+            EXPECT_EQ(failAt == 2, !(error->GetText() == L"stuck")) << "the first error counts";
+            EXPECT_FALSE(this->mBoard.running);
+        }
+    this->mBoard.failAt = 1000000;
+}
+
+TYPED_TEST(AverageSnap, TakesTheEntriesOfDerivedClasses) {
+    using Buffer = typename TestFixture::Buffer;
+    struct Own : TypeParam {
+        Buffer first{{50, 50}};
+        void AllocateSnapAOI(unsigned short slot, unsigned short) override {
+            if (!pBoardMgr->GetCurrBoard()) return;
+            if (slot == 1) this->SetSnapEntry(slot, &first, false);
+            if (slot == 2) this->SetSnapEntry(slot, new Buffer, true);
+        }
+        KrAOI* Entry(unsigned short slot) { return this->GetSnapAOI(slot); }
+    } averager;
+    this->CheckAverages(averager, this->mBoard, 4);
+    EXPECT_EQ(&averager.first, averager.Entry(1));
+    EXPECT_GT(std::count(this->mBoard.used.begin(), this->mBoard.used.end(), &averager.first), 0);
+    for (const unsigned short slot : {std::uint8_t{0}, std::uint8_t{3}})
+        EXPECT_TRUE(test::Thrown([&] { averager.Entry(slot); }));
+}
+
+TEST(Boards, ObserversComeAndGoInManyThreads) {
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 4; ++t)
+        threads.emplace_back([] {
+            for (int i = 0; i < 3000; ++i) {
+                const KrLAverageSnap averager;
+                const KrLAverageSnap copy(averager);
+            }
+        });
+    for (std::thread& thread : threads) thread.join();
+    Board<KrBufferAOI8> board;
+    const Current current(board);
+    EXPECT_EQ(0, board.created);  // nobody is left
 }
 
 TEST(Boards, ChangesAreTold) {

@@ -241,6 +241,10 @@ TEST(BestFit, EliminationInverts) {
             const double product = start[i][0] * a[1][j] + start[i][1] * a[2][j] + start[i][2] * a[3][j];
             EXPECT_NEAR(product, i + 1 == j ? 1 : 0, 1e-14);
         }
+    // It gives up at pivots of exactly 0 alone: here the second one is about 1e-15.
+    const double tiny[2][2] = {{1, 1}, {1, 1 + 1e-15}};
+    for (int i = 0; i < 2; ++i) std::copy_n(tiny[i], 2, a[i + 1] + 1);
+    EXPECT_EQ(fit.gaussj(a, 2, b, 1), 0);
     for (int i = 1; i <= 3; ++i) std::fill_n(a[i] + 1, 3, 1.0);
     EXPECT_EQ(fit.gaussj(a, 3, b, 1), -1);
     fit.free_dmatrix(a, 1, 3, 1, 3);

@@ -10,6 +10,8 @@
 
 #include "ipbase/ipArith.h"
 #include "ipbase/ipLArith.h"
+#include "ipbase/ipLLogic.h"
+#include "ipbase/ipLMinMax.h"
 #include "ipbase/ipMul.h"
 #include "ipbase/kernels/arith.h"
 #include "ipbase/kernels/table.h"
@@ -211,6 +213,37 @@ TEST(PointOps, ProductsOfAllValues) {
     }
     for (const double c : {31999.99, -31999.99, 32000.0, 32767.49, 32768.5, -32768.5, -40000.7, 65535.5, 2e14, -2e300})
         ASSERT_NO_FATAL_FAILURE(CheckProducts(eDev16, c));
+}
+
+// A literal 0 is a constant, not a null image, and so is any other integer.
+TEST(PointOps, IntegersAreConstants) {
+    KrBufferAOI8 a({3, 1}), b({3, 1});
+    Fill(a, [](int x, int) { return 100 * x; });
+    KrLArithmetic arithmetic;
+    KrLMinMax extremes;
+    KrLLogic logic;
+    const std::pair<std::function<void()>, std::vector<std::uint8_t>> cases[] = {
+        {[&] { arithmetic.AddClip(&a, 0, &b); }, {0, 100, 200}},
+        {[&] { arithmetic.AddClip(&a, 100, &b); }, {100, 200, 255}},
+        {[&] { arithmetic.SubModulo(&a, 0, &b); }, {0, 100, 200}},
+        {[&] { arithmetic.SubClip(&a, std::int64_t{150}, &b); }, {0, 0, 50}},
+        {[&] { arithmetic.AddModulo(&a, 5u, &b); }, {5, 105, 205}},
+        {[&] { arithmetic.AddModulo(&a, -1.0f, &b); }, {255, 99, 199}},
+        {[&] { extremes.Min(&a, 0, &b); }, {0, 0, 0}},
+        {[&] { extremes.Max(&a, 150ull, &b); }, {150, 150, 200}},
+        {[&] { logic.And(&a, 0, &b); }, {0, 0, 0}},
+        {[&] { logic.Or(&a, std::int64_t{-1}, &b); }, {255, 255, 255}},
+        {[&] { logic.Xor(&a, 5u, &b); }, {5, 97, 205}},
+        {[&] { logic.Nor(&a, 0, &b); }, {255, 155, 55}},
+    };
+    for (const auto& [run, expected] : cases) {
+        b.Resize(a);
+        run();
+        EXPECT_EQ(expected, PixelsOf(b));
+    }
+    static_assert(KrIpSub::Pairs::kHave<float, std::uint8_t, float>);
+    static_assert(!KrIpAdd::Pairs::kHave<float, std::uint8_t, float>);
+    static_assert(!KrIpMul::Forms::kHave<double, double>);
 }
 
 TEST(PointOps, Division) {

@@ -297,6 +297,64 @@ TEST(Reliability, DeliversAllForms) {
     EXPECT_EQ(spread.GetAOIInfo()->range.upper, *spread.GetPointer({16, 0}));
 }
 
+TEST(Reliability, NumbersItsGroups) {
+    // Two ramps with a gap between them, and a single pixel at the end, which the size filter drops.
+    const Size size{30, 4};
+    const Value mask = [](int x, int y) { return x == 12 || (x > 26 && (x != 28 || y != 2)) ? 0 : 255; };
+    const Value ramp = [](int x, int) { return 40 + x * 30; };
+    Scene scene(size, ramp, mask);
+    scene.info.valueScale = 500;
+    KrLUnWrap_Velmor unwrap;
+    KrBufferAOI32 labels({31, 3}), none(size);
+    KrBufferAOI32Float radians(size);
+    KrBufferAOI8 valid(size);
+    EXPECT_EQ(0u, unwrap.GetComponentCount());
+    unwrap.Execute(&scene.phase, &scene.mask, 2, nullptr);
+    EXPECT_EQ(2u, unwrap.GetComponentCount());
+    const KrLUnWrap_Velmor copy(unwrap);
+    copy.GetComponentLabels(&labels);
+    copy.GetRadians(&radians, &valid);
+    EXPECT_EQ(1.0, radians.GetAOIInfo()->valueScale);
+    EXPECT_TRUE(radians.GetAOIInfo()->unit == L"rad");
+    for (short y = 0; y < 4; ++y)
+        for (short x = 0; x < 30; ++x) {
+            const int label = x < 12 ? 1 : x > 12 && x < 27 ? 2 : 0;
+            if (y < 3) {
+                EXPECT_EQ(label, labels.ReadPixel({x, y}));
+            }
+            EXPECT_EQ(label ? 255 : 0, valid.ReadPixel({x, y}));
+            const float first = radians.ReadPixel({static_cast<short>(label == 2 ? 13 : 0), 0});
+            const double steps = label == 2 ? x - 13 : x;
+            EXPECT_NEAR(radians.ReadPixel({x, y}), label ? first + steps * 30 * KrMath::TwoPi / 256 : 0, 1e-4);
+        }
+    EXPECT_EQ(0, labels.ReadPixel({30, 0}));
+    KrBufferAOI8 empty({0, 4});
+    unwrap.Execute(&empty, nullptr, 0, nullptr);
+    EXPECT_EQ(0u, unwrap.GetComponentCount());
+    unwrap.GetComponentLabels(&none);
+    EXPECT_EQ(std::vector<std::int32_t>(120), PixelsOf(none));
+}
+
+// The records and steps that derived classes may use.
+TEST(Reliability, StepsMergeGroups) {
+    struct Steps : KrLUnWrap_Velmor {
+        using KrLUnWrap_Velmor::gatherPIXELs;
+        using KrLUnWrap_Velmor::initialisePIXELs;
+    } steps;
+    PIXELM pixels[6];
+    EDGE edges[] = {EDGE::Make(1, 0, false, 0), EDGE::Make(2, 0, true, -1), EDGE::Make(3, 4, false, 1)};
+    int count = 3;
+    steps.initialisePIXELs(nullptr, nullptr, nullptr, pixels, 3, 2);
+    steps.gatherPIXELs(edges, 3, 2, count);
+    const auto head = [&](int i) { return pixels[i].group < 0 ? i : pixels[i].group; };
+    EXPECT_EQ(head(0), head(1));
+    EXPECT_EQ(head(0), head(3));
+    EXPECT_EQ(-3, pixels[head(0)].group);
+    EXPECT_EQ(1, pixels[3].increment - (head(0) == 0 ? 0 : pixels[0].increment));
+    EXPECT_EQ(-1, pixels[5].group < 0 ? -1 - pixels[4].increment - 1 : pixels[5].increment);
+    EXPECT_EQ(-1, pixels[2].group);
+}
+
 TEST(Reliability, RefusesWhatDoesNotFit) {
     const Size size{12, 9}, maskSize{10, 11}, other{12, 8};
     const Value ramp = [](int x, int) { return x * 30; };
@@ -321,6 +379,9 @@ TEST(Reliability, RefusesWhatDoesNotFit) {
         {[&] { unwrap.GetResult(&fitsF, &wrongMask); }, 913},
         {[&] { unwrap.GetResult(&fitsMask, &fitsMask); }, 894},
         {[&] { unwrap.GetResult(&fitsF, nullptr); }, 909},
+        {[&] { unwrap.GetRadians(&wrongF, &fitsMask); }, 925},
+        {[&] { unwrap.GetRadians(&fitsF, &wrongMask); }, 929},
+        {[&] { unwrap.GetComponentLabels(nullptr); }, 930},
         {[&] { KrLUnWrap_Velmor().GetResult(&fitsF, &fitsMask); }, 909},
         {[&] { unwrap.Execute(nullptr, &fitsMask, 0, nullptr); }, 120},
     };

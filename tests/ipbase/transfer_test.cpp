@@ -300,6 +300,23 @@ TEST(Shift, OfBuffersIsThatOfViews) {
     EXPECT_EQ(0, wider.ReadPixel({4, 3}));
 }
 
+TEST(Convert, NullImagesAreRefusedByAllForms) {
+    KrBufferAOI16 src({2, 2});
+    KrBufferAOI8 dst({2, 2});
+    KrLConvertAOI convert;
+    const std::function<void()> calls[] = {
+        [&] { convert.Execute(static_cast<KrAOI*>(nullptr), &dst, KrLConvertAOI::eFullRange); },
+        [&] { convert.Execute(static_cast<KrAOI16*>(nullptr), &dst, KrLConvertAOI::eFullRange); },
+        [&] { convert.Execute(static_cast<KrAOI8*>(nullptr), &dst, KrLConvertAOI::eFullRange); },
+        [&] { convert.Execute(static_cast<KrAOI64Double*>(nullptr), &dst, KrLConvertAOI::eFullRange); },
+        [&] { convert.Execute(&src, static_cast<KrAOI8*>(nullptr), KrLConvertAOI::eFullRange); }};
+    for (const auto& call : calls) {
+        const auto error = ExpectError(call, L"C\\ipConvert", 58);
+        EXPECT_NE(std::string::npos, error->BuildMessage().ToUtf8().find("none"));
+        EXPECT_NE(std::string::npos, error->GetText().ToUtf8().find("(null)"));
+    }
+}
+
 TEST(Convert, KeepsTheRange) {
     const GuardedImage src(eDev16, {777, 777}), dst(eDev8, {9, 9});
     KrLConvertAOI convert;

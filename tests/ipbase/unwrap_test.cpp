@@ -172,6 +172,13 @@ TEST(Unwrap, ResultsOfOwnBuffersAndOfCopies) {
     EXPECT_EQ(*mask.GetPointer({40, 5}), 0xC1);
     EXPECT_FLOAT_EQ(*phase.GetPointer({21, 5}), 32 * 0.02F);
     EXPECT_FLOAT_EQ(*phase.GetPointer({40, 5}), -20 * 32 * 0.02F);
+    KrBufferAOI32Float radians({81, 20});
+    copy.GetRadians(&radians, &mask);
+    EXPECT_FLOAT_EQ(*radians.GetPointer({21, 5}), static_cast<float>(32 * KrMath::TwoPi / 256));
+    EXPECT_EQ(*radians.GetPointer({40, 5}), 0.0F);
+    EXPECT_EQ(*mask.GetPointer({40, 5}), 0xC1);
+    EXPECT_TRUE(radians.GetAOIInfo()->unit == L"rad");
+    EXPECT_TRUE(test::Thrown([&] { KrLUnWrap().GetRadians(&radians, &mask); }));
     ASSERT_TRUE(steps.GetAOIInfo() && phase.GetAOIInfo());
     EXPECT_DOUBLE_EQ(steps.GetAOIInfo()->valueScale, 0.02);
     EXPECT_DOUBLE_EQ(phase.GetAOIInfo()->valueScale, 1.0);

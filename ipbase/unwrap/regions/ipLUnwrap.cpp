@@ -155,6 +155,8 @@ void KrLUnWrap::State::CheckResult(const KrAOI* result, const KrAOI* resultMask,
     Require(result && resultMask, line, kMissing);
     Require(target && result->AOISize() == target->AOISize(), line, kTargetSize);
     Require(resultMask->AOISize() == targetMask->AOISize(), line + 4, kMaskSize);
+    result->RequireWritable();
+    resultMask->RequireWritable();
 }
 
 KrLUnWrap::KrLUnWrap() : mState(std::make_unique<State>()) {}
@@ -189,6 +191,8 @@ void KrLUnWrap::Execute(KrAOI8* phase, KrAOI8* quality, KrAOI8* mask, KrAOI16* t
     const bool empty = width <= 0 || height <= 0;
     Require(empty || (targetMask->AOIWidth() >= width && targetMask->AOIHeight() >= height), 117, kMaskSize);
 
+    target->RequireWritable();
+    targetMask->RequireWritable();
     State& s = *mState;
     if (phase->GetAOIInfo()) {
         s.info = *phase->GetAOIInfo();
@@ -281,6 +285,27 @@ void KrLUnWrap::GetResult(KrAOI32Float* result, KrAOI8* resultMask) {
         },
         result, static_cast<const KrAOI16*>(s.target));
     DescribeUnwrapped(*result, s.info, 1.0);
+}
+
+void KrLUnWrap::GetRadians(KrAOI32Float* result, KrAOI8* resultMask) const {
+    State& s = *mState;
+    s.CheckResult(result, resultMask, 1260);
+    s.transfer.Copy(s.targetMask, resultMask);
+    s.transfer.Clear(result, 0.0);
+    constexpr double radians = KrMath::TwoPi / 256.0;
+    const int width = std::min<int>(s.planes.width, result->AOIWidth());
+    const int height = std::min<int>(s.planes.height, result->AOIHeight());
+    KrTBuf1D<float> row(static_cast<std::size_t>(width));
+    for (int y = 0; width > 0 && y < height; ++y) {
+        const std::size_t first = s.planes.Row(y);
+        for (std::size_t x = 0; x < row.Size(); ++x) {
+            const auto phase = static_cast<std::int16_t>(s.planes.phase[first + x]);
+            row[x] = s.planes.area[first + x] ? static_cast<float>(phase * radians) : 0.0F;
+        }
+        result->WriteRow(y, Columns(width), row);
+    }
+    DescribeUnwrapped(*result, s.info, 1.0);
+    result->GetAOIInfo()->unit = L"rad";
 }
 
 std::uint32_t KrLUnWrap::GetComponentCount() const { return static_cast<std::uint32_t>(mState->forest.Roots().size()); }

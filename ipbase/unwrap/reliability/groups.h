@@ -2,17 +2,10 @@
 
 #include <cstdint>
 
+#include "ipbase/ipUnwrapRecords.h"
 #include "ipbase/unwrap/reliability/edges.h"
 
 namespace KrN {
-
-// A pixel in its group. Groups are trees: the pixels lead to the head of their group, directly or over others, and each
-// one knows its periods relative to the pixel that it leads to. A merge thereby writes one pixel, however large the
-// groups are.
-struct PIXELM {
-    std::int32_t group;      // another pixel of the group; or, of the head, minus the number of pixels in the group
-    std::int32_t increment;  // periods to add, relative to that other pixel; 0 at the head
-};
 
 struct ReliabilityHead {
     std::int32_t pixel;

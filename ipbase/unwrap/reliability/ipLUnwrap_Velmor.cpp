@@ -52,29 +52,40 @@ ReliabilityInput MakeInput(const IplImage& wrapped, const IplImage& unwrapped, c
     return input;
 }
 
-float Unwrap(float wrapped, const PIXELM& pixel) { return static_cast<float>(wrapped + kTwoPi * pixel.increment); }
+float Unwrap(float wrapped, int periods) { return static_cast<float>(wrapped + kTwoPi * periods); }
 
-// Gives every usable pixel its periods relative to the head of its group, masks those in small groups, and finds the
-// least unwrapped value of the others, 0 without any.
-float ResolveGroups(ReliabilityInput& input, PIXELM* pixels, std::uint32_t minGroupSize, const AbortFlag& abort) {
+struct Groups {
+    std::uint32_t count;
+    float least;  // unwrapped value, 0 without groups
+};
+
+// Gives every usable pixel its periods relative to the head of its group, masks those in small groups and numbers the
+// others, in the increments of their heads and in the labels.
+Groups ResolveGroups(ReliabilityInput& input, PIXELM* pixels, std::uint32_t minGroupSize, const AbortFlag& abort,
+                     KrAOI32& labels) {
     constexpr float none = std::numeric_limits<float>::max();
-    float least = none;
+    Groups groups{0, none};
     for (int y = 0; y < input.height && !abort.IsRaised(); ++y) {
         const float* const row = input.Wrapped(y);
         std::uint8_t* const mask = input.mask.data() + input.First(y);
+        std::int32_t* const label = labels.GetRowPointer(y);
         const auto first = static_cast<std::int32_t>(input.First(y));
         for (int x = 0; x < input.width; ++x) {
             if (mask[x] != kUsable) continue;
             const ReliabilityHead head = FindHead(pixels, first + x);
-            PIXELM& pixel = pixels[first + x];
-            if (head.pixel != first + x) pixel = {head.pixel, head.increment};
-            if (static_cast<std::uint32_t>(-pixels[head.pixel].group) < minGroupSize)
+            PIXELM& headPixel = pixels[head.pixel];
+            if (head.pixel != first + x) pixels[first + x] = {head.pixel, head.increment};
+            if (static_cast<std::uint32_t>(-headPixel.group) < minGroupSize) {
                 mask[x] = 0;
-            else
-                least = std::min(least, Unwrap(row[x], pixel));
+                continue;
+            }
+            if (headPixel.increment == 0) headPixel.increment = static_cast<std::int32_t>(++groups.count);
+            label[x] = headPixel.increment;
+            groups.least = std::min(groups.least, Unwrap(row[x], head.increment));
         }
     }
-    return least == none ? 0.0F : least;
+    if (groups.count == 0) groups.least = 0.0F;
+    return groups;
 }
 
 void WriteUnwrapped(const ReliabilityInput& input, const PIXELM* pixels, float masked, IplImage& unwrapped) {
@@ -83,7 +94,8 @@ void WriteUnwrapped(const ReliabilityInput& input, const PIXELM* pixels, float m
         const std::uint8_t* const mask = input.Mask(y);
         auto* const out = reinterpret_cast<float*>(unwrapped.imageData + std::ptrdiff_t{y} * unwrapped.widthStep);
         const PIXELM* const pixel = pixels + input.First(y);
-        for (int x = 0; x < input.width; ++x) out[x] = mask[x] == kUsable ? Unwrap(row[x], pixel[x]) : masked;
+        const auto periods = [pixel](int x) { return pixel[x].group < 0 ? 0 : pixel[x].increment; };
+        for (int x = 0; x < input.width; ++x) out[x] = mask[x] == kUsable ? Unwrap(row[x], periods(x)) : masked;
     }
 }
 
@@ -106,6 +118,7 @@ void KrLUnWrap_Velmor::Execute(KrAOI8* phase, KrAOI8* mask, std::uint32_t minGro
     arithmetic.Clear(&mMask, mask ? 0.0 : kUsable);
     mInfo = phase->GetAOIInfo() ? *phase->GetAOIInfo() : KrAOIInfo();
     if (mask) mTransfer.Copy(mask, &mMask);
+    ForgetComponents();
     if (CommonRegion<KrAOI>(&mUnwrapped, &mMask).cx == 0) return;
 
     KrBufferAOI32Float radians(phase->AOISize(), 0);
@@ -120,12 +133,18 @@ void KrLUnWrap_Velmor::Execute(KrAOI8* phase, KrAOI8* mask, std::uint32_t minGro
     Unwrap2DSRNCP(wrapped.get(), unwrapped.get(), usable.get(), minGroupSize, edgeCount);
 }
 
+void KrLUnWrap_Velmor::ForgetComponents() {
+    mLabels.Resize({0, 0});
+    mComponentCount = 0;
+}
+
 void KrLUnWrap_Velmor::Unwrap2DSRNCP(IplImage* wrapped, IplImage* unwrapped, const IplImage* mask,
                                      std::uint32_t minGroupSize, int& edgeCount) {
     Require(HasPixels(wrapped, IPL_DEPTH_32F) && HasPixels(unwrapped, IPL_DEPTH_32F), 151, kPixelType);
     Require(!mask || HasPixels(mask, IPL_DEPTH_8U), 152, kPixelType);
     edgeCount = 0;
     ReliabilityInput input = MakeInput(*wrapped, *unwrapped, mask);
+    ForgetComponents();
     if (input.mask.empty()) return;
     const AbortFlag abort(mAbortFlag);
     ReliabilityEdges edges;
@@ -133,20 +152,26 @@ void KrLUnWrap_Velmor::Unwrap2DSRNCP(IplImage* wrapped, IplImage* unwrapped, con
     edgeCount = static_cast<int>(edges.Count());
 
     const std::unique_ptr<PIXELM[]> pixels(new PIXELM[input.mask.size()]);
-    initialisePIXELs(pixels.get(), input.width, input.height);
-    gatherPIXELs(edges.edges.get(), pixels.get(), input.width, edgeCount);
+    initialisePIXELs(nullptr, nullptr, nullptr, pixels.get(), input.width, input.height);
+    gatherPIXELs(edges.edges.get(), input.width, input.height, edgeCount);
     edges.edges.reset();
+    mPixels = nullptr;
     if (abort.IsRaised()) return;
-    const float least = ResolveGroups(input, pixels.get(), minGroupSize, abort);
-    if (!abort.IsRaised()) WriteUnwrapped(input, pixels.get(), least, *unwrapped);
+    KrBufferAOI32 labels({static_cast<short>(input.width), static_cast<short>(input.height)});
+    const Groups groups = ResolveGroups(input, pixels.get(), minGroupSize, abort, labels);
+    if (abort.IsRaised()) return;
+    WriteUnwrapped(input, pixels.get(), groups.least, *unwrapped);
+    mLabels = std::move(labels);
+    mComponentCount = groups.count;
 }
 
-void KrLUnWrap_Velmor::initialisePIXELs(PIXELM* pixels, int width, int height) {
+void KrLUnWrap_Velmor::initialisePIXELs(float*, unsigned char*, unsigned char*, PIXELM* pixels, int width, int height) {
     std::fill_n(pixels, std::ptrdiff_t{width} * height, PIXELM{-1, 0});
+    mPixels = pixels;
 }
 
-void KrLUnWrap_Velmor::gatherPIXELs(const EDGE* edges, PIXELM* pixels, int width, int edgeCount) {
-    GatherGroups(edges, edgeCount, pixels, width, AbortFlag(mAbortFlag));
+void KrLUnWrap_Velmor::gatherPIXELs(EDGE* edges, int width, int, int& edgeCount) {
+    if (mPixels) GatherGroups(edges, edgeCount, mPixels, width, AbortFlag(mAbortFlag));
 }
 
 int KrLUnWrap_Velmor::ShouldBeAborted() const {
@@ -158,6 +183,8 @@ void KrLUnWrap_Velmor::CheckResult(const KrAOI* result, const KrAOI* resultMask,
     Require(result && resultMask, line, kMissing);
     Require(result->AOISize() == mUnwrapped.AOISize(), line, kTargetSize);
     Require(resultMask->AOISize() == mMask.AOISize(), line + 4, kMaskSize);
+    result->RequireWritable();
+    resultMask->RequireWritable();
 }
 
 void KrLUnWrap_Velmor::GetResult2(KrAOI16* result, KrAOI8* resultMask) {
@@ -195,6 +222,31 @@ void KrLUnWrap_Velmor::GetResult(KrAOI16* result, KrAOI8* resultMask) {
     mTransfer.Copy(&mMask, resultMask);
     WalkRows<decltype(convert), std::uint16_t, float>(Access::eTyped, convert, result, &mUnwrapped);
     DescribeUnwrapped(*result, mInfo, mInfo.valueScale / 255.0);
+}
+
+void KrLUnWrap_Velmor::GetRadians(KrAOI32Float* result, KrAOI8* resultMask) const {
+    CheckResult(result, resultMask, 925);
+    const auto select = [](float* dst, const float* value, const std::int32_t* label, std::size_t count) {
+        for (std::size_t x = 0; x < count; ++x) dst[x] = label[x] != 0 ? value[x] : 0.0F;
+    };
+    const auto mark = [](std::uint8_t* dst, const std::int32_t* label, std::size_t count) {
+        for (std::size_t x = 0; x < count; ++x) dst[x] = label[x] != 0 ? kUsable : std::uint8_t{0};
+    };
+    KrLTransfer transfer;
+    transfer.Clear(result, 0.0);
+    transfer.Clear(resultMask, 0.0);
+    WalkRows<decltype(select), float, float, std::int32_t>(Access::eTyped, select, result, &mUnwrapped, &mLabels);
+    WalkRows<decltype(mark), std::uint8_t, std::int32_t>(Access::eTyped, mark, resultMask, &mLabels);
+    DescribeUnwrapped(*result, mInfo, 1.0);
+    result->GetAOIInfo()->unit = L"rad";
+}
+
+void KrLUnWrap_Velmor::GetComponentLabels(KrAOI32* labels) const {
+    Require(labels != nullptr, 930, kMissing);
+    const auto copy = [](std::int32_t* dst, const std::int32_t* label, std::size_t count) {
+        std::copy_n(label, count, dst);
+    };
+    WalkRows<decltype(copy), std::int32_t, std::int32_t>(Access::eTyped, copy, labels, &mLabels);
 }
 
 void KrLUnWrap_Velmor::GetResult(KrAOI8*, KrAOI8*) { throw new KrNotImplementedException(kFile, 894, L"GetResult"); }

@@ -22,19 +22,6 @@ std::string ChosenCommand(const CLI::App& program) {
     return chosen.empty() ? "vorip" : "vorip " + chosen.front()->get_name();
 }
 
-// The outputs of all commands have the same short name.
-std::string WithShortName(const std::string& name) { return name == "--out" ? "-o,--out" : name; }
-
-// `help COMMAND` is `COMMAND --help`, `help` alone `--help`.
-std::vector<std::string> Words(int argc, const char* const* argv) {
-    std::vector<std::string> words(argv + 1, argv + argc);
-    if (!words.empty() && words.front() == "help") {
-        words.erase(words.begin());
-        words.emplace_back("--help");
-    }
-    return words;
-}
-
 std::string Number(double value) {
     char text[32];
     std::snprintf(text, sizeof text, "%.10g", value);
@@ -80,19 +67,19 @@ Option& Option::OneOf(const std::vector<std::string>& words) {
 }
 
 Option Command::Add(const std::string& name, std::string& value, const std::string& help) {
-    return Option(*mApp.add_option(WithShortName(name), value, help));
+    return Option(*mApp.add_option(name, value, help));
 }
 Option Command::Add(const std::string& name, std::vector<std::string>& values, const std::string& help) {
-    return Option(*mApp.add_option(WithShortName(name), values, help));
+    return Option(*mApp.add_option(name, values, help));
 }
 Option Command::Add(const std::string& name, int& value, const std::string& help) {
-    return Option(*mApp.add_option(WithShortName(name), value, help));
+    return Option(*mApp.add_option(name, value, help));
 }
 Option Command::Add(const std::string& name, unsigned int& value, const std::string& help) {
-    return Option(*mApp.add_option(WithShortName(name), value, help));
+    return Option(*mApp.add_option(name, value, help));
 }
 Option Command::Add(const std::string& name, double& value, const std::string& help) {
-    return Option(*mApp.add_option(WithShortName(name), value, help));
+    return Option(*mApp.add_option(name, value, help));
 }
 
 void Command::AddFlag(const std::string& name, bool& value, const std::string& help) {
@@ -125,14 +112,12 @@ void CommandLine::Run(int argc, const char* const* argv) {
         std::fputs(mApp->help().c_str(), stderr);
         throw Verdict{kExitBadInput};
     }
-    std::vector<std::string> words = Words(argc, argv);
-    const std::string& first = words.front();
+    const std::string first = argv[1];
     if (first.empty() || (first[0] != '-' && !HasCommand(*mApp, first))) {
         Refuse("there is no command '" + first + "' (try vorip --help)");
     }
     try {
-        std::reverse(words.begin(), words.end());  // the parser takes them from the end
-        mApp->parse(words);
+        mApp->parse(argc, argv);
     } catch (const CLI::Success& request) {  // --help and --version
         mApp->exit(request);
     } catch (const CLI::ParseError& error) {

@@ -1,0 +1,134 @@
+// Views of const pixels: who reads them, and that nobody writes into them.
+#include <gtest/gtest.h>
+
+#include "ipbase/ipCopy.h"
+#include "ipbase/ipGradient.h"
+#include "ipbase/ipLArith.h"
+#include "ipbase/ipLBestFit.h"
+#include "ipbase/ipLFilt1d.h"
+#include "ipbase/ipLFilt2d.h"
+#include "ipbase/ipLLogic.h"
+#include "ipbase/ipLShadeCorr.h"
+#include "ipbase/ipLShift.h"
+#include "ipbase/ipLUnwrap.h"
+#include "ipbase/ipLUnwrap_Velmor.h"
+#include "ipbase/ipSegment.h"
+#include "tests/support/harness.h"
+
+namespace {
+
+using namespace test;
+
+template <class View, class T>
+std::vector<View> ReadOnlyViews(const std::vector<T>& pixels, const KrTSize<short>& size) {
+    const auto increment = static_cast<std::uint32_t>(static_cast<std::size_t>(size.cx) * sizeof(T));
+    const View ofMemory(size, pixels.data(), increment);
+    const KrTRectangle<short> all(0, 0, size.cx, size.cy);
+    View changeable(size, const_cast<T*>(pixels.data()), increment), again(ofMemory);
+    return {ofMemory, View(static_cast<const View&>(changeable), all), View(again, all)};
+}
+
+TEST(ReadOnly, ViewsAreReadAndNotWritten) {
+    const std::vector<std::uint16_t> pixels{1, 2, 3, 4, 5, 6};
+    const auto before = pixels;
+    for (KrAOI16& view : ReadOnlyViews<KrAOI16>(pixels, {3, 2})) {
+        EXPECT_TRUE(view.IsReadOnly());
+        EXPECT_EQ(6, view.ReadPixel({2, 1}));
+        KrBufferAOI16 copy({3, 2});
+        KrIpCopy().Copy(&view, &copy);
+        EXPECT_EQ(pixels, PixelsOf(copy));
+        EXPECT_FALSE(copy.IsReadOnly());
+        const std::function<void()> writes[] = {
+            [&] {
+                view.WritePixel({0, 0}, 9);
+            },
+            [&] { view.WriteRow(0, KrTBuf1D<std::uint16_t>{9}); },
+            [&] {
+                view.WriteRow(0, {0, 0}, KrTBuf1D<std::uint16_t>{9});
+            },
+            [&] { view.WriteColumn(0, KrTBuf1D<std::uint16_t>{9}); },
+            [&] { view.WriteImage(KrTBuf2D<std::uint16_t>(1, 1)); },
+        };
+        for (const auto& write : writes) EXPECT_TRUE(Thrown(write)) << &write - writes;
+    }
+    EXPECT_EQ(before, pixels);
+    std::vector<std::uint16_t> mine(6);
+    KrAOI16 view({3, 2}, mine.data(), 6);
+    EXPECT_FALSE(view.IsReadOnly());
+    KrBufferAOI16 own({3, 2});
+    static_cast<KrTAOI<std::uint16_t>&>(own) = KrAOI16({3, 2}, pixels.data(), 6);
+    EXPECT_TRUE(own.IsReadOnly());
+    KrBufferAOI16 copied(own);
+    EXPECT_FALSE(copied.IsReadOnly());
+    own.Resize({3, 2});
+    EXPECT_FALSE(own.IsReadOnly());
+}
+
+// Each operation with a destination, or one of two, that must not change.
+TEST(ReadOnly, NoOperationWritesIntoThem) {
+    const KrTSize<short> size(40, 30);
+    const std::vector<std::uint8_t> pixels8(1200, 9);
+    const std::vector<std::uint16_t> pixels16(1200, 9);
+    const std::vector<float> pixelsF(1200, 9.0f);
+    KrAOI8 dst(size, pixels8.data(), 40), *const none = nullptr;
+    KrAOI16 dst16(size, pixels16.data(), 80);
+    KrAOI32Float dstF(size, pixelsF.data(), 160);
+    KrBufferAOI8 src(size), other(size);
+    KrBufferAOI16 work(size);
+    KrBufferAOI32Float radians(size);
+    Fill(src, [](int x, int y) { return 3 * x + y; });
+    KrLUnWrap regions;
+    KrLUnWrap_Velmor reliability;
+    regions.Execute(&dst, &dst, &other, 0, 0, 1, 0);
+    reliability.Execute(&dst, nullptr, 0, nullptr);
+    KrGradient gradient;
+    gradient.Init(size);
+    KrSegment segment;
+    const KrTSize<std::uint32_t> window(3, 3);
+    const std::function<void()> operations[] = {
+        [&] { KrLArithmetic().AddModulo(&src, &src, &dst); },
+        [&] { KrLArithmetic().Clear(&dst, 1); },
+        [&] { KrLLogic().Not(&dst); },
+        [&] { KrLTransfer().Copy(&src, &dst); },
+        [&] { KrLTransfer().CopyEven(&src, &dst); },
+        [&] { KrLTransfer().Exchange(&src, &dst); },
+        [&] { KrLTransfer().Exchange(&dst, &src); },
+        [&] { KrLShift().Shift(&src, &dst, 1, 1, 0); },
+        [&] { KrFilterMedian().Execute(window, &src, &dst, nullptr, eIgnoreMask); },
+        [&] { KrFilterMedian().Execute(window, &dst, none, nullptr, eIgnoreMask); },
+        [&] { KrFilterGauss().Execute(window, &dst, none, nullptr, eIgnoreMask); },
+        [&] { KrFilterHorGauss().Execute(3, &dst, none); },
+        [&] { KrFilterVerMedian().Execute(3, &dst, none); },
+        [&] { KrFilterRecursive().Execute(0.5, &dst, none); },
+        [&] { KrFilterBinominal().Execute(window, &dst, none); },
+        [&] { KrLShadeCorrection().ShadeCorrection(&dst, &src); },
+        [&] { KrLShadeCorrection().GetBackgroundShade(&src, &dst); },
+        [&] { gradient.Execute(&src, 2, 1, &dst); },
+        [&] { gradient.Execute(&src, 25, 1, &dst); },
+        [&] { KrLBestFit().Approximation(&src, &dstF, none, none, eIgnoreMask, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1); },
+        [&] { regions.GetResult(&work, &dst); },
+        [&] { regions.GetResult(&radians, &dst); },
+        [&] { regions.GetRadians(&dstF, &other); },
+        [&] { regions.Execute(&src, &src, &other, &work, &dst, 0, 0, 1, 0); },
+        [&] { regions.Execute(&src, &src, &other, &dst16, &other, 0, 0, 1, 0); },
+        [&] { reliability.GetResult(&work, &dst); },
+        [&] { reliability.GetResult2(&work, &dst); },
+        [&] { reliability.GetRadians(&radians, &dst); },
+        [&] { segment.Init(&src, &dst16); },
+    };
+    for (const bool direct : {true, false}) {
+        const DirectAccess access(direct);
+        for (const auto& operation : operations) {
+            const auto srcBefore = PixelsOf(src);
+            EXPECT_TRUE(Thrown(operation)) << &operation - operations << (direct ? "" : ", by rows");
+            EXPECT_EQ(std::vector<std::uint8_t>(1200, 9), pixels8) << &operation - operations;
+            EXPECT_EQ(std::vector<std::uint16_t>(1200, 9), pixels16) << &operation - operations;
+            EXPECT_EQ(std::vector<float>(1200, 9.0f), pixelsF) << &operation - operations;
+            EXPECT_EQ(srcBefore, PixelsOf(src)) << &operation - operations;
+            EXPECT_EQ(std::vector<std::uint16_t>(1200), PixelsOf(work)) << &operation - operations;
+            EXPECT_EQ(std::vector<float>(1200), PixelsOf(radians)) << &operation - operations;
+        }
+    }
+}
+
+}  // namespace
