@@ -20,8 +20,8 @@ inline float Least(float a, float b) { return a < b ? a : b; }
 
 void Differ(const float* __restrict phase, const float* __restrict phaseBelow, const Differences& differences,
             std::size_t count) {
-    float* __restrict right = differences.right, *__restrict below = differences.below;
-    float* __restrict belowRight = differences.belowRight, *__restrict belowLeft = differences.belowLeft;
+    float* __restrict right = differences.right, * __restrict below = differences.below;
+    float* __restrict belowRight = differences.belowRight, * __restrict belowLeft = differences.belowLeft;
     right[-1] = Wrapped(phase[0] - phase[-1]);
     for (std::ptrdiff_t x = 0; x < static_cast<std::ptrdiff_t>(count); ++x) {
         right[x] = Wrapped(phase[x + 1] - phase[x]);
@@ -33,9 +33,9 @@ void Differ(const float* __restrict phase, const float* __restrict phaseBelow, c
 
 void Bend(const Differences& previous, const Differences& own, float* __restrict bend, std::size_t count) {
     const float* __restrict right = own.right;
-    const float* __restrict below = own.below, *__restrict above = previous.below;
-    const float* __restrict belowRight = own.belowRight, *__restrict aboveLeft = previous.belowRight;
-    const float* __restrict belowLeft = own.belowLeft, *__restrict aboveRight = previous.belowLeft;
+    const float* __restrict below = own.below, * __restrict above = previous.below;
+    const float* __restrict belowRight = own.belowRight, * __restrict aboveLeft = previous.belowRight;
+    const float* __restrict belowLeft = own.belowLeft, * __restrict aboveRight = previous.belowLeft;
     for (std::ptrdiff_t x = 0; x < static_cast<std::ptrdiff_t>(count); ++x) {
         const float horizontal = right[x] - right[x - 1], vertical = below[x] - above[x];
         const float falling = belowRight[x] - aboveLeft[x - 1], rising = belowLeft[x] - aboveRight[x + 1];
@@ -51,9 +51,9 @@ void Bend(const Differences& previous, const Differences& own, float* __restrict
 void Straightness(const Differences& previous, const Differences& own, std::uint8_t* __restrict quality,
                   std::size_t count) {
     const float* __restrict right = own.right;
-    const float* __restrict below = own.below, *__restrict above = previous.below;
-    const float* __restrict belowRight = own.belowRight, *__restrict aboveLeft = previous.belowRight;
-    const float* __restrict belowLeft = own.belowLeft, *__restrict aboveRight = previous.belowLeft;
+    const float* __restrict below = own.below, * __restrict above = previous.below;
+    const float* __restrict belowRight = own.belowRight, * __restrict aboveLeft = previous.belowRight;
+    const float* __restrict belowLeft = own.belowLeft, * __restrict aboveRight = previous.belowLeft;
     const auto sizeOrNone = [](float v) { return v == v ? std::abs(v) : -1.0F; };
     for (std::ptrdiff_t x = 0; x < static_cast<std::ptrdiff_t>(count); ++x) {
         const float bend = Largest(
@@ -73,8 +73,8 @@ void ExtremesOfThree(const float* __restrict values, float* __restrict largest, 
 }
 
 void ContrastChange(const ExtremeRows& rows, float* __restrict change, std::size_t count) {
-    const float* __restrict l0 = rows.largest[0], *__restrict l1 = rows.largest[1], *__restrict l2 = rows.largest[2];
-    const float* __restrict s0 = rows.least[0], *__restrict s1 = rows.least[1], *__restrict s2 = rows.least[2];
+    const float* __restrict l0 = rows.largest[0], * __restrict l1 = rows.largest[1], * __restrict l2 = rows.largest[2];
+    const float* __restrict s0 = rows.least[0], * __restrict s1 = rows.least[1], * __restrict s2 = rows.least[2];
     for (std::size_t x = 0; x < count; ++x) {
         const float ratio =
             (Largest(Largest(l0[x], l1[x]), l2[x]) + 0.01F) / (Least(Least(s0[x], s1[x]), s2[x]) + 0.01F);

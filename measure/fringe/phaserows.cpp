@@ -10,7 +10,7 @@ namespace {
 
 template <class T>
 void Start(const T* __restrict frame, const Weights w, const Sums& sums, std::size_t count) {
-    float* __restrict a = sums.a, *__restrict c = sums.c, *__restrict s = sums.s, *__restrict peak = sums.peak;
+    float* __restrict a = sums.a, * __restrict c = sums.c, * __restrict s = sums.s, * __restrict peak = sums.peak;
     for (std::size_t x = 0; x < count; ++x) {
         const auto v = static_cast<float>(frame[x]);
         a[x] = w.a * v;
@@ -22,7 +22,7 @@ void Start(const T* __restrict frame, const Weights w, const Sums& sums, std::si
 
 template <class T>
 void Add(const T* __restrict frame, const Weights w, const Sums& sums, std::size_t count) {
-    float* __restrict a = sums.a, *__restrict c = sums.c, *__restrict s = sums.s, *__restrict peak = sums.peak;
+    float* __restrict a = sums.a, * __restrict c = sums.c, * __restrict s = sums.s, * __restrict peak = sums.peak;
     for (std::size_t x = 0; x < count; ++x) {
         const auto v = static_cast<float>(frame[x]);
         a[x] += w.a * v;
@@ -40,7 +40,7 @@ void AddOrStart(const T* frame, const Weights& w, bool first, const Sums& sums, 
 template <class T>
 void AddSquaresOf(const T* __restrict frame, float cosine, float sine, const Sums& sums, float* __restrict squares,
                   std::size_t count) {
-    const float* __restrict a = sums.a, *__restrict c = sums.c, *__restrict s = sums.s;
+    const float* __restrict a = sums.a, * __restrict c = sums.c, * __restrict s = sums.s;
     for (std::size_t x = 0; x < count; ++x) {
         const float rest = static_cast<float>(frame[x]) - (a[x] + c[x] * cosine - s[x] * sine);
         squares[x] += rest * rest;
@@ -122,8 +122,8 @@ void MarkSaturated(const float* __restrict peak, float level, std::uint8_t* __re
 void MarkUsable(const float* __restrict mean, const float* __restrict modulation,
                 const std::uint8_t* __restrict saturated, const Neighbourhood& around, const Limits& limits,
                 std::uint8_t* __restrict usable, std::size_t count) {
-    const float* __restrict c0 = around.c.above, *__restrict c1 = around.c.own, *__restrict c2 = around.c.below;
-    const float* __restrict s0 = around.s.above, *__restrict s1 = around.s.own, *__restrict s2 = around.s.below;
+    const float* __restrict c0 = around.c.above, * __restrict c1 = around.c.own, * __restrict c2 = around.c.below;
+    const float* __restrict s0 = around.s.above, * __restrict s1 = around.s.own, * __restrict s2 = around.s.below;
     const float leastMean = limits.mean, leastOwn = limits.modulation / 2;
     const float leastSquare = 81.0F * limits.modulation * limits.modulation;
     for (std::size_t x = 0; x < count; ++x) {
@@ -138,8 +138,8 @@ void MarkUsable(const float* __restrict mean, const float* __restrict modulation
 }
 
 void Contrast(const ThreeRows& mean, const ThreeRows& modulation, float* __restrict contrast, std::size_t count) {
-    const float* __restrict a0 = mean.above, *__restrict a1 = mean.own, *__restrict a2 = mean.below;
-    const float* __restrict b0 = modulation.above, *__restrict b1 = modulation.own, *__restrict b2 = modulation.below;
+    const float* __restrict a0 = mean.above, * __restrict a1 = mean.own, * __restrict a2 = mean.below;
+    const float* __restrict b0 = modulation.above, * __restrict b1 = modulation.own, * __restrict b2 = modulation.below;
     for (std::size_t x = 0; x < count; ++x) {
         const float c = (b0[x] + b1[x] + b2[x]) / (a0[x] + a1[x] + a2[x] + 9.0F);
         contrast[x] = c > 1.0F ? 1.0F : c;
