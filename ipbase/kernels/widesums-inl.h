@@ -102,11 +102,9 @@ HWY_ATTR void SumBlock(double* sums, const T* const* taps, std::size_t start, co
 template <class F>
 HWY_INLINE HWY_ATTR bool Stride(std::size_t count, std::size_t step, const F& vectors) {
     if (count < step) return false;
-    // One call for both, for `vectors` is expanded at each.
-    for (std::size_t i = 0;; i = count - step) {
-        for (; i + step <= count; i += step) vectors(i);
-        if (i == count) return true;
-    }
+    for (std::size_t i = 0; i + step <= count; i += step) vectors(i);
+    if (count % step != 0) vectors(count - step);
+    return true;
 }
 // Runs `vectors(many, i)` with two vectors of n pixels at a time, whose operations do not wait for each other, or with
 // one in rows that are too short; `many` is a constant.
