@@ -302,7 +302,7 @@ void KrLUnWrap::GetRadians(KrAOI32Float* result, KrAOI8* resultMask) const {
             const auto phase = static_cast<std::int16_t>(s.planes.phase[first + x]);
             row[x] = s.planes.area[first + x] ? static_cast<float>(phase * radians) : 0.0F;
         }
-        result->WriteRow(y, Columns(width), row);
+        result->WriteRow(y, walk::Columns(width), row);
     }
     DescribeUnwrapped(*result, s.info, 1.0);
     result->GetAOIInfo()->unit = L"rad";
