@@ -113,7 +113,9 @@ cv::Mat3b Colour(const cv::Mat1f& values, const PictureStyle& style, const Colou
 // Darkens the pixels beyond which the value is on another side of one of the lines.
 void DrawContours(const cv::Mat1f& values, int count, const ColourScale& scale, cv::Mat3b& colours) {
     const double step = (scale.Upper() - scale.Lower()) / (count + 1);
-    const auto band = [&](float v) { return std::floor((static_cast<double>(v) - scale.Lower()) / step); };
+    const auto band = [&](float v) {
+        return std::clamp(std::floor((static_cast<double>(v) - scale.Lower()) / step), 0.0, double(count));
+    };
     for (int y = 0; y + 1 < values.rows; ++y) {
         for (int x = 0; x + 1 < values.cols; ++x) {
             const float here = values(y, x), right = values(y, x + 1), below = values(y + 1, x);

@@ -50,7 +50,10 @@ TEST(Picture, ShowsValuesInColours) {
     style.mask = mask;
     style.marks = marks;
     const cv::Mat3b picture = measure::DrawPicture(ramp, style);
-    for (int x = 1; x < kSide; ++x) EXPECT_GE(Lightness(picture(o.y, o.x + x)), Lightness(picture(o.y, o.x + x - 1)));
+    constexpr int kRounding = 1000;  // of colours to bytes
+    for (int x = 1; x < kSide; ++x)
+        EXPECT_GT(Lightness(picture(o.y, o.x + x)) + kRounding, Lightness(picture(o.y, o.x + x - 1)));
+    EXPECT_GT(Lightness(picture(o.y, o.x + kSide - 1)), 4 * Lightness(picture(o.y, o.x)));
     for (const int y : {10, 11, 12}) EXPECT_TRUE(IsGrey(picture(o.y + y, o.x + 250))) << y;
     EXPECT_FALSE(IsGrey(picture(o.y + 20, o.x + 250)));
     EXPECT_GT(picture(o.y + 13, o.x + 250)[2], 200);

@@ -30,7 +30,7 @@ constexpr char kDetails[] =
     "fit. With --components alone, every component loses a surface of its own, and what belongs to none is NaN. A\n"
     "picture of OUT is drawn beside it (OUT_picture.png).\n"
     "\n"
-    "Examples:\n"
+    "Example:\n"
     "  vorip flatten result/unwrapped.tiff --components result/components.png --terms plane --out flat.tiff\n"
     "  vorip flatten result/unwrapped.tiff --mask wall.png --terms plane --out flat.tiff";
 

@@ -33,7 +33,7 @@ constexpr char kDetails[] =
     "With --period a picture is a wrapped phase, which is interpolated over its jumps: 256 for 8-bit pictures, 65536\n"
     "for 16-bit ones, 6.283185307 (one turn in radians) or another number for float ones.\n"
     "\n"
-    "Examples:\n"
+    "Example:\n"
     "  vorip geometry rotate camera.png --degrees 12.5 --mode cubic --out rotated.png\n"
     "  vorip geometry scale phase.png --period 256 --size 640x480 --out small.png";
 

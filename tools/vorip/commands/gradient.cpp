@@ -38,7 +38,7 @@ constexpr char kDetails[] =
     "--scale S makes OUT a 16-bit picture that means the same in every run: 32768 + 32767 g / S, cut off at +-S, with\n"
     "g in radians for wrapped phases, in the unit of PHASE else; 0 where there is no gradient.\n"
     "\n"
-    "Examples:\n"
+    "Example:\n"
     "  vorip gradient result/unwrapped.tiff --dx 5 --dy 5 --out gradient.tiff\n"
     "  vorip gradient result/phase16.png --mask result/mask.png --dx 3 --scale 0.5 --out gradient.png";
 

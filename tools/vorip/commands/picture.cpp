@@ -24,7 +24,7 @@ constexpr char kDetails[] =
     "colour\n"
     "(wrapped phase: give --period), grey is for camera pictures.\n"
     "\n"
-    "Examples:\n"
+    "Example:\n"
     "  vorip picture result/unwrapped.tiff --unit periods --level --shade --out surface.png\n"
     "  vorip picture result/phase16.png --period 65536 --mask result/mask.png --out phase.png\n"
     "  vorip picture result/unwrapped.tiff --components result/components.png --component 1 --contours 12 --out c.png";
