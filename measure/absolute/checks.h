@@ -4,7 +4,7 @@
 
 namespace measure {
 
-// Each of these compares what the description says with what the pictures show, notes the figures in
+// Each of these compares what the scan file says with what the pictures show, notes the figures in
 // state.result.checks, adds warnings, and throws InputError with the likely mistake where the two cannot belong
 // together.
 
