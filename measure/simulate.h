@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "measure/export.h"
+#include "measure/lens.h"
 #include "measure/progress.h"
 
 // A camera and a projector that look at a scene, computed: the pictures of projected fringes and codes, and what each
@@ -16,16 +17,7 @@
 // levels of an 8-bit camera whatever the bits of the picture, pixel centres lie at whole numbers.
 namespace measure::simulate {
 
-// A pinhole with the distortion of OpenCV's model, its names and order.
-struct MEASURE_API Lens {
-    double fx = 1, fy = 1, cx = 0, cy = 0;
-    double k1 = 0, k2 = 0, p1 = 0, p2 = 0, k3 = 0;
-
-    // The pixel at which the direction (x, y, 1) is seen.
-    cv::Point2d Project(cv::Point2d direction) const;
-    // The direction of a pixel, by Newton's method to a residual of 1e-14; NaN where the model folds over.
-    cv::Point2d Direction(cv::Point2d pixel) const;
-};
+using measure::Lens;
 
 // From one frame to another: rotation · X + translation.
 struct Pose {

@@ -1,8 +1,8 @@
+#include "measure/lens.h"
+
 #include <cmath>
 
-#include "measure/simulate.h"
-
-namespace measure::simulate {
+namespace measure {
 namespace {
 
 struct Distorted {
@@ -47,4 +47,4 @@ cv::Point2d Lens::Direction(cv::Point2d pixel) const {
     return {std::nan(""), std::nan("")};
 }
 
-}  // namespace measure::simulate
+}  // namespace measure
