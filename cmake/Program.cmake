@@ -8,7 +8,7 @@ file(GLOB program_sources CONFIGURE_DEPENDS tools/vorip/*.cpp tools/vorip/*/*.cp
 add_executable(vorip ${program_sources})
 target_compile_definitions(vorip PRIVATE "VORIPBASE_VERSION=\"${PROJECT_VERSION}\"")
 target_link_libraries(vorip PRIVATE voripbase_options voripbase_quick_compile voripboards voripbase::measure CLI11::CLI11
-    voripbase::opencv_core voripbase::opencv_imgproc)
+    nlohmann_json::nlohmann_json PkgConfig::DEFLATE voripbase::opencv_core voripbase::opencv_imgproc)
 file(RELATIVE_PATH library_dir "${CMAKE_INSTALL_FULL_BINDIR}" "${CMAKE_INSTALL_FULL_LIBDIR}")
 set_target_properties(vorip PROPERTIES INSTALL_RPATH "$ORIGIN/${library_dir}")
 install(TARGETS vorip)

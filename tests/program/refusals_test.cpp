@@ -66,7 +66,7 @@ TEST_F(Program, RefusesBadInputInOneLineAndLeavesNothingBehind) {
         {"unwrap a.png --zero 10,0 --out o", "outside"},
         {"unwrap a.png --min-area 100 --zero 3,3 --out o", "excluded"},
         {"unwrap steep.npy --method regions --out o", "256 periods"},
-        {"unwrap empty --out o", "no phase16.png"},
+        {"unwrap empty --out o", "no phase.json"},
         {"unwrap a.png --contrast small.png --out o", "same size"},
         {"unwrap a.png --contrast integer.npy --out o", "a contrast is 8-bit"},
         {"unwrap a.png --order-mode 9 --out o", "1 to 8"},

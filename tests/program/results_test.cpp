@@ -1,5 +1,9 @@
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/file.h>
+#include <unistd.h>
 
+#include <cmath>
 #include <filesystem>
 
 #include "tests/support/program.h"
@@ -22,6 +26,65 @@ TEST_F(Program, KeepsEarlierResultsWhenNotAllCanBeReplaced) {
     for (const auto& entry : fs::directory_iterator(File("new/deep")))
         EXPECT_NE(entry.path().filename().string()[0], '.') << entry.path();
     EXPECT_NE(ReadText("new/deep/summary.json"), "old");
+}
+
+TEST_F(Program, ReplacesFilesAsTheirUserHasSetThemUp) {
+    Write("in.png", cv::Mat(20, 20, CV_8U, cv::Scalar(9)));
+    fs::create_directory(File("elsewhere"));
+    fs::create_symlink("elsewhere/true.png", File("link.png"));
+    WriteBytes("elsewhere/true.png", "old");
+    fs::permissions(File("elsewhere/true.png"), fs::perms::owner_read);
+    Succeed("filter median in.png --out link.png");
+    EXPECT_TRUE(fs::is_symlink(File("link.png")));
+    EXPECT_EQ(fs::status(File("elsewhere/true.png")).permissions(), fs::perms::owner_read);
+    EXPECT_EQ(cv::countNonZero(Read("elsewhere/true.png") != 9), 0);
+}
+
+TEST_F(Program, LeavesAFolderToTheRunThatIsWritingIt) {
+    Write("phase.png", cv::Mat(20, 20, CV_8U, cv::Scalar(9)));
+    fs::create_directories(File("o/.vorip-set"));
+    fs::create_directories(File("o/.vorip-other.png"));
+    WriteBytes("o/.vorip-set/mask.png", "of a run that was killed");
+    const int living = open(File("o/.vorip-set").c_str(), O_RDONLY | O_CLOEXEC);
+    ASSERT_EQ(flock(living, LOCK_EX), 0);
+    const Outcome refused = Run("unwrap phase.png --out o");
+    EXPECT_EQ(refused.exitCode, 6);
+    EXPECT_NE(refused.err.find("another run of vorip is writing there"), std::string::npos) << refused.err;
+    EXPECT_EQ(ReadText("o/.vorip-set/mask.png"), "of a run that was killed");
+    Succeed("filter median phase.png --out o/a.png");  // another file of the same folder
+    close(living);
+    Succeed("unwrap phase.png --out o");
+    EXPECT_FALSE(fs::exists(File("o/mask.png")));
+    for (const auto& entry : fs::directory_iterator(File("o"))) EXPECT_NE(entry.path().filename().string()[0], '.');
+}
+
+TEST_F(Program, GoesOnWithTheFilesOfOneRunOnly) {
+    for (const int k : {0, 1, 2}) {
+        const auto frame = [k](int x, int) { return 128 + 90 * std::cos(0.2 * x + 2 * CV_PI / 3 * k); };
+        Write("f" + std::to_string(k) + ".png", Draw<uchar>(60, 40, frame));
+    }
+    Succeed("phase 'f*.png' --out whole");
+    Succeed("phase f1.png f2.png f0.png --out other");
+    for (const char* name : {"phase16.png", "mask.png", "contrast.png", "phase.json"}) {
+        fs::remove_all(File("r"));
+        fs::copy(File("whole"), File("r"));
+        Succeed("unwrap r --out u");
+        WriteBytes("r/" + std::string(name), ReadText("other/" + std::string(name)) + ' ');
+        const Outcome mixed = Run("unwrap r --out u");
+        EXPECT_EQ(mixed.exitCode, 2) << name;
+        EXPECT_NE(mixed.err.find("different runs"), std::string::npos) << mixed.err;
+        fs::remove(File("r/" + std::string(name)));
+        EXPECT_EQ(Run("unwrap r --out u").exitCode, 2) << name;
+    }
+    WriteBytes("r/phase.json", "{}");
+    EXPECT_NE(Run("unwrap r --out u").err.find("does not list the files"), std::string::npos);
+}
+
+TEST_F(Program, SaysThatItsAnswerCannotBePrinted) {
+    Write("a.png", cv::Mat(20, 20, CV_8U, cv::Scalar(9)));
+    for (const char* answers : {"quality a.png a.png", "--help", "decode --example"})
+        EXPECT_EQ(Run(std::string(answers) + " > /dev/full").exitCode, 7) << answers;
+    EXPECT_EQ(Run("filter median a.png --out b.png > /dev/full").exitCode, 0);
 }
 
 TEST_F(Program, EndsCleanlyOnCtrlC) {

@@ -32,8 +32,8 @@ void Program::SetUp() {
 }
 
 Program::Outcome Program::Run(const std::string& arguments, const std::function<bool()>& interrupt) const {
-    const std::string command =
-        "cd '" + mFolder.string() + "' && exec '" VORIP_PROGRAM "' " + arguments + " > .stdout 2> .stderr < /dev/null";
+    const std::string command = "cd '" + mFolder.string() +
+                                "' && exec > .stdout 2> .stderr < /dev/null && exec '" VORIP_PROGRAM "' " + arguments;
     const pid_t child = fork();
     if (child == 0) {
         signal(SIGINT, SIG_DFL);  // ignored where the tests run in the background

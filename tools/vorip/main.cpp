@@ -4,6 +4,7 @@
 #include "tools/vorip/cli/commandline.h"
 #include "tools/vorip/commands/commands.h"
 #include "tools/vorip/session/failure.h"
+#include "tools/vorip/session/interrupt.h"
 
 namespace {
 
@@ -29,7 +30,10 @@ constexpr char kFooter[] =
     "    4  vorip quality: low contrast because of low intensity\n"
     "    5  nothing usable in the input: all dark, saturated or masked\n"
     "    6  an output cannot be written\n"
-    "  130  interrupted";
+    "    7  standard output cannot be written, and what is printed is the result\n"
+    "  129  the terminal was closed\n"
+    "  130  interrupted (Ctrl-C)\n"
+    "  143  told to terminate";
 
 void Run(int argc, char** argv) {
     vorip::CommandLine program(kAbout, kFooter);
@@ -40,6 +44,7 @@ void Run(int argc, char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    const vorip::InterruptWatch watch;
     cv::utils::logging::setLogLevel(cv::utils::logging::LOG_LEVEL_SILENT);
     return vorip::ExitCodeOf(Run, argc, argv);
 }

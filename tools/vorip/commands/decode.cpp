@@ -13,7 +13,6 @@
 #include "tools/vorip/session/outputset.h"
 #include "tools/vorip/session/progress.h"
 #include "tools/vorip/session/warning.h"
-#include "tools/vorip/session/watch.h"
 
 namespace vorip {
 namespace {
@@ -71,7 +70,7 @@ private:
         options.correctRipple = mOptions.ripple == "auto";
         measure::AbsolutePhase result;
         try {
-            result = measure::DecodeAxis(axis, pictures, options, Watch(mProgress, mInterrupt));
+            result = measure::DecodeAxis(axis, pictures, options, mProgress.Watch());
         } catch (const measure::InputError& error) {
             throw measure::InputError(mOptions.scan + ": " + name + ": " + error.what());
         } catch (const measure::NothingUsable& error) {
@@ -127,7 +126,6 @@ private:
 
     const DecodeOptions& mOptions;
     OutputSet& mOutputs;
-    Interrupt mInterrupt;
     Progress mProgress;
     bool mHasModulation = false;
     std::string mSummary, mReport;

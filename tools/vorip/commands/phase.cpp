@@ -7,8 +7,8 @@
 #include "tools/vorip/commands/runs.h"
 #include "tools/vorip/session/failure.h"
 #include "tools/vorip/session/outputset.h"
+#include "tools/vorip/session/progress.h"
 #include "tools/vorip/session/warning.h"
-#include "tools/vorip/session/watch.h"
 
 namespace vorip {
 namespace {
@@ -94,20 +94,13 @@ int RunPhase(const PhaseOptions& options) {
     Progress line("vorip phase");
     line.Stage("reading");
     const FrameInput input = ReadFrames(options.frames);
-    measure::FringePhase phase;
-    measure::Ripple ripple;
-    measure::FringeQuality quality;
-    bool corrected = false;
-    {
-        const Interrupt interrupt;
-        const measure::Progress progress = Watch(line, interrupt);
-        phase = measure::SolveFringes(input.set, input.limits, progress);
-        ripple = measure::EstimateRipple(phase, progress);
-        quality = measure::AssessFringes(input.set, phase, {});  // of the ripple the report speaks
-        corrected = options.ripple == "auto" && ripple.IsWorthCorrecting();
-        if (corrected) measure::CorrectRipple(phase, ripple, progress);
-        interrupt.Check();
-    }
+    const measure::Progress progress = line.Watch();
+    measure::FringePhase phase = measure::SolveFringes(input.set, input.limits, progress);
+    const measure::Ripple ripple = measure::EstimateRipple(phase, progress);
+    // Of the ripple the report speaks.
+    const measure::FringeQuality quality = measure::AssessFringes(input.set, phase, {});
+    const bool corrected = options.ripple == "auto" && ripple.IsWorthCorrecting();
+    if (corrected) measure::CorrectRipple(phase, ripple, progress);
     line.Stage("writing");
     const StepImages images = ToSteps(phase.phase);
     outputs.AddImage("phase16.png", images.fine);

@@ -8,7 +8,6 @@
 #include "tools/vorip/pictures/inputs.h"
 #include "tools/vorip/pictures/regionpicture.h"
 #include "tools/vorip/session/failure.h"
-#include "tools/vorip/session/interrupt.h"
 #include "tools/vorip/session/outputset.h"
 #include "tools/vorip/session/progress.h"
 
@@ -73,7 +72,6 @@ std::string CsvLine(int number, const KrN::KrAttribute& a) {
 
 void RunRegions(const RegionsOptions& options) {
     OutputSet outputs(options.out);
-    Interrupt interrupt;
     Progress progress("vorip regions");
     progress.Stage("reading");
     cv::Mat framed = ReadFramed(options.picture);
@@ -81,7 +79,6 @@ void RunRegions(const RegionsOptions& options) {
     cv::Mat picture = framed(inside), labels(framed.size(), CV_32S);
     const bool given = options.threshold != kFromHistogram;
     const int threshold = given ? options.threshold : ThresholdBetweenModes(picture, options.picture);
-    interrupt.Check();
 
     progress.Stage("tracing");
     auto view = measure::View<KrN::KrAOI8>(framed, L"picture");
@@ -96,7 +93,6 @@ void RunRegions(const RegionsOptions& options) {
         "number,min_x,min_y,max_x,max_y,centroid_x,centroid_y,weighted_x,weighted_y,area,perimeter,mean,"
         "border_points\n";
     const int count = scan.Execute(&view, &labelView, [&](int number, const KrN::KrAttribute& attribute) {
-        interrupt.Check();
         table += CsvLine(number, attribute);
         for (const auto& p : attribute.borderPoints) outlines.Paint(p.x - kFrame, p.y - kFrame, number);
     });
@@ -107,7 +103,6 @@ void RunRegions(const RegionsOptions& options) {
     outputs.AddImage("labels.png", measure::DrawComponents(result));
     outputs.AddImage("outlines.png", outlines.Draw());
     outputs.AddText("regions.csv", table);
-    interrupt.Check();
     outputs.Commit();
     progress.End();
     std::printf("regions: %d in %d x %d pixels, above the grey value %d%s\n", count, result.cols, result.rows,

@@ -10,8 +10,9 @@
 #include "tools/vorip/commands/unwrapresult.h"
 #include "tools/vorip/pictures/inputs.h"
 #include "tools/vorip/session/failure.h"
+#include "tools/vorip/session/progress.h"
+#include "tools/vorip/session/resultfolder.h"
 #include "tools/vorip/session/warning.h"
-#include "tools/vorip/session/watch.h"
 
 namespace vorip {
 namespace {
@@ -52,22 +53,16 @@ struct Inputs {
     cv::Mat1b quality;   // of the method by regions
 };
 
-// Puts the files of the folder of vorip phase where no others are given. Returns its summary, if it has one.
-std::string ResolveFolder(UnwrapOptions& options) {
-    const std::filesystem::path folder(options.phase);
-    if (!std::filesystem::is_directory(folder)) return "";
-    const auto take = [&](const char* name, std::string& file) {
-        const std::filesystem::path path = folder / name;
-        if (file.empty() && std::filesystem::exists(path)) file = path.string();
-    };
-    options.phase.clear();
-    take("phase16.png", options.phase);
-    if (options.phase.empty()) Refuse(folder.string() + ": there is no phase16.png in it, as vorip phase writes it");
-    take("mask.png", options.mask);
-    if (options.method == kReliability) take("contrast.png", options.contrast);
-    std::string summary;
-    take("phase.json", summary);
-    return summary;
+constexpr char kPhaseSummary[] = "phase.json";
+
+// Puts the files of the folder of vorip phase, if it is one, where no others are given.
+std::optional<ResultFolder> ResolveFolder(UnwrapOptions& options) {
+    if (!std::filesystem::is_directory(options.phase)) return std::nullopt;
+    ResultFolder folder(options.phase, kPhaseSummary, "vorip phase");
+    options.phase = folder.File("phase16.png");
+    if (options.mask.empty()) options.mask = folder.File("mask.png");
+    if (options.contrast.empty() && options.method == kReliability) options.contrast = folder.File("contrast.png");
+    return folder;
 }
 
 Inputs ReadInputs(const UnwrapOptions& options) {
@@ -155,25 +150,21 @@ std::string ChooseMethod(const Command& command, const std::string& given) {
 int RunUnwrap(const UnwrapOptions& given) {
     UnwrapOptions options = given;
     if (options.method.empty()) options.method = kReliability;
-    const std::string phaseSummary = ResolveFolder(options);
+    const std::optional<ResultFolder> folder = ResolveFolder(options);
     OutputSet outputs(options.out);
     Progress line("vorip unwrap");
     line.Stage("reading");
     const Inputs inputs = ReadInputs(options);
+    if (folder) folder->CheckAgain();
     const auto zero = ZeroPoint(options, inputs.phase);
     const auto start = std::chrono::steady_clock::now();
-    measure::Unwrapped unwrapped;
-    {
-        const Interrupt interrupt;
-        unwrapped = Unwrap(inputs, options, Watch(line, interrupt));
-        interrupt.Check();
-    }
+    measure::Unwrapped unwrapped = Unwrap(inputs, options, line.Watch());
     SetZero(unwrapped, zero);
     const measure::Jumps jumps = measure::FindJumps(unwrapped.phase);
     const std::chrono::duration<double> time = std::chrono::steady_clock::now() - start;
     line.Stage("writing");
     const std::string report =
-        WriteUnwrapResult(outputs, unwrapped, jumps, Entries(options, phaseSummary), time.count());
+        WriteUnwrapResult(outputs, unwrapped, jumps, Entries(options, folder ? kPhaseSummary : ""), time.count());
     outputs.Commit();
     line.End();
     std::printf("%s\n", report.c_str());

@@ -6,10 +6,10 @@
 #include <new>
 #include <opencv2/core.hpp>
 
-#include "tools/vorip/session/interrupt.h"
-
 namespace vorip {
 namespace {
+
+bool resultsAreInFiles = false;
 
 int Complain(std::string text, int exitCode) {
     for (char& c : text) {
@@ -20,22 +20,28 @@ int Complain(std::string text, int exitCode) {
     return exitCode;
 }
 
+int VerdictOf(void (*program)(int argc, char** argv), int argc, char** argv) try {
+    program(argc, argv);
+    return kExitDone;
+} catch (const Verdict& verdict) {
+    return verdict.exitCode;
+}
+
 }  // namespace
+
+void ResultsAreInFiles() { resultsAreInFiles = true; }
 
 int ExitCodeOf(void (*program)(int argc, char** argv), int argc, char** argv) {
     try {
-        program(argc, argv);
-        return kExitDone;
-    } catch (const Verdict& verdict) {
-        return verdict.exitCode;
+        const int exitCode = VerdictOf(program, argc, argv);
+        if ((std::fflush(stdout) == 0 && std::ferror(stdout) == 0) || resultsAreInFiles) return exitCode;
+        return Complain("standard output cannot be written, and it is the result", kExitNoStandardOutput);
     } catch (const measure::InputError& error) {
         return Complain(error.what(), kExitBadInput);
     } catch (const measure::NothingUsable& error) {
         return Complain(error.what(), kExitNothingUsable);
     } catch (const measure::OutputError& error) {
         return Complain(error.what(), kExitNotWritable);
-    } catch (const measure::Stopped&) {
-        return Complain("interrupted", kExitSignalled + Interrupt::LastSignal());
     } catch (KrN::KrException* thrown) {
         const std::unique_ptr<KrN::KrException> error(thrown);
         return Complain(error->GetText().ToUtf8(), kExitUnexpected);

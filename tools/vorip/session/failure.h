@@ -15,6 +15,7 @@ enum ExitCode : int {
     kExitLowIntensity = 4,
     kExitNothingUsable = 5,
     kExitNotWritable = 6,
+    kExitNoStandardOutput = 7,
     kExitSignalled = 128,  // plus the number of the signal, as shells report it
 };
 
@@ -25,6 +26,10 @@ struct Verdict {
 
 // Input or options that the program cannot work with.
 [[noreturn]] inline void Refuse(const std::string& text) { throw measure::InputError(text); }
+
+// The results of this run stand in files, and what it prints is only about them. It does not matter then if standard
+// output cannot be written.
+void ResultsAreInFiles();
 
 // Runs the program; what it throws becomes one line on standard error and an exit code. The only place that knows
 // which error has which code.

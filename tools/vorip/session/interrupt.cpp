@@ -1,67 +1,93 @@
 #include "tools/vorip/session/interrupt.h"
 
+#include <algorithm>
+#include <chrono>
+#include <condition_variable>
 #include <csignal>
-#include <iterator>
+#include <cstdio>
+#include <cstdlib>
+#include <thread>
+#include <utility>
+#include <vector>
 
-#include "measure/error.h"
+#include "tools/vorip/session/failure.h"
+#include "tools/vorip/session/terminal.h"
 
 namespace vorip {
 namespace {
 
-constexpr int kSignals[] = {
+constexpr int kEnding[] = {
     SIGINT,
     SIGTERM,
 #ifdef SIGHUP
     SIGHUP,
 #endif
 };
+constexpr int kErrorsOfWriting[] = {
+#ifdef SIGPIPE
+    SIGPIPE,
+    SIGXFSZ,
+#endif
+    0,
+};
+constexpr auto kPause = std::chrono::milliseconds(20);
+
 volatile std::sig_atomic_t caught = 0;
-int lastSignal = SIGINT;
-int abortFlag = 0;
-int living = 0;
-void (*previous[std::size(kSignals)])(int);
+std::recursive_mutex gate;       // held by what must not be cut in two
+std::vector<CleanUp*> cleanUps;  // the latest last
+std::mutex doneMutex;
+std::condition_variable wake;
+bool done = false;
+std::thread watcher;
 
 void Catch(int number) {
     std::signal(number, SIG_DFL);
     caught = number;
-    *static_cast<volatile int*>(&abortFlag) = 1;
+}
+
+void Watch() {
+    std::unique_lock lock(doneMutex);
+    while (!wake.wait_for(lock, kPause, [] { return done; })) {
+        if (caught == 0) continue;
+        const std::lock_guard whole(gate);
+        std::for_each(cleanUps.rbegin(), cleanUps.rend(), [](const CleanUp* c) { c->Run(); });
+        WipeLine();
+        std::fputs("vorip: interrupted\n", stderr);
+        std::_Exit(kExitSignalled + caught);
+    }
 }
 
 }  // namespace
 
-Interrupt::Interrupt() {
-    if (living++ > 0) return;
-    abortFlag = 0;
-    for (std::size_t i = 0; i < std::size(kSignals); ++i) {
-        previous[i] = std::signal(kSignals[i], Catch);
-        if (previous[i] == SIG_IGN) std::signal(kSignals[i], SIG_IGN);
+InterruptWatch::InterruptWatch() {
+    for (const int number : kEnding) {
+        if (std::signal(number, Catch) == SIG_IGN) std::signal(number, SIG_IGN);
     }
-#ifdef SIGXFSZ
-    std::signal(SIGXFSZ, SIG_IGN);  // a file that grows too large is an error of writing
-#endif
-}
-
-Interrupt::~Interrupt() {
-    if (--living > 0) return;
-    for (std::size_t i = 0; i < std::size(kSignals); ++i) {
-        std::signal(kSignals[i], previous[i] == SIG_ERR ? SIG_DFL : previous[i]);
+    for (const int number : kErrorsOfWriting) {
+        if (number != 0) std::signal(number, SIG_IGN);
     }
-    if (caught != 0) std::raise(caught);
+    watcher = std::thread(Watch);
 }
 
-int* Interrupt::AbortFlag() { return &abortFlag; }
-
-bool Interrupt::Noted() const {
-    if (caught == 0) return false;
-    lastSignal = caught;
-    caught = 0;
-    return true;
+InterruptWatch::~InterruptWatch() {
+    {
+        const std::lock_guard lock(doneMutex);
+        done = true;
+    }
+    wake.notify_one();
+    watcher.join();
 }
 
-void Interrupt::Check() const {
-    if (Noted()) throw measure::Stopped();
+CleanUp::CleanUp(std::function<void()> undo) : mUndo(std::move(undo)) {
+    const Uninterrupted whole;
+    cleanUps.push_back(this);
 }
 
-int Interrupt::LastSignal() { return lastSignal; }
+CleanUp::~CleanUp() {
+    const Uninterrupted whole;
+    cleanUps.erase(std::find(cleanUps.begin(), cleanUps.end(), this));
+}
+
+Uninterrupted::Uninterrupted() : mLock(gate) {}
 
 }  // namespace vorip

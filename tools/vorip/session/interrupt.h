@@ -1,27 +1,44 @@
 #pragma once
 
+#include <functional>
+#include <mutex>
+
 namespace vorip {
 
-// For as long as one of these objects lives, Ctrl-C (and being told to terminate, or to hang up) is noted instead of
-// ending the program, so that a run can end without leaving anything behind. A second one ends the program at once.
-// When the last object goes and nobody has checked, the program ends then. Signals that are ignored stay so, as Ctrl-C
-// is in background jobs of scripts.
-class Interrupt {
+// For as long as this object lives, which is the whole run, Ctrl-C (and being told to terminate, or to hang up) ends
+// the program within a tenth of a second, whatever it is doing: a thread notices it, runs the clean-ups and ends the
+// process with 128 plus the number of the signal. A second one ends it at once. Signals that are ignored stay so, as
+// Ctrl-C is in background jobs of scripts. A pipe that is closed and a file that grows too large become errors of
+// writing.
+class InterruptWatch {
 public:
-    Interrupt();
-    ~Interrupt();
-    Interrupt(const Interrupt&) = delete;
-    Interrupt& operator=(const Interrupt&) = delete;
+    InterruptWatch();
+    ~InterruptWatch();
+    InterruptWatch(const InterruptWatch&) = delete;
+    InterruptWatch& operator=(const InterruptWatch&) = delete;
+};
 
-    // What an operation that can be aborted takes; it may lower the flag at its start.
-    int* AbortFlag();
-    // Whether there was a signal, whatever became of the flag. Who asks sees to it that the run ends.
-    bool Noted() const;
-    // Throws measure::Stopped when there was one.
-    void Check() const;
+// What an interruption has to undo, for as long as this object lives. It is called in another thread.
+class CleanUp {
+public:
+    explicit CleanUp(std::function<void()> undo);
+    ~CleanUp();
+    CleanUp(const CleanUp&) = delete;
+    CleanUp& operator=(const CleanUp&) = delete;
 
-    // The number of the signal that was noted last: exit codes tell it.
-    static int LastSignal();
+    void Run() const { mUndo(); }
+
+private:
+    std::function<void()> mUndo;
+};
+
+// An interruption waits until this object is gone: for short steps that belong together.
+class Uninterrupted {
+public:
+    Uninterrupted();
+
+private:
+    std::unique_lock<std::recursive_mutex> mLock;
 };
 
 }  // namespace vorip

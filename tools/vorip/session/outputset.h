@@ -2,23 +2,24 @@
 
 #include <filesystem>
 #include <future>
+#include <memory>
+#include <mutex>
 #include <opencv2/core.hpp>
-#include <optional>
 #include <string>
-#include <utility>
 #include <vector>
 
-#include "tools/vorip/session/interrupt.h"
+#include "tools/vorip/session/filelist.h"
+#include "tools/vorip/session/staging.h"
+#include "tools/vorip/session/summary.h"
 
 namespace vorip {
 
 // The files that one run writes into a folder. They are written into a hidden folder inside it and moved to their names
-// by Commit, so that they appear complete or not at all. Without a Commit nothing remains, not even a new folder; from
-// the first file on, Ctrl-C is noted and ends the command after the file at hand.
+// by Commit, so that they appear complete or not at all. Without a Commit nothing remains, not even a new folder.
 class OutputSet {
 public:
-    // Refuses a folder that cannot be one. Nothing is created yet.
-    explicit OutputSet(const std::filesystem::path& folder);
+    // Makes the folder if there is none. Refuses one that cannot be written, or that another run is writing.
+    explicit OutputSet(const std::filesystem::path& folder) : OutputSet(folder, "set") {}
     ~OutputSet();
     OutputSet(const OutputSet&) = delete;
     OutputSet& operator=(const OutputSet&) = delete;
@@ -26,26 +27,29 @@ public:
     // Writes an image as measure::WritePicture does, in a thread of its own: its pixels must stay as they are until the
     // next call of Finish or Commit, which throw what was wrong with it.
     void AddImage(const std::string& name, const cv::Mat& image);
+    // A summary (see filelist.h), which gets the list of all files that this object has written, waits for Commit.
     void AddText(const std::string& name, const std::string& text);
 
     // Waits until everything is written, for readers of the hidden folder.
     void Finish();
 
     // The hidden folder, for other writers; every file in it becomes an output.
-    std::filesystem::path StagingFolder();
+    std::filesystem::path StagingFolder() const { return mStaging->Folder(); }
 
-    // Replaces files of the same names. When one cannot be moved, those already moved are taken back.
+    // Replaces files of the same names; when one cannot be moved, those already moved are taken back. Once it is done,
+    // others may write into the folder.
     void Commit();
 
 private:
-    void WriteBytes(const std::string& name, const void* data, std::size_t size) const;
-    void CreateFolders();
+    friend class OutputFile;
+    OutputSet(const std::filesystem::path& folder, const std::string& name);
+    void WriteBytes(const std::string& name, const void* data, std::size_t size);
 
     std::filesystem::path mFolder;
-    std::optional<Interrupt> mInterrupt;
-    std::filesystem::path mStaging;               // empty until something is written
-    std::vector<std::filesystem::path> mCreated;  // folders made by this run, outermost first
-    bool mCommitted = false;
+    std::unique_ptr<Staging> mStaging;
+    std::mutex mMutex;
+    FileList mFiles;
+    SummaryEntry mSummary;  // name and text; empty: none
     std::vector<std::future<void>> mWriters;
 };
 
@@ -69,7 +73,7 @@ public:
 
 private:
     std::filesystem::path mFile;
-    OutputSet mSet;
+    OutputSet mSet;  // others may write other files into the folder meanwhile
 };
 
 }  // namespace vorip

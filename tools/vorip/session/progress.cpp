@@ -1,21 +1,24 @@
 #include "tools/vorip/session/progress.h"
 
-#include <chrono>
 #include <cstdio>
+#include <opencv2/core.hpp>
 
-#ifdef _WIN32
-#  include <io.h>
-namespace {
-bool StderrIsTerminal() { return _isatty(2) != 0; }
-}  // namespace
-#else
-#  include <unistd.h>
-namespace {
-bool StderrIsTerminal() { return isatty(2) != 0; }
-}  // namespace
-#endif
+#include "tools/vorip/session/terminal.h"
 
 namespace vorip {
+namespace {
+
+constexpr double kLeastShare = 0.01, kLeastSeconds = 1;  // before that nobody can tell how long it will take
+
+double Seconds(std::chrono::steady_clock::duration time) { return std::chrono::duration<double>(time).count(); }
+
+std::string InWords(double seconds) {
+    if (seconds < 90) return cv::format("%.0f s", seconds);
+    if (seconds < 90 * 60) return cv::format("%.0f min", seconds / 60);
+    return seconds < 48 * 3600 ? cv::format("%.0f h", seconds / 3600) : cv::format("%.0f days", seconds / 86400);
+}
+
+}  // namespace
 
 Progress::Progress(const std::string& command) : mCommand(command) {
     if (StderrIsTerminal()) mThread = std::thread([this] { Show(); });
@@ -33,33 +36,40 @@ void Progress::End() {
     mThread.join();
 }
 
-void Progress::Stage(const std::string& what) {
+void Progress::Stage(const std::string& what, double share) {
     const std::lock_guard lock(mMutex);
     mStage = what;
+    if (share <= 0 || share < mShare) mZero = Clock::now();
+    mShare = share;
 }
 
 measure::Progress Progress::Watch() {
-    if (!mInterrupt) mInterrupt.emplace();
     return [this](const char* stage, double share) {
-        const int percent = static_cast<int>(100 * share);
-        Stage(percent > 0 ? stage + (", " + std::to_string(percent)) + " %" : stage);
-        return !mInterrupt->Noted();
+        Stage(stage, share);
+        return true;
     };
 }
 
+std::string Progress::Line(Clock::time_point now) const {
+    std::string line = mCommand + ": " + mStage;
+    if (mShare >= kLeastShare) line += cv::format(", %.0f %%", 100 * mShare);
+    line += ", " + InWords(Seconds(now - mStart));
+    const double since = Seconds(now - mZero);
+    if (mShare >= kLeastShare && since >= kLeastSeconds)
+        line += ", about " + InWords(since * (1 - mShare) / mShare) + " left";
+    return line;
+}
+
 void Progress::Show() {
-    using Clock = std::chrono::steady_clock;
-    const auto start = Clock::now();
     bool shown = false;
     std::unique_lock lock(mMutex);
-    for (auto next = start + std::chrono::seconds(1); !mWake.wait_until(lock, next, [this] { return mDone; });
+    for (auto next = mStart + std::chrono::seconds(1); !mWake.wait_until(lock, next, [this] { return mDone; });
          next += std::chrono::milliseconds(200)) {
-        const double seconds = std::chrono::duration<double>(Clock::now() - start).count();
-        std::fprintf(stderr, "\r\033[K%s: %s, %.0f s", mCommand.c_str(), mStage.c_str(), seconds);
+        std::fprintf(stderr, "\r\033[K%s", Line(Clock::now()).c_str());
         std::fflush(stderr);
         shown = true;
     }
-    if (shown) std::fputs("\r\033[K", stderr);
+    if (shown) WipeLine();
 }
 
 }  // namespace vorip

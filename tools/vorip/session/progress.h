@@ -1,18 +1,17 @@
 #pragma once
 
+#include <chrono>
 #include <condition_variable>
 #include <mutex>
-#include <optional>
 #include <string>
 #include <thread>
 
 #include "measure/progress.h"
-#include "tools/vorip/session/interrupt.h"
 
 namespace vorip {
 
-// A line on standard error that says what a run is doing and for how long. It shows only on a terminal and only from
-// the second second on, and is wiped at the end.
+// A line on standard error that says what a run is doing, for how long, and how long it will still take where that can
+// be told. It shows only on a terminal and only from the second second on, and is wiped at the end.
 class Progress {
 public:
     explicit Progress(const std::string& command);
@@ -20,18 +19,23 @@ public:
     Progress(const Progress&) = delete;
     Progress& operator=(const Progress&) = delete;
 
-    void Stage(const std::string& what);
-    // What operations of measure/ report to: it shows their stages, and how far they are, and from now on Ctrl-C is
-    // noted and stops them. Of no use beyond this object's life.
+    // What is being done, and which share of it is done, 0 to 1; 0 where nobody knows.
+    void Stage(const std::string& what, double share = 0);
+    // What operations of measure/ report to. Of no use beyond this object's life.
     measure::Progress Watch();
     void End();  // before anything else is printed
 
 private:
-    void Show();
+    using Clock = std::chrono::steady_clock;
 
-    std::string mCommand;
+    void Show();
+    std::string Line(Clock::time_point now) const;
+
+    const std::string mCommand;
+    const Clock::time_point mStart = Clock::now();
     std::string mStage;
-    std::optional<Interrupt> mInterrupt;
+    double mShare = 0;
+    Clock::time_point mZero = mStart;  // when the share was 0
     bool mDone = false;
     std::mutex mMutex;
     std::condition_variable mWake;

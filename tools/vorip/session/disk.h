@@ -1,0 +1,32 @@
+#pragma once
+
+#include <cstddef>
+#include <filesystem>
+
+namespace vorip {
+
+// What the standard library does not say about files. Errors are thrown as std::filesystem::filesystem_error.
+
+// Writes a new file and waits until the disk has it.
+void WriteDurably(const std::filesystem::path& file, const void* data, std::size_t size);
+// Waits until the disk has the names in a folder, or a file that was written otherwise.
+void Sync(const std::filesystem::path& path);
+
+// A folder that at most one living process holds, on this machine and where file systems can tell others.
+class FolderLock {
+public:
+    enum class State { eHeld, eForeign, eGone, eUnknown };  // unknown: this file system has no locks
+
+    explicit FolderLock(const std::filesystem::path& folder);
+    ~FolderLock();
+    FolderLock(const FolderLock&) = delete;
+    FolderLock& operator=(const FolderLock&) = delete;
+
+    State Is() const { return mState; }
+
+private:
+    int mDescriptor = -1;
+    State mState = State::eUnknown;
+};
+
+}  // namespace vorip

@@ -1,0 +1,109 @@
+#include "tools/vorip/session/replacement.h"
+
+#include <algorithm>
+#include <set>
+
+#include "measure/error.h"
+#include "tools/vorip/session/disk.h"
+#include "tools/vorip/session/filelist.h"
+
+namespace fs = std::filesystem;
+
+namespace vorip {
+namespace {
+
+// A file system of its own, behind a symbolic link, gets a copy from which it can be moved.
+void Rename(const fs::path& from, const fs::path& to) {
+    std::error_code error;
+    fs::rename(from, to, error);
+    if (error == std::errc::cross_device_link) {
+        const Staging beside(to.parent_path(), to.filename().string());
+        const fs::path copy = beside.Folder() / to.filename();
+        fs::copy_file(from, copy);
+        Sync(copy);
+        fs::rename(copy, to);
+    } else if (error) {
+        throw fs::filesystem_error("rename", to, error);
+    }
+}
+
+}  // namespace
+
+void Replacement::Run() {
+    Plan();
+    try {
+        KeepEarlier();
+        MoveAll();
+    } catch (const fs::filesystem_error& error) {
+        PutBack(error);
+    } catch (const measure::Error& error) {  // of a place behind a symbolic link
+        PutBack(fs::filesystem_error(error.what(), std::make_error_code(std::errc::device_or_resource_busy)));
+    } catch (const std::bad_alloc&) {
+        PutBack(fs::filesystem_error("", std::make_error_code(std::errc::not_enough_memory)));
+    }
+}
+
+void Replacement::Plan() {
+    for (const auto& entry : fs::directory_iterator(mFrom)) {
+        const fs::path name = entry.path().filename();
+        const fs::path place = fs::weakly_canonical(mTo / name);
+        if (fs::is_directory(place))
+            throw measure::OutputError((mTo / name).string() + ": cannot be replaced, it is a folder");
+        mSteps.push_back({entry.path(), place, {}});
+    }
+    std::sort(mSteps.begin(), mSteps.end(), [](const Step& a, const Step& b) {
+        const auto order = [](const Step& s) {
+            return std::pair(IsSummary(s.prepared.filename().string()), s.prepared);
+        };
+        return order(a) < order(b);
+    });
+}
+
+void Replacement::KeepEarlier() {
+    const fs::path kept = mFrom / "earlier";
+    fs::create_directory(kept);
+    for (Step& step : mSteps) {
+        if (!fs::exists(step.place)) continue;
+        const fs::path name = kept / step.prepared.filename();
+        std::error_code error;
+        fs::create_hard_link(step.place, name, error);
+        if (error) fs::copy_file(step.place, name);  // file systems without links
+        step.earlier = name;
+        fs::permissions(step.prepared, fs::status(step.place).permissions());
+    }
+}
+
+void Replacement::MoveAll() {
+    std::set<fs::path> folders;
+    const auto sync = [&] { std::for_each(folders.begin(), folders.end(), Sync); };
+    for (const Step& step : mSteps) {
+        if (IsSummary(step.prepared.filename().string())) sync();  // it must not be on the disk before the others
+        Rename(step.prepared, step.place);
+        ++mMoved;
+        folders.insert(step.place.parent_path());
+    }
+    sync();
+}
+
+void Replacement::PutBack(const fs::filesystem_error& reason) {
+    bool isBack = true;
+    for (; mMoved > 0; --mMoved) {
+        const Step& step = mSteps[mMoved - 1];
+        try {
+            step.earlier.empty() ? void(fs::remove(step.place)) : Rename(step.earlier, step.place);
+        } catch (const std::exception&) {
+            isBack = false;
+        }
+    }
+    if (isBack) throw reason;
+    mStaging.Leave();
+    fs::path kept = mTo / "earlier-files";
+    for (int i = 2; fs::exists(kept); ++i) kept = mTo / ("earlier-files-" + std::to_string(i));
+    std::error_code error;
+    fs::rename(mFrom / "earlier", kept, error);
+    if (error) kept = mFrom / "earlier";
+    throw measure::OutputError(mTo.string() + ": cannot write there (" + reason.code().message() +
+                               "), and the earlier files could not all be put back: they are in " + kept.string());
+}
+
+}  // namespace vorip

@@ -1,0 +1,42 @@
+#pragma once
+
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "tools/vorip/session/disk.h"
+#include "tools/vorip/session/interrupt.h"
+
+namespace vorip {
+
+// The hidden folder `FOLDER/.vorip-NAME` in which a run prepares outputs, beside the place that they go to. Nobody else
+// has it as long as the run lives. It goes with this object, and so does FOLDER if it was made for it, unless something
+// was put there.
+class Staging {
+public:
+    // Makes the folders that are missing, and removes what runs that were killed have left. Throws OutputError when it
+    // cannot, or when another run has a folder of this name.
+    Staging(const std::filesystem::path& folder, const std::string& name);
+    ~Staging();
+    Staging(const Staging&) = delete;
+    Staging& operator=(const Staging&) = delete;
+
+    const std::filesystem::path& Folder() const { return mStaging; }
+    // It stays where it is, until another run of this name removes it.
+    void Leave() { mLeft = true; }
+
+private:
+    void Acquire();
+    void CreateParents();
+    void RemoveLeftovers() const;
+    void Remove() const;
+
+    std::filesystem::path mParent, mStaging;
+    std::vector<std::filesystem::path> mCreated;  // by this run, outermost first
+    std::unique_ptr<FolderLock> mLock;            // null until the folder is ours
+    bool mLeft = false;
+    CleanUp mCleanUp;
+};
+
+}  // namespace vorip
