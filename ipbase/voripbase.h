@@ -30,6 +30,7 @@
 #include "ipbase/ipLTrans.h"
 #include "ipbase/ipLUnwrap.h"
 #include "ipbase/ipLUnwrap_Velmor.h"
+#include "ipbase/ipLWorld.h"
 #include "ipbase/ipMul.h"
 #include "ipbase/ipOctree.h"
 #include "ipbase/ipRange.h"

@@ -7,6 +7,7 @@
 #include "ipbase/statistics/operations.h"
 #include "ipbase/surface/operations.h"
 #include "ipbase/transfer/operations.h"
+#include "ipbase/world/operations.h"
 
 namespace KrN {
 
@@ -32,6 +33,7 @@ const std::vector<OperationFamily>& OperationFamilies() {
         {"combination", CombinationOperations},
         {"colourindex", ColourIndexOperations},
         {"octree", OctreeOperations},
+        {"world", WorldOperations},
     };
     return families;
 }

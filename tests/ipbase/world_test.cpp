@@ -1,0 +1,416 @@
+// From phases to points in space, against geometry written out in long double.
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cmath>
+
+#include "ipbase/ipLWorld.h"
+#include "ipbase/world/operations.h"
+#include "tests/support/harness.h"
+
+namespace {
+
+using namespace test;
+using Real = long double;
+using World = KrLPixelToWorld;
+
+constexpr Real kTwoPi = 6.283185307179586476925286766559L;
+
+struct Normal {
+    Real x, y;
+};
+Normal Distort(const SrLens& l, Normal p) {
+    const Real r2 = p.x * p.x + p.y * p.y, f = 1 + r2 * (l.k1 + r2 * (l.k2 + r2 * l.k3));
+    return {p.x * f + 2 * l.p1 * p.x * p.y + l.p2 * (r2 + 2 * p.x * p.x),
+            p.y * f + l.p1 * (r2 + 2 * p.y * p.y) + 2 * l.p2 * p.x * p.y};
+}
+// By steps of what is missing, until nothing changes.
+Normal Undistort(const SrLens& l, Normal seen) {
+    Normal p = seen;
+    for (int i = 0; i < 80; ++i) {
+        const Normal d = Distort(l, p);
+        p = {p.x + (seen.x - d.x) * 0.8L, p.y + (seen.y - d.y) * 0.8L};
+    }
+    return p;
+}
+
+// A camera, a projector, and how the phase runs.
+struct Rig {
+    const char* name;
+    SrLens camera, projector;
+    double period, origin;
+    int direction;
+    World::Coordinate along;
+    World::Rotation rotation = {0.92914, -0.00929, 0.36963, 0.0, 0.999684, 0.025126, 0, 0, 0};
+    World::Vector translation = {-154.2, -3.75, 72};
+
+    Rig(const char* name_, const SrLens& camera_, const SrLens& projector_, double period_ = 18, double origin_ = 0,
+        int direction_ = 1, World::Coordinate along_ = World::eColumn)
+        : name(name_),
+          camera(camera_),
+          projector(projector_),
+          period(period_),
+          origin(origin_),
+          direction(direction_),
+          along(along_) {
+        MakeOrthonormal();
+        if (along == World::eRow) std::swap(translation[0], translation[1]);
+    }
+    World Make() const {
+        World world;
+        world.SetCamera(camera);
+        world.SetProjector(projector, rotation, translation);
+        world.SetPhaseScale(period, origin, direction, along);
+        return world;
+    }
+    std::array<Real, 3> PointOf(Real column, Real row, Real z) const {
+        const Normal d = Undistort(camera, {(column - camera.cx) / camera.fx, (row - camera.cy) / camera.fy});
+        const Real spread = camera.telecentric ? 1 : z;
+        return {d.x * spread, d.y * spread, z};
+    }
+    // Projector pixel of a point.
+    std::array<Real, 2> Project(const std::array<Real, 3>& p) const {
+        Real q[3];
+        for (std::size_t i = 0; i < 3; ++i)
+            q[i] = rotation[3 * i] * p[0] + rotation[3 * i + 1] * p[1] + rotation[3 * i + 2] * p[2] + translation[i];
+        const Real depth = projector.telecentric ? 1 : q[2];
+        const Normal d = Distort(projector, {q[0] / depth, q[1] / depth});
+        return {projector.fx * d.x + projector.cx, projector.fy * d.y + projector.cy};
+    }
+    Real PhaseOf(const std::array<Real, 3>& p) const {
+        return direction * (Project(p)[along] - origin) * kTwoPi / period;
+    }
+    // z at which the camera's pixel sees a phase, by bisection between 200 and 900 mm.
+    Real DepthOf(Real column, Real row, Real phase) const {
+        Real near = 200, far = 900;
+        const bool rises = PhaseOf(PointOf(column, row, far)) > PhaseOf(PointOf(column, row, near));
+        for (int i = 0; i < 80; ++i) {
+            const Real middle = (near + far) / 2;
+            ((PhaseOf(PointOf(column, row, middle)) < phase) == rises ? near : far) = middle;
+        }
+        return near;
+    }
+
+private:
+    void MakeOrthonormal() {
+        const auto row = [&](std::size_t i) { return &rotation[3 * i]; };
+        const auto normalise = [](double* r) {
+            const double length = std::sqrt(r[0] * r[0] + r[1] * r[1] + r[2] * r[2]);
+            for (int i = 0; i < 3; ++i) r[i] /= length;
+        };
+        normalise(row(0));
+        const double share = row(0)[0] * row(1)[0] + row(0)[1] * row(1)[1] + row(0)[2] * row(1)[2];
+        for (int i = 0; i < 3; ++i) row(1)[i] -= share * row(0)[i];
+        normalise(row(1));
+        for (std::size_t i = 0; i < 3; ++i) {
+            const std::size_t j = (i + 1) % 3, k = (i + 2) % 3;
+            row(2)[i] = row(0)[j] * row(1)[k] - row(0)[k] * row(1)[j];
+        }
+    }
+};
+
+constexpr int kWidth = 37, kHeight = 23;  // of a camera whose pixels are large
+
+SrLens Camera(double k1 = -0.09) { return {48, 48.1, 18.4, 10.9, k1, 0.06, 4e-4, -3e-4, 0}; }
+SrLens Projector(double k1 = -0.045) { return {2200, 2197, 963, 546, k1, 0.02, -2e-4, 3e-4, 0}; }
+SrLens Telecentric(SrLens l, double scale) {
+    l.fx *= scale;
+    l.fy *= scale;
+    l.k1 = -1e-7;  // per square millimetre
+    l.k2 = l.p1 = l.p2 = 0;
+    l.telecentric = true;
+    return l;
+}
+
+const std::vector<Rig>& Rigs() {
+    static const std::vector<Rig> setups = {
+        {"two lenses", Camera(), Projector()},
+        {"phase falls, origin", Camera(), Projector(), 31.5, 107.25, -1},
+        {"coordinates", Camera(), Projector(), 6.283185307179586, 0, 1},
+        {"strong distortion", Camera(-0.3), Projector(-0.25), 18, -3, 1},
+        {"no distortion", {48, 48.1, 18.4, 10.9}, {2200, 2197, 963, 546}},
+        {"phase along rows", Camera(), Projector(), 18, 2, -1, World::eRow},
+        {"telecentric camera", Telecentric(Camera(), 1 / 420.0), Projector()},
+        {"telecentric projector", Camera(), Telecentric(Projector(), 1 / 330.0)},
+    };
+    return setups;
+}
+
+// A surface that is nowhere plane.
+Real Depth(int x, int y) { return 420 + 30 * std::sin(x * 0.7L) + 20 * std::cos(y * 0.9L); }
+
+// Phases of a rig's surface, and operands for its points.
+struct Scene {
+    GuardedImage phase, noise{eDev32Float, kWidth, kHeight, 5}, mask{eDev8, kWidth, kHeight, 6};
+    GuardedImage x, y, z, result{eDev8, kWidth, kHeight, 7};
+
+    Scene(const Rig& setup, DeviceType type, Form form = Form::eView)
+        : phase(type, kWidth, kHeight, 1, form),
+          x(eDev32Float, kWidth, kHeight, 2, form),
+          y(eDev32Float, kWidth, kHeight, 3),
+          z(eDev32Float, kWidth, kHeight, 4, form) {
+        phase.Fill(
+            [&](int px, int py) { return static_cast<double>(setup.PhaseOf(setup.PointOf(px, py, Depth(px, py)))); });
+        noise.Fill([](int, int) { return 0.01; });
+        mask.Fill([](int px, int py) { return (px + py) % 7 == 0 ? 64 : 63; });
+    }
+    static bool IsMasked(int px, int py) { return (px + py) % 7 == 0; }
+    const KrAOI8* Mask() const { return static_cast<const KrAOI8*>(mask.image.get()); }
+    KrAOI8* Result() const { return static_cast<KrAOI8*>(result.image.get()); }
+};
+
+TEST(World, PointsAgreeWithGeometryOnEveryTarget) {
+    for (const Rig& setup : Rigs()) {
+        SCOPED_TRACE(setup.name);
+        Scene d(setup, eDev64Double, Form::eSubView), f(setup, eDev32Float, Form::eRowless);
+        ForEachTarget([&](std::int64_t) {
+            World world = setup.Make();
+            world.Execute(d.phase.image.get(), d.Mask(), d.x.image.get(), d.y.image.get(), d.z.image.get(), d.Result());
+            for (int y = 0; y < kHeight; ++y)
+                for (int x = 0; x < kWidth; ++x) {
+                    ASSERT_EQ(Scene::IsMasked(x, y) ? 255 : 0, d.result.Get(x, y)) << x << ' ' << y;
+                    const auto p = setup.PointOf(x, y, Depth(x, y));
+                    if (Scene::IsMasked(x, y)) {
+                        ASSERT_TRUE(std::isnan(d.x.Get(x, y) + d.y.Get(x, y)) && std::isnan(d.z.Get(x, y)));
+                        continue;
+                    }
+                    // Half a unit of the last place, and what is left of the distortion.
+                    ASSERT_NEAR(static_cast<double>(p[0]), d.x.Get(x, y), 1e-5) << x << ' ' << y;
+                    ASSERT_NEAR(static_cast<double>(p[1]), d.y.Get(x, y), 1e-5) << x << ' ' << y;
+                    ASSERT_NEAR(static_cast<double>(p[2]), d.z.Get(x, y), 2e-5) << x << ' ' << y;
+                }
+        });
+        World world = setup.Make();
+        // Phases of single precision, and in place; one point alone; a part of the picture.
+        world.Execute(f.phase.image.get(), nullptr, f.x.image.get(), f.y.image.get(), f.phase.image.get());
+        const Real z = Depth(9, 8), phase = setup.PhaseOf(setup.PointOf(9, 8, z));
+        EXPECT_NEAR(static_cast<double>(z), f.phase.Get(9, 8), 0.02);
+        EXPECT_NEAR(static_cast<double>(z), world.WorldPoint(9, 8, static_cast<double>(phase)).z, 2e-5);
+        const double between = static_cast<double>(setup.PhaseOf(setup.PointOf(9.25L, 7.5L, 400)));
+        EXPECT_NEAR(400, world.WorldPoint(9.25, 7.5, between).z, 2e-5);
+        world.Prepare({4, 4}, {9, 8});
+        GuardedImage one(eDev64Double, {static_cast<double>(phase)}), x(eDev32Float, {0}), y(eDev32Float, {0});
+        world.Execute(one.image.get(), nullptr, x.image.get(), y.image.get(), f.z.image.get());
+        EXPECT_NEAR(static_cast<double>(z), f.z.Get(0, 0), 2e-5);
+    }
+}
+
+TEST(World, PredictsRowAndNoise) {
+    for (const Rig& setup : Rigs()) {
+        SCOPED_TRACE(setup.name);
+        for (const DeviceType type : {eDev64Double, eDev32Float}) {
+            Scene s(setup, type);
+            World world = setup.Make();
+            world.PredictRow(s.phase.image.get(), s.Mask(), s.x.image.get(), s.Result());
+            world.PredictNoise(s.phase.image.get(), s.noise.image.get(), nullptr, s.z.image.get());
+            for (int y = 0; y < kHeight; y += 4)
+                for (int x = 0; x < kWidth; x += 5) {
+                    ASSERT_EQ(Scene::IsMasked(x, y), std::isnan(s.x.Get(x, y)));
+                    const Real phase = s.phase.Get(x, y), z = setup.DepthOf(x, y, phase);
+                    const Real row = setup.Project(setup.PointOf(x, y, z))[1 - setup.along];
+                    if (!Scene::IsMasked(x, y)) {
+                        ASSERT_NEAR(static_cast<double>(row), s.x.Get(x, y), 2e-4);
+                    }
+                    const Real rise = setup.DepthOf(x, y, phase + 1e-3L) - setup.DepthOf(x, y, phase - 1e-3L);
+                    const double sigma = static_cast<double>(std::abs(rise) / 2e-3L) * 0.01;
+                    ASSERT_NEAR(1, s.z.Get(x, y) / sigma, 1e-4) << x << ' ' << y;
+                }
+        }
+    }
+}
+
+TEST(World, WhatNoPointExplainsIsLeftOut) {
+    const Rig& setup = Rigs()[0];
+    World world = setup.Make();
+    const std::vector<double> bad = {std::nan(""), INFINITY, -INFINITY, 1e300, -1e300, 1e30};
+    GuardedImage phase(eDev64Double, bad), x(eDev32Float, bad), y(eDev32Float, bad), z(eDev32Float, bad);
+    GuardedImage result(eDev8, {0, 0, 0, 0, 0, 0});
+    world.Execute(phase.image.get(), nullptr, x.image.get(), y.image.get(), z.image.get(),
+                  static_cast<KrAOI8*>(result.image.get()));
+    for (int i = 0; i < static_cast<int>(bad.size()); ++i) {
+        EXPECT_TRUE(std::isnan(x.Get(i)) && std::isnan(y.Get(i)) && std::isnan(z.Get(i))) << bad[std::size_t(i)];
+        EXPECT_EQ(255, result.Get(i));
+    }
+    EXPECT_TRUE(std::isnan(world.WorldPoint(1e9, 0, 1).z));
+    EXPECT_TRUE(std::isnan(world.WorldPoint(std::nan(""), 0, 1).z));
+    // Beyond where the lens folds over there is no ray.
+    world.SetCamera(Camera(-3));
+    EXPECT_TRUE(std::isnan(world.WorldPoint(0, 0, 100).z));
+}
+
+// Camera and projector side by side at the distance L, fringes of constant width on the plane.
+TEST(World, HeightAboveReferencePlane) {
+    constexpr double L = 500, B = 120, f = 0.2;
+    for (const bool telecentric : {false, true})
+        for (const bool absolute : {false, true}) {
+            const SrLens camera =
+                telecentric ? SrLens{0.5, 0.5, 18, 11, 0, 0, 0, 0, 0, true} : SrLens{250, 250, 18, 11};
+            GuardedImage phase(eDev64Double, kWidth, kHeight, 1), plane(eDev64Double, kWidth, kHeight, 2);
+            GuardedImage x(eDev32Float, kWidth, kHeight, 3), y(eDev32Float, kWidth, kHeight, 4);
+            GuardedImage z(eDev32Float, kWidth, kHeight, 5);
+            const auto height = [](int px, int py) { return 0.8 * px - 0.3 * py; };
+            const auto phaseAt = [&](int px, double h) {
+                const double d = (px - 18) / camera.fx, at = telecentric ? d : d * (L - h);
+                return 6.283185307179586 * f * (B + (at - B) * L / (L - h));
+            };
+            plane.Fill([&](int px, int) { return absolute ? phaseAt(px, 0) : 0; });
+            phase.Fill([&](int px, int py) { return phaseAt(px, height(px, py)) - (absolute ? 0 : phaseAt(px, 0)); });
+            World world;
+            world.SetCamera(camera);
+            world.SetReferencePlane({L, B, f}, absolute ? static_cast<KrAOI64Double*>(plane.image.get()) : nullptr);
+            world.SetPhaseScale(18, 0, -1);
+            // A telecentric camera sees another place of the plane beside the projector's axis.
+            if (telecentric) world.SetReferencePlane({L, B, f}, static_cast<KrAOI64Double*>(plane.image.get()));
+            world.Execute(phase.image.get(), nullptr, x.image.get(), y.image.get(), z.image.get());
+            for (int py = 0; py < kHeight; ++py)
+                for (int px = 0; px < kWidth; ++px) {
+                    if (telecentric && px != 18) continue;  // the law holds on the axis only
+                    const double h = height(px, py), spread = telecentric ? 1 : L - h;
+                    ASSERT_NEAR(h, z.Get(px, py), 1e-4) << px << ' ' << py;
+                    ASSERT_NEAR((px - 18) / camera.fx * spread, x.Get(px, py), 1e-4);
+                    ASSERT_NEAR((py - 11) / camera.fy * spread, y.Get(px, py), 1e-4);
+                }
+            EXPECT_NEAR(height(18, 2), world.WorldPoint(18, 2, phase.Get(18, 2)).z, 1e-4);
+        }
+}
+
+TEST(World, CoefficientsFromPlanes) {
+    struct Row {
+        bool rational;
+        double k1, tolerance;
+    };
+    for (const Row& row : {Row{true, 0, 2e-5}, {true, -0.045, 3e-3}, {false, 0, 0.03}, {false, -0.045, 0.03}}) {
+        SrLens projector = {2200, 2197, 963, 546, row.k1};
+        const Rig setup("", Camera(), projector);
+        World world;
+        world.SetCamera(setup.camera);
+        GuardedImage phase(eDev64Double, kWidth, kHeight, 1), mask(eDev8, kWidth, kHeight, 2);
+        GuardedImage x(eDev32Float, kWidth, kHeight, 3), y(eDev32Float, kWidth, kHeight, 4);
+        GuardedImage z(eDev32Float, kWidth, kHeight, 5), noise(eDev32Float, kWidth, kHeight, 5);
+        for (int plane = 0; plane < 6; ++plane) {
+            const double at = 330 + 20 * plane;
+            phase.Fill([&](int px, int py) { return static_cast<double>(setup.PhaseOf(setup.PointOf(px, py, at))); });
+            mask.Fill([&](int px, int py) { return px == 3 && (py == 5 || plane < 2) && plane < 4 ? 255 : 0; });
+            world.AddPlane(phase.image.get(), at, static_cast<KrAOI8*>(mask.image.get()));
+        }
+        EXPECT_EQ(0, world.GetCoefficientCount());
+        row.rational ? world.FitRational() : world.FitCubic();
+        const auto check = [&](World& w) {
+            const double at = 371;
+            phase.Fill([&](int px, int py) { return static_cast<double>(setup.PhaseOf(setup.PointOf(px, py, at))); });
+            noise.Fill([](int, int) { return 1; });
+            w.Execute(phase.image.get(), nullptr, x.image.get(), y.image.get(), z.image.get());
+            w.PredictNoise(phase.image.get(), noise.image.get(), nullptr, noise.image.get());
+            for (int py = 0; py < kHeight; ++py)
+                for (int px = 0; px < kWidth; ++px) {
+                    if (px == 3 && py == 5) {  // two planes are too few
+                        ASSERT_TRUE(std::isnan(z.Get(px, py)) && std::isnan(noise.Get(px, py)));
+                        continue;
+                    }
+                    ASSERT_NEAR(at, z.Get(px, py), row.tolerance) << px << ' ' << py;
+                    ASSERT_NEAR(static_cast<double>(setup.PointOf(px, py, at)[0]), x.Get(px, py), row.tolerance);
+                }
+            const double rise = w.WorldPoint(7, 7, phase.Get(7, 7) + 0.01).z - w.WorldPoint(7, 7, phase.Get(7, 7)).z;
+            EXPECT_NEAR(std::abs(rise) / 0.01, noise.Get(7, 7), 0.01 * noise.Get(7, 7));
+        };
+        check(world);
+        // The coefficients may be kept and set again.
+        std::vector<KrBufferAOI64Double> kept(4, KrBufferAOI64Double({kWidth, kHeight}));
+        ASSERT_EQ(row.rational ? 3 : 4, world.GetCoefficientCount());
+        for (int i = 0; i < world.GetCoefficientCount(); ++i) world.GetCoefficient(i, kept[std::size_t(i)]);
+        World again;
+        again.SetCamera(setup.camera);
+        row.rational ? again.SetRational(kept[0], kept[1], kept[2])
+                     : again.SetCubic(kept[0], kept[1], kept[2], kept[3]);
+        check(again);
+    }
+}
+
+World stereo = Rigs()[0].Make();
+
+const std::vector<OpCase> kCases = {
+    {L"Execute( %s, %s, %s, %s )", 120, "8888 a888", [](I i, C) { stereo.Execute(i[0], nullptr, i[1], i[2], i[3]); }},
+    {L"PredictRow( %s, %s )", 160, "88 a8", [](I i, C) { stereo.PredictRow(i[0], nullptr, i[1]); }},
+    {L"PredictNoise( %s, %s, %s )", 200, "888 a88", [](I i, C) { stereo.PredictNoise(i[0], i[1], nullptr, i[2]); }},
+    {L"AddPlane( %s, %g )", 240, "8 a", [](I i, C c) { stereo.AddPlane(i[0], c[0]); }, nullptr, {{300}}},
+};
+
+TEST(World, DispatchAndErrors) {
+    CheckDispatch(kCases, WorldOperations(), L"C\\ipLWorld");
+    const Rig& good = Rigs()[0];
+    const double nan = std::nan("");
+    SrLens flat = Camera(), none = Camera();
+    flat.fy = 0;
+    none.k2 = nan;
+    World::Rotation mirrored = good.rotation, singular = good.rotation;
+    for (std::size_t i = 0; i < 3; ++i) {
+        mirrored[i] = -mirrored[i];
+        singular[i] = singular[i + 3];
+    }
+    const KrBufferAOI64Double small({3, 3}), large({40, 40});
+    GuardedImage image(eDev32Float, 9, 9, 1), other(eDev32Float, 9, 9, 2), third(eDev32Float, 9, 9, 3);
+    KrAOI *const a = image.image.get(), *const b = other.image.get(), *const c = third.image.get();
+    struct Row {
+        int line;
+        std::function<void(World&)> run;
+    };
+    const std::vector<Row> rows = {
+        {40, [&](World& w) { w.SetCamera(flat); }},
+        {41, [&](World& w) { w.SetProjector(none, good.rotation, good.translation); }},
+        {42, [&](World& w) { w.SetProjector(Projector(), mirrored, good.translation); }},
+        {42, [&](World& w) { w.SetProjector(Projector(), singular, good.translation); }},
+        {42,
+         [&](World& w) {
+             w.SetProjector(Projector(), good.rotation, {0, nan, 0});
+         }},
+        {43, [&](World& w) { w.SetPhaseScale(0); }},
+        {43, [&](World& w) { w.SetPhaseScale(18, nan); }},
+        {43, [&](World& w) { w.SetPhaseScale(18, 0, 2); }},
+        {44,
+         [&](World& w) {
+             w.SetReferencePlane({500, 0, 0.2});
+         }},
+        {45, [&](World& w) { w.SetRational(small, small, large); }},
+        {46, [&](World& w) { w.AddPlane(a, nan); }},
+        {46, [&](World& w) { w.AddPlane(&large, 1), w.AddPlane(a, 1); }},
+        {47, [&](World& w) { w.FitRational(); }},
+        {48,
+         [&](World& w) {
+             w.SetReferencePlane({500, 120, 0.2}), w.PredictRow(a, nullptr, b);
+         }},
+        {49,
+         [&](World& w) {
+             World().Execute(a, nullptr, a, b, c), w.Prepare({1, 1});
+         }},
+        {49, [&](World& w) { w.SetRational(small, small, small), w.Execute(a, nullptr, a, b, c); }},
+        {50, [&](World& w) { w.Execute(a, nullptr, b, c, b); }},
+        {51,
+         [&](World& w) {
+             w.GetCoefficient(0, stereo.GetCoefficientCount() ? throw 1 : const_cast<KrBufferAOI64Double&>(small));
+         }},
+    };
+    const std::vector<unsigned char> before = other.memory;
+    for (const Row& row : rows) {
+        World world = good.Make();
+        const auto error = ExpectError([&] { row.run(world); }, L"C\\ipLWorld", row.line);
+        if (error) {
+            EXPECT_EQ(0U, KrString(error->GetText()).ToUtf8().find("Error in KrLPixelToWorld: "));
+        }
+    }
+    EXPECT_EQ(before, other.memory);
+}
+
+// Views that overlap partly read what was there before.
+TEST(World, OverlappingViewsReadFirst) {
+    const Rig& setup = Rigs()[0];
+    Scene s(setup, eDev32Float), same(setup, eDev32Float);
+    World world = setup.Make();
+    const auto shifted = s.phase.View(3, 2);
+    world.Execute(s.phase.image.get(), nullptr, s.x.image.get(), s.y.image.get(), shifted.get());
+    world.Execute(same.phase.image.get(), nullptr, same.x.image.get(), same.y.image.get(), same.z.image.get());
+    const auto& z = static_cast<const KrAOI32Float&>(*shifted);
+    for (short y = 0; y < z.AOIHeight(); ++y)
+        for (short x = 0; x < z.AOIWidth(); ++x) ASSERT_EQ(same.z.Get(x, y), z.ReadPixel({x, y}));
+}
+
+}  // namespace
