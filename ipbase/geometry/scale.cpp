@@ -41,19 +41,43 @@ public:
         mLeft = std::max(0, -*std::min_element(mFirst.begin(), mFirst.end()));
         for (i32& first : mFirst) first += mLeft;
         mRow.resize(static_cast<std::size_t>(std::max(last, mPlane.width) + mLeft));
+        mStep = UniformStep();
+        for (std::size_t k = 0; k < mX.count; ++k) mTapWeights.push_back(mWeights[k * mFirst.size()]);
     }
 
     void Run(KrTAOI<T>& dst) {
         Output<T> output(dst, SizeOf(dst), mHow.excluded);
-        const auto gather = KernelOf<GatherRow<R>>(GetGeometryKernels().gather);
         for (int y = 0; y < dst.AOIHeight(); ++y) {
             BlendRows(y);
-            gather(output.Line(y), mRow.data(), mFirst.data(), mWeights.data(), mX.count, mFirst.size());
+            TakeColumns(output.Line(y));
             output.Finish(y, T{0}, [&](int x) { return Repair(x, y); });
         }
     }
 
 private:
+    // The distance between the taps of neighbouring pixels, where all have the same one and the same weights, as at
+    // whole factors; else 0.
+    std::size_t UniformStep() const {
+        const std::size_t width = mFirst.size();
+        if (width < 2 || mFirst[1] <= mFirst[0]) return 0;
+        const i32 step = mFirst[1] - mFirst[0];
+        for (std::size_t i = 1; i < width; ++i)
+            if (mFirst[i] - mFirst[i - 1] != step) return 0;
+        for (std::size_t i = 0; i < mWeights.size(); ++i)
+            if (mWeights[i] != mWeights[i - i % width]) return 0;
+        return static_cast<std::size_t>(step);
+    }
+
+    void TakeColumns(R* line) {
+        const auto& kernels = GetGeometryKernels();
+        const std::size_t width = mFirst.size();
+        if (mStep == 0)
+            return KernelOf<GatherRow<R>>(kernels.gather)(line, mRow.data(), mFirst.data(), mWeights.data(), mX.count,
+                                                          width);
+        KernelOf<StrideRow<R>>(kernels.stride)(line, mRow.data() + mFirst[0], mStep, mTapWeights.data(), mX.count,
+                                               width);
+    }
+
     void BlendRows(int y) {
         const AxisView taps = View(mY, y);
         mRows.clear();
@@ -84,10 +108,11 @@ private:
     PixelPlane<S> mPlane;
     const KrSampling& mHow;
     AxisTaps mX, mY, mLinearX, mLinearY;
-    std::vector<R> mWeights, mRow, mRowWeights;
+    std::vector<R> mWeights, mTapWeights, mRow, mRowWeights;
     std::vector<i32> mFirst;
     std::vector<const S*> mRows;
     int mLeft = 0;
+    std::size_t mStep = 0;
 };
 
 template <class T>

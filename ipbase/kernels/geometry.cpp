@@ -70,6 +70,35 @@ HWY_ATTR void GatherLoop(R* dst, const R* src, const i32* first, const R* weight
     }
 }
 
+// The chunk stays in the first-level cache from tap to tap; a known step lets pixels be taken by shuffles.
+template <std::size_t step, class R>
+HWY_ATTR void StrideFixed(R* dst, const R* src, const R* weights, std::size_t taps, std::size_t count) {
+    for (std::size_t start = 0; start < count; start += kChunk) {
+        const std::size_t end = std::min(count, start + kChunk);
+        for (std::size_t k = 0; k < taps; ++k) {
+            const R *moved = src + k, weight = weights[k];
+            VORIP_INDEPENDENT_LOOP
+            for (std::size_t i = start; i < end; ++i) {
+                const R product = moved[step * i] * weight;
+                dst[i] = k == 0 ? product : dst[i] + product;
+            }
+        }
+    }
+}
+template <class R>
+HWY_ATTR void StrideLoop(R* dst, const R* src, std::size_t step, const R* weights, std::size_t taps,
+                         std::size_t count) {
+    if (step == 2) return StrideFixed<2>(dst, src, weights, taps, count);
+    if (step == 3) return StrideFixed<3>(dst, src, weights, taps, count);
+    if (step == 4) return StrideFixed<4>(dst, src, weights, taps, count);
+    for (std::size_t i = 0; i < count; ++i) {
+        const R* from = src + step * i;
+        R sum = from[0] * weights[0];
+        for (std::size_t k = 1; k < taps; ++k) sum += from[k] * weights[k];
+        dst[i] = sum;
+    }
+}
+
 template <class S>
 HWY_ATTR void PickLoop(S* dst, const S* src, const i32* index, std::size_t count) {
     for (std::size_t i = 0; i < count; ++i) dst[i] = src[index[i]];
@@ -149,48 +178,79 @@ HWY_ATTR void TransposeLoop(T* dst, std::ptrdiff_t dstStride, const T* src, std:
         }
 }
 
-// Positions whose taps from `before` left of them to `after` right of them lie inside; NaN does not.
-template <int before, int after>
-bool Inside(double x, double y, i32 width, i32 height) {
-    return x >= before && y >= before && x < width - after && y < height - after;
-}
+// Values between pixels, of `taps` x `taps` of them. A chunk at a time: where they lie and their distances are found in
+// vectors, the pixels are moved one run after the other, and the values are computed in vectors again.
+template <class R, class S, int taps>
+class Cells {
+public:
+    static constexpr std::size_t kCells = 64;
 
-template <class R, class S>
-HWY_ATTR void LinearLoop(R* dst, const PixelPlane<S>& src, const double* x, const double* y, std::size_t count) {
-    const PixelPlane<S> plane = src;
-    for (std::size_t i = 0; i < count; ++i) {
-        if (!Inside<0, 1>(x[i], y[i], plane.width, plane.height)) {
-            dst[i] = std::numeric_limits<R>::quiet_NaN();
-            continue;
+    // The first `count` positions. Where a tap lies outside, or the position is NaN, the distance is NaN.
+    HWY_ATTR void Take(const PixelPlane<S>& plane, const double* x, const double* y, std::size_t count) {
+        const double endX = plane.width - (taps - 1 - kBefore), endY = plane.height - (taps - 1 - kBefore);
+        i32 left[kCells], top[kCells];
+        for (std::size_t i = 0; i < count; ++i) {
+            left[i] = Split(x[i], endX, mAcross[i]);
+            top[i] = Split(y[i], endY, mDown[i]);
         }
-        const i32 left = static_cast<i32>(x[i]), top = static_cast<i32>(y[i]);
-        const R u = static_cast<R>(x[i] - left), v = static_cast<R>(y[i] - top);
-        const S *a = plane.Row(top) + left, *b = Moved(a, plane.stride);
-        const R upper = static_cast<R>(a[0]) * (R{1} - u) + static_cast<R>(a[1]) * u;
-        const R lower = static_cast<R>(b[0]) * (R{1} - u) + static_cast<R>(b[1]) * u;
-        dst[i] = upper * (R{1} - v) + lower * v;
+        for (std::size_t i = 0; i < count; ++i) {
+            const S* from = plane.Row(top[i] - kBefore) + (left[i] - kBefore);
+            for (int k = 0; k < taps; ++k, from = Moved(from, plane.stride))
+                std::memcpy(mPixels[k] + taps * i, from, taps * sizeof(S));
+        }
     }
-}
+    HWY_ATTR void Interpolate(R* dst, std::size_t count) const {
+        VORIP_INDEPENDENT_LOOP
+        for (std::size_t i = 0; i < count; ++i) {
+            R u[taps], v[taps];
+            Weigh(mAcross[i], u);
+            Weigh(mDown[i], v);
+            R sum = 0;
+            for (int k = 0; k < taps; ++k) {
+                const S* row = mPixels[k] + taps * i;
+                R line = static_cast<R>(row[0]) * u[0];
+                for (int j = 1; j < taps; ++j) line += static_cast<R>(row[j]) * u[j];
+                sum = k == 0 ? line * v[0] : sum + line * v[k];
+            }
+            dst[i] = sum;
+        }
+    }
 
-template <class R, class S>
-HWY_ATTR void CubicLoop(R* dst, const PixelPlane<S>& src, const double* x, const double* y, std::size_t count) {
+private:
+    static constexpr int kBefore = taps / 2 - 1;  // taps left of and above a position
+
+    static HWY_INLINE HWY_ATTR i32 Split(double position, double end, R& distance) {
+        double inside = position >= kBefore ? position : kBefore;
+        inside = inside < end ? inside : kBefore;
+        const i32 whole = static_cast<i32>(inside);
+        const double outside = inside == position ? 0.0 : std::numeric_limits<double>::quiet_NaN();
+        distance = static_cast<R>(inside - whole + outside);
+        return whole;
+    }
+    static HWY_INLINE HWY_ATTR void Weigh(R t, R* weights) {
+        if constexpr (taps == 2) {
+            weights[0] = R{1} - t;
+            weights[1] = t;
+        } else {
+            CubicWeights(t, weights);
+        }
+    }
+
+    S mPixels[taps][taps * kCells];
+    R mAcross[kCells], mDown[kCells];
+};
+
+template <int taps, class R, class S>
+HWY_ATTR void WarpLoop(R* dst, const PixelPlane<S>& src, const double* x, const double* y, std::size_t count) {
     const PixelPlane<S> plane = src;
-    for (std::size_t i = 0; i < count; ++i) {
-        if (!Inside<1, 2>(x[i], y[i], plane.width, plane.height)) {
-            dst[i] = std::numeric_limits<R>::quiet_NaN();
-            continue;
-        }
-        const i32 left = static_cast<i32>(x[i]), top = static_cast<i32>(y[i]);
-        R u[4], v[4];
-        CubicWeights(static_cast<R>(x[i] - left), u);
-        CubicWeights(static_cast<R>(y[i] - top), v);
-        R sum = 0;
-        for (int k = 0; k < 4; ++k) {
-            const S* a = plane.Row(top - 1 + k) + left - 1;
-            sum += v[k] * (static_cast<R>(a[0]) * u[0] + static_cast<R>(a[1]) * u[1] + static_cast<R>(a[2]) * u[2] +
-                           static_cast<R>(a[3]) * u[3]);
-        }
-        dst[i] = sum;
+    if (plane.width < taps || plane.height < taps)
+        return static_cast<void>(std::fill_n(dst, count, std::numeric_limits<R>::quiet_NaN()));
+    using Chunk = Cells<R, S, taps>;
+    Chunk cells;
+    for (std::size_t start = 0; start < count; start += Chunk::kCells) {
+        const std::size_t size = std::min(Chunk::kCells, count - start);
+        cells.Take(plane, x + start, y + start, size);
+        cells.Interpolate(dst + start, size);
     }
 }
 
@@ -269,8 +329,8 @@ void AssignBlend(BlendRow<R, S>& row) {
 }
 template <class R, class S>
 void AssignWarp(WarpRow<R, S>& linear, WarpRow<R, S>& cubic) {
-    linear = &LinearLoop<R, S>;
-    cubic = &CubicLoop<R, S>;
+    linear = &WarpLoop<2, R, S>;
+    cubic = &WarpLoop<4, R, S>;
 }
 template <class T>
 void AssignMoves(PickRow<T>& pick, UnaryRow<T, T>& reverse) {
@@ -288,6 +348,7 @@ const GeometryKernels& Kernels() {
         GeometryKernels k;
         std::apply([](auto&... row) { (AssignBlend(row), ...); }, k.blend);
         k.gather = {&GatherLoop<float>, &GatherLoop<double>};
+        k.stride = {&StrideLoop<float>, &StrideLoop<double>};
         std::apply(
             [&](auto&... pick) { std::apply([&](auto&... reverse) { (AssignMoves(pick, reverse), ...); }, k.reverse); },
             k.pick);

@@ -15,6 +15,11 @@ template <class R>
 using GatherRow = void (*)(R* dst, const R* src, const i32* first, const R* weights, std::size_t taps,
                            std::size_t count);
 
+// dst[i] = the sum of src[step * i + k] * weights[k].
+template <class R>
+using StrideRow = void (*)(R* dst, const R* src, std::size_t step, const R* weights, std::size_t taps,
+                           std::size_t count);
+
 // dst[i] = src[index[i]].
 template <class S>
 using PickRow = void (*)(S* dst, const S* src, const i32* index, std::size_t count);
@@ -55,6 +60,7 @@ struct GeometryKernels {
                BlendRow<double, double>>
         blend;
     std::tuple<GatherRow<float>, GatherRow<double>> gather;
+    std::tuple<StrideRow<float>, StrideRow<double>> stride;
     std::tuple<PickRow<u8>, PickRow<u16>, PickRow<i32>, PickRow<float>, PickRow<double>> pick;
     // floor(v + 0.5), limited to the type; NaN becomes 0.
     std::tuple<UnaryRow<u8, float>, UnaryRow<u16, float>, UnaryRow<i32, double>> round;
