@@ -40,13 +40,17 @@ template <class T>
 void AffinePixels(const KrTAOI<T>* src, KrTAOI<T>* dst, const std::array<double, 6>& m, const KrSampling& how) {
     if (IsEmpty(src) || IsEmpty(dst)) return;
     const KrTSize<int> size = SizeOf(*dst);
+    const auto width = static_cast<std::size_t>(size.cx);
+    std::vector<double> alongX(width), alongY(width);
+    for (std::size_t x = 0; x < width; ++x) {
+        alongX[x] = m[0] * static_cast<double>(x);
+        alongY[x] = m[3] * static_cast<double>(x);
+    }
     WithSource(*src, dst, how, [&](const auto& source) {
         Warp(source, *dst, size, how, [&](int y, double* xs, double* ys) {
             const double x0 = m[1] * y + m[2], y0 = m[4] * y + m[5];
-            for (int x = 0; x < size.cx; ++x) {
-                xs[x] = m[0] * x + x0;
-                ys[x] = m[3] * x + y0;
-            }
+            for (std::size_t x = 0; x < width; ++x) xs[x] = alongX[x] + x0;
+            for (std::size_t x = 0; x < width; ++x) ys[x] = alongY[x] + y0;
         });
     });
 }
