@@ -32,6 +32,7 @@ public:
     // As in columns.sines[0].frames.
     const std::string& Path() const { return mPath; }
 
+    bool IsNull() const { return mValue->is_null(); }
     bool IsText() const { return mValue->is_string(); }
     std::string Text() const;
     // `rule` says which numbers `accepts` lets pass, as in "above 0".

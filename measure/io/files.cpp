@@ -1,6 +1,5 @@
 #include <algorithm>
 #include <filesystem>
-#include <fstream>
 #include <opencv2/imgproc.hpp>
 
 #include "measure/error.h"
@@ -9,21 +8,6 @@
 
 namespace measure {
 namespace {
-
-Bytes ReadBytes(const std::string& file) {
-    std::error_code error;
-    const auto status = std::filesystem::status(file, error);
-    if (status.type() == std::filesystem::file_type::not_found) throw InputError(file + ": no such file");
-    if (error) throw InputError(file + ": cannot be read: " + error.message());
-    if (!std::filesystem::is_regular_file(status)) throw InputError(file + ": not a picture file");
-    std::ifstream stream(file, std::ios::binary | std::ios::ate);
-    if (!stream) throw InputError(file + ": cannot be opened for reading");
-    Bytes bytes(static_cast<std::size_t>(stream.tellg()));
-    stream.seekg(0);
-    stream.read(reinterpret_cast<char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
-    if (!stream) throw InputError(file + ": cannot be read");
-    return bytes;
-}
 
 cv::Mat ToGrey(const cv::Mat& image) {
     cv::Mat grey;
@@ -105,10 +89,7 @@ std::vector<std::uint8_t> EncodePicture(const std::string& name, const cv::Mat& 
 
 void WritePicture(const std::string& file, const cv::Mat& image) {
     const std::vector<std::uint8_t> bytes = EncodePicture(file, image);
-    std::ofstream stream(file, std::ios::binary);
-    stream.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
-    stream.close();
-    if (!stream) throw OutputError(file + ": cannot be written");
+    WriteBytes(file, bytes);
 }
 
 std::string PixelTypeName(const cv::Mat& image) {

@@ -1,0 +1,196 @@
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <vector>
+
+#include "measure/heightmap.h"
+#include "measure/io.h"
+#include "measure/surface/statistics.h"
+#include "measure/world/triangles.h"
+
+namespace measure {
+namespace {
+
+constexpr double kLargestGrid = 1 << 27;  // pixels
+constexpr int kBands = 16;
+constexpr double kEdgeTolerance = 1e-6;  // in units of the pitch; neighbouring triangles leave no seam
+
+struct Extent {
+    double least = std::numeric_limits<double>::infinity(), most = -least;
+    void Add(double value) {
+        least = std::min(least, value);
+        most = std::max(most, value);
+    }
+    void Add(const Extent& other) {
+        Add(other.least);
+        Add(other.most);
+    }
+};
+
+struct Bounds {
+    Extent x, y;
+};
+
+float FindStepLimit(const Cloud& cloud) {
+    std::vector<float> distances;
+    const int stride = std::max(1, cloud.z.rows / 200);
+    for (int y = stride / 2; y < cloud.z.rows; y += stride) {
+        for (int x = 0; x + 1 < cloud.z.cols; x += 3) {
+            const float d = std::hypot(cloud.x(y, x + 1) - cloud.x(y, x), cloud.y(y, x + 1) - cloud.y(y, x));
+            if (std::isfinite(d)) distances.push_back(d);
+        }
+    }
+    // A single row of points, or none next to another: then there is nothing to tell apart.
+    return distances.empty() ? std::numeric_limits<float>::infinity() : 4 * MedianOf(distances);
+}
+
+// NaN wherever a coordinate is missing.
+cv::Mat1f FiniteDepth(const Cloud& cloud) {
+    cv::Mat1f depth(cloud.z.size());
+    for (int y = 0; y < depth.rows; ++y) {
+        const float *const px = cloud.x[y], *const py = cloud.y[y], *const pz = cloud.z[y];
+        float* const out = depth[y];
+        for (int x = 0; x < depth.cols; ++x) {
+            const bool finite = std::isfinite(px[x] + py[x] + pz[x]);
+            out[x] = finite ? pz[x] : std::numeric_limits<float>::quiet_NaN();
+        }
+    }
+    return depth;
+}
+
+class Rasterizer {
+public:
+    Rasterizer(const Cloud& cloud, const GridOptions& options)
+        : mCloud(cloud),
+          mDepth(FiniteDepth(cloud)),
+          mPitch(options.pitch),
+          mLimit(options.largestStep > 0 ? static_cast<float>(options.largestStep) : FindStepLimit(cloud)) {}
+
+    HeightMap Run(const Progress& progress) {
+        progress.Report("finding the extent of the points");
+        const Bounds bounds = FindBounds();
+        if (bounds.x.least > bounds.x.most) throw NothingUsable("no three neighbouring points are valid");
+        HeightMap map;
+        map.pitch = mPitch;
+        map.z = cv::Mat1f(MakeGrid(bounds), std::numeric_limits<float>::quiet_NaN());
+        map.origin = {mX0, -mY0};
+        const int bands = std::min(kBands, map.z.rows);
+        for (int first = 0; first < bands; first += 4) {
+            progress.Report("resampling", static_cast<double>(first) / bands);
+            cv::parallel_for_(cv::Range(first, std::min(bands, first + 4)), [&](const cv::Range& range) {
+                for (int band = range.start; band < range.end; ++band)
+                    Fill(map.z, {map.z.rows * band / bands, map.z.rows * (band + 1) / bands});
+            });
+        }
+        return map;
+    }
+
+private:
+    struct Vertex {
+        double u, v, h;  // column and row of the grid, height
+    };
+
+    Bounds FindBounds() {
+        std::vector<Bounds> rows(static_cast<std::size_t>(std::max(0, mCloud.z.rows - 1)));
+        cv::parallel_for_(cv::Range(0, static_cast<int>(rows.size())), [&](const cv::Range& range) {
+            for (int row = range.start; row < range.end; ++row) {
+                Bounds& bounds = rows[static_cast<std::size_t>(row)];
+                VisitTriangles(mDepth, mLimit, row, [&](cv::Point a, cv::Point b, cv::Point c) {
+                    for (const cv::Point p : {a, b, c}) {
+                        bounds.x.Add(static_cast<double>(mCloud.x(p)));
+                        bounds.y.Add(static_cast<double>(mCloud.y(p)));
+                    }
+                });
+            }
+        });
+        Bounds all;
+        for (const Bounds& row : rows) {
+            all.x.Add(row.x);
+            all.y.Add(row.y);
+            mRows.push_back(row.y);
+        }
+        return all;
+    }
+
+    cv::Size MakeGrid(const Bounds& bounds) {
+        const auto cells = [&](const Extent& e, double& first) {
+            const double lower = std::ceil(e.least / mPitch - kEdgeTolerance);
+            first = lower * mPitch;
+            return std::floor(e.most / mPitch + kEdgeTolerance) - lower + 1;
+        };
+        const double columns = cells(bounds.x, mX0), rows = cells(bounds.y, mY0);
+        if (columns < 1 || rows < 1) {
+            throw InputError(cv::format("a pitch of %g mm is larger than the surface (%.3g x %.3g mm)", mPitch,
+                                        bounds.x.most - bounds.x.least, bounds.y.most - bounds.y.least));
+        }
+        if (columns > kMaxImageSide || rows > kMaxImageSide || columns * rows > kLargestGrid) {
+            throw InputError(
+                cv::format("a pitch of %g mm makes a grid of %.0f x %.0f pixels, which is too large: the "
+                           "surface is %.3g x %.3g mm",
+                           mPitch, columns, rows, bounds.x.most - bounds.x.least, bounds.y.most - bounds.y.least));
+        }
+        return {static_cast<int>(columns), static_cast<int>(rows)};
+    }
+
+    void Fill(cv::Mat1f& heights, cv::Range rows) const {
+        const double above = mY0 + (rows.start - 1) * mPitch, below = mY0 + rows.end * mPitch;
+        for (int row = 0; row + 1 < mCloud.z.rows; ++row) {
+            const Extent& y = mRows[static_cast<std::size_t>(row)];
+            if (y.most < above || y.least > below) continue;
+            VisitTriangles(mDepth, mLimit, row, [&](cv::Point a, cv::Point b, cv::Point c) {
+                FillTriangle(heights, rows, At(a), At(b), At(c));
+            });
+        }
+    }
+
+    Vertex At(cv::Point p) const {
+        return {(static_cast<double>(mCloud.x(p)) - mX0) / mPitch, (static_cast<double>(mCloud.y(p)) - mY0) / mPitch,
+                -static_cast<double>(mCloud.z(p))};
+    }
+
+    static void FillTriangle(cv::Mat1f& heights, cv::Range rows, const Vertex& a, const Vertex& b, const Vertex& c) {
+        const auto first = [](double p, double q, double r) {
+            return static_cast<int>(std::ceil(std::min({p, q, r}) - kEdgeTolerance));
+        };
+        const auto last = [](double p, double q, double r) {
+            return static_cast<int>(std::floor(std::max({p, q, r}) + kEdgeTolerance));
+        };
+        const int top = std::max(rows.start, first(a.v, b.v, c.v)),
+                  bottom = std::min(rows.end - 1, last(a.v, b.v, c.v));
+        const int left = std::max(0, first(a.u, b.u, c.u)), right = std::min(heights.cols - 1, last(a.u, b.u, c.u));
+        if (top > bottom || left > right) return;
+        const double area = (b.u - a.u) * (c.v - a.v) - (c.u - a.u) * (b.v - a.v);
+        if (std::abs(area) < 1e-12) return;
+        for (int v = top; v <= bottom; ++v) {
+            for (int u = left; u <= right; ++u) {
+                const double p = ((b.u - u) * (c.v - v) - (c.u - u) * (b.v - v)) / area;
+                const double q = ((c.u - u) * (a.v - v) - (a.u - u) * (c.v - v)) / area;
+                const double r = 1 - p - q, least = -kEdgeTolerance;
+                if (p < least || q < least || r < least) continue;
+                const auto h = static_cast<float>(p * a.h + q * b.h + r * c.h);
+                float& height = heights(v, u);
+                if (!(height >= h)) height = h;
+            }
+        }
+    }
+
+    const Cloud& mCloud;
+    const cv::Mat1f mDepth;
+    const double mPitch;
+    const float mLimit;
+    double mX0 = 0, mY0 = 0;
+    std::vector<Extent> mRows;  // of y, between a row and the next
+};
+
+}  // namespace
+
+HeightMap ResampleToGrid(const Cloud& cloud, const GridOptions& options, const Progress& progress) {
+    if (!(options.pitch > 0) || !std::isfinite(options.pitch))
+        throw InputError(cv::format("a pitch of %g mm: it must be above 0", options.pitch));
+    if (!(options.largestStep >= 0)) throw InputError("the largest step within a surface must not be negative");
+    if (cloud.x.size() != cloud.z.size() || cloud.y.size() != cloud.z.size())
+        throw InputError("the pictures of x, y and z differ in size");
+    return Rasterizer(cloud, options).Run(progress);
+}
+
+}  // namespace measure

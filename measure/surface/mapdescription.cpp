@@ -1,0 +1,67 @@
+#include "measure/surface/mapdescription.h"
+
+#include <cmath>
+#include <filesystem>
+#include <nlohmann/json.hpp>
+
+#include "measure/absolute/descriptionreader.h"
+#include "measure/error.h"
+
+namespace measure {
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+bool IsFinite(double) { return true; }
+bool IsAboveZero(double v) { return v > 0; }
+
+double ReadNumber(const DescriptionNode& node, const char* key) { return node.At(key).Number(IsFinite, "a number"); }
+
+}  // namespace
+
+std::string DescriptionName(const std::string& file) {
+    return std::filesystem::path(file).replace_extension(".json").string();
+}
+
+Bytes EncodeDescription(const MapDescription& d, const std::string& file, cv::Size size, const Quantities& results) {
+    Json json;
+    json["height_map"] = 1;
+    json["file"] = std::filesystem::path(file).filename().string();
+    json["width"] = size.width;
+    json["height"] = size.height;
+    json["unit"] = d.unit;
+    json["pitch_mm"] = d.pitch > 0 ? Json(d.pitch) : Json(nullptr);
+    if (d.pitch > 0) json["origin_mm"] = {{"x", d.origin.x}, {"y", d.origin.y}};
+    json["axes"] = "x to the right, y upwards (against the rows), heights towards the viewer";
+    if (d.scale > 0)
+        json["values"] = {
+            {"offset", d.offset}, {"scale", d.scale}, {"no_height", 0}, {"height", "offset + scale * value"}};
+    if (!results.empty()) json["results"] = Json::parse(JsonOf(results));
+    const std::string text = json.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";
+    return {text.begin(), text.end()};
+}
+
+MapDescription DecodeDescription(const Bytes& bytes, const std::string& name, cv::Size size) {
+    const auto json = DescriptionNode::Parse(std::string(bytes.begin(), bytes.end()), name);
+    const DescriptionNode root(json, name);
+    if (!json.is_object() || !root.Has("height_map"))
+        root.Refuse("this describes no height map; rename it when it does not belong to the picture beside it");
+    if (ReadNumber(root, "height_map") != 1) root.Refuse("this version of a height map is not known here");
+    const double width = ReadNumber(root, "width"), height = ReadNumber(root, "height");
+    if (width != size.width || height != size.height)
+        root.Refuse(
+            cv::format("describes %g x %g pixels, but there are %d x %d", width, height, size.width, size.height));
+    MapDescription d;
+    d.unit = root.At("unit").Text();
+    if (!root.At("pitch_mm").IsNull()) {
+        d.pitch = root.At("pitch_mm").Number(IsAboveZero, "above 0");
+        d.origin = {ReadNumber(root.At("origin_mm"), "x"), ReadNumber(root.At("origin_mm"), "y")};
+    }
+    if (root.Has("values")) {
+        d.offset = ReadNumber(root.At("values"), "offset");
+        d.scale = root.At("values").At("scale").Number(IsAboveZero, "above 0");
+    }
+    return d;
+}
+
+}  // namespace measure

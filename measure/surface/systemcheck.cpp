@@ -1,0 +1,208 @@
+#include "measure/systemcheck.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
+#include "measure/error.h"
+
+namespace measure {
+namespace {
+
+using Points = std::vector<cv::Vec3d>;
+constexpr std::size_t kLeastPoints = 10;
+
+Points PointsIn(const Cloud& cloud, const cv::Mat1b& area) {
+    if (cloud.x.size() != cloud.z.size() || cloud.y.size() != cloud.z.size())
+        throw InputError("the pictures of x, y and z differ in size");
+    if (!area.empty() && area.size() != cloud.z.size()) throw InputError("the area and the points differ in size");
+    Points points;
+    for (int y = 0; y < cloud.z.rows; ++y) {
+        for (int x = 0; x < cloud.z.cols; ++x) {
+            if (!area.empty() && area(y, x) < 128) continue;
+            const cv::Vec3d p(cloud.x(y, x), cloud.y(y, x), cloud.z(y, x));
+            if (std::isfinite(p[0] + p[1] + p[2])) points.push_back(p);
+        }
+    }
+    if (points.size() < kLeastPoints)
+        throw NothingUsable(cv::format("the area holds %zu points, which is too few", points.size()));
+    return points;
+}
+
+cv::Vec3d MeanOf(const Points& points) {
+    cv::Vec3d sum;
+    for (const cv::Vec3d& p : points) sum += p;
+    return sum / static_cast<double>(points.size());
+}
+
+// --- Sphere: centre and radius ---------------------------------------------------------------------------------------
+
+// A start from the linear equation |p|² = 2 c·p + (r² - |c|²), then Gauss and Newton on the distances.
+class SphereShape {
+public:
+    explicit SphereShape(const Points& points) : mMean(MeanOf(points)) {
+        cv::Matx44d normal = cv::Matx44d::zeros();
+        cv::Vec4d right;
+        for (const cv::Vec3d& p : points) {
+            const cv::Vec3d q = p - mMean;
+            const cv::Vec4d row(q[0], q[1], q[2], 1);
+            normal += row * row.t();
+            right += q.dot(q) * row;
+        }
+        cv::Vec4d solution;
+        if (!cv::solve(normal, right, solution, cv::DECOMP_CHOLESKY)) ThrowFlat();
+        centre = 0.5 * cv::Vec3d(solution[0], solution[1], solution[2]);
+        radius = std::sqrt(std::max(0.0, solution[3] + centre.dot(centre)));
+        Refine(points);
+        centre += mMean;
+    }
+
+    double Deviation(const cv::Vec3d& p) const { return cv::norm(p - centre) - radius; }
+
+    cv::Vec3d centre;
+    double radius = 0;
+
+private:
+    [[noreturn]] static void ThrowFlat() { throw NothingUsable("the points of the area do not lie on a sphere"); }
+
+    void Refine(const Points& points) {
+        constexpr int kMostRounds = 50;
+        for (int round = 0; round < kMostRounds; ++round) {
+            cv::Matx44d normal = cv::Matx44d::zeros();
+            cv::Vec4d right;
+            for (const cv::Vec3d& p : points) {
+                const cv::Vec3d arm = p - mMean - centre;
+                const double distance = cv::norm(arm);
+                if (!(distance > 0)) continue;
+                const cv::Vec4d row(-arm[0] / distance, -arm[1] / distance, -arm[2] / distance, -1);
+                normal += row * row.t();
+                right -= (distance - radius) * row;
+            }
+            cv::Vec4d step;
+            if (!cv::solve(normal, right, step, cv::DECOMP_CHOLESKY)) ThrowFlat();
+            centre += cv::Vec3d(step[0], step[1], step[2]);
+            radius += step[3];
+            if (!(cv::norm(step) < 1e9)) ThrowFlat();
+            if (cv::norm(step) < 1e-10 * std::max(1.0, radius)) return;
+        }
+    }
+
+    cv::Vec3d mMean;
+};
+
+// --- Plane: normal and distance --------------------------------------------------------------------------------------
+
+class PlaneShape {
+public:
+    explicit PlaneShape(const Points& points) {
+        const cv::Vec3d mean = MeanOf(points);
+        cv::Matx33d scatter = cv::Matx33d::zeros();
+        for (const cv::Vec3d& p : points) {
+            const cv::Vec3d q = p - mean;
+            scatter += q * q.t();
+        }
+        cv::Vec3d values;
+        cv::Matx33d vectors;
+        cv::eigen(scatter, values, vectors);
+        if (!(values[1] > 1e-12 * values[0])) throw NothingUsable("the points of the area lie on a line");
+        normal = cv::Vec3d(vectors(2, 0), vectors(2, 1), vectors(2, 2));
+        if (normal[2] > 0) normal = -normal;  // z leads away from the camera
+        distance = normal.dot(mean);
+    }
+
+    double Deviation(const cv::Vec3d& p) const { return normal.dot(p) - distance; }
+
+    cv::Vec3d normal;
+    double distance = 0;
+};
+
+// --- Both ------------------------------------------------------------------------------------------------------------
+
+// Fits, leaves the worst points out, and fits again; `range` and the counts belong to the points that are left.
+template <class Shape, class Fit>
+Shape FitTwice(Points points, double share, double Fit::*range, Fit& fit, const Progress& progress) {
+    if (!(share >= 0 && share <= 0.5))
+        throw InputError(cv::format("a share of %g points to leave out: it must be 0 to 0.5", share));
+    progress.Report("fitting");
+    Shape shape(points);
+    const auto discarded = static_cast<std::size_t>(share * static_cast<double>(points.size()));
+    if (discarded > 0) {
+        const auto kept = points.end() - static_cast<std::ptrdiff_t>(discarded);
+        std::nth_element(points.begin(), kept, points.end(), [&](const cv::Vec3d& a, const cv::Vec3d& b) {
+            return std::abs(shape.Deviation(a)) < std::abs(shape.Deviation(b));
+        });
+        points.erase(kept, points.end());
+        progress.Report("fitting", 0.5);
+        shape = Shape(points);
+    }
+    double least = std::numeric_limits<double>::infinity(), most = -least, squares = 0;
+    for (const cv::Vec3d& p : points) {
+        const double deviation = shape.Deviation(p);
+        least = std::min(least, deviation);
+        most = std::max(most, deviation);
+        squares += deviation * deviation;
+    }
+    fit.*range = most - least;
+    fit.rms = std::sqrt(squares / static_cast<double>(points.size()));
+    fit.points = static_cast<int>(points.size());
+    fit.discarded = static_cast<int>(discarded);
+    return shape;
+}
+
+}  // namespace
+
+SphereFit CheckSphere(const Cloud& cloud, const cv::Mat1b& area, double discarded, const Progress& progress) {
+    SphereFit fit;
+    const auto shape = FitTwice<SphereShape>(PointsIn(cloud, area), discarded, &SphereFit::probingError, fit, progress);
+    fit.centre = shape.centre;
+    fit.radius = shape.radius;
+    return fit;
+}
+
+PlaneFit CheckPlane(const Cloud& cloud, const cv::Mat1b& area, double discarded, const Progress& progress) {
+    PlaneFit fit;
+    const auto shape = FitTwice<PlaneShape>(PointsIn(cloud, area), discarded, &PlaneFit::flatness, fit, progress);
+    fit.normal = shape.normal;
+    fit.distance = shape.distance;
+    return fit;
+}
+
+Quantities QuantitiesOf(const SphereFit& sphere, double diameter) {
+    Quantities result = {{"probing_error_form", sphere.probingError, "mm"}, {"diameter", 2 * sphere.radius, "mm"}};
+    if (diameter > 0) result.push_back({"probing_error_size", 2 * sphere.radius - diameter, "mm"});
+    for (int i = 0; i < 3; ++i) result.push_back({std::string("centre_") + "xyz"[i], sphere.centre[i], "mm"});
+    result.push_back({"rms", sphere.rms, "mm"});
+    result.push_back({"points", static_cast<double>(sphere.points), ""});
+    result.push_back({"points_discarded", static_cast<double>(sphere.discarded), ""});
+    return result;
+}
+
+Quantities QuantitiesOf(const PlaneFit& plane) {
+    return {{"flatness", plane.flatness, "mm"},
+            {"rms", plane.rms, "mm"},
+            {"points", static_cast<double>(plane.points), ""},
+            {"points_discarded", static_cast<double>(plane.discarded), ""}};
+}
+
+Quantities SphereDistance(const SphereFit& a, const SphereFit& b, double distance) {
+    const double measured = cv::norm(a.centre - b.centre);
+    Quantities result = {{"sphere_distance", measured, "mm"}};
+    if (distance > 0) result.push_back({"sphere_distance_error", measured - distance, "mm"});
+    return result;
+}
+
+Cloud PointsOf(const HeightMap& map) {
+    RequireHeights(map);
+    if (!map.IsMetric()) throw InputError("a check needs points: heights in millimetres on a grid with a pitch");
+    Cloud cloud{cv::Mat1f(map.z.size()), cv::Mat1f(map.z.size()), cv::Mat1f(map.z.size()), {}};
+    for (int y = 0; y < map.z.rows; ++y) {
+        for (int x = 0; x < map.z.cols; ++x) {
+            cloud.x(y, x) = static_cast<float>(map.origin.x + map.pitch * x);
+            cloud.y(y, x) = static_cast<float>(map.pitch * y - map.origin.y);
+            cloud.z(y, x) = -map.z(y, x);
+        }
+    }
+    return cloud;
+}
+
+}  // namespace measure

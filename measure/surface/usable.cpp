@@ -1,0 +1,86 @@
+#include "measure/surface/usable.h"
+
+#include <cmath>
+#include <opencv2/imgproc.hpp>
+
+#include "measure/error.h"
+#include "measure/io.h"
+#include "measure/surface.h"
+
+namespace measure {
+
+void RequireHeights(const HeightMap& map) {
+    if (map.z.empty()) throw InputError("the height map has no pixels");
+    if (map.z.cols > kMaxImageSide || map.z.rows > kMaxImageSide)
+        throw InputError(cv::format("a height map of %d x %d pixels is too large: its sides may have %d", map.z.cols,
+                                    map.z.rows, kMaxImageSide));
+    if (!std::isfinite(map.pitch) || map.pitch < 0)
+        throw InputError(cv::format("the height map has a pitch of %g mm: it must be above 0", map.pitch));
+    if (map.unit.empty()) throw InputError("the height map does not say the unit of its heights");
+    if (!std::isfinite(map.origin.x) || !std::isfinite(map.origin.y))
+        throw InputError("the origin of the height map is not finite");
+    UsablePixels(map, {});
+}
+
+cv::Mat1b UsablePixels(const HeightMap& map, const cv::Mat1b& mask) {
+    if (map.z.empty()) throw InputError("the height map has no pixels");
+    if (!mask.empty() && mask.size() != map.z.size())
+        throw InputError(cv::format("the mask (%d x %d) and the height map (%d x %d) differ in size", mask.cols,
+                                    mask.rows, map.z.cols, map.z.rows));
+    cv::Mat1b usable(map.z.size());
+    int count = 0;
+    for (int y = 0; y < usable.rows; ++y) {
+        const float* const z = map.z[y];
+        const uchar* const m = mask.empty() ? nullptr : mask[y];
+        uchar* const out = usable[y];
+        for (int x = 0; x < usable.cols; ++x) {
+            // Of infinities and NaN, the difference from themselves is NaN.
+            const int use = (z[x] - z[x] == 0.0f) & (m == nullptr || m[x] >= 128);
+            out[x] = static_cast<uchar>(-use);
+            count += use;
+        }
+    }
+    if (count == 0)
+        throw NothingUsable(mask.empty() ? "no pixel has a height" : "the mask leaves no pixel with a height");
+    return usable;
+}
+
+cv::Mat1b MaskOf(cv::Size size, const cv::Rect2d& rectangle) {
+    cv::Mat1b mask(size, uchar{0});
+    const cv::Rect2d inside = rectangle & cv::Rect2d(0, 0, size.width, size.height);
+    const cv::Rect whole(static_cast<int>(inside.x), static_cast<int>(inside.y), static_cast<int>(inside.width),
+                         static_cast<int>(inside.height));
+    if (whole.empty())
+        throw InputError(cv::format("the rectangle %g,%g,%g,%g holds no pixel of the map (%d x %d)", rectangle.x,
+                                    rectangle.y, rectangle.width, rectangle.height, size.width, size.height));
+    mask(whole) = 255;
+    return mask;
+}
+
+cv::Mat1b MaskOf(cv::Size size, cv::Point2d centre, double radius) {
+    cv::Mat1b mask(size, uchar{0});
+    bool any = false;
+    for (int y = 0; y < size.height; ++y) {
+        const double dy = y - centre.y;
+        if (!(std::abs(dy) <= radius)) continue;
+        for (int x = 0; x < size.width; ++x) {
+            if (std::hypot(x - centre.x, dy) > radius) continue;
+            mask(y, x) = 255;
+            any = true;
+        }
+    }
+    if (!any)
+        throw InputError(cv::format("the circle %g,%g,%g holds no pixel of the map (%d x %d)", centre.x, centre.y,
+                                    radius, size.width, size.height));
+    return mask;
+}
+
+cv::Mat1b WithoutEdges(const cv::Mat1b& area, int margin) {
+    cv::Mat1b inner(area >= 128);
+    if (margin <= 0) return inner;
+    const cv::Mat element = cv::getStructuringElement(cv::MORPH_RECT, {2 * margin + 1, 2 * margin + 1});
+    cv::erode(inner, inner, element, {-1, -1}, 1, cv::BORDER_CONSTANT, cv::Scalar::all(0));
+    return inner;
+}
+
+}  // namespace measure
