@@ -43,8 +43,8 @@ MEASURE_API HeightMap ResampleToGrid(const Cloud& cloud, const GridOptions& opti
 // Throws NothingUsable when no pixel has a height, InputError when there are no pixels, or pitch or unit make no sense.
 MEASURE_API void RequireHeights(const HeightMap& map);
 
-// Reads heights from a picture or array (.tiff, .npy, .png, …), together with what the JSON file of the same name
-// beside it says (pitch, origin, unit; offset and scale of whole numbers), or from a .gsf file. Without a JSON file
+// Reads heights from a picture or array (.tiff, .npy, .png, …), together with what the JSON file beside it (map.npy and
+// map.npy.json) says: pitch, origin, unit; offset and scale of whole numbers. Or from a .gsf file. Without a JSON file
 // the heights are millimetres on the grid of a camera; whole numbers then have no known scale and are refused. Of a
 // folder of points (x.npy, y.npy and z.npy) it is -z, on the grid of the camera. Infinite values become NaN.
 // Throws InputError, naming the file, for what is no height map.

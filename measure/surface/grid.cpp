@@ -22,8 +22,8 @@ struct Extent {
         most = std::max(most, value);
     }
     void Add(const Extent& other) {
-        Add(other.least);
-        Add(other.most);
+        least = std::min(least, other.least);
+        most = std::max(most, other.most);
     }
 };
 

@@ -19,9 +19,7 @@ double ReadNumber(const DescriptionNode& node, const char* key) { return node.At
 
 }  // namespace
 
-std::string DescriptionName(const std::string& file) {
-    return std::filesystem::path(file).replace_extension(".json").string();
-}
+std::string DescriptionName(const std::string& file) { return file + ".json"; }
 
 Bytes EncodeDescription(const MapDescription& d, const std::string& file, cv::Size size, const Quantities& results) {
     Json json;
@@ -44,8 +42,7 @@ Bytes EncodeDescription(const MapDescription& d, const std::string& file, cv::Si
 MapDescription DecodeDescription(const Bytes& bytes, const std::string& name, cv::Size size) {
     const auto json = DescriptionNode::Parse(std::string(bytes.begin(), bytes.end()), name);
     const DescriptionNode root(json, name);
-    if (!json.is_object() || !root.Has("height_map"))
-        root.Refuse("this describes no height map; rename it when it does not belong to the picture beside it");
+    if (!json.is_object() || !root.Has("height_map")) root.Refuse("this describes no height map");
     if (ReadNumber(root, "height_map") != 1) root.Refuse("this version of a height map is not known here");
     const double width = ReadNumber(root, "width"), height = ReadNumber(root, "height");
     if (width != size.width || height != size.height)

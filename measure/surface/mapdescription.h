@@ -17,7 +17,7 @@ struct MapDescription {
     double offset = 0, scale = 0;
 };
 
-// The JSON file that belongs to a file of that name.
+// The JSON file that belongs to a file of that name: map.npy.json.
 std::string DescriptionName(const std::string& file);
 Bytes EncodeDescription(const MapDescription& description, const std::string& file, cv::Size size,
                         const Quantities& results);

@@ -82,8 +82,7 @@ HeightMap ReadHeightMap(const std::string& path) {
         const cv::Mat values = ReadPicture(path);
         MapDescription description;
         const std::string beside = DescriptionName(path);
-        if (fs::exists(beside, ignored) && beside != path)
-            description = DecodeDescription(ReadBytes(beside), beside, values.size());
+        if (fs::exists(beside, ignored)) description = DecodeDescription(ReadBytes(beside), beside, values.size());
         map.z = Scaled(values, description, path);
         map.pitch = description.pitch;
         map.origin = description.origin;

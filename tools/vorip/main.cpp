@@ -13,7 +13,8 @@ constexpr AddCommand kCommands[] = {
     vorip::AddPhaseCommand,   vorip::AddUnwrapCommand,  vorip::AddAverageCommand, vorip::AddGradientCommand,
     vorip::AddFlattenCommand, vorip::AddPictureCommand, vorip::AddQualityCommand, vorip::AddRegionsCommand,
     vorip::AddShadeCommand,   vorip::AddFilterCommand,  vorip::AddDecodeCommand,  vorip::AddGeometryCommand,
-    vorip::AddEdgesCommand,   vorip::AddColoursCommand, vorip::AddDemoCommand,
+    vorip::AddEdgesCommand,   vorip::AddColoursCommand, vorip::AddSurfaceCommands,
+    vorip::AddDemoCommand,
 };
 
 constexpr char kAbout[] =

@@ -18,8 +18,10 @@ bool HasCommand(const CLI::App& program, const std::string& name) {
 }
 
 std::string ChosenCommand(const CLI::App& program) {
-    const auto chosen = program.get_subcommands();
-    return chosen.empty() ? "vorip" : "vorip " + chosen.front()->get_name();
+    std::string name = "vorip";
+    for (auto chosen = program.get_subcommands(); !chosen.empty(); chosen = chosen.front()->get_subcommands())
+        name += " " + chosen.front()->get_name();
+    return name;
 }
 
 std::string Number(double value) {
@@ -101,7 +103,10 @@ CommandLine::CommandLine(const std::string& about, const std::string& footer)
 CommandLine::~CommandLine() = default;
 
 Command& CommandLine::Add(const std::string& name, const std::string& about, const std::string& details) {
-    CLI::App* app = mApp->add_subcommand(name, about);
+    const auto space = name.find(' ');
+    CLI::App* const parent = space == std::string::npos ? mApp.get() : mApp->get_subcommand(name.substr(0, space));
+    CLI::App* const app = parent->add_subcommand(name.substr(space + 1), about);  // npos + 1 is 0
+    parent->require_subcommand(1);
     app->footer(details);
     mCommands.push_back(std::make_unique<Command>(*app));
     return *mCommands.back();

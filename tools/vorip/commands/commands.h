@@ -20,6 +20,7 @@ void AddDecodeCommand(CommandLine& program);
 void AddGeometryCommand(CommandLine& program);
 void AddEdgesCommand(CommandLine& program);
 void AddColoursCommand(CommandLine& program);
+void AddSurfaceCommands(CommandLine& program);
 void AddDemoCommand(CommandLine& program);
 
 }  // namespace vorip

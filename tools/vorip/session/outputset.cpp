@@ -57,6 +57,10 @@ void OutputSet::AddText(const std::string& name, const std::string& text) {
         WriteBytes(name, text.data(), text.size());
 }
 
+void OutputSet::AddBytes(const std::string& name, const std::vector<std::uint8_t>& bytes) {
+    WriteBytes(name, bytes.data(), bytes.size());
+}
+
 void OutputSet::Finish() {
     for (std::future<void>& writer : mWriters) writer.get();
     mWriters.clear();

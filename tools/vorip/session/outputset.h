@@ -20,6 +20,8 @@ class OutputSet {
 public:
     // Makes the folder if there is none. Refuses one that cannot be written, or that another run is writing.
     explicit OutputSet(const std::filesystem::path& folder) : OutputSet(folder, "set") {}
+    // For files of which others may be written into the folder meanwhile, unless their sets have the same name.
+    OutputSet(const std::filesystem::path& folder, const std::string& name);
     ~OutputSet();
     OutputSet(const OutputSet&) = delete;
     OutputSet& operator=(const OutputSet&) = delete;
@@ -29,6 +31,7 @@ public:
     void AddImage(const std::string& name, const cv::Mat& image);
     // A summary (see filelist.h), which gets the list of all files that this object has written, waits for Commit.
     void AddText(const std::string& name, const std::string& text);
+    void AddBytes(const std::string& name, const std::vector<std::uint8_t>& bytes);
 
     // Waits until everything is written, for readers of the hidden folder.
     void Finish();
@@ -41,8 +44,6 @@ public:
     void Commit();
 
 private:
-    friend class OutputFile;
-    OutputSet(const std::filesystem::path& folder, const std::string& name);
     void WriteBytes(const std::string& name, const void* data, std::size_t size);
 
     std::filesystem::path mFolder;

@@ -1,0 +1,159 @@
+#include <cmath>
+#include <cstdio>
+#include <opencv2/imgproc.hpp>
+
+#include "measure/picture.h"
+#include "tools/vorip/cli/parse.h"
+#include "tools/vorip/commands/commands.h"
+#include "tools/vorip/commands/surfacecommands.h"
+#include "tools/vorip/session/failure.h"
+#include "tools/vorip/session/summary.h"
+
+namespace vorip {
+namespace {
+
+constexpr char kAbout[] = "Measures on height maps: level, steps, profiles, roughness, comparisons; other file formats";
+constexpr char kDetails[] =
+    "A height map is a float picture or array (.tiff, .npy) of millimetres with a JSON file beside it "
+    "(part.npy.json),\n"
+    "which carries pitch, origin and unit; 'vorip surface grid' makes one from the points of 'vorip points'. Also "
+    "read\n"
+    "are .gsf files, the folder of 'vorip points' itself, and plain float files: both on the grid of the camera, "
+    "without\n"
+    "a pitch, so that lengths along the surface are pixels. Heights rise towards the viewer, x to the right, y "
+    "upwards.\n"
+    "Positions in options are pixels, as the axes of pictures show them: column,row from the upper left one, 0,0.\n"
+    "\n"
+    "'vorip surface COMMAND --help' tells more.\n"
+    "\n"
+    "Example:\n"
+    "  vorip surface grid points --pitch 0.1 --out part.npy\n"
+    "  vorip surface level part.npy --robust --out level.npy\n"
+    "  vorip surface profile level.npy --line 20,100 400,100 --width 5 --out section\n"
+    "  vorip surface export level.npy --out level.gsf level.stl";
+
+constexpr double kFarthest = 1e6;  // pixels
+
+std::filesystem::path FolderOf(const std::filesystem::path& file) {
+    return file.has_parent_path() ? file.parent_path() : std::filesystem::path(".");
+}
+
+const std::string& RequireSurfaceFile(const std::string& file) {
+    std::error_code ignored;
+    if (std::filesystem::is_directory(file, ignored)) Refuse(file + ": is a folder, not a file");
+    measure::RequireSurfaceName(file);
+    return file;
+}
+
+}  // namespace
+
+void AddSurfaceCommands(CommandLine& program) {
+    program.Add("surface", kAbout, kDetails);
+    AddSurfaceGridCommand(program);
+    AddSurfaceLevelCommand(program);
+    AddSurfaceStepCommand(program);
+    AddSurfaceProfileCommand(program);
+    AddSurfaceRoughnessCommand(program);
+    AddSurfaceCompareCommand(program);
+    AddSurfaceCheckCommand(program);
+    AddSurfaceExportCommand(program);
+}
+
+std::vector<cv::Point2d> ParsePoints(const std::string& option, const std::vector<std::string>& texts) {
+    std::vector<cv::Point2d> points;
+    for (const std::string& text : texts) {
+        const auto numbers = ParseNumbers(text);
+        if (!numbers || numbers->size() != 2)
+            Refuse(option + " " + text + ": must be points X,Y (column and row), as in 120,80");
+        points.emplace_back((*numbers)[0], (*numbers)[1]);
+    }
+    return points;
+}
+
+cv::Mat1b ParseAreas(const std::string& option, const std::vector<std::string>& texts, cv::Size size) {
+    cv::Mat1b all(size, uchar{0});
+    for (const std::string& text : texts) {
+        const auto n = ParseNumbers(text);
+        if (!n || n->size() < 3 || n->size() > 4 || (*n)[2] <= 0 || n->back() <= 0)
+            Refuse(option + " " + text + ": must be areas X,Y,WIDTH,HEIGHT or circles X,Y,RADIUS in pixels");
+        for (const double value : *n) {
+            if (std::abs(value) > kFarthest) Refuse(option + " " + text + ": lies far outside any picture");
+        }
+        try {
+            const cv::Mat1b area = n->size() == 4
+                                       ? measure::MaskOf(size, cv::Rect2d((*n)[0], (*n)[1], (*n)[2], (*n)[3]))
+                                       : measure::MaskOf(size, cv::Point2d((*n)[0], (*n)[1]), (*n)[2]);
+            cv::bitwise_or(all, area, all);
+        } catch (const measure::InputError& error) {
+            Refuse(option + ": " + error.what());
+        }
+    }
+    return all;
+}
+
+void AddFormChoice(Command& command, FormChoice& choice) {
+    command.Add("--form", choice.name, "What is taken away: mean, plane, quadratic or cubic")
+        .OneOf({"mean", "plane", "quadratic", "cubic"})
+        .ShowDefault();
+    command.AddFlag("--robust", choice.robust, "Fits again without outliers, until these stay the same");
+}
+
+measure::FormOptions FormOptionsOf(const FormChoice& choice, const cv::Mat1b& mask) {
+    measure::FormOptions options;
+    options.form = *measure::FormOf(choice.name);
+    options.robust = choice.robust;
+    options.mask = mask;
+    return options;
+}
+
+void AddReport(OutputSet& outputs, const SurfaceReport& report, const std::vector<std::string>& inputs) {
+    outputs.AddText("results.csv", measure::CsvOf(report.results));
+    outputs.AddText("summary.json", JsonObject({{"command", JsonText(report.command)},
+                                                {"verdict", JsonText(report.verdict)},
+                                                {"inputs", JsonList(inputs)},
+                                                {"notes", JsonList(report.notes)},
+                                                {"results", measure::JsonOf(report.results)}}));
+}
+
+void PrintReport(const SurfaceReport& report) {
+    std::printf("%s: %s\n", report.command.c_str(), report.verdict.c_str());
+    for (const std::string& note : report.notes) std::printf("  (%s)\n", note.c_str());
+    std::fputs(measure::TextOf(report.results).c_str(), stdout);
+}
+
+void MarkedPicture::OutlineArea(const cv::Mat1b& area) {
+    const cv::Mat1b border(area & ~measure::WithoutEdges(area, 1));
+    mMarks.setTo(255, border);
+}
+
+void MarkedPicture::DrawLine(const std::vector<cv::Point2d>& line) {
+    std::vector<cv::Point> pixels;
+    for (const cv::Point2d p : line) pixels.emplace_back(cvRound(p.x), cvRound(p.y));
+    cv::polylines(mMarks, pixels, false, cv::Scalar::all(255));
+    const int radius = std::max(2, std::max(mMarks.cols, mMarks.rows) / 150);
+    cv::circle(mMarks, pixels.front(), radius, cv::Scalar::all(255), cv::FILLED);
+}
+
+cv::Mat3b MarkedPicture::Over(const measure::HeightMap& map, const std::string& title) const {
+    measure::PictureStyle style;
+    style.title = title;
+    style.unit = map.unit;
+    style.shade = true;
+    style.marks = mMarks;
+    return measure::DrawPicture(map.z, style);
+}
+
+SurfaceFileOutput::SurfaceFileOutput(const std::string& file)
+    : mFile(RequireSurfaceFile(file)), mOutputs(FolderOf(mFile), mFile.filename().string()) {}
+
+void SurfaceFileOutput::Add(const measure::HeightMap& map, const measure::SurfaceFileOptions& options,
+                            const measure::Progress& progress) {
+    for (const auto& file : measure::EncodeHeightMap(mFile.filename().string(), map, options, progress))
+        mOutputs.AddBytes(file.name, file.bytes);
+}
+
+void SurfaceFileOutput::AddPicture(const cv::Mat3b& picture) {
+    mOutputs.AddImage(mFile.stem().string() + "_picture.png", picture);
+}
+
+}  // namespace vorip
