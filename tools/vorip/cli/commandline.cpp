@@ -117,9 +117,15 @@ void CommandLine::Run(int argc, const char* const* argv) {
         std::fputs(mApp->help().c_str(), stderr);
         throw Verdict{kExitBadInput};
     }
-    const std::string first = argv[1];
-    if (first.empty() || (first[0] != '-' && !HasCommand(*mApp, first))) {
-        Refuse("there is no command '" + first + "' (try vorip --help)");
+    const CLI::App* within = mApp.get();
+    std::string before = "vorip ";
+    for (int i = 1; i < argc && !within->get_subcommands([](const CLI::App*) { return true; }).empty(); ++i) {
+        const std::string word = argv[i];
+        if (word[0] == '-') break;
+        if (!HasCommand(*within, word))
+            Refuse("there is no command '" + before.substr(6) + word + "' (try " + before + "--help)");
+        within = within->get_subcommand(word);
+        before += word + " ";
     }
     try {
         mApp->parse(argc, argv);

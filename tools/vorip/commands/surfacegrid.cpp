@@ -1,6 +1,7 @@
 // vorip surface grid, level and export: from one height map to another, and to other formats.
 #include <cmath>
 #include <cstdio>
+#include <list>
 
 #include "tools/vorip/commands/surfacecommands.h"
 #include "tools/vorip/pictures/selection.h"
@@ -130,8 +131,9 @@ struct ExportCommand {
 };
 
 void RunExport(const ExportCommand& command) {
-    std::vector<std::unique_ptr<SurfaceFileOutput>> outputs;
-    for (const std::string& out : command.out) outputs.push_back(std::make_unique<SurfaceFileOutput>(out));
+    // The one that made a folder goes last.
+    std::list<SurfaceFileOutput> outputs;
+    for (const std::string& out : command.out) outputs.emplace_front(out);
     Progress progress("vorip surface export");
     progress.Stage("reading");
     measure::HeightMap map = measure::ReadHeightMap(command.in);
@@ -141,8 +143,8 @@ void RunExport(const ExportCommand& command) {
     if (!command.unit.empty()) map.unit = command.unit;
     measure::SurfaceFileOptions options = command.options;
     options.title = std::filesystem::path(command.in).filename().string();
-    for (const auto& output : outputs) output->Add(map, options, progress.Watch());
-    for (const auto& output : outputs) output->Commit();
+    for (SurfaceFileOutput& output : outputs) output.Add(map, options, progress.Watch());
+    for (SurfaceFileOutput& output : outputs) output.Commit();
     progress.End();
     std::printf("surface export: %s\n", SizeOf(map).c_str());
     for (const std::string& out : command.out) std::printf("written to %s\n", out.c_str());

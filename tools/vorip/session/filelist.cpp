@@ -46,7 +46,7 @@ std::string WithFileList(const std::string& summary, const FileList& files) {
         list += list.empty() ? "\n    " : ",\n    ";
         list += JsonText(name) + cv::format(": {\"bytes\": %ju, \"crc32\": \"%08x\"}", mark.bytes, mark.crc32);
     }
-    const std::size_t end = summary.find_last_not_of(" \n}");
+    const std::size_t end = summary.find_last_not_of(" \n", summary.rfind('}') - 1);
     const bool first = summary[end] == '{';
     return summary.substr(0, end + 1) + (first ? "\n" : ",\n") + "  \"files\": {" + list + "\n  }\n}\n";
 }
