@@ -16,8 +16,8 @@ constexpr int kBands = 16;
 constexpr double kEdgeTolerance = 1e-6;  // in units of the pitch; neighbouring triangles leave no seam
 
 struct Extent {
-    double least = std::numeric_limits<double>::infinity(), most = -least;
-    void Add(double value) {
+    float least = std::numeric_limits<float>::infinity(), most = -least;
+    void Add(float value) {
         least = std::min(least, value);
         most = std::max(most, value);
     }
@@ -64,6 +64,7 @@ public:
         : mCloud(cloud),
           mDepth(FiniteDepth(cloud)),
           mPitch(options.pitch),
+          mPerPitch(1 / options.pitch),
           mLimit(options.largestStep > 0 ? static_cast<float>(options.largestStep) : FindStepLimit(cloud)) {}
 
     HeightMap Run(const Progress& progress) {
@@ -97,8 +98,8 @@ private:
                 Bounds& bounds = rows[static_cast<std::size_t>(row)];
                 VisitTriangles(mDepth, mLimit, row, [&](cv::Point a, cv::Point b, cv::Point c) {
                     for (const cv::Point p : {a, b, c}) {
-                        bounds.x.Add(static_cast<double>(mCloud.x(p)));
-                        bounds.y.Add(static_cast<double>(mCloud.y(p)));
+                        bounds.x.Add(mCloud.x(p));
+                        bounds.y.Add(mCloud.y(p));
                     }
                 });
             }
@@ -114,20 +115,22 @@ private:
 
     cv::Size MakeGrid(const Bounds& bounds) {
         const auto cells = [&](const Extent& e, double& first) {
-            const double lower = std::ceil(e.least / mPitch - kEdgeTolerance);
+            const double lower = std::ceil(static_cast<double>(e.least) / mPitch - kEdgeTolerance);
             first = lower * mPitch;
-            return std::floor(e.most / mPitch + kEdgeTolerance) - lower + 1;
+            return std::floor(static_cast<double>(e.most) / mPitch + kEdgeTolerance) - lower + 1;
         };
         const double columns = cells(bounds.x, mX0), rows = cells(bounds.y, mY0);
+        const auto width = static_cast<double>(bounds.x.most - bounds.x.least);
+        const auto height = static_cast<double>(bounds.y.most - bounds.y.least);
         if (columns < 1 || rows < 1) {
-            throw InputError(cv::format("a pitch of %g mm is larger than the surface (%.3g x %.3g mm)", mPitch,
-                                        bounds.x.most - bounds.x.least, bounds.y.most - bounds.y.least));
+            throw InputError(
+                cv::format("a pitch of %g mm is larger than the surface (%.3g x %.3g mm)", mPitch, width, height));
         }
         if (columns > kMaxImageSide || rows > kMaxImageSide || columns * rows > kLargestGrid) {
             throw InputError(
                 cv::format("a pitch of %g mm makes a grid of %.0f x %.0f pixels, which is too large: the "
                            "surface is %.3g x %.3g mm",
-                           mPitch, columns, rows, bounds.x.most - bounds.x.least, bounds.y.most - bounds.y.least));
+                           mPitch, columns, rows, width, height));
         }
         return {static_cast<int>(columns), static_cast<int>(rows)};
     }
@@ -136,7 +139,7 @@ private:
         const double above = mY0 + (rows.start - 1) * mPitch, below = mY0 + rows.end * mPitch;
         for (int row = 0; row + 1 < mCloud.z.rows; ++row) {
             const Extent& y = mRows[static_cast<std::size_t>(row)];
-            if (y.most < above || y.least > below) continue;
+            if (static_cast<double>(y.most) < above || static_cast<double>(y.least) > below) continue;
             VisitTriangles(mDepth, mLimit, row, [&](cv::Point a, cv::Point b, cv::Point c) {
                 FillTriangle(heights, rows, At(a), At(b), At(c));
             });
@@ -144,16 +147,17 @@ private:
     }
 
     Vertex At(cv::Point p) const {
-        return {(static_cast<double>(mCloud.x(p)) - mX0) / mPitch, (static_cast<double>(mCloud.y(p)) - mY0) / mPitch,
-                -static_cast<double>(mCloud.z(p))};
+        return {(static_cast<double>(mCloud.x(p)) - mX0) * mPerPitch,
+                (static_cast<double>(mCloud.y(p)) - mY0) * mPerPitch, -static_cast<double>(mCloud.z(p))};
     }
 
     static void FillTriangle(cv::Mat1f& heights, cv::Range rows, const Vertex& a, const Vertex& b, const Vertex& c) {
+        // Rounded up and down, for numbers above -1.
         const auto first = [](double p, double q, double r) {
-            return static_cast<int>(std::ceil(std::min({p, q, r}) - kEdgeTolerance));
+            return static_cast<int>(std::min(std::min(p, q), r) - kEdgeTolerance + 1);
         };
         const auto last = [](double p, double q, double r) {
-            return static_cast<int>(std::floor(std::max({p, q, r}) + kEdgeTolerance));
+            return static_cast<int>(std::max(std::max(p, q), r) + kEdgeTolerance);
         };
         const int top = std::max(rows.start, first(a.v, b.v, c.v)),
                   bottom = std::min(rows.end - 1, last(a.v, b.v, c.v));
@@ -161,10 +165,11 @@ private:
         if (top > bottom || left > right) return;
         const double area = (b.u - a.u) * (c.v - a.v) - (c.u - a.u) * (b.v - a.v);
         if (std::abs(area) < 1e-12) return;
+        const double perArea = 1 / area;
         for (int v = top; v <= bottom; ++v) {
             for (int u = left; u <= right; ++u) {
-                const double p = ((b.u - u) * (c.v - v) - (c.u - u) * (b.v - v)) / area;
-                const double q = ((c.u - u) * (a.v - v) - (a.u - u) * (c.v - v)) / area;
+                const double p = ((b.u - u) * (c.v - v) - (c.u - u) * (b.v - v)) * perArea;
+                const double q = ((c.u - u) * (a.v - v) - (a.u - u) * (c.v - v)) * perArea;
                 const double r = 1 - p - q, least = -kEdgeTolerance;
                 if (p < least || q < least || r < least) continue;
                 const auto h = static_cast<float>(p * a.h + q * b.h + r * c.h);
@@ -176,7 +181,7 @@ private:
 
     const Cloud& mCloud;
     const cv::Mat1f mDepth;
-    const double mPitch;
+    const double mPitch, mPerPitch;
     const float mLimit;
     double mX0 = 0, mY0 = 0;
     std::vector<Extent> mRows;  // of y, between a row and the next

@@ -10,19 +10,23 @@ namespace {
 
 std::string NumberText(double value) { return std::isfinite(value) ? cv::format("%.9g", value) : ""; }
 
+bool IsCount(const Quantity& q) { return q.unit.empty() && q.value == std::round(q.value) && std::abs(q.value) < 1e15; }
+
 }  // namespace
 
 std::string JsonOf(const Quantities& quantities) {
-    nlohmann::ordered_json json = nlohmann::ordered_json::object();
+    using Json = nlohmann::ordered_json;
+    std::string text;
     for (const Quantity& q : quantities) {
-        auto& entry = json[q.name];
-        if (std::isfinite(q.value))
-            entry["value"] = q.value;
-        else
-            entry["value"] = nullptr;
+        Json entry;
+        entry["value"] = !std::isfinite(q.value) ? Json(nullptr)
+                         : IsCount(q)            ? Json(std::llround(q.value))
+                                                 : Json(q.value);
         if (!q.unit.empty()) entry["unit"] = q.unit;
+        text += (text.empty() ? "\n    " : ",\n    ") + Json(q.name).dump() + ": " +
+                entry.dump(-1, ' ', false, Json::error_handler_t::replace);
     }
-    return json.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
+    return "{" + text + "\n  }";
 }
 
 std::string CsvOf(const Quantities& quantities) {
@@ -38,7 +42,8 @@ std::string TextOf(const Quantities& quantities) {
     for (const Quantity& q : quantities) {
         std::string name = q.name;
         std::replace(name.begin(), name.end(), '_', ' ');
-        const std::string value = std::isfinite(q.value) ? cv::format("%.6g", q.value) : "unknown";
+        const std::string value =
+            std::isfinite(q.value) ? cv::format(IsCount(q) ? "%.0f" : "%.6g", q.value) : "unknown";
         text += "  " + name + std::string(width - name.size(), ' ') + "  " + value +
                 (q.unit.empty() ? "" : " " + q.unit) + "\n";
     }

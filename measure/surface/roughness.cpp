@@ -13,9 +13,10 @@ namespace measure {
 namespace {
 
 constexpr double kLongestCutoff = 32767;  // pixels
+constexpr double kTruncation = 0.8;       // of the cut-off: 2e-5 of the weight lie beyond
 
 cv::Mat1f GaussianWeights(double cutoff) {
-    const int radius = std::max(1, static_cast<int>(std::floor(cutoff)));
+    const int radius = std::max(1, static_cast<int>(std::ceil(kTruncation * cutoff)));
     cv::Mat1f weights(1, 2 * radius + 1);
     const double scale = CV_PI / (std::log(2.0) / CV_PI * cutoff * cutoff);  // π / (α λ)², α² = ln 2 / π
     for (int i = -radius; i <= radius; ++i) weights(i + radius) = static_cast<float>(std::exp(-scale * i * i));
@@ -136,7 +137,7 @@ cv::Mat1f GaussianFilter(const cv::Mat1f& heights, double cutoff, const Progress
     const cv::Mat2f weighted = Weighted(heights);
     cv::Mat1f smooth(heights.size());
     // Bands see their neighbours' rows, which costs as many rows again as the weights are long.
-    const int band = std::max(64, 2 * weights.cols);
+    const int band = std::max(64, 4 * weights.cols);
     const int bands = (heights.rows + band - 1) / band, together = std::max(1, cv::getNumThreads());
     for (int first = 0; first < bands; first += together) {
         progress.Report("filtering", static_cast<double>(first) / bands);

@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
 #include "measure/error.h"
 #include "measure/surface.h"
@@ -27,7 +28,7 @@ public:
         Judge(step);
         const double freedom = std::max(1.0, static_cast<double>(step.basePixels) + step.topPixels - 4);
         const double variance = mSquares / freedom;
-        step.correlation = Correlation(progress);
+        step.correlation = Correlation(mSquares / (freedom + 4), progress);
         step.standardError = std::sqrt(variance * inverse(3, 3) * step.correlation);
         return step;
     }
@@ -41,9 +42,10 @@ private:
     Sums SumRow(int y, const uchar* area) const {
         Sums s;
         const float* const z = mMap.z[y];
+        const double perPixel = 1 / mScale;
         for (int x = 0; x < mMap.z.cols; ++x) {
             if (area[x] == 0) continue;
-            const double u = (x - mCentre.x) / mScale, h = static_cast<double>(z[x]);
+            const double u = (x - mCentre.x) * perPixel, h = static_cast<double>(z[x]);
             s.n += 1;
             s.x += u;
             s.xx += u * u;
@@ -84,15 +86,19 @@ private:
     // What remains at each pixel of the areas, 0 elsewhere.
     void Judge(Step& step) {
         mRest = cv::Mat1f(mMap.z.size(), 0.0f);
+        mInside = cv::Mat1f(mMap.z.size(), 0.0f);
         double base = 0, top = 0;
+        const double perColumn = mSolution[0] / mScale;
         for (int y = 0; y < mRest.rows; ++y) {
-            const double v = (y - mCentre.y) / mScale, row = mSolution[1] * v + mSolution[2];
+            const double row = mSolution[1] * (y - mCentre.y) / mScale + mSolution[2] - perColumn * mCentre.x;
+            const uchar *const isTop = mTop[y], *const isBase = mBase[y];
+            const float* const z = mMap.z[y];
             for (int x = 0; x < mRest.cols; ++x) {
-                const bool onTop = mTop(y, x) != 0;
-                if (!onTop && mBase(y, x) == 0) continue;
-                const double fitted = mSolution[0] * (x - mCentre.x) / mScale + row + (onTop ? mSolution[3] : 0.0);
-                const double rest = static_cast<double>(mMap.z(y, x)) - fitted;
+                const bool onTop = isTop[x] != 0;
+                if (!onTop && isBase[x] == 0) continue;
+                const double rest = static_cast<double>(z[x]) - (row + perColumn * x + (onTop ? mSolution[3] : 0.0));
                 mRest(y, x) = static_cast<float>(rest);
+                mInside(y, x) = 1.0f;
                 (onTop ? top : base) += rest * rest;
                 ++(onTop ? step.topPixels : step.basePixels);
             }
@@ -104,20 +110,15 @@ private:
 
     // The variance of a mean of pixels that are alike within some distance is that of independent ones times the sum of
     // their autocorrelation over all distances; it is taken as the product of those along rows and columns.
-    double Correlation(const Progress& progress) const {
-        cv::Mat1f inside;
-        cv::Mat1b(mBase | mTop).convertTo(inside, CV_32F, 1.0 / 255);
+    double Correlation(double variance, const Progress& progress) const {
         double product = 1;
         for (const cv::Point axis : {cv::Point(1, 0), cv::Point(0, 1)}) {
             const int longest = std::min(kLongestLag, (axis.x > 0 ? mRest.cols : mRest.rows) - 1);
             double sum = 1;
             for (int lag = 1; lag <= longest; ++lag) {
                 progress.Report("judging what remains", 0.5);
-                const cv::Rect here(0, 0, mRest.cols - lag * axis.x, mRest.rows - lag * axis.y);
-                const cv::Rect there = here + lag * axis;
-                const double pairs = inside(here).dot(inside(there));
-                const double variance = mSquares / cv::sum(inside)[0];
-                const double rho = pairs > 0 && variance > 0 ? mRest(here).dot(mRest(there)) / pairs / variance : 0;
+                const auto [products, pairs] = PairsAt(lag * axis);
+                const double rho = pairs > 0 && variance > 0 ? products / pairs / variance : 0;
                 // Below twice its own deviation it is no more than chance.
                 if (rho < std::max(kLeastCorrelation, 2 / std::sqrt(std::max(1.0, pairs)))) break;
                 sum += 2 * rho;
@@ -127,6 +128,23 @@ private:
         return product;
     }
 
+    // The sum of products of what remains, over pairs of pixels so far apart, and their number; of every n-th row of
+    // large maps.
+    std::pair<double, double> PairsAt(cv::Point shift) const {
+        const int step = 1 + static_cast<int>(mRest.total() / kEnoughPixels);
+        std::pair<double, double> sums;
+        for (int y = 0; y + shift.y < mRest.rows; y += step) {
+            const auto dot = [&](const cv::Mat1f& image) {
+                const cv::Range here(0, image.cols - shift.x), there(shift.x, image.cols);
+                return image.row(y).colRange(here).dot(image.row(y + shift.y).colRange(there));
+            };
+            sums.first += dot(mRest);
+            sums.second += dot(mInside);
+        }
+        return sums;
+    }
+
+    static constexpr std::size_t kEnoughPixels = 400000;
     static constexpr int kLongestLag = 64;
     static constexpr double kLeastCorrelation = 0.02;
 
@@ -136,7 +154,7 @@ private:
     double mScale = 1;
     cv::Matx44d mNormal = cv::Matx44d::zeros();
     cv::Vec4d mRight, mSolution;
-    cv::Mat1f mRest;
+    cv::Mat1f mRest, mInside;  // and 1 at the pixels of the areas
     double mSquares = 0;
 };
 

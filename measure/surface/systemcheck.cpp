@@ -17,6 +17,7 @@ Points PointsIn(const Cloud& cloud, const cv::Mat1b& area) {
         throw InputError("the pictures of x, y and z differ in size");
     if (!area.empty() && area.size() != cloud.z.size()) throw InputError("the area and the points differ in size");
     Points points;
+    points.reserve(area.empty() ? cloud.z.total() : static_cast<std::size_t>(cv::countNonZero(area)));
     for (int y = 0; y < cloud.z.rows; ++y) {
         for (int x = 0; x < cloud.z.cols; ++x) {
             if (!area.empty() && area(y, x) < 128) continue;
@@ -118,6 +119,25 @@ public:
 
 // --- Both ------------------------------------------------------------------------------------------------------------
 
+template <class Shape>
+void LeaveOut(Points& points, std::size_t count, const Shape& shape) {
+    std::vector<float> distances;
+    distances.reserve(points.size());
+    for (const cv::Vec3d& p : points) distances.push_back(static_cast<float>(std::abs(shape.Deviation(p))));
+    std::vector<float> ordered = distances;
+    const auto worst = ordered.end() - static_cast<std::ptrdiff_t>(count);
+    std::nth_element(ordered.begin(), worst, ordered.end());
+    const float limit = *worst;
+    std::size_t kept = 0;
+    for (std::size_t i = 0; i < points.size(); ++i) {
+        if (count > 0 && distances[i] >= limit)
+            --count;
+        else
+            points[kept++] = points[i];
+    }
+    points.resize(kept);
+}
+
 // Fits, leaves the worst points out, and fits again; `range` and the counts belong to the points that are left.
 template <class Shape, class Fit>
 Shape FitTwice(Points points, double share, double Fit::*range, Fit& fit, const Progress& progress) {
@@ -127,11 +147,7 @@ Shape FitTwice(Points points, double share, double Fit::*range, Fit& fit, const 
     Shape shape(points);
     const auto discarded = static_cast<std::size_t>(share * static_cast<double>(points.size()));
     if (discarded > 0) {
-        const auto kept = points.end() - static_cast<std::ptrdiff_t>(discarded);
-        std::nth_element(points.begin(), kept, points.end(), [&](const cv::Vec3d& a, const cv::Vec3d& b) {
-            return std::abs(shape.Deviation(a)) < std::abs(shape.Deviation(b));
-        });
-        points.erase(kept, points.end());
+        LeaveOut(points, discarded, shape);
         progress.Report("fitting", 0.5);
         shape = Shape(points);
     }

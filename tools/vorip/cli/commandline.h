@@ -65,8 +65,8 @@ public:
     CommandLine(const CommandLine&) = delete;
     CommandLine& operator=(const CommandLine&) = delete;
 
-    // A command with one line about it and the details that its help ends with. The reference stays valid. A name of two
-    // words, as in "surface level", is a command of the one that was added as "surface", which then has none of its own.
+    // A command with one line about it and the details that its help ends with. The reference stays valid. A name of
+    // two words, as in "surface level", is a command within the one that was added as "surface" before.
     Command& Add(const std::string& name, const std::string& about, const std::string& details);
 
     // Runs the command that the arguments name, or prints the help that they ask for. Throws measure::InputError for
