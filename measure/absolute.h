@@ -129,6 +129,7 @@ struct AbsolutePhase {
 
     int finest = 0;      // index of the finest set
     double period = 0;   // of the finest set, projector pixels
+    double length = 0;   // of the coded direction, projector pixels
     int direction = 1;   // coordinate = direction · period · (phase - offset) / 2 π
     double offset = 0;   // radians: the phase at coordinate 0
     int repeat = 0;      // above 0: the sets do not cover the length, orders are known modulo this many periods

@@ -59,6 +59,7 @@ private:
         Result().finest = static_cast<int>(order[0]);
         Result().period = mPeriods[0];
         Result().direction = Axis().direction;
+        Result().length = Axis().length;
         if (Axis().length / mPeriods[0] > 30000)
             throw InputError("length: more than 30000 periods of the finest set cannot be told apart");
         mRepeat = FindRepeat(mPeriods, Axis().length);

@@ -19,6 +19,7 @@ std::string SummaryOf(const AbsolutePhase& result) {
     json["height"] = result.mask.rows;
     json["finest_set"] = result.finest;
     json["period"] = Rounded(result.period);
+    json["projector_pixels"] = Rounded(result.length);
     json["direction"] = result.direction;
     json["offset_radians"] = Rounded(result.offset);
     json["orders_known_modulo"] = result.repeat > 0 ? Json(result.repeat) : Json(nullptr);

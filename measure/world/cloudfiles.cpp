@@ -1,0 +1,186 @@
+// Clouds as files of other programs.
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <cmath>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <vector>
+
+#include "measure/cloud.h"
+#include "measure/error.h"
+
+namespace measure {
+namespace {
+
+static_assert(sizeof(float) == 4 && sizeof(int) == 4, "PLY has elements of 32 bits");
+
+// Little-endian bytes, as every machine has them that this is built for.
+template <class T>
+std::uint8_t* Put(std::uint8_t* to, const T& value) {
+    std::memcpy(to, &value, sizeof value);
+    return to + sizeof value;
+}
+
+// Numbers of the vertices: -1 where there is none.
+cv::Mat1i NumberPoints(const Cloud& cloud, int& count) {
+    cv::Mat1i numbers(cloud.z.size());
+    count = 0;
+    for (int y = 0; y < cloud.z.rows; ++y)
+        for (int x = 0; x < cloud.z.cols; ++x) numbers(y, x) = std::isfinite(cloud.z(y, x)) ? count++ : -1;
+    return numbers;
+}
+
+// The triangles of the square right of and below each pixel: two where all its corners are there, split along the
+// diagonal whose depths are nearer to each other, one where three are.
+class Triangles {
+public:
+    Triangles(const Cloud& cloud, const cv::Mat1i& numbers, double maxStep)
+        : mZ(cloud.z), mNumbers(numbers), mMaxStep(static_cast<float>(maxStep)) {}
+
+    // Calls `use(a, b, c)` with the numbers of vertices, anticlockwise as the camera sees them: their front.
+    template <class Use>
+    void ForRow(int y, const Use& use) const {
+        for (int x = 0; x + 1 < mZ.cols; ++x) {
+            const std::array<cv::Point, 4> p = {{{x, y}, {x + 1, y}, {x + 1, y + 1}, {x, y + 1}}};
+            const int missing =
+                static_cast<int>(std::count_if(p.begin(), p.end(), [this](cv::Point at) { return mNumbers(at) < 0; }));
+            if (missing > 1) continue;
+            if (missing == 1) {
+                std::size_t gap = 0;
+                while (mNumbers(p[gap]) >= 0) ++gap;
+                Try(p[(gap + 1) % 4], p[(gap + 2) % 4], p[(gap + 3) % 4], use);
+            } else if (std::abs(mZ(p[0]) - mZ(p[2])) <= std::abs(mZ(p[1]) - mZ(p[3]))) {
+                Try(p[0], p[1], p[2], use);
+                Try(p[0], p[2], p[3], use);
+            } else {
+                Try(p[0], p[1], p[3], use);
+                Try(p[1], p[2], p[3], use);
+            }
+        }
+    }
+
+private:
+    template <class Use>
+    void Try(cv::Point a, cv::Point b, cv::Point c, const Use& use) const {
+        const auto [least, greatest] = std::minmax({mZ(a), mZ(b), mZ(c)});
+        if (greatest - least <= mMaxStep) use(mNumbers(a), mNumbers(c), mNumbers(b));
+    }
+
+    const cv::Mat1f& mZ;
+    const cv::Mat1i& mNumbers;
+    float mMaxStep;
+};
+
+struct Counts {
+    int vertices = 0, faces = 0;
+};
+
+std::string HeaderOf(const Counts& counts, bool hasGrey, bool hasFaces) {
+    std::string text =
+        "ply\nformat binary_little_endian 1.0\ncomment millimetres, x right, y down, z away from the camera\n";
+    text += "element vertex " + std::to_string(counts.vertices) + "\n";
+    for (const char* axis : {"x", "y", "z"}) text += std::string("property float ") + axis + "\n";
+    if (hasGrey)
+        for (const char* colour : {"red", "green", "blue"}) text += std::string("property uchar ") + colour + "\n";
+    if (hasFaces) text += "element face " + std::to_string(counts.faces) + "\nproperty list uchar int vertex_indices\n";
+    return text + "end_header\n";
+}
+
+constexpr int kReportRows = 64;
+
+constexpr std::size_t kMostDigits = 64;  // of a number, with what separates it from the next one
+
+// A number of millimetres with four decimals.
+char* PutDecimal(char* to, float value) {
+    if (!(std::abs(value) < 1e9f)) return std::to_chars(to, to + kMostDigits, value).ptr;
+    const auto units = static_cast<std::int64_t>(std::llround(static_cast<double>(value) * 1e4));
+    const auto size = static_cast<std::uint64_t>(std::abs(units));
+    if (units < 0) *to++ = '-';
+    to = std::to_chars(to, to + kMostDigits, size / 10000).ptr;
+    *to++ = '.';
+    for (std::uint64_t rest = size % 10000, digit = 1000; digit > 0; rest %= digit, digit /= 10)
+        *to++ = static_cast<char>('0' + rest / digit);
+    return to;
+}
+
+}  // namespace
+
+double DepthStep(const Cloud& cloud) {
+    std::vector<float> distances;
+    const int step = std::max(1, static_cast<int>(std::sqrt(double(cloud.z.total()) / 20000)));
+    for (int y = 0; y < cloud.z.rows; y += step)
+        for (int x = 0; x + 1 < cloud.z.cols; x += step) {
+            const float distance = std::hypot(cloud.x(y, x + 1) - cloud.x(y, x), cloud.y(y, x + 1) - cloud.y(y, x));
+            if (std::isfinite(distance)) distances.push_back(distance);
+        }
+    if (distances.empty()) return 0;
+    const auto middle = distances.begin() + static_cast<std::ptrdiff_t>(distances.size() / 2);
+    std::nth_element(distances.begin(), middle, distances.end());
+    return 6 * static_cast<double>(*middle);
+}
+
+std::vector<std::uint8_t> EncodePly(const Cloud& cloud, const PlyOptions& options, const Progress& progress) {
+    const cv::Size size = cloud.z.size();
+    if (!options.grey.empty() && options.grey.size() != size)
+        throw InputError("the grey values and the points differ in size");
+    Counts counts;
+    const cv::Mat1i numbers = NumberPoints(cloud, counts.vertices);
+    const Triangles triangles(cloud, numbers, options.maxDepthStep > 0 ? options.maxDepthStep : DepthStep(cloud));
+    if (options.faces)
+        for (int y = 0; y + 1 < size.height; ++y) triangles.ForRow(y, [&](int, int, int) { ++counts.faces; });
+
+    const std::string header = HeaderOf(counts, !options.grey.empty(), options.faces);
+    const std::size_t vertexBytes = options.grey.empty() ? 12 : 15, faceBytes = 13;
+    std::vector<std::uint8_t> bytes(header.size() + vertexBytes * static_cast<std::size_t>(counts.vertices) +
+                                    faceBytes * static_cast<std::size_t>(counts.faces));
+    std::uint8_t* to = std::copy(header.begin(), header.end(), bytes.data());
+    for (int y = 0; y < size.height; ++y) {
+        if (y % kReportRows == 0) progress.Report("collecting points", 0.5 * y / size.height);
+        for (int x = 0; x < size.width; ++x) {
+            if (numbers(y, x) < 0) continue;
+            for (const cv::Mat1f* image : {&cloud.x, &cloud.y, &cloud.z}) to = Put(to, (*image)(y, x));
+            if (!options.grey.empty())
+                for (int colour = 0; colour < 3; ++colour) to = Put(to, options.grey(y, x));
+        }
+    }
+    for (int y = 0; options.faces && y + 1 < size.height; ++y) {
+        if (y % kReportRows == 0) progress.Report("collecting triangles", 0.5 + 0.5 * y / size.height);
+        triangles.ForRow(y, [&to](int a, int b, int c) {
+            to = Put(to, std::uint8_t{3});
+            for (const int number : {a, b, c}) to = Put(to, number);
+        });
+    }
+    return bytes;
+}
+
+std::vector<std::uint8_t> EncodeXyz(const Cloud& cloud, const Progress& progress) {
+    std::vector<std::uint8_t> bytes;
+    std::vector<char> line(static_cast<std::size_t>(cloud.z.cols) * 3 * kMostDigits);
+    for (int y = 0; y < cloud.z.rows; ++y) {
+        if (y % kReportRows == 0) progress.Report("collecting points", double(y) / cloud.z.rows);
+        char* to = line.data();
+        for (int x = 0; x < cloud.z.cols; ++x) {
+            if (!std::isfinite(cloud.z(y, x))) continue;
+            for (const cv::Mat1f* image : {&cloud.x, &cloud.y, &cloud.z}) {
+                to = PutDecimal(to, (*image)(y, x));
+                *to++ = image == &cloud.z ? '\n' : ' ';
+            }
+        }
+        bytes.insert(bytes.end(), line.data(), to);
+    }
+    return bytes;
+}
+
+void WriteCloud(const std::string& file, const Cloud& cloud, const PlyOptions& options, const Progress& progress) {
+    const std::string ending = std::filesystem::path(file).extension().string();
+    if (ending != ".ply" && ending != ".xyz") throw InputError(file + ": the ending must be .ply or .xyz");
+    const auto bytes = ending == ".ply" ? EncodePly(cloud, options, progress) : EncodeXyz(cloud, progress);
+    std::ofstream stream(file, std::ios::binary);
+    stream.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+    stream.close();
+    if (!stream) throw OutputError(file + ": cannot be written");
+}
+
+}  // namespace measure
