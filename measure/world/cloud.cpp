@@ -13,7 +13,7 @@
 namespace measure {
 namespace {
 
-constexpr double kLeastSensitivity = 0.02;  // of the projector's focal length: fringes that run along the baseline
+constexpr double kLeastSensitivity = 0.05;  // of the projector's focal length: fringes that run along the baseline
 constexpr double kMostlyPossible = 0.9;     // share of the points; below, something is wrong, below half all is
 constexpr double kDoubtfulResidual = 3;     // projector pixels, median
 constexpr double kHopelessResidual = 25;

@@ -13,7 +13,7 @@ constexpr AddCommand kCommands[] = {
     vorip::AddPhaseCommand,   vorip::AddUnwrapCommand,  vorip::AddAverageCommand, vorip::AddGradientCommand,
     vorip::AddFlattenCommand, vorip::AddPictureCommand, vorip::AddQualityCommand, vorip::AddRegionsCommand,
     vorip::AddShadeCommand,   vorip::AddFilterCommand,  vorip::AddDecodeCommand,  vorip::AddGeometryCommand,
-    vorip::AddEdgesCommand,   vorip::AddColoursCommand, vorip::AddSurfaceCommands,
+    vorip::AddEdgesCommand,   vorip::AddColoursCommand, vorip::AddPointsCommand,  vorip::AddSurfaceCommands,
     vorip::AddDemoCommand,
 };
 

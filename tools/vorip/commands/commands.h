@@ -17,6 +17,7 @@ void AddRegionsCommand(CommandLine& program);
 void AddShadeCommand(CommandLine& program);
 void AddFilterCommand(CommandLine& program);
 void AddDecodeCommand(CommandLine& program);
+void AddPointsCommand(CommandLine& program);
 void AddGeometryCommand(CommandLine& program);
 void AddEdgesCommand(CommandLine& program);
 void AddColoursCommand(CommandLine& program);
