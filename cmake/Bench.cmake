@@ -10,6 +10,8 @@ if(have_library)
         target_link_libraries(${name} PRIVATE voripbase_options voripbase::measure benchmark::benchmark
             voripbase::opencv_core voripbase::opencv_imgproc)
     endforeach()
+    voripbase_find_opencv(calib3d)  # a counterpart
+    target_link_libraries(bench_world PRIVATE voripbase::opencv_calib3d)
 endif()
 
 # How right the results are; no timing of operations, so it stands apart from the benchmarks.

@@ -20,8 +20,7 @@ namespace {  // the same short names stand in other files of this folder
 constexpr std::size_t kChunk = 256;  // pixels whose rays stay in the first-level cache
 constexpr int kRayRounds = 20;
 constexpr double kRayError = 1e-7;  // normalised coordinates that a ray may miss its pixel by
-constexpr int kNewtonRounds = 3;    // of the projector's coordinate
-constexpr double kLastStep = 0.1;   // pixels; the next one would be below 1e-5
+constexpr double kLastStep = 0.05;  // pixels; the next one would be below 1e-3
 constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
 constexpr double kGreatest = std::numeric_limits<float>::max();
 
@@ -80,27 +79,26 @@ HWY_ATTR void RayLoop(double* rayX, double* rayY, const LensTerms& l, double pix
     }
 }
 
-// A point of the projector's picture, its distortion undone, on the epipolar line of a camera ray.
-struct OnLine {
-    double along, across;  // NaN where no point explains the coordinate
-    double rise;           // of the distorted coordinate with `along`
+template <class T>
+struct Terms {
+    T k1, k2, k3, p1, p2;
+    explicit Terms(const LensTerms& l)
+        : k1(static_cast<T>(l.k1)),
+          k2(static_cast<T>(l.k2)),
+          k3(static_cast<T>(l.k3)),
+          p1(static_cast<T>(2 * l.p1)),
+          p2(static_cast<T>(l.p2)) {}
 };
 
-// Finds where the distorted coordinate is `wanted` on the line across = begin + lean * along.
-template <bool distorted>
-HWY_INLINE OnLine FindOnLine(const LensTerms& l, double wanted, double begin, double lean) {
-    double u = wanted, step = 0, rise = 1;
-    if constexpr (distorted)
-        for (int k = 0; k < kNewtonRounds; ++k) {
-            const double v = begin + lean * u, r2 = u * u + v * v, radial = Radial(l, r2);
-            const double change = 2 * (u + v * lean);  // of r2 with u
-            rise = radial + u * change * (l.k1 + r2 * (2 * l.k2 + r2 * 3 * l.k3)) + 2 * l.p1 * (v + u * lean) +
-                   l.p2 * (change + 4 * u);
-            step = (u * radial + TangentialX(l, u, v, r2) - wanted) / rise;
-            u -= step;
-        }
-    u = (std::abs(step * l.fx) < kLastStep) & (rise > 0) ? u : std::numeric_limits<double>::quiet_NaN();
-    return {u, begin + lean * u, rise};
+// One round of Newton's method for the point at u, v = begin + lean * u, whose distorted coordinate shall be `wanted`.
+template <class T>
+HWY_INLINE T NextOnLine(const Terms<T>& l, T begin, T lean, T wanted, T u, T& inverse) {
+    const T v = begin + lean * u, r2 = u * u + v * v, half = u + v * lean;  // half: of the rise of r2 with u
+    const T radial = T{1} + r2 * (l.k1 + r2 * (l.k2 + r2 * l.k3));
+    const T rise = radial + T{2} * u * half * (l.k1 + r2 * (T{2} * l.k2 + r2 * (T{3} * l.k3))) + l.p1 * (v + u * lean) +
+                   T{2} * l.p2 * (half + T{2} * u);
+    inverse = T{1} / rise;
+    return u - (u * radial + l.p1 * (u * v) + l.p2 * (r2 + T{2} * (u * u)) - wanted) * inverse;
 }
 
 HWY_INLINE double Linear(const double (&m)[3], double x, double y) { return m[0] * x + m[1] * y + m[2]; }
@@ -108,61 +106,137 @@ HWY_INLINE double Linear(const double (&m)[3], double x, double y) { return m[0]
 struct Depth {
     double z, slope;  // slope: of z with the phase
 };
-struct Seen {
-    OnLine at;
-    Depth depth;
-};
 
 // A camera ray holds the points o + z s of the projector's frame; its picture is a line, the cross product of o and s.
-template <bool distorted>
-HWY_INLINE Seen Triangulate(const StereoModel& m, double x, double y, double phase) {
-    const double s0 = Linear(m.slope[0], x, y), o0 = Linear(m.offset[0], x, y);
-    const double s1 = Linear(m.slope[1], x, y), o1 = Linear(m.offset[1], x, y);
-    const double s2 = Linear(m.slope[2], x, y), o2 = Linear(m.offset[2], x, y);
-    const double turn = o2 * s0 - o0 * s2, inverse = 1 / turn;
-    const double lean = (o2 * s1 - o1 * s2) * inverse, begin = (o1 * s0 - o0 * s1) * inverse;
-    const OnLine at = FindOnLine<distorted>(m.projector, m.scale * phase + m.shift, begin, lean);
-    const double divisor = 1 / (s0 - at.along * s2);
-    return {at, {(at.along * o2 - o0) * divisor, m.scale * turn * divisor * divisor / at.rise}};
+// Rays of a pinhole all begin at one point, those of a telecentric camera have one direction.
+template <bool central>
+struct Ray {
+    double s0, s2, o0, o2;
+    HWY_INLINE Ray(const StereoModel& m, double x, double y)
+        : s0(Slope(m, 0, x, y)), s2(Slope(m, 2, x, y)), o0(Offset(m, 0, x, y)), o2(Offset(m, 2, x, y)) {}
+    static HWY_INLINE double Slope(const StereoModel& m, int k, double x, double y) {
+        return central ? Linear(m.slope[k], x, y) : m.slope[k][2];
+    }
+    static HWY_INLINE double Offset(const StereoModel& m, int k, double x, double y) {
+        return central ? m.offset[k][2] : Linear(m.offset[k], x, y);
+    }
+    HWY_INLINE double Turn() const { return o2 * s0 - o0 * s2; }
+};
+
+// Where the pixels of a chunk are in the projector's picture, distortion undone: NaN where no point explains the phase.
+struct Found {
+    double along[kChunk], begin[kChunk], lean[kChunk];  // across = begin + lean * along: the epipolar line
+    double inverse[kChunk];                             // of the rise of the distorted coordinate with `along`
+};
+
+// Step by step for all pixels of a chunk: what a pixel needs is one long chain, of which few fit into a CPU at a time.
+// Three rounds: two in single precision, which leave some 1e-7, and one in double precision with the rise of the
+// second, which leaves 1e-6 of that.
+template <bool distorted, bool central, class P>
+HWY_ATTR void Find(const StereoModel& given, const double* x, const double* y, const P* phase, Found& found,
+                   std::size_t count) {
+    const StereoModel m = given;
+    double *along = found.along, *begins = found.begin, *leans = found.lean, *inverses = found.inverse;
+    VORIP_INDEPENDENT_LOOP
+    for (std::size_t i = 0; i < count; ++i) {
+        const Ray<central> ray(m, x[i], y[i]);
+        const double s1 = ray.Slope(m, 1, x[i], y[i]), o1 = ray.Offset(m, 1, x[i], y[i]), inverse = 1 / ray.Turn();
+        leans[i] = (ray.o2 * s1 - o1 * ray.s2) * inverse;
+        begins[i] = (o1 * ray.s0 - ray.o0 * s1) * inverse;
+        along[i] = m.scale * static_cast<double>(phase[i]) + m.shift;
+        inverses[i] = 1;
+    }
+    if constexpr (!distorted) return;
+    float wanted[kChunk], begin[kChunk], lean[kChunk], rough[kChunk], inverse[kChunk];
+    VORIP_INDEPENDENT_LOOP
+    for (std::size_t i = 0; i < count; ++i) {
+        rough[i] = wanted[i] = static_cast<float>(along[i]);
+        begin[i] = static_cast<float>(begins[i]);
+        lean[i] = static_cast<float>(leans[i]);
+    }
+    const Terms<float> f(m.projector);
+    for (int round = 0; round < 2; ++round) {
+        VORIP_INDEPENDENT_LOOP
+        for (std::size_t i = 0; i < count; ++i)
+            rough[i] = NextOnLine(f, begin[i], lean[i], wanted[i], rough[i], inverse[i]);
+    }
+    const Terms<double> l(m.projector);
+    const double fx = m.projector.fx;
+    VORIP_INDEPENDENT_LOOP
+    for (std::size_t i = 0; i < count; ++i) {
+        const auto u = static_cast<double>(rough[i]);
+        const double v = begins[i] + leans[i] * u, r2 = u * u + v * v;
+        const double radial = 1 + r2 * (l.k1 + r2 * (l.k2 + r2 * l.k3));
+        const double seen = u * radial + l.p1 * (u * v) + l.p2 * (r2 + 2 * (u * u));
+        const auto quotient = static_cast<double>(inverse[i]);
+        const double step = (seen - along[i]) * quotient;
+        const bool good = (std::abs(step * fx) < kLastStep) & (quotient > 0);
+        along[i] = good ? u - step : std::numeric_limits<double>::quiet_NaN();
+        inverses[i] = quotient;
+    }
 }
 
-template <bool distorted>
+// How depths follow from phases: `Begin` once for each chunk of pixels, then `At` for those pixels, of which pixel i of
+// the row is pixel k of the chunk.
+template <bool isDistorted, bool isCentral>
 struct Stereo {
-    StereoModel m;
-    HWY_INLINE Depth At(const Rays& rays, std::size_t i, double phase) const {
-        return Triangulate<distorted>(m, rays.x[i], rays.y[i], phase).depth;
+    static constexpr bool distorted = isDistorted;
+    const StereoModel& model;
+    Found& found;
+
+    template <class P>
+    void Begin(const Rays& rays, const P* phase, std::size_t start, std::size_t count) const {
+        Find<isDistorted, isCentral>(model, rays.x + start, rays.y + start, phase + start, found, count);
     }
+    struct Constant {
+        StereoModel m;
+        const Found* found;
+        HWY_INLINE Depth At(const Rays& rays, std::size_t i, std::size_t k, double) const {
+            const Ray<isCentral> ray(m, rays.x[i], rays.y[i]);
+            const double u = found->along[k], divisor = 1 / (ray.s0 - u * ray.s2);
+            return {(u * ray.o2 - ray.o0) * divisor, m.scale * ray.Turn() * divisor * divisor * found->inverse[k]};
+        }
+    };
+    Constant Get() const { return {model, &found}; }
+};
+template <class Law>
+struct Direct {
+    Law law;
+    template <class P>
+    void Begin(const Rays&, const P*, std::size_t, std::size_t) const {}
+    const Law& Get() const { return law; }
 };
 struct ReferencePlane {
     PlaneModel m;
-    HWY_INLINE Depth At(const Rays&, std::size_t i, double phase) const {
+    HWY_INLINE Depth At(const Rays&, std::size_t i, std::size_t, double phase) const {
         const double p = m.direction * (phase - m.reference[i]), inverse = 1 / (p + m.span);
         return {m.distance * p * inverse, m.direction * m.distance * m.span * inverse * inverse};
     }
 };
 struct Rational {
     RationalModel m;
-    HWY_INLINE Depth At(const Rays&, std::size_t i, double phase) const {
+    HWY_INLINE Depth At(const Rays&, std::size_t i, std::size_t, double phase) const {
         const double a = m.a[i], b = m.b[i], c = m.c[i], inverse = 1 / (1 + c * phase);
         return {(a + b * phase) * inverse, (b - a * c) * inverse * inverse};
     }
 };
 struct Cubic {
     CubicModel m;
-    HWY_INLINE Depth At(const Rays&, std::size_t i, double phase) const {
+    HWY_INLINE Depth At(const Rays&, std::size_t i, std::size_t, double phase) const {
         const double a = m.a[i], b = m.b[i], c = m.c[i], d = m.d[i];
         return {a + phase * (b + phase * (c + phase * d)), b + phase * (2 * c + phase * 3 * d)};
     }
 };
 
 template <class Law, class P>
-HWY_ATTR void Points(const Law& law, const Rays& given, const P* phase, float* x, float* y, float* z,
+HWY_ATTR void Points(const Law& law, const Rays& given, const P* phase, float* x, float* y, float* z, std::size_t start,
                      std::size_t count) {
-    const Law own = law;
+    const auto own = law.Get();
     const Rays rays = given;
     VORIP_INDEPENDENT_LOOP
-    for (std::size_t i = 0; i < count; ++i) {
-        const double depth = own.At(rays, i, static_cast<double>(phase[i])).z;
+    for (std::size_t k = 0; k < count; ++k) {
+        const std::size_t i = start + k;
+        const double depth = own.At(rays, i, k, static_cast<double>(phase[i])).z;
         const double spread = rays.base + rays.slope * depth;
         const double px = rays.x[i] * spread, py = rays.y[i] * spread;
         // One that is not finite makes the sum so.
@@ -175,28 +249,25 @@ HWY_ATTR void Points(const Law& law, const Rays& given, const P* phase, float* x
 
 template <class Law, class P>
 HWY_ATTR void Noise(const Law& law, const Rays& given, const P* phase, const float* noise, float* dst,
-                    std::size_t count) {
-    const Law own = law;
+                    std::size_t start, std::size_t count) {
+    const auto own = law.Get();
     const Rays rays = given;
     VORIP_INDEPENDENT_LOOP
-    for (std::size_t i = 0; i < count; ++i) {
-        const Depth depth = own.At(rays, i, static_cast<double>(phase[i]));
+    for (std::size_t k = 0; k < count; ++k) {
+        const std::size_t i = start + k;
+        const Depth depth = own.At(rays, i, k, static_cast<double>(phase[i]));
         const double sigma = std::abs(depth.slope) * static_cast<double>(noise[i]);
         dst[i] = sigma + std::abs(depth.z) < kGreatest ? static_cast<float>(sigma) : kNaN;
     }
 }
 
-template <bool distorted, class P>
-HWY_ATTR void Across(const StereoModel& given, const Rays& givenRays, const P* phase, float* dst, std::size_t count) {
-    const StereoModel m = given;
-    const Rays rays = givenRays;
-    const LensTerms l = m.projector;
+HWY_ATTR void Across(const LensTerms& given, const Found& found, float* dst, std::size_t count) {
+    const LensTerms l = given;
+    const double *along = found.along, *begin = found.begin, *lean = found.lean;
     VORIP_INDEPENDENT_LOOP
     for (std::size_t i = 0; i < count; ++i) {
-        const OnLine at = Triangulate<distorted>(m, rays.x[i], rays.y[i], static_cast<double>(phase[i])).at;
-        const double u = at.along, v = at.across, r2 = u * u + v * v;
-        const double seen = distorted ? v * Radial(l, r2) + TangentialY(l, u, v, r2) : v;
-        const double pixel = l.fy * seen + l.cy;
+        const double u = along[i], v = begin[i] + lean[i] * u, r2 = u * u + v * v;
+        const double pixel = l.fy * (v * Radial(l, r2) + TangentialY(l, u, v, r2)) + l.cy;
         dst[i] = std::abs(pixel) < kGreatest ? static_cast<float>(pixel) : kNaN;
     }
 }
@@ -210,35 +281,57 @@ HWY_ATTR void MarkLoop(u8* excluded, const float* values, std::size_t count) {
     for (std::size_t i = 0; i < count; ++i) excluded[i] = values[i] == values[i] ? u8{0} : u8{255};
 }
 
-// Calls `run` with what the model computes by.
+// Calls `run` with the law of a model.
 template <class F>
 void WithLaw(const StereoModel& m, const F& run) {
-    m.projector.IsDistorted() ? run(Stereo<true>{m}) : run(Stereo<false>{m});
+    Found found;
+    if (m.projector.IsDistorted())
+        m.isCentral ? run(Stereo<true, true>{m, found}) : run(Stereo<true, false>{m, found});
+    else
+        m.isCentral ? run(Stereo<false, true>{m, found}) : run(Stereo<false, false>{m, found});
 }
 template <class F>
 void WithLaw(const PlaneModel& m, const F& run) {
-    run(ReferencePlane{m});
+    run(Direct<ReferencePlane>{{m}});
 }
 template <class F>
 void WithLaw(const RationalModel& m, const F& run) {
-    run(Rational{m});
+    run(Direct<Rational>{{m}});
 }
 template <class F>
 void WithLaw(const CubicModel& m, const F& run) {
-    run(Cubic{m});
+    run(Direct<Cubic>{{m}});
+}
+
+// Calls `run(law, start, count)` for all chunks of a row.
+template <class Model, class P, class F>
+void ForChunks(const Model& m, const Rays& rays, const P* phase, std::size_t count, const F& run) {
+    WithLaw(m, [&](const auto& law) {
+        for (std::size_t start = 0; start < count; start += kChunk) {
+            const std::size_t size = std::min(kChunk, count - start);
+            law.Begin(rays, phase, start, size);
+            run(law, start, size);
+        }
+    });
 }
 
 template <class Model, class P>
 void PointLoop(const Model& m, const Rays& rays, const P* phase, float* x, float* y, float* z, std::size_t n) {
-    WithLaw(m, [&](const auto& law) { Points(law, rays, phase, x, y, z, n); });
+    ForChunks(m, rays, phase, n, [&](const auto& law, std::size_t start, std::size_t count) {
+        Points(law, rays, phase, x, y, z, start, count);
+    });
 }
 template <class Model, class P>
 void NoiseLoop(const Model& m, const Rays& rays, const P* phase, const float* noise, float* dst, std::size_t n) {
-    WithLaw(m, [&](const auto& law) { Noise(law, rays, phase, noise, dst, n); });
+    ForChunks(m, rays, phase, n, [&](const auto& law, std::size_t start, std::size_t count) {
+        Noise(law, rays, phase, noise, dst, start, count);
+    });
 }
 template <class P>
 void AcrossLoop(const StereoModel& m, const Rays& rays, const P* phase, float* dst, std::size_t n) {
-    m.projector.IsDistorted() ? Across<true>(m, rays, phase, dst, n) : Across<false>(m, rays, phase, dst, n);
+    ForChunks(m, rays, phase, n, [&](const auto& law, std::size_t start, std::size_t count) {
+        Across(m.projector, law.found, dst + start, count);
+    });
 }
 
 template <class Model, class P>

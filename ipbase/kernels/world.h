@@ -23,9 +23,11 @@ struct Rays {
 
 // The projector's frame is turned so that its coded coordinate comes first; the lens' pixels (fx, cx) are included in
 // `scale` and `shift` from phase to normalised coordinate, its fy and cy are those of the other coordinate. The ray
-// (x, y) holds the points offset + z * slope, both being m[0] x + m[1] y + m[2].
+// (x, y) holds the points offset + z * slope, either being m[0] x + m[1] y + m[2]; of a central camera all offsets,
+// of a telecentric one all slopes are m[2].
 struct StereoModel {
     double slope[3][3], offset[3][3];
+    bool isCentral;
     double scale, shift;
     LensTerms projector;
 };

@@ -86,6 +86,7 @@ private:
             std::copy_n(std::array{parallel ? 0 : a, parallel ? 0 : b, c}.data(), 3, mStereo.slope[k]);
             std::copy_n(std::array{parallel ? a : 0, parallel ? b : 0, t[k]}.data(), 3, mStereo.offset[k]);
         }
+        mStereo.isCentral = !w.mCamera.telecentric;
         mStereo.scale = w.mDirection * w.mPixelsPerPeriod / KrMath::TwoPi / lens.fx;
         mStereo.shift = (w.mOrigin - lens.cx) / lens.fx;
     }

@@ -1,0 +1,147 @@
+// From a scan along both directions to points, by the commands that people run.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <filesystem>
+#include <nlohmann/json.hpp>
+
+#include "measure/calibration.h"
+#include "measure/simulatescan.h"
+#include "tests/support/program.h"
+
+using namespace test;
+
+namespace {
+
+namespace fs = std::filesystem;
+namespace simulate = measure::simulate;
+
+// A sphere and a box before a wall, coded along columns and rows.
+class Points : public Program {
+protected:
+    static const simulate::Simulation& Simulated() {
+        static const simulate::Simulation simulation(
+            simulate::MakeScene("two-objects", simulate::StandardRig({240, 180})), 2);
+        return simulation;
+    }
+    static measure::Calibration True() {
+        const simulate::Rig& rig = Simulated().GetScene().rig;
+        measure::Calibration c;
+        c.cameraSize = rig.cameraSize;
+        c.projectorSize = rig.projectorSize;
+        c.camera = rig.camera;
+        c.projector = rig.projector;
+        c.rotation = rig.toProjector.rotation;
+        c.translation = rig.toProjector.translation;
+        return c;
+    }
+    // Writes the scan, its decoded result into the folder r, and calibration.yml.
+    void Scan(int direction = 1, bool rows = true) const {
+        measure::Scan scan;
+        scan.columns = simulate::SineAxis(1920, {20, 140, 1920}, 4);
+        scan.columns->direction = direction;
+        scan.columns->origin = direction > 0 ? 0 : 1919;
+        if (rows) scan.rows = simulate::SineAxis(1080, {20, 140, 1080}, 4);
+        simulate::NamePictures(scan, false);
+        simulate::Capture capture;
+        capture.bits = 16;
+        simulate::WriteScan(File("scan"), Simulated(), scan, capture);
+        measure::WriteCalibration(File("calibration.yml").string(), True());
+        Succeed("decode scan/scan.json --out r");
+    }
+    void ExpectTruth(const std::string& folder) const {
+        const auto& truth = Simulated().GetTruth();
+        const cv::Mat x = Read(folder + "/x.npy"), y = Read(folder + "/y.npy"), z = Read(folder + "/z.npy");
+        double squares = 0;
+        int count = 0;
+        for (int row = 0; row < z.rows; ++row)
+            for (int i = 0; i < z.cols; ++i) {
+                const double depth = static_cast<double>(z.at<float>(row, i));
+                ASSERT_EQ(std::isnan(depth), std::isnan(x.at<float>(row, i)));
+                if (std::isnan(depth) || truth.mixed(row, i) != 0 || truth.lit(row, i) == 0) continue;
+                const cv::Vec3d error(static_cast<double>(x.at<float>(row, i)) - truth.x(row, i),
+                                      static_cast<double>(y.at<float>(row, i)) - truth.y(row, i),
+                                      depth - truth.z(row, i));
+                squares += error.dot(error);
+                ++count;
+            }
+        EXPECT_GT(count, 0.7 * static_cast<double>(z.total()));
+        EXPECT_LT(std::sqrt(squares / count), 2e-4) << "mm";
+    }
+};
+
+TEST_F(Points, FromScanToMillimetres) {
+    for (const int direction : {1, -1}) {
+        Scan(direction);
+        const std::string said = Succeed("points r --calibration calibration.yml --out p" + std::to_string(direction));
+        EXPECT_NE(said.find("mm from the camera"), std::string::npos) << said;
+        ExpectTruth("p" + std::to_string(direction));
+    }
+    const auto summary = nlohmann::json::parse(ReadText("p1/summary.json"));
+    EXPECT_EQ(summary["depths_from"], "columns");
+    EXPECT_LT(summary["median_residual_pixels"].get<double>(), 1e-3);
+    EXPECT_TRUE(summary["warnings"].empty());
+    EXPECT_GE(summary["files"].size(), 12U);
+    const cv::Mat z = Read("p1/z.npy");
+    EXPECT_EQ(Read("p1/z.tiff").total(), z.total());
+    EXPECT_EQ(Read("p1/residual.npy").size(), z.size());
+    EXPECT_FALSE(Read("p1/z_picture.png").empty());
+    const std::string xyz = ReadText("p1/points.xyz"), ply = ReadText("p1/points.ply");
+    const auto points = summary["points"].get<long>();
+    EXPECT_EQ(std::count(xyz.begin(), xyz.end(), '\n'), points);
+    EXPECT_NE(ply.find("element vertex " + std::to_string(points) + "\n"), std::string::npos);
+    EXPECT_NE(ply.find("property uchar red\n"), std::string::npos);
+
+    // One direction alone, another picture of grey values, and a limit for the residual.
+    Succeed("points r --calibration calibration.yml --out q --max-residual 0.5 --grey r/columns_reliability.png");
+    EXPECT_EQ(nlohmann::json::parse(ReadText("q/summary.json"))["outside_projector"], 0);
+    Scan(1, false);
+    Succeed("points r --calibration calibration.yml --out single");
+    ExpectTruth("single");
+    EXPECT_FALSE(fs::exists(File("single/residual.npy")));
+}
+
+TEST_F(Points, RefusesWhatDoesNotFit) {
+    Scan();
+    const auto change = [this](const char* name, auto edit) {
+        measure::Calibration c = True();
+        edit(c);
+        measure::WriteCalibration(File(name).string(), c);
+    };
+    change("inverse.yml", [](measure::Calibration& c) {
+        c.rotation = c.rotation.t();
+        c.translation = -(c.rotation * c.translation);
+    });
+    change("other.yml", [](measure::Calibration& c) { c.cameraSize = {1936, 1216}; });
+    const std::string text = ReadText("calibration.yml");
+    WriteBytes("broken.yml", text.substr(0, text.find("rotation")));
+    Write("small.png", cv::Mat(20, 20, CV_8U, cv::Scalar(9)));
+    fs::create_directory(File("empty"));
+    fs::copy(File("r"), File("changed"));
+    WriteBytes("changed/columns_coordinate.npy", ReadText("r/rows_coordinate.npy"));
+    fs::copy(File("r"), File("none"));
+    const struct {
+        const char* arguments;
+        int exitCode;
+        const char* words;
+    } cases[] = {
+        {"points r --calibration inverse.yml", 2, "X_projector = R X_camera + T"},
+        {"points r --calibration other.yml", 2, "calibrated camera has 1936 x 1216"},
+        {"points r --calibration broken.yml", 2, "broken.yml"},
+        {"points r --calibration missing.yml", 2, "missing.yml"},
+        {"points empty --calibration calibration.yml", 2, "vorip decode"},
+        {"points missing --calibration calibration.yml", 2, "vorip decode"},
+        {"points changed --calibration calibration.yml", 2, "is not the file"},
+        {"points r --calibration calibration.yml --grey small.png", 2, "same size"},
+        {"points r --calibration calibration.yml --max-step=-1", 2, "--max-step"},
+        {"points r", 2, "--calibration"},
+    };
+    for (const auto& c : cases) {
+        const Outcome outcome = Run(std::string(c.arguments) + " --out o");
+        EXPECT_EQ(outcome.exitCode, c.exitCode) << c.arguments << outcome.err;
+        EXPECT_NE(outcome.err.find(c.words), std::string::npos) << outcome.err;
+        EXPECT_FALSE(fs::exists(File("o"))) << c.arguments;
+    }
+}
+
+}  // namespace
