@@ -26,16 +26,39 @@ MEASURE_API void WriteScan(const std::filesystem::path& folder, const Simulation
 MEASURE_API AxisPictures RenderAxis(const Simulation& simulation, Axis axis, const CodedAxis& coding,
                                     const Capture& capture = {});
 
-struct Judgement {
-    double right = 0;  // share of the judged valid pixels whose coordinate is less than half a period off
-    double valid = 0;  // share of the pixels that could be measured which are valid
-    double stray = 0;  // valid pixels that no light of the projector reaches, as a share of all valid pixels
-    double rms = 0;    // of the coordinate over the right pixels, projector pixels
-    int judged = 0;    // valid pixels that see one lit surface
+// What is known about the phase of a capture.
+struct Reference {
+    cv::Mat1d periods;  // whole and broken periods of the finest fringes; anything where nothing is known
+    cv::Mat1b counted;  // 255 where a result is expected
+    cv::Mat1b light;    // 255 where light arrives, also where it is too weak to be counted, and beside it
 };
 
-// Could be measured: lit in all frames, one surface, no frame saturated, true modulation of all sets at least five
-// times the noise. Where orders are known modulo a number only, coordinates are compared modulo so many periods.
+// Counted are the pixels that are lit in all pictures, saturated in none and modulated in all sets by five times the
+// noise, of which rounding is a part, and by the share of full scale that makes a pixel usable; and where a
+// period of the finest set covers four pixels or more.
+MEASURE_API Reference ReferenceOf(const Simulation& simulation, Axis axis, const CodedAxis& coding,
+                                  const Capture& capture, const AxisPictures& pictures);
+
+// How orders may be off and yet be right.
+enum class Freedom {
+    eNone,    // orders are absolute
+    ePerArea  // by one constant for each 4-connected area of the truth whose neighbours differ by less than half a
+              // period
+};
+
+struct Judgement {
+    double right = 0;   // share of the judged pixels with the right order
+    double valid = 0;   // share of the counted pixels with a result
+    double stray = 0;   // results where no light arrives, as a share of the counted pixels
+    double rms = 0;     // of the wrapped error over the judged pixels, radians
+    int counted = 0;    // pixels
+    int judged = 0;     // of these, with a result
+    cv::Mat1b picture;  // 0 nothing expected, 80 right, 160 missing, 200 stray, 255 wrong
+};
+
+// Judges a result in periods, NaN where invalid. With `repeat` above 0 orders are compared modulo that number. A pixel
+// at an edge sees two surfaces: it is right when it has the order of any of its neighbours.
+MEASURE_API Judgement Judge(const cv::Mat1d& periods, const Reference& reference, Freedom freedom, int repeat = 0);
 MEASURE_API Judgement Judge(const AbsolutePhase& result, const Simulation& simulation, Axis axis,
                             const CodedAxis& coding, const Capture& capture, const AxisPictures& pictures);
 

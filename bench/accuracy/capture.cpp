@@ -11,10 +11,10 @@
 namespace measure::accuracy {
 namespace {
 
-Reference ReadReference(const std::string& folder) {
+simulate::Reference ReadReference(const std::string& folder) {
     const cv::Mat wrapped = ReadPicture(folder + "/wrapped16.png"), order = ReadPicture(folder + "/ref_order.png");
-    Reference reference{cv::Mat1d(wrapped.size(), std::nan("")), cv::Mat1b(wrapped.size(), 0),
-                        cv::Mat1b(wrapped.size(), 255)};
+    simulate::Reference reference{cv::Mat1d(wrapped.size(), std::nan("")), cv::Mat1b(wrapped.size(), 0),
+                                  cv::Mat1b(wrapped.size(), 255)};
     for (int y = 0; y < wrapped.rows; ++y)
         for (int x = 0; x < wrapped.cols; ++x) {
             const int v = wrapped.at<std::uint16_t>(y, x);
@@ -44,9 +44,20 @@ AxisPictures ReadAxis(const CodedAxis& axis) {
     return pictures;
 }
 
-// The root mean square deviation of the wrapped phase from quadrics that are fitted over 31 x 31 pixels around every
-// fifteenth pixel, radians. The phase is taken relative to the mean of the window's periods, so wraps do not matter.
-double DeviationFromQuadrics(const cv::Mat1d& periods, const cv::Mat1b& counted) {
+// Whether the reference runs on without a step, as it does not at the edge of an object.
+bool IsContinuous(const cv::Mat1d& window) {
+    constexpr double kStep = 0.3;  // periods
+    for (int y = 0; y < window.rows; ++y)
+        for (int x = 0; x < window.cols; ++x)
+            if ((x > 0 && std::abs(window(y, x) - window(y, x - 1)) > kStep) ||
+                (y > 0 && std::abs(window(y, x) - window(y - 1, x)) > kStep))
+                return false;
+    return true;
+}
+
+// The root mean square deviation of a phase from quadrics that are fitted over 31 x 31 pixels around every fifteenth
+// pixel, radians. Windows count that lie within the reference and on one surface.
+double DeviationFromQuadrics(const cv::Mat1d& periods, const simulate::Reference& reference) {
     constexpr int kReach = 15, kTerms = 6;
     double squares = 0;
     long pixels = 0;
@@ -54,7 +65,9 @@ double DeviationFromQuadrics(const cv::Mat1d& periods, const cv::Mat1b& counted)
         for (int cx = kReach; cx + kReach < periods.cols; cx += kReach) {
             const cv::Rect window(cx - kReach, cy - kReach, 2 * kReach + 1, 2 * kReach + 1);
             const cv::Mat1d values = periods(window);
-            if (cv::countNonZero(counted(window)) < window.area() || !cv::checkRange(values)) continue;
+            if (cv::countNonZero(reference.counted(window)) < window.area() || !cv::checkRange(values) ||
+                !IsContinuous(reference.periods(window)))
+                continue;
             cv::Mat1d terms(window.area(), kTerms), wanted(window.area(), 1), solution;
             for (int i = 0; i < window.area(); ++i) {
                 const double x = (i % window.width) / double(kReach) - 1, y = (i / window.width) / double(kReach) - 1;
@@ -71,18 +84,40 @@ double DeviationFromQuadrics(const cv::Mat1d& periods, const cv::Mat1b& counted)
 }
 
 CaptureOutcome Tell(const std::string& folder, const std::string& name, const cv::Mat1d& periods,
-                    const Judgement& judgement, double seconds, const Reference& reference) {
+                    const simulate::Judgement& judgement, double seconds, const simulate::Reference& reference) {
     char text[240];
     std::snprintf(text, sizeof text, "| %s | %s | %.3f | %.3f | %.3f | %.0f ms |", folder.c_str(), name.c_str(),
-                  judgement.score.RightShare(), judgement.score.ValidShare(),
-                  DeviationFromQuadrics(periods, reference.counted), 1000 * seconds);
+                  100 * judgement.right, 100 * judgement.valid, DeviationFromQuadrics(periods, reference),
+                  1000 * seconds);
     return {name, text, judgement.picture};
 }
 
 }  // namespace
 
+CaptureRipple JudgeRipple(const std::string& folder) {
+    const simulate::Reference reference = ReadReference(folder);
+    const Scan scan = ReadScan(folder + "/scan.json");
+    if (!scan.columns) throw InputError(folder + "/scan.json: no columns");
+    const SineSet& set = scan.columns->sines[0];
+    FringeLimits limits;
+    limits.fullScale = scan.fullScale;
+    FringePhase phase = SolveFringes({ReadAll(set.frames), set.shifts}, limits);
+    // With the orders of the reference, so that the phase alone is judged.
+    const auto deviation = [&] {
+        cv::Mat1d periods = InPeriods(phase.phase);
+        for (int y = 0; y < periods.rows; ++y)
+            for (int x = 0; x < periods.cols; ++x)
+                periods(y, x) += std::nearbyint(reference.periods(y, x) - periods(y, x));
+        return DeviationFromQuadrics(periods, reference);
+    };
+    CaptureRipple ripple{deviation(), 0};
+    CorrectRipple(phase, EstimateRipple(phase));
+    ripple.after = deviation();
+    return ripple;
+}
+
 std::vector<CaptureOutcome> JudgeCapture(const std::string& folder) {
-    const Reference reference = ReadReference(folder);
+    const simulate::Reference reference = ReadReference(folder);
     const Scan scan = ReadScan(folder + "/scan.json");
     if (!scan.columns) throw InputError(folder + "/scan.json: no columns");
     const CodedAxis& axis = *scan.columns;
@@ -104,9 +139,10 @@ std::vector<CaptureOutcome> JudgeCapture(const std::string& folder) {
 
     std::vector<CaptureOutcome> outcomes;
     outcomes.push_back(
-        Tell(folder, "one set", alone, Judge(alone, reference, Freedom::ePerArea), aloneSeconds, reference));
-    outcomes.push_back(Tell(folder, "everything", periods, Judge(periods, reference, Freedom::eNone, whole.repeat),
-                            wholeSeconds, reference));
+        Tell(folder, "one set", alone, Judge(alone, reference, simulate::Freedom::ePerArea), aloneSeconds, reference));
+    outcomes.push_back(Tell(folder, "everything", periods,
+                            Judge(periods, reference, simulate::Freedom::eNone, whole.repeat), wholeSeconds,
+                            reference));
     for (const std::string& warning : whole.warnings) outcomes.back().text += "\n    warning: " + warning;
     return outcomes;
 }

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <chrono>
 #include <cmath>
-#include <opencv2/imgproc.hpp>
 
 #include "measure/absolute.h"
 #include "measure/fringe.h"
@@ -23,53 +22,6 @@ CodedAxis AxisOf(const Coding& coding, int steps) {
     scan.columns = axis;
     simulate::NamePictures(scan, coding.cell > 0 && !coding.inverse);
     return *scan.columns;
-}
-
-// Whether a period of the fringes covers at least four pixels around this one, on its own surface.
-bool IsResolved(const cv::Mat1d& column, cv::Point at, double period) {
-    const auto step = [&](cv::Point by) {
-        double least = 0;
-        for (const cv::Point next : {at + by, at - by}) {
-            if (!cv::Rect({}, column.size()).contains(next)) continue;
-            const double change = std::abs(column(next) - column(at));
-            if (!std::isnan(change)) least = least > 0 ? std::min(least, change) : change;
-        }
-        return least;
-    };
-    return std::max(step({1, 0}), step({0, 1})) <= period / 4;
-}
-
-// Pixels that are lit in all pictures, saturated in none and modulated in all sets by five times the noise, of which
-// rounding is a part, and by the share of full scale that makes a pixel usable; where the camera resolves the fringes.
-cv::Mat1b Expected(const simulate::Simulation& simulation, const CodedAxis& axis, const AxisPictures& pictures,
-                   const simulate::Capture& capture) {
-    const simulate::Truth& truth = simulation.GetTruth();
-    const double level = 255.0 / ((1 << capture.bits) - 1);
-    const double least = 255 * FringeLimits().minModulation;
-    cv::Mat1b expected = truth.lit.clone();
-    for (const SineSet& set : axis.sines) {
-        const cv::Mat1f modulation = simulation.Modulation(simulate::Sine(set.period, 0), capture);
-        const cv::Mat1f mean = simulation.Mean(simulate::Sine(set.period, 0), capture);
-        for (int y = 0; y < expected.rows; ++y)
-            for (int x = 0; x < expected.cols; ++x) {
-                const double variance = capture.noise * capture.noise + capture.shotNoise * mean(y, x) +
-                                        level * level / 12 + std::pow(capture.speckle * mean(y, x), 2);
-                if (modulation(y, x) < std::max(least, 5 * std::sqrt(variance)) ||
-                    !IsResolved(truth.column, {x, y}, set.period))
-                    expected(y, x) = 0;
-            }
-    }
-    const double most = (1 << capture.bits) - 1;
-    for (const std::vector<cv::Mat>& set : pictures.sines)
-        for (const cv::Mat& frame : set) expected.setTo(0, frame >= 0.995 * most);
-    return expected;
-}
-
-// A pixel at an edge of light may see some of it.
-cv::Mat1b NearLight(const cv::Mat1b& lit) {
-    cv::Mat1b near;
-    cv::dilate(lit, near, {});
-    return near;
 }
 
 }  // namespace
@@ -116,8 +68,7 @@ Outcome Run(const simulate::Simulation& simulation, const Coding& coding, const 
     CodedAxis axis = AxisOf(coding, conditions.steps);
     const simulate::Capture& capture = conditions.capture;
     const AxisPictures pictures = RenderAxis(simulation, simulate::Axis::eColumns, axis, capture);
-    const Reference reference{cv::Mat1d(simulation.GetTruth().column / coding.periods[0]),
-                              Expected(simulation, axis, pictures, capture), NearLight(simulation.GetTruth().lit)};
+    const simulate::Reference reference = ReferenceOf(simulation, simulate::Axis::eColumns, axis, capture, pictures);
     // Pictures of fewer than 16 bits in 16-bit files need to be told.
     const double fullScale = (1 << capture.bits) - 1;
 
@@ -139,10 +90,8 @@ Outcome Run(const simulate::Simulation& simulation, const Coding& coding, const 
         outcome.refused = error.what();
     }
     outcome.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-    const Judgement judgement = Judge(periods, reference, coding.IsAbsolute() ? Freedom::eNone : Freedom::ePerArea);
-    outcome.score = judgement.score;
-    outcome.picture = judgement.picture;
-    outcome.error = WrappedError(periods, reference);
+    outcome.judgement =
+        Judge(periods, reference, coding.IsAbsolute() ? simulate::Freedom::eNone : simulate::Freedom::ePerArea);
     return outcome;
 }
 

@@ -3,8 +3,7 @@
 #include <string>
 #include <vector>
 
-#include "bench/accuracy/judge.h"
-#include "measure/simulate.h"
+#include "measure/simulatescan.h"
 
 namespace measure::accuracy {
 
@@ -28,9 +27,7 @@ struct Conditions {
 };
 
 struct Outcome {
-    Score score;
-    cv::Mat1b picture;    // see Judgement
-    double error = 0;     // wrapped phase against the truth, radians
+    simulate::Judgement judgement;
     double seconds = 0;   // without rendering
     std::string refused;  // what was thrown
     std::vector<std::string> warnings;

@@ -45,9 +45,10 @@ std::vector<Conditions> AllConditions(const Options& options) {
 }
 
 void Tell(const std::string& scene, const Coding& coding, const Conditions& conditions, const Outcome& outcome) {
-    std::printf("%s; %s; %s: right %.3f %%, valid %.3f %% of %ld, ghosts %ld, %.4f rad rms, %.0f ms\n", scene.c_str(),
-                coding.name, conditions.Name().c_str(), outcome.score.RightShare(), outcome.score.ValidShare(),
-                outcome.score.counted, outcome.score.ghosts, outcome.error, 1000 * outcome.seconds);
+    const simulate::Judgement& judgement = outcome.judgement;
+    std::printf("%s; %s; %s: right %.3f %%, valid %.3f %% of %d, stray %.3f %%, %.4f rad rms, %.0f ms\n", scene.c_str(),
+                coding.name, conditions.Name().c_str(), 100 * judgement.right, 100 * judgement.valid, judgement.counted,
+                100 * judgement.stray, judgement.rms, 1000 * outcome.seconds);
     if (!outcome.refused.empty()) std::printf("    REFUSED: %s\n", outcome.refused.c_str());
     for (const std::string& warning : outcome.warnings) std::printf("    warning: %s\n", warning.c_str());
 }
@@ -77,7 +78,7 @@ void RunScenes(const Options& options, Report& report, RippleReport& ripples) {
                 report.Add(standard.name, coding, conditions, outcome);
                 if (options.verbose) Tell(standard.name, coding, conditions, outcome);
                 Save(options, standard.name + ("-" + std::string(coding.name)) + "-" + conditions.Name(),
-                     outcome.picture);
+                     outcome.judgement.picture);
             }
     }
 }
@@ -110,10 +111,12 @@ int main(int argc, char** argv) {
         Report report;
         RippleReport ripples;
         RunScenes(options, report, ripples);
-        if (options.ripple)
+        if (options.ripple) {
+            for (const std::string& folder : options.captures) ripples.AddCapture(folder);
             ripples.Print();
-        else
-            report.Print();
+            return 0;
+        }
+        report.Print();
         for (const std::string& folder : options.captures) {
             for (const CaptureOutcome& outcome : JudgeCapture(folder)) {
                 std::printf("%s\n", outcome.text.c_str());

@@ -20,13 +20,12 @@ void Report::Take(Line& line, const Aim& aim, const std::string& place, const Ou
     ++line.cases;
     line.aim = aim;
     if (!outcome.refused.empty()) ++line.refused;
-    const double right = outcome.refused.empty() ? outcome.score.RightShare() : 0;
-    const double valid = outcome.score.ValidShare();
+    const double right = outcome.refused.empty() ? 100 * outcome.judgement.right : 0;
+    const double valid = 100 * outcome.judgement.valid;
     if (right < aim.right || valid < aim.valid) ++line.missed;
     line.right.Take(right, place);
     line.valid.Take(valid, place);
-    line.ghosts = std::max(line.ghosts, 100.0 * static_cast<double>(outcome.score.ghosts) /
-                                            std::max(1.0, static_cast<double>(outcome.score.counted)));
+    line.stray = std::max(line.stray, 100 * outcome.judgement.stray);
 }
 
 void Report::Add(const std::string& scene, const Coding& coding, const Conditions& conditions, const Outcome& outcome) {
@@ -38,11 +37,11 @@ void Report::Add(const std::string& scene, const Coding& coding, const Condition
 }
 
 void Report::PrintLines(const char* head, const std::map<std::string, Line>& lines) {
-    std::printf("\n| %s | noise | right | worst case | valid | worst case | ghosts | cases | missed |\n", head);
+    std::printf("\n| %s | noise | right | worst case | valid | worst case | stray | cases | missed |\n", head);
     std::printf("|---|---:|---:|---|---:|---|---:|---:|---:|\n");
     for (const auto& [name, line] : lines)
         std::printf("| %s | %s | %s | %.2f | %d | %d |\n", name.c_str(), line.right.Text(line.aim.right).c_str(),
-                    line.valid.Text(line.aim.valid).c_str(), line.ghosts, line.cases, line.missed);
+                    line.valid.Text(line.aim.valid).c_str(), line.stray, line.cases, line.missed);
 }
 
 void Report::Print() const {

@@ -35,7 +35,7 @@ private:
     struct Line {
         Aim aim{};
         Worst right, valid;
-        double ghosts = 0;  // the largest share of results without light
+        double stray = 0;  // the largest share of results without light
         int cases = 0, refused = 0, missed = 0;
     };
     static void Take(Line& line, const Aim& aim, const std::string& place, const Outcome& outcome);

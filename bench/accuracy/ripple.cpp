@@ -54,6 +54,8 @@ void RippleReport::Add(const std::string& scene, const simulate::Simulation& sim
     }
 }
 
+void RippleReport::AddCapture(const std::string& folder) { mCaptures[folder] = JudgeRipple(folder); }
+
 void RippleReport::Print() const {
     std::printf("\n| gamma | steps | period | worst scene | rms before | rms after | largest increase |\n");
     std::printf("|---:|---:|---:|---|---:|---:|---:|\n");
@@ -64,6 +66,11 @@ void RippleReport::Print() const {
                            : "| %.1f | %d | %g | %s | %.4f | %.4f | %.4f |\n",
                     c.gamma, c.steps, c.period, c.scene.c_str(), c.before, c.after, c.excess);
     }
+    if (mCaptures.empty()) return;
+    std::printf("\n| capture | from quadrics before | after |\n|---|---:|---:|\n");
+    for (const auto& [folder, ripple] : mCaptures)
+        std::printf(ripple.after > 0.1 ? "| %s | %.4f | **%.4f** |\n" : "| %s | %.4f | %.4f |\n", folder.c_str(),
+                    ripple.before, ripple.after);
 }
 
 }  // namespace measure::accuracy
