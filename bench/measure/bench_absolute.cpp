@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <ctime>
 #include <functional>
+#include <string>
 #include <vector>
 
 #include "measure/simulatescan.h"
@@ -54,9 +55,13 @@ double Seconds(const std::function<void()>& work) {  // of processor time, on on
     return static_cast<double>(std::clock() - start) / CLOCKS_PER_SEC;
 }
 
+// Only what has this in its name is timed.
+std::string wanted;
+
 // In turns with the plain phase, so that what else the machine does meets both.
 void Compare(const char* name, double limit, const std::function<void()>& plain, const std::function<void()>& work) {
     constexpr int kRounds = 15;
+    if (std::string(name).find(wanted) == std::string::npos) return;
     std::vector<double> ratios, times;
     plain();
     work();
@@ -106,7 +111,8 @@ void MeasureCosts() {
 }  // namespace
 }  // namespace measure::bench
 
-int main() {
+int main(int argc, char** argv) {
+    if (argc > 1 && argv[1][0] != '-') measure::bench::wanted = argv[1];
     measure::bench::MeasureCosts();
     return 0;
 }

@@ -29,6 +29,13 @@ Bits FromGray(Bits gray) {
     return code;
 }
 
+// Neighbouring cells differ in one picture, in whatever order these are listed; surfaces that meet at the edge of an
+// object mostly differ in more.
+bool DifferInOneBit(Bits a, Bits b) {
+    const Bits differ = ToGray(a) ^ ToGray(b);
+    return (differ & (differ - 1)) == 0;
+}
+
 // Collects the borders between cells along rows and down columns.
 class StepCollector {
 public:
@@ -59,9 +66,9 @@ private:
                mState.Finest().modulation(at) >= mState.leastModulation;
     }
 
-    // Whether the phase runs on evenly over four pixels in a row; at the edge of an object any step is right.
+    // Whether the phase runs on over four pixels in a row as evenly as its noise lets it; at the edge of an object any
+    // step is right.
     bool IsEven(cv::Point a, cv::Point b) const {
-        constexpr float kMostBend = 0.7f;
         const cv::Point before = a - (b - a), after = b + (b - a);
         const cv::Rect inside(cv::Point(), mCode.code.size());
         if (!inside.contains(before) || !inside.contains(after) || !mState.usable(before) || !mState.usable(after))
@@ -69,13 +76,19 @@ private:
         const cv::Mat1f& phase = mState.Finest().phase;
         const float first = WrapRadians(phase(a) - phase(before)), middle = WrapRadians(phase(b) - phase(a)),
                     last = WrapRadians(phase(after) - phase(b));
-        return std::abs(middle - first) < kMostBend && std::abs(last - middle) < kMostBend;
+        // What is left of ripple, and thrice the deviation of a second difference.
+        constexpr double kLeastBend = 0.2, kMostBend = 0.7;
+        const auto finest = static_cast<std::size_t>(mState.result.finest);
+        const double variance = mState.Variance(finest, static_cast<double>(mState.Finest().modulation(a)));
+        const auto bend = static_cast<float>(std::min(kMostBend, kLeastBend + 3 * std::sqrt(6 * variance)));
+        return std::abs(middle - first) < bend && std::abs(last - middle) < bend;
     }
 
     void Compare(cv::Point a, cv::Point b) {
         constexpr std::size_t kMostSteps = 20000;
         const int step = mCode.code(b) - mCode.code(a);
-        if (step == 0 || !IsGood(a) || !IsGood(b) || !IsEven(a, b)) return;
+        if (step == 0 || !DifferInOneBit(mCode.code(a), mCode.code(b))) return;
+        if (!IsGood(a) || !IsGood(b) || !IsEven(a, b)) return;
         ++mCount;
         const cv::Mat1f& phase = mState.Finest().phase;
         const bool rises = WrapRadians(phase(b) - phase(a)) > 0;

@@ -8,7 +8,7 @@
 #include "measure/absolute/checks.h"
 #include "measure/absolute/coding.h"
 #include "measure/absolute/decodestate.h"
-#include "measure/absolute/finishing.h"
+#include "measure/absolute/finishrows.h"
 #include "measure/absolute/noise.h"
 #include "measure/absolute/sharedripple.h"
 #include "measure/error.h"
@@ -159,6 +159,8 @@ private:
         const std::vector<double> offsets = CheckRelations(mState);
         for (std::size_t set = 0; set < offsets.size(); ++set) mState.origins[set] += offsets[set];
         Result().offset = Result().direction * mState.origins[Finest()];
+        for (FringePhase& fringes : mState.fringes)  // what follows needs other images of that size
+            fringes.mean = fringes.residual = cv::Mat1f();
     }
 
     void Decide() {
@@ -168,7 +170,7 @@ private:
             const std::size_t set = mOrder[i];
             const FringePhase& fringes = mState.fringes[set];
             PhaseSet phase{fringes.phase, fringes.modulation, mPeriods[i], static_cast<int>(fringes.shifts.size())};
-            if (mState.origins[set] != 0) phase.phase = phase.phase - mState.origins[set];
+            if (mState.origins[set] != 0) cv::subtract(phase.phase, mState.origins[set], phase.phase);
             sets.push_back(std::move(phase));
         }
         mFine = sets[0].phase;
@@ -181,15 +183,27 @@ private:
 
     // Where noise leaves doubt, the phases of some pixels together decide.
     void DecideDoubtful(const std::vector<PhaseSet>& sets) {
-        constexpr double kLeastLead = 16, kFew = 1e-3;
+        constexpr int kTile = 64;
+        const cv::Rect image(cv::Point(), mFine.size());
+        const int across = (image.width + kTile - 1) / kTile, down = (image.height + kTile - 1) / kTile;
+        cv::parallel_for_(cv::Range(0, across * down), [&](const cv::Range& tiles) {
+            for (int i = tiles.start; i < tiles.end; ++i)
+                DecideDoubtful(sets, cv::Rect(i % across * kTile, i / across * kTile, kTile, kTile) & image);
+        });
+    }
+
+    void DecideDoubtful(const std::vector<PhaseSet>& sets, const cv::Rect& tile) {
+        constexpr double kLeastLead = 16, kFew = 0.01;  // a few pixels find their order by growth
         cv::Mat1b doubtful;
-        cv::compare(mDecision.lead, kLeastLead, doubtful, cv::CMP_LT);
-        doubtful &= mState.usable;
-        if (cv::countNonZero(doubtful) < kFew * Result().usable) return;
+        cv::compare(mDecision.lead(tile), kLeastLead, doubtful, cv::CMP_LT);
+        doubtful &= mState.usable(tile);
+        if (cv::countNonZero(doubtful) <= kFew * cv::countNonZero(mState.usable(tile))) return;
         std::vector<PhaseSet> smooth;
-        for (const PhaseSet& set : sets) smooth.push_back(Smooth(set, mState.usable));
-        const OrderDecision decision = DecideOrders(smooth, mRange, Result().noise);
-        ReplaceDecision(mDecision, decision, doubtful, smooth[0].phase, mFine);
+        for (const PhaseSet& set : sets) smooth.push_back(Smooth(set, mState.usable, tile));
+        const OrderRange range{mRange.count, mRange.center.empty() ? cv::Mat1f() : cv::Mat1f(mRange.center(tile))};
+        const OrderDecision decision = DecideOrders(smooth, range, Result().noise);
+        OrderDecision part{mDecision.order(tile), mDecision.residual(tile), mDecision.lead(tile)};
+        ReplaceDecision(part, decision, doubtful, smooth[0].phase, mFine(tile));
     }
 
     OrderRange FindRange() {
@@ -210,6 +224,8 @@ private:
 
     void Grow() {
         const cv::Mat1b trust = MarkTrusted(mState, mDecision, mCode, mRange, mFine);
+        mCode = {};
+        mRange.center.release();
         GrowthOptions growth = mState.options.growth;
         growth.repeat = Result().repeat;
         GrownOrders grown = GrowOrders(mFine, mDecision.order, trust, growth, mProgress);

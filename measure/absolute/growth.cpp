@@ -6,14 +6,13 @@
 
 #include "measure/absolute.h"
 #include "measure/absolute/areas.h"
+#include "measure/absolute/bridging.h"
 #include "measure/absolute/lifting.h"
 #include "measure/absolute/wrapping.h"
 #include "measure/error.h"
 
 namespace measure {
 namespace {
-
-enum State : unsigned char { eOut, eRest, eQueued, eFixed };  // of a pixel while areas grow
 
 struct Step {
     int dx, dy;
@@ -42,7 +41,6 @@ private:
     std::size_t mLowest = 255;
 };
 
-// Works on copies with a frame of one pixel around them, so that every pixel has eight neighbours.
 class OrderGrowth {
 public:
     OrderGrowth(const cv::Mat1f& phase, const cv::Mat1s& order, const cv::Mat1b& trust, const GrowthOptions& options)
@@ -50,13 +48,15 @@ public:
           mTrust(trust),
           mOptions(options),
           mInside(1, 1, phase.cols, phase.rows),
-          mStride(phase.cols + 2),
-          mState(cv::Size(phase.cols + 2, phase.rows + 2), static_cast<unsigned char>(eOut)),
-          mAbsolute(mState.size(), 0.0F) {
-        cv::copyMakeBorder(phase, mPhase, 1, 1, 1, 1, cv::BORDER_CONSTANT);
+          mStride(phase.cols + 2) {
+        cv::copyMakeBorder(phase, mImages.phase, 1, 1, 1, 1, cv::BORDER_CONSTANT);
+        cv::copyMakeBorder(trust, mImages.trust, 1, 1, 1, 1, cv::BORDER_CONSTANT, eNoPhase);
+        const cv::Size size = mImages.phase.size();
+        mImages.state = cv::Mat1b(size, static_cast<unsigned char>(eOut));
+        mImages.absolute = cv::Mat1f(size, 0.0F);
         for (std::size_t i = 0; i < kAround.size(); ++i) mOffset[i] = kAround[i].dy * mStride + kAround[i].dx;
         if (options.repeat > 0) {
-            mArea.create(mState.size());
+            mImages.area = cv::Mat1i(size, -1);
             mRepeat = kRadiansPerPeriod * static_cast<float>(options.repeat);
         }
     }
@@ -64,16 +64,13 @@ public:
     GrownOrders Run(const Progress& progress) {
         progress.Report("finding areas of trusted orders");
         MakeAbsolute();
-        const cv::Mat1f absolute = mAbsolute(mInside);
+        const cv::Mat1f absolute = mImages.absolute(mInside);
         Fix(FindTrustedAreas(absolute, mTrust, mOptions.maxStep, mOptions.repeat));
         progress.Report("growing areas of trusted orders", 0.3);
+        BridgeGaps(mImages);
         PushBorders();
         Grow(progress);
-        if (mOptions.repeat > 0) {
-            cv::Mat1b fixed;
-            cv::compare(mState, static_cast<int>(eFixed), fixed, cv::CMP_EQ);
-            mGrown.components = LiftAreas(mAbsolute, fixed, mArea, mOptions.repeat);
-        }
+        if (mOptions.repeat > 0) mGrown.components = LiftAreas(mImages.absolute, mImages.area, mOptions.repeat);
         progress.Report("comparing orders", 0.9);
         Compare();
         return std::move(mGrown);
@@ -89,11 +86,11 @@ private:
 
     void MakeAbsolute() {
         ForRows([&](int y) {
-            const float* phase = mPhase[y + 1] + 1;
+            const float* phase = mImages.phase[y + 1] + 1;
             const short* order = mOrder[y];
             const unsigned char* trust = mTrust[y];
-            float* absolute = mAbsolute[y + 1] + 1;
-            unsigned char* state = mState[y + 1] + 1;
+            float* __restrict absolute = mImages.absolute[y + 1] + 1;
+            unsigned char* __restrict state = mImages.state[y + 1] + 1;
             for (int x = 0; x < mInside.width; ++x) {
                 absolute[x] = phase[x] + kRadiansPerPeriod * static_cast<float>(order[x]);
                 state[x] = trust[x] ? eRest : eOut;
@@ -108,17 +105,17 @@ private:
             if (areas.sets.SizeOf(area) < mOptions.minArea) continue;
             const TrustedAreas::Run& run = areas.runs[i];
             const int y = run.y + 1, first = run.first + 1, end = run.end + 1;
-            std::fill(mState[y] + first, mState[y] + end, eFixed);
+            std::fill(mImages.state[y] + first, mImages.state[y] + end, eFixed);
             if (mOptions.repeat == 0) continue;
-            std::fill(mArea[y] + first, mArea[y] + end, area);
-            for (int x = first; x < end; ++x) mAbsolute(y, x) += mRepeat * static_cast<float>(lift);
+            std::fill(mImages.area[y] + first, mImages.area[y] + end, area);
+            for (int x = first; x < end; ++x) mImages.absolute(y, x) += mRepeat * static_cast<float>(lift);
         }
     }
 
     void PushBorders() {
         for (int y = 1; y <= mInside.height; ++y)
             for (int i = y * mStride + 1; i <= y * mStride + mInside.width; ++i) {
-                const unsigned char* state = mState.data + i;
+                const unsigned char* state = mImages.state.data + i;
                 if (*state != eRest) continue;
                 const auto isFixed = [&](int offset) { return state[offset] == eFixed; };
                 if (std::any_of(mOffset.begin(), mOffset.end(), isFixed)) Push(i);
@@ -126,14 +123,14 @@ private:
     }
 
     void Push(int i) {
-        mState.data[i] = eQueued;
+        mImages.state.data[i] = eQueued;
         mQueue.Push(i, Curvature(i) / kMostCurvature);
     }
 
     // The root of the sum of squares of the phase's second differences along rows, columns and diagonals.
     float Curvature(int i) const {
-        const unsigned char* state = mState.data + i;
-        const float* phase = mPhase[0] + i;
+        const unsigned char* state = mImages.state.data + i;
+        const float* phase = mImages.phase[0] + i;
         float squares = 0;
         int directions = 0;
         for (std::size_t k = 0; k < mOffset.size(); k += 2) {
@@ -153,34 +150,31 @@ private:
         for (int i = mQueue.Pop(); i >= 0; i = mQueue.Pop()) {
             if (++count % kReportEvery == 0) progress.Report("growing areas of trusted orders", 0.5);
             if (!Vote(i)) {
-                mState.data[i] = eRest;  // until another neighbour is fixed
+                mImages.state.data[i] = eRest;  // until another neighbour is fixed
                 continue;
             }
-            mState.data[i] = eFixed;
+            mImages.state.data[i] = eFixed;
             for (const int offset : mOffset)
-                if (mState.data[i + offset] == eRest) Push(i + offset);
+                if (mImages.state.data[i + offset] == eRest) Push(i + offset);
         }
     }
 
     // Each fixed neighbour votes with weight 2 for the order that continues it, the pixel's own order has weight 1.
     // Where that may be wrong by one at most, neighbours that ask for more lie on another surface.
     bool Vote(int i) {
-        constexpr float kOnePeriod = kRadiansPerPeriod + 1;
         struct Candidate {
             float absolute;
             int weight, area;
         };
-        const int y = i / mStride - 1, x = i % mStride - 1;
-        const float phase = mPhase[0][i], own = phase + kRadiansPerPeriod * static_cast<float>(mOrder(y, x));
-        const float reach = mTrust(y, x) == eDoubtful ? std::numeric_limits<float>::infinity() : kOnePeriod;
+        const float phase = mImages.phase[0][i], own = mImages.absolute[0][i], reach = ReachOf(mImages.trust.data[i]);
         std::array<Candidate, kAround.size()> candidates;
         std::size_t count = 0;
         for (const int offset : mOffset) {
-            if (mState.data[i + offset] != eFixed) continue;
-            const float order = Nearest((mAbsolute[0][i + offset] - phase) * kPeriodsPerRadian);
+            if (mImages.state.data[i + offset] != eFixed) continue;
+            const float order = Nearest((mImages.absolute[0][i + offset] - phase) * kPeriodsPerRadian);
             const float absolute = phase + kRadiansPerPeriod * order;
             if (std::abs(absolute - own) > reach) continue;
-            const int area = mOptions.repeat > 0 ? mArea[0][i + offset] : 0;
+            const int area = mOptions.repeat > 0 ? mImages.area[0][i + offset] : 0;
             std::size_t k = 0;
             while (k < count && !(std::abs(candidates[k].absolute - absolute) < 1 && candidates[k].area == area)) ++k;
             if (k == count) candidates[count++] = {absolute, AreSame(absolute, own) ? 1 : 0, area};
@@ -190,8 +184,8 @@ private:
         std::size_t best = 0;
         for (std::size_t k = 1; k < count; ++k)
             if (candidates[k].weight > candidates[best].weight) best = k;
-        mAbsolute[0][i] = candidates[best].absolute;
-        if (mOptions.repeat > 0) mArea[0][i] = candidates[best].area;
+        mImages.absolute[0][i] = candidates[best].absolute;
+        if (mOptions.repeat > 0) mImages.area[0][i] = candidates[best].area;
         return true;
     }
 
@@ -208,11 +202,11 @@ private:
         mGrown.mask.create(mTrust.size());
         std::atomic<int> corrected{0}, contradicted{0};
         ForRows([&](int y) {
-            const unsigned char *state = mState[y + 1] + 1, *trust = mTrust[y];
-            const float *grown = mAbsolute[y + 1] + 1, *phase = mPhase[y + 1] + 1;
+            const unsigned char *state = mImages.state[y + 1] + 1, *trust = mTrust[y];
+            const float *grown = mImages.absolute[y + 1] + 1, *phase = mImages.phase[y + 1] + 1;
             const short* order = mOrder[y];
-            float* absolute = mGrown.absolute[y];
-            unsigned char* mask = mGrown.mask[y];
+            float* __restrict absolute = mGrown.absolute[y];
+            unsigned char* __restrict mask = mGrown.mask[y];
             int replaced = 0, dropped = 0;
             for (int x = 0; x < mInside.width; ++x) {
                 const bool isTrusted = trust[x] == eTrusted, isFixed = state[x] == eFixed;
@@ -239,10 +233,7 @@ private:
     const int mStride;
     std::array<int, kAround.size()> mOffset{};
     float mRepeat = 0;  // radians
-    cv::Mat1b mState;
-    cv::Mat1f mAbsolute;
-    cv::Mat1f mPhase;
-    cv::Mat1i mArea;
+    GrowthImages mImages;
     CostQueue mQueue;
     GrownOrders mGrown;
 };

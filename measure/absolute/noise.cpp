@@ -57,7 +57,7 @@ double EstimateNoise(const DecodeState& state) {
 }
 
 void FindBest(DecodeState& state) {
-    constexpr int kPixels = 15000;  // of all; most of them are taken
+    constexpr int kPixels = 8000;  // of all; most of them are taken
     const cv::Mat1f& modulation = state.Finest().modulation;
     std::vector<float> values;
     std::vector<cv::Point> all;
@@ -71,19 +71,20 @@ void FindBest(DecodeState& state) {
                  [&](cv::Point at) { return modulation(at) >= state.leastModulation; });
 }
 
-float SamplePhase(const DecodeState& state, std::size_t set, cv::Point at, double& variance) {
+float SamplePhase(const DecodeState& state, std::size_t set, cv::Point at, double& variance, int reach) {
     constexpr double kFewPeriods = 8;
     const FringePhase& fringes = state.fringes[set];
     variance = state.Variance(set, static_cast<double>(fringes.modulation(at)));
     const double systematic = state.SystematicVariance(set);
-    if (state.axis.length / state.axis.sines[set].period >= kFewPeriods) {
+    if (state.axis.length / state.axis.sines[set].period < kFewPeriods) reach = 2;
+    if (reach == 0) {
         variance += systematic;
         return fringes.phase(at);
     }
     std::complex<float> sum;
     int count = 0;
-    for (int y = std::max(at.y - 2, 0); y <= std::min(at.y + 2, fringes.phase.rows - 1); ++y)
-        for (int x = std::max(at.x - 2, 0); x <= std::min(at.x + 2, fringes.phase.cols - 1); ++x)
+    for (int y = std::max(at.y - reach, 0); y <= std::min(at.y + reach, fringes.phase.rows - 1); ++y)
+        for (int x = std::max(at.x - reach, 0); x <= std::min(at.x + reach, fringes.phase.cols - 1); ++x)
             if (state.usable(y, x)) {
                 sum += std::polar(fringes.modulation(y, x), fringes.phase(y, x));
                 ++count;
@@ -92,21 +93,24 @@ float SamplePhase(const DecodeState& state, std::size_t set, cv::Point at, doubl
     return std::arg(sum);
 }
 
-PhaseSet Smooth(const PhaseSet& set, const cv::Mat1b& usable) {
-    constexpr int kWindow = 5;
+PhaseSet Smooth(const PhaseSet& set, const cv::Mat1b& usable, const cv::Rect& tile) {
+    constexpr int kReach = 2, kWindow = 2 * kReach + 1;
+    const cv::Rect image(cv::Point(), usable.size());
+    const cv::Rect around =
+        cv::Rect(tile.x - kReach, tile.y - kReach, tile.width + 2 * kReach, tile.height + 2 * kReach) & image;
     cv::Mat1b unusable;
-    cv::bitwise_not(usable, unusable);
+    cv::bitwise_not(usable(around), unusable);
     cv::Mat1f c, s;
-    cv::polarToCart(set.modulation, set.phase, c, s);
+    cv::polarToCart(set.modulation(around), set.phase(around), c, s);
     for (cv::Mat1f* part : {&c, &s}) {
         part->setTo(0, unusable);
         cv::boxFilter(*part, *part, -1, cv::Size(kWindow, kWindow), cv::Point(-1, -1), true, cv::BORDER_CONSTANT);
     }
-    PhaseSet smooth = set;
-    smooth.phase = cv::Mat1f(c.size());
-    smooth.modulation = cv::Mat1f(c.size());
-    for (int y = 0; y < c.rows; ++y)
-        rows::PhaseOf(c[y], s[y], smooth.phase[y], smooth.modulation[y], static_cast<std::size_t>(c.cols));
+    PhaseSet smooth{cv::Mat1f(tile.size()), cv::Mat1f(tile.size()), set.period, set.frames};
+    const cv::Point inside = tile.tl() - around.tl();
+    for (int y = 0; y < tile.height; ++y)
+        rows::PhaseOf(c[inside.y + y] + inside.x, s[inside.y + y] + inside.x, smooth.phase[y], smooth.modulation[y],
+                      static_cast<std::size_t>(tile.width));
     smooth.modulation *= kWindow;
     return smooth;
 }

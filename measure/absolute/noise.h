@@ -11,11 +11,11 @@ double EstimateNoise(const DecodeState& state);
 void FindBest(DecodeState& state);
 
 // The phase of a pixel and its variance; of sets of few periods, whose noise counts many times, that of the mean phasor
-// of 5 x 5 pixels.
-float SamplePhase(const DecodeState& state, std::size_t set, cv::Point at, double& variance);
+// of 5 x 5 pixels, of others that of the pixels up to `reach` away.
+float SamplePhase(const DecodeState& state, std::size_t set, cv::Point at, double& variance, int reach = 0);
 
-// The mean phasor (B e^(i phase)) of 5 x 5 usable pixels. The noise of its phase is that of five times the modulation,
-// which is what the result has as its modulation.
-PhaseSet Smooth(const PhaseSet& set, const cv::Mat1b& usable);
+// The mean phasor (B e^(i phase)) of 5 x 5 usable pixels around each pixel of a tile. The noise of its phase is that of
+// five times the modulation, which is what the result has as its modulation.
+PhaseSet Smooth(const PhaseSet& set, const cv::Mat1b& usable, const cv::Rect& tile);
 
 }  // namespace measure

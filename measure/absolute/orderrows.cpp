@@ -14,9 +14,23 @@
 namespace measure {
 namespace {
 
-constexpr std::size_t kChunk = 512;        // pixels whose buffers stay in the first-level cache
-constexpr float kExcluded = 1e30f;         // the cost of a candidate outside the range of the code
+constexpr std::size_t kChunk = 512;  // pixels whose buffers stay in the first-level cache
+constexpr float kExcluded = 1e30f;   // the cost of a candidate that is none
+constexpr float kNone = -30000.0f;   // in place of a candidate
+constexpr int kMostCandidates = 1 << 20;
 constexpr float kSystematicError = 0.03f;  // radians, what remains of ripple and light even without noise
+
+// The ratio whose denominator is the number of different fractions that the orders 0 to count - 1 have in a set;
+// nothing when all of them differ.
+std::optional<Ratio> FindSteps(double q, int count) {
+    constexpr double kMostDrift = 0.1;  // of a step, from the first order to the last
+    for (int denominator = 2; denominator <= count; ++denominator) {
+        const double steps = q * denominator;
+        if (std::abs(steps - std::nearbyint(steps)) * count > kMostDrift) continue;
+        if (const auto ratio = FindRatio(q, denominator)) return ratio;
+    }
+    return {};
+}
 
 // The candidates of a pixel stand around the whole number next to its centre. What distinguishes them is how well each
 // other set fits: r_i = d_i - q_i k, wrapped, in periods.
@@ -26,8 +40,11 @@ public:
         : mSets(sets), mRange(range), mOthers(sets.size() - 1) {
         for (const PhaseSet& set : sets) mVariance.push_back(static_cast<float>(2.0 * noise * noise / set.frames));
         for (std::size_t i = 0; i < mOthers; ++i) mRatio.push_back(sets[0].period / sets[i + 1].period);
+        mRatioOf.assign(mRatio.begin(), mRatio.end());
         mDifference.resize(mOthers * kChunk);
         mWeight.resize(mOthers * kChunk);
+        mSteps.resize(mOthers);
+        for (std::size_t i = 0; i < mOthers && range.center.empty(); ++i) mSteps[i] = FindSteps(mRatio[i], range.count);
         if (mOthers == 1 && range.center.empty()) mPair = FindRatio(mRatio[0], range.count);
     }
 
@@ -129,37 +146,103 @@ private:
         std::fill_n(mBest.begin(), mCount, kExcluded);
         std::fill_n(mSecond.begin(), mCount, kExcluded);
         std::fill_n(mOrder.begin(), mCount, 0.0f);
-        const float* center = Center();
-        const float reach = 0.5f * static_cast<float>(mRange.count) + 1e-4f;
-        const int candidates = center ? 2 * (mRange.count / 2) + 1 : mRange.count;
-        const int first = center ? -(mRange.count / 2) : 0;
-        for (int j = first; j < first + candidates; ++j) {
-            const auto k = static_cast<float>(j);
-            std::fill_n(mSum.begin(), mCount, 0.0f);
-            std::fill_n(mMixed.begin(), mCount, 0.0f);
-            for (std::size_t i = 0; i < mOthers; ++i) AddResiduals(i, j);
-            if (center)
-                for (std::size_t x = 0; x < mCount; ++x)
-                    mSum[x] += std::abs(center[x] - mBase[x] - k) > reach ? kExcluded : 0.0f;
-            for (std::size_t x = 0; x < mCount; ++x) {
-                const float cost = mSum[x] - mMixed[x] * mMixed[x] * mNormal[x];
-                mOrder[x] = cost < mBest[x] ? k : mOrder[x];
-                mSecond[x] = std::min(mSecond[x], std::max(mBest[x], cost));
-                mBest[x] = std::min(mBest[x], cost);
-            }
+        if (Center()) return TryAroundCenter();
+        const Guide guide = FindGuide();
+        if (guide.candidates < mRange.count) return TryNear(guide);
+        for (int k = 0; k < mRange.count; ++k) {
+            std::fill_n(mCandidate.begin(), mCount, static_cast<float>(k));
+            Try();
         }
     }
 
-    void AddResiduals(std::size_t i, int order) {
-        const double exact = mRatio[i] * order;
-        const auto fraction = static_cast<float>(exact - std::nearbyint(exact));
-        const auto q = static_cast<float>(mRatio[i]);
-        const float *difference = &mDifference[i * kChunk], *weight = &mWeight[i * kChunk];
+    void TryAroundCenter() {
+        const float* center = Center();
+        const float reach = 0.5f * static_cast<float>(mRange.count) + 1e-4f;
+        for (int j = -(mRange.count / 2); j <= mRange.count / 2; ++j) {
+            const auto k = static_cast<float>(j);
+            for (std::size_t x = 0; x < mCount; ++x)
+                mCandidate[x] = std::abs(center[x] - mBase[x] - k) > reach ? kNone : k;
+            Try();
+        }
+    }
+
+    // A set whose phase alone excludes most orders: those whose fraction lies more than `reach` steps from its own.
+    struct Guide {
+        std::size_t set = 0;
+        int reach = 0;
+        int candidates = kMostCandidates;
+    };
+
+    // The best one for these pixels. The likelihood of an order is never above that which one set gives it.
+    Guide FindGuide() const {
+        constexpr float kDeviations = 5.0f;
+        // Phases of more noise tell nothing, whatever is tried.
+        constexpr float kMostDeviation = 0.25f * kPeriodsPerRadian;
+        Guide best;
+        for (std::size_t i = 0; i < mOthers; ++i) {
+            if (!mSteps[i]) continue;
+            const auto q = static_cast<float>(mRatio[i]);
+            const float* weight = &mWeight[i * kChunk];
+            float most = 0;
+            for (std::size_t x = 0; x < mCount; ++x) {
+                const float variance = 1.0f / weight[x] + q * q * mFineVariance[x];
+                const float counted = variance < kMostDeviation * kMostDeviation ? variance : 0.0f;
+                most = most > counted ? most : counted;
+            }
+            const int steps = mSteps[i]->denominator;
+            const float wanted = std::ceil(kDeviations * std::sqrt(most) * static_cast<float>(steps) - 0.5f);
+            const int reach = std::max(1, static_cast<int>(wanted));
+            const int candidates = (2 * reach + 1) * ((mRange.count + steps - 1) / steps);
+            if (2 * reach + 1 < steps && candidates < best.candidates) best = {i, reach, candidates};
+        }
+        return best;
+    }
+
+    void TryNear(const Guide& guide) {
+        const Ratio& ratio = *mSteps[guide.set];
+        const auto n = static_cast<float>(ratio.denominator), inverse = static_cast<float>(ratio.inverse);
+        const auto count = static_cast<float>(mRange.count), perStep = 1 / n;
+        const float* difference = &mDifference[guide.set * kChunk];
+        for (int step = -guide.reach; step <= guide.reach; ++step)
+            for (float more = 0; more < count; more += n) {
+                for (std::size_t x = 0; x < mCount; ++x) {
+                    const float product = (Nearest(difference[x] * n) + static_cast<float>(step)) * inverse;
+                    const float k = product - n * Nearest((product + 0.5f) * perStep - 0.5f) + more;
+                    mCandidate[x] = k < count ? k : kNone;
+                }
+                Try();
+            }
+    }
+
+    // One candidate for each pixel.
+    void Try() {
+        switch (mOthers) {
+            case 1: return TryWith<1>();
+            case 2: return TryWith<2>();
+            case 3: return TryWith<3>();
+            default: return TryWith<0>();
+        }
+    }
+
+    // With a number of other sets that the compiler knows; 0: any.
+    template <std::size_t kOthers>
+    void TryWith() {
+        const std::size_t others = kOthers > 0 ? kOthers : mOthers;
+        const float *difference = mDifference.data(), *weight = mWeight.data(), *ratio = mRatioOf.data();
         for (std::size_t x = 0; x < mCount; ++x) {
-            const float residual = Fraction(difference[x] - fraction);
-            const float weighted = residual * weight[x];
-            mSum[x] += residual * weighted;
-            mMixed[x] += q * weighted;
+            const float k = mCandidate[x];
+            float sum = 0, mixed = 0;
+            for (std::size_t i = 0; i < others; ++i) {
+                const float residual = Fraction(difference[i * kChunk + x] - ratio[i] * k);
+                const float weighted = residual * weight[i * kChunk + x];
+                sum += residual * weighted;
+                mixed += ratio[i] * weighted;
+            }
+            const float own = sum - mixed * mixed * mNormal[x];
+            const float cost = k > kNone ? own : kExcluded;
+            mOrder[x] = cost < mBest[x] ? k : mOrder[x];
+            mSecond[x] = std::min(mSecond[x], std::max(mBest[x], cost));
+            mBest[x] = std::min(mBest[x], cost);
         }
     }
 
@@ -185,12 +268,14 @@ private:
     const OrderRange& mRange;
     std::size_t mOthers;
     std::vector<double> mRatio;
-    std::vector<float> mVariance;  // of the phase times the modulation squared
+    std::vector<float> mRatioOf;               // the same
+    std::vector<float> mVariance;              // of the phase times the modulation squared
+    std::vector<std::optional<Ratio>> mSteps;  // of the other sets, see FindSteps
     std::optional<Ratio> mPair;
     std::size_t mCount = 0;
     int mY = 0, mX = 0;
     using Buffer = std::array<float, kChunk>;
-    Buffer mBase{}, mFineVariance{}, mNormal{}, mSum{}, mMixed{}, mBest{}, mSecond{}, mOrder{};
+    Buffer mBase{}, mFineVariance{}, mNormal{}, mBest{}, mSecond{}, mOrder{}, mCandidate{};
     std::vector<float> mDifference, mWeight;
 };
 

@@ -73,7 +73,7 @@ private:
             if (relation.factors[set] == 0) continue;
             const auto factor = static_cast<float>(relation.factors[set]);
             double variance = 0;
-            const float phase = SamplePhase(state, set, at, variance);
+            const float phase = SamplePhase(state, set, at, variance, 1);
             term.angle += factor * phase;
             for (std::size_t i = 0; i < 2; ++i) {
                 const float multiple = static_cast<float>(steps) * static_cast<float>(i + 1) * phase;

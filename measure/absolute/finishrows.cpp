@@ -1,9 +1,10 @@
-#include "measure/absolute/finishing.h"
+#include "measure/absolute/finishrows.h"
 
 #include <algorithm>
 #include <atomic>
 #include <cmath>
 #include <cstdint>
+#include <vector>
 
 #include "measure/absolute/wrapping.h"
 
@@ -21,8 +22,8 @@ void ForRows(const cv::Mat& image, const Visit& visit) {
 float Slack(double period) { return static_cast<float>(1 + 0.03 * period); }
 
 // 255 times the probability that the order is right.
-void RateRow(const float* residual, const float* lead, bool isCoded, cv::Mat1f& buffer, std::uint8_t* reliability,
-             const std::uint8_t* mask) {
+void RateRow(const float* residual, const float* lead, bool isCoded, cv::Mat1f& buffer,
+             std::uint8_t* __restrict reliability, const std::uint8_t* mask) {
     const int width = buffer.cols;
     float* chance = buffer[0];
     for (int x = 0; x < width; ++x) chance[x] = -0.5f * std::min(lead[x], 100.0f);
@@ -31,6 +32,31 @@ void RateRow(const float* residual, const float* lead, bool isCoded, cv::Mat1f& 
         const float likely = 1 - chance[x], near = isCoded ? 1 - 2 * residual[x] : 1.0f;
         const float rating = std::clamp(std::min(likely, near), 0.0f, 1.0f);
         reliability[x] = mask[x] ? static_cast<std::uint8_t>(255.0f * rating + 0.5f) : std::uint8_t{0};
+    }
+}
+
+struct TrustRow {
+    const float *fine, *residual, *lead, *margin;
+    const short* order;
+    const std::uint8_t* usable;
+};
+struct TrustLimits {
+    float begin, end;  // periods, between which the positions lie
+    int gainOfRead;    // in trust, from a code that could be read
+};
+constexpr float kForever = 1e30f;
+
+void MarkRow(const TrustRow& row, const TrustLimits& limits, std::uint8_t* __restrict trust, int width) {
+    constexpr float kMostResidual = 0.25f, kLeastMargin = 0.2f, kLeastLead = 4.0f;
+    const TrustRow r = row;
+    const TrustLimits l = limits;
+    for (int x = 0; x < width; ++x) {
+        const float position = r.fine[x] * kPeriodsPerRadian + static_cast<float>(r.order[x]);
+        const int isInside = (position >= l.begin) & (position <= l.end);
+        const int isRead = r.margin[x] >= kLeastMargin;
+        const int isSure = (r.residual[x] <= kMostResidual) & (r.lead[x] >= kLeastLead) & isInside & isRead;
+        const int unsure = eDoubtful + (isRead & l.gainOfRead), known = isSure * eTrusted + (1 - isSure) * unsure;
+        trust[x] = static_cast<std::uint8_t>(known & r.usable[x]);
     }
 }
 
@@ -80,37 +106,31 @@ void OpenRing(const cv::Mat1f& phase, double period, double length, int count, c
     const float slack = Slack(period) / static_cast<float>(period), end = static_cast<float>(length / period) + slack;
     ForRows(phase, [&](int y) {
         const float* fine = phase[y];
-        short* k = order[y];
+        short* __restrict k = order[y];
         for (int x = 0; x < phase.cols; ++x) {
             const float position = fine[x] * kPeriodsPerRadian + k[x];
-            const bool isLast = position < -slack && position + static_cast<float>(count) <= end;
-            k[x] = static_cast<short>(k[x] + (isLast ? count : 0));
+            const bool isLast = (position < -slack) & (position + static_cast<float>(count) <= end);
+            k[x] = static_cast<short>(k[x] + isLast * count);
         }
     });
 }
 
 cv::Mat1b MarkTrusted(const DecodeState& state, const OrderDecision& decision, const GrayDecoding& code,
                       const OrderRange& range, const cv::Mat1f& phase) {
-    constexpr float kMostResidual = 0.25f, kLeastMargin = 0.2f, kLeastLead = 4.0f;
-    const auto period = static_cast<float>(state.result.period), slack = Slack(state.result.period);
+    const float period = static_cast<float>(state.result.period), slack = Slack(state.result.period) / period;
+    const float end = static_cast<float>(state.axis.length) / period + slack;
     const bool isSingle = !range.center.empty() && range.count == 1;  // the code alone decides
-    const bool isEndless = state.result.repeat > 0;
-    const float end = static_cast<float>(state.axis.length) + slack;
+    const int gain = isSingle ? eNearly - eDoubtful : 0;
+    const TrustLimits limits =
+        state.result.repeat > 0 ? TrustLimits{-kForever, kForever, gain} : TrustLimits{-slack, end, gain};
     cv::Mat1b trust(phase.size());
+    const std::vector<float> noMargin(static_cast<std::size_t>(phase.cols), 1.0f);
     ForRows(phase, [&](int y) {
         const float *fine = phase[y], *residual = decision.residual[y], *lead = decision.lead[y];
-        const float* margin = code.margin.empty() ? nullptr : code.margin[y];
+        const float* margin = code.margin.empty() ? noMargin.data() : code.margin[y];
         const short* order = decision.order[y];
         const std::uint8_t* usable = state.usable[y];
-        std::uint8_t* out = trust[y];
-        for (int x = 0; x < phase.cols; ++x) {
-            const float position = (fine[x] * kPeriodsPerRadian + order[x]) * period;
-            const bool isInside = isEndless | ((position >= -slack) & (position <= end));
-            const bool isRead = isSingle && margin[x] >= kLeastMargin;
-            const bool isSure = (residual[x] <= kMostResidual) & (lead[x] >= kLeastLead) & isInside &
-                                (!margin || margin[x] >= kLeastMargin);
-            out[x] = !usable[x] ? eNoPhase : isSure ? eTrusted : isRead ? eNearly : eDoubtful;
-        }
+        MarkRow({fine, residual, lead, margin, order, usable}, limits, trust[y], phase.cols);
     });
     return trust;
 }

@@ -1,0 +1,100 @@
+#include "measure/absolute/bridging.h"
+
+#include <cmath>
+#include <limits>
+#include <vector>
+
+#include "measure/absolute.h"
+#include "measure/absolute/wrapping.h"
+
+namespace measure {
+namespace {
+
+// The gap between two fixed pixels in a line, which is visited pixel by pixel.
+class Gap {
+public:
+    void Visit(GrowthImages& images, int i, int stride) {
+        constexpr float kMostBend = 0.5f, kMostMisfit = 1.0f;  // radians
+        const unsigned char state = images.state.data[i];
+        const bool isNext = mStart == i - stride;
+        if (state == eOut) mStart = -1;
+        if (state == eFixed && isNext) mStart = i;
+        if (state == eOut || mStart == i || (mStart < 0 && state != eFixed)) return;
+        const float* phase = images.phase[0] + i;
+        if (mStart >= 0) {
+            if (isNext) {
+                mPhase = images.absolute[0][mStart];
+                mIsEven = true;
+                mStep = WrapRadians(phase[-stride] - phase[-2 * stride]);
+            }
+            const float step = WrapRadians(*phase - phase[-stride]);
+            mPhase += step;
+            mIsEven = mIsEven & (std::abs(step - mStep) < kMostBend);
+            mStep = step;
+        }
+        if (state != eFixed) return;
+        if (mStart >= 0 && mIsEven && std::abs(mPhase - images.absolute[0][i]) < kMostMisfit) Bridge(images, i, stride);
+        mStart = i;
+    }
+
+private:
+    void Bridge(GrowthImages& images, int end, int stride) const {
+        int* const area = images.area.empty() ? nullptr : images.area[0];
+        if (area && area[mStart] != area[end]) return;
+        const float* phase = images.phase[0];
+        float* absolute = images.absolute[0];
+        if (!AgreesWithOwnOrders(images, end, stride)) return;
+        float sum = absolute[mStart];
+        for (int i = mStart + stride; i < end; i += stride) {
+            sum += WrapRadians(phase[i] - phase[i - stride]);
+            if (std::abs(sum - absolute[i]) > ReachOf(images.trust.data[i])) continue;
+            absolute[i] = sum;
+            images.state.data[i] = eFixed;
+            if (area) area[i] = area[end];
+        }
+    }
+
+    // Whether most pixels by themselves say what their neighbours ask for, as they do not on an object before a wall.
+    bool AgreesWithOwnOrders(const GrowthImages& images, int end, int stride) const {
+        float sum = images.absolute[0][mStart];
+        int agreeing = 0;
+        for (int i = mStart + stride; i < end; i += stride) {
+            sum += WrapRadians(images.phase[0][i] - images.phase[0][i - stride]);
+            agreeing += std::abs(sum - images.absolute[0][i]) < 1;
+        }
+        return 4 * agreeing >= 3 * ((end - mStart) / stride - 1);
+    }
+
+    int mStart = -1;   // the last fixed pixel, -1: none since the last one that is out
+    float mPhase = 0;  // radians, continued from there
+    float mStep = 0;   // the last one
+    bool mIsEven = true;
+};
+
+}  // namespace
+
+float ReachOf(unsigned char trust) {
+    return trust == eDoubtful ? std::numeric_limits<float>::infinity() : kRadiansPerPeriod + 1;
+}
+
+void BridgeGaps(GrowthImages& images) {
+    const int stride = images.state.cols;
+    cv::parallel_for_(cv::Range(1, images.state.rows - 1), [&](const cv::Range& rows) {
+        for (int y = rows.start; y < rows.end; ++y) {
+            Gap gap;
+            for (int i = y * stride; i < (y + 1) * stride; ++i) gap.Visit(images, i, 1);
+        }
+    });
+    cv::Mat1b rest;
+    cv::compare(images.state, static_cast<int>(eRest), rest, cv::CMP_EQ);
+    constexpr double kFew = 0.03;  // these can grow as well
+    if (cv::countNonZero(rest) < kFew * static_cast<double>(rest.total())) return;
+    cv::parallel_for_(cv::Range(1, stride - 1), [&](const cv::Range& columns) {
+        std::vector<Gap> gaps(static_cast<std::size_t>(columns.size()));
+        for (int y = 0; y < images.state.rows; ++y)
+            for (int x = columns.start; x < columns.end; ++x)
+                gaps[static_cast<std::size_t>(x - columns.start)].Visit(images, y * stride + x, stride);
+    });
+}
+
+}  // namespace measure
