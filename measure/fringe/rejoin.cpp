@@ -13,17 +13,34 @@ namespace {
 
 constexpr float kPi = 3.14159265F;
 constexpr int kBridge = 5;  // pixels
+constexpr float kEdge = 4;  // times the median cost, and more than a radian: the edge of an object
+constexpr float kLeastEdge = 1;
 const cv::Point kNeighbours[] = {{1, 0}, {0, 1}, {-1, 0}, {0, -1}};
 
 bool Continue(float a, float b) { return std::abs(a - b) <= kPi; }  // false for NaN
 
+// The cost above which a pixel is taken for the edge of an object: noise makes all costs rise.
+float EdgeCost(const cv::Mat1f& cost) {
+    constexpr int kStep = 7;
+    std::vector<float> costs;
+    for (int y = 0; y < cost.rows; y += kStep) {
+        for (int x = y % kStep; x < cost.cols; x += kStep) {
+            if (std::isfinite(cost(y, x))) costs.push_back(cost(y, x));
+        }
+    }
+    if (costs.empty()) return kLeastEdge;
+    const auto middle = costs.begin() + static_cast<std::ptrdiff_t>(costs.size() / 2);
+    std::nth_element(costs.begin(), middle, costs.end());
+    return std::max(kLeastEdge, kEdge * *middle);
+}
+
 // Numbers the pieces from 1: first their insides, from which they grow back ring by ring, then what no inside reaches.
 class Pieces {
 public:
-    Pieces(const cv::Mat1f& unwrapped, const cv::Mat1b& jumps) : mPhase(unwrapped) {
+    Pieces(const cv::Mat1f& unwrapped, const cv::Mat1b& cuts) : mPhase(unwrapped) {
         cv::Mat1b calm, inside;
         cv::compare(unwrapped, unwrapped, calm, cv::CMP_EQ);
-        calm.setTo(0, jumps);
+        calm.setTo(0, cuts);
         cv::erode(calm, inside, cv::Mat::ones(kBridge, kBridge, CV_8U), cv::Point(-1, -1), 1, cv::BORDER_CONSTANT,
                   cv::Scalar(255));
         mCount = cv::connectedComponents(inside, numbers, 4, CV_32S);
@@ -141,7 +158,10 @@ private:
 void RejoinPieces(const cv::Mat1f& cost, cv::Mat1f& unwrapped) {
     const Jumps jumps = FindJumps(unwrapped);
     if (jumps.count == 0) return;
-    const Pieces pieces(unwrapped, jumps.where);
+    cv::Mat1b cuts;
+    cv::compare(cost, EdgeCost(cost), cuts, cv::CMP_GT);
+    cuts |= jumps.where;
+    const Pieces pieces(unwrapped, cuts);
     Joined joined(pieces.Count());
     for (const Vote& vote : CountVotes(cost, unwrapped, pieces.numbers)) joined.Join(vote);
     std::vector<float> raise(static_cast<std::size_t>(pieces.Count()));
