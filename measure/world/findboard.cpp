@@ -1,0 +1,124 @@
+#include "measure/board.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <opencv2/calib3d.hpp>
+#include <opencv2/features2d.hpp>
+#include <opencv2/imgproc.hpp>
+
+#include "measure/error.h"
+#include "measure/world/refine.h"
+
+namespace measure {
+namespace {
+
+// The place of a pixel of a reduced picture.
+cv::Point2d Enlarged(cv::Point2f p, double scale) { return {(p.x + 0.5) / scale - 0.5, (p.y + 0.5) / scale - 0.5}; }
+
+// The picture with its longer side reduced to so many pixels, and by which factor.
+std::pair<cv::Mat1b, double> Reduced(const cv::Mat1b& picture, double side) {
+    const double scale = std::min(1.0, side / std::max(picture.cols, picture.rows));
+    cv::Mat1b reduced = picture;
+    if (scale < 1) cv::resize(picture, reduced, {}, scale, scale, cv::INTER_AREA);
+    return {reduced, scale};
+}
+
+// Small pictures show boards as well as large ones, and sooner; those with many or small squares need more pixels.
+std::vector<cv::Point2d> FindCorners(const cv::Mat1b& picture, cv::Size count, const Progress& progress) {
+    const std::pair<double, int> attempts[] = {
+        {640, 0}, {960, cv::CALIB_CB_EXHAUSTIVE}, {960, cv::CALIB_CB_NORMALIZE_IMAGE}, {1600, 0}};
+    for (const auto& [side, flags] : attempts) {
+        progress.Report("finding the board");
+        const auto [reduced, scale] = Reduced(picture, side);
+        std::vector<cv::Point2f> found;
+        if (!cv::findChessboardCornersSB(reduced, count, found, flags)) continue;
+        std::vector<cv::Point2d> points;
+        for (const cv::Point2f& p : found) points.push_back(Enlarged(p, scale));
+        return points;
+    }
+    return {};
+}
+
+std::vector<cv::Point2d> FindCircles(const cv::Mat1b& picture, const BoardDescription& board,
+                                     const Progress& progress) {
+    progress.Report("finding the board");
+    const auto [reduced, scale] = Reduced(picture, 960);
+    cv::SimpleBlobDetector::Params params;
+    params.minThreshold = 20;
+    params.maxThreshold = 220;
+    params.minDistBetweenBlobs = 4;
+    params.minArea = 12;
+    params.maxArea = static_cast<float>(reduced.total()) / static_cast<float>(board.count.area());
+    params.minCircularity = 0.6F;
+    params.filterByCircularity = true;
+    params.minInertiaRatio = 0.2F;
+    params.minConvexity = 0.85F;
+    const auto detector = cv::SimpleBlobDetector::create(params);
+    const bool isStaggered = board.pattern == BoardPattern::eStaggeredCircles;
+    const int grid = isStaggered ? cv::CALIB_CB_ASYMMETRIC_GRID : cv::CALIB_CB_SYMMETRIC_GRID;
+    std::vector<cv::Point2f> found;
+    for (const int flags : {grid, grid | cv::CALIB_CB_CLUSTERING}) {
+        if (!cv::findCirclesGrid(reduced, board.count, found, flags, detector)) continue;
+        std::vector<cv::Point2d> points;
+        for (const cv::Point2f& p : found) points.push_back(Enlarged(p, scale));
+        return points;
+    }
+    return {};
+}
+
+// A symmetric board gives the same points other numbers when it is turned by half a circle. That changes no
+// calibration, as each pose has a frame of its own; in reports the first point is up and left.
+void Upright(std::vector<cv::Point2d>& points, const BoardDescription& board) {
+    const bool isStaggered = board.pattern == BoardPattern::eStaggeredCircles;
+    const bool isSymmetric = !isStaggered || board.count.height % 2 == 0;
+    const auto weight = [](cv::Point2d p) { return p.x + p.y; };
+    if (isSymmetric && weight(points.back()) < weight(points.front())) std::reverse(points.begin(), points.end());
+}
+
+}  // namespace
+
+BoardPattern BoardPatternOf(const std::string& name) {
+    if (name == "chessboard") return BoardPattern::eChessboard;
+    if (name == "circles") return BoardPattern::eCircles;
+    if (name == "acircles") return BoardPattern::eStaggeredCircles;
+    throw InputError("there is no board pattern \"" + name + "\"; there are chessboard, circles and acircles");
+}
+
+std::vector<cv::Point2d> BoardPoints(const BoardDescription& board) {
+    constexpr int kMost = 200;
+    const auto [columns, rows] = std::array{board.count.width, board.count.height};
+    if (columns < 3 || rows < 3 || columns > kMost || rows > kMost)
+        throw InputError(
+            cv::format("a board of %d x %d points: 3 to %d in rows and columns are possible", columns, rows, kMost));
+    if (!(board.spacing > 0) || !std::isfinite(board.spacing))
+        throw InputError("the size of the board's squares, or the distance of its circles, must be above 0 mm");
+    const bool isStaggered = board.pattern == BoardPattern::eStaggeredCircles;
+    std::vector<cv::Point2d> points;
+    for (int y = 0; y < rows; ++y)
+        for (int x = 0; x < columns; ++x)
+            points.emplace_back((isStaggered ? 2 * x + y % 2 : x) * board.spacing, y * board.spacing);
+    return points;
+}
+
+FoundBoard FindBoard(const cv::Mat& picture, const BoardDescription& board, const Progress& progress) {
+    if (picture.empty() || picture.channels() != 1) throw InputError("a board is found in a picture of one channel");
+    const std::size_t count = BoardPoints(board).size();
+    cv::Mat1f values;
+    picture.convertTo(values, CV_32F);
+    cv::patchNaNs(values, 0);
+    const cv::Mat1b stretched = Stretch(values);
+    const bool isChessboard = board.pattern == BoardPattern::eChessboard;
+    FoundBoard result;
+    result.points =
+        isChessboard ? FindCorners(stretched, board.count, progress) : FindCircles(stretched, board, progress);
+    if (result.points.size() != count) return {};
+    if (isChessboard)
+        RefineCorners(values, board, result.points);
+    else
+        result.diameter = RefineCircles(values, board, result.points);
+    Upright(result.points, board);
+    return result;
+}
+
+}  // namespace measure
