@@ -36,6 +36,9 @@ MEASURE_API void RequirePlausible(const Calibration& calibration, const std::str
 // and the likely mistake, for missing and exchanged keys, wrong shapes, and what RequirePlausible refuses.
 MEASURE_API Calibration ReadCalibration(const std::string& file);
 
+// Refuses names whose ending WriteCalibration does not know.
+MEASURE_API void RequireCalibrationName(const std::string& file);
+
 // Writes a calibration with its units and conventions in words; the ending .yml, .yaml, .xml or .json tells the format.
 // The file appears complete or not at all. Throws InputError for other endings and implausible values, and OutputError.
 MEASURE_API void WriteCalibration(const std::string& file, const Calibration& calibration);

@@ -125,13 +125,17 @@ void RequirePlausible(const Calibration& calibration, const std::string& name) {
     CheckCalibration(calibration, kCalibrationKeys[0], name);
 }
 
-void WriteCalibration(const std::string& file, const Calibration& calibration) {
-    const fs::path path = fs::u8path(file);
-    const std::string ending = path.extension().string();
+void RequireCalibrationName(const std::string& file) {
+    const std::string ending = fs::u8path(file).extension().string();
     if (ending != ".yml" && ending != ".yaml" && ending != ".xml")
         throw InputError(file + ": the name must end with .yml, .yaml or .xml");
+}
+
+void WriteCalibration(const std::string& file, const Calibration& calibration) {
+    RequireCalibrationName(file);
     RequirePlausible(calibration, file);
-    const std::string text = Encode(calibration, ending);
+    const fs::path path = fs::u8path(file);
+    const std::string text = Encode(calibration, path.extension().string());
     // Written beside it first: whoever reads the name finds the old file or the new one.
     fs::path unfinished = path;
     unfinished += ".unfinished";
