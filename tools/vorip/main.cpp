@@ -10,11 +10,11 @@ namespace {
 
 using AddCommand = void (*)(vorip::CommandLine&);
 constexpr AddCommand kCommands[] = {
-    vorip::AddPhaseCommand,   vorip::AddUnwrapCommand,  vorip::AddAverageCommand, vorip::AddGradientCommand,
-    vorip::AddFlattenCommand, vorip::AddPictureCommand, vorip::AddQualityCommand, vorip::AddRegionsCommand,
-    vorip::AddShadeCommand,   vorip::AddFilterCommand,  vorip::AddDecodeCommand,  vorip::AddGeometryCommand,
-    vorip::AddEdgesCommand,   vorip::AddColoursCommand, vorip::AddPointsCommand,  vorip::AddSurfaceCommands,
-    vorip::AddDemoCommand,
+    vorip::AddPhaseCommand,    vorip::AddUnwrapCommand,  vorip::AddAverageCommand, vorip::AddGradientCommand,
+    vorip::AddFlattenCommand,  vorip::AddPictureCommand, vorip::AddQualityCommand, vorip::AddRegionsCommand,
+    vorip::AddShadeCommand,    vorip::AddFilterCommand,  vorip::AddDecodeCommand,  vorip::AddCalibrateCommand,
+    vorip::AddGeometryCommand, vorip::AddEdgesCommand,   vorip::AddColoursCommand, vorip::AddPointsCommand,
+    vorip::AddSurfaceCommands, vorip::AddDemoCommand,
 };
 
 constexpr char kAbout[] =

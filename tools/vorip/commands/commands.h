@@ -18,6 +18,7 @@ void AddShadeCommand(CommandLine& program);
 void AddFilterCommand(CommandLine& program);
 void AddDecodeCommand(CommandLine& program);
 void AddPointsCommand(CommandLine& program);
+void AddCalibrateCommand(CommandLine& program);
 void AddGeometryCommand(CommandLine& program);
 void AddEdgesCommand(CommandLine& program);
 void AddColoursCommand(CommandLine& program);
