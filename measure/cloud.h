@@ -70,8 +70,9 @@ struct PlyOptions {
     double maxDepthStep = 0;  // triangles whose depths differ by more are left out, millimetres; 0: see DepthStep
 };
 
-// What separates a surface from an edge between two of them: six times the usual distance of neighbouring points across
-// the line of sight, so that surfaces keep their triangles up to a slope of 80 degrees. 0 without neighbours.
+// What separates a surface from an edge between two of them: four times the usual distance of neighbouring points
+// across the line of sight, so that surfaces keep their triangles up to a slope of 75 degrees. Infinite without
+// neighbours.
 MEASURE_API double DepthStep(const Cloud& cloud);
 
 // The bytes of a binary PLY file: the valid points in reading order (float x y z, and the grey value as red green

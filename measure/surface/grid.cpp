@@ -5,7 +5,6 @@
 
 #include "measure/heightmap.h"
 #include "measure/io.h"
-#include "measure/surface/statistics.h"
 #include "measure/world/triangles.h"
 
 namespace measure {
@@ -31,19 +30,6 @@ struct Bounds {
     Extent x, y;
 };
 
-float FindStepLimit(const Cloud& cloud) {
-    std::vector<float> distances;
-    const int stride = std::max(1, cloud.z.rows / 200);
-    for (int y = stride / 2; y < cloud.z.rows; y += stride) {
-        for (int x = 0; x + 1 < cloud.z.cols; x += 3) {
-            const float d = std::hypot(cloud.x(y, x + 1) - cloud.x(y, x), cloud.y(y, x + 1) - cloud.y(y, x));
-            if (std::isfinite(d)) distances.push_back(d);
-        }
-    }
-    // A single row of points, or none next to another: then there is nothing to tell apart.
-    return distances.empty() ? std::numeric_limits<float>::infinity() : 4 * MedianOf(distances);
-}
-
 // NaN wherever a coordinate is missing.
 cv::Mat1f FiniteDepth(const Cloud& cloud) {
     cv::Mat1f depth(cloud.z.size());
@@ -65,7 +51,8 @@ public:
           mDepth(FiniteDepth(cloud)),
           mPitch(options.pitch),
           mPerPitch(1 / options.pitch),
-          mLimit(options.largestStep > 0 ? static_cast<float>(options.largestStep) : FindStepLimit(cloud)) {}
+          mLimit(options.largestStep > 0 ? static_cast<float>(options.largestStep)
+                                         : static_cast<float>(DepthStep(cloud))) {}
 
     HeightMap Run(const Progress& progress) {
         progress.Report("finding the extent of the points");

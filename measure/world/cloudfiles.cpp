@@ -1,15 +1,16 @@
 // Clouds as files of other programs.
 #include <algorithm>
-#include <array>
 #include <charconv>
 #include <cmath>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
+#include <limits>
 #include <vector>
 
 #include "measure/cloud.h"
 #include "measure/error.h"
+#include "measure/io/bytes.h"
+#include "measure/world/triangles.h"
 
 namespace measure {
 namespace {
@@ -32,46 +33,13 @@ cv::Mat1i NumberPoints(const Cloud& cloud, int& count) {
     return numbers;
 }
 
-// The triangles of the square right of and below each pixel: two where all its corners are there, split along the
-// diagonal whose depths are nearer to each other, one where three are.
-class Triangles {
-public:
-    Triangles(const Cloud& cloud, const cv::Mat1i& numbers, double maxStep)
-        : mZ(cloud.z), mNumbers(numbers), mMaxStep(static_cast<float>(maxStep)) {}
-
-    // Calls `use(a, b, c)` with the numbers of vertices, anticlockwise as the camera sees them: their front.
-    template <class Use>
-    void ForRow(int y, const Use& use) const {
-        for (int x = 0; x + 1 < mZ.cols; ++x) {
-            const std::array<cv::Point, 4> p = {{{x, y}, {x + 1, y}, {x + 1, y + 1}, {x, y + 1}}};
-            const int missing =
-                static_cast<int>(std::count_if(p.begin(), p.end(), [this](cv::Point at) { return mNumbers(at) < 0; }));
-            if (missing > 1) continue;
-            if (missing == 1) {
-                std::size_t gap = 0;
-                while (mNumbers(p[gap]) >= 0) ++gap;
-                Try(p[(gap + 1) % 4], p[(gap + 2) % 4], p[(gap + 3) % 4], use);
-            } else if (std::abs(mZ(p[0]) - mZ(p[2])) <= std::abs(mZ(p[1]) - mZ(p[3]))) {
-                Try(p[0], p[1], p[2], use);
-                Try(p[0], p[2], p[3], use);
-            } else {
-                Try(p[0], p[1], p[3], use);
-                Try(p[1], p[2], p[3], use);
-            }
-        }
-    }
-
-private:
-    template <class Use>
-    void Try(cv::Point a, cv::Point b, cv::Point c, const Use& use) const {
-        const auto [least, greatest] = std::minmax({mZ(a), mZ(b), mZ(c)});
-        if (greatest - least <= mMaxStep) use(mNumbers(a), mNumbers(c), mNumbers(b));
-    }
-
-    const cv::Mat1f& mZ;
-    const cv::Mat1i& mNumbers;
-    float mMaxStep;
-};
+// Calls `use(a, b, c)` with the numbers of the vertices of each triangle.
+template <class Use>
+void ForTriangles(const Cloud& cloud, const cv::Mat1i& numbers, double maxStep, const Use& use) {
+    for (int y = 0; y + 1 < cloud.z.rows; ++y)
+        VisitTriangles(cloud.z, static_cast<float>(maxStep), y,
+                       [&](cv::Point a, cv::Point b, cv::Point c) { use(numbers(a), numbers(b), numbers(c)); });
+}
 
 struct Counts {
     int vertices = 0, faces = 0;
@@ -115,10 +83,10 @@ double DepthStep(const Cloud& cloud) {
             const float distance = std::hypot(cloud.x(y, x + 1) - cloud.x(y, x), cloud.y(y, x + 1) - cloud.y(y, x));
             if (std::isfinite(distance)) distances.push_back(distance);
         }
-    if (distances.empty()) return 0;
+    if (distances.empty()) return std::numeric_limits<double>::infinity();
     const auto middle = distances.begin() + static_cast<std::ptrdiff_t>(distances.size() / 2);
     std::nth_element(distances.begin(), middle, distances.end());
-    return 6 * static_cast<double>(*middle);
+    return 4 * static_cast<double>(*middle);
 }
 
 std::vector<std::uint8_t> EncodePly(const Cloud& cloud, const PlyOptions& options, const Progress& progress) {
@@ -127,9 +95,8 @@ std::vector<std::uint8_t> EncodePly(const Cloud& cloud, const PlyOptions& option
         throw InputError("the grey values and the points differ in size");
     Counts counts;
     const cv::Mat1i numbers = NumberPoints(cloud, counts.vertices);
-    const Triangles triangles(cloud, numbers, options.maxDepthStep > 0 ? options.maxDepthStep : DepthStep(cloud));
-    if (options.faces)
-        for (int y = 0; y + 1 < size.height; ++y) triangles.ForRow(y, [&](int, int, int) { ++counts.faces; });
+    const double maxStep = options.maxDepthStep > 0 ? options.maxDepthStep : DepthStep(cloud);
+    if (options.faces) ForTriangles(cloud, numbers, maxStep, [&counts](int, int, int) { ++counts.faces; });
 
     const std::string header = HeaderOf(counts, !options.grey.empty(), options.faces);
     const std::size_t vertexBytes = options.grey.empty() ? 12 : 15, faceBytes = 13;
@@ -145,13 +112,12 @@ std::vector<std::uint8_t> EncodePly(const Cloud& cloud, const PlyOptions& option
                 for (int colour = 0; colour < 3; ++colour) to = Put(to, options.grey(y, x));
         }
     }
-    for (int y = 0; options.faces && y + 1 < size.height; ++y) {
-        if (y % kReportRows == 0) progress.Report("collecting triangles", 0.5 + 0.5 * y / size.height);
-        triangles.ForRow(y, [&to](int a, int b, int c) {
+    progress.Report("collecting triangles", 0.5);
+    if (options.faces)
+        ForTriangles(cloud, numbers, maxStep, [&to](int a, int b, int c) {
             to = Put(to, std::uint8_t{3});
             for (const int number : {a, b, c}) to = Put(to, number);
         });
-    }
     return bytes;
 }
 
@@ -177,10 +143,7 @@ void WriteCloud(const std::string& file, const Cloud& cloud, const PlyOptions& o
     const std::string ending = std::filesystem::path(file).extension().string();
     if (ending != ".ply" && ending != ".xyz") throw InputError(file + ": the ending must be .ply or .xyz");
     const auto bytes = ending == ".ply" ? EncodePly(cloud, options, progress) : EncodeXyz(cloud, progress);
-    std::ofstream stream(file, std::ios::binary);
-    stream.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
-    stream.close();
-    if (!stream) throw OutputError(file + ": cannot be written");
+    WriteBytes(file, bytes);
 }
 
 }  // namespace measure

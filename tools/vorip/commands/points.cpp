@@ -13,6 +13,7 @@
 #include "tools/vorip/session/outputset.h"
 #include "tools/vorip/session/progress.h"
 #include "tools/vorip/session/resultfolder.h"
+#include "tools/vorip/session/summary.h"
 #include "tools/vorip/session/warning.h"
 
 namespace vorip {
@@ -65,10 +66,10 @@ public:
         std::string summary = measure::SummaryOf(mResult);
         summary.resize(summary.find_last_not_of(" \n}") + 1);
         mOutputs.AddText("summary.json",
-                         summary + cv::format(",\n  \"largest_depth_step_mm\": %.6g,\n  \"seconds\": {\"read\": %.3f, "
+                         summary + cv::format(",\n  \"largest_depth_step_mm\": %s,\n  \"seconds\": {\"read\": %.3f, "
                                               "\"compute\": %.3f, \"write\": %.3f}\n}\n",
-                                              mPly.maxDepthStep, seconds(start, read), seconds(read, computed),
-                                              seconds(computed, Clock::now())));
+                                              JsonNumber(mPly.maxDepthStep).c_str(), seconds(start, read),
+                                              seconds(read, computed), seconds(computed, Clock::now())));
         mOutputs.Commit();
         mProgress.End();
         for (const std::string& warning : mWarnings) Warn(warning);
