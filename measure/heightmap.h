@@ -28,8 +28,8 @@ struct HeightMap {
 
 struct GridOptions {
     double pitch = 0;  // millimetres, above 0
-    // A triangle whose depths differ by more, millimetres, spans two surfaces and is left out; 0: four times the usual
-    // distance of neighbouring points, which keeps slopes of up to some 75 degrees.
+    // A triangle whose depths differ by more, millimetres, spans two surfaces and is left out; 0: DepthStep of the
+    // cloud.
     double largestStep = 0;
 };
 
