@@ -23,7 +23,7 @@ inline constexpr char kSurfaceFormats[] = ".npy, .tiff, .png (16-bit), .gsf, .st
 
 struct SurfaceFileOptions {
     int bits = 32;            // 16: whole numbers with a scale, .tiff and .png
-    double largestStep = 0;   // .stl: heights of a triangle may differ by so much; 0: by six times the pitch
+    double largestStep = 0;   // .stl: heights of a triangle may differ by so much; 0: by four times the pitch
     std::string title;        // .gsf, .stl
     Quantities results = {};  // JSON: what was found out about this surface
 };

@@ -11,7 +11,7 @@ namespace {
 
 constexpr std::size_t kHeaderBytes = 80, kTriangleBytes = 50;
 constexpr std::size_t kMostTriangles = 1U << 30;
-constexpr double kSteepest = 6;  // heights of a triangle per pitch: 80 degrees, as DepthStep has it
+constexpr double kSteepest = 4;  // heights of a triangle per pitch: 75 degrees, as DepthStep has it
 
 void Put(std::uint8_t* to, std::uint32_t bits) {
     for (int i = 0; i < 4; ++i) to[i] = static_cast<std::uint8_t>(bits >> 8 * i);

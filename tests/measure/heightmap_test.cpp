@@ -201,7 +201,7 @@ TEST_F(HeightFiles, AreWrittenAsOthersReadThem) {
         EXPECT_LT(cv::norm(normal - cv::Vec3f(v)), 1e-5);
     }
     EXPECT_THROW(ReadHeightMap(File("a.stl")), InputError);
-    EXPECT_THROW(EncodeHeightMap("a.stl", small), NothingUsable);  // all steps are above the usual 0.3 mm
+    EXPECT_THROW(EncodeHeightMap("a.stl", small), NothingUsable);  // all steps are above the usual 0.2 mm
 
     HeightMap bare = map;
     bare.pitch = 0;

@@ -166,7 +166,7 @@ void AddSurfaceGridCommand(CommandLine& program) {
         .Type("MM");
     command
         .Add("--largest-step", options->grid.largestStep,
-             "Depths of a triangle may differ by so much [6 x the distance of the points]")
+             "Depths of a triangle may differ by so much [4 x the distance of the points]")
         .Accept(IsAboveZero, kAboveZero)
         .Type("MM");
     command.Add("--out,-o", options->out, "The height map: .npy or .tiff").Required().Type("FILE");
@@ -204,7 +204,7 @@ void AddSurfaceExportCommand(CommandLine& program) {
     command.Add("--unit", options->unit, "Unit of the heights of such a file [mm]").Type("UNIT");
     command
         .Add("--largest-step", options->options.largestStep,
-             ".stl: heights of a triangle may differ by so much [6 x the pitch]")
+             ".stl: heights of a triangle may differ by so much [4 x the pitch]")
         .Accept(IsAboveZero, kAboveZero)
         .Type("MM");
     command.OnRun([options] { RunExport(*options); });
