@@ -20,7 +20,8 @@ struct GrowthImages {
 float ReachOf(unsigned char trust);
 
 // Fixes the pixels between two fixed ones of one area in a row, and, if many are left, in a column, when the phase runs
-// on evenly from one to the other and most of them agree with that. Growth would find the same pixel by pixel, at many times the cost.
+// on evenly from one to the other and most of them agree with that. Growth would find the same pixel by pixel, at many
+// times the cost.
 void BridgeGaps(GrowthImages& images);
 
 }  // namespace measure

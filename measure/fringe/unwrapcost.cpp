@@ -1,7 +1,6 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
-#include <iterator>
 #include <memory>
 #include <vector>
 
@@ -25,10 +24,6 @@ constexpr float kPi = 3.14159265F;
 constexpr float kEqualCosts = 0.25F;
 constexpr float kLargestCost = 1e6F;
 
-// The other edges are taken in stages of rising costs: most of those of a later stage lead within one group by then,
-// and need not be sorted.
-constexpr float kStages[] = {kEqualCosts, 0.5F, 1, 2, INFINITY};
-
 // Bands of rows are joined on their own first, on all cores, then with one another.
 constexpr int kBandRows = 64;
 
@@ -48,22 +43,18 @@ public:
 
     Unwrapped Run(int minPixels, bool rejoin, const Progress& progress) {
         progress.Report("joining smooth areas", 0);
+        std::vector<std::vector<EDGE>> dear(static_cast<std::size_t>(CountBands(mPhase)));
         const auto all = cv::Range(0, CountBands(mPhase));
         cv::parallel_for_(all, [&](const cv::Range& bands) {
             for (int band = bands.start; band < bands.end; ++band) JoinSmooth(BandRows(mPhase, band));
         });
         for (int band = 1; band < all.end; ++band) JoinSmoothBelow(BandRows(mPhase, band).start - 1);
-        for (std::size_t i = 1; i < std::size(kStages); ++i) {
-            const double share = 0.2 + 0.7 * static_cast<double>(i) / std::size(kStages);
-            progress.Report("joining along the sorted edges", share);
-            std::vector<std::vector<EDGE>> dear(static_cast<std::size_t>(all.end));
-            cv::parallel_for_(all, [&](const cv::Range& bands) {
-                for (int band = bands.start; band < bands.end; ++band)
-                    CollectDear(BandRows(mPhase, band), kStages[i - 1], kStages[i],
-                                dear[static_cast<std::size_t>(band)]);
-            });
-            JoinDear(dear, progress, share);
-        }
+        progress.Report("sorting the other edges", 0.3);
+        cv::parallel_for_(all, [&](const cv::Range& bands) {
+            for (int band = bands.start; band < bands.end; ++band)
+                CollectDear(BandRows(mPhase, band), dear[static_cast<std::size_t>(band)]);
+        });
+        JoinDear(dear, progress);
         Unwrapped result = Resolve(progress);
         if (rejoin) RejoinPieces(mCost, result.phase);
         SortComponents(result, minPixels);
@@ -148,10 +139,10 @@ private:
         return {at, increment};
     }
 
-    // Edges with costs above one limit, and up to another one, that lead to another group.
-    void CollectDear(const cv::Range& rows, float above, float most, std::vector<EDGE>& edges) const {
+    // Edges that are not smooth and lead to another group.
+    void CollectDear(const cv::Range& rows, std::vector<EDGE>& edges) const {
         const auto add = [&](int y, int x, bool below, float cost) {
-            if (!(cost > above && cost <= most && cost < INFINITY)) return;
+            if (!(cost > kEqualCosts && cost < INFINITY)) return;
             const std::size_t first = Index(y, x);
             const std::size_t second = below ? Index(y + 1, x) : first + 1;
             if (Head(first).pixel != Head(second).pixel) edges.push_back(MakeEdge(y, x, below, cost));
@@ -165,7 +156,7 @@ private:
         }
     }
 
-    void JoinDear(std::vector<std::vector<EDGE>>& dear, const Progress& progress, double share) {
+    void JoinDear(std::vector<std::vector<EDGE>>& dear, const Progress& progress) {
         ReliabilityEdges edges;
         constexpr int shift = ReliabilityEdges::kBucketShift;
         std::vector<std::size_t> counts(ReliabilityEdges::kBuckets);
@@ -186,7 +177,8 @@ private:
         });
         constexpr std::size_t kStretch = 1 << 20;
         for (std::size_t i = 0; i < edges.Count(); i += kStretch) {
-            progress.Report("joining along the sorted edges", share);
+            const double share = static_cast<double>(i) / static_cast<double>(edges.Count());
+            progress.Report("joining along the sorted edges", 0.5 + 0.4 * share);
             const auto count = static_cast<std::ptrdiff_t>(std::min(kStretch, edges.Count() - i));
             KrN::GatherGroups(edges.edges.get() + i, count, mPixels.get(), mPhase.cols, never);
         }
