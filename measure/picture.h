@@ -45,7 +45,8 @@ MEASURE_API cv::Mat3b DrawPicture(const cv::Mat& values, const PictureStyle& sty
 MEASURE_API cv::Vec3b ComponentColour(int number);
 
 // Areas by number (0 and above) in their colours, the larger ones with their numbers written on them; 0 is black.
-MEASURE_API cv::Mat3b DrawComponents(const cv::Mat1i& numbers);
+// Draws every step-th column and row only.
+MEASURE_API cv::Mat3b DrawComponents(const cv::Mat1i& numbers, int step = 1);
 
 // Two pictures side by side, the lower one extended by background.
 MEASURE_API cv::Mat3b SideBySide(const cv::Mat3b& left, const cv::Mat3b& right);

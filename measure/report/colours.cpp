@@ -2,8 +2,11 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <opencv2/imgproc.hpp>
 #include <vector>
+
+#include "measure/image.h"
 
 namespace measure {
 namespace {
@@ -47,6 +50,26 @@ ValueRange FindRange(const cv::Mat1f& values, double percent) {
     return {at(tail), at(1.0 - tail)};
 }
 
+ValueRange RangeOf(const cv::Mat1f& values, const PictureStyle& style) {
+    const bool cyclic = style.period > 0;
+    ValueRange range = cyclic ? ValueRange{0, style.period} : FindRange(values, style.percent);
+    if (style.range) range = *style.range;
+    if (cyclic) return {range.lower, range.lower + style.period};
+    // A range without extent, as of a constant image, becomes one around its value.
+    const double least = 1e-6 * std::max(std::abs(range.lower), std::abs(range.upper));
+    if (range.upper - range.lower > least) return range;
+    const double half = std::max(least, 0.5);
+    return {range.lower - half, range.lower + half};
+}
+
+KrN::KrColourIndex IndexOf(const ValueRange& range, double period) {
+    using Index = KrN::KrColourIndex;
+    return Call([&] {
+        if (period > 0) return Index(Index::eCyclic, range.lower, range.upper, kColours, period, kColours);
+        return Index(Index::eLinear, range.lower, range.upper, kColours, Index::kDefaultParameter, kColours);
+    });
+}
+
 }  // namespace
 
 std::optional<ColourMap> ColourMapOf(const std::string& name) {
@@ -58,7 +81,7 @@ std::optional<ColourMap> ColourMapOf(const std::string& name) {
 
 Palette PaletteOf(ColourMap map) {
     cv::Mat1b ramp(1, kColours);
-    for (int i = 0; i < kColours; ++i) ramp(i) = static_cast<uchar>(i);
+    for (int i = 0; i < kColours; ++i) ramp(i) = cv::saturate_cast<uchar>(i * 255.0 / (kColours - 1));
     cv::Mat3b colours;
     const int opencv = std::find_if(std::begin(kMaps), std::end(kMaps), [map](const NamedMap& entry) {
                            return entry.map == map;
@@ -73,18 +96,17 @@ Palette PaletteOf(ColourMap map) {
     return palette;
 }
 
-ColourScale::ColourScale(const cv::Mat1f& values, const PictureStyle& style) : mCyclic(style.period > 0) {
-    ValueRange range = mCyclic ? ValueRange{0, style.period} : FindRange(values, style.percent);
-    if (style.range) range = *style.range;
-    // A range without extent, as of a constant image, becomes one around its value.
-    const double least = 1e-6 * std::max(std::abs(range.lower), std::abs(range.upper));
-    if (!(range.upper - range.lower > least)) {
-        const double half = std::max(least, 0.5);
-        range = {range.lower - half, range.lower + half};
+ColourScale::ColourScale(const cv::Mat1f& values, const PictureStyle& style)
+    : range(RangeOf(values, style)), index(IndexOf(range, style.period)) {}
+
+cv::Mat EveryPixel(const cv::Mat& image, int step) {
+    if (step == 1 || image.empty()) return image;
+    cv::Mat reduced((image.rows + step - 1) / step, (image.cols + step - 1) / step, image.type());
+    const std::size_t size = image.elemSize();
+    for (int y = 0; y < reduced.rows; ++y) {
+        for (int x = 0; x < reduced.cols; ++x) std::memcpy(reduced.ptr(y, x), image.ptr(y * step, x * step), size);
     }
-    mLower = static_cast<float>(range.lower);
-    mUpper = static_cast<float>(mCyclic ? range.lower + style.period : range.upper);
-    mPerStep = 1.0f / (mUpper - mLower);
+    return reduced;
 }
 
 int ZoomOf(cv::Size size) { return std::max(1, kSmallestPicture / std::max(size.width, size.height)); }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <ipbase/ipColourIndex.h>
+
 #include <array>
 #include <opencv2/core.hpp>
 
@@ -11,29 +13,21 @@ namespace measure {
 inline const cv::Vec3b kBackground(24, 24, 24);
 inline const cv::Scalar kInk = cv::Scalar::all(230);
 
-constexpr int kColours = 256;
+constexpr int kColours = 255;  // the index after theirs is that of pixels without a value
 using Palette = std::array<cv::Vec3b, kColours>;
 
 Palette PaletteOf(ColourMap map);
 
 // From values to the indices of a palette.
-class ColourScale {
-public:
+struct ColourScale {
     ColourScale(const cv::Mat1f& values, const PictureStyle& style);
 
-    int IndexOf(float value) const {
-        const float t = (value - mLower) * mPerStep;
-        if (mCyclic) return static_cast<int>((t - std::floor(t)) * kColours) & (kColours - 1);
-        const float clamped = t < 0.0f ? 0.0f : (t > 1.0f ? 1.0f : t);
-        return static_cast<int>(clamped * (kColours - 1) + 0.5f);
-    }
-    double Lower() const { return mLower; }
-    double Upper() const { return mUpper; }
-
-private:
-    float mLower = 0.0f, mUpper = 1.0f, mPerStep = 1.0f;
-    bool mCyclic = false;
+    ValueRange range;
+    KrN::KrColourIndex index;
 };
+
+// Every step-th column and row.
+cv::Mat EveryPixel(const cv::Mat& image, int step);
 
 // The whole number by which an image of this size is enlarged, so that people can see its pixels.
 int ZoomOf(cv::Size size);

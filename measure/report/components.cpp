@@ -53,8 +53,9 @@ cv::Vec3b ComponentColour(int number) {
     return {channel(1.0 / 3.0), channel(2.0 / 3.0), channel(0.0)};
 }
 
-cv::Mat3b DrawComponents(const cv::Mat1i& numbers) {
-    if (numbers.empty()) return {};
+cv::Mat3b DrawComponents(const cv::Mat1i& all, int step) {
+    if (all.empty()) return {};
+    const cv::Mat1i numbers = EveryPixel(all, step);
     cv::Mat3b colours(numbers.size());
     for (int y = 0; y < numbers.rows; ++y) {
         int last = 0;

@@ -2,11 +2,11 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstring>
 #include <opencv2/imgproc.hpp>
 #include <vector>
 
 #include "measure/error.h"
+#include "measure/image.h"
 #include "measure/report/colours.h"
 #include "measure/report/frame.h"
 
@@ -21,17 +21,6 @@ void RequireSize(const cv::Mat& other, cv::Size size, const char* what) {
         throw InputError(cv::format("the %s of %d x %d pixels do not belong to an image of %d x %d", what, other.cols,
                                     other.rows, size.width, size.height));
     }
-}
-
-// Every step-th column and row.
-cv::Mat EveryPixel(const cv::Mat& image, int step) {
-    if (step == 1 || image.empty()) return image;
-    cv::Mat reduced((image.rows + step - 1) / step, (image.cols + step - 1) / step, image.type());
-    const std::size_t size = image.elemSize();
-    for (int y = 0; y < reduced.rows; ++y) {
-        for (int x = 0; x < reduced.cols; ++x) std::memcpy(reduced.ptr(y, x), image.ptr(y * step, x * step), size);
-    }
-    return reduced;
 }
 
 // The values in single precision, NaN where there is nothing to draw.
@@ -96,25 +85,32 @@ cv::Vec3b Shaded(const cv::Vec3b& colour, float brightness) {
 cv::Mat3b Colour(const cv::Mat1f& values, const PictureStyle& style, const ColourScale& scale, const Palette& palette) {
     const cv::Mat1f shade = style.shade ? HillShade(values) : cv::Mat1f();
     cv::Mat3b colours(values.size());
-    cv::parallel_for_(cv::Range(0, values.rows), [&](const cv::Range& rows) {
+    const auto colour = [&](const cv::Range& rows) {
+        const cv::Mat1f band = values.rowRange(rows);
+        cv::Mat1b indices(band.size());
+        const auto from = ViewOf(band);
+        auto to = ViewOf(indices);
+        Call([&] { scale.index.Execute(&from, &to); });
         for (int y = rows.start; y < rows.end; ++y) {
-            const float* in = values[y];
+            const uchar* in = indices[y - rows.start];
             cv::Vec3b* out = colours[y];
             for (int x = 0; x < values.cols; ++x) {
-                if (std::isnan(in[x])) continue;  // hatched later
-                out[x] = palette[static_cast<std::size_t>(scale.IndexOf(in[x]))];
+                if (in[x] == kColours) continue;  // hatched later
+                out[x] = palette[in[x]];
                 if (style.shade) out[x] = Shaded(out[x], shade(y, x));
             }
         }
-    });
+    };
+    constexpr int kBands = 8;  // few: the index finds its thresholds once for each
+    cv::parallel_for_(cv::Range(0, values.rows), colour, kBands);
     return colours;
 }
 
 // Darkens the pixels beyond which the value is on another side of one of the lines.
 void DrawContours(const cv::Mat1f& values, int count, const ColourScale& scale, cv::Mat3b& colours) {
-    const double step = (scale.Upper() - scale.Lower()) / (count + 1);
+    const double lower = scale.range.lower, step = (scale.range.upper - lower) / (count + 1);
     const auto band = [&](float v) {
-        return std::clamp(std::floor((static_cast<double>(v) - scale.Lower()) / step), 0.0, double(count));
+        return std::clamp(std::floor((static_cast<double>(v) - lower) / step), 0.0, double(count));
     };
     for (int y = 0; y + 1 < values.rows; ++y) {
         for (int x = 0; x + 1 < values.cols; ++x) {

@@ -30,17 +30,25 @@ Layout Arrange(cv::Size image, const Lettering& letters, const PictureStyle& sty
     return layout;
 }
 
+// Where a value stands on a bar on which all colours have the same length, 0 to 1.
+double PlaceOf(double value, const ColourScale& scale) {
+    if (value >= scale.range.upper) return 1;
+    const int index = scale.index.IndexOf(value);
+    const double begin = scale.index.BeginOf(index), end = scale.index.BeginOf(index + 1);
+    const double inside = end > begin ? std::clamp((value - begin) / (end - begin), 0.0, 1.0) : 0.5;
+    return (index + inside) / kColours;
+}
+
 void DrawBar(cv::Mat3b& picture, const Layout& layout, const Lettering& letters, const PictureStyle& style,
              const ColourScale& scale, const Palette& palette, const std::vector<Tick>& ticks) {
     const cv::Rect& bar = layout.bar;
-    const double perPixel = (scale.Upper() - scale.Lower()) / std::max(1, bar.height - 1);
     for (int y = 0; y < bar.height; ++y) {
-        const int index = (kColours - 1) * (bar.height - 1 - y) / std::max(1, bar.height - 1);
+        const int index = kColours * (bar.height - 1 - y) / bar.height;
         picture(cv::Rect(bar.x, bar.y + y, bar.width, 1)) = palette[static_cast<std::size_t>(index)];
     }
     letters.Write(picture, style.unit, {bar.x, bar.y - letters.Em(0.5)});
     for (const Tick& tick : ticks) {
-        const int y = bar.y + static_cast<int>((scale.Upper() - tick.value) / perPixel + 0.5);
+        const int y = bar.y + static_cast<int>((1 - PlaceOf(tick.value, scale)) * (bar.height - 1) + 0.5);
         cv::line(picture, {bar.br().x, y}, {bar.br().x + letters.Em(0.3), y}, kInk, letters.thickness);
         letters.Write(picture, tick.text, {bar.br().x + letters.Em(0.5), y + letters.Em(0.35)});
     }
@@ -69,7 +77,8 @@ void DrawAxes(cv::Mat3b& picture, const cv::Rect& image, double scale, const Let
 cv::Mat3b FramePicture(const cv::Mat3b& drawn, int zoom, const PictureStyle& style, const ColourScale& scale,
                        const Palette& palette) {
     const Lettering letters(drawn.size());
-    const std::vector<Tick> ticks = Ticks(scale.Lower(), scale.Upper(), std::clamp(drawn.rows / letters.Em(2), 3, 12));
+    const std::vector<Tick> ticks =
+        Ticks(scale.range.lower, scale.range.upper, std::clamp(drawn.rows / letters.Em(2), 3, 12));
     const Layout layout = Arrange(drawn.size(), letters, style, ticks);
     cv::Mat3b picture(layout.picture, kBackground);
     drawn.copyTo(picture(layout.image));

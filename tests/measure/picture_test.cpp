@@ -59,9 +59,9 @@ TEST(Picture, ShowsValuesInColours) {
     EXPECT_GT(picture(o.y + 13, o.x + 250)[2], 200);
 
     measure::PictureStyle cyclic;
-    cyclic.period = 100;
+    cyclic.period = 128;
     const cv::Mat3b wrapped = measure::DrawPicture(ramp, cyclic);
-    for (int x = 0; x + 100 < kSide; ++x) EXPECT_EQ(wrapped(o.y, o.x + x), wrapped(o.y, o.x + x + 100)) << x;
+    for (int x = 0; x + 128 < kSide; ++x) EXPECT_EQ(wrapped(o.y, o.x + x), wrapped(o.y, o.x + x + 128)) << x;
 
     measure::PictureStyle lines;
     lines.contours = 4;
