@@ -8,6 +8,7 @@
 #include "measure/fringe.h"
 #include "measure/progress.h"
 #include "measure/scan.h"
+#include "measure/unwrap.h"
 
 namespace measure {
 
@@ -135,13 +136,16 @@ struct AbsolutePhase {
     int repeat = 0;      // above 0: the sets do not cover the length, orders are known modulo this many periods
     int components = 0;  // with a repeat: areas between which that is all that is known
 
-    int usable = 0;               // pixels with enough light in all sets
-    int valid = 0;                // pixels of the mask
-    int corrected = 0;            // see GrownOrders
-    int contradicted = 0;         // see GrownOrders
-    int jumps = 0;                // pairs of valid neighbours more than half a period apart
-    double noise = 0;             // of one frame, grey levels, as the phase shows it
-    std::vector<Ripple> ripples;  // one per set
+    int usable = 0;                 // pixels with enough light in all sets
+    int valid = 0;                  // pixels of the mask
+    int corrected = 0;              // see GrownOrders
+    int contradicted = 0;           // see GrownOrders
+    Jumps jumps;                    // of the phase
+    double noise = 0;               // of one frame, grey levels, as the phase shows it
+    std::vector<Ripple> ripples;    // one per set
+    std::vector<double> saturated;  // per set: share of the pixels that a frame of it saturates
+    std::vector<double>
+        residuals;  // per set: the median of fit residual / B over its usable pixels; 0 for three frames
     std::vector<DecodeCheck> checks;
     std::vector<std::string> warnings;  // one line each
 };

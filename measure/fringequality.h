@@ -3,6 +3,7 @@
 #include <string>
 #include <vector>
 
+#include "measure/absolute.h"
 #include "measure/export.h"
 #include "measure/fringe.h"
 
@@ -34,5 +35,23 @@ struct FringeQuality {
 
 // Judges frames from which `phase` was solved; the ripple is that of the phase before it was corrected.
 MEASURE_API FringeQuality AssessFringes(const FringeSet& set, const FringePhase& phase, const Ripple& ripple);
+
+// What matters about one direction of a scan.
+struct AxisQuality {
+    FringeVerdict verdict = FringeVerdict::eGood;  // that of the worst set
+    std::vector<FringeQuality> sets;               // in the order of the description
+    std::vector<Ripple> ripples;                   // of each set
+    double usable = 0;                             // share of the pixels that are usable in all sets
+    double doubtfulBits = 0;                       // share of the usable pixels in which a Gray code can hardly be read
+    std::vector<DecodeCheck> checks;               // what was compared to find pictures that do not belong together
+    std::string misfit;                 // why pictures and description do not belong together; empty when they do
+    std::vector<std::string> findings;  // what is wrong with the sets together
+};
+
+// Judges the pictures of one direction: every set, and whether all fit to each other and to the description. Throws
+// InputError only where nothing can be judged: counts, sizes or types that do not fit, and a description that cannot
+// tell the orders.
+MEASURE_API AxisQuality AssessAxis(const CodedAxis& axis, const AxisPictures& pictures,
+                                   const DecodeOptions& options = {}, const Progress& progress = {});
 
 }  // namespace measure

@@ -17,16 +17,23 @@ struct DecodeState {
     DecodeState(const CodedAxis& coding, const AxisPictures& frames, const DecodeOptions& how)
         : axis(coding), pictures(frames), options(how) {}
 
+    std::vector<std::size_t> order;  // of the sets by rising period, the finest one first
+    std::vector<double> periods;     // in that order, projector pixels
+    int repeat = 0;  // orders of the finest set after which all sets repeat; may be beyond the length; 0: never
+
     std::vector<FringePhase> fringes;  // phases after the correction of ripple, rising with the projector pixel
     cv::Mat1b usable;                  // 255 where all sets are
     std::vector<cv::Point> best;       // some thousand pixels of much modulation
     float leastModulation = 0;         // of these
     std::vector<double> origins;       // radians, per set: its phase at the position 0
+    GrayDecoding code;                 // empty without one
     bool commonOrigins = true;         // the sets were not given origins of their own by the edges of a code
     AbsolutePhase result;
 
     std::size_t Count() const { return fringes.size(); }
     const FringePhase& Finest() const { return fringes[static_cast<std::size_t>(result.finest)]; }
+    // Orders of the finest set that the sets tell apart.
+    double DistinctOrders() const { return repeat > 0 ? repeat : axis.length / periods[0]; }
     // The variance of the phase of a pixel of that modulation, radians squared.
     double Variance(std::size_t set, double modulation) const {
         const auto frames = static_cast<double>(fringes[set].shifts.size());

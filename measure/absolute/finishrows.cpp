@@ -1,7 +1,6 @@
 #include "measure/absolute/finishrows.h"
 
 #include <algorithm>
-#include <atomic>
 #include <cmath>
 #include <cstdint>
 #include <vector>
@@ -47,7 +46,7 @@ struct TrustLimits {
 constexpr float kForever = 1e30f;
 
 void MarkRow(const TrustRow& row, const TrustLimits& limits, std::uint8_t* __restrict trust, int width) {
-    constexpr float kMostResidual = 0.25f, kLeastMargin = 0.2f, kLeastLead = 4.0f;
+    constexpr float kMostResidual = 0.25f, kLeastLead = 4.0f;
     const TrustRow r = row;
     const TrustLimits l = limits;
     for (int x = 0; x < width; ++x) {
@@ -58,19 +57,6 @@ void MarkRow(const TrustRow& row, const TrustLimits& limits, std::uint8_t* __res
         const int unsure = eDoubtful + (isRead & l.gainOfRead), known = isSure * eTrusted + (1 - isSure) * unsure;
         trust[x] = static_cast<std::uint8_t>(known & r.usable[x]);
     }
-}
-
-int CountJumps(const cv::Mat1f& phase) {
-    constexpr auto kHalf = static_cast<float>(CV_PI);
-    std::atomic<int> jumps{0};
-    ForRows(phase, [&](int y) {
-        const float *here = phase[y], *below = y + 1 < phase.rows ? phase[y + 1] : here;
-        int count = 0;
-        for (int x = 0; x + 1 < phase.cols; ++x)
-            count += (std::abs(here[x + 1] - here[x]) > kHalf) + (std::abs(below[x] - here[x]) > kHalf);
-        jumps += count + (std::abs(below[phase.cols - 1] - here[phase.cols - 1]) > kHalf);
-    });
-    return jumps;
 }
 
 }  // namespace
@@ -148,8 +134,7 @@ void FinishResult(DecodeState& state, const OrderDecision& decision) {
         cv::Mat1f buffer(1, result.mask.cols);
         RateRow(decision.residual[y], decision.lead[y], isCoded, buffer, result.reliability[y], result.mask[y]);
     });
-    result.jumps = CountJumps(result.phase);
-    if (result.valid == 0) return;
+    result.jumps = FindJumps(result.phase);
 }
 
 }  // namespace measure

@@ -4,6 +4,9 @@
 
 namespace measure {
 
+// A code whose second-smallest margin is below this is hardly read.
+constexpr float kLeastMargin = 0.2f;
+
 // The order of the finest set that a code predicts in every pixel: that of the middle of the cell.
 cv::Mat1f PredictOrders(const cv::Mat1w& code, const GrayCode& gray, const cv::Mat1f& phase, double period);
 

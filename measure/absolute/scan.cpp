@@ -196,7 +196,7 @@ Scan ReadScan(const std::filesystem::path& file, const std::filesystem::path& fo
 std::string ExampleScan() {
     return R"({
   // How this scan was coded. One description serves many scans of the same kind.
-  "full_scale": 255,       // grey level at which the camera saturates: 1023, 4095, ... for 10, 12, ... bits in 16-bit files
+  "full_scale": 255,       // grey level of saturation: 1023, 4095, ... for 10, 12, ... bits in 16-bit files
 
   // The phase runs along the projector's columns (vertical fringes). "rows" takes the same keys; one of both is enough.
   "columns": {
@@ -204,21 +204,22 @@ std::string ExampleScan() {
     "direction": 1,        // -1 where the phase falls with the column
     // "origin": 0,        // column at which every phase is 0; left out, it is found from the edges of the Gray code
 
-    // Sets of shifted fringes, I = A + B cos(phase + shift). The finest is measured, the others and the code tell its orders.
+    // Sets of shifted fringes, I = A + B cos(phase + shift). The finest is measured, the others and the code tell its
+    // orders.
     "sines": [
       {
         "period": 24,      // projector pixels; or "periods": their number across the length
         "shifts": [0, 90, 180, 270],  // degrees; left out, 360 k / N
         "frames": ["fine0.png", "fine1.png", "fine2.png", "fine3.png"]
       },
-      {"periods": 10, "frames": "coarse*.png"},  // a pattern stands for all pictures that match, coarse2 before coarse10
+      {"periods": 10, "frames": "coarse*.png"},  // a pattern: all pictures that match, coarse2 before coarse10
       {"periods": 1, "frames": "single*.png"}
     ],
 
     // A Gray code, the most significant bit first. It can be left out when the sets tell the orders alone.
     "gray": {
       "cell": 12,          // width of its narrowest stripe in projector pixels; at most half a period is best
-      "offset": 0,         // projector pixels before the first cell; minus half a cell for a code shifted by half a cell
+      "offset": 0,         // projector pixels before the first cell; minus half a cell for a code shifted so
       "frames": "gray*.png",
       "inverse": "inverse*.png"  // left out, bits are cut at (white + black) / 2, without those at the fringes' mean
     },

@@ -31,12 +31,17 @@ std::string SummaryOf(const AbsolutePhase& result) {
     json["corrected_pixels"] = result.corrected;
     json["contradicted_pixels"] = result.contradicted;
     json["contradicted_share"] = Rounded(result.contradicted / std::max(1.0, static_cast<double>(result.usable)));
-    json["jumps"] = result.jumps;
+    json["jumps"] = result.jumps.count;
     json["noise_grey_levels"] = Rounded(result.noise);
     json["ripple"] = Json::array();
     for (const Ripple& ripple : result.ripples)
         json["ripple"].push_back({{"radians", ripple.known ? Json(Rounded(ripple.amplitude)) : Json(nullptr)},
                                   {"periods_in_view", Rounded(ripple.periodsInView)}});
+    json["saturated_shares"] = Json::array();
+    for (const double share : result.saturated) json["saturated_shares"].push_back(Rounded(share));
+    json["residuals_per_modulation"] = Json::array();
+    for (const double residual : result.residuals)
+        json["residuals_per_modulation"].push_back(residual > 0 ? Json(Rounded(residual)) : Json(nullptr));
     json["checks"] = Json::array();
     for (const DecodeCheck& check : result.checks)
         json["checks"].push_back({{"name", check.name},

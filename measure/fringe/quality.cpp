@@ -2,6 +2,7 @@
 #include <cmath>
 
 #include "measure/fringe/exchange.h"
+#include "measure/fringe/figures.h"
 #include "measure/fringe/level.h"
 #include "measure/fringequality.h"
 
@@ -17,27 +18,6 @@ constexpr double kMuchPhaseNoise = 0.15;   // radians
 constexpr double kHopelessPhaseNoise = 0.6;
 constexpr double kMuchRipple = 0.05;  // radians
 
-double Median(std::vector<float>& values) {
-    if (values.empty()) return 0;
-    const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
-    std::nth_element(values.begin(), middle, values.end());
-    return static_cast<double>(*middle);
-}
-
-// Up to some hundred thousand values: visit(y, x) returns one, or NaN for none.
-template <class Visit>
-std::vector<float> Sample(cv::Size size, const Visit& visit) {
-    const int step = std::max(1, static_cast<int>(std::sqrt(size.area() / 2e5)));
-    std::vector<float> values;
-    for (int y = step / 2; y < size.height; y += step) {
-        for (int x = step / 2; x < size.width; x += step) {
-            const float value = visit(y, x);
-            if (std::isfinite(value)) values.push_back(value);
-        }
-    }
-    return values;
-}
-
 // From the mixed second difference over 2 x 2 pixels, which straight fringes and slopes of the brightness leave small.
 double NoiseOf(const cv::Mat& frame, const cv::Mat1b& usable) {
     auto values = Sample(frame.size(), [&](int y, int x) {
@@ -46,7 +26,7 @@ double NoiseOf(const cv::Mat& frame, const cv::Mat1b& usable) {
                         LevelAt(frame, y + 1, x + 1));
     });
     // Beyond four times the median there is texture.
-    const double limit = 4 * std::max(Median(values), frame.depth() == CV_32F ? 0.0 : 1.0);
+    const double limit = 4 * std::max(Quantile(values, 0.5), frame.depth() == CV_32F ? 0.0 : 1.0);
     double sum = 0, count = 0;
     for (const float value : values) {
         if (static_cast<double>(value) > limit) continue;
@@ -59,10 +39,7 @@ double NoiseOf(const cv::Mat& frame, const cv::Mat1b& usable) {
 // The level that one pixel of twenty exceeds in the brightest frame, as a share of full scale.
 double PeakOf(const FringePhase& phase) {
     auto values = Sample(phase.mean.size(), [&](int y, int x) { return phase.mean(y, x) + phase.modulation(y, x); });
-    if (values.empty()) return 0;
-    const auto place = values.begin() + static_cast<std::ptrdiff_t>(values.size() * 19 / 20);
-    std::nth_element(values.begin(), place, values.end());
-    return static_cast<double>(*place) / phase.fullScale;
+    return Quantile(values, 0.95) / phase.fullScale;
 }
 
 void Judge(const FringePhase& phase, const Ripple& ripple, FringeQuality& q) {
@@ -94,8 +71,8 @@ void Judge(const FringePhase& phase, const Ripple& ripple, FringeQuality& q) {
         say(cv::format("%.1f %% of the pixels are saturated; expose shorter or close the aperture", 100 * q.saturated));
     if (ripple.known && ripple.amplitude > kMuchRipple)
         say(
-            cv::format("the fringes are no sines: a ripple of %.2f rad, which vorip phase corrects; more frames or the "
-                       "projector's gamma set to 1 avoid it",
+            cv::format("the fringes are no sines: a ripple of %.2f rad, which is corrected unless that is turned off; "
+                       "more frames or the projector's gamma set to 1 avoid it",
                        ripple.amplitude));
     if (q.exchangedA >= 0)
         say(cv::format("the frames fit better with numbers %d and %d exchanged: wrong order or shifts?",
@@ -106,21 +83,16 @@ void Judge(const FringePhase& phase, const Ripple& ripple, FringeQuality& q) {
 
 FringeQuality AssessFringes(const FringeSet& set, const FringePhase& phase, const Ripple& ripple) {
     FringeQuality q;
-    const auto pixels = static_cast<double>(phase.usable.total());
-    q.usable = cv::countNonZero(phase.usable) / pixels;
-    q.saturated = cv::countNonZero(phase.saturated) / pixels;
-    const auto medianOf = [&](const auto& value) {
-        auto values = Sample(phase.usable.size(), [&](int y, int x) { return phase.usable(y, x) ? value(y, x) : NAN; });
-        return Median(values);
-    };
-    q.mean = medianOf([&](int y, int x) { return phase.mean(y, x); }) / phase.fullScale;
-    const double modulation = medianOf([&](int y, int x) { return phase.modulation(y, x); });
+    q.usable = cv::countNonZero(phase.usable) / static_cast<double>(phase.usable.total());
+    q.saturated = SaturatedShare(phase);
+    q.mean = MedianOfUsable(phase, [&](int y, int x) { return phase.mean(y, x); }) / phase.fullScale;
+    const double modulation = MedianOfUsable(phase, [&](int y, int x) { return phase.modulation(y, x); });
     q.modulation = modulation / phase.fullScale;
     q.noise = NoiseOf(set.frames.front(), phase.usable);
     const auto frames = static_cast<double>(set.frames.size());
     if (modulation > 0) q.phaseNoise = q.noise * std::sqrt(2 / frames) / modulation;
     if (!phase.residual.empty()) {
-        q.residual = medianOf([&](int y, int x) { return phase.residual(y, x) / phase.modulation(y, x); });
+        q.residual = MedianResidual(phase);
         const FramePair pair = FindExchange(set, phase);
         q.exchangedA = pair.a;
         q.exchangedB = pair.b;

@@ -8,7 +8,7 @@
 #include "measure/fringe/components.h"
 #include "measure/fringe/rowbands.h"
 #include "measure/fringe/unwrapinput.h"
-#include "measure/io/view.h"
+#include "measure/image.h"
 #include "measure/unwrap.h"
 
 namespace measure {
@@ -73,11 +73,11 @@ void FillPlanes(const cv::Mat1f& phase, const cv::Mat1b& usable, Planes& planes)
 
 // Returns the least step of the target.
 int Execute(Planes& planes, cv::Mat1b quality, const RegionOptions& options) try {
-    auto steps = View<KrN::KrAOI8>(planes.steps, L"phase"), mask = View<KrN::KrAOI8>(planes.mask, L"mask");
-    auto qualities = View<KrN::KrAOI8>(quality, L"quality");
-    auto target = View<KrN::KrAOI16>(planes.target, L"unwrapped phase");
-    auto targetMask = View<KrN::KrAOI8>(planes.targetMask, L"unwrapped mask");
-    auto components = View<KrN::KrAOI32>(planes.components, L"components");
+    auto steps = ViewOf(planes.steps), mask = ViewOf(planes.mask);
+    auto qualities = ViewOf(quality);
+    auto target = ViewOf(planes.target);
+    auto targetMask = ViewOf(planes.targetMask);
+    auto components = ViewOf(planes.components);
     KrN::KrLUnWrap unwrapper;
     unwrapper.Execute(&steps, &qualities, &mask, &target, &targetMask, static_cast<unsigned char>(options.minQuality),
                       static_cast<std::uint32_t>(options.minPixels), static_cast<unsigned char>(options.orderMode), 0);

@@ -29,7 +29,8 @@ constexpr char kDetails[] =
     "Writes for each direction (names begin with columns or rows): columns_coordinate.tiff and .npy (projector "
     "pixels),\n"
     "columns_absolute.tiff and .npy (radians of the finest set), both NaN where invalid; columns_mask.png,\n"
-    "columns_reliability.png (255 certain), columns_picture.png (colours, invalid pixels hatched in grey); besides\n"
+    "columns_reliability.png (255 certain), columns_picture.png (colours, invalid pixels hatched in grey, jumps\n"
+    "magenta: neighbours more than half a period apart, by wrong orders or a step of the surface); besides\n"
     "modulation.png (255 x 2B / full scale) and summary.json.\n"
     "\n"
     "Example:\n"
@@ -99,6 +100,7 @@ private:
         measure::PictureStyle style;
         style.title = "absolute phase along the " + name;
         style.unit = "periods";
+        style.marks = result.jumps.where;
         mOutputs.AddImage(name + "_picture.png", measure::DrawPicture(periods, style));
         if (mHasModulation) return;
         cv::Mat modulation;
@@ -120,6 +122,14 @@ private:
         if (result.contradicted > 0.01 * result.usable)
             Doubt(name, cv::format("%.1f %% of the usable pixels were dropped because their neighbours contradict them",
                                    100.0 * result.contradicted / result.usable));
+        if (result.jumps.count > 0)
+            Doubt(name, cv::format("jumps of more than half a period between neighbouring pixels: %d, magenta in "
+                                   "%s_picture.png; wrong orders, or steps of the surface",
+                                   result.jumps.count, name.c_str()));
+        for (std::size_t set = 0; set < result.saturated.size(); ++set)
+            if (result.saturated[set] > 0.01)
+                Doubt(name, cv::format("sines[%zu]: %.1f %% of the pixels are saturated and left out; expose shorter",
+                                       set, 100 * result.saturated[set]));
         for (const std::string& warning : result.warnings) Doubt(name, warning);
     }
     void Doubt(const std::string& name, const std::string& text) { mWarnings.push_back(name + ": " + text); }

@@ -6,6 +6,8 @@
 #include "tools/vorip/cli/parse.h"
 #include "tools/vorip/commands/commands.h"
 #include "tools/vorip/commands/frameinputs.h"
+#include "tools/vorip/commands/qualityreport.h"
+#include "tools/vorip/commands/scanquality.h"
 #include "tools/vorip/pictures/inputs.h"
 #include "tools/vorip/session/failure.h"
 
@@ -14,22 +16,24 @@ namespace {
 
 constexpr char kAbout[] = "Whether fringe pictures are good enough to be measured, and what is wrong if not";
 constexpr char kDetails[] =
-    "With the frames of one set (three or more; a folder, or a pattern in quotes, as for vorip phase): judges "
-    "saturation,\n"
-    "modulation against noise, the ripple of fringes that are no sines, how well the frames fit together, and the "
-    "share\n"
-    "of usable pixels; says what helps.\n"
+    "With SCAN.json, the description of a scan as for vorip decode: judges every set of its fringes, how well the "
+    "Gray\n"
+    "code can be read, and whether all pictures fit to each other and to the description.\n"
     "\n"
-    "With two pictures, INTENSITY and CONTRAST: counts the usable pixels of CONTRAST that reach a grey value. When "
-    "they\n"
-    "are too few, those of INTENSITY tell whether missing light is the reason. CONTRAST is a modulation picture as "
-    "vorip\n"
-    "phase writes it, INTENSITY a picture of the same scene; both are 8-bit, or 16-bit, of which the upper 8 bits "
-    "count.\n"
+    "With the frames of one set (three or more; a folder, or a pattern in quotes, as for vorip phase): judges\n"
+    "saturation, modulation against noise, the ripple of fringes that are no sines, how well the frames fit together,\n"
+    "and the share of usable pixels; says what helps.\n"
     "\n"
-    "Exit codes: 0 the quality is ok, 3 low contrast, 4 low contrast because of low intensity, 2 wrong input.\n"
+    "With two pictures, INTENSITY and CONTRAST: counts the usable pixels of CONTRAST that reach a grey value. When\n"
+    "they are too few, those of INTENSITY tell whether missing light is the reason. CONTRAST is a modulation picture\n"
+    "as vorip phase writes it, INTENSITY a picture of the same scene; both are 8-bit, or 16-bit, of which the upper\n"
+    "8 bits count.\n"
+    "\n"
+    "Exit codes: 0 the quality is ok, 3 low contrast, 4 low contrast because of low intensity, 2 wrong input, or\n"
+    "pictures that do not belong together.\n"
     "\n"
     "Example:\n"
+    "  vorip quality scan.json --frames part17\n"
     "  vorip quality 'capture/fringe*.png'\n"
     "  vorip quality f0.png result/modulation.png --mask result/mask.png";
 
@@ -40,6 +44,7 @@ struct Demand {
 
 struct QualityOptions {
     FrameOptions frames;
+    std::string folder;  // of the pictures of a scan
     bool json = false;
     // Of the form with two pictures:
     std::string intensity, contrast;
@@ -70,17 +75,17 @@ void Report(const char* what, const KrN::KrFringeQualityCheck& check, const Dema
 
 int JudgePictures(const QualityOptions& options) {
     const auto step = Step(options.step);
-    cv::Mat intensity = ReadGrey8(options.intensity), contrast = ReadGrey8(options.contrast);
+    cv::Mat1b intensity = ReadGrey8(options.intensity), contrast = ReadGrey8(options.contrast);
     measure::RequireSameSize(intensity, options.intensity, contrast, options.contrast);
-    cv::Mat excluded(contrast.size(), CV_8U, 0.0);  // the check uses pixels whose mask value is below 64
+    cv::Mat1b excluded(contrast.size(), uchar{0});  // the check uses pixels whose mask value is below 64
     if (!options.mask.empty()) {
         const cv::Mat usable = ReadMask(options.mask);
         measure::RequireSameSize(contrast, options.contrast, usable, options.mask);
         excluded = ~usable;
     }
-    auto intensityView = measure::View<KrN::KrAOI8>(intensity, L"intensity");
-    auto contrastView = measure::View<KrN::KrAOI8>(contrast, L"contrast");
-    auto maskView = measure::View<KrN::KrAOI8>(excluded, L"mask");
+    auto intensityView = measure::ViewOf(intensity);
+    auto contrastView = measure::ViewOf(contrast);
+    auto maskView = measure::ViewOf(excluded);
 
     const auto byte = [](int value) { return static_cast<unsigned char>(value); };
     const Demand &c = options.contrastDemand, &i = options.intensityDemand;
@@ -101,75 +106,39 @@ int JudgePictures(const QualityOptions& options) {
     return dark ? kExitLowIntensity : kExitLowContrast;
 }
 
-struct Verdicts {
-    const char* words;
-    int exitCode;
-};
-
-Verdicts InWords(measure::FringeVerdict verdict) {
-    switch (verdict) {
-        case measure::FringeVerdict::eGood: return {"good", kExitDone};
-        case measure::FringeVerdict::eDoubtful: return {"usable, with doubts", kExitDone};
-        case measure::FringeVerdict::eLowContrast: return {"low contrast, although there is light", kExitLowContrast};
-        default: return {"low contrast because of low intensity", kExitLowIntensity};
-    }
-}
-
-std::string ToJson(const measure::FringeQuality& q, const measure::Ripple& ripple, const FrameInput& input) {
-    return JsonObject({{"verdict", JsonText(InWords(q.verdict).words)},
-                       {"findings", JsonList(q.findings)},
-                       {"frames", JsonList(input.names)},
-                       {"usable_share", JsonNumber(q.usable)},
-                       {"saturated_share", JsonNumber(q.saturated)},
-                       {"mean_share", JsonNumber(q.mean)},
-                       {"modulation_share", JsonNumber(q.modulation)},
-                       {"noise", JsonNumber(q.noise)},
-                       {"phase_noise_radians", JsonNumber(q.phaseNoise)},
-                       {"ripple", RippleJson(ripple)},
-                       {"residual_per_modulation", input.names.size() > 3 ? JsonNumber(q.residual) : "null"}});
-}
-
-void PrintWords(const measure::FringeQuality& q, const measure::Ripple& ripple, const FrameInput& input) {
-    const cv::Mat& frame = input.set.frames.front();
-    std::printf("%zu frames of %d x %d pixels\n", input.names.size(), frame.cols, frame.rows);
-    std::printf("  usable      %6.2f %% of the pixels\n", 100 * q.usable);
-    std::printf("  saturated   %6.2f %% of the pixels\n", 100 * q.saturated);
-    std::printf("  brightness  %6.2f %% of full scale, modulation %.2f %% (medians over the usable pixels)\n",
-                100 * q.mean, 100 * q.modulation);
-    std::printf("  noise       %6.2f grey levels, %.3f rad in the phase\n", q.noise, q.phaseNoise);
-    if (ripple.known)
-        std::printf("  ripple      %6.3f rad\n", ripple.amplitude);
-    else
-        std::printf("  ripple      unknown: %.1f periods in view, %g are needed\n", ripple.periodsInView,
-                    measure::Ripple::kLeastPeriodsInView);
-    if (input.names.size() > 3)
-        std::printf("  residual    %6.2f %% of the modulation\n", 100 * q.residual);
-    else
-        std::printf("  residual    unknown: four frames are needed\n");
-    for (const std::string& finding : q.findings) std::printf("- %s\n", finding.c_str());
-    std::printf("quality: %s\n", InWords(q.verdict).words);
-}
-
 int JudgeFrames(const QualityOptions& options) {
     const FrameInput input = ReadFrames(options.frames);
     const measure::FringePhase phase = measure::SolveFringes(input.set, input.limits);
     const measure::Ripple ripple = measure::EstimateRipple(phase);
     const measure::FringeQuality quality = measure::AssessFringes(input.set, phase, ripple);
-    if (options.json)
-        std::fputs(ToJson(quality, ripple, input).c_str(), stdout);
-    else
-        PrintWords(quality, ripple, input);
+    if (options.json) {
+        std::vector<SummaryEntry> entries = SetEntries(quality, ripple, input.names.size());
+        entries.emplace_back("frames", JsonList(input.names));
+        std::fputs(JsonObject(entries).c_str(), stdout);
+    } else {
+        const cv::Mat& frame = input.set.frames.front();
+        std::printf("%zu frames of %d x %d pixels\n", input.names.size(), frame.cols, frame.rows);
+        PrintSet(quality, ripple, input.names.size());
+        std::printf("quality: %s\n", InWords(quality.verdict).words);
+    }
     return InWords(quality.verdict).exitCode;
 }
 
+bool IsScan(const std::string& word) { return std::filesystem::path(word).extension() == ".json"; }
+
 // Two words that name files are the older form.
-int RunQuality(QualityOptions& options) {
+int RunQuality(QualityOptions& options, const Command& command) {
     const std::vector<std::string>& words = options.frames.frames;
+    const bool scan = words.size() == 1 && IsScan(words[0]);
+    for (const char* name : {"--shift", "--full-scale"})
+        if (scan && command.IsGiven(name)) Refuse(std::string(name) + ": the description of a scan says that");
+    if (scan) return JudgeScan({words[0], options.folder, options.json});
+    if (command.IsGiven("--frames")) Refuse("--frames goes with the description of a scan, a .json file");
     const auto isFile = [](const std::string& word) {
         return word.find_first_of("*?[") == std::string::npos && !std::filesystem::is_directory(word);
     };
     if (words.size() != 2 || !isFile(words[0]) || !isFile(words[1])) return JudgeFrames(options);
-    if (options.json) Refuse("--json is for the frames of a set, not for two pictures");
+    if (options.json) Refuse("--json is for the frames of a set or a scan, not for two pictures");
     options.intensity = words[0];
     options.contrast = words[1];
     return JudgePictures(options);
@@ -180,10 +149,13 @@ int RunQuality(QualityOptions& options) {
 void AddQualityCommand(CommandLine& program) {
     const auto options = std::make_shared<QualityOptions>();
     Command& command = program.Add("quality", kAbout, kDetails);
-    command.Add("PICTURE", options->frames.frames, "The frames of a set; or a picture of the scene and its modulation")
+    command
+        .Add("PICTURE", options->frames.frames,
+             "A scan's description, the frames of a set, or a picture of the scene and its modulation")
         .Required();
+    command.Add("--frames", options->folder, "Scan: folder of the pictures [that of the description]").Type("DIR");
     AddFrameOptions(command, options->frames);
-    command.AddFlag("--json", options->json, "Frames: prints the figures as JSON");
+    command.AddFlag("--json", options->json, "Scan and frames: prints the figures as JSON");
     command.Add("--mask", options->mask, "Two pictures: 8-bit mask, 128 and above is usable [everything]").Type("FILE");
     const auto demand = [&](const std::string& name, Demand& value) {
         command.Add("--min-" + name, value.least, "Two pictures: grey value that pixels must reach in " + name)
@@ -200,8 +172,8 @@ void AddQualityCommand(CommandLine& program) {
     command.Add("--step", options->step, "Two pictures: looks at every X-th column and Y-th row only")
         .ShowDefault()
         .Type("X,Y");
-    command.OnRun([options] {
-        const int exitCode = RunQuality(*options);
+    command.OnRun([options, &command] {
+        const int exitCode = RunQuality(*options, command);
         if (exitCode != 0) throw Verdict{exitCode};
     });
 }

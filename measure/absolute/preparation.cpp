@@ -1,0 +1,156 @@
+#include "measure/absolute/preparation.h"
+
+#include <algorithm>
+#include <cmath>
+#include <numeric>
+
+#include "measure/absolute/checknotes.h"
+#include "measure/absolute/checks.h"
+#include "measure/absolute/coding.h"
+#include "measure/absolute/noise.h"
+#include "measure/absolute/sharedripple.h"
+#include "measure/error.h"
+#include "measure/fringe/figures.h"
+
+namespace measure {
+namespace {
+
+void RequireNarrowCells(const DecodeState& state) {
+    const double most = state.DistinctOrders() * state.periods[0], cell = state.axis.gray->cell;
+    if (cell > most * (1 + 1e-6))
+        throw InputError("gray.cell: cells of " + Text(cell) +
+                         " projector pixels are wider than what the sets of fringes tell apart (" + Text(most) +
+                         "): they cannot tell the orders");
+}
+
+void SortSets(DecodeState& state) {
+    const std::vector<SineSet>& sines = state.axis.sines;
+    const double length = state.axis.length;
+    AbsolutePhase& result = state.result;
+    state.order.resize(sines.size());
+    std::iota(state.order.begin(), state.order.end(), std::size_t{0});
+    std::stable_sort(state.order.begin(), state.order.end(),
+                     [&](auto a, auto b) { return sines[a].period < sines[b].period; });
+    for (const std::size_t set : state.order) state.periods.push_back(sines[set].period);
+    const double finest = state.periods[0];
+    result.finest = static_cast<int>(state.order[0]);
+    result.period = finest;
+    result.direction = state.axis.direction;
+    result.length = length;
+    if (length / finest > 30000)
+        throw InputError("length: more than 30000 periods of the finest set cannot be told apart");
+    state.repeat = FindRepeat(state.periods, length);
+    if (state.axis.gray) return RequireNarrowCells(state);
+    const bool isCovered = state.repeat == 0 || state.repeat * finest >= length * (1 - 1e-3);
+    if (isCovered) return;
+    result.repeat = state.repeat;
+    if (state.repeat == 1)
+        throw InputError(NameOf(state.order[0]) +
+                         ": fringes of one period cannot tell which fringe is which; add sets of other periods or a "
+                         "Gray code, or unwrap the phase spatially");
+}
+
+// Sets of few periods cannot tell their ripple; they take that of the finest set with the same shifts.
+void CorrectRipples(DecodeState& state, const Progress& progress) {
+    const std::vector<SineSet>& sines = state.axis.sines;
+    std::vector<Ripple>& ripples = state.result.ripples;
+    for (FringePhase& fringes : state.fringes) {
+        const cv::Mat1b own = fringes.usable;
+        fringes.usable = state.usable;
+        ripples.push_back(EstimateRipple(fringes, progress));
+        fringes.usable = own;
+    }
+    for (std::size_t i = 0; i < ripples.size(); ++i) {
+        if (!ripples[i].known)
+            for (const std::size_t other : state.order)
+                if (ripples[other].known && sines[other].shifts == sines[i].shifts) {
+                    const double inView = ripples[i].periodsInView;
+                    ripples[i] = ripples[other];
+                    ripples[i].periodsInView = inView;
+                    break;
+                }
+        if (state.options.correctRipple) CorrectRipple(state.fringes[i], ripples[i], progress);
+    }
+}
+
+void DecodeCode(DecodeState& state, const Progress& progress) {
+    if (!state.axis.gray) return;
+    progress.Report("decoding the Gray code", 0.5);
+    const AxisPictures& pictures = state.pictures;
+    const cv::Mat1f& modulation = state.Finest().modulation;
+    if (!pictures.inverse.empty()) {
+        state.code = DecodeGray(pictures.gray, pictures.inverse, modulation);
+    } else if (!pictures.white.empty() && !pictures.black.empty()) {
+        cv::Mat1f threshold;
+        cv::addWeighted(pictures.white, 0.5, pictures.black, 0.5, 0.0, threshold, CV_32F);
+        state.code = DecodeGray(pictures.gray, threshold, modulation);
+    } else {
+        state.code = DecodeGray(pictures.gray, state.Finest().mean, modulation);
+    }
+}
+
+void FindOrigins(DecodeState& state) {
+    const CodedAxis& axis = state.axis;
+    const double origin = axis.origin.value_or(0.0);
+    for (const SineSet& set : axis.sines) state.origins.push_back(-2 * CV_PI * origin / set.period);
+    if (axis.gray) {
+        const CodeEdges edges = CheckCode(state, state.code);
+        if (!axis.origin && !edges.origins.empty()) {
+            state.origins = edges.origins;
+            state.commonOrigins = false;
+        }
+        if (!axis.origin && edges.origins.empty())
+            state.result.warnings.push_back(
+                "gray: hardly any border between its cells is seen, so the column where the phase is 0 is not known "
+                "and taken as 0; give \"origin\"");
+    }
+    const std::vector<double> offsets = CheckRelations(state);
+    for (std::size_t set = 0; set < offsets.size(); ++set) state.origins[set] += offsets[set];
+    state.result.offset = state.result.direction * state.origins[state.order[0]];
+}
+
+}  // namespace
+
+void SolveSets(DecodeState& state, const Progress& progress) {
+    CheckPictures(state.axis, state.pictures);
+    SortSets(state);
+    for (std::size_t i = 0; i < state.axis.sines.size(); ++i) {
+        try {
+            state.fringes.push_back(
+                SolveFringes({state.pictures.sines[i], state.axis.sines[i].shifts}, state.options.limits, progress));
+        } catch (const InputError& error) {
+            throw InputError(NameOf(i) + ": " + error.what());
+        }
+    }
+    for (const FringePhase& fringes : state.fringes) {
+        state.result.saturated.push_back(SaturatedShare(fringes));
+        state.result.residuals.push_back(MedianResidual(fringes));
+    }
+    state.usable = state.fringes[0].usable.clone();
+    for (const FringePhase& fringes : state.fringes) state.usable &= fringes.usable;
+    state.result.usable = cv::countNonZero(state.usable);
+}
+
+void RequireLight(const DecodeState& state) {
+    constexpr double kLeastShare = 1e-3;
+    if (state.result.usable < std::max(100.0, kLeastShare * static_cast<double>(state.usable.total())))
+        throw NothingUsable(
+            "hardly any pixel has enough light and modulation in all sets: the pictures are too dark or saturated, or "
+            "the fringes do not move from frame to frame");
+}
+
+void CheckSets(DecodeState& state, const Progress& progress) {
+    CorrectRipples(state, progress);
+    progress.Report("checking the coding", 0.4);
+    state.result.noise = EstimateNoise(state);
+    FindBest(state);
+    if (state.options.correctRipple && !state.axis.gray) CorrectSharedRipple(state);
+    if (state.axis.direction < 0)
+        for (FringePhase& fringes : state.fringes) cv::subtract(0.0, fringes.phase, fringes.phase);
+    CheckFrameOrder(state);
+    CheckMeans(state);
+    DecodeCode(state, progress);
+    FindOrigins(state);
+}
+
+}  // namespace measure

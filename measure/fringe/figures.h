@@ -1,0 +1,42 @@
+#pragma once
+
+#include <cmath>
+#include <opencv2/core.hpp>
+#include <vector>
+
+#include "measure/fringe.h"
+
+namespace measure {
+
+// Figures about a set that need not see every pixel.
+
+// Some ten thousand values, evenly spread: visit(y, x) returns one, or NaN for none.
+template <class Visit>
+std::vector<float> Sample(cv::Size size, const Visit& visit) {
+    const int step = std::max(1, static_cast<int>(std::sqrt(size.area() / 6e4)));
+    std::vector<float> values;
+    for (int y = step / 2; y < size.height; y += step) {
+        for (int x = step / 2; x < size.width; x += step) {
+            const float value = visit(y, x);
+            if (std::isfinite(value)) values.push_back(value);
+        }
+    }
+    return values;
+}
+
+// The value that the given share of the values does not exceed; reorders them. 0 for none.
+double Quantile(std::vector<float>& values, double share);
+
+// The median over the usable pixels.
+template <class Value>
+double MedianOfUsable(const FringePhase& phase, const Value& value) {
+    auto values = Sample(phase.usable.size(), [&](int y, int x) { return phase.usable(y, x) ? value(y, x) : NAN; });
+    return Quantile(values, 0.5);
+}
+
+// Share of all pixels.
+double SaturatedShare(const FringePhase& phase);
+// The median of residual / B; 0 for three frames.
+double MedianResidual(const FringePhase& phase);
+
+}  // namespace measure

@@ -1,0 +1,16 @@
+#pragma once
+
+#include <string>
+
+namespace vorip {
+
+struct ScanQualityOptions {
+    std::string scan;
+    std::string frames;  // a folder; empty for that of the description
+    bool json = false;
+};
+
+// Judges the pictures of a scan; returns the exit code.
+int JudgeScan(const ScanQualityOptions& options);
+
+}  // namespace vorip
