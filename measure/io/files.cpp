@@ -1,5 +1,7 @@
 #include <algorithm>
 #include <filesystem>
+#include <fstream>
+#include <limits>
 #include <opencv2/imgproc.hpp>
 
 #include "measure/error.h"
@@ -34,7 +36,7 @@ cv::Mat3b ReadColourPicture(const std::string& file) {
     const Bytes bytes = ReadBytes(file);
     const Format* const format = FindFormat(bytes);
     if (!format) throw InputError(file + ": not a PNG, TIFF, BMP or NPY file");
-    cv::Mat image = format->decode(bytes, file).front(), colour;
+    cv::Mat image = format->decode(bytes, file, 1).front(), colour;
     RequireReadableSize(static_cast<std::uint64_t>(image.cols), static_cast<std::uint64_t>(image.rows), file);
     if (image.depth() == CV_16U) image.convertTo(image, CV_8U, 1.0 / 257.0);
     if (image.depth() != CV_8U) throw InputError(file + ": a colour picture has 8 or 16 bits");
@@ -45,16 +47,24 @@ cv::Mat3b ReadColourPicture(const std::string& file) {
     }
 }
 
-std::vector<cv::Mat> ReadPages(const std::string& file) {
+namespace {
+
+std::vector<cv::Mat> ReadUpTo(std::size_t most, const std::string& file) {
     const Bytes bytes = ReadBytes(file);
     const Format* const format = FindFormat(bytes);
     if (!format) throw InputError(file + ": not a PNG, TIFF, BMP or NPY file");
-    std::vector<cv::Mat> pages = format->decode(bytes, file);
+    std::vector<cv::Mat> pages = format->decode(bytes, file, most);
     for (cv::Mat& page : pages) page = Checked(page, file);
     return pages;
 }
 
-cv::Mat ReadPicture(const std::string& file) { return ReadPages(file).front(); }
+}  // namespace
+
+std::vector<cv::Mat> ReadPages(const std::string& file) {
+    return ReadUpTo(std::numeric_limits<std::size_t>::max(), file);
+}
+
+cv::Mat ReadPicture(const std::string& file) { return ReadUpTo(1, file).front(); }
 
 std::vector<std::string> ListPictures(const std::string& folder) {
     std::vector<std::string> files;

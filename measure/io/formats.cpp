@@ -26,7 +26,7 @@ bool IsPnm(const Bytes& bytes) {
 }
 
 template <cv::Mat (*decode)(const Bytes&, const std::string&)>
-std::vector<cv::Mat> OnePage(const Bytes& bytes, const std::string& file) {
+std::vector<cv::Mat> OnePage(const Bytes& bytes, const std::string& file, std::size_t) {
     return {decode(bytes, file)};
 }
 template <Bytes (*encode)(const cv::Mat&)>

@@ -19,7 +19,8 @@ struct Format {
     int depths;          // what can be written; 0: nothing
     bool holdsColour;    // whether three 8-bit channels can be written
     bool (*isThis)(const Bytes& bytes);
-    std::vector<cv::Mat> (*decode)(const Bytes& bytes, const std::string& file);  // all pages
+    std::vector<cv::Mat> (*decode)(const Bytes& bytes, const std::string& file,
+                                   std::size_t most);  // up to so many pages
     Bytes (*encode)(const Format& format, const cv::Mat& image);
 };
 

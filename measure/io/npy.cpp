@@ -154,14 +154,16 @@ Bytes EncodeNpy(const cv::Mat& image) {
 
     const std::size_t rowBytes = static_cast<std::size_t>(image.cols) * element->bytes;
     const std::size_t count = static_cast<std::size_t>(image.rows) * static_cast<std::size_t>(image.cols);
-    Bytes bytes(prefix + header.size() + count * element->bytes);
-    std::uint8_t* out = std::copy(std::begin(kMagic), std::end(kMagic), bytes.data());
-    *out++ = 1;
-    *out++ = 0;
-    *out++ = static_cast<std::uint8_t>(header.size() & 255);
-    *out++ = static_cast<std::uint8_t>(header.size() >> 8);
-    out = std::copy(header.begin(), header.end(), out);
-    for (int y = 0; y < image.rows; ++y) out = std::copy_n(image.ptr(y), rowBytes, out);
+    const std::uint8_t version[] = {1, 0}, length[] = {static_cast<std::uint8_t>(header.size() & 255),
+                                                       static_cast<std::uint8_t>(header.size() >> 8)};
+    Bytes bytes;
+    bytes.reserve(prefix + header.size() + count * element->bytes);
+    const auto add = [&bytes](const auto& part) { bytes.insert(bytes.end(), std::begin(part), std::end(part)); };
+    add(kMagic);
+    add(version);
+    add(length);
+    add(header);
+    for (int y = 0; y < image.rows; ++y) bytes.insert(bytes.end(), image.ptr(y), image.ptr(y) + rowBytes);
     if (!IsLittleEndian()) {
         const Bytes swapped = Reversed(bytes.data() + bytes.size() - count * element->bytes, count, element->bytes);
         std::copy(swapped.begin(), swapped.end(), bytes.end() - static_cast<std::ptrdiff_t>(swapped.size()));

@@ -8,6 +8,7 @@
 #include <opencv2/imgproc.hpp>
 
 #include "measure/error.h"
+#include "measure/io/plainpng.h"
 
 namespace measure {
 namespace {
@@ -17,8 +18,8 @@ constexpr std::size_t kBestDeflate = 1032;  // no deflated byte stands for more
 
 // Of the five filters "up" gives the smallest files of phases, level 1 nearly as small ones as any other (measured);
 // both cost next to nothing.
-constexpr std::uint8_t kFilterUp = 2;
-constexpr int kLevel = 1;
+constexpr std::uint8_t kFilterNone = 0, kFilterUp = 2;
+constexpr int kStored = 0, kLevel = 1;
 
 // --- Reading ---------------------------------------------------------------------------------------------------------
 
@@ -106,16 +107,18 @@ void FileOrder(const cv::Mat& image, int y, Bytes& out) {
     }
 }
 
-// Every row, as its difference from the row above, behind the number of that filter.
-Bytes Filtered(const cv::Mat& image) {
+// Every row, as its difference from the row above or as it is, behind the number of that filter.
+Bytes Filtered(const cv::Mat& image, std::uint8_t filter) {
     const std::size_t rowBytes = static_cast<std::size_t>(image.cols) * image.elemSize();
-    Bytes above(rowBytes), row(rowBytes), filtered((rowBytes + 1) * static_cast<std::size_t>(image.rows));
-    std::uint8_t* out = filtered.data();
+    Bytes above(rowBytes), row(rowBytes), filtered;
+    filtered.reserve((rowBytes + 1) * static_cast<std::size_t>(image.rows));
     for (int y = 0; y < image.rows; ++y) {
         FileOrder(image, y, row);
-        *out++ = kFilterUp;
-        for (std::size_t i = 0; i < rowBytes; ++i) out[i] = static_cast<std::uint8_t>(row[i] - above[i]);
-        out += rowBytes;
+        filtered.push_back(filter);
+        filtered.insert(filtered.end(), row.begin(), row.end());
+        if (filter == kFilterNone) continue;
+        std::uint8_t* const out = filtered.data() + filtered.size() - rowBytes;
+        for (std::size_t i = 0; i < rowBytes; ++i) out[i] = static_cast<std::uint8_t>(out[i] - above[i]);
         above.swap(row);
     }
     return filtered;
@@ -131,12 +134,28 @@ void AddChunk(const char* type, const std::uint8_t* data, std::size_t size, Byte
     PutBigEndian(libdeflate_crc32(0, out + 4, size + 4), out + 8 + size);
 }
 
-Bytes Deflated(const Bytes& data) {
-    const std::unique_ptr<libdeflate_compressor, Closer> compressor(libdeflate_alloc_compressor(kLevel));
+Bytes Deflated(const Bytes& data, int level) {
+    const std::unique_ptr<libdeflate_compressor, Closer> compressor(libdeflate_alloc_compressor(level));
     if (!compressor) throw std::bad_alloc();
     Bytes out(libdeflate_zlib_compress_bound(compressor.get(), data.size()));
     out.resize(libdeflate_zlib_compress(compressor.get(), data.data(), data.size(), out.data(), out.size()));
     return out;
+}
+
+// Noise fills the lower bytes of a phase: deflating it takes longer than all else about its file, again when it is
+// read, and saves little. A few bands of rows tell.
+bool IsWorthDeflating(const cv::Mat& image) {
+    constexpr double kMostShare = 0.5;
+    constexpr int kBands = 4, kRows = 8;
+    if (image.depth() != CV_16U || image.rows < 4 * kBands * kRows) return true;
+    std::size_t before = 0, after = 0;
+    for (int band = 0; band < kBands; ++band) {
+        const int first = (2 * band + 1) * image.rows / (2 * kBands);
+        const Bytes rows = Filtered(image.rowRange(first, first + kRows), kFilterUp);
+        before += rows.size();
+        after += Deflated(rows, kLevel).size();
+    }
+    return static_cast<double>(after) <= kMostShare * static_cast<double>(before);
 }
 
 }  // namespace
@@ -145,7 +164,10 @@ bool IsPng(const Bytes& bytes) {
     return bytes.size() >= sizeof kSignature && std::memcmp(bytes.data(), kSignature, sizeof kSignature) == 0;
 }
 
-cv::Mat DecodePng(const Bytes& bytes, const std::string& file) { return Reader(bytes, file).Read(); }
+cv::Mat DecodePng(const Bytes& bytes, const std::string& file) {
+    const cv::Mat plain = DecodePlainPng(bytes);
+    return plain.empty() ? Reader(bytes, file).Read() : plain;
+}
 
 Bytes EncodePng(const cv::Mat& image) {
     constexpr std::size_t mostPerChunk = std::size_t{1} << 30;
@@ -156,7 +178,8 @@ Bytes EncodePng(const cv::Mat& image) {
     header[8] = image.depth() == CV_16U ? 16 : 8;
     header[9] = image.channels() == 3 ? SPNG_COLOR_TYPE_TRUECOLOR : SPNG_COLOR_TYPE_GRAYSCALE;
     AddChunk("IHDR", header, sizeof header, png);
-    const Bytes data = Deflated(Filtered(image));
+    const bool deflates = IsWorthDeflating(image);
+    const Bytes data = Deflated(Filtered(image, deflates ? kFilterUp : kFilterNone), deflates ? kLevel : kStored);
     for (std::size_t at = 0; at < data.size(); at += mostPerChunk) {
         AddChunk("IDAT", data.data() + at, std::min(mostPerChunk, data.size() - at), png);
     }

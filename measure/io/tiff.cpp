@@ -26,7 +26,7 @@ bool IsTiff(const Bytes& bytes) {
                                            [&](const char* mark) { return std::memcmp(bytes.data(), mark, 4) == 0; });
 }
 
-std::vector<cv::Mat> DecodeTiff(const Bytes& bytes, const std::string& file) {
+std::vector<cv::Mat> DecodeTiff(const Bytes& bytes, const std::string& file, std::size_t most) {
     TiffMemory memory(bytes);
     if (!memory.Get()) throw InputError(file + ": damaged TIFF file: " + memory.Error());
     std::vector<cv::Mat> pages;
@@ -34,7 +34,7 @@ std::vector<cv::Mat> DecodeTiff(const Bytes& bytes, const std::string& file) {
         TiffPage page(memory, bytes.size(), file);
         if (page.IsPicture()) pages.push_back(page.Read());
         if (pages.size() > kMostPages) throw InputError(file + ": has too many pages");
-    } while (TIFFReadDirectory(memory.Get()));
+    } while (pages.size() < most && TIFFReadDirectory(memory.Get()));
     if (pages.empty()) throw InputError(file + ": holds no picture, only reduced copies or masks");
     return pages;
 }
@@ -45,7 +45,8 @@ Bytes EncodeTiff(const cv::Mat& image) {
     const cv::Mat& pixels = swapped.empty() ? image : swapped;
     const auto rowBytes = static_cast<std::uint32_t>(static_cast<std::size_t>(pixels.cols) * pixels.elemSize());
     const std::uint32_t rowsPerStrip = std::max(1U, kStripBytes / rowBytes);
-    TiffMemory memory;
+    constexpr std::size_t kTagBytes = 4096;
+    TiffMemory memory(image.total() * image.elemSize() + kTagBytes);
     TIFF* const tiff = memory.Get();
     if (!tiff) throw std::bad_alloc();
     const std::pair<std::uint32_t, std::uint32_t> tags[] = {

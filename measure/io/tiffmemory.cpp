@@ -13,7 +13,10 @@ TiffMemory& Self(thandle_t handle) { return *static_cast<TiffMemory*>(handle); }
 }  // namespace
 
 TiffMemory::TiffMemory(const Bytes& bytes) : mRead(&bytes) { Open("rm"); }
-TiffMemory::TiffMemory() { Open("w"); }
+TiffMemory::TiffMemory(std::size_t expected) {
+    mWritten.reserve(expected);
+    Open("w");
+}
 
 TiffMemory::~TiffMemory() {
     if (mTiff) TIFFClose(mTiff);

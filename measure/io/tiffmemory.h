@@ -11,8 +11,8 @@ namespace measure {
 // A TIFF file in memory, for libtiff. What the library has to say about it is kept, not printed.
 class TiffMemory {
 public:
-    explicit TiffMemory(const Bytes& bytes);  // to read; the bytes must outlive this object
-    TiffMemory();                             // to write
+    explicit TiffMemory(const Bytes& bytes);        // to read; the bytes must outlive this object
+    explicit TiffMemory(std::size_t expected = 0);  // to write, about so many bytes
     ~TiffMemory();
     TiffMemory(const TiffMemory&) = delete;
     TiffMemory& operator=(const TiffMemory&) = delete;

@@ -1,10 +1,9 @@
-#include <cmath>
-#include <cstdint>
 #include <cstdio>
 
 #include "measure/fringequality.h"
 #include "tools/vorip/commands/commands.h"
 #include "tools/vorip/commands/runs.h"
+#include "tools/vorip/pictures/steprows.h"
 #include "tools/vorip/session/failure.h"
 #include "tools/vorip/session/outputset.h"
 #include "tools/vorip/session/progress.h"
@@ -38,28 +37,6 @@ constexpr char kDetails[] =
     "  vorip phase 'capture/fringe*.png' --out result";
 
 constexpr double kHardlyAnything = 0.01;
-
-struct StepImages {
-    cv::Mat1w fine;   // 65,536 steps per period
-    cv::Mat1b steps;  // 256 steps per period
-};
-
-StepImages ToSteps(const cv::Mat1f& phase) {
-    constexpr auto perRadian = static_cast<float>(65536.0 / (2.0 * CV_PI));
-    StepImages images{cv::Mat1w(phase.size()), cv::Mat1b(phase.size())};
-    cv::parallel_for_(cv::Range(0, phase.rows), [&](const cv::Range& rows) {
-        for (int y = rows.start; y < rows.end; ++y) {
-            const float* const in = phase[y];
-            for (int x = 0; x < phase.cols; ++x) {
-                const float positive = in[x] < 0 ? in[x] * perRadian + 65536.5F : in[x] * perRadian + 0.5F;
-                const int step = positive >= 0 ? static_cast<int>(positive) & 65535 : 0;  // 0 for NaN
-                images.fine(y, x) = static_cast<std::uint16_t>(step);
-                images.steps(y, x) = static_cast<std::uint8_t>((step + 128) >> 8);
-            }
-        }
-    });
-    return images;
-}
 
 cv::Mat ToBytes(const cv::Mat1f& values, double scale) {
     cv::Mat bytes;
@@ -96,18 +73,19 @@ int RunPhase(const PhaseOptions& options) {
     const FrameInput input = ReadFrames(options.frames);
     const measure::Progress progress = line.Watch();
     measure::FringePhase phase = measure::SolveFringes(input.set, input.limits, progress);
+    // These are written while the others are computed.
+    outputs.AddImage("modulation.png", ToBytes(phase.modulation, 2.0 * 255.0 / phase.fullScale));
+    outputs.AddImage("contrast.png", ToBytes(measure::FringeContrast(phase), 255.0));
+    outputs.AddImage("mask.png", phase.usable);
     const measure::Ripple ripple = measure::EstimateRipple(phase, progress);
     // Of the ripple the report speaks.
     const measure::FringeQuality quality = measure::AssessFringes(input.set, phase, {});
     const bool corrected = options.ripple == "auto" && ripple.IsWorthCorrecting();
     if (corrected) measure::CorrectRipple(phase, ripple, progress);
     line.Stage("writing");
-    const StepImages images = ToSteps(phase.phase);
+    const PhaseSteps images = ToSteps(phase.phase);
     outputs.AddImage("phase16.png", images.fine);
-    outputs.AddImage("modulation.png", ToBytes(phase.modulation, 2.0 * 255.0 / phase.fullScale));
-    outputs.AddImage("contrast.png", ToBytes(measure::FringeContrast(phase), 255.0));
     outputs.AddImage("phase.png", images.steps);
-    outputs.AddImage("mask.png", phase.usable);
     outputs.AddText("phase.json", Summary(input, phase, ripple, corrected, quality));
     outputs.Commit();
     line.End();

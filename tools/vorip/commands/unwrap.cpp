@@ -1,6 +1,7 @@
 #include <chrono>
 #include <cstdio>
 #include <filesystem>
+#include <future>
 
 #include "measure/io.h"
 #include "measure/unwrap.h"
@@ -65,22 +66,26 @@ std::optional<ResultFolder> ResolveFolder(UnwrapOptions& options) {
     return folder;
 }
 
+// The files are read at the same time.
 Inputs ReadInputs(const UnwrapOptions& options) {
+    const auto start = [](const auto& read, const std::string& file) {
+        return file.empty() ? std::future<cv::Mat>()
+                            : std::async(std::launch::async, [&read, file] { return cv::Mat(read(file)); });
+    };
+    std::future<cv::Mat> mask = start(ReadMask, options.mask), contrast = start(ReadContrast, options.contrast),
+                         quality = start(ReadQuality, options.quality);
     Inputs inputs;
     inputs.phase = ReadPhase(options.phase);
-    inputs.usable = cv::Mat1b(inputs.phase.size(), 255);
-    if (!options.mask.empty()) {
-        inputs.usable = ReadMask(options.mask);
-        measure::RequireSameSize(inputs.phase, options.phase, inputs.usable, options.mask);
-    }
-    if (!options.contrast.empty()) {
-        inputs.contrast = ReadContrast(options.contrast);
-        measure::RequireSameSize(inputs.phase, options.phase, inputs.contrast, options.contrast);
-    }
-    if (!options.quality.empty()) {
-        inputs.quality = ReadQuality(options.quality);
-        measure::RequireSameSize(inputs.phase, options.phase, inputs.quality, options.quality);
-    }
+    const auto take = [&](std::future<cv::Mat>& reading, const std::string& file) {
+        if (!reading.valid()) return cv::Mat();
+        cv::Mat image = reading.get();
+        measure::RequireSameSize(inputs.phase, options.phase, image, file);
+        return image;
+    };
+    inputs.usable = take(mask, options.mask);
+    if (inputs.usable.empty()) inputs.usable = cv::Mat1b(inputs.phase.size(), 255);
+    inputs.contrast = take(contrast, options.contrast);
+    inputs.quality = take(quality, options.quality);
     return inputs;
 }
 
@@ -165,10 +170,11 @@ int RunUnwrap(const UnwrapOptions& given) {
     line.Stage("writing");
     const std::string report =
         WriteUnwrapResult(outputs, unwrapped, jumps, Entries(options, folder ? kPhaseSummary : ""), time.count());
+    const bool looksWrapped = measure::LooksWrapped(inputs.phase, inputs.usable);
     outputs.Commit();
     line.End();
     std::printf("%s\n", report.c_str());
-    if (!measure::LooksWrapped(inputs.phase, inputs.usable))
+    if (!looksWrapped)
         Warn(options.phase +
              ": hardly a wrapped phase, steps of a period are missing (a fringe picture, or unwrapped?)");
     if (jumps.count > 0) {

@@ -1,11 +1,10 @@
 #include "tools/vorip/commands/unwrapresult.h"
 
 #include <algorithm>
-#include <cmath>
-#include <cstdint>
 
 #include "measure/picture.h"
 #include "measure/surface.h"
+#include "tools/vorip/pictures/steprows.h"
 #include "tools/vorip/session/failure.h"
 
 namespace vorip {
@@ -34,29 +33,7 @@ Range FindRange(const measure::Unwrapped& unwrapped) {
     return {lower / kTwoPi, upper / kTwoPi};
 }
 
-struct Images {
-    cv::Mat1w steps;       // 256 steps per period above the minimum, at most 65,535; 0 where invalid
-    cv::Mat1w components;  // numbers above 65,535 are 65,535
-    cv::Mat1b valid;
-};
-
-Images ToImages(const measure::Unwrapped& unwrapped, const Range& range) {
-    const cv::Size size = unwrapped.phase.size();
-    Images images{cv::Mat1w(size), cv::Mat1w(size), cv::Mat1b(size)};
-    cv::parallel_for_(cv::Range(0, size.height), [&](const cv::Range& rows) {
-        for (int y = rows.start; y < rows.end; ++y) {
-            for (int x = 0; x < size.width; ++x) {
-                const int component = unwrapped.components(y, x);
-                const double periods = static_cast<double>(unwrapped.phase(y, x)) / kTwoPi - range.lower;
-                const double step = component > 0 ? std::clamp(periods * 256.0 + 0.5, 0.0, 65535.0) : 0.0;
-                images.steps(y, x) = static_cast<std::uint16_t>(step);
-                images.components(y, x) = static_cast<std::uint16_t>(std::min(component, 65535));
-                images.valid(y, x) = component > 0 ? 255 : 0;
-            }
-        }
-    });
-    return images;
-}
+int DrawnStep(const cv::Size& size) { return std::max(1, std::max(size.width, size.height) / kPictureSide); }
 
 // The phase as it is, and beside it the largest component without its plane, as the carrier of the fringes hides what
 // the surface does.
@@ -66,7 +43,7 @@ cv::Mat DrawResult(const measure::Unwrapped& unwrapped, const measure::Jumps& ju
     measure::PictureStyle style;
     style.title = "unwrapped phase";
     style.unit = "periods";
-    style.step = std::max(1, std::max(periods.cols, periods.rows) / kPictureSide);
+    style.step = DrawnStep(periods.size());
     style.components = unwrapped.components;
     style.marks = jumps.where;
     const cv::Mat3b raw = measure::DrawPicture(periods, style);
@@ -91,7 +68,7 @@ void SetZero(measure::Unwrapped& unwrapped, const std::optional<Pair<int>>& zero
 std::string WriteUnwrapResult(OutputSet& outputs, const measure::Unwrapped& unwrapped, const measure::Jumps& jumps,
                               std::vector<SummaryEntry> entries, double seconds) {
     const Range range = FindRange(unwrapped);
-    const Images images = ToImages(unwrapped, range);
+    const UnwrappedSteps images = ToSteps(unwrapped.phase, unwrapped.components, range.lower);
     const int valid = cv::countNonZero(images.valid);
     const double share = static_cast<double>(valid) / static_cast<double>(images.valid.total());
     const std::size_t count = unwrapped.pixels.size();
@@ -112,7 +89,8 @@ std::string WriteUnwrapResult(OutputSet& outputs, const measure::Unwrapped& unwr
     outputs.AddImage("unwrapped.npy", unwrapped.phase);
     outputs.AddImage("unwrapped_mask.png", images.valid);
     outputs.AddImage("components.png", images.components);
-    outputs.AddImage("components_picture.png", measure::DrawComponents(unwrapped.components));
+    outputs.AddImage("components_picture.png",
+                     measure::DrawComponents(unwrapped.components, DrawnStep(unwrapped.components.size())));
     outputs.AddImage("unwrapped_picture.png", DrawResult(unwrapped, jumps));
     outputs.AddText("summary.json", JsonObject(entries));
 
