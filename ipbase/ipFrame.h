@@ -4,7 +4,8 @@
 
 namespace KrN {
 
-// Registers the library as the module "voripbase.dll", version 3.8. The host application makes one instance.
+// Registers the library as the module "voripbase.dll" with its version (imagemodel/version.h). The host application
+// makes one instance.
 class VORIP_API KrDllIPBase : public KrDll {
 public:
     KrDllIPBase();

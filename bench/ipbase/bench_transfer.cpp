@@ -18,31 +18,40 @@ Ours Field(Bits method) {
     return [method](const KrAOI* a, const KrAOI*, KrAOI* dst) { (L().*method)(a, dst, 0x3C, 2); };
 }
 
-// clang-format off
 const Ours kFieldKept = [](const KrAOI* a, const KrAOI*, KrAOI* d) { L().TransferBits(a, d, 0x3C, 2, 1); };
 const Ours kMean = [](const KrAOI* a, const KrAOI*, KrAOI* d) { L().CopyZoom(a, d, 1); };
 const Ours kSample = [](const KrAOI* a, const KrAOI*, KrAOI* d) { L().CopyZoom(a, d, 0); };
 const Ours kExchange = [](const KrAOI* a, const KrAOI*, KrAOI* d) { L().Exchange(const_cast<KrAOI*>(a), d); };
 const Ours kClear = [](const KrAOI*, const KrAOI*, KrAOI* d) { L().Clear(d, 5); };
 const Ours kShift = [](const KrAOI* a, const KrAOI*, KrAOI* d) { KrLShift().Shift(a, d, 7, 5, 9); };
-const Ours kScan = [](const KrAOI* a, const KrAOI*, KrAOI*) { benchmark::DoNotOptimize(KrLGreyScaleRange().Scan(a, {1, 1})); };
+const Ours kScan = [](const KrAOI* a, const KrAOI*, KrAOI*) {
+    benchmark::DoNotOptimize(KrLGreyScaleRange().Scan(a, {1, 1}));
+};
 
 const Theirs kCopyTo = [](const cv::Mat& a, const cv::Mat&, cv::Mat& d) { a.copyTo(d); };
 const Theirs kConvertTo = [](const cv::Mat& a, const cv::Mat&, cv::Mat& d) { a.convertTo(d, d.type()); };
-const Theirs kConvertHigh = [](const cv::Mat& a, const cv::Mat&, cv::Mat& d) { a.convertTo(d, d.type(), d.elemSize() > a.elemSize() ? 256 : 1.0 / 256); };
-const Theirs kArea = [](const cv::Mat& a, const cv::Mat&, cv::Mat& d) { cv::resize(a, d, d.size(), 0, 0, cv::INTER_AREA); };
-const Theirs kNearest = [](const cv::Mat& a, const cv::Mat&, cv::Mat& d) { cv::resize(a, d, d.size(), 0, 0, cv::INTER_NEAREST); };
+const Theirs kConvertHigh = [](const cv::Mat& a, const cv::Mat&, cv::Mat& d) {
+    a.convertTo(d, d.type(), d.elemSize() > a.elemSize() ? 256 : 1.0 / 256);
+};
+const Theirs kArea = [](const cv::Mat& a, const cv::Mat&, cv::Mat& d) {
+    cv::resize(a, d, d.size(), 0, 0, cv::INTER_AREA);
+};
+const Theirs kNearest = [](const cv::Mat& a, const cv::Mat&, cv::Mat& d) {
+    cv::resize(a, d, d.size(), 0, 0, cv::INTER_NEAREST);
+};
 const Theirs kSetTo = [](const cv::Mat&, const cv::Mat&, cv::Mat& d) { d.setTo(5); };
 const Theirs kBorder = [](const cv::Mat& a, const cv::Mat&, cv::Mat& d) {
-    cv::copyMakeBorder(a(cv::Rect(0, 0, a.cols - 7, a.rows - 5)), d, 5, 0, 7, 0, cv::BORDER_CONSTANT | cv::BORDER_ISOLATED, 9);
+    cv::copyMakeBorder(a(cv::Rect(0, 0, a.cols - 7, a.rows - 5)), d, 5, 0, 7, 0,
+                       cv::BORDER_CONSTANT | cv::BORDER_ISOLATED, 9);
 };
 const Theirs kMinMax = [](const cv::Mat& a, const cv::Mat&, cv::Mat&) {
     double least, greatest;
     cv::minMaxLoc(a, &least, &greatest);
     benchmark::DoNotOptimize(greatest - least);
 };
-const Theirs kWindow = [](const cv::Mat& a, const cv::Mat&, cv::Mat& d) { a.convertTo(d, CV_8U, 255.0 / 190, -10 * 255.0 / 190); };
-// clang-format on
+const Theirs kWindow = [](const cv::Mat& a, const cv::Mat&, cv::Mat& d) {
+    a.convertTo(d, CV_8U, 255.0 / 190, -10 * 255.0 / 190);
+};
 
 const Ours kConvert = [](const KrAOI* a, const KrAOI*, KrAOI* d) {
     KrAOIInfo info;
@@ -83,7 +92,6 @@ const Ours kMapPair = [](const KrAOI* a, const KrAOI* b, KrAOI* d) {
 constexpr auto eSame = Arithmetic::eSame;
 constexpr auto eOther = Arithmetic::eOther;
 
-// clang-format off
 const std::vector<Case> kCases = {
     {"Copy", {"8 > 8", "16 > 16", "32 > 32", "F > F"}, Transfer(&L::Copy), {"copyTo", eSame, kCopyTo}},
     {"Copy", {"8 > 16", "8 > F", "8 > D", "16 > F"}, Transfer(&L::Copy), {"convertTo", eSame, kConvertTo}},
@@ -108,7 +116,6 @@ const std::vector<Case> kCases = {
     {"MapLut8", {"8 > 8"}, kMap, {"LUT", eSame, kLUT}},
     {"MapLut16", {"8 8 > 8"}, kMapPair},
 };
-// clang-format on
 
 }  // namespace
 }  // namespace KrN::bench

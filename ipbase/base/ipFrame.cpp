@@ -1,8 +1,10 @@
 #include "ipbase/ipFrame.h"
 
+#include "imagemodel/version.h"
+
 namespace KrN {
 
-KrDllIPBase::KrDllIPBase() : KrDll(L"voripbase.dll", KrVersion(3, 8)) {}
+KrDllIPBase::KrDllIPBase() : KrDll(L"voripbase.dll", KrVersion(VORIPBASE_VERSION_MAJOR, VORIPBASE_VERSION_MINOR)) {}
 KrDllIPBase::KrDllIPBase(const KrDllIPBase& other) = default;
 KrDllIPBase& KrDllIPBase::operator=(const KrDllIPBase& other) = default;
 KrDllIPBase::~KrDllIPBase() = default;

@@ -17,6 +17,7 @@ TEST_F(Program, RefusesBadInputInOneLineAndLeavesNothingBehind) {
     Write("black.png", cv::Mat(grey.size(), CV_8U, cv::Scalar(127)));
     Write("deep.png", cv::Mat(grey.size(), CV_16U, cv::Scalar(7)));
     Write("float.tiff", cv::Mat(grey.size(), CV_32F, cv::Scalar(1)));
+    Write("ones.png", grey / 100);
     WriteBytes("text.png", "no picture");
     WriteBytes("cut.png", ReadText("a.png").substr(0, 40));
     WriteBytes("cut.npy", Npy("<f4", "(8, 8)", "abc"));
@@ -59,6 +60,7 @@ TEST_F(Program, RefusesBadInputInOneLineAndLeavesNothingBehind) {
         {"unwrap header.npy --out o", "cut off"},
         {"unwrap line.npy --out o", "two dimensions"},
         {"unwrap integer.npy --out o", "32-bit integer"},
+        {"unwrap a.png --mask ones.png -o o", "holds only 0 and 1"},
         {"unwrap a.png --mask deep.png --out o", "a mask is 8-bit"},
         {"unwrap a.png --mask small.png --out o", "same size"},
         {"unwrap a.png --quality integer.npy --out o", "a quality is 8-bit"},
@@ -116,12 +118,12 @@ TEST_F(Program, RefusesBadInputInOneLineAndLeavesNothingBehind) {
         {"filter kernel gap.npy --out o/x.tiff --kernel k.txt --divisor 3", "--divisor has no meaning"},
         {"shade float.tiff --out o", "8-bit or 16-bit, this is float"},
         {"shade a.png --out o --reduce 0", "a whole number of 1 to 32767"},
-        {"regions float.tiff --threshold 5 --out o", "must be 8-bit or 16-bit, this is float"},
+        {"regions float.tiff --threshold 5 --out o", "is 8-bit or 16-bit, this is float"},
         {"regions wide.npy --threshold 0 --out o", "a side may have 32765"},
         {"regions a.png --out o", "one grey value only"},
         {"regions a.png --threshold 255 --out o", "0 to 254"},
         {"regions a.png --threshold 5 --pixel-ratio 0 --out o", "0.001 to 1000"},
-        {"quality a.png float.tiff", "must be 8-bit or 16-bit"},
+        {"quality a.png float.tiff", "is 8-bit or 16-bit, this is float"},
         {"quality a.png small.png", "same size"},
         {"quality a.png a.png --mask small.png", "same size"},
         {"quality a.png a.png --mask black.png", "nothing to check"},

@@ -128,6 +128,7 @@ TEST_F(Program, HelpShowsAnExample) {
     for (const char* command : {"phase", "unwrap", "average", "gradient", "flatten", "shade", "filter", "demo"}) {
         const std::string help = Succeed(std::string(command) + " --help");
         EXPECT_NE(help.find(std::string("Example:\n  vorip ") + command), std::string::npos) << help;
+        EXPECT_EQ(Succeed(std::string("help ") + command), help);
     }
 }
 

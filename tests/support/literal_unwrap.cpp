@@ -29,7 +29,8 @@ struct Entry {
 
 float Value(const Neighbour& n) {
     // clang-format off
-    static const float damping[] = {0, 0.01f, 0.02f, 0.03f, 0.05f, 0.1f, 0.2f, 0.3f, 0.4f, 0.5f, 0.6f, 0.7f, 0.8f, 0.9f};
+    static const float damping[] = {0, 0.01f, 0.02f, 0.03f, 0.05f, 0.1f, 0.2f, 0.3f, 0.4f, 0.5f, 0.6f,
+                                    0.7f, 0.8f,  0.9f};
     // clang-format on
     const double mean = static_cast<double>(n.order) / n.pairs;
     double whole;

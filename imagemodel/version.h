@@ -1,0 +1,18 @@
+#pragma once
+
+// The version of the library: the only place where it stands. The build reads it from here.
+#define VORIPBASE_VERSION_MAJOR 3
+#define VORIPBASE_VERSION_MINOR 8
+#define VORIPBASE_VERSION_PATCH 0
+
+// For comparisons, as in #if VORIPBASE_VERSION >= VORIPBASE_MAKE_VERSION(3, 8, 0).
+#define VORIPBASE_MAKE_VERSION(major, minor, patch) ((major)*10000 + (minor)*100 + (patch))
+#define VORIPBASE_VERSION \
+  VORIPBASE_MAKE_VERSION(VORIPBASE_VERSION_MAJOR, VORIPBASE_VERSION_MINOR, VORIPBASE_VERSION_PATCH)
+
+// "3.8.0"
+#define VORIPBASE_TEXT_OF_(x) #x
+#define VORIPBASE_JOIN_VERSION_(major, minor, patch) \
+  VORIPBASE_TEXT_OF_(major) "." VORIPBASE_TEXT_OF_(minor) "." VORIPBASE_TEXT_OF_(patch)
+#define VORIPBASE_VERSION_STRING \
+  VORIPBASE_JOIN_VERSION_(VORIPBASE_VERSION_MAJOR, VORIPBASE_VERSION_MINOR, VORIPBASE_VERSION_PATCH)
