@@ -1,8 +1,8 @@
 #include "boards/pictureboard.h"
 
 #include "measure/error.h"
+#include "measure/image.h"
 #include "measure/io.h"
-#include "measure/io/view.h"
 
 namespace boards {
 namespace {
@@ -11,6 +11,12 @@ std::vector<KrN::KrAOI*> Images(KrN::KrBoard::KrJob& job) {
     std::vector<KrN::KrAOI*> images(static_cast<std::size_t>(job.GetAOICount()));
     for (std::size_t i = 0; i < images.size(); ++i) images[i] = job.GetAOI(static_cast<int>(i));
     return images;
+}
+
+template <class T>
+void Copy(const cv::Mat_<T>& picture, KrN::KrAOI& image) {
+    const auto view = measure::ViewOf(picture);
+    KrN::KrLTransfer().Copy(&view, &image);
 }
 
 }  // namespace
@@ -37,13 +43,10 @@ void PictureBoard::Fill(const std::vector<KrN::KrAOI*>& images) {
         cv::Mat picture = mNext == 0 ? mFirst : measure::ReadPicture(file);
         measure::RequireSameKind(mFirst, mFiles.front(), picture, file);
         ++mNext;
-        if (picture.depth() == CV_8U) {
-            const auto view = measure::View<KrN::KrAOI8>(picture, L"picture");
-            KrN::KrLTransfer().Copy(&view, image);
-        } else {
-            const auto view = measure::View<KrN::KrAOI16>(picture, L"picture");
-            KrN::KrLTransfer().Copy(&view, image);
-        }
+        if (picture.depth() == CV_8U)
+            Copy(cv::Mat1b(picture), *image);
+        else
+            Copy(cv::Mat1w(picture), *image);
     }
 }
 

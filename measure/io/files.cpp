@@ -1,6 +1,5 @@
 #include <algorithm>
 #include <filesystem>
-#include <fstream>
 #include <limits>
 #include <opencv2/imgproc.hpp>
 

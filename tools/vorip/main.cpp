@@ -22,6 +22,7 @@ constexpr char kAbout[] =
     "Pictures are 8- or 16-bit PNG, TIFF or BMP (colour becomes grey), float TIFF, or NPY arrays.";
 constexpr char kFooter[] =
     "A first run:  vorip demo --out demo\n"
+    "One command:  vorip help COMMAND\n"
     "\n"
     "Exit codes\n"
     "    0  done\n"

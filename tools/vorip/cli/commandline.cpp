@@ -5,6 +5,7 @@
 #include <cmath>
 #include <cstdio>
 
+#include "imagemodel/version.h"
 #include "tools/vorip/session/failure.h"
 
 namespace vorip {
@@ -22,6 +23,19 @@ std::string ChosenCommand(const CLI::App& program) {
     for (auto chosen = program.get_subcommands(); !chosen.empty(); chosen = chosen.front()->get_subcommands())
         name += " " + chosen.front()->get_name();
     return name;
+}
+
+// The outputs of all commands have the same short name.
+std::string WithShortName(const std::string& name) { return name == "--out" ? "-o,--out" : name; }
+
+// `help COMMAND` is `COMMAND --help`, `help` alone `--help`.
+std::vector<std::string> Words(int argc, const char* const* argv) {
+    std::vector<std::string> words(argv + 1, argv + argc);
+    if (!words.empty() && words.front() == "help") {
+        words.erase(words.begin());
+        words.emplace_back("--help");
+    }
+    return words;
 }
 
 std::string Number(double value) {
@@ -69,19 +83,19 @@ Option& Option::OneOf(const std::vector<std::string>& words) {
 }
 
 Option Command::Add(const std::string& name, std::string& value, const std::string& help) {
-    return Option(*mApp.add_option(name, value, help));
+    return Option(*mApp.add_option(WithShortName(name), value, help));
 }
 Option Command::Add(const std::string& name, std::vector<std::string>& values, const std::string& help) {
-    return Option(*mApp.add_option(name, values, help));
+    return Option(*mApp.add_option(WithShortName(name), values, help));
 }
 Option Command::Add(const std::string& name, int& value, const std::string& help) {
-    return Option(*mApp.add_option(name, value, help));
+    return Option(*mApp.add_option(WithShortName(name), value, help));
 }
 Option Command::Add(const std::string& name, unsigned int& value, const std::string& help) {
-    return Option(*mApp.add_option(name, value, help));
+    return Option(*mApp.add_option(WithShortName(name), value, help));
 }
 Option Command::Add(const std::string& name, double& value, const std::string& help) {
-    return Option(*mApp.add_option(name, value, help));
+    return Option(*mApp.add_option(WithShortName(name), value, help));
 }
 
 void Command::AddFlag(const std::string& name, bool& value, const std::string& help) {
@@ -95,7 +109,7 @@ bool Command::IsGiven(const std::string& name) const { return mApp.get_option(na
 CommandLine::CommandLine(const std::string& about, const std::string& footer)
     : mApp(std::make_unique<CLI::App>(about, "vorip")) {
     mApp->footer(footer);
-    mApp->set_version_flag("--version", "vorip " VORIPBASE_VERSION);
+    mApp->set_version_flag("--version", "vorip " VORIPBASE_VERSION_STRING);
     mApp->require_subcommand(1);
     mApp->get_formatter()->column_width(kHelpColumn);
 }
@@ -117,18 +131,19 @@ void CommandLine::Run(int argc, const char* const* argv) {
         std::fputs(mApp->help().c_str(), stderr);
         throw Verdict{kExitBadInput};
     }
+    std::vector<std::string> words = Words(argc, argv);
     const CLI::App* within = mApp.get();
     std::string before = "vorip ";
-    for (int i = 1; i < argc && !within->get_subcommands([](const CLI::App*) { return true; }).empty(); ++i) {
-        const std::string word = argv[i];
-        if (word[0] == '-') break;
+    for (const std::string& word : words) {
+        if (word[0] == '-' || within->get_subcommands([](const CLI::App*) { return true; }).empty()) break;
         if (!HasCommand(*within, word))
             Refuse("there is no command '" + before.substr(6) + word + "' (try " + before + "--help)");
         within = within->get_subcommand(word);
         before += word + " ";
     }
     try {
-        mApp->parse(argc, argv);
+        std::reverse(words.begin(), words.end());  // the parser takes them from the end
+        mApp->parse(words);
     } catch (const CLI::Success& request) {  // --help and --version
         mApp->exit(request);
     } catch (const CLI::ParseError& error) {

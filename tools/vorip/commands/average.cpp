@@ -85,15 +85,15 @@ private:
     std::vector<KrN::KrAOI*> mImages;
 };
 
-template <class Averager, class AOI>
-void Average(std::vector<cv::Mat>& results, unsigned short count) {
+template <class Averager, class Pixel>
+void Average(const std::vector<cv::Mat>& results, unsigned short count) {
     Averager averager;
-    std::vector<AOI> views;
+    std::vector<measure::ImageOf<Pixel>> views;
     views.reserve(results.size());
-    for (cv::Mat& result : results) views.push_back(measure::View<AOI>(result, L"average"));
+    for (cv::Mat_<Pixel> result : results) views.push_back(measure::ViewOf(result));
     if (views.size() == 1) return averager.Execute(&views[0], count);
     std::vector<KrN::KrAOI*> images(views.size());
-    std::transform(views.begin(), views.end(), images.begin(), [](AOI& view) { return &view; });
+    std::transform(views.begin(), views.end(), images.begin(), [](auto& view) { return &view; });
     CameraJob job(images);
     averager.Execute(&job, count);
 }
@@ -111,9 +111,9 @@ void RunAverage(const Options& options) {
     {
         const Current current(board);
         if (result.depth() == CV_8U)
-            Average<KrN::KrLAverageSnap, KrN::KrAOI8>(results, count);
+            Average<KrN::KrLAverageSnap, std::uint8_t>(results, count);
         else
-            Average<KrN::KrLAverageSnap2, KrN::KrAOI16>(results, count);
+            Average<KrN::KrLAverageSnap2, std::uint16_t>(results, count);
     }
     progress.Stage("writing");
     std::vector<std::string> written{options.out};
@@ -133,7 +133,9 @@ void AddAverageCommand(CommandLine& program) {
     const auto options = std::make_shared<Options>();
     Command& command = program.Add("average", kAbout, kDetails);
     command.Add("FRAME", options->frames, "Pictures, or folders of pictures").Required();
-    command.Add("--out", options->out, std::string("The average: ") + measure::kWritableFormats).Required().Type("OUT");
+    command.Add("--out", options->out, std::string("File for the average: ") + measure::kWritableFormats)
+        .Required()
+        .Type("OUT");
     command.Add("--cameras", options->cameras, "How many cameras took the pictures in turns")
         .Accept([](double v) { return v == 1 || v == 2; }, "1 or 2")
         .ShowDefault()

@@ -32,13 +32,13 @@ void RunColours(const Options& options) {
     Progress progress("vorip colours");
     progress.Stage("computing");
     const cv::Mat3b picture = measure::ReadColourPicture(options.in);
-    std::array<cv::Mat, 3> planes;  // blue, green, red
+    std::array<cv::Mat1b, 3> planes;  // blue, green, red
     cv::split(picture, planes.data());
-    const auto b = measure::View<KrN::KrAOI8>(planes[0], L"blue");
-    const auto g = measure::View<KrN::KrAOI8>(planes[1], L"green");
-    const auto r = measure::View<KrN::KrAOI8>(planes[2], L"red");
-    cv::Mat indices(picture.size(), CV_8U);
-    auto out = measure::View<KrN::KrAOI8>(indices, L"indices");
+    const auto b = measure::ViewOf(planes[0]);
+    const auto g = measure::ViewOf(planes[1]);
+    const auto r = measure::ViewOf(planes[2]);
+    cv::Mat1b indices(picture.size());
+    auto out = measure::ViewOf(indices);
     KrN::KrOctreeQuantizer quantizer;
     quantizer.Build(&r, &g, &b, nullptr, options.colours);
     quantizer.Refine(options.refine);
@@ -65,7 +65,7 @@ void AddColoursCommand(CommandLine& program) {
     const auto options = std::make_shared<Options>();
     Command& command = program.Add("colours", kAbout, kDetails);
     command.Add("IN", options->in, "Colour picture: PNG, TIFF or BMP").Required();
-    command.Add("--out", options->out, "The result: .png, .bmp or .tiff").Required().Type("FILE");
+    command.Add("--out", options->out, "File for the result: .png, .bmp or .tiff").Required().Type("FILE");
     command.Add("--colours", options->colours, "How many colours at most").Between(2, 256).ShowDefault().Type("N");
     command.Add("--refine", options->refine, "How often to move the colours").Between(0, 100).ShowDefault().Type("N");
     command.OnRun([options] {

@@ -4,6 +4,7 @@
 #include "measure/io.h"
 #include "tools/vorip/commands/commands.h"
 #include "tools/vorip/pictures/inputs.h"
+#include "tools/vorip/pictures/pixels.h"
 #include "tools/vorip/session/failure.h"
 #include "tools/vorip/session/outputset.h"
 #include "tools/vorip/session/progress.h"
@@ -44,27 +45,20 @@ double UsualGradient(const cv::Mat& image) {
     return static_cast<double>(*at);
 }
 
-template <class AOI>
-void Find(cv::Mat& image, cv::Mat& edges, double low, double high) {
-    const auto in = measure::View<AOI>(image, L"picture");
-    auto out = measure::View<KrN::KrAOI8>(edges, L"edges");
-    KrN::KrLGeomet().Canny(&in, &out, low, high, true);
-}
-
 void RunEdges(const Options& options) {
     OutputFile output(options.out);
     Progress progress("vorip edges");
     progress.Stage("computing");
-    cv::Mat image = measure::ReadPicture(options.in), edges(image.size(), CV_8U);
+    const cv::Mat image = measure::ReadPicture(options.in);
+    cv::Mat1b edges(image.size());
     const double high = options.high < 0.0 ? UsualGradient(image) : options.high;
     const double low = options.low < 0.0 ? 0.4 * high : options.low;
     if (low > high) Refuse(cv::format("--low=%g: must not be above --high (%g)", low, high));
-    switch (image.depth()) {
-        case CV_8U: Find<KrN::KrAOI8>(image, edges, low, high); break;
-        case CV_16U: Find<KrN::KrAOI16>(image, edges, low, high); break;
-        case CV_32F: Find<KrN::KrAOI32Float>(image, edges, low, high); break;
-        default: Refuse(options.in + ": edges are found in 8-bit, 16-bit and float pictures");
-    }
+    VisitPixels<std::uint8_t, std::uint16_t, float>(image, options.in, "a picture", [&](const auto& pixels) {
+        const auto in = measure::ViewOf(pixels);
+        auto out = measure::ViewOf(edges);
+        KrN::KrLGeomet().Canny(&in, &out, low, high, true);
+    });
     progress.Stage("writing");
     output.Save(edges);
     progress.End();
@@ -79,7 +73,9 @@ void AddEdgesCommand(CommandLine& program) {
     Command& command = program.Add("edges", kAbout, kDetails);
     const auto positive = [](double v) { return v >= 0.0 && std::isfinite(v); };
     command.Add("IN", options->in, "Picture").Required();
-    command.Add("--out", options->out, std::string("The edges: ") + measure::kWritableFormats).Required().Type("FILE");
+    command.Add("--out", options->out, std::string("File for the edges: ") + measure::kWritableFormats)
+        .Required()
+        .Type("FILE");
     command.Add("--low", options->low, "Gradient that continues an edge").Accept(positive, "0 or more").Type("G");
     command.Add("--high", options->high, "Gradient that makes an edge").Accept(positive, "0 or more").Type("G");
     command.OnRun([options] {

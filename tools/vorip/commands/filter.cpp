@@ -6,9 +6,9 @@
 #include <numeric>
 
 #include "measure/io.h"
-#include "measure/io/view.h"
 #include "tools/vorip/commands/commands.h"
 #include "tools/vorip/commands/filterinputs.h"
+#include "tools/vorip/pictures/pixels.h"
 #include "tools/vorip/pictures/selection.h"
 #include "tools/vorip/session/failure.h"
 #include "tools/vorip/session/outputset.h"
@@ -165,19 +165,9 @@ Job ReadJob(const Options& options, const Kind& kind) {
     return job;
 }
 
-std::unique_ptr<KrN::KrAOI> ViewOf(cv::Mat& image) {
-    constexpr const wchar_t* name = L"picture";
-    switch (image.depth()) {
-        case CV_8U: return std::make_unique<KrN::KrAOI8>(measure::View<KrN::KrAOI8>(image, name));
-        case CV_16U: return std::make_unique<KrN::KrAOI16>(measure::View<KrN::KrAOI16>(image, name));
-        case CV_32S: return std::make_unique<KrN::KrAOI32>(measure::View<KrN::KrAOI32>(image, name));
-        default: return std::make_unique<KrN::KrAOI32Float>(measure::View<KrN::KrAOI32Float>(image, name));
-    }
-}
-
 // Masked smoothing takes the mask of a line's last pixel for what lies before its first one. Repeated pixels in front
 // of the picture keep that off it. Returns where the picture stands then.
-cv::Rect RepeatInFront(const Options& options, const Kind& kind, WindowSize size, cv::Mat& image, cv::Mat& excluded) {
+cv::Rect RepeatInFront(const Options& options, const Kind& kind, WindowSize size, cv::Mat& image, cv::Mat1b& excluded) {
     cv::Rect place({0, 0}, image.size());
     const bool smooths = kind.run == RunSized<KrN::KrFilterGauss> || kind.run == RunSized<KrN::KrFilterMeanSepXY>;
     if (!smooths || excluded.empty()) return place;
@@ -188,7 +178,7 @@ cv::Rect RepeatInFront(const Options& options, const Kind& kind, WindowSize size
         Refuse("--size=" + options.size + ": with excluded pixels, the picture and half the window must fit in " +
                std::to_string(most) + " pixels each way");
     }
-    for (cv::Mat* picture : {&image, &excluded})
+    for (cv::Mat* picture : {&image, static_cast<cv::Mat*>(&excluded)})
         cv::copyMakeBorder(*picture, *picture, place.y, 0, place.x, 0, cv::BORDER_REPLICATE);
     return place;
 }
@@ -202,17 +192,16 @@ void RunFilter(const Options& options, const Kind& kind) {
     if (kind.run == RunBinomial && image.depth() != CV_8U) {
         Refuse(options.in + ": the filter 'binomial' takes 8-bit pictures, this is " + measure::PixelTypeName(image));
     }
-    cv::Mat excluded = FindExcluded(image, options, kind);
+    cv::Mat1b excluded = FindExcluded(image, options, kind);
     const int excludedPixels = excluded.empty() ? 0 : cv::countNonZero(excluded);
     const cv::Rect place = RepeatInFront(options, kind, job.size, image, excluded);
-    const std::unique_ptr<KrN::KrAOI> view = ViewOf(image);
-    KrN::KrAOI8 mask;
-    job.image = view.get();
-    if (!excluded.empty()) {
-        mask = measure::View<KrN::KrAOI8>(excluded, L"mask");
-        job.mask = &mask;
-    }
-    kind.run(job);
+    KrN::KrAOI8 mask = measure::ViewOf(excluded);
+    if (!excluded.empty()) job.mask = &mask;
+    VisitPixels<std::uint8_t, std::uint16_t, std::int32_t, float>(image, options.in, "a picture", [&](auto& pixels) {
+        auto view = measure::ViewOf(pixels);
+        job.image = &view;
+        kind.run(job);
+    });
     image = image(place).clone();
     progress.Stage("writing");
     output.Save(image);
@@ -228,7 +217,7 @@ void AddFilterCommand(CommandLine& program) {
     Command& command = program.Add("filter", kAbout, kDetails);
     command.Add("KIND", options->kind, "Kind of filter, see below").Required();
     command.Add("IN", options->in, "Picture: 8-bit, 16-bit or float").Required();
-    command.Add("--out", options->out, std::string("The filtered picture: ") + measure::kWritableFormats)
+    command.Add("--out", options->out, std::string("File for the filtered picture: ") + measure::kWritableFormats)
         .Required()
         .Type("FILE");
     command.Add("--size", options->size, "Width and height of the window").ShowDefault().Type("WxH");

@@ -8,9 +8,9 @@
 #include <vector>
 
 #include "measure/io.h"
-#include "measure/io/view.h"
 #include "measure/picture.h"
 #include "tools/vorip/commands/commands.h"
+#include "tools/vorip/pictures/pixels.h"
 #include "tools/vorip/pictures/selection.h"
 #include "tools/vorip/session/failure.h"
 #include "tools/vorip/session/outputset.h"
@@ -83,25 +83,17 @@ cv::Mat1b FitMask(const cv::Mat& image, const Options& options) {
     return excluded;
 }
 
-template <class AOI>
-cv::Mat FitSurface(KrN::KrLBestFit& fit, cv::Mat& image, cv::Mat1b& excluded, const Terms& t) {
-    cv::Mat surface(image.size(), CV_32F);
-    const auto in = measure::View<AOI>(image, L"picture");
-    const auto mask = measure::View<KrN::KrAOI8>(excluded, L"mask");
-    auto out = measure::View<KrN::KrAOI32Float>(surface, L"surface");
-    fit.Approximation(&in, &out, &mask, nullptr, KrN::eIgnoreMask, t[0], t[1], t[2], t[3], t[4], t[5], t[6], t[7], t[8],
-                      t[9]);
-    return surface;
-}
-
-cv::Mat FitSurface(KrN::KrLBestFit& fit, cv::Mat& image, cv::Mat1b& excluded, const Terms& terms,
+cv::Mat FitSurface(KrN::KrLBestFit& fit, const cv::Mat& image, const cv::Mat1b& excluded, const Terms& t,
                    const std::string& file) {
-    switch (image.depth()) {
-        case CV_8U: return FitSurface<KrN::KrAOI8>(fit, image, excluded, terms);
-        case CV_16U: return FitSurface<KrN::KrAOI16>(fit, image, excluded, terms);
-        case CV_32F: return FitSurface<KrN::KrAOI32Float>(fit, image, excluded, terms);
-        default: Refuse(file + ": a picture must be 8-bit, 16-bit or float, this is " + measure::PixelTypeName(image));
-    }
+    cv::Mat1f surface(image.size());
+    const auto mask = measure::ViewOf(excluded);
+    auto out = measure::ViewOf(surface);
+    VisitPixels<std::uint8_t, std::uint16_t, float>(image, file, "a picture", [&](const auto& pixels) {
+        const auto in = measure::ViewOf(pixels);
+        fit.Approximation(&in, &out, &mask, nullptr, KrN::eIgnoreMask, t[0], t[1], t[2], t[3], t[4], t[5], t[6], t[7],
+                          t[8], t[9]);
+    });
+    return surface;
 }
 
 cv::Mat Subtract(const cv::Mat& image, const cv::Mat& surface) {
@@ -210,7 +202,7 @@ void AddFlattenCommand(CommandLine& program) {
     const auto options = std::make_shared<Options>();
     Command& command = program.Add("flatten", kAbout, kDetails);
     command.Add("IN", options->in, "Picture: 8-bit, 16-bit or float").Required();
-    command.Add("--out", options->out, "The flat picture, float: .tiff or .npy").Required().Type("FILE");
+    command.Add("--out", options->out, "File for the flat picture, float: .tiff or .npy").Required().Type("FILE");
     command.Add("--terms", options->terms, "What the surface consists of").ShowDefault().Type("TERMS");
     AddSelection(command, options->selection, "belong to the surface");
     command.OnRun([options] {

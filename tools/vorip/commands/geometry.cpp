@@ -8,6 +8,7 @@
 #include "tools/vorip/commands/commands.h"
 #include "tools/vorip/commands/filterinputs.h"
 #include "tools/vorip/pictures/inputs.h"
+#include "tools/vorip/pictures/pixels.h"
 #include "tools/vorip/session/failure.h"
 #include "tools/vorip/session/outputset.h"
 #include "tools/vorip/session/progress.h"
@@ -55,15 +56,17 @@ int IndexIn(const std::vector<std::string>& words, const std::string& word) {
     return static_cast<int>(std::find(words.begin(), words.end(), word) - words.begin());
 }
 
-// The destination of an operation on a picture of type AOI.
-template <class AOI>
+// The destination of an operation on a picture of pixels of type T.
+template <class T>
 class Geometry {
 public:
-    Geometry(const Options& options, cv::Mat& image, cv::Mat& mask)
+    using AOI = measure::ImageOf<T>;
+
+    Geometry(const Options& options, const cv::Mat_<T>& image, const cv::Mat1b& mask)
         : mOptions(options),
           mImage(image),
-          mSource(measure::View<AOI>(image, L"picture")),
-          mMask(mask.empty() ? KrN::KrAOI8() : measure::View<KrN::KrAOI8>(mask, L"mask")),
+          mSource(measure::ViewOf(image)),
+          mMask(measure::ViewOf(mask)),
           mHow(static_cast<KrN::InterpolationMode>(IndexIn(kModes, options.mode)),
                static_cast<KrN::BorderRule>(IndexIn(kBorders, options.border)),
                std::isnan(options.fill) && image.depth() != CV_32F ? 0.0 : options.fill) {
@@ -97,8 +100,8 @@ private:
         if (size.width > measure::kMaxImageSide || size.height > measure::kMaxImageSide)
             Refuse(cv::format("the result would have %d x %d pixels, a side may have %d", size.width, size.height,
                               measure::kMaxImageSide));
-        cv::Mat result(size, mImage.type());
-        AOI out = measure::View<AOI>(result, L"result");
+        cv::Mat_<T> result(size);
+        AOI out = measure::ViewOf(result);
         operation(out);
         return result;
     }
@@ -107,8 +110,8 @@ private:
     cv::Mat Scale() {
         const auto size = ParseSize("--size", mOptions.size);
         const cv::Size wanted(static_cast<int>(size.cx), static_cast<int>(size.cy));
-        cv::Mat excluded(wanted, CV_8U);
-        KrN::KrAOI8 marks = measure::View<KrN::KrAOI8>(excluded, L"excluded");
+        cv::Mat1b excluded(wanted);
+        KrN::KrAOI8 marks = measure::ViewOf(excluded);
         mHow.excluded = &marks;
         cv::Mat result = Make(wanted, [&](AOI& out) {
             IsModulo() ? mGeometry.ScaleModulo(&mSource, &out, mHow) : mGeometry.Scale(&mSource, &out, mHow);
@@ -137,7 +140,7 @@ private:
     }
 
     const Options& mOptions;
-    cv::Mat& mImage;
+    const cv::Mat_<T>& mImage;
     AOI mSource;
     KrN::KrAOI8 mMask;
     KrN::KrSampling mHow;
@@ -167,20 +170,16 @@ void RunGeometry(const Options& options) {
     OutputFile output(options.out);
     Progress progress("vorip geometry");
     progress.Stage("computing");
-    cv::Mat image = measure::ReadPicture(options.in), mask;
+    const cv::Mat image = measure::ReadPicture(options.in);
+    cv::Mat1b mask;
     CheckOptions(options, image);
     if (!options.mask.empty()) {
         mask = ReadMask(options.mask);
         measure::RequireSameSize(mask, options.mask, image, options.in);
         cv::bitwise_not(mask, mask);  // the library admits below 64
     }
-    cv::Mat result;
-    switch (image.depth()) {
-        case CV_8U: result = Geometry<KrN::KrAOI8>(options, image, mask).Run(); break;
-        case CV_16U: result = Geometry<KrN::KrAOI16>(options, image, mask).Run(); break;
-        case CV_32S: result = Geometry<KrN::KrAOI32>(options, image, mask).Run(); break;
-        default: result = Geometry<KrN::KrAOI32Float>(options, image, mask).Run();
-    }
+    const cv::Mat result = VisitPixels<std::uint8_t, std::uint16_t, std::int32_t, float>(
+        image, options.in, "a picture", [&](const auto& pixels) { return Geometry(options, pixels, mask).Run(); });
     progress.Stage("writing");
     output.Save(result);
     progress.End();
@@ -197,7 +196,9 @@ void AddGeometryCommand(CommandLine& program) {
         .Required()
         .OneOf({"scale", "mirror", "turn", "shift", "rotate", "pyramid"});
     command.Add("IN", options->in, "Picture").Required();
-    command.Add("--out", options->out, std::string("The result: ") + measure::kWritableFormats).Required().Type("FILE");
+    command.Add("--out", options->out, std::string("File for the result: ") + measure::kWritableFormats)
+        .Required()
+        .Type("FILE");
     command.Add("--size", options->size, "scale: size of the result").Type("WxH");
     command.Add("--axis", options->axis, "mirror: columns, rows or both").OneOf(kAxes).ShowDefault();
     command.Add("--quarters", options->quarters, "turn: quarter turns, negative clockwise").ShowDefault().Type("N");

@@ -6,8 +6,8 @@
 #include <limits>
 
 #include "measure/io.h"
-#include "measure/io/view.h"
 #include "tools/vorip/commands/commands.h"
+#include "tools/vorip/pictures/pixels.h"
 #include "tools/vorip/pictures/selection.h"
 #include "tools/vorip/session/failure.h"
 #include "tools/vorip/session/outputset.h"
@@ -61,26 +61,27 @@ void RequireInside(const char* option, int baseline, int side, const char* what)
                       what));
 }
 
-cv::Mat Gradient8(cv::Mat& phase, const Options& options) {
-    cv::Mat image(phase.size(), CV_8U);
-    const auto in = measure::View<KrN::KrAOI8>(phase, L"phase");
-    auto out = measure::View<KrN::KrAOI8>(image, L"gradient");
+cv::Mat Gradient8(const cv::Mat1b& phase, const Options& options) {
+    cv::Mat1b image(phase.size());
+    const auto in = measure::ViewOf(phase);
+    auto out = measure::ViewOf(image);
     KrN::KrGradient gradient;
     gradient.Init(in.AOISize());
     gradient.Execute(&in, options.dx, options.dy, &out);
     return image;
 }
 
-cv::Mat Gradient16(const cv::Mat& phase, const Options& options) {
-    cv::Mat steps, image(phase.size(), CV_64F);
+cv::Mat Gradient16(const cv::Mat1w& phase, const Options& options) {
+    cv::Mat1d steps, image(phase.size());
     phase.convertTo(steps, CV_64F, 1.0 / 256.0);
-    const auto in = measure::View<KrN::KrAOI64Double>(steps, L"phase");
-    auto out = measure::View<KrN::KrAOI64Double>(image, L"gradient");
+    const auto in = measure::ViewOf(steps);
+    auto out = measure::ViewOf(image);
     KrN::KrGradientDouble gradient;
     gradient.Init(in.AOISize());
     gradient.Execute(&in, options.dx, options.dy, &out, options.infiniteBorder);
-    image.convertTo(image, CV_32F, KrN::KrMath::TwoPi / 256.0);
-    return image;
+    cv::Mat radians;
+    image.convertTo(radians, CV_32F, KrN::KrMath::TwoPi / 256.0);
+    return radians;
 }
 
 // Gaps become the value left of them, so that sums over them stay small and exact; what depends on them is dropped
@@ -114,17 +115,24 @@ void DropGaps(const cv::Mat& valid, const Options& options, T none, cv::Mat& ima
     }
 }
 
-cv::Mat GradientFloat(cv::Mat phase, const Options& options) {
-    cv::Mat image(phase.size(), CV_32F);
+cv::Mat GradientFloat(const cv::Mat1f& file, const Options& options) {
+    cv::Mat1f phase = file.clone(), image(phase.size());
     const cv::Mat valid = CloseGaps(phase);
-    const auto in = measure::View<KrN::KrAOI32Float>(phase, L"phase");
-    auto out = measure::View<KrN::KrAOI32Float>(image, L"gradient");
+    const auto in = measure::ViewOf(phase);
+    auto out = measure::ViewOf(image);
     KrN::KrGradientFloatNonModulo gradient;
     gradient.Init(in.AOISize());
     gradient.Execute(&in, options.dx, options.dy, &out, options.infiniteBorder);
     DropGaps(valid, options, kNoNumber, image);
     return image;
 }
+
+struct GradientOf {
+    const Options& options;
+    cv::Mat operator()(const cv::Mat1b& phase) const { return Gradient8(phase, options); }
+    cv::Mat operator()(const cv::Mat1w& phase) const { return Gradient16(phase, options); }
+    cv::Mat operator()(const cv::Mat1f& phase) const { return GradientFloat(phase, options); }
+};
 
 // With a scale of its own, an 8-bit phase is computed as the 16-bit one is.
 cv::Mat WidenPhase(const cv::Mat& phase, const Options& options) {
@@ -173,14 +181,8 @@ void RunGradient(const Options& options) {
     cv::Mat phase = WidenPhase(file, options);
     RequireInside("--dx", options.dx, phase.cols, "wide");
     RequireInside("--dy", options.dy, phase.rows, "high");
-    cv::Mat image;
-    switch (phase.depth()) {
-        case CV_8U: image = Gradient8(phase, options); break;
-        case CV_16U: image = Gradient16(phase, options); break;
-        case CV_32F: image = GradientFloat(phase, options); break;
-        default:
-            Refuse(options.phase + ": a phase is 8-bit, 16-bit or float, this is " + measure::PixelTypeName(phase));
-    }
+    cv::Mat image =
+        VisitPixels<std::uint8_t, std::uint16_t, float>(phase, options.phase, "a phase", GradientOf{options});
     if (phase.depth() == CV_8U && options.infiniteBorder) Refuse("--infinite-border is for 16-bit and float phases");
     DropUnselected(selected, options, image);
     progress.Stage("writing");
@@ -197,7 +199,7 @@ void AddGradientCommand(CommandLine& program) {
     const auto options = std::make_shared<Options>();
     Command& command = program.Add("gradient", kAbout, kDetails);
     command.Add("PHASE", options->phase, "Phase picture").Required();
-    command.Add("--out", options->out, std::string("The gradient: ") + measure::kWritableFormats)
+    command.Add("--out", options->out, std::string("File for the gradient: ") + measure::kWritableFormats)
         .Required()
         .Type("FILE");
     command.Add("--dx", options->dx, "Baseline along the rows; 0: not along the rows; negative: backwards")

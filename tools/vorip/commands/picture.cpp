@@ -102,7 +102,7 @@ void AddPictureCommand(CommandLine& program) {
     const auto options = std::make_shared<Options>();
     Command& command = program.Add("picture", kAbout, kDetails);
     command.Add("IN", options->in, "Result: float, 16-bit or 8-bit").Required();
-    command.Add("--out,-o", options->out, "The picture, a file: .png, .bmp or .tiff").Required().Type("FILE");
+    command.Add("--out", options->out, "File for the picture: .png, .bmp or .tiff").Required().Type("FILE");
     command.Add("--range", options->range, "Values of the first and the last colour [found]").Type("A..B");
     command.Add("--percent", options->style.percent, "Without --range: values at either end beyond the colours")
         .Between(0, 50, "a percentage from 0 to 50")

@@ -42,8 +42,8 @@ struct RegionsOptions {
     bool fillHoles = false;
 };
 
-int ThresholdBetweenModes(cv::Mat& picture, const std::string& file) {
-    const auto view = measure::View<KrN::KrAOI8>(picture, L"picture");
+int ThresholdBetweenModes(const cv::Mat1b& picture, const std::string& file) {
+    const auto view = measure::ViewOf(picture);
     KrN::KrLHistogram histogram;
     histogram.Create(&view, 256);
     KrN::KrBimodalHistoAnalyzer modes;
@@ -74,15 +74,16 @@ void RunRegions(const RegionsOptions& options) {
     OutputSet outputs(options.out);
     Progress progress("vorip regions");
     progress.Stage("reading");
-    cv::Mat framed = ReadFramed(options.picture);
+    cv::Mat1b framed = ReadFramed(options.picture);
     const cv::Rect inside(kFrame, kFrame, framed.cols - 2 * kFrame, framed.rows - 2 * kFrame);
-    cv::Mat picture = framed(inside), labels(framed.size(), CV_32S);
+    const cv::Mat1b picture = framed(inside);
+    cv::Mat1i labels(framed.size());
     const bool given = options.threshold != kFromHistogram;
     const int threshold = given ? options.threshold : ThresholdBetweenModes(picture, options.picture);
 
     progress.Stage("tracing");
-    auto view = measure::View<KrN::KrAOI8>(framed, L"picture");
-    auto labelView = measure::View<KrN::KrAOI32>(labels, L"labels");
+    auto view = measure::ViewOf(framed);
+    auto labelView = measure::ViewOf(labels);
     KrN::KrSegmentScan scan;
     scan.GetSegment().SetThreshold(static_cast<unsigned char>(threshold));
     scan.GetSegment().SetPixelRatio(static_cast<float>(options.pixelRatio));

@@ -4,7 +4,7 @@
 #include "measure/io.h"
 #include "tools/vorip/commands/commands.h"
 #include "tools/vorip/commands/filterinputs.h"
-#include "tools/vorip/pictures/inputs.h"
+#include "tools/vorip/pictures/pixels.h"
 #include "tools/vorip/session/failure.h"
 #include "tools/vorip/session/outputset.h"
 #include "tools/vorip/session/progress.h"
@@ -15,7 +15,7 @@ namespace {
 constexpr char kAbout[] = "Removes slow changes of brightness (shading) from a camera picture";
 constexpr char kDetails[] =
     "The background is found on a reduced copy of the picture: --dilate times each pixel becomes the brightest of the\n"
-    "--kernel window around it, which closes dark spots; then each becomes the mean of its window. Enlarged to full\n"
+    "--size window around it, which closes dark spots; then each becomes the mean of its window. Enlarged to full\n"
     "size, the picture is divided by it, and the result stretched so that its brightest pixel is 255 or 65,535.\n"
     "\n"
     "What is dark over more than about twice the reach of the dilatations counts as background: by default 3 times "
@@ -30,40 +30,39 @@ constexpr char kDetails[] =
 struct Options {
     std::string in;
     std::string out;
-    std::string kernel = "3x3";
+    std::string size = "3x3";
     unsigned int reduce = 12;
     unsigned int dilate = 3;
 };
 
 class Shading : public KrN::KrLShadeCorrection {
 public:
-    Shading(const Options& options, WindowSize kernel) {
-        SetKernelSize(kernel);
+    Shading(const Options& options, WindowSize size) {
+        SetKernelSize(size);
         SetDilatationNum(options.dilate);
         SetReduceFactor(options.reduce);
     }
 };
 
-template <class AOI>
-void Correct(Shading& shading, cv::Mat& image, cv::Mat& background) {
-    auto in = measure::View<AOI>(image, L"picture");
-    auto out = measure::View<AOI>(background, L"background");
-    shading.GetBackgroundShade(&in, &out);
-    shading.ShadeCorrection(&in, &in);
+// Corrects the image in place and returns the background.
+cv::Mat Correct(Shading& shading, const cv::Mat& image, const std::string& file) {
+    return VisitPixels<std::uint8_t, std::uint16_t>(image, file, "a camera picture", [&](auto& pixels) -> cv::Mat {
+        auto background = pixels.clone();
+        auto in = measure::ViewOf(pixels);
+        auto out = measure::ViewOf(background);
+        shading.GetBackgroundShade(&in, &out);
+        shading.ShadeCorrection(&in, &in);
+        return background;
+    });
 }
 
 void RunShade(const Options& options) {
-    Shading shading(options, ParseSize("--kernel", options.kernel));
+    Shading shading(options, ParseSize("--size", options.size));
     OutputSet outputs(options.out);
     Progress progress("vorip shade");
     progress.Stage("computing");
     cv::Mat image = measure::ReadPicture(options.in);
-    cv::Mat background(image.size(), image.type());
-    switch (image.depth()) {
-        case CV_8U: Correct<KrN::KrAOI8>(shading, image, background); break;
-        case CV_16U: Correct<KrN::KrAOI16>(shading, image, background); break;
-        default: Refuse(options.in + ": a camera picture is 8-bit or 16-bit, this is " + measure::PixelTypeName(image));
-    }
+    const cv::Mat background = Correct(shading, image, options.in);
     progress.Stage("writing");
     outputs.AddImage("corrected.png", image);
     outputs.AddImage("background.png", background);
@@ -89,7 +88,7 @@ void AddShadeCommand(CommandLine& program) {
     command.Add("IN", options->in, "Camera picture, 8-bit or 16-bit").Required();
     command.Add("--out", options->out, "Folder for the results").Required().Type("DIR");
     AddCount(command, "--reduce", options->reduce, 1, "The reduced copy has every N-th pixel of every N-th row");
-    command.Add("--kernel", options->kernel, "Window of the dilatation and of the mean, in reduced pixels")
+    command.Add("--size,--kernel", options->size, "Window of the dilatation and of the mean, in reduced pixels")
         .ShowDefault()
         .Type("WxH");
     AddCount(command, "--dilate", options->dilate, 0, "How many times to dilate; 0: not at all");

@@ -119,6 +119,23 @@ bool Report(const Figures& figures) {
     return passed;
 }
 
+void ListPictures(const std::filesystem::path& folder) {
+    constexpr std::pair<const char*, const char*> kPictures[] = {
+        {"fringe0.png", "the first of four fringe pictures"},
+        {"phase.png", "the wrapped phase"},
+        {"modulation.png", "how strong the fringes are"},
+        {"mask.png", "what is good enough"},
+        {"unwrapped_picture.png", "the unwrapped phase, and its surface"},
+        {"components_picture.png", "parts between which whole periods are unknown"},
+        {"periods/result/columns_picture.png", "absolute phase by three sets of fringes"},
+        {"periods/result/columns_reliability.png", "how certain it is, 255 certain"},
+        {"code/result/columns_picture.png", "absolute phase by a Gray code"},
+        {"code/result/columns_reliability.png", "how certain it is"},
+    };
+    std::printf("pictures to look at, in %s:\n", folder.string().c_str());
+    for (const auto& [name, what] : kPictures) std::printf("  %-40s %s\n", name, what);
+}
+
 void RunDemo(const std::string& out) {
     OutputSet outputs(out);
     const std::filesystem::path folder = outputs.StagingFolder();
@@ -146,7 +163,7 @@ void RunDemo(const std::string& out) {
     bool passed = Report(Check(ReadDelivered(folder), scene));
     outputs.Commit();
     passed &= RunCodedScans(out);
-    std::printf("pictures: %s\n", (std::filesystem::path(out) / "unwrapped_picture.png").string().c_str());
+    ListPictures(out);
     if (!passed) throw measure::Error("the result of the demo misses its limits");
 }
 

@@ -4,6 +4,7 @@
 #include <limits>
 
 #include "measure/io.h"
+#include "tools/vorip/pictures/pixels.h"
 #include "tools/vorip/session/failure.h"
 
 namespace vorip {
@@ -32,68 +33,69 @@ cv::Mat1f Scaled(const cv::Mat& image, double scale) {
     return scaled;
 }
 
-// An 8-bit image as it is; of 16 bits the upper 8.
-cv::Mat UpperByte(cv::Mat image) {
-    if (image.depth() == CV_8U) return image;
-    cv::Mat upper(image.size(), CV_8U);
-    const auto from = measure::View<KrN::KrAOI16>(image, L"16-bit picture");
-    auto to = measure::View<KrN::KrAOI8>(upper, L"picture");
-    KrN::KrLTransfer().CopyHigh(&from, &to);
-    return upper;
-}
+struct ToRadians {
+    cv::Mat1f operator()(const cv::Mat1b& steps) const { return Scaled(steps, 2 * CV_PI / 256); }
+    cv::Mat1f operator()(const cv::Mat1w& steps) const { return Scaled(steps, 2 * CV_PI / 65536); }
+    cv::Mat1f operator()(const cv::Mat1f& radians) const { return WrapRadians(radians); }
+};
+struct ToShare {
+    cv::Mat1f operator()(const cv::Mat1b& image) const { return Scaled(image, 1.0 / 255); }
+    cv::Mat1f operator()(const cv::Mat1w& image) const { return Scaled(image, 1.0 / 65535); }
+    cv::Mat1f operator()(const cv::Mat1f& image) const { return image; }
+};
+
+// In 8 bits; of 16 bits the upper 8.
+struct ToBytes {
+    cv::Mat operator()(const cv::Mat1b& image) const { return image; }
+    cv::Mat operator()(const cv::Mat1w& image) const {
+        cv::Mat1b upper(image.size());
+        const auto from = measure::ViewOf(image);
+        auto to = measure::ViewOf(upper);
+        KrN::KrLTransfer().CopyHigh(&from, &to);
+        return upper;
+    }
+};
 
 // Negative and not finite values have the quality 0.
-cv::Mat QualityFromFloat(const cv::Mat& file) {
-    cv::Mat cleaned(file.size(), CV_32F, 0.0), finite, quality;
-    cv::inRange(file, 0.0, static_cast<double>(std::numeric_limits<float>::max()), finite);
-    file.copyTo(cleaned, finite);
-    double largest = 0;
-    cv::minMaxLoc(cleaned, nullptr, &largest);
-    cleaned.convertTo(quality, CV_8U, largest > 0 ? 255.0 / largest : 0.0);
-    return quality;
-}
+struct ToQuality : ToBytes {
+    using ToBytes::operator();
+    cv::Mat operator()(const cv::Mat1f& image) const {
+        cv::Mat cleaned(image.size(), CV_32F, 0.0), finite, quality;
+        cv::inRange(image, 0.0, static_cast<double>(std::numeric_limits<float>::max()), finite);
+        image.copyTo(cleaned, finite);
+        double largest = 0;
+        cv::minMaxLoc(cleaned, nullptr, &largest);
+        cleaned.convertTo(quality, CV_8U, largest > 0 ? 255.0 / largest : 0.0);
+        return quality;
+    }
+};
 
 }  // namespace
 
 cv::Mat1f ReadPhase(const std::string& file) {
-    const cv::Mat image = measure::ReadPicture(file);
-    switch (image.depth()) {
-        case CV_8U: return Scaled(image, 2 * CV_PI / 256);
-        case CV_16U: return Scaled(image, 2 * CV_PI / 65536);
-        case CV_32F: return WrapRadians(image);
-        default: Refuse(file + ": a phase is 8-bit, 16-bit or float, this is " + measure::PixelTypeName(image));
-    }
+    return VisitPixels<std::uint8_t, std::uint16_t, float>(measure::ReadPicture(file), file, "a phase", ToRadians{});
 }
 
 cv::Mat1f ReadContrast(const std::string& file) {
-    const cv::Mat image = measure::ReadPicture(file);
-    switch (image.depth()) {
-        case CV_8U: return Scaled(image, 1.0 / 255);
-        case CV_16U: return Scaled(image, 1.0 / 65535);
-        case CV_32F: return image;
-        default: Refuse(file + ": a contrast is 8-bit, 16-bit or float, this is " + measure::PixelTypeName(image));
-    }
+    return VisitPixels<std::uint8_t, std::uint16_t, float>(measure::ReadPicture(file), file, "a contrast", ToShare{});
 }
 
 cv::Mat ReadMask(const std::string& file) {
     const cv::Mat image = measure::ReadPicture(file);
     if (image.depth() != CV_8U) Refuse(file + ": a mask is 8-bit, this is " + measure::PixelTypeName(image));
+    double greatest = 0;
+    cv::minMaxLoc(image, nullptr, &greatest);
+    if (greatest == 1)
+        Refuse(file + ": holds only 0 and 1, which are both below 128: a mask has 255 where it is usable");
     return image >= 128;
 }
 
 cv::Mat ReadGrey8(const std::string& file) {
-    const cv::Mat image = measure::ReadPicture(file);
-    if (image.depth() != CV_8U && image.depth() != CV_16U)
-        Refuse(file + ": must be 8-bit or 16-bit, this is " + measure::PixelTypeName(image));
-    return UpperByte(image);
+    return VisitPixels<std::uint8_t, std::uint16_t>(measure::ReadPicture(file), file, "a grey picture", ToBytes{});
 }
 
 cv::Mat ReadQuality(const std::string& file) {
-    const cv::Mat image = measure::ReadPicture(file);
-    if (image.depth() == CV_32F) return QualityFromFloat(image);
-    if (image.depth() != CV_8U && image.depth() != CV_16U)
-        Refuse(file + ": a quality is 8-bit, 16-bit or float, this is " + measure::PixelTypeName(image));
-    return UpperByte(image);
+    return VisitPixels<std::uint8_t, std::uint16_t, float>(measure::ReadPicture(file), file, "a quality", ToQuality{});
 }
 
 }  // namespace vorip

@@ -4,7 +4,7 @@
 #include <opencv2/core.hpp>
 #include <string>
 
-#include "measure/io/view.h"
+#include "measure/image.h"
 
 namespace vorip {
 
