@@ -2,7 +2,9 @@
 // what is broken is refused.
 #include <gtest/gtest.h>
 #include <libdeflate.h>
+#include <spng.h>
 
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <opencv2/imgcodecs.hpp>
@@ -11,6 +13,7 @@
 
 #include "measure/error.h"
 #include "measure/io.h"
+#include "measure/io/plainpng.h"
 #include "measure/io/tiffmemory.h"
 #include "tests/support/program.h"
 
@@ -119,6 +122,54 @@ TEST_F(Io, ReadsWhatOthersWrite) {
         EXPECT_TRUE(AreSame(ReadPicture(File(c.name)), c.read.empty() ? c.written : c.read)) << c.name;
     }
     EXPECT_EQ(ListPictures(File("")).size(), std::size(cases));
+}
+
+// --- PNG -------------------------------------------------------------------------------------------------------------
+
+Bytes EncodeBySpng(const cv::Mat& image, int filters) {
+    spng_ctx* const context = spng_ctx_new(SPNG_CTX_ENCODER);
+    spng_set_option(context, SPNG_ENCODE_TO_BUFFER, 1);
+    spng_set_option(context, SPNG_FILTER_CHOICE, filters);
+    spng_ihdr header{};
+    header.width = static_cast<std::uint32_t>(image.cols);
+    header.height = static_cast<std::uint32_t>(image.rows);
+    header.bit_depth = static_cast<std::uint8_t>(8 * image.elemSize1());
+    spng_set_ihdr(context, &header);
+    EXPECT_EQ(
+        spng_encode_image(context, image.data, image.total() * image.elemSize(), SPNG_FMT_PNG, SPNG_ENCODE_FINALIZE),
+        0);
+    std::size_t size = 0;
+    int error = 0;
+    void* const data = spng_get_png_buffer(context, &size, &error);
+    const Bytes bytes(static_cast<std::uint8_t*>(data), static_cast<std::uint8_t*>(data) + size);
+    std::free(data);
+    spng_ctx_free(context);
+    return bytes;
+}
+
+TEST_F(Io, ReadsPlainPngOfEveryFilter) {
+    for (const int type : {CV_8U, CV_16U})
+        for (const cv::Size size : {cv::Size(1, 1), cv::Size(37, 21), cv::Size(300, 200)}) {
+            cv::Mat image = Noise(size.width, size.height, type);
+            cv::blur(image, image, cv::Size(5, 5));  // so that choosing filters by rows finds all of them
+            for (const int filters : {SPNG_FILTER_CHOICE_NONE, SPNG_FILTER_CHOICE_SUB, SPNG_FILTER_CHOICE_UP,
+                                      SPNG_FILTER_CHOICE_AVG, SPNG_FILTER_CHOICE_PAETH, SPNG_FILTER_CHOICE_ALL})
+                EXPECT_TRUE(AreSame(DecodePlainPng(EncodeBySpng(image, filters)), image)) << type << ' ' << filters;
+        }
+}
+
+// Deep pictures whose lower bytes are noise are stored; all others shrink.
+TEST_F(Io, DeflatesWhereItPays) {
+    cv::Mat ramp(300, 200, CV_16U);
+    for (int y = 0; y < ramp.rows; ++y) ramp.row(y) = 100 * y;
+    const cv::Mat noise = Noise(200, 300, CV_16U);
+    EXPECT_LT(EncodePicture("a.png", ramp).size(), ramp.total() / 5);
+    EXPECT_LT(EncodePicture("a.png", noise).size(), 2 * noise.total() + noise.total() / 50);
+    for (const cv::Mat& image : {ramp, noise}) {
+        WritePicture(File("a.png"), image);
+        EXPECT_TRUE(AreSame(ReadPicture(File("a.png")), image));
+        EXPECT_TRUE(AreSame(cv::imread(File("a.png"), cv::IMREAD_UNCHANGED), image));
+    }
 }
 
 // --- TIFF ------------------------------------------------------------------------------------------------------------

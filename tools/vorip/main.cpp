@@ -9,16 +9,17 @@
 namespace {
 
 using AddCommand = void (*)(vorip::CommandLine&);
+// The main way first, then what works on any picture.
 constexpr AddCommand kCommands[] = {
-    vorip::AddPhaseCommand,    vorip::AddUnwrapCommand,  vorip::AddAverageCommand, vorip::AddGradientCommand,
-    vorip::AddFlattenCommand,  vorip::AddPictureCommand, vorip::AddQualityCommand, vorip::AddRegionsCommand,
-    vorip::AddShadeCommand,    vorip::AddFilterCommand,  vorip::AddDecodeCommand,  vorip::AddCalibrateCommand,
-    vorip::AddGeometryCommand, vorip::AddEdgesCommand,   vorip::AddColoursCommand, vorip::AddPointsCommand,
-    vorip::AddSurfaceCommands, vorip::AddDemoCommand,
+    vorip::AddDecodeCommand,  vorip::AddCalibrateCommand, vorip::AddPointsCommand,   vorip::AddQualityCommand,
+    vorip::AddPhaseCommand,   vorip::AddUnwrapCommand,    vorip::AddSurfaceCommands, vorip::AddPictureCommand,
+    vorip::AddFlattenCommand, vorip::AddGradientCommand,  vorip::AddAverageCommand,  vorip::AddShadeCommand,
+    vorip::AddFilterCommand,  vorip::AddRegionsCommand,   vorip::AddGeometryCommand, vorip::AddEdgesCommand,
+    vorip::AddColoursCommand, vorip::AddDemoCommand,
 };
 
 constexpr char kAbout[] =
-    "From fringe pictures to an unwrapped phase.\n"
+    "From pictures of projected fringes to phase, positions and shape.\n"
     "Pictures are 8- or 16-bit PNG, TIFF or BMP (colour becomes grey), float TIFF, or NPY arrays.";
 constexpr char kFooter[] =
     "A first run:  vorip demo --out demo\n"

@@ -5,10 +5,10 @@
 
 #include "measure/absolute.h"
 #include "measure/frames.h"
-#include "measure/picture.h"
 #include "measure/scan.h"
 #include "tools/vorip/commands/commands.h"
 #include "tools/vorip/commands/runs.h"
+#include "tools/vorip/pictures/phasepicture.h"
 #include "tools/vorip/session/failure.h"
 #include "tools/vorip/session/outputset.h"
 #include "tools/vorip/session/progress.h"
@@ -95,13 +95,10 @@ private:
         }
         mOutputs.AddImage(name + "_mask.png", result.mask);
         mOutputs.AddImage(name + "_reliability.png", result.reliability);
-        cv::Mat1f periods;
-        result.phase.convertTo(periods, CV_32F, 0.5 / CV_PI);
-        measure::PictureStyle style;
-        style.title = "absolute phase along the " + name;
-        style.unit = "periods";
-        style.marks = result.jumps.where;
-        mOutputs.AddImage(name + "_picture.png", measure::DrawPicture(periods, style));
+        mOutputs.AddImage(
+            name + "_picture.png",
+            DrawPhase(result.phase,
+                      {"absolute phase along the " + name, {}, result.jumps.where, result.mask, "its plane removed"}));
         if (mHasModulation) return;
         cv::Mat modulation;
         result.modulation.convertTo(modulation, CV_8U, 255 * 2 / fullScale);

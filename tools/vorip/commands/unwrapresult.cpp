@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "measure/picture.h"
-#include "measure/surface.h"
+#include "tools/vorip/pictures/phasepicture.h"
 #include "tools/vorip/pictures/steprows.h"
 #include "tools/vorip/session/failure.h"
 
@@ -11,7 +11,6 @@ namespace vorip {
 namespace {
 
 constexpr double kTwoPi = 2 * CV_PI;
-constexpr int kPictureSide = 960;  // larger results are drawn smaller, as two pictures stand side by side
 
 std::string ComponentList(const std::vector<int>& pixels) {
     std::string list;
@@ -31,26 +30,6 @@ Range FindRange(const measure::Unwrapped& unwrapped) {
     double lower = 0, upper = 0;
     cv::minMaxLoc(unwrapped.phase, &lower, &upper, nullptr, nullptr, unwrapped.components > 0);
     return {lower / kTwoPi, upper / kTwoPi};
-}
-
-int DrawnStep(const cv::Size& size) { return std::max(1, std::max(size.width, size.height) / kPictureSide); }
-
-// The phase as it is, and beside it the largest component without its plane, as the carrier of the fringes hides what
-// the surface does.
-cv::Mat DrawResult(const measure::Unwrapped& unwrapped, const measure::Jumps& jumps) {
-    cv::Mat1f periods;
-    unwrapped.phase.convertTo(periods, CV_32F, 1.0 / kTwoPi);
-    measure::PictureStyle style;
-    style.title = "unwrapped phase";
-    style.unit = "periods";
-    style.step = DrawnStep(periods.size());
-    style.components = unwrapped.components;
-    style.marks = jumps.where;
-    const cv::Mat3b raw = measure::DrawPicture(periods, style);
-    cv::compare(unwrapped.components, 1, style.mask, cv::CMP_EQ);
-    style.title = "component 1, its plane removed";
-    style.components.release();
-    return measure::SideBySide(raw, measure::DrawPicture(measure::RemovePlane(periods, style.mask), style));
 }
 
 }  // namespace
@@ -91,7 +70,11 @@ std::string WriteUnwrapResult(OutputSet& outputs, const measure::Unwrapped& unwr
     outputs.AddImage("components.png", images.components);
     outputs.AddImage("components_picture.png",
                      measure::DrawComponents(unwrapped.components, DrawnStep(unwrapped.components.size())));
-    outputs.AddImage("unwrapped_picture.png", DrawResult(unwrapped, jumps));
+    cv::Mat1b first;
+    cv::compare(unwrapped.components, 1, first, cv::CMP_EQ);
+    outputs.AddImage("unwrapped_picture.png",
+                     DrawPhase(unwrapped.phase, {"unwrapped phase", unwrapped.components, jumps.where, first,
+                                                 "component 1, its plane removed"}));
     outputs.AddText("summary.json", JsonObject(entries));
 
     std::string report = cv::format(
