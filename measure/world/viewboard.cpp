@@ -2,6 +2,7 @@
 
 #include "measure/board.h"
 #include "measure/error.h"
+#include "measure/frames.h"
 #include "measure/world/refine.h"
 
 namespace measure {
@@ -36,7 +37,12 @@ AbsolutePhase Decode(const char* direction, const CodedAxis& axis, const AxisPic
     } catch (const InputError& error) {
         throw InputError(std::string(direction) + ": " + error.what());
     } catch (const NothingUsable& error) {
-        throw NothingUsable(std::string(direction) + ": " + error.what());
+        const int bits = fullScale > 0 ? 0 : GuessCameraBits(pictures.sines[0]);
+        throw NothingUsable(std::string(direction) + ": " + error.what() +
+                            (bits > 0 ? cv::format("; the pictures look like those of a %d-bit camera in 16-bit files: "
+                                                   "give \"full_scale\": %d",
+                                                   bits, (1 << bits) - 1)
+                                      : ""));
     }
     if (phase.repeat > 0)
         throw InputError(std::string(direction) +

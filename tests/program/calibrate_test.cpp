@@ -59,6 +59,7 @@ TEST_F(Program, Calibrates) {
     } rows[] = {
         {command + "poses/p[0-2] empty --out o/c.yml", "3 of 4 poses can be used, at least 4 are needed; empty: "},
         {command + "poses/* --out o/c.txt", "must end with .yml"},
+        {command + "poses/* poses/p2/ --out o/c.yml", "poses/p2/: this pose is given twice"},
         {command + "poses/* --out poses", "must end with .yml"},
         {command + "poses/* --out o/c.yml --distortion k9", "k9"},
         {command + "poses/* --out o/c.yml --pattern stars", "stars"},

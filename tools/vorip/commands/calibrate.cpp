@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <memory>
 #include <optional>
+#include <set>
 
 #include "measure/scan.h"
 #include "tools/vorip/commands/commands.h"
@@ -58,6 +59,7 @@ public:
         measure::BoardPoints(mBoard);  // refuses what is no board
         mModel = measure::DistortionModelOf(options.distortion);
         measure::RequireCalibrationName(options.out);
+        RequireDifferentPoses();
         std::error_code ignored;
         if (!fs::exists(options.scan, ignored)) Refuse(options.scan + ": no such file");
         const fs::path out = options.out;
@@ -83,6 +85,15 @@ public:
     }
 
 private:
+    // A pose that counts twice makes the figures better than they are.
+    void RequireDifferentPoses() const {
+        std::set<fs::path> known;
+        std::error_code ignored;
+        for (const std::string& pose : mOptions.poses)
+            if (!known.insert(fs::weakly_canonical(fs::path(pose) / ".", ignored)).second)
+                Refuse(pose + ": this pose is given twice");
+    }
+
     // The last part of a folder's name, or all of it where another one has that part, too.
     std::string NameOf(const std::string& folder) const {
         const auto last = [](const std::string& path) {
