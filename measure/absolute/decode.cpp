@@ -41,7 +41,9 @@ private:
             const FringePhase& fringes = mState.fringes[set];
             PhaseSet phase{fringes.phase, fringes.modulation, mState.periods[i],
                            static_cast<int>(fringes.shifts.size())};
-            if (mState.origins[set] != 0) cv::subtract(phase.phase, mState.origins[set], phase.phase);
+            // Orders count from the position 0, wherever the phase is 0.
+            const double origin = std::remainder(mState.origins[set], 2 * CV_PI);
+            if (origin != 0) cv::subtract(phase.phase, origin, phase.phase);
             sets.push_back(std::move(phase));
         }
         mFine = sets[0].phase;

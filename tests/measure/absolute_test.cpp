@@ -91,6 +91,8 @@ TEST(Absolute, EveryRightCodingIsDecoded) {
         {"a beat of 57.6 columns", "plane", Periods({100, 66 + 2.0 / 3}, 3), usual},
         {"falling phase", "two-objects", With(Periods({1, 8, 64}), falling), usual},
         {"an origin", "step", With(Periods({1, 8, 64}), [](CodedAxis& axis) { axis.origin = 7.5; }), usual},
+        {"an origin at the end of a falling phase", "two-objects",
+         With(Periods({1, 8, 64}), [](CodedAxis& axis) { axis.direction = -1, axis.origin = 1919; }), usual},
         {"unequal shifts", "plane",
          With(Periods({1, 4, 16}, 3),
               [](CodedAxis& axis) {
