@@ -69,6 +69,8 @@ TEST_F(Program, RefusesBadInputInOneLineAndLeavesNothingBehind) {
         {"unwrap a.png --min-area 100 --zero 3,3 --out o", "excluded"},
         {"unwrap steep.npy --method regions --out o", "256 periods"},
         {"unwrap empty --out o", "no phase.json"},
+        {"unwrap wide.npy --max-memory 1M --out o", "32766 x 1 pixels need about 0.0015 GB of memory, 0.001 GB are"},
+        {"unwrap a.png --max-memory 1X --out o", "--max-memory=1X: must be an amount"},
         {"unwrap a.png --contrast small.png --out o", "same size"},
         {"unwrap a.png --contrast integer.npy --out o", "a contrast is 8-bit"},
         {"unwrap a.png --order-mode 9 --out o", "1 to 8"},

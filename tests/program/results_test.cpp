@@ -92,6 +92,10 @@ TEST_F(Program, EndsCleanlyOnCtrlC) {
     cv::randu(noise, 0, 256);
     WriteBytes("noise.npy", Npy("|u1", noise));
     WriteBytes("flat.npy", Npy("|u1", cv::Mat(noise.size(), CV_8U, cv::Scalar(9))));
+    std::string row, kernel;
+    for (int x = 0; x < 300; ++x) row += std::to_string(x % 7) + ' ';
+    for (int y = 0; y < 300; ++y) kernel += row + '\n';
+    WriteBytes("k.txt", kernel);
     const auto computes = [milliseconds = 0]() mutable { return ++milliseconds > 300; };
     const auto writes = [&] {
         std::error_code missing;
@@ -107,9 +111,12 @@ TEST_F(Program, EndsCleanlyOnCtrlC) {
         {"unwrap flat.npy --out o --method reliability", writes},
         {"unwrap flat.npy --out o --method regions", writes},
         {"phase noise.npy noise.npy noise.npy --out o", writes},
+        {"filter kernel noise.npy --kernel k.txt --out o/a.png", computes},
+        {"regions noise.npy --threshold 100 --out o", computes},
     };
     for (const auto& c : cases) {
         const Outcome outcome = Run(c.arguments, c.now);
+        EXPECT_LE(outcome.secondsToEnd, 1) << c.arguments;  // 0.1 s on a machine that has nothing else to do
         EXPECT_EQ(outcome.exitCode, 130) << c.arguments << outcome.err;
         EXPECT_FALSE(fs::exists(File("o"))) << c.arguments;
     }

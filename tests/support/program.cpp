@@ -31,26 +31,31 @@ void Program::SetUp() {
     if (!*VORIP_PROGRAM) GTEST_SKIP() << "the program is not built";
 }
 
-Program::Outcome Program::Run(const std::string& arguments, const std::function<bool()>& interrupt) const {
-    const std::string command = "cd '" + mFolder.string() +
-                                "' && exec > .stdout 2> .stderr < /dev/null && exec '" VORIP_PROGRAM "' " + arguments;
+Program::Outcome Program::Run(const std::string& arguments, const std::function<bool()>& interrupt,
+                              int signalNumber) const {
+    const std::string command = "cd '" + mFolder.string() + "' && exec > .stdout 2> .stderr < /dev/null && exec " +
+                                mPrefix + "'" VORIP_PROGRAM "' " + arguments;
     const pid_t child = fork();
     if (child == 0) {
         signal(SIGINT, SIG_DFL);  // ignored where the tests run in the background
         execl("/bin/sh", "sh", "-c", command.c_str(), nullptr);
         _exit(127);
     }
+    using Clock = std::chrono::steady_clock;
+    Clock::time_point interrupted{};
     int status = 0;
     while (waitpid(child, &status, interrupt ? WNOHANG : 0) == 0) {
         if (interrupt()) {
-            kill(child, SIGINT);
+            interrupted = Clock::now();
+            kill(child, signalNumber);
             waitpid(child, &status, 0);
             break;
         }
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
     const int code = WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
-    return {code, ReadText(".stdout"), ReadText(".stderr")};
+    const double seconds = std::chrono::duration<double>(Clock::now() - interrupted).count();
+    return {code, ReadText(".stdout"), ReadText(".stderr"), interrupted == Clock::time_point{} ? 0 : seconds};
 }
 
 std::string Program::Succeed(const std::string& arguments) const {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <gtest/gtest.h>
+#include <signal.h>
 
 #include <filesystem>
 #include <functional>
@@ -16,15 +17,17 @@ protected:
     struct Outcome {
         int exitCode;
         std::string out, err;
+        double secondsToEnd = 0;  // after Ctrl-C
     };
 
     Program();
     ~Program() override;
     void SetUp() override;
 
-    // The arguments are words for the shell. Presses Ctrl-C as soon as `interrupt` says so, which is asked again and
-    // again.
-    Outcome Run(const std::string& arguments, const std::function<bool()>& interrupt = nullptr) const;
+    // The arguments are words for the shell. Presses Ctrl-C, or sends another signal, as soon as `interrupt` says so,
+    // which is asked every millisecond.
+    Outcome Run(const std::string& arguments, const std::function<bool()>& interrupt = nullptr,
+                int signalNumber = SIGINT) const;
     // Throws, which ends the test, unless it succeeds; returns what it writes to standard output.
     std::string Succeed(const std::string& arguments) const;
 
@@ -34,6 +37,8 @@ protected:
     void WriteBytes(const std::string& name, const std::string& bytes) const;
     cv::Mat Read(const std::string& name) const;
     std::string ReadText(const std::string& name) const;
+
+    std::string mPrefix;  // words before the program's name
 
 private:
     std::filesystem::path mFolder;

@@ -7,6 +7,7 @@
 
 #include "imagemodel/version.h"
 #include "tools/vorip/session/failure.h"
+#include "tools/vorip/session/memory.h"
 
 namespace vorip {
 namespace {
@@ -102,7 +103,14 @@ void Command::AddFlag(const std::string& name, bool& value, const std::string& h
     mApp.add_flag(name, value, help);
 }
 
-void Command::OnRun(const std::function<void()>& run) { mApp.callback(run); }
+void Command::OnRun(const std::function<void()>& run) {
+    Add("--max-memory", mMaxMemory, "Memory that the run may take, as in 4G [three quarters of what is free]")
+        .Type("SIZE");
+    mApp.callback([this, run] {
+        MemoryLimit::Set(mMaxMemory);
+        run();
+    });
+}
 
 bool Command::IsGiven(const std::string& name) const { return mApp.get_option(name)->count() > 0; }
 

@@ -48,13 +48,14 @@ public:
     Option Add(const std::string& name, double& value, const std::string& help);
     void AddFlag(const std::string& name, bool& value, const std::string& help);
 
-    // What runs once all options are in their variables.
+    // What runs once all options, which have been added before, are in their variables.
     void OnRun(const std::function<void()>& run);
     // Whether the option was given; to be asked during the run.
     bool IsGiven(const std::string& name) const;
 
 private:
     CLI::App& mApp;
+    std::string mMaxMemory;  // an option of every command
 };
 
 class CommandLine {

@@ -10,6 +10,7 @@
 #include "tools/vorip/commands/runs.h"
 #include "tools/vorip/pictures/phasepicture.h"
 #include "tools/vorip/session/failure.h"
+#include "tools/vorip/session/memory.h"
 #include "tools/vorip/session/outputset.h"
 #include "tools/vorip/session/progress.h"
 #include "tools/vorip/session/warning.h"
@@ -60,6 +61,7 @@ private:
         mProgress.Stage("reading " + name);
         const measure::AxisPictures pictures = measure::ReadPictures(axis);
         const auto read = Clock::now();
+        AnnounceMemory(pictures.sines[0][0].size(), 90);
         const int bits = fullScale > 0 ? 0 : measure::GuessCameraBits(pictures.sines[0]);
         if (bits > 0)
             Doubt(name,

@@ -10,7 +10,9 @@
 #include "tools/vorip/commands/filterinputs.h"
 #include "tools/vorip/pictures/pixels.h"
 #include "tools/vorip/pictures/selection.h"
+#include "tools/vorip/pictures/watchedimage.h"
 #include "tools/vorip/session/failure.h"
+#include "tools/vorip/session/memory.h"
 #include "tools/vorip/session/outputset.h"
 #include "tools/vorip/session/progress.h"
 
@@ -165,6 +167,13 @@ Job ReadJob(const Options& options, const Kind& kind) {
     return job;
 }
 
+// Whether it takes so long that people want to see how far it has come.
+bool IsMuchWork(const Job& job, const cv::Mat& image) {
+    const double weights = std::max<double>(job.size.cx, 1) * std::max<double>(job.size.cy, 1) +
+                           static_cast<double>(job.kernel.Width()) * static_cast<double>(job.kernel.Height());
+    return weights * static_cast<double>(image.total()) >= 1e9;  // some tenths of a second
+}
+
 // Masked smoothing takes the mask of a line's last pixel for what lies before its first one. Repeated pixels in front
 // of the picture keep that off it. Returns where the picture stands then.
 cv::Rect RepeatInFront(const Options& options, const Kind& kind, WindowSize size, cv::Mat& image, cv::Mat1b& excluded) {
@@ -192,6 +201,7 @@ void RunFilter(const Options& options, const Kind& kind) {
     if (kind.run == RunBinomial && image.depth() != CV_8U) {
         Refuse(options.in + ": the filter 'binomial' takes 8-bit pictures, this is " + measure::PixelTypeName(image));
     }
+    AnnounceMemory(image.size(), 2.5 * static_cast<double>(image.elemSize()) + 3);
     cv::Mat1b excluded = FindExcluded(image, options, kind);
     const int excludedPixels = excluded.empty() ? 0 : cv::countNonZero(excluded);
     const cv::Rect place = RepeatInFront(options, kind, job.size, image, excluded);
@@ -199,7 +209,9 @@ void RunFilter(const Options& options, const Kind& kind) {
     if (!excluded.empty()) job.mask = &mask;
     VisitPixels<std::uint8_t, std::uint16_t, std::int32_t, float>(image, options.in, "a picture", [&](auto& pixels) {
         auto view = measure::ViewOf(pixels);
-        job.image = &view;
+        const auto report = [&](int row) { progress.Stage("filtering", (row + 1.0) / image.rows); };
+        WatchedImage<decltype(view)> watched(view, report);
+        job.image = IsMuchWork(job, image) ? &watched : &view;
         kind.run(job);
     });
     image = image(place).clone();

@@ -5,6 +5,7 @@
 #include "tools/vorip/commands/runs.h"
 #include "tools/vorip/pictures/steprows.h"
 #include "tools/vorip/session/failure.h"
+#include "tools/vorip/session/memory.h"
 #include "tools/vorip/session/outputset.h"
 #include "tools/vorip/session/progress.h"
 #include "tools/vorip/session/warning.h"
@@ -71,6 +72,8 @@ int RunPhase(const PhaseOptions& options) {
     Progress line("vorip phase");
     line.Stage("reading");
     const FrameInput input = ReadFrames(options.frames);
+    const cv::Mat& frame = input.set.frames.front();
+    AnnounceMemory(frame.size(), static_cast<double>(input.set.frames.size() * frame.elemSize()) + 36);
     const measure::Progress progress = line.Watch();
     measure::FringePhase phase = measure::SolveFringes(input.set, input.limits, progress);
     // These are written while the others are computed.

@@ -9,6 +9,7 @@
 #include "tools/vorip/commands/commands.h"
 #include "tools/vorip/pictures/selection.h"
 #include "tools/vorip/session/failure.h"
+#include "tools/vorip/session/memory.h"
 #include "tools/vorip/session/outputset.h"
 #include "tools/vorip/session/progress.h"
 
@@ -77,6 +78,7 @@ void RunPicture(Options& options) {
     Progress progress("vorip picture");
     progress.Stage("drawing");
     cv::Mat image = measure::ReadPicture(options.in);
+    AnnounceMemory(image.size(), 15);
     style.mask = ReadSelection(options.selection, image, options.in);
     if (options.selection.component == 0) {
         style.components = ReadComponents(options.selection, image, options.in);

@@ -8,6 +8,7 @@
 #include "tools/vorip/pictures/inputs.h"
 #include "tools/vorip/pictures/regionpicture.h"
 #include "tools/vorip/session/failure.h"
+#include "tools/vorip/session/memory.h"
 #include "tools/vorip/session/outputset.h"
 #include "tools/vorip/session/progress.h"
 
@@ -75,6 +76,7 @@ void RunRegions(const RegionsOptions& options) {
     Progress progress("vorip regions");
     progress.Stage("reading");
     cv::Mat1b framed = ReadFramed(options.picture);
+    AnnounceMemory(framed.size(), 32);
     const cv::Rect inside(kFrame, kFrame, framed.cols - 2 * kFrame, framed.rows - 2 * kFrame);
     const cv::Mat1b picture = framed(inside);
     cv::Mat1i labels(framed.size());
@@ -94,6 +96,7 @@ void RunRegions(const RegionsOptions& options) {
         "number,min_x,min_y,max_x,max_y,centroid_x,centroid_y,weighted_x,weighted_y,area,perimeter,mean,"
         "border_points\n";
     const int count = scan.Execute(&view, &labelView, [&](int number, const KrN::KrAttribute& attribute) {
+        progress.Stage("tracing", static_cast<double>(attribute.minY) / framed.rows);
         table += CsvLine(number, attribute);
         for (const auto& p : attribute.borderPoints) outlines.Paint(p.x - kFrame, p.y - kFrame, number);
     });

@@ -11,6 +11,7 @@
 #include "tools/vorip/commands/unwrapresult.h"
 #include "tools/vorip/pictures/inputs.h"
 #include "tools/vorip/session/failure.h"
+#include "tools/vorip/session/memory.h"
 #include "tools/vorip/session/progress.h"
 #include "tools/vorip/session/resultfolder.h"
 #include "tools/vorip/session/warning.h"
@@ -161,6 +162,7 @@ int RunUnwrap(const UnwrapOptions& given) {
     line.Stage("reading");
     const Inputs inputs = ReadInputs(options);
     if (folder) folder->CheckAgain();
+    AnnounceMemory(inputs.phase.size(), 46);
     const auto zero = ZeroPoint(options, inputs.phase);
     const auto start = std::chrono::steady_clock::now();
     measure::Unwrapped unwrapped = Unwrap(inputs, options, line.Watch());

@@ -6,6 +6,8 @@
 #include <new>
 #include <opencv2/core.hpp>
 
+#include "tools/vorip/session/memory.h"
+
 namespace vorip {
 namespace {
 
@@ -18,6 +20,11 @@ int Complain(std::string text, int exitCode) {
     while (!text.empty() && text.back() == ' ') text.pop_back();
     std::fprintf(stderr, "vorip: %s\n", text.c_str());
     return exitCode;
+}
+
+std::string NotEnoughMemory() {
+    const std::string limit = MemoryLimit::InWords();
+    return "not enough memory" + (limit.empty() ? limit : ": the run may take " + limit + " (--max-memory)");
 }
 
 int VerdictOf(void (*program)(int argc, char** argv), int argc, char** argv) try {
@@ -46,9 +53,9 @@ int ExitCodeOf(void (*program)(int argc, char** argv), int argc, char** argv) {
         const std::unique_ptr<KrN::KrException> error(thrown);
         return Complain(error->GetText().ToUtf8(), kExitUnexpected);
     } catch (const std::bad_alloc&) {
-        return Complain("not enough memory", kExitUnexpected);
+        return Complain(NotEnoughMemory(), kExitUnexpected);
     } catch (const cv::Exception& error) {
-        return Complain(error.code == cv::Error::StsNoMem ? "not enough memory" : error.what(), kExitUnexpected);
+        return Complain(error.code == cv::Error::StsNoMem ? NotEnoughMemory() : error.what(), kExitUnexpected);
     } catch (const std::exception& error) {
         return Complain(error.what(), kExitUnexpected);
     }

@@ -1,0 +1,92 @@
+#include "tools/vorip/session/memory.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <limits>
+
+#include "measure/error.h"
+
+#ifdef __linux__
+#  include <sys/resource.h>
+#  include <unistd.h>
+#endif
+
+namespace vorip {
+namespace {
+
+constexpr double kUnknown = std::numeric_limits<double>::infinity();
+constexpr double kUsualShare = 0.75;
+constexpr double kMuch = 1e9;  // bytes; what needs less is not worth a word
+
+double limit = kUnknown;
+
+std::string Gigabytes(double bytes) { return cv::format(bytes < 1e9 ? "%.2g GB" : "%.1f GB", bytes / 1e9); }
+
+double ReadNumber(const char* file) {
+    double number = kUnknown;
+    std::ifstream(file) >> number;  // which becomes 0 for the word "max"
+    return number > 0 ? number : kUnknown;
+}
+
+// What this machine, or the container that it runs in, has left.
+double FreeBytes() {
+    std::ifstream stream("/proc/meminfo");
+    double available = kUnknown, kilobytes = 0;
+    for (std::string name; stream >> name;) {
+        if (name == "MemAvailable:" && stream >> kilobytes) available = 1024 * kilobytes;
+    }
+    const double most = ReadNumber("/sys/fs/cgroup/memory.max"), taken = ReadNumber("/sys/fs/cgroup/memory.current");
+    return std::isfinite(most) && std::isfinite(taken) ? std::min(available, std::max(most - taken, 0.0)) : available;
+}
+
+double ParseBytes(const std::string& text) {
+    char* unit = nullptr;
+    double bytes = std::strtod(text.c_str(), &unit);
+    const std::string word = unit;
+    const std::string units[] = {"", "K", "M", "G", "T"};
+    for (const std::string& u : units) {
+        if (bytes > 0 && std::isfinite(bytes) && (word == u || (word == u + "B" && !u.empty()))) return bytes;
+        bytes *= 1e3;
+    }
+    throw measure::InputError("--max-memory=" + text + ": must be an amount of memory, as in --max-memory=4G or 500M");
+}
+
+// Only the kernel sees every allocation, whoever makes it.
+void Enforce() {
+#ifdef __linux__
+    double pages = 0;
+    std::ifstream statm("/proc/self/statm");
+    for (int i = 0; i < 6; ++i) statm >> pages;  // the sixth is what has been taken up to now
+    if (!statm) return;
+    const double most = pages * static_cast<double>(sysconf(_SC_PAGESIZE)) + limit;
+    rlimit data{};
+    if (getrlimit(RLIMIT_DATA, &data) != 0 || most >= static_cast<double>(data.rlim_cur)) return;
+    data.rlim_cur = static_cast<rlim_t>(most);
+    setrlimit(RLIMIT_DATA, &data);
+#endif
+}
+
+}  // namespace
+
+void MemoryLimit::Set(const std::string& text) {
+    limit = text.empty() ? kUsualShare * FreeBytes() : ParseBytes(text);
+    if (std::isfinite(limit)) Enforce();
+}
+
+std::string MemoryLimit::InWords() { return std::isfinite(limit) ? Gigabytes(limit) : ""; }
+
+void AnnounceMemory(cv::Size size, double bytesPerPixel) {
+    const double bytes = bytesPerPixel * size.width * size.height;
+    const std::string needs =
+        cv::format("%d x %d pixels need about %s of memory", size.width, size.height, Gigabytes(bytes).c_str());
+    if (bytes > limit) {
+        throw measure::InputError(needs + ", " + MemoryLimit::InWords() +
+                                  " are allowed: give --max-memory more, if the machine has it, or smaller pictures");
+    }
+    if (bytes >= kMuch) std::fprintf(stderr, "vorip: %s\n", needs.c_str());
+}
+
+}  // namespace vorip
