@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <tuple>
 #include <type_traits>
+#include <typeinfo>
 #include <vector>
 
 #include "imagemodel/kraoi.h"
@@ -112,9 +113,20 @@ bool IsEmpty(const Arg& arg) {
         return false;
 }
 
-// An operand as the type that a kernel takes.
+// For an operand that has the right pixels, but is of a class of its own beside those of the library.
+[[noreturn]] inline void ThrowForeignClass(const KrAOI& aoi) {
+    KrString text;
+    text.SPrintf(L"Error in the dispatch: the class of \"%s\" does not derive from KrAOI8 or its siblings",
+                 aoi.GetAOIName());
+    throw new KrException(L"dispatch", 122, text);
+}
+
+// An operand as the type that a kernel takes. Most are of that very class or buffers, which costs no search.
 template <class Param, class Arg>
 Param CastOperand(Arg& arg) {
+    using To = Operand<Param>;
+    if constexpr (kIsAOI<Param> && !std::is_base_of_v<To, Operand<Arg>>)
+        if (arg && typeid(*arg) != typeid(To) && !dynamic_cast<const To*>(arg)) ThrowForeignClass(*arg);
     if constexpr (kIsAOI<Param> && std::is_reference_v<Param>)
         return static_cast<Param>(*arg);
     else

@@ -28,6 +28,8 @@ TEST(Histogram, DispatchAndErrors) {
     EXPECT_EQ(4u, shared.GetNumSteps());  // an error changes nothing
     EXPECT_EQ(3u, shared[0]);
     EXPECT_TRUE(Thrown([] { shared[4] = 1; }));
+    EXPECT_EQ(0.0, KrLHistogram().CalcRange(7).lower);  // without bins they have no width
+    EXPECT_GE(0.0, KrLHistogram().CalcRange(7).upper);
 }
 
 TEST(Histogram, CountsEqualAPlainLoop) {

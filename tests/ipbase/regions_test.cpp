@@ -140,6 +140,7 @@ TEST(Segment, EndsFromEveryStartOfEveryImage) {
                 [&](int x, int y) { return x == 0 || y == 0 || x == cx - 1 || y == cy - 1 ? 200 : work.Get(x, y); });
         const auto x = static_cast<short>(random() % 16 - 2), y = static_cast<short>(random() % 16 - 2);
         if (n % 2 == 0) segment.FindSegmentBorder({short{3}, short{3}});  // marks of a region that is not labelled
+        if (n % 6 == 0) segment.Label(n % 12 == 0 ? 256 : 257);           // a label that looks like marks
         segment.FindSegmentBorder({x, y});
         segment.ExtractSegmentAttributes();
         const KrAttribute& a = segment.GetAttribute();
@@ -266,13 +267,20 @@ TEST(BuildRegion, IsTheUnblockedAreaAroundTheSeed) {
 }
 
 TEST(BuildRegion, KeepsWhatHoldsTheFillValueAndReportsErrors) {
-    KrBufferAOI8 image({3, 1}), mask({3, 1}), dst({3, 1}), other({5, 1}), wide({32766, 1});
+    KrBufferAOI8 image({3, 1}), mask({3, 1}), dst({3, 1}), other({5, 1}), wide({32766, 1}), tall({1, 32766});
+    KrBufferAOI8 widest({32765, 1}), tallest({1, 32765});
     *mask.GetPointer({0, 0}) = 1;
     *mask.GetPointer({2, 0}) = 32;  // cannot be told from a filled pixel
     KrBuildRegion region;
     EXPECT_TRUE(Thrown([&] { region.Execute(&image, {1, 0}, &dst); }));  // no mask yet
     region.SetMask(&mask);
-    EXPECT_TRUE(Thrown([&] { region.SetMask(&wide); }));
+    for (const KrAOI8* mask : {&wide, &tall}) EXPECT_TRUE(Thrown([&] { region.SetMask(mask); }));
+    for (KrBufferAOI8* largest : {&widest, &tallest}) {
+        KrBuildRegion inLargest;
+        inLargest.SetMask(largest);
+        inLargest.Execute(largest, {0, 0}, largest);
+        EXPECT_EQ(std::vector<std::uint8_t>(32765, 255), PixelsOf(*largest));
+    }
     EXPECT_TRUE(Thrown([&] { region.Execute(nullptr, {1, 0}, &dst); }));
     EXPECT_TRUE(Thrown([&] { region.Execute(&image, {1, 0}, nullptr); }));
     EXPECT_THROW(region.Execute(&other, {1, 0}, &dst), cv::Exception);

@@ -269,9 +269,16 @@ TEST(Reliability, DeliversAllForms) {
     Fill(scene.phase, kOpen);
     original.Execute(&scene.phase, nullptr, 0, nullptr);  // leaves the copy alone
 
-    KrBufferAOI32Float radians(size);
-    KrBufferAOI16 scaled(size), spread(size);
-    KrBufferAOI8 kept(size), dropped(size);
+    const Size around{25, 6};  // whose other pixels must stay 0
+    KrBufferAOI32Float radians(around);
+    KrBufferAOI16 scaled(around), spread(around);
+    KrBufferAOI8 kept(around), dropped(around);
+    const auto views = [&](const KrTRectangle<short>& rect) {
+        for (KrAOI* image : {static_cast<KrAOI*>(&radians), static_cast<KrAOI*>(&scaled), static_cast<KrAOI*>(&spread),
+                             static_cast<KrAOI*>(&kept), static_cast<KrAOI*>(&dropped)})
+            image->SetAOIRect(rect);
+    };
+    views({2, 1, size.cx, size.cy});
     unwrap.GetResult2(&spread, &dropped);
     unwrap.GetResult(&scaled, &kept);
     EXPECT_EQ(PixelsOf(kept), PixelsOf(scene.mask));
@@ -295,6 +302,14 @@ TEST(Reliability, DeliversAllForms) {
         EXPECT_EQ(image->GetAOIInfo()->unit, KrString(L"mm"));
     }
     EXPECT_EQ(spread.GetAOIInfo()->range.upper, *spread.GetPointer({16, 0}));
+    unwrap.GetRadians(&radians, &kept);
+    views({0, 0, around.cx, around.cy});
+    for (short y = 0; y < around.cy; ++y)
+        for (short x = 0; x < around.cx; ++x) {
+            if (x >= 2 && y >= 1 && x < 2 + size.cx && y < 1 + size.cy) continue;
+            EXPECT_EQ(0, *radians.GetPointer({x, y}) + *scaled.GetPointer({x, y}) + *spread.GetPointer({x, y}) +
+                             *kept.GetPointer({x, y}) + *dropped.GetPointer({x, y}));
+        }
 }
 
 TEST(Reliability, NumbersItsGroups) {

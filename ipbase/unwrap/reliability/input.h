@@ -10,10 +10,16 @@ namespace KrN {
 class AbortFlag {
 public:
     explicit AbortFlag(const int* flag) : mFlag(flag) {}
-    bool IsRaised() const { return mFlag && *mFlag != 0; }
+    bool IsRaised() const {
+#ifdef __GNUC__
+        return mFlag && __atomic_load_n(mFlag, __ATOMIC_RELAXED) != 0;
+#else
+        return mFlag && *static_cast<const volatile int*>(mFlag) != 0;
+#endif
+    }
 
 private:
-    const volatile int* mFlag;
+    const int* mFlag;
 };
 
 // What the reliability unwrapper works on: wrapped radians in somebody's image, and a mask of its own.
