@@ -10,7 +10,7 @@ if(NOT result EQUAL 0)
 endif()
 
 # Suites that take long under sanitizers; a quick run leaves them out.
-set(slow_suites "^(ImageFilters|Program|Reliability|Unwrap)$")
+set(slow_suites "^(Faults|ImageFilters|Program|Reliability|Unwrap)$")
 
 string(REPLACE "\n" ";" lines "${listing}")
 foreach(line IN LISTS lines)

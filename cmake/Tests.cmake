@@ -1,5 +1,7 @@
 # One program for all GoogleTest files, linked with the library's objects, and the small user's project.
-file(GLOB test_sources CONFIGURE_DEPENDS tests/*.cpp tests/*/*.cpp)
+file(GLOB test_sources CONFIGURE_DEPENDS tests/*.cpp tests/*/*.cpp fuzz/*.cpp)
+list(FILTER test_sources EXCLUDE REGEX "/fuzz/libfuzzer\\.cpp$")
+list(APPEND test_sources tools/vorip/cli/parse.cpp tools/vorip/commands/filterinputs.cpp)
 if(have_library AND test_sources)
     voripbase_find_opencv(imgcodecs)
     find_package(GTest CONFIG REQUIRED)
@@ -7,11 +9,17 @@ if(have_library AND test_sources)
     target_link_libraries(voripbase_tests
         PRIVATE voripbase_quick_compile voripbase_objects voripmeasure_objects
             voripbase::opencv_imgcodecs GTest::gtest GTest::gtest_main)
-    target_compile_definitions(voripbase_tests
-        PRIVATE $<$<BOOL:${VORIPBASE_THIS_CPU_ONLY}>:VORIPBASE_THIS_CPU_ONLY>)
+    target_compile_definitions(voripbase_tests PRIVATE "FUZZ_CORPUS=\"${PROJECT_SOURCE_DIR}/fuzz/corpus\""
+        $<$<BOOL:${VORIPBASE_THIS_CPU_ONLY}>:VORIPBASE_THIS_CPU_ONLY>)
     if(TARGET vorip)
         target_compile_definitions(voripbase_tests PRIVATE "VORIP_PROGRAM=\"$<TARGET_FILE:vorip>\"")
         add_dependencies(voripbase_tests vorip)
+        if(UNIX)
+            add_library(vorip_faults MODULE tests/program/preload/faults.cpp)
+            target_link_libraries(vorip_faults PRIVATE voripbase_options ${CMAKE_DL_LIBS})
+            target_compile_definitions(voripbase_tests PRIVATE "VORIP_FAULTS=\"$<TARGET_FILE:vorip_faults>\"")
+            add_dependencies(voripbase_tests vorip_faults)
+        endif()
     endif()
 
     set(registration "${PROJECT_BINARY_DIR}/voripbase_tests_$<CONFIG>.cmake")

@@ -40,6 +40,8 @@ const std::vector<OpCase> kCases = {
 };
 // clang-format on
 
+const Listed kListed(kCases);
+
 TEST(Combination, DispatchAndErrors) {
     CheckDispatch(kCases, CombinationOperations(), L"C\\ipLCombination");
     GuardedImage image(eDev8, 5, 5, 1);

@@ -648,6 +648,8 @@ const std::vector<OpCase> kModuloCases = {
 };
 // clang-format on
 
+const Listed kListed(kCases, kModuloCases);
+
 TEST(Geometry, DispatchAndErrors) {
     CheckDispatch(kCases, GeometryOperations(), L"C\\ipLGeomet");
     CheckDispatch(kModuloCases, GeometryModuloOperations(), L"C\\ipLGeomet");

@@ -109,6 +109,8 @@ std::vector<OpCase> ThresholdCases() {
 }
 // clang-format on
 
+const Listed kListed(LogicCases(), MinMaxCases(), ThresholdCases());
+
 TEST(Logic, DispatchAndErrors) {
     CheckDispatch(LogicCases(), LogicOperations(), L"C\\ipLLogic");
     CheckDispatch(MinMaxCases(), MinMaxOperations(), L"C\\ipLMinMax");

@@ -158,6 +158,8 @@ const std::vector<OpCase>& Cases() {
     return cases;
 }
 
+const Listed kListed(Cases());
+
 TEST(PointOps, DispatchAndErrors) { CheckDispatch(Cases(), ArithmeticOperations(), L"C\\ipLArith"); }
 
 TEST(PointOps, PixelsOnEveryTarget) { CheckPixels(Cases()); }

@@ -174,6 +174,8 @@ const std::vector<OpCase> kCases = {
 };
 // clang-format on
 
+const Listed kListed(kCases);
+
 TEST(Rotation, DispatchAndErrors) {
     CheckDispatch(kCases, RotateByShearOperations(), L"C\\ipRotateByShear");
     GuardedImage image(eDev8, 9, 9, 1);

@@ -170,6 +170,8 @@ const std::vector<OpCase>& LutCases() {
     return cases;
 }
 
+const Listed kListed(TransferCases(), kShiftCases, kRangeCases, kConvertCases, LutCases());
+
 TEST(Transfer, DispatchAndErrors) {
     CheckDispatch(TransferCases(), TransferOperations(), L"C\\ipLTrans");
     CheckDispatch(kShiftCases, ShiftOperations(), L"C\\ipLShift");

@@ -14,6 +14,8 @@
 
 namespace test {
 
+int allocationsLeft = -1;
+
 namespace {
 
 template <class F>
@@ -30,6 +32,10 @@ template <class Tag>
 using PixelOf = typename std::remove_pointer_t<Tag>::Pixel;
 
 bool IsFloat(DeviceType type) { return type == eDev32Float || type == eDev64Double; }
+
+// What a broken image throws.
+struct AccessFailed {};
+int accessesLeft = -1;  // until one fails; below 0: none does
 
 // An image whose pixels have no addresses.
 template <class AOI>
@@ -65,6 +71,7 @@ public:
 private:
     KrColumnRange All() const { return {0, static_cast<std::int16_t>(this->AOIWidth() - 1)}; }
     std::size_t Count(int row, const KrColumnRange& columns) const {
+        if (accessesLeft >= 0 && accessesLeft-- == 0) throw AccessFailed();
         if (row < 0 || row >= this->AOIHeight() || columns.first < 0 || columns.last >= this->AOIWidth())
             throw std::logic_error("an access lies outside the image");
         return static_cast<std::size_t>(columns.last - columns.first + 1);
@@ -365,7 +372,7 @@ struct Trial {
 // A layout turns the separate, strided places of the operands into something harder; false when it does not apply.
 struct Layout {
     const char* name;
-    bool (*arrange)(std::vector<Place>& places);
+    std::function<bool(std::vector<Place>& places)> arrange;
     bool direct = true;
     bool overlap = false;
 };
@@ -394,9 +401,8 @@ bool SameObject(std::vector<Place>& p) {
     p.back().sameAs = source;
     return true;
 }
-template <int source, int pixels, int rows, bool packed>
-bool Shifted(std::vector<Place>& p) {
-    if (static_cast<int>(p.size()) <= source + 1) return false;
+bool Shift(std::vector<Place>& p, std::size_t source, int pixels, int rows, bool packed) {
+    if (p.size() <= source + 1) return false;
     Place& s = p[source];
     Place& d = p.back();
     if (packed) {
@@ -411,6 +417,10 @@ bool Shifted(std::vector<Place>& p) {
     s.offset = (s.offset + 7) / 8 * 8 + static_cast<std::size_t>(std::max(0, -delta));
     d.offset = static_cast<std::size_t>(static_cast<int>(s.offset) + delta);
     return true;
+}
+template <int source, int pixels, int rows, bool packed>
+bool Shifted(std::vector<Place>& p) {
+    return Shift(p, source, pixels, rows, packed);
 }
 template <int mask>
 bool RowlessSome(std::vector<Place>& p) {
@@ -461,11 +471,7 @@ const std::vector<Layout>& Layouts() {
 }
 // clang-format on
 
-// Returns whether all is well.
-bool Try(const OpCase& op, const std::vector<DeviceType>& types, const Layout& layout, int cx, int cy,
-         const std::vector<double>& c, unsigned seed) {
-    Trial trial{op, Separate(types, cx, cy), {}, c, layout.direct};
-    if ((layout.overlap && !op.overlaps) || !layout.arrange(trial.places)) return true;
+void Fill(Trial& trial, const std::vector<DeviceType>& types, unsigned seed) {
     trial.memories.resize(types.size());
     for (std::size_t i = 0; i < types.size(); ++i) {
         const Place& p = trial.places[i];
@@ -476,6 +482,14 @@ bool Try(const OpCase& op, const std::vector<DeviceType>& types, const Layout& l
     for (std::size_t i = 0; i < types.size(); ++i)  // the destination's type decides where memory is shared
         FillRandom(types[i], trial.memories[static_cast<std::size_t>(trial.places[i].memory)],
                    seed + static_cast<unsigned>(i), seed % 2 == 0);
+}
+
+// Returns whether all is well.
+bool Try(const OpCase& op, const std::vector<DeviceType>& types, const Layout& layout, int cx, int cy,
+         const std::vector<double>& c, unsigned seed) {
+    Trial trial{op, Separate(types, cx, cy), {}, c, layout.direct};
+    if ((layout.overlap && !op.overlaps) || !layout.arrange(trial.places)) return true;
+    Fill(trial, types, seed);
     const Memories expected = trial.Expected();
     std::string failure;
     try {
@@ -517,6 +531,105 @@ void CheckPixels(const std::vector<OpCase>& cases) {
                     good = Try(op, types, Layouts()[0], 301, 2, op.constants[i], static_cast<unsigned>(i));
             }
         }
+    });
+}
+
+std::vector<OpCase>& Listed::All() {
+    static std::vector<OpCase> all;
+    return all;
+}
+
+namespace {
+
+void DrawPlaces(std::vector<Place>& places, const OpCase& op, const Drawing& draw) {
+    const auto source = draw(static_cast<std::uint32_t>(places.size()));
+    const bool isTarget = source + 1 == places.size();
+    const std::uint32_t relation = isTarget ? 9 : draw(10);
+    if (relation < 2) {
+        const int pixels = static_cast<int>(draw(81)) - 40, rows = static_cast<int>(draw(5)) - 2;
+        if (op.overlaps && op.formula) Shift(places, source, pixels, rows, draw(2) != 0);
+        return;
+    }
+    for (Place& p : places) {
+        p.cx += static_cast<int>(draw(3));
+        p.cy += static_cast<int>(draw(3));
+        const std::uint32_t form = draw(8);
+        if (form < 3) Pack(p);
+        if (form == 3 || form == 4) p.form = Form::eSubView;
+        if (form >= 6) p.form = Form::eRowless;
+    }
+    if (relation < 4 && places[source].type == places.back().type) {
+        places.back() = places[source];
+        places.back().sameAs = static_cast<int>(source);
+    }
+}
+
+// What an operation that ended early has changed beside its destination.
+bool KeepsTheRest(const Trial& trial, Memories before) {
+    const Place& d = trial.Destination();
+    const auto& after = trial.memories[static_cast<std::size_t>(d.memory)];
+    auto& memory = before[static_cast<std::size_t>(d.memory)];
+    for (int y = 0; y < d.cy; ++y) {
+        const auto begin = static_cast<std::ptrdiff_t>(d.offset + static_cast<std::size_t>(y) * d.stride);
+        const auto end = begin + d.cx * static_cast<std::ptrdiff_t>(PixelBytes(d.type));
+        std::copy(after.begin() + begin, after.begin() + end, memory.begin() + begin);
+    }
+    return before == trial.memories;
+}
+
+// While it lives, an access to a pixel or an allocation fails after so many others; below 0: none does.
+struct Failing {
+    Failing(int accesses, int allocations) {
+        accessesLeft = accesses;
+        allocationsLeft = allocations;
+    }
+    ~Failing() { accessesLeft = allocationsLeft = -1; }
+};
+
+// What went wrong; an operation that has no formula gives its first result to `expected`.
+std::string Outcome(Trial trial, int accesses, int allocations, Memories& expected) {
+    const Memories before = trial.memories;
+    try {
+        const Failing failing(accesses, allocations);
+        if (const auto error = Thrown([&] { trial.Run(); }))
+            return trial.op.formula ? error->what() : before == trial.memories ? "" : "it has written before its error";
+    } catch (const AccessFailed&) {
+        return KeepsTheRest(trial, before) ? "" : "it has written beside its destination";
+    } catch (const std::bad_alloc&) {
+        return KeepsTheRest(trial, before) ? "" : "it has written beside its destination";
+    } catch (const std::logic_error& error) {
+        return error.what();
+    }
+    if (!KeepsTheRest(trial, before)) return "it has written beside its destination";
+    if (expected.empty())
+        expected =
+            trial.op.formula ? Trial{trial.op, trial.places, before, trial.c, trial.direct}.Expected() : trial.memories;
+    return trial.Compare(expected);
+}
+
+}  // namespace
+
+void TryDrawn(const OpCase& op, const Drawing& draw) {
+    const auto combinations = Combinations(op.types);
+    const auto& types = combinations[draw(static_cast<std::uint32_t>(combinations.size()))];
+    const auto& c = op.constants[draw(static_cast<std::uint32_t>(op.constants.size()))];
+    const int cx = static_cast<int>(draw(8) ? draw(80) : draw(300)), cy = static_cast<int>(draw(12));
+    const std::uint32_t kind = draw(16);
+    const int accesses = kind == 1 ? static_cast<int>(draw(200)) : -1,
+              allocations = kind == 2 ? static_cast<int>(draw(30)) : -1;
+    Trial trial{op, Separate(types, cx, cy), {}, c, draw(4) != 0};
+    DrawPlaces(trial.places, op, draw);
+    Fill(trial, types, draw(1 << 16));
+    Memories expected;
+    ForEachTarget([&](std::int64_t) {
+        const std::string failure = Outcome(trial, accesses, allocations, expected);
+        if (failure.empty()) return;
+        std::ostringstream text;
+        for (const Place& p : trial.places)
+            text << ' ' << std::hex << static_cast<int>(p.type) << std::dec << ':' << p.cx << 'x' << p.cy << " form "
+                 << static_cast<int>(p.form) << " memory " << p.memory << '+' << p.offset << '/' << p.stride;
+        ADD_FAILURE() << (op.format ? KrString(op.format).ToUtf8() : "typed operation") << text.str() << ": "
+                      << failure;
     });
 }
 

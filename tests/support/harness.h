@@ -135,6 +135,24 @@ void CheckDispatch(const std::vector<OpCase>& cases, const std::vector<Operation
 // All layouts with the first constants, and all constants with one layout, on every CPU target.
 void CheckPixels(const std::vector<OpCase>& cases);
 
+// Lists tables for those that try operations in other ways, as a static object beside them.
+struct Listed {
+    template <class... Tables>
+    explicit Listed(const Tables&... tables) {
+        (All().insert(All().end(), tables.begin(), tables.end()), ...);
+    }
+    static std::vector<OpCase>& All();
+};
+
+// Numbers below the given one.
+using Drawing = std::function<std::uint32_t(std::uint32_t end)>;
+// Calls an operation on operands of drawn types, sizes, forms and places on every CPU target; the result must be that
+// of the formula or, where there is none, the same everywhere. Now and then an access to a pixel or an allocation fails
+// in the middle: then nothing but the destination may have changed. Reports as CheckPixels does.
+void TryDrawn(const OpCase& op, const Drawing& draw);
+extern int
+    allocationsLeft;  // until one fails, where operator new has been replaced by one that asks for it; below 0: none
+
 // Runs it and returns the exception that it threw, or null.
 std::unique_ptr<KrException> Thrown(const std::function<void()>& run);
 // Fails unless it throws an exception of that origin (0: any line) and, if one is given, with that text; returns it.

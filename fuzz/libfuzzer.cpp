@@ -1,0 +1,44 @@
+// The entry points of libFuzzer: `voripbase_fuzz --target=NAME [option…] [folder…]`.
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <new>
+#include <string>
+
+#include "fuzz/targets.h"
+#include "tests/support/harness.h"
+
+namespace {
+
+const fuzz::Target* chosen = nullptr;
+
+}  // namespace
+
+// Allocations fail where a target asks for it.
+void* operator new(std::size_t size) {
+    if (test::allocationsLeft >= 0 && test::allocationsLeft-- == 0) throw std::bad_alloc();
+    if (void* const memory = std::malloc(size > 0 ? size : 1)) return memory;
+    throw std::bad_alloc();
+}
+void operator delete(void* memory) noexcept { std::free(memory); }
+void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
+
+extern "C" int LLVMFuzzerInitialize(int* argc, char*** argv) {
+    for (int i = 1; i < *argc; ++i) {
+        for (const fuzz::Target& target : fuzz::kTargets) {
+            if ((*argv)[i] == std::string("--target=") + target.name) chosen = &target;
+        }
+    }
+    testing::GTEST_FLAG(throw_on_failure) = true;  // which ends the program
+    if (chosen) return 0;
+    std::fputs("give --target=NAME:", stderr);
+    for (const fuzz::Target& target : fuzz::kTargets) std::fprintf(stderr, " %s", target.name);
+    std::fputs("\n", stderr);
+    std::exit(2);
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    chosen->run(fuzz::Input(data, data + size));
+    return 0;
+}

@@ -1,0 +1,108 @@
+// A result that is replaced while everything goes wrong: each file is an old or a new one, whole, and nobody goes on
+// with files of both.
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <map>
+#include <random>
+
+#include "tests/support/program.h"
+
+namespace fs = std::filesystem;
+using namespace test;
+
+namespace {
+
+class Faults : public Program {
+protected:
+    using Files = std::map<std::string, std::string>;
+
+    Files ReadFolder(const std::string& name) const {
+        Files files;
+        for (const auto& entry : fs::directory_iterator(File(name))) {
+            const std::string file = entry.path().filename().string();
+            if (entry.is_regular_file()) files[file] = ReadText(name + "/" + file);
+        }
+        return files;
+    }
+
+    void SetUp() override {
+        Program::SetUp();
+        if (IsSkipped()) return;
+        for (const int k : {0, 1, 2}) {
+            const auto frame = [k](double slope, int x) {
+                return 128 + (40 + x / 2) * std::cos(slope * x + 2.0944 * k);
+            };
+            Write(cv::format("f%d.png", k), Draw<uchar>(160, 120, [&](int x, int) { return frame(0.2, x); }));
+            Write(cv::format("g%d.png", k), Draw<uchar>(160, 120, [&](int, int y) { return frame(0.3, y); }));
+        }
+        Succeed("phase f0.png f1.png f2.png --out old");
+        Succeed("phase g0.png g1.png g2.png --out new");
+        mOld = ReadFolder("old");
+        mNew = ReadFolder("new");
+    }
+
+    void PutOld() {
+        fs::remove_all(File("r"));
+        fs::copy(File("old"), File("r"));
+    }
+
+    // Of an attempt to write the new result over the old one.
+    void Check(const std::string& attempt, int exitCode) {
+        SCOPED_TRACE(attempt);
+        const Files files = ReadFolder("r");
+        for (const auto& [name, bytes] : mOld) EXPECT_TRUE(files.count(name)) << name << " is missing";
+        for (const auto& [name, bytes] : files) EXPECT_TRUE(bytes == mOld.at(name) || bytes == mNew.at(name)) << name;
+        EXPECT_TRUE(exitCode != 0 || files == mNew);
+        EXPECT_TRUE(exitCode != 6 || files == mOld);
+        const bool isOne = files == mOld || files == mNew;
+        const Outcome next = Run("unwrap r --out u");
+        EXPECT_TRUE(next.exitCode == 0 || (next.exitCode == 2 && !isOne)) << next.err;
+        if (next.exitCode != 0) return;
+        for (const char* name : {"phase16.png", "mask.png", "contrast.png"})  // what it has read
+            EXPECT_EQ(files.at(name), (files.at("phase.json") == mNew.at("phase.json") ? mNew : mOld).at(name)) << name;
+    }
+
+    const std::string mWrite = "phase g0.png g1.png g2.png --out r";
+    Files mOld, mNew;
+};
+
+TEST_F(Faults, OfOneCallLeaveWholeFiles) {
+#ifdef __SANITIZE_ADDRESS__
+    GTEST_SKIP() << "the sanitizer wants to be the first library itself";
+#endif
+    for (const char* function : {"rename", "write", "fsync", "malloc"}) {
+        int failed = 0;
+        const bool each = std::getenv("VORIP_EACH_FAULT") != nullptr;  // instead of some of them
+        for (long k = 1;; k += each ? 1 : 1 + k / 3) {
+            PutOld();
+            fs::remove(File(".fault"));
+            mPrefix = cv::format("env LD_PRELOAD='" VORIP_FAULTS "' VORIP_FAULT='%s %ld' ", function, k);
+            const int exitCode = Run(mWrite).exitCode;
+            mPrefix.clear();
+            Check(cv::format("%s %ld", function, k), exitCode);
+            if (HasFailure() || !fs::exists(File(".fault"))) break;
+            ++failed;
+        }
+        EXPECT_GT(failed, 2) << function << " is called";
+    }
+}
+
+TEST_F(Faults, DeathAtAnyMomentLeavesWholeFiles) {
+    std::minstd_rand random(1);
+    int died = 0;
+    for (int n = 0; n < 100 && !HasFailure(); ++n) {
+        PutOld();
+        int waits = static_cast<int>(random() % 80);  // milliseconds; it takes some 50
+        const Outcome outcome = Run(
+            mWrite, [&] { return --waits < 0; }, SIGKILL);
+        died += outcome.exitCode != 0;
+        Check(cv::format("killed, run %d", n), outcome.exitCode);
+    }
+    EXPECT_GT(died, 10);
+    Succeed(mWrite);
+    for (const auto& entry : fs::directory_iterator(File("r"))) EXPECT_NE(entry.path().filename().string()[0], '.');
+}
+
+}  // namespace

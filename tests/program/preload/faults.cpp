@@ -1,0 +1,51 @@
+// Loaded before the C library: lets the call number K of one function fail, as in VORIP_FAULT="rename 3", and makes a
+// file .fault then.
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cerrno>
+#include <cstddef>
+#include <cstdlib>
+#include <cstring>
+
+extern "C" void* __libc_malloc(std::size_t size);
+
+namespace {
+
+std::atomic<long> left{0};  // calls until the one that fails
+char function[16] = "";
+
+__attribute__((constructor)) void Begin() {
+    const char* const fault = std::getenv("VORIP_FAULT");
+    const char* const blank = fault ? std::strchr(fault, ' ') : nullptr;
+    if (!blank || blank - fault >= static_cast<std::ptrdiff_t>(sizeof function)) return;
+    std::memcpy(function, fault, static_cast<std::size_t>(blank - fault));
+    left = std::atol(blank);
+}
+
+bool Fails(const char* name, int error) {
+    if (left <= 0 || std::strcmp(name, function) != 0 || --left != 0) return false;
+    close(open(".fault", O_CREAT | O_WRONLY, 0666));
+    errno = error;
+    return true;
+}
+
+template <class F>
+F* Next(const char* name) {
+    return reinterpret_cast<F*>(dlsym(RTLD_NEXT, name));
+}
+
+}  // namespace
+
+extern "C" {
+int rename(const char* from, const char* to) {
+    return Fails("rename", EIO) ? -1 : Next<int(const char*, const char*)>("rename")(from, to);
+}
+ssize_t write(int file, const void* data, std::size_t size) {
+    return Fails("write", ENOSPC) ? -1 : Next<ssize_t(int, const void*, std::size_t)>("write")(file, data, size);
+}
+int fsync(int file) { return Fails("fsync", EIO) ? -1 : Next<int(int)>("fsync")(file); }
+void* malloc(std::size_t size) { return Fails("malloc", ENOMEM) ? nullptr : __libc_malloc(size); }
+}
