@@ -7,6 +7,7 @@
 #include "ipbase/ipLHistogram.h"
 #include "ipbase/ipLShadeCorr.h"
 #include "ipbase/ipLThreshold.h"
+#include "ipbase/ipLTrans.h"
 #include "tests/support/harness.h"
 
 namespace {
@@ -156,6 +157,20 @@ TEST(Derived, KernelsGetPixels) {
     EXPECT_EQ(0, threshold.calls);
     threshold.High(&image, &image, 1, 1);
     EXPECT_EQ(1, threshold.calls);
+}
+
+// Pixels of the right type alone do not make an image of a class that kernels can be called with.
+TEST(Derived, ImagesOfForeignClassesAreRefused) {
+    std::vector<std::uint8_t> pixels(12, 7);
+    KrTAOI<std::uint8_t> foreign({4, 3}, pixels.data(), 4, L"foreign");
+    KrBufferAOI8 image({4, 3});
+    for (const auto& [source, target] : {std::pair<KrAOI*, KrAOI*>{&foreign, &image}, {&image, &foreign}}) {
+        const auto error = Thrown([&, from = source, to = target] { KrLTransfer().Copy(from, to); });
+        ASSERT_TRUE(error);
+        EXPECT_NE(std::string::npos, error->GetText().ToUtf8().find("the class of \"foreign\""));
+    }
+    EXPECT_EQ(std::vector<std::uint8_t>(12, 7), pixels);
+    EXPECT_EQ(std::vector<std::uint8_t>(12, 0), PixelsOf(image));
 }
 
 }  // namespace
