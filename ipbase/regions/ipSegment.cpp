@@ -307,9 +307,11 @@ void KrSegment::Measure() {
 // The step from the row above, where the region goes on there, else along the row.
 void KrSegment::CountBorderStep(int x, int y) {
     const bool toggles = Get(*mWork, x, y) == kToggle;
-    if (toggles && Get(*mWork, x, y - 1) == kToggle)
+    // Labels that look like marks may stand in the outermost columns.
+    const auto above = [&](int u) { return u >= 0 && u < mSize.cx && Get(*mWork, u, y - 1) == kToggle; };
+    if (toggles && above(x))
         ++mSums.vertical;
-    else if (toggles && (Get(*mWork, x - 1, y - 1) == kToggle || Get(*mWork, x + 1, y - 1) == kToggle))
+    else if (toggles && (above(x - 1) || above(x + 1)))
         ++mSums.diagonal;
     else
         ++mSums.horizontal;

@@ -140,7 +140,8 @@ TEST(Segment, EndsFromEveryStartOfEveryImage) {
                 [&](int x, int y) { return x == 0 || y == 0 || x == cx - 1 || y == cy - 1 ? 200 : work.Get(x, y); });
         const auto x = static_cast<short>(random() % 16 - 2), y = static_cast<short>(random() % 16 - 2);
         if (n % 2 == 0) segment.FindSegmentBorder({short{3}, short{3}});  // marks of a region that is not labelled
-        if (n % 6 == 0) segment.Label(n % 12 == 0 ? 256 : 257);           // a label that looks like marks
+        if (n % 6 == 0 && x > 0 && y > 0 && x < cx - 1 && y < cy - 1 && image.Get(x, y) > threshold)
+            segment.Label(n % 12 == 0 ? 256 : 257);  // a label that looks like marks
         segment.FindSegmentBorder({x, y});
         segment.ExtractSegmentAttributes();
         const KrAttribute& a = segment.GetAttribute();
