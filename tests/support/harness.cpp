@@ -643,7 +643,7 @@ std::uint32_t Key(const std::vector<DeviceType>& types) {
 
 // A type of 0 stands for a null image.
 void CheckRejection(const OpCase& op, const wchar_t* file, const std::vector<DeviceType>& types) {
-    static const std::wstring kNames[] = {L"first", L"100%s", L"dest \u00e4"};
+    static const std::wstring kNames[] = {L"first", L"100%s", L"dest \u00e4", L"fourth"};
     Memories memories(types.size(), std::vector<unsigned char>(128, 77));
     const Memories before = memories;
     std::vector<std::unique_ptr<KrAOI>> owned;
