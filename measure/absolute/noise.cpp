@@ -57,7 +57,7 @@ double EstimateNoise(const DecodeState& state) {
 }
 
 void FindBest(DecodeState& state) {
-    constexpr int kPixels = 8000;  // of all; most of them are taken
+    constexpr int kPixels = 15000;  // of all; most of them are taken
     const cv::Mat1f& modulation = state.Finest().modulation;
     std::vector<float> values;
     std::vector<cv::Point> all;

@@ -21,8 +21,11 @@ public:
         std::vector<double> periods;
         for (const SineSet& set : state.axis.sines) periods.push_back(set.period);
         const std::size_t stride = std::max<std::size_t>(1, state.best.size() / kMostPixels);
-        for (const Relation& relation : FindRelations(periods, state.axis.length))
-            for (std::size_t i = 0; i < state.best.size(); i += stride) AddTerms(state, relation, state.best[i], steps);
+        for (const Relation& relation : FindRelations(periods, state.axis.length)) {
+            const int reach = IsHidden(state, relation) ? 1 : 0;
+            for (std::size_t i = 0; i < state.best.size(); i += stride)
+                AddTerms(state, relation, state.best[i], steps, reach);
+        }
     }
 
     Parameters Find() const {
@@ -67,13 +70,23 @@ private:
         Parameters effect;
     };
 
-    void AddTerms(const DecodeState& state, const Relation& relation, cv::Point at, int steps) {
+    // Whether noise leaves so little of a relation that the phases of some pixels together must tell it.
+    static bool IsHidden(const DecodeState& state, const Relation& relation) {
+        constexpr double kMuch = 0.5;  // radians squared
+        double variance = 0;
+        for (std::size_t set = 0; set < relation.factors.size(); ++set)
+            variance += relation.factors[set] * relation.factors[set] *
+                        state.Variance(set, static_cast<double>(state.leastModulation));
+        return variance > kMuch;
+    }
+
+    void AddTerms(const DecodeState& state, const Relation& relation, cv::Point at, int steps, int reach) {
         Term term{};
         for (std::size_t set = 0; set < relation.factors.size(); ++set) {
             if (relation.factors[set] == 0) continue;
             const auto factor = static_cast<float>(relation.factors[set]);
             double variance = 0;
-            const float phase = SamplePhase(state, set, at, variance, 1);
+            const float phase = SamplePhase(state, set, at, variance, reach);
             term.angle += factor * phase;
             for (std::size_t i = 0; i < 2; ++i) {
                 const float multiple = static_cast<float>(steps) * static_cast<float>(i + 1) * phase;
