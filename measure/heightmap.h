@@ -27,7 +27,7 @@ struct HeightMap {
 };
 
 struct GridOptions {
-    double pitch = 0;  // millimetres, above 0
+    double pitch = 0;  // millimetres; 0: the usual distance of neighbouring points, up to the next of 1, 2, 5, 10 …
     // A triangle whose depths differ by more, millimetres, spans two surfaces and is left out; 0: DepthStep of the
     // cloud.
     double largestStep = 0;
@@ -36,7 +36,7 @@ struct GridOptions {
 // The heights of a cloud on a square grid of millimetres, linear in the triangles between neighbouring points; holes
 // stay NaN. Heights are -z: they rise towards the camera. Where surfaces lie behind one another, the one nearest to the
 // camera counts. Grid points lie at multiples of the pitch, so that clouds of one camera get grids that fit together.
-// Throws InputError for pictures of different sizes, a pitch of 0 and less and one that makes too large a grid;
+// Throws InputError for pictures of different sizes, a negative pitch and one that makes too large a grid;
 // NothingUsable when no three neighbouring points are valid.
 MEASURE_API HeightMap ResampleToGrid(const Cloud& cloud, const GridOptions& options, const Progress& progress = {});
 

@@ -109,5 +109,7 @@ MEASURE_API std::string CsvOf(const Profile& profile, const HeightMap& map);
 // A rectangle or a circle of pixels as a mask. Throws InputError when no pixel of the map lies in it.
 MEASURE_API cv::Mat1b MaskOf(cv::Size size, const cv::Rect2d& rectangle);
 MEASURE_API cv::Mat1b MaskOf(cv::Size size, cv::Point2d centre, double radius);
+// The largest 4-connected area of finite values that differ by less than `largestStep` from pixel to pixel, as a mask.
+MEASURE_API cv::Mat1b LargestArea(const cv::Mat1f& values, double largestStep);
 
 }  // namespace measure

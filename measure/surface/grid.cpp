@@ -12,6 +12,7 @@ namespace {
 
 constexpr double kLargestGrid = 1 << 27;  // pixels
 constexpr int kBands = 16;
+constexpr double kPointsPerStep = 4;     // of DepthStep
 constexpr double kEdgeTolerance = 1e-6;  // in units of the pitch; neighbouring triangles leave no seam
 
 struct Extent {
@@ -29,6 +30,15 @@ struct Extent {
 struct Bounds {
     Extent x, y;
 };
+
+// The next of … 0.1, 0.2, 0.5, 1, 2, 5 …
+double RoundUp(double value) {
+    value = std::max(value, 1e-6);
+    const double power = std::pow(10.0, std::floor(std::log10(value)));
+    for (const double step : {1.0, 2.0, 5.0})
+        if (value <= step * power * (1 + 1e-6)) return step * power;
+    return 10 * power;
+}
 
 // NaN wherever a coordinate is missing.
 cv::Mat1f FiniteDepth(const Cloud& cloud) {
@@ -49,10 +59,10 @@ public:
     Rasterizer(const Cloud& cloud, const GridOptions& options)
         : mCloud(cloud),
           mDepth(FiniteDepth(cloud)),
-          mPitch(options.pitch),
-          mPerPitch(1 / options.pitch),
-          mLimit(options.largestStep > 0 ? static_cast<float>(options.largestStep)
-                                         : static_cast<float>(DepthStep(cloud))) {}
+          mStep(DepthStep(cloud)),
+          mPitch(options.pitch > 0 ? options.pitch : RoundUp(mStep / kPointsPerStep)),
+          mPerPitch(1 / mPitch),
+          mLimit(static_cast<float>(options.largestStep > 0 ? options.largestStep : mStep)) {}
 
     HeightMap Run(const Progress& progress) {
         progress.Report("finding the extent of the points");
@@ -168,7 +178,7 @@ private:
 
     const Cloud& mCloud;
     const cv::Mat1f mDepth;
-    const double mPitch, mPerPitch;
+    const double mStep, mPitch, mPerPitch;
     const float mLimit;
     double mX0 = 0, mY0 = 0;
     std::vector<Extent> mRows;  // of y, between a row and the next
@@ -177,7 +187,7 @@ private:
 }  // namespace
 
 HeightMap ResampleToGrid(const Cloud& cloud, const GridOptions& options, const Progress& progress) {
-    if (!(options.pitch > 0) || !std::isfinite(options.pitch))
+    if (!(options.pitch >= 0) || !std::isfinite(options.pitch))
         throw InputError(cv::format("a pitch of %g mm: it must be above 0", options.pitch));
     if (!(options.largestStep >= 0)) throw InputError("the largest step within a surface must not be negative");
     if (cloud.x.size() != cloud.z.size() || cloud.y.size() != cloud.z.size())

@@ -11,11 +11,11 @@ namespace {
 using AddCommand = void (*)(vorip::CommandLine&);
 // The main way first, then what works on any picture.
 constexpr AddCommand kCommands[] = {
-    vorip::AddDecodeCommand,  vorip::AddCalibrateCommand, vorip::AddPointsCommand,   vorip::AddQualityCommand,
-    vorip::AddPhaseCommand,   vorip::AddUnwrapCommand,    vorip::AddSurfaceCommands, vorip::AddPictureCommand,
-    vorip::AddFlattenCommand, vorip::AddGradientCommand,  vorip::AddAverageCommand,  vorip::AddShadeCommand,
-    vorip::AddFilterCommand,  vorip::AddRegionsCommand,   vorip::AddGeometryCommand, vorip::AddEdgesCommand,
-    vorip::AddColoursCommand, vorip::AddDemoCommand,
+    vorip::AddMeasureCommand, vorip::AddDecodeCommand,  vorip::AddCalibrateCommand, vorip::AddPointsCommand,
+    vorip::AddQualityCommand, vorip::AddPhaseCommand,   vorip::AddUnwrapCommand,    vorip::AddSurfaceCommands,
+    vorip::AddPictureCommand, vorip::AddFlattenCommand, vorip::AddGradientCommand,  vorip::AddAverageCommand,
+    vorip::AddShadeCommand,   vorip::AddFilterCommand,  vorip::AddRegionsCommand,   vorip::AddGeometryCommand,
+    vorip::AddEdgesCommand,   vorip::AddColoursCommand, vorip::AddDemoCommand,
 };
 
 constexpr char kAbout[] =

@@ -6,6 +6,7 @@ namespace vorip {
 
 // Each command adds its name, options, help and what it runs to the program. A new command is one source file with such
 // a function, and one line in the table in main.cpp.
+void AddMeasureCommand(CommandLine& program);
 void AddPhaseCommand(CommandLine& program);
 void AddUnwrapCommand(CommandLine& program);
 void AddAverageCommand(CommandLine& program);

@@ -1,11 +1,8 @@
 #include <cstdio>
 
-#include "measure/fringequality.h"
 #include "tools/vorip/commands/commands.h"
-#include "tools/vorip/commands/runs.h"
-#include "tools/vorip/pictures/steprows.h"
+#include "tools/vorip/commands/phaseresult.h"
 #include "tools/vorip/session/failure.h"
-#include "tools/vorip/session/memory.h"
 #include "tools/vorip/session/outputset.h"
 #include "tools/vorip/session/progress.h"
 #include "tools/vorip/session/warning.h"
@@ -37,73 +34,26 @@ constexpr char kDetails[] =
     "  vorip phase f0.png f1.png f2.png --shift=-120,0,120 --out result\n"
     "  vorip phase 'capture/fringe*.png' --out result";
 
-constexpr double kHardlyAnything = 0.01;
-
-cv::Mat ToBytes(const cv::Mat1f& values, double scale) {
-    cv::Mat bytes;
-    values.convertTo(bytes, CV_8U, scale);
-    return bytes;
-}
-
-std::string Summary(const FrameInput& input, const measure::FringePhase& phase, const measure::Ripple& ripple,
-                    bool corrected, const measure::FringeQuality& quality) {
-    std::string shifts;
-    for (const double shift : phase.shifts) {
-        shifts += (shifts.empty() ? "" : ", ") + JsonNumber(shift * 180.0 / CV_PI);
-    }
-    return JsonObject({{"frames", JsonList(input.names)},
-                       {"shifts_degrees", "[" + shifts + "]"},
-                       {"width", std::to_string(phase.phase.cols)},
-                       {"height", std::to_string(phase.phase.rows)},
-                       {"full_scale", JsonNumber(phase.fullScale)},
-                       {"usable_share", JsonNumber(quality.usable)},
-                       {"saturated_share", JsonNumber(quality.saturated)},
-                       {"modulation_share", JsonNumber(quality.modulation)},
-                       {"noise", JsonNumber(quality.noise)},
-                       {"residual_per_modulation", phase.residual.empty() ? "null" : JsonNumber(quality.residual)},
-                       {"ripple", RippleJson(ripple)},
-                       {"ripple_corrected", JsonTruth(corrected)}});
-}
+constexpr char kHardlyAnything[] =
+    "hardly anything is usable: too dark or saturated, or the fringes do not move from frame to frame\n";
 
 }  // namespace
 
 int RunPhase(const PhaseOptions& options) {
     OutputSet outputs(options.out);
-    Progress line("vorip phase");
-    line.Stage("reading");
-    const FrameInput input = ReadFrames(options.frames);
-    const cv::Mat& frame = input.set.frames.front();
-    AnnounceMemory(frame.size(), static_cast<double>(input.set.frames.size() * frame.elemSize()) + 36);
-    const measure::Progress progress = line.Watch();
-    measure::FringePhase phase = measure::SolveFringes(input.set, input.limits, progress);
-    // These are written while the others are computed.
-    outputs.AddImage("modulation.png", ToBytes(phase.modulation, 2.0 * 255.0 / phase.fullScale));
-    outputs.AddImage("contrast.png", ToBytes(measure::FringeContrast(phase), 255.0));
-    outputs.AddImage("mask.png", phase.usable);
-    const measure::Ripple ripple = measure::EstimateRipple(phase, progress);
-    // Of the ripple the report speaks.
-    const measure::FringeQuality quality = measure::AssessFringes(input.set, phase, {});
-    const bool corrected = options.ripple == "auto" && ripple.IsWorthCorrecting();
-    if (corrected) measure::CorrectRipple(phase, ripple, progress);
-    line.Stage("writing");
-    const PhaseSteps images = ToSteps(phase.phase);
-    outputs.AddImage("phase16.png", images.fine);
-    outputs.AddImage("phase.png", images.steps);
-    outputs.AddText("phase.json", Summary(input, phase, ripple, corrected, quality));
+    Progress progress("vorip phase");
+    const PhaseResult result = SolvePhase(options, outputs, progress);
+    outputs.AddText("phase.json", SummaryOf("phase", result.entries));
     outputs.Commit();
-    line.End();
-
-    const std::string about = ripple.known
-                                  ? cv::format("ripple %.3f rad%s", ripple.amplitude, corrected ? ", corrected" : "")
-                                  : "ripple unknown (too few periods in view)";
-    std::printf("phase: %zu frames of %d x %d pixels, %.1f %% usable, %s\n", input.set.frames.size(), phase.usable.cols,
-                phase.usable.rows, 100.0 * quality.usable, about.c_str());
-    if (quality.verdict != measure::FringeVerdict::eGood && quality.usable >= kHardlyAnything) {
-        for (const std::string& finding : quality.findings) Warn(finding);
+    progress.End();
+    std::fputs(result.report.c_str(), stdout);
+    if (!result.IsUsable()) {
+        std::fputs(kHardlyAnything, stdout);
+        return kExitNothingUsable;
     }
-    if (quality.usable >= kHardlyAnything) return kExitDone;
-    std::printf("hardly anything is usable: too dark or saturated, or the fringes do not move from frame to frame\n");
-    return kExitNothingUsable;
+    if (result.quality.verdict != measure::FringeVerdict::eGood)
+        for (const std::string& finding : result.quality.findings) Warn(finding);
+    return kExitDone;
 }
 
 void AddPhaseCommand(CommandLine& program) {

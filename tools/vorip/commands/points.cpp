@@ -1,14 +1,12 @@
-#include <chrono>
 #include <cstdio>
 #include <fstream>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
 
-#include "measure/cloud.h"
 #include "measure/io.h"
-#include "measure/picture.h"
 #include "tools/vorip/commands/commands.h"
+#include "tools/vorip/commands/pointsresult.h"
 #include "tools/vorip/session/failure.h"
 #include "tools/vorip/session/outputset.h"
 #include "tools/vorip/session/progress.h"
@@ -44,8 +42,7 @@ struct Options {
     std::string calibration;
     std::string out;
     std::string grey;
-    double maxStep = 0;
-    double maxResidual = 0;
+    PointsOptions points;
 };
 
 class PointsRun {
@@ -53,34 +50,21 @@ public:
     explicit PointsRun(const Options& options) : mOptions(options), mProgress("vorip points"), mOutputs(options.out) {}
 
     void Run() {
-        const auto start = Clock::now();
         mProgress.Stage("reading");
         const measure::Calibration calibration = measure::ReadCalibration(mOptions.calibration);
-        Read(calibration);
-        const auto read = Clock::now();
-        Compute(calibration);
-        const auto computed = Clock::now();
-        mProgress.Stage("writing");
-        Write();
-        const auto seconds = [](auto from, auto to) { return std::chrono::duration<double>(to - from).count(); };
-        std::string summary = measure::SummaryOf(mResult);
-        summary.resize(summary.find_last_not_of(" \n}") + 1);
-        mOutputs.AddText("summary.json",
-                         summary + cv::format(",\n  \"largest_depth_step_mm\": %s,\n  \"seconds\": {\"read\": %.3f, "
-                                              "\"compute\": %.3f, \"write\": %.3f}\n}\n",
-                                              JsonNumber(mPly.maxDepthStep).c_str(), seconds(start, read),
-                                              seconds(read, computed), seconds(computed, Clock::now())));
+        const cv::Mat1b grey = Read(calibration);
+        const PointsResult result = MakePoints(mSeen, calibration, grey, mOptions.points,
+                                               mOptions.result + " and " + mOptions.calibration, mOutputs, mProgress);
+        mOutputs.AddText("summary.json", SummaryOf("points", result.entries));
         mOutputs.Commit();
         mProgress.End();
         for (const std::string& warning : mWarnings) Warn(warning);
-        for (const std::string& warning : mResult.warnings) Warn(warning);
-        Report();
+        for (const std::string& warning : result.cloud.warnings) Warn(warning);
+        std::fputs(result.report.c_str(), stdout);
     }
 
 private:
-    using Clock = std::chrono::steady_clock;
-
-    void Read(const measure::Calibration& calibration) {
+    cv::Mat1b Read(const measure::Calibration& calibration) {
         ResultFolder folder(mOptions.result, "summary.json", "vorip decode");
         std::ifstream stream(std::filesystem::path(mOptions.result) / "summary.json", std::ios::binary);
         const auto summary = nlohmann::json::parse(stream, nullptr, false);
@@ -91,13 +75,15 @@ private:
         CheckDirection(summary, "columns", calibration.projectorSize.width);
         CheckDirection(summary, "rows", calibration.projectorSize.height);
         const std::string grey = mOptions.grey.empty() ? folder.File("modulation.png") : mOptions.grey;
+        cv::Mat1b values;
         if (!grey.empty()) {
-            mPly.grey = ReadGrey(grey);
-            if (mPly.grey.size() != Size())
+            values = ReadGrey(grey);
+            if (values.size() != Size())
                 Refuse(cv::format("%s (%d x %d) and the scan (%d x %d) must have the same size", grey.c_str(),
-                                  mPly.grey.cols, mPly.grey.rows, Size().width, Size().height));
+                                  values.cols, values.rows, Size().width, Size().height));
         }
         folder.CheckAgain();
+        return values;
     }
     cv::Size Size() const { return mSeen.columns.empty() ? mSeen.rows.size() : mSeen.columns.size(); }
 
@@ -134,67 +120,10 @@ private:
                            name));
     }
 
-    void Compute(const measure::Calibration& calibration) {
-        measure::CloudOptions options;
-        options.maxResidual = mOptions.maxResidual;
-        if (options.maxResidual > 0 && (mSeen.columns.empty() || mSeen.rows.empty()))
-            Refuse("--max-residual needs a scan along both directions");
-        try {
-            mResult = measure::MakeCloud(mSeen, calibration, options, mProgress.Watch());
-        } catch (const measure::InputError& error) {
-            Refuse(mOptions.result + " and " + mOptions.calibration + ": " + error.what());
-        } catch (const measure::NothingUsable& error) {
-            throw measure::NothingUsable(mOptions.result + ": " + error.what());
-        }
-    }
-
-    void Write() {
-        const measure::Cloud& cloud = mResult.cloud;
-        const bool hasResidual = !cloud.rowResidual.empty();
-        for (const char* ending : {".npy", ".tiff"}) {
-            mOutputs.AddImage(std::string("x") + ending, cloud.x);
-            mOutputs.AddImage(std::string("y") + ending, cloud.y);
-            mOutputs.AddImage(std::string("z") + ending, cloud.z);
-            if (hasResidual) mOutputs.AddImage(std::string("residual") + ending, cloud.rowResidual);
-        }
-        mPly.maxDepthStep = mOptions.maxStep > 0 ? mOptions.maxStep : measure::DepthStep(cloud);
-        mOutputs.AddImage("z_picture.png", Draw(cloud.z, "distance from the camera", "mm", true));
-        if (hasResidual)
-            mOutputs.AddImage(
-                "residual_picture.png",
-                Draw(cloud.rowResidual, mResult.isFromRows ? "columns: seen - expected" : "rows: seen - expected", "px",
-                     false));
-        mOutputs.AddBytes("points.ply", measure::EncodePly(cloud, mPly, mProgress.Watch()));
-        mOutputs.AddBytes("points.xyz", measure::EncodeXyz(cloud, mProgress.Watch()));
-    }
-
-    static cv::Mat Draw(const cv::Mat1f& values, const char* title, const char* unit, bool shade) {
-        measure::PictureStyle style;
-        style.title = title;
-        style.unit = unit;
-        style.shade = shade;
-        return measure::DrawPicture(values, style);
-    }
-
-    void Report() const {
-        const cv::Mat1f& z = mResult.cloud.z;
-        double least = 0, greatest = 0;
-        cv::minMaxLoc(z, &least, &greatest, nullptr, nullptr, z == z);
-        std::printf("points: %d of %d x %d pixels (%.1f %%), %.3f to %.3f mm from the camera\n", mResult.points, z.cols,
-                    z.rows, 100.0 * mResult.points / static_cast<double>(z.total()), least, greatest);
-        if (!mResult.cloud.rowResidual.empty())
-            std::printf("the %s are where the %s expect them to %.3f projector pixels (median)\n",
-                        mResult.isFromRows ? "columns" : "rows", mResult.isFromRows ? "rows" : "columns",
-                        mResult.medianResidual);
-        if (mResult.dropped > 0) std::printf("%d points were dropped by --max-residual\n", mResult.dropped);
-    }
-
     const Options& mOptions;
     Progress mProgress;
     OutputSet mOutputs;
     measure::ProjectorCoordinates mSeen;
-    measure::PlyOptions mPly;
-    measure::CloudResult mResult;
     std::vector<std::string> mWarnings;
 };
 
@@ -209,10 +138,10 @@ void AddPointsCommand(CommandLine& program) {
         .Type("FILE");
     command.Add("--out,-o", options->out, "Folder for the results").Required().Type("DIR");
     command.Add("--grey", options->grey, "Picture with the grey values of the points [modulation.png]").Type("FILE");
-    command.Add("--max-step", options->maxStep, "Cuts triangles whose depths differ by more [found]")
+    command.Add("--max-step", options->points.maxStep, "Cuts triangles whose depths differ by more [found]")
         .Between(0, 1e6, "a number of millimetres")
         .Type("MM");
-    command.Add("--max-residual", options->maxResidual, "Drops points whose second coordinate is farther off")
+    command.Add("--max-residual", options->points.maxResidual, "Drops points whose second coordinate is farther off")
         .Between(0, 1e6, "a number of projector pixels")
         .Type("PX");
     command.OnRun([options] {

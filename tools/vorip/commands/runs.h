@@ -35,4 +35,14 @@ struct DecodeOptions {
 };
 void RunDecode(const DecodeOptions& options);
 
+// Either the frames of one set, or a scan.
+struct MeasureOptions {
+    FrameOptions frames;
+    std::string scan;
+    std::string framesFolder;  // of the scan; empty for that of the description
+    std::string calibration;   // of a scan; may be empty
+    std::string out;
+};
+void RunMeasure(const MeasureOptions& options);
+
 }  // namespace vorip

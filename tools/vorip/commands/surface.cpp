@@ -108,11 +108,10 @@ measure::FormOptions FormOptionsOf(const FormChoice& choice, const cv::Mat1b& ma
 
 void AddReport(OutputSet& outputs, const SurfaceReport& report, const std::vector<std::string>& inputs) {
     outputs.AddText("results.csv", measure::CsvOf(report.results));
-    outputs.AddText("summary.json", JsonObject({{"command", JsonText(report.command)},
-                                                {"verdict", JsonText(report.verdict)},
-                                                {"inputs", JsonList(inputs)},
-                                                {"notes", JsonList(report.notes)},
-                                                {"results", measure::JsonOf(report.results)}}));
+    outputs.AddText("summary.json", SummaryOf(report.command, {{"verdict", JsonText(report.verdict)},
+                                                               {"inputs", JsonList(inputs)},
+                                                               {"notes", JsonList(report.notes)},
+                                                               {"results", measure::JsonOf(report.results)}}));
 }
 
 void PrintReport(const SurfaceReport& report) {

@@ -160,8 +160,7 @@ void AddSurfaceGridCommand(CommandLine& program) {
     Command& command =
         program.Add("surface grid", "Resamples the points of a camera to a grid of millimetres", kGridDetails);
     command.Add("POINTS", options->points, "Folder with x.npy, y.npy and z.npy").Required();
-    command.Add("--pitch", options->grid.pitch, "Distance of the grid's pixels, millimetres")
-        .Required()
+    command.Add("--pitch", options->grid.pitch, "Distance of the grid's pixels, millimetres [that of the points]")
         .Accept(IsAboveZero, kAboveZero)
         .Type("MM");
     command

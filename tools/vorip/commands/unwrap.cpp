@@ -170,21 +170,18 @@ int RunUnwrap(const UnwrapOptions& given) {
     const measure::Jumps jumps = measure::FindJumps(unwrapped.phase);
     const std::chrono::duration<double> time = std::chrono::steady_clock::now() - start;
     line.Stage("writing");
-    const std::string report =
-        WriteUnwrapResult(outputs, unwrapped, jumps, Entries(options, folder ? kPhaseSummary : ""), time.count());
+    const UnwrapReport report = AddUnwrapResult(outputs, unwrapped, jumps, time.count());
+    std::vector<SummaryEntry> entries = Entries(options, folder ? kPhaseSummary : "");
+    entries.insert(entries.end(), report.entries.begin(), report.entries.end());
+    outputs.AddText("summary.json", SummaryOf("unwrap", entries));
     const bool looksWrapped = measure::LooksWrapped(inputs.phase, inputs.usable);
     outputs.Commit();
     line.End();
-    std::printf("%s\n", report.c_str());
+    std::printf("%s\n", report.text.c_str());
     if (!looksWrapped)
         Warn(options.phase +
              ": hardly a wrapped phase, steps of a period are missing (a fringe picture, or unwrapped?)");
-    if (jumps.count > 0) {
-        Warn(
-            cv::format("jumps of more than half a period between neighbouring pixels: %d, magenta in "
-                       "unwrapped_picture.png; wrong orders, or steps of the surface",
-                       jumps.count));
-    }
+    if (jumps.count > 0) Warn(JumpWarning(jumps, "unwrapped"));
     return unwrapped.pixels.empty() ? kExitNothingUsable : kExitDone;
 }
 

@@ -44,25 +44,23 @@ void SetZero(measure::Unwrapped& unwrapped, const std::optional<Pair<int>>& zero
     unwrapped.phase -= origin;
 }
 
-std::string WriteUnwrapResult(OutputSet& outputs, const measure::Unwrapped& unwrapped, const measure::Jumps& jumps,
-                              std::vector<SummaryEntry> entries, double seconds) {
+UnwrapReport AddUnwrapResult(OutputSet& outputs, const measure::Unwrapped& unwrapped, const measure::Jumps& jumps,
+                             double seconds) {
     const Range range = FindRange(unwrapped);
     const UnwrappedSteps images = ToSteps(unwrapped.phase, unwrapped.components, range.lower);
     const int valid = cv::countNonZero(images.valid);
     const double share = static_cast<double>(valid) / static_cast<double>(images.valid.total());
     const std::size_t count = unwrapped.pixels.size();
-    for (const SummaryEntry& entry : std::vector<SummaryEntry>{
-             {"width", std::to_string(images.valid.cols)},
-             {"height", std::to_string(images.valid.rows)},
-             {"valid_pixels", std::to_string(valid)},
-             {"valid_share", cv::format("%.6f", share)},
-             {"jumps", std::to_string(jumps.count)},
-             {"range_periods", cv::format("{\"min\": %.6f, \"max\": %.6f}", range.lower, range.upper)},
-             {"seconds", cv::format("%.3f", seconds)},
-             {"component_count", std::to_string(count)},
-             {"components", ComponentList(unwrapped.pixels)}}) {
-        entries.push_back(entry);
-    }
+    UnwrapReport report;
+    report.entries = {{"width", std::to_string(images.valid.cols)},
+                      {"height", std::to_string(images.valid.rows)},
+                      {"valid_pixels", std::to_string(valid)},
+                      {"valid_share", cv::format("%.6f", share)},
+                      {"jumps", std::to_string(jumps.count)},
+                      {"range_periods", cv::format("{\"min\": %.6f, \"max\": %.6f}", range.lower, range.upper)},
+                      {"seconds", cv::format("%.3f", seconds)},
+                      {"component_count", std::to_string(count)},
+                      {"components", ComponentList(unwrapped.pixels)}};
     outputs.AddImage("unwrapped16.png", images.steps);
     outputs.AddImage("unwrapped.tiff", unwrapped.phase);
     outputs.AddImage("unwrapped.npy", unwrapped.phase);
@@ -75,16 +73,23 @@ std::string WriteUnwrapResult(OutputSet& outputs, const measure::Unwrapped& unwr
     outputs.AddImage("unwrapped_picture.png",
                      DrawPhase(unwrapped.phase, {"unwrapped phase", unwrapped.components, jumps.where, first,
                                                  "component 1, its plane removed"}));
-    outputs.AddText("summary.json", JsonObject(entries));
-
-    std::string report = cv::format(
-        "unwrap: %d x %d pixels, %.1f %% valid, %zu component%s, %.2f to %.2f periods, %.2f s", images.valid.cols,
-        images.valid.rows, 100.0 * share, count, count == 1 ? "" : "s", range.lower, range.upper, seconds);
-    if (count == 0) report += "\nnothing was unwrapped: the mask excludes everything, or all components are too small";
+    report.text = cv::format("unwrap: %d x %d pixels, %.1f %% valid, %zu component%s, %.2f to %.2f periods, %.2f s",
+                             images.valid.cols, images.valid.rows, 100.0 * share, count, count == 1 ? "" : "s",
+                             range.lower, range.upper, seconds);
+    if (count == 0)
+        report.text += "\nnothing was unwrapped: the mask excludes everything, or all components are too small";
     if (range.upper - range.lower >= 256) {
-        report += "\nunwrapped16.png ends 255.99 periods above the least phase; the other files hold all of them";
+        report.text += "\nunwrapped16.png ends 255.99 periods above the least phase; the other files hold all of them";
     }
     return report;
+}
+
+std::string JumpWarning(const measure::Jumps& jumps, const std::string& name) {
+    if (jumps.count == 0) return {};
+    return cv::format(
+        "jumps of more than half a period between neighbouring pixels: %d, magenta in %s_picture.png; "
+        "wrong orders, or steps of the surface",
+        jumps.count, name.c_str());
 }
 
 }  // namespace vorip

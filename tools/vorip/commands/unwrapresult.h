@@ -14,10 +14,17 @@ namespace vorip {
 // The zero point gets the phase 0; without one the phase stays as it is. Refuses a zero point that is not valid.
 void SetZero(measure::Unwrapped& unwrapped, const std::optional<Pair<int>>& zero);
 
-// Writes unwrapped16.png, unwrapped.tiff, unwrapped.npy, unwrapped_mask.png, components.png, unwrapped_picture.png and
-// summary.json; `entries` (the method's input and parameters) come first in the summary. Returns lines about it for
-// people.
-std::string WriteUnwrapResult(OutputSet& outputs, const measure::Unwrapped& unwrapped, const measure::Jumps& jumps,
-                              std::vector<SummaryEntry> entries, double seconds);
+struct UnwrapReport {
+    std::vector<SummaryEntry> entries;
+    std::string text;  // lines for people
+};
+
+// Adds unwrapped16.png, unwrapped.tiff, unwrapped.npy, unwrapped_mask.png, components.png, components_picture.png and
+// unwrapped_picture.png to the outputs, not the summary.
+UnwrapReport AddUnwrapResult(OutputSet& outputs, const measure::Unwrapped& unwrapped, const measure::Jumps& jumps,
+                             double seconds);
+
+// One line about jumps, marked in NAME_picture.png; empty without any.
+std::string JumpWarning(const measure::Jumps& jumps, const std::string& name);
 
 }  // namespace vorip

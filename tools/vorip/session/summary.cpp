@@ -33,4 +33,17 @@ std::string JsonObject(const std::vector<SummaryEntry>& entries) {
     return "{\n" + text + "\n}\n";
 }
 
+std::string JsonValue(const std::vector<SummaryEntry>& entries) {
+    std::string text;
+    for (const auto& [key, value] : entries) text += (text.empty() ? "" : ", ") + JsonText(key) + ": " + value;
+    return "{" + text + "}";
+}
+
+std::string SummaryOf(const std::string& command, const std::vector<SummaryEntry>& entries) {
+    constexpr char kSchema[] = "1";
+    std::vector<SummaryEntry> all{{"schema", kSchema}, {"command", JsonText(command)}};
+    all.insert(all.end(), entries.begin(), entries.end());
+    return JsonObject(all);
+}
+
 }  // namespace vorip

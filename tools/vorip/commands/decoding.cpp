@@ -1,0 +1,116 @@
+#include "tools/vorip/commands/decoding.h"
+
+#include <chrono>
+#include <utility>
+
+#include "measure/frames.h"
+#include "measure/scan.h"
+#include "tools/vorip/commands/unwrapresult.h"
+#include "tools/vorip/pictures/phasepicture.h"
+#include "tools/vorip/session/memory.h"
+
+namespace vorip {
+namespace {
+
+class ScanDecoder {
+public:
+    ScanDecoder(const DecodeOptions& options, OutputSet& outputs, Progress& progress)
+        : mOptions(options), mOutputs(outputs), mProgress(progress) {}
+
+    DecodedScan Run() {
+        const measure::Scan scan = measure::ReadScan(mOptions.scan, mOptions.frames);
+        if (scan.columns) DecodeDirection("columns", *scan.columns, scan.fullScale);
+        if (scan.rows) DecodeDirection("rows", *scan.rows, scan.fullScale);
+        return std::move(mScan);
+    }
+
+private:
+    using Clock = std::chrono::steady_clock;
+
+    void DecodeDirection(const std::string& name, const measure::CodedAxis& axis, double fullScale) {
+        const auto start = Clock::now();
+        mProgress.Stage("reading " + name);
+        const measure::AxisPictures pictures = measure::ReadPictures(axis);
+        const auto read = Clock::now();
+        AnnounceMemory(pictures.sines[0][0].size(), 90);
+        const int bits = fullScale > 0 ? 0 : measure::GuessCameraBits(pictures.sines[0]);
+        if (bits > 0)
+            Doubt(name,
+                  cv::format("the pictures look like those of a %d-bit camera in 16-bit files: give \"full_scale\": %d",
+                             bits, (1 << bits) - 1));
+        mProgress.Stage("decoding " + name);
+        measure::DecodeOptions options;
+        options.limits.fullScale = fullScale;
+        options.correctRipple = mOptions.ripple == "auto";
+        measure::AbsolutePhase result;
+        try {
+            result = measure::DecodeAxis(axis, pictures, options, mProgress.Watch());
+        } catch (const measure::InputError& error) {
+            throw measure::InputError(mOptions.scan + ": " + name + ": " + error.what());
+        } catch (const measure::NothingUsable& error) {
+            throw measure::NothingUsable(name + ": " + error.what());
+        }
+        const auto decoded = Clock::now();
+        mProgress.Stage("writing " + name);
+        Write(name, result, fullScale > 0 ? fullScale : pictures.sines[0][0].depth() == CV_8U ? 255.0 : 65535.0);
+        const auto seconds = [](auto from, auto to) { return std::chrono::duration<double>(to - from).count(); };
+        mScan.entries.emplace_back(name, measure::SummaryOf(result));
+        mScan.entries.emplace_back(
+            name + "_seconds", cv::format("{\"read\": %.3f, \"decode\": %.3f, \"write\": %.3f}", seconds(start, read),
+                                          seconds(read, decoded), seconds(decoded, Clock::now())));
+        Report(name, result);
+        const auto finest = static_cast<std::size_t>(result.finest);
+        mScan.directions.push_back({name, result, static_cast<int>(pictures.sines[finest].size())});
+    }
+
+    void Write(const std::string& name, const measure::AbsolutePhase& result, double fullScale) {
+        for (const char* ending : {".tiff", ".npy"}) {
+            mOutputs.AddImage(name + "_absolute" + ending, result.phase);
+            mOutputs.AddImage(name + "_coordinate" + ending, result.coordinate);
+        }
+        mOutputs.AddImage(name + "_mask.png", result.mask);
+        mOutputs.AddImage(name + "_reliability.png", result.reliability);
+        mOutputs.AddImage(
+            name + "_picture.png",
+            DrawPhase(result.phase,
+                      {"absolute phase along the " + name, {}, result.jumps.where, result.mask, "its plane removed"}));
+        if (!mScan.modulation.empty()) return;
+        result.modulation.convertTo(mScan.modulation, CV_8U, 255 * 2 / fullScale);
+        mOutputs.AddImage("modulation.png", mScan.modulation);
+    }
+
+    void Report(const std::string& name, const measure::AbsolutePhase& result) {
+        const double pixels = static_cast<double>(result.mask.total());
+        mScan.report += cv::format(
+            "%s: %.1f %% of %d x %d pixels have an absolute phase, %d were corrected by their "
+            "neighbours\n",
+            name.c_str(), 100 * result.valid / pixels, result.mask.cols, result.mask.rows, result.corrected);
+        if (result.repeat > 0)
+            Doubt(name, cv::format("the fringes repeat before the end of the projector: orders are known modulo %d "
+                                   "only, between %d separate areas",
+                                   result.repeat, result.components));
+        if (result.contradicted > 0.01 * result.usable)
+            Doubt(name, cv::format("%.1f %% of the usable pixels were dropped because their neighbours contradict them",
+                                   100.0 * result.contradicted / result.usable));
+        if (result.jumps.count > 0) mScan.jumps.push_back(name + ": " + JumpWarning(result.jumps, name));
+        for (std::size_t set = 0; set < result.saturated.size(); ++set)
+            if (result.saturated[set] > 0.01)
+                Doubt(name, cv::format("sines[%zu]: %.1f %% of the pixels are saturated and left out; expose shorter",
+                                       set, 100 * result.saturated[set]));
+        for (const std::string& warning : result.warnings) Doubt(name, warning);
+    }
+    void Doubt(const std::string& name, const std::string& text) { mScan.warnings.push_back(name + ": " + text); }
+
+    const DecodeOptions& mOptions;
+    OutputSet& mOutputs;
+    Progress& mProgress;
+    DecodedScan mScan;
+};
+
+}  // namespace
+
+DecodedScan DecodeScan(const DecodeOptions& options, OutputSet& outputs, Progress& progress) {
+    return ScanDecoder(options, outputs, progress).Run();
+}
+
+}  // namespace vorip
