@@ -9,6 +9,7 @@
 #include "tools/vorip/commands/commands.h"
 #include "tools/vorip/commands/runs.h"
 #include "tools/vorip/demo/codedscans.h"
+#include "tools/vorip/demo/measured.h"
 #include "tools/vorip/demo/scene.h"
 #include "tools/vorip/session/failure.h"
 #include "tools/vorip/session/outputset.h"
@@ -163,6 +164,7 @@ void RunDemo(const std::string& out) {
     bool passed = Report(Check(ReadDelivered(folder), scene));
     outputs.Commit();
     passed &= RunCodedScans(out);
+    passed &= RunMeasured(out);
     ListPictures(out);
     if (!passed) throw measure::Error("the result of the demo misses its limits");
 }
