@@ -6,7 +6,8 @@ file(GLOB measure_headers CONFIGURE_DEPENDS measure/*.h)
 # exception flags and errno.
 file(GLOB measure_row_sources CONFIGURE_DEPENDS measure/*/*rows.cpp)
 if(NOT MSVC)
-    set_source_files_properties(${measure_row_sources} PROPERTIES COMPILE_OPTIONS "-fno-trapping-math;-fno-math-errno")
+    set_source_files_properties(${measure_row_sources} PROPERTIES
+        COMPILE_OPTIONS "-fno-trapping-math;-fno-math-errno" SKIP_PRECOMPILE_HEADERS ON)
 endif()
 find_package(nlohmann_json REQUIRED)
 find_package(TIFF REQUIRED)
@@ -23,6 +24,8 @@ target_compile_definitions(voripmeasure_objects PUBLIC MEASURE_EXPORTS)
 target_link_libraries(voripmeasure_objects PUBLIC voripbase_options voripbase::opencv_core voripbase::opencv_imgproc
     voripbase::opencv_features2d voripbase::opencv_calib3d
     nlohmann_json::nlohmann_json TIFF::TIFF PkgConfig::SPNG PkgConfig::DEFLATE ${CMAKE_DL_LIBS})
+
+voripbase_precompile(voripmeasure_objects)
 
 add_library(voripmeasure $<TARGET_OBJECTS:voripmeasure_objects>)
 add_library(voripbase::measure ALIAS voripmeasure)

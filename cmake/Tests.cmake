@@ -6,6 +6,7 @@ if(have_library AND test_sources)
     voripbase_find_opencv(imgcodecs)
     find_package(GTest CONFIG REQUIRED)
     add_executable(voripbase_tests ${test_sources})
+    voripbase_precompile(voripbase_tests <gtest/gtest.h> "${PROJECT_SOURCE_DIR}/ipbase/voripbase.h")
     target_link_libraries(voripbase_tests
         PRIVATE voripbase_quick_compile voripbase_objects voripmeasure_objects
             voripbase::opencv_imgcodecs GTest::gtest GTest::gtest_main)
