@@ -119,8 +119,7 @@ private:
         }
         const PointsResult points = MakePoints(seen, calibration, scan.modulation, {},
                                                mOptions.scan + " and " + mOptions.calibration, mOutputs, mProgress);
-        mEntries.insert(mEntries.end(), points.entries.begin(), points.entries.end());
-        mReport += points.report;
+        Add("points", points.entries, points.report);
         mDoubts.insert(mDoubts.end(), points.cloud.warnings.begin(), points.cloud.warnings.end());
         mValid = points.cloud.points;
         AddNoise(measure::PredictDepthNoise(seen, points.cloud.isFromRows ? noise.rows : noise.columns, calibration));
