@@ -38,7 +38,6 @@ constexpr char kDetails[] =
     "  vorip measure --scan scan.json --frames part17 --out result\n"
     "  vorip measure 'capture/fringe*.png' --out result";
 
-constexpr double kHalfAPeriod = 0.5;
 constexpr double kLeastShare = 0.5;  // of the picture; less is doubtful
 
 class MeasureRun {
@@ -85,7 +84,9 @@ private:
                            unwrapped.pixels.size()));
         mSize = phase.phase.size();
         mValid = cv::countNonZero(unwrapped.components);
-        AddPeriods(unwrapped.phase, unwrapped.components == 1);
+        cv::Mat1b largest;
+        cv::compare(unwrapped.components, 1, largest, cv::CMP_EQ);
+        AddPeriods(unwrapped.phase, largest);
     }
 
     void MeasureScan() {
@@ -104,8 +105,7 @@ private:
         mValid = first.valid;
         if (!calibration) {
             mNotes.push_back("heights are periods of the fringes: a calibration gives millimetres (--calibration)");
-            const cv::Mat1f periods = first.phase / (2 * CV_PI);
-            return AddPeriods(first.phase, measure::LargestArea(periods, kHalfAPeriod));
+            return AddPeriods(first.phase, measure::LargestArea(first.phase, CV_PI));
         }
         AddMillimetres(scan, *calibration);
     }

@@ -18,7 +18,7 @@ namespace simulate = measure::simulate;
 namespace fs = std::filesystem;
 
 constexpr int kPoses = 8;
-constexpr double kMostRms = 0.15;    // millimetres; with the calibration that the demo makes itself
+constexpr double kMostRms = 0.15;  // millimetres; with the calibration that the demo makes itself
 constexpr double kLeastValid = 0.95;
 
 measure::Scan CodeBothDirections(const simulate::Rig& rig) {
@@ -72,7 +72,8 @@ bool Check(const fs::path& result, const simulate::Truth& truth) {
         std::printf("  %-38s %8.3f %-4s (%s)%s\n", what, value, unit, limit, passed ? "" : "  MISSED");
         return passed;
     };
-    bool passed = report("rms error of the depths", rms, "mm", cv::format("at most %g", kMostRms).c_str(), rms <= kMostRms);
+    bool passed =
+        report("rms error of the depths", rms, "mm", cv::format("at most %g", kMostRms).c_str(), rms <= kMostRms);
     passed &= report("lit pixels with a point", 100 * valid / std::max(lit, 1.0), "%",
                      cv::format("at least %g", 100 * kLeastValid).c_str(), valid >= kLeastValid * lit);
     passed &= report("points at the right depth", 100 * judged / std::max(valid, 1.0), "%", "at least 99.9",
