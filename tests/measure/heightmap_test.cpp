@@ -88,7 +88,9 @@ TEST(HeightGrid, IsLinearInTrianglesAndKeepsHoles) {
     for (int r = 0; r < 40; ++r)
         for (int c = 0; c < 50; ++c) EXPECT_EQ(same.z(c, 39 - r), -turned.z(r, c));
 
-    for (const double pitch : {0.0, -1.0, static_cast<double>(kNaN), 1e-5})
+    // Points 1 mm apart have a grid of 1 mm.
+    EXPECT_EQ(ResampleToGrid(turned, {}).pitch, 1);
+    for (const double pitch : {-1.0, static_cast<double>(kNaN), 1e-5})
         EXPECT_THROW(ResampleToGrid(cloud, {pitch, 0}), InputError) << pitch;
     const Cloud empty{cv::Mat1f(9, 9, kNaN), cv::Mat1f(9, 9, kNaN), cv::Mat1f(9, 9, kNaN), {}};
     EXPECT_THROW(ResampleToGrid(empty, {1, 0}), NothingUsable);

@@ -18,7 +18,7 @@ namespace simulate = measure::simulate;
 namespace fs = std::filesystem;
 
 constexpr int kPoses = 8;
-constexpr double kMostRms = 0.15;  // millimetres; with the calibration that the demo makes itself
+constexpr double kMostRms = 0.3;  // millimetres; the noise of the camera alone leaves 0.07 on average
 constexpr double kLeastValid = 0.95;
 
 measure::Scan CodeBothDirections(const simulate::Rig& rig) {
@@ -65,7 +65,7 @@ bool Check(const fs::path& result, const simulate::Truth& truth) {
             if (!std::isfinite(z(y, x))) continue;
             const double error = static_cast<double>(z(y, x)) - truth.z(y, x);
             valid += 1;
-            if (std::abs(error) < 100 * kMostRms) judged += 1, squares += error * error;
+            if (std::abs(error) < 10 * kMostRms) judged += 1, squares += error * error;
         }
     const double rms = std::sqrt(squares / std::max(judged, 1.0));
     const auto report = [](const char* what, double value, const char* unit, const char* limit, bool passed) {
