@@ -3,6 +3,7 @@
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
 #include <cstring>
 #include <ctime>
@@ -38,7 +39,7 @@ struct Case {
     Ours ours;
     Counterpart counterpart = {};
     double extraPasses = 0.0;  // over the destination, beyond reading the sources and writing the destination once
-    int reduction = 1;         // of the destination's width and height
+    double reduction = 1.0;    // of the destination's width and height
     bool ofInput = false;      // compare with a copy of the sources alone
     double aim = 1.5;          // the greatest ratio to the memory copy, unless the counterpart has the same arithmetic
 };
@@ -78,7 +79,7 @@ struct Images {
             bytes += (c.ofInput ? 2.0 : 1.0) * Bytes(sources.back());
         }
         if (!(words >> word)) return;
-        destination = MakeImage(word, side / c.reduction);
+        destination = MakeImage(word, static_cast<int>(std::lround(side / c.reduction)));
         if (!c.ofInput) bytes += (1.0 + c.extraPasses) * Bytes(destination);
     }
     const Image& Source(std::size_t i) const {

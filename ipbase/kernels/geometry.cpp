@@ -153,29 +153,24 @@ T* Moved(T* p, std::ptrdiff_t bytes) {
     return reinterpret_cast<T*>(reinterpret_cast<char*>(p) + bytes);
 }
 
-// Small blocks by way of local memory: rows whose distance is a power of two share few places of the cache.
+// Some rows of the source side by side, so that the destination is written in runs.
 template <class T>
 HWY_ATTR void TransposeLoop(T* dst, std::ptrdiff_t dstStride, const T* src, std::ptrdiff_t srcStride,
                             std::size_t columns, std::size_t rows) {
-    constexpr std::size_t kSide = sizeof(T) == 4 ? 16 : 8;
+    constexpr std::size_t kRun = sizeof(T) == 8 ? 4 : 8;
     const auto at = [](std::size_t n) { return static_cast<std::ptrdiff_t>(n); };
-    for (std::size_t y = 0; y < rows; y += kSide)
-        for (std::size_t x = 0; x < columns; x += kSide) {
-            if (y + kSide > rows || x + kSide > columns) {
-                for (std::size_t j = y; j < std::min(rows, y + kSide); ++j)
-                    for (std::size_t i = x; i < std::min(columns, x + kSide); ++i)
-                        Moved(dst, at(j) * dstStride)[i] = Moved(src, at(i) * srcStride)[j];
-                continue;
-            }
-            T block[kSide][kSide];
-            for (std::size_t i = 0; i < kSide; ++i)
-                std::memcpy(block[i], Moved(src, at(x + i) * srcStride) + y, sizeof block[i]);
-            for (std::size_t j = 0; j < kSide; ++j) {
-                T line[kSide];
-                for (std::size_t i = 0; i < kSide; ++i) line[i] = block[i][j];
-                std::memcpy(Moved(dst, at(y + j) * dstStride) + x, line, sizeof line);
-            }
+    const auto move = [=](std::size_t x, auto run) HWY_ATTR {
+        const T* from[decltype(run)::value];
+        for (std::size_t i = 0; i < run; ++i) from[i] = Moved(src, at(x + i) * srcStride);
+        for (std::size_t y = 0; y < rows; ++y) {
+            T line[decltype(run)::value];
+            for (std::size_t i = 0; i < run; ++i) line[i] = from[i][y];
+            std::memcpy(Moved(dst, at(y) * dstStride) + x, line, sizeof line);
         }
+    };
+    std::size_t x = 0;
+    for (; x + kRun <= columns; x += kRun) move(x, std::integral_constant<std::size_t, kRun>());
+    for (; x < columns; ++x) move(x, std::integral_constant<std::size_t, 1>());
 }
 
 // Values between pixels, of `taps` x `taps` of them. A chunk at a time: where they lie and their distances are found in

@@ -15,6 +15,7 @@
 #include "tools/vorip/session/outputset.h"
 #include "tools/vorip/session/progress.h"
 #include "tools/vorip/session/staging.h"
+#include "tools/vorip/session/summary.h"
 #include "tools/vorip/session/warning.h"
 
 namespace vorip {
@@ -137,7 +138,7 @@ private:
 
     void WriteReport(const measure::CalibrationResult& result, const std::string& text) {
         mReport->AddText("report.txt", text);
-        mReport->AddText("summary.json", measure::SummaryOf(result, mViews, mBoard));
+        mReport->AddText("summary.json", SummaryOf("calibrate", EntriesOf(measure::SummaryOf(result, mViews, mBoard))));
         mReport->AddImage("coverage.png", measure::DrawCoverage(mViews, result));
         for (std::size_t i = 0; i < mViews.size(); ++i) {
             std::string name = mViews[i].name;

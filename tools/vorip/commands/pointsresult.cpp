@@ -1,7 +1,6 @@
 #include "tools/vorip/commands/pointsresult.h"
 
 #include <chrono>
-#include <nlohmann/json.hpp>
 
 #include "measure/picture.h"
 #include "tools/vorip/session/failure.h"
@@ -79,8 +78,7 @@ PointsResult MakePoints(const measure::ProjectorCoordinates& seen, const measure
     ply.maxDepthStep = options.maxStep > 0 ? options.maxStep : measure::DepthStep(result.cloud.cloud);
     AddFiles(result.cloud, ply, outputs, progress.Watch());
     const auto seconds = [](auto from, auto to) { return std::chrono::duration<double>(to - from).count(); };
-    const auto summary = nlohmann::ordered_json::parse(measure::SummaryOf(result.cloud));
-    for (const auto& [key, value] : summary.items()) result.entries.emplace_back(key, value.dump());
+    result.entries = EntriesOf(measure::SummaryOf(result.cloud));
     result.entries.emplace_back("largest_depth_step_mm", JsonNumber(ply.maxDepthStep));
     result.entries.emplace_back("seconds", cv::format("{\"compute\": %.3f, \"write\": %.3f}", seconds(start, computed),
                                                       seconds(computed, Clock::now())));

@@ -114,7 +114,7 @@ int JudgeFrames(const QualityOptions& options) {
     if (options.json) {
         std::vector<SummaryEntry> entries = SetEntries(quality, ripple, input.names.size());
         entries.emplace_back("frames", JsonList(input.names));
-        std::fputs(JsonObject(entries).c_str(), stdout);
+        std::fputs(SummaryOf("quality", entries).c_str(), stdout);
     } else {
         const cv::Mat& frame = input.set.frames.front();
         std::printf("%zu frames of %d x %d pixels\n", input.names.size(), frame.cols, frame.rows);

@@ -109,7 +109,7 @@ int JudgeScan(const ScanQualityOptions& options) {
     if (options.json) {
         std::vector<SummaryEntry> entries{{"verdict", JsonText(report.words)}};
         for (const Judged& judged : directions) entries.emplace_back(judged.name, ToJson(judged));
-        std::fputs(JsonObject(entries).c_str(), stdout);
+        std::fputs(SummaryOf("quality", entries).c_str(), stdout);
     } else {
         for (const Judged& judged : directions) Print(judged);
         std::printf("quality: %s\n", report.words);

@@ -2,6 +2,7 @@
 
 #include <imagemodel/krstring.h>
 #include <cmath>
+#include <nlohmann/json.hpp>
 #include <opencv2/core.hpp>
 
 namespace vorip {
@@ -26,6 +27,13 @@ std::string JsonList(const std::vector<std::string>& texts) {
 }
 
 std::string JsonNumber(double value) { return std::isfinite(value) ? cv::format("%.6g", value) : "null"; }
+
+std::vector<SummaryEntry> EntriesOf(const std::string& json) {
+    std::vector<SummaryEntry> entries;
+    const auto object = nlohmann::ordered_json::parse(json);
+    for (const auto& [key, value] : object.items()) entries.emplace_back(key, value.dump());
+    return entries;
+}
 
 std::string JsonObject(const std::vector<SummaryEntry>& entries) {
     std::string text;

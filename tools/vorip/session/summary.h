@@ -14,6 +14,9 @@ std::string JsonList(const std::vector<std::string>& texts);
 std::string JsonNumber(double value);
 inline std::string JsonTruth(bool value) { return value ? "true" : "false"; }
 
+// The entries of a JSON object.
+std::vector<SummaryEntry> EntriesOf(const std::string& json);
+
 // An object with one entry per line, as a file, and one on a single line, as a value.
 std::string JsonObject(const std::vector<SummaryEntry>& entries);
 std::string JsonValue(const std::vector<SummaryEntry>& entries);
