@@ -1,7 +1,10 @@
 // vorip measure: from pictures to a surface, as far as what is given allows.
+#include <algorithm>
 #include <chrono>
 #include <cmath>
 #include <cstdio>
+#include <iterator>
+#include <optional>
 
 #include "measure/surface.h"
 #include "measure/unwrap.h"
