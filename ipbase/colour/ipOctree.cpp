@@ -1,11 +1,13 @@
 #include "ipbase/ipOctree.h"
 
+#include <algorithm>
 #include <array>
+#include <limits>
 #include <tuple>
 
 #include "ipbase/base/rowwalk.h"
 #include "ipbase/colour/operations.h"
-#include "ipbase/kernels/colour.h"
+#include "ipbase/kernels/rowtypes.h"
 
 namespace KrN {
 
@@ -34,11 +36,12 @@ private:
 };
 const Places kPlaces;
 
-// Red, green and blue of a place.
+// Every third bit of a place, from `shift` on: red, green or blue.
 u8 Gather(u32 place, int shift) {
-    u32 v = 0;
-    for (int bit = 0; bit < 8; ++bit) v |= (place >> (3 * bit + shift) & 1) << bit;
-    return static_cast<u8>(v);
+    u32 v = place >> shift & 0x249249;
+    v = (v | v >> 2) & 0x0C30C3;
+    v = (v | v >> 4) & 0x00F00F;
+    return static_cast<u8>(v | v >> 8);
 }
 std::array<u8, 3> ColourOf(u32 place) { return {Gather(place, 2), Gather(place, 1), Gather(place, 0)}; }
 
@@ -62,83 +65,137 @@ struct Node {
     u32 first, last;  // places
     std::uint64_t pixels;
     std::array<std::uint64_t, 3> sums;
+
+    void Add(const Node& other) {
+        pixels += other.pixels;
+        for (std::size_t i = 0; i < 3; ++i) sums[i] += other.sums[i];
+    }
 };
 
-Node Joined(const Node& a, const Node& b) {
-    return {
-        a.first, b.last, a.pixels + b.pixels, {a.sums[0] + b.sums[0], a.sums[1] + b.sums[1], a.sums[2] + b.sums[2]}};
+const Node& NodeOf(const Node& node) { return node; }
+template <class Colour>
+Node NodeOf(const Colour& colour) {
+    const auto [r, g, b] = ColourOf(colour.place);
+    const std::uint64_t pixels = colour.pixels;
+    return {colour.place, colour.place, pixels, {r * pixels, g * pixels, b * pixels}};
 }
 
-// Turns nodes of one level, whose places agree but for the lowest `bits`, into leaves until few enough are left.
-void ReduceLevel(std::vector<Node>& leaves, u32 bits, std::size_t colours) {
-    struct Group {
-        std::size_t first, count;
-        std::uint64_t pixels;
-        bool joined;
-    };
-    std::vector<Group> groups;
-    for (std::size_t i = 0; i < leaves.size(); ++i) {
-        if (i == 0 || leaves[i].first >> bits != leaves[i - 1].first >> bits) groups.push_back({i, 0, 0, false});
-        groups.back().count += 1;
-        groups.back().pixels += leaves[i].pixels;
+// The least number of lowest bits, whole levels, by which places have to be cut so that at most `most` differ.
+template <class Colours>
+u32 BitsToCut(const Colours& sorted, std::size_t most) {
+    std::array<std::size_t, 9> steps{};  // by the level of the uppermost digit that differs from the colour before
+    for (std::size_t i = 1; i < sorted.size(); ++i) {
+        u32 level = 0;
+        for (u32 differ = sorted[i].place ^ sorted[i - 1].place; differ > 7; differ >>= 3) ++level;
+        ++steps[level];
     }
-    std::vector<std::size_t> order(groups.size());
-    for (std::size_t i = 0; i < order.size(); ++i) order[i] = i;
-    const auto fewer = [&](std::size_t a, std::size_t b) {
-        return std::tie(groups[a].pixels, a) < std::tie(groups[b].pixels, b);
-    };
-    if (groups.size() < colours) std::sort(order.begin(), order.end(), fewer);  // else all are joined anyway
-    std::size_t left = leaves.size();
-    for (std::size_t i = 0; i < order.size() && left > colours; ++i) {
-        Group& group = groups[order[i]];
-        group.joined = true;
-        left -= group.count - 1;
-    }
-    std::vector<Node> result;
-    for (const Group& group : groups)
-        for (std::size_t i = group.first; i < group.first + group.count; ++i) {
-            if (!group.joined || i == group.first)
-                result.push_back(leaves[i]);
-            else
-                result.back() = Joined(result.back(), leaves[i]);
-            if (group.joined) {
-                result.back().first = leaves[i].first >> bits << bits;
-                result.back().last = result.back().first + ((u32{1} << bits) - 1);
-            }
+    u32 level = 0;
+    for (std::size_t nodes = sorted.size(); nodes > most; ++level) nodes -= steps[level];
+    return 3 * level;
+}
+
+// The nodes of all places that agree but for the lowest `bits`, from sorted colours or nodes.
+template <class Items>
+std::vector<Node> Joined(const Items& sorted, u32 bits) {
+    std::vector<Node> joined;
+    for (const auto& item : sorted) {
+        const Node& node = NodeOf(item);
+        if (!joined.empty() && node.first <= joined.back().last) {
+            joined.back().Add(node);
+            continue;
         }
-    leaves.swap(result);
+        joined.push_back(node);
+        joined.back().first = node.first >> bits << bits;
+        joined.back().last = joined.back().first | ((u32{1} << bits) - 1);
+    }
+    return joined;
 }
 
-// Finds the nearest entries of a palette and remembers some.
+// The leaves of the reduced tree. Levels that have too many nodes vanish as a whole; of the next one, whose nodes stand
+// in `parents`, some become leaves in place of their children: those of the fewest pixels until few enough are left.
+std::vector<Node> Reduce(const std::vector<Node>& children, const std::vector<Node>& parents, std::size_t colours) {
+    std::vector<std::size_t> order(parents.size()), count(parents.size());
+    for (std::size_t i = 0, child = 0; i < parents.size(); ++i) {
+        order[i] = i;
+        for (; child < children.size() && children[child].first <= parents[i].last; ++child) ++count[i];
+    }
+    std::sort(order.begin(), order.end(), [&](std::size_t a, std::size_t b) {
+        return std::tie(parents[a].pixels, a) < std::tie(parents[b].pixels, b);
+    });
+    std::vector<char> joined(parents.size());
+    std::size_t left = children.size();
+    for (const std::size_t i : order) {
+        if (left <= colours) break;
+        joined[i] = true;
+        left -= count[i] - 1;
+    }
+    std::vector<Node> leaves;
+    for (std::size_t i = 0, child = 0; i < parents.size(); child += count[i++]) {
+        const auto from = children.begin() + static_cast<std::ptrdiff_t>(child);
+        if (joined[i])
+            leaves.push_back(parents[i]);
+        else
+            leaves.insert(leaves.end(), from, from + static_cast<std::ptrdiff_t>(count[i]));
+    }
+    return leaves;
+}
+
+// Finds the nearest entries of a palette: of those that may be the nearest to some colour of a cell of 8 x 8 x 8, which
+// are gathered when the first colour of the cell comes.
 class NearestEntry {
 public:
     template <class Entries>
-    explicit NearestEntry(const Entries& entries)
-        : mNearest(GetColourKernels().nearest), mCache(kSize, Known{kNone, 0}) {
-        for (std::size_t i = 0; i < 256; ++i) {
-            // What is not there is far away.
-            mR[i] = i < entries.size() ? entries[i].r : 2000;
-            mG[i] = i < entries.size() ? entries[i].g : 2000;
-            mB[i] = i < entries.size() ? entries[i].b : 2000;
-        }
+    explicit NearestEntry(const Entries& entries) : mCells(32 * 32 * 32) {
+        for (const auto& entry : entries)
+            mEntries.push_back({0, entry.r, entry.g, entry.b, static_cast<u8>(mEntries.size())});
+        if (mEntries.empty()) mEntries.push_back({});
     }
     u8 operator()(u8 r, u8 g, u8 b) {
-        const u32 colour = u32{r} << 16 | u32{g} << 8 | b;
-        Known& known = mCache[(colour * 2654435761u) >> 16];
-        if (known.colour != colour) known = {colour, mNearest(mR.data(), mG.data(), mB.data(), r, g, b)};
-        return known.index;
+        Cell& cell = mCells[std::size_t{r} >> 3 << 10 | std::size_t{g} >> 3 << 5 | std::size_t{b} >> 3];
+        if (cell.first == cell.last) cell = Gather({r & ~7, g & ~7, b & ~7});
+        i32 nearest = std::numeric_limits<i32>::max();  // the distance above the index
+        for (u32 i = cell.first; i < cell.last && mCandidates[i].least <= nearest >> 8; ++i) {
+            const Entry& c = mCandidates[i];
+            const i32 dr = c.r - r, dg = c.g - g, db = c.b - b;
+            nearest = std::min(nearest, (dr * dr + dg * dg + db * db) << 8 | c.index);
+        }
+        return static_cast<u8>(nearest & 255);
     }
 
 private:
-    static constexpr std::size_t kSize = 65536;
-    static constexpr u32 kNone = 0xFFFFFFFF;
-    struct Known {
-        u32 colour;
-        u8 index;
+    struct Entry {
+        i32 least;  // distance from the cell
+        u8 r, g, b, index;
     };
-    std::array<i32, 256> mR, mG, mB;
-    u8 (*mNearest)(const i32*, const i32*, const i32*, i32, i32, i32);
-    std::vector<Known> mCache;
+    struct Cell {
+        u32 first = 0, last = 0;  // of its candidates, which stand in the order of their distances
+    };
+
+    // No entry counts whose least distance from the cell is above another one's greatest.
+    Cell Gather(const std::array<i32, 3>& corner) {
+        i32 bound = std::numeric_limits<i32>::max();
+        for (Entry& entry : mEntries) {
+            const std::array<i32, 3> at{entry.r, entry.g, entry.b};
+            i32 least = 0, greatest = 0;
+            for (std::size_t k = 0; k < 3; ++k) {
+                const i32 below = corner[k] - at[k], above = -below - 7;
+                const i32 outside = std::max({below, above, 0}), farthest = std::max(below, above) + 7;
+                least += outside * outside;
+                greatest += farthest * farthest;
+            }
+            entry.least = least;
+            bound = std::min(bound, greatest);
+        }
+        const std::size_t first = mCandidates.size();
+        for (const Entry& entry : mEntries)
+            if (entry.least <= bound) mCandidates.push_back(entry);
+        std::sort(mCandidates.begin() + static_cast<std::ptrdiff_t>(first), mCandidates.end(),
+                  [](const Entry& a, const Entry& b) { return a.least < b.least; });
+        return {static_cast<u32>(first), static_cast<u32>(mCandidates.size())};
+    }
+
+    std::vector<Entry> mEntries, mCandidates;
+    std::vector<Cell> mCells;
 };
 
 u8 Mean(std::uint64_t sum, std::uint64_t count) { return static_cast<u8>((sum + count / 2) / count); }
@@ -160,17 +217,15 @@ void KrOctreeQuantizer::Build888SW(const KrAOI8* r, const KrAOI8* g, const KrAOI
         static_cast<const KrTAOI<u8>*>(r), static_cast<const KrTAOI<u8>*>(g), static_cast<const KrTAOI<u8>*>(b));
     SortPlaces(places);
 
-    std::vector<Node> leaves;
     std::vector<Colour> all;
     for (std::size_t i = 0, end = 0; i < places.size(); i = end) {
         while (end < places.size() && places[end] == places[i]) ++end;
-        const std::uint64_t count = end - i;
-        const auto colour = ColourOf(places[i]);
-        all.push_back({places[i], static_cast<u32>(count)});
-        leaves.push_back({places[i], places[i], count, {colour[0] * count, colour[1] * count, colour[2] * count}});
+        all.push_back({places[i], static_cast<u32>(end - i)});
     }
-    for (u32 bits = 3; bits <= 24 && leaves.size() > static_cast<std::size_t>(colours); bits += 3)
-        ReduceLevel(leaves, bits, static_cast<std::size_t>(colours));
+    const auto most = static_cast<std::size_t>(colours);
+    const u32 bits = BitsToCut(all, most);
+    std::vector<Node> leaves = Joined(all, bits > 0 ? bits - 3 : 0);
+    if (bits > 0) leaves = Reduce(leaves, Joined(leaves, bits), most);
 
     mColours.swap(all);
     mEntries.clear();

@@ -1,8 +1,5 @@
 #include "ipbase/kernels/colour.h"
 
-#include <algorithm>
-#include <limits>
-
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "ipbase/kernels/colour.cpp"
 #define HWY_DISABLED_TARGETS (HWY_SSSE3 | HWY_AVX3_DL)
@@ -28,18 +25,8 @@ HWY_ATTR void IndexLoop(u8* dst, const T* src, const Thresholds& thresholds, std
     }
 }
 
-// Distances above the index, so that one minimum finds both.
-HWY_ATTR u8 Nearest(const i32* reds, const i32* greens, const i32* blues, i32 r, i32 g, i32 b) {
-    i32 best = std::numeric_limits<i32>::max();
-    for (i32 i = 0; i < 256; ++i) {
-        const i32 x = reds[i] - r, y = greens[i] - g, z = blues[i] - b;
-        best = std::min(best, std::min(x * x + y * y + z * z, 1 << 22) << 8 | i);
-    }
-    return static_cast<u8>(best & 255);
-}
-
 const ColourKernels& Kernels() {
-    static const ColourKernels table{{&IndexLoop<i32>, &IndexLoop<float>, &IndexLoop<double>}, &Nearest};
+    static const ColourKernels table{{&IndexLoop<i32>, &IndexLoop<float>, &IndexLoop<double>}};
     return table;
 }
 

@@ -14,8 +14,6 @@ using ThresholdRow = void (*)(u8* dst, const T* src, const Thresholds& threshold
 
 struct ColourKernels {
     std::tuple<ThresholdRow<i32>, ThresholdRow<float>, ThresholdRow<double>> index;
-    // Of 256 colours the one nearest to (r, g, b) by squared distance, the first of several.
-    u8 (*nearest)(const i32* reds, const i32* greens, const i32* blues, i32 r, i32 g, i32 b);
 };
 
 const ColourKernels& GetColourKernels();
