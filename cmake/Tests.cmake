@@ -10,15 +10,20 @@ if(have_library AND test_sources)
     target_link_libraries(voripbase_tests
         PRIVATE voripbase_quick_compile voripbase_objects voripmeasure_objects
             voripbase::opencv_imgcodecs GTest::gtest GTest::gtest_main)
-    target_compile_definitions(voripbase_tests PRIVATE "FUZZ_CORPUS=\"${PROJECT_SOURCE_DIR}/fuzz/corpus\""
-        $<$<BOOL:${VORIPBASE_THIS_CPU_ONLY}>:VORIPBASE_THIS_CPU_ONLY>)
+    target_compile_definitions(voripbase_tests PRIVATE $<$<BOOL:${VORIPBASE_THIS_CPU_ONLY}>:VORIPBASE_THIS_CPU_ONLY>)
+    add_dependencies(voripbase_tests voripcodecs)
+    # Paths only where they are read: other checkouts share what is compiled of all else.
+    set_source_files_properties(fuzz/corpus_test.cpp PROPERTIES
+        COMPILE_DEFINITIONS "FUZZ_CORPUS=\"${PROJECT_SOURCE_DIR}/fuzz/corpus\"")
     if(TARGET vorip)
-        target_compile_definitions(voripbase_tests PRIVATE "VORIP_PROGRAM=\"$<TARGET_FILE:vorip>\"")
+        set_source_files_properties(tests/support/program.cpp PROPERTIES
+            COMPILE_DEFINITIONS "VORIP_PROGRAM=\"$<TARGET_FILE:vorip>\"")
         add_dependencies(voripbase_tests vorip)
         if(UNIX)
             add_library(vorip_faults MODULE tests/program/preload/faults.cpp)
             target_link_libraries(vorip_faults PRIVATE voripbase_options ${CMAKE_DL_LIBS})
-            target_compile_definitions(voripbase_tests PRIVATE "VORIP_FAULTS=\"$<TARGET_FILE:vorip_faults>\"")
+            set_source_files_properties(tests/program/faults_test.cpp PROPERTIES
+                COMPILE_DEFINITIONS "VORIP_FAULTS=\"$<TARGET_FILE:vorip_faults>\"")
             add_dependencies(voripbase_tests vorip_faults)
         endif()
     endif()

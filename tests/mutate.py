@@ -3,41 +3,62 @@
 
     mutate.py [FILE] [--count N] [--seed S]
 
-Works on a copy in build/mutate, built for this CPU only. A change that does not compile does not count.
+Works on a copy in build/mutate, built for this CPU only. A change costs one unit, compiled with little optimisation,
+one link and the tests of its room; what these do not notice is tried by all tests of its library before it counts as a
+survivor. A change that does not compile does not count.
 """
 import argparse
 import os
 import pathlib
 import random
 import re
+import resource
 import shutil
 import subprocess
+import sys
+import time
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 COPY = ROOT / "build/mutate"
+BUILD = COPY / "build/quick"
+TESTS = BUILD / "voripbase_tests"
+MUTANT = BUILD / "voripbase_mutant"
+MOST_MEMORY = 8 << 30
 
 # The tests of each room; the first entry that the path begins with.
+FILTERS = "*Filters.*:LineTemplates.*:ImageTemplates.*"
+POINT = "PointOps.*:Logic.*:MinMax.*:Threshold.*:Combination.*"
+TRANSFER = "Transfer.*:Shift.*:Convert.*:MapLut.*"
+STATISTICS = "Histogram*:Bimodal*:Range*:FringeQuality.*"
 FAMILIES = [
-    ("imagemodel/", "Image*:Values.*:Text.*:Errors.*:Frame.*:Tables.*:Arrays.*:ReadOnly.*:Boards.*"),
-    ("ipbase/kernels/(arith|logic|threshold|minmax)", "PointOps.*:Logic.*:MinMax.*:Threshold.*:Combination.*"),
-    ("ipbase/kernels/(transfer|lut|shift)", "Transfer.*:Shift.*:Convert.*:MapLut.*"),
-    ("ipbase/(kernels/)?(statistics|histogram|range)", "Histogram*:Bimodal*:Range*:FringeQuality.*"),
-    ("ipbase/transfer", "Transfer.*:Shift.*:Convert.*:MapLut.*:Derived.*"),
-    ("ipbase/point", "PointOps.*:Logic.*:MinMax.*:Threshold.*:Derived.*"),
-    ("ipbase/(kernels/)?(filter|median|line|columns|binary|rank|weight|masked|recursive|network|window)",
-     "*Filters.*:LineTemplates.*:ImageTemplates.*"),
-    ("ipbase/(kernels/)?(surface|bestfit|shad)", "BestFit.*:Shading.*:Derived.*"),
-    ("ipbase/regions", "Segment.*:BuildRegion.*"),
-    ("ipbase/(kernels/)?gradient", "Gradient*"),
-    ("ipbase/acquisition", "AverageSnap*:Boards.*"),
-    ("ipbase/(kernels/)?(geometry|rotation)", "Geometry.*:Rotation.*"),
-    ("ipbase/(kernels/)?colour", "ColourIndex.*:Octree.*"),
-    ("ipbase/(kernels/)?(unwrap/)?reliability", "Reliability.*:Unwrapping.*"),
-    ("ipbase/unwrap/regions", "Unwrap.*"),
-    ("measure/", "Absolute.*:Calibration*:Frames.*:Fringe.*:ImageViews.*:ImageCalls.*:Io.*:Picture.*:Scan*:"
-                 "Simulate.*:Unwrapping.*:Surface*:World*"),
+    ("imagemodel/", "Image/*:ImageInfo.*:Values.*:Text.*:Errors.*:Frame.*:Tables.*:Arrays.*:ReadOnly.*:Boards.*"),
+    ("ipbase/base/(window|network|rowaccess)", FILTERS + ":" + POINT + ":" + TRANSFER),
+    ("ipbase/base/", "Frame.*:" + POINT + ":" + TRANSFER),
+    ("ipbase/(point/|kernels/(arith|logic|minmax|combine|round|rowloop))", POINT + ":Derived.*"),
+    ("ipbase/(transfer/|kernels/(transfer|table|zoom))", TRANSFER + ":Derived.*"),
+    ("ipbase/(statistics/|kernels/(histogram|extremes))", STATISTICS),
+    ("ipbase/(filters/|kernels/(median|window|recursive|mask|means|quotients|weighted|widesums))", FILTERS),
+    ("ipbase/(surface/|kernels/(bestfit|shading))", "BestFit.*:Shading.*:Derived.*"),
+    ("ipbase/regions/", "Segment.*:BuildRegion.*"),
+    ("ipbase/(gradient/|kernels/gradient)", "Gradient*"),
+    ("ipbase/(acquisition/|kernels/average)", "AverageSnap*:Boards.*"),
+    ("ipbase/geometry/ipLCombination", "Combination.*"),
+    ("ipbase/(geometry/|kernels/(geometry|scale|edge))", "Geometry.*:Rotation.*"),
+    ("ipbase/(colour/|kernels/colour)", "ColourIndex.*:Octree.*"),
+    ("ipbase/(world/|kernels/world)", "World.*"),
+    ("ipbase/(unwrap/reliability/|kernels/reliability)", "Reliability.*:Unwrapping.*"),
+    ("ipbase/unwrap/", "Unwrap.*"),
+    ("measure/io/", "Io.*"),
+    ("measure/fringe/", "Fringe.*:FringeQuality.*:Frames.*:Unwrapping.*"),
+    ("measure/absolute/", "Absolute.*:ScanTest.*"),
+    ("measure/(world|base)/", "Calibrate.*:CalibrationFile.*:Cloud.*"),
+    ("measure/surface/", "Surface.*:Compare.*:Roughness.*:SystemCheck.*:Height*"),
+    ("measure/report/", "Picture.*:Plot.*:Calibrate.*"),
+    ("measure/simulate/", "Simulate.*:ScanTest.*"),
 ]
-EVERYTHING = "-Program.*:Faults.*:Fuzz.*"
+OF_MEASURE = ("Absolute.*:Calibrat*:Cloud.*:Frames.*:Fringe*:Height*:Plot.*:ImageCalls.*:ImageViews.*:Io.*:Picture.*:"
+              "ScanTest.*:Simulate.*:Compare.*:Roughness.*:Surface.*:SystemCheck.*:Unwrapping.*")
+OF_IPBASE = "-Program.*:Faults.*:Fuzz.*:" + OF_MEASURE.replace("Unwrapping.*", "").replace("Fringe*", "Fringe.*")
 
 # Comparisons stand between blanks, angle brackets of templates do not.
 SWAPS = {" < ": " <= ", " <= ": " < ", " > ": " >= ", " >= ": " > ", " == ": " != ", " != ": " == ", " + ": " - ",
@@ -45,13 +66,14 @@ SWAPS = {" < ": " <= ", " <= ": " < ", " > ": " >= ", " >= ": " > ", " == ": " !
          " << ": " >> ", " += ": " -= ", "true": "false", "false": "true", "std::min": "std::max",
          "std::max": "std::min", "++": "--", "--": "++"}
 TOKEN = re.compile("|".join([re.escape(t) for t in sorted(SWAPS, key=len, reverse=True)] + [r"(?<![\w.])\d+(?![\w.])"]))
+NO_CODE = re.compile(r"\s*(#|template|static_assert|using|namespace)|.*(\"|operator|\.reserve\()")
 
 
 def places(file):
     """Line number, columns and replacement of each token that can be changed."""
     for number, line in enumerate((COPY / file).read_text().splitlines()):
         code = line.split("//")[0]
-        if re.match(r"\s*(#|template|static_assert|using|namespace)", code) or '"' in code or "operator" in code:
+        if NO_CODE.match(code):
             continue
         for token in TOKEN.finditer(code):
             text = token.group()
@@ -59,17 +81,67 @@ def places(file):
 
 
 def run(command, **options):
-    return subprocess.run(command, cwd=COPY, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, **options).returncode
+    return subprocess.run(command, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, **options).returncode
+
+
+def output_of(*command):
+    return subprocess.run(command, cwd=BUILD, check=True, capture_output=True, text=True).stdout
+
+
+class Build:
+    """The unchanged sources, built once, and how a unit is compiled and the tests are linked with it."""
+
+    def __init__(self):
+        os.environ["CCACHE_BASEDIR"] = str(COPY)
+        configure = ["cmake", "--preset", "quick", "-DVORIPBASE_BUILD_PROGRAM=OFF",
+                     "-DCMAKE_DISABLE_PRECOMPILE_HEADERS=ON"]
+        build = ["cmake", "--build", "--preset", "quick", "--target", "voripbase_tests", "--parallel", "2"]
+        if run(configure, cwd=COPY) or run(build, cwd=COPY):
+            raise SystemExit("mutate: the sources do not build as they are")
+        os.environ["CCACHE_DISABLE"] = "1"  # nobody else compiles what follows
+        commands = output_of("ninja", "-t", "commands", "voripbase_tests").splitlines()
+        self.compile = {m.group(1): c for c in commands if (m := re.search(r" -o (\S+\.o) -c ", c))}
+        self.link = next(c for c in reversed(commands) if " -o voripbase_tests " in c)
+        self.objects = {}  # of each source or header
+        for line in output_of("ninja", "-t", "deps").splitlines():
+            if line.endswith("VALID)"):
+                of = line.split(":")[0]
+            elif line.strip() and of in self.compile:
+                self.objects.setdefault(os.path.normpath(BUILD / line.strip()), []).append(of)
+
+    def make_mutant(self, file):
+        link = self.link.replace(" -o voripbase_tests ", f" -fuse-ld=gold -o {MUTANT.name} ")
+        for number, of in enumerate(self.objects[str(COPY / file)]):
+            changed = f"changed{number}.o"
+            if run(self.compile[of].replace(f" -o {of} ", f" -O1 -o {changed} "), cwd=BUILD, shell=True):
+                return False
+            link = link.replace(f" {of} ", f" {changed} ")
+        return run(link, cwd=BUILD, shell=True) == 0
+
+
+SECONDS = {}  # that the tests of a filter take when nothing is changed
+
+
+def passes(program, tests, timeout):
+    limits = lambda: resource.setrlimit(resource.RLIMIT_AS, (MOST_MEMORY, MOST_MEMORY))
+    try:
+        return run([program, "--gtest_fail_fast", "--gtest_brief=1", "--gtest_filter=" + tests], cwd=COPY,
+                   timeout=timeout, preexec_fn=limits) == 0
+    except subprocess.TimeoutExpired:
+        return False
 
 
 def survives(file):
-    tests = next((tests for room, tests in FAMILIES if re.match(room, file)), EVERYTHING)
-    for filter in (tests, EVERYTHING):  # everything, before it is called a survivor
-        try:
-            if run(["build/quick/voripbase_tests", "--gtest_fail_fast", "--gtest_brief=1", "--gtest_filter=" + filter],
-                   timeout=600):
-                return False
-        except subprocess.TimeoutExpired:
+    """Whether neither the tests of the room nor, after them, those of the library notice."""
+    room = next((tests for room, tests in FAMILIES if re.match(room, file)), None)
+    library = OF_MEASURE if file.startswith("measure/") else OF_IPBASE
+    for tests in filter(None, (room, library)):
+        if tests not in SECONDS:
+            start = time.time()
+            if not passes(TESTS, tests, None):
+                raise SystemExit("mutate: these tests fail without a change: " + tests)
+            SECONDS[tests] = time.time() - start
+        if not passes(MUTANT, tests, 20 + 5 * SECONDS[tests]):
             return False
     return True
 
@@ -89,16 +161,13 @@ def main():
         if not copy.exists() or copy.read_bytes() != source.read_bytes():
             copy.parent.mkdir(parents=True, exist_ok=True)
             shutil.copy(source, copy)
-    os.environ["CCACHE_BASEDIR"] = str(COPY)
-    build = ["cmake", "--build", "--preset", "quick", "--target", "voripbase_tests"]
-    if run(["cmake", "--preset", "quick", "-DVORIPBASE_BUILD_PROGRAM=OFF"]) or run(build):
-        raise SystemExit("mutate: the sources do not build as they are")
+    build = Build()
 
     sources = [arguments.file] if arguments.file else [
         f for f in files if re.match(r"(imagemodel|ipbase|measure)/.*(\.cpp|-inl\.h)$", f) and "codecs" not in f]
     candidates = [(file, *place) for file in sources for place in places(file)]
     random.Random(arguments.seed).shuffle(candidates)
-    tried, survivors = 0, []
+    tried, survivors = 0, 0
     for file, number, start, end, replacement in candidates:
         if tried == arguments.count:
             break
@@ -108,16 +177,21 @@ def main():
         before = lines[number]
         lines[number] = before[:start] + replacement + before[end:]
         path.write_text("".join(lines))
+        began = time.time()
         try:
-            if run(build):
+            if not build.make_mutant(file):
                 continue
+            made = time.time()
             tried += 1
-            if survives(file):
-                survivors.append(f"{file}:{number + 1}: {before.strip()}\n  -> {lines[number].strip()}")
-                print(survivors[-1], flush=True)
+            survived = survives(file)
+            survivors += survived
+            print(f"[{tried}/{arguments.count}] {'survives' if survived else 'noticed'}: {file}:{number + 1} "
+                  f"({made - began:.0f} + {time.time() - made:.0f} s)", file=sys.stderr, flush=True)
+            if survived:
+                print(f"{file}:{number + 1}: {before.strip()}\n  -> {lines[number].strip()}", flush=True)
         finally:
             path.write_text(original)
-    print(f"{tried} changes, {tried - len(survivors)} noticed, {len(survivors)} survive")
+    print(f"{tried} changes, {tried - survivors} noticed, {survivors} survive")
 
 
 if __name__ == "__main__":

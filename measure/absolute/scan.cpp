@@ -178,6 +178,7 @@ std::string ReadText(const std::filesystem::path& file) {
     std::error_code error;
     const std::uintmax_t size = std::filesystem::file_size(file, error);
     std::ifstream stream(file, std::ios::binary);
+    if (error == std::errc::no_such_file_or_directory) throw InputError(file.string() + ": no such file");
     if (error || !stream) throw InputError(file.string() + ": cannot be read");
     if (size > kMostBytes) throw InputError(file.string() + ": is too large to be a scan description");
     std::ostringstream text;

@@ -146,25 +146,16 @@ TEST_F(Scan, WrongOnesAreTold) {
 TEST_F(Scan, OptionsAndOutputsAreChecked) {
     WriteBytes("file", "");
     std::filesystem::create_directories(File("taken/columns_mask.png"));
-    const struct {
-        const char* arguments;
-        const char* says;
-        int code;
-    } cases[] = {
-        {"decode scan.json", "needs a description and --out DIR", 2},
-        {"decode scan.json --out file", "is a file, not a folder", 2},
-        {"decode scan.json --out o --ripple maybe", "maybe", 2},
-        {"decode scan.json --frames nowhere --out o", "nowhere", 2},
+    ExpectRefusals({
+        {"decode scan.json", "needs a description and --out DIR"},
+        {"decode scan.json --out file", "is a file, not a folder"},
+        {"decode scan.json --out o --ripple maybe", "maybe"},
+        {"decode scan.json --frames nowhere --out o", "nowhere"},
         {"decode scan.json --out taken", "cannot be replaced", 6},
         {"decode scan.json --out /proc/none", "cannot write there", 6},
-        {"quality scan.json --shift=0,1,2", "--shift: the description", 2},
-        {"quality a0.png a1.png a2.png a3.png --frames .", "--frames goes with", 2},
-    };
-    for (const auto& c : cases) {
-        const Outcome outcome = Run(c.arguments);
-        EXPECT_EQ(outcome.exitCode, c.code) << c.arguments << outcome.err;
-        EXPECT_NE(outcome.err.find(c.says), std::string::npos) << c.arguments << outcome.err;
-    }
+        {"quality scan.json --shift=0,1,2", "--shift: the description"},
+        {"quality a0.png a1.png a2.png a3.png --frames .", "--frames goes with"},
+    });
     EXPECT_FALSE(std::filesystem::exists(File("taken/summary.json")));
 }
 

@@ -9,6 +9,10 @@
 
 #include "tests/support/program.h"
 
+#ifndef VORIP_FAULTS
+#  define VORIP_FAULTS ""
+#endif
+
 namespace fs = std::filesystem;
 using namespace test;
 

@@ -1,6 +1,7 @@
 // The commands `vorip regions` and `vorip quality`.
 #include <gtest/gtest.h>
 
+#include <nlohmann/json.hpp>
 #include <opencv2/imgproc.hpp>
 
 #include "tests/support/program.h"
@@ -21,6 +22,11 @@ TEST_F(Program, RegionsAreNumberedMeasuredAndDrawn) {
     Write("dots.png", picture);
     const std::string report = Succeed("regions dots.png --out o");
     EXPECT_EQ(report.rfind(cv::format("regions: %d in 520 x 530 pixels", count), 0), 0U) << report;
+    const auto summary = nlohmann::json::parse(ReadText("o/summary.json"));
+    EXPECT_EQ(summary["command"], "regions");
+    EXPECT_EQ(summary["regions"], count);
+    EXPECT_TRUE(summary["threshold_found"]);
+    EXPECT_EQ(summary["files"].size(), 4U);
     const std::string file = ReadText("o/labels.npy"), numbers(labels.ptr<char>(), labels.total() * 4);
     ASSERT_GT(file.size(), numbers.size());
     EXPECT_TRUE(file.substr(file.size() - numbers.size()) == numbers);

@@ -99,49 +99,39 @@ TEST_F(SurfaceProgram, MeasuresFromPointsToResults) {
 
 TEST_F(SurfaceProgram, RefusesWhatCannotBeMeasured) {
     Succeed("surface grid points --pitch 0.5 --out part.npy");
-    const struct {
-        const char* arguments;
-        int exitCode;
-        const char* says;
-    } cases[] = {
-        {"", 2, "subcommand is required"},
-        {"polish part.npy", 2, "no command 'surface polish' (try vorip surface --help)"},
-        {"grid points --pitch 0 --out o/a.npy", 2, "a number above 0"},
-        {"grid points --pitch 0.00001 --out o/a.npy", 2, "too large"},
-        {"grid grey.png --pitch 1 --out o/a.npy", 2, "no x.npy"},
-        {"grid points --pitch 1 --out o/a.jpg", 2, "must end with"},
-        {"level scan.npy --out o/a.npy", 2, "scan.npy"},
-        {"level grey.png --out o/a.npy", 2, "8-bit"},
-        {"level empty.npy --out o/a.npy", 5, "no pixel has a height"},
-        {"level part.npy --out o/a.npy --form sphere", 2, "sphere"},
-        {"level part.npy --out o/a.npy --points 1,1 2,2", 2, "three points"},
-        {"level part.npy --out o/a.npy --points 1,1 2,2 3,3", 2, "one line"},
-        {"level part.npy --out o/a.npy --points 1,1 2,2 9999,3", 2, "outside"},
-        {"level part.npy --out o/a.npy --mask grey.png", 2, "same size"},
-        {"step part.npy --out o --base 1,1,5,5", 2, "--top"},
-        {"step part.npy --out o --base 1,1,5,5 --top 1,1,5", 2, "overlap"},
-        {"step part.npy --out o --base 1,1,5,5 --top 500,1,5,5", 2, "holds no pixel"},
-        {"step part.npy --out o --base 1,1,5,5 --top 40,10,9,9 --margin 4", 5, "nothing is left of the base"},
-        {"profile part.npy --out o --line 1,1", 2, "two points"},
-        {"profile part.npy --out o --line 1,1 500,1", 2, "outside the map"},
-        {"profile part.npy --out o --line 1,1 a,1", 2, "must be points"},
-        {"roughness part.npy --out o --cutoff 0.5", 2, "two pixels"},
-        {"compare part.npy grey.png --out o", 2, "grey.png"},
-        {"compare part.npy points --out o", 2, "--pitch"},
-        {"check part.npy --out o", 2, "--sphere"},
-        {"check part.npy --out o --plane 1,1,9,9 --distance 5", 2, "two --sphere"},
-        {"export part.npy --out o/a.npy --bits 16", 2, "16 bits"},
-        {"export part.npy --out o/a.gsf --pitch 3", 2, "says that it is 0.5 mm"},
-        {"export points --out o/a.stl", 2, "pitch"},
-    };
-    for (const auto& c : cases) {
-        const Outcome outcome = Run(std::string("surface ") + c.arguments);
-        SCOPED_TRACE(std::string(c.arguments) + "\n" + outcome.err);
-        EXPECT_EQ(outcome.exitCode, c.exitCode);
-        EXPECT_NE(outcome.err.find(c.says), std::string::npos);
-        EXPECT_EQ(std::count(outcome.err.begin(), outcome.err.end(), '\n'), 1);
-        EXPECT_FALSE(std::filesystem::exists(File("o")));
-    }
+    ExpectRefusals(
+        {
+            {"", "vorip surface needs a command"},
+            {"polish part.npy", "no command 'surface polish' (try vorip surface --help)"},
+            {"grid points --pitch 0 --out o/a.npy", "a number above 0"},
+            {"grid points --pitch 0.00001 --out o/a.npy", "too large"},
+            {"grid grey.png --pitch 1 --out o/a.npy", "no x.npy"},
+            {"grid points --pitch 1 --out o/a.jpg", "must end with"},
+            {"level scan.npy --out o/a.npy", "scan.npy"},
+            {"level grey.png --out o/a.npy", "8-bit"},
+            {"level empty.npy --out o/a.npy", "no pixel has a height", 5},
+            {"level part.npy --out o/a.npy --form sphere", "sphere"},
+            {"level part.npy --out o/a.npy --points 1,1 2,2", "three points"},
+            {"level part.npy --out o/a.npy --points 1,1 2,2 3,3", "one line"},
+            {"level part.npy --out o/a.npy --points 1,1 2,2 9999,3", "outside"},
+            {"level part.npy --out o/a.npy --mask grey.png", "same size"},
+            {"step part.npy --out o --base 1,1,5,5", "--top"},
+            {"step part.npy --out o --base 1,1,5,5 --top 1,1,5", "overlap"},
+            {"step part.npy --out o --base 1,1,5,5 --top 500,1,5,5", "holds no pixel"},
+            {"step part.npy --out o --base 1,1,5,5 --top 40,10,9,9 --margin 4", "nothing is left of the base", 5},
+            {"profile part.npy --out o --line 1,1", "two points"},
+            {"profile part.npy --out o --line 1,1 500,1", "outside the map"},
+            {"profile part.npy --out o --line 1,1 a,1", "must be points"},
+            {"roughness part.npy --out o --cutoff 0.5", "two pixels"},
+            {"compare part.npy grey.png --out o", "grey.png"},
+            {"compare part.npy points --out o", "--pitch"},
+            {"check part.npy --out o", "--sphere"},
+            {"check part.npy --out o --plane 1,1,9,9 --distance 5", "two --sphere"},
+            {"export part.npy --out o/a.npy --bits 16", "16 bits"},
+            {"export part.npy --out o/a.gsf --pitch 3", "says that it is 0.5 mm"},
+            {"export points --out o/a.stl", "pitch"},
+        },
+        "surface *");
     for (const char* command : {"", "grid", "level", "step", "profile", "roughness", "compare", "check", "export"}) {
         const std::string help = Succeed(std::string("surface ") + command + " --help");
         EXPECT_NE(help.find(std::string("Example:\n  vorip surface ") + (*command ? command : "grid")),

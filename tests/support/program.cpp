@@ -4,6 +4,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cmath>
 #include <fstream>
@@ -62,6 +63,18 @@ std::string Program::Succeed(const std::string& arguments) const {
     const Outcome outcome = Run(arguments);
     if (outcome.exitCode != 0) throw std::runtime_error("vorip " + arguments + "\n" + outcome.out + outcome.err);
     return outcome.out;
+}
+
+void Program::ExpectRefusals(const std::vector<Refusal>& refusals, const std::string& form) const {
+    for (const Refusal& refusal : refusals) {
+        const Outcome outcome = Run(std::string(form).replace(form.find('*'), 1, refusal.arguments));
+        SCOPED_TRACE(refusal.arguments + "\n" + outcome.err);
+        EXPECT_EQ(outcome.exitCode, refusal.exitCode);
+        EXPECT_EQ(outcome.err.rfind("vorip: ", 0), 0U);
+        EXPECT_NE(outcome.err.find(refusal.says), std::string::npos) << refusal.says;
+        EXPECT_EQ(std::count(outcome.err.begin(), outcome.err.end(), '\n'), 1);
+        EXPECT_FALSE(fs::exists(File("o")));
+    }
 }
 
 void Program::Write(const std::string& name, const cv::Mat& image) const {

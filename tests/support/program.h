@@ -31,6 +31,15 @@ protected:
     // Throws, which ends the test, unless it succeeds; returns what it writes to standard output.
     std::string Succeed(const std::string& arguments) const;
 
+    // Each is refused with this exit code, in one line that says so; nothing is left behind where the outputs go, which
+    // is `o`. `form` is what is run, with the arguments at its asterisk.
+    struct Refusal {
+        std::string arguments;
+        const char* says;
+        int exitCode = 2;
+    };
+    void ExpectRefusals(const std::vector<Refusal>& refusals, const std::string& form = "*") const;
+
     std::filesystem::path File(const std::string& name) const { return mFolder / name; }
     void Write(const std::string& name, const cv::Mat& image) const;
     void WritePages(const std::string& name, const std::vector<cv::Mat>& pages) const;

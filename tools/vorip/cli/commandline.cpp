@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <numeric>
 
 #include "imagemodel/version.h"
 #include "tools/vorip/session/failure.h"
@@ -14,29 +15,103 @@ namespace {
 
 constexpr int kHelpColumn = 34;
 
-bool HasCommand(const CLI::App& program, const std::string& name) {
-    const auto commands = program.get_subcommands([](const CLI::App*) { return true; });
-    return std::any_of(commands.begin(), commands.end(), [&](const auto* c) { return c->get_name() == name; });
+using Words = std::vector<std::string>;
+
+Words CommandsOf(const CLI::App& app) {
+    Words names;
+    for (const CLI::App* command : app.get_subcommands([](const CLI::App*) { return true; }))
+        names.push_back(command->get_name());
+    return names;
 }
 
-std::string ChosenCommand(const CLI::App& program) {
-    std::string name = "vorip";
-    for (auto chosen = program.get_subcommands(); !chosen.empty(); chosen = chosen.front()->get_subcommands())
-        name += " " + chosen.front()->get_name();
-    return name;
+Words OptionsOf(const CLI::App& app) {
+    Words names;
+    for (const CLI::Option* option : app.get_options())
+        for (const std::string& name : option->get_lnames()) names.push_back("--" + name);
+    return names;
+}
+
+bool IsOneOf(const Words& words, const std::string& word) {
+    return std::find(words.begin(), words.end(), word) != words.end();
+}
+
+// "a, b or c".
+std::string Listed(const Words& words) {
+    std::string list;
+    for (std::size_t i = 0; i < words.size(); ++i)
+        list += (i == 0 ? "" : i + 1 < words.size() ? ", " : " or ") + words[i];
+    return list;
+}
+
+// How many letters must be put in, left out or changed to get from one word to another.
+std::size_t Distance(const std::string& from, const std::string& to) {
+    std::vector<std::size_t> row(to.size() + 1);
+    std::iota(row.begin(), row.end(), std::size_t{0});
+    for (std::size_t i = 0; i < from.size(); ++i) {
+        std::size_t before = row[0]++;  // of the row above, one to the left
+        for (std::size_t j = 0; j < to.size(); ++j) {
+            const std::size_t changed = before + (from[i] != to[j]);
+            before = row[j + 1];
+            row[j + 1] = std::min({changed, row[j] + 1, before + 1});
+        }
+    }
+    return row.back();
+}
+
+std::string Suggestion(const std::string& word, const Words& known) {
+    constexpr std::size_t kMostSlips = 2;
+    const auto nearest = std::min_element(known.begin(), known.end(), [&](const auto& a, const auto& b) {
+        return Distance(word, a) < Distance(word, b);
+    });
+    return nearest != known.end() && Distance(word, *nearest) <= kMostSlips ? ", do you mean '" + *nearest + "'?" : "";
+}
+
+const CLI::App& ChosenCommand(const CLI::App& program, std::string& name) {
+    const CLI::App* app = &program;
+    name = "vorip";
+    for (auto chosen = app->get_subcommands(); !chosen.empty(); chosen = app->get_subcommands()) {
+        app = chosen.front();
+        name += " " + app->get_name();
+    }
+    return *app;
+}
+
+// What is wrong about the words of a command. A mistyped option comes first: what it stands for is then missing.
+std::string InWords(const CLI::ParseError& error, const CLI::App& command) {
+    const Words rest = command.remaining();
+    for (const std::string& word : rest) {
+        const std::string name = word.substr(0, word.find('='));
+        if (name.size() > 1 && name[0] == '-')
+            return "there is no option '" + name + "'" + Suggestion(name, OptionsOf(command));
+    }
+    const std::string text = error.what();
+    if (!rest.empty()) return "'" + rest.front() + "' is one word too many";
+    if (dynamic_cast<const CLI::ArgumentMismatch*>(&error) != nullptr)
+        return text.substr(0, text.find(':')) + " needs a value after it";
+    return text;
 }
 
 // The outputs of all commands have the same short name.
 std::string WithShortName(const std::string& name) { return name == "--out" ? "-o,--out" : name; }
 
 // `help COMMAND` is `COMMAND --help`, `help` alone `--help`.
-std::vector<std::string> Words(int argc, const char* const* argv) {
-    std::vector<std::string> words(argv + 1, argv + argc);
+Words WordsOf(int argc, const char* const* argv) {
+    Words words(argv + 1, argv + argc);
     if (!words.empty() && words.front() == "help") {
         words.erase(words.begin());
         words.emplace_back("--help");
     }
     return words;
+}
+
+template <class T>
+CLI::Validator WholeNumber() {
+    return CLI::Validator(
+        [](const std::string& text) {
+            T number{};
+            return CLI::detail::lexical_cast(text, number) ? std::string() : "'" + text + "' must be a whole number";
+        },
+        "");
 }
 
 std::string Number(double value) {
@@ -79,24 +154,33 @@ Option& Option::Between(double least, double most, const std::string& rule) {
 }
 
 Option& Option::OneOf(const std::vector<std::string>& words) {
-    mOption.check(CLI::IsMember(words).description(""));
+    std::string type;
+    for (const std::string& word : words) type += (type.empty() ? "" : "|") + word;
+    mOption.type_name(type);
+    mOption.check(CLI::Validator(
+        [words](const std::string& text) {
+            if (IsOneOf(words, text)) return std::string();
+            return "'" + text + "' must be " + Listed(words) + Suggestion(text, words);
+        },
+        ""));
     return *this;
 }
 
 Option Command::Add(const std::string& name, std::string& value, const std::string& help) {
-    return Option(*mApp.add_option(WithShortName(name), value, help));
+    return Option(*mApp.add_option(WithShortName(name), value, help)->type_name(""));
 }
 Option Command::Add(const std::string& name, std::vector<std::string>& values, const std::string& help) {
-    return Option(*mApp.add_option(WithShortName(name), values, help));
+    return Option(*mApp.add_option(WithShortName(name), values, help)->type_name(""));
 }
 Option Command::Add(const std::string& name, int& value, const std::string& help) {
-    return Option(*mApp.add_option(WithShortName(name), value, help));
+    return Option(*mApp.add_option(WithShortName(name), value, help)->check(WholeNumber<int>()));
 }
 Option Command::Add(const std::string& name, unsigned int& value, const std::string& help) {
-    return Option(*mApp.add_option(WithShortName(name), value, help));
+    return Option(*mApp.add_option(WithShortName(name), value, help)->check(WholeNumber<unsigned int>()));
 }
 Option Command::Add(const std::string& name, double& value, const std::string& help) {
-    return Option(*mApp.add_option(WithShortName(name), value, help));
+    Option option(*mApp.add_option(WithShortName(name), value, help));
+    return option.Accept([](double) { return true; }, "a number");
 }
 
 void Command::AddFlag(const std::string& name, bool& value, const std::string& help) {
@@ -107,7 +191,7 @@ void Command::OnRun(const std::function<void()>& run) {
     Add("--max-memory", mMaxMemory, "Memory that the run may take, as in 4G [three quarters of what is free]")
         .Type("SIZE");
     mApp.callback([this, run] {
-        MemoryLimit::Set(mMaxMemory);
+        MemoryLimit::Set(mMaxMemory, mName);
         run();
     });
 }
@@ -119,7 +203,13 @@ CommandLine::CommandLine(const std::string& about, const std::string& footer)
     mApp->footer(footer);
     mApp->set_version_flag("--version", "vorip " VORIPBASE_VERSION_STRING);
     mApp->require_subcommand(1);
-    mApp->get_formatter()->column_width(kHelpColumn);
+    const auto formatter = mApp->get_formatter();
+    formatter->column_width(kHelpColumn);
+    for (const auto& [word, better] : {std::pair("SUBCOMMAND", "COMMAND"),
+                                       {"Subcommands", "Commands"},
+                                       {"Positionals", "Arguments"},
+                                       {"REQUIRED", "(required)"}})
+        formatter->label(word, better);
 }
 
 CommandLine::~CommandLine() = default;
@@ -130,7 +220,7 @@ Command& CommandLine::Add(const std::string& name, const std::string& about, con
     CLI::App* const app = parent->add_subcommand(name.substr(space + 1), about);  // npos + 1 is 0
     parent->require_subcommand(1);
     app->footer(details);
-    mCommands.push_back(std::make_unique<Command>(*app));
+    mCommands.push_back(std::make_unique<Command>(*app, name));
     return *mCommands.back();
 }
 
@@ -139,13 +229,15 @@ void CommandLine::Run(int argc, const char* const* argv) {
         std::fputs(mApp->help().c_str(), stderr);
         throw Verdict{kExitBadInput};
     }
-    std::vector<std::string> words = Words(argc, argv);
+    Words words = WordsOf(argc, argv);
     const CLI::App* within = mApp.get();
     std::string before = "vorip ";
     for (const std::string& word : words) {
-        if (word[0] == '-' || within->get_subcommands([](const CLI::App*) { return true; }).empty()) break;
-        if (!HasCommand(*within, word))
-            Refuse("there is no command '" + before.substr(6) + word + "' (try " + before + "--help)");
+        const Words commands = CommandsOf(*within);
+        if (word.empty() || word[0] == '-' || commands.empty()) break;
+        if (!IsOneOf(commands, word))
+            Refuse("there is no command '" + before.substr(6) + word + "'" + Suggestion(word, commands) + " (try " +
+                   before + "--help)");
         within = within->get_subcommand(word);
         before += word + " ";
     }
@@ -155,7 +247,10 @@ void CommandLine::Run(int argc, const char* const* argv) {
     } catch (const CLI::Success& request) {  // --help and --version
         mApp->exit(request);
     } catch (const CLI::ParseError& error) {
-        Refuse(std::string(error.what()) + " (try " + ChosenCommand(*mApp) + " --help)");
+        std::string name;
+        const CLI::App& command = ChosenCommand(*mApp, name);
+        const bool isGroup = !CommandsOf(command).empty();
+        Refuse((isGroup ? name + " needs a command after it" : InWords(error, command)) + " (try " + name + " --help)");
     }
 }
 

@@ -38,7 +38,7 @@ private:
 // A command of the program. What a run shall know is declared here and arrives in the variables before the run.
 class Command {
 public:
-    explicit Command(CLI::App& app) : mApp(app) {}
+    Command(CLI::App& app, const std::string& name) : mApp(app), mName(name) {}
 
     // Names are "--size" or, for a word that stands alone, "IN"; several names are separated by commas.
     Option Add(const std::string& name, std::string& value, const std::string& help);
@@ -55,7 +55,8 @@ public:
 
 private:
     CLI::App& mApp;
-    std::string mMaxMemory;  // an option of every command
+    const std::string mName;  // "filter", "surface level"
+    std::string mMaxMemory;   // an option of every command
 };
 
 class CommandLine {

@@ -8,6 +8,7 @@
 #include "tools/vorip/commands/commands.h"
 #include "tools/vorip/pictures/inputs.h"
 #include "tools/vorip/session/failure.h"
+#include "tools/vorip/session/memory.h"
 #include "tools/vorip/session/outputset.h"
 #include "tools/vorip/session/progress.h"
 
@@ -107,6 +108,7 @@ void RunAverage(const Options& options) {
     std::vector<cv::Mat> results(static_cast<std::size_t>(options.cameras));
     for (cv::Mat& result : results) result = board.MakePicture();
     const cv::Mat& result = results.front();
+    AnnounceMemory(result, results.size());
     const unsigned short count = CountPerCamera(files.size(), results.size(), result.depth());
     {
         const Current current(board);

@@ -11,6 +11,7 @@
 #include "measure/scan.h"
 #include "tools/vorip/commands/commands.h"
 #include "tools/vorip/commands/filterinputs.h"
+#include "tools/vorip/commands/frameinputs.h"
 #include "tools/vorip/session/failure.h"
 #include "tools/vorip/session/outputset.h"
 #include "tools/vorip/session/progress.h"
@@ -114,7 +115,7 @@ private:
         std::error_code ignored;
         try {
             if (!fs::is_directory(folder, ignored)) Refuse("is no folder");
-            const measure::Scan scan = measure::ReadScan(mOptions.scan, folder);
+            const measure::Scan scan = ReadScan(mOptions.scan, folder);
             mViews.push_back(measure::ViewBoard(name, scan, mBoard, mProgress.Watch()));
             mProjectorSize = {cvRound(scan.columns->length), cvRound(scan.rows->length)};
         } catch (const measure::Stopped&) {

@@ -6,6 +6,7 @@
 #include "tools/vorip/commands/commands.h"
 #include "tools/vorip/pictures/inputs.h"
 #include "tools/vorip/session/failure.h"
+#include "tools/vorip/session/memory.h"
 #include "tools/vorip/session/outputset.h"
 #include "tools/vorip/session/progress.h"
 
@@ -32,6 +33,7 @@ void RunColours(const Options& options) {
     Progress progress("vorip colours");
     progress.Stage("computing");
     const cv::Mat3b picture = measure::ReadColourPicture(options.in);
+    AnnounceMemory(picture);
     std::array<cv::Mat1b, 3> planes;  // blue, green, red
     cv::split(picture, planes.data());
     const auto b = measure::ViewOf(planes[0]);

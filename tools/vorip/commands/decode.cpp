@@ -62,7 +62,7 @@ void AddDecodeCommand(CommandLine& program) {
             return;
         }
         if (options->scan.empty() || options->out.empty())
-            Refuse("vorip decode needs a description and --out DIR; 'vorip decode --example' prints a description");
+            Refuse("decode needs a description and --out DIR; 'vorip decode --example' prints a description");
         RunDecode(*options);
         std::printf("written to %s\n", options->out.c_str());
     });

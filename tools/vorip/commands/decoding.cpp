@@ -5,9 +5,9 @@
 
 #include "measure/frames.h"
 #include "measure/scan.h"
+#include "tools/vorip/commands/frameinputs.h"
 #include "tools/vorip/commands/unwrapresult.h"
 #include "tools/vorip/pictures/phasepicture.h"
-#include "tools/vorip/session/memory.h"
 
 namespace vorip {
 namespace {
@@ -18,7 +18,7 @@ public:
         : mOptions(options), mOutputs(outputs), mProgress(progress) {}
 
     DecodedScan Run() {
-        const measure::Scan scan = measure::ReadScan(mOptions.scan, mOptions.frames);
+        const measure::Scan scan = ReadScan(mOptions.scan, mOptions.frames);
         if (scan.columns) DecodeDirection("columns", *scan.columns, scan.fullScale);
         if (scan.rows) DecodeDirection("rows", *scan.rows, scan.fullScale);
         return std::move(mScan);
@@ -32,7 +32,6 @@ private:
         mProgress.Stage("reading " + name);
         const measure::AxisPictures pictures = measure::ReadPictures(axis);
         const auto read = Clock::now();
-        AnnounceMemory(pictures.sines[0][0].size(), 90);
         const int bits = fullScale > 0 ? 0 : measure::GuessCameraBits(pictures.sines[0]);
         if (bits > 0)
             Doubt(name,

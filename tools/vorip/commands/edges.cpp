@@ -6,6 +6,7 @@
 #include "tools/vorip/pictures/inputs.h"
 #include "tools/vorip/pictures/pixels.h"
 #include "tools/vorip/session/failure.h"
+#include "tools/vorip/session/memory.h"
 #include "tools/vorip/session/outputset.h"
 #include "tools/vorip/session/progress.h"
 
@@ -50,6 +51,7 @@ void RunEdges(const Options& options) {
     Progress progress("vorip edges");
     progress.Stage("computing");
     const cv::Mat image = measure::ReadPicture(options.in);
+    AnnounceMemory(image);
     cv::Mat1b edges(image.size());
     const double high = options.high < 0.0 ? UsualGradient(image) : options.high;
     const double low = options.low < 0.0 ? 0.4 * high : options.low;

@@ -201,7 +201,7 @@ void RunFilter(const Options& options, const Kind& kind) {
     if (kind.run == RunBinomial && image.depth() != CV_8U) {
         Refuse(options.in + ": the filter 'binomial' takes 8-bit pictures, this is " + measure::PixelTypeName(image));
     }
-    AnnounceMemory(image.size(), 2.5 * static_cast<double>(image.elemSize()) + 3);
+    AnnounceMemory(image);
     cv::Mat1b excluded = FindExcluded(image, options, kind);
     const int excludedPixels = excluded.empty() ? 0 : cv::countNonZero(excluded);
     const cv::Rect place = RepeatInFront(options, kind, job.size, image, excluded);

@@ -186,7 +186,7 @@ void RunFlatten(const Options& options) {
     Progress progress("vorip flatten");
     progress.Stage("fitting");
     cv::Mat image = measure::ReadPicture(options.in);
-    AnnounceMemory(image.size(), 27);
+    AnnounceMemory(image);
     cv::Mat1b excluded = FitMask(image, options);
     const bool each = !options.selection.components.empty() && options.selection.component == 0;
     const cv::Mat1i numbers = each ? ReadComponents(options.selection, image, options.in) : cv::Mat1i();

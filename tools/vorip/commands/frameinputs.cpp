@@ -7,6 +7,7 @@
 #include "measure/io.h"
 #include "tools/vorip/cli/parse.h"
 #include "tools/vorip/session/failure.h"
+#include "tools/vorip/session/memory.h"
 #include "tools/vorip/session/warning.h"
 
 namespace vorip {
@@ -78,7 +79,9 @@ FrameInput ReadFrames(const FrameOptions& options) {
     }
     FrameInput input;
     std::vector<std::vector<cv::Mat>> pages(found.files.size());
-    cv::parallel_for_(cv::Range(0, static_cast<int>(pages.size())), [&](const cv::Range& range) {
+    pages[0] = measure::ReadPages(found.files[0]);
+    AnnounceMemory(pages[0].front(), pages.size() * pages[0].size());
+    cv::parallel_for_(cv::Range(1, static_cast<int>(pages.size())), [&](const cv::Range& range) {
         for (auto i = static_cast<std::size_t>(range.start); i < static_cast<std::size_t>(range.end); ++i)
             pages[i] = measure::ReadPages(found.files[i]);
     });
@@ -94,6 +97,20 @@ FrameInput ReadFrames(const FrameOptions& options) {
     input.limits.saturation = options.saturation / 100;
     input.limits.minModulation = options.minModulation / 100;
     return input;
+}
+
+measure::Scan ReadScan(const std::string& file, const std::string& folder) {
+    measure::Scan scan = measure::ReadScan(file, folder);
+    std::size_t count = 0;
+    for (const auto* axis : {&scan.rows, &scan.columns}) {
+        if (!*axis) continue;
+        const measure::CodedAxis& a = **axis;
+        for (const measure::SineSet& set : a.sines) count += set.frames.size();
+        if (a.gray) count += a.gray->frames.size() + a.gray->inverse.size();
+    }
+    const measure::CodedAxis& any = scan.columns ? *scan.columns : *scan.rows;
+    AnnounceMemory(measure::ReadPicture(any.sines.front().frames.front().string()), count);
+    return scan;
 }
 
 std::string RippleJson(const measure::Ripple& ripple) {

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "measure/fringe.h"
+#include "measure/scan.h"
 #include "tools/vorip/cli/commandline.h"
 #include "tools/vorip/session/summary.h"
 
@@ -32,6 +33,9 @@ struct FrameInput {
 // Reads the frames and warns of what looks wrong about files, their order and their grey levels. Refuses frames that do
 // not belong together and shifts that do not fit to them.
 FrameInput ReadFrames(const FrameOptions& options);
+
+// Reads the description of a scan, whose pictures are in the folder where one is given.
+measure::Scan ReadScan(const std::string& file, const std::string& folder);
 
 // What a summary says about a ripple.
 std::string RippleJson(const measure::Ripple& ripple);

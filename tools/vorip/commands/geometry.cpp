@@ -10,6 +10,7 @@
 #include "tools/vorip/pictures/inputs.h"
 #include "tools/vorip/pictures/pixels.h"
 #include "tools/vorip/session/failure.h"
+#include "tools/vorip/session/memory.h"
 #include "tools/vorip/session/outputset.h"
 #include "tools/vorip/session/progress.h"
 
@@ -100,6 +101,7 @@ private:
         if (size.width > measure::kMaxImageSide || size.height > measure::kMaxImageSide)
             Refuse(cv::format("the result would have %d x %d pixels, a side may have %d", size.width, size.height,
                               measure::kMaxImageSide));
+        AnnounceMemory(mImage, 1, size);
         cv::Mat_<T> result(size);
         AOI out = measure::ViewOf(result);
         operation(out);
@@ -192,7 +194,7 @@ void RunGeometry(const Options& options) {
 void AddGeometryCommand(CommandLine& program) {
     const auto options = std::make_shared<Options>();
     Command& command = program.Add("geometry", kAbout, kDetails);
-    command.Add("OPERATION", options->operation, "scale, mirror, turn, shift, rotate or pyramid")
+    command.Add("OPERATION", options->operation, "What is done")
         .Required()
         .OneOf({"scale", "mirror", "turn", "shift", "rotate", "pyramid"});
     command.Add("IN", options->in, "Picture").Required();
@@ -200,16 +202,14 @@ void AddGeometryCommand(CommandLine& program) {
         .Required()
         .Type("FILE");
     command.Add("--size", options->size, "scale: size of the result").Type("WxH");
-    command.Add("--axis", options->axis, "mirror: columns, rows or both").OneOf(kAxes).ShowDefault();
+    command.Add("--axis", options->axis, "mirror: what changes places").OneOf(kAxes).ShowDefault();
     command.Add("--quarters", options->quarters, "turn: quarter turns, negative clockwise").ShowDefault().Type("N");
     command.Add("--by", options->by, "shift: how far, in pixels").Type("DX,DY");
     command.Add("--degrees", options->degrees, "rotate: the angle").Type("A");
     command.AddFlag("--same-size", options->sameSize, "rotate: cut to the size of the picture");
     command.AddFlag("--up", options->up, "pyramid: to twice the size");
     command.Add("--mode", options->mode, "How values between pixels are found").OneOf(kModes).ShowDefault();
-    command.Add("--border", options->border, "shift: what lies outside: fill, replicate, reflect or wrap")
-        .OneOf(kBorders)
-        .ShowDefault();
+    command.Add("--border", options->border, "shift: what lies outside").OneOf(kBorders).ShowDefault();
     command.Add("--fill", options->fill, "What pixels without a value become").Type("V");
     command.Add("--mask", options->mask, "scale, shift: pixels below 128 are not used").Type("FILE");
     command.Add("--period", options->period, "The picture is a wrapped phase with this period")

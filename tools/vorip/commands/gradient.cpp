@@ -10,6 +10,7 @@
 #include "tools/vorip/pictures/pixels.h"
 #include "tools/vorip/pictures/selection.h"
 #include "tools/vorip/session/failure.h"
+#include "tools/vorip/session/memory.h"
 #include "tools/vorip/session/outputset.h"
 #include "tools/vorip/session/progress.h"
 
@@ -177,6 +178,7 @@ void RunGradient(const Options& options) {
     Progress progress("vorip gradient");
     progress.Stage("computing");
     const cv::Mat file = measure::ReadPicture(options.phase);
+    AnnounceMemory(file);
     const cv::Mat1b selected = ReadSelection(options.selection, file, options.phase);
     cv::Mat phase = WidenPhase(file, options);
     RequireInside("--dx", options.dx, phase.cols, "wide");

@@ -202,7 +202,7 @@ private:
 void RequireOneKindOfInput(const MeasureOptions& options) {
     const bool hasFrames = !options.frames.frames.empty(), hasScan = !options.scan.empty();
     if (hasFrames == hasScan)
-        Refuse("vorip measure needs either the pictures of one set of fringes, or --scan with a description");
+        Refuse("measure needs either the pictures of one set of fringes, or --scan with a description");
     if (hasFrames && !options.calibration.empty())
         Refuse("--calibration: one set of fringes tells no absolute phase, and millimetres need one; give --scan");
     if (hasFrames && !options.framesFolder.empty()) Refuse("--frames belongs to --scan");

@@ -63,10 +63,9 @@ void AddPhaseCommand(CommandLine& program) {
     command.Add("--out", options->out, "Folder for the results").Required().Type("DIR");
     AddFrameOptions(command, options->frames);
     AddLimitOptions(command, options->frames);
-    command.Add("--ripple", options->ripple, "Correction of fringes that are no sines: auto or off")
+    command.Add("--ripple", options->ripple, "Correction of fringes that are no sines")
         .OneOf({"auto", "off"})
-        .ShowDefault()
-        .Type("WHEN");
+        .ShowDefault();
     command.OnRun([options] {
         const int exitCode = RunPhase(*options);
         std::printf("written to %s\n", options->out.c_str());

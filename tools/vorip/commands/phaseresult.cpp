@@ -1,7 +1,6 @@
 #include "tools/vorip/commands/phaseresult.h"
 
 #include "tools/vorip/pictures/steprows.h"
-#include "tools/vorip/session/memory.h"
 
 namespace vorip {
 namespace {
@@ -47,8 +46,6 @@ std::string ReportOf(const PhaseResult& result, std::size_t frames, const measur
 PhaseResult SolvePhase(const PhaseOptions& options, OutputSet& outputs, Progress& line) {
     line.Stage("reading");
     const FrameInput input = ReadFrames(options.frames);
-    const cv::Mat& frame = input.set.frames.front();
-    AnnounceMemory(frame.size(), static_cast<double>(input.set.frames.size() * frame.elemSize()) + 36);
     const measure::Progress progress = line.Watch();
     PhaseResult result;
     result.phase = measure::SolveFringes(input.set, input.limits, progress);

@@ -78,7 +78,7 @@ void RunPicture(Options& options) {
     Progress progress("vorip picture");
     progress.Stage("drawing");
     cv::Mat image = measure::ReadPicture(options.in);
-    AnnounceMemory(image.size(), 15);
+    AnnounceMemory(image);
     style.mask = ReadSelection(options.selection, image, options.in);
     if (options.selection.component == 0) {
         style.components = ReadComponents(options.selection, image, options.in);

@@ -8,6 +8,7 @@
 #include "tools/vorip/commands/commands.h"
 #include "tools/vorip/commands/pointsresult.h"
 #include "tools/vorip/session/failure.h"
+#include "tools/vorip/session/memory.h"
 #include "tools/vorip/session/outputset.h"
 #include "tools/vorip/session/progress.h"
 #include "tools/vorip/session/resultfolder.h"
@@ -69,6 +70,7 @@ private:
         std::ifstream stream(std::filesystem::path(mOptions.result) / "summary.json", std::ios::binary);
         const auto summary = nlohmann::json::parse(stream, nullptr, false);
         mSeen.columns = ReadCoordinates(folder, "columns");
+        if (!mSeen.columns.empty()) AnnounceMemory(mSeen.columns, 2);
         mSeen.rows = ReadCoordinates(folder, "rows");
         if (mSeen.columns.empty() && mSeen.rows.empty())
             Refuse(mOptions.result + ": holds no columns_coordinate.npy or rows_coordinate.npy of vorip decode");

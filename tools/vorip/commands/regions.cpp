@@ -22,9 +22,9 @@ constexpr char kDetails[] =
     "holes. IN is 8-bit; of a 16-bit picture the upper 8 bits count.\n"
     "\n"
     "Writes labels.npy (32-bit numbers 1, 2, ... of the regions, 0 between them), labels.png (the same in colours),\n"
-    "outlines.png (the picture, darkened, with the outlines) and regions.csv (a line per region: number, bounding "
-    "box,\n"
-    "centroid, centroid weighted with the grey values, area, perimeter, mean grey value and number of border points).\n"
+    "outlines.png (the picture, darkened, with the outlines), regions.csv (a line per region: number, bounding box,\n"
+    "centroid, centroid weighted with the grey values, area, perimeter, mean grey value and number of border points)\n"
+    "and summary.json.\n"
     "Columns and rows count from 0; areas are in squares of the pixel width, perimeters are in pixels.\n"
     "\n"
     "Example:\n"
@@ -76,7 +76,7 @@ void RunRegions(const RegionsOptions& options) {
     Progress progress("vorip regions");
     progress.Stage("reading");
     cv::Mat1b framed = ReadFramed(options.picture);
-    AnnounceMemory(framed.size(), 32);
+    AnnounceMemory(framed);
     const cv::Rect inside(kFrame, kFrame, framed.cols - 2 * kFrame, framed.rows - 2 * kFrame);
     const cv::Mat1b picture = framed(inside);
     cv::Mat1i labels(framed.size());
@@ -107,6 +107,14 @@ void RunRegions(const RegionsOptions& options) {
     outputs.AddImage("labels.png", measure::DrawComponents(result));
     outputs.AddImage("outlines.png", outlines.Draw());
     outputs.AddText("regions.csv", table);
+    outputs.AddText("summary.json", SummaryOf("regions", {{"width", std::to_string(result.cols)},
+                                                          {"height", std::to_string(result.rows)},
+                                                          {"regions", std::to_string(count)},
+                                                          {"threshold", std::to_string(threshold)},
+                                                          {"threshold_found", JsonTruth(!given)},
+                                                          {"min_area", JsonNumber(options.minArea)},
+                                                          {"pixel_ratio", JsonNumber(options.pixelRatio)},
+                                                          {"fill_holes", JsonTruth(options.fillHoles)}}));
     outputs.Commit();
     progress.End();
     std::printf("regions: %d in %d x %d pixels, above the grey value %d%s\n", count, result.cols, result.rows,

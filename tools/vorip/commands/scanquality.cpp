@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "measure/fringequality.h"
+#include "tools/vorip/commands/frameinputs.h"
 #include "tools/vorip/commands/qualityreport.h"
 #include "tools/vorip/session/failure.h"
 #include "tools/vorip/session/progress.h"
@@ -79,7 +80,7 @@ void Print(const Judged& judged) {
 }  // namespace
 
 int JudgeScan(const ScanQualityOptions& options) {
-    const measure::Scan scan = measure::ReadScan(options.scan, options.frames);
+    const measure::Scan scan = ReadScan(options.scan, options.frames);
     measure::DecodeOptions how;
     how.limits.fullScale = scan.fullScale;
     Progress line("vorip quality");

@@ -6,6 +6,7 @@
 #include "tools/vorip/commands/filterinputs.h"
 #include "tools/vorip/pictures/pixels.h"
 #include "tools/vorip/session/failure.h"
+#include "tools/vorip/session/memory.h"
 #include "tools/vorip/session/outputset.h"
 #include "tools/vorip/session/progress.h"
 
@@ -22,7 +23,7 @@ constexpr char kDetails[] =
     "one\n"
     "of 12 pixels to each side, so that dark objects up to 72 pixels wide stay dark.\n"
     "\n"
-    "Writes corrected.png and background.png, of the same pixel type as IN.\n"
+    "Writes corrected.png and background.png, of the same pixel type as IN, and summary.json.\n"
     "\n"
     "Example:\n"
     "  vorip shade camera.png --out even";
@@ -62,14 +63,22 @@ void RunShade(const Options& options) {
     Progress progress("vorip shade");
     progress.Stage("computing");
     cv::Mat image = measure::ReadPicture(options.in);
+    AnnounceMemory(image);
     const cv::Mat background = Correct(shading, image, options.in);
+    double least = 0, greatest = 0;
+    cv::minMaxLoc(background, &least, &greatest);
     progress.Stage("writing");
     outputs.AddImage("corrected.png", image);
     outputs.AddImage("background.png", background);
+    outputs.AddText("summary.json", SummaryOf("shade", {{"width", std::to_string(image.cols)},
+                                                        {"height", std::to_string(image.rows)},
+                                                        {"reduce", std::to_string(options.reduce)},
+                                                        {"size", JsonText(options.size)},
+                                                        {"dilate", std::to_string(options.dilate)},
+                                                        {"background_min", JsonNumber(least)},
+                                                        {"background_max", JsonNumber(greatest)}}));
     outputs.Commit();
     progress.End();
-    double least = 0, greatest = 0;
-    cv::minMaxLoc(background, &least, &greatest);
     std::printf("shade: %d x %d %s pixels, background from %g to %g\n", image.cols, image.rows,
                 measure::PixelTypeName(image).c_str(), least, greatest);
     if (greatest == 0) std::printf("the background is 0 everywhere, and so is the corrected picture\n");

@@ -7,6 +7,7 @@
 #include "tools/vorip/commands/commands.h"
 #include "tools/vorip/commands/surfacecommands.h"
 #include "tools/vorip/session/failure.h"
+#include "tools/vorip/session/memory.h"
 #include "tools/vorip/session/summary.h"
 
 namespace vorip {
@@ -59,6 +60,18 @@ void AddSurfaceCommands(CommandLine& program) {
     AddSurfaceExportCommand(program);
 }
 
+measure::HeightMap ReadMap(const std::string& path) {
+    measure::HeightMap map = measure::ReadHeightMap(path);
+    AnnounceMemory(map.z);
+    return map;
+}
+
+measure::Cloud ReadPoints(const std::string& folder) {
+    measure::Cloud cloud = measure::ReadCloud(folder);
+    AnnounceMemory(cloud.z, 3);
+    return cloud;
+}
+
 std::vector<cv::Point2d> ParsePoints(const std::string& option, const std::vector<std::string>& texts) {
     std::vector<cv::Point2d> points;
     for (const std::string& text : texts) {
@@ -92,7 +105,7 @@ cv::Mat1b ParseAreas(const std::string& option, const std::vector<std::string>& 
 }
 
 void AddFormChoice(Command& command, FormChoice& choice) {
-    command.Add("--form", choice.name, "What is taken away: mean, plane, quadratic or cubic")
+    command.Add("--form", choice.name, "What is taken away")
         .OneOf({"mean", "plane", "quadratic", "cubic"})
         .ShowDefault();
     command.AddFlag("--robust", choice.robust, "Fits again without outliers, until these stay the same");

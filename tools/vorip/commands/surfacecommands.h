@@ -22,6 +22,10 @@ void AddSurfaceRoughnessCommand(CommandLine& program);
 void AddSurfaceCompareCommand(CommandLine& program);
 void AddSurfaceCheckCommand(CommandLine& program);
 
+// A height map, or the points of a folder, with the memory that the command takes for them.
+measure::HeightMap ReadMap(const std::string& path);
+measure::Cloud ReadPoints(const std::string& folder);
+
 // Points "X,Y" of pixels, and areas "X,Y,W,H" (a rectangle) or "X,Y,R" (a circle) as one mask. `option` is what
 // messages name.
 std::vector<cv::Point2d> ParsePoints(const std::string& option, const std::vector<std::string>& texts);

@@ -71,7 +71,7 @@ void RunRoughness(RoughnessCommand& command) {
     OutputSet outputs(command.out);
     Progress progress("vorip surface roughness");
     progress.Stage("reading");
-    const measure::HeightMap map = measure::ReadHeightMap(command.in);
+    const measure::HeightMap map = ReadMap(command.in);
     command.options.form = FormOptionsOf(command.form, ReadSelection(command.selection, map.z, command.in));
     const measure::Roughness found = measure::AnalyseRoughness(map, command.options, progress.Watch());
     const std::string& unit = map.unit;
@@ -102,8 +102,8 @@ void RunCompare(const CompareCommand& command) {
     OutputSet outputs(command.out);
     Progress progress("vorip surface compare");
     progress.Stage("reading");
-    const measure::HeightMap map = measure::ReadHeightMap(command.in);
-    const measure::HeightMap reference = measure::ReadHeightMap(command.reference);
+    const measure::HeightMap map = ReadMap(command.in);
+    const measure::HeightMap reference = ReadMap(command.reference);
     measure::CompareOptions options;
     options.alignment = command.align == "none"    ? measure::Alignment::eNone
                         : command.align == "rigid" ? measure::Alignment::eRigid
@@ -145,9 +145,8 @@ public:
     void Run() {
         mProgress.Stage("reading");
         std::error_code ignored;
-        const measure::HeightMap map = measure::ReadHeightMap(mCommand.in);
-        mCloud = std::filesystem::is_directory(mCommand.in, ignored) ? measure::ReadCloud(mCommand.in)
-                                                                     : measure::PointsOf(map);
+        const measure::HeightMap map = ReadMap(mCommand.in);
+        mCloud = std::filesystem::is_directory(mCommand.in, ignored) ? ReadPoints(mCommand.in) : measure::PointsOf(map);
         MarkedPicture picture(map.z.size());
         for (const std::string& text : mCommand.planes) CheckPlane(AreaOf("--plane", text, picture));
         std::vector<measure::SphereFit> spheres;

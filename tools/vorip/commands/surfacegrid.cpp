@@ -66,7 +66,7 @@ void RunGrid(const GridCommand& command) {
     SurfaceFileOutput output(command.out);
     Progress progress("vorip surface grid");
     progress.Stage("reading");
-    const measure::Cloud cloud = measure::ReadCloud(command.points);
+    const measure::Cloud cloud = ReadPoints(command.points);
     const measure::HeightMap map = measure::ResampleToGrid(cloud, command.grid, progress.Watch());
     progress.Stage("writing");
     output.Add(map, {}, progress.Watch());
@@ -104,7 +104,7 @@ void RunLevel(const LevelCommand& command) {
     SurfaceFileOutput output(command.out);
     Progress progress("vorip surface level");
     progress.Stage("reading");
-    const measure::HeightMap map = measure::ReadHeightMap(command.in);
+    const measure::HeightMap map = ReadMap(command.in);
     const measure::FormFit fit = FitLevel(command, map, progress.Watch());
     const measure::HeightMap level = measure::RemoveForm(map, fit);
     progress.Stage("writing");
@@ -136,7 +136,7 @@ void RunExport(const ExportCommand& command) {
     for (const std::string& out : command.out) outputs.emplace_front(out);
     Progress progress("vorip surface export");
     progress.Stage("reading");
-    measure::HeightMap map = measure::ReadHeightMap(command.in);
+    measure::HeightMap map = ReadMap(command.in);
     if (command.pitch > 0 && map.HasPitch() && std::abs(map.pitch - command.pitch) > 1e-6 * command.pitch)
         Refuse(cv::format("--pitch=%g: %s says that it is %g mm", command.pitch, command.in.c_str(), map.pitch));
     if (command.pitch > 0) map.pitch = command.pitch;

@@ -68,7 +68,7 @@ void RunStep(const StepCommand& command) {
     OutputSet outputs(command.out);
     Progress progress("vorip surface step");
     progress.Stage("reading");
-    const measure::HeightMap map = measure::ReadHeightMap(command.in);
+    const measure::HeightMap map = ReadMap(command.in);
     const cv::Mat1b base = AreaOf("--base", command.base, command.baseMask, map.z, command.in);
     const cv::Mat1b top = AreaOf("--top", command.top, command.topMask, map.z, command.in);
     const measure::Step step = measure::MeasureStep(map, base, top, command.margin, progress.Watch());
@@ -101,7 +101,7 @@ void RunProfile(ProfileCommand& command) {
     OutputSet outputs(command.out);
     Progress progress("vorip surface profile");
     progress.Stage("reading");
-    const measure::HeightMap map = measure::ReadHeightMap(command.in);
+    const measure::HeightMap map = ReadMap(command.in);
     command.options.line = ParsePoints("--line", command.line);
     const measure::Profile profile = measure::TakeProfile(map, command.options, progress.Watch());
     const auto valid = std::count_if(profile.samples.begin(), profile.samples.end(), [](int n) { return n > 0; });

@@ -162,7 +162,7 @@ int RunUnwrap(const UnwrapOptions& given) {
     line.Stage("reading");
     const Inputs inputs = ReadInputs(options);
     if (folder) folder->CheckAgain();
-    AnnounceMemory(inputs.phase.size(), 46);
+    AnnounceMemory(inputs.phase);
     const auto zero = ZeroPoint(options, inputs.phase);
     const auto start = std::chrono::steady_clock::now();
     measure::Unwrapped unwrapped = Unwrap(inputs, options, line.Watch());
@@ -190,9 +190,7 @@ void AddUnwrapCommand(CommandLine& program) {
     Command& command = program.Add("unwrap", kAbout, kDetails);
     command.Add("PHASE", options->phase, "Wrapped phase, or the folder of vorip phase").Required();
     command.Add("--out", options->out, "Folder for the results").Required().Type("DIR");
-    command.Add("--method", options->method, "How to unwrap: reliability or regions [reliability]")
-        .OneOf({kReliability, kRegions})
-        .Type("METHOD");
+    command.Add("--method", options->method, "How to unwrap [reliability]").OneOf({kReliability, kRegions});
     command.Add("--mask", options->mask, "8-bit mask, 128 and above is usable [everything]").Type("FILE");
     command
         .Add("--contrast", options->contrast,

@@ -5,7 +5,9 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
+#include <iterator>
 #include <limits>
+#include <stdexcept>
 
 #include "measure/error.h"
 
@@ -21,7 +23,43 @@ constexpr double kUnknown = std::numeric_limits<double>::infinity();
 constexpr double kUsualShare = 0.75;
 constexpr double kMuch = 1e9;  // bytes; what needs less is not worth a word
 
-double limit = kUnknown;
+// What each command takes at its busiest moment, results and their encoded files included; measured.
+struct Need {
+    const char* command;
+    double perPixel;      // bytes of each pixel of the result
+    double perInput = 1;  // of each byte of the pictures
+};
+constexpr Need kNeeds[] = {
+    {"measure", 80},
+    {"decode", 90},
+    {"calibrate", 90},
+    {"points", 90},
+    {"quality", 20},
+    {"phase", 36},
+    {"unwrap", 48},
+    {"surface grid", 12},
+    {"surface level", 18},
+    {"surface step", 18},
+    {"surface profile", 16},
+    {"surface roughness", 24},
+    {"surface compare", 26},
+    {"surface check", 46},
+    {"surface export", 60},
+    {"picture", 14},
+    {"flatten", 25},
+    {"gradient", 20},
+    {"average", 0, 7},
+    {"shade", 0, 9},
+    {"filter", 2, 2.5},
+    {"regions", 34},
+    {"geometry", 14},
+    {"edges", 8, 6},
+    {"colours", 16},
+    {"demo", 100},
+};
+
+double limit = kUnknown, announced = kMuch;
+const Need* need = nullptr;
 
 std::string Gigabytes(double bytes) { return cv::format(bytes < 1e9 ? "%.2g GB" : "%.1f GB", bytes / 1e9); }
 
@@ -71,22 +109,29 @@ void Enforce() {
 
 }  // namespace
 
-void MemoryLimit::Set(const std::string& text) {
+void MemoryLimit::Set(const std::string& text, const std::string& command) {
+    need = std::find_if(std::begin(kNeeds), std::end(kNeeds), [&](const Need& n) { return n.command == command; });
+    if (need == std::end(kNeeds)) throw std::logic_error("nobody has said how much memory " + command + " takes");
     limit = text.empty() ? kUsualShare * FreeBytes() : ParseBytes(text);
     if (std::isfinite(limit)) Enforce();
 }
 
 std::string MemoryLimit::InWords() { return std::isfinite(limit) ? Gigabytes(limit) : ""; }
 
-void AnnounceMemory(cv::Size size, double bytesPerPixel) {
-    const double bytes = bytesPerPixel * size.width * size.height;
-    const std::string needs =
-        cv::format("%d x %d pixels need about %s of memory", size.width, size.height, Gigabytes(bytes).c_str());
+void AnnounceMemory(const cv::Mat& first, std::size_t pictures, cv::Size result) {
+    const cv::Size size = result.empty() ? first.size() : result;
+    const double inputs = static_cast<double>(pictures * first.total() * first.elemSize());
+    const double bytes = need->perInput * inputs + need->perPixel * size.width * size.height;
+    const std::string count = pictures > 1 ? cv::format("%zu pictures of ", pictures) : "";
+    const std::string needs = cv::format("%s%d x %d pixels need about %s of memory", count.c_str(), size.width,
+                                         size.height, Gigabytes(bytes).c_str());
     if (bytes > limit) {
         throw measure::InputError(needs + ", " + MemoryLimit::InWords() +
                                   " are allowed: give --max-memory more, if the machine has it, or smaller pictures");
     }
-    if (bytes >= kMuch) std::fprintf(stderr, "vorip: %s\n", needs.c_str());
+    if (bytes <= announced) return;
+    announced = bytes;
+    std::fprintf(stderr, "vorip: %s\n", needs.c_str());
 }
 
 }  // namespace vorip
