@@ -219,7 +219,7 @@ Command& CommandLine::Add(const std::string& name, const std::string& about, con
     CLI::App* const parent = space == std::string::npos ? mApp.get() : mApp->get_subcommand(name.substr(0, space));
     CLI::App* const app = parent->add_subcommand(name.substr(space + 1), about);  // npos + 1 is 0
     parent->require_subcommand(1);
-    app->footer(details);
+    app->footer(details)->group("Commands");
     mCommands.push_back(std::make_unique<Command>(*app, name));
     return *mCommands.back();
 }
