@@ -83,8 +83,9 @@ TEST_F(Program, ShadeWritesThePictureAndItsBackground) {
         Read("o/background.png").convertTo(found, CV_64F);
         EXPECT_EQ(background, std::vector<double>(found.row(2)));
         EXPECT_EQ(17, cv::countNonZero(Read("o/corrected.png") == top)) << "where the background is even";
-        EXPECT_NE(ReadText("o/summary.json").find(cv::format("\"background_max\": %g,", background[2])),
-                  std::string::npos);
+        double most = 0;
+        cv::minMaxLoc(found, nullptr, &most);
+        EXPECT_NE(ReadText("o/summary.json").find(cv::format("\"background_max\": %g", most)), std::string::npos);
     }
 }
 

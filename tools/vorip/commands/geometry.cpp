@@ -96,12 +96,15 @@ public:
     }
 
 private:
-    template <class Operation>
-    cv::Mat Make(const cv::Size& size, const Operation& operation) {
+    void RequirePossible(const cv::Size& size) const {
         if (size.width > measure::kMaxImageSide || size.height > measure::kMaxImageSide)
             Refuse(cv::format("the result would have %d x %d pixels, a side may have %d", size.width, size.height,
                               measure::kMaxImageSide));
         AnnounceMemory(mImage, 1, size);
+    }
+    template <class Operation>
+    cv::Mat Make(const cv::Size& size, const Operation& operation) {
+        RequirePossible(size);
         cv::Mat_<T> result(size);
         AOI out = measure::ViewOf(result);
         operation(out);
@@ -112,6 +115,7 @@ private:
     cv::Mat Scale() {
         const auto size = ParseSize("--size", mOptions.size);
         const cv::Size wanted(static_cast<int>(size.cx), static_cast<int>(size.cy));
+        RequirePossible(wanted);
         cv::Mat1b excluded(wanted);
         KrN::KrAOI8 marks = measure::ViewOf(excluded);
         mHow.excluded = &marks;
