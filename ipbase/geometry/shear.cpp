@@ -12,6 +12,23 @@ int QuartersIn(double degrees) {
     return static_cast<int>(degrees < 0 ? -quarters : quarters);
 }
 
+// How far from the middle the pixels end up, in halves: each shear moves them by whole pixels, up to 1.12 in all beside
+// their places. Along a row they stay in order, so that its ends tell.
+KrTSize<int> ReachOfNearest(const ShearPlan& plan) {
+    KrTSize<int> reach{0, 0};
+    const auto moved = [](double at, double shift) { return at + std::round(shift); };
+    for (int row = 0; row < plan.turned.cy; ++row)
+        for (const int column : {0, plan.turned.cx - 1}) {
+            double x = column + plan.padX - plan.centreX, y = row + plan.padY - plan.centreY;
+            x = moved(x, plan.alpha * y);
+            y = moved(y, plan.beta * x);
+            x = moved(x, plan.alpha * y);
+            reach.cx = std::max(reach.cx, static_cast<int>(std::abs(2 * x)));
+            reach.cy = std::max(reach.cy, static_cast<int>(std::abs(2 * y)));
+        }
+    return reach;
+}
+
 }  // namespace
 
 ShearPlan PlanShears(KrTSize<int> size, double degrees, InterpolationMode mode) {
@@ -47,7 +64,10 @@ KrTSize<int> WholeSize(KrTSize<int> size, double degrees, InterpolationMode mode
         const int side = static_cast<int>(std::ceil((along - 1) * cosine + (across - 1) * sine)) + 1;
         return std::max(along, side + (side - along) % 2);  // as even or odd as the source, so that the middles agree
     };
-    return {whole(plan.turned.cx, plan.turned.cy), whole(plan.turned.cy, plan.turned.cx)};
+    const KrTSize<int> rotated{whole(plan.turned.cx, plan.turned.cy), whole(plan.turned.cy, plan.turned.cx)};
+    if (mode != eNearest) return rotated;
+    const KrTSize<int> reach = ReachOfNearest(plan);
+    return {std::max(rotated.cx, reach.cx + 1), std::max(rotated.cy, reach.cy + 1)};
 }
 
 int CutOffset(int padded, int canvas, int destination) {
