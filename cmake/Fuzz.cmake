@@ -1,10 +1,8 @@
 # Everything that is tried with random input, under libFuzzer; the tests run the same targets over fuzz/corpus.
-file(GLOB fuzz_sources CONFIGURE_DEPENDS fuzz/*.cpp tests/support/harness.cpp tests/support/literal_unwrap.cpp)
-list(FILTER fuzz_sources EXCLUDE REGEX "_test\\.cpp$")
-# The tables of operations stand beside their tests.
-foreach(family IN ITEMS combination geometry logic pointops rotation transfer)
-    list(APPEND fuzz_sources "tests/ipbase/${family}_test.cpp")
-endforeach()
+# The tables and the drawn checks stand beside their tests.
+file(GLOB fuzz_sources CONFIGURE_DEPENDS
+    fuzz/*.cpp tests/ipbase/*_test.cpp tests/support/harness.cpp tests/support/literal_*.cpp)
+list(FILTER fuzz_sources EXCLUDE REGEX "/corpus_test\\.cpp$")
 find_package(GTest CONFIG REQUIRED)
 voripbase_find_opencv(imgcodecs)
 add_executable(voripbase_fuzz ${fuzz_sources} tools/vorip/cli/parse.cpp tools/vorip/commands/filterinputs.cpp)

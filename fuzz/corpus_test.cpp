@@ -6,11 +6,17 @@
 #include <iterator>
 
 #include "fuzz/targets.h"
+#include "tests/support/harness.h"
 
 namespace {
 
+TEST(Fuzz, EveryDrawnCheckBelongsToATarget) {
+    for (const test::DrawnCheck& check : test::DrawnCheck::All())
+        EXPECT_TRUE(fuzz::IsInATarget(check.suite)) << check.suite << ": a line in fuzz/targets.cpp is missing";
+}
+
 TEST(Fuzz, CorpusPasses) {
-    for (const fuzz::Target& target : fuzz::kTargets) {
+    for (const fuzz::Target& target : fuzz::Targets()) {
         target.run({});
         int inputs = 0;
         for (const auto& entry : std::filesystem::directory_iterator(FUZZ_CORPUS + std::string("/") + target.name)) {

@@ -13,6 +13,12 @@ namespace {
 
 const fuzz::Target* chosen = nullptr;
 
+void PrintTried() {
+    std::fprintf(stderr, "stat::compared_operands: %llu\nstat::compared_calls: %llu\n",
+                 static_cast<unsigned long long>(test::tried.operands),
+                 static_cast<unsigned long long>(test::tried.calls));
+}
+
 }  // namespace
 
 // Allocations fail where a target asks for it.
@@ -26,14 +32,14 @@ void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
 
 extern "C" int LLVMFuzzerInitialize(int* argc, char*** argv) {
     for (int i = 1; i < *argc; ++i) {
-        for (const fuzz::Target& target : fuzz::kTargets) {
+        for (const fuzz::Target& target : fuzz::Targets()) {
             if ((*argv)[i] == std::string("--target=") + target.name) chosen = &target;
         }
     }
     testing::GTEST_FLAG(throw_on_failure) = true;  // which ends the program
-    if (chosen) return 0;
+    if (chosen) return std::atexit(PrintTried);
     std::fputs("give --target=NAME:", stderr);
-    for (const fuzz::Target& target : fuzz::kTargets) std::fprintf(stderr, " %s", target.name);
+    for (const fuzz::Target& target : fuzz::Targets()) std::fprintf(stderr, " %s", target.name.c_str());
     std::fputs("\n", stderr);
     std::exit(2);
 }

@@ -1,12 +1,12 @@
 // All operations on images: those that tests hold against formulas, and those below, which are held against themselves
-// on other CPU targets.
+// on other CPU targets; what they compute is tried elsewhere.
 #include <gtest/gtest.h>
 #include <ipbase/voripbase.h>
 
-#include "fuzz/targets.h"
+#include <array>
+
 #include "tests/support/harness.h"
 
-namespace fuzz {
 namespace {
 
 using namespace test;
@@ -74,17 +74,121 @@ const std::vector<OpCase> kOthers = {
     {nullptr, 0, "88", Gradients<KrGradientFloatNonModulo, KrAOI32Float, KrAOI32Float, int>, nullptr, kLines},
 };
 
-const Listed kListed(kOthers);
+const KrAOI8* Bytes(const KrAOI* image) { return static_cast<const KrAOI8*>(image); }
 
-}  // namespace
+KrSampling Sampling(C c, const KrAOI* mask = nullptr) {
+    KrSampling how(static_cast<InterpolationMode>(static_cast<int>(c[0])),
+                   static_cast<BorderRule>(static_cast<int>(c[1])), c[2]);
+    how.mask = Bytes(mask);
+    how.period = 7.5;
+    return how;
+}
+// A matrix and shifts from one number.
+std::array<double, 6> Matrix(double v) { return {1 + v / 9, v / 5, v, -v / 7, 1 - v / 9, -2 * v}; }
 
-void RunOperations(const Input& input) {
-    Draw draw(input);
-    for (int calls = 1 + static_cast<int>(draw(3)); calls > 0; --calls) {
-        const OpCase& op = draw.Of(Listed::All());
-        const bool hasTwoDestinations = op.format && op.format == std::wstring(L"Exchange( %s, %s )");
-        if (!hasTwoDestinations) TryDrawn(op, [&](std::uint32_t end) { return draw(end); });
-    }
+void Unwrap(I i, C c) {
+    KrBufferAOI8 mask(i[3]->AOISize());
+    KrLUnWrap().Execute(Bytes(i[0]), Bytes(i[1]), Bytes(i[2]), static_cast<KrAOI16*>(i[3]), &mask,
+                        static_cast<unsigned char>(c[0]), 3, static_cast<unsigned char>(c[1]), 1);
+}
+void UnwrapByReliability(I i, C) {
+    KrLUnWrap_Velmor unwrap;
+    unwrap.Execute(Bytes(i[0]), Bytes(i[1]), 3, nullptr);
+    KrBufferAOI8 mask(i[0]->AOISize());
+    KrBufferAOI32Float radians(i[0]->AOISize());
+    unwrap.GetRadians(&radians, &mask);
+    KrLTransfer().Copy(&radians, i[2]);
+}
+void Trace(I i, C c) {
+    auto* const work = static_cast<KrAOI16*>(i[1]);
+    KrSegment segment;
+    segment.SetThreshold(static_cast<unsigned char>(c[0]));
+    segment.Init(Bytes(i[0]), work);
+    segment.FindSegmentBorder({static_cast<short>(c[1]), static_cast<short>(c[2])});
+    segment.ExtractSegmentAttributes();
+    segment.Label(300);
+}
+void BuildRegion(I i, C c) {
+    KrBuildRegion region;
+    region.SetMask(Bytes(i[0]));
+    region.Execute(Bytes(i[0]), {static_cast<short>(c[0]), static_cast<short>(c[1])}, static_cast<KrAOI8*>(i[1]));
+}
+void Reduce(I i, C c) {
+    KrOctreeQuantizer quantizer;
+    quantizer.Build(i[0], i[1], i[2], Bytes(i[2]), static_cast<int>(c[0]));
+    quantizer.Refine(2);
+    quantizer.Map(i[0], i[1], i[2], i[3], c[1] > 0 ? KrOctreeQuantizer::eLeaf : KrOctreeQuantizer::eNearest);
+}
+void Fit(I i, C c) {
+    const int cubic = c[0] > 0;
+    KrLBestFit().Approximation(i[0], i[2], Bytes(i[1]), Bytes(i[1]),
+                               static_cast<MaskConsideration>(static_cast<int>(c[1])), cubic, cubic, 1, cubic, cubic, 1,
+                               cubic, cubic, 1, 1);
+}
+KrLPixelToWorld Rig() {
+    KrLPixelToWorld world;
+    world.SetCamera({48, 48.1, 18.4, 10.9, -0.09, 0.06});
+    world.SetProjector({2200, 2197, 963, 546, -0.045}, {1, 0, 0, 0, 1, 0, 0, 0, 1}, {-154.2, -3.75, 72});
+    world.SetPhaseScale(18);
+    return world;
+}
+void Depth(I i, C) {
+    KrBufferAOI32Float x(i[0]->AOISize()), y(i[0]->AOISize());
+    Rig().Execute(i[0], Bytes(i[1]), &x, &y, i[2]);
 }
 
-}  // namespace fuzz
+const std::vector<std::vector<double>> kSamplings = {{0, 0, 7, 0.5}, {1, 1, 0, 0.25},  {2, 2, 9, -1.3}, {1, 3, 0, 40},
+                                                     {2, 0, 3, 2},   {0, 2, 0, -0.75}, {1, 0, 200, 3.5}};
+
+// What needs more than one call, with results of one image.
+const std::vector<OpCase> kFamilies = {
+    {nullptr, 0, kAll, [](I i, C c) { KrLGeomet().Scale(i[0], i[1], Sampling(c)); }, nullptr, kSamplings},
+    {nullptr, 0, kAllMasked, [](I i, C c) { KrLGeomet().Scale(i[0], i[2], Sampling(c, i[1])); }, nullptr, kSamplings},
+    {nullptr, 0, "111 414 818 a1a",
+     [](I i, C c) { KrLGeomet().ShiftSubPixel(i[0], i[2], c[3], -c[3], Sampling(c, i[1])); }, nullptr, kSamplings},
+    {nullptr, 0, "111 414 818 a1a", [](I i, C c) { KrLGeomet().Affine(i[0], i[2], Matrix(c[3]), Sampling(c, i[1])); },
+     nullptr, kSamplings},
+    {nullptr, 0, "111 414 818 a1a",
+     [](I i, C c) { KrLGeomet().AffineModulo(i[0], i[2], Matrix(c[3]), Sampling(c, i[1])); }, nullptr, kSamplings},
+    {nullptr, 0, "11 44 88 aa", [](I i, C c) { KrLGeomet().RotateModulo(i[0], i[1], 30 * c[3], Sampling(c)); }, nullptr,
+     kSamplings},
+    {nullptr, 0, "11 44 88 aa",
+     [](I i, C c) { KrLRotateByShear().Rotate(i[0], i[1], 30 * c[3], Sampling(c).mode, c[2]); }, nullptr, kSamplings},
+    {nullptr,
+     0,
+     kAllMasked,
+     [](I i, C c) { KrLCombination().Insert(i[0], i[2], static_cast<int>(c[0]), -2, Bytes(i[1])); },
+     nullptr,
+     {{0}, {3}, {-50}}},
+    {nullptr,
+     0,
+     "111 411 711 811 a11",
+     [](I i, C c) {
+         KrColourIndex(static_cast<KrColourIndex::Law>(static_cast<int>(c[0])), c[1], c[2], 200, 3)
+             .Execute(i[0], i[2], Bytes(i[1]));
+     },
+     nullptr,
+     {{0, 0, 200}, {1, -5, 60000}, {2, 1, 1e6}, {3, 0, 255}, {4, 0, 9}, {0, 5, 5}}},
+    {nullptr, 0, "1111", Reduce, nullptr, {{2, 0}, {16, 1}, {256, 1}, {60, 0}}},
+    {nullptr, 0, "11 44", [](I i, C) { KrLShadeCorrection().GetBackgroundShade(i[0], i[1]); }},
+    {nullptr, 0, "11 44", [](I i, C) { KrLShadeCorrection().ShadeCorrection(i[1], i[0]); }},
+    {nullptr, 0, "118 418 818", Fit, nullptr, {{0, 0}, {1, 1}, {1, 2}}},
+    {nullptr, 0, "818 a18", Depth},
+    {nullptr, 0, "818 a18", [](I i, C) { Rig().PredictRow(i[0], Bytes(i[1]), i[2]); }},
+    {nullptr, 0, "888 a88", [](I i, C) { Rig().PredictNoise(i[0], i[1], nullptr, i[2]); }},
+    {nullptr, 0, "11", BuildRegion, nullptr, {{0, 0}, {3, 2}, {-1, 5}}},
+    {nullptr, 0, "14", Trace, nullptr, {{0, 1, 1}, {128, 4, 2}, {250, 9, 1}}},
+    {nullptr, 0, "17", [](I i, C) { KrSegmentScan().Execute(Bytes(i[0]), static_cast<KrAOI32*>(i[1])); }},
+    {nullptr, 0, "1114", Unwrap, nullptr, {{0, 1}, {60, 4}, {128, 8}}},
+    {nullptr, 0, "118", UnwrapByReliability},
+};
+
+const Listed kListed(kOthers, kFamilies);
+
+DRAWN_TEST(Operations, OnDrawnOperandsEqualFormulasOrThemselves, 2000) {
+    const OpCase& op = Drawn(draw, Listed::All());
+    const bool hasTwoDestinations = op.format && op.format == std::wstring(L"Exchange( %s, %s )");
+    if (!hasTwoDestinations) TryDrawn(op, draw);
+}
+
+}  // namespace

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -12,21 +13,15 @@ namespace fuzz {
 using Input = std::vector<std::uint8_t>;
 
 struct Target {
-    const char* name;
-    void (*run)(const Input& input);
+    std::string name;
+    std::function<void(const Input& input)> run;
 };
+const std::vector<Target>& Targets();
+// Whether a target runs the drawn checks of this suite.
+bool IsInATarget(const std::string& suite);
 
-void ReadPictures(const Input& input);
-void ReadTexts(const Input& input);
-void RunOperations(const Input& input);
-void RunUnwrappers(const Input& input);
-
-inline constexpr Target kTargets[] = {
-    {"pictures", ReadPictures},     // files of pictures and arrays
-    {"texts", ReadTexts},           // scan descriptions, calibrations, kernels, values of options
-    {"operations", RunOperations},  // all operations on images, on drawn operands
-    {"unwrappers", RunUnwrappers},  // against the plain form of the same rules
-};
+void ReadPictures(const Input& input);  // files of pictures and arrays
+void ReadTexts(const Input& input);     // scan descriptions, calibrations, kernels, values of options
 
 // Numbers from the bytes of an input; 0 when they are used up.
 class Draw {
@@ -38,10 +33,7 @@ public:
         for (std::uint32_t rest = end - 1; rest > 0; rest >>= 8) value = value << 8 | Byte();
         return value % end;
     }
-    template <class List>
-    auto& Of(List& list) {
-        return list[(*this)(static_cast<std::uint32_t>(std::size(list)))];
-    }
+    bool IsUsedUp() const { return mNext >= mInput.size(); }
 
 private:
     std::uint32_t Byte() { return mNext < mInput.size() ? mInput[mNext++] : 0; }

@@ -1,22 +1,22 @@
 // Drawn phases through both unwrappers.
+#include <gtest/gtest.h>
 #include <ipbase/voripbase.h>
 
 #include <cmath>
 #include <cstring>
 #include <functional>
 
-#include "fuzz/targets.h"
 #include "tests/support/harness.h"
 #include "tests/support/literal_unwrap.h"
 
-namespace fuzz {
 namespace {
 
 using namespace KrN;
+using test::Drawing;
 using Value = std::function<int(int x, int y)>;
 
 // Noise, ramps, blocks and rings, which bring ties, plateaus and many areas.
-Value DrawSurface(Draw& draw) {
+Value DrawSurface(const Drawing& draw) {
     const int slope = static_cast<int>(draw(96)), down = static_cast<int>(draw(48)),
               side = 1 + static_cast<int>(draw(9));
     const std::uint32_t amplitude = 1 + draw(256), kind = draw(4);
@@ -34,12 +34,12 @@ Value DrawSurface(Draw& draw) {
 
 struct Scene {
     KrBufferAOI8 phase, quality, mask;
-    Scene(const KrTSize<short>& size, Draw& draw) : phase(size), quality(size), mask(size) {
+    Scene(const KrTSize<short>& size, const Drawing& draw) : phase(size), quality(size), mask(size) {
         for (KrBufferAOI8* image : {&phase, &quality, &mask}) test::Fill(*image, DrawSurface(draw));
     }
 };
 
-void CheckRegions(Scene& scene, const KrTSize<short>& size, Draw& draw) {
+void CheckRegions(Scene& scene, const KrTSize<short>& size, const Drawing& draw) {
     LiteralUnwrap plain{size.cx,
                         size.cy,
                         test::PixelsOf(scene.phase),
@@ -58,13 +58,13 @@ void CheckRegions(Scene& scene, const KrTSize<short>& size, Draw& draw) {
                    static_cast<unsigned char>(plain.minQuality), plain.minAreaSize,
                    static_cast<unsigned char>(plain.mode), plain.liftMinimum ? 1 : 0);
     unwrap.GetComponentLabels(&labels);
-    Require(test::PixelsOf(target) == plain.target, "the unwrapped phase differs from the plain form");
-    Require(test::PixelsOf(targetMask) == plain.targetMask, "the mask differs from the plain form");
-    Require(test::PixelsOf(labels) == plain.component, "the components differ from the plain form");
+    ASSERT_EQ(test::PixelsOf(target), plain.target);
+    ASSERT_EQ(test::PixelsOf(targetMask), plain.targetMask);
+    ASSERT_EQ(test::PixelsOf(labels), plain.component);
 }
 
 // Whole periods away from the phase, and the same on all CPU targets.
-void CheckReliability(Scene& scene, const KrTSize<short>& size, Draw& draw) {
+void CheckReliability(Scene& scene, const KrTSize<short>& size, const Drawing& draw) {
     const std::uint32_t least = draw(2) ? 0 : draw(50);
     for (short y = 0; y < size.cy; ++y)
         for (short x = 0; x < size.cx; ++x) scene.mask.WritePixel({x, y}, scene.mask.ReadPixel({x, y}) > 60 ? 255 : 0);
@@ -79,21 +79,18 @@ void CheckReliability(Scene& scene, const KrTSize<short>& size, Draw& draw) {
         const auto phase = test::PixelsOf(scene.phase), valid = test::PixelsOf(mask);
         for (std::size_t i = 0; i < pixels.size(); ++i) {
             const double periods = static_cast<double>(pixels[i]) / KrMath::TwoPi - phase[i] / 256.0;
-            Require(valid[i] == 0 || std::abs(periods - std::round(periods)) < 1e-4, "not whole periods away");
+            ASSERT_TRUE(valid[i] == 0 || std::abs(periods - std::round(periods)) < 1e-4) << periods;
         }
         if (first.empty()) first = pixels;
-        Require(first == pixels, "another result on another CPU target");
+        ASSERT_EQ(first, pixels) << "another result on another CPU target";
     });
 }
 
-}  // namespace
-
-void RunUnwrappers(const Input& input) {
-    Draw draw(input);
-    const KrTSize<short> size{static_cast<short>(1 + draw(48)), static_cast<short>(1 + draw(40))};
+DRAWN_TEST(Unwrappers, EqualThePlainForm, 100) {
+    const KrTSize<short> size{static_cast<short>(1 + draw(40)), static_cast<short>(1 + draw(24))};
     Scene scene(size, draw);
     CheckRegions(scene, size, draw);
     CheckReliability(scene, size, draw);
 }
 
-}  // namespace fuzz
+}  // namespace

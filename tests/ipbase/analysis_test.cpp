@@ -52,40 +52,38 @@ TEST(HistogramAnalyzer, Extrema) {
 }
 
 // The definition, literally: outwards until the counts are beyond that of the extremum, or the ends.
-TEST(HistogramAnalyzer, ExtremaAreThoseOfTheDefinition) {
-    std::mt19937 random(5);
-    for (int n = 0; n < 400; ++n) {
-        Counts counts(1 + random() % 60);
-        std::iota(counts.begin(), counts.end(), 1);
-        std::shuffle(counts.begin(), counts.end(), random);  // no equal counts
-        const int minProminence = 1 + static_cast<int>(random() % 40), size = static_cast<int>(counts.size());
-        const auto at = [&](int i) {
-            return i < 0 || i >= size ? 0 : static_cast<int>(counts[static_cast<std::size_t>(i)]);
-        };
-        const auto prominence = [&](int i, int sign) {
-            int least = size;
-            for (const int step : {-1, 1}) {
-                int reach = 0;
-                for (int k = i; k >= -1 && k <= size && sign * at(k) <= sign * at(i); k += step)
-                    reach = std::max(reach, sign * (at(i) - at(k)));
-                least = std::min(least, reach);
-            }
-            return least;
-        };
-        std::ostringstream expected;
-        int previous = -1;
-        for (int i = 0; i < size; ++i) {
-            if (at(i - 1) > at(i) || at(i + 1) > at(i) || prominence(i, 1) < minProminence) continue;
-            if (previous >= 0) {
-                const auto least = std::min_element(counts.begin() + previous, counts.begin() + i);
-                const int valley = static_cast<int>(least - counts.begin());
-                expected << '-' << valley << ':' << *least << ':' << prominence(valley, -1) << ' ';
-            }
-            expected << '+' << i << ':' << at(i) << ':' << prominence(i, 1) << ' ';
-            previous = i;
+DRAWN_TEST(HistogramAnalyzer, ExtremaAreThoseOfTheDefinition, 400) {
+    std::mt19937 random(draw(1 << 16));
+    Counts counts(1 + draw(60));
+    std::iota(counts.begin(), counts.end(), 1);
+    std::shuffle(counts.begin(), counts.end(), random);  // no equal counts
+    const int minProminence = 1 + static_cast<int>(draw(40)), size = static_cast<int>(counts.size());
+    const auto at = [&](int i) {
+        return i < 0 || i >= size ? 0 : static_cast<int>(counts[static_cast<std::size_t>(i)]);
+    };
+    const auto prominence = [&](int i, int sign) {
+        int least = size;
+        for (const int step : {-1, 1}) {
+            int reach = 0;
+            for (int k = i; k >= -1 && k <= size && sign * at(k) <= sign * at(i); k += step)
+                reach = std::max(reach, sign * (at(i) - at(k)));
+            least = std::min(least, reach);
         }
-        ASSERT_EQ(expected.str(), Extrema(counts, static_cast<std::uint32_t>(minProminence)));
+        return least;
+    };
+    std::ostringstream expected;
+    int previous = -1;
+    for (int i = 0; i < size; ++i) {
+        if (at(i - 1) > at(i) || at(i + 1) > at(i) || prominence(i, 1) < minProminence) continue;
+        if (previous >= 0) {
+            const auto least = std::min_element(counts.begin() + previous, counts.begin() + i);
+            const int valley = static_cast<int>(least - counts.begin());
+            expected << '-' << valley << ':' << *least << ':' << prominence(valley, -1) << ' ';
+        }
+        expected << '+' << i << ':' << at(i) << ':' << prominence(i, 1) << ' ';
+        previous = i;
     }
+    ASSERT_EQ(expected.str(), Extrema(counts, static_cast<std::uint32_t>(minProminence)));
 }
 
 double VarianceBetween(const Counts& counts, std::size_t threshold) {
@@ -99,19 +97,18 @@ double VarianceBetween(const Counts& counts, std::size_t threshold) {
     return n[0] / total * n[1] / total * distance * distance;
 }
 
-TEST(BimodalHistoAnalyzer, MaximisesTheVarianceBetweenTheClasses) {
-    Random random(7);
-    for (int n = 0; n < 300; ++n) {
-        Counts counts(2 + random() % 100);
-        for (std::uint32_t& count : counts) count = random() % 3 * (random() % 1000);
-        counts.front() = counts.back() = 5;
-        KrBimodalHistoAnalyzer analyzer;
-        ASSERT_TRUE(analyzer.Analyze(HistogramOf(counts)));
-        double most = 0.0;
-        for (std::size_t t = 0; t < counts.size(); ++t) most = std::max(most, VarianceBetween(counts, t));
-        EXPECT_NEAR(most, VarianceBetween(counts, analyzer.GetThreshold()), 1e-9 * most);
-        EXPECT_NEAR(most / HistogramOf(counts).GetMeanSquareDeviation(), analyzer.GetSeparability(), 1e-9);
-    }
+DRAWN_TEST(BimodalHistoAnalyzer, MaximisesTheVarianceBetweenTheClasses, 300) {
+    Counts counts(2 + draw(100));
+    const std::uint32_t top = 1 + draw(1 << 22), sparse = 1 + draw(4);
+    Random random(draw(1 << 16));
+    for (std::uint32_t& count : counts) count = random() % sparse ? 0 : random() % top;
+    counts.front() = counts.back() = 5;
+    KrBimodalHistoAnalyzer analyzer;
+    ASSERT_TRUE(analyzer.Analyze(HistogramOf(counts)));
+    double most = 0.0;
+    for (std::size_t t = 0; t < counts.size(); ++t) most = std::max(most, VarianceBetween(counts, t));
+    EXPECT_NEAR(most, VarianceBetween(counts, analyzer.GetThreshold()), 1e-9 * most);
+    EXPECT_NEAR(most / HistogramOf(counts).GetMeanSquareDeviation(), analyzer.GetSeparability(), 1e-9);
 }
 
 TEST(BimodalHistoAnalyzer, ResultsOfSeparatedModes) {
@@ -142,42 +139,40 @@ TEST(BimodalHistoAnalyzer, ResultsOfSeparatedModes) {
 }
 
 template <class AOI>
-class Range : public ::testing::Test {};
-using Types = ::testing::Types<KrAOI8, KrAOI16, KrAOI32, KrAOI32Float, KrAOI64Double>;
-TYPED_TEST_SUITE(Range, Types);
-
-// Of a whole image, and of the part of it that a mask admits.
-TYPED_TEST(Range, EqualsAPlainLoop) {
-    constexpr DeviceType type = KrTPixel<typename TypeParam::Pixel>::device;
-    const auto check = [](const int cx, const Form form, const KrTPoint<short>& step, bool masked) {
-        GuardedImage image(type, cx, 4, static_cast<unsigned>(cx), form), mask(eDev8, std::max(cx - 2, 0), 3, 9, form);
-        FillRandom(type, image.memory, static_cast<unsigned>(cx), true);
-        for (unsigned char& m : mask.memory) m = m % 2 ? 64 : 63;  // next to the limit
-        KrTFloatRange<double> expected{HUGE_VAL, -HUGE_VAL};
-        for (const double v : Sampled(image, masked ? &mask : nullptr, step)) {
-            if (v < expected.lower) expected.lower = v;
-            if (v > expected.upper) expected.upper = v;
-        }
-        if (expected.lower > expected.upper) expected = {0, 0};
-        const auto* typed = static_cast<const TypeParam*>(image.image.get());
-        const auto* typedMask = static_cast<const KrAOI8*>(mask.image.get());
+void CheckRange(const Drawing& draw) {
+    constexpr DeviceType type = KrTPixel<typename AOI::Pixel>::device;
+    const Form form = draw(3) == 0 ? Form::eRowless : Form::eView;
+    const KrTPoint<short> some[] = {{1, 1}, {2, 3}, {0, -5}, {7, 1}, {400, 400}};
+    const KrTPoint<short> step = Drawn(draw, some);
+    const DirectAccess access(draw(3) != 0);
+    const bool masked = draw(2) != 0;
+    const int cx = static_cast<int>(draw(8) ? draw(70) : draw(300)), cy = static_cast<int>(draw(6));
+    GuardedImage image(type, cx, cy, draw(1 << 16), form), mask(eDev8, std::max(cx - 2, 0), 3, 9, form);
+    FillRandom(type, image.memory, draw(1 << 16), true);
+    for (unsigned char& m : mask.memory) m = m % 2 ? 64 : 63;  // next to the limit
+    KrTFloatRange<double> expected{HUGE_VAL, -HUGE_VAL};
+    for (const double v : Sampled(image, masked ? &mask : nullptr, step)) {
+        if (v < expected.lower) expected.lower = v;
+        if (v > expected.upper) expected.upper = v;
+    }
+    if (expected.lower > expected.upper) expected = {0, 0};
+    const auto* typed = static_cast<const AOI*>(image.image.get());
+    const auto* typedMask = static_cast<const KrAOI8*>(mask.image.get());
+    ForEachTarget([&](std::int64_t) {
         std::vector<KrTFloatRange<double>> ranges = {KrIpRange().Execute(typed, typedMask, step)};
         if (!masked) ranges = {KrIpRange().Execute(typed, step), KrLGreyScaleRange().Scan(typed, step)};
         for (const auto& range : ranges) {
-            EXPECT_EQ(expected.lower, range.lower) << cx << ' ' << step.x << ' ' << masked;
-            EXPECT_EQ(expected.upper, range.upper) << cx << ' ' << step.x << ' ' << masked;
+            EXPECT_EQ(expected.lower, range.lower) << type << ' ' << cx << ' ' << step.x << ' ' << masked;
+            EXPECT_EQ(expected.upper, range.upper) << type << ' ' << cx << ' ' << step.x << ' ' << masked;
         }
-    };
-    ForEachTarget([&](std::int64_t) {
-        for (const int cx : {0, 1, 2, 5, 20, 63, 64, 65, 300})
-            for (const Form form : {Form::eView, Form::eRowless})
-                for (const KrTPoint<short>& step : {KrTPoint<short>{1, 1}, {2, 3}, {0, -5}, {7, 1}, {400, 400}})
-                    for (const bool direct : {true, false}) {
-                        const DirectAccess access(direct);
-                        check(cx, form, step, false);
-                        check(cx, form, step, true);
-                    }
     });
+}
+
+// Of a whole image, and of the part of it that a mask admits.
+DRAWN_TEST(Range, EqualsAPlainLoop, 3000) {
+    void (*const checks[])(const Drawing&) = {CheckRange<KrAOI8>, CheckRange<KrAOI16>, CheckRange<KrAOI32>,
+                                              CheckRange<KrAOI32Float>, CheckRange<KrAOI64Double>};
+    Drawn(draw, checks)(draw);
 }
 
 }  // namespace

@@ -131,24 +131,29 @@ T Average(const F& frame, unsigned n) {
     return static_cast<T>((2 * sum + n) / (2 * n));
 }
 
+template <class Buffer>
+void CheckImage(const Buffer& image, std::size_t i, unsigned n) {
+    using T = typename Buffer::Pixel;
+    Buffer wanted(image.AOISize());
+    test::Fill(wanted, [&](int x, int y) {
+        return Average<T>([&](unsigned k) { return Board<Buffer>::Frame(k, i, x, y); }, n);
+    });
+    EXPECT_EQ(test::PixelsOf(image), test::PixelsOf(wanted)) << n << " frames, image " << i;
+}
+
+template <class Averager>
+using BufferOf = std::conditional_t<std::is_same_v<Averager, KrLAverageSnap>, KrBufferAOI8, KrBufferAOI16>;
+
 template <class Averager>
 class AverageSnap : public testing::Test {
 protected:
-    using Buffer = std::conditional_t<std::is_same_v<Averager, KrLAverageSnap>, KrBufferAOI8, KrBufferAOI16>;
-    using T = typename Buffer::Pixel;
+    using Buffer = BufferOf<Averager>;
     using TestBoard = Board<Buffer>;
     TestBoard mBoard;
     const Current mCurrent{mBoard};
     std::unique_ptr<Averager> mAverager = std::make_unique<Averager>();
     Buffer mOut{{35, 3}};
 
-    void CheckImage(const Buffer& image, std::size_t i, unsigned n) {
-        Buffer wanted(image.AOISize());
-        test::Fill(wanted, [&](int x, int y) {
-            return Average<T>([&](unsigned k) { return TestBoard::Frame(k, i, x, y); }, n);
-        });
-        EXPECT_EQ(test::PixelsOf(image), test::PixelsOf(wanted)) << n << " frames, image " << i;
-    }
     // Of an image, and of jobs of no, one and two images.
     void CheckAverages(Averager& averager, TestBoard& board, unsigned short n) {
         board.frames = board.waits = 0;
@@ -285,8 +290,8 @@ TYPED_TEST(AverageSnap, SurvivesAChangeOfTheBoard) {
                 EXPECT_EQ(2, next.created) << "renewed at the end";
                 EXPECT_TRUE(job.HasItsOwn());
                 if (fails) continue;
-                for (std::size_t i = 0; i < count; ++i) this->CheckImage(job.own[i], i, 5);
-                if (count == 0) this->CheckImage(this->mOut, 0, 5);
+                for (std::size_t i = 0; i < count; ++i) CheckImage(job.own[i], i, 5);
+                if (count == 0) CheckImage(this->mOut, 0, 5);
             }
     board.changeAt = board.failAt = 1000000;
 }
@@ -330,6 +335,42 @@ TYPED_TEST(AverageSnap, TakesTheEntriesOfDerivedClasses) {
     EXPECT_GT(std::count(this->mBoard.used.begin(), this->mBoard.used.end(), &averager.first), 0);
     for (const unsigned short slot : {std::uint8_t{0}, std::uint8_t{3}})
         EXPECT_TRUE(test::Thrown([&] { averager.Entry(slot); }));
+}
+
+// One run after the other, with boards that fail and boards that change in the middle.
+template <class Averager>
+void CheckRuns(const test::Drawing& draw) {
+    using Buffer = BufferOf<Averager>;
+    Board<Buffer> board, next;
+    const Current current(board);
+    board.supply = static_cast<Supply>(draw(5));
+    board.next = &next;
+    Averager averager;
+    for (std::uint32_t runs = 1 + draw(3); runs > 0; --runs) {
+        const test::DirectAccess access(draw(4) != 0);
+        const auto n = static_cast<unsigned short>(draw(16) ? 1 + draw(7) : 255 + draw(50));
+        const std::uint32_t never = 1000000;
+        board.failAt = draw(4) ? never : draw(7);
+        board.changeAt = draw(4) ? never : draw(7);
+        const std::size_t count = draw(3);  // 0: an image
+        test::ForEachTarget([&](std::int64_t) {
+            pBoardMgr->SetCurrBoard(&board);
+            board.frames = 0;
+            Buffer out({35, 3});
+            Job<Buffer> job(count);
+            const auto error = test::Thrown([&] { count > 0 ? averager.Execute(&job, n) : averager.Execute(&out, n); });
+            EXPECT_EQ(board.failAt < n, error != nullptr) << n << " frames";
+            EXPECT_TRUE(job.HasItsOwn());
+            EXPECT_FALSE(board.running);
+            if (error) return;
+            for (std::size_t i = 0; i < count; ++i) CheckImage(job.own[i], i, n);
+            if (count == 0) CheckImage(out, 0, n);
+        });
+    }
+}
+
+DRAWN_TEST(Boards, RunsGiveTheAverageOrTheError, 300) {
+    draw(2) ? CheckRuns<KrLAverageSnap>(draw) : CheckRuns<KrLAverageSnap2>(draw);
 }
 
 TEST(Boards, ObserversComeAndGoInManyThreads) {

@@ -210,6 +210,57 @@ TEST(BestFit, OfTooFewPixelsIsFinite) {
     }
 }
 
+template <class AOI>
+void CheckFit(const test::Drawing& draw) {
+    constexpr DeviceType type = KrTPixel<typename AOI::Pixel>::device;
+    const int cx = static_cast<int>(draw(40)), cy = static_cast<int>(draw(20));
+    const test::Form form = draw(4) == 0 ? test::Form::eRowless : test::Form::eView;
+    const test::DirectAccess access(draw(4) != 0);
+    const Use& use = test::Drawn(draw, kSets);
+    const int consider = static_cast<int>(draw(4));
+    const bool masked = draw(2) != 0, drawMasked = draw(2) != 0;
+    test::GuardedImage src(type, cx, cy, draw(1 << 16), form), mask(eDev8, cx, cy, draw(1 << 16), form);
+    test::GuardedImage drawMask(eDev8, cx, cy, draw(1 << 16), form);
+    test::GuardedImage dst(eDev32Float, cx, cy, 2, form), wanted(eDev32Float, cx, cy, 2);
+    src.Fill([&](int x, int y) { return 20 + x * 3 + y + static_cast<int>(src.Get(x, y)) % 8; });
+    const std::vector<unsigned char> before = dst.memory;
+    std::set<Coefficients> found;
+    std::set<std::vector<unsigned char>> drawn;
+    Fit fit;
+    test::ForEachTarget([&](std::int64_t) {
+        dst.memory = before;
+        fit.Run(src.image.get(), dst.image.get(), masked ? static_cast<KrAOI8*>(mask.image.get()) : nullptr,
+                drawMasked ? static_cast<KrAOI8*>(drawMask.image.get()) : nullptr, consider, use);
+        found.insert(fit.Found());
+        drawn.insert(dst.memory);
+    });
+    ASSERT_TRUE(found.size() == 1 && drawn.size() == 1) << "the targets differ";
+    for (const long double c : *found.begin()) ASSERT_TRUE(std::isfinite(c));
+    const auto isAdmitted = [&](int x, int y) { return !masked || mask.Get(x, y) < 64; };
+    if (cx >= 12 && cy >= 8) {  // enough for all terms
+        KrBufferAOI32Float plain({static_cast<short>(cx), static_cast<short>(cy)});
+        KrBufferAOI8 admitted(plain.AOISize());
+        test::Fill(plain, [&](int x, int y) { return src.Get(x, y); });
+        test::Fill(admitted, [&](int x, int y) { return isAdmitted(x, y) ? 0 : 64; });
+        EXPECT_LT(Deviation(fit.Found(), Literal(plain, &admitted, use), cx, cy), 1e-7L) << cx << " x " << cy;
+    }
+    const double range = 400 + 4.0 * (cx + cy);
+    wanted.Fill([&](int x, int y) {
+        const double got = dst.Get(x, y), old = wanted.Get(x, y);
+        if (consider > 2) return old;
+        if (consider > 0 && drawMasked && drawMask.Get(x, y) >= 64) return consider == 1 ? 0.0 : old;
+        const auto f = static_cast<double>(Evaluate(fit.Found(), x + 1, y + 1));
+        EXPECT_NEAR(f, got, 1e-6 * std::max(range, std::fabs(f))) << x << ' ' << y;
+        return got;
+    });
+    ASSERT_EQ(wanted.memory, dst.memory);
+}
+
+DRAWN_TEST(BestFit, EqualsTheNormalEquations, 600) {
+    void (*const checks[])(const test::Drawing&) = {CheckFit<KrAOI8>, CheckFit<KrAOI16>, CheckFit<KrAOI32Float>};
+    test::Drawn(draw, checks)(draw);
+}
+
 TEST(BestFit, RejectsOtherTypesAndChangesNothing) {
     KrBufferAOI8 src({4, 3}, 0);
     KrBufferAOI16 wrong({4, 3});

@@ -11,7 +11,7 @@ namespace {
 
 using namespace test;
 
-KrLCombination combination;
+thread_local KrLCombination combination;
 
 double Rounded(double v, const Context& x) {
     return x.types.back() >= eDev32Float ? v : Clip(std::floor(v + 0.5), x.types.back());
@@ -54,23 +54,28 @@ TEST(Combination, DispatchAndErrors) {
 
 TEST(Combination, PixelsOnEveryTarget) { CheckPixels(kCases); }
 
-TEST(Combination, InsertsWhatTheMaskAdmits) {
-    for (const DeviceType type : {eDev8, eDev16, eDev32, eDev32Float, eDev64Double})
-        for (const auto& [dx, dy] : {std::pair{0, 0}, {5, -3}, {-4, 2}, {100, 0}, {2147483647, -2147483647 - 1}})
-            for (const bool masked : {false, true}) {
-                GuardedImage src(type, 11, 9, 1, dx > 0 ? Form::eRowless : Form::eView), mask(eDev8, 9, 4, 3);
-                GuardedImage dst(type, 20, 7, 2, dy > 0 ? Form::eRowless : Form::eView), want(type, 20, 7, 2);
-                combination.Insert(src.image.get(), dst.image.get(), dx, dy,
-                                   masked ? static_cast<const KrAOI8*>(mask.image.get()) : nullptr);
-                for (int y = 0; y < 9; ++y)
-                    for (int x = 0; x < 11; ++x) {
-                        const std::int64_t u = std::int64_t{x} + dx, v = std::int64_t{y} + dy;
-                        if (u < 0 || v < 0 || u >= 20 || v >= 7) continue;
-                        if (masked && mask.Get(std::min(x, 8), std::min(y, 3)) >= 64) continue;
-                        want.Set(static_cast<int>(u), static_cast<int>(v), src.Get(x, y));
-                    }
-                ASSERT_EQ(want.memory, dst.memory) << type << ' ' << dx << ' ' << dy << ' ' << masked;
-            }
+DRAWN_TEST(Combination, InsertsWhatTheMaskAdmits, 500) {
+    const DeviceType types[] = {eDev8, eDev16, eDev32, eDev32Float, eDev64Double};
+    const DeviceType type = Drawn(draw, types);
+    const auto shift = [&] { return static_cast<int>(draw(40)) - 20; };
+    const std::pair<int, int> far[] = {{100, 0}, {2147483647, -2147483647 - 1}, {0, 0}};
+    const auto [dx, dy] = draw(8) ? std::pair{shift(), shift()} : Drawn(draw, far);
+    const bool masked = draw(2) != 0;
+    const auto side = [&] { return 1 + static_cast<int>(draw(24)); };
+    const int w = side(), h = side(), dw = side(), dh = side(), mw = side(), mh = side();
+    const auto form = [&] { return static_cast<Form>(draw(3)); };
+    GuardedImage src(type, w, h, draw(1 << 16), form()), mask(eDev8, mw, mh, 3, form());
+    GuardedImage dst(type, dw, dh, 2, form()), want(type, dw, dh, 2);
+    combination.Insert(src.image.get(), dst.image.get(), dx, dy,
+                       masked ? static_cast<const KrAOI8*>(mask.image.get()) : nullptr);
+    for (int y = 0; y < h; ++y)
+        for (int x = 0; x < w; ++x) {
+            const std::int64_t u = std::int64_t{x} + dx, v = std::int64_t{y} + dy;
+            if (u < 0 || v < 0 || u >= dw || v >= dh) continue;
+            if (masked && mask.Get(std::min(x, mw - 1), std::min(y, mh - 1)) >= 64) continue;
+            want.Set(static_cast<int>(u), static_cast<int>(v), src.Get(x, y));
+        }
+    ASSERT_EQ(want.memory, dst.memory) << type << ' ' << dx << ' ' << dy << ' ' << masked;
 }
 
 }  // namespace

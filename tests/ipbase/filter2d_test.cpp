@@ -151,42 +151,55 @@ constexpr Size kWindows[] = {{1, 1}, {3, 3}, {2, 5},   {4, 1},  {5, 5}, {1, 9},
                              {9, 9}, {6, 4}, {15, 15}, {17, 3}, {31, 2}};
 constexpr KrTSize<int> kSizes[] = {{1, 1}, {1, 12}, {12, 1}, {9, 7}, {150, 5}, {35, 40}};
 
-// The masks are larger or smaller than the image, or have its size.
+// With a mask, which is larger or smaller than the image or has its size, or without one.
+void CheckImageFilter(const ImageCase& c, const Size& window, const KrTSize<int>& size, int maskForm, Random& random) {
+    SCOPED_TRACE(KrString(c.name).ToUtf8() + " " + std::to_string(window.cx) + " x " + std::to_string(window.cy) +
+                 " on " + std::to_string(size.cx) + " x " + std::to_string(size.cy) + ", mask " +
+                 std::to_string(maskForm));
+    const int mx = maskForm == 2 ? size.cx + 3 : maskForm == 3 ? (size.cx + 1) / 2 : size.cx;
+    const int my = maskForm == 2 ? size.cy + 1 : maskForm == 3 ? (size.cy + 1) / 2 : size.cy;
+    auto maskPicture = RandomPicture<std::uint8_t>(mx, my, random);
+    for (std::uint8_t& value : maskPicture.pixels) value = static_cast<std::uint8_t>(random() % 4 ? value % 64 : 64);
+    Canvas<std::uint8_t> mask(maskPicture, maskForm == 1 ? Form::eRowless : Form::eView, 0, 0);
+    ForEachType([&](auto type) {
+        using T = decltype(type);
+        auto source = RandomPicture<T>(size.cx, size.cy, random);
+        if (IsBinary(c.kind)) MakeBinary(source, random);
+        const auto expected = Literal(c, window, source, maskForm ? &maskPicture : nullptr);
+        ForEachTarget([&](std::int64_t) {
+            CheckLayouts(source, expected, [&](KrAOI* src, KrAOI* dst) {
+                if (IsBinary(c.kind))
+                    c.run(window, src, dst, nullptr, eIgnoreMask);
+                else
+                    c.run(window, src, dst, maskForm || window.cx != 3 ? static_cast<KrAOI8*>(mask.AOI()) : nullptr,
+                          maskForm || window.cx == 3 ? eKeepMasked : eIgnoreMask);
+            });
+        });
+    });
+}
+bool HasMask(const ImageCase& c) { return !IsBinary(c.kind) && c.kind != eRecursive; }
+
 TEST(ImageFilters, EqualPlainLoops) {
     Random random(7);
     for (const ImageCase& c : kCases)
         for (const Size& window : kWindows)
             for (const KrTSize<int>& size : kSizes)
                 for (const int maskForm : {0, 1, 2, 3}) {
-                    if (maskForm > 0 && (IsBinary(c.kind) || c.kind == eRecursive)) continue;
+                    if (maskForm > 0 && !HasMask(c)) continue;
                     if (c.kind == eMedian && window.cx * window.cy > 100) continue;  // slow, see below
-                    SCOPED_TRACE(KrString(c.name).ToUtf8() + " " + std::to_string(window.cx) + " x " +
-                                 std::to_string(window.cy) + " on " + std::to_string(size.cx) + " x " +
-                                 std::to_string(size.cy) + ", mask " + std::to_string(maskForm));
-                    const int mx = maskForm == 2 ? size.cx + 3 : maskForm == 3 ? (size.cx + 1) / 2 : size.cx;
-                    const int my = maskForm == 2 ? size.cy + 1 : maskForm == 3 ? (size.cy + 1) / 2 : size.cy;
-                    auto maskPicture = RandomPicture<std::uint8_t>(mx, my, random);
-                    for (std::uint8_t& value : maskPicture.pixels)
-                        value = static_cast<std::uint8_t>(random() % 4 ? value % 64 : 64);
-                    Canvas<std::uint8_t> mask(maskPicture, maskForm == 1 ? Form::eRowless : Form::eView, 0, 0);
-                    ForEachType([&](auto type) {
-                        using T = decltype(type);
-                        auto source = RandomPicture<T>(size.cx, size.cy, random);
-                        if (IsBinary(c.kind)) MakeBinary(source, random);
-                        const auto expected = Literal(c, window, source, maskForm ? &maskPicture : nullptr);
-                        ForEachTarget([&](std::int64_t) {
-                            CheckLayouts(source, expected, [&](KrAOI* src, KrAOI* dst) {
-                                if (IsBinary(c.kind))
-                                    c.run(window, src, dst, nullptr, eIgnoreMask);
-                                else
-                                    c.run(window, src, dst,
-                                          maskForm || window.cx != 3 ? static_cast<KrAOI8*>(mask.AOI()) : nullptr,
-                                          maskForm || window.cx == 3 ? eKeepMasked : eIgnoreMask);
-                            });
-                        });
-                    });
+                    CheckImageFilter(c, window, size, maskForm, random);
                     if (testing::Test::HasFatalFailure()) return;
                 }
+}
+
+DRAWN_TEST(ImageFilters, OfAnySizeEqualPlainLoops, 30) {
+    const ImageCase& c = Drawn(draw, kCases);
+    const std::uint32_t most = draw(8) ? 6 : 20;
+    const Size window = {1 + draw(most), 1 + draw(most)};
+    const KrTSize<int> size = {1 + static_cast<int>(draw(8) ? draw(12) : draw(70)), 1 + static_cast<int>(draw(9))};
+    const int maskForm = HasMask(c) ? static_cast<int>(draw(4)) : 0;
+    Random random(draw(1 << 16));
+    CheckImageFilter(c, window, size, maskForm, random);
 }
 
 const ImageCase& CaseOf(Kind kind) {

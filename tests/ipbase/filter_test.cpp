@@ -70,6 +70,19 @@ void Literal(const TapCase& c, int taps, Line<T>& line) {
     }
 }
 
+void CheckLineFilter(const TapCase& c, bool columns, int taps, const KrTSize<int>& size, Random& random) {
+    SCOPED_TRACE(KrString(c.formats[columns]).ToUtf8() + " " + std::to_string(taps) + " taps, " +
+                 std::to_string(size.cx) + " x " + std::to_string(size.cy));
+    ForEachType([&](auto type) {
+        using T = decltype(type);
+        const auto source = RandomPicture<T>(size.cx, size.cy, random);
+        const auto expected = AlongLines(source, columns, [&](Line<T>& line) { Literal(c, taps, line); });
+        ForEachTarget([&](std::int64_t) {
+            CheckLayouts(source, expected, [&](KrAOI* src, KrAOI* dst) { c.run(taps, columns, src, dst); });
+        });
+    });
+}
+
 TEST(LineFilters, EqualPlainLoops) {
     Random random(3);
     for (const TapCase& c : kTapCases)
@@ -77,20 +90,18 @@ TEST(LineFilters, EqualPlainLoops) {
             for (const int taps : {1, 2, 3, 4, 5, 8, 9, 15, 16, 30, 61})
                 for (const KrTSize<int>& size : kSizes) {
                     if (c.kind == TapCase::eGauss && taps > 34) continue;
-                    SCOPED_TRACE(KrString(c.formats[columns]).ToUtf8() + " " + std::to_string(taps) + " taps, " +
-                                 std::to_string(size.cx) + " x " + std::to_string(size.cy));
-                    ForEachType([&](auto type) {
-                        using T = decltype(type);
-                        const auto source = RandomPicture<T>(size.cx, size.cy, random);
-                        const auto expected =
-                            AlongLines(source, columns, [&](Line<T>& line) { Literal(c, taps, line); });
-                        ForEachTarget([&](std::int64_t) {
-                            CheckLayouts(source, expected,
-                                         [&](KrAOI* src, KrAOI* dst) { c.run(taps, columns, src, dst); });
-                        });
-                    });
+                    CheckLineFilter(c, columns, taps, size, random);
                     if (testing::Test::HasFatalFailure()) return;
                 }
+}
+
+DRAWN_TEST(LineFilters, OfAnySizeEqualPlainLoops, 60) {
+    const TapCase& c = Drawn(draw, kTapCases);
+    const bool columns = draw(2) != 0;
+    const int taps = 1 + static_cast<int>(draw(c.kind == TapCase::eGauss ? 34 : 40));
+    const int along = 1 + static_cast<int>(draw(8) ? draw(40) : draw(300)), across = 1 + static_cast<int>(draw(6));
+    Random random(draw(1 << 16));
+    CheckLineFilter(c, columns, taps, columns ? KrTSize<int>{across, along} : KrTSize<int>{along, across}, random);
 }
 
 TEST(LineFilters, RejectOtherTypesAndTolerateEverythingElse) {

@@ -1,6 +1,7 @@
 // Sizes, mirrors, turns, shifts, maps, pyramids, edges, and their forms for wrapped phases, against literal sums.
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cmath>
 #include <limits>
 #include <opencv2/imgproc.hpp>
@@ -17,7 +18,7 @@ using namespace test;
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 constexpr InterpolationMode kModes[] = {eNearest, eLinear, eCubic, eArea};
 constexpr BorderRule kBorders[] = {eBorderFill, eBorderReplicate, eBorderReflect, eBorderWrap};
-KrLGeomet geomet;
+thread_local KrLGeomet geomet;
 
 bool IsReal(DeviceType type) { return type == eDev32Float || type == eDev64Double; }
 double Period(DeviceType type) { return type == eDev8 ? 256 : type == eDev16 ? 65536 : 7.5; }
@@ -353,6 +354,56 @@ TEST(Geometry, MapsAsSumsOfWeights) {
                 if (testing::Test::HasFatalFailure()) return;
             }
         });
+}
+
+// Any setting of the operations above.
+DRAWN_TEST(Geometry, EqualsSumsOfWeights, 1500) {
+    enum { eScale, eShift, eAffine, eRemap } const kind = std::array{eScale, eShift, eAffine, eRemap}[draw(4)];
+    const bool modulo = kind != eRemap && draw(2) != 0;
+    const DeviceType type = kind == eScale && !modulo ? kFive[draw(5)] : kFour[draw(4)];
+    const InterpolationMode mode = kModes[draw(kind == eScale ? 4 : 3)];
+    const auto side = [&](std::uint32_t most) { return 1 + static_cast<int>(draw(most)); };
+    const KrTSize<int> from{draw(8) ? side(24) : side(90), side(9)};
+    const KrTSize<int> to = kind == eShift ? from : KrTSize<int>{draw(8) ? side(24) : side(90), side(9)};
+    const double fills[] = {3, 0, 200, kNaN};
+    const bool isScale = kind == eScale;
+    const KrSampling how(mode, isScale ? eBorderReplicate : Drawn(draw, kBorders),
+                         isScale ? 0 : fills[draw(IsReal(type) ? 4 : 3)]);
+    const auto form = [&] { return static_cast<Form>(draw(3)); };
+    const Form source = form(), destination = form();
+    const Setting s{type, from, to, how, modulo, draw(3) == 0, draw(5) != 0, source, destination, draw(1 << 16)};
+    const auto between = [&](double low, double high) { return low + (high - low) * draw(97) / 96; };
+    const double dx = draw(4) ? between(-3, 3) : between(-100, 100), dy = draw(4) ? between(-3, 3) : between(-40, 40);
+    std::array<double, 6> m = {between(-2, 2), between(-1, 1), between(-9, 9),
+                               between(-1, 1), between(-2, 2), between(-9, 9)};
+    if (draw(32) == 0) m[draw(6)] = kNaN;
+    GuardedImage mapX(eDev32Float, to.cx, to.cy, 1, source), mapY(eDev32Float, to.cx, to.cy, 1, source);
+    Random random(s.seed);
+    for (GuardedImage* map : {&mapX, &mapY})
+        map->Fill([&](int, int) { return random() % 16 ? static_cast<float>(random.Uniform(-3, 24)) : kNaN; });
+    const auto run = [&](const KrAOI* src, KrAOI* dst, const KrSampling& sampling) {
+        switch (kind) {
+            case eScale: modulo ? geomet.ScaleModulo(src, dst, sampling) : geomet.Scale(src, dst, sampling); break;
+            case eShift:
+                modulo ? geomet.ShiftSubPixelModulo(src, dst, dx, dy, sampling)
+                       : geomet.ShiftSubPixel(src, dst, dx, dy, sampling);
+                break;
+            case eAffine:
+                modulo ? geomet.AffineModulo(src, dst, m, sampling) : geomet.Affine(src, dst, m, sampling);
+                break;
+            default: geomet.Remap(src, mapX.image.get(), mapY.image.get(), dst, sampling);
+        }
+    };
+    const auto expect = [&](const Field& field, int x, int y) {
+        const double u = kind == eShift ? x - dx : kind == eAffine ? m[0] * x + (m[1] * y + m[2]) : mapX.Get(x, y);
+        const double v = kind == eShift ? y - dy : kind == eAffine ? m[3] * x + (m[4] * y + m[5]) : mapY.Get(x, y);
+        if (!isScale && (std::isnan(u) || std::isnan(v))) return kNaN;
+        return Literal(
+            field, mode, type, modulo,
+            [&](InterpolationMode md) { return isScale ? Scaled(md, x, from.cx, to.cx) : Around(md, u); },
+            [&](InterpolationMode md) { return isScale ? Scaled(md, y, from.cy, to.cy) : Around(md, v); });
+    };
+    ForEachTarget([&](std::int64_t) { CheckSetting(s, run, expect); });
 }
 
 // Moves of pixels: exact, on all types; NaN and infinities move like the others.

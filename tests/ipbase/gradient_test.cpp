@@ -162,6 +162,26 @@ TYPED_TEST(Gradient, IsThatOfTheDefinitionForAllSignsSizesAndLayouts) {
     });
 }
 
+template <class AOI>
+void CheckDrawn(const test::Drawing& draw) {
+    using T = typename AOI::Pixel;
+    const auto baseline = [&] {
+        const int length = static_cast<int>(draw(8) ? draw(12) : draw(4) ? draw(90) : draw(1 << 16) << 15);
+        return draw(2) ? length : -length;
+    };
+    const int w = 1 + static_cast<int>(draw(4) ? draw(30) : draw(140)), h = 1 + static_cast<int>(draw(16));
+    const Plane<T> src = RandomPlane<T>(w, h, draw(1 << 16));
+    const int dx = baseline(), dy = baseline(), infinite = static_cast<int>(draw(2));
+    const auto layout = static_cast<Layout>(draw(4));
+    test::ForEachTarget([&](std::int64_t) { Check<AOI>(src, dx, dy, infinite, layout); });
+}
+
+DRAWN_TEST(Gradients, EqualsItsDefinition, 1000) {
+    void (*const checks[])(const test::Drawing&) = {CheckDrawn<KrAOI8>, CheckDrawn<KrAOI32Float>,
+                                                    CheckDrawn<KrAOI64Double>};
+    test::Drawn(draw, checks)(draw);
+}
+
 // The greatest sums: of steps of 127 up to the middle and of -128 from there on, or of these in turns in the lines
 // along the greater side.
 TYPED_TEST(Gradient, HoldsTheGreatestSums) {

@@ -32,38 +32,37 @@ TEST(Histogram, DispatchAndErrors) {
     EXPECT_GE(0.0, KrLHistogram().CalcRange(7).upper);
 }
 
-TEST(Histogram, CountsEqualAPlainLoop) {
-    const std::tuple<DeviceType, std::uint32_t, KrTPoint<short>> ways[] = {
-        {eDev8, 256, {1, 1}},  {eDev8, 256, {2, 3}},   {eDev8, 16, {1, 1}},
-        {eDev8, 1, {-1, 0}},   {eDev8, 1000, {1, 2}},  {eDev16, 65536, {1, 1}},
-        {eDev16, 256, {3, 1}}, {eDev16, 4099, {1, 1}}, {eDev16, 100003, {1, 2}}};
-    for (const auto& [type, steps, sampling] : ways) {
-        SCOPED_TRACE(testing::Message() << "type " << type << ", steps " << steps << ", sampling " << sampling.x);
-        Random random(1);
-        for (int n = 0; n < 60; ++n) {
-            const Form form = n % 3 == 0 ? Form::eRowless : Form::eView;
-            const DirectAccess access(n % 5 != 0);
-            const int cx = n, cy = n % 7 + (n > 30);
-            GuardedImage image(type, cx, cy, static_cast<unsigned>(n), form);
-            GuardedImage mask(eDev8, std::max(0, cx - n % 4), std::max(1, cy - n % 2), 1, form);
-            mask.Fill([&](int, int) { return random() % 3 ? random() % 256 : 63 + random() % 2; });
-            if (n % 4 == 3) image.Fill([n](int, int) { return n; });
-            for (const bool masked : {false, true}) {
-                std::map<double, std::uint32_t> expected;
-                for (const double v : Sampled(image, masked ? &mask : nullptr, sampling))
-                    ++expected[std::floor(v * steps / (type == eDev8 ? 256 : 65536))];
-                KrLHistogram histogram;
-                histogram.SetUndersampling(sampling);
-                masked ? histogram.Create(image.image.get(), static_cast<const KrAOI8*>(mask.image.get()), steps)
-                       : histogram.Create(image.image.get(), steps);
-                ASSERT_EQ(steps, histogram.GetNumSteps());
-                for (std::uint32_t i = 0; i < steps; ++i)
-                    ASSERT_EQ(expected.count(i) ? expected[i] : 0u, histogram[i]) << "bin " << i << ", trial " << n;
-                const double none = type == eDev8 ? 255 : 65535;
-                EXPECT_EQ(expected.empty() ? none : expected.begin()->first, histogram.GetAOIGreyRange().lower);
-                EXPECT_EQ(expected.empty() ? 0.0 : expected.rbegin()->first, histogram.GetAOIGreyRange().upper);
-            }
-        }
+DRAWN_TEST(Histogram, CountsEqualAPlainLoop, 600) {
+    const DeviceType type = draw(2) ? eDev8 : eDev16;
+    const std::uint32_t few[] = {256, 16, 1, 1000, 2 + draw(300)}, many[] = {65536, 256, 4099, 100003, 1 + draw(70000)};
+    const std::uint32_t steps = type == eDev8 ? Drawn(draw, few) : draw(8) ? many[1] : Drawn(draw, many);
+    const KrTPoint<short> sampling{static_cast<short>(static_cast<int>(draw(6)) - 1),
+                                   static_cast<short>(static_cast<int>(draw(5)) - 1)};
+    const Form form = draw(3) == 0 ? Form::eRowless : Form::eView;
+    const DirectAccess access(draw(4) != 0);
+    const int cx = static_cast<int>(draw(60)), cy = static_cast<int>(draw(9));
+    const int narrower = static_cast<int>(draw(4)), lower = static_cast<int>(draw(2));
+    GuardedImage image(type, cx, cy, draw(1 << 16), form);
+    GuardedImage mask(eDev8, std::max(0, cx - narrower), std::max(1, cy - lower), 1, form);
+    Random random(draw(1 << 16));
+    mask.Fill([&](int, int) { return random() % 3 ? random() % 256 : 63 + random() % 2; });
+    if (const std::uint32_t even = draw(8); even < 3) image.Fill([&](int, int) { return even * 100; });
+    for (const bool masked : {false, true}) {
+        std::map<double, std::uint32_t> expected;
+        for (const double v : Sampled(image, masked ? &mask : nullptr, sampling))
+            ++expected[std::floor(v * steps / (type == eDev8 ? 256 : 65536))];
+        KrLHistogram histogram;
+        histogram.SetUndersampling(sampling);
+        masked ? histogram.Create(image.image.get(), static_cast<const KrAOI8*>(mask.image.get()), steps)
+               : histogram.Create(image.image.get(), steps);
+        ASSERT_EQ(steps, histogram.GetNumSteps());
+        std::map<double, std::uint32_t> found;
+        for (std::uint32_t i = 0; i < steps; ++i)
+            if (histogram.GetBuffer()[i] > 0) found[i] = histogram.GetBuffer()[i];
+        ASSERT_EQ(expected, found) << "type " << type << ", steps " << steps << ", sampling " << sampling.x;
+        const double none = type == eDev8 ? 255 : 65535;
+        EXPECT_EQ(expected.empty() ? none : expected.begin()->first, histogram.GetAOIGreyRange().lower);
+        EXPECT_EQ(expected.empty() ? 0.0 : expected.rbegin()->first, histogram.GetAOIGreyRange().upper);
     }
 }
 

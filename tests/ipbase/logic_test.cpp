@@ -29,9 +29,9 @@ double Logic(P p, X x) {
 
 using LogicPair = void (KrLLogic::*)(const KrAOI*, const KrAOI*, KrAOI*);
 using LogicMask = void (KrLLogic::*)(const KrAOI*, std::uint32_t, KrAOI*);
-KrLLogic logic;
-KrLMinMax minMax;
-KrLThreshold threshold;
+thread_local KrLLogic logic;
+thread_local KrLMinMax minMax;
+thread_local KrLThreshold threshold;
 
 template <LogicPair method>
 void RunPair(I i, C) {

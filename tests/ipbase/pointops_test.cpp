@@ -102,7 +102,7 @@ void DoublesMinus(Images i, const double* c) {
     KrIpSubMod().Execute(static_cast<const KrAOI64Double*>(i[0]), *c, static_cast<KrAOI64Double*>(i[1]));
 }
 
-KrLArithmetic arith;
+thread_local KrLArithmetic arith;
 
 const std::vector<OpCase>& Cases() {
     static const std::string pairs = "111 114 144 414 444", constants = "11 14 41 44";

@@ -1,6 +1,7 @@
 // Regions: segmentation against connected components and a plain scan of the traced border, region building.
 #include <gtest/gtest.h>
 
+#include <array>
 #include <chrono>
 #include <map>
 #include <opencv2/imgproc.hpp>
@@ -78,39 +79,42 @@ TEST(Segment, MeasuresWhatItTraces) {
         }
 }
 
-TEST(Segment, RegionsWithoutHolesAreConnectedComponents) {
-    cv::RNG random(3);
-    for (int n = 0; n < 300; ++n) {
-        cv::Mat image(random.uniform(1, 40), random.uniform(1, 60), CV_8U), filled;
-        random.fill(image, cv::RNG::UNIFORM, 0, 256);
-        image = (image > random.uniform(60, 240)) & image;
-        cv::rectangle(image, {0, 0}, {image.cols - 1, image.rows - 1}, 0);
-        filled = image > 0;
-        cv::floodFill(filled, cv::Point(0, 0), 128, nullptr, 0, 0, 8);
-        image.setTo(77, (filled == 0) | (image == 128));  // no holes
-        cv::Mat components, stats, centroids, numbers(image.size(), CV_32S, cv::Scalar(7));
-        cv::connectedComponentsWithStats(image, components, stats, centroids, 4);
-        KrAOI8 view = View<KrAOI8>(image);
-        KrAOI32 numberView = View<KrAOI32>(numbers);
-        std::map<int, int> componentOf{{0, 0}};
-        const int count = KrSegmentScan().Execute(&view, &numberView, [&](int number, const KrAttribute& a) {
-            const int c = componentOf[number] = components.at<int>(a.borderPoints[0].y, a.borderPoints[0].x);
-            const cv::Rect box(a.minX, a.minY, a.maxX - a.minX + 1, a.maxY - a.minY + 1);
-            const int* s = stats.ptr<int>(c);
-            EXPECT_EQ(cv::Rect(s[0], s[1], s[2], s[3]), box);
-            EXPECT_EQ(static_cast<float>(s[4]), a.area);
-            EXPECT_FLOAT_EQ(static_cast<float>(centroids.at<double>(c, 0)), a.centroidX);
-            EXPECT_FLOAT_EQ(static_cast<float>(centroids.at<double>(c, 1)), a.centroidY);
-        });
-        ASSERT_EQ(stats.rows - 1, count) << n;
-        numbers.forEach<int>([&](int& number, const int*) { number = componentOf.at(number); });
-        ASSERT_EQ(0, cv::norm(components, numbers, cv::NORM_INF));
-    }
+// Numbers of the regions, of which those without holes are connected components.
+DRAWN_TEST(Segment, RegionsWithoutHolesAreConnectedComponents, 300) {
+    const int w = 1 + static_cast<int>(draw(60)), h = 1 + static_cast<int>(draw(40));
+    const std::uint32_t dark = 60 + draw(180);
+    Random random(draw(1 << 16));
+    cv::Mat image(h, w, CV_8U), filled;
+    for (uchar& pixel : cv::Mat_<uchar>(image)) pixel = static_cast<uchar>(random() % 256);
+    image = (image > static_cast<int>(dark)) & image;
+    cv::rectangle(image, {0, 0}, {image.cols - 1, image.rows - 1}, 0);
+    filled = image > 0;
+    cv::floodFill(filled, cv::Point(0, 0), 128, nullptr, 0, 0, 8);
+    image.setTo(77, (filled == 0) | (image == 128));  // no holes
+    cv::Mat components, stats, centroids, numbers(image.size(), CV_32S, cv::Scalar(7));
+    cv::connectedComponentsWithStats(image, components, stats, centroids, 4);
+    KrAOI8 view = View<KrAOI8>(image);
+    KrAOI32 numberView = View<KrAOI32>(numbers);
+    std::map<int, int> componentOf{{0, 0}};
+    const int count = KrSegmentScan().Execute(&view, &numberView, [&](int number, const KrAttribute& a) {
+        const int c = componentOf[number] = components.at<int>(a.borderPoints[0].y, a.borderPoints[0].x);
+        const cv::Rect box(a.minX, a.minY, a.maxX - a.minX + 1, a.maxY - a.minY + 1);
+        const int* s = stats.ptr<int>(c);
+        EXPECT_EQ(cv::Rect(s[0], s[1], s[2], s[3]), box);
+        EXPECT_EQ(static_cast<float>(s[4]), a.area);
+        EXPECT_FLOAT_EQ(static_cast<float>(centroids.at<double>(c, 0)), a.centroidX);
+        EXPECT_FLOAT_EQ(static_cast<float>(centroids.at<double>(c, 1)), a.centroidY);
+    });
+    ASSERT_EQ(stats.rows - 1, count);
+    for (int& number : cv::Mat_<int>(numbers)) number = componentOf.at(number);
+    ASSERT_EQ(0, cv::norm(components, numbers, cv::NORM_INF));
 }
 
-// Labels by a scan over whole rows around a region; returns the number of pixels in the region's own rows.
-int LabelByScan(GuardedImage& work, const KrAttribute& a, int threshold, bool allInside, double label) {
-    int count = 0;
+// Labels by a scan over whole rows around a region; returns the number of pixels in the region's own rows, and the sums
+// of their grey values and of their columns, also weighted with these.
+std::array<double, 4> LabelByScan(GuardedImage& work, const GuardedImage& image, const KrAttribute& a, int threshold,
+                                  bool allInside, double label) {
+    std::array<double, 4> sums{};
     for (int y = a.minY - 1; y <= a.maxY + 1; ++y) {
         bool inside = false;
         for (int x = a.minX - 1; x <= a.maxX + 1; ++x) {
@@ -118,45 +122,59 @@ int LabelByScan(GuardedImage& work, const KrAttribute& a, int threshold, bool al
             if (value == 256) inside = !inside;
             if (value != 256 && value != 257 && (!inside || (!allInside && value <= threshold))) continue;
             work.Set(x, y, label);
-            count += y >= a.minY && y <= a.maxY;
+            if (y < a.minY || y > a.maxY) continue;
+            const double grey = image.Get(x, y);
+            sums = {sums[0] + 1, sums[1] + grey, sums[2] + x, sums[3] + x * grey};
         }
     }
-    return count;
+    return sums;
 }
 
-TEST(Segment, EndsFromEveryStartOfEveryImage) {
-    Random random(4);
-    for (unsigned n = 0; n < 4000; ++n) {
-        const int cx = static_cast<int>(random() % 12), cy = static_cast<int>(random() % 12);
-        const int threshold = static_cast<int>(random() % 256);
-        const Form form = n % 4 == 0 ? Form::eRowless : Form::eView;
-        GuardedImage image(eDev8, cx, cy, n, form), work(eDev16, cx, cy, n, form), expected(eDev16, cx, cy, n);
-        KrSegment segment;
-        segment.SetThreshold(static_cast<unsigned char>(threshold));
-        if (n % 3 == 0) segment.ConsiderAllInsideOn();
-        segment.Init(static_cast<KrAOI8*>(image.image.get()), static_cast<KrAOI16*>(work.image.get()));
-        if (n % 5 == 0)  // whatever the caller does to its edge
-            work.Fill(
-                [&](int x, int y) { return x == 0 || y == 0 || x == cx - 1 || y == cy - 1 ? 200 : work.Get(x, y); });
-        const auto x = static_cast<short>(random() % 16 - 2), y = static_cast<short>(random() % 16 - 2);
-        if (n % 2 == 0) segment.FindSegmentBorder({short{3}, short{3}});  // marks of a region that is not labelled
-        if (n % 6 == 0 && x > 0 && y > 0 && x < cx - 1 && y < cy - 1 && image.Get(x, y) > threshold)
-            segment.Label(n % 12 == 0 ? 256 : 257);  // a label that looks like marks
-        segment.FindSegmentBorder({x, y});
-        segment.ExtractSegmentAttributes();
-        const KrAttribute& a = segment.GetAttribute();
-        const auto starts = [&](int u, int v) {
-            return u > 0 && v > 0 && u < cx - 1 && v < cy - 1 && image.Get(u, v) > threshold;
-        };
-        ASSERT_EQ(starts(x, y) || (n % 2 == 0 && starts(3, 3)), a.minX <= a.maxX);  // a refused start changes nothing
-        std::set<std::pair<int, int>> points;
-        for (const auto& p : a.borderPoints) points.insert({p.x, p.y});
-        ASSERT_EQ(points.size(), a.borderPoints.Size());
-        expected.Fill([&](int u, int v) { return work.Get(u, v); });
-        ASSERT_EQ(LabelByScan(expected, a, threshold, n % 3 == 0, 777), a.area);
-        segment.Label(777);
-        ASSERT_EQ(expected.memory, work.memory) << n << ": from " << x << ", " << y;
+// From every start of every image: whatever was traced, measured or labelled before.
+DRAWN_TEST(Segment, EqualsAPlainScanOfItsTrace, 4000) {
+    const int cx = static_cast<int>(draw(12)), cy = static_cast<int>(draw(12));
+    const int threshold = static_cast<int>(draw(256));
+    const Form form = draw(4) == 0 ? Form::eRowless : Form::eView;
+    const unsigned seed = draw(1 << 16), before = draw(8);
+    const bool allInside = draw(3) == 0, labelFirst = draw(2) != 0;
+    GuardedImage image(eDev8, cx, cy, seed, form), work(eDev16, cx, cy, seed, form), expected(eDev16, cx, cy, seed);
+    if (draw(2))  // large regions with holes
+        image.Fill([&](int x, int y) { return Random(seed + static_cast<unsigned>(x * 31 + y))() % 5 ? 255 : 0; });
+    KrSegment segment;
+    segment.SetThreshold(static_cast<unsigned char>(threshold));
+    if (allInside) segment.ConsiderAllInsideOn();
+    segment.Init(static_cast<KrAOI8*>(image.image.get()), static_cast<KrAOI16*>(work.image.get()));
+    const auto starts = [&](int u, int v) {
+        return u > 0 && v > 0 && u < cx - 1 && v < cy - 1 && image.Get(u, v) > threshold;
+    };
+    if (draw(5) == 0)  // whatever the caller does to its edge
+        work.Fill([&](int x, int y) { return x == 0 || y == 0 || x == cx - 1 || y == cy - 1 ? 200 : work.Get(x, y); });
+    const auto x = static_cast<short>(static_cast<int>(draw(16)) - 2);
+    const auto y = static_cast<short>(static_cast<int>(draw(16)) - 2);
+    const bool hasMarks = before > 3;  // of a region that is not labelled
+    if (hasMarks) segment.FindSegmentBorder({short{3}, short{3}});
+    if (before > 5 && starts(x, y)) segment.Label(before == 6 ? 256 : 257);  // labels that look like marks
+    segment.FindSegmentBorder({x, y});
+    expected.Fill([&](int u, int v) { return work.Get(u, v); });
+    KrSegment copy = segment;
+    if (labelFirst) segment.Label(777);
+    segment.ExtractSegmentAttributes();
+    const KrAttribute& a = segment.GetAttribute();
+    ASSERT_EQ(starts(x, y) || (hasMarks && starts(3, 3)), a.minX <= a.maxX);  // a refused start changes nothing
+    std::set<std::pair<int, int>> points;
+    for (const auto& p : a.borderPoints) points.insert({p.x, p.y});
+    ASSERT_EQ(points.size(), a.borderPoints.Size());
+    const auto [count, grey, columns, weighted] = LabelByScan(expected, image, a, threshold, allInside, 777);
+    ASSERT_EQ(count, a.area);
+    if (count > 0) {
+        EXPECT_FLOAT_EQ(static_cast<float>(grey / count), a.meanValue);
+        EXPECT_FLOAT_EQ(static_cast<float>(columns / count), a.centroidX);
+        if (grey > 0) {
+            EXPECT_FLOAT_EQ(static_cast<float>(weighted / grey), a.weightedCentroidX);
+        }
     }
+    (labelFirst ? copy : segment).Label(777);
+    ASSERT_EQ(expected.memory, work.memory) << "from " << x << ", " << y;
 }
 
 // Each would take minutes if anything searched the list of border points, or whole boxes, for every point or region.
@@ -264,6 +282,45 @@ TEST(BuildRegion, IsTheUnblockedAreaAroundTheSeed) {
             region->Execute(&image, c.seed, &dst);
             EXPECT_EQ(0, cv::norm(Picture(c.expected), dstPixels, cv::NORM_INF)) << dstPixels;
         }
+    }
+}
+
+// Pixel by pixel: filled from neighbour to neighbour, and what holds the value of a fill without one.
+DRAWN_TEST(BuildRegion, EqualsAPlainFill, 1000) {
+    const Form form = draw(4) == 0 ? Form::eRowless : Form::eView;
+    const int w = 1 + static_cast<int>(draw(20)), h = 1 + static_cast<int>(draw(12));
+    const int dw = static_cast<int>(draw(26)), dh = static_cast<int>(draw(16));
+    const std::uint32_t blocked = 1 + draw(12), label = draw(256), notLabel = draw(256), runs = 1 + draw(3);
+    Random random(draw(1 << 16));
+    GuardedImage image(eDev8, w, h, 1, form), mask(eDev8, w, h, 2, form);
+    KrBuildRegion region;
+    region.RegionLabel() = static_cast<std::uint8_t>(label);
+    region.NotRegionLabel() = static_cast<std::uint8_t>(notLabel);
+    region.SetMask(static_cast<KrAOI8*>(mask.image.get()));
+    for (std::uint32_t run = 0; run < runs; ++run) {
+        mask.Fill([&](int, int) { return random() % blocked ? 0 : random() % 3 ? 255 : 32; });
+        GuardedImage dst(eDev8, dw, dh, run, form), expected(eDev8, dw, dh, run);
+        const KrTPoint<short> seed{static_cast<short>(static_cast<int>(draw(24)) - 2),
+                                   static_cast<short>(static_cast<int>(draw(16)) - 2)};
+        cv::Mat1b filled(h, w);
+        for (int y = 0; y < h; ++y)
+            for (int x = 0; x < w; ++x) filled(y, x) = static_cast<uchar>(mask.Get(x, y));
+        std::vector<cv::Point> open = {{seed.x, seed.y}};
+        while (!open.empty()) {
+            const cv::Point p = open.back();
+            open.pop_back();
+            if (p.x < 0 || p.y < 0 || p.x >= w || p.y >= h || filled(p) != 0) continue;
+            filled(p) = 32;
+            for (const cv::Point step : {cv::Point{1, 0}, {-1, 0}, {0, 1}, {0, -1}}) open.push_back(p + step);
+        }
+        expected.Fill([&](int x, int y) {
+            const bool far = x >= w + 2 || y >= h + 2;
+            return (far ? expected.Get(x, y) == 32 : x < w && y < h && filled(y, x) == 32) ? label : notLabel;
+        });
+        KrBuildRegion copy = region;
+        (draw(2) ? copy : region)
+            .Execute(static_cast<KrAOI8*>(image.image.get()), seed, static_cast<KrAOI8*>(dst.image.get()));
+        ASSERT_EQ(expected.memory, dst.memory) << w << " x " << h << " from " << seed.x << ", " << seed.y;
     }
 }
 

@@ -170,6 +170,25 @@ TEST(Reliability, GivesThePixelsOfThePlainForm) {
     });
 }
 
+DRAWN_TEST(Reliability, GivesThePixelsOfThePlainFormOnAnyImage, 200) {
+    const Size size = {static_cast<short>(1 + draw(24)), static_cast<short>(1 + draw(16))};
+    const auto random = std::make_shared<std::mt19937>(draw(1 << 16));
+    const auto below = [=](unsigned limit) { return static_cast<int>((*random)() % limit); };
+    const int along = static_cast<int>(draw(96)), down = static_cast<int>(draw(48));
+    const unsigned noise = 1 + draw(256), holes = 1 + draw(12), minGroup = draw(2) ? 0 : draw(60);
+    Scene scene(
+        size, [&](int x, int y) { return x * along + y * down + below(noise); },
+        [&](int, int) { return holes > 1 && below(holes) == 0 ? below(256) : 255; });
+    Literal literal{static_cast<std::size_t>(size.cx), static_cast<std::size_t>(size.cy), PixelsOf(scene.phase),
+                    PixelsOf(scene.mask), minGroup};
+    const auto expected = literal.Run();
+    test::ForEachTarget([&](std::int64_t) {
+        KrLUnWrap_Velmor unwrap;
+        unwrap.Execute(&scene.phase, &scene.mask, minGroup, nullptr);
+        ASSERT_EQ(Radians(unwrap, size, size), expected) << size.cx << " x " << size.cy;
+    });
+}
+
 double Peaks(double u, double v) {
     const auto bell = [](double x, double y) { return std::exp(-x * x - y * y); };
     return 3 * (1 - u) * (1 - u) * bell(u, v + 1) - 10 * (u / 5 - u * u * u - std::pow(v, 5)) * bell(u, v) -

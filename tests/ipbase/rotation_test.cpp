@@ -1,6 +1,7 @@
 // Rotation by shears: exact inverses, literal shears, palettes.
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cmath>
 #include <limits>
 
@@ -12,7 +13,7 @@ namespace {
 
 using namespace test;
 
-KrLRotateByShear rotation;
+thread_local KrLRotateByShear rotation;
 
 using Canvas = std::vector<std::vector<double>>;
 
@@ -55,60 +56,60 @@ Canvas Rotated(const GuardedImage& src, int side, double degrees, InterpolationM
     return canvas;
 }
 
-TEST(Rotation, IsThreeShears) {
-    constexpr int kSide = 81;
+DRAWN_TEST(Rotation, IsThreeShears, 60) {
+    constexpr DeviceType types[] = {eDev8, eDev16, eDev32Float, eDev64Double};
+    const DeviceType type = Drawn(draw, types);
+    const InterpolationMode mode = draw(2) ? eLinear : eCubic;
+    const double degrees = draw(8) ? (static_cast<int>(draw(901)) - 450) / 10.0 : std::array{0.0, 45.0, -45.0}[draw(3)];
+    const int side = 1 + 2 * static_cast<int>(draw(8)), canvas = 3 * side + 12;
+    GuardedImage src(type, side, side, draw(1 << 16), draw(2) ? Form::eRowless : Form::eView);
+    if (type >= eDev32Float) src.Fill([](int x, int y) { return std::sin(x * 0.7) + 0.1 * y; });
+    const auto size =
+        KrLRotateByShear::RotatedSize({static_cast<short>(side), static_cast<short>(side)}, degrees, mode);
+    GuardedImage dst(type, size.cx, size.cy, 6), guards(type, size.cx, size.cy, 6);
+    const Canvas want = Rotated(src, canvas, degrees, mode);
+    const int left = (canvas - size.cx) / 2, top = (canvas - size.cy) / 2;
     ForEachTarget([&](std::int64_t) {
-        for (const DeviceType type : {eDev8, eDev16, eDev32Float, eDev64Double})
-            for (const InterpolationMode mode : {eLinear, eCubic})
-                for (const double degrees : {0.0, 17.0, -38.5, 45.0}) {
-                    GuardedImage src(type, 23, 23, 5, degrees > 0 ? Form::eRowless : Form::eView);
-                    if (type >= eDev32Float) src.Fill([](int x, int y) { return std::sin(x * 0.7) + 0.1 * y; });
-                    const auto size = KrLRotateByShear::RotatedSize({23, 23}, degrees, mode);
-                    GuardedImage dst(type, size.cx, size.cy, 6), guards(type, size.cx, size.cy, 6);
-                    rotation.Rotate(src.image.get(), dst.image.get(), degrees, mode);
-                    const Canvas want = Rotated(src, kSide, degrees, mode);
-                    const int left = (kSide - size.cx) / 2, top = (kSide - size.cy) / 2;
-                    for (int y = 0; y < size.cy; ++y)
-                        for (int x = 0; x < size.cx; ++x) {
-                            const double v =
-                                Clip(want[static_cast<std::size_t>(y + top)][static_cast<std::size_t>(x + left)], type);
-                            const double limit = type == eDev64Double ? 1e-12 : type == eDev32Float ? 1e-5 : 0.51;
-                            ASSERT_NEAR(dst.Get(x, y), v, limit) << type << ' ' << mode << ' ' << degrees;
-                            guards.Set(x, y, dst.Get(x, y));
-                        }
-                    ASSERT_EQ(guards.memory, dst.memory);
-                }
+        rotation.Rotate(src.image.get(), dst.image.get(), degrees, mode);
+        for (int y = 0; y < size.cy; ++y)
+            for (int x = 0; x < size.cx; ++x) {
+                const double v =
+                    Clip(want[static_cast<std::size_t>(y + top)][static_cast<std::size_t>(x + left)], type);
+                const double limit = type == eDev64Double ? 1e-12 : type == eDev32Float ? 1e-5 : 0.51;
+                ASSERT_NEAR(dst.Get(x, y), v, limit) << type << ' ' << mode << ' ' << degrees;
+                guards.Set(x, y, dst.Get(x, y));
+            }
+        ASSERT_EQ(guards.memory, dst.memory);
     });
 }
 
-TEST(Rotation, OfNearestPixelsComesBackExactly) {
-    Random random(3);
-    for (int i = 0; i < 400; ++i) {
-        const DeviceType type = std::array{eDev8, eDev16, eDev32Float, eDev64Double}[random() % 4];
-        const KrTSize<short> size{static_cast<short>(1 + random() % 60), static_cast<short>(1 + random() % 60)};
-        const double degrees = i % 8 == 0 ? 45.0 * (i / 8 % 19 - 9) : random.Uniform(-400, 400);
-        const auto whole = KrLRotateByShear::RotatedSize(size, degrees, eNearest);
-        GuardedImage src(type, size.cx, size.cy, static_cast<unsigned>(i)), back(type, size.cx, size.cy, 1);
-        GuardedImage there(type, whole.cx, whole.cy, 2);
-        src.Fill([&](int x, int y) { return 1 + (x + y * size.cx) % 250; });
-        back.memory = src.memory;
-        back.Fill([](int, int) { return 0; });
-        rotation.Rotate(src.image.get(), there.image.get(), degrees, eNearest, 0);
-        rotation.InverseRotate(there.image.get(), back.image.get(), degrees, eNearest, 0);
-        ASSERT_EQ(src.memory, back.memory) << size.cx << " x " << size.cy << " by " << degrees;
-        double most = 0;  // each pixel lies beside its place
-        const double angle = degrees * KrMath::Pi / 180;
-        if (size.cx * size.cy > 250) continue;
-        for (int y = 0; y < whole.cy; ++y)
-            for (int x = 0; x < whole.cx; ++x)
-                if (const int n = static_cast<int>(there.Get(x, y)) - 1; n >= 0) {
-                    const double u = n % size.cx - (size.cx - 1) / 2.0, v = n / size.cx - (size.cy - 1) / 2.0;
-                    const double dx = u * std::cos(angle) + v * std::sin(angle) + (whole.cx - 1) / 2.0 - x;
-                    const double dy = v * std::cos(angle) - u * std::sin(angle) + (whole.cy - 1) / 2.0 - y;
-                    most = std::max(most, std::hypot(dx, dy));
-                }
-        ASSERT_LT(most, 1.13) << size.cx << " x " << size.cy << " by " << degrees;
-    }
+DRAWN_TEST(Rotation, OfNearestPixelsComesBackExactly, 400) {
+    const DeviceType type = std::array{eDev8, eDev16, eDev32Float, eDev64Double}[draw(4)];
+    const std::uint32_t most = draw(8) ? 15 : 60;
+    const KrTSize<short> size{static_cast<short>(1 + draw(most)), static_cast<short>(1 + draw(most))};
+    const double degrees =
+        draw(8) == 0 ? 45.0 * (static_cast<int>(draw(19)) - 9) : (static_cast<int>(draw(80001)) - 40000) / 100.0;
+    const auto whole = KrLRotateByShear::RotatedSize(size, degrees, eNearest);
+    GuardedImage src(type, size.cx, size.cy, 3), back(type, size.cx, size.cy, 1);
+    GuardedImage there(type, whole.cx, whole.cy, 2);
+    src.Fill([&](int x, int y) { return 1 + (x + y * size.cx) % 250; });
+    back.memory = src.memory;
+    back.Fill([](int, int) { return 0; });
+    rotation.Rotate(src.image.get(), there.image.get(), degrees, eNearest, 0);
+    rotation.InverseRotate(there.image.get(), back.image.get(), degrees, eNearest, 0);
+    ASSERT_EQ(src.memory, back.memory) << size.cx << " x " << size.cy << " by " << degrees;
+    if (size.cx * size.cy > 250) return;
+    double farthest = 0;  // each pixel lies beside its place
+    const double angle = degrees * KrMath::Pi / 180;
+    for (int y = 0; y < whole.cy; ++y)
+        for (int x = 0; x < whole.cx; ++x)
+            if (const int n = static_cast<int>(there.Get(x, y)) - 1; n >= 0) {
+                const double u = n % size.cx - (size.cx - 1) / 2.0, v = n / size.cx - (size.cy - 1) / 2.0;
+                const double dx = u * std::cos(angle) + v * std::sin(angle) + (whole.cx - 1) / 2.0 - x;
+                const double dy = v * std::cos(angle) - u * std::sin(angle) + (whole.cy - 1) / 2.0 - y;
+                farthest = std::max(farthest, std::hypot(dx, dy));
+            }
+    ASSERT_LT(farthest, 1.13) << size.cx << " x " << size.cy << " by " << degrees;
 }
 
 TEST(Rotation, OfFrequenciesComesBackExactly) {

@@ -18,7 +18,7 @@ struct Parameters {
 
 struct Shading : KrLShadeCorrection {
     explicit Shading(const Parameters& p) {
-        if (p.factor == 12) return;  // these are the defaults
+        if (p.kw == 3 && p.kh == 3 && p.dilatations == 3 && p.factor == 12) return;  // these are the defaults
         SetKernelSize({p.kw, p.kh});
         SetDilatationNum(p.dilatations);
         SetReduceFactor(p.factor);
@@ -123,6 +123,17 @@ TEST(Shading, EqualsPlainLoops) {
                 for (const auto& picture : Pictures<std::uint16_t>(size.cx, size.cy, random)) CheckPicture(picture, p);
                 if (testing::Test::HasFatalFailure()) return;
             }
+    });
+}
+
+DRAWN_TEST(Shading, EqualsPlainLoopsWithAnyParameters, 60) {
+    const Parameters p = {draw(7), draw(7), draw(5), draw(14)};
+    const int cx = 1 + static_cast<int>(draw(40)), cy = 1 + static_cast<int>(draw(16));
+    Random random(draw(1 << 16));
+    const std::uint32_t which = draw(8);
+    ForEachTarget([&](std::int64_t) {
+        which < 4 ? CheckPicture(Pictures<std::uint8_t>(cx, cy, random)[which], p)
+                  : CheckPicture(Pictures<std::uint16_t>(cx, cy, random)[which - 4], p);
     });
 }
 

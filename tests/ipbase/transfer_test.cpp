@@ -19,7 +19,7 @@ namespace {
 
 using namespace test;
 
-KrLTransfer transfer;
+thread_local KrLTransfer transfer;
 
 // Truncation into 64 bits, of which an integer type keeps the low ones.
 double Truncated(double v, DeviceType type) {

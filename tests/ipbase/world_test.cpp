@@ -400,6 +400,55 @@ TEST(World, DispatchAndErrors) {
     EXPECT_EQ(before, other.memory);
 }
 
+// A part of the camera's picture; phases of a surface, of which the points are known, or any numbers.
+DRAWN_TEST(World, PartsOfPicturesAgreeWithGeometryOnEveryTarget, 200) {
+    const Rig& setup = Drawn(draw, Rigs());
+    const int left = static_cast<int>(draw(kWidth)), top = static_cast<int>(draw(kHeight));
+    const int w = 1 + static_cast<int>(draw(std::min(12U, static_cast<std::uint32_t>(kWidth - left))));
+    const int h = 1 + static_cast<int>(draw(std::min(4U, static_cast<std::uint32_t>(kHeight - top))));
+    const bool isSurface = draw(4) != 0, masked = draw(2) != 0;
+    const DeviceType type = isSurface && draw(4) ? eDev64Double : draw(2) ? eDev64Double : eDev32Float;
+    const auto form = [&] { return static_cast<Form>(draw(3)); };
+    const DirectAccess access(draw(4) != 0);
+    const double near = 300 + draw(200), slope = static_cast<int>(draw(21)) - 10;
+    GuardedImage phase(type, w, h, draw(1 << 16), form()), mask(eDev8, w, h, draw(1 << 16), form());
+    GuardedImage x(eDev32Float, w, h, 2, form()), y(eDev32Float, w, h, 3), z(eDev32Float, w, h, 4, form());
+    GuardedImage noise(eDev32Float, w, h, 5), row(eDev32Float, w, h, 6, form()), result(eDev8, w, h, 7, form());
+    const auto depth = [&](int px, int py) { return near + slope * px + 5 * py; };
+    const auto point = [&](int px, int py) { return setup.PointOf(left + px, top + py, depth(px, py)); };
+    if (isSurface)
+        phase.Fill([&](int px, int py) { return static_cast<double>(setup.PhaseOf(point(px, py))); });
+    else
+        FillRandom(type, phase.memory, draw(1 << 16), true);
+    World world = setup.Make();
+    world.Prepare({static_cast<short>(w), static_cast<short>(h)}, {static_cast<short>(left), static_cast<short>(top)});
+    const auto* const admitted = masked ? static_cast<const KrAOI8*>(mask.image.get()) : nullptr;
+    auto* const missing = static_cast<KrAOI8*>(result.image.get());
+    std::vector<std::vector<unsigned char>> first;
+    ForEachTarget([&](std::int64_t) {
+        noise.Fill([](int, int) { return 0.01; });
+        world.PredictRow(phase.image.get(), admitted, row.image.get());
+        world.PredictNoise(phase.image.get(), noise.image.get(), admitted, noise.image.get());
+        world.Execute(phase.image.get(), admitted, x.image.get(), y.image.get(), z.image.get(), missing);
+        const std::vector<std::vector<unsigned char>> found = {x.memory,   y.memory,     z.memory,
+                                                               row.memory, noise.memory, result.memory};
+        if (first.empty()) first = found;
+        ASSERT_EQ(first, found) << "another result on another CPU target";
+    });
+    for (int py = 0; py < h; ++py)
+        for (int px = 0; px < w; ++px) {
+            const bool isMasked = masked && mask.Get(px, py) >= 64;
+            ASSERT_EQ(result.Get(px, py) == 255, std::isnan(z.Get(px, py)));
+            ASSERT_TRUE(!isMasked || std::isnan(z.Get(px, py)));
+            if (isMasked || !isSurface || type != eDev64Double) continue;
+            const auto p = point(px, py);
+            ASSERT_NEAR(static_cast<double>(p[0]), x.Get(px, py), 2e-5) << setup.name;
+            ASSERT_NEAR(static_cast<double>(p[1]), y.Get(px, py), 2e-5) << setup.name;
+            ASSERT_NEAR(static_cast<double>(p[2]), z.Get(px, py), 4e-5) << setup.name;
+            ASSERT_NEAR(static_cast<double>(setup.Project(p)[1 - setup.along]), row.Get(px, py), 5e-4) << setup.name;
+        }
+}
+
 // Views that overlap partly read what was there before.
 TEST(World, OverlappingViewsReadFirst) {
     const Rig& setup = Rigs()[0];

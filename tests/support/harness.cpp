@@ -1,9 +1,12 @@
 #include "tests/support/harness.h"
 
 #include <gtest/gtest.h>
+#define HWY_WANT_AVX3_DL
+#define HWY_DISABLED_TARGETS HWY_SSSE3  // for which nothing is compiled
 #include <hwy/targets.h>
 
 #include <cmath>
+#include <cstdlib>
 #include <cstring>
 #include <map>
 #include <regex>
@@ -15,6 +18,7 @@
 namespace test {
 
 int allocationsLeft = -1;
+Tried tried;
 
 namespace {
 
@@ -202,20 +206,44 @@ std::vector<double> Sampled(const GuardedImage& image, const GuardedImage* mask,
 
 void ForEachTarget(const std::function<void(std::int64_t)>& run) {
 #ifdef VORIPBASE_THIS_CPU_ONLY
+    ++tried.calls;
     return run(HWY_STATIC_TARGET);  // there is no other
 #endif
     const std::int64_t supported = hwy::SupportedTargets();
-    for (std::int64_t rest = supported; rest != 0; rest &= rest - 1) {
+    for (std::int64_t rest = supported & HWY_TARGETS; rest != 0; rest &= rest - 1) {
         const std::int64_t target = rest & -rest;
         hwy::SetSupportedTargetsForTest(rest);  // this one and all that are worse
         hwy::GetChosenTarget().Update(hwy::SupportedTargets());
-        SCOPED_TRACE(hwy::TargetName(target));
+        const testing::ScopedTrace trace(__FILE__, __LINE__, hwy::TargetName(target));
+        ++tried.calls;
         EXPECT_EQ(rest, hwy::SupportedTargets()) << "the target was not forced";
         run(target);
     }
     hwy::SetSupportedTargetsForTest(0);
     hwy::GetChosenTarget().Update(hwy::SupportedTargets());
     EXPECT_EQ(supported, hwy::SupportedTargets());
+}
+
+Drawing RandomDrawing(unsigned seed) {
+    return [random = std::make_shared<Random>(seed)](std::uint32_t end) { return (*random)() % end; };
+}
+
+std::vector<DrawnCheck>& DrawnCheck::All() {
+    static std::vector<DrawnCheck> all;
+    return all;
+}
+DrawnCheck::DrawnCheck(const char* suite_, const char* name_, void (*run_)(const Drawing&))
+    : suite(suite_), name(name_), run(run_) {
+    All().push_back(*this);
+}
+
+void RunTrials(void (*check)(const Drawing& draw), unsigned trials) {
+    const char* const more = std::getenv("VORIP_TRIALS");  // so many times as many
+    const unsigned all = trials * (more ? static_cast<unsigned>(std::atoi(more)) : 1);
+    for (unsigned seed = 0; seed < all; ++seed) {
+        check(RandomDrawing(seed));
+        ASSERT_FALSE(testing::Test::HasFailure()) << "in trial " << seed;
+    }
 }
 
 std::unique_ptr<KrException> Thrown(const std::function<void()>& run) {
@@ -610,10 +638,14 @@ std::string Outcome(Trial trial, int accesses, int allocations, Memories& expect
 }  // namespace
 
 void TryDrawn(const OpCase& op, const Drawing& draw) {
-    const auto combinations = Combinations(op.types);
-    const auto& types = combinations[draw(static_cast<std::uint32_t>(combinations.size()))];
-    const auto& c = op.constants[draw(static_cast<std::uint32_t>(op.constants.size()))];
-    const int cx = static_cast<int>(draw(8) ? draw(80) : draw(300)), cy = static_cast<int>(draw(12));
+    static std::map<std::string, std::vector<std::vector<DeviceType>>> known;
+    auto& combinations = known[op.types];
+    if (combinations.empty()) combinations = Combinations(op.types);
+    const auto& types = Drawn(draw, combinations);
+    const auto& c = Drawn(draw, op.constants);
+    // Mostly less than a few vectors; now and then more than blocks of rows and columns.
+    const int cx = static_cast<int>(draw(4) ? draw(40) : draw(4) ? draw(150) : draw(400));
+    const int cy = static_cast<int>(draw(8) ? draw(6) : draw(40));
     const std::uint32_t kind = draw(16);
     const int accesses = kind == 1 ? static_cast<int>(draw(200)) : -1,
               allocations = kind == 2 ? static_cast<int>(draw(30)) : -1;

@@ -144,8 +144,35 @@ struct Listed {
     static std::vector<OpCase>& All();
 };
 
-// Numbers below the given one.
+// Numbers below the given one, which is at least 1.
 using Drawing = std::function<std::uint32_t(std::uint32_t end)>;
+Drawing RandomDrawing(unsigned seed);
+template <class List>
+auto& Drawn(const Drawing& draw, List& list) {
+    return list[draw(static_cast<std::uint32_t>(std::size(list)))];
+}
+
+// A check that draws all that it does. ./dev fuzz runs it with numbers from the bytes of its inputs.
+struct DrawnCheck {
+    std::string suite, name;
+    void (*run)(const Drawing& draw);
+    static std::vector<DrawnCheck>& All();
+    DrawnCheck(const char* suite, const char* name, void (*run)(const Drawing&));
+};
+void RunTrials(void (*check)(const Drawing& draw), unsigned trials);
+
+// The body of such a check, which also is a test of so many trials with random numbers.
+#define DRAWN_TEST(suite, name, trials)                                     \
+  static void suite##name(const test::Drawing& draw);                       \
+  static const test::DrawnCheck k##suite##name(#suite, #name, suite##name); \
+  TEST(suite, name) { test::RunTrials(suite##name, trials); }               \
+  static void suite##name(const test::Drawing& draw)
+
+// What was compared since the program began: operands that were drawn, and calls with them on all CPU targets.
+struct Tried {
+    std::uint64_t operands = 0, calls = 0;
+};
+extern Tried tried;
 // Calls an operation on operands of drawn types, sizes, forms and places on every CPU target; the result must be that
 // of the formula or, where there is none, the same everywhere. Now and then an access to a pixel or an allocation fails
 // in the middle: then nothing but the destination may have changed. Reports as CheckPixels does.
