@@ -28,6 +28,16 @@ if(have_library AND test_sources)
         endif()
     endif()
 
+    # The tests of threads alone, which ./dev tsan runs.
+    set(table_sources ${test_sources})
+    list(FILTER table_sources INCLUDE REGEX
+        "/(averagesnap|combination|geometry|logic|pointops|rotation|threads|transfer)_test\\.cpp$|/fuzz/operations\\.cpp$|/support/harness\\.cpp$")
+    add_executable(voripbase_thread_tests EXCLUDE_FROM_ALL ${table_sources})
+    target_link_libraries(voripbase_thread_tests
+        PRIVATE voripbase_quick_compile voripbase_objects GTest::gtest GTest::gtest_main)
+    target_compile_definitions(voripbase_thread_tests PRIVATE
+        $<$<BOOL:${VORIPBASE_THIS_CPU_ONLY}>:VORIPBASE_THIS_CPU_ONLY>)
+
     set(registration "${PROJECT_BINARY_DIR}/voripbase_tests_$<CONFIG>.cmake")
     file(GENERATE OUTPUT "${registration}" CONTENT
         "set(VORIPBASE_TEST_PROGRAM [==[$<TARGET_FILE:voripbase_tests>]==])\ninclude([==[${PROJECT_SOURCE_DIR}/cmake/SuiteTests.cmake]==])\n")
