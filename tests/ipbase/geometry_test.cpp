@@ -36,6 +36,9 @@ struct Share {
 };
 using Shares = std::vector<Share>;
 
+// Whether rounding decides somewhere which way is the shorter one, or whether a pixel has a weight.
+bool ambiguous;
+
 // The pixels around a position, weighted by a function that is `factor` times as wide.
 Shares Around(InterpolationMode mode, double position, double factor = 1) {
     if (mode == eNearest) return {{static_cast<int>(std::floor(position + 0.5)), 1.0}};
@@ -43,8 +46,11 @@ Shares Around(InterpolationMode mode, double position, double factor = 1) {
     double sum = 0;
     for (int j = static_cast<int>(position - 3 * factor) - 2; j <= position + 3 * factor + 2; ++j)
         if (const double w = Weight(mode, (j - position) / factor); w != 0) {
+            ambiguous |= std::abs(w) < 1e-12;
             shares.push_back({j, w});
             sum += w;
+        } else {
+            ambiguous |= factor != 1 && std::abs(std::abs(j - position) / factor - 1) < 1e-9;
         }
     for (Share& share : shares) share.weight /= sum;
     return shares;
@@ -125,9 +131,6 @@ struct Field {
 };
 
 double Wrapped(double v, double period) { return v - period * std::floor(v / period); }
-
-// Whether rounding decides somewhere which way is the shorter one.
-bool ambiguous;
 
 // One axis of the modulo rule: differences of neighbours by the shorter arc, summed up, weighted and stored.
 double CyclicSum(const std::vector<double>& values, const Shares& shares, DeviceType type) {
