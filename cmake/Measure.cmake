@@ -14,6 +14,7 @@ find_package(TIFF REQUIRED)
 find_package(PkgConfig REQUIRED)
 pkg_check_modules(SPNG REQUIRED IMPORTED_TARGET spng)
 pkg_check_modules(DEFLATE REQUIRED IMPORTED_TARGET libdeflate)
+pkg_check_modules(ISAL REQUIRED IMPORTED_TARGET libisal)
 voripbase_find_opencv(imgcodecs features2d calib3d)
 
 # As with the first library, the tests link the objects and thereby reach internals.
@@ -23,7 +24,7 @@ set_target_properties(voripmeasure_objects PROPERTIES
 target_compile_definitions(voripmeasure_objects PUBLIC MEASURE_EXPORTS)
 target_link_libraries(voripmeasure_objects PUBLIC voripbase_options voripbase::opencv_core voripbase::opencv_imgproc
     voripbase::opencv_features2d voripbase::opencv_calib3d
-    nlohmann_json::nlohmann_json TIFF::TIFF PkgConfig::SPNG PkgConfig::DEFLATE ${CMAKE_DL_LIBS})
+    nlohmann_json::nlohmann_json TIFF::TIFF PkgConfig::SPNG PkgConfig::DEFLATE PkgConfig::ISAL ${CMAKE_DL_LIBS})
 
 voripbase_precompile(voripmeasure_objects)
 
@@ -33,7 +34,8 @@ set_target_properties(voripmeasure PROPERTIES
     LINKER_LANGUAGE CXX EXPORT_NAME measure VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR}
     INSTALL_RPATH "$ORIGIN")
 target_link_libraries(voripmeasure PUBLIC voripbase::voripbase voripbase::opencv_core
-    PRIVATE voripbase::opencv_imgproc voripbase::opencv_features2d voripbase::opencv_calib3d TIFF::TIFF PkgConfig::SPNG PkgConfig::DEFLATE ${CMAKE_DL_LIBS})
+    PRIVATE voripbase::opencv_imgproc voripbase::opencv_features2d voripbase::opencv_calib3d TIFF::TIFF PkgConfig::SPNG
+        PkgConfig::DEFLATE PkgConfig::ISAL ${CMAKE_DL_LIBS})
 
 # The codecs of OpenCV load more than a hundred libraries: they stand in a module, which is loaded when it is needed.
 file(GLOB codec_sources CONFIGURE_DEPENDS measure/io/codecs/*.cpp)

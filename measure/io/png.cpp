@@ -1,5 +1,6 @@
 #include "measure/io/png.h"
 
+#include <isa-l/igzip_lib.h>
 #include <libdeflate.h>
 #include <spng.h>
 #include <cstring>
@@ -16,10 +17,8 @@ namespace {
 constexpr std::uint8_t kSignature[] = {0x89, 'P', 'N', 'G', '\r', '\n', 0x1a, '\n'};
 constexpr std::size_t kBestDeflate = 1032;  // no deflated byte stands for more
 
-// Of the five filters "up" gives the smallest files of phases, level 1 nearly as small ones as any other (measured);
-// both cost next to nothing.
+// Of the five filters "up" gives the smallest files of phases (measured), and costs next to nothing.
 constexpr std::uint8_t kFilterNone = 0, kFilterUp = 2;
-constexpr int kStored = 0, kLevel = 1;
 
 // --- Reading ---------------------------------------------------------------------------------------------------------
 
@@ -134,8 +133,39 @@ void AddChunk(const char* type, const std::uint8_t* data, std::size_t size, Byte
     PutBigEndian(libdeflate_crc32(0, out + 4, size + 4), out + 8 + size);
 }
 
-Bytes Deflated(const Bytes& data, int level) {
-    const std::unique_ptr<libdeflate_compressor, Closer> compressor(libdeflate_alloc_compressor(level));
+// At a level that takes a third of the time of the quickest one of other libraries, a tenth where most bytes are 0, and
+// makes files hardly larger.
+Bytes Deflated(const Bytes& data) {
+    constexpr std::size_t kLeastPiece = 4096;
+    constexpr std::uint32_t kLevel = 1;
+    const auto stream = std::make_unique<isal_zstream>();
+    Bytes buffer(ISAL_DEF_LVL1_DEFAULT), out;
+    isal_deflate_init(stream.get());
+    stream->level = kLevel;
+    stream->level_buf = buffer.data();
+    stream->level_buf_size = static_cast<std::uint32_t>(buffer.size());
+    stream->gzip_flag = IGZIP_ZLIB;
+    std::size_t taken = 0, made = 0;
+    while (stream->internal_state.state != ZSTATE_END) {
+        constexpr std::size_t kMost = std::size_t{1} << 30;
+        const std::size_t rest = data.size() - taken, piece = std::min(rest, kMost);
+        out.resize(made + piece / 2 + kLeastPiece);
+        stream->next_in = const_cast<std::uint8_t*>(data.data()) + taken;  // which it only reads
+        stream->avail_in = static_cast<std::uint32_t>(piece);
+        stream->end_of_stream = piece == rest;
+        stream->next_out = out.data() + made;
+        stream->avail_out = static_cast<std::uint32_t>(out.size() - made);
+        if (isal_deflate(stream.get()) != COMP_OK) throw OutputError("the picture cannot be deflated");
+        taken += piece - stream->avail_in;
+        made = out.size() - stream->avail_out;
+    }
+    out.resize(made);
+    return out;
+}
+
+// As it is, in the form of deflated bytes.
+Bytes Stored(const Bytes& data) {
+    const std::unique_ptr<libdeflate_compressor, Closer> compressor(libdeflate_alloc_compressor(0));
     if (!compressor) throw std::bad_alloc();
     Bytes out(libdeflate_zlib_compress_bound(compressor.get(), data.size()));
     out.resize(libdeflate_zlib_compress(compressor.get(), data.data(), data.size(), out.data(), out.size()));
@@ -153,7 +183,7 @@ bool IsWorthDeflating(const cv::Mat& image) {
         const int first = (2 * band + 1) * image.rows / (2 * kBands);
         const Bytes rows = Filtered(image.rowRange(first, first + kRows), kFilterUp);
         before += rows.size();
-        after += Deflated(rows, kLevel).size();
+        after += Deflated(rows).size();
     }
     return static_cast<double>(after) <= kMostShare * static_cast<double>(before);
 }
@@ -179,7 +209,7 @@ Bytes EncodePng(const cv::Mat& image) {
     header[9] = image.channels() == 3 ? SPNG_COLOR_TYPE_TRUECOLOR : SPNG_COLOR_TYPE_GRAYSCALE;
     AddChunk("IHDR", header, sizeof header, png);
     const bool deflates = IsWorthDeflating(image);
-    const Bytes data = Deflated(Filtered(image, deflates ? kFilterUp : kFilterNone), deflates ? kLevel : kStored);
+    const Bytes data = deflates ? Deflated(Filtered(image, kFilterUp)) : Stored(Filtered(image, kFilterNone));
     for (std::size_t at = 0; at < data.size(); at += mostPerChunk) {
         AddChunk("IDAT", data.data() + at, std::min(mostPerChunk, data.size() - at), png);
     }
