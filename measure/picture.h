@@ -28,6 +28,7 @@ struct PictureStyle {
     double percent = 0.1;          // share of the values at either end that may lie beyond the colours of a found range
     double period = 0;             // above 0: values that differ by whole periods have the same colour
     std::optional<ColourMap> map;  // else twilight with a period, viridis without
+    bool level = false;            // a plane through the drawn values is taken off them first
     bool shade = false;            // shades slopes as if light came from the upper left
     int contours = 0;              // lines of equal value, spread evenly over the range
     int step = 1;                  // draws every step-th column and row only: large images get smaller pictures

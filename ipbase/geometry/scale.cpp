@@ -50,7 +50,10 @@ public:
         for (int y = 0; y < dst.AOIHeight(); ++y) {
             BlendRows(y);
             TakeColumns(output.Line(y));
-            output.Finish(y, T{0}, [&](int x) { return Repair(x, y); });
+            if constexpr (std::is_integral_v<S>)
+                output.Finish(y);
+            else
+                output.Finish(y, T{0}, [&](int x) { return Repair(x, y); });
         }
     }
 

@@ -139,7 +139,6 @@ public:
     template <class Repair>
     void Finish(int y, T fill, const Repair& repair) {
         R* line = Line(y);
-        T* out = mWriter.Row(static_cast<std::size_t>(y));
         Begin();
         if (!mFinite(line, Width()))
             for (std::size_t x = 0; x < Width(); ++x)
@@ -148,8 +147,12 @@ public:
                     line[x] = static_cast<R>(value);
                     if (!std::isfinite(value)) mHoles.push_back(x);
                 }
-        if constexpr (!std::is_same_v<T, R>) KernelOf<UnaryRow<T, R>>(GetGeometryKernels().round)(out, line, Width());
-        Close(y, out, fill);
+        Store(y, fill);
+    }
+    // Stores a row whose values are all finite.
+    void Finish(int y) {
+        Begin();
+        Store(y, T{0});
     }
     // Where the pixels of row y are put when they are final.
     T* Row(int y) { return mWriter.Row(static_cast<std::size_t>(y)); }
@@ -170,6 +173,12 @@ private:
     void Begin() {
         std::fill(mMark.begin(), mMark.end(), u8{0});
         mHoles.clear();
+    }
+    void Store(int y, T fill) {
+        T* out = Row(y);
+        if constexpr (!std::is_same_v<T, R>)
+            KernelOf<UnaryRow<T, R>>(GetGeometryKernels().round)(out, Line(y), Width());
+        Close(y, out, fill);
     }
     void Close(int y, T* out, T fill) {
         for (const std::size_t x : mHoles) {

@@ -51,24 +51,90 @@ HWY_ATTR void BlendLoop(R* dst, const S* const* rows, const R* weights, std::siz
     }
 }
 
+// Of the pixels from start to end; `count` is the distance between the weights of one tap and the next.
 template <class R>
-HWY_ATTR void GatherLoop(R* dst, const R* src, const i32* first, const R* weights, std::size_t taps,
-                         std::size_t count) {
-    if (taps == 2) {
-        VORIP_INDEPENDENT_LOOP
-        for (std::size_t i = 0; i < count; ++i)
-            dst[i] = src[first[i]] * weights[i] + src[first[i] + 1] * weights[count + i];
-        return;
-    }
+HWY_ATTR void GatherPart(R* dst, const R* src, const i32* first, const R* weights, std::size_t taps, std::size_t count,
+                         std::size_t start, std::size_t end) {
     for (std::size_t k = 0; k < taps; ++k) {
         const R *moved = src + k, *factors = weights + k * count;
         VORIP_INDEPENDENT_LOOP
-        for (std::size_t i = 0; i < count; ++i) {
+        for (std::size_t i = start; i < end; ++i) {
             const R product = moved[first[i]] * factors[i];
             dst[i] = k == 0 ? product : dst[i] + product;
         }
     }
 }
+template <class R>
+HWY_ATTR void GatherLoop(R* dst, const R* src, const i32* first, const R* weights, std::size_t taps,
+                         std::size_t count) {
+    GatherPart(dst, src, first, weights, taps, count, 0, count);
+}
+
+#if VORIP_VECTORS
+// The first tap of as many pixels as a vector holds; those that lie in the second vector behind `from` are marked.
+template <class D>
+struct NearPlaces {
+    using Index = decltype(hn::IndicesFromVec(D(), hn::Zero(hn::RebindToSigned<D>())));
+    Index index;
+    hn::Mask<D> second;
+
+    HWY_INLINE HWY_ATTR NearPlaces(const i32* first) : index(), second() {
+        const D d;
+        const hn::RebindToSigned<D> di;
+        const auto lanes = static_cast<i32>(hn::Lanes(d));
+        const auto places = hn::Sub(hn::LoadU(di, first), hn::Set(di, first[0]));
+        index = hn::IndicesFromVec(d, hn::And(places, hn::Set(di, lanes - 1)));
+        second = hn::RebindMask(d, hn::Gt(places, hn::Set(di, lanes - 1)));
+    }
+    template <bool isWide>
+    HWY_INLINE HWY_ATTR hn::Vec<D> Take(const float* from) const {
+        const D d;
+        const auto near = hn::TableLookupLanes(hn::LoadU(d, from), index);
+        if constexpr (!isWide) return near;
+        return hn::IfThenElse(second, hn::TableLookupLanes(hn::LoadU(d, from + hn::Lanes(d)), index), near);
+    }
+};
+
+// Where the taps of neighbouring pixels lie close together, as they do unless an image shrinks much, they are taken out
+// of one or two vectors: gathering them from memory takes several times as long.
+template <std::size_t kTaps>
+HWY_ATTR void GatherNear(float* dst, const float* src, const i32* first, const float* weights, std::size_t taps,
+                         std::size_t count) {
+    const hn::ScalableTag<float> d;
+    const std::size_t lanes = hn::Lanes(d), known = kTaps > 0 ? kTaps : taps;
+    const i32 last = count > 0 ? first[count - 1] : 0;
+    std::size_t i = 0;
+    for (; i + lanes <= count; i += lanes) {
+        const i32 reach = first[i + lanes - 1] - first[i];
+        const i32 vectors = reach < static_cast<i32>(lanes) ? 1 : 2;
+        const i32 readable = last - first[i] + 1;
+        if (reach >= 2 * static_cast<i32>(lanes) || vectors * static_cast<i32>(lanes) > readable) {
+            GatherPart(dst, src, first, weights, taps, count, i, i + lanes);
+            continue;
+        }
+        const NearPlaces<decltype(d)> places(first + i);
+        const float* from = src + first[i];
+        const auto sum = [&](auto isWide) HWY_ATTR {
+            const auto product = [&](std::size_t k) HWY_ATTR {
+                return hn::Mul(places.template Take<decltype(isWide)::value>(from + k),
+                               hn::LoadU(d, weights + k * count + i));
+            };
+            auto total = product(0);
+            for (std::size_t k = 1; k < known; ++k) total = hn::Add(total, product(k));
+            hn::StoreU(total, d, dst + i);
+        };
+        vectors == 1 ? sum(std::false_type()) : sum(std::true_type());
+    }
+    GatherPart(dst, src, first, weights, taps, count, i, count);
+}
+template <>
+HWY_ATTR void GatherLoop(float* dst, const float* src, const i32* first, const float* weights, std::size_t taps,
+                         std::size_t count) {
+    if (taps == 2) return GatherNear<2>(dst, src, first, weights, taps, count);
+    if (taps == 4) return GatherNear<4>(dst, src, first, weights, taps, count);
+    GatherNear<0>(dst, src, first, weights, taps, count);
+}
+#endif
 
 // The chunk stays in the first-level cache from tap to tap; a known step lets pixels be taken by shuffles.
 template <std::size_t step, class R>

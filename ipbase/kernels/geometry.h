@@ -10,7 +10,7 @@ namespace KrN::kernels {
 template <class R, class S>
 using BlendRow = void (*)(R* dst, const S* const* rows, const R* weights, std::size_t taps, std::size_t count);
 
-// dst[i] = the sum of src[first[i] + k] * weights[k * count + i].
+// dst[i] = the sum of src[first[i] + k] * weights[k * count + i]; `first` never falls.
 template <class R>
 using GatherRow = void (*)(R* dst, const R* src, const i32* first, const R* weights, std::size_t taps,
                            std::size_t count);

@@ -4,7 +4,7 @@
 #include <memory>
 #include <vector>
 
-#include "ipbase/unwrap/reliability/groups.h"
+#include "measure/fringe/bandjoiner.h"
 #include "measure/fringe/components.h"
 #include "measure/fringe/rejoin.h"
 #include "measure/fringe/rowbands.h"
@@ -17,6 +17,9 @@ namespace {
 using KrN::EDGE;
 using KrN::PIXELM;
 using KrN::ReliabilityEdges;
+using EdgeList = std::vector<EDGE>;
+
+const KrN::AbortFlag kNever(nullptr);
 
 constexpr float kPi = 3.14159265F;
 
@@ -42,19 +45,19 @@ public:
     }
 
     Unwrapped Run(int minPixels, bool rejoin, const Progress& progress) {
-        progress.Report("joining smooth areas", 0);
-        std::vector<std::vector<EDGE>> dear(static_cast<std::size_t>(CountBands(mPhase)));
-        const auto all = cv::Range(0, CountBands(mPhase));
-        cv::parallel_for_(all, [&](const cv::Range& bands) {
-            for (int band = bands.start; band < bands.end; ++band) JoinSmooth(BandRows(mPhase, band));
+        const int count = CountBands(mPhase);
+        ForBands(progress, 0, [&](int band) { JoinSmooth(BandRows(mPhase, band)); });
+        for (int band = 1; band < count; ++band) JoinSmoothBelow(BandRows(mPhase, band).start - 1);
+        std::vector<EdgeList> edges(static_cast<std::size_t>(count));
+        ForBands(progress, 0.2,
+                 [&](int band) { CollectDear(BandRows(mPhase, band), edges[static_cast<std::size_t>(band)]); });
+        ForBands(progress, 0.4, [&](int band) {
+            const ReliabilityEdges sorted = Sorted(edges, {band, band + 1});
+            edges[static_cast<std::size_t>(band)] = JoinDear(BandRows(mPhase, band), sorted);
         });
-        for (int band = 1; band < all.end; ++band) JoinSmoothBelow(BandRows(mPhase, band).start - 1);
-        progress.Report("sorting the other edges", 0.3);
-        cv::parallel_for_(all, [&](const cv::Range& bands) {
-            for (int band = bands.start; band < bands.end; ++band)
-                CollectDear(BandRows(mPhase, band), dear[static_cast<std::size_t>(band)]);
-        });
-        JoinDear(dear, progress);
+        const ReliabilityEdges left = Sorted(edges, {0, count});
+        KrN::GatherGroups(left.edges.get(), static_cast<std::ptrdiff_t>(left.Count()), mPixels.get(), mPhase.cols,
+                          kNever);
         Unwrapped result = Resolve(progress);
         if (rejoin) RejoinPieces(mCost, result.phase);
         SortComponents(result, minPixels);
@@ -139,49 +142,66 @@ private:
         return {at, increment};
     }
 
-    // Edges that are not smooth and lead to another group.
-    void CollectDear(const cv::Range& rows, std::vector<EDGE>& edges) const {
+    // On all cores; the progress is asked between stretches of some million pixels.
+    template <class Visit>
+    void ForBands(const Progress& progress, double share, const Visit& visit) const {
+        constexpr int kPixelsPerStretch = 1 << 23;
+        const int count = CountBands(mPhase), stretch = kPixelsPerStretch / (kBandRows * mPhase.cols) + 1;
+        for (int first = 0; first < count; first += stretch) {
+            progress.Report("joining pixels", share + 0.2 * first / count);
+            cv::parallel_for_({first, std::min(first + stretch, count)}, [&](const cv::Range& bands) {
+                for (int band = bands.start; band < bands.end; ++band) visit(band);
+            });
+        }
+    }
+
+    // Edges that are not smooth and lead to another group, those from the row above too.
+    void CollectDear(const cv::Range& rows, EdgeList& edges) const {
         const auto add = [&](int y, int x, bool below, float cost) {
             if (!(cost > kEqualCosts && cost < INFINITY)) return;
             const std::size_t first = Index(y, x);
             const std::size_t second = below ? Index(y + 1, x) : first + 1;
             if (Head(first).pixel != Head(second).pixel) edges.push_back(MakeEdge(y, x, below, cost));
         };
-        for (int y = rows.start; y < rows.end; ++y) {
+        for (int y = std::max(rows.start - 1, 0); y < rows.end; ++y) {
             const float* const own = mCost[y];
-            for (int x = 0; x + 1 < mPhase.cols; ++x) add(y, x, false, own[x] + own[x + 1]);
-            if (y + 1 == mPhase.rows) return;
-            const float* const below = mCost[y + 1];
-            for (int x = 0; x < mPhase.cols; ++x) add(y, x, true, own[x] + below[x]);
+            const float* const below = y + 1 < mPhase.rows ? mCost[y + 1] : nullptr;
+            for (int x = 0; x < mPhase.cols; ++x) {
+                if (y >= rows.start && x + 1 < mPhase.cols) add(y, x, false, own[x] + own[x + 1]);
+                if (below) add(y, x, true, own[x] + below[x]);
+            }
         }
     }
 
-    void JoinDear(std::vector<std::vector<EDGE>>& dear, const Progress& progress) {
+    // In the order of their keys; edges of the same key in that of the lists.
+    static ReliabilityEdges Sorted(const std::vector<EdgeList>& lists, const cv::Range& which) {
         ReliabilityEdges edges;
         constexpr int shift = ReliabilityEdges::kBucketShift;
         std::vector<std::size_t> counts(ReliabilityEdges::kBuckets);
-        for (const auto& band : dear) {
-            for (const EDGE edge : band) ++counts[edge.Key() >> shift];
-        }
+        const auto visit = [&](const auto& take) {
+            for (auto i = which.start; i < which.end; ++i)
+                for (const EDGE edge : lists[static_cast<std::size_t>(i)]) take(edge, edge.Key() >> shift);
+        };
+        visit([&](EDGE, std::size_t bucket) { ++counts[bucket]; });
         for (std::size_t i = 0; i < counts.size(); ++i) edges.bucket[i + 1] = edges.bucket[i] + counts[i];
         edges.edges.reset(new EDGE[edges.Count()]);
         auto place = edges.bucket;
-        for (auto& band : dear) {
-            for (const EDGE edge : band) edges.edges[place[edge.Key() >> shift]++] = edge;
-            std::vector<EDGE>().swap(band);
-        }
-        const KrN::AbortFlag never(nullptr);
-        cv::parallel_for_({0, static_cast<int>(ReliabilityEdges::kBuckets)}, [&](const cv::Range& buckets) {
-            KrN::SortEdges(edges, never, static_cast<std::size_t>(buckets.start),
-                           static_cast<std::size_t>(buckets.end));
-        });
-        constexpr std::size_t kStretch = 1 << 20;
-        for (std::size_t i = 0; i < edges.Count(); i += kStretch) {
-            const double share = static_cast<double>(i) / static_cast<double>(edges.Count());
-            progress.Report("joining along the sorted edges", 0.5 + 0.4 * share);
-            const auto count = static_cast<std::ptrdiff_t>(std::min(kStretch, edges.Count() - i));
-            KrN::GatherGroups(edges.edges.get() + i, count, mPixels.get(), mPhase.cols, never);
-        }
+        visit([&](EDGE edge, std::size_t bucket) { edges.edges[place[bucket]++] = edge; });
+        KrN::SortEdges(edges, kNever);
+        return edges;
+    }
+
+    // Returns what is left for the image as a whole.
+    EdgeList JoinDear(const cv::Range& rows, const ReliabilityEdges& edges) {
+        BandJoiner joiner(mPixels.get(), mPhase.cols, rows);
+        // Groups that run on into another band.
+        const auto freeze = [&](int y, int inside) {
+            for (int x = 0; x < mPhase.cols; ++x)
+                if (mCost(y, x) + mCost(y + 1, x) <= kEqualCosts) joiner.Freeze(Index(inside, x));
+        };
+        if (rows.start > 0) freeze(rows.start - 1, rows.start);
+        if (rows.end < mPhase.rows) freeze(rows.end - 1, rows.end - 1);
+        return joiner.Join(edges.edges.get(), edges.Count());
     }
 
     Unwrapped Resolve(const Progress& progress) const {

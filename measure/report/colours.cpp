@@ -99,12 +99,28 @@ Palette PaletteOf(ColourMap map) {
 ColourScale::ColourScale(const cv::Mat1f& values, const PictureStyle& style)
     : range(RangeOf(values, style)), index(IndexOf(range, style.period)) {}
 
+namespace {
+
+template <std::size_t size>
+void TakePixels(const cv::Mat& image, int step, cv::Mat& reduced) {
+    const std::size_t distance = static_cast<std::size_t>(step) * size;
+    for (int y = 0; y < reduced.rows; ++y) {
+        const uchar* in = image.ptr(y * step);
+        uchar* out = reduced.ptr(y);
+        for (int x = 0; x < reduced.cols; ++x, in += distance, out += size) std::memcpy(out, in, size);
+    }
+}
+
+}  // namespace
+
 cv::Mat EveryPixel(const cv::Mat& image, int step) {
     if (step == 1 || image.empty()) return image;
     cv::Mat reduced((image.rows + step - 1) / step, (image.cols + step - 1) / step, image.type());
-    const std::size_t size = image.elemSize();
-    for (int y = 0; y < reduced.rows; ++y) {
-        for (int x = 0; x < reduced.cols; ++x) std::memcpy(reduced.ptr(y, x), image.ptr(y * step, x * step), size);
+    switch (image.elemSize()) {
+        case 1: TakePixels<1>(image, step, reduced); break;
+        case 2: TakePixels<2>(image, step, reduced); break;
+        case 4: TakePixels<4>(image, step, reduced); break;
+        default: TakePixels<8>(image, step, reduced); break;
     }
     return reduced;
 }

@@ -26,7 +26,7 @@ struct ColourScale {
     KrN::KrColourIndex index;
 };
 
-// Every step-th column and row.
+// Every step-th column and row of an image of one channel.
 cv::Mat EveryPixel(const cv::Mat& image, int step);
 
 // The whole number by which an image of this size is enlarged, so that people can see its pixels.

@@ -9,6 +9,7 @@
 #include "measure/image.h"
 #include "measure/report/colours.h"
 #include "measure/report/frame.h"
+#include "measure/surface.h"
 
 namespace measure {
 namespace {
@@ -25,8 +26,6 @@ void RequireSize(const cv::Mat& other, cv::Size size, const char* what) {
 
 // The values in single precision, NaN where there is nothing to draw.
 cv::Mat1f Drawable(const cv::Mat& image, const cv::Mat1b& mask) {
-    if (image.empty()) throw InputError("there is nothing to draw: the image is empty");
-    if (image.channels() != 1) throw InputError("a drawn image has one channel, this one has more");
     cv::Mat1f values;
     image.convertTo(values, CV_32F);
     for (int y = 0; y < values.rows; ++y) {
@@ -154,10 +153,12 @@ void Hatch(const cv::Mat1f& values, int zoom, cv::Mat3b& picture) {
         for (int y = rows.start; y < rows.end; ++y) {
             const float* in = values[y / zoom];
             cv::Vec3b* out = picture[y];
-            for (int x = 0; x < picture.cols; ++x) {
-                if (!std::isnan(in[x / zoom])) continue;
-                const uchar grey = (x + y) / width % 4 == 0 ? 110 : 60;
-                out[x] = {grey, grey, grey};
+            for (int column = 0; column < values.cols; ++column) {
+                if (!std::isnan(in[column])) continue;
+                for (int x = column * zoom; x < (column + 1) * zoom; ++x) {
+                    const uchar grey = (x + y) / width % 4 == 0 ? 110 : 60;
+                    out[x] = {grey, grey, grey};
+                }
             }
         }
     });
@@ -166,11 +167,14 @@ void Hatch(const cv::Mat1f& values, int zoom, cv::Mat3b& picture) {
 }  // namespace
 
 cv::Mat3b DrawPicture(const cv::Mat& image, const PictureStyle& style) {
+    if (image.empty()) throw InputError("there is nothing to draw: the image is empty");
+    if (image.channels() != 1) throw InputError("a drawn image has one channel, this one has more");
     RequireSize(style.mask, image.size(), "mask");
     RequireSize(style.components, image.size(), "components");
     RequireSize(style.marks, image.size(), "marks");
     const int step = std::max(1, style.step);
-    const cv::Mat1f values = Drawable(EveryPixel(image, step), EveryPixel(style.mask, step));
+    cv::Mat1f values = Drawable(EveryPixel(image, step), EveryPixel(style.mask, step));
+    if (style.level) values = RemovePlane(values);
     const ColourScale scale(values, style);
     const Palette palette =
         PaletteOf(style.map.value_or(style.period > 0 ? ColourMap::eTwilight : ColourMap::eViridis));

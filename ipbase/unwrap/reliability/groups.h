@@ -27,13 +27,10 @@ inline ReliabilityHead FindHead(PIXELM* pixels, std::int32_t pixel) {
     }
 }
 
-// Merges the groups of an edge's pixels, the smaller one into the larger one, so that their periods agree over the
-// edge. The larger group keeps its periods; of two groups of the same size that is the second pixel's, unless both
-// pixels are alone. Returns whether two groups of several pixels were merged.
-inline bool MergeGroups(PIXELM* pixels, EDGE edge, int width) {
-    const ReliabilityHead first = FindHead(pixels, static_cast<std::int32_t>(edge.First()));
-    const ReliabilityHead second = FindHead(pixels, static_cast<std::int32_t>(edge.Second(width)));
-    if (first.pixel == second.pixel) return false;
+// Merges two groups, given by the heads of the pixels of an edge, the smaller one into the larger one, so that their
+// periods agree over the edge. The larger group keeps its periods; of two groups of the same size that is the second
+// pixel's, unless both pixels are alone. Returns whether two groups of several pixels were merged.
+inline bool MergeHeads(PIXELM* pixels, const ReliabilityHead& first, const ReliabilityHead& second, EDGE edge) {
     PIXELM& a = pixels[first.pixel];
     PIXELM& b = pixels[second.pixel];
     const std::int32_t sizeA = -a.group;
@@ -47,6 +44,13 @@ inline bool MergeGroups(PIXELM* pixels, EDGE edge, int width) {
         a = {second.pixel, -shiftOfB};
     }
     return sizeA > 1 && sizeB > 1;
+}
+
+// The same for the groups of an edge's pixels, unless they are one group.
+inline bool MergeGroups(PIXELM* pixels, EDGE edge, int width) {
+    const ReliabilityHead first = FindHead(pixels, static_cast<std::int32_t>(edge.First()));
+    const ReliabilityHead second = FindHead(pixels, static_cast<std::int32_t>(edge.Second(width)));
+    return first.pixel != second.pixel && MergeHeads(pixels, first, second, edge);
 }
 
 // Merges along the edges in their order; ends early when the flag is raised.

@@ -4,7 +4,6 @@
 
 #include "measure/io.h"
 #include "measure/picture.h"
-#include "measure/surface.h"
 #include "tools/vorip/cli/parse.h"
 #include "tools/vorip/commands/commands.h"
 #include "tools/vorip/pictures/selection.h"
@@ -39,7 +38,6 @@ struct Options {
     std::string title;
     std::string period;
     Selection selection;
-    bool level = false;
     measure::PictureStyle style;
 };
 
@@ -85,11 +83,6 @@ void RunPicture(Options& options) {
     }
     // Results in radians are read more easily in periods.
     if (options.unit == "periods" && image.depth() == CV_32F) image.convertTo(image, CV_32F, 1.0 / kTwoPi);
-    if (options.level) {
-        cv::Mat1f values;
-        image.convertTo(values, CV_32F);
-        image = measure::RemovePlane(values, style.mask);
-    }
     const cv::Mat3b picture = measure::DrawPicture(image, style);
     progress.Stage("writing");
     output.Save(picture);
@@ -117,7 +110,7 @@ void AddPictureCommand(CommandLine& program) {
         .OneOf({"viridis", "cividis", "twilight", "grey"});
     command.Add("--title", options->title, "Words above the picture [the name of IN]").Type("TEXT");
     AddSelection(command, options->selection, "are drawn");
-    command.AddFlag("--level", options->level, "Removes the plane through the drawn values first");
+    command.AddFlag("--level", options->style.level, "Removes the plane through the drawn values first");
     command.AddFlag("--shade", options->style.shade, "Shades slopes as light from the upper left would");
     command.Add("--contours", options->style.contours, "Draws N lines of equal value").Between(0, 1000).Type("N");
     command.OnRun([options] {

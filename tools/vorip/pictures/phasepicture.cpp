@@ -1,9 +1,9 @@
 #include "tools/vorip/pictures/phasepicture.h"
 
 #include <algorithm>
+#include <future>
 
 #include "measure/picture.h"
-#include "measure/surface.h"
 
 namespace vorip {
 
@@ -21,11 +21,14 @@ cv::Mat3b DrawPhase(const cv::Mat1f& radians, const PhasePicture& picture) {
     style.step = DrawnStep(periods.size());
     style.components = picture.components;
     style.marks = picture.marks;
-    const cv::Mat3b raw = measure::DrawPicture(periods, style);
+    std::future<cv::Mat3b> raw =
+        std::async(std::launch::async, [&periods, style] { return measure::DrawPicture(periods, style); });
     style.title = picture.levelTitle;
     style.components.release();
     style.mask = picture.level;
-    return measure::SideBySide(raw, measure::DrawPicture(measure::RemovePlane(periods, style.mask), style));
+    style.level = true;
+    const cv::Mat3b level = measure::DrawPicture(periods, style);
+    return measure::SideBySide(raw.get(), level);
 }
 
 }  // namespace vorip

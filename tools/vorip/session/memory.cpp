@@ -110,9 +110,9 @@ void Enforce() {
 #endif
 }
 
-// As a rule every image is mapped from the system anew and given back, in pages of 4 KB, each of which is cleared when it
-// is first touched: a fifth of the time of a command. Here freed images are used again, by all threads, and the first
-// part of the heap stands on pages of 2 MB.
+// As a rule every image is mapped from the system anew and given back, in pages of 4 KB, each of which is cleared when
+// it is first touched: a fifth of the time of a command. Here freed images are used again, by all threads, and the
+// first part of the heap stands on pages of 2 MB.
 void KeepFreedImages() {
 #ifdef __GLIBC__
     constexpr double kReserve = 1 << 30;  // bytes of addresses; memory is taken when it is touched
