@@ -4,7 +4,7 @@
 #include <memory>
 #include <vector>
 
-#include "measure/fringe/bandjoiner.h"
+#include "ipbase/unwrap/reliability/bandjoiner.h"
 #include "measure/fringe/components.h"
 #include "measure/fringe/rejoin.h"
 #include "measure/fringe/rowbands.h"
@@ -48,6 +48,7 @@ public:
         const int count = CountBands(mPhase);
         ForBands(progress, 0, [&](int band) { JoinSmooth(BandRows(mPhase, band)); });
         for (int band = 1; band < count; ++band) JoinSmoothBelow(BandRows(mPhase, band).start - 1);
+        Flatten(progress);
         std::vector<EdgeList> edges(static_cast<std::size_t>(count));
         ForBands(progress, 0.2,
                  [&](int band) { CollectDear(BandRows(mPhase, band), edges[static_cast<std::size_t>(band)]); });
@@ -155,13 +156,30 @@ private:
         }
     }
 
+    // Makes all pixels lead to their heads directly, so that bands do not meet on the way.
+    void Flatten(const Progress& progress) {
+        std::unique_ptr<PIXELM[]> flat(new PIXELM[mPhase.total()]);
+        ForBands(progress, 0.1, [&](int band) {
+            const cv::Range rows = BandRows(mPhase, band);
+            for (std::size_t i = Index(rows.start, 0); i < Index(rows.end, 0); ++i) {
+                const KrN::ReliabilityHead head = Head(i);
+                flat[i] = mPixels[i].group < 0 ? mPixels[i] : PIXELM{head.pixel, head.increment};
+            }
+        });
+        mPixels = std::move(flat);
+    }
+    std::int32_t FlatHead(std::size_t pixel) const {
+        const std::int32_t group = mPixels[pixel].group;
+        return group < 0 ? static_cast<std::int32_t>(pixel) : group;
+    }
+
     // Edges that are not smooth and lead to another group, those from the row above too.
     void CollectDear(const cv::Range& rows, EdgeList& edges) const {
         const auto add = [&](int y, int x, bool below, float cost) {
             if (!(cost > kEqualCosts && cost < INFINITY)) return;
             const std::size_t first = Index(y, x);
             const std::size_t second = below ? Index(y + 1, x) : first + 1;
-            if (Head(first).pixel != Head(second).pixel) edges.push_back(MakeEdge(y, x, below, cost));
+            if (FlatHead(first) != FlatHead(second)) edges.push_back(MakeEdge(y, x, below, cost));
         };
         for (int y = std::max(rows.start - 1, 0); y < rows.end; ++y) {
             const float* const own = mCost[y];
@@ -193,15 +211,15 @@ private:
 
     // Returns what is left for the image as a whole.
     EdgeList JoinDear(const cv::Range& rows, const ReliabilityEdges& edges) {
-        BandJoiner joiner(mPixels.get(), mPhase.cols, rows);
+        KrN::BandJoiner joiner(mPixels.get(), mPhase.cols, rows.start, rows.end);
         // Groups that run on into another band.
-        const auto freeze = [&](int y, int inside) {
+        const auto open = [&](int y, int inside) {
             for (int x = 0; x < mPhase.cols; ++x)
-                if (mCost(y, x) + mCost(y + 1, x) <= kEqualCosts) joiner.Freeze(Index(inside, x));
+                if (mCost(y, x) + mCost(y + 1, x) <= kEqualCosts) joiner.Open(Index(inside, x));
         };
-        if (rows.start > 0) freeze(rows.start - 1, rows.start);
-        if (rows.end < mPhase.rows) freeze(rows.end - 1, rows.end - 1);
-        return joiner.Join(edges.edges.get(), edges.Count());
+        if (rows.start > 0) open(rows.start - 1, rows.start);
+        if (rows.end < mPhase.rows) open(rows.end - 1, rows.end - 1);
+        return joiner.Join(edges.edges.get(), static_cast<std::ptrdiff_t>(edges.Count()));
     }
 
     Unwrapped Resolve(const Progress& progress) const {
