@@ -28,17 +28,19 @@ void SortComponents(Unwrapped& result, int minPixels) {
     for (int y = 0; y < result.phase.rows; ++y) {
         int* const components = result.components[y];
         const float* const phase = result.phase[y];
-        for (int x = 0; x < width; ++x) {
-            if (components[x] == 0) continue;
-            int& at = place[static_cast<std::size_t>(components[x])];
+        for (int x = 0, end = 0; x < width; x = end) {
+            const int number = components[x];
+            while (end < width && components[end] == number) ++end;
+            if (number == 0) continue;
+            int& at = place[static_cast<std::size_t>(number)];
             if (at == 0) {
                 at = static_cast<int>(list.size());
                 list.emplace_back();
             }
-            components[x] = at;
+            std::fill(components + x, components + end, at);
             Component& component = list[static_cast<std::size_t>(at)];
-            ++component.pixels;
-            component.least = std::min(component.least, phase[x]);
+            component.pixels += end - x;
+            component.least = std::min(component.least, *std::min_element(phase + x, phase + end));
         }
     }
     std::vector<std::size_t> order(list.size() - 1);

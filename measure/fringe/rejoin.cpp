@@ -8,6 +8,8 @@
 #include <opencv2/imgproc.hpp>
 #include <vector>
 
+#include "measure/fringe/rowbands.h"
+
 namespace measure {
 namespace {
 
@@ -15,7 +17,6 @@ constexpr float kPi = 3.14159265F;
 constexpr int kBridge = 5;  // pixels
 constexpr float kEdge = 4;  // times the median cost, and more than a radian: the edge of an object
 constexpr float kLeastEdge = 1;
-const cv::Point kNeighbours[] = {{1, 0}, {0, 1}, {-1, 0}, {0, -1}};
 
 bool Continue(float a, float b) { return std::abs(a - b) <= kPi; }  // false for NaN
 
@@ -48,12 +49,15 @@ public:
         cv::erode(inside, core, cv::Mat());
         std::vector<cv::Point> ring;
         cv::findNonZero(inside - core, ring);
-        while (!ring.empty()) ring = Grow(ring);
+        Grow(ring);
         for (int y = 0; y < numbers.rows; ++y) {
+            int* const row = numbers[y];
+            const float* const phase = mPhase[y];
             for (int x = 0; x < numbers.cols; ++x) {
-                if (numbers(y, x) != 0 || std::isnan(mPhase(y, x))) continue;
-                numbers(y, x) = mCount++;
-                for (ring = {cv::Point(x, y)}; !ring.empty();) ring = Grow(ring);
+                if (row[x] != 0 || std::isnan(phase[x])) continue;
+                row[x] = mCount++;
+                ring = {cv::Point(x, y)};
+                Grow(ring);
             }
         }
     }
@@ -63,18 +67,29 @@ public:
     cv::Mat1i numbers;  // 0 where invalid
 
 private:
-    std::vector<cv::Point> Grow(const std::vector<cv::Point>& ring) {
+    // Ring by ring, which leaves the last one empty.
+    void Grow(std::vector<cv::Point>& ring) {
+        const int width = numbers.cols, height = numbers.rows;
+        const auto phaseRow = static_cast<std::ptrdiff_t>(mPhase.step1());
+        const auto numberRow = static_cast<std::ptrdiff_t>(numbers.step1());
         std::vector<cv::Point> next;
-        const cv::Rect image(cv::Point(), mPhase.size());
-        for (const cv::Point p : ring) {
-            for (const cv::Point step : kNeighbours) {
-                const cv::Point q = p + step;
-                if (!image.contains(q) || numbers(q) != 0 || !Continue(mPhase(p), mPhase(q))) continue;
-                numbers(q) = numbers(p);
-                next.push_back(q);
+        for (; !ring.empty(); ring.swap(next)) {
+            next.clear();
+            for (const cv::Point p : ring) {
+                const float* const phase = mPhase[p.y] + p.x;
+                int* const number = numbers[p.y] + p.x;
+                const auto take = [&](int dx, int dy) {
+                    int& other = number[dy * numberRow + dx];
+                    if (other != 0 || !Continue(*phase, phase[dy * phaseRow + dx])) return;
+                    other = *number;
+                    next.emplace_back(p.x + dx, p.y + dy);
+                };
+                if (p.x + 1 < width) take(1, 0);
+                if (p.y + 1 < height) take(0, 1);
+                if (p.x > 0) take(-1, 0);
+                if (p.y > 0) take(0, -1);
             }
         }
-        return next;
     }
 
     const cv::Mat1f& mPhase;
@@ -95,11 +110,16 @@ double Weight(double cost) {
 
 std::vector<Vote> CountVotes(const cv::Mat1f& cost, const cv::Mat1f& phase, const cv::Mat1i& pieces) {
     std::map<std::pair<int, int>, std::map<int, double>> ballots;
+    std::pair<int, int> last;
+    std::map<int, double>* ballot = nullptr;  // of these two
     const auto add = [&](cv::Point p, cv::Point q) {
         if (pieces(p) == 0 || pieces(q) == 0) return;
         if (pieces(p) > pieces(q)) std::swap(p, q);
+        const std::pair pair(pieces(p), pieces(q));
+        if (!ballot || pair != last) ballot = &ballots[pair];
+        last = pair;
         const int periods = cvRound((phase(p) - phase(q)) / (2 * kPi));
-        ballots[{pieces(p), pieces(q)}][periods] += Weight(static_cast<double>(cost(p) + cost(q)));
+        (*ballot)[periods] += Weight(static_cast<double>(cost(p) + cost(q)));
     };
     for (int y = 0; y < phase.rows; ++y) {
         const int* const own = pieces[y];
@@ -110,8 +130,8 @@ std::vector<Vote> CountVotes(const cv::Mat1f& cost, const cv::Mat1f& phase, cons
         }
     }
     std::vector<Vote> votes;
-    for (const auto& [pair, ballot] : ballots) {
-        const auto best = std::max_element(ballot.begin(), ballot.end(),
+    for (const auto& [pair, periods] : ballots) {
+        const auto best = std::max_element(periods.begin(), periods.end(),
                                            [](const auto& a, const auto& b) { return a.second < b.second; });
         votes.push_back({pair.first, pair.second, best->first, best->second});
     }
@@ -167,10 +187,13 @@ void RejoinPieces(const cv::Mat1f& cost, cv::Mat1f& unwrapped) {
     std::vector<float> raise(static_cast<std::size_t>(pieces.Count()));
     for (int i = 1; i < pieces.Count(); ++i)
         raise[static_cast<std::size_t>(i)] = 2 * kPi * static_cast<float>(joined.RaiseOf(i));
-    for (int y = 0; y < unwrapped.rows; ++y) {
-        for (int x = 0; x < unwrapped.cols; ++x)
-            unwrapped(y, x) += raise[static_cast<std::size_t>(pieces.numbers(y, x))];
-    }
+    ForRowBands(unwrapped.size(), {}, "", [&](const cv::Range& range) {
+        for (int y = range.start; y < range.end; ++y) {
+            float* const row = unwrapped[y];
+            const int* const piece = pieces.numbers[y];
+            for (int x = 0; x < unwrapped.cols; ++x) row[x] += raise[static_cast<std::size_t>(piece[x])];
+        }
+    });
 }
 
 }  // namespace measure

@@ -132,16 +132,30 @@ private:
 
     void Merge(EDGE edge) { KrN::MergeGroups(mPixels.get(), edge, mPhase.cols); }
 
-    // The group of a pixel, which is left as it is.
-    KrN::ReliabilityHead Head(std::size_t pixel) const {
-        std::int32_t increment = 0;
-        auto at = static_cast<std::int32_t>(pixel);
-        while (mPixels[static_cast<std::size_t>(at)].group >= 0) {
-            increment += mPixels[static_cast<std::size_t>(at)].increment;
-            at = mPixels[static_cast<std::size_t>(at)].group;
+    // Finds the groups of pixels, which are left as they are. Most pixels are led on by the same one as the pixel
+    // before.
+    class HeadFinder {
+    public:
+        explicit HeadFinder(const PIXELM* pixels) : mPixels(pixels) {}
+        KrN::ReliabilityHead operator()(std::size_t pixel) {
+            const PIXELM& own = mPixels[pixel];
+            if (own.group < 0) return {static_cast<std::int32_t>(pixel), 0};
+            if (own.group != mLeader) {
+                mLeader = own.group;
+                mHead = {own.group, 0};
+                for (const PIXELM* p = mPixels + own.group; p->group >= 0; p = mPixels + mHead.pixel) {
+                    mHead.increment += p->increment;
+                    mHead.pixel = p->group;
+                }
+            }
+            return {mHead.pixel, own.increment + mHead.increment};
         }
-        return {at, increment};
-    }
+
+    private:
+        const PIXELM* mPixels;
+        std::int32_t mLeader = -1;
+        KrN::ReliabilityHead mHead{};
+    };
 
     // On all cores; the progress is asked between stretches of some million pixels.
     template <class Visit>
@@ -161,8 +175,9 @@ private:
         std::unique_ptr<PIXELM[]> flat(new PIXELM[mPhase.total()]);
         ForBands(progress, 0.1, [&](int band) {
             const cv::Range rows = BandRows(mPhase, band);
+            HeadFinder find(mPixels.get());
             for (std::size_t i = Index(rows.start, 0); i < Index(rows.end, 0); ++i) {
-                const KrN::ReliabilityHead head = Head(i);
+                const KrN::ReliabilityHead head = find(i);
                 flat[i] = mPixels[i].group < 0 ? mPixels[i] : PIXELM{head.pixel, head.increment};
             }
         });
@@ -226,10 +241,11 @@ private:
         progress.Report("writing the phase", 0.9);
         Unwrapped result{cv::Mat1f(mPhase.size()), cv::Mat1i(mPhase.size()), {}};
         ForRowBands(mPhase.size(), {}, "", [&](const cv::Range& range) {
+            HeadFinder find(mPixels.get());
             for (int y = range.start; y < range.end; ++y) {
                 for (int x = 0; x < mPhase.cols; ++x) {
                     const bool valid = mCost(y, x) < INFINITY;
-                    const KrN::ReliabilityHead head = valid ? Head(Index(y, x)) : KrN::ReliabilityHead{-1, 0};
+                    const KrN::ReliabilityHead head = valid ? find(Index(y, x)) : KrN::ReliabilityHead{-1, 0};
                     result.components(y, x) = head.pixel + 1;
                     result.phase(y, x) = valid ? mPhase(y, x) + 2 * kPi * static_cast<float>(head.increment) : NAN;
                 }
