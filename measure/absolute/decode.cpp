@@ -67,11 +67,14 @@ private:
     }
 
     void DecideDoubtful(const std::vector<PhaseSet>& sets, const cv::Rect& tile) {
-        constexpr double kLeastLead = 16, kFew = 0.01;  // a few pixels find their order by growth
+        constexpr float kLeastLead = 16;
+        constexpr double kFew = 0.01;  // a few pixels find their order by growth
+        const cv::Mat1f lead = mDecision.lead(tile);
+        const cv::Mat1b usable = mState.usable(tile);
+        if (CountBelow(lead, kLeastLead, usable) <= kFew * cv::countNonZero(usable)) return;
         cv::Mat1b doubtful;
-        cv::compare(mDecision.lead(tile), kLeastLead, doubtful, cv::CMP_LT);
-        doubtful &= mState.usable(tile);
-        if (cv::countNonZero(doubtful) <= kFew * cv::countNonZero(mState.usable(tile))) return;
+        cv::compare(lead, kLeastLead, doubtful, cv::CMP_LT);
+        doubtful &= usable;
         std::vector<PhaseSet> smooth;
         for (const PhaseSet& set : sets) smooth.push_back(Smooth(set, mState.usable, tile));
         const OrderRange range{mRange.count, mRange.center.empty() ? cv::Mat1f() : cv::Mat1f(mRange.center(tile))};

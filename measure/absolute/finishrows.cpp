@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "measure/absolute/wrapping.h"
+#include "measure/base/wide.h"
 
 namespace measure {
 namespace {
@@ -34,6 +35,12 @@ void RateRow(const float* residual, const float* lead, bool isCoded, cv::Mat1f& 
     }
 }
 
+MEASURE_WIDE int CountBelowInRow(const float* lead, float limit, const std::uint8_t* usable, int width) {
+    int count = 0;
+    for (int x = 0; x < width; ++x) count += (lead[x] < limit) & (usable[x] != 0);
+    return count;
+}
+
 struct TrustRow {
     const float *fine, *residual, *lead, *margin;
     const short* order;
@@ -45,7 +52,7 @@ struct TrustLimits {
 };
 constexpr float kForever = 1e30f;
 
-void MarkRow(const TrustRow& row, const TrustLimits& limits, std::uint8_t* __restrict trust, int width) {
+MEASURE_WIDE void MarkRow(const TrustRow& row, const TrustLimits& limits, std::uint8_t* __restrict trust, int width) {
     constexpr float kMostResidual = 0.25f, kLeastLead = 4.0f;
     const TrustRow r = row;
     const TrustLimits l = limits;
@@ -73,6 +80,12 @@ cv::Mat1f PredictOrders(const cv::Mat1w& code, const GrayCode& gray, const cv::M
             order[x] = static_cast<float>(cell[x]) * scale + start - fine[x] * kPeriodsPerRadian;
     });
     return center;
+}
+
+int CountBelow(const cv::Mat1f& lead, float limit, const cv::Mat1b& usable) {
+    int count = 0;
+    for (int y = 0; y < lead.rows; ++y) count += CountBelowInRow(lead[y], limit, usable[y], lead.cols);
+    return count;
 }
 
 void ReplaceDecision(OrderDecision& decision, const OrderDecision& other, const cv::Mat1b& where,

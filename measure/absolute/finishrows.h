@@ -10,6 +10,9 @@ constexpr float kLeastMargin = 0.2f;
 // The order of the finest set that a code predicts in every pixel: that of the middle of the cell.
 cv::Mat1f PredictOrders(const cv::Mat1w& code, const GrayCode& gray, const cv::Mat1f& phase, double period);
 
+// The usable pixels with a lead below a limit.
+int CountBelow(const cv::Mat1f& lead, float limit, const cv::Mat1b& usable);
+
 // Takes another decision where `where` is not 0; the phase that it was made for may be a whole period from ours.
 void ReplaceDecision(OrderDecision& decision, const OrderDecision& other, const cv::Mat1b& where,
                      const cv::Mat1f& otherPhase, const cv::Mat1f& phase);

@@ -2,6 +2,7 @@
 #include <array>
 #include <atomic>
 #include <cmath>
+#include <cstring>
 #include <limits>
 
 #include "measure/absolute.h"
@@ -53,7 +54,10 @@ public:
         cv::copyMakeBorder(trust, mImages.trust, 1, 1, 1, 1, cv::BORDER_CONSTANT, eNoPhase);
         const cv::Size size = mImages.phase.size();
         mImages.state = cv::Mat1b(size, static_cast<unsigned char>(eOut));
-        mImages.absolute = cv::Mat1f(size, 0.0F);
+        mImages.absolute.create(size);
+        for (cv::Mat1f border : {mImages.absolute.row(0), mImages.absolute.row(size.height - 1),
+                                 mImages.absolute.col(0), mImages.absolute.col(size.width - 1)})
+            border.setTo(0);
         for (std::size_t i = 0; i < kAround.size(); ++i) mOffset[i] = kAround[i].dy * mStride + kAround[i].dx;
         if (options.repeat > 0) {
             mImages.area = cv::Mat1i(size, -1);
@@ -113,13 +117,19 @@ private:
     }
 
     void PushBorders() {
-        for (int y = 1; y <= mInside.height; ++y)
-            for (int i = y * mStride + 1; i <= y * mStride + mInside.width; ++i) {
-                const unsigned char* state = mImages.state.data + i;
-                if (*state != eRest) continue;
-                const auto isFixed = [&](int offset) { return state[offset] == eFixed; };
-                if (std::any_of(mOffset.begin(), mOffset.end(), isFixed)) Push(i);
-            }
+        for (int i = NextRest(0); i >= 0; i = NextRest(i)) {
+            const unsigned char* state = mImages.state.data + i;
+            const auto isFixed = [&](int offset) { return state[offset] == eFixed; };
+            if (std::any_of(mOffset.begin(), mOffset.end(), isFixed)) Push(i);
+        }
+    }
+
+    // The next pixel at rest behind a pixel, -1 when there is none. None stands in the frame.
+    int NextRest(int i) const {
+        const unsigned char* const states = mImages.state.data;
+        const std::size_t behind = mImages.state.total() - static_cast<std::size_t>(i) - 1;
+        const auto* const found = static_cast<const unsigned char*>(std::memchr(states + i + 1, eRest, behind));
+        return found ? static_cast<int>(found - states) : -1;
     }
 
     void Push(int i) {

@@ -1,12 +1,12 @@
 #include <opencv2/core.hpp>
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 #include <cstdint>
 #include <optional>
 
 #include "measure/absolute.h"
+#include "measure/absolute/candidaterows.h"
 #include "measure/absolute/coding.h"
 #include "measure/absolute/wrapping.h"
 #include "measure/error.h"
@@ -14,11 +14,9 @@
 namespace measure {
 namespace {
 
-constexpr std::size_t kChunk = 512;  // pixels whose buffers stay in the first-level cache
-constexpr float kExcluded = 1e30f;   // the cost of a candidate that is none
-constexpr float kNone = -30000.0f;   // in place of a candidate
+using namespace rows;
+
 constexpr int kMostCandidates = 1 << 20;
-constexpr float kSystematicError = 0.03f;  // radians, what remains of ripple and light even without noise
 
 // The ratio whose denominator is the number of different fractions that the orders 0 to count - 1 have in a set;
 // nothing when all of them differ.
@@ -51,7 +49,7 @@ public:
     void DecideRow(int y, OrderDecision& decision) {
         const int width = mSets[0].phase.cols;
         for (int x = 0; x < width; x += static_cast<int>(kChunk)) {
-            mCount = std::min(kChunk, static_cast<std::size_t>(width - x));
+            mTrials.count = mCount = std::min(kChunk, static_cast<std::size_t>(width - x));
             mY = y;
             mX = x;
             if (mOthers == 0) {
@@ -84,73 +82,45 @@ private:
         }
     }
 
-    static std::int16_t ToOrder(float order) {
-        return static_cast<std::int16_t>(static_cast<int>(std::abs(order) < 32768.0f ? order : 0.0f));
-    }
-
     void Prepare() {
+        const std::size_t count = mCount;
         const float* center = Center();
         const float* fine = mSets[0].phase[mY] + mX;
         const float* fineModulation = mSets[0].modulation[mY] + mX;
-        for (std::size_t x = 0; x < mCount; ++x) {
+        for (std::size_t x = 0; x < count; ++x) {
             mBase[x] = center ? Nearest(center[x]) : 0.0f;
             mFineVariance[x] = Variance(mVariance[0], fineModulation[x]);
         }
         if (mPair) return;
-        for (std::size_t x = 0; x < mCount; ++x) mNormal[x] = 1.0f / mFineVariance[x];
+        for (std::size_t x = 0; x < count; ++x) mTrials.normal[x] = 1.0f / mFineVariance[x];
         for (std::size_t i = 0; i < mOthers; ++i) {
             const float* phase = mSets[i + 1].phase[mY] + mX;
             const float* modulation = mSets[i + 1].modulation[mY] + mX;
             const auto q = static_cast<float>(mRatio[i]);
             const float levels = mVariance[i + 1];
             float *difference = &mDifference[i * kChunk], *weight = &mWeight[i * kChunk];
-            for (std::size_t x = 0; x < mCount; ++x) {
-                difference[x] = Fraction((phase[x] - q * fine[x]) * kPeriodsPerRadian - q * mBase[x]);
-                weight[x] = 1.0f / Variance(levels, modulation[x]);
-                mNormal[x] += q * q * weight[x];
-            }
+            CompareSets(fine, phase, mBase, q, difference, count);
+            WeighSet(modulation, q, levels, weight, mTrials.normal, count);
         }
-        for (std::size_t x = 0; x < mCount; ++x) mNormal[x] = 1.0f / mNormal[x];
+        for (std::size_t x = 0; x < count; ++x) mTrials.normal[x] = 1.0f / mTrials.normal[x];
     }
 
-    // Of the phase, in periods squared.
-    static float Variance(float levels, float modulation) {
-        constexpr float kFloor = kSystematicError * kSystematicError;
-        return (levels / (modulation * modulation + 1e-6f) + kFloor) * kPeriodsPerRadian * kPeriodsPerRadian;
-    }
-
-    // Two sets of n1 : n2 periods: the fractions of the candidates stand at equal distances, so the nearest one is
-    // found by rounding.
     void DecidePair(OrderDecision& decision) {
-        const auto n = static_cast<float>(mPair->denominator), inverse = static_cast<float>(mPair->inverse);
-        const auto q = static_cast<float>(mRatio[0]);
-        const float perOrder = 1.0f / n, levels = mVariance[1], scale = n * kPeriodsPerRadian;
-        const float *fine = mSets[0].phase[mY] + mX, *phase = mSets[1].phase[mY] + mX;
-        const float* modulation = mSets[1].modulation[mY] + mX;
-        std::int16_t* orders = decision.order[mY] + mX;
-        float *residual = decision.residual[mY] + mX, *lead = decision.lead[mY] + mX;
-        for (std::size_t x = 0; x < mCount; ++x) {
-            const float scaled = (phase[x] - q * fine[x]) * scale;
-            const float whole = Nearest(scaled);
-            const float m = whole - n * Nearest(whole * perOrder);  // modulo n, -n/2 to n/2
-            const float product = m * inverse;
-            orders[x] = ToOrder(product - n * Nearest((product + 0.5f) * perOrder - 0.5f));
-            const float distance = std::abs(scaled - whole);
-            const float variance = Variance(levels, modulation[x]) + q * q * mFineVariance[x];
-            residual[x] = distance;  // of the way to the next one, which is a whole step
-            lead[x] = (1.0f - 2.0f * distance) * perOrder * perOrder / variance;
-        }
+        RoundPair(mSets[0].phase[mY] + mX, mSets[1].phase[mY] + mX, *mPair, static_cast<float>(mRatio[0]),
+                  decision.order[mY] + mX, decision.residual[mY] + mX, mCount);
+        LeadOfPair(mSets[1].modulation[mY] + mX, mFineVariance, *mPair, static_cast<float>(mRatio[0]), mVariance[1],
+                   decision.residual[mY] + mX, decision.lead[mY] + mX, mCount);
     }
 
     void Search() {
-        std::fill_n(mBest.begin(), mCount, kExcluded);
-        std::fill_n(mSecond.begin(), mCount, kExcluded);
-        std::fill_n(mOrder.begin(), mCount, 0.0f);
+        std::fill_n(mTrials.best, mCount, kExcluded);
+        std::fill_n(mTrials.second, mCount, kExcluded);
+        std::fill_n(mTrials.order, mCount, 0.0f);
         if (Center()) return TryAroundCenter();
         const Guide guide = FindGuide();
         if (guide.candidates < mRange.count) return TryNear(guide);
         for (int k = 0; k < mRange.count; ++k) {
-            std::fill_n(mCandidate.begin(), mCount, static_cast<float>(k));
+            std::fill_n(mTrials.candidate, mCount, static_cast<float>(k));
             Try();
         }
     }
@@ -161,7 +131,7 @@ private:
         for (int j = -(mRange.count / 2); j <= mRange.count / 2; ++j) {
             const auto k = static_cast<float>(j);
             for (std::size_t x = 0; x < mCount; ++x)
-                mCandidate[x] = std::abs(center[x] - mBase[x] - k) > reach ? kNone : k;
+                mTrials.candidate[x] = std::abs(center[x] - mBase[x] - k) > reach ? kNone : k;
             Try();
         }
     }
@@ -183,12 +153,7 @@ private:
             if (!mSteps[i]) continue;
             const auto q = static_cast<float>(mRatio[i]);
             const float* weight = &mWeight[i * kChunk];
-            float most = 0;
-            for (std::size_t x = 0; x < mCount; ++x) {
-                const float variance = 1.0f / weight[x] + q * q * mFineVariance[x];
-                const float counted = variance < kMostDeviation * kMostDeviation ? variance : 0.0f;
-                most = most > counted ? most : counted;
-            }
+            const float most = LargestVariance(weight, mFineVariance, q, kMostDeviation * kMostDeviation, mCount);
             const int steps = mSteps[i]->denominator;
             const float wanted = std::ceil(kDeviations * std::sqrt(most) * static_cast<float>(steps) - 0.5f);
             const int reach = std::max(1, static_cast<int>(wanted));
@@ -200,51 +165,15 @@ private:
 
     void TryNear(const Guide& guide) {
         const Ratio& ratio = *mSteps[guide.set];
-        const auto n = static_cast<float>(ratio.denominator), inverse = static_cast<float>(ratio.inverse);
-        const auto count = static_cast<float>(mRange.count), perStep = 1 / n;
+        const auto count = static_cast<float>(mRange.count), n = static_cast<float>(ratio.denominator);
         const float* difference = &mDifference[guide.set * kChunk];
         for (int step = -guide.reach; step <= guide.reach; ++step)
-            for (float more = 0; more < count; more += n) {
-                for (std::size_t x = 0; x < mCount; ++x) {
-                    const float product = (Nearest(difference[x] * n) + static_cast<float>(step)) * inverse;
-                    const float k = product - n * Nearest((product + 0.5f) * perStep - 0.5f) + more;
-                    mCandidate[x] = k < count ? k : kNone;
-                }
-                Try();
-            }
+            for (float more = 0; more < count; more += n)
+                if (FindCandidates(difference, ratio, static_cast<float>(step), more, count, mTrials)) Try();
     }
 
     // One candidate for each pixel.
-    void Try() {
-        switch (mOthers) {
-            case 1: return TryWith<1>();
-            case 2: return TryWith<2>();
-            case 3: return TryWith<3>();
-            default: return TryWith<0>();
-        }
-    }
-
-    // With a number of other sets that the compiler knows; 0: any.
-    template <std::size_t kOthers>
-    void TryWith() {
-        const std::size_t others = kOthers > 0 ? kOthers : mOthers;
-        const float *difference = mDifference.data(), *weight = mWeight.data(), *ratio = mRatioOf.data();
-        for (std::size_t x = 0; x < mCount; ++x) {
-            const float k = mCandidate[x];
-            float sum = 0, mixed = 0;
-            for (std::size_t i = 0; i < others; ++i) {
-                const float residual = Fraction(difference[i * kChunk + x] - ratio[i] * k);
-                const float weighted = residual * weight[i * kChunk + x];
-                sum += residual * weighted;
-                mixed += ratio[i] * weighted;
-            }
-            const float own = sum - mixed * mixed * mNormal[x];
-            const float cost = k > kNone ? own : kExcluded;
-            mOrder[x] = cost < mBest[x] ? k : mOrder[x];
-            mSecond[x] = std::min(mSecond[x], std::max(mBest[x], cost));
-            mBest[x] = std::min(mBest[x], cost);
-        }
-    }
+    void Try() { TryCandidates({mDifference.data(), mWeight.data(), mRatioOf.data(), mOthers}, mTrials); }
 
     void Store(OrderDecision& decision) {
         const float* center = Center();
@@ -253,15 +182,16 @@ private:
         float* residual = decision.residual[mY] + mX;
         float* lead = decision.lead[mY] + mX;
         for (std::size_t x = 0; x < mCount; ++x) {
-            orders[x] = ToOrder(mBase[x] + mOrder[x]);
-            const float best = std::sqrt(std::max(mBest[x], 0.0f)), second = std::sqrt(std::max(mSecond[x], 0.0f));
+            orders[x] = ToOrder(mBase[x] + mTrials.order[x]);
+            const float best = std::sqrt(std::max(mTrials.best[x], 0.0f)),
+                        second = std::sqrt(std::max(mTrials.second[x], 0.0f));
             residual[x] = best / (best + second + 1e-12f);
-            lead[x] = mSecond[x] - mBest[x];
+            lead[x] = mTrials.second[x] - mTrials.best[x];
         }
         if (!center) return;
         const float perOrder = 1.0f / static_cast<float>(mRange.count);
         for (std::size_t x = 0; x < mCount; ++x)
-            residual[x] = std::max(residual[x], std::abs(center[x] - mBase[x] - mOrder[x]) * perOrder);
+            residual[x] = std::max(residual[x], std::abs(center[x] - mBase[x] - mTrials.order[x]) * perOrder);
     }
 
     const std::vector<PhaseSet>& mSets;
@@ -274,8 +204,8 @@ private:
     std::optional<Ratio> mPair;
     std::size_t mCount = 0;
     int mY = 0, mX = 0;
-    using Buffer = std::array<float, kChunk>;
-    Buffer mBase{}, mFineVariance{}, mNormal{}, mBest{}, mSecond{}, mOrder{}, mCandidate{};
+    Buffer mBase{}, mFineVariance{};
+    Trials mTrials;
     std::vector<float> mDifference, mWeight;
 };
 

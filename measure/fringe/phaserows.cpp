@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "measure/base/wide.h"
+
 // This file is compiled so that comparisons need not raise floating-point exceptions: only then loops that choose
 // between values become vectors.
 namespace measure::rows {
@@ -190,7 +192,7 @@ void AddHarmonicsOf(const Harmonics& given, int multiple, float* __restrict phas
 
 }  // namespace
 
-void AddHarmonics(const Harmonics& harmonics, int multiple, float* phase, std::size_t count) {
+MEASURE_WIDE void AddHarmonics(const Harmonics& harmonics, int multiple, float* phase, std::size_t count) {
     if (harmonics.count <= 2) return AddHarmonicsOf<2>(harmonics, multiple, phase, count);
     AddHarmonicsOf<Harmonics::kLargest>(harmonics, multiple, phase, count);
 }
