@@ -4,8 +4,8 @@
     mutate.py [FILE] [--count N] [--seed S]
 
 Works on a copy in build/mutate, built for this CPU only. A change costs one unit, compiled with little optimisation,
-one link and the tests of its room; what these do not notice is tried by all tests of its library before it counts as a
-survivor. A change that does not compile does not count.
+one link and the tests of its room. What these do not notice is tried by all tests of its library at the end, before it
+counts as a survivor. A change that does not compile does not count.
 """
 import argparse
 import os
@@ -81,7 +81,12 @@ def places(file):
 
 
 def run(command, **options):
-    return subprocess.run(command, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, **options).returncode
+    return subprocess.run(command, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL,
+                          **options).returncode
+
+
+def log(text):
+    print(text, file=sys.stderr, flush=True)
 
 
 def output_of(*command):
@@ -95,7 +100,7 @@ class Build:
         os.environ["CCACHE_BASEDIR"] = str(COPY)
         configure = ["cmake", "--preset", "quick", "-DVORIPBASE_BUILD_PROGRAM=OFF",
                      "-DCMAKE_DISABLE_PRECOMPILE_HEADERS=ON"]
-        build = ["cmake", "--build", "--preset", "quick", "--target", "voripbase_tests", "--parallel", "2"]
+        build = ["cmake", "--build", "--preset", "quick", "--target", "voripbase_tests", "--parallel", "1"]
         if run(configure, cwd=COPY) or run(build, cwd=COPY):
             raise SystemExit("mutate: the sources do not build as they are")
         os.environ["CCACHE_DISABLE"] = "1"  # nobody else compiles what follows
@@ -131,19 +136,43 @@ def passes(program, tests, timeout):
         return False
 
 
-def survives(file):
-    """Whether neither the tests of the room nor, after them, those of the library notice."""
-    room = next((tests for room, tests in FAMILIES if re.match(room, file)), None)
-    library = OF_MEASURE if file.startswith("measure/") else OF_IPBASE
-    for tests in filter(None, (room, library)):
-        if tests not in SECONDS:
-            start = time.time()
-            if not passes(TESTS, tests, None):
-                raise SystemExit("mutate: these tests fail without a change: " + tests)
-            SECONDS[tests] = time.time() - start
-        if not passes(MUTANT, tests, 20 + 5 * SECONDS[tests]):
-            return False
-    return True
+def notices(tests):
+    if tests not in SECONDS:
+        start = time.time()
+        if not passes(TESTS, tests, None):
+            raise SystemExit("mutate: these tests fail without a change: " + tests)
+        SECONDS[tests] = time.time() - start
+    return not passes(MUTANT, tests, 20 + 5 * SECONDS[tests])
+
+
+def tests_of_room(file):
+    return next((tests for room, tests in FAMILIES if re.match(room, file)), tests_of_library(file))
+
+
+def tests_of_library(file):
+    return OF_MEASURE if file.startswith("measure/") else OF_IPBASE
+
+
+class Change:
+    def __init__(self, file, number, start, end, replacement):
+        self.file, self.number = file, number
+        self.path = COPY / file
+        self.original = self.path.read_text()
+        lines = self.original.splitlines(keepends=True)
+        self.before = lines[number]
+        self.after = self.before[:start] + replacement + self.before[end:]
+        self.changed = "".join(lines[:number] + [self.after] + lines[number + 1:])
+
+    def __str__(self):
+        return f"{self.file}:{self.number + 1}: {self.before.strip()}\n  -> {self.after.strip()}"
+
+    def is_noticed(self, build, tests):
+        """Nothing when it does not compile."""
+        self.path.write_text(self.changed)
+        try:
+            return notices(tests) if build.make_mutant(self.file) else None
+        finally:
+            self.path.write_text(self.original)
 
 
 def main():
@@ -167,30 +196,26 @@ def main():
         f for f in files if re.match(r"(imagemodel|ipbase|measure)/.*(\.cpp|-inl\.h)$", f) and "codecs" not in f]
     candidates = [(file, *place) for file in sources for place in places(file)]
     random.Random(arguments.seed).shuffle(candidates)
-    tried, survivors = 0, 0
-    for file, number, start, end, replacement in candidates:
+    tried, doubtful = 0, []
+    for candidate in candidates:
         if tried == arguments.count:
             break
-        path = COPY / file
-        original = path.read_text()
-        lines = original.splitlines(keepends=True)
-        before = lines[number]
-        lines[number] = before[:start] + replacement + before[end:]
-        path.write_text("".join(lines))
-        began = time.time()
-        try:
-            if not build.make_mutant(file):
-                continue
-            made = time.time()
-            tried += 1
-            survived = survives(file)
-            survivors += survived
-            print(f"[{tried}/{arguments.count}] {'survives' if survived else 'noticed'}: {file}:{number + 1} "
-                  f"({made - began:.0f} + {time.time() - made:.0f} s)", file=sys.stderr, flush=True)
-            if survived:
-                print(f"{file}:{number + 1}: {before.strip()}\n  -> {lines[number].strip()}", flush=True)
-        finally:
-            path.write_text(original)
+        start, change = time.time(), Change(*candidate)
+        noticed = change.is_noticed(build, tests_of_room(change.file))
+        if noticed is None:
+            continue
+        tried += 1
+        log(f"[{tried}/{arguments.count}] {time.time() - start:3.0f} s  " +
+            (f"noticed: {change.file}" if noticed else f"its room does not notice {change}"))
+        if not noticed:
+            doubtful.append(change)
+    survivors = 0
+    for number, change in enumerate(doubtful):
+        noticed = change.is_noticed(build, tests_of_library(change.file))
+        log(f"[{number + 1}/{len(doubtful)}] {'noticed by another room' if noticed else 'survives'}: {change}")
+        survivors += not noticed
+        if not noticed:
+            print(change, flush=True)
     print(f"{tried} changes, {tried - survivors} noticed, {survivors} survive")
 
 
