@@ -211,7 +211,7 @@ Bytes Packed(const TiffKind& kind, const std::vector<double>& values, std::size_
     return out;
 }
 
-constexpr int kWidth = 37, kHeight = 21;
+constexpr int kWidth = 37, kHeight = 32;  // tiles fit the height, and not the width
 
 // value(x, y, sample) for a picture of 37 x 21 pixels as stored.
 template <class F>

@@ -83,6 +83,9 @@ TEST(Picture, DrawsEveryPixelTypeAndSize) {
             const cv::Mat3b picture = measure::DrawPicture(cv::Mat(size, depth, cv::Scalar(7)), style);
             EXPECT_GT(picture.cols, size.width);
             EXPECT_GT(picture.rows, size.height);
+            style.shade = false;
+            EXPECT_EQ(cv::norm(picture, measure::DrawPicture(cv::Mat(size, depth, cv::Scalar(7)), style)), 0)
+                << "level ground has no shade";
         }
     }
     EXPECT_FALSE(measure::DrawPicture(cv::Mat1f(4, 4, NAN)).empty());
@@ -94,6 +97,26 @@ TEST(Picture, DrawsEveryPixelTypeAndSize) {
         if (which == 1) style.components = cv::Mat1i(3, 4);
         if (which == 2) style.marks = cv::Mat1b(3, 4);
         EXPECT_THROW(measure::DrawPicture(cv::Mat1f(4, 4, 0.0f), style), measure::InputError) << which;
+    }
+}
+
+// The marks at the axes stand at the middles of pixels, evenly, from the first pixel to the last.
+TEST(Picture, HasAxesThatCountPixels) {
+    const cv::Size size(501, 401);
+    const cv::Mat3b picture = measure::DrawPicture(cv::Mat1b(size, uchar{0}));
+    const cv::Point o = FindOrigin(size);
+    std::vector<int> columns, rows;
+    const auto isInk = [&](int x, int y) { return picture(y, x) != picture(0, 0); };
+    for (int x = 0; x < size.width; ++x)
+        if (isInk(o.x + x, o.y + size.height)) columns.push_back(x);
+    for (int y = 0; y < size.height; ++y)
+        if (isInk(o.x - 3, o.y + y)) rows.push_back(y);
+    for (const auto& [marks, last] : {std::pair(columns, size.width - 1), {rows, size.height - 1}}) {
+        ASSERT_GT(marks.size(), 2U);
+        EXPECT_EQ(marks.front(), 0);
+        EXPECT_EQ(marks.back(), last);
+        for (std::size_t i = 1; i < marks.size(); ++i)
+            EXPECT_EQ(marks[i] - marks[i - 1], last / static_cast<int>(marks.size() - 1));
     }
 }
 
