@@ -164,13 +164,13 @@ TEST_F(Program, RefusesMoreMemoryThanItMayTake) {
          "9000 x 8000 pixels need about 1.0 GB"},
         {"edges deep.png --out o/a.png --max-memory 25M", grey},
         {"colours grey.png --out o/a.png --max-memory 45M", grey},
-        {"surface grid points --out o/a.npy --max-memory 20M", map},
+        {"surface grid points --out o/a.npy --max-memory 23M", map},
         {"surface level map.npy --out o/a.npy --max-memory 15M", map},
         {"surface step map.npy --base 1,1,9,9 --top 20,20,9,9 --out o --max-memory 15M", map},
         {"surface profile map.npy --line 1,1 9,9 --out o --max-memory 15M", map},
         {"surface roughness map.npy --out o --max-memory 15M", map},
         {"surface compare map.npy map.npy --out o --max-memory 15M", map},
-        {"surface check points --plane 1,1,9,9 --out o --max-memory 20M", map},
+        {"surface check points --plane 1,1,9,9 --out o --max-memory 23M", map},
         {"surface export map.npy --out o/a.npy --max-memory 15M", map},
     });
 }

@@ -5,7 +5,6 @@
 #include "tools/vorip/commands/commands.h"
 #include "tools/vorip/session/failure.h"
 #include "tools/vorip/session/interrupt.h"
-#include "tools/vorip/session/largepages.h"
 
 namespace {
 
@@ -49,7 +48,6 @@ void Run(int argc, char** argv) {
 
 int main(int argc, char** argv) {
     const vorip::InterruptWatch watch;
-    vorip::UseLargePages();
     cv::utils::logging::setLogLevel(cv::utils::logging::LOG_LEVEL_SILENT);
     return vorip::ExitCodeOf(Run, argc, argv);
 }

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
@@ -11,10 +10,9 @@
 #include <stdexcept>
 
 #include "measure/error.h"
+#include "tools/vorip/session/largepages.h"
 
 #ifdef __linux__
-#  include <malloc.h>
-#  include <sys/mman.h>
 #  include <sys/resource.h>
 #  include <unistd.h>
 #endif
@@ -91,27 +89,6 @@ void Enforce() {
 #endif
 }
 
-// As a rule every image is mapped from the system anew and given back, in pages of 4 KB, each of which is cleared when
-// it is first touched: a fifth of the time of a command. Here freed images are used again, by all threads, and the
-// first part of the heap stands on pages of 2 MB.
-void KeepFreedImages() {
-#ifdef __GLIBC__
-    constexpr double kReserve = 1 << 30;  // bytes of addresses; memory is taken when it is touched
-    constexpr int kUsualPad = 1 << 24;
-    constexpr std::uintptr_t kPage = 1 << 21;
-    mallopt(M_ARENA_MAX, 1);
-    mallopt(M_MMAP_MAX, 0);
-    mallopt(M_TRIM_THRESHOLD, -1);
-    mallopt(M_TOP_PAD, static_cast<int>(std::min(kReserve, limit / 2)));
-    void* const first = std::malloc(kUsualPad);  // makes the heap grow
-    const auto begin = (reinterpret_cast<std::uintptr_t>(first) + kPage - 1) / kPage * kPage;
-    const auto end = reinterpret_cast<std::uintptr_t>(sbrk(0));
-    if (first && begin < end) madvise(reinterpret_cast<void*>(begin), end - begin, MADV_HUGEPAGE);
-    std::free(first);
-    mallopt(M_TOP_PAD, kUsualPad);
-#endif
-}
-
 }  // namespace
 
 void MemoryLimit::Set(const std::string& text, const std::string& command) {
@@ -119,7 +96,7 @@ void MemoryLimit::Set(const std::string& text, const std::string& command) {
     if (need == std::end(kNeeds)) throw std::logic_error("nobody has said how much memory " + command + " takes");
     limit = text.empty() ? kUsualShare * FreeBytes() : ParseBytes(text);
     if (std::isfinite(limit)) Enforce();
-    KeepFreedImages();
+    KeepAndEnlargePages(limit);
 }
 
 std::string MemoryLimit::InWords() { return std::isfinite(limit) ? Gigabytes(limit) : ""; }
