@@ -125,6 +125,7 @@ TEST(Absolute, EveryRightCodingIsDecoded) {
         EXPECT_GE(judgement.right, 0.999);
         EXPECT_GE(judgement.valid, row.capture.noise < 4 ? 0.99 : 0.985);
         EXPECT_LE(judgement.stray, 0.001);
+        EXPECT_LT(judgement.rms, 0.5) << "radians";
         EXPECT_GT(judgement.judged, 4000);
         EXPECT_TRUE(result.warnings.empty()) << result.warnings[0];
         EXPECT_EQ(result.valid, cv::countNonZero(result.mask));

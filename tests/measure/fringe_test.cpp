@@ -176,6 +176,19 @@ TEST(Fringe, UsablePixels) {
     const FringePhase noise = measure::SolveFringes(Render(EqualShifts(3), unlit));
     EXPECT_LT(cv::countNonZero(noise.usable), 0.1 * 24400);
     EXPECT_GT(cv::countNonZero(noise.modulation >= 0.016 * 255), 0.3 * 24400);
+
+    // Fringes that suffice where all nine pixels have them, and begin at row 20.
+    FringeSet weak;
+    weak.shifts = EqualShifts(3);
+    for (const double shift : weak.shifts) {
+        cv::Mat1b frame(40, 30, uchar{100});
+        for (int y = 20; y < frame.rows; ++y)
+            for (int x = 0; x < frame.cols; ++x)
+                frame(y, x) = cv::saturate_cast<uchar>(100 + 5.2 * std::cos(0.1 * x + shift));
+        weak.frames.push_back(frame);
+    }
+    const cv::Mat1b usable = measure::SolveFringes(weak).usable;
+    for (int y = 0; y < usable.rows; ++y) EXPECT_EQ(usable(y, 15) != 0, y > 20) << y;
 }
 
 TEST(Fringe, NotFinite) {

@@ -105,6 +105,9 @@ TEST(Picture, HasAxesThatCountPixels) {
     const cv::Size size(501, 401);
     const cv::Mat3b picture = measure::DrawPicture(cv::Mat1b(size, uchar{0}));
     const cv::Point o = FindOrigin(size);
+    const cv::Mat drawn = picture(cv::Rect(o, size));
+    EXPECT_EQ(cv::norm(drawn, cv::Mat(drawn.size(), drawn.type(), cv::Scalar(picture(o))), cv::NORM_INF), 0)
+        << "nothing else stands on the image";
     std::vector<int> columns, rows;
     const auto isInk = [&](int x, int y) { return picture(y, x) != picture(0, 0); };
     for (int x = 0; x < size.width; ++x)
