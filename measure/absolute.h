@@ -85,9 +85,11 @@ struct GrownOrders {
 };
 
 // Corrects the orders of single pixels by spatial continuity, never those of whole areas: areas of trusted pixels
-// stay as they are and grow over the others, smooth phases first. The order of such a pixel is what most of its
-// neighbours say, its own one has half the weight of a neighbour. After the idea of temporal-spatial unwrapping (Opt.
-// Express 29, 20657 (2021)). `trust` has the values of Trust. Throws InputError when sizes do not fit.
+// stay as they are and grow over the others, smooth phases first. Areas of fewer than eight pixels count as nearly
+// known: neighbours may correct them by one, and where no neighbour asks for that they are invalid. The order of such a
+// pixel is what most of its neighbours say, its own one has half the weight of a neighbour. After the idea of
+// temporal-spatial unwrapping (Opt. Express 29, 20657 (2021)). `trust` has the values of Trust. Throws InputError when
+// sizes do not fit.
 MEASURE_API GrownOrders GrowOrders(const cv::Mat1f& phase, const cv::Mat1s& order, const cv::Mat1b& trust,
                                    const GrowthOptions& options = {}, const Progress& progress = {});
 

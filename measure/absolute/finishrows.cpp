@@ -49,18 +49,19 @@ struct TrustRow {
 struct TrustLimits {
     float begin, end;  // periods, between which the positions lie
     int gainOfRead;    // in trust, from a code that could be read
+    float residual;    // the largest one
 };
 constexpr float kForever = 1e30f;
 
 MEASURE_WIDE void MarkRow(const TrustRow& row, const TrustLimits& limits, std::uint8_t* __restrict trust, int width) {
-    constexpr float kMostResidual = 0.25f, kLeastLead = 4.0f;
+    constexpr float kLeastLead = 4.0f;
     const TrustRow r = row;
     const TrustLimits l = limits;
     for (int x = 0; x < width; ++x) {
         const float position = r.fine[x] * kPeriodsPerRadian + static_cast<float>(r.order[x]);
         const int isInside = (position >= l.begin) & (position <= l.end);
         const int isRead = r.margin[x] >= kLeastMargin;
-        const int isSure = (r.residual[x] <= kMostResidual) & (r.lead[x] >= kLeastLead) & isInside & isRead;
+        const int isSure = (r.residual[x] <= l.residual) & (r.lead[x] >= kLeastLead) & isInside & isRead;
         const int unsure = eDoubtful + (isRead & l.gainOfRead), known = isSure * eTrusted + (1 - isSure) * unsure;
         trust[x] = static_cast<std::uint8_t>(known & r.usable[x]);
     }
@@ -120,8 +121,12 @@ cv::Mat1b MarkTrusted(const DecodeState& state, const OrderDecision& decision, c
     const float end = static_cast<float>(state.axis.length) / period + slack;
     const bool isSingle = !range.center.empty() && range.count == 1;  // the code alone decides
     const int gain = isSingle ? eNearly - eDoubtful : 0;
-    const TrustLimits limits =
-        state.result.repeat > 0 ? TrustLimits{-kForever, kForever, gain} : TrustLimits{-slack, end, gain};
+    // Positions are spread over a cell; near its borders it may have been taken for the next one.
+    constexpr double kMostResidual = 0.25, kShareOfCell = 0.7;
+    const double inCell = isSingle ? kShareOfCell * state.axis.gray->cell / (2 * state.result.period) : 0;
+    const auto residual = static_cast<float>(std::max(kMostResidual, inCell));
+    const TrustLimits limits = state.result.repeat > 0 ? TrustLimits{-kForever, kForever, gain, residual}
+                                                       : TrustLimits{-slack, end, gain, residual};
     cv::Mat1b trust(phase.size());
     const std::vector<float> noMargin(static_cast<std::size_t>(phase.cols), 1.0f);
     ForRows(phase, [&](int y) {

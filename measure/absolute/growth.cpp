@@ -106,9 +106,11 @@ private:
         for (std::size_t i = 0; i < areas.runs.size(); ++i) {
             int lift = 0;
             const int area = areas.sets.Find(static_cast<int>(i), lift);
-            if (areas.sets.SizeOf(area) < mOptions.minArea) continue;
             const TrustedAreas::Run& run = areas.runs[i];
             const int y = run.y + 1, first = run.first + 1, end = run.end + 1;
+            if (areas.sets.SizeOf(area) < kLeastAlone)
+                std::fill(mImages.trust[y] + first, mImages.trust[y] + end, static_cast<unsigned char>(eNearly));
+            if (areas.sets.SizeOf(area) < mOptions.minArea) continue;
             std::fill(mImages.state[y] + first, mImages.state[y] + end, eFixed);
             if (mOptions.repeat == 0) continue;
             std::fill(mImages.area[y] + first, mImages.area[y] + end, area);
@@ -212,7 +214,7 @@ private:
         mGrown.mask.create(mTrust.size());
         std::atomic<int> corrected{0}, contradicted{0};
         ForRows([&](int y) {
-            const unsigned char *state = mImages.state[y + 1] + 1, *trust = mTrust[y];
+            const unsigned char *state = mImages.state[y + 1] + 1, *trust = mImages.trust[y + 1] + 1;
             const float *grown = mImages.absolute[y + 1] + 1, *phase = mImages.phase[y + 1] + 1;
             const short* order = mOrder[y];
             float* __restrict absolute = mGrown.absolute[y];
@@ -236,6 +238,9 @@ private:
     }
 
     static constexpr float kMostCurvature = 10.0f;
+    // At edges, where pixels mix two surfaces, sets of fringes fit to each other by accident: whoever agrees with fewer
+    // others than this is not trusted.
+    static constexpr int kLeastAlone = 8;
     const cv::Mat1s& mOrder;
     const cv::Mat1b& mTrust;
     const GrowthOptions& mOptions;

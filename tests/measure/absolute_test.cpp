@@ -394,6 +394,8 @@ TEST(Absolute, NeighboursCorrectSinglePixelsOnly) {
             phase(y, x) = 0.02F * static_cast<float>(x) + 0.01F * static_cast<float>(y);
     order(cv::Rect(40, 0, 20, 40)) = 7;  // another surface
     order(10, 10) = 6;                   // trusted, yet wrong
+    order(10, 20) = 17;                  // far off, as pixels are that mix two surfaces
+    order(cv::Rect(24, 30, 3, 3)) = 6;   // too many for an accident, too few to carry others
     order(20, 10) = 9, trust(20, 10) = eDoubtful;
     order(30, 10) = 9, trust(30, 10) = eNearly;  // too far off for what it knows
     order(35, 10) = 6, trust(35, 10) = eNearly;
@@ -403,11 +405,13 @@ TEST(Absolute, NeighboursCorrectSinglePixelsOnly) {
     EXPECT_EQ(orderOf(20, 50), 7);
     EXPECT_EQ(orderOf(20, 10), 5);
     EXPECT_EQ(orderOf(35, 10), 5);
-    EXPECT_TRUE(std::isnan(grown.absolute(10, 10)) && !grown.mask(10, 10));
+    EXPECT_EQ(orderOf(10, 10), 5);
+    EXPECT_TRUE(std::isnan(grown.absolute(10, 20)) && !grown.mask(10, 20));
+    EXPECT_EQ(cv::countNonZero(grown.mask(cv::Rect(24, 30, 3, 3))), 0);
     EXPECT_FALSE(grown.mask(30, 10));
     EXPECT_FALSE(grown.mask(2, 7));
-    EXPECT_EQ(grown.corrected, 2);
-    EXPECT_EQ(grown.contradicted, 1);
+    EXPECT_EQ(grown.corrected, 3);
+    EXPECT_EQ(grown.contradicted, 9);
 
     // Known modulo 2: the surface 2 orders higher is the same one.
     GrowthOptions modulo;
