@@ -35,14 +35,20 @@ MEASURE_API cv::Mat1b QualityFromPhase(const cv::Mat1f& phase, const cv::Mat1b& 
 // What it costs to unwrap across a pixel: the bend, plus three times the logarithm of the change of the fringe contrast
 // (see FringeContrast), (largest + 0.01) / (least + 0.01), within 3 x 3 pixels. Where the contrast changes another
 // object often begins, even if the phase runs on by accident. An empty contrast tells nothing.
-MEASURE_API cv::Mat1f UnwrapCost(const cv::Mat1f& phase, const cv::Mat1b& usable, const cv::Mat1f& contrast = {});
+// The modulation B, in any unit, tells how much of the bend is noise: m / B is expected, with m the median of bend times
+// B over the usable pixels and B the mean of 3 x 3 pixels. Where more than 0.2 radians are expected, the bend is reduced
+// in proportion to that: else a dark surface in noise would rather be joined to bright objects, whose edges the phase
+// somewhere crosses smoothly by accident, than to itself.
+MEASURE_API cv::Mat1f UnwrapCost(const cv::Mat1f& phase, const cv::Mat1b& usable, const cv::Mat1f& contrast = {},
+                                 const cv::Mat1f& modulation = {});
 
 // Joins neighbouring pixels in the order of the sums of their costs, the least first, each time shifting the smaller
 // group by whole periods so that the phase has no step there (after Herraez, Burton, Lalor and Gdeisat, "Fast
 // two-dimensional phase-unwrapping algorithm based on sorting by reliability following a noncontinuous path", Appl.
 // Opt. 41, 7437 (2002), with another cost). Sums of 0.25 and less count as equal. If jumps remain, the phase is cut at
 // them, at pixels of several times the median cost and at bridges narrower than five pixels, and the pieces are joined
-// again by the vote of the whole borders between them: a few accidental pixels then no longer decide. Components of
+// again, those first whose whole border asks for the same shift at little cost: a few accidental pixels then no longer
+// decide. Components of
 // fewer than minPixels pixels become invalid. Costs that are negative or not finite count as 0 and as the largest cost.
 MEASURE_API Unwrapped UnwrapByCost(const cv::Mat1f& phase, const cv::Mat1b& usable, const cv::Mat1f& cost,
                                    int minPixels = 100, const Progress& progress = {});

@@ -58,7 +58,7 @@ void RunAll(double noise) {
     corrected.phase = solved.phase.clone();
     CorrectRipple(corrected, ripple);
     const cv::Mat1f contrast = FringeContrast(solved);
-    const cv::Mat1f cost = UnwrapCost(corrected.phase, solved.usable, contrast);
+    const cv::Mat1f cost = UnwrapCost(corrected.phase, solved.usable, contrast, solved.modulation);
     const cv::Mat1b quality = QualityFromPhase(corrected.phase, solved.usable);
     FringePhase scratch = solved;
     scratch.phase = solved.phase.clone();
@@ -73,7 +73,7 @@ void RunAll(double noise) {
          },
          0.5},
         {"contrast", [&] { FringeContrast(solved); }, 0},
-        {"unwrapping cost", [&] { UnwrapCost(corrected.phase, solved.usable, contrast); }, 0},
+        {"unwrapping cost", [&] { UnwrapCost(corrected.phase, solved.usable, contrast, solved.modulation); }, 0},
         {"unwrapping by cost", [&] { UnwrapByCost(corrected.phase, solved.usable, cost); }, 0},
         {"unwrapping by regions", [&] { UnwrapByRegions(corrected.phase, solved.usable, quality); }, 0},
     };

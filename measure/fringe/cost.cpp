@@ -1,10 +1,11 @@
 #include <algorithm>
-#include <array>
 #include <limits>
 #include <opencv2/core/hal/hal.hpp>
 #include <vector>
 
 #include "measure/fringe/costrows.h"
+#include "measure/fringe/figures.h"
+#include "measure/fringe/neighboursums.h"
 #include "measure/fringe/rowbands.h"
 #include "measure/fringe/unwrapinput.h"
 #include "measure/unwrap.h"
@@ -97,6 +98,27 @@ private:
     std::vector<float> mPadded, mBuffer;
 };
 
+// Reduces the bend to kCalm where noise alone gives more. The noise of a phase falls with the modulation, which is
+// taken as the mean of 3 x 3 pixels; how large it is the median of bend times modulation tells.
+void ReduceNoise(const cv::Mat1f& modulation, const cv::Mat1b& usable, cv::Mat1f& bend) {
+    constexpr double kCalm = 0.2;  // radians
+    auto noises = Sample(bend.size(), [&](int y, int x) { return usable(y, x) ? bend(y, x) * modulation(y, x) : NAN; });
+    const double noise = Quantile(noises, 0.5);
+    if (!(noise > 0)) return;
+    const auto scale = static_cast<float>(kCalm / noise / 9);
+    ForRowBands(bend.size(), {}, "", [&](const cv::Range& range) {
+        NeighbourSums sums(modulation);
+        sums.Load(std::max(range.start - 1, 0));
+        sums.Load(range.start);
+        for (int y = range.start; y < range.end; ++y) {
+            if (y + 1 < bend.rows) sums.Load(y + 1);
+            const rows::ThreeRows around = sums.Around(y);
+            rows::ReduceBend(around.above, around.own, around.below, scale, bend[y],
+                             static_cast<std::size_t>(bend.cols));
+        }
+    });
+}
+
 }  // namespace
 
 cv::Mat1f PhaseBend(const cv::Mat1f& phase, const cv::Mat1b& usable) { return UnwrapCost(phase, usable); }
@@ -112,16 +134,24 @@ cv::Mat1b QualityFromPhase(const cv::Mat1f& phase, const cv::Mat1b& usable) {
     return quality;
 }
 
-cv::Mat1f UnwrapCost(const cv::Mat1f& phase, const cv::Mat1b& usable, const cv::Mat1f& contrast) {
+cv::Mat1f UnwrapCost(const cv::Mat1f& phase, const cv::Mat1b& usable, const cv::Mat1f& contrast,
+                     const cv::Mat1f& modulation) {
     RequireSize(phase, usable, "the mask");
     if (!contrast.empty()) RequireSize(phase, contrast, "the contrast");
+    if (!modulation.empty()) RequireSize(phase, modulation, "the modulation");
     cv::Mat1f cost(phase.size());
+    const auto addContrast = [&](const cv::Range& range) {
+        if (!contrast.empty()) ContrastCost(contrast, cost).Add(range);
+    };
     ForRowBands(phase.size(), {}, "", [&](const cv::Range& range) {
         DifferenceRows(phase, usable).Visit(range, [&](int y, const auto& previous, const auto& own) {
             rows::Bend(previous, own, cost[y], static_cast<std::size_t>(phase.cols));
         });
-        if (!contrast.empty()) ContrastCost(contrast, cost).Add(range);
+        if (modulation.empty()) addContrast(range);
     });
+    if (modulation.empty()) return cost;
+    ReduceNoise(modulation, usable, cost);
+    ForRowBands(phase.size(), {}, "", addContrast);
     return cost;
 }
 

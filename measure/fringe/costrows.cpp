@@ -82,6 +82,14 @@ void ContrastChange(const ExtremeRows& rows, float* __restrict change, std::size
     }
 }
 
+void ReduceBend(const float* __restrict above, const float* __restrict own, const float* __restrict below, float scale,
+                float* __restrict bend, std::size_t count) {
+    for (std::size_t x = 0; x < count; ++x) {
+        const float factor = scale * (above[x] + own[x] + below[x]);
+        bend[x] *= factor < 1.0F ? factor : 1.0F;
+    }
+}
+
 void AddContrastCost(const float* __restrict logarithm, float* __restrict cost, std::size_t count) {
     for (std::size_t x = 0; x < count; ++x) cost[x] += 3.0F * logarithm[x];
 }

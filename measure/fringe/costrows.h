@@ -36,6 +36,9 @@ struct ExtremeRows {
 // change = (largest + 0.01) / (least + 0.01) of three rows of extremes; 1 where that is NaN.
 void ContrastChange(const ExtremeRows& rows, float* change, std::size_t count);
 
+// bend *= scale times the sum of three rows where that is below 1.
+void ReduceBend(const float* above, const float* own, const float* below, float scale, float* bend, std::size_t count);
+
 // cost += 3 logarithm, at excluded pixels too.
 void AddContrastCost(const float* logarithm, float* cost, std::size_t count);
 

@@ -8,6 +8,7 @@
 #include <opencv2/imgproc.hpp>
 #include <vector>
 
+#include "measure/fringe/figures.h"
 #include "measure/fringe/rowbands.h"
 
 namespace measure {
@@ -15,24 +16,15 @@ namespace {
 
 constexpr float kPi = 3.14159265F;
 constexpr int kBridge = 5;  // pixels
-constexpr float kEdge = 4;  // times the median cost, and more than a radian: the edge of an object
+constexpr float kEdge = 6;  // times the median cost, and more than a radian: the edge of an object
 constexpr float kLeastEdge = 1;
 
 bool Continue(float a, float b) { return std::abs(a - b) <= kPi; }  // false for NaN
 
 // The cost above which a pixel is taken for the edge of an object: noise makes all costs rise.
 float EdgeCost(const cv::Mat1f& cost) {
-    constexpr int kStep = 7;
-    std::vector<float> costs;
-    for (int y = 0; y < cost.rows; y += kStep) {
-        for (int x = y % kStep; x < cost.cols; x += kStep) {
-            if (std::isfinite(cost(y, x))) costs.push_back(cost(y, x));
-        }
-    }
-    if (costs.empty()) return kLeastEdge;
-    const auto middle = costs.begin() + static_cast<std::ptrdiff_t>(costs.size() / 2);
-    std::nth_element(costs.begin(), middle, costs.end());
-    return std::max(kLeastEdge, kEdge * *middle);
+    auto costs = Sample(cost.size(), [&](int y, int x) { return cost(y, x); });
+    return std::max(kLeastEdge, kEdge * static_cast<float>(Quantile(costs, 0.5)));
 }
 
 // Numbers the pieces from 1: first their insides, from which they grow back ring by ring, then what no inside reaches.
@@ -102,16 +94,30 @@ struct Vote {
     double weight;
 };
 
-// Long borders at the edge of an object must not outvote a short one where the phase runs on smoothly.
+// The votes of all the border that two pieces share.
+struct Ballot {
+    std::map<int, double> weights;  // by periods
+    int pixels = 0;
+};
+
 double Weight(double cost) {
     const double inverse = 1 / (cost + 0.5);
     return inverse * inverse * inverse * inverse;
 }
 
+// What most of a border asks for. It counts by the mean weight, not by the sum: a long edge of an object has smooth
+// places, too, but the pieces of one surface agree nearly everywhere. Short borders are easily smooth by accident.
+Vote VoteOf(const std::pair<int, int>& pieces, const Ballot& ballot) {
+    constexpr int kShort = 8;  // pixels
+    const auto best = std::max_element(ballot.weights.begin(), ballot.weights.end(),
+                                       [](const auto& a, const auto& b) { return a.second < b.second; });
+    return {pieces.first, pieces.second, best->first, best->second / std::max(ballot.pixels, kShort)};
+}
+
 std::vector<Vote> CountVotes(const cv::Mat1f& cost, const cv::Mat1f& phase, const cv::Mat1i& pieces) {
-    std::map<std::pair<int, int>, std::map<int, double>> ballots;
+    std::map<std::pair<int, int>, Ballot> ballots;
     std::pair<int, int> last;
-    std::map<int, double>* ballot = nullptr;  // of these two
+    Ballot* ballot = nullptr;  // of these two
     const auto add = [&](cv::Point p, cv::Point q) {
         if (pieces(p) == 0 || pieces(q) == 0) return;
         if (pieces(p) > pieces(q)) std::swap(p, q);
@@ -119,7 +125,8 @@ std::vector<Vote> CountVotes(const cv::Mat1f& cost, const cv::Mat1f& phase, cons
         if (!ballot || pair != last) ballot = &ballots[pair];
         last = pair;
         const int periods = cvRound((phase(p) - phase(q)) / (2 * kPi));
-        (*ballot)[periods] += Weight(static_cast<double>(cost(p) + cost(q)));
+        ballot->weights[periods] += Weight(static_cast<double>(cost(p) + cost(q)));
+        ++ballot->pixels;
     };
     for (int y = 0; y < phase.rows; ++y) {
         const int* const own = pieces[y];
@@ -130,11 +137,8 @@ std::vector<Vote> CountVotes(const cv::Mat1f& cost, const cv::Mat1f& phase, cons
         }
     }
     std::vector<Vote> votes;
-    for (const auto& [pair, periods] : ballots) {
-        const auto best = std::max_element(periods.begin(), periods.end(),
-                                           [](const auto& a, const auto& b) { return a.second < b.second; });
-        votes.push_back({pair.first, pair.second, best->first, best->second});
-    }
+    votes.reserve(ballots.size());
+    for (const auto& [pair, border] : ballots) votes.push_back(VoteOf(pair, border));
     std::stable_sort(votes.begin(), votes.end(), [](const Vote& a, const Vote& b) { return a.weight > b.weight; });
     return votes;
 }

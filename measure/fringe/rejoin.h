@@ -8,7 +8,7 @@ namespace measure {
 // joined, so that a seam runs through the wall. The phase is cut into pieces at its jumps, at dear pixels, where
 // objects end although the phase may run on by accident, and at bridges narrower than five pixels; all the border that
 // two pieces share votes for the whole periods between them, smooth places with more weight; and the pieces are joined
-// again from the strongest vote down. Does nothing to a phase without jumps.
+// again, those first whose border is most of one mind. Does nothing to a phase without jumps.
 void RejoinPieces(const cv::Mat1f& cost, cv::Mat1f& unwrapped);
 
 // UnwrapByCost, with or without that.

@@ -174,6 +174,20 @@ TEST(Unwrapping, BordersOutvoteBridges) {
     for (int x = 0; x < 80; ++x) EXPECT_NEAR(rejoined(5, x) - rejoined(5, 0), 0.2 * x, 1e-4) << x;
     for (int y = 0; y < 60; ++y) EXPECT_NEAR(rejoined(y, 70) - rejoined(0, 70), 0.1 * y, 1e-4) << y;
 
+    // A rod in two halves, a period apart: the wall fits to each along a long border, but only here and there; where
+    // the halves meet, all of a few pixels agree.
+    phase = scene.truth.clone();
+    cost.setTo(0.3F);
+    const cv::Rect bar(36, 0, 8, 60), half(36, 30, 8, 30);
+    phase(bar) = 40.0F;
+    for (int y = 0; y < 60; ++y) phase(y, 35) = y < 30 ? 39.0F : 39.0F + period;  // as on the way from wall to rod
+    phase(half) += period;
+    cost(cv::Rect(35, 0, 1, 60)) = 0.9F;
+    cost(cv::Rect(44, 0, 1, 60)) = 3.0F;
+    rejoined = phase.clone();
+    measure::RejoinPieces(cost, rejoined);
+    EXPECT_NEAR(rejoined(10, 40), rejoined(50, 40), 1e-4);
+
     // An object before a wall, its long border dear, hangs together with it by a smooth foot that is long enough.
     phase = scene.truth.clone();
     cost.setTo(0.3F);
@@ -200,6 +214,14 @@ TEST(Unwrapping, BendQualityAndCost) {
     const cv::Mat1f bend = measure::PhaseBend(scene.phase, scene.usable);
     const cv::Mat1f cost = measure::UnwrapCost(scene.phase, scene.usable, contrast);
     const cv::Mat1b quality = measure::QualityFromPhase(scene.phase, scene.usable);
+    cv::Mat1f modulation(scene.phase.size());
+    random.fill(modulation, cv::RNG::UNIFORM, 3.0, 60.0);
+    const cv::Mat1f calmed = measure::UnwrapCost(scene.phase, scene.usable, {}, modulation);
+    std::vector<float> products;
+    for (int i = 0; i < 14 * 19; ++i)
+        if (scene.usable(i / 19, i % 19)) products.push_back(bend(i / 19, i % 19) * modulation(i / 19, i % 19));
+    std::sort(products.begin(), products.end());
+    const auto noise = static_cast<double>(products[(products.size() - 1) / 2]);
     const cv::Rect inside(0, 0, 19, 14);
     const auto at = [&](cv::Point p) {
         return inside.contains(p) && scene.usable(p) ? static_cast<double>(scene.phase(p)) : NAN;
@@ -207,7 +229,7 @@ TEST(Unwrapping, BendQualityAndCost) {
     for (int y = 0; y < 14; ++y) {
         for (int x = 0; x < 19; ++x) {
             const cv::Point p(x, y);
-            double squares = 0, largest = -1, count = 0, high = 0, low = 1;
+            double squares = 0, largest = -1, count = 0, high = 0, low = 1, sum = 0;
             for (const cv::Point step : {cv::Point(1, 0), cv::Point(0, 1), cv::Point(1, 1), cv::Point(1, -1)}) {
                 const double second = Wrapped(at(p - step) - at(p)) + Wrapped(at(p + step) - at(p));
                 if (std::isnan(second)) continue;
@@ -219,10 +241,12 @@ TEST(Unwrapping, BendQualityAndCost) {
                 const cv::Point q(std::clamp(x + i % 3 - 1, 0, 18), std::clamp(y + i / 3 - 1, 0, 13));
                 high = std::max(high, static_cast<double>(contrast(q)));
                 low = std::min(low, static_cast<double>(contrast(q)));
+                sum += static_cast<double>(modulation(q));
             }
             const double expected = count > 0 ? std::min(10.0, std::sqrt(squares * 4 / count)) : 10;
             EXPECT_NEAR(static_cast<double>(bend(p)), expected, 1e-4) << p;
             EXPECT_NEAR(static_cast<double>(cost(p)), expected + 3 * std::log((high + 0.01) / (low + 0.01)), 1e-3) << p;
+            EXPECT_NEAR(static_cast<double>(calmed(p)), expected * std::min(1.0, 0.2 * sum / 9 / noise), 1e-4) << p;
             EXPECT_NEAR(quality(p), count > 0 ? std::max(0.0, 255 * (1 - largest / CV_PI)) : 0, 0.51) << p;
         }
     }
@@ -243,6 +267,7 @@ TEST(Unwrapping, Refusals) {
     const cv::Mat1b quality = measure::QualityFromPhase(scene.phase, scene.usable);
     EXPECT_THROW(measure::UnwrapCost(scene.phase, half), measure::InputError);
     EXPECT_THROW(measure::UnwrapCost(scene.phase, scene.usable, cost.colRange(1, 5)), measure::InputError);
+    EXPECT_THROW(measure::UnwrapCost(scene.phase, scene.usable, {}, cost.colRange(1, 5)), measure::InputError);
     EXPECT_THROW(measure::UnwrapCost(cv::Mat1f(), cv::Mat1b()), measure::InputError);
     EXPECT_THROW(measure::UnwrapByCost(scene.phase, half, cost), measure::InputError);
     EXPECT_THROW(measure::UnwrapByRegions(scene.phase, scene.usable, half), measure::InputError);

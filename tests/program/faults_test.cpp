@@ -64,7 +64,7 @@ protected:
         const Outcome next = Run("unwrap r --out u");
         EXPECT_TRUE(next.exitCode == 0 || (next.exitCode == 2 && !isOne)) << next.err;
         if (next.exitCode != 0) return;
-        for (const char* name : {"phase16.png", "mask.png", "contrast.png"})  // what it has read
+        for (const char* name : {"phase16.png", "mask.png", "contrast.png", "modulation.png"})  // what it has read
             EXPECT_EQ(files.at(name), (files.at("phase.json") == mNew.at("phase.json") ? mNew : mOld).at(name)) << name;
     }
 

@@ -65,7 +65,7 @@ TEST_F(Program, GoesOnWithTheFilesOfOneRunOnly) {
     }
     Succeed("phase 'f*.png' --out whole");
     Succeed("phase f1.png f2.png f0.png --out other");
-    for (const char* name : {"phase16.png", "mask.png", "contrast.png", "phase.json"}) {
+    for (const char* name : {"phase16.png", "mask.png", "contrast.png", "modulation.png", "phase.json"}) {
         fs::remove_all(File("r"));
         fs::copy(File("whole"), File("r"));
         Succeed("unwrap r --out u");

@@ -70,7 +70,7 @@ private:
         mProgress.Stage("unwrapping");
         const auto start = std::chrono::steady_clock::now();
         const measure::FringePhase& phase = solved.phase;
-        const cv::Mat1f cost = measure::UnwrapCost(phase.phase, phase.usable, solved.contrast);
+        const cv::Mat1f cost = measure::UnwrapCost(phase.phase, phase.usable, solved.contrast, phase.modulation);
         const measure::Unwrapped unwrapped =
             measure::UnwrapByCost(phase.phase, phase.usable, cost, UnwrapOptions().minPixels, mProgress.Watch());
         const measure::Jumps jumps = measure::FindJumps(unwrapped.phase);

@@ -19,7 +19,7 @@ struct UnwrapOptions {
     std::string method;  // "reliability" or "regions"; empty: what the other options speak for
     std::string phase;   // a file, or the folder of `vorip phase`
     std::string out;
-    std::string mask, contrast, quality;
+    std::string mask, contrast, modulation, quality;
     int minPixels = 100;
     int minQuality = 0;
     int orderMode = 4;

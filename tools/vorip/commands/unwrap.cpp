@@ -21,8 +21,8 @@ namespace {
 
 constexpr char kAbout[] = "The continuous phase of a wrapped phase picture";
 constexpr char kDetails[] =
-    "PHASE is the folder of vorip phase, whose phase, mask and contrast are then used, or a picture: 256 steps per\n"
-    "period when it is 8-bit, 65,536 when 16-bit; a float phase is in radians, NaN is excluded.\n"
+    "PHASE is the folder of vorip phase, whose phase, mask, contrast and modulation are then used, or a picture: 256\n"
+    "steps per period when it is 8-bit, 65,536 when 16-bit; a float phase is in radians, NaN is excluded.\n"
     "\n"
     "The method 'reliability' joins neighbouring pixels, those first where the phase runs straight and, if there is a\n"
     "contrast picture, the contrast of the fringes does not change: a change often is the edge of an object. The "
@@ -51,8 +51,8 @@ constexpr char kReliability[] = "reliability";
 struct Inputs {
     cv::Mat1f phase;
     cv::Mat1b usable;
-    cv::Mat1f contrast;  // of the method by reliability; may be empty
-    cv::Mat1b quality;   // of the method by regions
+    cv::Mat1f contrast, modulation;  // of the method by reliability; may be empty
+    cv::Mat1b quality;               // of the method by regions
 };
 
 constexpr char kPhaseSummary[] = "phase.json";
@@ -63,7 +63,10 @@ std::optional<ResultFolder> ResolveFolder(UnwrapOptions& options) {
     ResultFolder folder(options.phase, kPhaseSummary, "vorip phase");
     options.phase = folder.File("phase16.png");
     if (options.mask.empty()) options.mask = folder.File("mask.png");
-    if (options.contrast.empty() && options.method == kReliability) options.contrast = folder.File("contrast.png");
+    if (options.method == kReliability) {
+        if (options.contrast.empty()) options.contrast = folder.File("contrast.png");
+        if (options.modulation.empty()) options.modulation = folder.File("modulation.png");
+    }
     return folder;
 }
 
@@ -74,6 +77,7 @@ Inputs ReadInputs(const UnwrapOptions& options) {
                             : std::async(std::launch::async, [&read, file] { return cv::Mat(read(file)); });
     };
     std::future<cv::Mat> mask = start(ReadMask, options.mask), contrast = start(ReadContrast, options.contrast),
+                         modulation = start(ReadContrast, options.modulation),
                          quality = start(ReadQuality, options.quality);
     Inputs inputs;
     inputs.phase = ReadPhase(options.phase);
@@ -86,6 +90,7 @@ Inputs ReadInputs(const UnwrapOptions& options) {
     inputs.usable = take(mask, options.mask);
     if (inputs.usable.empty()) inputs.usable = cv::Mat1b(inputs.phase.size(), 255);
     inputs.contrast = take(contrast, options.contrast);
+    inputs.modulation = take(modulation, options.modulation);
     inputs.quality = take(quality, options.quality);
     return inputs;
 }
@@ -110,6 +115,7 @@ std::vector<SummaryEntry> Entries(const UnwrapOptions& options, const std::strin
     add("phase", options.phase);
     add("mask", options.mask);
     add("contrast", options.contrast);
+    add("modulation", options.modulation);
     add("quality", options.quality);
     add("summary_of_phase", phaseSummary);
     entries.emplace_back("min_pixels", std::to_string(options.minPixels));
@@ -125,7 +131,7 @@ std::vector<SummaryEntry> Entries(const UnwrapOptions& options, const std::strin
 
 measure::Unwrapped Unwrap(const Inputs& in, const UnwrapOptions& options, const measure::Progress& progress) {
     if (options.method == kReliability) {
-        const cv::Mat1f cost = measure::UnwrapCost(in.phase, in.usable, in.contrast);
+        const cv::Mat1f cost = measure::UnwrapCost(in.phase, in.usable, in.contrast, in.modulation);
         return measure::UnwrapByCost(in.phase, in.usable, cost, options.minPixels, progress);
     }
     measure::RegionOptions regions;
@@ -139,7 +145,7 @@ measure::Unwrapped Unwrap(const Inputs& in, const UnwrapOptions& options, const 
 // Options that only one method has choose it. One that the chosen method does not have would silently do nothing.
 std::string ChooseMethod(const Command& command, const std::string& given) {
     const std::vector<std::string> ofRegions{"--quality", "--min-quality", "--order-mode"};
-    const std::vector<std::string> ofReliability{"--contrast"};
+    const std::vector<std::string> ofReliability{"--contrast", "--modulation"};
     std::string method = given;
     for (const auto& [names, owner] : {std::pair{ofRegions, kRegions}, std::pair{ofReliability, kReliability}}) {
         for (const std::string& name : names) {
@@ -195,6 +201,11 @@ void AddUnwrapCommand(CommandLine& program) {
     command
         .Add("--contrast", options->contrast,
              "Reliability: fringe contrast, 255 x B / A; its changes are expensive to cross [not considered]")
+        .Type("FILE");
+    command
+        .Add("--modulation", options->modulation,
+             "Reliability: modulation of the fringes, in any unit; it tells where the phase bends by noise [not "
+             "considered]")
         .Type("FILE");
     command
         .Add("--quality", options->quality,
