@@ -31,6 +31,7 @@ struct Reference {
     cv::Mat1d periods;  // whole and broken periods of the finest fringes; anything where nothing is known
     cv::Mat1b counted;  // 255 where a result is expected
     cv::Mat1b light;    // 255 where light arrives, also where it is too weak to be counted, and beside it
+    cv::Mat1b object;   // 1 + the index of the object that is seen; may be empty
 };
 
 // Counted are the pixels that are lit in all pictures, saturated in none and modulated in all sets by five times the
@@ -41,9 +42,11 @@ MEASURE_API Reference ReferenceOf(const Simulation& simulation, Axis axis, const
 
 // How orders may be off and yet be right.
 enum class Freedom {
-    eNone,    // orders are absolute
-    ePerArea  // by one constant for each 4-connected area of the truth whose neighbours differ by less than half a
-              // period
+    eNone,       // orders are absolute
+    ePerArea,    // by one constant for each 4-connected area of the truth whose neighbours differ by less than half a
+                 // period
+    ePerSurface  // the same, each area within one object: no picture tells whether the phase truly runs on, or is some
+                 // periods off, where another object begins
 };
 
 struct Judgement {

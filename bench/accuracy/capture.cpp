@@ -13,8 +13,8 @@ namespace {
 
 simulate::Reference ReadReference(const std::string& folder) {
     const cv::Mat wrapped = ReadPicture(folder + "/wrapped16.png"), order = ReadPicture(folder + "/ref_order.png");
-    simulate::Reference reference{cv::Mat1d(wrapped.size(), std::nan("")), cv::Mat1b(wrapped.size(), 0),
-                                  cv::Mat1b(wrapped.size(), 255)};
+    simulate::Reference reference{
+        cv::Mat1d(wrapped.size(), std::nan("")), cv::Mat1b(wrapped.size(), 0), cv::Mat1b(wrapped.size(), 255), {}};
     for (int y = 0; y < wrapped.rows; ++y)
         for (int x = 0; x < wrapped.cols; ++x) {
             const int v = wrapped.at<std::uint16_t>(y, x);

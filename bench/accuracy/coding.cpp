@@ -60,7 +60,7 @@ cv::Mat1d UnwrapOneSet(const std::vector<cv::Mat>& frames, const std::vector<dou
     limits.fullScale = fullScale;
     FringePhase phase = SolveFringes({frames, shifts}, limits);
     CorrectRipple(phase, EstimateRipple(phase));
-    const cv::Mat1f cost = UnwrapCost(phase.phase, phase.usable, FringeContrast(phase));
+    const cv::Mat1f cost = UnwrapCost(phase.phase, phase.usable, FringeContrast(phase), phase.modulation);
     return InPeriods(UnwrapByCost(phase.phase, phase.usable, cost).phase);
 }
 
@@ -92,6 +92,7 @@ Outcome Run(const simulate::Simulation& simulation, const Coding& coding, const 
     outcome.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
     outcome.judgement =
         Judge(periods, reference, coding.IsAbsolute() ? simulate::Freedom::eNone : simulate::Freedom::ePerArea);
+    if (!coding.IsAbsolute()) outcome.rightPerSurface = Judge(periods, reference, simulate::Freedom::ePerSurface).right;
     return outcome;
 }
 

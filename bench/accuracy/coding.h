@@ -28,8 +28,9 @@ struct Conditions {
 
 struct Outcome {
     simulate::Judgement judgement;
-    double seconds = 0;   // without rendering
-    std::string refused;  // what was thrown
+    double rightPerSurface = 0;  // share, of one set of fringes: with a constant for each piece of one object
+    double seconds = 0;          // without rendering
+    std::string refused;         // what was thrown
     std::vector<std::string> warnings;
 };
 Outcome Run(const simulate::Simulation& simulation, const Coding& coding, const Conditions& conditions);

@@ -46,9 +46,10 @@ std::vector<Conditions> AllConditions(const Options& options) {
 
 void Tell(const std::string& scene, const Coding& coding, const Conditions& conditions, const Outcome& outcome) {
     const simulate::Judgement& judgement = outcome.judgement;
-    std::printf("%s; %s; %s: right %.3f %%, valid %.3f %% of %d, stray %.3f %%, %.4f rad rms, %.0f ms\n", scene.c_str(),
-                coding.name, conditions.Name().c_str(), 100 * judgement.right, 100 * judgement.valid, judgement.counted,
-                100 * judgement.stray, judgement.rms, 1000 * outcome.seconds);
+    std::printf(
+        "%s; %s; %s: right %.3f %%, valid %.3f %% of %d, stray %.3f %%, %.4f rad rms, %.0f ms, per surface %.3f\n",
+        scene.c_str(), coding.name, conditions.Name().c_str(), 100 * judgement.right, 100 * judgement.valid,
+        judgement.counted, 100 * judgement.stray, judgement.rms, 1000 * outcome.seconds, 100 * outcome.rightPerSurface);
     if (!outcome.refused.empty()) std::printf("    REFUSED: %s\n", outcome.refused.c_str());
     for (const std::string& warning : outcome.warnings) std::printf("    warning: %s\n", warning.c_str());
 }

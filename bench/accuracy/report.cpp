@@ -10,10 +10,11 @@ Aim AimOf(const Coding& coding, double noise) {
     return coding.IsAbsolute() ? Aim{99.9, 99.0} : Aim{99.95, 99.5};
 }
 
-std::string Report::Worst::Text(double aim) const {
+std::string Report::Worst::Share(double aim) const {
+    if (where.empty()) return "";
     char text[32];
     std::snprintf(text, sizeof text, share < aim ? "**%.3f**" : "%.3f", share);
-    return std::string(text) + " | " + where;
+    return text;
 }
 
 void Report::Take(Line& line, const Aim& aim, const std::string& place, const Outcome& outcome) {
@@ -25,6 +26,7 @@ void Report::Take(Line& line, const Aim& aim, const std::string& place, const Ou
     if (right < aim.right || valid < aim.valid) ++line.missed;
     line.right.Take(right, place);
     line.valid.Take(valid, place);
+    if (outcome.rightPerSurface > 0) line.perSurface.Take(100 * outcome.rightPerSurface, place);
     line.stray = std::max(line.stray, 100 * outcome.judgement.stray);
 }
 
@@ -37,11 +39,13 @@ void Report::Add(const std::string& scene, const Coding& coding, const Condition
 }
 
 void Report::PrintLines(const char* head, const std::map<std::string, Line>& lines) {
-    std::printf("\n| %s | noise | right | worst case | valid | worst case | stray | cases | missed |\n", head);
-    std::printf("|---|---:|---:|---|---:|---|---:|---:|---:|\n");
+    std::printf("\n| %s | noise | right | worst case | per surface | valid | worst case | stray | cases | missed |\n",
+                head);
+    std::printf("|---|---:|---:|---|---:|---:|---|---:|---:|---:|\n");
     for (const auto& [name, line] : lines)
-        std::printf("| %s | %s | %s | %.2f | %d | %d |\n", name.c_str(), line.right.Text(line.aim.right).c_str(),
-                    line.valid.Text(line.aim.valid).c_str(), line.stray, line.cases, line.missed);
+        std::printf("| %s | %s | %s | %s | %.2f | %d | %d |\n", name.c_str(), line.right.Text(line.aim.right).c_str(),
+                    line.perSurface.Share(line.aim.right).c_str(), line.valid.Text(line.aim.valid).c_str(), line.stray,
+                    line.cases, line.missed);
 }
 
 void Report::Print() const {

@@ -30,11 +30,12 @@ private:
             share = candidate;
             where = place;
         }
-        std::string Text(double aim) const;
+        std::string Share(double aim) const;
+        std::string Text(double aim) const { return Share(aim) + " | " + where; }
     };
     struct Line {
         Aim aim{};
-        Worst right, valid;
+        Worst right, perSurface, valid;
         double stray = 0;  // the largest share of results without light
         int cases = 0, refused = 0, missed = 0;
     };

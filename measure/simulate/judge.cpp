@@ -41,10 +41,14 @@ cv::Mat1b FindModulated(const Simulation& simulation, const Pattern& sine, const
     return modulated;
 }
 
-// Numbers of the 4-connected areas of counted pixels, from 1 on.
-cv::Mat1i AreasOfTruth(const Reference& reference) {
+// Numbers of the 4-connected areas of counted pixels, from 1 on; 0 everywhere when orders are absolute.
+cv::Mat1i AreasOfTruth(const Reference& reference, Freedom freedom) {
     const cv::Mat1d& truth = reference.periods;
     cv::Mat1i area(truth.size(), 0);
+    if (freedom == Freedom::eNone) return area;
+    const auto isSameSurface = [&](cv::Point a, cv::Point b) {
+        return freedom == Freedom::ePerArea || reference.object.empty() || reference.object(a) == reference.object(b);
+    };
     std::vector<cv::Point> todo;
     int areas = 0;
     for (int y = 0; y < truth.rows; ++y)
@@ -58,7 +62,7 @@ cv::Mat1i AreasOfTruth(const Reference& reference) {
                 for (const cv::Point step : {cv::Point(1, 0), {-1, 0}, {0, 1}, {0, -1}}) {
                     const cv::Point q = p + step;
                     if (!cv::Rect({}, truth.size()).contains(q) || reference.counted(q) == 0 || area(q) != 0 ||
-                        !(std::abs(truth(q) - truth(p)) < 0.5))
+                        !(std::abs(truth(q) - truth(p)) < 0.5) || !isSameSurface(p, q))
                         continue;
                     area(q) = areas;
                     todo.push_back(q);
@@ -98,7 +102,7 @@ Reference ReferenceOf(const Simulation& simulation, Axis axis, const CodedAxis& 
     const cv::Mat1d& position = PositionOf(truth, axis);
     const auto finest = std::min_element(coding.sines.begin(), coding.sines.end(),
                                          [](const SineSet& a, const SineSet& b) { return a.period < b.period; });
-    Reference reference{cv::Mat1d(position / finest->period), truth.lit.clone(), {}};
+    Reference reference{cv::Mat1d(position / finest->period), truth.lit.clone(), {}, truth.object};
     for (std::size_t i = 0; i < coding.sines.size(); ++i) {
         reference.counted &= FindModulated(simulation, Sine(coding.sines[i].period, 0, axis), capture);
         for (const cv::Mat& frame : pictures.sines[i])
@@ -112,13 +116,13 @@ Reference ReferenceOf(const Simulation& simulation, Axis axis, const CodedAxis& 
 }
 
 Judgement Judge(const cv::Mat1d& result, const Reference& reference, Freedom freedom, int repeat) {
-    const cv::Mat1i area = freedom == Freedom::ePerArea ? AreasOfTruth(reference) : cv::Mat1i(result.size(), 0);
+    const cv::Mat1i area = AreasOfTruth(reference, freedom);
     std::vector<double> offsets = {0};
-    if (freedom == Freedom::ePerArea) offsets = OffsetsOfAreas(result, reference, area);
+    if (freedom != Freedom::eNone) offsets = OffsetsOfAreas(result, reference, area);
 
     const auto agrees = [&](double value, cv::Point at) {
         const auto number = static_cast<std::size_t>(area(at));
-        if ((freedom == Freedom::ePerArea && number == 0) || number >= offsets.size()) return false;
+        if ((freedom != Freedom::eNone && number == 0) || number >= offsets.size()) return false;
         double off = value - reference.periods(at) - offsets[number];
         if (repeat > 0) off = std::remainder(off, repeat);
         return std::abs(off) < 0.5;  // false for NaN
