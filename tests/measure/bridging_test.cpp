@@ -33,10 +33,10 @@ void ExpectBridged(const Line& line, bool isColumn, bool hasAreas) {
     for (int i = 0; i < count; ++i) {
         const char kind = line.pixels[static_cast<std::size_t>(i)];
         const cv::Point p = place(i);
-        if (kind == ' ') continue;
+        images.phase(p) = std::remainder(truth(i), period);
+        if (kind == ' ') continue;  // excluded whatever its phase is
         const bool isFixed = kind == 'F' || kind == 'G' || kind == 'P';
         const float off = kind == 'u' || kind == 'P' ? 1 : kind == 'n' ? 2 : kind == 'd' ? -3 : 0;
-        images.phase(p) = std::remainder(truth(i), period);
         images.absolute(p) = truth(i) + off * period;
         images.state(p) = isFixed ? eFixed : eRest;
         images.trust(p) = isFixed ? eTrusted : kind == 'd' ? eDoubtful : eNearly;
