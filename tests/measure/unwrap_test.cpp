@@ -174,16 +174,14 @@ TEST(Unwrapping, BordersOutvoteBridges) {
     for (int x = 0; x < 80; ++x) EXPECT_NEAR(rejoined(5, x) - rejoined(5, 0), 0.2 * x, 1e-4) << x;
     for (int y = 0; y < 60; ++y) EXPECT_NEAR(rejoined(y, 70) - rejoined(0, 70), 0.1 * y, 1e-4) << y;
 
-    // A rod in two halves, a period apart: the wall fits to each along a long border, but only here and there; where
-    // the halves meet, all of a few pixels agree.
+    // A rod in two halves, a period apart: along its border the wall fits to each of them here and there, and that is a
+    // lot of pixels, but where the halves meet all of a few agree.
     phase = scene.truth.clone();
     cost.setTo(0.3F);
-    const cv::Rect bar(36, 0, 8, 60), half(36, 30, 8, 30);
-    phase(bar) = 40.0F;
-    for (int y = 0; y < 60; ++y) phase(y, 35) = y < 30 ? 39.0F : 39.0F + period;  // as on the way from wall to rod
-    phase(half) += period;
-    cost(cv::Rect(35, 0, 1, 60)) = 0.9F;
-    cost(cv::Rect(44, 0, 1, 60)) = 3.0F;
+    phase(cv::Rect(36, 0, 8, 30)) = 7.3F;
+    phase(cv::Rect(36, 30, 8, 30)) = 7.3F + period;
+    cost(cv::Rect(44, 0, 2, 60)) = 3.0F;
+    for (int y = 0; y < 60; ++y) cost(y, 35) = (y + 2) % 6 < 3 ? 0.3F : 3.0F;
     rejoined = phase.clone();
     measure::RejoinPieces(cost, rejoined);
     EXPECT_NEAR(rejoined(10, 40), rejoined(50, 40), 1e-4);
