@@ -40,7 +40,12 @@ public:
         };
         for (float a = -kMost; a <= kMost; a += kStep)
             for (float b = -kMost; b <= kMost; b += kStep)
-                if (std::hypot(a, b) <= kMost) consider({a, b, 0, 0});
+                if (std::hypot(a, b) <= kMost) {
+                    consider({a, b, 0, 0});
+                    // One harmonic that is mistaken for the fringes, as gamma makes it for three steps, leaves its
+                    // square, too.
+                    consider({a, b, a * a - b * b, 2 * a * b});
+                }
         for (float step = kStep / 2; step > 1e-3F; step /= 2)
             for (int round = 0; round < 3; ++round)
                 for (std::size_t i = 0; i < best.size(); ++i)

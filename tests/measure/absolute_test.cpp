@@ -88,6 +88,7 @@ TEST(Absolute, EveryRightCodingIsDecoded) {
         {"no coarse set in noise", "glossy", Periods({59, 64, 70}), noisy},
         {"a beat over the length", "sphere", Periods({16, 17}, 6), clean},
         {"a beat over the length in noise", "dark", Periods({16, 17}), noisy},
+        {"a beat and a ripple that a few periods do not tell", "sphere", Periods({16, 15}, 3), Camera(8, 2.2, 2)},
         {"a beat of 57.6 columns", "plane", Periods({100, 66 + 2.0 / 3}, 3), usual},
         {"falling phase", "two-objects", With(Periods({1, 8, 64}), falling), usual},
         {"an origin", "step", With(Periods({1, 8, 64}), [](CodedAxis& axis) { axis.origin = 7.5; }), usual},
