@@ -1,6 +1,14 @@
+# What names this checkout is known to the one source that needs it: all others compile alike in every checkout.
+function(define_for source definition)
+    set_source_files_properties(${source} PROPERTIES COMPILE_DEFINITIONS "${definition}" SKIP_PRECOMPILE_HEADERS ON)
+endfunction()
+
 # One program for all GoogleTest files, linked with the library's objects, and the small user's project.
 file(GLOB test_sources CONFIGURE_DEPENDS tests/*.cpp tests/*/*.cpp fuzz/*.cpp)
 list(FILTER test_sources EXCLUDE REGEX "/fuzz/libfuzzer\\.cpp$")
+if(NOT VORIPBASE_BUILD_PROGRAM)
+    list(FILTER test_sources EXCLUDE REGEX "/tests/program/")
+endif()
 list(APPEND test_sources tools/vorip/cli/parse.cpp tools/vorip/commands/filterinputs.cpp)
 if(have_library AND test_sources)
     voripbase_find_opencv(imgcodecs)
@@ -12,18 +20,14 @@ if(have_library AND test_sources)
             voripbase::opencv_imgcodecs GTest::gtest GTest::gtest_main)
     target_compile_definitions(voripbase_tests PRIVATE $<$<BOOL:${VORIPBASE_THIS_CPU_ONLY}>:VORIPBASE_THIS_CPU_ONLY>)
     add_dependencies(voripbase_tests voripcodecs)
-    # Paths only where they are read: other checkouts share what is compiled of all else.
-    set_source_files_properties(fuzz/corpus_test.cpp PROPERTIES
-        COMPILE_DEFINITIONS "FUZZ_CORPUS=\"${PROJECT_SOURCE_DIR}/fuzz/corpus\"")
+    define_for(fuzz/corpus_test.cpp "FUZZ_CORPUS=\"${PROJECT_SOURCE_DIR}/fuzz/corpus\"")
     if(TARGET vorip)
-        set_source_files_properties(tests/support/program.cpp PROPERTIES
-            COMPILE_DEFINITIONS "VORIP_PROGRAM=\"$<TARGET_FILE:vorip>\"")
+        define_for(tests/support/program.cpp "VORIP_PROGRAM=\"$<TARGET_FILE:vorip>\"")
         add_dependencies(voripbase_tests vorip)
         if(UNIX)
             add_library(vorip_faults MODULE tests/program/preload/faults.cpp)
             target_link_libraries(vorip_faults PRIVATE voripbase_options ${CMAKE_DL_LIBS})
-            set_source_files_properties(tests/program/faults_test.cpp PROPERTIES
-                COMPILE_DEFINITIONS "VORIP_FAULTS=\"$<TARGET_FILE:vorip_faults>\"")
+            define_for(tests/program/faults_test.cpp "VORIP_FAULTS=\"$<TARGET_FILE:vorip_faults>\"")
             add_dependencies(voripbase_tests vorip_faults)
         endif()
     endif()
