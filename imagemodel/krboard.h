@@ -68,6 +68,7 @@ public:
     KrBoard* GetCurrBoard() const { return mCurrent; }
     // Calls the handlers unless the board is the current one already.
     void SetCurrBoard(KrBoard* board);
+    // From now on `handler` is called with the object when the current board changes.
     void AddObserver(void* object, Handler handler);
     // Removes all handlers of the object.
     void RemoveObserver(void* object);

@@ -43,6 +43,7 @@ public:
     // The value at which index `index` begins, up to `count`, where the last one ends.
     double BeginOf(int index) const;
 
+    // How many indices there are, and the one of pixels without a value.
     int Count() const { return mCount; }
     std::uint8_t Reserved() const { return mReserved; }
 

@@ -8,7 +8,8 @@
 // place. The borders, rounding and even windows are those of the line filters in Core/vorTools/Inc/syfilt2d.h. Nothing
 // is validated: without taps nothing is written, a divisor of 0 gives 0. Pixel types that are not listed throw
 // KrNotImplementedException (file "C\ipLFilt1d"), and KrException is thrown when the image that would be written is
-// read-only, or a const source comes without a destination; nothing has been written then.
+// read-only, or a const source comes without a destination; nothing has been written then. The two 8-bit filters below,
+// which take every source as const, filter one that is not read-only in place.
 namespace KrN {
 
 enum EDir : int { eHor = 0, eVert = 1 };

@@ -46,7 +46,7 @@ struct KrSampling {
 // Pixels that the mask excludes, NaN and infinities have no part in a result: the weights of the others count in
 // proportion. Where they are less than half of all weights, the destination gets the fill value (0 in `Scale`) and
 // `excluded` 255. Where a cubic weight falls on an excluded pixel, linear weights stand in. The fill value outside an
-// image counts like pixels, unless it is not finite.
+// image counts like pixels, unless it is not finite. Pyramids know no exclusion: what is not finite spreads there.
 //
 // Empty images are no error; nothing happens. Other pixel types, and modes that an operation does not know, throw
 // KrNotImplementedException (file "C\ipLGeomet") before anything is written.
@@ -102,7 +102,8 @@ public:
     // step is stored modulo the period. Around phase residues the order matters. Sixteen bits take linear weights of 15
     // and other weights of 30 bits in integers. eArea, and eLinear and eCubic beside excluded pixels, take
     // atan2(sum of w sin, sum of w cos) instead, with w from the (then linear) weights and the modulation, and exclude
-    // a pixel where the length of that sum is below 0.05 times the sum of w. Lines 540, 580, 620, 660.
+    // a pixel where the length of that sum is below 0.05 times the sum of w. Lines 540 (541 for images that share
+    // pixels, as 121 for Scale), 580, 620, 660.
     void ScaleModulo(const KrAOI* src, KrAOI* dst, const KrSampling& how = {});
     void ShiftSubPixelModulo(const KrAOI* src, KrAOI* dst, double dx, double dy, const KrSampling& how = {});
     void AffineModulo(const KrAOI* src, KrAOI* dst, const std::array<double, 6>& matrix, const KrSampling& how = {});

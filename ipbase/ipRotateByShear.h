@@ -38,6 +38,8 @@ public:
     void InverseRotate(const KrAOI* src, KrAOI* dst, double degrees, InterpolationMode mode = eLinear,
                        double fill = 0.0, const KrLut3x8* palette = nullptr);
     // The size at which an image of that size is whole when rotated; its middle is a pixel or between pixels as before.
+    // For eFourier that of the canvas, whose sides are odd and have no prime factor above 13, so that they transform
+    // fast.
     static KrTSize<int> RotatedSize(const KrTSize<short>& size, double degrees, InterpolationMode mode = eLinear);
 
     template <class>

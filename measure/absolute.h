@@ -103,7 +103,7 @@ struct AxisPictures {
 };
 
 // Reads the files that the description lists. Throws InputError for files that are no pictures.
-MEASURE_API AxisPictures ReadPictures(const CodedAxis& axis);
+MEASURE_API AxisPictures ReadPictures(const CodedAxis& axis, const Progress& progress = {});
 
 struct DecodeOptions {
     FringeLimits limits;

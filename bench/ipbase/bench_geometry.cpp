@@ -39,6 +39,33 @@ Ours Mapped(InterpolationMode mode) {
     return [mode](const KrAOI* a, const KrAOI*, KrAOI* d) { G().Affine(a, d, kMatrix, {mode}); };
 }
 
+// The same map as that of the matrix, read from images.
+struct Maps {
+    explicit Maps(cv::Size size) : x(size), y(size) {
+        for (int v = 0; v < size.height; ++v)
+            for (int u = 0; u < size.width; ++u) {
+                x(v, u) = static_cast<float>(kMatrix[0] * u + kMatrix[1] * v + kMatrix[2]);
+                y(v, u) = static_cast<float>(kMatrix[3] * u + kMatrix[4] * v + kMatrix[5]);
+            }
+    }
+    static Maps& Of(int side) {
+        static std::map<int, Maps> maps;
+        return maps.try_emplace(side, cv::Size(side, side)).first->second;
+    }
+    cv::Mat1f x, y;
+};
+const Ours kRemap = [](const KrAOI* a, const KrAOI*, KrAOI* d) {
+    Maps& maps = Maps::Of(d->AOIWidth());
+    const KrTSize<short> size = d->AOISize();
+    const auto step = static_cast<std::uint32_t>(maps.x.step);
+    const KrAOI32Float x(size, maps.x[0], step), y(size, maps.y[0], step);
+    G().Remap(a, &x, &y, d);
+};
+const Theirs kTheirRemap = [](const cv::Mat& a, const cv::Mat&, cv::Mat& d) {
+    const Maps& maps = Maps::Of(d.cols);
+    cv::remap(a, d, maps.x, maps.y, cv::INTER_LINEAR);
+};
+
 const Ours kTurn = [](const KrAOI* a, const KrAOI*, KrAOI* d) { G().Turn(a, d, 1); };
 const Theirs kRotate90 = [](const cv::Mat& a, const cv::Mat&, cv::Mat& d) {
     cv::rotate(a, d, cv::ROTATE_90_COUNTERCLOCKWISE);
@@ -89,6 +116,7 @@ const std::vector<Case> kCases = {
     Resizing("Scale 3/2 cubic", eCubic, cv::INTER_CUBIC, 2.0 / 3.0),
     Mapping("Affine linear", eLinear, cv::INTER_LINEAR, 40.0),
     Mapping("Affine cubic", eCubic, cv::INTER_CUBIC, 80.0),
+    Beside("Remap linear", {"8 > 8", "16 > 16", "F > F"}, kRemap, {"remap", eOther, kTheirRemap}, 40.0),
     Beside("Shift modulo", {"16 > 16"}, kModulo, {}, 1.5),
     Beside("PyramidDown", {"8 > 8", "F > F"}, kDown, {"pyrDown", eSame, kPyrDown}, 1.5, 2.0),
     Beside("PyramidUp", {"8 > 8", "F > F"}, kUp, {"pyrUp", eSame, kPyrUp}, 1.5, 0.5),

@@ -113,6 +113,12 @@ bool IsEmpty(const Arg& arg) {
         return false;
 }
 
+// Kernels that may be replaced need not think of them.
+template <class... Args>
+bool AnyIsEmpty(const Args&... args) {
+    return (IsEmpty(args) || ...);
+}
+
 // For an operand that has the right pixels, but is of a class of its own beside those of the library.
 [[noreturn]] inline void ThrowForeignClass(const KrAOI& aoi) {
     KrString text;
@@ -144,7 +150,7 @@ struct Adapt<kernel> {
     template <class Self, class... Args>
     static Result Call(Self& self, Args... args) {
         if constexpr (std::is_base_of_v<C, Self>) {
-            if ((IsEmpty(args) || ...)) return Result();  // kernels that may be replaced need not think of it
+            if (AnyIsEmpty(args...)) return Result();
             return (self.*kernel)(CastOperand<Params>(args)...);
         } else
             return (C().*kernel)(CastOperand<Params>(args)...);
@@ -199,7 +205,13 @@ struct Operation<Result(Self&, Args...)> {
         Throw(args...);
     }
 
-    [[noreturn]] void Throw(const Args&... args) const { ThrowNotImplemented(file, line, format, args...); }
+    // The pixel types are named where they are the reason.
+    [[noreturn]] void Throw(const Args&... args) const {
+        const std::uint32_t types = TypesOfOperands(args...);
+        for (std::size_t i = 0; i < count; ++i)
+            if (rows[i].types == types) throw new KrNotImplementedException(file, line, MessageOf(format, args...));
+        ThrowNotImplemented(file, line, format, args...);
+    }
 
     OperationInfo Info() const {
         OperationInfo info{file, line, format, {}};

@@ -27,18 +27,11 @@ int IndependentPixels(int count, [[maybe_unused]] const D* dst, const S*... src)
 
 }  // namespace walk
 
-// Runs `row(destination pixels, source pixels..., count)` over the common region, rows from top to bottom. Images
-// without gaps between their rows are one long row; a row of partly overlapping views is taken in steps.
-template <class Row, class D, class... S>
-void WalkRows(Access access, const Row& row, KrTAOI<D>* dst, const KrTAOI<S>*... src) {
-    KrTSize<int> size = CommonRegion(dst, src...);
-    if (size.cx == 0) return;
-    const Route route = RouteOf(access, dst, src...);
+// Runs `part(y, x, destination pixels, source pixels..., count)` over a region, rows from top to bottom: whole ones,
+// but for those of partly overlapping views, which are taken in steps.
+template <class Part, class D, class... S>
+void WalkParts(KrTSize<int> size, Route route, const Part& part, KrTAOI<D>* dst, const KrTAOI<S>*... src) {
     const bool addressable = HaveRowPointers(dst, src...);
-    const auto isGapless = [&size](const auto* aoi) {
-        return aoi->GetRowIncInBytes() == static_cast<std::size_t>(size.cx) * sizeof(*aoi->GetRowPointer(0));
-    };
-    if (route == Route::eAddress && isGapless(dst) && (isGapless(src) && ...)) size = {size.cx * size.cy, 1};
     const auto walk = [&](TargetRows<D> to, SourceRows<S>... from) {
         for (int y = 0; y < size.cy; ++y) {
             const int step = addressable
@@ -46,12 +39,27 @@ void WalkRows(Access access, const Row& row, KrTAOI<D>* dst, const KrTAOI<S>*...
                                  : size.cx;
             for (int x = 0; x < size.cx; x += step) {
                 const int count = std::min(step, size.cx - x);
-                row(to.Row(y, x), from.Part(y, x, count)..., static_cast<std::size_t>(count));
+                part(y, x, to.Row(y, x), from.Part(y, x, count)..., static_cast<std::size_t>(count));
                 to.Finish(y, x, count);
             }
         }
     };
     walk({dst, route, size.cx}, {src, route, size.cx}...);
+}
+
+// Runs `row(destination pixels, source pixels..., count)` over the common region, in the same order. Images without
+// gaps between their rows are one long row.
+template <class Row, class D, class... S>
+void WalkRows(Access access, const Row& row, KrTAOI<D>* dst, const KrTAOI<S>*... src) {
+    KrTSize<int> size = CommonRegion(dst, src...);
+    if (size.cx == 0) return;
+    const Route route = RouteOf(access, dst, src...);
+    const auto isGapless = [&size](const auto* aoi) {
+        return aoi->GetRowIncInBytes() == static_cast<std::size_t>(size.cx) * sizeof(*aoi->GetRowPointer(0));
+    };
+    if (route == Route::eAddress && isGapless(dst) && (isGapless(src) && ...)) size = {size.cx * size.cy, 1};
+    WalkParts(
+        size, route, [&](int, int, D* d, const S*... s, std::size_t n) { row(d, s..., n); }, dst, src...);
 }
 
 // The same with a constant behind the pixels: `row(destination pixels, source pixels..., constant, count)`.

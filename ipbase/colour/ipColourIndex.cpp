@@ -5,6 +5,7 @@
 #include <cstring>
 #include <limits>
 #include <tuple>
+#include <vector>
 
 #include "ipbase/base/mask.h"
 #include "ipbase/base/rowwalk.h"
@@ -67,9 +68,13 @@ double KrColourIndex::Fraction(double value) const {
     }
     if (!(mLower < mUpper)) return 0.0;
     const double v = std::clamp(value, mLower, mUpper);
-    if (mLaw == eDecades) return (std::log(v) - std::log(mLower)) / (std::log(mUpper) - std::log(mLower));
-    // Halves, so that no range overflows.
-    const double t = (v / 2 - mLower / 2) / (mUpper / 2 - mLower / 2);
+    if (mLaw == eDecades) {
+        const double decades = std::log(mUpper) - std::log(mLower);
+        return decades > 0.0 ? (std::log(v) - std::log(mLower)) / decades : 0.0;
+    }
+    // Halves, so that no range overflows; the least of all ranges vanishes in them.
+    const double half = mUpper / 2 - mLower / 2;
+    const double t = half > 0.0 ? (v / 2 - mLower / 2) / half : 0.0;
     if (mLaw == eLogarithmic) return std::log1p(mParameter * t) / std::log1p(mParameter);
     return mLaw == ePower ? std::pow(t, mParameter) : t;
 }
@@ -77,7 +82,7 @@ double KrColourIndex::Fraction(double value) const {
 double KrColourIndex::ValueAt(double fraction) const {
     if (mLaw == eCyclic) return mLower + fraction * mParameter;
     if (!(mLower < mUpper)) return mLower;
-    if (mLaw == eDecades) return mLower * std::pow(mUpper / mLower, fraction);
+    if (mLaw == eDecades) return std::exp(std::log(mLower) + fraction * (std::log(mUpper) - std::log(mLower)));
     double t = fraction;
     if (mLaw == eLogarithmic) t = std::expm1(fraction * std::log1p(mParameter)) / mParameter;
     if (mLaw == ePower) t = std::pow(fraction, 1.0 / mParameter);
@@ -87,6 +92,7 @@ double KrColourIndex::ValueAt(double fraction) const {
 std::uint8_t KrColourIndex::IndexOf(double value) const {
     if (std::isnan(value) || (mLaw == eCyclic && std::isinf(value))) return mReserved;
     const double index = std::floor(mCount * Fraction(value));
+    if (std::isnan(index)) return mReserved;  // more turns of a cycle than a double can count
     return static_cast<std::uint8_t>(std::clamp(index, 0.0, mCount - 1.0));
 }
 
@@ -108,35 +114,38 @@ public:
         : mMask(mask && mask->AOIWidth() > 0 && mask->AOIHeight() > 0 ? mask : nullptr),
           mRows(mMask, RouteOf(Access::eSwitched, mMask), mMask ? mMask->AOIWidth() : 0),
           mReserved(reserved) {}
-    void Apply(int y, u8* row, std::size_t count) {
+    // Reads the mask's row y: before the destination's is written, which may be the same.
+    void Reach(int y) {
         if (!mMask) return;
-        const u8* mask = mRows.Row(std::min<int>(y, mMask->AOIHeight() - 1));
-        const auto last = static_cast<std::size_t>(mMask->AOIWidth() - 1);
-        for (std::size_t x = 0; x < count; ++x)
-            if (!Admits(mask[std::min(x, last)])) row[x] = mReserved;
+        const u8* row = mRows.Row(std::min<int>(y, mMask->AOIHeight() - 1));
+        mLine.assign(row, row + mMask->AOIWidth());
+    }
+    // To the part of the row from column x on.
+    void Apply(int x, u8* row, std::size_t count) {
+        if (!mMask) return;
+        const std::size_t last = mLine.size() - 1;
+        for (std::size_t i = 0; i < count; ++i)
+            if (!Admits(mLine[std::min(static_cast<std::size_t>(x) + i, last)])) row[i] = mReserved;
     }
 
 private:
     const KrAOI8* mMask;
     SourceRows<u8> mRows;
+    std::vector<u8> mLine;
     std::uint8_t mReserved;
 };
 
 // `index(out, pixels, count)` makes a row of indices.
 template <class T, class Index>
 void IndexRows(const KrTAOI<T>* src, KrTAOI<u8>* dst, Exclusion exclusion, const Index& index) {
-    const KrTSize<int> size = CommonRegion(src, dst);
-    if (size.cx == 0) return;
-    KrTBuf1D<u8> line(static_cast<std::size_t>(size.cx));
-    const KrTAOI<u8>* limit = dst;
-    VisitRows(
-        Access::eSwitched,
-        [&](int y, const T* pixels, const u8*, std::size_t count) {
-            index(line.Data(), pixels, count);
-            exclusion.Apply(y, line.Data(), count);
-            dst->WriteRow(y, walk::Columns(size.cx), line);
+    WalkParts(
+        CommonRegion(src, dst), RouteOf(Access::eSwitched, dst, src),
+        [&](int y, int x, u8* out, const T* pixels, std::size_t count) {
+            if (x == 0) exclusion.Reach(y);
+            index(out, pixels, count);
+            exclusion.Apply(x, out, count);
         },
-        src, limit);
+        dst, src);
 }
 
 // Of all values of an integer type.
@@ -194,7 +203,7 @@ struct OperationsOf<KrColourIndex> {
     };
     template <class AOI, void (T::*kernel)(const AOI*, KrAOI8*, const KrAOI8*) const>
     static void Of(const Call& call, const AOI* src, KrAOI8* dst) {
-        (call.law.*kernel)(src, dst, call.mask);
+        if (!AnyIsEmpty(src, dst)) (call.law.*kernel)(src, dst, call.mask);
     }
     static constexpr std::tuple all{Operation<void(const Call&, const KrAOI*, KrAOI*)>::Of<
         &Of<KrAOI8, &T::Execute88SW>, &Of<KrAOI16, &T::Execute168SW>, &Of<KrAOI32, &T::Execute328SW>,

@@ -4,6 +4,7 @@
 #include <array>
 #include <tuple>
 
+#include "ipbase/base/mask.h"
 #include "ipbase/base/rowwalk.h"
 #include "ipbase/colour/nearestentry.h"
 #include "ipbase/colour/operations.h"
@@ -151,7 +152,7 @@ void KrOctreeQuantizer::Build888SW(const KrAOI8* r, const KrAOI8* g, const KrAOI
         [&](int y, const u8* red, const u8* green, const u8* blue, std::size_t count) {
             if (masked) mask->ReadRow(std::min<int>(y, mask->AOIHeight() - 1), walk::Columns(mask->AOIWidth()), line);
             for (std::size_t x = 0; x < count; ++x)
-                if (!masked || line[std::min(x, line.Size() - 1)] < 64)
+                if (!masked || Admits(line[std::min(x, line.Size() - 1)]))
                     places.push_back(kPlaces(red[x], green[x], blue[x]));
         },
         static_cast<const KrTAOI<u8>*>(r), static_cast<const KrTAOI<u8>*>(g), static_cast<const KrTAOI<u8>*>(b));
@@ -234,11 +235,14 @@ struct OperationsOf<KrOctreeQuantizer> {
         const KrAOI8* mask;
     };
     static void Build(const Building& building, const KrAOI8* r, const KrAOI8* g, const KrAOI8* b, int colours) {
-        building.self.Build888SW(r, g, b, building.mask, colours);
+        if (!AnyIsEmpty(r, g, b)) return building.self.Build888SW(r, g, b, building.mask, colours);
+        building.self.mColours.clear();
+        building.self.mEntries.clear();
+        building.self.mLeaves.clear();
     }
     static void Map(ConstT& self, const KrAOI8* r, const KrAOI8* g, const KrAOI8* b, KrAOI8* dst,
                     T::Assignment assignment) {
-        self.Map8888SW(r, g, b, dst, assignment);
+        if (!AnyIsEmpty(r, g, b, dst)) self.Map8888SW(r, g, b, dst, assignment);
     }
     static constexpr std::tuple all{
         Operation<void(const Building&, const KrAOI*, const KrAOI*, const KrAOI*, int)>::Of<&Build>(

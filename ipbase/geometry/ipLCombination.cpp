@@ -19,7 +19,6 @@ namespace {
 
 template <class T>
 void InsertPixels(const KrTAOI<T>* src, KrTAOI<T>* dst, std::int64_t dx, std::int64_t dy, const KrAOI8* mask) {
-    if (IsEmpty(src) || IsEmpty(dst)) return;
     const auto first = [](std::int64_t by) { return std::max<std::int64_t>(0, by); };
     const auto last = [](std::int64_t by, int from, int to) { return std::min<std::int64_t>(to, from + by); };
     const std::int64_t left = first(dx), right = last(dx, src->AOIWidth(), dst->AOIWidth());
@@ -77,7 +76,7 @@ struct OperationsOf<KrLCombination> {
     };
     template <class AOI, void (T::*kernel)(const AOI*, AOI*, int, int, const KrAOI8*)>
     static void Insert(const Inserting& inserting, const AOI* src, AOI* dst, int dx, int dy) {
-        (inserting.self.*kernel)(src, dst, dx, dy, inserting.mask);
+        if (!AnyIsEmpty(src, dst)) (inserting.self.*kernel)(src, dst, dx, dy, inserting.mask);
     }
     using Placed = Operation<void(const Inserting&, const KrAOI*, KrAOI*, int, int)>;
     using Three = Operation<void(T&, const KrAOI*, const KrAOI*, const KrAOI*, KrAOI*)>;

@@ -109,7 +109,7 @@ struct OperationsOf<KrLRotateByShear> {
     template <class AOI, void (T::*kernel)(const AOI*, AOI*, double, InterpolationMode, double, bool)>
     static void Plain(T& self, const AOI* src, AOI* dst, double degrees, InterpolationMode mode, double fill,
                       const KrLut3x8*, bool back) {
-        (self.*kernel)(src, dst, degrees, mode, fill, back);
+        if (!AnyIsEmpty(src, dst)) (self.*kernel)(src, dst, degrees, mode, fill, back);
     }
 
     static constexpr std::tuple all{

@@ -13,7 +13,7 @@ void ScaleCyclic(const KrTAOI<T>* src, KrTAOI<T>* dst, const KrSampling& how) {
     const double period = PeriodOf<T>(how);
     if (IsEmpty(src) || IsEmpty(dst)) return;
     if (SharePixels(src, dst))
-        throw new KrNotImplementedException(L"C\\ipLGeomet", 121, L"ScaleModulo( pSrc == pDest )");
+        throw new KrNotImplementedException(L"C\\ipLGeomet", 541, L"ScaleModulo( pSrc == pDest )");
     const KrTSize<int> size = SizeOf(*dst);
     CyclicSource<T> source(*src, dst, how, period);
     const AxisTaps xs = ScaleTaps(source.Plane().width, size.cx, how.mode);

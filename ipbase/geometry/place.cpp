@@ -59,6 +59,7 @@ void TurnPixels(const KrTAOI<T>* src, KrTAOI<T>* dst, int quarters) {
     const KrTSize<int> turned = TurnedSize(SizeOf(*src), quarters);
     if (dst->AOIWidth() != turned.cx || dst->AOIHeight() != turned.cy) ThrowSizeError();
     if (IsEmpty(dst)) return;
+    dst->RequireWritable();
     const Source<T> source(*src, dst);
     if (AllowsDirect(Access::eSwitched) && HaveRowPointers(dst)) {
         PixelPlane<T> plane{dst->GetRowPointer(0), static_cast<std::ptrdiff_t>(dst->GetRowIncInBytes()), turned.cx,

@@ -30,6 +30,7 @@ template <class T>
 void Pyramid(const KrTAOI<T>* src, KrTAOI<T>* dst, KrTSize<int> size, decltype(cv::pyrDown)& step) {
     if (SizeOf(*dst) != size) ThrowSizeError();
     if (IsEmpty(src)) return;
+    dst->RequireWritable();
     const Source<T> source(*src, dst);
     const cv::Size needed(size.cx, size.cy);
     if (AllowsDirect(Access::eSwitched) && HaveRowPointers(dst)) {

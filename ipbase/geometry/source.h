@@ -4,6 +4,7 @@
 #include <limits>
 #include <vector>
 
+#include "ipbase/base/mask.h"
 #include "ipbase/base/overlap.h"
 #include "ipbase/base/rowwalk.h"
 #include "ipbase/base/scalar.h"
@@ -88,7 +89,7 @@ public:
           mMask(mActive ? Source<u8>(*how.mask, static_cast<KrTAOI<u8>*>(nullptr)) : Source<u8>(0, 0, false)) {}
     bool IsActive() const { return mActive; }
     bool operator()(int x, int y) const {
-        return mMask.Plane().Row(std::min(y, mMask.Height() - 1))[std::min(x, mMask.Width() - 1)] >= 64;
+        return mMask.Plane().Row(std::min(y, mMask.Height() - 1))[std::min(x, mMask.Width() - 1)] >= kMaskLimit;
     }
 
 private:
@@ -122,6 +123,7 @@ public:
           mExcludedSize(CommonRegion(excluded, static_cast<const KrAOI*>(&dst))),
           mFinite(KernelOf<bool (*)(const R*, std::size_t)>(GetGeometryKernels().finite)),
           mMark(static_cast<std::size_t>(excluded ? size.cx : 0)) {
+        if (excluded) excluded->RequireWritable();
         if constexpr (!std::is_same_v<T, R>) mLine.Resize(Width());
         mExcludedSize = {std::min(mExcludedSize.cx, size.cx), std::min(mExcludedSize.cy, size.cy)};
     }

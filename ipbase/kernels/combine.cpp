@@ -2,6 +2,8 @@
 
 #include <limits>
 
+#include "ipbase/base/mask.h"
+
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "ipbase/kernels/combine.cpp"
 #define HWY_DISABLED_TARGETS (HWY_SSSE3 | HWY_AVX3_DL)
@@ -16,7 +18,7 @@ namespace {  // the same short names stand in other files of this folder
 template <class T>
 HWY_ATTR void SelectLoop(T* dst, const T* a, const T* b, const u8* mask, std::size_t count) {
     VORIP_INDEPENDENT_LOOP
-    for (std::size_t i = 0; i < count; ++i) dst[i] = mask[i] < 64 ? a[i] : b[i];
+    for (std::size_t i = 0; i < count; ++i) dst[i] = Admits(mask[i]) ? a[i] : b[i];
 }
 
 // The sum of the parts stays below 2^24 for words, and n / 255 is that of n + 127 truncated.
@@ -32,7 +34,8 @@ HWY_ATTR void BlendLoop(T* dst, const T* a, const T* b, const u8* weight, std::s
             else
                 dst[i] = static_cast<T>(static_cast<std::uint32_t>(sum) / 255u);
         } else {
-            dst[i] = (a[i] * static_cast<T>(255 - w) + b[i] * static_cast<T>(w)) / T{255};
+            // Doubles take the sum of floats without a loss.
+            dst[i] = static_cast<T>((static_cast<double>(a[i]) * (255 - w) + static_cast<double>(b[i]) * w) / 255.0);
         }
     }
 }

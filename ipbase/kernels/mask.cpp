@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "ipbase/base/mask.h"
+
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "ipbase/kernels/mask.cpp"
 #define HWY_DISABLED_TARGETS (HWY_SSSE3 | HWY_AVX3_DL)
@@ -37,7 +39,7 @@ HWY_ATTR void SplitLoop(T* dst, T* zeroed, const T* filtered, const T* row, cons
 }
 HWY_ATTR void ValidateLoop(u8* valid, const u8* mask, std::size_t count) {
     VORIP_INDEPENDENT_LOOP
-    for (std::size_t i = 0; i < count; ++i) valid[i] = mask[i] < 64 ? 255 : 0;
+    for (std::size_t i = 0; i < count; ++i) valid[i] = Admits(mask[i]) ? 255 : 0;
 }
 HWY_ATTR void CountLoop(u8* counts, const u8* const* valid, std::size_t rowCount, std::size_t count) {
     std::fill_n(counts, count, u8{0});

@@ -54,7 +54,7 @@ struct OperationsOf<KrLBestFit> {
         for (int i = 0; i < T::kTerms; ++i) fit.mContent.excluded[i] = !options.use[i];
         try {
             if (RegionOf(src, fitMask.aoi).cx > 0) fit.CalcPlane(src, fitMask.aoi);
-            fit.DrawPlane(dst, drawMask.aoi, options.consider);
+            if (!IsEmpty(dst)) fit.DrawPlane(dst, drawMask.aoi, options.consider);
         } catch (...) {
             fit.mContent = earlier;
             throw;

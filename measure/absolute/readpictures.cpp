@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <exception>
 #include <utility>
 
@@ -16,7 +17,7 @@ public:
         pictures.resize(files.size());
         for (std::size_t i = 0; i < files.size(); ++i) Add(files[i], pictures[i]);
     }
-    void Read() {
+    void Read(const Progress& progress) {
         std::vector<std::exception_ptr> errors(mJobs.size());
         const auto count = static_cast<int>(mJobs.size());
         const auto read = [&](const cv::Range& range) {
@@ -30,7 +31,12 @@ public:
                 }
             }
         };
-        cv::parallel_for_(cv::Range(0, count), read, count);
+        const int atOnce = 2 * std::max(cv::getNumThreads(), 1);  // between two looks at the progress
+        for (int first = 0; first < count; first += atOnce) {
+            progress.Report("reading pictures", static_cast<double>(first) / count);
+            const cv::Range some(first, std::min(first + atOnce, count));
+            cv::parallel_for_(some, read, some.size());
+        }
         for (const std::exception_ptr& error : errors)
             if (error) std::rethrow_exception(error);
     }
@@ -41,7 +47,7 @@ private:
 
 }  // namespace
 
-AxisPictures ReadPictures(const CodedAxis& axis) {
+AxisPictures ReadPictures(const CodedAxis& axis, const Progress& progress) {
     AxisPictures pictures;
     Reader reader;
     pictures.sines.resize(axis.sines.size());
@@ -52,7 +58,7 @@ AxisPictures ReadPictures(const CodedAxis& axis) {
     }
     if (!axis.white.empty()) reader.Add(axis.white, pictures.white);
     if (!axis.black.empty()) reader.Add(axis.black, pictures.black);
-    reader.Read();
+    reader.Read(progress);
     return pictures;
 }
 

@@ -62,9 +62,8 @@ void RequireBothDirections(const Scan& scan) {
 BoardView ViewBoard(const std::string& name, const Scan& scan, const BoardDescription& board,
                     const Progress& progress) {
     RequireBothDirections(scan);
-    progress.Report("reading pictures");
-    const AxisPictures columns = ReadPictures(*scan.columns);
-    return ViewBoard(name, scan, columns, ReadPictures(*scan.rows), board, progress);
+    const AxisPictures columns = ReadPictures(*scan.columns, progress);
+    return ViewBoard(name, scan, columns, ReadPictures(*scan.rows, progress), board, progress);
 }
 
 BoardView ViewBoard(const std::string& name, const Scan& scan, const AxisPictures& columns, const AxisPictures& rows,

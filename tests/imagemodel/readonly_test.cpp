@@ -1,18 +1,7 @@
 // Views of const pixels: who reads them, and that nobody writes into them.
 #include <gtest/gtest.h>
 
-#include "ipbase/ipCopy.h"
-#include "ipbase/ipGradient.h"
-#include "ipbase/ipLArith.h"
-#include "ipbase/ipLBestFit.h"
-#include "ipbase/ipLFilt1d.h"
-#include "ipbase/ipLFilt2d.h"
-#include "ipbase/ipLLogic.h"
-#include "ipbase/ipLShadeCorr.h"
-#include "ipbase/ipLShift.h"
-#include "ipbase/ipLUnwrap.h"
-#include "ipbase/ipLUnwrap_Velmor.h"
-#include "ipbase/ipSegment.h"
+#include "ipbase/voripbase.h"
 #include "tests/support/harness.h"
 
 namespace {
@@ -74,6 +63,9 @@ TEST(ReadOnly, NoOperationWritesIntoThem) {
     KrAOI16 dst16(size, pixels16.data(), 80);
     KrAOI32Float dstF(size, pixelsF.data(), 160);
     KrBufferAOI8 src(size), other(size);
+    KrBufferAOI8 small({20, 15}), large({80, 60});
+    KrSampling how;
+    how.excluded = &dst;
     KrBufferAOI16 work(size);
     KrBufferAOI32Float radians(size);
     Fill(src, [](int x, int y) { return 3 * x + y; });
@@ -115,6 +107,36 @@ TEST(ReadOnly, NoOperationWritesIntoThem) {
         [&] { reliability.GetResult2(&work, &dst); },
         [&] { reliability.GetRadians(&radians, &dst); },
         [&] { segment.Init(&src, &dst16); },
+        [&] { KrLGeomet().Scale(&small, &dst); },
+        [&] { KrLGeomet().Scale(&small, &src, how); },
+        [&] {
+            KrLGeomet().Sample(&src, &dst, {0, 0}, {1, 1});
+        },
+        [&] { KrLGeomet().Mirror(&src, &dst, KrLGeomet::eBoth); },
+        [&] { KrLGeomet().Turn(&src, &dst, 2); },
+        [&] { KrLGeomet().ShiftSubPixel(&src, &dst, 0.5, 0.5); },
+        [&] { KrLGeomet().ShiftSubPixel(&small, &small, 0.5, 0.5, how); },
+        [&] {
+            KrLGeomet().Affine(&src, &dst, {1, 0, 0, 0, 1, 0});
+        },
+        [&] { KrLGeomet().Remap(&src, &radians, &radians, &dst); },
+        [&] { KrLGeomet().PyramidDown(&large, &dst); },
+        [&] { KrLGeomet().PyramidUp(&small, &dst); },
+        [&] { KrLGeomet().Canny(&src, &dst, 1, 2); },
+        [&] { KrLGeomet().ScaleModulo(&small, &dst); },
+        [&] { KrLGeomet().ShiftSubPixelModulo(&src, &dst, 0.5, 0.5); },
+        [&] {
+            KrLGeomet().AffineModulo(&src, &dst, {1, 0, 0, 0, 1, 0});
+        },
+        [&] { KrLGeomet().RotateModulo(&src, &dst, 5); },
+        [&] { KrLRotateByShear().Rotate(&src, &dst, 5); },
+        [&] { KrLRotateByShear().InverseRotate(&src, &dst, 5, eNearest); },
+        [&] { KrLCombination().Insert(&src, &dst, 1, 1); },
+        [&] { KrLCombination().Select(&src, &src, &src, &dst); },
+        [&] { KrLCombination().Blend(&src, &src, &src, &dst); },
+        [&] { KrLCombination().MergeExposures(&src, &src, 200, 2, &dst); },
+        [&] { KrColourIndex(KrColourIndex::eLinear, 0, 1).Execute(&src, &dst); },
+        [&] { KrOctreeQuantizer().Map(&src, &src, &src, &dst); },
     };
     for (const bool direct : {true, false}) {
         const DirectAccess access(direct);

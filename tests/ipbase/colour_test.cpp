@@ -97,6 +97,20 @@ TEST(ColourIndex, TellsTheValuesOfItsIndices) {
     }
 }
 
+// Ranges at the limits of doubles, and a mask that is the destination.
+TEST(ColourIndex, HoldsInTheFarthestRanges) {
+    EXPECT_EQ(9, Index(Index::eCyclic, 0, 0, 8, 1e-300, 9).IndexOf(1e300));
+    EXPECT_EQ(0, Index(Index::eDecades, 1e10, std::nextafter(1e10, 2e10), 8, 1, 9).IndexOf(1e10));
+    EXPECT_EQ(0, Index(Index::eLinear, 0, 5e-324, 8, 1, 9).IndexOf(5e-324));
+    const Index decades(Index::eDecades, 1e-160, 1e160, 4, 1, 9);
+    EXPECT_NEAR(decades.BeginOf(2), 1, 1e-9);
+    GuardedImage src(eDev8, 30, 4, 1), both(eDev8, 30, 4, 2), mask(eDev8, 30, 4, 2), dst(eDev8, 30, 4, 3);
+    const Index index(Index::eLinear, 0, 255);
+    index.Execute(src.image.get(), dst.image.get(), static_cast<const KrAOI8*>(mask.image.get()));
+    index.Execute(src.image.get(), both.image.get(), static_cast<const KrAOI8*>(both.image.get()));
+    for (int x = 0; x < 30; ++x) EXPECT_EQ(dst.Get(x, 2), both.Get(x, 2));
+}
+
 TEST(ColourIndex, RefusesWhatIsNoLaw) {
     const auto refuse = [](Index::Law law, double lower, double upper, int count, double parameter, int reserved) {
         EXPECT_TRUE(Thrown([=] { Index(law, lower, upper, count, parameter, reserved); })) << law << ' ' << parameter;

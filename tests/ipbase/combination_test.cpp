@@ -27,10 +27,6 @@ const std::vector<OpCase> kCases = {
     {L"Blend( %s, %s, %s, %s )", 130, "1111 4414 8818 aa1a",
      [](I i, C) { combination.Blend(i[0], i[1], i[2], i[3]); },
      [](P p, X x) {
-         if (x.types[3] == eDev32Float) {
-             const auto w = static_cast<float>(p[2]);
-             return double{(static_cast<float>(p[0]) * (255 - w) + static_cast<float>(p[1]) * w) / 255};
-         }
          return Rounded((p[0] * (255 - p[2]) + p[1] * p[2]) / 255, x);
      }, {{}}, true},
     {L"MergeExposures( %s, %s, %g, %g )", 170, "111 114 118 444 448 888",

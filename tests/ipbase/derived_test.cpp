@@ -2,12 +2,9 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cmath>
 
-#include "ipbase/ipLBestFit.h"
-#include "ipbase/ipLHistogram.h"
-#include "ipbase/ipLShadeCorr.h"
-#include "ipbase/ipLThreshold.h"
-#include "ipbase/ipLTrans.h"
+#include "ipbase/voripbase.h"
 #include "tests/support/harness.h"
 
 namespace {
@@ -157,6 +154,53 @@ TEST(Derived, KernelsGetPixels) {
     EXPECT_EQ(0, threshold.calls);
     threshold.High(&image, &image, 1, 1);
     EXPECT_EQ(1, threshold.calls);
+}
+
+// So do those that are called by way of a function.
+struct Rotations : KrLRotateByShear {
+    int calls = 0;
+    void Rotate1616SW(const KrAOI16*, KrAOI16*, double, InterpolationMode, double, bool) override { ++calls; }
+};
+struct Insertions : KrLCombination {
+    int calls = 0;
+    void Insert1616SW(const KrAOI16*, KrAOI16*, int, int, const KrAOI8*) override { ++calls; }
+};
+struct Indices : KrColourIndex {
+    mutable int calls = 0;
+    Indices() : KrColourIndex(eLinear, 0, 1) {}
+    void Execute168SW(const KrAOI16*, KrAOI8*, const KrAOI8*) const override { ++calls; }
+};
+struct Palettes : KrOctreeQuantizer {
+    mutable int calls = 0;
+    void Build888SW(const KrAOI8* r, const KrAOI8* g, const KrAOI8* b, const KrAOI8* mask, int colours) override {
+        ++calls;
+        KrOctreeQuantizer::Build888SW(r, g, b, mask, colours);
+    }
+    void Map8888SW(const KrAOI8*, const KrAOI8*, const KrAOI8*, KrAOI8*, Assignment) const override { ++calls; }
+};
+TEST(Derived, FunctionsCallKernelsWithPixels) {
+    KrBufferAOI16 words({2, 2}), noWords({0, 2});
+    KrBufferAOI8 bytes({2, 2}), noBytes({2, 0});
+    Rotations rotations;
+    rotations.Rotate(&noWords, &words, std::nan(""));
+    rotations.Rotate(&words, &noWords, 5);
+    rotations.Rotate(&words, &words, 5);
+    EXPECT_EQ(1, rotations.calls);
+    Insertions insertions;
+    insertions.Insert(&noWords, &words, 0, 0);
+    insertions.Insert(&words, &words, 0, 0);
+    EXPECT_EQ(1, insertions.calls);
+    Indices indices;
+    indices.Execute(&words, &noBytes);
+    indices.Execute(&words, &bytes);
+    EXPECT_EQ(1, indices.calls);
+    Palettes palettes;
+    palettes.Build(&bytes, &bytes, &bytes, nullptr, 4);
+    EXPECT_EQ(1, palettes.Count());
+    palettes.Build(&bytes, &noBytes, &bytes, nullptr, 4);
+    EXPECT_EQ(0, palettes.Count());
+    palettes.Map(&bytes, &bytes, &bytes, &noBytes);
+    EXPECT_EQ(1, palettes.calls);
 }
 
 // Pixels of the right type alone do not make an image of the class that a kernel takes.

@@ -550,8 +550,8 @@ TEST(Geometry, PyramidsAreBinomial) {
                     const int at = Bordered(i + k, 2 * n, eBorderReflect);
                     return at % 2 ? -1 : at / 2;
                 };
-                for (int y = 2; up && y < dy - 2; ++y)
-                    for (int x = 2; x < dx - 2; ++x) {
+                for (int y = 0; up && y < dy; ++y)
+                    for (int x = 0; x < dx; ++x) {
                         double sum = 0;
                         for (int j = -2; j <= 2; ++j)
                             for (int i = -2; i <= 2; ++i) {
@@ -578,23 +578,23 @@ TEST(Geometry, EdgesAreThoseOfOneScale) {
     cv::Mat1b picture(40, 50, uchar(20));
     cv::circle(picture, {25, 20}, 12, 200, -1);
     cv::GaussianBlur(picture, picture, {5, 5}, 0);
-    cv::Mat1b expected;
-    cv::copyMakeBorder(picture, expected, 0, 0, 0, 0, cv::BORDER_REPLICATE);
     cv::Mat dx, dy;
     cv::Sobel(picture, dx, CV_16S, 1, 0, 3, 1, 0, cv::BORDER_REPLICATE);
     cv::Sobel(picture, dy, CV_16S, 0, 1, 3, 1, 0, cv::BORDER_REPLICATE);
-    cv::Canny(dx, dy, expected, 60, 150, true);
-    ASSERT_GT(cv::countNonZero(expected), 30);
-    const auto check = [&](DeviceType type, double factor, double allowed) {
+    const auto check = [&](DeviceType type, double factor, double allowed, bool euclidean = true) {
+        cv::Mat1b expected;
+        cv::Canny(dx, dy, expected, 60, 150, euclidean);
+        ASSERT_GT(cv::countNonZero(expected), 30);
         GuardedImage src(type, 50, 40, 1, type == eDev16 ? Form::eRowless : Form::eView), dst(eDev8, 50, 40, 2);
         src.Fill([&](int x, int y) { return picture(y, x) * factor; });
-        geomet.Canny(src.image.get(), dst.image.get(), 60 * factor, 150 * factor, true);
+        geomet.Canny(src.image.get(), dst.image.get(), 60 * factor, 150 * factor, euclidean);
         int differ = 0;
         for (int y = 0; y < 40; ++y)
             for (int x = 0; x < 50; ++x) differ += dst.Get(x, y) != expected(y, x);
         EXPECT_LE(differ, allowed) << type;
     };
     check(eDev8, 1, 0);
+    check(eDev8, 1, 0, false);
     check(eDev16, 8, 0);
     check(eDev32Float, 0.001, 4);  // finer steps decide ties otherwise
 }
@@ -616,17 +616,64 @@ void CheckConstant(DeviceType type) {
     for (const InterpolationMode mode : kModes) {
         GuardedImage src(type, 19, 11, 1), small(type, 7, 8, 2), moved(type, 19, 11, 2);
         src.Fill([](int, int) { return 201; });
+        const auto check = [&](const GuardedImage& result, const char* what) {
+            for (int y = 0; y < 8; ++y)
+                for (int x = 0; x < 7; ++x)
+                    EXPECT_NEAR(result.Get(x, y), 201, IsReal(type) ? 1e-4 : 0) << what << type << ' ' << mode;
+        };
         geomet.Scale(src.image.get(), small.image.get(), {mode});
+        check(small, "Scale ");
+        if (type == eDev32) continue;
+        KrSampling how(mode, eBorderFill, 201);
+        how.period = IsReal(type) ? 360 : Period(type);
+        geomet.ScaleModulo(src.image.get(), small.image.get(), how);
+        check(small, "ScaleModulo ");
+        GuardedImage half(type, 10, 6, 1), twice(type, 38, 22, 2);
+        geomet.PyramidDown(src.image.get(), half.image.get());
+        geomet.PyramidUp(src.image.get(), twice.image.get());
+        check(twice, "PyramidUp ");
+        EXPECT_NEAR(half.Get(9, 5), 201, IsReal(type) ? 1e-4 : 0);
         if (mode == eArea) continue;
-        if (type != eDev32)
-            geomet.ShiftSubPixel(src.image.get(), moved.image.get(), 0.37, -5.1, {mode, eBorderFill, 201});
-        for (int y = 0; y < 8; ++y)
-            for (int x = 0; x < 7; ++x) {
-                EXPECT_NEAR(small.Get(x, y), 201, IsReal(type) ? 1e-4 : 0) << type << ' ' << mode;
-                if (type == eDev32) continue;
-                EXPECT_NEAR(moved.Get(x, y), 201, IsReal(type) ? 1e-4 : 0) << type << ' ' << mode;
-            }
+        geomet.ShiftSubPixel(src.image.get(), moved.image.get(), 0.37, -5.1, how);
+        check(moved, "ShiftSubPixel ");
+        geomet.ShiftSubPixelModulo(src.image.get(), moved.image.get(), 0.37, -5.1, how);
+        check(moved, "ShiftSubPixelModulo ");
+        geomet.RotateModulo(src.image.get(), moved.image.get(), 25, how);
+        check(moved, "RotateModulo ");
     }
+}
+
+// A wrapped ramp, seen through a map of the plane, is the ramp there.
+TEST(Geometry, WrappedRampsTurnExactly) {
+    constexpr double kDegrees = 17, kMatrix[] = {0.9, 0.2, 3, -0.15, 1.1, 2};
+    const double c = std::cos(kDegrees * KrMath::Pi / 180), s = std::sin(kDegrees * KrMath::Pi / 180);
+    for (const DeviceType type : kFour)
+        for (const InterpolationMode mode : {eLinear, eCubic}) {
+            const double period = Period(type), unit = period / 256;
+            const auto ramp = [&](double x, double y) { return (x * 23 - y * 17) * unit; };
+            GuardedImage src(type, 60, 60, 1), turned(type, 60, 60, 1), mapped(type, 60, 60, 1);
+            src.Fill([&](int x, int y) { return Wrapped(ramp(x, y), period); });
+            KrSampling how(mode);
+            how.period = period;
+            geomet.RotateModulo(src.image.get(), turned.image.get(), kDegrees, how);
+            geomet.AffineModulo(src.image.get(), mapped.image.get(),
+                                {kMatrix[0], kMatrix[1], kMatrix[2], kMatrix[3], kMatrix[4], kMatrix[5]}, how);
+            const auto error = [&](const GuardedImage& image, int x, int y, double expected) {
+                return Wrapped(image.Get(x, y) - expected + period / 2, period) - period / 2;
+            };
+            const double limit = type == eDev64Double ? 1e-9 : type == eDev32Float ? 2e-5 : 2;
+            for (int y = 20; y < 40; ++y)
+                for (int x = 20; x < 40; ++x) {
+                    const double u = x - 29.5, v = y - 29.5;
+                    ASSERT_NEAR(error(turned, x, y, ramp(u * c - v * s + 29.5, u * s + v * c + 29.5)), 0, limit)
+                        << type;
+                    ASSERT_NEAR(error(mapped, x, y,
+                                      ramp(kMatrix[0] * x + kMatrix[1] * y + kMatrix[2],
+                                           kMatrix[3] * x + kMatrix[4] * y + kMatrix[5])),
+                                0, limit)
+                        << type;
+                }
+        }
 }
 
 TEST(Geometry, ConstantsStayAndRampsAreExact) {
@@ -648,6 +695,40 @@ TEST(Geometry, ConstantsStayAndRampsAreExact) {
             EXPECT_NEAR(other, 0, IsReal(type) ? 1e-12 : 0.5) << type << ' ' << x;
         }
     }
+}
+
+TEST(Geometry, TakesOddSizesMapsAndMasks) {
+    GuardedImage src(eDev8, 9, 7, 1), part(eDev8, 5, 4, 2), marks(eDev8, 9, 7, 3), mask(eDev8, 9, 7, 4);
+    geomet.Mirror(src.image.get(), part.image.get(), KrLGeomet::eBoth);
+    EXPECT_EQ(part.Get(4, 3), src.Get(4, 3));
+    geomet.ShiftSubPixel(src.image.get(), part.image.get(), 1, 2, {eCubic});
+    EXPECT_EQ(part.Get(4, 3), src.Get(3, 1));
+    // Positions that are no numbers give the fill.
+    GuardedImage xs(eDev32Float, 9, 7, 5), ys(eDev32Float, 9, 7, 6), dst(eDev8, 9, 7, 7), other(eDev8, 9, 7, 7);
+    xs.Fill([](int x, int y) { return y == 0 ? HUGE_VAL : y == 1 ? kNaN : y == 2 ? 3e38 : x; });
+    ys.Fill([](int, int y) { return y == 3 ? -HUGE_VAL : y; });
+    KrSampling how(eLinear, eBorderFill, 33);
+    how.excluded = static_cast<KrAOI8*>(marks.image.get());
+    geomet.Remap(src.image.get(), xs.image.get(), ys.image.get(), dst.image.get(), how);
+    for (const int y : {0, 1, 2, 3}) EXPECT_EQ(dst.Get(4, y), 33) << y;
+    for (const int y : {0, 1, 3}) EXPECT_EQ(marks.Get(4, y), 255) << y;
+    for (const int y : {2, 4}) EXPECT_EQ(marks.Get(4, y), 0) << y;
+    EXPECT_EQ(dst.Get(4, 4), src.Get(4, 4));
+    // A mask that is kept counts as one that is considered, one that is ignored not at all.
+    const auto shifted = [&](GuardedImage& result, const KrAOI* used, MaskConsideration consideration) {
+        KrSampling by(eLinear, eBorderReplicate);
+        by.mask = static_cast<const KrAOI8*>(used);
+        by.consideration = consideration;
+        geomet.ShiftSubPixel(src.image.get(), result.image.get(), 0.5, 0, by);
+        return result.memory;
+    };
+    EXPECT_EQ(shifted(dst, mask.image.get(), eIgnoreMask), shifted(other, nullptr, eConsiderMask));
+    EXPECT_EQ(shifted(dst, mask.image.get(), eKeepMasked), shifted(other, mask.image.get(), eConsiderMask));
+    GuardedImage longest(eDev16, 32767, 1, 1), standing(eDev16, 1, 32767, 2), back(eDev16, 32767, 1, 1);
+    geomet.Turn(longest.image.get(), standing.image.get(), 1);
+    geomet.Turn(standing.image.get(), back.image.get(), -1);
+    EXPECT_EQ(longest.memory, back.memory);
+    geomet.Scale(part.image.get(), GuardedImage(eDev8, 32767, 2, 3).image.get(), {eCubic});
 }
 
 TEST(Geometry, RefusesWhatItCannotDo) {

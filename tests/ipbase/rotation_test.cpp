@@ -6,6 +6,7 @@
 #include <limits>
 
 #include "ipbase/geometry/operations.h"
+#include "ipbase/ipLGeomet.h"
 #include "ipbase/ipRotateByShear.h"
 #include "tests/support/harness.h"
 
@@ -141,6 +142,27 @@ TEST(Rotation, KeepsNaNFromSpreading) {
             else
                 EXPECT_NEAR(dst.Get(x, y), 5, 1e-5);
     EXPECT_LE(holes, 9);
+}
+
+// A turn is whole quarters and the rest; other sizes and fills, and in place.
+TEST(Rotation, TakesQuartersFirst) {
+    for (const DeviceType type : {eDev8, eDev32Float})
+        for (const double degrees : {100.0, -170.0, 260.0}) {
+            GuardedImage src(type, 31, 18, 1);
+            const int quarters = static_cast<int>(std::floor(degrees / 90 + 0.5));
+            const bool odd = quarters % 2 != 0;
+            GuardedImage turned(type, odd ? 18 : 31, odd ? 31 : 18, 2);
+            const auto size = KrLRotateByShear::RotatedSize({31, 18}, degrees, eLinear);
+            GuardedImage dst(type, size.cx, size.cy, 3), want(type, size.cx, size.cy, 3);
+            KrLGeomet().Turn(src.image.get(), turned.image.get(), quarters);
+            rotation.Rotate(turned.image.get(), want.image.get(), degrees - 90 * quarters, eLinear, 77);
+            rotation.Rotate(src.image.get(), dst.image.get(), degrees, eLinear, 77);
+            EXPECT_EQ(want.memory, dst.memory) << type << ' ' << degrees;
+            GuardedImage place(type, 31, 18, 1), cut(type, 31, 18, 1);
+            rotation.Rotate(src.image.get(), cut.image.get(), degrees, eCubic, 3);
+            rotation.Rotate(place.image.get(), place.image.get(), degrees, eCubic, 3);
+            EXPECT_EQ(cut.memory, place.memory) << type << ' ' << degrees;
+        }
 }
 
 // Three colours of which one is the mean of the others, and a second black.

@@ -48,6 +48,11 @@ TEST_F(Program, MovesAndScalesPictures) {
             {"shift grey.png --by 1,1 --mode fourier", "--mode fourier is for"},
             {"scale grey.png --size 5x5 --mask phase.png", "same size"},
             {"rotate grey.png --degrees 5 --mode area", "--mode area is for"},
+            {"rotate grey.png --degrees 5 --mask grey.png", "--mask is for scale and shift"},
+            {"mirror grey.png --mode cubic", "--mode is for"},
+            {"scale grey.png --size 32768x5", "1 to 32767"},
+            {"turn grey.png --up", "--up is for pyramid, not for turn"},
+            {"pyramid grey.png --fill 3", "--fill is for"},
         },
         "geometry * --out o/a.png");
 }

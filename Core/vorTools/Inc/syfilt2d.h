@@ -40,6 +40,7 @@ public:
     KrTFilter1D(const KrTFilter1D&);
     KrTFilter1D& operator=(const KrTFilter1D&);
 
+    // New weights, with the scale as it is; a new scale, 1 / divisor.
     virtual void SetKernel(const KrTBuf1D<std::int32_t>& kernel);
     virtual void SetDivisor(std::int32_t divisor);
 

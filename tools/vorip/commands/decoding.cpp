@@ -30,7 +30,7 @@ private:
     void DecodeDirection(const std::string& name, const measure::CodedAxis& axis, double fullScale) {
         const auto start = Clock::now();
         mProgress.Stage("reading " + name);
-        const measure::AxisPictures pictures = measure::ReadPictures(axis);
+        const measure::AxisPictures pictures = measure::ReadPictures(axis, mProgress.Watch());
         const auto read = Clock::now();
         const int bits = fullScale > 0 ? 0 : measure::GuessCameraBits(pictures.sines[0]);
         if (bits > 0)

@@ -47,15 +47,15 @@ std::vector<std::int32_t> ParseRow(std::string line, const std::string& where) {
 
 }  // namespace
 
-WindowSize ParseSize(const std::string& option, const std::string& text) {
+WindowSize ParseSize(const std::string& option, const std::string& text, int most) {
     const std::size_t x = std::min(text.find('x'), text.size());
-    const auto side = [](const std::string& part) {
+    const auto side = [most](const std::string& part) {
         const auto number = ParseWhole(part);
-        return number && *number >= 1 && *number <= kMaxWindowSide ? static_cast<std::uint32_t>(*number) : 0;
+        return number && *number >= 1 && *number <= most ? static_cast<std::uint32_t>(*number) : 0;
     };
     const WindowSize size{side(text.substr(0, x)), side(x < text.size() ? text.substr(x + 1) : "")};
     if (size.cx == 0 || size.cy == 0) {
-        Refuse(option + "=" + text + ": must be a width and a height of 1 to " + std::to_string(kMaxWindowSide) +
+        Refuse(option + "=" + text + ": must be a width and a height of 1 to " + std::to_string(most) +
                " pixels, as in " + option + " 5x3");
     }
     return size;
@@ -82,7 +82,7 @@ KrN::KrTBuf2D<std::int32_t> ReadKernel(const std::string& file) {
     }
     if (rows.empty()) Refuse(file + ": holds no weights");
     if (std::max(rows.size(), rows.front().size()) > static_cast<std::size_t>(kMaxWindowSide)) {
-        Refuse(file + ": a kernel may have " + std::to_string(kMaxWindowSide) + " weights each way");
+        Refuse(file + ": a kernel may have " + std::to_string(most) + " weights each way");
     }
     KrN::KrTBuf2D<std::int32_t> kernel(rows.front().size(), rows.size());
     for (std::size_t y = 0; y < rows.size(); ++y) std::copy(rows[y].begin(), rows[y].end(), kernel.Row(y));

@@ -29,8 +29,8 @@ constexpr char kDetails[] =
     "\n"
     "Values between pixels are found by --mode nearest, linear or cubic; scale also by area, shift and rotate of "
     "float\n"
-    "pictures also by fourier. NaN and masked pixels have no part in a result. What has no value becomes --fill (by\n"
-    "default NaN in float pictures, else 0).\n"
+    "pictures also by fourier. NaN and masked pixels have no part in a result, but in a pyramid, where NaN spreads.\n"
+    "What has no value becomes --fill (by default NaN in float pictures, else 0).\n"
     "\n"
     "With --period a picture is a wrapped phase, which is interpolated over its jumps: 256 for 8-bit pictures, 65536\n"
     "for 16-bit ones, 6.283185307 (one turn in radians) or another number for float ones.\n"
@@ -113,7 +113,7 @@ private:
     bool IsModulo() const { return mOptions.period > 0.0; }
 
     cv::Mat Scale() {
-        const auto size = ParseSize("--size", mOptions.size);
+        const auto size = ParseSize("--size", mOptions.size, measure::kMaxImageSide);
         const cv::Size wanted(static_cast<int>(size.cx), static_cast<int>(size.cy));
         RequirePossible(wanted);
         cv::Mat1b excluded(wanted);
@@ -153,7 +153,33 @@ private:
     KrN::KrLGeomet mGeometry;
 };
 
+// Options of other operations are refused, rather than silently without effect.
+void CheckUse(const Options& options) {
+    const Options none;
+    const struct {
+        const char* name;
+        bool used;
+        const char* operations;
+    } table[] = {
+        {"--size", options.size != none.size, "scale"},
+        {"--axis", options.axis != none.axis, "mirror"},
+        {"--quarters", options.quarters != none.quarters, "turn"},
+        {"--by", options.by != none.by, "shift"},
+        {"--degrees", !std::isnan(options.degrees), "rotate"},
+        {"--same-size", options.sameSize, "rotate"},
+        {"--up", options.up, "pyramid"},
+        {"--mode", options.mode != none.mode, "scale, shift and rotate"},
+        {"--border", options.border != none.border, "shift"},
+        {"--fill", !std::isnan(options.fill), "scale, shift and rotate"},
+        {"--mask", !options.mask.empty(), "scale and shift"},
+    };
+    for (const auto& option : table)
+        if (option.used && std::string(option.operations).find(options.operation) == std::string::npos)
+            Refuse(cv::format("%s is for %s, not for %s", option.name, option.operations, options.operation.c_str()));
+}
+
 void CheckOptions(const Options& options, const cv::Mat& image) {
+    CheckUse(options);
     const std::string& operation = options.operation;
     const bool exact = operation == "mirror" || operation == "turn";
     if (operation == "scale" && options.size.empty()) Refuse("scale needs --size WxH");

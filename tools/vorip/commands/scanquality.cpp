@@ -88,7 +88,7 @@ int JudgeScan(const ScanQualityOptions& options) {
     for (const auto& [name, axis] : {std::pair("columns", &scan.columns), std::pair("rows", &scan.rows)}) {
         if (!*axis) continue;
         line.Stage(std::string("reading ") + name);
-        const measure::AxisPictures pictures = measure::ReadPictures(**axis);
+        const measure::AxisPictures pictures = measure::ReadPictures(**axis, line.Watch());
         line.Stage(std::string("judging ") + name);
         try {
             directions.push_back(
