@@ -82,7 +82,7 @@ KrN::KrTBuf2D<std::int32_t> ReadKernel(const std::string& file) {
     }
     if (rows.empty()) Refuse(file + ": holds no weights");
     if (std::max(rows.size(), rows.front().size()) > static_cast<std::size_t>(kMaxWindowSide)) {
-        Refuse(file + ": a kernel may have " + std::to_string(most) + " weights each way");
+        Refuse(file + ": a kernel may have " + std::to_string(kMaxWindowSide) + " weights each way");
     }
     KrN::KrTBuf2D<std::int32_t> kernel(rows.front().size(), rows.size());
     for (std::size_t y = 0; y < rows.size(); ++y) std::copy(rows[y].begin(), rows[y].end(), kernel.Row(y));
