@@ -43,6 +43,7 @@ struct Comparison {
 // maps that do not fit together, NothingUsable when fewer than 100 pixels are common.
 MEASURE_API Comparison CompareHeights(const HeightMap& measured, const HeightMap& reference,
                                       const CompareOptions& options = {}, const Progress& progress = {});
+// What a summary says of the comparison.
 MEASURE_API Quantities QuantitiesOf(const Comparison& comparison);
 
 }  // namespace measure

@@ -21,6 +21,7 @@ public:
                                                        !std::is_same_v<std::decay_t<Callable>, Progress>>>
     Progress(Callable callable) : mFunction(std::move(callable)) {}
 
+    // Calls the function; throws Stopped when it returns false.
     void Report(const char* stage, double share = 0) const {
         if (mFunction && !mFunction(stage, share)) throw Stopped();
     }

@@ -41,6 +41,7 @@ struct Roughness {
 // Throws InputError for negative wavelengths, finest ≥ cutoff > 0 and wavelengths below two pixels.
 MEASURE_API Roughness AnalyseRoughness(const HeightMap& map, const RoughnessOptions& options = {},
                                        const Progress& progress = {});
+// What a summary says of them.
 MEASURE_API Quantities QuantitiesOf(const Roughness& roughness);
 // "plane removed, Gaussian filter 0.8 mm, pitch 0.01 mm": how the figures came about.
 MEASURE_API std::string ConditionsOf(const Roughness& roughness);

@@ -21,6 +21,7 @@ namespace measure {
 enum class Form { eMean, ePlane, eQuadratic, eCubic };
 // "mean", "plane", "quadratic" or "cubic"; nothing for any other word.
 MEASURE_API std::optional<Form> FormOf(const std::string& name);
+// The word for a form.
 MEASURE_API const char* NameOf(Form form);
 
 // How many times 1.4826 times the median distance from the median a value may lie away before it counts as an outlier:
@@ -52,6 +53,7 @@ MEASURE_API FormFit FitForm(const HeightMap& map, const FormOptions& options = {
 MEASURE_API FormFit PlaneThrough(const HeightMap& map, const std::array<cv::Point, 3>& pixels, int radius = 2);
 // The heights minus the form, with the same pitch, origin and unit.
 MEASURE_API HeightMap RemoveForm(const HeightMap& map, const FormFit& fit);
+// What a summary says of the fit: form, coefficients, slopes, rms and how many pixels took part.
 MEASURE_API Quantities QuantitiesOf(const FormFit& fit, const HeightMap& map);
 
 // Subtracts the plane that fits best, by least squares, to the finite values that the mask admits, from all values.
@@ -78,6 +80,7 @@ MEASURE_API Step MeasureStep(const HeightMap& map, const cv::Mat1b& base, const 
                              const Progress& progress = {});
 // The pixels that MeasureStep takes of an area.
 MEASURE_API cv::Mat1b WithoutEdges(const cv::Mat1b& area, int margin);
+// What a summary says of the step.
 MEASURE_API Quantities QuantitiesOf(const Step& step, const HeightMap& map);
 
 // --- Profile ---------------------------------------------------------------------------------------------------------
