@@ -35,10 +35,10 @@ MEASURE_API cv::Mat1b QualityFromPhase(const cv::Mat1f& phase, const cv::Mat1b& 
 // What it costs to unwrap across a pixel: the bend, plus three times the logarithm of the change of the fringe contrast
 // (see FringeContrast), (largest + 0.01) / (least + 0.01), within 3 x 3 pixels. Where the contrast changes another
 // object often begins, even if the phase runs on by accident. An empty contrast tells nothing.
-// The modulation B, in any unit, tells how much of the bend is noise: m / B is expected, with m the median of bend times
-// B over the usable pixels and B the mean of 3 x 3 pixels. Where more than 0.2 radians are expected, the bend is reduced
-// in proportion to that: else a dark surface in noise would rather be joined to bright objects, whose edges the phase
-// somewhere crosses smoothly by accident, than to itself.
+// The modulation B, in any unit, tells how much of the bend is noise: m / B is expected, with m the median of bend
+// times B over the usable pixels and B the mean of 3 x 3 pixels. Where more than 0.2 radians are expected, the bend is
+// reduced in proportion to that: else a dark surface in noise would rather be joined to bright objects, whose edges the
+// phase somewhere crosses smoothly by accident, than to itself.
 MEASURE_API cv::Mat1f UnwrapCost(const cv::Mat1f& phase, const cv::Mat1b& usable, const cv::Mat1f& contrast = {},
                                  const cv::Mat1f& modulation = {});
 

@@ -203,7 +203,8 @@ TEST_F(Program, UnwrapsTheFolderOfPhaseAndTellsJumps) {
     EXPECT_EQ(outcome.exitCode, 0);
     EXPECT_NE(outcome.err.find("jumps of more than half a period"), std::string::npos) << outcome.err;
     const std::string summary = ReadText("o/summary.json");
-    for (const char* part : {"\"contrast\": \"contrast.png\"", "\"modulation\": \"modulation.png\"", "\"mask\": \"mask.png\"", "\"jumps\": 1"})
+    for (const char* part : {"\"contrast\": \"contrast.png\"", "\"modulation\": \"modulation.png\"",
+                             "\"mask\": \"mask.png\"", "\"jumps\": 1"})
         EXPECT_NE(summary.find(part), std::string::npos) << part << summary;
     const cv::Mat result = Read("o/unwrapped.tiff");
     for (const int y : {10, 90})
