@@ -331,10 +331,20 @@ HWY_INLINE R Reduce(R v, R period) {
 
 // Differences of words times weights of 15 bits, as most CPUs have in one instruction.
 HWY_ATTR void CyclicPairs(u16* dst, const u16* a, const u16* b, std::int16_t weight, std::size_t count) {
-    VORIP_INDEPENDENT_LOOP
-    for (std::size_t i = 0; i < count; ++i) {
-        const auto d = static_cast<std::int16_t>(static_cast<u16>(b[i] - a[i]));
-        dst[i] = static_cast<u16>(a[i] + static_cast<u16>(((static_cast<i32>(d) * weight >> 14) + 1) >> 1));
+    std::size_t i = 0;
+#if VORIP_VECTORS
+    const hn::ScalableTag<std::int16_t> d;
+    const hn::RebindToUnsigned<decltype(d)> du;
+    const auto factor = hn::Set(d, weight);
+    for (; i + hn::Lanes(d) <= count; i += hn::Lanes(d)) {
+        const auto first = hn::BitCast(d, hn::LoadU(du, a + i)),
+                   way = hn::Sub(hn::BitCast(d, hn::LoadU(du, b + i)), first);
+        hn::StoreU(hn::BitCast(du, hn::Add(first, hn::MulFixedPoint15(way, factor))), du, dst + i);
+    }
+#endif
+    for (; i < count; ++i) {
+        const auto way = static_cast<std::int16_t>(static_cast<u16>(b[i] - a[i]));
+        dst[i] = static_cast<u16>(a[i] + static_cast<u16>(((static_cast<i32>(way) * weight >> 14) + 1) >> 1));
     }
 }
 
