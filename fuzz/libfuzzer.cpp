@@ -27,6 +27,8 @@ void* operator new(std::size_t size) {
     if (void* const memory = std::malloc(size > 0 ? size : 1)) return memory;
     throw std::bad_alloc();
 }
+// AddressSanitizer has one of its own, which would not go with these.
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept { return std::malloc(size > 0 ? size : 1); }
 void operator delete(void* memory) noexcept { std::free(memory); }
 void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
 
