@@ -35,6 +35,8 @@ void Weighted(I i, C c) {
     KrFilter().Execute(kernel, 7, i[0], i[1], nullptr, eIgnoreMask);
 }
 
+// Where NaN is among float samples, ranks are anything, and not the same on other CPU targets.
+constexpr char kRanked[] = "11 44 77", kRankedMasked[] = "111 414 717";
 constexpr char kAll[] = "11 44 77 88 aa", kAllMasked[] = "111 414 717 818 a1a";
 const std::vector<std::vector<double>> kWindows = {{3, 3, 0}, {1, 1, 1},  {5, 1, 0},  {1, 9, 1},
                                                    {2, 4, 0}, {33, 7, 1}, {200, 3, 0}};
@@ -43,14 +45,14 @@ const std::vector<std::vector<double>> kLines = {{1, 0}, {0, 1}, {-1, 2}, {5, -3
 const std::vector<OpCase> kOthers = {
     {nullptr, 0, kAll, Sized<KrFilterGauss>, nullptr, kWindows},
     {nullptr, 0, kAll, Sized<KrFilterMeanSepXY>, nullptr, kWindows},
-    {nullptr, 0, kAll, Sized<KrFilterMedian>, nullptr, kWindows},
-    {nullptr, 0, kAll, Sized<KrFilterErosion>, nullptr, kWindows},
-    {nullptr, 0, kAll, Sized<KrFilterDilatation>, nullptr, kWindows},
+    {nullptr, 0, kRanked, Sized<KrFilterMedian>, nullptr, kWindows},
+    {nullptr, 0, kRanked, Sized<KrFilterErosion>, nullptr, kWindows},
+    {nullptr, 0, kRanked, Sized<KrFilterDilatation>, nullptr, kWindows},
     {nullptr, 0, kAll, Sized<KrFilterFastBinaryErosion>, nullptr, kWindows},
     {nullptr, 0, kAllMasked, Masked<KrFilterGauss>, nullptr, kWindows},
     {nullptr, 0, kAllMasked, Masked<KrFilterMeanSepXY>, nullptr, kWindows},
-    {nullptr, 0, kAllMasked, Masked<KrFilterMedian>, nullptr, kWindows},
-    {nullptr, 0, kAllMasked, Masked<KrFilterErosion>, nullptr, kWindows},
+    {nullptr, 0, kRankedMasked, Masked<KrFilterMedian>, nullptr, kWindows},
+    {nullptr, 0, kRankedMasked, Masked<KrFilterErosion>, nullptr, kWindows},
     {nullptr,
      0,
      kAll,

@@ -47,7 +47,8 @@ void DescriptionNode::Refuse(const std::string& text) const {
 
 void DescriptionNode::AllowKeys(std::initializer_list<const char*> keys) const {
     if (!mValue->is_object()) Refuse("must be an object { ... }");
-    for (const auto& [key, value] : mValue->items()) {
+    for (const auto& item : mValue->items()) {
+        const std::string& key = item.key();
         const bool known = std::any_of(keys.begin(), keys.end(), [&](const char* k) { return key == k; });
         if (known) continue;
         std::string list;

@@ -660,8 +660,10 @@ void TryDrawn(const OpCase& op, const Drawing& draw) {
         for (const Place& p : trial.places)
             text << ' ' << std::hex << static_cast<int>(p.type) << std::dec << ':' << p.cx << 'x' << p.cy << " form "
                  << static_cast<int>(p.form) << " memory " << p.memory << '+' << p.offset << '/' << p.stride;
-        ADD_FAILURE() << (op.format ? KrString(op.format).ToUtf8() : "typed operation") << text.str() << ": "
-                      << failure;
+        text << ", constants";
+        for (const double v : c) text << ' ' << v;
+        ADD_FAILURE() << (op.format ? KrString(op.format).ToUtf8() : "typed operation") << ", number "
+                      << &op - Listed::All().data() << " of the list," << text.str() << ": " << failure;
     });
 }
 

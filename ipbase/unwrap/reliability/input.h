@@ -9,17 +9,28 @@ namespace KrN {
 // The caller's request to stop; another thread may raise it at any time.
 class AbortFlag {
 public:
-    explicit AbortFlag(const int* flag) : mFlag(flag) {}
-    bool IsRaised() const {
+    explicit AbortFlag(int* flag) : mFlag(flag) {}
+    bool IsRaised() const { return Value() != 0; }
+    // 0 without a flag.
+    int Value() const {
+        if (!mFlag) return 0;
 #ifdef __GNUC__
-        return mFlag && __atomic_load_n(mFlag, __ATOMIC_RELAXED) != 0;
+        return __atomic_load_n(mFlag, __ATOMIC_RELAXED);
 #else
-        return mFlag && *static_cast<const volatile int*>(mFlag) != 0;
+        return *static_cast<const volatile int*>(mFlag);
+#endif
+    }
+    void Clear() const {
+        if (!mFlag) return;
+#ifdef __GNUC__
+        __atomic_store_n(mFlag, 0, __ATOMIC_RELAXED);
+#else
+        *static_cast<volatile int*>(mFlag) = 0;
 #endif
     }
 
 private:
-    const int* mFlag;
+    int* mFlag;
 };
 
 // What the reliability unwrapper works on: wrapped radians in somebody's image, and a mask of its own.

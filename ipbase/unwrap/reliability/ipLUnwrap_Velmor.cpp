@@ -109,7 +109,7 @@ KrLUnWrap_Velmor::~KrLUnWrap_Velmor() = default;
 void KrLUnWrap_Velmor::Execute(KrAOI8* phase, KrAOI8* mask, std::uint32_t minGroupSize, int* abortFlag) {
     Require(phase != nullptr, 120, kMissing);
     mAbortFlag = abortFlag;
-    if (mAbortFlag) *mAbortFlag = 0;
+    AbortFlag(mAbortFlag).Clear();
 
     mUnwrapped.Resize(*phase, 1);
     mMask.Resize(mask ? *mask : *phase, 1);
@@ -174,10 +174,7 @@ void KrLUnWrap_Velmor::gatherPIXELs(EDGE* edges, int width, int, int& edgeCount)
     if (mPixels) GatherGroups(edges, edgeCount, mPixels, width, AbortFlag(mAbortFlag));
 }
 
-int KrLUnWrap_Velmor::ShouldBeAborted() const {
-    const volatile int* const flag = mAbortFlag;
-    return flag ? *flag : 0;
-}
+int KrLUnWrap_Velmor::ShouldBeAborted() const { return AbortFlag(mAbortFlag).Value(); }
 
 void KrLUnWrap_Velmor::CheckResult(const KrAOI* result, const KrAOI* resultMask, std::uint32_t line) const {
     Require(result && resultMask, line, kMissing);
