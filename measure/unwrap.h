@@ -48,8 +48,8 @@ MEASURE_API cv::Mat1f UnwrapCost(const cv::Mat1f& phase, const cv::Mat1b& usable
 // Opt. 41, 7437 (2002), with another cost). Sums of 0.25 and less count as equal. If jumps remain, the phase is cut at
 // them, at pixels of several times the median cost and at bridges narrower than five pixels, and the pieces are joined
 // again, those first whose whole border asks for the same shift at little cost: a few accidental pixels then no longer
-// decide. Components of
-// fewer than minPixels pixels become invalid. Costs that are negative or not finite count as 0 and as the largest cost.
+// decide. Components of fewer than minPixels pixels become invalid. Costs that are negative or not finite count as 0
+// and as the largest cost.
 MEASURE_API Unwrapped UnwrapByCost(const cv::Mat1f& phase, const cv::Mat1b& usable, const cv::Mat1f& cost,
                                    int minPixels = 100, const Progress& progress = {});
 
