@@ -358,7 +358,7 @@ std::string Zip(const std::string& content, bool deflate, int entries = 1) {
     }
     const auto n = [](std::size_t v, int bytes) {
         std::string text;
-        for (int i = 0; i < bytes; ++i) text += static_cast<char>(v >> (8 * i));
+        for (int i = 0; i < bytes; ++i, v >>= 8) text += static_cast<char>(v);
         return text;
     };
     const std::string name = "phase.npy", extra(20, '\1');
