@@ -10,20 +10,14 @@
 
 #include "measure/error.h"
 #include "measure/simulate.h"
+#include "tests/support/truecalibration.h"
 
 namespace {
 
 using measure::Calibration;
 
 Calibration Example() {
-    const measure::simulate::Rig rig = measure::simulate::StandardRig();
-    Calibration c;
-    c.cameraSize = rig.cameraSize;
-    c.projectorSize = rig.projectorSize;
-    c.camera = rig.camera;
-    c.projector = rig.projector;
-    c.rotation = rig.toProjector.rotation;
-    c.translation = rig.toProjector.translation;
+    Calibration c = test::CalibrationOf(measure::simulate::StandardRig());
     c.cameraDeviation = {0.5, 0.6, 0.7, 0.8, 1e-3, 2e-3, 3e-4, 4e-4, 0};
     c.rotationDeviation = {1e-4, 2e-4, 3e-4};
     c.translationDeviation = {0.1, 0.2, 0.3};

@@ -9,6 +9,7 @@
 
 #include "measure/error.h"
 #include "measure/simulatescan.h"
+#include "tests/support/truecalibration.h"
 
 namespace {
 
@@ -18,16 +19,7 @@ using simulate::Capture;
 
 constexpr double kPeriod = 20;
 
-Calibration CalibrationOf(const simulate::Rig& rig) {
-    Calibration c;
-    c.cameraSize = rig.cameraSize;
-    c.projectorSize = rig.projectorSize;
-    c.camera = rig.camera;
-    c.projector = rig.projector;
-    c.rotation = rig.toProjector.rotation;
-    c.translation = rig.toProjector.translation;
-    return c;
-}
+using test::CalibrationOf;
 
 // A scene with its truth.
 struct Simulated {

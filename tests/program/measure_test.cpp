@@ -4,10 +4,10 @@
 #include <cmath>
 #include <nlohmann/json.hpp>
 
-#include "measure/calibration.h"
 #include "measure/heightmap.h"
 #include "measure/simulatescan.h"
 #include "tests/support/program.h"
+#include "tests/support/truecalibration.h"
 
 using namespace test;
 
@@ -27,15 +27,7 @@ protected:
         simulate::Capture capture;
         capture.noise = 0.5;
         simulate::WriteScan(File("scan"), scene, scan, capture);
-        const simulate::Rig& rig = scene.GetScene().rig;
-        measure::Calibration c;
-        c.cameraSize = rig.cameraSize;
-        c.projectorSize = rig.projectorSize;
-        c.camera = rig.camera;
-        c.projector = rig.projector;
-        c.rotation = rig.toProjector.rotation;
-        c.translation = rig.toProjector.translation;
-        measure::WriteCalibration(File("calibration.yml").string(), c);
+        measure::WriteCalibration(File("calibration.yml").string(), CalibrationOf(scene.GetScene().rig));
         return scene;
     }
     nlohmann::json Summary(const std::string& folder) const {

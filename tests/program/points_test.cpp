@@ -5,10 +5,10 @@
 #include <filesystem>
 #include <nlohmann/json.hpp>
 
-#include "measure/calibration.h"
 #include "measure/io.h"
 #include "measure/simulatescan.h"
 #include "tests/support/program.h"
+#include "tests/support/truecalibration.h"
 
 using namespace test;
 
@@ -25,17 +25,7 @@ protected:
             simulate::MakeScene("two-objects", simulate::StandardRig({240, 180})), 2);
         return simulation;
     }
-    static measure::Calibration True() {
-        const simulate::Rig& rig = Simulated().GetScene().rig;
-        measure::Calibration c;
-        c.cameraSize = rig.cameraSize;
-        c.projectorSize = rig.projectorSize;
-        c.camera = rig.camera;
-        c.projector = rig.projector;
-        c.rotation = rig.toProjector.rotation;
-        c.translation = rig.toProjector.translation;
-        return c;
-    }
+    static measure::Calibration True() { return CalibrationOf(Simulated().GetScene().rig); }
     // Writes the scan, its decoded result into the folder r, and calibration.yml.
     void Scan(int direction = 1, bool rows = true) const {
         measure::Scan scan;
