@@ -3,9 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <complex>
-#include <cstdint>
 #include <numeric>
-#include <sstream>
 
 #include "measure/absolute/checknotes.h"
 #include "measure/absolute/coding.h"
@@ -13,6 +11,8 @@
 #include "measure/absolute/wrapping.h"
 #include "measure/error.h"
 #include "measure/frames.h"
+#include "measure/fringe/framepixels.h"
+#include "measure/io.h"
 
 namespace measure {
 namespace {
@@ -21,11 +21,9 @@ namespace {
 // ----------------------------------------------------------------------------------------------------------
 
 std::string Describe(const cv::Mat& picture) {
-    const char* const bits = picture.depth() == CV_8U ? "8-bit" : picture.depth() == CV_16U ? "16-bit" : "float";
-    std::ostringstream text;
-    text << picture.cols << " x " << picture.rows << " pixels, " << bits;
-    if (picture.channels() != 1) text << ", " << picture.channels() << " channels";
-    return text.str();
+    std::string text = cv::format("%d x %d pixels, %s", picture.cols, picture.rows, PixelTypeName(picture).c_str());
+    if (picture.channels() != 1) text += cv::format(", %d channels", picture.channels());
+    return text;
 }
 
 class PictureComparison {
@@ -51,14 +49,6 @@ private:
 // --- The order of frames
 // -----------------------------------------------------------------------------------------------
 
-double GreyAt(const cv::Mat& frame, cv::Point at) {
-    switch (frame.depth()) {
-        case CV_8U: return frame.at<std::uint8_t>(at);
-        case CV_16U: return frame.at<std::uint16_t>(at);
-        default: return static_cast<double>(frame.at<float>(at));
-    }
-}
-
 // The mean square that remains when frames in some order are fitted by A + B cos(phase + shift).
 class FitOfOrders {
 public:
@@ -73,9 +63,11 @@ public:
         }
         mRest = cv::Mat1d::eye(n, n) - design * design.inv(cv::DECOMP_SVD);
         cv::Mat1d values(static_cast<int>(pixels.size()), n);
-        for (int k = 0; k < n; ++k)
-            for (int i = 0; i < values.rows; ++i)
-                values(i, k) = GreyAt(frames[static_cast<std::size_t>(k)], pixels[static_cast<std::size_t>(i)]);
+        for (int i = 0; i < values.rows; ++i) {
+            const cv::Point at = pixels[static_cast<std::size_t>(i)];
+            for (int k = 0; k < n; ++k)
+                values(i, k) = static_cast<double>(LevelAt(frames[static_cast<std::size_t>(k)], at.y, at.x));
+        }
         mProducts = values.t() * values / static_cast<double>(std::max<std::size_t>(pixels.size(), 1));
     }
 

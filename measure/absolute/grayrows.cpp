@@ -3,10 +3,12 @@
 #include <algorithm>
 #include <cstdint>
 #include <limits>
+#include <type_traits>
 #include <vector>
 
 #include "measure/absolute.h"
 #include "measure/error.h"
+#include "measure/fringe/framepixels.h"
 
 namespace measure {
 namespace {
@@ -97,21 +99,17 @@ GrayDecoding DecodeGray(const std::vector<cv::Mat>& frames, const std::vector<cv
     RequireCode(frames, modulation);
     if (inverse.size() != frames.size()) throw InputError("every picture of a Gray code needs its inverse");
     RequireAlike(inverse, modulation.size(), frames.front().type());
-    switch (frames.front().depth()) {
-        case CV_8U: return DecodePairs<std::uint8_t, std::int16_t>(frames, inverse, modulation);
-        case CV_16U: return DecodePairs<std::uint16_t, float>(frames, inverse, modulation);
-        default: return DecodePairs<float, float>(frames, inverse, modulation);
-    }
+    return WithPixelOf(frames.front(), [&](auto pixel) {
+        using Distance = std::conditional_t<sizeof(pixel) == 1, std::int16_t, float>;
+        return DecodePairs<decltype(pixel), Distance>(frames, inverse, modulation);
+    });
 }
 
 GrayDecoding DecodeGray(const std::vector<cv::Mat>& frames, const cv::Mat1f& threshold, const cv::Mat1f& modulation) {
     RequireCode(frames, modulation);
     if (threshold.size() != modulation.size()) throw InputError("the thresholds must have the size of the phase");
-    switch (frames.front().depth()) {
-        case CV_8U: return DecodeSingles<std::uint8_t>(frames, threshold, modulation);
-        case CV_16U: return DecodeSingles<std::uint16_t>(frames, threshold, modulation);
-        default: return DecodeSingles<float>(frames, threshold, modulation);
-    }
+    return WithPixelOf(frames.front(),
+                       [&](auto pixel) { return DecodeSingles<decltype(pixel)>(frames, threshold, modulation); });
 }
 
 }  // namespace measure

@@ -4,7 +4,7 @@
 #include <cmath>
 #include <utility>
 
-#include "measure/fringe/level.h"
+#include "measure/fringe/framepixels.h"
 
 namespace measure {
 namespace {

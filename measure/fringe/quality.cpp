@@ -3,7 +3,7 @@
 
 #include "measure/fringe/exchange.h"
 #include "measure/fringe/figures.h"
-#include "measure/fringe/level.h"
+#include "measure/fringe/framepixels.h"
 #include "measure/fringequality.h"
 
 namespace measure {

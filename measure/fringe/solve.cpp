@@ -1,9 +1,9 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <cstdint>
 
 #include "measure/fringe.h"
+#include "measure/fringe/framepixels.h"
 #include "measure/fringe/phaserows.h"
 #include "measure/fringe/rowbands.h"
 
@@ -60,15 +60,6 @@ double FullScale(const FringeLimits& limits, int depth) {
     return depth == CV_8U ? 255.0 : 65535.0;
 }
 
-template <class Function>
-void WithPixels(const cv::Mat& frame, int y, const Function& function) {
-    switch (frame.depth()) {
-        case CV_8U: return function(frame.ptr<std::uint8_t>(y));
-        case CV_16U: return function(frame.ptr<std::uint16_t>(y));
-        default: return function(frame.ptr<float>(y));
-    }
-}
-
 // Solves a band of rows from top to bottom. Of the sums it keeps one row, of the sums of three neighbours three.
 class Solver {
 public:
@@ -110,8 +101,9 @@ private:
 
     void Sum(int y) {
         for (std::size_t k = 0; k < mWeights.size(); ++k) {
-            WithPixels(mSet.frames[k], y,
-                       [&](const auto* pixels) { rows::AddFrame(pixels, mWeights[k], k == 0, RowSums(), mWidth); });
+            WithPixelOf(mSet.frames[k], [&](auto pixel) {
+                rows::AddFrame(mSet.frames[k].ptr<decltype(pixel)>(y), mWeights[k], k == 0, RowSums(), mWidth);
+            });
         }
     }
 
@@ -126,8 +118,9 @@ private:
         for (std::size_t k = 0; k < mWeights.size(); ++k) {
             const auto cosine = static_cast<float>(std::cos(mSet.shifts[k]));
             const auto sine = static_cast<float>(std::sin(mSet.shifts[k]));
-            WithPixels(mSet.frames[k], y,
-                       [&](const auto* pixels) { rows::AddSquares(pixels, cosine, sine, sums, squares, mWidth); });
+            WithPixelOf(mSet.frames[k], [&](auto pixel) {
+                rows::AddSquares(mSet.frames[k].ptr<decltype(pixel)>(y), cosine, sine, sums, squares, mWidth);
+            });
         }
         rows::RootOf(squares, 1.0F / static_cast<float>(mWeights.size()), mWidth);
     }

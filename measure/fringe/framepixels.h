@@ -1,0 +1,23 @@
+#pragma once
+
+#include <cstdint>
+#include <opencv2/core.hpp>
+
+namespace measure {
+
+// Calls function(Pixel()) for the type of the pixels of a frame: 8 bits, 16 bits or float, the types that frames have.
+template <class Function>
+auto WithPixelOf(const cv::Mat& frame, const Function& function) {
+    switch (frame.depth()) {
+        case CV_8U: return function(std::uint8_t());
+        case CV_16U: return function(std::uint16_t());
+        default: return function(float());
+    }
+}
+
+// A grey level of a frame.
+inline float LevelAt(const cv::Mat& frame, int y, int x) {
+    return WithPixelOf(frame, [&](auto pixel) { return static_cast<float>(frame.at<decltype(pixel)>(y, x)); });
+}
+
+}  // namespace measure
