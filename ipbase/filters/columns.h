@@ -59,7 +59,7 @@ public:
     ColumnFilter(const LineWindow& window, Extent size, Rows& rows, Writer& writer)
         : mWindow(CutToLine(window, size.height)), mSize(size), mRows(rows), mWriter(writer) {}
     void Run() {
-        InBestWay<T>(mWindow, [this](auto way) { Filter(way); });
+        InBestWay<T>(mWindow, [this](auto way) { this->Filter(way); });
     }
 
 private:

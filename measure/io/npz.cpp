@@ -12,7 +12,7 @@ namespace measure {
 namespace {
 
 constexpr std::uint32_t kLocalHeader = 0x04034b50, kDirectoryEntry = 0x02014b50, kEndOfDirectory = 0x06054b50;
-constexpr std::size_t kLocalBytes = 30, kEntryBytes = 46, kEndBytes = 22, kMostComment = 65535;
+constexpr std::size_t kLocalBytes = 30, kEndBytes = 22, kMostComment = 65535;
 constexpr std::uint64_t kBestDeflate = 1032;  // no deflated byte stands for more
 constexpr unsigned kStored = 0, kDeflated = 8;
 constexpr std::uint32_t kSizeElsewhere = 0xffffffff;  // in the extra field of archives beyond 4 GB
