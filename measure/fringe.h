@@ -35,7 +35,7 @@ struct FringePhase {
     cv::Mat1b saturated;   // 255 where a frame reaches the limit of saturation, else 0
     cv::Mat1b usable;      // 255 where the phase can be worked with, else 0: see SolveFringes
     std::vector<double> shifts;
-    double fullScale = 0;  // grey levels
+    FringeLimits limits;  // that were applied, with the grey level of full scale in any case
 };
 
 // Fits A, B and the phase by least squares and finds the usable pixels: not saturated, mean and modulation within the
@@ -72,8 +72,14 @@ struct Ripple {
 // Sets with the same shifts have the same ripple: what one set tells may correct another one.
 MEASURE_API Ripple EstimateRipple(const FringePhase& phase, const Progress& progress = {});
 
-// Adds the correction to phase.phase, everywhere, and wraps it again. Does nothing when the ripple is not worth
-// correcting. The ripple of another set must come from the same shifts: throws InputError otherwise.
+// Adds the correction to phase.phase, everywhere, and wraps it again. What shifts the phase also lets the modulation
+// swing with it, for three steps at gamma 2.2 by nearly a third: of N equal steps, harmonic N - 1 of the fringes is by
+// far the strongest that is mistaken for the first one, B e^(i truth) appears as B e^(i truth) (1 + u e^(-i N truth)),
+// and u = sines[0] - i cosines[0] is known from the phase. phase.modulation is freed of that, too, and phase.usable
+// found anew with it, by the same limits, so that surfaces near the limit of modulation have no holes at some phases.
+// With other than equal steps the modulation and the usable pixels stay, the ripple does not tell them. Does nothing
+// when the ripple is not worth correcting. The ripple of another set must come from the same shifts: throws InputError
+// otherwise.
 MEASURE_API void CorrectRipple(FringePhase& phase, const Ripple& ripple, const Progress& progress = {});
 
 // The fringe contrast c = min(1, B / (A + 1)), A and B as means over 3 x 3 pixels, NaN where A or B is.

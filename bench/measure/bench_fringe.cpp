@@ -42,6 +42,7 @@ struct Step {
     const char* name;
     std::function<void()> run;
     double aim;  // the largest ratio, 0: none
+    std::function<void()> prepare = [] {};  // before each run, not measured
     std::vector<double> seconds = {};
 };
 
@@ -55,13 +56,22 @@ void RunAll(double noise) {
     const FringePhase solved = SolveFringes(three);
     const Ripple ripple = EstimateRipple(solved);
     FringePhase corrected = solved;
-    corrected.phase = solved.phase.clone();
+    const auto reset = [&](FringePhase& phase) {
+        solved.phase.copyTo(phase.phase);
+        solved.modulation.copyTo(phase.modulation);
+        solved.usable.copyTo(phase.usable);
+    };
+    for (cv::Mat1f* image : {&corrected.phase, &corrected.modulation}) *image = cv::Mat1f();
+    corrected.usable = cv::Mat1b();
+    reset(corrected);
     CorrectRipple(corrected, ripple);
     const cv::Mat1f contrast = FringeContrast(solved);
     const cv::Mat1f cost = UnwrapCost(corrected.phase, solved.usable, contrast, solved.modulation);
     const cv::Mat1b quality = QualityFromPhase(corrected.phase, solved.usable);
-    FringePhase scratch = solved;
-    scratch.phase = solved.phase.clone();
+    FringePhase scratch = corrected;
+    scratch.phase = corrected.phase.clone();
+    scratch.modulation = corrected.modulation.clone();
+    scratch.usable = corrected.usable.clone();
     std::vector<Step> steps{
         {"phase of 3 frames", [&] { SolveFringes(three); }, 1},
         {"phase of 8 frames, with residual", [&] { SolveFringes(eight); }, 0},
@@ -71,7 +81,7 @@ void RunAll(double noise) {
              CorrectRipple(scratch, ripple);
              if (!found.known) std::abort();
          },
-         0.5},
+         0.5, [&] { reset(scratch); }},
         {"contrast", [&] { FringeContrast(solved); }, 0},
         {"unwrapping cost", [&] { UnwrapCost(corrected.phase, solved.usable, contrast, solved.modulation); }, 0},
         {"unwrapping by cost", [&] { UnwrapByCost(corrected.phase, solved.usable, cost); }, 0},
@@ -79,6 +89,7 @@ void RunAll(double noise) {
     };
     for (int round = 0; round < 9; ++round) {
         for (Step& step : steps) {
+            step.prepare();
             const std::clock_t start = std::clock();
             step.run();
             step.seconds.push_back(static_cast<double>(std::clock() - start) / CLOCKS_PER_SEC);

@@ -118,7 +118,7 @@ void CheckFrameOrder(DecodeState& state, std::size_t set) {
         }
     if (!described.frames.empty()) consider(NaturalOrder(described.frames), "the frames in the order of their numbers");
     // What is left without noise and harmonics is rounding; nothing is to be learned from it.
-    const double ratio = rms > 0.5 * state.result.noise + 1e-3 * state.fringes[set].fullScale ? best / rms : 1.0;
+    const double ratio = rms > 0.5 * state.result.noise + 1e-3 * state.fringes[set].limits.fullScale ? best / rms : 1.0;
     Note(state.result, {name + ": fit of the frames in another order", ratio, 0.9, ratio > 0.9},
          name + " fits better with " + advice + " (rms " + Text(best) + " instead of " + Text(rms) + " grey levels)");
 }

@@ -53,7 +53,7 @@ double EstimateNoise(const DecodeState& state) {
     const float median = std::min(Quantile(across, 0.5), Quantile(down, 0.5));
     const auto frames = static_cast<double>(fine.shifts.size());
     const double noise = static_cast<double>(median) / 0.6745 / std::sqrt(6.0) / std::sqrt(2.0 / frames);
-    return std::max(noise, 1e-4 * fine.fullScale);
+    return std::max(noise, 1e-4 * fine.limits.fullScale);
 }
 
 void FindBest(DecodeState& state) {

@@ -50,6 +50,12 @@ void SortSets(DecodeState& state) {
                          "Gray code, or unwrap the phase spatially");
 }
 
+void FindUsable(DecodeState& state) {
+    state.usable = state.fringes[0].usable.clone();
+    for (const FringePhase& fringes : state.fringes) state.usable &= fringes.usable;
+    state.result.usable = cv::countNonZero(state.usable);
+}
+
 // Sets of few periods cannot tell their ripple; they take that of the finest set with the same shifts.
 void CorrectRipples(DecodeState& state, const Progress& progress) {
     const std::vector<SineSet>& sines = state.axis.sines;
@@ -71,6 +77,7 @@ void CorrectRipples(DecodeState& state, const Progress& progress) {
                 }
         if (state.options.correctRipple) CorrectRipple(state.fringes[i], ripples[i], progress);
     }
+    FindUsable(state);
 }
 
 void DecodeCode(DecodeState& state, const Progress& progress) {
@@ -126,9 +133,7 @@ void SolveSets(DecodeState& state, const Progress& progress) {
         state.result.saturated.push_back(SaturatedShare(fringes));
         state.result.residuals.push_back(MedianResidual(fringes));
     }
-    state.usable = state.fringes[0].usable.clone();
-    for (const FringePhase& fringes : state.fringes) state.usable &= fringes.usable;
-    state.result.usable = cv::countNonZero(state.usable);
+    FindUsable(state);
 }
 
 void RequireLight(const DecodeState& state) {
@@ -144,7 +149,10 @@ void CheckSets(DecodeState& state, const Progress& progress) {
     progress.Report("checking the coding", 0.4);
     state.result.noise = EstimateNoise(state);
     FindBest(state);
-    if (state.options.correctRipple && !state.axis.gray) CorrectSharedRipple(state);
+    if (state.options.correctRipple && !state.axis.gray) {
+        CorrectSharedRipple(state);
+        FindUsable(state);
+    }
     if (state.axis.direction < 0)
         for (FringePhase& fringes : state.fringes) cv::subtract(0.0, fringes.phase, fringes.phase);
     CheckFrameOrder(state);

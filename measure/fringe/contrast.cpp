@@ -9,10 +9,10 @@ namespace measure {
 cv::Mat1f FringeContrast(const FringePhase& phase) {
     cv::Mat1f contrast(phase.mean.size());
     ForRowBands(contrast.size(), {}, "", [&](const cv::Range& range) {
-        NeighbourSums means(phase.mean), modulations(phase.modulation);
+        NeighbourSums means(contrast.size()), modulations(contrast.size());
         const auto load = [&](int y) {
-            means.Load(y);
-            modulations.Load(y);
+            means.Load(y, phase.mean[y]);
+            modulations.Load(y, phase.modulation[y]);
         };
         load(std::max(range.start - 1, 0));
         load(range.start);

@@ -107,11 +107,12 @@ void ReduceNoise(const cv::Mat1f& modulation, const cv::Mat1b& usable, cv::Mat1f
     if (!(noise > 0)) return;
     const auto scale = static_cast<float>(kCalm / noise / 9);
     ForRowBands(bend.size(), {}, "", [&](const cv::Range& range) {
-        NeighbourSums sums(modulation);
-        sums.Load(std::max(range.start - 1, 0));
-        sums.Load(range.start);
+        NeighbourSums sums(bend.size());
+        const auto load = [&](int y) { sums.Load(y, modulation[y]); };
+        load(std::max(range.start - 1, 0));
+        load(range.start);
         for (int y = range.start; y < range.end; ++y) {
-            if (y + 1 < bend.rows) sums.Load(y + 1);
+            if (y + 1 < bend.rows) load(y + 1);
             const rows::ThreeRows around = sums.Around(y);
             rows::ReduceBend(around.above, around.own, around.below, scale, bend[y],
                              static_cast<std::size_t>(bend.cols));

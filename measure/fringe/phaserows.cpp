@@ -3,8 +3,6 @@
 #include <algorithm>
 #include <cmath>
 
-#include "measure/base/wide.h"
-
 // This file is compiled so that comparisons need not raise floating-point exceptions: only then loops that choose
 // between values become vectors.
 namespace measure::rows {
@@ -146,55 +144,6 @@ void Contrast(const ThreeRows& mean, const ThreeRows& modulation, float* __restr
         const float c = (b0[x] + b1[x] + b2[x]) / (a0[x] + a1[x] + a2[x] + 9.0F);
         contrast[x] = c > 1.0F ? 1.0F : c;
     }
-}
-
-namespace {
-
-// sin(2 pi u) for u from -1/4 to 1/4: an odd polynomial whose largest error, 6e-7, is the least of its degree.
-inline float QuarterSine(float u) {
-    const float v = u * u;
-    float p = -70.99343322844288F;
-    p = p * v + 81.34076888289724F;
-    p = p * v - 41.33714237095139F;
-    p = p * v + 6.283164044301314F;
-    return p * u;
-}
-
-// The sum at the angle 2 pi turns, by Clenshaw's recurrence; Count is known for the sake of the compiler.
-template <int Count>
-inline float SumAt(const Harmonics& h, float turns) {
-    constexpr float kRound = 12582912.0F;  // 1.5 * 2^23: adding and subtracting it rounds to whole numbers
-    const float half = 0.5F * (turns - ((turns + kRound) - kRound));
-    const float sineOfHalf = QuarterSine(half), cosineOfHalf = QuarterSine(0.25F - std::abs(half));
-    const float twiceSine = 4 * sineOfHalf * cosineOfHalf;
-    const float twiceCosine = 2 - 4 * sineOfHalf * sineOfHalf;
-    float s1 = h.sines[Count - 1], c1 = h.cosines[Count - 1], s2 = 0, c2 = 0;
-    for (std::size_t m = Count - 1; m-- > 0;) {
-        const float s = h.sines[m] + twiceCosine * s1 - s2;
-        const float c = h.cosines[m] + twiceCosine * c1 - c2;
-        s2 = s1;
-        s1 = s;
-        c2 = c1;
-        c1 = c;
-    }
-    return 0.5F * (s1 * twiceSine + c1 * twiceCosine) - c2;
-}
-
-template <int Count>
-void AddHarmonicsOf(const Harmonics& given, int multiple, float* __restrict phase, std::size_t count) {
-    const Harmonics h = given;
-    const float turnsPerRadian = static_cast<float>(multiple) / (2 * kPi);
-    for (std::size_t x = 0; x < count; ++x) {
-        const float sum = phase[x] + SumAt<Count>(h, phase[x] * turnsPerRadian);
-        phase[x] = sum - (sum > kPi ? 2 * kPi : 0.0F) + (sum < -kPi ? 2 * kPi : 0.0F);
-    }
-}
-
-}  // namespace
-
-MEASURE_WIDE void AddHarmonics(const Harmonics& harmonics, int multiple, float* phase, std::size_t count) {
-    if (harmonics.count <= 2) return AddHarmonicsOf<2>(harmonics, multiple, phase, count);
-    AddHarmonicsOf<Harmonics::kLargest>(harmonics, multiple, phase, count);
 }
 
 }  // namespace measure::rows

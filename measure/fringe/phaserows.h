@@ -1,8 +1,9 @@
 #pragma once
 
-#include <array>
 #include <cstddef>
 #include <cstdint>
+
+#include "measure/fringe.h"
 
 namespace measure::rows {
 
@@ -43,7 +44,11 @@ void SumThree(const float* values, float* sums, std::size_t count);
 // 255 where peak >= level, else 0.
 void MarkSaturated(const float* peak, float level, std::uint8_t* saturated, std::size_t count);
 
+// Of mean and modulation, grey levels.
 struct Limits {
+    explicit Limits(const FringeLimits& limits)
+        : mean(static_cast<float>(limits.minMean * limits.fullScale)),
+          modulation(static_cast<float>(limits.minModulation * limits.fullScale)) {}
     float mean, modulation;
 };
 // Three rows of sums of three pixels each.
@@ -58,16 +63,5 @@ void MarkUsable(const float* mean, const float* modulation, const std::uint8_t* 
 
 // contrast = min(1, B / (A + 1)) of the means of nine pixels.
 void Contrast(const ThreeRows& mean, const ThreeRows& modulation, float* contrast, std::size_t count);
-
-// A sum of sines and cosines of multiples of an angle: sum over m of sines[m - 1] sin(m angle) + ....
-struct Harmonics {
-    static constexpr int kLargest = 8;
-    std::array<float, kLargest> sines{}, cosines{};
-    int count = 0;
-};
-
-// Adds to every phase the sum for the angle `multiple` phase, within 1e-5 of its amplitude, and wraps what was within
-// [-pi, pi]; NaN stays NaN.
-void AddHarmonics(const Harmonics& harmonics, int multiple, float* phase, std::size_t count);
 
 }  // namespace measure::rows

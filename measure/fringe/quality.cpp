@@ -39,7 +39,7 @@ double NoiseOf(const cv::Mat& frame, const cv::Mat1b& usable) {
 // The level that one pixel of twenty exceeds in the brightest frame, as a share of full scale.
 double PeakOf(const FringePhase& phase) {
     auto values = Sample(phase.mean.size(), [&](int y, int x) { return phase.mean(y, x) + phase.modulation(y, x); });
-    return Quantile(values, 0.95) / phase.fullScale;
+    return Quantile(values, 0.95) / phase.limits.fullScale;
 }
 
 void Judge(const FringePhase& phase, const Ripple& ripple, FringeQuality& q) {
@@ -85,9 +85,9 @@ FringeQuality AssessFringes(const FringeSet& set, const FringePhase& phase, cons
     FringeQuality q;
     q.usable = cv::countNonZero(phase.usable) / static_cast<double>(phase.usable.total());
     q.saturated = SaturatedShare(phase);
-    q.mean = MedianOfUsable(phase, [&](int y, int x) { return phase.mean(y, x); }) / phase.fullScale;
+    q.mean = MedianOfUsable(phase, [&](int y, int x) { return phase.mean(y, x); }) / phase.limits.fullScale;
     const double modulation = MedianOfUsable(phase, [&](int y, int x) { return phase.modulation(y, x); });
-    q.modulation = modulation / phase.fullScale;
+    q.modulation = modulation / phase.limits.fullScale;
     q.noise = NoiseOf(set.frames.front(), phase.usable);
     const auto frames = static_cast<double>(set.frames.size());
     if (modulation > 0) q.phaseNoise = q.noise * std::sqrt(2 / frames) / modulation;

@@ -3,53 +3,10 @@
 #include <cmath>
 
 #include "measure/fringe.h"
-#include "measure/fringe/phaserows.h"
-#include "measure/fringe/rowbands.h"
+#include "measure/fringe/harmonics.h"
 
 namespace measure {
 namespace {
-
-// A shift as a share of a period, 0 to 1.
-double ShareOf(double shift) {
-    const double periods = shift / (2 * CV_PI);
-    return periods - std::floor(periods);
-}
-
-bool SameShare(double a, double b) {
-    const double distance = std::abs(a - b);
-    return std::min(distance, 1 - distance) < 1e-3;
-}
-
-// The number of different shifts when these divide a period equally and each occurs as often as the others, as in 0,
-// 120, 240 or -90, 0, 90, 180, 270, 360 + ... degrees; else 0.
-int EqualSteps(const std::vector<double>& shifts) {
-    std::vector<double> different;
-    std::vector<int> counts;
-    for (const double shift : shifts) {
-        const double share = ShareOf(shift);
-        std::size_t i = 0;
-        while (i < different.size() && !SameShare(different[i], share)) ++i;
-        if (i == different.size()) {
-            different.push_back(share);
-            counts.push_back(0);
-        }
-        ++counts[i];
-    }
-    const auto steps = static_cast<int>(different.size());
-    for (const int count : counts) {
-        if (count != counts.front()) return 0;
-    }
-    for (const double share : different) {
-        const double place = (share - different.front()) * steps;
-        if (std::abs(place - std::round(place)) > 1e-3 * steps) return 0;
-    }
-    return steps;
-}
-
-std::vector<int> HarmonicsOf(const std::vector<double>& shifts) {
-    const int steps = EqualSteps(shifts);
-    return steps > 0 ? std::vector<int>{steps, 2 * steps} : std::vector<int>{1, 2, 3, 4, 5, 6, 7, 8};
-}
 
 constexpr auto kPi = static_cast<float>(CV_PI);
 
@@ -106,25 +63,35 @@ constexpr int kBins = 1024;
 constexpr int kPatches = 8;  // across and down
 using Distribution = std::array<std::uint32_t, kBins>;
 
-// The distributions in patches of the image. Some hundred thousand pixels tell them. Their places change from row to
-// row without a rhythm that fringes could have.
+std::size_t BinOf(float phase) {
+    const int bin = static_cast<int>(phase * (kBins / (2 * kPi)) + kBins / 2.0F);
+    return static_cast<std::size_t>(std::clamp(bin, 0, kBins - 1));
+}
+
+// Different for every row, without a rhythm that fringes could have.
+std::uint32_t Scatter(int row) { return static_cast<std::uint32_t>(row) * 2654435769U >> 16; }
+
+// The distributions in patches of the image. Some hundred thousand pixels tell them: of some rows one, and of that one
+// some pixels.
 std::vector<Distribution> DistributePhase(const FringePhase& set, const Progress& progress) {
-    constexpr std::size_t kEnoughPixels = std::size_t{1} << 19;
+    constexpr double kEnoughPixels = 1 << 18;
+    constexpr int kMost = 4;
     const cv::Size size = set.phase.size();
-    const int step = static_cast<int>(std::clamp<std::size_t>(set.phase.total() / kEnoughPixels, 1, 16));
+    const int step = std::clamp(static_cast<int>(std::sqrt(size.area() / kEnoughPixels)), 1, kMost);
+    const auto scatter = [&](int y) { return static_cast<int>(Scatter(y) % static_cast<std::uint32_t>(step)); };
     std::vector<Distribution> patches(kPatches * kPatches);
     progress.Report("estimating the ripple");
     cv::parallel_for_(cv::Range(0, kPatches), [&](const cv::Range& range) {
         for (int y = range.start * size.height / kPatches; y < range.end * size.height / kPatches; ++y) {
+            if (y % step != scatter(y / step)) continue;
             const float* const phase = set.phase[y];
             const std::uint8_t* const usable = set.usable[y];
-            const int row = std::min(kPatches - 1, y * kPatches / size.height);
-            const auto scattered = static_cast<std::uint32_t>(y) * 2654435769U >> 16;
-            for (int x = static_cast<int>(scattered) % step; x < size.width; x += step) {
-                if (!usable[x]) continue;
-                const float place = phase[x] * (kBins / (2 * kPi)) + kBins / 2.0F;
-                const auto bin = static_cast<std::size_t>(std::clamp(place, 0.0F, kBins - 1.0F));
-                ++patches[static_cast<std::size_t>(row * kPatches + x * kPatches / size.width)][bin];
+            const auto first = static_cast<std::size_t>(std::min(kPatches - 1, y * kPatches / size.height) * kPatches);
+            int x = scatter(y);
+            for (int i = 0; i < kPatches; ++i) {
+                Distribution& patch = patches[first + static_cast<std::size_t>(i)];
+                for (const int end = (i + 1) * size.width / kPatches; x < end; x += step)
+                    if (usable[x]) ++patch[BinOf(phase[x])];
             }
         }
     });
@@ -186,26 +153,6 @@ Ripple EstimateRipple(const FringePhase& phase, const Progress& progress) {
     }
     ripple.known = true;
     return ripple;
-}
-
-void CorrectRipple(FringePhase& phase, const Ripple& ripple, const Progress& progress) {
-    if (!ripple.IsWorthCorrecting()) return;
-    if (ripple.harmonics != HarmonicsOf(phase.shifts))
-        throw InputError("the ripple was estimated on fringes with other phase shifts");
-    rows::Harmonics harmonics;
-    for (const int harmonic : ripple.harmonics) {
-        const auto i = static_cast<std::size_t>(harmonics.count++);
-        if (i >= rows::Harmonics::kLargest || harmonic != ripple.harmonics.front() * harmonics.count)
-            throw InputError("the harmonics of a ripple are the first multiples of the least, at most eight");
-        harmonics.sines[i] = static_cast<float>(ripple.sines[i]);
-        harmonics.cosines[i] = static_cast<float>(ripple.cosines[i]);
-    }
-    ForRowBands(phase.phase.size(), progress, "correcting the ripple", [&](const cv::Range& range) {
-        for (int y = range.start; y < range.end; ++y) {
-            rows::AddHarmonics(harmonics, ripple.harmonics.front(), phase.phase[y],
-                               static_cast<std::size_t>(phase.phase.cols));
-        }
-    });
 }
 
 }  // namespace measure

@@ -4,6 +4,7 @@
 
 #include "measure/fringe.h"
 #include "measure/fringe/framepixels.h"
+#include "measure/fringe/neighboursums.h"
 #include "measure/fringe/phaserows.h"
 #include "measure/fringe/rowbands.h"
 
@@ -63,17 +64,19 @@ double FullScale(const FringeLimits& limits, int depth) {
 // Solves a band of rows from top to bottom. Of the sums it keeps one row, of the sums of three neighbours three.
 class Solver {
 public:
-    Solver(const FringeSet& set, const std::vector<rows::Weights>& weights, const FringeLimits& limits,
-           FringePhase& result)
+    Solver(const FringeSet& set, const std::vector<rows::Weights>& weights, FringePhase& result)
         : mSet(set),
           mWeights(weights),
           mResult(result),
           mWidth(static_cast<std::size_t>(result.phase.cols)),
           mHeight(result.phase.rows),
-          mLimits{static_cast<float>(limits.minMean * result.fullScale),
-                  static_cast<float>(limits.minModulation * result.fullScale)},
-          mSaturation(limits.saturation > 1 ? INFINITY : static_cast<float>(limits.saturation * result.fullScale)),
-          mBuffer(mWidth * 10) {}
+          mLimits(result.limits),
+          mSaturation(result.limits.saturation > 1
+                          ? INFINITY
+                          : static_cast<float>(result.limits.saturation * result.limits.fullScale)),
+          mBuffer(mWidth * 4),
+          mCosines(result.phase.size()),
+          mSines(result.phase.size()) {}
 
     void Solve(const cv::Range& range) {
         if (range.start > 0) {
@@ -95,8 +98,6 @@ public:
 
 private:
     float* Row(std::size_t i) { return mBuffer.data() + i * mWidth; }
-    float* NeighboursC(int y) { return Row(4 + static_cast<std::size_t>(y % 3)); }
-    float* NeighboursS(int y) { return Row(7 + static_cast<std::size_t>(y % 3)); }
     rows::Sums RowSums() { return {Row(0), Row(1), Row(2), Row(3)}; }
 
     void Sum(int y) {
@@ -126,16 +127,13 @@ private:
     }
 
     void SumNeighbours(int y) {
-        rows::SumThree(Row(1), NeighboursC(y), mWidth);
-        rows::SumThree(Row(2), NeighboursS(y), mWidth);
+        mCosines.Load(y, RowSums().c);
+        mSines.Load(y, RowSums().s);
     }
 
     void FindUsable(int y) {
-        const int above = std::max(y - 1, 0), below = std::min(y + 1, mHeight - 1);
-        const rows::Neighbourhood around{{NeighboursC(above), NeighboursC(y), NeighboursC(below)},
-                                         {NeighboursS(above), NeighboursS(y), NeighboursS(below)}};
-        rows::MarkUsable(mResult.mean[y], mResult.modulation[y], mResult.saturated[y], around, mLimits,
-                         mResult.usable[y], mWidth);
+        rows::MarkUsable(mResult.mean[y], mResult.modulation[y], mResult.saturated[y],
+                         {mCosines.Around(y), mSines.Around(y)}, mLimits, mResult.usable[y], mWidth);
     }
 
     const FringeSet& mSet;
@@ -146,6 +144,7 @@ private:
     const rows::Limits mLimits;
     const float mSaturation;
     std::vector<float> mBuffer;
+    NeighbourSums mCosines, mSines;
 };
 
 }  // namespace
@@ -161,14 +160,15 @@ FringePhase SolveFringes(const FringeSet& set, const FringeLimits& limits, const
     const std::vector<rows::Weights> weights = SolveWeights(set.shifts);
     const cv::Size size = set.frames.front().size();
     FringePhase result;
-    result.fullScale = FullScale(limits, set.frames.front().depth());
+    result.limits = limits;
+    result.limits.fullScale = FullScale(limits, set.frames.front().depth());
     result.shifts = set.shifts;
     for (cv::Mat1f* image : {&result.phase, &result.mean, &result.modulation}) image->create(size);
     if (set.frames.size() > 3) result.residual.create(size);
     result.saturated.create(size);
     result.usable.create(size);
     ForRowBands(size, progress, "fitting the fringes",
-                [&](const cv::Range& range) { Solver(set, weights, limits, result).Solve(range); });
+                [&](const cv::Range& range) { Solver(set, weights, result).Solve(range); });
     return result;
 }
 

@@ -3,9 +3,11 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <complex>
 #include <functional>
 #include <limits>
 
+#include "measure/fringe/harmonicrows.h"
 #include "measure/fringe/phaserows.h"
 #include "measure/fringequality.h"
 
@@ -125,6 +127,78 @@ TEST(Fringe, RippleOfAnotherSet) {
     EXPECT_LT(Deviation(result, truth), 0.3 * plain);
     FringePhase other = measure::SolveFringes(Render(EqualShifts(4), coarse));
     EXPECT_THROW(measure::CorrectRipple(other, ripple), measure::InputError);
+}
+
+// The share of usable pixels, counted from the images as the header describes it; all of them must agree.
+double ShareOfUsable(const FringePhase& phase) {
+    const cv::Mat1f& b = phase.modulation;
+    const double least = phase.limits.minModulation * phase.limits.fullScale;
+    int usable = 0;
+    for (int y = 0; y < b.rows; ++y) {
+        for (int x = 0; x < b.cols; ++x) {
+            std::complex<double> sum;
+            for (int i = 0; i < 9; ++i) {
+                const int ny = std::clamp(y + i / 3 - 1, 0, b.rows - 1), nx = std::clamp(x + i % 3 - 1, 0, b.cols - 1);
+                sum += std::polar<double>(b(ny, nx), phase.phase(ny, nx));
+            }
+            const double together = std::abs(sum) / 9, own = b(y, x);
+            const bool expected = together >= least && own >= least / 2;
+            const bool isClear = std::abs(together / least - 1) > 1e-3 && std::abs(2 * own / least - 1) > 1e-3;
+            EXPECT_TRUE(!isClear || (phase.usable(y, x) != 0) == expected) << y << ", " << x;
+            usable += phase.usable(y, x) != 0 ? 1 : 0;
+        }
+    }
+    return static_cast<double>(usable) / b.size().area();
+}
+
+TEST(Fringe, ModulationIsFreedOfItsSwing) {
+    constexpr double kFirstHarmonic = 0.4944;  // of the light at gamma 2.2, by quadrature
+    struct Row {
+        std::vector<double> shifts;
+        double level;          // modulation as a multiple of the limit
+        double before, after;  // share of usable pixels
+        double spread;         // of the modulation after correction, as a share
+    };
+    const std::vector<Row> table{
+        {EqualShifts(3), 1.12, 0.6, 1, 0.03},
+        {EqualShifts(3), 0.85, 0.3, 0, 0.03},
+        {{1, 1 + 4 * CV_PI / 3, 1 + 2 * CV_PI / 3}, 1.12, 0.6, 1, 0.03},
+        {{0, 1.0, 2.2}, 1.12, 0.7, 0.7, 1},  // other than equal steps tell nothing
+    };
+    for (const Row& row : table) {
+        SCOPED_TRACE(cv::format("level %.2f, shift %.2f", row.level, row.shifts[1]));
+        FringeLimits limits;
+        limits.minMean = 0;
+        Look look;
+        look.gamma = 2.2;
+        look.type = CV_16U;
+        look.brightness = row.level * limits.minModulation * 255 / (200 * kFirstHarmonic);
+        FringePhase phase = measure::SolveFringes(Render(row.shifts, look), limits);
+        const double before = ShareOfUsable(phase);
+        look.brightness = 1;
+        measure::CorrectRipple(phase, measure::EstimateRipple(measure::SolveFringes(Render(row.shifts, look))));
+        const double after = ShareOfUsable(phase);
+        cv::Scalar mean, spread;
+        cv::meanStdDev(phase.modulation, mean, spread);
+        EXPECT_LE(spread[0] / mean[0], row.spread);
+        if (row.spread < 1) {
+            EXPECT_NEAR(mean[0] / 257, row.level * 0.016 * 255, 0.1);
+        }
+        EXPECT_NEAR(before, row.before, 0.1);
+        EXPECT_NEAR(after, row.after, row.spread < 1 ? 0 : 0.1);
+    }
+    // Every pixel decides for itself what noise and an end of the fringes leave of them.
+    Look mixed;
+    mixed.gamma = 2.2;
+    mixed.noise = 2;
+    mixed.brightness = 0.06;
+    mixed.constantBelow = 20;
+    FringeLimits dark;
+    dark.minMean = 0;
+    FringePhase phase = measure::SolveFringes(Render(EqualShifts(3), mixed), dark);
+    mixed.brightness = 1;
+    measure::CorrectRipple(phase, measure::EstimateRipple(measure::SolveFringes(Render(EqualShifts(3), mixed))));
+    EXPECT_NEAR(ShareOfUsable(phase), 0.65, 0.1);
 }
 
 TEST(Fringe, ResidualIsTheNoiseOfTheFrames) {

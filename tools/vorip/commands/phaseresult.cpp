@@ -22,7 +22,7 @@ std::vector<SummaryEntry> Summary(const FrameInput& input, const measure::Fringe
             {"shifts_degrees", "[" + shifts + "]"},
             {"width", std::to_string(phase.phase.cols)},
             {"height", std::to_string(phase.phase.rows)},
-            {"full_scale", JsonNumber(phase.fullScale)},
+            {"full_scale", JsonNumber(phase.limits.fullScale)},
             {"usable_share", JsonNumber(quality.usable)},
             {"saturated_share", JsonNumber(quality.saturated)},
             {"modulation_share", JsonNumber(quality.modulation)},
@@ -49,16 +49,16 @@ PhaseResult SolvePhase(const PhaseOptions& options, OutputSet& outputs, Progress
     const measure::Progress progress = line.Watch();
     PhaseResult result;
     result.phase = measure::SolveFringes(input.set, input.limits, progress);
-    result.contrast = measure::FringeContrast(result.phase);
-    // These are written while the others are computed.
-    outputs.AddImage("modulation.png", ToBytes(result.phase.modulation, 2.0 * 255.0 / result.phase.fullScale));
-    outputs.AddImage("contrast.png", ToBytes(result.contrast, 255.0));
-    outputs.AddImage("mask.png", result.phase.usable);
     const measure::Ripple ripple = measure::EstimateRipple(result.phase, progress);
-    // Of the ripple the report speaks.
-    result.quality = measure::AssessFringes(input.set, result.phase, {});
     const bool corrected = options.ripple == "auto" && ripple.IsWorthCorrecting();
     if (corrected) measure::CorrectRipple(result.phase, ripple, progress);
+    result.contrast = measure::FringeContrast(result.phase);
+    // These are written while the others are computed.
+    outputs.AddImage("modulation.png", ToBytes(result.phase.modulation, 2.0 * 255.0 / result.phase.limits.fullScale));
+    outputs.AddImage("contrast.png", ToBytes(result.contrast, 255.0));
+    outputs.AddImage("mask.png", result.phase.usable);
+    // Of the ripple the report speaks.
+    result.quality = measure::AssessFringes(input.set, result.phase, {});
     line.Stage("writing");
     const PhaseSteps images = ToSteps(result.phase.phase);
     outputs.AddImage("phase16.png", images.fine);

@@ -1,0 +1,94 @@
+#include "measure/fringe/harmonicrows.h"
+
+#include <cmath>
+
+#include "measure/base/wide.h"
+
+// Compiled as phaserows.cpp is.
+namespace measure::rows {
+namespace {
+
+constexpr float kPi = 3.14159265F;
+
+// sin(2 pi u) for u from -1/4 to 1/4: an odd polynomial whose largest error, 6e-7, is the least of its degree.
+inline float QuarterSine(float u) {
+    const float v = u * u;
+    float p = -70.99343322844288F;
+    p = p * v + 81.34076888289724F;
+    p = p * v - 41.33714237095139F;
+    p = p * v + 6.283164044301314F;
+    return p * u;
+}
+
+struct SineAndCosine {
+    float sine, cosine;
+};
+
+// Of 2 pi turns, doubled.
+inline SineAndCosine TwiceAt(float turns) {
+    constexpr float kRound = 12582912.0F;  // 1.5 * 2^23: adding and subtracting it rounds to whole numbers
+    const float half = 0.5F * (turns - ((turns + kRound) - kRound));
+    const float sineOfHalf = QuarterSine(half), cosineOfHalf = QuarterSine(0.25F - std::abs(half));
+    return {4 * sineOfHalf * cosineOfHalf, 2 - 4 * sineOfHalf * sineOfHalf};
+}
+
+// The sum at that angle, by Clenshaw's recurrence; Count is known for the sake of the compiler.
+template <int Count>
+inline float SumAt(const Harmonics& h, const SineAndCosine& twice) {
+    float s1 = h.sines[Count - 1], c1 = h.cosines[Count - 1], s2 = 0, c2 = 0;
+    for (std::size_t m = Count - 1; m-- > 0;) {
+        const float s = h.sines[m] + twice.cosine * s1 - s2;
+        const float c = h.cosines[m] + twice.cosine * c1 - c2;
+        s2 = s1;
+        s1 = s;
+        c2 = c1;
+        c1 = c;
+    }
+    return 0.5F * (s1 * twice.sine + c1 * twice.cosine) - c2;
+}
+
+inline float Wrap(float phase) { return phase - (phase > kPi ? 2 * kPi : 0.0F) + (phase < -kPi ? 2 * kPi : 0.0F); }
+
+template <int Count>
+void AddHarmonicsOf(const Harmonics& given, int multiple, float* __restrict phase, std::size_t count) {
+    const Harmonics h = given;
+    const float turnsPerRadian = static_cast<float>(multiple) / (2 * kPi);
+    for (std::size_t x = 0; x < count; ++x)
+        phase[x] = Wrap(phase[x] + SumAt<Count>(h, TwiceAt(phase[x] * turnsPerRadian)));
+}
+
+}  // namespace
+
+MEASURE_WIDE void AddHarmonics(const Harmonics& harmonics, int multiple, float* phase, std::size_t count) {
+    if (harmonics.count <= 2) return AddHarmonicsOf<2>(harmonics, multiple, phase, count);
+    AddHarmonicsOf<Harmonics::kLargest>(harmonics, multiple, phase, count);
+}
+
+MEASURE_WIDE void AddHarmonics(const Harmonics& harmonics, const Gain& gain, int multiple, float* __restrict phase,
+                               float* __restrict modulation, std::size_t count) {
+    const Harmonics h = harmonics, swing = gain.swing;
+    const float mean = gain.mean, turnsPerRadian = static_cast<float>(multiple) / (2 * kPi);
+    for (std::size_t x = 0; x < count; ++x) {
+        const SineAndCosine twice = TwiceAt(phase[x] * turnsPerRadian);
+        phase[x] = Wrap(phase[x] + SumAt<2>(h, twice));
+        modulation[x] *= mean + SumAt<2>(swing, twice);
+    }
+}
+
+MEASURE_WIDE void PhasorOf(const float* __restrict phase, const float* __restrict modulation, float* __restrict c,
+                           float* __restrict s, std::size_t count) {
+    for (std::size_t x = 0; x < count; ++x) {
+        const SineAndCosine twice = TwiceAt(phase[x] * (0.5F / kPi));
+        c[x] = 0.5F * modulation[x] * twice.cosine;
+        s[x] = 0.5F * modulation[x] * twice.sine;
+    }
+}
+
+MEASURE_WIDE bool IsAnyWithin(const float* values, float least, float most, std::size_t count) {
+    int within = 0;
+    for (std::size_t x = 0; x < count; ++x)
+        within |= static_cast<int>(values[x] >= least) & static_cast<int>(values[x] < most);
+    return within != 0;
+}
+
+}  // namespace measure::rows

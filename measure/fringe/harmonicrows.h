@@ -1,0 +1,36 @@
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+
+namespace measure::rows {
+
+// The inner loops of the correction of ripple, over `count` pixels of a row.
+
+// A sum of sines and cosines of multiples of an angle: sum over m of sines[m - 1] sin(m angle) + ....
+struct Harmonics {
+    static constexpr int kLargest = 8;
+    std::array<float, kLargest> sines{}, cosines{};
+    int count = 0;
+};
+
+// Adds to every phase the sum for the angle `multiple` phase, within 1e-5 of its amplitude, and wraps what was within
+// [-pi, pi]; NaN stays NaN.
+void AddHarmonics(const Harmonics& harmonics, int multiple, float* phase, std::size_t count);
+
+// For up to two harmonics. Multiplies the modulation by mean + the sum of `swing` for the phase before the correction.
+struct Gain {
+    float mean = 1;
+    Harmonics swing;
+};
+void AddHarmonics(const Harmonics& harmonics, const Gain& gain, int multiple, float* phase, float* modulation,
+                  std::size_t count);
+
+// c = modulation cos(phase), s = modulation sin(phase), of phases within [-pi, pi], within 1e-6 of the modulation.
+void PhasorOf(const float* phase, const float* modulation, float* c, float* s, std::size_t count);
+
+// Whether a value is at least `least` and below `most`.
+bool IsAnyWithin(const float* values, float least, float most, std::size_t count);
+
+}  // namespace measure::rows
