@@ -105,10 +105,12 @@ void CheckFrameOrder(DecodeState& state, std::size_t set) {
     double best = rms;
     std::string advice;
     const auto consider = [&](const std::vector<int>& order, const std::string& text) {
+        constexpr double kAsWell = 1.02;
         const double other = fit.Rms(order);
-        if (other >= best) return;
-        best = other;
-        advice = text;
+        if (other >= best * kAsWell || other >= rms) return;
+        // With four frames, either of two exchanges explains the other.
+        advice = other < best / kAsWell ? text : advice + (advice.empty() ? "" : ", or ") + text;
+        best = std::min(best, other);
     };
     for (std::size_t a = 0; a < given.size(); ++a)
         for (std::size_t b = a + 1; b < given.size(); ++b) {

@@ -21,6 +21,12 @@ void CheckMeans(DecodeState& state);
 // remains of ripple and light, the finest set taken as right.
 std::vector<double> CheckRelations(DecodeState& state);
 
+// Pictures of a Gray code and inverse ones, where there are any, must be pairs.
+void CheckPairs(DecodeState& state);
+
+// Where a scan without a code covers the length of the projector, no surface runs on from its last order to its first.
+void CheckSeams(DecodeState& state, const cv::Mat1f& phase, const OrderDecision& decision);
+
 // What the borders between the cells of a Gray code tell.
 struct CodeEdges {
     int count = 0;                // borders between cells that follow each other

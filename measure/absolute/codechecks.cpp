@@ -2,32 +2,18 @@
 #include <cmath>
 #include <complex>
 #include <cstdint>
+#include <unordered_map>
 #include <utility>
 
 #include "measure/absolute/checknotes.h"
 #include "measure/absolute/checks.h"
+#include "measure/absolute/codesteps.h"
 #include "measure/absolute/wrapping.h"
 
 namespace measure {
 namespace {
 
 constexpr float kTrustedMargin = 0.2f;
-
-// A pair of neighbours on both sides of a border between cells.
-struct CodeStep {
-    std::uint16_t before, after;
-    bool rises;  // the phase
-};
-
-using Bits = unsigned int;
-
-Bits ToGray(Bits code) { return code ^ (code >> 1); }
-
-Bits FromGray(Bits gray) {
-    Bits code = 0;
-    for (; gray; gray >>= 1) code ^= gray;
-    return code;
-}
 
 // Neighbouring cells differ in one picture, in whatever order these are listed; surfaces that meet at the edge of an
 // object mostly differ in more.
@@ -36,11 +22,51 @@ bool DifferInOneBit(Bits a, Bits b) {
     return (differ & (differ - 1)) == 0;
 }
 
+// The phases that the borders between cells have above those that they should have, summed as e^(i phase) per border.
+class EdgePhases {
+public:
+    explicit EdgePhases(std::size_t bits) : mSums(std::size_t{1} << bits) {}
+    void Add(std::size_t border, double phase) {
+        mSums[border] += std::polar(1.0, phase);
+        ++mCount;
+    }
+    std::complex<double> Mean() const { return Mean(0); }
+
+    // The drift, radians per cell, after whose removal the phases agree best, within `most`.
+    double FindDrift(double most) const {
+        const auto seen = [](const std::complex<double>& sum) { return sum != std::complex<double>(); };
+        const auto first = std::find_if(mSums.begin(), mSums.end(), seen);
+        const auto last = std::find_if(mSums.rbegin(), mSums.rend(), seen).base();
+        if (last - first < 3) return 0;
+        const double finest = 0.5 / static_cast<double>(last - first);  // the ends 0.08 periods apart
+        double drift = 0, best = std::abs(Mean(0));
+        const auto steps = static_cast<int>(std::min(most / finest, 2000.0));
+        for (int i = -steps; i <= steps; ++i) {
+            const double agreement = std::abs(Mean(i * finest));
+            if (agreement <= best) continue;
+            best = agreement;
+            drift = i * finest;
+        }
+        return drift;
+    }
+    std::complex<double> Mean(double drift) const {
+        std::complex<double> sum;
+        for (std::size_t border = 0; border < mSums.size(); ++border)
+            if (mSums[border] != std::complex<double>())
+                sum += mSums[border] * std::polar(1.0, -drift * static_cast<double>(border));
+        return sum / static_cast<double>(std::max(mCount, 1));
+    }
+
+private:
+    std::vector<std::complex<double>> mSums;
+    int mCount = 0;
+};
+
 // Collects the borders between cells along rows and down columns.
 class StepCollector {
 public:
     StepCollector(const DecodeState& state, const GrayDecoding& code)
-        : mState(state), mCode(code), mEdges(state.Count()) {}
+        : mState(state), mCode(code), mEdges(state.Count(), EdgePhases(state.pictures.gray.size())) {}
 
     void Collect() {
         constexpr int kRows = 512;
@@ -56,9 +82,15 @@ public:
     int Count() const { return mCount; }
     int Ones() const { return mOnes; }
     int Agreeing() const { return mAgreeing; }
-    const std::vector<CodeStep>& Steps() const { return mSteps; }
-    // Per set, the mean of e^(i (phase - phase that the border has by the code)).
-    std::complex<double> Edge(std::size_t set) const { return mEdges[set] / static_cast<double>(std::max(mOnes, 1)); }
+    std::vector<CodeSteps> Steps() const {
+        std::vector<CodeSteps> steps;
+        for (const auto& [kind, count] : mSteps)
+            steps.push_back({static_cast<std::uint16_t>(kind >> 17), static_cast<std::uint16_t>(kind >> 1),
+                             (kind & 1) != 0, count});
+        return steps;
+    }
+    // Per set, how the borders lie against its phase.
+    const EdgePhases& Edges(std::size_t set) const { return mEdges[set]; }
 
 private:
     bool IsGood(cv::Point at) const {
@@ -85,110 +117,74 @@ private:
     }
 
     void Compare(cv::Point a, cv::Point b) {
-        constexpr std::size_t kMostSteps = 20000;
         const int step = mCode.code(b) - mCode.code(a);
         if (step == 0 || !DifferInOneBit(mCode.code(a), mCode.code(b))) return;
         if (!IsGood(a) || !IsGood(b) || !IsEven(a, b)) return;
         ++mCount;
         const cv::Mat1f& phase = mState.Finest().phase;
         const bool rises = WrapRadians(phase(b) - phase(a)) > 0;
-        if (mSteps.size() < kMostSteps) mSteps.push_back({mCode.code(a), mCode.code(b), rises});
+        ++mSteps[std::uint64_t{mCode.code(a)} << 17 | std::uint64_t{mCode.code(b)} << 1 | std::uint64_t{rises}];
         if (std::abs(step) != 1) return;
         ++mOnes;
         mAgreeing += rises == (step > 0);
         const GrayCode& gray = *mState.axis.gray;
-        const double position = std::max(mCode.code(a), mCode.code(b)) * gray.cell + gray.offset - 0.5;
+        const std::size_t border = std::max(mCode.code(a), mCode.code(b));
+        const double position = static_cast<double>(border) * gray.cell + gray.offset - 0.5;
         for (std::size_t set = 0; set < mState.Count(); ++set) {
             const cv::Mat1f& of = mState.fringes[set].phase;
             const float middle = of(a) + 0.5f * WrapRadians(of(b) - of(a));
             const double predicted = 2 * CV_PI * position / mState.axis.sines[set].period;
-            mEdges[set] += std::polar(1.0, static_cast<double>(middle) - predicted);
+            mEdges[set].Add(border, static_cast<double>(middle) - predicted);
         }
     }
 
     const DecodeState& mState;
     const GrayDecoding& mCode;
     int mCount = 0, mOnes = 0, mAgreeing = 0;
-    std::vector<CodeStep> mSteps;
-    std::vector<std::complex<double>> mEdges;
+    std::unordered_map<std::uint64_t, int> mSteps;  // by code before, code after and direction of the phase
+    std::vector<EdgePhases> mEdges;
 };
 
-// Finds the slip in listing the pictures after whose correction the code runs with the phase, step by step.
-class SlipSearch {
-public:
-    SlipSearch(const std::vector<CodeStep>& steps, int bits, bool hasInverse)
-        : mSteps(steps), mBits(bits), mHasInverse(hasInverse) {}
-
-    std::string Explain() {
-        Consider([&](Bits gray) { return Reversed(gray); }, "the least significant bit looks listed first");
-        for (int a = 0; a < mBits; ++a)
-            for (int b = a + 1; b < mBits; ++b)
-                Consider(
-                    [&](Bits gray) { return Exchanged(gray, a, b); },
-                    "gray.frames[" + std::to_string(a) + "] and gray.frames[" + std::to_string(b) + "] look exchanged");
-        if (mHasInverse) {
-            Consider([&](Bits gray) { return ~gray & ((1u << mBits) - 1); },
-                     "the pictures and their inverse ones look exchanged");
-            // The first picture mirrors the whole code; so do wrong signs of the shifts.
-            for (int a = 1; a < mBits; ++a)
-                Consider([&](Bits gray) { return gray ^ (1u << (mBits - 1 - a)); },
-                         "gray.frames[" + std::to_string(a) + "] and its inverse picture look exchanged");
-        }
-        return mBest >= 0.9 ? mText : "";
+// Borders that lie evenly about the right phase agree; a wrong period or width of the cells lets them drift.
+void CheckEdges(DecodeState& state, const EdgePhases& edges, std::size_t set) {
+    constexpr double kLeastConcentration = 0.5, kSure = 0.97, kLeastGain = 0.01;
+    const std::string names = "gray and " + NameOf(set);
+    const double concentration = std::abs(edges.Mean()), period = state.axis.sines[set].period,
+                 cell = state.axis.gray->cell;
+    std::string likely;
+    if (concentration < kSure) {
+        const double drift = edges.FindDrift(2 * CV_PI * cell / period / 3);
+        const double fitting = 1 / (1 / period + drift / (2 * CV_PI * cell));
+        if (drift != 0 && std::abs(edges.Mean(drift)) > concentration + kLeastGain)
+            likely = ": a period of " + Text(fitting) + " would fit, but " + Text(period) + " is given (or cells of " +
+                     Text(cell * period / fitting) + " instead of " + Text(cell) + ")";
     }
-
-private:
-    template <class Change>
-    void Consider(const Change& change, const std::string& text) {
-        int ones = 0;
-        for (const CodeStep& step : mSteps) {
-            const auto before = static_cast<int>(FromGray(change(ToGray(step.before))));
-            const auto after = static_cast<int>(FromGray(change(ToGray(step.after))));
-            ones += after - before == (step.rises ? 1 : -1);
-        }
-        const double share = ones / static_cast<double>(std::max<std::size_t>(mSteps.size(), 1));
-        if (share <= mBest) return;
-        mBest = share;
-        mText = text;
-    }
-
-    // Picture i holds bit mBits - 1 - i.
-    Bits Reversed(Bits gray) const {
-        Bits reversed = 0;
-        for (int i = 0; i < mBits; ++i) reversed |= ((gray >> i) & 1) << (mBits - 1 - i);
-        return reversed;
-    }
-    Bits Exchanged(Bits gray, int a, int b) const {
-        const int i = mBits - 1 - a, j = mBits - 1 - b;
-        const Bits differ = ((gray >> i) ^ (gray >> j)) & 1;
-        return gray ^ (differ << i) ^ (differ << j);
-    }
-
-    const std::vector<CodeStep>& mSteps;
-    int mBits;
-    bool mHasInverse;
-    double mBest = 0;
-    std::string mText;
-};
+    Require(state.result,
+            {names + ": share of the borders of cells that fit to the phase", concentration, kLeastConcentration,
+             concentration >= kLeastConcentration && likely.empty()},
+            names + " do not fit to each other (" + Text(concentration) + " of 1)" +
+                (likely.empty() ? ": is the width of the cell or the period wrong?" : likely));
+}
 
 }  // namespace
 
 CodeEdges CheckCode(DecodeState& state, const GrayDecoding& code) {
     constexpr int kFewSteps = 100;
-    constexpr double kLeastOnes = 0.9, kLeastAgreeing = 0.5, kLeastConcentration = 0.5;
-    StepCollector steps(state, code);
-    steps.Collect();
+    constexpr double kLeastOnes = 0.9, kLeastAgreeing = 0.5, kLeastOfPicture = 0.5;
+    StepCollector collector(state, code);
+    collector.Collect();
     CodeEdges edges;
-    edges.count = steps.Ones();
-    if (steps.Count() < kFewSteps) return edges;
+    edges.count = collector.Ones();
+    if (collector.Count() < kFewSteps) return edges;
 
-    const double ones = static_cast<double>(steps.Ones()) / steps.Count();
-    const double agreeing = static_cast<double>(steps.Agreeing()) / std::max(steps.Ones(), 1);
-    std::string slip;
-    if (ones < kLeastOnes || agreeing < kLeastAgreeing)
-        slip = SlipSearch(steps.Steps(), static_cast<int>(state.pictures.gray.size()), !state.pictures.inverse.empty())
-                   .Explain();
-    Require(state.result, {"gray: share of its steps that lead to the next cell", ones, kLeastOnes, ones >= kLeastOnes},
+    const std::vector<CodeSteps> steps = collector.Steps();
+    const auto bits = static_cast<int>(state.pictures.gray.size());
+    const double ones = static_cast<double>(collector.Ones()) / collector.Count();
+    const double agreeing = static_cast<double>(collector.Agreeing()) / std::max(collector.Ones(), 1);
+    const std::string slip = ExplainSteps(steps, bits, !state.pictures.inverse.empty());
+    Require(state.result,
+            {"gray: share of its steps that lead to the next cell", ones, kLeastOnes,
+             ones >= kLeastOnes && (slip.empty() || agreeing < kLeastAgreeing)},
             "gray: its cells do not follow each other (" + Text(ones) + " of 1): " +
                 (slip.empty() ? "are its pictures in the right order, the most significant bit first?" : slip));
     Require(
@@ -198,15 +194,17 @@ CodeEdges CheckCode(DecodeState& state, const GrayDecoding& code) {
             (slip.empty() ? "are the signs of all shifts wrong, is \"direction\" -1, or is the code mirrored, its "
                             "first picture exchanged with the inverse one?"
                           : slip));
+    const WorstPicture worst = FindWorstPicture(steps, bits);
+    if (worst.index >= 0)
+        Note(state.result,
+             {"gray: share of the steps of any one picture that lead to the next cell", worst.share, kLeastOfPicture,
+              worst.share >= kLeastOfPicture},
+             "gray.frames[" + std::to_string(worst.index) + "]: only " + Text(worst.share) +
+                 " of its borders lead to the next cell: is it in its place in the list?");
 
     for (std::size_t set = 0; set < state.Count(); ++set) {
-        const double concentration = std::abs(steps.Edge(set));
-        Require(state.result,
-                {"gray and " + NameOf(set) + ": share of the borders of cells that fit to the phase", concentration,
-                 kLeastConcentration, concentration >= kLeastConcentration},
-                "gray and " + NameOf(set) + " do not fit to each other (" + Text(concentration) +
-                    " of 1): is the width of the cell or the period wrong?");
-        edges.origins.push_back(std::arg(steps.Edge(set)));
+        CheckEdges(state, collector.Edges(set), set);
+        edges.origins.push_back(std::arg(collector.Edges(set).Mean()));
     }
     return edges;
 }

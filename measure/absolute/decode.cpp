@@ -2,6 +2,7 @@
 #include <cmath>
 
 #include "measure/absolute.h"
+#include "measure/absolute/checks.h"
 #include "measure/absolute/coding.h"
 #include "measure/absolute/decodestate.h"
 #include "measure/absolute/finishrows.h"
@@ -53,6 +54,7 @@ private:
         if (sets.size() > 1) DecideDoubtful(sets);
         if (mIsRing && Result().repeat == 0)
             OpenRing(mFine, mState.periods[0], Axis().length, mState.repeat, mDecision.order);
+        CheckSeams(mState, mFine, mDecision);
     }
 
     // Where noise leaves doubt, the phases of some pixels together decide.

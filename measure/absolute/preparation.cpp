@@ -84,6 +84,9 @@ void DecodeCode(DecodeState& state, const Progress& progress) {
     if (!state.axis.gray) return;
     progress.Report("decoding the Gray code", 0.5);
     const AxisPictures& pictures = state.pictures;
+    if (pictures.white.empty() != pictures.black.empty())
+        state.result.warnings.push_back(pictures.white.empty() ? "black: not used, since there is no \"white\""
+                                                               : "white: not used, since there is no \"black\"");
     const cv::Mat1f& modulation = state.Finest().modulation;
     if (!pictures.inverse.empty()) {
         state.code = DecodeGray(pictures.gray, pictures.inverse, modulation);
@@ -157,6 +160,7 @@ void CheckSets(DecodeState& state, const Progress& progress) {
         for (FringePhase& fringes : state.fringes) cv::subtract(0.0, fringes.phase, fringes.phase);
     CheckFrameOrder(state);
     CheckMeans(state);
+    CheckPairs(state);
     DecodeCode(state, progress);
     FindOrigins(state);
 }

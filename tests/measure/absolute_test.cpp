@@ -160,12 +160,19 @@ TEST(Absolute, EveryMistakeIsNamed) {
             for (double& shift : axis.sines[set].shifts) shift = -shift;
         };
     };
-    const struct {
-        const char* name;
+    const auto period = [](std::size_t set, double period) {
+        return [set, period](CodedAxis& axis, AxisPictures&) { axis.sines[set].period = period; };
+    };
+    const CodedAxis cube = Periods({1, 8, 64}), beats = With(Gray(100, 100), [](CodedAxis&axis) {
+                                                    axis.sines.insert(axis.sines.begin(), Set(200.0 / 3));
+                                                });
+    struct Mistake {
+        std::string name;
         CodedAxis coding;
         Change change;
-        const char* mistake;
-    } rows[] = {
+        std::string mistake;
+    };
+    std::vector<Mistake> rows = {
         {"signs of one set", three, turn(1), "sines[1] do not fit to each other"},
         {"signs of the finest set", four, turn(2), "the phase of one of them runs the other way"},
         {"signs of all sets", code, turn(0), "the code runs against the phase"},
@@ -197,7 +204,22 @@ TEST(Absolute, EveryMistakeIsNamed) {
          "the code runs against the phase"},
         {"period beside a code", code, [](CodedAxis& axis, AxisPictures&) { axis.sines[0].period = 26; },
          "gray and sines[0] do not fit to each other"},
-        {"cell", code, [](CodedAxis& axis, AxisPictures&) { axis.gray->cell = 13; }, "is the width of the cell"},
+        {"period a little off beside a code", code, period(0, 23.8), "a period of 24"},
+        {"periods beside a code", beats, period(1, 98), "a period of 99.9"},
+        {"period far off beside a code", beats, period(1, 88), "a period of 100"},
+        {"cell", code, [](CodedAxis& axis, AxisPictures&) { axis.gray->cell = 13; }, "or cells of 12"},
+        {"fringes reversed beside a code", code,
+         [](CodedAxis&, AxisPictures& p) { std::reverse(p.sines[0].begin(), p.sines[0].end()); },
+         "the code runs against the phase"},
+        {"inverse pictures in another order", code,
+         [](CodedAxis&, AxisPictures& p) { std::reverse(p.inverse.begin(), p.inverse.end()); },
+         "are the two lists in different orders"},
+        {"two inverse pictures exchanged", code,
+         [](CodedAxis&, AxisPictures& p) { std::swap(p.inverse[2], p.inverse[3]); },
+         "does not complete gray.frames[2] (1."},
+        {"frames rotated of a coarse set", cube,
+         [](CodedAxis&, AxisPictures& p) { std::rotate(p.sines[0].begin(), p.sines[0].begin() + 1, p.sines[0].end()); },
+         "are the frames of sines[0] rotated"},
         {"cell too wide", code, [](CodedAxis& axis, AxisPictures&) { axis.sines[0].period = 10; },
          "gray.cell: cells of"},
         {"one set alone", four,
@@ -214,6 +236,14 @@ TEST(Absolute, EveryMistakeIsNamed) {
         {"equal shifts", four, [](CodedAxis& axis, AxisPictures&) { axis.sines[1].shifts.assign(4, 0.0); },
          "sines[1]: these shifts do not determine the phase"},
     };
+    for (std::size_t bit = 0; bit < 7; ++bit)
+        rows.push_back({"neighbouring bits exchanged", code, swapPairs(bit, bit + 1),
+                        "gray.frames[" + std::to_string(bit) + "] and gray.frames[" + std::to_string(bit + 1) +
+                            "] look exchanged"});
+    for (const std::size_t bit : {1, 2, 7})
+        rows.push_back({"a pair exchanged", code,
+                        [bit](CodedAxis&, AxisPictures& p) { std::swap(p.gray[bit], p.inverse[bit]); },
+                        "gray.frames[" + std::to_string(bit) + "] and its inverse picture look exchanged"});
     for (const auto& row : rows) {
         const simulate::Simulation& scene = SceneOf("two-objects");
         CodedAxis coding = row.coding;

@@ -1,0 +1,80 @@
+// Whether the orders of a scan begin anew in the middle of a surface.
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+
+#include "measure/absolute/checknotes.h"
+#include "measure/absolute/checks.h"
+#include "measure/absolute/wrapping.h"
+
+namespace measure {
+namespace {
+
+// Walks along a line of pixels and finds where a surface runs on over a step of nearly all orders.
+class SeamWalk {
+public:
+    SeamWalk(const DecodeState& state, const cv::Mat1f& phase, const cv::Mat1s& order)
+        : mUsable(state.usable),
+          mPhase(phase),
+          mOrder(order),
+          mLeastStep(std::max(1.0, 0.9 * (state.axis.length / state.periods[0] - 1))) {}
+
+    bool HasSeam(cv::Point at, cv::Point step, int count) const {
+        constexpr int kReach = 8;  // steps in a row on either side
+        int before = 0, after = -1;
+        for (int i = 1; i < count; ++i, at += step) {
+            const cv::Point next = at + step;
+            const bool runsOn =
+                mUsable(at) && mUsable(next) && std::abs(WrapRadians(mPhase(next) - mPhase(at))) < kMostStep;
+            const int jump = runsOn ? JumpOf(at, next) : 1;
+            if (runsOn && before >= kReach && std::abs(jump) >= mLeastStep) {
+                before = after = 0;
+            } else if (jump == 0) {
+                ++before;
+                if (after >= 0 && ++after == kReach) return true;
+            } else {
+                before = 0;
+                after = -1;
+            }
+        }
+        return false;
+    }
+
+private:
+    static constexpr float kMostStep = 1.5f;  // radians between neighbours on a surface
+
+    // By how many orders the neighbours differ from one phase that runs on.
+    int JumpOf(cv::Point a, cv::Point b) const {
+        const float step = mPhase(b) - mPhase(a);
+        const auto wraps = static_cast<int>(std::lround((step - WrapRadians(step)) * kPeriodsPerRadian));
+        return mOrder(b) - mOrder(a) + wraps;
+    }
+
+    const cv::Mat1b& mUsable;
+    const cv::Mat1f& mPhase;
+    const cv::Mat1s& mOrder;
+    double mLeastStep;
+};
+
+}  // namespace
+
+void CheckSeams(DecodeState& state, const cv::Mat1f& phase, const OrderDecision& decision) {
+    constexpr int kLines = 256, kMost = 20;
+    if (state.axis.gray || state.result.repeat != 0) return;
+    const SeamWalk walk(state, phase, decision.order);
+    const cv::Size size = phase.size();
+    int seams = 0;
+    for (int y = 0; y < size.height; y += std::max(1, size.height / kLines))
+        seams += walk.HasSeam({0, y}, {1, 0}, size.width);
+    for (int x = 0; x < size.width; x += std::max(1, size.width / kLines))
+        seams += walk.HasSeam({x, 0}, {0, 1}, size.height);
+    const std::string set = NameOf(state.order.back());
+    Require(state.result,
+            {"lines of pixels on which the orders begin anew in the middle of a surface", static_cast<double>(seams),
+             kMost, seams <= kMost},
+            "the orders begin anew in the middle of a surface (on " + std::to_string(seams) +
+                " lines of pixels): are the frames of " + set +
+                " rotated, so that its list begins with another one, or is \"length\" or \"origin\" wrong?");
+}
+
+}  // namespace measure
