@@ -147,23 +147,24 @@ private:
 
 // Borders that lie evenly about the right phase agree; a wrong period or width of the cells lets them drift.
 void CheckEdges(DecodeState& state, const EdgePhases& edges, std::size_t set) {
-    constexpr double kLeastConcentration = 0.5, kSure = 0.97, kLeastGain = 0.01;
+    constexpr double kLeastConcentration = 0.5, kSure = 0.97, kLeastGain = 0.01, kFits = 0.9;
     const std::string names = "gray and " + NameOf(set);
     const double concentration = std::abs(edges.Mean()), period = state.axis.sines[set].period,
                  cell = state.axis.gray->cell;
-    std::string likely;
+    bool drifts = false;
+    std::string likely = ": is the width of the cell or the period wrong?";
     if (concentration < kSure) {
-        const double drift = edges.FindDrift(2 * CV_PI * cell / period / 3);
+        const double drift = edges.FindDrift(2 * CV_PI * cell / period / 3), without = std::abs(edges.Mean(drift));
         const double fitting = 1 / (1 / period + drift / (2 * CV_PI * cell));
-        if (drift != 0 && std::abs(edges.Mean(drift)) > concentration + kLeastGain)
+        drifts = without > std::max(kFits, concentration + kLeastGain);
+        if (drifts)
             likely = ": a period of " + Text(fitting) + " would fit, but " + Text(period) + " is given (or cells of " +
                      Text(cell * period / fitting) + " instead of " + Text(cell) + ")";
     }
     Require(state.result,
             {names + ": share of the borders of cells that fit to the phase", concentration, kLeastConcentration,
-             concentration >= kLeastConcentration && likely.empty()},
-            names + " do not fit to each other (" + Text(concentration) + " of 1)" +
-                (likely.empty() ? ": is the width of the cell or the period wrong?" : likely));
+             concentration >= kLeastConcentration && !drifts},
+            names + " do not fit to each other (" + Text(concentration) + " of 1)" + likely);
 }
 
 }  // namespace
