@@ -41,7 +41,8 @@ struct FringePhase {
 // Fits A, B and the phase by least squares and finds the usable pixels: not saturated, mean and modulation within the
 // limits. The modulation counts as that of the mean phasor (B e^(i phase)) of 3 x 3 pixels, beyond the image's edge its
 // outermost pixels again: noise cancels in it, and so do pixels that have phases of their own, as at the edge of an
-// object. Throws InputError when frames, shifts or limits are not as described above, when float frames come without a
+// object. Near the limit it may be counted with the mean slope of the phase around taken off, as fine fringes cancel,
+// too. Throws InputError when frames, shifts or limits are not as described above, when float frames come without a
 // full scale, and when the shifts do not determine the phase (three must differ clearly, modulo a period).
 MEASURE_API FringePhase SolveFringes(const FringeSet& set, const FringeLimits& limits = {},
                                      const Progress& progress = {});

@@ -4,9 +4,8 @@
 #include "measure/fringe.h"
 #include "measure/fringe/harmonicrows.h"
 #include "measure/fringe/harmonics.h"
-#include "measure/fringe/neighboursums.h"
-#include "measure/fringe/phaserows.h"
 #include "measure/fringe/rowbands.h"
+#include "measure/fringe/usabletiles.h"
 
 namespace measure {
 namespace {
@@ -49,72 +48,6 @@ rows::Gain GainOf(const Ripple& ripple) {
     }
     return gain;
 }
-
-// Finds the usable pixels of those tiles anew where the modulation of a pixel is near the limit; elsewhere its swing
-// decides nothing.
-class UsableTiles {
-public:
-    explicit UsableTiles(FringePhase& phase)
-        : mPhase(phase),
-          mLimits(phase.limits),
-          mAcross((phase.phase.cols + kTile - 1) / kTile),
-          mDown((phase.phase.rows + kTile - 1) / kTile),
-          mIsNear(phase.phase.rows, mAcross) {}
-
-    // Of a row whose modulation is freed of its swing; other threads may look at other rows.
-    void Look(int y) {
-        constexpr float kMost = 3;
-        for (int i = 0; i < mAcross; ++i) {
-            const int x = i * kTile, width = std::min(kTile, mPhase.phase.cols - x);
-            mIsNear(y, i) = rows::IsAnyWithin(mPhase.modulation[y] + x, mLimits.modulation / kMost,
-                                              mLimits.modulation * kMost, static_cast<std::size_t>(width));
-        }
-    }
-
-    void FindUsable() const {
-        cv::parallel_for_(cv::Range(0, mAcross * mDown), [&](const cv::Range& tiles) {
-            for (int i = tiles.start; i < tiles.end; ++i) {
-                const cv::Rect tile(i % mAcross * kTile, i / mAcross * kTile, kTile, kTile);
-                const cv::Rect look = cv::Rect(i % mAcross, tile.y, 1, kTile) & cv::Rect({}, mIsNear.size());
-                if (cv::countNonZero(mIsNear(look)) > 0) FindUsable(tile & cv::Rect({}, mPhase.phase.size()));
-            }
-        });
-    }
-
-private:
-    static constexpr int kTile = 64;
-
-    void FindUsable(const cv::Rect& tile) const {
-        const cv::Size image = mPhase.phase.size();
-        const int left = std::max(tile.x - 1, 0), right = std::min(tile.br().x + 1, image.width);
-        const auto width = static_cast<std::size_t>(right - left);
-        NeighbourSums cosines({right - left, image.height}), sines({right - left, image.height});
-        std::vector<float> c(width), s(width);
-        const auto load = [&](int y) {
-            rows::PhasorOf(mPhase.phase[y] + left, mPhase.modulation[y] + left, c.data(), s.data(), width);
-            cosines.Load(y, c.data());
-            sines.Load(y, s.data());
-        };
-        load(std::max(tile.y - 1, 0));
-        load(tile.y);
-        for (int y = tile.y; y < tile.br().y; ++y) {
-            if (y + 1 < image.height) load(y + 1);
-            const rows::Neighbourhood around{Shift(cosines.Around(y), tile.x - left),
-                                             Shift(sines.Around(y), tile.x - left)};
-            rows::MarkUsable(mPhase.mean[y] + tile.x, mPhase.modulation[y] + tile.x, mPhase.saturated[y] + tile.x,
-                             around, mLimits, mPhase.usable[y] + tile.x, static_cast<std::size_t>(tile.width));
-        }
-    }
-
-    static rows::ThreeRows Shift(const rows::ThreeRows& rows, int by) {
-        return {rows.above + by, rows.own + by, rows.below + by};
-    }
-
-    FringePhase& mPhase;
-    const rows::Limits mLimits;
-    const int mAcross, mDown;
-    cv::Mat1b mIsNear;  // of each row the part in each column of tiles
-};
 
 }  // namespace
 

@@ -75,10 +75,13 @@ MEASURE_WIDE void AddHarmonics(const Harmonics& harmonics, const Gain& gain, int
     }
 }
 
-MEASURE_WIDE void PhasorOf(const float* __restrict phase, const float* __restrict modulation, float* __restrict c,
-                           float* __restrict s, std::size_t count) {
+MEASURE_WIDE void PhasorOf(const float* __restrict phase, const float* __restrict modulation, const Ramp& ramp,
+                           float* __restrict c, float* __restrict s, std::size_t count) {
+    constexpr float kTurnsPerRadian = 0.5F / kPi;
+    const float slope = ramp.slope, start = ramp.start;
     for (std::size_t x = 0; x < count; ++x) {
-        const SineAndCosine twice = TwiceAt(phase[x] * (0.5F / kPi));
+        const float angle = phase[x] - start - slope * static_cast<float>(static_cast<int>(x));
+        const SineAndCosine twice = TwiceAt(angle * kTurnsPerRadian);
         c[x] = 0.5F * modulation[x] * twice.cosine;
         s[x] = 0.5F * modulation[x] * twice.sine;
     }

@@ -27,8 +27,11 @@ struct Gain {
 void AddHarmonics(const Harmonics& harmonics, const Gain& gain, int multiple, float* phase, float* modulation,
                   std::size_t count);
 
-// c = modulation cos(phase), s = modulation sin(phase), of phases within [-pi, pi], within 1e-6 of the modulation.
-void PhasorOf(const float* phase, const float* modulation, float* c, float* s, std::size_t count);
+// c = modulation cos(angle), s = modulation sin(angle), within 1e-6 of the modulation, of angle = phase - ramp.
+struct Ramp {
+    float slope, start;  // radians per pixel, and at the first one
+};
+void PhasorOf(const float* phase, const float* modulation, const Ramp& ramp, float* c, float* s, std::size_t count);
 
 // Whether a value is at least `least` and below `most`.
 bool IsAnyWithin(const float* values, float least, float most, std::size_t count);

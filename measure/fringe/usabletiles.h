@@ -1,0 +1,41 @@
+#pragma once
+
+#include <opencv2/core.hpp>
+#include <optional>
+
+#include "measure/fringe.h"
+#include "measure/fringe/phaserows.h"
+
+namespace measure {
+
+// Judges the modulation where that takes a closer look: in tiles of the image where that of a pixel is near the limit.
+// Fine fringes cancel in the mean of 3 x 3 pixels, by a fifth at 8 pixels per period and two thirds at 4; a pixel may
+// therefore also reach the limit after the mean slope of the phase in its tile is taken off. Where the phase of the
+// pixels near the limit is all noise nothing is changed: freed of a swing that it does not have, more noise would pass.
+class UsableTiles {
+public:
+    explicit UsableTiles(FringePhase& phase);
+
+    // Looks for tiles in a row whose modulation is known. Other threads may look at other rows.
+    void Look(int y);
+    // Finds the usable pixels of these tiles when all rows are known.
+    void FindUsable() const;
+
+private:
+    static constexpr int kTile = 64;
+
+    bool IsNear(float modulation) const { return modulation >= mLeast && modulation < mMost; }
+    void FindUsable(const cv::Rect& tile) const;
+    std::optional<cv::Vec2f> MeanSlope(const cv::Rect& tile) const;
+    // visit(y, around) gets the sums of the neighbours of every row of the tile.
+    template <class Visit>
+    void VisitRows(const cv::Rect& tile, const cv::Vec2f& slope, const Visit& visit) const;
+
+    FringePhase& mPhase;
+    const rows::Limits mLimits;
+    const float mLeast, mMost;  // what is near the limit
+    const int mAcross, mDown;
+    cv::Mat1b mIsNear;  // of each row the part in each column of tiles
+};
+
+}  // namespace measure
