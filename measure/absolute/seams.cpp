@@ -46,7 +46,7 @@ private:
     // By how many orders the neighbours differ from one phase that runs on.
     int JumpOf(cv::Point a, cv::Point b) const {
         const float step = mPhase(b) - mPhase(a);
-        const auto wraps = static_cast<int>(std::lround((step - WrapRadians(step)) * kPeriodsPerRadian));
+        const int wraps = cvRound((step - WrapRadians(step)) * kPeriodsPerRadian);
         return mOrder(b) - mOrder(a) + wraps;
     }
 
@@ -59,7 +59,7 @@ private:
 }  // namespace
 
 void CheckSeams(DecodeState& state, const cv::Mat1f& phase, const OrderDecision& decision) {
-    constexpr int kLines = 256, kMost = 20;
+    constexpr int kLines = 128, kMost = 10;
     if (state.axis.gray || state.result.repeat != 0) return;
     const SeamWalk walk(state, phase, decision.order);
     const cv::Size size = phase.size();

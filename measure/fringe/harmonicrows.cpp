@@ -1,5 +1,6 @@
 #include "measure/fringe/harmonicrows.h"
 
+#include <algorithm>
 #include <cmath>
 
 #include "measure/base/wide.h"
@@ -87,11 +88,17 @@ MEASURE_WIDE void PhasorOf(const float* __restrict phase, const float* __restric
     }
 }
 
-MEASURE_WIDE bool IsAnyWithin(const float* values, float least, float most, std::size_t count) {
-    int within = 0;
-    for (std::size_t x = 0; x < count; ++x)
-        within |= static_cast<int>(values[x] >= least) & static_cast<int>(values[x] < most);
-    return within != 0;
+MEASURE_WIDE void FindWithin(const float* __restrict values, float least, float most, std::size_t part,
+                             std::uint8_t* __restrict found, std::size_t count) {
+    for (; count > 0; ++found) {
+        const std::size_t own = std::min(part, count);
+        int within = 0;
+        for (std::size_t x = 0; x < own; ++x)
+            within |= static_cast<int>(values[x] >= least) & static_cast<int>(values[x] < most);
+        *found = static_cast<std::uint8_t>(within);
+        values += own;
+        count -= own;
+    }
 }
 
 }  // namespace measure::rows

@@ -28,24 +28,22 @@ UsableTiles::UsableTiles(FringePhase& phase)
       mIsNear(phase.phase.rows, mAcross) {}
 
 void UsableTiles::Look(int y) {
-    for (int i = 0; i < mAcross; ++i) {
-        const int x = i * kTile, width = std::min(kTile, mPhase.phase.cols - x);
-        mIsNear(y, i) = rows::IsAnyWithin(mPhase.modulation[y] + x, mLeast, mMost, static_cast<std::size_t>(width));
-    }
+    rows::FindWithin(mPhase.modulation[y], mLeast, mMost, kTile, mIsNear[y],
+                     static_cast<std::size_t>(mPhase.phase.cols));
 }
 
-void UsableTiles::FindUsable() const {
+void UsableTiles::ForTiles(bool anew) const {
     const cv::Rect image({}, mPhase.phase.size()), looks({}, mIsNear.size());
     cv::parallel_for_(cv::Range(0, mAcross * mDown), [&](const cv::Range& tiles) {
         for (int i = tiles.start; i < tiles.end; ++i) {
             const cv::Rect tile(i % mAcross * kTile, i / mAcross * kTile, kTile, kTile);
             if (cv::countNonZero(mIsNear(cv::Rect(i % mAcross, tile.y, 1, kTile) & looks)) > 0)
-                FindUsable(tile & image);
+                FindUsable(tile & image, anew);
         }
     });
 }
 
-void UsableTiles::FindUsable(const cv::Rect& tile) const {
+void UsableTiles::FindUsable(const cv::Rect& tile, bool anew) const {
     const auto width = static_cast<std::size_t>(tile.width);
     const auto mark = [&](int y, const rows::Neighbourhood& around, std::uint8_t* usable) {
         rows::MarkUsable(mPhase.mean[y] + tile.x, mPhase.modulation[y] + tile.x, mPhase.saturated[y] + tile.x, around,
@@ -53,7 +51,7 @@ void UsableTiles::FindUsable(const cv::Rect& tile) const {
     };
     const std::optional<cv::Vec2f> slope = MeanSlope(tile);
     if (!slope) return;
-    VisitRows(tile, {0, 0}, [&](int y, const auto& around) { mark(y, around, mPhase.usable[y] + tile.x); });
+    if (anew) VisitRows(tile, {0, 0}, [&](int y, const auto& around) { mark(y, around, mPhase.usable[y] + tile.x); });
     if (std::max(std::abs((*slope)[0]), std::abs((*slope)[1])) < kFlat) return;
     std::array<std::uint8_t, kTile> again{};
     VisitRows(tile, *slope, [&](int y, const auto& around) {
@@ -65,7 +63,7 @@ void UsableTiles::FindUsable(const cv::Rect& tile) const {
 
 // Radians per pixel, across and down, of the pixels whose modulation is near the limit; nothing for noise.
 std::optional<cv::Vec2f> UsableTiles::MeanSlope(const cv::Rect& tile) const {
-    constexpr int kStep = 5;  // some hundred pixels tell it
+    constexpr int kStep = 7;  // some hundred pixels tell it
     constexpr float kClear = 0.5F;
     std::complex<float> across, down;
     int count = 0;

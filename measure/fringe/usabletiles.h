@@ -18,14 +18,17 @@ public:
 
     // Looks for tiles in a row whose modulation is known. Other threads may look at other rows.
     void Look(int y);
-    // Finds the usable pixels of these tiles when all rows are known.
-    void FindUsable() const;
+    // When all rows are known: finds the usable pixels of these tiles anew, or adds those to phase.usable that reach
+    // the limit only without the slope.
+    void FindUsable() const { ForTiles(true); }
+    void AddUsable() const { ForTiles(false); }
 
 private:
     static constexpr int kTile = 64;
 
     bool IsNear(float modulation) const { return modulation >= mLeast && modulation < mMost; }
-    void FindUsable(const cv::Rect& tile) const;
+    void ForTiles(bool anew) const;
+    void FindUsable(const cv::Rect& tile, bool anew) const;
     std::optional<cv::Vec2f> MeanSlope(const cv::Rect& tile) const;
     // visit(y, around) gets the sums of the neighbours of every row of the tile.
     template <class Visit>
