@@ -35,7 +35,7 @@ if(have_library AND test_sources)
     # The tests of threads alone, which ./dev tsan runs.
     set(table_sources ${test_sources})
     list(FILTER table_sources INCLUDE REGEX
-        "/ipbase/(averagesnap|combination|geometry|logic|pointops|rotation|threads|transfer)_test\\.cpp$|/fuzz/operations\\.cpp$|/support/harness\\.cpp$")
+        "/ipbase/(averagesnap|bandjoiner|combination|geometry|logic|pointops|rotation|threads|transfer)_test\\.cpp$|/fuzz/operations\\.cpp$|/support/harness\\.cpp$")
     add_executable(voripbase_thread_tests EXCLUDE_FROM_ALL ${table_sources})
     target_link_libraries(voripbase_thread_tests
         PRIVATE voripbase_quick_compile voripbase_objects GTest::gtest GTest::gtest_main)

@@ -271,8 +271,18 @@ TEST(Unwrapping, Refusals) {
     EXPECT_THROW(measure::UnwrapByRegions(scene.phase, scene.usable, half), measure::InputError);
     EXPECT_THROW(measure::UnwrapByRegions(scene.phase, scene.usable, quality), measure::InputError);  // 286 periods
     ExpectTruth(measure::UnwrapByCost(scene.phase, scene.usable, cost), scene);
-    EXPECT_THROW(measure::UnwrapByCost(scene.phase, scene.usable, cost, 1, [](const char*, double) { return false; }),
-                 measure::Stopped);
+    for (int reports = 0, stopAt = 0; stopAt <= reports; ++stopAt) {  // wherever it is asked
+        reports = 0;
+        const auto report = [&](const char*, double) { return reports++ != stopAt; };
+        const auto run = [&] { return measure::UnwrapByCost(scene.phase, scene.usable, cost, 1, report); };
+        try {
+            ExpectTruth(run(), scene);
+            EXPECT_EQ(reports, stopAt);
+            EXPECT_GE(reports, 4);
+        } catch (const measure::Stopped&) {
+            EXPECT_EQ(reports, stopAt + 1);
+        }
+    }
 }
 
 }  // namespace
