@@ -4,6 +4,8 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <functional>
+#include <iterator>
 #include <new>
 
 #include "fuzz/targets.h"
@@ -11,8 +13,12 @@
 #include "measure/error.h"
 #include "measure/io/formats.h"
 #include "measure/scan.h"
+#include "measure/surface/gsf.h"
+#include "measure/surface/mapdescription.h"
 #include "tools/vorip/cli/parse.h"
 #include "tools/vorip/commands/filterinputs.h"
+#include "tools/vorip/commands/surfacecommands.h"
+#include "tools/vorip/session/filelist.h"
 
 namespace fuzz {
 namespace {
@@ -68,19 +74,30 @@ void ReadPictures(const Input& input) {
 // The first byte says what the others are.
 void ReadTexts(const Input& input) {
     const std::string text(input.begin() + (input.empty() ? 0 : 1), input.end());
-    switch (input.empty() ? 0 : input[0] % 6) {
-        case 0: Tolerate([&] { measure::ReadScan(WriteFile(text), "/nowhere"); }); break;
-        case 1: Tolerate([&] { measure::RequirePlausible(measure::ReadCalibration(WriteFile(text))); }); break;
-        case 2: Tolerate([&] { vorip::ReadKernel(WriteFile(text)); }); break;
-        case 3:
-            Tolerate([&] {
-                const auto size = vorip::ParseSize("--size", text);
-                Require(size.cx >= 1 && size.cy >= 1 && size.cx <= 9999 && size.cy <= 9999, "a size that is none");
-            });
-            break;
-        case 4: vorip::ParsePoint(text); break;
-        default: Require(vorip::ParseNumbers(text).value_or(std::vector<double>{0}).size() > 0, "no numbers");
-    }
+    const auto bytes = [&] { return measure::Bytes(text.begin(), text.end()); };
+    const std::function<void()> readers[] = {
+        [&] { measure::ReadScan(WriteFile(text), "/nowhere"); },
+        [&] { measure::RequirePlausible(measure::ReadCalibration(WriteFile(text))); },
+        [&] { vorip::ReadKernel(WriteFile(text)); },
+        [&] {
+            const auto size = vorip::ParseSize("--size", text);
+            Require(size.cx >= 1 && size.cy >= 1 && size.cx <= 9999 && size.cy <= 9999, "a size that is none");
+        },
+        [&] { vorip::ParsePoint(text); },
+        [&] { Require(vorip::ParseNumbers(text).value_or(std::vector<double>{0}).size() > 0, "no numbers"); },
+        [&] {
+            const measure::MapDescription map = measure::DecodeDescription(bytes(), "input", cv::Size(3, 2), {});
+            Require(map.pitch >= 0 && map.scale >= 0, "a description that is none");
+        },
+        [&] {
+            if (measure::IsGsf(bytes())) Require(measure::DecodeGsf(bytes(), "input").z.total() > 0, "no pixels");
+        },
+        [&] { vorip::ReadFileList(WriteFile(text)); },
+        [&] { Require(vorip::ParseMemory(text) >= 1, "no memory"); },
+        [&] { vorip::ParsePoints("--line", {text}); },
+        [&] { vorip::ParseAreas("--base", {text}, cv::Size(30, 20)); },
+    };
+    Tolerate(readers[(input.empty() ? 0U : input[0]) % std::size(readers)]);
 }
 
 }  // namespace fuzz

@@ -58,7 +58,7 @@ bool IsInATarget(const std::string& suite) {
 
 const std::vector<Target>& Targets() {
     static const std::vector<Target> targets = [] {
-        std::vector<Target> all = {{"pictures", ReadPictures}, {"texts", ReadTexts}};
+        std::vector<Target> all = {{"pictures", ReadPictures}, {"headers", ReadHeaders}, {"texts", ReadTexts}};
         for (const auto& [name, suites] : kFamilies) all.push_back(Family(name, suites));
         return all;
     }();

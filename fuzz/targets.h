@@ -21,6 +21,7 @@ const std::vector<Target>& Targets();
 bool IsInATarget(const std::string& suite);
 
 void ReadPictures(const Input& input);  // files of pictures and arrays
+void ReadHeaders(const Input& input);   // of picture files, drawn from the input
 void ReadTexts(const Input& input);     // scan descriptions, calibrations, kernels, values of options
 
 // Numbers from the bytes of an input; 0 when they are used up.

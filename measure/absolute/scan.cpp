@@ -2,13 +2,12 @@
 
 #include <algorithm>
 #include <cmath>
-#include <fstream>
 #include <map>
-#include <sstream>
 
 #include "measure/absolute/descriptionreader.h"
 #include "measure/error.h"
 #include "measure/frames.h"
+#include "measure/io/bytes.h"
 
 namespace measure {
 namespace {
@@ -173,24 +172,13 @@ private:
     std::filesystem::path mFolder;
 };
 
-std::string ReadText(const std::filesystem::path& file) {
-    constexpr std::uintmax_t kMostBytes = 16 << 20;
-    std::error_code error;
-    const std::uintmax_t size = std::filesystem::file_size(file, error);
-    std::ifstream stream(file, std::ios::binary);
-    if (error == std::errc::no_such_file_or_directory) throw InputError(file.string() + ": no such file");
-    if (error || !stream) throw InputError(file.string() + ": cannot be read");
-    if (size > kMostBytes) throw InputError(file.string() + ": is too large to be a scan description");
-    std::ostringstream text;
-    text << stream.rdbuf();
-    return text.str();
-}
-
 }  // namespace
 
 Scan ReadScan(const std::filesystem::path& file, const std::filesystem::path& folder) {
+    constexpr std::size_t kMostBytes = 16 << 20;
     const std::string name = file.string();
-    const nlohmann::json description = DescriptionNode::Parse(ReadText(file), name);
+    const std::string text = ReadText(name, kMostBytes, "a scan description");
+    const nlohmann::json description = DescriptionNode::Parse(text, name);
     return ScanReader(folder.empty() ? file.parent_path() : folder).Read(DescriptionNode(description, name));
 }
 

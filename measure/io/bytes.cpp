@@ -2,6 +2,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <new>
 
 #include "measure/error.h"
 #include "measure/io.h"
@@ -14,12 +15,41 @@ void RequireReadableSize(std::uint64_t width, std::uint64_t height, const std::s
                      " pixels is too large, a side may have " + std::to_string(kMaxImageSide));
 }
 
-Bytes ReadBytes(const std::string& file) {
+cv::Mat NewPicture(cv::Size size, int type, const std::string& file) {
+    const double gigabytes = 1e-9 * size.width * size.height * static_cast<double>(CV_ELEM_SIZE(type));
+    try {
+        return {size, type};
+    } catch (const std::bad_alloc&) {
+    } catch (const cv::Exception& error) {
+        if (error.code != cv::Error::StsNoMem) throw;
+    }
+    throw InputError(file + cv::format(": %d x %d pixels need %.2g GB of memory, more than there is or than is allowed",
+                                       size.width, size.height, gigabytes));
+}
+
+void RequireFile(const std::string& file) {
     std::error_code error;
     const auto status = std::filesystem::status(file, error);
     if (status.type() == std::filesystem::file_type::not_found) throw InputError(file + ": no such file");
     if (error) throw InputError(file + ": cannot be read: " + error.message());
-    if (!std::filesystem::is_regular_file(status)) throw InputError(file + ": not a picture file");
+    if (std::filesystem::is_directory(status)) throw InputError(file + ": is a folder, a file is needed");
+    if (!std::filesystem::is_regular_file(status)) throw InputError(file + ": is a device or a pipe, a file is needed");
+}
+
+std::string ReadText(const std::string& file, std::size_t most, const char* kind) {
+    RequireFile(file);
+    std::error_code error;
+    const std::uintmax_t size = std::filesystem::file_size(file, error);
+    std::ifstream stream(file, std::ios::binary);
+    if (error || !stream) throw InputError(file + ": cannot be opened for reading");
+    if (size > most) throw InputError(file + ": is too large to be " + kind);
+    std::string text(static_cast<std::size_t>(size), '\0');
+    if (!stream.read(text.data(), static_cast<std::streamsize>(size))) throw InputError(file + ": cannot be read");
+    return text;
+}
+
+Bytes ReadBytes(const std::string& file) {
+    RequireFile(file);
     std::ifstream stream(file, std::ios::binary | std::ios::ate);
     if (!stream) throw InputError(file + ": cannot be opened for reading");
     Bytes bytes(static_cast<std::size_t>(stream.tellg()));

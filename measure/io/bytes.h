@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "measure/export.h"
+
 namespace measure {
 
 // What a file holds.
@@ -12,6 +14,14 @@ using Bytes = std::vector<std::uint8_t>;
 
 // Refuses, with the name of the file, sizes that no image of the library can have.
 void RequireReadableSize(std::uint64_t width, std::uint64_t height, const std::string& file);
+
+// An image to read into. Throws InputError, with the name of the file, when there is not enough memory for it.
+cv::Mat NewPicture(cv::Size size, int type, const std::string& file);
+
+// Refuses what is no file, as folders, devices and pipes, from which reading might never end.
+MEASURE_API void RequireFile(const std::string& file);
+// A text of at most so many bytes; `kind` says what it shall be, as in "a calibration".
+MEASURE_API std::string ReadText(const std::string& file, std::size_t most, const char* kind);
 
 // All bytes of a file, and a file of these bytes. They throw InputError and OutputError with the file's name.
 Bytes ReadBytes(const std::string& file);

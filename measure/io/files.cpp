@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <limits>
+#include <new>
 #include <opencv2/imgproc.hpp>
 
 #include "measure/error.h"
@@ -29,13 +30,28 @@ cv::Mat Checked(const cv::Mat& image, const std::string& file) {
     return ToGrey(image);
 }
 
+std::vector<cv::Mat> Decode(const Bytes& bytes, const std::string& file, std::size_t most) {
+    const Format* const format = FindFormat(bytes);
+    if (!format) throw InputError(file + ": not a PNG, TIFF, BMP or NPY file");
+    try {
+        return format->decode(bytes, file, most);
+    } catch (const std::bad_alloc&) {
+    } catch (const cv::Exception& error) {
+        if (error.code != cv::Error::StsNoMem) throw;
+    }
+    throw InputError(file + ": needs more memory than there is or than is allowed");
+}
+
+std::vector<cv::Mat> ReadUpTo(std::size_t most, const std::string& file) {
+    std::vector<cv::Mat> pages = Decode(ReadBytes(file), file, most);
+    for (cv::Mat& page : pages) page = Checked(page, file);
+    return pages;
+}
+
 }  // namespace
 
 cv::Mat3b ReadColourPicture(const std::string& file) {
-    const Bytes bytes = ReadBytes(file);
-    const Format* const format = FindFormat(bytes);
-    if (!format) throw InputError(file + ": not a PNG, TIFF, BMP or NPY file");
-    cv::Mat image = format->decode(bytes, file, 1).front(), colour;
+    cv::Mat image = Decode(ReadBytes(file), file, 1).front(), colour;
     RequireReadableSize(static_cast<std::uint64_t>(image.cols), static_cast<std::uint64_t>(image.rows), file);
     if (image.depth() == CV_16U) image.convertTo(image, CV_8U, 1.0 / 257.0);
     if (image.depth() != CV_8U) throw InputError(file + ": a colour picture has 8 or 16 bits");
@@ -46,21 +62,12 @@ cv::Mat3b ReadColourPicture(const std::string& file) {
     }
 }
 
-namespace {
-
-std::vector<cv::Mat> ReadUpTo(std::size_t most, const std::string& file) {
-    const Bytes bytes = ReadBytes(file);
-    const Format* const format = FindFormat(bytes);
-    if (!format) throw InputError(file + ": not a PNG, TIFF, BMP or NPY file");
-    std::vector<cv::Mat> pages = format->decode(bytes, file, most);
-    for (cv::Mat& page : pages) page = Checked(page, file);
-    return pages;
-}
-
-}  // namespace
-
 std::vector<cv::Mat> ReadPages(const std::string& file) {
     return ReadUpTo(std::numeric_limits<std::size_t>::max(), file);
+}
+
+cv::Mat DecodePicture(const Bytes& bytes, const std::string& file) {
+    return Checked(Decode(bytes, file, 1).front(), file);
 }
 
 cv::Mat ReadPicture(const std::string& file) { return ReadUpTo(1, file).front(); }

@@ -29,4 +29,7 @@ const Format* FindFormat(const std::string& file);
 // The format that the contents show, or null.
 const Format* FindFormat(const Bytes& bytes);
 
+// What ReadPicture makes of these contents of a file.
+cv::Mat DecodePicture(const Bytes& bytes, const std::string& file);
+
 }  // namespace measure

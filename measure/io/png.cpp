@@ -55,7 +55,7 @@ public:
 
 private:
     cv::Mat Read(int type, int format) {
-        cv::Mat image(static_cast<int>(mHeader.height), static_cast<int>(mHeader.width), type);
+        cv::Mat image = NewPicture({static_cast<int>(mHeader.width), static_cast<int>(mHeader.height)}, type, mFile);
         std::size_t size = 0;
         Check(spng_decoded_image_size(mContext.get(), format, &size));
         if (size != image.total() * image.elemSize()) Refuse("its header contradicts itself");

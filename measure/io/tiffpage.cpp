@@ -69,6 +69,8 @@ bool TiffPage::IsPlain() const {
 cv::Mat TiffPage::Read() { return IsPlain() ? ReadPlain() : ReadAnyColour(); }
 
 int TiffPage::Depth() const {
+    if (mFormat < SAMPLEFORMAT_UINT || mFormat > SAMPLEFORMAT_VOID)
+        throw InputError(mFile + ": TIFF pixels that are complex numbers are not supported");
     const bool isFloat = mFormat == SAMPLEFORMAT_IEEEFP;
     if (isFloat && mBits == 32) return CV_32F;
     if (isFloat && mBits == 64) return CV_64F;
@@ -92,8 +94,13 @@ cv::Mat TiffPage::ReadPlain() {
     const int channels = mPhotometric == PHOTOMETRIC_RGB ? 3 : 1;
     const std::uint64_t pieceBytes = TIFFIsTiled(mTiff) ? TIFFTileSize64(mTiff) : TIFFStripSize64(mTiff);
     const int depth = Depth();
+    if (mSamples < channels || mSamples > CV_CN_MAX)  // a matrix of more would wrap round to one of few
+        throw InputError(mFile + ": TIFF pixels of " + std::to_string(mSamples) + " samples are not supported");
+    if (channels == 3 && depth == CV_32S)
+        throw InputError(mFile + ": TIFF colours of 32-bit integers are not supported");
     RequirePlausible(pieceBytes);
-    cv::Mat image(static_cast<int>(mHeight), static_cast<int>(mWidth), CV_MAKETYPE(depth, channels));
+    const cv::Size size(static_cast<int>(mWidth), static_cast<int>(mHeight));
+    cv::Mat image = NewPicture(size, CV_MAKETYPE(depth, channels), mFile);
     if (TIFFIsTiled(mTiff)) {
         ReadTiles(image);
     } else {
@@ -180,7 +187,7 @@ void TiffPage::Place(const Piece& piece, const Bytes& samples, cv::Mat& image) c
 
 cv::Mat TiffPage::ReadAnyColour() {
     RequirePlausible(0);
-    cv::Mat image(static_cast<int>(mHeight), static_cast<int>(mWidth), CV_8UC4);
+    cv::Mat image = NewPicture({static_cast<int>(mWidth), static_cast<int>(mHeight)}, CV_8UC4, mFile);
     char why[1024] = "";
     if (!TIFFRGBAImageOK(mTiff, why)) {
         throw InputError(mFile + ": a kind of TIFF file that cannot be read: " + std::string(why));

@@ -19,9 +19,11 @@ struct MapDescription {
 
 // The JSON file that belongs to a file of that name: map.npy.json.
 std::string DescriptionName(const std::string& file);
-Bytes EncodeDescription(const MapDescription& description, const std::string& file, cv::Size size,
+// `picture` is what that file holds; the description names its length and CRC-32.
+Bytes EncodeDescription(const MapDescription& description, const std::string& file, cv::Size size, const Bytes& picture,
                         const Quantities& results);
-// Throws InputError, with the name, for whatever is no such description or belongs to pictures of another size.
-MapDescription DecodeDescription(const Bytes& bytes, const std::string& name, cv::Size size);
+// Throws InputError, with the name, for whatever is no such description or belongs to another picture: one of another
+// size, or, unless it was written by hand and does not say, of other contents.
+MapDescription DecodeDescription(const Bytes& bytes, const std::string& name, cv::Size size, const Bytes& picture);
 
 }  // namespace measure

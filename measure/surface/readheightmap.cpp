@@ -6,6 +6,7 @@
 #include "measure/heightmap.h"
 #include "measure/io.h"
 #include "measure/io/bytes.h"
+#include "measure/io/formats.h"
 #include "measure/surface/gsf.h"
 #include "measure/surface/mapdescription.h"
 
@@ -79,10 +80,11 @@ HeightMap ReadHeightMap(const std::string& path) {
     if (IsGsf(bytes)) {
         map = DecodeGsf(bytes, path);
     } else {
-        const cv::Mat values = ReadPicture(path);
+        const cv::Mat values = DecodePicture(bytes, path);
         MapDescription description;
         const std::string beside = DescriptionName(path);
-        if (fs::exists(beside, ignored)) description = DecodeDescription(ReadBytes(beside), beside, values.size());
+        if (fs::exists(beside, ignored))
+            description = DecodeDescription(ReadBytes(beside), beside, values.size(), bytes);
         map.z = Scaled(values, description, path);
         map.pitch = description.pitch;
         map.origin = description.origin;

@@ -32,8 +32,9 @@ MapDescription DescriptionOf(const HeightMap& map) {
 
 std::vector<SurfaceFile> WithDescription(const std::string& name, const cv::Mat& image,
                                          const MapDescription& description, const SurfaceFileOptions& options) {
-    return {{name, EncodePicture(name, image)},
-            {DescriptionName(name), EncodeDescription(description, name, image.size(), options.results)}};
+    const Bytes picture = EncodePicture(name, image);
+    return {{name, picture},
+            {DescriptionName(name), EncodeDescription(description, name, image.size(), picture, options.results)}};
 }
 
 std::vector<SurfaceFile> EncodeFloats(const std::string& name, const HeightMap& map, const SurfaceFileOptions& options,

@@ -1,13 +1,12 @@
 #include <algorithm>
 #include <cmath>
-#include <filesystem>
-#include <fstream>
-#include <sstream>
 #include <vector>
 
 #include "measure/calibration.h"
 #include "measure/error.h"
+#include "measure/io/bytes.h"
 #include "measure/world/calibrationkeys.h"
+#include "measure/world/nesting.h"
 
 namespace measure {
 namespace {
@@ -26,6 +25,7 @@ public:
     explicit CalibrationReader(std::string name) : mName(std::move(name)) {}
 
     Calibration Read(const std::string& text) try {
+        if (IsNestedDeeply(text)) throw InputError(mName + ": is nested too deeply for a calibration");
         if (!mFile.open(text, cv::FileStorage::READ | cv::FileStorage::MEMORY)) RefuseFormat();
         const CalibrationKeys& keys = FindKeys();
         Calibration c;
@@ -196,16 +196,8 @@ private:
 }  // namespace
 
 Calibration ReadCalibration(const std::string& file) {
-    constexpr std::uintmax_t kMostBytes = 1 << 20;
-    const std::filesystem::path path = std::filesystem::u8path(file);
-    std::error_code error;
-    const std::uintmax_t size = std::filesystem::file_size(path, error);
-    std::ifstream stream(path, std::ios::binary);
-    if (error || !stream) throw InputError(file + ": cannot be read" + (error ? ": " + error.message() : ""));
-    if (size > kMostBytes) throw InputError(file + ": is too large to be a calibration");
-    std::ostringstream text;
-    text << stream.rdbuf();
-    return CalibrationReader(file).Read(text.str());
+    constexpr std::size_t kMostBytes = 1 << 20;
+    return CalibrationReader(file).Read(ReadText(file, kMostBytes, "a calibration"));
 }
 
 }  // namespace measure

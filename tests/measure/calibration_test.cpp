@@ -163,6 +163,20 @@ TEST_F(CalibrationFile, SaysWhatIsWrong) {
         EXPECT_NE(refusal.find(row.hint), std::string::npos) << row.hint << " | " << refusal;
         EXPECT_EQ(refusal.find(Path() + ": " + (key.empty() ? "" : key + ": ")), 0U) << key << " | " << refusal;
     }
+    // A level each, behind what might deceive whoever counts them.
+    const auto repeated = [](const char* start, const char* level) {
+        std::string text = start;
+        for (int i = 0; i < 100000; ++i) text += level;
+        return text;
+    };
+    for (const std::string& deep :
+         {repeated("%YAML:1.0\n---\na: ", "["), repeated("%YAML:1.0\n---\na: ", "{a:"),
+          repeated("%YAML:1.0\n---\na:\n   ", "- "), repeated("%YAML:1.0\n---\n", "a: "),
+          repeated("%YAML:1.0\n---\na: ", "[\"]\","), repeated("%YAML:1.0\n---\na: ", "[#]\n"),
+          repeated("{\"a\": ", "["), repeated("{\"a\": ", "[\"]\","), repeated("{\"a\": ", "[/*\n]*/"),
+          repeated("<?xml version=\"1.0\"?>\n<opencv_storage>\n", "<a>"),
+          repeated("<?xml version=\"1.0\"?>\n<opencv_storage>\n", "<a><!--\n</a>-->")})
+        EXPECT_NE(Refusal(deep).find("nested too deeply"), std::string::npos) << deep.substr(0, 60);
     EXPECT_THROW(measure::ReadCalibration(Path("none.yml")), measure::InputError);
     EXPECT_THROW(measure::ReadCalibration(testing::TempDir()), measure::InputError);
 }

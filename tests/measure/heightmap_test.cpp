@@ -241,6 +241,15 @@ TEST_F(HeightFiles, ThatAreNoneAreRefused) {
         Write("a.npy.json", text);
         EXPECT_THROW(ReadHeightMap(File("a.npy")), InputError) << text;
     }
+    // Of two runs; unless somebody has written the description himself.
+    Write("a.npy.json", json);
+    HeightMap other = map;
+    other.z(0, 0) += 1;
+    WritePicture(File("a.npy"), other.z);
+    EXPECT_THROW(ReadHeightMap(File("a.npy")), InputError);
+    Write("a.npy.json", with("\"bytes\"", "\"b\"").replace(json.find("\"crc32\"") - 4, 7, "\"check\""));
+    EXPECT_EQ(ReadHeightMap(File("a.npy")).z(0, 0), other.z(0, 0));
+
     WriteHeightMap(File("a.gsf"), map);
     const std::string gsf = Text("a.gsf");
     for (const char* change : {"XRes = 0 ", "XRes = 1e", "XRes = x ", "XReal = 1 ", "XReal = -"}) {

@@ -439,6 +439,11 @@ TEST_F(Io, RefusesBrokenFilesByName) {
     giantTiff.replace(width + 8, 2, Numbers<std::uint16_t>({32767}));
     giantTiff.replace(height + 8, 2, Numbers<std::uint16_t>({32767}));
     longZip.replace(longZip.find("PK\1\2") + 24, 4, "\xfe\xff\xff\xff");
+    const auto tiffOf = [](const TiffKind& kind) {
+        TiffMemory memory;
+        AddPage(memory.Get(), kind, [](int x, int, int) { return x; });
+        return Text(memory.Close());
+    };
     const std::string wide = test::Npy("|u1", "(1, 40000)", std::string(40000, 'x'));
     const struct {
         std::string bytes;
@@ -453,6 +458,9 @@ TEST_F(Io, RefusesBrokenFilesByName) {
         {GiantPng(png, 40, 31), "damaged PNG file"},
         {tiff.substr(0, 12), "damaged TIFF file"},
         {giantTiff, "damaged TIFF file"},
+        {tiffOf({8, SAMPLEFORMAT_UINT, 513}), "pixels of 513 samples"},
+        {tiffOf({32, SAMPLEFORMAT_COMPLEXINT}), "complex numbers"},
+        {tiffOf({32, SAMPLEFORMAT_INT, 3, 0, false, PHOTOMETRIC_RGB}), "colours of 32-bit integers"},
         {bmp.substr(0, 60), "damaged"},
         {giantBmp, "1000000 x 1000000 pixels is too large"},
         {npy.substr(0, npy.size() - 1), "fewer pixels"},

@@ -93,6 +93,26 @@ TEST_F(Faults, OfOneCallLeaveWholeFiles) {
     }
 }
 
+// Not even the next runs delete the earlier files then.
+TEST_F(Faults, OfPuttingBackLeaveTheEarlierFiles) {
+#ifdef __SANITIZE_ADDRESS__
+    GTEST_SKIP() << "the sanitizer wants to be the first library itself";
+#endif
+    PutOld();
+    mPrefix = "env LD_PRELOAD='" VORIP_FAULTS "' VORIP_FAULT='rename 3 99' ";
+    const Outcome outcome = Run(mWrite);
+    mPrefix.clear();
+    EXPECT_EQ(outcome.exitCode, 6);
+    ASSERT_NE(outcome.err.find("r/.vorip-set/earlier"), std::string::npos) << outcome.err;
+    EXPECT_EQ(Run("unwrap none --out r").exitCode, 2);
+    const Outcome next = Run(mWrite);
+    EXPECT_EQ(next.exitCode, 0) << next.err;
+    EXPECT_TRUE(ReadFolder("r") == mNew);
+    const Files kept = ReadFolder("r/earlier-files");
+    EXPECT_GE(kept.size(), 2U);
+    for (const auto& [name, bytes] : kept) EXPECT_EQ(bytes, mOld.at(name)) << name;
+}
+
 TEST_F(Faults, DeathAtAnyMomentLeavesWholeFiles) {
     std::minstd_rand random(1);
     int died = 0;

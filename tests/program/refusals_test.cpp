@@ -1,5 +1,6 @@
 // What every command of `vorip` refuses.
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <algorithm>
 #include <cmath>
@@ -32,6 +33,8 @@ TEST_F(Program, RefusesBadInputInOneLineAndLeavesNothingBehind) {
     WriteBytes("ragged.txt", "1 2\n\n3\n");
     WriteBytes("huge.txt", "2147483648");
     std::filesystem::create_directory(File("empty"));
+    std::filesystem::create_directory(File("piped"));
+    for (const char* name : {"pipe", "piped/phase.json"}) ASSERT_EQ(mkfifo(File(name).c_str(), 0600), 0);
     std::string many;
     for (int i = 0; i < 258; ++i) many += "a.png ";
     ExpectRefusals({
@@ -67,6 +70,13 @@ TEST_F(Program, RefusesBadInputInOneLineAndLeavesNothingBehind) {
         {"unwrap steep.npy --method regions --out o", "256 periods"},
         {"unwrap empty --out o", "no phase.json"},
         {"unwrap a.png --max-memory 1X --out o", "--max-memory=1X: must be an amount"},
+        {"unwrap a.png --max-memory 0x10G --out o", "--max-memory=0x10G: must be an amount"},
+        {"unwrap a.png --max-memory ' 1G' --out o", "--max-memory= 1G: must be an amount"},
+        {"filter median none.png --max-memory 1GiB --out o/a.png", "none.png: no such file"},
+        {"decode pipe --out o", "pipe: is a device or a pipe"},
+        {"points . --calibration pipe --out o", "pipe: is a device or a pipe"},
+        {"filter kernel a.png --kernel pipe --out o/a.png", "pipe: is a device or a pipe"},
+        {"unwrap piped --out o", "phase.json: is a device or a pipe"},
         {"unwrap a.png --contrast small.png --out o", "same size"},
         {"unwrap a.png --contrast integer.npy --out o", "a contrast is 8-bit"},
         {"unwrap a.png --order-mode 9 --out o", "1 to 8"},
@@ -143,8 +153,13 @@ TEST_F(Program, RefusesMoreMemoryThanItMayTake) {
     std::filesystem::create_directory(File("points"));
     for (const char* name : {"x", "y", "z"}) WriteBytes(cv::format("points/%s.npy", name), ReadText("map.npy"));
     for (const char* name : {"f0.png", "f1.png", "f2.png"}) Write(name, Read("grey.png"));
-    const char* const grey = "2000 x 2000 pixels need about 0.";
-    const char* const map = "1000 x 1000 pixels need about 0.";
+    std::string giant = ReadText("grey.png");  // whose header claims 32767 x 32767 pixels of 16 bits
+    const std::string header("\0\0\x7f\xff\0\0\x7f\xff\x10\6\0\0\0\x19\x62\xda\x7e", 17);
+    giant.replace(16, header.size(), header);
+    giant.resize(3 << 20, 'x');
+    WriteBytes("giant.png", giant);
+    const char* const grey = "2000 x 2000 pixels need about ";
+    const char* const map = "1000 x 1000 pixels need about ";
     ExpectRefusals({
         {"measure f0.png f1.png f2.png --out o --max-memory 25M", grey},
         {"phase f0.png f1.png f2.png --out o --max-memory 25M", grey},
@@ -158,12 +173,15 @@ TEST_F(Program, RefusesMoreMemoryThanItMayTake) {
         {"average deep.png deep.png --out o/a.png --max-memory 25M", grey},
         {"shade deep.png --out o --max-memory 25M", grey},
         {"filter median deep.png --out o/a.png --max-memory 25M", grey},
-        {"regions grey.png --threshold 1 --out o --max-memory 25M", "2002 x 2002 pixels need about 0."},
+        {"regions grey.png --threshold 1 --out o --max-memory 25M", "2002 x 2002 pixels need about "},
         {"geometry turn grey.png --out o/a.png --max-memory 25M", grey},
         {"geometry scale grey.png --size 9000x8000 --out o/a.png --max-memory 25M",
          "9000 x 8000 pixels need about 1.0 GB"},
         {"edges deep.png --out o/a.png --max-memory 25M", grey},
         {"colours grey.png --out o/a.png --max-memory 45M", grey},
+        {"filter median giant.png --out o/a.png --max-memory 500M", "giant.png: 32767 x 32767 pixels need 8.6 GB"},
+        {"filter mean grey.png --mask grey.png --size 9999x9999 --out o/a.png --max-memory 60M",
+         "6999 x 6999 pixels need about "},
         {"surface grid points --out o/a.npy --max-memory 23M", map},
         {"surface level map.npy --out o/a.npy --max-memory 15M", map},
         {"surface step map.npy --base 1,1,9,9 --top 20,20,9,9 --out o --max-memory 15M", map},
@@ -173,6 +191,64 @@ TEST_F(Program, RefusesMoreMemoryThanItMayTake) {
         {"surface check points --plane 1,1,9,9 --out o --max-memory 23M", map},
         {"surface export map.npy --out o/a.npy --max-memory 15M", map},
     });
+}
+
+// ... and gets along with what it has said.
+TEST_F(Program, GetsAlongWithTheMemoryThatItAnnounces) {
+    cv::Mat noise(1500, 2000, CV_8U), deep, floats, colours(1000, 1000, CV_8UC3);
+    cv::randu(noise, 0, 256);
+    cv::randu(colours, 0, 256);
+    noise.convertTo(deep, CV_16U, 257);
+    noise(cv::Rect(0, 0, 1000, 1000)).convertTo(floats, CV_32F);
+    Write("noise.png", noise);
+    Write("deep.png", deep);
+    Write("colours.png", colours);
+    Write("small.png", noise(cv::Rect(0, 0, 300, 300)));
+    WriteBytes("float.npy", Npy("<f4", floats));
+    for (const int k : {0, 1, 2, 3}) {
+        const auto frame = [k](int x, int) { return 128 + 90 * std::cos(0.2 * x + CV_PI / 2 * k); };
+        Write("f" + std::to_string(k) + ".png", Draw<uchar>(2000, 1500, frame));
+    }
+    std::filesystem::create_directory(File("points"));
+    for (const char* name : {"x", "y", "z"}) WriteBytes(cv::format("points/%s.npy", name), ReadText("float.npy"));
+    const std::pair<const char*, const char*> runs[] = {
+        {"20M", "measure f0.png f1.png f2.png f3.png --out o"},
+        {"20M", "phase f0.png f1.png f2.png f3.png --out o"},
+        {"20M", "quality f0.png f1.png f2.png f3.png"},
+        {"20M", "unwrap noise.png --out o"},
+        {"20M", "picture noise.png --out o/a.png"},
+        {"20M", "flatten noise.png --out o/a.tiff"},
+        {"20M", "gradient noise.png --dx 1 --out o/a.png"},
+        {"20M", "average deep.png deep.png --out o/a.png"},
+        {"20M", "shade deep.png --reduce 1 --out o"},
+        {"20M", "shade deep.png --out o"},
+        {"10M", "filter median noise.png --size 31x31 --out o/a.png"},
+        {"20M", "filter median deep.png --size 31x31 --out o/a.png"},
+        {"10M", "filter median float.npy --size 31x31 --out o/a.npy"},
+        {"10M", "filter erosion float.npy --size 31x31 --out o/a.npy"},
+        {"10M", "filter gauss float.npy --size 31x31 --out o/a.npy"},
+        {"10M", "filter mean small.png --mask small.png --size 1999x1999 --out o/a.png"},
+        {"20M", "regions noise.png --threshold 128 --out o"},
+        {"10M", "geometry turn noise.png --out o/a.png"},
+        {"10M", "edges noise.png --out o/a.png"},
+        {"20M", "edges deep.png --out o/a.png"},
+        {"10M", "colours colours.png --out o/a.png"},
+        {"10M", "surface level float.npy --out o/a.npy"},
+        {"10M", "surface roughness float.npy --out o"},
+        {"10M", "surface compare float.npy float.npy --out o"},
+        {"20M", "surface check points --plane 1,1,900,900 --out o"},
+    };
+    for (const auto& [little, arguments] : runs) {
+        const std::string limited = std::string(arguments) + " --max-memory ";
+        const std::string refused = Run(limited + little).err, about = "need about ";
+        const std::size_t at = refused.find(about), end = refused.find(" of memory", at);
+        ASSERT_NE(at, std::string::npos) << arguments << ": " << refused;
+        std::string announced = refused.substr(at + about.size(), end - at - about.size());
+        announced.erase(announced.find(' '), 1);
+        const Outcome outcome = Run(limited + announced);
+        EXPECT_EQ(outcome.exitCode, 0) << arguments << " in " << announced << ": " << outcome.err;
+        std::filesystem::remove_all(File("o"));
+    }
 }
 
 }  // namespace

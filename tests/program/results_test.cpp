@@ -1,6 +1,7 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/file.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cmath>
@@ -38,6 +39,47 @@ TEST_F(Program, ReplacesFilesAsTheirUserHasSetThemUp) {
     EXPECT_TRUE(fs::is_symlink(File("link.png")));
     EXPECT_EQ(fs::status(File("elsewhere/true.png")).permissions(), fs::perms::owner_read);
     EXPECT_EQ(cv::countNonZero(Read("elsewhere/true.png") != 9), 0);
+    fs::create_symlink("elsewhere/next.png", File("dangling.png"));
+    Succeed("filter median in.png --out dangling.png");
+    EXPECT_TRUE(fs::is_symlink(File("dangling.png")));
+    EXPECT_EQ(cv::countNonZero(Read("elsewhere/next.png") != 9), 0);
+    const std::string name(251, 'n');
+    Succeed("filter median in.png --out " + name + ".png");
+    EXPECT_TRUE(fs::exists(File(name + ".png")));
+}
+
+TEST_F(Program, WritesOnlyWhereFilesCanBe) {
+    Write("in.png", cv::Mat(20, 20, CV_8U, cv::Scalar(9)));
+    fs::create_symlink("/dev/full", File("full.png"));
+    fs::create_symlink("loop.png", File("loop.png"));
+    ASSERT_EQ(mkfifo(File("pipe.png").c_str(), 0600), 0);
+    const std::pair<const char*, const char*> refused[] = {
+        {"full.png", "full.png: is a device or a pipe"},
+        {"pipe.png", "pipe.png: is a device or a pipe"},
+        {"loop.png", "loop.png: cannot be written: Too many levels of symbolic links"},
+    };
+    for (const auto& [name, says] : refused) {
+        const Outcome outcome = Run(std::string("filter median in.png --out ") + name);
+        EXPECT_EQ(outcome.exitCode, 2) << name;
+        EXPECT_NE(outcome.err.find(says), std::string::npos) << outcome.err;
+    }
+    EXPECT_TRUE(fs::is_fifo(File("pipe.png")));
+}
+
+// Whoever may write into a folder may have prepared one there.
+TEST_F(Program, EntersNoLinkInsteadOfItsHiddenFolder) {
+    Write("in.png", cv::Mat(20, 20, CV_8U, cv::Scalar(9)));
+    fs::create_directories(File("victim/below"));
+    fs::create_directory(File("o"));
+    WriteBytes("victim/precious", "text");
+    for (const char* name : {"o/.vorip-a.png", "o/.vorip-set", "o/.vorip-other"})
+        fs::create_directory_symlink("../victim", File(name));
+    Succeed("filter median in.png --out o/a.png");
+    Succeed("unwrap in.png --out o");
+    EXPECT_EQ(ReadText("victim/precious"), "text");
+    EXPECT_TRUE(fs::exists(File("victim/below")));
+    EXPECT_TRUE(fs::exists(File("o/a.png")));
+    EXPECT_TRUE(fs::exists(File("o/mask.png")));
 }
 
 TEST_F(Program, LeavesAFolderToTheRunThatIsWritingIt) {

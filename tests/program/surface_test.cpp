@@ -132,6 +132,10 @@ TEST_F(SurfaceProgram, RefusesWhatCannotBeMeasured) {
             {"export points --out o/a.stl", "pitch"},
         },
         "surface *");
+    WriteBytes("points/summary.json", R"({"files": {"y.npy": {"bytes": 9, "crc32": "00000000"}}})");
+    ExpectRefusals(
+        {{"grid points --pitch 1 --out o/a.npy", "different runs"}, {"level points --out o/a.npy", "different runs"}},
+        "surface *");
     for (const char* command : {"", "grid", "level", "step", "profile", "roughness", "compare", "check", "export"}) {
         const std::string help = Succeed(std::string("surface ") + command + " --help");
         EXPECT_NE(help.find(std::string("Example:\n  vorip surface ") + (*command ? command : "grid")),

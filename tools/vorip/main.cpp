@@ -28,7 +28,7 @@ constexpr char kFooter[] =
     "Exit codes\n"
     "    0  done\n"
     "    1  something unexpected happened, or a check of the demo failed\n"
-    "    2  wrong input or options\n"
+    "    2  wrong input or options, or more memory needed than the run may take\n"
     "    3  vorip quality: low contrast\n"
     "    4  vorip quality: low contrast because of low intensity\n"
     "    5  nothing usable in the input: all dark, saturated or masked\n"

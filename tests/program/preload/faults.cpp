@@ -1,5 +1,5 @@
-// Loaded before the C library: lets the call number K of one function fail, as in VORIP_FAULT="rename 3", and makes a
-// file .fault then.
+// Loaded before the C library: lets the call number K of one function fail, as in VORIP_FAULT="rename 3", or K and the
+// N after it, as in "rename 3 2", and makes a file .fault then.
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <unistd.h>
@@ -15,6 +15,7 @@ extern "C" void* __libc_malloc(std::size_t size);
 namespace {
 
 std::atomic<long> left{0};  // calls until the one that fails
+long failing = 0;           // so many after it, too
 char function[16] = "";
 
 __attribute__((constructor)) void Begin() {
@@ -22,11 +23,15 @@ __attribute__((constructor)) void Begin() {
     const char* const blank = fault ? std::strchr(fault, ' ') : nullptr;
     if (!blank || blank - fault >= static_cast<std::ptrdiff_t>(sizeof function)) return;
     std::memcpy(function, fault, static_cast<std::size_t>(blank - fault));
-    left = std::atol(blank);
+    char* more = nullptr;
+    left = std::strtol(blank, &more, 10);
+    failing = std::strtol(more, nullptr, 10);
 }
 
 bool Fails(const char* name, int error) {
-    if (left <= 0 || std::strcmp(name, function) != 0 || --left != 0) return false;
+    if (left < -failing || function[0] == 0 || std::strcmp(name, function) != 0) return false;
+    const long rest = --left;
+    if (rest > 0 || rest < -failing) return false;
     close(open(".fault", O_CREAT | O_WRONLY, 0666));
     errno = error;
     return true;

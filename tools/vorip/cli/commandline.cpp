@@ -7,6 +7,7 @@
 #include <numeric>
 
 #include "imagemodel/version.h"
+#include "tools/vorip/cli/parse.h"
 #include "tools/vorip/session/failure.h"
 #include "tools/vorip/session/memory.h"
 
@@ -191,7 +192,7 @@ void Command::OnRun(const std::function<void()>& run) {
     Add("--max-memory", mMaxMemory, "Memory that the run may take, as in 4G [three quarters of what is free]")
         .Type("SIZE");
     mApp.callback([this, run] {
-        MemoryLimit::Set(mMaxMemory, mName);
+        MemoryLimit::Set(mMaxMemory.empty() ? 0 : ParseMemory(mMaxMemory), mName);
         run();
     });
 }

@@ -1,8 +1,10 @@
 #include "tools/vorip/cli/parse.h"
 
+#include <charconv>
 #include <cmath>
 #include <sstream>
 
+#include "measure/error.h"
 #include "measure/io.h"
 
 namespace vorip {
@@ -27,6 +29,27 @@ std::optional<Pair<int>> ParsePoint(const std::string& text) {
         if (n != std::floor(n) || std::abs(n) > measure::kMaxImageSide) return std::nullopt;
     }
     return Pair<int>{static_cast<int>((*numbers)[0]), static_cast<int>((*numbers)[1])};
+}
+
+double ParseMemory(const std::string& text) {
+    double number = 0;
+    const char* const end = text.data() + text.size();
+    const auto parsed = std::from_chars(text.data(), end, number);
+    const std::string unit(parsed.ptr, end);
+    double decimal = 1, binary = 1;
+    for (const char* const prefix : {"", "K", "M", "G", "T"}) {
+        const std::string p = prefix;
+        const bool isBinary = !p.empty() && unit == p + "iB";
+        const double bytes = number * (isBinary ? binary : decimal);
+        if (unit == p || unit == p + "B" || isBinary) {
+            if (parsed.ec == std::errc() && bytes >= 1 && std::isfinite(bytes)) return bytes;
+            break;
+        }
+        decimal *= 1000;
+        binary *= 1024;
+    }
+    throw measure::InputError("--max-memory=" + text +
+                              ": must be an amount of memory, as in --max-memory=4G, 500M or 2GiB");
 }
 
 }  // namespace vorip

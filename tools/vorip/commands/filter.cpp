@@ -187,6 +187,8 @@ cv::Rect RepeatInFront(const Options& options, const Kind& kind, WindowSize size
         Refuse("--size=" + options.size + ": with excluded pixels, the picture and half the window must fit in " +
                std::to_string(most) + " pixels each way");
     }
+    const cv::Size enlarged = place.size() + cv::Size(place.x, place.y);
+    AnnounceMemory(enlarged, image.type());
     for (cv::Mat* picture : {&image, static_cast<cv::Mat*>(&excluded)})
         cv::copyMakeBorder(*picture, *picture, place.y, 0, place.x, 0, cv::BORDER_REPLICATE);
     return place;
@@ -201,6 +203,7 @@ void RunFilter(const Options& options, const Kind& kind) {
     if (kind.run == RunBinomial && image.depth() != CV_8U) {
         Refuse(options.in + ": the filter 'binomial' takes 8-bit pictures, this is " + measure::PixelTypeName(image));
     }
+    MemoryLimit::SetVariant(std::string("filter ") + kind.name);
     AnnounceMemory(image);
     cv::Mat1b excluded = FindExcluded(image, options, kind);
     const int excludedPixels = excluded.empty() ? 0 : cv::countNonZero(excluded);

@@ -2,12 +2,12 @@
 
 #include <algorithm>
 #include <charconv>
-#include <filesystem>
 #include <fstream>
 #include <optional>
 #include <sstream>
 #include <vector>
 
+#include "measure/io/bytes.h"
 #include "tools/vorip/session/failure.h"
 
 namespace vorip {
@@ -62,12 +62,9 @@ WindowSize ParseSize(const std::string& option, const std::string& text, int mos
 }
 
 KrN::KrTBuf2D<std::int32_t> ReadKernel(const std::string& file) {
-    std::error_code ignored;
-    if (std::filesystem::status(file, ignored).type() == std::filesystem::file_type::not_found) {
-        Refuse(file + ": no such file");
-    }
+    measure::RequireFile(file);
     std::ifstream stream(file);
-    if (!stream || !std::filesystem::is_regular_file(file, ignored)) Refuse(file + ": cannot be read");
+    if (!stream) Refuse(file + ": cannot be read");
     std::vector<std::vector<std::int32_t>> rows;
     std::size_t number = 0;
     for (std::string line; std::getline(stream, line);) {

@@ -3,11 +3,11 @@
 #include <opencv2/imgproc.hpp>
 
 #include "measure/picture.h"
-#include "tools/vorip/cli/parse.h"
 #include "tools/vorip/commands/commands.h"
 #include "tools/vorip/commands/surfacecommands.h"
 #include "tools/vorip/session/failure.h"
 #include "tools/vorip/session/memory.h"
+#include "tools/vorip/session/resultfolder.h"
 #include "tools/vorip/session/summary.h"
 
 namespace vorip {
@@ -33,17 +33,27 @@ constexpr char kDetails[] =
     "  vorip surface profile level.npy --line 20,100 400,100 --width 5 --out section\n"
     "  vorip surface export level.npy --out level.gsf level.stl";
 
-constexpr double kFarthest = 1e6;  // pixels
-
 std::filesystem::path FolderOf(const std::filesystem::path& file) {
     return file.has_parent_path() ? file.parent_path() : std::filesystem::path(".");
 }
 
 const std::string& RequireSurfaceFile(const std::string& file) {
-    std::error_code ignored;
-    if (std::filesystem::is_directory(file, ignored)) Refuse(file + ": is a folder, not a file");
+    RequireFileName(file);
     measure::RequireSurfaceName(file);
     return file;
+}
+
+// The points in a folder of vorip points must be those that its summary lists, all of one run.
+template <class Read>
+auto OfOneRun(const std::string& folder, const Read& read) {
+    constexpr char kSummary[] = "summary.json";
+    std::error_code ignored;
+    if (!std::filesystem::exists(std::filesystem::path(folder) / kSummary, ignored)) return read(folder);
+    ResultFolder results(folder, kSummary, "vorip points");
+    for (const char* name : {"x.npy", "y.npy", "z.npy"}) results.File(name);
+    auto points = read(folder);
+    results.CheckAgain();
+    return points;
 }
 
 }  // namespace
@@ -61,47 +71,17 @@ void AddSurfaceCommands(CommandLine& program) {
 }
 
 measure::HeightMap ReadMap(const std::string& path) {
-    measure::HeightMap map = measure::ReadHeightMap(path);
+    std::error_code ignored;
+    const bool isFolder = std::filesystem::is_directory(path, ignored);
+    const measure::HeightMap map = isFolder ? OfOneRun(path, measure::ReadHeightMap) : measure::ReadHeightMap(path);
     AnnounceMemory(map.z);
     return map;
 }
 
 measure::Cloud ReadPoints(const std::string& folder) {
-    measure::Cloud cloud = measure::ReadCloud(folder);
+    const measure::Cloud cloud = OfOneRun(folder, measure::ReadCloud);
     AnnounceMemory(cloud.z, 3);
     return cloud;
-}
-
-std::vector<cv::Point2d> ParsePoints(const std::string& option, const std::vector<std::string>& texts) {
-    std::vector<cv::Point2d> points;
-    for (const std::string& text : texts) {
-        const auto numbers = ParseNumbers(text);
-        if (!numbers || numbers->size() != 2)
-            Refuse(option + " " + text + ": must be points X,Y (column and row), as in 120,80");
-        points.emplace_back((*numbers)[0], (*numbers)[1]);
-    }
-    return points;
-}
-
-cv::Mat1b ParseAreas(const std::string& option, const std::vector<std::string>& texts, cv::Size size) {
-    cv::Mat1b all(size, uchar{0});
-    for (const std::string& text : texts) {
-        const auto n = ParseNumbers(text);
-        if (!n || n->size() < 3 || n->size() > 4 || (*n)[2] <= 0 || n->back() <= 0)
-            Refuse(option + " " + text + ": must be areas X,Y,WIDTH,HEIGHT or circles X,Y,RADIUS in pixels");
-        for (const double value : *n) {
-            if (std::abs(value) > kFarthest) Refuse(option + " " + text + ": lies far outside any picture");
-        }
-        try {
-            const cv::Mat1b area = n->size() == 4
-                                       ? measure::MaskOf(size, cv::Rect2d((*n)[0], (*n)[1], (*n)[2], (*n)[3]))
-                                       : measure::MaskOf(size, cv::Point2d((*n)[0], (*n)[1]), (*n)[2]);
-            cv::bitwise_or(all, area, all);
-        } catch (const measure::InputError& error) {
-            Refuse(option + ": " + error.what());
-        }
-    }
-    return all;
 }
 
 void AddFormChoice(Command& command, FormChoice& choice) {

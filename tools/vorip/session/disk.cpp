@@ -83,9 +83,9 @@ void WriteDurably(const fs::path& file, const void* data, std::size_t size) {
 void Sync(const fs::path& path) { Descriptor(path, O_RDONLY).Sync(); }
 
 FolderLock::FolderLock(const fs::path& folder) {
-    mDescriptor = open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    mDescriptor = open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
     if (mDescriptor < 0) {
-        mState = errno == ENOENT ? State::eGone : State::eUnknown;
+        mState = errno == ENOENT || errno == ENOTDIR || errno == ELOOP ? State::eGone : State::eUnknown;
         return;
     }
     if (flock(mDescriptor, LOCK_EX | LOCK_NB) != 0) {
@@ -95,9 +95,9 @@ FolderLock::FolderLock(const fs::path& folder) {
     // Who held it until now may have removed it, and somebody else made another one.
     struct stat held {
     }, named{};
-    const bool same = fstat(mDescriptor, &held) == 0 && stat(folder.c_str(), &named) == 0 &&
+    const bool same = fstat(mDescriptor, &held) == 0 && lstat(folder.c_str(), &named) == 0 &&
                       held.st_dev == named.st_dev && held.st_ino == named.st_ino;
-    mState = same ? State::eHeld : State::eGone;
+    mState = !same ? State::eGone : held.st_uid == geteuid() ? State::eHeld : State::eOfAnother;
 }
 
 FolderLock::~FolderLock() {

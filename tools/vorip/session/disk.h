@@ -15,7 +15,13 @@ void Sync(const std::filesystem::path& path);
 // A folder that at most one living process holds, on this machine and where file systems can tell others.
 class FolderLock {
 public:
-    enum class State { eHeld, eForeign, eGone, eUnknown };  // unknown: this file system has no locks
+    enum class State {
+        eHeld,
+        eForeign,    // another process holds it
+        eGone,       // it is no folder, or another one than it was
+        eOfAnother,  // user, who may do with it what he likes
+        eUnknown,    // this file system has no locks
+    };
 
     explicit FolderLock(const std::filesystem::path& folder);
     ~FolderLock();

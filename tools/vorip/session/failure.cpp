@@ -5,6 +5,7 @@
 #include <memory>
 #include <new>
 #include <opencv2/core.hpp>
+#include <system_error>
 
 #include "tools/vorip/session/memory.h"
 
@@ -53,9 +54,13 @@ int ExitCodeOf(void (*program)(int argc, char** argv), int argc, char** argv) {
         const std::unique_ptr<KrN::KrException> error(thrown);
         return Complain(error->GetText().ToUtf8(), kExitUnexpected);
     } catch (const std::bad_alloc&) {
-        return Complain(NotEnoughMemory(), kExitUnexpected);
+        return Complain(NotEnoughMemory(), kExitBadInput);
     } catch (const cv::Exception& error) {
-        return Complain(error.code == cv::Error::StsNoMem ? NotEnoughMemory() : error.what(), kExitUnexpected);
+        if (error.code == cv::Error::StsNoMem) return Complain(NotEnoughMemory(), kExitBadInput);
+        return Complain(error.what(), kExitUnexpected);
+    } catch (const std::system_error& error) {
+        const bool noThread = error.code() == std::errc::resource_unavailable_try_again;  // for lack of its stack
+        return noThread ? Complain(NotEnoughMemory(), kExitBadInput) : Complain(error.what(), kExitUnexpected);
     } catch (const std::exception& error) {
         return Complain(error.what(), kExitUnexpected);
     }

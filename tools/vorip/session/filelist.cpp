@@ -8,6 +8,7 @@
 #include <opencv2/core.hpp>
 #include <vector>
 
+#include "measure/io/bytes.h"
 #include "tools/vorip/session/failure.h"
 #include "tools/vorip/session/summary.h"
 
@@ -28,6 +29,7 @@ bool IsSummary(const std::string& name) {
 FileMark MarkOf(const void* data, std::size_t size) { return {size, libdeflate_crc32(0, data, size)}; }
 
 FileMark MarkOf(const fs::path& file) {
+    measure::RequireFile(file.string());
     std::ifstream stream(file, std::ios::binary);
     if (!stream) Refuse(file.string() + ": cannot be opened for reading");
     FileMark mark;
@@ -52,8 +54,9 @@ std::string WithFileList(const std::string& summary, const FileList& files) {
 }
 
 FileList ReadFileList(const fs::path& summary) {
-    std::ifstream stream(summary, std::ios::binary);
-    const auto json = nlohmann::json::parse(stream, nullptr, false);
+    constexpr std::size_t kMostBytes = 16 << 20;
+    const std::string text = measure::ReadText(summary.string(), kMostBytes, "a summary");
+    const auto json = nlohmann::json::parse(text, nullptr, false);
     FileList files;
     if (!json.is_object() || !json.contains("files") || !json["files"].is_object()) return files;
     for (const auto& [name, entry] : json["files"].items()) {

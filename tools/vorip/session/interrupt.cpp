@@ -6,6 +6,7 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <system_error>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -60,13 +61,17 @@ void Watch() {
 }  // namespace
 
 InterruptWatch::InterruptWatch() {
+    try {
+        watcher = std::thread(Watch);
+    } catch (const std::system_error&) {  // without it signals end the program as they always do
+        return;
+    }
     for (const int number : kEnding) {
         if (std::signal(number, Catch) == SIG_IGN) std::signal(number, SIG_IGN);
     }
     for (const int number : kErrorsOfWriting) {
         if (number != 0) std::signal(number, SIG_IGN);
     }
-    watcher = std::thread(Watch);
 }
 
 InterruptWatch::~InterruptWatch() {
@@ -75,7 +80,7 @@ InterruptWatch::~InterruptWatch() {
         done = true;
     }
     wake.notify_one();
-    watcher.join();
+    if (watcher.joinable()) watcher.join();
 }
 
 CleanUp::CleanUp(std::function<void()> undo) : mUndo(std::move(undo)) {

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
-#include <cstdlib>
 #include <fstream>
 #include <iterator>
 #include <limits>
@@ -43,7 +42,18 @@ constexpr Need kNeeds[] = {
 double limit = kUnknown, announced = kMuch;
 const Need* need = nullptr;
 
-std::string Gigabytes(double bytes) { return cv::format(bytes < 1e9 ? "%.2g GB" : "%.1f GB", bytes / 1e9); }
+struct Unit {
+    const char* name;
+    double bytes;
+};
+constexpr Unit kUnits[] = {{"GB", 1e9}, {"MB", 1e6}, {"kB", 1e3}, {"bytes", 1}};
+
+std::string InUnits(double bytes) {
+    const Unit* unit = std::begin(kUnits);
+    while (unit->bytes > 1 && bytes < unit->bytes) ++unit;
+    return cv::format(bytes < 10 * unit->bytes && unit->bytes > 1 ? "%.1f %s" : "%.0f %s", bytes / unit->bytes,
+                      unit->name);
+}
 
 double ReadNumber(const char* file) {
     double number = kUnknown;
@@ -62,18 +72,6 @@ double FreeBytes() {
     return std::isfinite(most) && std::isfinite(taken) ? std::min(available, std::max(most - taken, 0.0)) : available;
 }
 
-double ParseBytes(const std::string& text) {
-    char* unit = nullptr;
-    double bytes = std::strtod(text.c_str(), &unit);
-    const std::string word = unit;
-    const std::string units[] = {"", "K", "M", "G", "T"};
-    for (const std::string& u : units) {
-        if (bytes > 0 && std::isfinite(bytes) && (word == u || (word == u + "B" && !u.empty()))) return bytes;
-        bytes *= 1e3;
-    }
-    throw measure::InputError("--max-memory=" + text + ": must be an amount of memory, as in --max-memory=4G or 500M");
-}
-
 // Only the kernel sees every allocation, whoever makes it.
 void Enforce() {
 #ifdef __linux__
@@ -81,7 +79,10 @@ void Enforce() {
     std::ifstream statm("/proc/self/statm");
     for (int i = 0; i < 6; ++i) statm >> pages;  // the sixth is what has been taken up to now
     if (!statm) return;
-    const double most = pages * static_cast<double>(sysconf(_SC_PAGESIZE)) + limit;
+    // The kernel counts the whole stack of a thread, which takes next to nothing of it.
+    constexpr double kStack = 8 << 20;
+    const double stacks = kStack * (cv::getNumThreads() + 2);
+    const double most = pages * static_cast<double>(sysconf(_SC_PAGESIZE)) + stacks + limit;
     rlimit data{};
     if (getrlimit(RLIMIT_DATA, &data) != 0 || most >= static_cast<double>(data.rlim_cur)) return;
     data.rlim_cur = static_cast<rlim_t>(most);
@@ -89,32 +90,49 @@ void Enforce() {
 #endif
 }
 
-}  // namespace
-
-void MemoryLimit::Set(const std::string& text, const std::string& command) {
-    need = std::find_if(std::begin(kNeeds), std::end(kNeeds), [&](const Need& n) { return n.command == command; });
-    if (need == std::end(kNeeds)) throw std::logic_error("nobody has said how much memory " + command + " takes");
-    limit = text.empty() ? kUsualShare * FreeBytes() : ParseBytes(text);
-    if (std::isfinite(limit)) Enforce();
-    KeepAndEnlargePages(limit);
+const Need* FindNeed(const std::string& command) {
+    const Need* const found =
+        std::find_if(std::begin(kNeeds), std::end(kNeeds), [&](const Need& n) { return n.command == command; });
+    return found == std::end(kNeeds) ? nullptr : found;
 }
 
-std::string MemoryLimit::InWords() { return std::isfinite(limit) ? Gigabytes(limit) : ""; }
-
-void AnnounceMemory(const cv::Mat& first, std::size_t pictures, cv::Size result) {
-    const cv::Size size = result.empty() ? first.size() : result;
-    const double inputs = static_cast<double>(pictures * first.total() * first.elemSize());
+void Announce(const std::string& count, double inputs, cv::Size size) {
     const double bytes = need->perInput * inputs + need->perPixel * size.width * size.height;
-    const std::string count = pictures > 1 ? cv::format("%zu pictures of ", pictures) : "";
     const std::string needs = cv::format("%s%d x %d pixels need about %s of memory", count.c_str(), size.width,
-                                         size.height, Gigabytes(bytes).c_str());
+                                         size.height, InUnits(bytes).c_str());
     if (bytes > limit) {
-        throw measure::InputError(needs + ", " + MemoryLimit::InWords() +
+        throw measure::InputError(needs + ", " + InUnits(limit) +
                                   " are allowed: give --max-memory more, if the machine has it, or smaller pictures");
     }
     if (bytes <= announced) return;
     announced = bytes;
     std::fprintf(stderr, "vorip: %s\n", needs.c_str());
+}
+
+}  // namespace
+
+void MemoryLimit::Set(double bytes, const std::string& command) {
+    need = FindNeed(command);
+    if (!need) throw std::logic_error("nobody has said how much memory " + command + " takes");
+    limit = bytes > 0 ? bytes : kUsualShare * FreeBytes();
+    if (std::isfinite(limit)) Enforce();
+    KeepAndEnlargePages(limit);
+}
+
+void MemoryLimit::SetVariant(const std::string& command) {
+    if (const Need* const found = FindNeed(command)) need = found;
+}
+
+std::string MemoryLimit::InWords() { return std::isfinite(limit) ? InUnits(limit) : ""; }
+
+void AnnounceMemory(const cv::Mat& first, std::size_t pictures, cv::Size result) {
+    const std::string count = pictures > 1 ? cv::format("%zu pictures of ", pictures) : "";
+    Announce(count, static_cast<double>(pictures * first.total() * first.elemSize()),
+             result.empty() ? first.size() : result);
+}
+
+void AnnounceMemory(cv::Size size, int type) {
+    Announce("", static_cast<double>(CV_ELEM_SIZE(type)) * size.width * size.height, size);
 }
 
 }  // namespace vorip

@@ -10,9 +10,10 @@ namespace vorip {
 // swap or another program being ended.
 class MemoryLimit {
 public:
-    // For a run of this command. "4G", "1.5GB", "800M", "123456789"; empty: three quarters of what is free now. Throws
-    // measure::InputError for any other text.
-    static void Set(const std::string& text, const std::string& command);
+    // For a run of this command. 0: three quarters of what is free now.
+    static void Set(double bytes, const std::string& command);
+    // For what this command does in this run, as in "filter median", where the table knows more about that.
+    static void SetVariant(const std::string& command);
     // "3.2 GB", for messages; empty before Set, and where nothing could be found out.
     static std::string InWords();
 };
@@ -22,5 +23,7 @@ public:
 // type are held at the same time; the result has the same size unless another one is given. How much each command takes
 // stands in one table.
 void AnnounceMemory(const cv::Mat& first, std::size_t pictures = 1, cv::Size result = {});
+// For one picture of this size and type that does not exist yet.
+void AnnounceMemory(cv::Size size, int type);
 
 }  // namespace vorip

@@ -17,15 +17,22 @@ const fs::path& RequireFolderName(const fs::path& folder) {
     return folder;
 }
 
-const fs::path& RequireFileName(const fs::path& file) {
-    if (file.empty()) Refuse("--out needs the name of a file");
-    std::error_code ignored;
-    if (fs::is_directory(file, ignored)) Refuse(file.string() + ": is a folder, not a file");
+const fs::path& RequirePictureName(const fs::path& file) {
+    RequireFileName(file);
     measure::RequireWritableName(file.string());
     return file;
 }
 
 }  // namespace
+
+void RequireFileName(const fs::path& file) {
+    if (file.empty()) Refuse("--out needs the name of a file");
+    std::error_code error;
+    const auto status = fs::status(file, error);
+    if (status.type() == fs::file_type::none) Refuse(file.string() + ": cannot be written: " + error.message());
+    if (!fs::exists(status) || fs::is_regular_file(status)) return;
+    Refuse(file.string() + (fs::is_directory(status) ? ": is a folder, not a file" : ": is a device or a pipe"));
+}
 
 OutputSet::OutputSet(const fs::path& folder, const std::string& name)
     : mFolder(RequireFolderName(folder)), mStaging(std::make_unique<Staging>(folder, name)) {}
@@ -77,13 +84,14 @@ void OutputSet::Commit() {
         Replacement(*mStaging, mFolder).Run();
         mStaging.reset();
     } catch (const fs::filesystem_error& error) {
-        throw measure::OutputError(mFolder.string() + ": cannot write there: " + error.code().message());
+        const fs::path& which = error.path1().empty() ? mFolder : error.path1();
+        throw measure::OutputError(which.string() + ": cannot be written: " + error.code().message());
     }
     ResultsAreInFiles();
 }
 
 OutputFile::OutputFile(const fs::path& file)
-    : mFile(RequireFileName(file)),
+    : mFile(RequirePictureName(file)),
       mSet(file.has_parent_path() ? file.parent_path() : fs::path("."), file.filename().string()) {}
 
 void OutputFile::Save(const cv::Mat& image) {

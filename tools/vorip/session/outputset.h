@@ -14,6 +14,9 @@
 
 namespace vorip {
 
+// Refuses names under which no file can be written: of folders, of devices and pipes, and links in a circle.
+void RequireFileName(const std::filesystem::path& file);
+
 // The files that one run writes into a folder. They are written into a hidden folder inside it and moved to their names
 // by Commit, so that they appear complete or not at all. Without a Commit nothing remains, not even a new folder.
 class OutputSet {

@@ -5,7 +5,7 @@
 
 #include "measure/error.h"
 #include "tools/vorip/session/disk.h"
-#include "tools/vorip/session/filelist.h"
+#include "tools/vorip/session/earlierfiles.h"
 
 namespace fs = std::filesystem;
 
@@ -27,6 +27,19 @@ void Rename(const fs::path& from, const fs::path& to) {
     }
 }
 
+// Which tells which of the others belong together.
+bool DescribesOthers(const fs::path& file) { return file.extension() == ".json"; }
+
+// Where symbolic links lead to, also when there is nothing yet.
+fs::path FollowLinks(fs::path path) {
+    constexpr int kMost = 40;
+    for (int i = 0; i < kMost; ++i) {
+        if (!fs::is_symlink(fs::symlink_status(path))) return fs::weakly_canonical(path);
+        path = path.parent_path() / fs::read_symlink(path);
+    }
+    throw fs::filesystem_error("follow", path, std::make_error_code(std::errc::too_many_symbolic_link_levels));
+}
+
 }  // namespace
 
 void Replacement::Run() {
@@ -46,21 +59,22 @@ void Replacement::Run() {
 void Replacement::Plan() {
     for (const auto& entry : fs::directory_iterator(mFrom)) {
         const fs::path name = entry.path().filename();
-        const fs::path place = fs::weakly_canonical(mTo / name);
-        if (fs::is_directory(place))
-            throw measure::OutputError((mTo / name).string() + ": cannot be replaced, it is a folder");
+        const fs::path place = FollowLinks(mTo / name);
+        const fs::file_status status = fs::status(place);
+        if (fs::exists(status) && !fs::is_regular_file(status)) {
+            throw measure::OutputError((mTo / name).string() + ": cannot be replaced, it is a " +
+                                       (fs::is_directory(status) ? "folder" : "device or a pipe"));
+        }
         mSteps.push_back({entry.path(), place, {}});
     }
     std::sort(mSteps.begin(), mSteps.end(), [](const Step& a, const Step& b) {
-        const auto order = [](const Step& s) {
-            return std::pair(IsSummary(s.prepared.filename().string()), s.prepared);
-        };
+        const auto order = [](const Step& s) { return std::pair(DescribesOthers(s.prepared), s.prepared); };
         return order(a) < order(b);
     });
 }
 
 void Replacement::KeepEarlier() {
-    const fs::path kept = mFrom / "earlier";
+    const fs::path kept = EarlierFilesOf(mFrom);
     fs::create_directory(kept);
     for (Step& step : mSteps) {
         if (!fs::exists(step.place)) continue;
@@ -77,7 +91,7 @@ void Replacement::MoveAll() {
     std::set<fs::path> folders;
     const auto sync = [&] { std::for_each(folders.begin(), folders.end(), Sync); };
     for (const Step& step : mSteps) {
-        if (IsSummary(step.prepared.filename().string())) sync();  // it must not be on the disk before the others
+        if (DescribesOthers(step.prepared)) sync();  // it must not be on the disk before the others
         Rename(step.prepared, step.place);
         ++mMoved;
         folders.insert(step.place.parent_path());
@@ -97,11 +111,8 @@ void Replacement::PutBack(const fs::filesystem_error& reason) {
     }
     if (isBack) throw reason;
     mStaging.Leave();
-    fs::path kept = mTo / "earlier-files";
-    for (int i = 2; fs::exists(kept); ++i) kept = mTo / ("earlier-files-" + std::to_string(i));
     std::error_code error;
-    fs::rename(mFrom / "earlier", kept, error);
-    if (error) kept = mFrom / "earlier";
+    const fs::path kept = SetAside(mFrom, mTo, error);
     throw measure::OutputError(mTo.string() + ": cannot write there (" + reason.code().message() +
                                "), and the earlier files could not all be put back: they are in " + kept.string());
 }

@@ -4,6 +4,8 @@
 #include <thread>
 
 #include "measure/error.h"
+#include "tools/vorip/session/earlierfiles.h"
+#include "tools/vorip/session/warning.h"
 
 namespace fs = std::filesystem;
 
@@ -11,14 +13,27 @@ namespace vorip {
 namespace {
 
 constexpr char kPrefix[] = ".vorip-";
+constexpr char kGone = '~';   // at the end: nothing in there is wanted any more
 constexpr int kAttempts = 4;  // runs that begin or end at the same time get out of each other's way
 constexpr auto kPause = std::chrono::milliseconds(25);
+
+// Short enough for a file system that has the name itself.
+std::string HiddenName(const std::string& name) {
+    constexpr std::size_t kLongest = 200;
+    if (name.size() <= kLongest) return kPrefix + name;
+    return kPrefix + name.substr(0, kLongest) + std::to_string(std::hash<std::string>()(name));
+}
+
+bool IsLink(const fs::path& path) {
+    std::error_code ignored;
+    return fs::is_symlink(fs::symlink_status(path, ignored));
+}
 
 }  // namespace
 
 Staging::Staging(const fs::path& folder, const std::string& name)
     : mParent(fs::absolute(folder).lexically_normal()),
-      mStaging(mParent / (kPrefix + name)),
+      mStaging(mParent / HiddenName(name)),
       mCleanUp([this] { Remove(); }) {
     try {
         Acquire();
@@ -40,12 +55,17 @@ void Staging::Acquire() {
         const Uninterrupted whole;
         CreateParents();
         std::error_code error;
+        if (IsLink(mStaging)) fs::remove(mStaging);  // somebody else's, who wants to have another folder emptied
         const bool made = fs::create_directory(mStaging, error);
         if (error == std::errc::no_such_file_or_directory) continue;  // another run removed the parents
         if (error) throw fs::filesystem_error("mkdir", mStaging, error);
         auto lock = std::make_unique<FolderLock>(mStaging);
         const auto state = lock->Is();
-        if (state == FolderLock::State::eHeld || (state == FolderLock::State::eUnknown && made)) mLock.swap(lock);
+        if (state == FolderLock::State::eOfAnother && !made)
+            throw measure::OutputError(mStaging.string() +
+                                       ": belongs to another user; remove it, or give another --out");
+        const bool isOurs = state == FolderLock::State::eUnknown || state == FolderLock::State::eOfAnother;
+        if (state == FolderLock::State::eHeld || (isOurs && made)) mLock.swap(lock);
     }
     if (mLock) RemoveLeftovers();
 }
@@ -59,29 +79,37 @@ void Staging::CreateParents() {
 }
 
 void Staging::RemoveLeftovers() const {
+    std::error_code error;
+    if (HasOnlyCopies(mStaging)) {
+        const fs::path kept = SetAside(mStaging, mParent, error);
+        const std::string what = "the files that a run has not put back are in " + kept.string();
+        if (error) throw measure::OutputError(what + ", and cannot be moved: " + error.message());
+        Warn(what);
+    }
     for (const auto& entry : fs::directory_iterator(mStaging)) fs::remove_all(entry);
-    std::error_code ignored;
     for (const auto& entry : fs::directory_iterator(mParent)) {
-        const bool isStaging = entry.path().filename().string().rfind(kPrefix, 0) == 0 && entry.is_directory(ignored);
-        if (!isStaging || entry.path() == mStaging) continue;
+        const std::string name = entry.path().filename().string();
+        if (name.rfind(kPrefix, 0) != 0 || entry.path() == mStaging || IsLink(entry)) continue;
         const FolderLock lock(entry);
-        if (lock.Is() == FolderLock::State::eHeld) fs::remove_all(entry, ignored);
+        const bool isWanted = name.back() != kGone && HasOnlyCopies(entry);
+        if (lock.Is() == FolderLock::State::eHeld && !isWanted) fs::remove_all(entry, error);
     }
 }
 
 // Under another name it is out of reach for threads that are still writing when the program is interrupted.
-void Staging::Remove() const try {
+void Staging::Remove() try {
     const Uninterrupted whole;
     std::error_code ignored;
     if (mLeft) return;
     if (mLock) {
         fs::path gone = mStaging;
-        gone += "~";
+        gone += kGone;
         fs::rename(mStaging, gone, ignored);
         fs::remove_all(ignored ? mStaging : gone, ignored);
     }
-    for (auto made = mCreated.rbegin(); made != mCreated.rend(); ++made) fs::remove(*made, ignored);
-} catch (...) {  // of memory: the next run removes it
+    for (; !mCreated.empty(); mCreated.pop_back()) fs::remove(mCreated.back(), ignored);
+    mLock.reset();  // whatever calls this again must not touch what another run has made since
+} catch (...) {     // of memory: the next run removes it
 }
 
 }  // namespace vorip

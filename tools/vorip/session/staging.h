@@ -15,22 +15,23 @@ namespace vorip {
 // was put there.
 class Staging {
 public:
-    // Makes the folders that are missing, and removes what runs that were killed have left. Throws OutputError when it
-    // cannot, or when another run has a folder of this name.
+    // Makes the folders that are missing, and removes what runs that were killed have left; files that are nowhere else
+    // go to FOLDER/earlier-files. A symbolic link of this name is removed, not followed. Throws OutputError when it
+    // cannot, or when another run, or another user, has a folder of this name.
     Staging(const std::filesystem::path& folder, const std::string& name);
     ~Staging();
     Staging(const Staging&) = delete;
     Staging& operator=(const Staging&) = delete;
 
     const std::filesystem::path& Folder() const { return mStaging; }
-    // It stays where it is, until another run of this name removes it.
+    // It stays where it is.
     void Leave() { mLeft = true; }
 
 private:
     void Acquire();
     void CreateParents();
     void RemoveLeftovers() const;
-    void Remove() const;
+    void Remove();
 
     std::filesystem::path mParent, mStaging;
     std::vector<std::filesystem::path> mCreated;  // by this run, outermost first

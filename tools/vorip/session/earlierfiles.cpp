@@ -1,0 +1,29 @@
+#include "tools/vorip/session/earlierfiles.h"
+
+#include <algorithm>
+
+namespace fs = std::filesystem;
+
+namespace vorip {
+
+fs::path EarlierFilesOf(const fs::path& hidden) { return hidden / "earlier"; }
+
+bool HasOnlyCopies(const fs::path& hidden) {
+    const fs::path earlier = EarlierFilesOf(hidden);
+    std::error_code error;
+    if (!fs::is_directory(fs::symlink_status(earlier, error))) return false;
+    const fs::directory_iterator files(earlier, error);
+    return !error && std::any_of(begin(files), end(files), [&](const fs::directory_entry& file) {
+        return fs::hard_link_count(file, error) == 1 || error;
+    });
+}
+
+fs::path SetAside(const fs::path& hidden, const fs::path& folder, std::error_code& error) {
+    fs::path kept = folder / "earlier-files";
+    for (int i = 2; fs::exists(fs::symlink_status(kept, error)); ++i)
+        kept = folder / ("earlier-files-" + std::to_string(i));
+    fs::rename(EarlierFilesOf(hidden), kept, error);
+    return error ? EarlierFilesOf(hidden) : kept;
+}
+
+}  // namespace vorip
