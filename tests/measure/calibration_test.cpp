@@ -166,7 +166,7 @@ TEST_F(CalibrationFile, SaysWhatIsWrong) {
     // A level each, behind what might deceive whoever counts them.
     const auto repeated = [](const char* start, const char* level) {
         std::string text = start;
-        for (int i = 0; i < 100000; ++i) text += level;
+        for (int i = 0; i < 50000; ++i) text += level;
         return text;
     };
     for (const std::string& deep :

@@ -176,7 +176,7 @@ TEST_F(Program, RefusesMoreMemoryThanItMayTake) {
         {"regions grey.png --threshold 1 --out o --max-memory 25M", "2002 x 2002 pixels need about "},
         {"geometry turn grey.png --out o/a.png --max-memory 25M", grey},
         {"geometry scale grey.png --size 9000x8000 --out o/a.png --max-memory 25M",
-         "9000 x 8000 pixels need about 1.0 GB"},
+         "9000 x 8000 pixels need about 1.1 GB"},
         {"edges deep.png --out o/a.png --max-memory 25M", grey},
         {"colours grey.png --out o/a.png --max-memory 45M", grey},
         {"filter median giant.png --out o/a.png --max-memory 500M", "giant.png: 32767 x 32767 pixels need 8.6 GB"},
@@ -239,14 +239,18 @@ TEST_F(Program, GetsAlongWithTheMemoryThatItAnnounces) {
         {"20M", "surface check points --plane 1,1,900,900 --out o"},
     };
     for (const auto& [little, arguments] : runs) {
-        const std::string limited = std::string(arguments) + " --max-memory ";
-        const std::string refused = Run(limited + little).err, about = "need about ";
-        const std::size_t at = refused.find(about), end = refused.find(" of memory", at);
-        ASSERT_NE(at, std::string::npos) << arguments << ": " << refused;
-        std::string announced = refused.substr(at + about.size(), end - at - about.size());
-        announced.erase(announced.find(' '), 1);
-        const Outcome outcome = Run(limited + announced);
-        EXPECT_EQ(outcome.exitCode, 0) << arguments << " in " << announced << ": " << outcome.err;
+        std::string allowed = little;
+        Outcome outcome;
+        for (int announcements = 0; announcements < 3; ++announcements) {  // of the picture, and of what is made of it
+            outcome = Run(std::string(arguments) + " --max-memory " + allowed);
+            const std::string about = "need about ";
+            const std::size_t at = outcome.err.find(about), end = outcome.err.find(" of memory", at);
+            if (at == std::string::npos || outcome.exitCode == 0) break;
+            allowed = outcome.err.substr(at + about.size(), end - at - about.size());
+            allowed.erase(allowed.find(' '), 1);
+        }
+        EXPECT_NE(allowed, little) << arguments << ": " << outcome.err;
+        EXPECT_EQ(outcome.exitCode, 0) << arguments << " in " << allowed << ": " << outcome.err;
         std::filesystem::remove_all(File("o"));
     }
 }

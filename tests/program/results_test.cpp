@@ -79,7 +79,7 @@ TEST_F(Program, EntersNoLinkInsteadOfItsHiddenFolder) {
     EXPECT_EQ(ReadText("victim/precious"), "text");
     EXPECT_TRUE(fs::exists(File("victim/below")));
     EXPECT_TRUE(fs::exists(File("o/a.png")));
-    EXPECT_TRUE(fs::exists(File("o/mask.png")));
+    EXPECT_TRUE(fs::exists(File("o/unwrapped_mask.png")));
 }
 
 TEST_F(Program, LeavesAFolderToTheRunThatIsWritingIt) {

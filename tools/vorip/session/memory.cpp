@@ -21,7 +21,8 @@ namespace {
 
 constexpr double kUnknown = std::numeric_limits<double>::infinity();
 constexpr double kUsualShare = 0.75;
-constexpr double kMuch = 1e9;  // bytes; what needs less is not worth a word
+constexpr double kAlways = 10e6;  // bytes; threads, tables, encoders
+constexpr double kMuch = 1e9;     // bytes; what needs less is not worth a word
 
 // What each command takes at its busiest moment, results and their encoded files included; measured.
 struct Need {
@@ -30,13 +31,13 @@ struct Need {
     double perInput = 1;  // of each byte of the pictures
 };
 constexpr Need kNeeds[] = {
-    {"measure", 58, 5},      {"decode", 70, 2},     {"calibrate", 70, 2},    {"points", 101},
-    {"quality", 15, 2.3},    {"phase", 36},         {"unwrap", 48},          {"surface grid", 12},
-    {"surface level", 18},   {"surface step", 18},  {"surface profile", 16}, {"surface roughness", 24},
-    {"surface compare", 26}, {"surface check", 46}, {"surface export", 50},  {"picture", 14},
-    {"flatten", 25},         {"gradient", 20},      {"average", 0, 7},       {"shade", 0, 9},
-    {"filter", 2, 2.5},      {"regions", 34},       {"geometry", 14},        {"edges", 8, 6},
-    {"colours", 16},         {"demo", 100},
+    {"measure", 66, 6},      {"decode", 70, 2},       {"calibrate", 70, 2},    {"points", 101},
+    {"quality", 15, 2.3},    {"phase", 36},           {"unwrap", 60},          {"surface grid", 12},
+    {"surface level", 18},   {"surface step", 18},    {"surface profile", 16}, {"surface roughness", 24},
+    {"surface compare", 26}, {"surface check", 46},   {"surface export", 50},  {"picture", 17},
+    {"flatten", 28},         {"gradient", 20},        {"average", 0, 7},       {"shade", 0, 10},
+    {"filter", 5, 2.5},      {"filter median", 2, 8}, {"regions", 34},         {"geometry", 14},
+    {"edges", 10, 10},       {"colours", 32},         {"demo", 100},
 };
 
 double limit = kUnknown, announced = kMuch;
@@ -51,8 +52,9 @@ constexpr Unit kUnits[] = {{"GB", 1e9}, {"MB", 1e6}, {"kB", 1e3}, {"bytes", 1}};
 std::string InUnits(double bytes) {
     const Unit* unit = std::begin(kUnits);
     while (unit->bytes > 1 && bytes < unit->bytes) ++unit;
-    return cv::format(bytes < 10 * unit->bytes && unit->bytes > 1 ? "%.1f %s" : "%.0f %s", bytes / unit->bytes,
-                      unit->name);
+    const double number = bytes / unit->bytes;  // rounded up, so that what is asked for is enough
+    if (unit->bytes > 1 && number < 10) return cv::format("%.1f %s", std::ceil(10 * number) / 10, unit->name);
+    return cv::format("%.0f %s", std::ceil(number), unit->name);
 }
 
 double ReadNumber(const char* file) {
@@ -97,7 +99,7 @@ const Need* FindNeed(const std::string& command) {
 }
 
 void Announce(const std::string& count, double inputs, cv::Size size) {
-    const double bytes = need->perInput * inputs + need->perPixel * size.width * size.height;
+    const double bytes = kAlways + need->perInput * inputs + need->perPixel * size.width * size.height;
     const std::string needs = cv::format("%s%d x %d pixels need about %s of memory", count.c_str(), size.width,
                                          size.height, InUnits(bytes).c_str());
     if (bytes > limit) {
