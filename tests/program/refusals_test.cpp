@@ -210,7 +210,9 @@ TEST_F(Program, GetsAlongWithTheMemoryThatItAnnounces) {
         Write("f" + std::to_string(k) + ".png", Draw<uchar>(2000, 1500, frame));
     }
     std::filesystem::create_directory(File("points"));
-    for (const char* name : {"x", "y", "z"}) WriteBytes(cv::format("points/%s.npy", name), ReadText("float.npy"));
+    WriteBytes("points/x.npy", Npy("<f4", Draw<float>(1000, 1000, [](int x, int) { return x; })));
+    WriteBytes("points/y.npy", Npy("<f4", Draw<float>(1000, 1000, [](int, int y) { return y; })));
+    WriteBytes("points/z.npy", ReadText("float.npy"));
     const std::pair<const char*, const char*> runs[] = {
         {"20M", "measure f0.png f1.png f2.png f3.png --out o"},
         {"20M", "phase f0.png f1.png f2.png f3.png --out o"},
