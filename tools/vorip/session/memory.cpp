@@ -21,7 +21,7 @@ namespace {
 
 constexpr double kUnknown = std::numeric_limits<double>::infinity();
 constexpr double kUsualShare = 0.75;
-constexpr double kAlways = 10e6;  // bytes; threads, tables, encoders
+constexpr double kAlways = 16e6;  // bytes; threads, tables, encoders
 constexpr double kMuch = 1e9;     // bytes; what needs less is not worth a word
 
 // What each command takes at its busiest moment, results and their encoded files included; measured.
@@ -32,7 +32,7 @@ struct Need {
 };
 constexpr Need kNeeds[] = {
     {"measure", 96, 6},      {"decode", 70, 2},       {"calibrate", 70, 2},    {"points", 101},
-    {"quality", 15, 2.3},    {"phase", 36},           {"unwrap", 60},          {"surface grid", 12},
+    {"quality", 15, 2.3},    {"phase", 46},           {"unwrap", 60},          {"surface grid", 12},
     {"surface level", 18},   {"surface step", 18},    {"surface profile", 16}, {"surface roughness", 24},
     {"surface compare", 26}, {"surface check", 46},   {"surface export", 50},  {"picture", 17},
     {"flatten", 28},         {"gradient", 20},        {"average", 0, 7},       {"shade", 0, 10},
