@@ -1,6 +1,6 @@
 #pragma once
 
-// The whole image model: values, arrays, texts, errors, images, look-up tables, modules and boards.
+// The whole image model: values, arrays, texts, errors, images, look-up tables, modules, boards and the version.
 #include "imagemodel/kraoi.h"
 #include "imagemodel/kraoiinfo.h"
 #include "imagemodel/krarrays.h"
@@ -11,3 +11,4 @@
 #include "imagemodel/krlut.h"
 #include "imagemodel/krstring.h"
 #include "imagemodel/krvalues.h"
+#include "imagemodel/version.h"

@@ -3,7 +3,6 @@
 // Everything public of the library in one include.
 #include "Core/vorTools/Inc/syfilt2d.h"
 #include "imagemodel/imagemodel.h"
-#include "imagemodel/version.h"
 #include "ipbase/ipArith.h"
 #include "ipbase/ipBuildRegion.h"
 #include "ipbase/ipColourIndex.h"

@@ -16,7 +16,7 @@ namespace measure {
 // are known in every pixel by itself, so also across shadows, holes and steps. DecodeAxis does all of it; its parts are
 // functions of their own.
 
-// --- Gray code -------------------------------------------------------------------------------------------------------
+// --- Gray code
 
 struct GrayDecoding {
     cv::Mat1w code;    // the number of the cell
@@ -33,7 +33,7 @@ MEASURE_API GrayDecoding DecodeGray(const std::vector<cv::Mat>& frames, const st
 MEASURE_API GrayDecoding DecodeGray(const std::vector<cv::Mat>& frames, const cv::Mat1f& threshold,
                                     const cv::Mat1f& modulation);
 
-// --- Orders of single pixels -----------------------------------------------------------------------------------------
+// --- Orders of single pixels
 
 struct PhaseSet {
     cv::Mat1f phase;       // radians; 0 where the position is 0, rising with it
@@ -60,7 +60,7 @@ struct OrderDecision {
 // and the modulation. A single set needs a centre. Throws InputError when sizes do not fit.
 MEASURE_API OrderDecision DecideOrders(const std::vector<PhaseSet>& sets, const OrderRange& range, double noise);
 
-// --- Neighbours ------------------------------------------------------------------------------------------------------
+// --- Neighbours
 
 // What is known about the order of a pixel.
 enum Trust : unsigned char {
@@ -93,7 +93,7 @@ struct GrownOrders {
 MEASURE_API GrownOrders GrowOrders(const cv::Mat1f& phase, const cv::Mat1s& order, const cv::Mat1b& trust,
                                    const GrowthOptions& options = {}, const Progress& progress = {});
 
-// --- Everything ------------------------------------------------------------------------------------------------------
+// --- Everything
 
 // The pictures of one coded direction, as many as its description has: the camera saw what CodedAxis lists.
 struct AxisPictures {

@@ -16,7 +16,7 @@
 // pixel the functions throw NothingUsable.
 namespace measure {
 
-// --- Form ------------------------------------------------------------------------------------------------------------
+// --- Form
 
 enum class Form { eMean, ePlane, eQuadratic, eCubic };
 // "mean", "plane", "quadratic" or "cubic"; nothing for any other word.
@@ -60,7 +60,7 @@ MEASURE_API Quantities QuantitiesOf(const FormFit& fit, const HeightMap& map);
 // Without three admitted pixels that are not on one line, the values stay.
 MEASURE_API cv::Mat1f RemovePlane(const cv::Mat1f& values, const cv::Mat1b& mask = {});
 
-// --- Step ------------------------------------------------------------------------------------------------------------
+// --- Step
 
 // The height of one area over another, from one fit z = a x + b y + c + h [in the upper area] to the pixels of both, as
 // for a calibrated step (compare ISO 5436-1, there in profiles).
@@ -83,7 +83,7 @@ MEASURE_API cv::Mat1b WithoutEdges(const cv::Mat1b& area, int margin);
 // What a summary says of the step.
 MEASURE_API Quantities QuantitiesOf(const Step& step, const HeightMap& map);
 
-// --- Profile ---------------------------------------------------------------------------------------------------------
+// --- Profile
 
 struct ProfileOptions {
     std::vector<cv::Point2d> line;  // pixels (column, row), two or more
@@ -107,7 +107,7 @@ MEASURE_API Quantities QuantitiesOf(const Profile& profile, const HeightMap& map
 // One line per point: distance, x, y (of the map's frame), height, samples.
 MEASURE_API std::string CsvOf(const Profile& profile, const HeightMap& map);
 
-// --- Areas -----------------------------------------------------------------------------------------------------------
+// --- Areas
 
 // A rectangle or a circle of pixels as a mask. Throws InputError when no pixel of the map lies in it.
 MEASURE_API cv::Mat1b MaskOf(cv::Size size, const cv::Rect2d& rectangle);

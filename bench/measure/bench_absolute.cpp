@@ -41,7 +41,6 @@ CodedAxis Code(double period, int frames, double cell) {
 }
 
 // --- Costs
-// -------------------------------------------------------------------------------------------------------------
 
 double Median(std::vector<double> values) {
     const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);

@@ -41,8 +41,8 @@ const Cloud& Points() {
         for (int y = 0; y < kHeight; ++y) {
             for (int x = 0; x < kWidth; ++x) {
                 const float u = points.x(y, x), v = points.y(y, x);
-                points.x(y, x) = 0.999F * u + 0.03F * v;
-                points.y(y, x) = 0.999F * v - 0.03F * u;
+                points.x(y, x) = 0.999f * u + 0.03f * v;
+                points.y(y, x) = 0.999f * v - 0.03f * u;
             }
         }
         return points;

@@ -120,7 +120,7 @@ void KrFilterVerRecursive::Execute(double alpha, KrAOI* src, KrAOI* dst) {
     kVerRecursive({alpha, eVert}, src, dst ? dst : src);
 }
 
-// --- The 8-bit special filters ---------------------------------------------------------------------------------------
+// --- The 8-bit special filters
 
 namespace {
 

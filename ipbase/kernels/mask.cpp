@@ -16,8 +16,6 @@ HWY_BEFORE_NAMESPACE();
 namespace KrN::kernels::HWY_NAMESPACE {
 namespace {  // the same short names stand in other files of this folder
 
-// -----------------------------------------------------------------------------------
-
 template <class T>
 HWY_ATTR void NeutralizeLoop(T* dst, const T* row, const u8* valid, T neutral, std::size_t count) {
     VORIP_INDEPENDENT_LOOP

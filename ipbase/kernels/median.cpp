@@ -77,7 +77,7 @@ HWY_INLINE HWY_ATTR void Exchange(const Comparator& c, V& low, V& high) {
     if (c.keepHigh) high = O::Max(a, b);
 }
 
-// --- Squares: columns are sorted once and looked at by all windows that they belong to -------------------------------
+// --- Squares: columns are sorted once and looked at by all windows that they belong to
 // Their networks are known here and unrolled, so that samples stay in registers.
 
 template <class O, class Known, std::size_t k>
@@ -146,7 +146,7 @@ HWY_ATTR void SquareLoop(T* dst, const T* const* rows, const u8* ranks, T* scrat
     ranks ? select(std::true_type()) : select(std::false_type());
 }
 
-// --- Networks: of any size, made while the program runs --------------------------------------------------------------
+// --- Networks: of any size, made while the program runs
 
 template <class O, class T>
 HWY_INLINE HWY_ATTR void RunNetwork(std::size_t i, const T* const* rows, std::size_t rowCount, const Network& network,
@@ -183,7 +183,7 @@ HWY_ATTR void SortLoop(T* const* sorted, const T* const* rows, std::size_t rowCo
     });
 }
 
-// --- Histograms ------------------------------------------------------------------------------------------------------
+// --- Histograms
 // S. Perreault and P. Hebert, "Median Filtering in Constant Time", IEEE Transactions on Image Processing 16 (2007),
 // with counts that are cumulative, so that a comparison and a count of bits find the bin.
 

@@ -31,7 +31,7 @@ HWY_INLINE float SquaredSecondDifference(float before, float centre, float after
 HWY_INLINE float Unreliable(std::uint32_t index) {
     index = (index ^ (index >> 16)) * 0x85EBCA6Bu;
     index = (index ^ (index >> 13)) * 0xC2B2AE35u;
-    return 9999999.0F + static_cast<float>(static_cast<std::int32_t>(index >> 17));
+    return 9999999.0f + static_cast<float>(static_cast<std::int32_t>(index >> 17));
 }
 
 HWY_ATTR void UnreliableLoop(float* HWY_RESTRICT dst, std::uint32_t firstIndex, std::size_t count) {

@@ -18,7 +18,6 @@ namespace measure {
 namespace {
 
 // --- Pictures
-// ----------------------------------------------------------------------------------------------------------
 
 std::string Describe(const cv::Mat& picture) {
     std::string text = cv::format("%d x %d pixels, %s", picture.cols, picture.rows, PixelTypeName(picture).c_str());
@@ -47,7 +46,6 @@ private:
 };
 
 // --- The order of frames
-// -----------------------------------------------------------------------------------------------
 
 // The mean square that remains when frames in some order are fitted by A + B cos(phase + shift).
 class FitOfOrders {
@@ -126,7 +124,6 @@ void CheckFrameOrder(DecodeState& state, std::size_t set) {
 }
 
 // --- Phases against each other
-// -----------------------------------------------------------------------------------------
 
 class RelationTest {
 public:

@@ -20,7 +20,7 @@ constexpr std::size_t kBestDeflate = 1032;  // no deflated byte stands for more
 // Of the five filters "up" gives the smallest files of phases (measured), and costs next to nothing.
 constexpr std::uint8_t kFilterNone = 0, kFilterUp = 2;
 
-// --- Reading ---------------------------------------------------------------------------------------------------------
+// --- Reading
 
 struct Closer {
     void operator()(spng_ctx* context) const { spng_ctx_free(context); }
@@ -78,7 +78,7 @@ private:
     const std::string& mFile;
 };
 
-// --- Writing ---------------------------------------------------------------------------------------------------------
+// --- Writing
 
 void PutBigEndian(std::uint32_t value, std::uint8_t* out) {
     for (int i = 0; i < 4; ++i) out[i] = static_cast<std::uint8_t>(value >> (24 - 8 * i));

@@ -36,7 +36,7 @@ cv::Vec3d MeanOf(const Points& points) {
     return sum / static_cast<double>(points.size());
 }
 
-// --- Sphere: centre and radius ---------------------------------------------------------------------------------------
+// --- Sphere: centre and radius
 
 // A start from the linear equation |p|² = 2 c·p + (r² - |c|²), then Gauss and Newton on the distances.
 class SphereShape {
@@ -91,7 +91,7 @@ private:
     cv::Vec3d mMean;
 };
 
-// --- Plane: normal and distance --------------------------------------------------------------------------------------
+// --- Plane: normal and distance
 
 class PlaneShape {
 public:
@@ -117,7 +117,7 @@ public:
     double distance = 0;
 };
 
-// --- Both ------------------------------------------------------------------------------------------------------------
+// --- Both
 
 template <class Shape>
 void LeaveOut(Points& points, std::size_t count, const Shape& shape) {

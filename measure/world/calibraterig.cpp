@@ -61,7 +61,7 @@ Side CalibrateAlone(const std::vector<BoardView>& views, const std::vector<cv::P
         seen.emplace_back();
         for (const BoardPoint& point : view.points) {
             const cv::Point2d at = board[static_cast<std::size_t>(point.index)];
-            onBoard.back().emplace_back(static_cast<float>(at.x), static_cast<float>(at.y), 0.0F);
+            onBoard.back().emplace_back(static_cast<float>(at.x), static_cast<float>(at.y), 0.0f);
             seen.back().emplace_back(point.*place);
         }
     }

@@ -50,10 +50,10 @@ std::vector<cv::Point2d> FindCircles(const cv::Mat1b& picture, const BoardDescri
     params.minDistBetweenBlobs = 4;
     params.minArea = 12;
     params.maxArea = static_cast<float>(reduced.total()) / static_cast<float>(board.count.area());
-    params.minCircularity = 0.6F;
+    params.minCircularity = 0.6f;
     params.filterByCircularity = true;
-    params.minInertiaRatio = 0.2F;
-    params.minConvexity = 0.85F;
+    params.minInertiaRatio = 0.2f;
+    params.minConvexity = 0.85f;
     const auto detector = cv::SimpleBlobDetector::create(params);
     const bool isStaggered = board.pattern == BoardPattern::eStaggeredCircles;
     const int grid = isStaggered ? cv::CALIB_CB_ASYMMETRIC_GRID : cv::CALIB_CB_SYMMETRIC_GRID;

@@ -15,7 +15,7 @@ cv::Mat1f MeanPicture(const AxisPictures& columns, const AxisPictures& rows) {
     for (const AxisPictures* pictures : {&columns, &rows})
         for (const std::vector<cv::Mat>& set : pictures->sines)
             for (const cv::Mat& frame : set) {
-                if (sum.empty()) sum = cv::Mat1f(frame.size(), 0.0F);
+                if (sum.empty()) sum = cv::Mat1f(frame.size(), 0.0f);
                 if (frame.size() != sum.size() || frame.channels() != 1)
                     throw InputError(cv::format("the pictures have different sizes: %d x %d and %d x %d", sum.cols,
                                                 sum.rows, frame.cols, frame.rows));

@@ -168,7 +168,7 @@ TEST(LineFilters, PartlyOverlappingViewsReadTheSourceFirst) {
     }
 }
 
-// --- The 8-bit special filters ---------------------------------------------------------------------------------------
+// --- The 8-bit special filters
 
 class OneLine : public KrFilterFIR1D, public KrFilterBinominal1D {
 public:
@@ -338,7 +338,7 @@ TEST(SpecialFilters, Rejections) {
     }
 }
 
-// --- Templates -------------------------------------------------------------------------------------------------------
+// --- Templates
 
 template <class T, class Filter>
 Line<T> Filtered(Filter filter, const Line<T>& line, const Line<std::uint8_t>* mask) {

@@ -75,7 +75,7 @@ DRAWN_TEST(FringeQuality, EqualsAPlainCount, 1000) {
         const auto pixels = Sampled(image, &mask, step);
         const auto above = std::count_if(pixels.begin(), pixels.end(), [&](double v) { return v >= limits[which]; });
         const auto all = static_cast<float>(pixels.size());
-        return above >= std::lround(std::floor(limits[which + 1] * all / 100.0F + 0.5F));
+        return above >= std::lround(std::floor(limits[which + 1] * all / 100.0f + 0.5f));
     };
     KrFringeQualityCheck check;
     check.Init(step, limits[0], limits[1], limits[2], limits[3]);

@@ -108,7 +108,7 @@ struct Literal {
         std::stable_sort(edges.begin(), edges.end(),
                          [](const Edge& a, const Edge& b) { return a.reliability < b.reliability; });
         for (const Edge& edge : edges) Merge(edge.p, edge.q);
-        float least = 3.4028235e38F;
+        float least = 3.4028235e38f;
         for (Index i = 0; i < count; ++i) {
             values[i] = static_cast<float>(values[i] + KrMath::TwoPi * increment[i]);
             if (members[group[i]].size() < minGroupSize) mask[i] = 0;
@@ -432,7 +432,7 @@ TEST(Reliability, RefusesWhatDoesNotFit) {
 
 TEST(Reliability, KeepsRawFiles) {
     const std::string name = testing::TempDir() + "reliability.raw";
-    const std::vector<float> values = {1.5F, -2.25F, 1e30F};
+    const std::vector<float> values = {1.5f, -2.25f, 1e30F};
     std::vector<float> read(5, 9);
     std::vector<unsigned char> mask(13, 9);
     using U = KrLUnWrap_Velmor;
@@ -456,7 +456,7 @@ TEST(Reliability, KeepsRawFiles) {
         EXPECT_EQ(call(), says.find("Error") == std::string::npos);
         EXPECT_EQ(testing::internal::GetCapturedStdout(), says);
     }
-    EXPECT_EQ(read, (std::vector<float>{1.5F, -2.25F, 1e30F, 9, 9}));
+    EXPECT_EQ(read, (std::vector<float>{1.5f, -2.25f, 1e30F, 9, 9}));
     EXPECT_EQ(mask[2], 0xC0);  // of 1.5
     EXPECT_EQ(mask[12], 9);
     std::remove(name.c_str());

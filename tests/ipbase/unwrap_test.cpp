@@ -170,12 +170,12 @@ TEST(Unwrap, ResultsOfOwnBuffersAndOfCopies) {
     EXPECT_EQ(*steps.GetPointer({21, 5}), 21 * 32);
     EXPECT_EQ(*mask.GetPointer({21, 5}), 0x03);
     EXPECT_EQ(*mask.GetPointer({40, 5}), 0xC1);
-    EXPECT_FLOAT_EQ(*phase.GetPointer({21, 5}), 32 * 0.02F);
-    EXPECT_FLOAT_EQ(*phase.GetPointer({40, 5}), -20 * 32 * 0.02F);
+    EXPECT_FLOAT_EQ(*phase.GetPointer({21, 5}), 32 * 0.02f);
+    EXPECT_FLOAT_EQ(*phase.GetPointer({40, 5}), -20 * 32 * 0.02f);
     KrBufferAOI32Float radians({81, 20});
     copy.GetRadians(&radians, &mask);
     EXPECT_FLOAT_EQ(*radians.GetPointer({21, 5}), static_cast<float>(32 * KrMath::TwoPi / 256));
-    EXPECT_EQ(*radians.GetPointer({40, 5}), 0.0F);
+    EXPECT_EQ(*radians.GetPointer({40, 5}), 0.0f);
     EXPECT_EQ(*mask.GetPointer({40, 5}), 0xC1);
     EXPECT_TRUE(radians.GetAOIInfo()->unit == L"rad");
     EXPECT_TRUE(test::Thrown([&] { KrLUnWrap().GetRadians(&radians, &mask); }));
@@ -187,7 +187,7 @@ TEST(Unwrap, ResultsOfOwnBuffersAndOfCopies) {
     EXPECT_EQ(steps.GetAOIInfo()->factor3, 1);
     const auto values = PixelsOf(steps);
     EXPECT_EQ(steps.GetAOIInfo()->range.upper, *std::max_element(values.begin(), values.end()));
-    EXPECT_FLOAT_EQ(static_cast<float>(phase.GetAOIInfo()->fullRange.lower), -20 * 32 * 0.02F);
+    EXPECT_FLOAT_EQ(static_cast<float>(phase.GetAOIInfo()->fullRange.lower), -20 * 32 * 0.02f);
 }
 
 TEST(Unwrap, UsesTheCommonRegionOnly) {

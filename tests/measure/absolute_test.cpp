@@ -319,7 +319,7 @@ TEST(Absolute, GrayCodeBitByBit) {
             frames.push_back(frame);
             inverse.push_back(other);
         }
-        const cv::Mat1f modulation(2, kWidth, 50.0F), threshold(2, kWidth, static_cast<float>((bright + dark) / 2));
+        const cv::Mat1f modulation(2, kWidth, 50.0f), threshold(2, kWidth, static_cast<float>((bright + dark) / 2));
         const GrayDecoding result =
             pairs ? DecodeGray(frames, inverse, modulation) : DecodeGray(frames, threshold, modulation);
         for (int y = 0; y < 2; ++y)
@@ -332,7 +332,7 @@ TEST(Absolute, GrayCodeBitByBit) {
     for (const bool pairs : {true, false}) {
         run(std::uint8_t{}, CV_8U, 255, 0, pairs);
         run(std::uint16_t{}, CV_16U, 65535, 3, pairs);
-        run(0.0F, CV_32F, 1000, -200, pairs);
+        run(0.0f, CV_32F, 1000, -200, pairs);
     }
 }
 
@@ -422,7 +422,7 @@ TEST(Absolute, NeighboursCorrectSinglePixelsOnly) {
     cv::Mat1b trust(size, uchar{eTrusted});
     for (int y = 0; y < size.height; ++y)
         for (int x = 0; x < size.width; ++x)
-            phase(y, x) = 0.02F * static_cast<float>(x) + 0.01F * static_cast<float>(y);
+            phase(y, x) = 0.02f * static_cast<float>(x) + 0.01f * static_cast<float>(y);
     order(cv::Rect(40, 0, 20, 40)) = 7;  // another surface
     order(10, 10) = 6;                   // trusted, yet wrong
     order(10, 20) = 17;                  // far off, as pixels are that mix two surfaces
@@ -449,7 +449,7 @@ TEST(Absolute, NeighboursCorrectSinglePixelsOnly) {
     modulo.repeat = 2;
     const GrownOrders joined = GrowOrders(phase, order, trust, modulo);
     EXPECT_EQ(joined.components, 1);
-    EXPECT_NEAR(joined.absolute(20, 39), joined.absolute(20, 40), 0.1F);
+    EXPECT_NEAR(joined.absolute(20, 39), joined.absolute(20, 40), 0.1f);
     EXPECT_GE(joined.absolute(0, 0), 0);
 }
 

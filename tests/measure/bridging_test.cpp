@@ -25,10 +25,10 @@ struct Line {
 void ExpectBridged(const Line& line, bool isColumn, bool hasAreas) {
     const int count = static_cast<int>(line.pixels.size());
     const cv::Size size = isColumn ? cv::Size(3, count + 2) : cv::Size(count + 2, 3);
-    GrowthImages images{cv::Mat1f(size, 0.0F), cv::Mat1b(size, uchar{eNoPhase}), cv::Mat1b(size, uchar{eOut}),
-                        cv::Mat1f(size, 0.0F), hasAreas ? cv::Mat1i(size, -1) : cv::Mat1i()};
+    GrowthImages images{cv::Mat1f(size, 0.0f), cv::Mat1b(size, uchar{eNoPhase}), cv::Mat1b(size, uchar{eOut}),
+                        cv::Mat1f(size, 0.0f), hasAreas ? cv::Mat1i(size, -1) : cv::Mat1i()};
     const auto place = [&](int i) { return isColumn ? cv::Point(1, i + 1) : cv::Point(i + 1, 1); };
-    const auto truth = [&](int i) { return 0.8F * static_cast<float>(i) + 5 + (2 * i > count ? line.kink : 0.0F); };
+    const auto truth = [&](int i) { return 0.8f * static_cast<float>(i) + 5 + (2 * i > count ? line.kink : 0.0f); };
     const float period = static_cast<float>(2 * CV_PI);
     for (int i = 0; i < count; ++i) {
         const char kind = line.pixels[static_cast<std::size_t>(i)];
@@ -63,7 +63,7 @@ TEST(Bridging, GapsInALineCloseWhereThePhaseRunsOn) {
         {"more off than what is known", "FF....n....FF", "FFFFFF FFFFFF"},
         {"doubtful", "FF....d....FF", "FFFFFFFFFFFFF"},
         {"ends that do not fit", "FF.........PP", "FF         FF"},
-        {"an edge", "FF.........FF", "FF         FF", 0.7F},
+        {"an edge", "FF.........FF", "FF         FF", 0.7f},
         {"a hole", "FF... .....FF", "FF         FF"},
         {"a hole behind a gap", "FF..F .....FF", "FFFFF      FF"},
         {"an open end", "....FF...  ..", "    FF       "},

@@ -298,8 +298,8 @@ TEST(Calibrate, RefusesPosesByWhatIsWrongWithThem) {
     // Nothing valid around the points: there is nothing to fit.
     AbsolutePhase phase;
     phase.mask = cv::Mat1b(60, 60, std::uint8_t{0});
-    phase.coordinate = cv::Mat1f(60, 60, 5.0F);
-    phase.modulation = cv::Mat1f(60, 60, 50.0F);
+    phase.coordinate = cv::Mat1f(60, 60, 5.0f);
+    phase.modulation = cv::Mat1f(60, 60, 50.0f);
     EXPECT_TRUE(MatchBoard({{30, 30}, {-5, 70}}, phase, phase).empty());
     // Only on one side: the value would be a guess; on two opposite sides, as at a corner, it is none.
     for (const bool opposite : {false, true}) {

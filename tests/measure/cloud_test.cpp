@@ -238,7 +238,7 @@ TEST(Cloud, FindsDepthsFromRows) {
     EXPECT_LT(cv::norm(z, result.cloud.z, cv::NORM_INF, result.cloud.z == result.cloud.z), 4e-4);
 }
 
-// --- Files -----------------------------------------------------------------------------------------------------------
+// --- Files
 
 // 4 x 3 points a millimetre apart; one is missing, the last column lies deeper.
 Cloud SmallCloud() {

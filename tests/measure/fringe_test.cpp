@@ -301,8 +301,8 @@ TEST(Fringe, ArcTangentAndHarmonics) {
         c.push_back(static_cast<float>(length * std::cos(angle)));
         s.push_back(static_cast<float>(length * std::sin(angle)));
     }
-    c.insert(c.end(), {0.0F, -0.0F, -1.0F, -1.0F, 3e38F});
-    s.insert(s.end(), {0.0F, 0.0F, 0.0F, -0.0F, 3e38F});
+    c.insert(c.end(), {0.0f, -0.0f, -1.0f, -1.0f, 3e38F});
+    s.insert(s.end(), {0.0f, 0.0f, 0.0f, -0.0f, 3e38F});
     std::vector<float> phase(c.size()), modulation(c.size());
     measure::rows::PhaseOf(c.data(), s.data(), phase.data(), modulation.data(), c.size());
     for (std::size_t i = 0; i < c.size(); ++i) {
@@ -314,8 +314,8 @@ TEST(Fringe, ArcTangentAndHarmonics) {
         measure::rows::Harmonics harmonics;
         harmonics.count = count;
         for (int m = 0; m < count; ++m) {
-            harmonics.sines[static_cast<std::size_t>(m)] = 0.3F / static_cast<float>(m + 1);
-            harmonics.cosines[static_cast<std::size_t>(m)] = -0.1F / static_cast<float>(m + 1);
+            harmonics.sines[static_cast<std::size_t>(m)] = 0.3f / static_cast<float>(m + 1);
+            harmonics.cosines[static_cast<std::size_t>(m)] = -0.1f / static_cast<float>(m + 1);
         }
         std::vector<float> sum = phase;
         measure::rows::AddHarmonics(harmonics, 3, sum.data(), sum.size());

@@ -124,7 +124,7 @@ TEST_F(Io, ReadsWhatOthersWrite) {
     EXPECT_EQ(ListPictures(File("")).size(), std::size(cases));
 }
 
-// --- PNG -------------------------------------------------------------------------------------------------------------
+// --- PNG
 
 Bytes EncodeBySpng(const cv::Mat& image, int filters) {
     spng_ctx* const context = spng_ctx_new(SPNG_CTX_ENCODER);
@@ -172,7 +172,7 @@ TEST_F(Io, DeflatesWhereItPays) {
     }
 }
 
-// --- TIFF ------------------------------------------------------------------------------------------------------------
+// --- TIFF
 
 struct TiffKind {
     int bits = 8;
@@ -334,7 +334,7 @@ TEST_F(Io, ReadsAllPagesTheRightWayUp) {
     }
 }
 
-// --- NPY and NPZ -----------------------------------------------------------------------------------------------------
+// --- NPY and NPZ
 
 template <class T>
 std::string Numbers(std::initializer_list<T> values, bool reversed = false) {
@@ -405,7 +405,7 @@ TEST_F(Io, ReadsArraysOfEveryKind) {
     }
 }
 
-// --- What is broken --------------------------------------------------------------------------------------------------
+// --- What is broken
 
 // A header of version 2, which may be long.
 std::string NpyOf(const std::string& header) {

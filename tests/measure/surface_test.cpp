@@ -48,7 +48,7 @@ double Rms(const cv::Mat1f& values) {
     return std::sqrt(sum / count);
 }
 
-// --- Form ------------------------------------------------------------------------------------------------------------
+// --- Form
 
 TEST(Surface, FindsFormsInMillimetres) {
     const struct {
@@ -116,7 +116,7 @@ TEST(Surface, LevelsWithoutOutliersAndThroughThreePoints) {
     EXPECT_THROW(FitForm({}), InputError);
 }
 
-// --- Step ------------------------------------------------------------------------------------------------------------
+// --- Step
 
 TEST(Surface, MeasuresStepsWithTheirStandardError) {
     const cv::Size size(120, 90);
@@ -153,7 +153,7 @@ TEST(Surface, MeasuresStepsWithTheirStandardError) {
     EXPECT_NEAR(MeasureStep(map, line, top, 0).height, 0, 1e-6);
 }
 
-// --- Profile ---------------------------------------------------------------------------------------------------------
+// --- Profile
 
 TEST(Surface, TakesProfilesAlongLines) {
     const HeightMap map = MakeMap({100, 80}, 0.5, [](double x, double y) { return 2 * x - y + 3; });
@@ -205,7 +205,7 @@ TEST(Surface, TakesProfilesAlongLines) {
     EXPECT_THROW(TakeProfile(holes, {{{50, 50}, {52, 50}}, 0, 1}), NothingUsable);
 }
 
-// --- Roughness -------------------------------------------------------------------------------------------------------
+// --- Roughness
 
 TEST(Roughness, OfASineIsWhatTheFormulasSay) {
     constexpr double a = 0.004, wave = 0.5, pitch = 0.01;
@@ -276,7 +276,7 @@ TEST(Roughness, FilterPassesHalfAtItsCutoff) {
     }
 }
 
-// --- Comparison ------------------------------------------------------------------------------------------------------
+// --- Comparison
 
 double Hills(double x, double y) {
     return 1.5 * std::exp(-((x - 4) * (x - 4) + (y - 2) * (y - 2)) / 12) - std::exp(-((x + 5) * (x + 5) + y * y) / 8) +
@@ -360,7 +360,7 @@ TEST(Compare, KeepsRealDeviationsAndRefusesOtherGrids) {
     EXPECT_LT(cv::norm(CompareHeights(plane, plane, options).translation), 1e-6);
 }
 
-// --- Artefacts -------------------------------------------------------------------------------------------------------
+// --- Artefacts
 
 TEST(SystemCheck, MeasuresSpheresAndPlanes) {
     const cv::Size size(320, 240);

@@ -163,12 +163,12 @@ TEST(Unwrapping, CostMeetsALiteralImplementation) {
 // only.
 TEST(Unwrapping, BordersOutvoteBridges) {
     Scene scene = MakeScene({80, 60}, [](int x, int y) { return 0.2 * x + 0.1 * y; });
-    cv::Mat1f cost(scene.phase.size(), 0.3F), phase = scene.truth.clone();
+    cv::Mat1f cost(scene.phase.size(), 0.3f), phase = scene.truth.clone();
     const float period = static_cast<float>(kTwoPi);
     phase(cv::Rect(40, 0, 40, 60)) += 2 * period;
     const cv::Rect rod(38, 20, 4, 20);
-    phase(rod) = 3.1F;
-    cost(rod) = 6.0F;
+    phase(rod) = 3.1f;
+    cost(rod) = 6.0f;
     cv::Mat1f rejoined = phase.clone();
     measure::RejoinPieces(cost, rejoined);
     for (int x = 0; x < 80; ++x) EXPECT_NEAR(rejoined(5, x) - rejoined(5, 0), 0.2 * x, 1e-4) << x;
@@ -177,24 +177,24 @@ TEST(Unwrapping, BordersOutvoteBridges) {
     // A rod in two halves, a period apart: along its border the wall fits to each of them here and there, and that is a
     // lot of pixels, but where the halves meet all of a few agree.
     phase = scene.truth.clone();
-    cost.setTo(0.3F);
-    phase(cv::Rect(36, 0, 8, 30)) = 7.3F;
-    phase(cv::Rect(36, 30, 8, 30)) = 7.3F + period;
-    cost(cv::Rect(44, 0, 2, 60)) = 3.0F;
-    for (int y = 0; y < 60; ++y) cost(y, 35) = (y + 2) % 6 < 3 ? 0.3F : 3.0F;
+    cost.setTo(0.3f);
+    phase(cv::Rect(36, 0, 8, 30)) = 7.3f;
+    phase(cv::Rect(36, 30, 8, 30)) = 7.3f + period;
+    cost(cv::Rect(44, 0, 2, 60)) = 3.0f;
+    for (int y = 0; y < 60; ++y) cost(y, 35) = (y + 2) % 6 < 3 ? 0.3f : 3.0f;
     rejoined = phase.clone();
     measure::RejoinPieces(cost, rejoined);
     EXPECT_NEAR(rejoined(10, 40), rejoined(50, 40), 1e-4);
 
     // An object before a wall, its long border dear, hangs together with it by a smooth foot that is long enough.
     phase = scene.truth.clone();
-    cost.setTo(0.3F);
-    phase(cv::Rect(20, 10, 30, 40)) += 0.7F * period;
+    cost.setTo(0.3f);
+    phase(cv::Rect(20, 10, 30, 40)) += 0.7f * period;
     for (int y = 44; y < 50; ++y) {
-        for (int x = 50; x < 60; ++x) phase(y, x) += 0.07F * period * static_cast<float>(59 - x);
+        for (int x = 50; x < 60; ++x) phase(y, x) += 0.07f * period * static_cast<float>(59 - x);
     }
-    cost(cv::Rect(19, 9, 32, 43)) = 3.0F;
-    cost(cv::Rect(48, 44, 4, 6)) = 0.3F;
+    cost(cv::Rect(19, 9, 32, 43)) = 3.0f;
+    cost(cv::Rect(48, 44, 4, 6)) = 0.3f;
     rejoined = phase.clone();
     measure::RejoinPieces(cost, rejoined);
     EXPECT_LT(cv::norm(rejoined - rejoined(0, 0), phase - phase(0, 0), cv::NORM_INF), 1e-3);

@@ -118,8 +118,8 @@ TEST_F(Program, WorksOnSingleComponents) {
             const int n = number(x, y);
             const float expected = static_cast<float>(ripple(x, y));
             ASSERT_EQ(std::isnan(each.at<float>(y, x)), n == 0 || n == 3) << x << "," << y;
-            ASSERT_TRUE(n == 0 || n == 3 || std::abs(each.at<float>(y, x) - expected) < 0.02F) << x << "," << y;
-            ASSERT_TRUE(n != 2 || std::abs(two.at<float>(y, x) - expected) < 0.02F) << x << "," << y;
+            ASSERT_TRUE(n == 0 || n == 3 || std::abs(each.at<float>(y, x) - expected) < 0.02f) << x << "," << y;
+            ASSERT_TRUE(n != 2 || std::abs(two.at<float>(y, x) - expected) < 0.02f) << x << "," << y;
             ASSERT_TRUE(n == 1 || mean.at<float>(y, x) == in.at<float>(y, x)) << "an excluded pixel changed";
             // The second difference of the ripple over one pixel is -4 times it: 0.5 of a scale of 2.
             if (x == 0 || x == kWidth - 1) continue;

@@ -8,7 +8,7 @@ using namespace test;
 
 namespace {
 
-// --- phase -----------------------------------------------------------------------------------------------------------
+// --- phase
 
 double TruePhase(int x, int y) { return 0.11 * x + 0.23 * y - 3.0; }
 
@@ -128,7 +128,7 @@ TEST_F(Program, JudgesFrames) {
     }
 }
 
-// --- unwrap ----------------------------------------------------------------------------------------------------------
+// --- unwrap
 
 TEST_F(Program, UnwrapsPhasesOfEveryKind) {
     constexpr int kWidth = 90, kHeight = 40, kGap = 60;  // a ramp that an excluded column cuts in two
@@ -159,7 +159,7 @@ TEST_F(Program, UnwrapsPhasesOfEveryKind) {
         const cv::Mat result = Read("o/unwrapped.tiff"), valid = Read("o/unwrapped_mask.png");
         const cv::Mat components = Read("o/components.png"), steps = Read("o/unwrapped16.png");
         ASSERT_EQ(result.type(), CV_32F);
-        EXPECT_EQ(result.at<float>(10, 20), 0.0F);
+        EXPECT_EQ(result.at<float>(10, 20), 0.0f);
         for (int y = 0; y < kHeight; ++y)
             for (int x = 0; x < kWidth; ++x) {
                 ASSERT_EQ(valid.at<uchar>(y, x), x == kGap ? 0 : 255);

@@ -42,8 +42,8 @@ UnwrapPairQuality CalcOrderQual(std::uint16_t phase1, unsigned level1, std::uint
 }
 
 float CalcConnectionQuality(std::uint32_t pairCount, std::uint32_t qualitySum, std::int32_t orderSum) {
-    static constexpr float kDamping[14] = {0.0F, 0.01F, 0.02F, 0.03F, 0.05F, 0.1F, 0.2F,
-                                           0.3F, 0.4F,  0.5F,  0.6F,  0.7F,  0.8F, 0.9F};
+    static constexpr float kDamping[14] = {0.0f, 0.01f, 0.02f, 0.03f, 0.05f, 0.1f, 0.2f,
+                                           0.3f, 0.4f,  0.5f,  0.6f,  0.7f,  0.8f, 0.9f};
     const double mean = static_cast<double>(orderSum) / pairCount;
     const auto a = static_cast<float>((0.5 - std::fabs(mean - std::trunc(mean))) * 2.0);
     float quality = a * a * a * a * static_cast<float>(qualitySum);

@@ -15,7 +15,7 @@ struct SrUnwrapNeighbour {
     std::uint32_t qualitySum = 0;  // of the pairs
     std::uint32_t orderSum = 0;    // of the pairs' order differences, modulo 2^32
     std::uint32_t firstMet = 0;    // rank of the first pair in the order of the boundary scan
-    float quality = 0.0F;
+    float quality = 0.0f;
 
     std::uint32_t nextOut = kUnwrapNone;  // next entry of `from`
     std::uint32_t nextIn = kUnwrapNone;   // next entry that leads to `to`

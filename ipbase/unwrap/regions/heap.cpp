@@ -64,7 +64,7 @@ UnwrapTournament::UnwrapTournament(std::uint32_t count) {
     std::size_t groups = count;
     do {
         groups = groups / kGroup + 1;
-        mLevels.emplace_back(groups * kGroup, 0.0F);
+        mLevels.emplace_back(groups * kGroup, 0.0f);
     } while (groups > 1);
 }
 

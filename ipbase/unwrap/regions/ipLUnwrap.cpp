@@ -300,7 +300,7 @@ void KrLUnWrap::GetRadians(KrAOI32Float* result, KrAOI8* resultMask) const {
         const std::size_t first = s.planes.Row(y);
         for (std::size_t x = 0; x < row.Size(); ++x) {
             const auto phase = static_cast<std::int16_t>(s.planes.phase[first + x]);
-            row[x] = s.planes.area[first + x] ? static_cast<float>(phase * radians) : 0.0F;
+            row[x] = s.planes.area[first + x] ? static_cast<float>(phase * radians) : 0.0f;
         }
         result->WriteRow(y, walk::Columns(width), row);
     }

@@ -43,7 +43,7 @@ public:
     }
 
     UnwrapForest Run() {
-        while (mFronts.Best() > 0.0F) Join(mTrees[mTreeAt[mFronts.BestIndex()]].front);
+        while (mFronts.Best() > 0.0f) Join(mTrees[mTreeAt[mFronts.BestIndex()]].front);
         std::vector<std::uint32_t> roots;
         for (const std::uint32_t tree : mTreeAt) {
             if (tree != kUnwrapNone) roots.push_back(mTrees[tree].node);
@@ -75,8 +75,8 @@ private:
     }
     void UpdateFront(std::uint32_t tree) {
         const std::uint32_t front = mTrees[tree].front;
-        const float quality = front == kUnwrapNone ? 0.0F : mEntries[front].quality;
-        mFronts.Set(mTrees[tree].place, quality > FLT_MIN ? quality : 0.0F);
+        const float quality = front == kUnwrapNone ? 0.0f : mEntries[front].quality;
+        mFronts.Set(mTrees[tree].place, quality > FLT_MIN ? quality : 0.0f);
     }
     std::int32_t OrderSum(const SrUnwrapNeighbour& e) const {
         return static_cast<std::int32_t>(e.orderSum + e.pairCount * (mTrees[e.to].lift - mTrees[e.from].lift));
@@ -93,7 +93,7 @@ private:
         mTrees[a].lift += static_cast<std::uint32_t>(periods);
 
         const std::uint32_t place = mTrees[a].place;
-        mFronts.Set(mTrees[b].place, 0.0F);
+        mFronts.Set(mTrees[b].place, 0.0f);
         mTreeAt[mTrees[b].place] = kUnwrapNone;
         const bool aIsLarger = mTrees[a].degree >= mTrees[b].degree;
         const std::uint32_t large = aIsLarger ? a : b;

@@ -84,7 +84,7 @@ Groups ResolveGroups(ReliabilityInput& input, PIXELM* pixels, std::uint32_t minG
             groups.least = std::min(groups.least, Unwrap(row[x], head.increment));
         }
     }
-    if (groups.count == 0) groups.least = 0.0F;
+    if (groups.count == 0) groups.least = 0.0f;
     return groups;
 }
 
@@ -224,7 +224,7 @@ void KrLUnWrap_Velmor::GetResult(KrAOI16* result, KrAOI8* resultMask) {
 void KrLUnWrap_Velmor::GetRadians(KrAOI32Float* result, KrAOI8* resultMask) const {
     CheckResult(result, resultMask, 925);
     const auto select = [](float* dst, const float* value, const std::int32_t* label, std::size_t count) {
-        for (std::size_t x = 0; x < count; ++x) dst[x] = label[x] != 0 ? value[x] : 0.0F;
+        for (std::size_t x = 0; x < count; ++x) dst[x] = label[x] != 0 ? value[x] : 0.0f;
     };
     const auto mark = [](std::uint8_t* dst, const std::int32_t* label, std::size_t count) {
         for (std::size_t x = 0; x < count; ++x) dst[x] = label[x] != 0 ? kUsable : std::uint8_t{0};

@@ -37,7 +37,7 @@ double UsualGradient(const cv::Mat& image) {
     for (int y = 1; y + 1 < values.rows; ++y)
         for (int x = 1; x + 1 < values.cols; ++x) {
             const float gradient =
-                4.0F * std::hypot(values(y, x + 1) - values(y, x - 1), values(y + 1, x) - values(y - 1, x));
+                4.0f * std::hypot(values(y, x + 1) - values(y, x - 1), values(y + 1, x) - values(y - 1, x));
             if (std::isfinite(gradient)) gradients.push_back(gradient);
         }
     if (gradients.empty()) return 0.0;

@@ -16,7 +16,7 @@ void ForRows(const cv::Size& size, const Row& row) {
 void PhaseRow(const float* in, std::uint16_t* fine, std::uint8_t* steps, int width) {
     constexpr auto perRadian = static_cast<float>(65536.0 / (2.0 * CV_PI));
     for (int x = 0; x < width; ++x) {
-        const float positive = in[x] * perRadian + (in[x] < 0 ? 65536.5F : 0.5F);
+        const float positive = in[x] * perRadian + (in[x] < 0 ? 65536.5f : 0.5f);
         const int step = positive >= 0 ? static_cast<int>(positive) & 65535 : 0;
         fine[x] = static_cast<std::uint16_t>(step);
         steps[x] = static_cast<std::uint8_t>((step + 128) >> 8);
