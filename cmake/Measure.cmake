@@ -23,7 +23,6 @@ set_target_properties(voripmeasure_objects PROPERTIES
     POSITION_INDEPENDENT_CODE ON CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)
 target_compile_definitions(voripmeasure_objects PUBLIC MEASURE_EXPORTS)
 target_link_libraries(voripmeasure_objects PUBLIC voripbase_options voripbase::opencv_core voripbase::opencv_imgproc
-    voripbase::opencv_features2d voripbase::opencv_calib3d
     nlohmann_json::nlohmann_json TIFF::TIFF PkgConfig::SPNG PkgConfig::DEFLATE PkgConfig::ISAL ${CMAKE_DL_LIBS})
 
 voripbase_precompile(voripmeasure_objects)
@@ -34,17 +33,26 @@ set_target_properties(voripmeasure PROPERTIES
     LINKER_LANGUAGE CXX EXPORT_NAME measure VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR}
     INSTALL_RPATH "$ORIGIN")
 target_link_libraries(voripmeasure PUBLIC voripbase::voripbase voripbase::opencv_core
-    PRIVATE voripbase::opencv_imgproc voripbase::opencv_features2d voripbase::opencv_calib3d TIFF::TIFF PkgConfig::SPNG
-        PkgConfig::DEFLATE PkgConfig::ISAL ${CMAKE_DL_LIBS})
+    PRIVATE voripbase::opencv_imgproc TIFF::TIFF PkgConfig::SPNG PkgConfig::DEFLATE PkgConfig::ISAL ${CMAKE_DL_LIBS})
 
-# The codecs of OpenCV load more than a hundred libraries: they stand in a module, which is loaded when it is needed.
-file(GLOB codec_sources CONFIGURE_DEPENDS measure/io/codecs/*.cpp)
-add_library(voripcodecs MODULE ${codec_sources})
-set_target_properties(voripcodecs PROPERTIES CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)
-target_compile_definitions(voripcodecs PRIVATE MEASURE_EXPORTS)
-target_link_libraries(voripcodecs PRIVATE voripbase_options voripbase::opencv_core voripbase::opencv_imgcodecs)
-add_dependencies(voripmeasure voripcodecs)
-install(TARGETS voripcodecs LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}")
+# Parts of OpenCV that few runs need bring many libraries along, its codecs more than a hundred: they stand in modules,
+# which are loaded when they are needed.
+add_custom_target(voripmodules)  # for programs that are linked with the objects
+add_dependencies(voripmeasure voripmodules)
+function(add_module name folder)
+    file(GLOB module_sources CONFIGURE_DEPENDS ${folder}/*.cpp)
+    add_library(${name} MODULE ${module_sources})
+    set_target_properties(${name} PROPERTIES CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)
+    target_compile_definitions(${name} PRIVATE MEASURE_EXPORTS)
+    target_link_libraries(${name} PRIVATE voripbase_options voripbase::opencv_core)
+    foreach(opencv IN LISTS ARGN)
+        target_link_libraries(${name} PRIVATE voripbase::opencv_${opencv})
+    endforeach()
+    add_dependencies(voripmodules ${name})
+    install(TARGETS ${name} LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}")
+endfunction()
+add_module(voripcodecs measure/io/codecs imgcodecs)
+add_module(voripvision measure/world/vision calib3d features2d)
 
 install(TARGETS voripmeasure EXPORT voripbaseTargets)
 install(FILES cmake/OpenCVModules.cmake DESTINATION "${package_dir}")

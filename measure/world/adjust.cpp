@@ -2,10 +2,10 @@
 
 #include <algorithm>
 #include <cmath>
-#include <opencv2/calib3d.hpp>
 
 #include "measure/base/distortion.h"
 #include "measure/error.h"
+#include "measure/world/rotation.h"
 
 namespace measure {
 namespace {
@@ -16,19 +16,14 @@ std::array<double*, kLensTerms> TermsOf(Lens& l) {
     return {&l.fx, &l.fy, &l.cx, &l.cy, &l.k1, &l.k2, &l.p1, &l.p2, &l.k3};
 }
 
-cv::Matx33d Turn(const cv::Vec3d& vector) {
-    cv::Matx33d rotation;
-    cv::Rodrigues(vector, rotation);
-    return rotation;
-}
-
 // d(small turn · p) / d(turn), and the identity for the shift.
 Matx36d MotionOf(const cv::Vec3d& p) {
     return {0, p[2], -p[1], 1, 0, 0, -p[2], 0, p[0], 0, 1, 0, p[1], -p[0], 0, 0, 0, 1};
 }
 
 BoardPose Moved(const BoardPose& pose, const cv::Vec6d& step) {
-    return {Turn({step[0], step[1], step[2]}) * pose.rotation, pose.translation + cv::Vec3d(step[3], step[4], step[5])};
+    return {RotationOf({step[0], step[1], step[2]}) * pose.rotation,
+            pose.translation + cv::Vec3d(step[3], step[4], step[5])};
 }
 
 // A point as a lens sees it, with derivatives by the point and by the lens.
@@ -288,7 +283,7 @@ Calibration Moved(const Calibration& rig, const RigVector& step) {
     int i = 0;
     for (Lens* lens : {&moved.camera, &moved.projector})
         for (double* term : TermsOf(*lens)) *term += step(i++);
-    moved.rotation = Turn({step(i), step(i + 1), step(i + 2)}) * rig.rotation;
+    moved.rotation = RotationOf({step(i), step(i + 1), step(i + 2)}) * rig.rotation;
     moved.translation += cv::Vec3d(step(i + 3), step(i + 4), step(i + 5));
     return moved;
 }

@@ -2,11 +2,13 @@
 
 #include <algorithm>
 #include <cmath>
-#include <opencv2/calib3d.hpp>
+#include <opencv2/calib3d.hpp>  // its names of flags alone
 
 #include "measure/error.h"
 #include "measure/world/adjust.h"
 #include "measure/world/judgecalibration.h"
+#include "measure/world/rotation.h"
+#include "measure/world/vision.h"
 
 namespace measure {
 namespace {
@@ -54,34 +56,25 @@ int FlagsOf(const DistortionModel& model) {
 
 Side CalibrateAlone(const std::vector<BoardView>& views, const std::vector<cv::Point2d>& board, cv::Size size,
                     cv::Point2d BoardPoint::*place, const DistortionModel& model) {
-    std::vector<std::vector<cv::Point3f>> onBoard;
-    std::vector<std::vector<cv::Point2f>> seen;
+    SideViews sideViews{{}, {}, size};
     for (const BoardView& view : views) {
-        onBoard.emplace_back();
-        seen.emplace_back();
+        auto& onBoard = sideViews.onBoard.emplace_back();
+        auto& seen = sideViews.seen.emplace_back();
         for (const BoardPoint& point : view.points) {
             const cv::Point2d at = board[static_cast<std::size_t>(point.index)];
-            onBoard.back().emplace_back(static_cast<float>(at.x), static_cast<float>(at.y), 0.0f);
-            seen.back().emplace_back(point.*place);
+            onBoard.emplace_back(static_cast<float>(at.x), static_cast<float>(at.y), 0.0f);
+            seen.emplace_back(point.*place);
         }
     }
-    cv::Mat1d matrix, k;
-    std::vector<cv::Mat> turns, shifts;
-    try {
-        cv::calibrateCamera(onBoard, seen, size, matrix, k, turns, shifts, FlagsOf(model),
-                            {cv::TermCriteria::COUNT | cv::TermCriteria::EPS, 100, 1e-10});
-    } catch (const cv::Exception&) {
+    SideSolution solution;
+    if (!GetVision().calibrate(sideViews, FlagsOf(model), solution))
         throw InputError(
             "the poses do not determine camera and projector: more of them are needed, tilted in different directions");
-    }
+    const cv::Mat1d &matrix = solution.matrix, &k = solution.distortion;
     Side side;
     side.lens = {matrix(0, 0), matrix(1, 1), matrix(0, 2), matrix(1, 2), k(0), k(1), k(2), k(3), k(4)};
-    for (std::size_t i = 0; i < turns.size(); ++i) {
-        BoardPose pose;
-        cv::Rodrigues(turns[i], pose.rotation);
-        pose.translation = cv::Vec3d(shifts[i].ptr<double>());
-        side.poses.push_back(pose);
-    }
+    for (std::size_t i = 0; i < solution.turns.size(); ++i)
+        side.poses.push_back({RotationOf(solution.turns[i]), solution.shifts[i]});
     return side;
 }
 
@@ -97,15 +90,14 @@ void PlaceProjector(const Side& camera, const Side& projector, Calibration& rig)
     for (std::size_t i = 0; i < camera.poses.size(); ++i) {
         const BoardPose &c = camera.poses[i], &p = projector.poses[i];
         const cv::Matx33d rotation = p.rotation * c.rotation.t();
-        cv::Vec3d turn;
-        cv::Rodrigues(rotation, turn);
+        const cv::Vec3d turn = TurnOf(rotation);
         const cv::Vec3d shift = p.translation - rotation * c.translation;
         for (int j = 0; j < 3; ++j) {
             turns[j].push_back(turn[j]);
             shifts[j].push_back(shift[j]);
         }
     }
-    cv::Rodrigues(cv::Vec3d(Middle(turns[0]), Middle(turns[1]), Middle(turns[2])), rig.rotation);
+    rig.rotation = RotationOf({Middle(turns[0]), Middle(turns[1]), Middle(turns[2])});
     rig.translation = {Middle(shifts[0]), Middle(shifts[1]), Middle(shifts[2])};
 }
 

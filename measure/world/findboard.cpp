@@ -3,18 +3,22 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <opencv2/calib3d.hpp>
-#include <opencv2/features2d.hpp>
+#include <opencv2/calib3d.hpp>  // its names of flags alone
 #include <opencv2/imgproc.hpp>
 
 #include "measure/error.h"
 #include "measure/world/refine.h"
+#include "measure/world/vision.h"
 
 namespace measure {
 namespace {
 
-// The place of a pixel of a reduced picture.
-cv::Point2d Enlarged(cv::Point2f p, double scale) { return {(p.x + 0.5) / scale - 0.5, (p.y + 0.5) / scale - 0.5}; }
+// The places of points of a reduced picture.
+std::vector<cv::Point2d> Enlarged(const std::vector<cv::Point2f>& points, double scale) {
+    std::vector<cv::Point2d> enlarged;
+    for (const cv::Point2f& p : points) enlarged.emplace_back((p.x + 0.5) / scale - 0.5, (p.y + 0.5) / scale - 0.5);
+    return enlarged;
+}
 
 // The picture with its longer side reduced to so many pixels, and by which factor.
 std::pair<cv::Mat1b, double> Reduced(const cv::Mat1b& picture, double side) {
@@ -32,10 +36,8 @@ std::vector<cv::Point2d> FindCorners(const cv::Mat1b& picture, cv::Size count, c
         progress.Report("finding the board");
         const auto [reduced, scale] = Reduced(picture, side);
         std::vector<cv::Point2f> found;
-        if (!cv::findChessboardCornersSB(reduced, count, found, flags)) continue;
-        std::vector<cv::Point2d> points;
-        for (const cv::Point2f& p : found) points.push_back(Enlarged(p, scale));
-        return points;
+        if (!GetVision().findCorners(reduced, count, flags, found)) continue;
+        return Enlarged(found, scale);
     }
     return {};
 }
@@ -44,27 +46,10 @@ std::vector<cv::Point2d> FindCircles(const cv::Mat1b& picture, const BoardDescri
                                      const Progress& progress) {
     progress.Report("finding the board");
     const auto [reduced, scale] = Reduced(picture, 960);
-    cv::SimpleBlobDetector::Params params;
-    params.minThreshold = 20;
-    params.maxThreshold = 220;
-    params.minDistBetweenBlobs = 4;
-    params.minArea = 12;
-    params.maxArea = static_cast<float>(reduced.total()) / static_cast<float>(board.count.area());
-    params.minCircularity = 0.6f;
-    params.filterByCircularity = true;
-    params.minInertiaRatio = 0.2f;
-    params.minConvexity = 0.85f;
-    const auto detector = cv::SimpleBlobDetector::create(params);
-    const bool isStaggered = board.pattern == BoardPattern::eStaggeredCircles;
-    const int grid = isStaggered ? cv::CALIB_CB_ASYMMETRIC_GRID : cv::CALIB_CB_SYMMETRIC_GRID;
     std::vector<cv::Point2f> found;
-    for (const int flags : {grid, grid | cv::CALIB_CB_CLUSTERING}) {
-        if (!cv::findCirclesGrid(reduced, board.count, found, flags, detector)) continue;
-        std::vector<cv::Point2d> points;
-        for (const cv::Point2f& p : found) points.push_back(Enlarged(p, scale));
-        return points;
-    }
-    return {};
+    const bool isStaggered = board.pattern == BoardPattern::eStaggeredCircles;
+    if (!GetVision().findCircles(reduced, board.count, isStaggered, found)) return {};
+    return Enlarged(found, scale);
 }
 
 // A symmetric board gives the same points other numbers when it is turned by half a circle. That changes no

@@ -9,6 +9,7 @@
 
 #include "measure/error.h"
 #include "measure/simulatescan.h"
+#include "measure/world/rotation.h"
 
 namespace {
 
@@ -314,6 +315,20 @@ TEST(Calibrate, RefusesPosesByWhatIsWrongWithThem) {
         EXPECT_NEAR(found[0].projector.x, 100 + 2.5 * 30.25 - 0.5 * 29.5, 1e-3);
         EXPECT_NEAR(found[0].slope(0, 0), 2.5, 1e-3);
     }
+}
+
+// From no turn to half a turn, about any axis.
+TEST(Calibrate, TurnsAndRotations) {
+    for (const double angle : {0.0, 1e-12, 1e-5, 0.3, 2.0, 3.1, CV_PI - 1e-7})
+        for (int i = 0; i < 26; ++i) {
+            const cv::Vec3d axis((i + 1) / 9 - 1, (i + 1) / 3 % 3 - 1, (i + 1) % 3 - 1.0);
+            if (cv::norm(axis) == 0) continue;
+            const cv::Vec3d turn = cv::normalize(axis) * angle;
+            const cv::Matx33d rotation = RotationOf(turn);
+            EXPECT_LT(cv::norm(rotation.t() * rotation - cv::Matx33d::eye()), 1e-14);
+            EXPECT_NEAR(cv::trace(rotation), 1 + 2 * std::cos(angle), 1e-14);
+            EXPECT_LT(cv::norm(TurnOf(rotation) - turn), 1e-14) << turn;
+        }
 }
 
 }  // namespace

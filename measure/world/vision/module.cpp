@@ -1,0 +1,49 @@
+#include "measure/world/vision/module.h"
+
+#include <new>
+#include <opencv2/calib3d.hpp>
+#include <opencv2/features2d.hpp>
+
+#include "measure/export.h"
+
+namespace measure {
+namespace {
+
+bool FindCorners(const cv::Mat1b& picture, cv::Size count, int flags, std::vector<cv::Point2f>& found) {
+    return cv::findChessboardCornersSB(picture, count, found, flags);
+}
+
+bool FindCircles(const cv::Mat1b& picture, cv::Size count, bool isStaggered, std::vector<cv::Point2f>& found) {
+    cv::SimpleBlobDetector::Params params;
+    params.minThreshold = 20;
+    params.maxThreshold = 220;
+    params.minDistBetweenBlobs = 4;
+    params.minArea = 12;
+    params.maxArea = static_cast<float>(picture.total()) / static_cast<float>(count.area());
+    params.minCircularity = 0.6f;
+    params.filterByCircularity = true;
+    params.minInertiaRatio = 0.2f;
+    params.minConvexity = 0.85f;
+    const auto detector = cv::SimpleBlobDetector::create(params);
+    const int grid = isStaggered ? cv::CALIB_CB_ASYMMETRIC_GRID : cv::CALIB_CB_SYMMETRIC_GRID;
+    return cv::findCirclesGrid(picture, count, found, grid, detector) ||
+           cv::findCirclesGrid(picture, count, found, grid | cv::CALIB_CB_CLUSTERING, detector);
+}
+
+bool Calibrate(const SideViews& views, int flags, SideSolution& solution) try {
+    std::vector<cv::Mat> turns, shifts;
+    cv::calibrateCamera(views.onBoard, views.seen, views.size, solution.matrix, solution.distortion, turns, shifts,
+                        flags, {cv::TermCriteria::COUNT | cv::TermCriteria::EPS, 100, 1e-10});
+    for (const cv::Mat& turn : turns) solution.turns.emplace_back(turn.ptr<double>());
+    for (const cv::Mat& shift : shifts) solution.shifts.emplace_back(shift.ptr<double>());
+    return true;
+} catch (const cv::Exception& error) {
+    if (error.code == cv::Error::StsNoMem) throw std::bad_alloc();
+    return false;
+}
+
+}  // namespace
+}  // namespace measure
+
+extern "C" MEASURE_API const measure::Vision voripVision;
+const measure::Vision voripVision{measure::FindCorners, measure::FindCircles, measure::Calibrate};
