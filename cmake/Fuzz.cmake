@@ -12,10 +12,9 @@ add_library(voripbase_fuzz_checks OBJECT
 target_link_libraries(voripbase_fuzz_checks
     PUBLIC voripbase_objects voripmeasure_objects voripbase::opencv_imgcodecs GTest::gtest)
 target_compile_options(voripbase_fuzz_checks PRIVATE -fno-sanitize=all)
-target_compile_definitions(voripbase_fuzz_checks PRIVATE $<$<BOOL:${VORIPBASE_THIS_CPU_ONLY}>:VORIPBASE_THIS_CPU_ONLY>)
 add_executable(voripbase_fuzz fuzz/libfuzzer.cpp)
 target_link_libraries(voripbase_fuzz PRIVATE voripbase_fuzz_checks voripbase_objects voripmeasure_objects)
 target_link_options(voripbase_fuzz PRIVATE -fsanitize=fuzzer)
-add_dependencies(voripbase_fuzz voripcodecs)
+add_dependencies(voripbase_fuzz voripmodules)
 # The networks of the medians would take Clang's sanitizers more than five minutes; GCC's compile them in the tests.
 set_source_files_properties(ipbase/kernels/median.cpp PROPERTIES COMPILE_OPTIONS -fno-sanitize=all)

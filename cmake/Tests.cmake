@@ -3,6 +3,20 @@ function(define_for source definition)
     set_source_files_properties(${source} PROPERTIES COMPILE_DEFINITIONS "${definition}" SKIP_PRECOMPILE_HEADERS ON)
 endfunction()
 
+# A program of all tests and of the objects of libraries, which come first: of an inline function that many units hold
+# the linker takes their copy.
+function(link_tests program)
+    add_executable(${program})
+    foreach(library IN LISTS ARGN)
+        target_sources(${program} PRIVATE $<TARGET_OBJECTS:${library}>)
+        target_link_libraries(${program} PRIVATE $<TARGET_PROPERTY:${library},INTERFACE_LINK_LIBRARIES>)
+    endforeach()
+    target_sources(${program} PRIVATE $<TARGET_OBJECTS:voripbase_test_objects>)
+    target_link_libraries(${program} PRIVATE voripbase::opencv_imgcodecs GTest::gtest GTest::gtest_main)
+    set_target_properties(${program} PROPERTIES LINKER_LANGUAGE CXX)
+    add_dependencies(${program} voripmodules)
+endfunction()
+
 # One program for all GoogleTest files, linked with the library's objects, and the small user's project.
 file(GLOB test_sources CONFIGURE_DEPENDS tests/*.cpp tests/*/*.cpp fuzz/*.cpp)
 list(FILTER test_sources EXCLUDE REGEX "/fuzz/libfuzzer\\.cpp$")
@@ -14,13 +28,12 @@ list(APPEND test_sources tools/vorip/cli/parse.cpp tools/vorip/commands/filterin
 if(have_library AND test_sources)
     voripbase_find_opencv(imgcodecs)
     find_package(GTest CONFIG REQUIRED)
-    add_executable(voripbase_tests ${test_sources})
-    voripbase_precompile(voripbase_tests <gtest/gtest.h> "${PROJECT_SOURCE_DIR}/ipbase/voripbase.h")
-    target_link_libraries(voripbase_tests
-        PRIVATE voripbase_quick_compile voripbase_objects voripmeasure_objects
-            voripbase::opencv_imgcodecs GTest::gtest GTest::gtest_main)
-    target_compile_definitions(voripbase_tests PRIVATE $<$<BOOL:${VORIPBASE_THIS_CPU_ONLY}>:VORIPBASE_THIS_CPU_ONLY>)
-    add_dependencies(voripbase_tests voripcodecs)
+    add_library(voripbase_test_objects OBJECT ${test_sources})
+    voripbase_precompile(voripbase_test_objects <gtest/gtest.h> "${PROJECT_SOURCE_DIR}/ipbase/voripbase.h")
+    target_link_libraries(voripbase_test_objects PRIVATE
+        voripbase_quick_compile voripbase_objects voripmeasure_objects voripbase::opencv_imgcodecs GTest::gtest)
+    link_tests(voripbase_tests voripbase_objects voripmeasure_objects)
+    include(SanitizedTests)
     define_for(fuzz/corpus_test.cpp "FUZZ_CORPUS=\"${PROJECT_SOURCE_DIR}/fuzz/corpus\"")
     if(TARGET vorip)
         define_for(tests/support/program.cpp "VORIP_PROGRAM=\"$<TARGET_FILE:vorip>\"")
@@ -40,12 +53,13 @@ if(have_library AND test_sources)
     add_executable(voripbase_thread_tests EXCLUDE_FROM_ALL ${table_sources})
     target_link_libraries(voripbase_thread_tests
         PRIVATE voripbase_quick_compile voripbase_objects GTest::gtest GTest::gtest_main)
-    target_compile_definitions(voripbase_thread_tests PRIVATE
-        $<$<BOOL:${VORIPBASE_THIS_CPU_ONLY}>:VORIPBASE_THIS_CPU_ONLY>)
 
     set(registration "${PROJECT_BINARY_DIR}/voripbase_tests_$<CONFIG>.cmake")
-    file(GENERATE OUTPUT "${registration}" CONTENT
-        "set(VORIPBASE_TEST_PROGRAM [==[$<TARGET_FILE:voripbase_tests>]==])\ninclude([==[${PROJECT_SOURCE_DIR}/cmake/SuiteTests.cmake]==])\n")
+    string(CONCAT content
+        "set(VORIPBASE_TEST_PROGRAM [==[$<TARGET_FILE:voripbase_tests>]==])\n"
+        "set(VORIPBASE_SANITIZED_PROGRAM [==[${sanitized_program}]==])\n"
+        "include([==[${PROJECT_SOURCE_DIR}/cmake/SuiteTests.cmake]==])\n")
+    file(GENERATE OUTPUT "${registration}" CONTENT "${content}")
     file(WRITE "${PROJECT_BINARY_DIR}/voripbase_tests.cmake"
         "if(NOT CTEST_CONFIGURATION_TYPE)\n    set(CTEST_CONFIGURATION_TYPE \"${CMAKE_BUILD_TYPE}\")\nendif()\n"
         "include(\"${PROJECT_BINARY_DIR}/voripbase_tests_\${CTEST_CONFIGURATION_TYPE}.cmake\")\n")

@@ -14,6 +14,7 @@
 #include <sstream>
 
 #include "ipbase/ipFrame.h"
+#include "ipbase/kernels/targets.h"
 
 namespace test {
 
@@ -205,10 +206,10 @@ std::vector<double> Sampled(const GuardedImage& image, const GuardedImage* mask,
 }
 
 void ForEachTarget(const std::function<void(std::int64_t)>& run) {
-#ifdef VORIPBASE_THIS_CPU_ONLY
-    ++tried.calls;
-    return run(HWY_STATIC_TARGET);  // there is no other
-#endif
+    if (!kernels::AreForManyTargets()) {
+        ++tried.calls;
+        return run(HWY_STATIC_TARGET);
+    }
     const std::int64_t supported = hwy::SupportedTargets();
     for (std::int64_t rest = supported & HWY_TARGETS; rest != 0; rest &= rest - 1) {
         const std::int64_t target = rest & -rest;
