@@ -39,9 +39,9 @@ constexpr char kFooter[] =
     "  143  told to terminate";
 
 void Run(int argc, char** argv) {
-    vorip::CommandLine program(kAbout, kFooter);
+    vorip::CommandLine program(argc, argv, kAbout, kFooter);
     for (const AddCommand add : kCommands) add(program);
-    program.Run(argc, argv);
+    program.Run();
 }
 
 }  // namespace

@@ -97,22 +97,12 @@ std::string WithShortName(const std::string& name) { return name == "--out" ? "-
 
 // `help COMMAND` is `COMMAND --help`, `help` alone `--help`.
 Words WordsOf(int argc, const char* const* argv) {
-    Words words(argv + 1, argv + argc);
+    Words words(argv + std::min(argc, 1), argv + argc);
     if (!words.empty() && words.front() == "help") {
         words.erase(words.begin());
         words.emplace_back("--help");
     }
     return words;
-}
-
-template <class T>
-CLI::Validator WholeNumber() {
-    return CLI::Validator(
-        [](const std::string& text) {
-            T number{};
-            return CLI::detail::lexical_cast(text, number) ? std::string() : "'" + text + "' must be a whole number";
-        },
-        "");
 }
 
 std::string Number(double value) {
@@ -124,26 +114,39 @@ std::string Number(double value) {
 }  // namespace
 
 Option& Option::Required() {
-    mOption.required();
+    if (mOption) mOption->required();
     return *this;
 }
 
 Option& Option::Type(const std::string& word) {
-    mOption.type_name(word);
+    if (mOption) mOption->type_name(word);
     return *this;
 }
 
 Option& Option::ShowDefault() {
-    mOption.capture_default_str();
+    if (mOption) mOption->capture_default_str();
     return *this;
 }
 
 Option& Option::Accept(const std::function<bool(double)>& accepts, const std::string& rule) {
-    mOption.check(CLI::Validator(
+    if (!mOption) return *this;
+    mOption->check(CLI::Validator(
         [accepts, rule](const std::string& text) {
             double number = 0;
             const bool valid = CLI::detail::lexical_cast(text, number) && std::isfinite(number) && accepts(number);
             return valid ? std::string() : "'" + text + "' must be " + rule;
+        },
+        ""));
+    return *this;
+}
+
+template <class Integer>
+Option& Option::Whole() {
+    if (!mOption) return *this;
+    mOption->check(CLI::Validator(
+        [](const std::string& text) {
+            Integer number{};
+            return CLI::detail::lexical_cast(text, number) ? std::string() : "'" + text + "' must be a whole number";
         },
         ""));
     return *this;
@@ -155,10 +158,11 @@ Option& Option::Between(double least, double most, const std::string& rule) {
 }
 
 Option& Option::OneOf(const std::vector<std::string>& words) {
+    if (!mOption) return *this;
     std::string type;
     for (const std::string& word : words) type += (type.empty() ? "" : "|") + word;
-    mOption.type_name(type);
-    mOption.check(CLI::Validator(
+    mOption->type_name(type);
+    mOption->check(CLI::Validator(
         [words](const std::string& text) {
             if (IsOneOf(words, text)) return std::string();
             return "'" + text + "' must be " + Listed(words) + Suggestion(text, words);
@@ -167,25 +171,29 @@ Option& Option::OneOf(const std::vector<std::string>& words) {
     return *this;
 }
 
+template <class Value>
+Option Command::Make(const std::string& name, Value& value, const std::string& help) {
+    return Option(mIsRun ? mApp.add_option(WithShortName(name), value, help) : nullptr);
+}
+
 Option Command::Add(const std::string& name, std::string& value, const std::string& help) {
-    return Option(*mApp.add_option(WithShortName(name), value, help)->type_name(""));
+    return Make(name, value, help).Type("");
 }
 Option Command::Add(const std::string& name, std::vector<std::string>& values, const std::string& help) {
-    return Option(*mApp.add_option(WithShortName(name), values, help)->type_name(""));
+    return Make(name, values, help).Type("");
 }
 Option Command::Add(const std::string& name, int& value, const std::string& help) {
-    return Option(*mApp.add_option(WithShortName(name), value, help)->check(WholeNumber<int>()));
+    return Make(name, value, help).Whole<int>();
 }
 Option Command::Add(const std::string& name, unsigned int& value, const std::string& help) {
-    return Option(*mApp.add_option(WithShortName(name), value, help)->check(WholeNumber<unsigned int>()));
+    return Make(name, value, help).Whole<unsigned int>();
 }
 Option Command::Add(const std::string& name, double& value, const std::string& help) {
-    Option option(*mApp.add_option(WithShortName(name), value, help));
-    return option.Accept([](double) { return true; }, "a number");
+    return Make(name, value, help).Accept([](double) { return true; }, "a number");
 }
 
 void Command::AddFlag(const std::string& name, bool& value, const std::string& help) {
-    mApp.add_flag(name, value, help);
+    if (mIsRun) mApp.add_flag(name, value, help);
 }
 
 void Command::OnRun(const std::function<void()>& run) {
@@ -199,8 +207,8 @@ void Command::OnRun(const std::function<void()>& run) {
 
 bool Command::IsGiven(const std::string& name) const { return mApp.get_option(name)->count() > 0; }
 
-CommandLine::CommandLine(const std::string& about, const std::string& footer)
-    : mApp(std::make_unique<CLI::App>(about, "vorip")) {
+CommandLine::CommandLine(int argc, const char* const* argv, const std::string& about, const std::string& footer)
+    : mWords(WordsOf(argc, argv)), mApp(std::make_unique<CLI::App>(about, "vorip")) {
     mApp->footer(footer);
     mApp->set_version_flag("--version", "vorip " VORIPBASE_VERSION_STRING);
     mApp->require_subcommand(1);
@@ -221,19 +229,20 @@ Command& CommandLine::Add(const std::string& name, const std::string& about, con
     CLI::App* const app = parent->add_subcommand(name.substr(space + 1), about);  // npos + 1 is 0
     parent->require_subcommand(1);
     app->footer(details)->group("Commands");
-    mCommands.push_back(std::make_unique<Command>(*app, name));
+    const auto chosen = std::find_if(mWords.begin(), mWords.end(), [](const auto& w) { return w.substr(0, 1) != "-"; });
+    const bool isRun = chosen != mWords.end() && *chosen == name.substr(0, space);
+    mCommands.push_back(std::make_unique<Command>(*app, name, isRun));
     return *mCommands.back();
 }
 
-void CommandLine::Run(int argc, const char* const* argv) {
-    if (argc < 2) {
+void CommandLine::Run() {
+    if (mWords.empty()) {
         std::fputs(mApp->help().c_str(), stderr);
         throw Verdict{kExitBadInput};
     }
-    Words words = WordsOf(argc, argv);
     const CLI::App* within = mApp.get();
     std::string before = "vorip ";
-    for (const std::string& word : words) {
+    for (const std::string& word : mWords) {
         const Words commands = CommandsOf(*within);
         if (word.empty() || word[0] == '-' || commands.empty()) break;
         if (!IsOneOf(commands, word))
@@ -243,9 +252,8 @@ void CommandLine::Run(int argc, const char* const* argv) {
         before += word + " ";
     }
     try {
-        std::reverse(words.begin(), words.end());  // the parser takes them from the end
-        mApp->parse(words);
-    } catch (const CLI::Success& request) {  // --help and --version
+        mApp->parse(Words(mWords.rbegin(), mWords.rend()));  // the parser takes them from the end
+    } catch (const CLI::Success& request) {                  // --help and --version
         mApp->exit(request);
     } catch (const CLI::ParseError& error) {
         std::string name;

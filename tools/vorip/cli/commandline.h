@@ -17,13 +17,16 @@ namespace vorip {
 // An option of a command, or one of the words after the command's name.
 class Option {
 public:
-    explicit Option(CLI::Option& option) : mOption(option) {}
+    explicit Option(CLI::Option* option) : mOption(option) {}  // null: of a command that is not run
 
     Option& Required();
     // The word that stands for the value in the help, as in "--out DIR".
     Option& Type(const std::string& word);
     // The help shows the value that the variable has now.
     Option& ShowDefault();
+    // Takes only whole numbers that a variable of this type can hold.
+    template <class Integer>
+    Option& Whole();
     // Takes only numbers for which `accepts` is true; `rule` says which those are: "'-1' must be `rule`".
     Option& Accept(const std::function<bool(double)>& accepts, const std::string& rule);
     // Takes only numbers from `least` to `most`; without a rule the text is "`least` to `most`".
@@ -32,13 +35,14 @@ public:
     Option& OneOf(const std::vector<std::string>& words);
 
 private:
-    CLI::Option& mOption;
+    CLI::Option* mOption;
 };
 
 // A command of the program. What a run shall know is declared here and arrives in the variables before the run.
 class Command {
 public:
-    Command(CLI::App& app, const std::string& name) : mApp(app), mName(name) {}
+    // Only a command that is run needs options: to make those of all commands would take longer than to load libraries.
+    Command(CLI::App& app, const std::string& name, bool isRun) : mApp(app), mName(name), mIsRun(isRun) {}
 
     // Names are "--size" or, for a word that stands alone, "IN"; several names are separated by commas.
     Option Add(const std::string& name, std::string& value, const std::string& help);
@@ -54,15 +58,19 @@ public:
     bool IsGiven(const std::string& name) const;
 
 private:
+    template <class Value>
+    Option Make(const std::string& name, Value& value, const std::string& help);
+
     CLI::App& mApp;
     const std::string mName;  // "filter", "surface level"
-    std::string mMaxMemory;   // an option of every command
+    const bool mIsRun;
+    std::string mMaxMemory;  // an option of every command
 };
 
 class CommandLine {
 public:
     // `about` stands before the lists of the help, `footer` after them.
-    CommandLine(const std::string& about, const std::string& footer);
+    CommandLine(int argc, const char* const* argv, const std::string& about, const std::string& footer);
     ~CommandLine();
     CommandLine(const CommandLine&) = delete;
     CommandLine& operator=(const CommandLine&) = delete;
@@ -73,9 +81,10 @@ public:
 
     // Runs the command that the arguments name, or prints the help that they ask for. Throws measure::InputError for
     // arguments that it does not understand.
-    void Run(int argc, const char* const* argv);
+    void Run();
 
 private:
+    const std::vector<std::string> mWords;  // the arguments
     std::unique_ptr<CLI::App> mApp;
     std::vector<std::unique_ptr<Command>> mCommands;
 };
