@@ -28,10 +28,10 @@ struct GrayDecoding {
 // picture is brighter than its inverse. `modulation` is that of fringes of the same projector, in grey levels. Throws
 // InputError when counts, sizes or types do not fit.
 MEASURE_API GrayDecoding DecodeGray(const std::vector<cv::Mat>& frames, const std::vector<cv::Mat>& inverse,
-                                    const cv::Mat1f& modulation);
+                                    const cv::Mat1f& modulation, const Progress& progress = {});
 // Without inverse pictures: a bit is set where the picture is brighter than a threshold, in grey levels.
 MEASURE_API GrayDecoding DecodeGray(const std::vector<cv::Mat>& frames, const cv::Mat1f& threshold,
-                                    const cv::Mat1f& modulation);
+                                    const cv::Mat1f& modulation, const Progress& progress = {});
 
 // --- Orders of single pixels
 
@@ -58,7 +58,8 @@ struct OrderDecision {
 // + 2 π k), wrapped, and q_i the ratio of the periods, the one with the least sum of r_i² / σ_i², the error that all
 // have in common by the finest phase φ_h taken off. `noise` is that of one frame in grey levels; σ_i follows from it
 // and the modulation. A single set needs a centre. Throws InputError when sizes do not fit.
-MEASURE_API OrderDecision DecideOrders(const std::vector<PhaseSet>& sets, const OrderRange& range, double noise);
+MEASURE_API OrderDecision DecideOrders(const std::vector<PhaseSet>& sets, const OrderRange& range, double noise,
+                                       const Progress& progress = {});
 
 // --- Neighbours
 

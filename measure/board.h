@@ -61,7 +61,7 @@ struct BoardView {
 // count by their modulation, and those that lie off are dropped. Points around which there is not enough phase on all
 // sides are left out.
 MEASURE_API std::vector<BoardPoint> MatchBoard(const std::vector<cv::Point2d>& points, const AbsolutePhase& columns,
-                                               const AbsolutePhase& rows);
+                                               const AbsolutePhase& rows, const Progress& progress = {});
 
 // All of it for one pose: reads the pictures of a scan coded in both directions, finds the board and decodes. Throws
 // InputError when a direction is not coded, no board is seen, fringe orders are not known over the whole projector or

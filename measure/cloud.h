@@ -59,7 +59,7 @@ MEASURE_API CloudResult MakeCloud(const ProjectorCoordinates& seen, const Calibr
 // The standard deviation of z, millimetres, that one of the coordinate causes; `noise` is that of the coordinate which
 // MakeCloud finds depths from, projector pixels.
 MEASURE_API cv::Mat1f PredictDepthNoise(const ProjectorCoordinates& seen, const cv::Mat1f& noise,
-                                        const Calibration& calibration);
+                                        const Calibration& calibration, const Progress& progress = {});
 
 // The figures of a result as a JSON object.
 MEASURE_API std::string SummaryOf(const CloudResult& result);

@@ -35,7 +35,6 @@ private:
     AbsolutePhase& Result() { return mState.result; }
 
     void Decide() {
-        mProgress.Report("deciding the orders", 0.6);
         std::vector<PhaseSet> sets;
         for (std::size_t i = 0; i < mState.order.size(); ++i) {
             const std::size_t set = mState.order[i];
@@ -50,7 +49,7 @@ private:
         mFine = sets[0].phase;
         mRange = FindRange();
         if (mRange.count == 1) sets.resize(1);
-        mDecision = DecideOrders(sets, mRange, Result().noise);
+        mDecision = DecideOrders(sets, mRange, Result().noise, mProgress);
         if (sets.size() > 1) DecideDoubtful(sets);
         if (mIsRing && Result().repeat == 0)
             OpenRing(mFine, mState.periods[0], Axis().length, mState.repeat, mDecision.order);

@@ -9,6 +9,7 @@
 #include "measure/absolute.h"
 #include "measure/error.h"
 #include "measure/fringe/framepixels.h"
+#include "measure/fringe/rowbands.h"
 
 namespace measure {
 namespace {
@@ -37,9 +38,9 @@ struct CodeRow {
 
 // Calls row(y, codeRow) to collect the bits of each row, and stores them; `range` times the modulation is margin 1.
 template <class Distance, class CollectRow>
-GrayDecoding Collect(const cv::Mat1f& modulation, float range, const CollectRow& collect) {
+GrayDecoding Collect(const cv::Mat1f& modulation, float range, const Progress& progress, const CollectRow& collect) {
     GrayDecoding result{cv::Mat1w(modulation.size()), cv::Mat1f(modulation.size())};
-    cv::parallel_for_(cv::Range(0, modulation.rows), [&](const cv::Range& rows) {
+    ForRowBands(modulation.size(), progress, "decoding the Gray code", [&](const cv::Range& rows) {
         CodeRow<Distance> row(modulation.cols);
         for (int y = rows.start; y < rows.end; ++y) {
             row.Clear();
@@ -56,8 +57,8 @@ GrayDecoding Collect(const cv::Mat1f& modulation, float range, const CollectRow&
 
 template <class Pixel, class Distance>
 GrayDecoding DecodePairs(const std::vector<cv::Mat>& frames, const std::vector<cv::Mat>& inverse,
-                         const cv::Mat1f& modulation) {
-    return Collect<Distance>(modulation, 2.0f, [&](int y, CodeRow<Distance>& row) {
+                         const cv::Mat1f& modulation, const Progress& progress) {
+    return Collect<Distance>(modulation, 2.0f, progress, [&](int y, CodeRow<Distance>& row) {
         for (std::size_t i = 0; i < frames.size(); ++i) {
             const Pixel *lit = frames[i].ptr<Pixel>(y), *dark = inverse[i].ptr<Pixel>(y);
             for (std::size_t x = 0; x < row.code.size(); ++x)
@@ -67,9 +68,9 @@ GrayDecoding DecodePairs(const std::vector<cv::Mat>& frames, const std::vector<c
 }
 
 template <class Pixel>
-GrayDecoding DecodeSingles(const std::vector<cv::Mat>& frames, const cv::Mat1f& threshold,
-                           const cv::Mat1f& modulation) {
-    return Collect<float>(modulation, 1.0f, [&](int y, CodeRow<float>& row) {
+GrayDecoding DecodeSingles(const std::vector<cv::Mat>& frames, const cv::Mat1f& threshold, const cv::Mat1f& modulation,
+                           const Progress& progress) {
+    return Collect<float>(modulation, 1.0f, progress, [&](int y, CodeRow<float>& row) {
         const float* limit = threshold[y];
         for (const cv::Mat& frame : frames) {
             const Pixel* lit = frame.ptr<Pixel>(y);
@@ -95,21 +96,23 @@ void RequireCode(const std::vector<cv::Mat>& frames, const cv::Mat1f& modulation
 }  // namespace
 
 GrayDecoding DecodeGray(const std::vector<cv::Mat>& frames, const std::vector<cv::Mat>& inverse,
-                        const cv::Mat1f& modulation) {
+                        const cv::Mat1f& modulation, const Progress& progress) {
     RequireCode(frames, modulation);
     if (inverse.size() != frames.size()) throw InputError("every picture of a Gray code needs its inverse");
     RequireAlike(inverse, modulation.size(), frames.front().type());
     return WithPixelOf(frames.front(), [&](auto pixel) {
         using Distance = std::conditional_t<sizeof(pixel) == 1, std::int16_t, float>;
-        return DecodePairs<decltype(pixel), Distance>(frames, inverse, modulation);
+        return DecodePairs<decltype(pixel), Distance>(frames, inverse, modulation, progress);
     });
 }
 
-GrayDecoding DecodeGray(const std::vector<cv::Mat>& frames, const cv::Mat1f& threshold, const cv::Mat1f& modulation) {
+GrayDecoding DecodeGray(const std::vector<cv::Mat>& frames, const cv::Mat1f& threshold, const cv::Mat1f& modulation,
+                        const Progress& progress) {
     RequireCode(frames, modulation);
     if (threshold.size() != modulation.size()) throw InputError("the thresholds must have the size of the phase");
-    return WithPixelOf(frames.front(),
-                       [&](auto pixel) { return DecodeSingles<decltype(pixel)>(frames, threshold, modulation); });
+    return WithPixelOf(frames.front(), [&](auto pixel) {
+        return DecodeSingles<decltype(pixel)>(frames, threshold, modulation, progress);
+    });
 }
 
 }  // namespace measure

@@ -10,6 +10,7 @@
 #include "measure/absolute/coding.h"
 #include "measure/absolute/wrapping.h"
 #include "measure/error.h"
+#include "measure/fringe/rowbands.h"
 
 namespace measure {
 namespace {
@@ -211,7 +212,8 @@ private:
 
 }  // namespace
 
-OrderDecision DecideOrders(const std::vector<PhaseSet>& sets, const OrderRange& range, double noise) {
+OrderDecision DecideOrders(const std::vector<PhaseSet>& sets, const OrderRange& range, double noise,
+                           const Progress& progress) {
     if (sets.empty() || range.count < 1) throw InputError("orders need at least one set of fringes and one candidate");
     const cv::Size size = sets[0].phase.size();
     for (const PhaseSet& set : sets)
@@ -220,7 +222,7 @@ OrderDecision DecideOrders(const std::vector<PhaseSet>& sets, const OrderRange& 
     if (!range.center.empty() && range.center.size() != size)
         throw InputError("the orders that a code predicts must have the size of the phase");
     OrderDecision decision{cv::Mat1s(size), cv::Mat1f(size), cv::Mat1f(size)};
-    cv::parallel_for_(cv::Range(0, size.height), [&](const cv::Range& rows) {
+    ForRowBands(size, progress, "deciding the orders", [&](const cv::Range& rows) {
         OrderKernel kernel(sets, range, noise);
         for (int y = rows.start; y < rows.end; ++y) kernel.DecideRow(y, decision);
     });

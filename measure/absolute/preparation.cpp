@@ -82,20 +82,19 @@ void CorrectRipples(DecodeState& state, const Progress& progress) {
 
 void DecodeCode(DecodeState& state, const Progress& progress) {
     if (!state.axis.gray) return;
-    progress.Report("decoding the Gray code", 0.5);
     const AxisPictures& pictures = state.pictures;
     if (pictures.white.empty() != pictures.black.empty())
         state.result.warnings.push_back(pictures.white.empty() ? "black: not used, since there is no \"white\""
                                                                : "white: not used, since there is no \"black\"");
     const cv::Mat1f& modulation = state.Finest().modulation;
     if (!pictures.inverse.empty()) {
-        state.code = DecodeGray(pictures.gray, pictures.inverse, modulation);
+        state.code = DecodeGray(pictures.gray, pictures.inverse, modulation, progress);
     } else if (!pictures.white.empty() && !pictures.black.empty()) {
         cv::Mat1f threshold;
         cv::addWeighted(pictures.white, 0.5, pictures.black, 0.5, 0.0, threshold, CV_32F);
-        state.code = DecodeGray(pictures.gray, threshold, modulation);
+        state.code = DecodeGray(pictures.gray, threshold, modulation, progress);
     } else {
-        state.code = DecodeGray(pictures.gray, state.Finest().mean, modulation);
+        state.code = DecodeGray(pictures.gray, state.Finest().mean, modulation, progress);
     }
 }
 

@@ -6,6 +6,7 @@
 #include <nlohmann/json.hpp>
 
 #include "measure/error.h"
+#include "measure/fringe/rowbands.h"
 #include "measure/image.h"
 #include "measure/world/conventions.h"
 #include "measure/world/triangulation.h"
@@ -198,18 +199,26 @@ CloudResult MakeCloud(const ProjectorCoordinates& seen, const Calibration& calib
     return CloudMaker(seen, calibration, options).Run(progress);
 }
 
-cv::Mat1f PredictDepthNoise(const ProjectorCoordinates& seen, const cv::Mat1f& noise, const Calibration& calibration) {
+cv::Mat1f PredictDepthNoise(const ProjectorCoordinates& seen, const cv::Mat1f& noise, const Calibration& calibration,
+                            const Progress& progress) {
     RequirePlausible(calibration);
     CheckSizes(seen, calibration);
     const bool fromRows = ChooseRows(seen, calibration);
     const cv::Mat1f& main = fromRows ? seen.rows : seen.columns;
     if (noise.size() != main.size()) throw InputError("the noise and the coordinates differ in size");
     cv::Mat1f result(main.size());
-    KrN::KrLPixelToWorld world = MakePixelToWorld(calibration, fromRows);
-    Call([&] {
-        const auto from = ViewOf(main), deviations = ViewOf(noise);
-        auto to = ViewOf(result);
-        world.PredictNoise(&from, &deviations, nullptr, &to);
+    const KrN::KrLPixelToWorld whole = MakePixelToWorld(calibration, fromRows);
+    ForRowBands(main.size(), progress, "predicting the noise of depths", [&](const cv::Range& rows) {
+        KrN::KrLPixelToWorld world = whole;  // it holds the band's rays
+        const cv::Mat1f seenBand = main.rowRange(rows), noiseBand = noise.rowRange(rows);
+        cv::Mat1f band = result.rowRange(rows);
+        Call([&] {
+            const auto from = ViewOf(seenBand), deviations = ViewOf(noiseBand);
+            auto to = ViewOf(band);
+            world.Prepare({static_cast<short>(main.cols), static_cast<short>(rows.size())},
+                          {0, static_cast<short>(rows.start)});
+            world.PredictNoise(&from, &deviations, nullptr, &to);
+        });
     });
     return result;
 }

@@ -137,13 +137,15 @@ std::optional<LocalFit> FitAround(const AbsolutePhase& phase, const cv::Mat1b& m
 }  // namespace
 
 std::vector<BoardPoint> MatchBoard(const std::vector<cv::Point2d>& points, const AbsolutePhase& columns,
-                                   const AbsolutePhase& rows) {
+                                   const AbsolutePhase& rows, const Progress& progress) {
     if (columns.mask.size() != rows.mask.size())
         throw InputError("columns and rows were decoded from pictures of different sizes");
     cv::Mat1b mask;
     cv::bitwise_and(columns.mask, rows.mask, mask);
     std::vector<BoardPoint> matched;
     for (std::size_t i = 0; i < points.size(); ++i) {
+        progress.Report("looking up the points of the board",
+                        static_cast<double>(i) / static_cast<double>(points.size()));
         const auto column = FitAround(columns, mask, points[i]), row = FitAround(rows, mask, points[i]);
         if (!column || !row) continue;
         matched.push_back({static_cast<int>(i),

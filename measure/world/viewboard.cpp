@@ -85,7 +85,7 @@ BoardView ViewBoard(const std::string& name, const Scan& scan, const AxisPicture
     view.picture = Stretch(mean);
     view.diameter = found.diameter;
     view.points = MatchBoard(found.points, Decode("columns", *scan.columns, columns, scan.fullScale, progress),
-                             Decode("rows", *scan.rows, rows, scan.fullScale, progress));
+                             Decode("rows", *scan.rows, rows, scan.fullScale, progress), progress);
     if (2 * view.points.size() < count)
         throw InputError(
             cv::format("the projector reaches only %zu of the board's %zu points", view.points.size(), count));

@@ -125,7 +125,8 @@ private:
         Add("points", points.entries, points.report);
         mDoubts.insert(mDoubts.end(), points.cloud.warnings.begin(), points.cloud.warnings.end());
         mValid = points.cloud.points;
-        AddNoise(measure::PredictDepthNoise(seen, points.cloud.isFromRows ? noise.rows : noise.columns, calibration));
+        AddNoise(measure::PredictDepthNoise(seen, points.cloud.isFromRows ? noise.rows : noise.columns, calibration,
+                                            mProgress.Watch()));
         Add(AddSurface(points.cloud.cloud, mOutputs, mProgress));
     }
 
