@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <iterator>
 #include <limits>
+#include <utility>
 
 #include "measure/error.h"
 #include "measure/io.h"
@@ -30,11 +31,19 @@ MapDescription DescriptionOf(const HeightMap& map) {
     return description;
 }
 
+// The bytes are moved, as a list in braces would copy them: triangles take 100 bytes of each pixel.
+std::vector<SurfaceFile> Alone(const std::string& name, Bytes bytes) {
+    std::vector<SurfaceFile> files(1);
+    files[0] = {name, std::move(bytes)};
+    return files;
+}
+
 std::vector<SurfaceFile> WithDescription(const std::string& name, const cv::Mat& image,
                                          const MapDescription& description, const SurfaceFileOptions& options) {
-    const Bytes picture = EncodePicture(name, image);
-    return {{name, picture},
-            {DescriptionName(name), EncodeDescription(description, name, image.size(), picture, options.results)}};
+    std::vector<SurfaceFile> files = Alone(name, EncodePicture(name, image));
+    files.push_back(
+        {DescriptionName(name), EncodeDescription(description, name, image.size(), files[0].bytes, options.results)});
+    return files;
 }
 
 std::vector<SurfaceFile> EncodeFloats(const std::string& name, const HeightMap& map, const SurfaceFileOptions& options,
@@ -71,19 +80,19 @@ std::vector<SurfaceFile> EncodeTiffOf(const std::string& name, const HeightMap& 
 }
 std::vector<SurfaceFile> EncodeGsfOf(const std::string& name, const HeightMap& map, const SurfaceFileOptions& options,
                                      const Progress&) {
-    return {{name, EncodeGsf(map, options.title)}};
+    return Alone(name, EncodeGsf(map, options.title));
 }
 std::vector<SurfaceFile> EncodeStlOf(const std::string& name, const HeightMap& map, const SurfaceFileOptions& options,
                                      const Progress& progress) {
-    return {{name, EncodeStl(map, options.title, options.largestStep, progress)}};
+    return Alone(name, EncodeStl(map, options.title, options.largestStep, progress));
 }
 std::vector<SurfaceFile> EncodeXyzOf(const std::string& name, const HeightMap& map, const SurfaceFileOptions&,
                                      const Progress& progress) {
-    return {{name, EncodeXyz(map, progress)}};
+    return Alone(name, EncodeXyz(map, progress));
 }
 std::vector<SurfaceFile> EncodeCsvOf(const std::string& name, const HeightMap& map, const SurfaceFileOptions&,
                                      const Progress& progress) {
-    return {{name, EncodeHeightCsv(map, progress)}};
+    return Alone(name, EncodeHeightCsv(map, progress));
 }
 
 struct SurfaceFormat {

@@ -10,6 +10,7 @@
 #include "tools/vorip/commands/scanquality.h"
 #include "tools/vorip/pictures/inputs.h"
 #include "tools/vorip/session/failure.h"
+#include "tools/vorip/session/memory.h"
 
 namespace vorip {
 namespace {
@@ -75,7 +76,9 @@ void Report(const char* what, const KrN::KrFringeQualityCheck& check, const Dema
 
 int JudgePictures(const QualityOptions& options) {
     const auto step = Step(options.step);
-    cv::Mat1b intensity = ReadGrey8(options.intensity), contrast = ReadGrey8(options.contrast);
+    cv::Mat1b intensity = ReadGrey8(options.intensity);
+    AnnounceMemory(intensity, 2);
+    cv::Mat1b contrast = ReadGrey8(options.contrast);
     measure::RequireSameSize(intensity, options.intensity, contrast, options.contrast);
     cv::Mat1b excluded(contrast.size(), uchar{0});  // the check uses pixels whose mask value is below 64
     if (!options.mask.empty()) {

@@ -34,7 +34,7 @@ constexpr Need kNeeds[] = {
     {"measure", 96, 6},      {"decode", 70, 2},       {"calibrate", 70, 2},    {"points", 101},
     {"quality", 15, 2.3},    {"phase", 46},           {"unwrap", 60},          {"surface grid", 12},
     {"surface level", 18},   {"surface step", 18},    {"surface profile", 16}, {"surface roughness", 24},
-    {"surface compare", 26}, {"surface check", 46},   {"surface export", 50},  {"picture", 17},
+    {"surface compare", 26}, {"surface check", 46},   {"surface export", 110}, {"picture", 17},
     {"flatten", 28},         {"gradient", 20},        {"average", 0, 7},       {"shade", 0, 10},
     {"filter", 5, 2.5},      {"filter median", 2, 8}, {"regions", 44},         {"geometry", 14},
     {"edges", 10, 10},       {"colours", 32},         {"demo", 100},
