@@ -1,5 +1,6 @@
-# Holds the house in order: includes go down only, never round in a circle, and what is installed needs nothing that is
-# not. Run as `cmake -DSOURCE_DIR=. -P cmake/CheckIncludes.cmake`; it is one of the tests.
+# Holds the house in order: includes go down only, never round in a circle, what is installed needs nothing that is not,
+# and no operation is missing in the catalogue. Run as `cmake -DSOURCE_DIR=. -P cmake/CheckIncludes.cmake`; it is one of
+# the tests.
 cmake_minimum_required(VERSION 3.25)
 cmake_path(ABSOLUTE_PATH SOURCE_DIR NORMALIZE)
 
@@ -104,7 +105,24 @@ if(pending)
     list(APPEND problems "a circle of includes, or what includes one: ${text}")
 endif()
 
+# Every list of operations stands in the catalogue, which hands it to the tests and to the reference pages.
+file(READ "${SOURCE_DIR}/ipbase/catalogue/catalogue.cpp" catalogue)
+file(GLOB sources RELATIVE "${SOURCE_DIR}" "${SOURCE_DIR}/ipbase/*/*.cpp")
+foreach(source IN LISTS sources)
+    file(STRINGS "${SOURCE_DIR}/${source}" lists REGEX "^std::vector<OperationInfo> [A-Za-z]+Operations\\(\\)")
+    file(STRINGS "${SOURCE_DIR}/${source}" tables REGEX "^struct OperationsOf<")
+    if(tables AND NOT lists)
+        list(APPEND problems "${source}: has operations, but no function that lists them")
+    endif()
+    foreach(line IN LISTS lists)
+        string(REGEX REPLACE "^std::vector<OperationInfo> ([A-Za-z]+).*" "\\1" name "${line}")
+        if(NOT catalogue MATCHES ", ${name}}")
+            list(APPEND problems "${source}: ${name} is missing in ipbase/catalogue/catalogue.cpp")
+        endif()
+    endforeach()
+endforeach()
+
 if(problems)
     list(JOIN problems "\n  " text)
-    message(FATAL_ERROR "Includes that the house does not allow:\n  ${text}\n")
+    message(FATAL_ERROR "What the house does not allow:\n  ${text}\n")
 endif()
