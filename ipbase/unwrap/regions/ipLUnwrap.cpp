@@ -295,14 +295,15 @@ void KrLUnWrap::GetRadians(KrAOI32Float* result, KrAOI8* resultMask) const {
     constexpr double radians = KrMath::TwoPi / 256.0;
     const int width = std::min<int>(s.planes.width, result->AOIWidth());
     const int height = std::min<int>(s.planes.height, result->AOIHeight());
-    KrTBuf1D<float> row(static_cast<std::size_t>(width));
+    TargetRows<float> rows(result, RouteOf(Access::eSwitched, result), width);
     for (int y = 0; width > 0 && y < height; ++y) {
         const std::size_t first = s.planes.Row(y);
-        for (std::size_t x = 0; x < row.Size(); ++x) {
+        float* const row = rows.Row(y);
+        for (std::size_t x = 0; x < static_cast<std::size_t>(width); ++x) {
             const auto phase = static_cast<std::int16_t>(s.planes.phase[first + x]);
             row[x] = s.planes.area[first + x] ? static_cast<float>(phase * radians) : 0.0f;
         }
-        result->WriteRow(y, walk::Columns(width), row);
+        rows.Finish(y);
     }
     DescribeUnwrapped(*result, s.info, 1.0);
     result->GetAOIInfo()->unit = L"rad";
