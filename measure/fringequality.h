@@ -29,12 +29,18 @@ struct FringeQuality {
     double noise = 0;       // the camera's, standard deviation in grey levels
     double phaseNoise = 0;  // what that noise leaves in the phase at the median modulation, radians
     double residual = 0;    // the median of residual / B over the usable pixels; 0 for three frames
+    // What of the residual neither noise nor the shape of the fringes explains, rms over that of B; 0 for three frames.
+    double misfit = 0;
+    int misfitFrame = -1;      // the frame without which most of that goes, from 0; -1 for none, and for four frames
+    double misfitWithout = 0;  // what remains without it
     // The frames whose exchange would make the fit better by more than a tenth, from 0; both -1 without such a pair.
     int exchangedA = -1, exchangedB = -1;
 };
 
-// Judges frames from which `phase` was solved; the ripple is that of the phase before it was corrected.
-MEASURE_API FringeQuality AssessFringes(const FringeSet& set, const FringePhase& phase, const Ripple& ripple);
+// Judges frames from which `phase` was solved; the ripple is that of the phase before it was corrected. The names are
+// those of the frames in the findings, "frame 2" where there is none.
+MEASURE_API FringeQuality AssessFringes(const FringeSet& set, const FringePhase& phase, const Ripple& ripple,
+                                        const std::vector<std::string>& names = {});
 
 // What matters about one direction of a scan.
 struct AxisQuality {

@@ -12,8 +12,11 @@ constexpr double kManyDoubtfulBits = 0.05;
 void AssessSets(const DecodeState& state, AxisQuality& quality) {
     for (std::size_t set = 0; set < state.Count(); ++set) {
         const Ripple ripple = set < quality.ripples.size() ? quality.ripples[set] : Ripple{};
+        const SineSet& sines = state.axis.sines[set];
+        std::vector<std::string> names;
+        for (const auto& file : sines.frames) names.push_back(file.filename().string());
         quality.sets.push_back(
-            AssessFringes({state.pictures.sines[set], state.axis.sines[set].shifts}, state.fringes[set], ripple));
+            AssessFringes({state.pictures.sines[set], sines.shifts}, state.fringes[set], ripple, names));
         quality.verdict = std::max(quality.verdict, quality.sets.back().verdict);
     }
     quality.ripples.resize(state.Count());

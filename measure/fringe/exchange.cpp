@@ -7,9 +7,6 @@
 #include "measure/fringe/framepixels.h"
 
 namespace measure {
-namespace {
-
-using Levels = std::vector<double>;  // of one pixel in all frames
 
 std::vector<Levels> SampleLevels(const FringeSet& set, const FringePhase& phase) {
     constexpr double kPixels = 5000;
@@ -27,6 +24,8 @@ std::vector<Levels> SampleLevels(const FringeSet& set, const FringePhase& phase)
     }
     return pixels;
 }
+
+namespace {
 
 // Sums up what a least-squares fit leaves: the part of the levels outside the space of its three functions.
 class Residual {
@@ -68,12 +67,11 @@ private:
 
 }  // namespace
 
-FramePair FindExchange(const FringeSet& set, const FringePhase& phase) {
-    const std::size_t count = set.frames.size();
+FramePair FindExchange(const std::vector<double>& shifts, std::vector<Levels> pixels) {
+    const std::size_t count = shifts.size();
     FramePair best;
     if (count < 4) return best;
-    std::vector<Levels> pixels = SampleLevels(set, phase);
-    const Residual residual(set.shifts);
+    const Residual residual(shifts);
     const auto sum = [&](std::size_t a, std::size_t b) {
         double squares = 0;
         for (Levels& levels : pixels) {

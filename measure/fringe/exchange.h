@@ -1,16 +1,23 @@
 #pragma once
 
+#include <vector>
+
 #include "measure/fringe.h"
 
 namespace measure {
+
+using Levels = std::vector<double>;  // of one pixel in all frames
+
+// The levels of some thousand usable pixels, evenly spread.
+std::vector<Levels> SampleLevels(const FringeSet& set, const FringePhase& phase);
 
 // Two frames of a set, from 0; -1 for none.
 struct FramePair {
     int a = -1, b = -1;
 };
 
-// The two frames whose exchange lowers the rms of the fit's residual the most, if that is more than a tenth, over some
-// thousand usable pixels. Three frames fit in any order.
-FramePair FindExchange(const FringeSet& set, const FringePhase& phase);
+// The two frames whose exchange lowers the rms of the fit's residual over these pixels the most, if that is more than a
+// tenth. Three frames fit in any order.
+FramePair FindExchange(const std::vector<double>& shifts, std::vector<Levels> pixels);
 
 }  // namespace measure

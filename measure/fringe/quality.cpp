@@ -1,9 +1,11 @@
 #include <algorithm>
 #include <cmath>
+#include <functional>
 
 #include "measure/fringe/exchange.h"
 #include "measure/fringe/figures.h"
 #include "measure/fringe/framepixels.h"
+#include "measure/fringe/misfit.h"
 #include "measure/fringequality.h"
 
 namespace measure {
@@ -16,7 +18,8 @@ constexpr double kDarkPeak = 0.25;         // below this brightest level, of ful
 constexpr double kMuchSaturated = 0.01;    // of all pixels
 constexpr double kMuchPhaseNoise = 0.15;   // radians
 constexpr double kHopelessPhaseNoise = 0.6;
-constexpr double kMuchRipple = 0.05;  // radians
+constexpr double kMuchRipple = 0.05;    // radians
+constexpr double kMuchResidual = 0.35;  // of B: more than fringes of any shape and noise leave together
 
 // From the mixed second difference over 2 x 2 pixels, which straight fringes and slopes of the brightness leave small.
 double NoiseOf(const cv::Mat& frame, const cv::Mat1b& usable) {
@@ -42,7 +45,20 @@ double PeakOf(const FringePhase& phase) {
     return Quantile(values, 0.95) / phase.limits.fullScale;
 }
 
-void Judge(const FringePhase& phase, const Ripple& ripple, FringeQuality& q) {
+using FrameNames = std::function<std::string(int frame)>;
+
+std::string MisfitText(const FringeQuality& q, const FrameNames& names) {
+    const std::string text = cv::format(
+        "the frames do not belong together: %.0f %% of the modulation remain that neither noise nor the shape of the "
+        "fringes explains",
+        100 * std::max(q.misfit, q.residual > kMuchResidual ? q.residual : 0));
+    if (q.misfitFrame < 0)
+        return text + "; a frame of another exposure, period or object, light that flickers, or a part that moved?";
+    return text + "; " + cv::format("%.0f %%", 100 * q.misfitWithout) + " without " + names(q.misfitFrame) +
+           ": is it of another exposure, period or object?";
+}
+
+void Judge(const FringePhase& phase, const Ripple& ripple, const FrameNames& names, FringeQuality& q) {
     const double peak = PeakOf(phase);
     const auto say = [&q](const std::string& finding) {
         q.findings.push_back(finding);
@@ -58,8 +74,8 @@ void Judge(const FringePhase& phase, const Ripple& ripple, FringeQuality& q) {
     } else if (q.modulation < kLeastModulation) {
         say(
             cv::format("the fringes are weak: half of the usable pixels have a modulation of less than %.1f %% of full "
-                       "scale; %s",
-                       100 * q.modulation, remedy));
+                       "scale, %.0f %% should be reached; %s",
+                       100 * q.modulation, 100 * kLeastModulation, remedy));
         fail();
     }
     if (q.usable >= kLeastUsable && q.phaseNoise > kMuchPhaseNoise) {
@@ -74,14 +90,18 @@ void Judge(const FringePhase& phase, const Ripple& ripple, FringeQuality& q) {
             cv::format("the fringes are no sines: a ripple of %.2f rad, which is corrected unless that is turned off; "
                        "more frames or the projector's gamma set to 1 avoid it",
                        ripple.amplitude));
-    if (q.exchangedA >= 0)
-        say(cv::format("the frames fit better with numbers %d and %d exchanged: wrong order or shifts?",
-                       q.exchangedA + 1, q.exchangedB + 1));
+    if (q.exchangedA >= 0) {
+        say("the frames fit better with " + names(q.exchangedA) + " and " + names(q.exchangedB) +
+            " exchanged: wrong order or shifts?");
+    } else if (q.misfit > Misfit::kMuch || (q.residual > kMuchResidual && q.phaseNoise <= kMuchPhaseNoise)) {
+        say(MisfitText(q, names));
+    }
 }
 
 }  // namespace
 
-FringeQuality AssessFringes(const FringeSet& set, const FringePhase& phase, const Ripple& ripple) {
+FringeQuality AssessFringes(const FringeSet& set, const FringePhase& phase, const Ripple& ripple,
+                            const std::vector<std::string>& names) {
     FringeQuality q;
     q.usable = cv::countNonZero(phase.usable) / static_cast<double>(phase.usable.total());
     q.saturated = SaturatedShare(phase);
@@ -93,11 +113,20 @@ FringeQuality AssessFringes(const FringeSet& set, const FringePhase& phase, cons
     if (modulation > 0) q.phaseNoise = q.noise * std::sqrt(2 / frames) / modulation;
     if (!phase.residual.empty()) {
         q.residual = MedianResidual(phase);
-        const FramePair pair = FindExchange(set, phase);
+        const std::vector<Levels> pixels = SampleLevels(set, phase);
+        const FramePair pair = FindExchange(set.shifts, pixels);
         q.exchangedA = pair.a;
         q.exchangedB = pair.b;
+        const Misfit misfit = FindMisfit(set.shifts, pixels, q.noise);
+        q.misfit = misfit.share;
+        q.misfitFrame = misfit.frame;
+        q.misfitWithout = misfit.shareWithout;
     }
-    Judge(phase, ripple, q);
+    const auto nameOf = [&names](int frame) {
+        const auto k = static_cast<std::size_t>(frame);
+        return k < names.size() ? names[k] : "frame " + std::to_string(frame + 1);
+    };
+    Judge(phase, ripple, nameOf, q);
     return q;
 }
 

@@ -389,6 +389,7 @@ TEST(FringeQuality, Verdicts) {
         std::vector<double> shifts;
         FringeVerdict verdict;
         const char* finding;  // part of one of them
+        std::function<void(FringeSet&)> spoil = [](FringeSet&) {};
     };
     const auto look = [](double gamma, double noise, double brightness, int constantBelow = 0) {
         Look l;
@@ -400,6 +401,12 @@ TEST(FringeQuality, Verdicts) {
     };
     std::vector<double> exchanged = EqualShifts(5);
     std::swap(exchanged[1], exchanged[3]);
+    const auto dim = [](FringeSet& set) { set.frames[1] *= 0.7; };
+    const auto replace = [](FringeSet& set) {
+        Look other;
+        other.periods = 17;
+        set.frames[2] = Render({0}, other).frames[0];
+    };
     const std::vector<Row> table{
         {"good", look(1, 1, 1), EqualShifts(4), FringeVerdict::eGood, ""},
         {"good, noise of the camera", look(1, 3, 1), EqualShifts(3), FringeVerdict::eGood, ""},
@@ -409,14 +416,19 @@ TEST(FringeQuality, Verdicts) {
         {"light without fringes", look(1, 0, 1, 61), EqualShifts(4), FringeVerdict::eLowContrast, "light enough"},
         {"gamma", look(2.2, 1, 1), EqualShifts(3), FringeVerdict::eDoubtful, "no sines"},
         {"noise", look(1, 25, 1), EqualShifts(3), FringeVerdict::eDoubtful, "noise of 2"},
-        {"frames exchanged", look(1, 2, 1), exchanged, FringeVerdict::eDoubtful, "numbers 2 and 4 exchanged"},
+        {"frames exchanged", look(1, 2, 1), exchanged, FringeVerdict::eDoubtful, "two.png and frame 4 exchanged"},
+        {"gamma and noise with light for more", look(2.2, 4, 1), EqualShifts(5), FringeVerdict::eGood, ""},
+        {"one of four dimmed", look(1, 2, 1), EqualShifts(4), FringeVerdict::eDoubtful, "do not belong together", dim},
+        {"one of five dimmed", look(1, 2, 1), EqualShifts(5), FringeVerdict::eDoubtful, "without two.png: is", dim},
+        {"other period", look(1, 2, 1), EqualShifts(6), FringeVerdict::eDoubtful, "without frame 3: is", replace},
     };
     for (const Row& row : table) {
         SCOPED_TRACE(row.what);
         FringeSet set = Render(EqualShifts(static_cast<int>(row.shifts.size())), row.look);
         set.shifts = row.shifts;
+        row.spoil(set);
         const FringePhase phase = measure::SolveFringes(set);
-        const auto quality = measure::AssessFringes(set, phase, measure::EstimateRipple(phase));
+        const auto quality = measure::AssessFringes(set, phase, measure::EstimateRipple(phase), {"one.png", "two.png"});
         EXPECT_EQ(quality.verdict, row.verdict);
         std::string findings;
         for (const std::string& finding : quality.findings) findings += finding + "\n";

@@ -28,6 +28,7 @@ std::vector<SummaryEntry> Summary(const FrameInput& input, const measure::Fringe
             {"modulation_share", JsonNumber(quality.modulation)},
             {"noise", JsonNumber(quality.noise)},
             {"residual_per_modulation", phase.residual.empty() ? "null" : JsonNumber(quality.residual)},
+            {"misfit_per_modulation", phase.residual.empty() ? "null" : JsonNumber(quality.misfit)},
             {"ripple", RippleJson(ripple)},
             {"ripple_corrected", JsonTruth(corrected)}};
 }
@@ -58,7 +59,7 @@ PhaseResult SolvePhase(const PhaseOptions& options, OutputSet& outputs, Progress
     outputs.AddImage("contrast.png", ToBytes(result.contrast, 255.0));
     outputs.AddImage("mask.png", result.phase.usable);
     // Of the ripple the report speaks.
-    result.quality = measure::AssessFringes(input.set, result.phase, {});
+    result.quality = measure::AssessFringes(input.set, result.phase, {}, input.names);
     line.Stage("writing");
     const PhaseSteps images = ToSteps(result.phase.phase);
     outputs.AddImage("phase16.png", images.fine);

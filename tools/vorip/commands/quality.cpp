@@ -113,7 +113,7 @@ int JudgeFrames(const QualityOptions& options) {
     const FrameInput input = ReadFrames(options.frames);
     const measure::FringePhase phase = measure::SolveFringes(input.set, input.limits);
     const measure::Ripple ripple = measure::EstimateRipple(phase);
-    const measure::FringeQuality quality = measure::AssessFringes(input.set, phase, ripple);
+    const measure::FringeQuality quality = measure::AssessFringes(input.set, phase, ripple, input.names);
     if (options.json) {
         std::vector<SummaryEntry> entries = SetEntries(quality, ripple, input.names.size());
         entries.emplace_back("frames", JsonList(input.names));

@@ -27,7 +27,8 @@ std::vector<SummaryEntry> SetEntries(const measure::FringeQuality& q, const meas
             {"noise", JsonNumber(q.noise)},
             {"phase_noise_radians", JsonNumber(q.phaseNoise)},
             {"ripple", RippleJson(ripple)},
-            {"residual_per_modulation", frames > 3 ? JsonNumber(q.residual) : "null"}};
+            {"residual_per_modulation", frames > 3 ? JsonNumber(q.residual) : "null"},
+            {"misfit_per_modulation", frames > 3 ? JsonNumber(q.misfit) : "null"}};
 }
 
 void PrintSet(const measure::FringeQuality& q, const measure::Ripple& ripple, std::size_t frames) {
@@ -42,7 +43,8 @@ void PrintSet(const measure::FringeQuality& q, const measure::Ripple& ripple, st
         std::printf("  ripple      unknown: %.1f periods in view, %g are needed\n", ripple.periodsInView,
                     measure::Ripple::kLeastPeriodsInView);
     if (frames > 3)
-        std::printf("  residual    %6.2f %% of the modulation\n", 100 * q.residual);
+        std::printf("  residual    %6.2f %% of the modulation, %.2f %% beyond noise and the shape of the fringes\n",
+                    100 * q.residual, 100 * q.misfit);
     else
         std::printf("  residual    unknown: four frames are needed\n");
     for (const std::string& finding : q.findings) std::printf("- %s\n", finding.c_str());

@@ -1,0 +1,24 @@
+#pragma once
+
+#include <vector>
+
+#include "measure/fringe/exchange.h"
+
+namespace measure {
+
+// What frames leave of a fit that neither the noise of the camera nor the shape of the fringes explains: a frame of
+// another exposure, period or object, light that flickers.
+struct Misfit {
+    double share = 0;         // its rms over that of B
+    int frame = -1;           // of much misfit, the one without which most goes, from 0; -1 for none
+    double shareWithout = 0;  // what stays without that frame
+
+    static constexpr double kMuch = 0.06;  // above what speckle leaves; it leaves 0.1 rad in the phase
+};
+
+// Fringes that are no sines leave a residual, too, but frames show the same wave, shifted: the harmonics 2 to 8, common
+// to all frames, that fit best are subtracted. `noise` is a standard deviation in grey levels. Three frames leave no
+// residual; with four it has one dimension, which does not tell frames apart.
+Misfit FindMisfit(const std::vector<double>& shifts, const std::vector<Levels>& pixels, double noise);
+
+}  // namespace measure
