@@ -138,4 +138,13 @@ int GuessCameraBits(const std::vector<cv::Mat>& frames) {
     return 0;
 }
 
+std::string HintOfCameraBits(const std::vector<std::vector<cv::Mat>>& sets) {
+    std::vector<cv::Mat> all;
+    for (const auto& frames : sets) all.insert(all.end(), frames.begin(), frames.end());
+    const int bits = GuessCameraBits(all);
+    if (bits == 0) return {};
+    return cv::format("the pictures look like those of a %d-bit camera in 16-bit files: give \"full_scale\": %d", bits,
+                      (1 << bits) - 1);
+}
+
 }  // namespace measure

@@ -37,12 +37,8 @@ AbsolutePhase Decode(const char* direction, const CodedAxis& axis, const AxisPic
     } catch (const InputError& error) {
         throw InputError(std::string(direction) + ": " + error.what());
     } catch (const NothingUsable& error) {
-        const int bits = fullScale > 0 ? 0 : GuessCameraBits(pictures.sines[0]);
-        throw NothingUsable(std::string(direction) + ": " + error.what() +
-                            (bits > 0 ? cv::format("; the pictures look like those of a %d-bit camera in 16-bit files: "
-                                                   "give \"full_scale\": %d",
-                                                   bits, (1 << bits) - 1)
-                                      : ""));
+        const std::string hint = fullScale > 0 ? "" : HintOfCameraBits(pictures.sines);
+        throw NothingUsable(std::string(direction) + ": " + error.what() + (hint.empty() ? "" : "; " + hint));
     }
     if (phase.repeat > 0)
         throw InputError(std::string(direction) +

@@ -55,11 +55,22 @@ protected:
         ASSERT_NE(at, std::string::npos) << of;
         WriteBytes("scan.json", text.replace(at, of.size(), instead));
     }
-    void Darken(double factor) const {
+    template <class Change>
+    void ChangeAll(const Change& change) const {
         for (const auto& entry : std::filesystem::directory_iterator(File("."))) {
             const std::string name = entry.path().filename().string();
-            if (entry.path().extension() == ".png") Write(name, Read(name) * factor);
+            if (entry.path().extension() == ".png") Write(name, change(Read(name)));
         }
+    }
+    void Darken(double factor) const {
+        ChangeAll([=](const cv::Mat& picture) { return cv::Mat(picture * factor); });
+    }
+    void Widen() const {
+        ChangeAll([](const cv::Mat& picture) {
+            cv::Mat wide;
+            picture.convertTo(wide, CV_16U, 4, 1);
+            return wide;
+        });
     }
 
 private:
@@ -128,6 +139,7 @@ TEST_F(Scan, WrongOnesAreTold) {
         {"bits", [&] { Exchange("code0.png", "inverse0.png"); }, "code", 2, 2},
         {"period", [&] { Say("\"periods\": 5", "\"periods\": 4"); }, "sines[1]", 2, 2},
         {"dark", [&] { Darken(0.02); }, "hardly any pixel", 5, 4},
+        {"10 bits", [&] { Widen(); }, "\"full_scale\": 1023", 5, 4},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.what);
@@ -151,6 +163,9 @@ TEST_F(Scan, OptionsAndOutputsAreChecked) {
         {"decode scan.json --out file", "is a file, not a folder"},
         {"decode scan.json --out o --ripple maybe", "maybe"},
         {"decode scan.json --frames nowhere --out o", "nowhere"},
+        {"decode scan.json --out o --min-modulation 60", "hardly any pixel", 5},
+        {"quality a0.png b0.png --min-intensity 2.5", "0 to 255"},
+        {"quality a0.png b0.png --saturation 90", "--saturation is for"},
         {"decode scan.json --out taken", "cannot be replaced", 6},
         {"decode scan.json --out /proc/none", "cannot write there", 6},
         {"quality scan.json --shift=0,1,2", "--shift: the description"},

@@ -24,9 +24,14 @@ constexpr char kDetails[] =
     "Writes for each direction (names begin with columns or rows): columns_coordinate.tiff and .npy (projector "
     "pixels),\n"
     "columns_absolute.tiff and .npy (radians of the finest set), both NaN where invalid; columns_mask.png,\n"
-    "columns_reliability.png (255 certain), columns_picture.png (colours, invalid pixels hatched in grey, jumps\n"
+    "columns_reliability.png (255 certain; see the guide), columns_picture.png (colours, invalid pixels hatched in "
+    "grey, jumps\n"
     "magenta: neighbours more than half a period apart, by wrong orders or a step of the surface); besides\n"
-    "modulation.png (255 x 2B / full scale) and summary.json.\n"
+    "modulation.png (255 x 2B / full scale) and summary.json. A pixel is valid only where every set is: not too dark,\n"
+    "unsaturated, modulated; the limits are in percent of full scale.\n"
+    "\n"
+    "Exit codes: 0 done; 2 wrong input, or pictures that do not fit to the description or to each other; 5 hardly\n"
+    "anything is usable. After 2 and 5 nothing is written.\n"
     "\n"
     "Example:\n"
     "  vorip decode scan.json --frames part17 --out result";
@@ -55,6 +60,7 @@ void AddDecodeCommand(CommandLine& program) {
     command.Add("--ripple", options->ripple, "Correction of fringes that are no sines")
         .OneOf({"auto", "off"})
         .ShowDefault();
+    AddLimitOptions(command, options->limits);
     command.AddFlag("--example", *example, "Print a description with comments, and nothing else");
     command.OnRun([options, example] {
         if (*example) {

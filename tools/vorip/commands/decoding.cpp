@@ -1,6 +1,7 @@
 #include "tools/vorip/commands/decoding.h"
 
 #include <chrono>
+#include <exception>
 #include <utility>
 
 #include "measure/frames.h"
@@ -11,6 +12,10 @@
 
 namespace vorip {
 namespace {
+
+std::string WithHint(const std::exception& error, const std::string& hint) {
+    return error.what() + (hint.empty() ? "" : "; " + hint);
+}
 
 class ScanDecoder {
 public:
@@ -32,22 +37,19 @@ private:
         mProgress.Stage("reading " + name);
         const measure::AxisPictures pictures = measure::ReadPictures(axis, mProgress.Watch());
         const auto read = Clock::now();
-        const int bits = fullScale > 0 ? 0 : measure::GuessCameraBits(pictures.sines[0]);
-        if (bits > 0)
-            Doubt(name,
-                  cv::format("the pictures look like those of a %d-bit camera in 16-bit files: give \"full_scale\": %d",
-                             bits, (1 << bits) - 1));
+        const std::string hint = fullScale > 0 ? "" : measure::HintOfCameraBits(pictures.sines);
+        if (!hint.empty()) Doubt(name, hint);
         mProgress.Stage("decoding " + name);
         measure::DecodeOptions options;
-        options.limits.fullScale = fullScale;
+        options.limits = mOptions.limits.Of(fullScale);
         options.correctRipple = mOptions.ripple == "auto";
         measure::AbsolutePhase result;
         try {
             result = measure::DecodeAxis(axis, pictures, options, mProgress.Watch());
         } catch (const measure::InputError& error) {
-            throw measure::InputError(mOptions.scan + ": " + name + ": " + error.what());
+            throw measure::InputError(mOptions.scan + ": " + name + ": " + WithHint(error, hint));
         } catch (const measure::NothingUsable& error) {
-            throw measure::NothingUsable(name + ": " + error.what());
+            throw measure::NothingUsable(name + ": " + WithHint(error, hint));
         }
         const auto decoded = Clock::now();
         mProgress.Stage("writing " + name);

@@ -45,7 +45,23 @@ void WarnOfBits(const std::vector<cv::Mat>& frames) {
                     (1 << bits) - 1));
 }
 
+void AddLimit(Command& command, const char* name, double& percent, const char* help) {
+    command.Add(name, percent, help)
+        .Accept([](double v) { return v >= 0; }, "a percentage of 0 or more")
+        .ShowDefault()
+        .Type("PERCENT");
+}
+
 }  // namespace
+
+measure::FringeLimits LimitOptions::Of(double fullScale) const {
+    measure::FringeLimits limits;
+    limits.fullScale = fullScale;
+    limits.minMean = minIntensity / 100;
+    limits.saturation = saturation / 100;
+    limits.minModulation = minModulation / 100;
+    return limits;
+}
 
 void AddFrameOptions(Command& command, FrameOptions& options) {
     command.Add("--shift", options.shift, "Phase shift of each frame, as in --shift=-120,0,120 [360 k / N]")
@@ -57,17 +73,16 @@ void AddFrameOptions(Command& command, FrameOptions& options) {
         .Type("LEVEL");
 }
 
-void AddLimitOptions(Command& command, FrameOptions& options) {
-    const auto limit = [&](const char* name, double& value, const char* help) {
-        command.Add(name, value, help)
-            .Accept([](double v) { return v >= 0; }, "a percentage of 0 or more")
-            .ShowDefault()
-            .Type("PERCENT");
-    };
-    limit("--min-intensity", options.minIntensity, "Least mean intensity A");
-    limit("--saturation", options.saturation, "Level at which a frame counts as saturated; above 100: never");
-    limit("--min-modulation", options.minModulation,
-          "Least modulation B of 3 x 3 pixels together; one pixel may have half of it");
+void AddLimitOptions(Command& command, LimitOptions& limits) {
+    AddLimit(command, "--min-intensity", limits.minIntensity, "Least mean intensity A");
+    AddFringeLimitOptions(command, limits);
+}
+
+void AddFringeLimitOptions(Command& command, LimitOptions& limits) {
+    AddLimit(command, "--saturation", limits.saturation,
+             "Level at which a frame counts as saturated; above 100: never");
+    AddLimit(command, "--min-modulation", limits.minModulation,
+             "Least modulation B of 3 x 3 pixels together; one pixel may have half of it");
 }
 
 FrameInput ReadFrames(const FrameOptions& options) {
@@ -92,10 +107,7 @@ FrameInput ReadFrames(const FrameOptions& options) {
     if (options.fullScale <= 0 && input.set.frames.front().depth() == CV_32F)
         Refuse("float pictures need --full-scale, the grey level at which they saturate");
     if (options.fullScale <= 0) WarnOfBits(input.set.frames);
-    input.limits.fullScale = options.fullScale;
-    input.limits.minMean = options.minIntensity / 100;
-    input.limits.saturation = options.saturation / 100;
-    input.limits.minModulation = options.minModulation / 100;
+    input.limits = options.limits.Of(options.fullScale);
     return input;
 }
 

@@ -10,19 +10,28 @@
 
 namespace vorip {
 
+// What makes a pixel usable, in percent of full scale.
+struct LimitOptions {
+    double minIntensity = 1.5;
+    double saturation = 99.5;
+    double minModulation = 1.6;
+
+    measure::FringeLimits Of(double fullScale) const;
+};
+
 // The frames of one set, as the command line gives them.
 struct FrameOptions {
     std::vector<std::string> frames;
-    std::string shift;          // degrees, comma-separated; empty for equal shifts over one period
-    double fullScale = 0;       // 0: that of the pixel type
-    double minIntensity = 1.5;  // these three in percent of full scale
-    double saturation = 99.5;
-    double minModulation = 1.6;
+    std::string shift;     // degrees, comma-separated; empty for equal shifts over one period
+    double fullScale = 0;  // 0: that of the pixel type
+    LimitOptions limits;
 };
 
 // The options beside the words that name the frames: what the frames are, and what makes their pixels usable.
 void AddFrameOptions(Command& command, FrameOptions& options);
-void AddLimitOptions(Command& command, FrameOptions& options);
+void AddLimitOptions(Command& command, LimitOptions& limits);
+// All of them but the least intensity.
+void AddFringeLimitOptions(Command& command, LimitOptions& limits);
 
 struct FrameInput {
     std::vector<std::string> names;  // of each frame; pages of one file as "FILE page 2"

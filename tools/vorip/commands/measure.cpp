@@ -96,6 +96,7 @@ private:
         DecodeOptions options;
         options.scan = mOptions.scan;
         options.frames = mOptions.framesFolder;
+        options.limits = mOptions.frames.limits;
         const auto calibration =
             mOptions.calibration.empty() ? std::nullopt : std::optional(measure::ReadCalibration(mOptions.calibration));
         const DecodedScan scan = DecodeScan(options, mOutputs, mProgress);
@@ -227,6 +228,7 @@ void AddMeasureCommand(CommandLine& program) {
     command.Add("--calibration", options->calibration, "Camera and projector: .yml, .xml or .json").Type("FILE");
     command.Add("--out,-o", options->out, "Folder for the results").Required().Type("DIR");
     AddFrameOptions(command, options->frames);
+    AddLimitOptions(command, options->frames.limits);
     command.OnRun([options] {
         RunMeasure(*options);
         std::printf("written to %s\n", options->out.c_str());

@@ -62,7 +62,7 @@ void AddPhaseCommand(CommandLine& program) {
     command.Add("FRAME", options->frames.frames, "Fringe pictures, in the order of their shifts").Required();
     command.Add("--out", options->out, "Folder for the results").Required().Type("DIR");
     AddFrameOptions(command, options->frames);
-    AddLimitOptions(command, options->frames);
+    AddLimitOptions(command, options->frames.limits);
     command.Add("--ripple", options->ripple, "Correction of fringes that are no sines")
         .OneOf({"auto", "off"})
         .ShowDefault();

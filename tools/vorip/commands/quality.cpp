@@ -1,3 +1,4 @@
+#include <cmath>
 #include <cstdio>
 #include <filesystem>
 
@@ -23,7 +24,8 @@ constexpr char kDetails[] =
     "\n"
     "With the frames of one set (three or more; a folder, or a pattern in quotes, as for vorip phase): judges\n"
     "saturation, modulation against noise, the ripple of fringes that are no sines, how well the frames fit together,\n"
-    "and the share of usable pixels; says what helps.\n"
+    "and the share of usable pixels; says what helps. The limits of usable pixels are those of vorip phase and "
+    "decode.\n"
     "\n"
     "With two pictures, INTENSITY and CONTRAST: counts the usable pixels of CONTRAST that reach a grey value. When\n"
     "they are too few, those of INTENSITY tell whether missing light is the reason. CONTRAST is a modulation picture\n"
@@ -53,7 +55,14 @@ struct QualityOptions {
     std::string step = "1,1";
     Demand contrastDemand{14, 90};
     Demand intensityDemand{10, 90};
+    double minIntensity = 0;  // as given: a grey value of the demand, or a limit in percent
 };
+
+int GreyValue(const char* option, double value) {
+    if (value > 255 || value != std::floor(value))
+        Refuse(cv::format("%s=%g: of two pictures it is a grey value, 0 to 255", option, value));
+    return static_cast<int>(value);
+}
 
 KrN::KrTPoint<short> Step(const std::string& text) {
     const auto step = ParsePoint(text);
@@ -135,15 +144,21 @@ int RunQuality(QualityOptions& options, const Command& command) {
     const bool scan = words.size() == 1 && IsScan(words[0]);
     for (const char* name : {"--shift", "--full-scale"})
         if (scan && command.IsGiven(name)) Refuse(std::string(name) + ": the description of a scan says that");
-    if (scan) return JudgeScan({words[0], options.folder, options.json});
+    const bool hasLimit = command.IsGiven("--min-intensity");
+    if (hasLimit) options.frames.limits.minIntensity = options.minIntensity;
+    if (scan) return JudgeScan({words[0], options.folder, options.frames.limits, options.json});
     if (command.IsGiven("--frames")) Refuse("--frames goes with the description of a scan, a .json file");
     const auto isFile = [](const std::string& word) {
         return word.find_first_of("*?[") == std::string::npos && !std::filesystem::is_directory(word);
     };
     if (words.size() != 2 || !isFile(words[0]) || !isFile(words[1])) return JudgeFrames(options);
     if (options.json) Refuse("--json is for the frames of a set or a scan, not for two pictures");
+    for (const char* name : {"--saturation", "--min-modulation"})
+        if (command.IsGiven(name))
+            Refuse(std::string(name) + " is for the frames of a set or a scan, not for two pictures");
     options.intensity = words[0];
     options.contrast = words[1];
+    if (hasLimit) options.intensityDemand.least = GreyValue("--min-intensity", options.minIntensity);
     return JudgePictures(options);
 }
 
@@ -158,20 +173,29 @@ void AddQualityCommand(CommandLine& program) {
         .Required();
     command.Add("--frames", options->folder, "Scan: folder of the pictures [that of the description]").Type("DIR");
     AddFrameOptions(command, options->frames);
+    AddFringeLimitOptions(command, options->frames.limits);
     command.AddFlag("--json", options->json, "Scan and frames: prints the figures as JSON");
     command.Add("--mask", options->mask, "Two pictures: 8-bit mask, 128 and above is usable [everything]").Type("FILE");
-    const auto demand = [&](const std::string& name, Demand& value) {
-        command.Add("--min-" + name, value.least, "Two pictures: grey value that pixels must reach in " + name)
-            .Between(0, 255)
-            .ShowDefault()
-            .Type("0..255");
+    const auto percent = [&](const std::string& name, Demand& value) {
         command.Add("--" + name + "-percent", value.percent, "Two pictures: share of the pixels that must reach it")
             .Between(0, 100)
             .ShowDefault()
             .Type("PERCENT");
     };
-    demand("contrast", options->contrastDemand);
-    demand("intensity", options->intensityDemand);
+    command
+        .Add("--min-contrast", options->contrastDemand.least,
+             "Two pictures: grey value that pixels must reach in contrast")
+        .Between(0, 255)
+        .ShowDefault()
+        .Type("0..255");
+    percent("contrast", options->contrastDemand);
+    command
+        .Add("--min-intensity", options->minIntensity,
+             "Scan and frames: least mean intensity A in percent of full scale [1.5]; two pictures: grey value that "
+             "pixels must reach in intensity [10]")
+        .Accept([](double v) { return v >= 0; }, "0 or more")
+        .Type("LIMIT");
+    percent("intensity", options->intensityDemand);
     command.Add("--step", options->step, "Two pictures: looks at every X-th column and Y-th row only")
         .ShowDefault()
         .Type("X,Y");

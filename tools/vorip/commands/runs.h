@@ -32,6 +32,7 @@ struct DecodeOptions {
     std::string frames;  // a folder; empty for that of the description
     std::string out;
     std::string ripple = "auto";  // or "off"
+    LimitOptions limits;
 };
 void RunDecode(const DecodeOptions& options);
 

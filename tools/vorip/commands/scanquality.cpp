@@ -5,11 +5,13 @@
 #include <utility>
 #include <vector>
 
+#include "measure/frames.h"
 #include "measure/fringequality.h"
 #include "tools/vorip/commands/frameinputs.h"
 #include "tools/vorip/commands/qualityreport.h"
 #include "tools/vorip/session/failure.h"
 #include "tools/vorip/session/progress.h"
+#include "tools/vorip/session/warning.h"
 
 namespace vorip {
 namespace {
@@ -82,13 +84,15 @@ void Print(const Judged& judged) {
 int JudgeScan(const ScanQualityOptions& options) {
     const measure::Scan scan = ReadScan(options.scan, options.frames);
     measure::DecodeOptions how;
-    how.limits.fullScale = scan.fullScale;
+    how.limits = options.limits.Of(scan.fullScale);
     Progress line("vorip quality");
     std::vector<Judged> directions;
     for (const auto& [name, axis] : {std::pair("columns", &scan.columns), std::pair("rows", &scan.rows)}) {
         if (!*axis) continue;
         line.Stage(std::string("reading ") + name);
         const measure::AxisPictures pictures = measure::ReadPictures(**axis, line.Watch());
+        const std::string hint = scan.fullScale > 0 ? "" : measure::HintOfCameraBits(pictures.sines);
+        if (!hint.empty()) Warn(name + (": " + hint));
         line.Stage(std::string("judging ") + name);
         try {
             directions.push_back(

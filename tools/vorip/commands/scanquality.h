@@ -2,11 +2,14 @@
 
 #include <string>
 
+#include "tools/vorip/commands/frameinputs.h"
+
 namespace vorip {
 
 struct ScanQualityOptions {
     std::string scan;
     std::string frames;  // a folder; empty for that of the description
+    LimitOptions limits;
     bool json = false;
 };
 
