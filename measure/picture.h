@@ -45,9 +45,10 @@ MEASURE_API cv::Mat3b DrawPicture(const cv::Mat& values, const PictureStyle& sty
 // A bright colour (blue, green, red) for each number from 1 on, much unlike those of the numbers next to it.
 MEASURE_API cv::Vec3b ComponentColour(int number);
 
-// Areas by number (0 and above) in their colours, the larger ones with their numbers written on them; 0 is black.
-// Draws every step-th column and row only.
-MEASURE_API cv::Mat3b DrawComponents(const cv::Mat1i& numbers, int step = 1);
+// Areas by number (0 and above) in their colours, the larger ones with their numbers written on them; 0 is black. With
+// a style, of which title and step count, 0 is hatched, and axes and title stand around.
+MEASURE_API cv::Mat3b DrawComponents(const cv::Mat1i& numbers);
+MEASURE_API cv::Mat3b DrawComponents(const cv::Mat1i& numbers, const PictureStyle& style);
 
 // Two pictures side by side, the lower one extended by background.
 MEASURE_API cv::Mat3b SideBySide(const cv::Mat3b& left, const cv::Mat3b& right);

@@ -37,9 +37,27 @@ cv::Mat1f Drawable(const cv::Mat& image, const cv::Mat1b& mask) {
     return values;
 }
 
+// The values without their noise, of which slopes from pixel to pixel would mostly consist: Gaussian means of the valid
+// pixels; what was invalid stays so.
+cv::Mat1f Smooth(const cv::Mat1f& values) {
+    cv::Mat1b valid;
+    cv::compare(values, values, valid, cv::CMP_EQ);  // not NaN
+    const double sigma = 1 + std::max(values.rows, values.cols) / 500.0;
+    cv::Mat1f weights, smooth;
+    valid.convertTo(weights, CV_32F, 1 / 255.0);
+    smooth = values - static_cast<float>(cv::mean(values, valid)[0]);
+    smooth.setTo(0, ~valid);
+    cv::GaussianBlur(smooth, smooth, {}, sigma);
+    cv::GaussianBlur(weights, weights, {}, sigma);
+    smooth /= weights;
+    smooth.setTo(NAN, ~valid);
+    return smooth;
+}
+
 // Brightness of each pixel as if light fell on the values from the upper left, 1 where they are level. Heights are
 // scaled so that common slopes are seen, whatever their unit.
-cv::Mat1f HillShade(const cv::Mat1f& values) {
+cv::Mat1f HillShade(const cv::Mat1f& drawn) {
+    const cv::Mat1f values = Smooth(drawn);
     cv::Mat1f shade(values.size(), 1.0f);
     std::vector<float> slopes;
     const auto slope = [&](int y, int x, float& dx, float& dy) {
@@ -147,23 +165,6 @@ cv::Mat3b Enlarge(const cv::Mat3b& colours, int zoom) {
     return large;
 }
 
-void Hatch(const cv::Mat1f& values, int zoom, cv::Mat3b& picture) {
-    const int width = std::max(4, std::max(picture.cols, picture.rows) / 150);
-    cv::parallel_for_(cv::Range(0, picture.rows), [&](const cv::Range& rows) {
-        for (int y = rows.start; y < rows.end; ++y) {
-            const float* in = values[y / zoom];
-            cv::Vec3b* out = picture[y];
-            for (int column = 0; column < values.cols; ++column) {
-                if (!std::isnan(in[column])) continue;
-                for (int x = column * zoom; x < (column + 1) * zoom; ++x) {
-                    const uchar grey = (x + y) / width % 4 == 0 ? 110 : 60;
-                    out[x] = {grey, grey, grey};
-                }
-            }
-        }
-    });
-}
-
 }  // namespace
 
 cv::Mat3b DrawPicture(const cv::Mat& image, const PictureStyle& style) {
@@ -195,7 +196,7 @@ cv::Mat3b DrawPicture(const cv::Mat& image, const PictureStyle& style) {
         cv::resize(EveryPixel(marks, step), marks, picture.size(), 0, 0, cv::INTER_NEAREST);
         PaintMarks(marks, picture);
     }
-    return FramePicture(picture, zoom, style, scale, palette);
+    return FramePicture(picture, zoom, style, &scale, palette);
 }
 
 cv::Mat3b SideBySide(const cv::Mat3b& left, const cv::Mat3b& right) {

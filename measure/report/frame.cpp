@@ -21,7 +21,7 @@ Layout Arrange(cv::Size image, const Lettering& letters, const PictureStyle& sty
     int labels = letters.Width(style.unit);
     for (const Tick& tick : ticks) labels = std::max(labels, letters.Em(1.6) + letters.Width(tick.text));
     const int left = letters.Width("00000") + letters.Em(0.8), above = letters.Em(style.title.empty() ? 0.8 : 2.0);
-    const int right = letters.Em(2.4) + labels, below = letters.Em(2.0);
+    const int right = ticks.empty() ? letters.Em(1.2) : letters.Em(2.4) + labels, below = letters.Em(2.0);
     Layout layout;
     layout.image = {left, above, image.width, image.height};
     layout.picture = {left + image.width + right, above + std::max(image.height, letters.Em(10)) + below};
@@ -46,7 +46,7 @@ void DrawBar(cv::Mat3b& picture, const Layout& layout, const Lettering& letters,
         const int index = kColours * (bar.height - 1 - y) / bar.height;
         picture(cv::Rect(bar.x, bar.y + y, bar.width, 1)) = palette[static_cast<std::size_t>(index)];
     }
-    letters.Write(picture, style.unit, {bar.x, bar.y - letters.Em(0.5)});
+    letters.Write(picture, style.unit, {bar.x, bar.y - letters.Em(0.9)});  // above the label of a tick at the end
     for (const Tick& tick : ticks) {
         const int y = bar.y + static_cast<int>((1 - PlaceOf(tick.value, scale)) * (bar.height - 1) + 0.5);
         cv::line(picture, {bar.br().x, y}, {bar.br().x + letters.Em(0.3), y}, kInk, letters.thickness);
@@ -74,18 +74,35 @@ void DrawAxes(cv::Mat3b& picture, const cv::Rect& image, double scale, const Let
 
 }  // namespace
 
-cv::Mat3b FramePicture(const cv::Mat3b& drawn, int zoom, const PictureStyle& style, const ColourScale& scale,
+cv::Mat3b FramePicture(const cv::Mat3b& drawn, int zoom, const PictureStyle& style, const ColourScale* scale,
                        const Palette& palette) {
     const Lettering letters(drawn.size());
-    const std::vector<Tick> ticks =
-        Ticks(scale.range.lower, scale.range.upper, std::clamp(drawn.rows / letters.Em(2), 3, 12));
+    std::vector<Tick> ticks;
+    if (scale) ticks = Ticks(scale->range.lower, scale->range.upper, std::clamp(drawn.rows / letters.Em(2), 3, 12));
     const Layout layout = Arrange(drawn.size(), letters, style, ticks);
     cv::Mat3b picture(layout.picture, kBackground);
     drawn.copyTo(picture(layout.image));
     DrawAxes(picture, layout.image, static_cast<double>(zoom) / std::max(1, style.step), letters);
-    DrawBar(picture, layout, letters, style, scale, palette, ticks);
+    if (scale) DrawBar(picture, layout, letters, style, *scale, palette, ticks);
     letters.Write(picture, style.title, {layout.image.x, layout.image.y - letters.Em(0.6)});
     return picture;
+}
+
+void Hatch(const cv::Mat1f& values, int zoom, cv::Mat3b& picture) {
+    const int width = std::max(4, std::max(picture.cols, picture.rows) / 150);
+    cv::parallel_for_(cv::Range(0, picture.rows), [&](const cv::Range& rows) {
+        for (int y = rows.start; y < rows.end; ++y) {
+            const float* in = values[y / zoom];
+            cv::Vec3b* out = picture[y];
+            for (int column = 0; column < values.cols; ++column) {
+                if (!std::isnan(in[column])) continue;
+                for (int x = column * zoom; x < (column + 1) * zoom; ++x) {
+                    const uchar grey = (x + y) / width % 4 == 0 ? 110 : 60;
+                    out[x] = {grey, grey, grey};
+                }
+            }
+        }
+    });
 }
 
 }  // namespace measure

@@ -6,8 +6,12 @@
 
 namespace measure {
 
-// Puts axes in pixels (of the image before it was enlarged by `zoom`), a title and a scale bar around a drawn image.
-cv::Mat3b FramePicture(const cv::Mat3b& drawn, int zoom, const PictureStyle& style, const ColourScale& scale,
-                       const Palette& palette);
+// Puts axes in pixels (of the image before it was enlarged by `zoom`), a title and, if there is a scale, its bar around
+// a drawn image.
+cv::Mat3b FramePicture(const cv::Mat3b& drawn, int zoom, const PictureStyle& style, const ColourScale* scale = nullptr,
+                       const Palette& palette = {});
+
+// Hatches the pixels of an enlarged image where there is no value: where the values are NaN.
+void Hatch(const cv::Mat1f& values, int zoom, cv::Mat3b& picture);
 
 }  // namespace measure

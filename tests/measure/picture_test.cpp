@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <opencv2/imgproc.hpp>
 
 #include "measure/error.h"
 #include "measure/surface.h"
@@ -100,6 +101,24 @@ TEST(Picture, DrawsEveryPixelTypeAndSize) {
     }
 }
 
+// A shaded tilt has one brightness, however noisy its pixels are.
+TEST(Picture, ShadesSurfacesNotTheirNoise) {
+    cv::Mat1f noisy(kSide, kSide);
+    cv::RNG random(3);
+    for (int y = 0; y < kSide; ++y)
+        for (int x = 0; x < kSide; ++x)
+            noisy(y, x) = static_cast<float>(0.02 * x + (x < 250 ? 0.03 : -0.03) * y + random.gaussian(0.03));
+    measure::PictureStyle style;
+    style.range = measure::ValueRange{-1e6, 1e6};  // one colour
+    style.shade = true;
+    const cv::Mat3b picture = measure::DrawPicture(noisy, style);
+    const cv::Point o = FindOrigin(noisy.size());
+    cv::Scalar meanLeft, meanRight, left, right;
+    cv::meanStdDev(picture(cv::Rect(o.x + 20, o.y + 20, 200, 400)), meanLeft, left);
+    cv::meanStdDev(picture(cv::Rect(o.x + 280, o.y + 20, 200, 400)), meanRight, right);
+    EXPECT_GT(std::abs(meanLeft[1] - meanRight[1]), 4 * std::max(left[1], right[1]));
+}
+
 // The marks at the axes stand at the middles of pixels, evenly, from the first pixel to the last.
 TEST(Picture, HasAxesThatCountPixels) {
     const cv::Size size(501, 401);
@@ -128,6 +147,17 @@ TEST(Picture, TellsComponentsApart) {
     for (int i = 1; i <= 20; ++i) numbers(cv::Rect(0, 30 * (i - 1), 2, 30)) = i;
     const cv::Mat3b picture = measure::DrawComponents(numbers);
     EXPECT_EQ(picture(5, 300), cv::Vec3b(0, 0, 0));
+    // The number of a ring stands on the ring, not in its middle.
+    cv::Mat1i ring(600, 600, 0);
+    cv::circle(ring, {300, 300}, 250, 7, 40);
+    const cv::Mat3b drawn = measure::DrawComponents(ring);
+    EXPECT_EQ(cv::countNonZero(drawn(cv::Rect(150, 150, 300, 300)).reshape(1)), 0);
+    EXPECT_GT(cv::countNonZero(drawn.reshape(1) == 255), 10);
+    measure::PictureStyle style;
+    style.step = 2;
+    const cv::Mat3b framed = measure::DrawComponents(ring, style);
+    EXPECT_GT(framed.cols, 300);
+    EXPECT_TRUE(IsGrey(framed(framed.rows / 2, framed.cols / 2)));
     for (int i = 1; i < 20; ++i) EXPECT_GT(cv::norm(picture(30 * i - 10, 1), picture(30 * i + 10, 1)), 60) << i;
 }
 

@@ -66,8 +66,10 @@ UnwrapReport AddUnwrapResult(OutputSet& outputs, const measure::Unwrapped& unwra
     outputs.AddImage("unwrapped.npy", unwrapped.phase);
     outputs.AddImage("unwrapped_mask.png", images.valid);
     outputs.AddImage("components.png", images.components);
-    outputs.AddImage("components_picture.png",
-                     measure::DrawComponents(unwrapped.components, DrawnStep(unwrapped.components.size())));
+    measure::PictureStyle style;
+    style.title = count > 1 ? "components: whole periods between them are unknown" : "components";
+    style.step = DrawnStep(unwrapped.components.size());
+    outputs.AddImage("components_picture.png", measure::DrawComponents(unwrapped.components, style));
     cv::Mat1b first;
     cv::compare(unwrapped.components, 1, first, cv::CMP_EQ);
     outputs.AddImage("unwrapped_picture.png",
