@@ -19,8 +19,9 @@ struct Unwrapped {
 };
 
 // Whether a picture can be a wrapped phase at all: neighbours that lie more than half a period apart as they stand must
-// exist and, mostly, lie close together modulo a period. False for fringe pictures, photographs and unwrapped phases,
-// and for a phase of less than a period, which needs no unwrapping.
+// exist and, mostly, lie close together modulo a period, and the values must be more than a few levels. False for
+// fringe pictures, photographs, black-and-white pictures and unwrapped phases, and for a phase of less than a period,
+// which needs no unwrapping.
 MEASURE_API bool LooksWrapped(const cv::Mat1f& phase, const cv::Mat1b& usable);
 
 // How much the phase bends in a pixel: the root of the sum of the squared second differences, modulo a period, over the

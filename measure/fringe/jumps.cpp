@@ -1,5 +1,7 @@
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <vector>
 
 #include "measure/fringe/unwrapinput.h"
 #include "measure/unwrap.h"
@@ -36,6 +38,24 @@ Steps CountSteps(const float* a, const float* b, const std::uint8_t* useA, const
     return steps;
 }
 
+// How many of 256 steps per period, the most frequent ones, hold nine of ten usable pixels: a phase takes all values of
+// those it runs through, whereas a picture of two or three grey levels, for all its steps, has hardly any.
+int CountLevels(const cv::Mat1f& phase, const cv::Mat1b& usable) {
+    std::vector<int> counts(256);
+    int all = 0;
+    for (int y = 0; y < phase.rows; ++y) {
+        for (int x = 0; x < phase.cols; ++x) {
+            if (!usable(y, x) || !std::isfinite(phase(y, x))) continue;
+            ++counts[static_cast<std::size_t>(static_cast<int>(std::floor(phase(y, x) * (128 / kPi))) & 255)];
+            ++all;
+        }
+    }
+    std::sort(counts.rbegin(), counts.rend());
+    int levels = 0;
+    for (int held = 0; held < 0.9 * all; ++levels) held += counts[static_cast<std::size_t>(levels)];
+    return levels;
+}
+
 }  // namespace
 
 bool LooksWrapped(const cv::Mat1f& phase, const cv::Mat1b& usable) {
@@ -49,7 +69,8 @@ bool LooksWrapped(const cv::Mat1f& phase, const cv::Mat1b& usable) {
         add(CountSteps(phase[y], phase[y] + 1, usable[y], usable[y] + 1, phase.cols - 1));
         if (y + 1 < phase.rows) add(CountSteps(phase[y], phase[y + 1], usable[y], usable[y + 1], phase.cols));
     }
-    return wraps > 0 && wraps >= 0.3 * large;
+    constexpr int kFewLevels = 8;
+    return wraps > 0 && wraps >= 0.3 * large && CountLevels(phase, usable) >= kFewLevels;
 }
 
 Jumps FindJumps(const cv::Mat1f& unwrapped) {

@@ -104,8 +104,13 @@ TEST_F(Program, WorksOnSingleComponents) {
           }));
     Write("numbers.png", Draw<ushort>(kWidth, kHeight, number));
     const std::string components = " in.tiff --components numbers.png";
-    EXPECT_NE(Succeed("flatten" + components + " --terms plane --out o/each.tiff").find("2 components; 1 with"),
-              std::string::npos);
+    const std::string each1 = Succeed("flatten" + components + " --out o/each.tiff");
+    EXPECT_NE(each1.find("(plane) taken from each of 2 components of numbers.png; 1 with"), std::string::npos) << each1;
+    // The numbers beside an unwrapped phase are found.
+    std::filesystem::copy(File("in.tiff"), File("unwrapped.tiff"));
+    std::filesystem::copy(File("numbers.png"), File("components.png"));
+    Succeed("flatten unwrapped.tiff --out o/found.tiff");
+    EXPECT_EQ(ReadText("o/found.tiff"), ReadText("o/each.tiff"));
     Succeed("flatten" + components + " --component 2 --terms plane --out o/two.tiff");
     Succeed("gradient" + components + " --component 1 --dx 1 --scale 2 --out o/g.png");
     Succeed("filter mean" + components + " --component 1 --size 3x3 --out o/m.tiff");

@@ -3,6 +3,7 @@
 #include <array>
 #include <cmath>
 #include <cstdio>
+#include <filesystem>
 #include <limits>
 #include <sstream>
 #include <vector>
@@ -28,11 +29,14 @@ constexpr char kDetails[] =
     "\n"
     "It is fitted to the pixels that --mask and --component admit and subtracted everywhere. OUT is float: IN minus\n"
     "the surface, NaN where IN is NaN or infinite. Prints the coefficients, and the rms of OUT over the pixels of the\n"
-    "fit. With --components alone, every component loses a surface of its own, and what belongs to none is NaN. A\n"
-    "picture of OUT is drawn beside it (OUT_picture.png).\n"
+    "fit. With --components alone, every component loses a surface of its own, a plane unless --terms says otherwise,\n"
+    "and what belongs to none is NaN. The components.png beside an unwrapped.tiff or .npy is taken so, unless --mask "
+    "or\n"
+    "--components is given: whole periods between components are unknown, and one surface through all means nothing.\n"
+    "A picture of OUT is drawn beside it (OUT_picture.png).\n"
     "\n"
     "Example:\n"
-    "  vorip flatten result/unwrapped.tiff --components result/components.png --terms plane --out flat.tiff\n"
+    "  vorip flatten result/unwrapped.tiff --out flat.tiff\n"
     "  vorip flatten result/unwrapped.tiff --mask wall.png --terms plane --out flat.tiff";
 
 constexpr int kTerms = KrN::KrLBestFit::kTerms;
@@ -46,7 +50,8 @@ constexpr Term kTermTable[kTerms] = {{"x3", "X^3"}, {"x2", "X^2"},    {"x", "X"}
 struct Options {
     std::string in;
     std::string out;
-    std::string terms = "cubic";
+    std::string terms;  // empty: what suits
+    std::string unit;
     Selection selection;
 };
 
@@ -120,11 +125,14 @@ void Report(const KrN::KrLBestFit& fit, const Terms& terms, const cv::Mat& flat,
     }
 }
 
-void Draw(OutputFile& output, const cv::Mat& flat) {
+void Draw(OutputFile& output, const cv::Mat& flat, const Options& options) {
     measure::PictureStyle style;
     style.title = "what remains";
+    style.unit = options.unit;
     style.shade = true;
-    output.SaveWithPicture(flat, measure::DrawPicture(flat, style));
+    cv::Mat drawn = flat;
+    if (options.unit == "periods") flat.convertTo(drawn, CV_32F, 0.5 / CV_PI);
+    output.SaveWithPicture(flat, measure::DrawPicture(drawn, style));
 }
 
 void FlattenAsOne(cv::Mat& image, cv::Mat1b& excluded, const Terms& terms, const Options& options, OutputFile& output) {
@@ -132,7 +140,7 @@ void FlattenAsOne(cv::Mat& image, cv::Mat1b& excluded, const Terms& terms, const
     const cv::Mat surface = FitSurface(fit, image, excluded, terms, options.in);
     if (fit.IsEverythingMasked()) Refuse("the mask leaves no pixel of " + options.in + " to fit a surface to");
     const cv::Mat flat = Subtract(image, surface);
-    Draw(output, flat);
+    Draw(output, flat, options);
     Report(fit, terms, flat, excluded == 0);
 }
 
@@ -173,14 +181,30 @@ void FlattenEach(const cv::Mat& image, const cv::Mat1i& numbers, const cv::Mat1b
         ++fitted;
     }
     if (fitted == 0) Refuse(options.selection.components + ": no component has enough pixels for the surface");
-    Draw(output, flat);
-    std::printf("flatten: %d x %d pixels, a surface of its own taken from each of %d components", flat.cols, flat.rows,
-                fitted);
+    Draw(output, flat, options);
+    std::printf("flatten: %d x %d pixels, a surface of its own (%s) taken from each of %d components of %s", flat.cols,
+                flat.rows, options.terms.c_str(), fitted, options.selection.components.c_str());
     if (all > fitted) std::printf("; %d with fewer pixels than terms stay empty", all - fitted);
     std::printf("\n");
 }
 
-void RunFlatten(const Options& options) {
+// What unwrap writes is in radians, and beside it are the numbers of the components. Files of other names may hold
+// anything.
+void TakeWhatIsBeside(Options& options) {
+    const std::filesystem::path in(options.in);
+    const bool isFloat = in.extension() == ".tiff" || in.extension() == ".npy";
+    if (!isFloat || in.stem() != "unwrapped") return;
+    if (options.unit.empty()) options.unit = "rad";
+    const std::filesystem::path components = in.parent_path() / "components.png";
+    Selection& selection = options.selection;
+    if (!selection.mask.empty() || !selection.components.empty() || !std::filesystem::exists(components)) return;
+    selection.components = components.string();
+}
+
+void RunFlatten(Options& options) {
+    TakeWhatIsBeside(options);
+    const bool each = !options.selection.components.empty() && options.selection.component == 0;
+    if (options.terms.empty()) options.terms = each ? "plane" : "cubic";
     const Terms terms = ParseTerms(options.terms);
     OutputFile output(options.out);
     Progress progress("vorip flatten");
@@ -188,7 +212,6 @@ void RunFlatten(const Options& options) {
     cv::Mat image = measure::ReadPicture(options.in);
     AnnounceMemory(image);
     cv::Mat1b excluded = FitMask(image, options);
-    const bool each = !options.selection.components.empty() && options.selection.component == 0;
     const cv::Mat1i numbers = each ? ReadComponents(options.selection, image, options.in) : cv::Mat1i();
     if (each) {
         FlattenEach(image, numbers, excluded, terms, options, output);
@@ -205,7 +228,12 @@ void AddFlattenCommand(CommandLine& program) {
     Command& command = program.Add("flatten", kAbout, kDetails);
     command.Add("IN", options->in, "Picture: 8-bit, 16-bit or float").Required();
     command.Add("--out", options->out, "File for the flat picture, float: .tiff or .npy").Required().Type("FILE");
-    command.Add("--terms", options->terms, "What the surface consists of").ShowDefault().Type("TERMS");
+    command.Add("--terms", options->terms, "What the surface consists of [cubic; plane with --components alone]")
+        .Type("TERMS");
+    command
+        .Add("--unit", options->unit,
+             "Unit at the scale bar of the picture; periods divides radians by 2 pi [rad of unwrapped.tiff, else none]")
+        .OneOf({"mm", "periods", "rad", "px"});
     AddSelection(command, options->selection, "belong to the surface");
     command.OnRun([options] {
         RunFlatten(*options);

@@ -186,6 +186,10 @@ void RunGradient(const Options& options) {
     cv::Mat image =
         VisitPixels<std::uint8_t, std::uint16_t, float>(phase, options.phase, "a phase", GradientOf{options});
     if (phase.depth() == CV_8U && options.infiniteBorder) Refuse("--infinite-border is for 16-bit and float phases");
+    if (image.depth() == CV_32F && options.scale == 0 && !output.CanHold(CV_32F))
+        Refuse(options.out +
+               ": the gradient is float, which such a file cannot hold; --scale S makes it 16-bit, with "
+               "the gradient S at its ends, and .tiff and .npy hold it as it is");
     DropUnselected(selected, options, image);
     progress.Stage("writing");
     output.Save(options.scale > 0 ? ToFixedScale(image, options.scale) : image);

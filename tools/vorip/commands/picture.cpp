@@ -18,7 +18,8 @@ namespace {
 constexpr char kAbout[] = "Draws a result in colours, with axes and a scale bar";
 constexpr char kDetails[] =
     "IN is any float, 16-bit or 8-bit result. Its values are drawn from the first colour to the last one; pixels that\n"
-    "hold no value, or are masked, are hatched. Axes count pixels.\n"
+    "hold no value, or are masked, are hatched; whole numbers always hold one: give --mask with them. Axes count "
+    "pixels.\n"
     "\n"
     "Maps: viridis and cividis rise evenly in lightness (heights, unwrapped phase), twilight returns to its first "
     "colour\n"
@@ -55,6 +56,18 @@ std::optional<measure::ValueRange> ParseRange(const std::string& text) {
     return measure::ValueRange{lower->front(), upper->front()};
 }
 
+// Results in radians are read more easily in periods; how many steps of whole numbers make one must be said.
+void ToPeriods(const std::string& file, cv::Mat& image, measure::PictureStyle& style) {
+    if (image.depth() != CV_32F && style.period == 0)
+        Refuse(file +
+               ": --unit periods divides radians; for whole numbers --period says how many make a period (256 in "
+               "phase.png and unwrapped16.png, 65536 in phase16.png), and colours repeat with it; unwrapped.tiff is in "
+               "radians");
+    const double steps = image.depth() == CV_32F ? kTwoPi : style.period;
+    image.convertTo(image, CV_32F, 1.0 / steps);
+    style.period /= steps;
+}
+
 double ParsePeriod(const std::string& text) {
     if (text.empty()) return 0;
     if (text == "2pi") return kTwoPi;
@@ -72,7 +85,7 @@ void RunPicture(Options& options) {
     style.unit = options.unit;
     style.title = options.title.empty() ? std::filesystem::path(options.in).filename().string() : options.title;
     if (!options.map.empty()) style.map = measure::ColourMapOf(options.map);
-    OutputFile output(options.out);
+    OutputFile output(options.out, OutputFile::Pixels::eColours);
     Progress progress("vorip picture");
     progress.Stage("drawing");
     cv::Mat image = measure::ReadPicture(options.in);
@@ -81,8 +94,7 @@ void RunPicture(Options& options) {
     if (options.selection.component == 0) {
         style.components = ReadComponents(options.selection, image, options.in);
     }
-    // Results in radians are read more easily in periods.
-    if (options.unit == "periods" && image.depth() == CV_32F) image.convertTo(image, CV_32F, 1.0 / kTwoPi);
+    if (options.unit == "periods") ToPeriods(options.in, image, style);
     const cv::Mat3b picture = measure::DrawPicture(image, style);
     progress.Stage("writing");
     output.Save(picture);
@@ -103,7 +115,9 @@ void AddPictureCommand(CommandLine& program) {
         .Between(0, 50, "a percentage from 0 to 50")
         .ShowDefault()
         .Type("P");
-    command.Add("--unit", options->unit, "Unit at the scale bar; periods divides radians by 2 pi")
+    command
+        .Add("--unit", options->unit,
+             "Unit at the scale bar; periods divides radians by 2 pi, whole numbers by --period")
         .OneOf({"mm", "periods", "rad", "px"});
     command.Add("--period", options->period, "Values a period apart have one colour: 256, 65536, 2pi ...").Type("P");
     command.Add("--map", options->map, "Colours [viridis; twilight with --period]")

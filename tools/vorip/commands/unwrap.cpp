@@ -184,9 +184,10 @@ int RunUnwrap(const UnwrapOptions& given) {
     outputs.Commit();
     line.End();
     std::printf("%s\n", report.text.c_str());
-    if (!looksWrapped)
+    if (!looksWrapped && !unwrapped.pixels.empty())
         Warn(options.phase +
-             ": hardly a wrapped phase, steps of a period are missing (a fringe picture, or unwrapped?)");
+             ": hardly a wrapped phase: steps of a period are missing, or its values do not fill the period (a fringe "
+             "picture, or unwrapped?)");
     if (jumps.count > 0) Warn(JumpWarning(jumps, "unwrapped"));
     return unwrapped.pixels.empty() ? kExitNothingUsable : kExitDone;
 }

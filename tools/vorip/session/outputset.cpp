@@ -17,8 +17,17 @@ const fs::path& RequireFolderName(const fs::path& folder) {
     return folder;
 }
 
-const fs::path& RequirePictureName(const fs::path& file) {
+bool CanHoldPixels(const std::string& file, int type) try {
+    measure::EncodePicture(file, cv::Mat::zeros(1, 1, type));
+    return true;
+} catch (const measure::InputError&) {
+    return false;
+}
+
+const fs::path& RequirePictureName(const fs::path& file, OutputFile::Pixels pixels) {
     RequireFileName(file);
+    if (pixels == OutputFile::Pixels::eColours && !CanHoldPixels(file.string(), CV_8UC3))
+        Refuse(file.string() + ": a picture in colours ends with .png, .bmp or .tiff");
     measure::RequireWritableName(file.string());
     return file;
 }
@@ -90,9 +99,11 @@ void OutputSet::Commit() {
     ResultsAreInFiles();
 }
 
-OutputFile::OutputFile(const fs::path& file)
-    : mFile(RequirePictureName(file)),
+OutputFile::OutputFile(const fs::path& file, Pixels pixels)
+    : mFile(RequirePictureName(file, pixels)),
       mSet(file.has_parent_path() ? file.parent_path() : fs::path("."), file.filename().string()) {}
+
+bool OutputFile::CanHold(int type) const { return CanHoldPixels(mFile.string(), type); }
 
 void OutputFile::Save(const cv::Mat& image) {
     mSet.AddImage(mFile.filename().string(), image);

@@ -67,8 +67,11 @@ private:
 // An earlier file of that name stays as it was until the new one is complete.
 class OutputFile {
 public:
-    explicit OutputFile(const std::filesystem::path& file);
+    enum class Pixels { eAny, eColours };
+    explicit OutputFile(const std::filesystem::path& file, Pixels pixels = Pixels::eAny);
 
+    // Whether pixels of that type, as CV_32F, can be saved.
+    bool CanHold(int type) const;
     void Save(const cv::Mat& image);
     // And a picture of it for people, as NAME_picture.png beside it.
     void SaveWithPicture(const cv::Mat& image, const cv::Mat& picture);
