@@ -39,14 +39,6 @@ struct DecodeState {
         const auto frames = static_cast<double>(fringes[set].shifts.size());
         return 2 * result.noise * result.noise / (frames * (modulation * modulation + 1e-6));
     }
-    // Frees the phase of a set of its ripple and finds its usable pixels anew. The modulation stays as it was measured:
-    // orders that are decided by one that is freed of its swing are wrong more often in noise.
-    void FreeOfRipple(std::size_t set, const Progress& progress = {}) {
-        if (!result.ripples[set].IsWorthCorrecting()) return;
-        FringePhase freed = fringes[set];  // has the same images
-        freed.modulation = freed.modulation.clone();
-        CorrectRipple(freed, result.ripples[set], progress);
-    }
     // What fringes that are no sines leave in the phase, radians squared: much where the ripple is not known.
     double SystematicVariance(std::size_t set) const {
         constexpr double kCorrected = 0.04, kOfThreeSteps = 0.2, kOfFourSteps = 0.06;  // root mean squares

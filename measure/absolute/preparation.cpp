@@ -75,7 +75,7 @@ void CorrectRipples(DecodeState& state, const Progress& progress) {
                     ripples[i].periodsInView = inView;
                     break;
                 }
-        if (state.options.correctRipple) state.FreeOfRipple(i, progress);
+        if (state.options.correctRipple) CorrectRipple(state.fringes[i], ripples[i], progress);
     }
     FindUsable(state);
 }

@@ -128,7 +128,7 @@ void CorrectSharedRipple(DecodeState& state) {
             ripple.cosines[i] = static_cast<double>(found[2 * i + 1]);
             ripple.amplitude = std::max(ripple.amplitude, std::hypot(ripple.sines[i], ripple.cosines[i]));
         }
-        state.FreeOfRipple(set);
+        CorrectRipple(state.fringes[set], ripple);
     }
 }
 

@@ -66,12 +66,14 @@ void CorrectRipple(FringePhase& phase, const Ripple& ripple, const Progress& pro
     if (EqualSteps(phase.shifts) == 0)
         return forRows([&](int y) { rows::AddHarmonics(harmonics, multiple, phase.phase[y], width); });
     const rows::Gain gain = GainOf(ripple);
-    UsableTiles tiles(phase);
+    FringePhase freed = phase;  // has the same images
+    freed.modulation = phase.modulation.clone();
+    UsableTiles tiles(freed);
     forRows([&](int y) {
-        rows::AddHarmonics(harmonics, gain, multiple, phase.phase[y], phase.modulation[y], width);
+        rows::AddHarmonics(harmonics, gain, multiple, phase.phase[y], freed.modulation[y], width);
         tiles.Look(y);
     });
-    tiles.FindUsable();
+    tiles.AddAnew();
 }
 
 }  // namespace measure

@@ -174,7 +174,7 @@ FringePhase SolveFringes(const FringeSet& set, const FringeLimits& limits, const
     UsableTiles tiles(result);
     ForRowBands(size, progress, "fitting the fringes",
                 [&](const cv::Range& range) { Solver(set, weights, result, tiles).Solve(range); });
-    tiles.AddUsable();
+    tiles.AddWithoutSlope();
     return result;
 }
 

@@ -32,32 +32,28 @@ void UsableTiles::Look(int y) {
                      static_cast<std::size_t>(mPhase.phase.cols));
 }
 
-void UsableTiles::ForTiles(bool anew) const {
+void UsableTiles::Add(bool withSlope) const {
     const cv::Rect image({}, mPhase.phase.size()), looks({}, mIsNear.size());
     cv::parallel_for_(cv::Range(0, mAcross * mDown), [&](const cv::Range& tiles) {
         for (int i = tiles.start; i < tiles.end; ++i) {
             const cv::Rect tile(i % mAcross * kTile, i / mAcross * kTile, kTile, kTile);
-            if (cv::countNonZero(mIsNear(cv::Rect(i % mAcross, tile.y, 1, kTile) & looks)) > 0)
-                FindUsable(tile & image, anew);
+            if (cv::countNonZero(mIsNear(cv::Rect(i % mAcross, tile.y, 1, kTile) & looks)) == 0) continue;
+            const std::optional<cv::Vec2f> slope = MeanSlope(tile & image);
+            if (!slope) continue;
+            if (withSlope) AddOf(tile & image, {0, 0});
+            if (std::max(std::abs((*slope)[0]), std::abs((*slope)[1])) >= kFlat) AddOf(tile & image, *slope);
         }
     });
 }
 
-void UsableTiles::FindUsable(const cv::Rect& tile, bool anew) const {
+void UsableTiles::AddOf(const cv::Rect& tile, const cv::Vec2f& slope) const {
+    std::array<std::uint8_t, kTile> reach{};
     const auto width = static_cast<std::size_t>(tile.width);
-    const auto mark = [&](int y, const rows::Neighbourhood& around, std::uint8_t* usable) {
+    VisitRows(tile, slope, [&](int y, const rows::Neighbourhood& around) {
         rows::MarkUsable(mPhase.mean[y] + tile.x, mPhase.modulation[y] + tile.x, mPhase.saturated[y] + tile.x, around,
-                         mLimits, usable, width);
-    };
-    const std::optional<cv::Vec2f> slope = MeanSlope(tile);
-    if (!slope) return;
-    if (anew) VisitRows(tile, {0, 0}, [&](int y, const auto& around) { mark(y, around, mPhase.usable[y] + tile.x); });
-    if (std::max(std::abs((*slope)[0]), std::abs((*slope)[1])) < kFlat) return;
-    std::array<std::uint8_t, kTile> again{};
-    VisitRows(tile, *slope, [&](int y, const auto& around) {
-        mark(y, around, again.data());
+                         mLimits, reach.data(), width);
         std::uint8_t* const usable = mPhase.usable[y] + tile.x;
-        for (std::size_t x = 0; x < width; ++x) usable[x] |= again[x];
+        for (std::size_t x = 0; x < width; ++x) usable[x] |= reach[x];
     });
 }
 

@@ -18,17 +18,17 @@ public:
 
     // Looks for tiles in a row whose modulation is known. Other threads may look at other rows.
     void Look(int y);
-    // When all rows are known: finds the usable pixels of these tiles anew, or adds those to phase.usable that reach
-    // the limit only without the slope.
-    void FindUsable() const { ForTiles(true); }
-    void AddUsable() const { ForTiles(false); }
+    // When all rows are known: adds to phase.usable the pixels of these tiles that reach the limit with the slope taken
+    // off, or also those that reach it as they are now.
+    void AddWithoutSlope() const { Add(false); }
+    void AddAnew() const { Add(true); }
 
 private:
     static constexpr int kTile = 64;
 
     bool IsNear(float modulation) const { return modulation >= mLeast && modulation < mMost; }
-    void ForTiles(bool anew) const;
-    void FindUsable(const cv::Rect& tile, bool anew) const;
+    void Add(bool withSlope) const;
+    void AddOf(const cv::Rect& tile, const cv::Vec2f& slope) const;
     std::optional<cv::Vec2f> MeanSlope(const cv::Rect& tile) const;
     // visit(y, around) gets the sums of the neighbours of every row of the tile.
     template <class Visit>
