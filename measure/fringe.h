@@ -76,11 +76,11 @@ MEASURE_API Ripple EstimateRipple(const FringePhase& phase, const Progress& prog
 // Adds the correction to phase.phase, everywhere, and wraps it again. What shifts the phase also lets the modulation
 // swing with it, for three steps at gamma 2.2 by nearly a third: of N equal steps, harmonic N - 1 of the fringes is by
 // far the strongest that is mistaken for the first one, B e^(i truth) appears as B e^(i truth) (1 + u e^(-i N truth)),
-// and u = sines[0] - i cosines[0] is known from the phase. Pixels that reach the limit of modulation when they are freed
-// of that are added to phase.usable, so that surfaces near the limit have no holes at some phases; phase.modulation
-// stays as it was measured. With other than equal steps the ripple does not tell the swing, the usable pixels stay. Does
-// nothing when the ripple is not worth correcting. The ripple of another set must come from the same shifts: throws
-// InputError otherwise.
+// and u = sines[0] - i cosines[0] is known from the phase. Pixels that reach the limit of modulation when they are
+// freed of that are added to phase.usable, so that surfaces near the limit have no holes at some phases;
+// phase.modulation stays as it was measured. With other than equal steps the ripple does not tell the swing, the usable
+// pixels stay. Does nothing when the ripple is not worth correcting. The ripple of another set must come from the same
+// shifts: throws InputError otherwise.
 MEASURE_API void CorrectRipple(FringePhase& phase, const Ripple& ripple, const Progress& progress = {});
 
 // The fringe contrast c = min(1, B / (A + 1)), A and B as means over 3 x 3 pixels, NaN where A or B is.
