@@ -66,7 +66,7 @@ void FindBest(DecodeState& state) {
         all.push_back(at);
     });
     // Less than the quartile itself: with the ripple of fringes that are no sines, only some phases reach that.
-    state.leastModulation = 0.6F * Quantile(values, 0.75);
+    state.leastModulation = 0.6f * Quantile(values, 0.75);
     std::copy_if(all.begin(), all.end(), std::back_inserter(state.best),
                  [&](cv::Point at) { return modulation(at) >= state.leastModulation; });
 }

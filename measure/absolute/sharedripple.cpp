@@ -29,7 +29,7 @@ public:
     }
 
     Parameters Find() const {
-        constexpr float kMost = 0.4F, kStep = 0.04F;
+        constexpr float kMost = 0.4f, kStep = 0.04f;
         Parameters best{};
         float bestGain = Gain(best);
         const auto consider = [&](const Parameters& trial) {
@@ -46,7 +46,7 @@ public:
                     // square, too.
                     consider({a, b, a * a - b * b, 2 * a * b});
                 }
-        for (float step = kStep / 2; step > 1e-3F; step /= 2)
+        for (float step = kStep / 2; step > 1e-3f; step /= 2)
             for (int round = 0; round < 3; ++round)
                 for (std::size_t i = 0; i < best.size(); ++i)
                     for (const float change : {-step, step}) {
@@ -103,7 +103,7 @@ private:
     }
 
     // Of two that fit alike the smaller one.
-    float Gain(const Parameters& p) const { return Fit(p) - 0.2F * std::hypot(p[0], p[1]) - std::hypot(p[2], p[3]); }
+    float Gain(const Parameters& p) const { return Fit(p) - 0.2f * std::hypot(p[0], p[1]) - std::hypot(p[2], p[3]); }
 
     std::vector<Term> mTerms;
 };
@@ -111,7 +111,7 @@ private:
 }  // namespace
 
 void CorrectSharedRipple(DecodeState& state) {
-    constexpr float kLeastGain = 0.05F;
+    constexpr float kLeastGain = 0.05f;
     std::vector<Ripple>& ripples = state.result.ripples;
     for (std::size_t set = 0; set < state.Count(); ++set)
         if (ripples[set].known || ripples[set].harmonics.size() != 2 ||

@@ -5,14 +5,14 @@
 namespace measure::rows {
 namespace {
 
-constexpr float kPi = 3.14159265F;
+constexpr float kPi = 3.14159265f;
 
 inline float Wrapped(float difference) {
-    return difference - (difference > kPi ? 2 * kPi : 0.0F) + (difference < -kPi ? 2 * kPi : 0.0F);
+    return difference - (difference > kPi ? 2 * kPi : 0.0f) + (difference < -kPi ? 2 * kPi : 0.0f);
 }
 
-inline float ZeroForNan(float v) { return v == v ? v : 0.0F; }
-inline float OneUnlessNan(float v) { return v == v ? 1.0F : 0.0F; }
+inline float ZeroForNan(float v) { return v == v ? v : 0.0f; }
+inline float OneUnlessNan(float v) { return v == v ? 1.0f : 0.0f; }
 inline float Largest(float a, float b) { return a > b ? a : b; }
 inline float Least(float a, float b) { return a < b ? a : b; }
 
@@ -43,7 +43,7 @@ void Bend(const Differences& previous, const Differences& own, float* __restrict
             OneUnlessNan(horizontal) + OneUnlessNan(vertical) + OneUnlessNan(falling) + OneUnlessNan(rising);
         const float squares = ZeroForNan(horizontal * horizontal) + ZeroForNan(vertical * vertical) +
                               ZeroForNan(falling * falling) + ZeroForNan(rising * rising);
-        const float root = std::sqrt(squares * (4.0F / Largest(directions, 1.0F)));
+        const float root = std::sqrt(squares * (4.0f / Largest(directions, 1.0f)));
         bend[x] = directions > 0 ? Least(root, kLargestBend) : kLargestBend;
     }
 }
@@ -54,13 +54,13 @@ void Straightness(const Differences& previous, const Differences& own, std::uint
     const float* __restrict below = own.below, * __restrict above = previous.below;
     const float* __restrict belowRight = own.belowRight, * __restrict aboveLeft = previous.belowRight;
     const float* __restrict belowLeft = own.belowLeft, * __restrict aboveRight = previous.belowLeft;
-    const auto sizeOrNone = [](float v) { return v == v ? std::abs(v) : -1.0F; };
+    const auto sizeOrNone = [](float v) { return v == v ? std::abs(v) : -1.0f; };
     for (std::ptrdiff_t x = 0; x < static_cast<std::ptrdiff_t>(count); ++x) {
         const float bend = Largest(
             Largest(sizeOrNone(right[x] - right[x - 1]), sizeOrNone(below[x] - above[x])),
             Largest(sizeOrNone(belowRight[x] - aboveLeft[x - 1]), sizeOrNone(belowLeft[x] - aboveRight[x + 1])));
-        const float straight = Largest(255.0F - bend * (255.0F / kPi), 0.0F);
-        quality[x] = static_cast<std::uint8_t>(static_cast<int>(bend >= 0 ? straight + 0.5F : 0.0F));
+        const float straight = Largest(255.0f - bend * (255.0f / kPi), 0.0f);
+        quality[x] = static_cast<std::uint8_t>(static_cast<int>(bend >= 0 ? straight + 0.5f : 0.0f));
     }
 }
 
@@ -77,8 +77,8 @@ void ContrastChange(const ExtremeRows& rows, float* __restrict change, std::size
     const float* __restrict s0 = rows.least[0], * __restrict s1 = rows.least[1], * __restrict s2 = rows.least[2];
     for (std::size_t x = 0; x < count; ++x) {
         const float ratio =
-            (Largest(Largest(l0[x], l1[x]), l2[x]) + 0.01F) / (Least(Least(s0[x], s1[x]), s2[x]) + 0.01F);
-        change[x] = ratio == ratio ? ratio : 1.0F;
+            (Largest(Largest(l0[x], l1[x]), l2[x]) + 0.01f) / (Least(Least(s0[x], s1[x]), s2[x]) + 0.01f);
+        change[x] = ratio == ratio ? ratio : 1.0f;
     }
 }
 
@@ -86,12 +86,12 @@ void ReduceBend(const float* __restrict above, const float* __restrict own, cons
                 float* __restrict bend, std::size_t count) {
     for (std::size_t x = 0; x < count; ++x) {
         const float factor = scale * (above[x] + own[x] + below[x]);
-        bend[x] *= factor < 1.0F ? factor : 1.0F;
+        bend[x] *= factor < 1.0f ? factor : 1.0f;
     }
 }
 
 void AddContrastCost(const float* __restrict logarithm, float* __restrict cost, std::size_t count) {
-    for (std::size_t x = 0; x < count; ++x) cost[x] += 3.0F * logarithm[x];
+    for (std::size_t x = 0; x < count; ++x) cost[x] += 3.0f * logarithm[x];
 }
 
 }  // namespace measure::rows

@@ -17,7 +17,7 @@ struct Differences {
 // difference to the right is found for -1, too.
 void Differ(const float* phase, const float* phaseBelow, const Differences& differences, std::size_t count);
 
-constexpr float kLargestBend = 10.0F;
+constexpr float kLargestBend = 10.0f;
 
 // The second differences over the four directions through each pixel are those of a row's differences and of the
 // previous row's. bend = the root of the sum of their squares; those that are NaN count as the mean of the others. At

@@ -9,15 +9,15 @@
 namespace measure::rows {
 namespace {
 
-constexpr float kPi = 3.14159265F;
+constexpr float kPi = 3.14159265f;
 
 // sin(2 pi u) for u from -1/4 to 1/4: an odd polynomial whose largest error, 6e-7, is the least of its degree.
 inline float QuarterSine(float u) {
     const float v = u * u;
-    float p = -70.99343322844288F;
-    p = p * v + 81.34076888289724F;
-    p = p * v - 41.33714237095139F;
-    p = p * v + 6.283164044301314F;
+    float p = -70.99343322844288f;
+    p = p * v + 81.34076888289724f;
+    p = p * v - 41.33714237095139f;
+    p = p * v + 6.283164044301314f;
     return p * u;
 }
 
@@ -27,9 +27,9 @@ struct SineAndCosine {
 
 // Of 2 pi turns, doubled.
 inline SineAndCosine TwiceAt(float turns) {
-    constexpr float kRound = 12582912.0F;  // 1.5 * 2^23: adding and subtracting it rounds to whole numbers
-    const float half = 0.5F * (turns - ((turns + kRound) - kRound));
-    const float sineOfHalf = QuarterSine(half), cosineOfHalf = QuarterSine(0.25F - std::abs(half));
+    constexpr float kRound = 12582912.0f;  // 1.5 * 2^23: adding and subtracting it rounds to whole numbers
+    const float half = 0.5f * (turns - ((turns + kRound) - kRound));
+    const float sineOfHalf = QuarterSine(half), cosineOfHalf = QuarterSine(0.25f - std::abs(half));
     return {4 * sineOfHalf * cosineOfHalf, 2 - 4 * sineOfHalf * sineOfHalf};
 }
 
@@ -45,10 +45,10 @@ inline float SumAt(const Harmonics& h, const SineAndCosine& twice) {
         c2 = c1;
         c1 = c;
     }
-    return 0.5F * (s1 * twice.sine + c1 * twice.cosine) - c2;
+    return 0.5f * (s1 * twice.sine + c1 * twice.cosine) - c2;
 }
 
-inline float Wrap(float phase) { return phase - (phase > kPi ? 2 * kPi : 0.0F) + (phase < -kPi ? 2 * kPi : 0.0F); }
+inline float Wrap(float phase) { return phase - (phase > kPi ? 2 * kPi : 0.0f) + (phase < -kPi ? 2 * kPi : 0.0f); }
 
 template <int Count>
 void AddHarmonicsOf(const Harmonics& given, int multiple, float* __restrict phase, std::size_t count) {
@@ -78,13 +78,13 @@ MEASURE_WIDE void AddHarmonics(const Harmonics& harmonics, const Gain& gain, int
 
 MEASURE_WIDE void PhasorOf(const float* __restrict phase, const float* __restrict modulation, const Ramp& ramp,
                            float* __restrict c, float* __restrict s, std::size_t count) {
-    constexpr float kTurnsPerRadian = 0.5F / kPi;
+    constexpr float kTurnsPerRadian = 0.5f / kPi;
     const float slope = ramp.slope, start = ramp.start;
     for (std::size_t x = 0; x < count; ++x) {
         const float angle = phase[x] - start - slope * static_cast<float>(static_cast<int>(x));
         const SineAndCosine twice = TwiceAt(angle * kTurnsPerRadian);
-        c[x] = 0.5F * modulation[x] * twice.cosine;
-        s[x] = 0.5F * modulation[x] * twice.sine;
+        c[x] = 0.5f * modulation[x] * twice.cosine;
+        s[x] = 0.5f * modulation[x] * twice.sine;
     }
 }
 

@@ -9,7 +9,7 @@
 namespace measure {
 namespace {
 
-constexpr float kPi = 3.14159265F;
+constexpr float kPi = 3.14159265f;
 
 // Jumps between a row and another one, which may be the same row shifted by a pixel.
 int MarkJumps(const float* a, const float* b, std::uint8_t* whereA, std::uint8_t* whereB, int count) {

@@ -47,20 +47,20 @@ void AddSquaresOf(const T* __restrict frame, float cosine, float sine, const Sum
     }
 }
 
-constexpr float kPi = 3.14159265F;
-constexpr float kHalfPi = 1.57079633F;
+constexpr float kPi = 3.14159265f;
+constexpr float kHalfPi = 1.57079633f;
 
 // The arc tangent of t in [0, 1]: an odd polynomial whose largest error, 4e-8, is the least possible of its degree.
 inline float ArcTangent(float t) {
     const float u = t * t;
-    float p = -0.004054562460623301F;
-    p = p * u + 0.02186294023108487F;
-    p = p * u - 0.055912300617501826F;
-    p = p * u + 0.09642195358744954F;
-    p = p * u - 0.13908628758351144F;
-    p = p * u + 0.1994656548866534F;
-    p = p * u - 0.3332986076969252F;
-    p = p * u + 0.9999993355745624F;
+    float p = -0.004054562460623301f;
+    p = p * u + 0.02186294023108487f;
+    p = p * u - 0.055912300617501826f;
+    p = p * u + 0.09642195358744954f;
+    p = p * u - 0.13908628758351144f;
+    p = p * u + 0.1994656548866534f;
+    p = p * u - 0.3332986076969252f;
+    p = p * u + 0.9999993355745624f;
     return p * t;
 }
 
@@ -94,7 +94,7 @@ void RootOf(float* values, float scale, std::size_t count) {
 
 void PhaseOf(const float* __restrict c, const float* __restrict s, float* __restrict phase,
              float* __restrict modulation, std::size_t count) {
-    constexpr float kTiny = 1e-37F;  // instead of 0 / 0
+    constexpr float kTiny = 1e-37f;  // instead of 0 / 0
     for (std::size_t x = 0; x < count; ++x) {
         const float cx = c[x], sx = s[x];
         const float ac = std::abs(cx), as = std::abs(sx);
@@ -125,7 +125,7 @@ void MarkUsable(const float* __restrict mean, const float* __restrict modulation
     const float* __restrict c0 = around.c.above, * __restrict c1 = around.c.own, * __restrict c2 = around.c.below;
     const float* __restrict s0 = around.s.above, * __restrict s1 = around.s.own, * __restrict s2 = around.s.below;
     const float leastMean = limits.mean, leastOwn = limits.modulation / 2;
-    const float leastSquare = 81.0F * limits.modulation * limits.modulation;
+    const float leastSquare = 81.0f * limits.modulation * limits.modulation;
     for (std::size_t x = 0; x < count; ++x) {
         const float c = c0[x] + c1[x] + c2[x];
         const float s = s0[x] + s1[x] + s2[x];
@@ -141,8 +141,8 @@ void Contrast(const ThreeRows& mean, const ThreeRows& modulation, float* __restr
     const float* __restrict a0 = mean.above, * __restrict a1 = mean.own, * __restrict a2 = mean.below;
     const float* __restrict b0 = modulation.above, * __restrict b1 = modulation.own, * __restrict b2 = modulation.below;
     for (std::size_t x = 0; x < count; ++x) {
-        const float c = (b0[x] + b1[x] + b2[x]) / (a0[x] + a1[x] + a2[x] + 9.0F);
-        contrast[x] = c > 1.0F ? 1.0F : c;
+        const float c = (b0[x] + b1[x] + b2[x]) / (a0[x] + a1[x] + a2[x] + 9.0f);
+        contrast[x] = c > 1.0f ? 1.0f : c;
     }
 }
 

@@ -14,7 +14,7 @@
 namespace measure {
 namespace {
 
-constexpr float kPi = 3.14159265F;
+constexpr float kPi = 3.14159265f;
 constexpr int kBridge = 5;  // pixels
 constexpr float kEdge = 6;  // times the median cost, and more than a radian: the edge of an object
 constexpr float kLeastEdge = 1;

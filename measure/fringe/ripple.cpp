@@ -64,7 +64,7 @@ constexpr int kPatches = 8;  // across and down
 using Distribution = std::array<std::uint32_t, kBins>;
 
 std::size_t BinOf(float phase) {
-    const int bin = static_cast<int>(phase * (kBins / (2 * kPi)) + kBins / 2.0F);
+    const int bin = static_cast<int>(phase * (kBins / (2 * kPi)) + kBins / 2.0f);
     return static_cast<std::size_t>(std::clamp(bin, 0, kBins - 1));
 }
 

@@ -118,7 +118,7 @@ private:
         mTiles.Look(y);
         if (mResult.residual.empty()) return;
         float* const squares = mResult.residual[y];
-        std::fill_n(squares, mWidth, 0.0F);
+        std::fill_n(squares, mWidth, 0.0f);
         for (std::size_t k = 0; k < mWeights.size(); ++k) {
             const auto cosine = static_cast<float>(std::cos(mSet.shifts[k]));
             const auto sine = static_cast<float>(std::sin(mSet.shifts[k]));
@@ -126,7 +126,7 @@ private:
                 rows::AddSquares(mSet.frames[k].ptr<decltype(pixel)>(y), cosine, sine, sums, squares, mWidth);
             });
         }
-        rows::RootOf(squares, 1.0F / static_cast<float>(mWeights.size()), mWidth);
+        rows::RootOf(squares, 1.0f / static_cast<float>(mWeights.size()), mWidth);
     }
 
     void SumNeighbours(int y) {

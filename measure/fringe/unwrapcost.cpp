@@ -21,11 +21,11 @@ using EdgeList = std::vector<EDGE>;
 
 const KrN::AbortFlag kNever(nullptr);
 
-constexpr float kPi = 3.14159265F;
+constexpr float kPi = 3.14159265f;
 
 // Below this sum of two costs, in radians, noise decides which edge is the better one; they count as equal.
-constexpr float kEqualCosts = 0.25F;
-constexpr float kLargestCost = 1e6F;
+constexpr float kEqualCosts = 0.25f;
+constexpr float kLargestCost = 1e6f;
 
 // Bands of rows are joined on their own first, on all cores, then with one another.
 constexpr int kBandRows = 64;
@@ -71,7 +71,7 @@ private:
         float* const to = mCost[y];
         const float* const phase = mPhase[y];
         for (int x = 0; x < mPhase.cols; ++x) {
-            const float known = cost[x] < kLargestCost ? std::max(cost[x], 0.0F) : kLargestCost;
+            const float known = cost[x] < kLargestCost ? std::max(cost[x], 0.0f) : kLargestCost;
             to[x] = usable[x] && std::isfinite(phase[x]) ? known : INFINITY;
             mPixels[Index(y, x)] = {-1, 0};
         }

@@ -62,8 +62,8 @@ void FillPlanes(const cv::Mat1f& phase, const cv::Mat1b& usable, Planes& planes)
     ForRowBands(phase.size(), {}, "", [&](const cv::Range& range) {
         for (int y = range.start; y < range.end; ++y) {
             for (int x = 0; x < phase.cols; ++x) {
-                const bool use = usable(y, x) && std::abs(phase(y, x)) < 1e6F;  // false for NaN
-                const int step = use ? static_cast<int>(std::floor(phase(y, x) * stepsPerRadian + 0.5F)) : 0;
+                const bool use = usable(y, x) && std::abs(phase(y, x)) < 1e6f;  // false for NaN
+                const int step = use ? static_cast<int>(std::floor(phase(y, x) * stepsPerRadian + 0.5f)) : 0;
                 planes.steps(y, x) = static_cast<std::uint8_t>(step & 255);
                 planes.mask(y, x) = use ? 0 : 128;
             }

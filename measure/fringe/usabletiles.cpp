@@ -12,7 +12,7 @@ namespace measure {
 namespace {
 
 constexpr float kNear = 3;     // times the limit, and as part of it
-constexpr float kFlat = 0.2F;  // radians per pixel that hardly matter
+constexpr float kFlat = 0.2f;  // radians per pixel that hardly matter
 
 rows::ThreeRows From(const rows::ThreeRows& rows, int x) { return {rows.above + x, rows.own + x, rows.below + x}; }
 
@@ -60,12 +60,12 @@ void UsableTiles::AddOf(const cv::Rect& tile, const cv::Vec2f& slope) const {
 // Radians per pixel, across and down, of the pixels whose modulation is near the limit; nothing for noise.
 std::optional<cv::Vec2f> UsableTiles::MeanSlope(const cv::Rect& tile) const {
     constexpr int kStep = 7;  // some hundred pixels tell it
-    constexpr float kClear = 0.5F;
+    constexpr float kClear = 0.5f;
     std::complex<float> across, down;
     int count = 0;
     const auto add = [&](cv::Point a, cv::Point b, std::complex<float>& sum) {
         if (!IsNear(mPhase.modulation(a)) || !IsNear(mPhase.modulation(b))) return;
-        sum += std::polar(1.0F, mPhase.phase(b) - mPhase.phase(a));
+        sum += std::polar(1.0f, mPhase.phase(b) - mPhase.phase(a));
         ++count;
     };
     for (int y = tile.y; y + 1 < tile.br().y; y += kStep) {

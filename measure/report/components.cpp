@@ -114,7 +114,7 @@ cv::Mat3b DrawComponents(const cv::Mat1i& all, const PictureStyle& style) {
     const cv::Mat1i numbers = EveryPixel(all, std::max(1, style.step));
     const int zoom = ZoomOf(numbers.size());
     cv::Mat3b picture = Enlarged(Colours(numbers), zoom);
-    cv::Mat1f values(numbers.size(), 0.0F);
+    cv::Mat1f values(numbers.size(), 0.0f);
     values.setTo(NAN, numbers <= 0);
     Hatch(values, zoom, picture);
     WriteNumbers(numbers, zoom, picture);

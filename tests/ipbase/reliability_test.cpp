@@ -115,7 +115,7 @@ struct Literal {
             if (mask[i] == 255) least = std::min(least, values[i]);
         }
         for (Index i = 0; i < count; ++i)
-            if (mask[i] != 255) values[i] = least < 3e38F ? least : 0;
+            if (mask[i] != 255) values[i] = least < 3e38f ? least : 0;
         return values;
     }
 };
@@ -432,7 +432,7 @@ TEST(Reliability, RefusesWhatDoesNotFit) {
 
 TEST(Reliability, KeepsRawFiles) {
     const std::string name = testing::TempDir() + "reliability.raw";
-    const std::vector<float> values = {1.5f, -2.25f, 1e30F};
+    const std::vector<float> values = {1.5f, -2.25f, 1e30f};
     std::vector<float> read(5, 9);
     std::vector<unsigned char> mask(13, 9);
     using U = KrLUnWrap_Velmor;
@@ -456,7 +456,7 @@ TEST(Reliability, KeepsRawFiles) {
         EXPECT_EQ(call(), says.find("Error") == std::string::npos);
         EXPECT_EQ(testing::internal::GetCapturedStdout(), says);
     }
-    EXPECT_EQ(read, (std::vector<float>{1.5f, -2.25f, 1e30F, 9, 9}));
+    EXPECT_EQ(read, (std::vector<float>{1.5f, -2.25f, 1e30f, 9, 9}));
     EXPECT_EQ(mask[2], 0xC0);  // of 1.5
     EXPECT_EQ(mask[12], 9);
     std::remove(name.c_str());

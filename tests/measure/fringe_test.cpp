@@ -294,8 +294,8 @@ TEST(Fringe, ArcTangentAndHarmonics) {
         c.push_back(static_cast<float>(length * std::cos(angle)));
         s.push_back(static_cast<float>(length * std::sin(angle)));
     }
-    c.insert(c.end(), {0.0f, -0.0f, -1.0f, -1.0f, 3e38F});
-    s.insert(s.end(), {0.0f, 0.0f, 0.0f, -0.0f, 3e38F});
+    c.insert(c.end(), {0.0f, -0.0f, -1.0f, -1.0f, 3e38f});
+    s.insert(s.end(), {0.0f, 0.0f, 0.0f, -0.0f, 3e38f});
     std::vector<float> phase(c.size()), modulation(c.size());
     measure::rows::PhaseOf(c.data(), s.data(), phase.data(), modulation.data(), c.size());
     for (std::size_t i = 0; i < c.size(); ++i) {

@@ -67,7 +67,7 @@ TEST_F(Program, FindsTheGradientOfEveryKindOfPhase) {
                 const bool depends = isHole(x, y) || isHole(x + dx, y) || isHole(x, y + dy) || isHole(x - dx, y - dy) ||
                                      isHole(x, y - dy) || isHole(x - dx, y);
                 ASSERT_EQ(std::isnan(gap.at<float>(y, x)), !border && depends) << x << "," << y;
-                ASSERT_TRUE(border || depends || std::abs(gap.at<float>(y, x) - gap.at<float>(5, 5)) < 1e-3F);
+                ASSERT_TRUE(border || depends || std::abs(gap.at<float>(y, x) - gap.at<float>(5, 5)) < 1e-3f);
             }
     }
 }
