@@ -196,7 +196,7 @@ cv::Mat3b DrawPicture(const cv::Mat& image, const PictureStyle& style) {
         cv::resize(EveryPixel(marks, step), marks, picture.size(), 0, 0, cv::INTER_NEAREST);
         PaintMarks(marks, picture);
     }
-    return FramePicture(picture, zoom, style, &scale, palette);
+    return FramePicture(picture, zoom, style, &scale, &palette);
 }
 
 cv::Mat3b SideBySide(const cv::Mat3b& left, const cv::Mat3b& right) {

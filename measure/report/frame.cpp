@@ -75,7 +75,7 @@ void DrawAxes(cv::Mat3b& picture, const cv::Rect& image, double scale, const Let
 }  // namespace
 
 cv::Mat3b FramePicture(const cv::Mat3b& drawn, int zoom, const PictureStyle& style, const ColourScale* scale,
-                       const Palette& palette) {
+                       const Palette* palette) {
     const Lettering letters(drawn.size());
     std::vector<Tick> ticks;
     if (scale) ticks = Ticks(scale->range.lower, scale->range.upper, std::clamp(drawn.rows / letters.Em(2), 3, 12));
@@ -83,7 +83,7 @@ cv::Mat3b FramePicture(const cv::Mat3b& drawn, int zoom, const PictureStyle& sty
     cv::Mat3b picture(layout.picture, kBackground);
     drawn.copyTo(picture(layout.image));
     DrawAxes(picture, layout.image, static_cast<double>(zoom) / std::max(1, style.step), letters);
-    if (scale) DrawBar(picture, layout, letters, style, *scale, palette, ticks);
+    if (scale && palette) DrawBar(picture, layout, letters, style, *scale, *palette, ticks);
     letters.Write(picture, style.title, {layout.image.x, layout.image.y - letters.Em(0.6)});
     return picture;
 }

@@ -6,10 +6,10 @@
 
 namespace measure {
 
-// Puts axes in pixels (of the image before it was enlarged by `zoom`), a title and, if there is a scale, its bar around
-// a drawn image.
+// Puts axes in pixels (of the image before it was enlarged by `zoom`), a title and, if there is a scale, its bar in
+// the colours of the palette around a drawn image.
 cv::Mat3b FramePicture(const cv::Mat3b& drawn, int zoom, const PictureStyle& style, const ColourScale* scale = nullptr,
-                       const Palette& palette = {});
+                       const Palette* palette = nullptr);
 
 // Hatches the pixels of an enlarged image where there is no value: where the values are NaN.
 void Hatch(const cv::Mat1f& values, int zoom, cv::Mat3b& picture);
