@@ -30,8 +30,6 @@ public:
         mSums[border] += std::polar(1.0, phase);
         ++mCount;
     }
-    std::complex<double> Mean() const { return Mean(0); }
-
     // The drift, radians per cell, after whose removal the phases agree best, within `most`.
     double FindDrift(double most) const {
         const auto seen = [](const std::complex<double>& sum) { return sum != std::complex<double>(); };
@@ -39,7 +37,7 @@ public:
         const auto last = std::find_if(mSums.rbegin(), mSums.rend(), seen).base();
         if (last - first < 3) return 0;
         const double finest = 0.5 / static_cast<double>(last - first);  // the ends 0.08 periods apart
-        double drift = 0, best = std::abs(Mean(0));
+        double drift = 0, best = std::abs(Mean());
         const auto steps = static_cast<int>(std::min(most / finest, 2000.0));
         for (int i = -steps; i <= steps; ++i) {
             const double agreement = std::abs(Mean(i * finest));
@@ -49,7 +47,8 @@ public:
         }
         return drift;
     }
-    std::complex<double> Mean(double drift) const {
+    // Without a drift, radians per cell.
+    std::complex<double> Mean(double drift = 0) const {
         std::complex<double> sum;
         for (std::size_t border = 0; border < mSums.size(); ++border)
             if (mSums[border] != std::complex<double>())

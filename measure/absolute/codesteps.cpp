@@ -14,7 +14,11 @@ public:
     std::string Explain() {
         for (const CodeSteps& step : mSteps) mCount += step.count;
         const auto same = [](Bits gray) { return gray; };
-        mBest = std::max(Ones(same, 1), Ones(same, -1)) + Least(0.001);
+        // A slip explains what a few borders, seen on many lines, do not do; edges of objects may look like one on
+        // some.
+        const int least = std::max(30, mCount / 1000);
+        mBest = std::max(Ones(same, 1), Ones(same, -1)) + least;
+        if (mBest >= mCount) return {};  // as in all right scans: nothing explains more
         Consider([&](Bits gray) { return Reversed(gray); }, "the least significant bit looks listed first");
         for (int a = 0; a < mBits; ++a)
             for (int b = a + 1; b < mBits; ++b)
@@ -32,8 +36,6 @@ public:
     }
 
 private:
-    // A slip explains what a few borders, seen on many lines, do not do; edges of objects may look like one on some.
-    int Least(double share) const { return std::max(30, static_cast<int>(share * mCount)); }
     static std::string NameOf(int picture) { return "gray.frames[" + std::to_string(picture) + "]"; }
 
     // Steps to the next cell where the phase rises, to the one before where it falls; the other way round for sign -1.

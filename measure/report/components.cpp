@@ -59,12 +59,6 @@ void WriteNumber(cv::Mat3b& picture, int number, cv::Point at) {
     }
 }
 
-cv::Mat3b Enlarged(const cv::Mat3b& colours, int zoom) {
-    cv::Mat3b picture = colours;
-    if (zoom > 1) cv::resize(colours, picture, {}, zoom, zoom, cv::INTER_NEAREST);
-    return picture;
-}
-
 cv::Mat3b Colours(const cv::Mat1i& numbers) {
     cv::Mat3b colours(numbers.size());
     for (int y = 0; y < numbers.rows; ++y) {
@@ -104,7 +98,7 @@ cv::Vec3b ComponentColour(int number) {
 cv::Mat3b DrawComponents(const cv::Mat1i& numbers) {
     if (numbers.empty()) return {};
     const int zoom = ZoomOf(numbers.size());
-    cv::Mat3b picture = Enlarged(Colours(numbers), zoom);
+    cv::Mat3b picture = Enlarge(Colours(numbers), zoom);
     WriteNumbers(numbers, zoom, picture);
     return picture;
 }
@@ -113,7 +107,7 @@ cv::Mat3b DrawComponents(const cv::Mat1i& all, const PictureStyle& style) {
     if (all.empty()) return {};
     const cv::Mat1i numbers = EveryPixel(all, std::max(1, style.step));
     const int zoom = ZoomOf(numbers.size());
-    cv::Mat3b picture = Enlarged(Colours(numbers), zoom);
+    cv::Mat3b picture = Enlarge(Colours(numbers), zoom);
     cv::Mat1f values(numbers.size(), 0.0f);
     values.setTo(NAN, numbers <= 0);
     Hatch(values, zoom, picture);

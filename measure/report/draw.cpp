@@ -158,13 +158,6 @@ void PaintMarks(const cv::Mat1b& marks, cv::Mat3b& picture) {
     picture.setTo(kMark, wide);
 }
 
-cv::Mat3b Enlarge(const cv::Mat3b& colours, int zoom) {
-    if (zoom == 1) return colours;
-    cv::Mat3b large;
-    cv::resize(colours, large, {}, zoom, zoom, cv::INTER_NEAREST);
-    return large;
-}
-
 }  // namespace
 
 cv::Mat3b DrawPicture(const cv::Mat& image, const PictureStyle& style) {

@@ -88,6 +88,13 @@ cv::Mat3b FramePicture(const cv::Mat3b& drawn, int zoom, const PictureStyle& sty
     return picture;
 }
 
+cv::Mat3b Enlarge(const cv::Mat3b& colours, int zoom) {
+    if (zoom == 1) return colours;
+    cv::Mat3b large;
+    cv::resize(colours, large, {}, zoom, zoom, cv::INTER_NEAREST);
+    return large;
+}
+
 void Hatch(const cv::Mat1f& values, int zoom, cv::Mat3b& picture) {
     const int width = std::max(4, std::max(picture.cols, picture.rows) / 150);
     cv::parallel_for_(cv::Range(0, picture.rows), [&](const cv::Range& rows) {

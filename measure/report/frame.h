@@ -11,6 +11,9 @@ namespace measure {
 cv::Mat3b FramePicture(const cv::Mat3b& drawn, int zoom, const PictureStyle& style, const ColourScale* scale = nullptr,
                        const Palette* palette = nullptr);
 
+// Every pixel as zoom x zoom pixels; the same image where zoom is 1.
+cv::Mat3b Enlarge(const cv::Mat3b& colours, int zoom);
+
 // Hatches the pixels of an enlarged image where there is no value: where the values are NaN.
 void Hatch(const cv::Mat1f& values, int zoom, cv::Mat3b& picture);
 
