@@ -6,9 +6,7 @@ list(FILTER fuzz_sources EXCLUDE REGEX "/(corpus|derived|threads|unwrap)_test\\.
 find_package(GTest CONFIG REQUIRED)
 voripbase_find_opencv(imgcodecs)
 # What draws and compares is not instrumented itself: it would take most of the time.
-add_library(voripbase_fuzz_checks OBJECT
-    ${fuzz_sources} tools/vorip/cli/parse.cpp tools/vorip/commands/filterinputs.cpp
-    tools/vorip/commands/surfaceareas.cpp tools/vorip/session/filelist.cpp tools/vorip/session/summary.cpp)
+add_library(voripbase_fuzz_checks OBJECT ${fuzz_sources} ${program_readers})
 target_link_libraries(voripbase_fuzz_checks
     PUBLIC voripbase_objects voripmeasure_objects voripbase::opencv_imgcodecs GTest::gtest)
 target_compile_options(voripbase_fuzz_checks PRIVATE -fno-sanitize=all)

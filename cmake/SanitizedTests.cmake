@@ -5,7 +5,7 @@ set(sanitized_program)
 if(MSVC OR CMAKE_CXX_FLAGS MATCHES "-fsanitize")
     return()
 endif()
-# Checks of null pointers, alignment and dynamic types would double the rest: preset asan-ubsan has them, too.
+# Checks of null pointers, alignment and dynamic types cost time to compile: preset asan-ubsan has them, too.
 set(sanitizers -fsanitize=address,undefined -fno-sanitize=null,alignment,object-size,vptr
     -fno-sanitize-recover=undefined)
 foreach(library IN ITEMS voripbase voripmeasure)

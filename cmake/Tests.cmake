@@ -23,8 +23,7 @@ list(FILTER test_sources EXCLUDE REGEX "/fuzz/libfuzzer\\.cpp$")
 if(NOT VORIPBASE_BUILD_PROGRAM)
     list(FILTER test_sources EXCLUDE REGEX "/tests/program/")
 endif()
-list(APPEND test_sources tools/vorip/cli/parse.cpp tools/vorip/commands/filterinputs.cpp
-    tools/vorip/commands/surfaceareas.cpp tools/vorip/session/filelist.cpp tools/vorip/session/summary.cpp)
+list(APPEND test_sources ${program_readers})
 if(have_library AND test_sources)
     voripbase_find_opencv(imgcodecs)
     find_package(GTest CONFIG REQUIRED)
@@ -71,7 +70,6 @@ if(have_library)
         "-DBUILD_DIR=${PROJECT_BINARY_DIR}" "-DSOURCE_DIR=${PROJECT_SOURCE_DIR}" "-DCONFIG=$<CONFIG>"
         "-DGENERATOR=${CMAKE_GENERATOR}" "-DCXX=${CMAKE_CXX_COMPILER}" "-DCXX_FLAGS=${CMAKE_CXX_FLAGS}"
         -P "${PROJECT_SOURCE_DIR}/tests/consumer/run.cmake")
-    set_tests_properties(consumer PROPERTIES LABELS slow)
 endif()
 
 # Includes go down only, and installed headers need nothing that is not installed.

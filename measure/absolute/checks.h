@@ -27,11 +27,8 @@ void CheckPairs(DecodeState& state);
 // Where a scan without a code covers the length of the projector, no surface runs on from its last order to its first.
 void CheckSeams(DecodeState& state, const cv::Mat1f& phase, const OrderDecision& decision);
 
-// What the borders between the cells of a Gray code tell.
-struct CodeEdges {
-    int count = 0;                // borders between cells that follow each other
-    std::vector<double> origins;  // radians, per set: its phase at the position 0; empty when there are too few
-};
-CodeEdges CheckCode(DecodeState& state, const GrayDecoding& code);
+// The cells of a Gray code must follow each other, with the phase. Returns what their borders tell, per set: its phase
+// at the position 0 in radians; empty when there are too few of them.
+std::vector<double> CheckCode(DecodeState& state, const GrayDecoding& code);
 
 }  // namespace measure

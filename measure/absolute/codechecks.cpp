@@ -168,14 +168,12 @@ void CheckEdges(DecodeState& state, const EdgePhases& edges, std::size_t set) {
 
 }  // namespace
 
-CodeEdges CheckCode(DecodeState& state, const GrayDecoding& code) {
+std::vector<double> CheckCode(DecodeState& state, const GrayDecoding& code) {
     constexpr int kFewSteps = 100;
     constexpr double kLeastOnes = 0.9, kLeastAgreeing = 0.5, kLeastOfPicture = 0.5;
     StepCollector collector(state, code);
     collector.Collect();
-    CodeEdges edges;
-    edges.count = collector.Ones();
-    if (collector.Count() < kFewSteps) return edges;
+    if (collector.Count() < kFewSteps) return {};
 
     const std::vector<CodeSteps> steps = collector.Steps();
     const auto bits = static_cast<int>(state.pictures.gray.size());
@@ -202,11 +200,12 @@ CodeEdges CheckCode(DecodeState& state, const GrayDecoding& code) {
              "gray.frames[" + std::to_string(worst.index) + "]: only " + Text(worst.share) +
                  " of its borders lead to the next cell: is it in its place in the list?");
 
+    std::vector<double> origins;
     for (std::size_t set = 0; set < state.Count(); ++set) {
         CheckEdges(state, collector.Edges(set), set);
-        edges.origins.push_back(std::arg(collector.Edges(set).Mean()));
+        origins.push_back(std::arg(collector.Edges(set).Mean()));
     }
-    return edges;
+    return origins;
 }
 
 }  // namespace measure

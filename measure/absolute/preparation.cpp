@@ -103,12 +103,12 @@ void FindOrigins(DecodeState& state) {
     const double origin = axis.origin.value_or(0.0);
     for (const SineSet& set : axis.sines) state.origins.push_back(-2 * CV_PI * origin / set.period);
     if (axis.gray) {
-        const CodeEdges edges = CheckCode(state, state.code);
-        if (!axis.origin && !edges.origins.empty()) {
-            state.origins = edges.origins;
+        const std::vector<double> origins = CheckCode(state, state.code);
+        if (!axis.origin && !origins.empty()) {
+            state.origins = origins;
             state.commonOrigins = false;
         }
-        if (!axis.origin && edges.origins.empty())
+        if (!axis.origin && origins.empty())
             state.result.warnings.push_back(
                 "gray: hardly any border between its cells is seen, so the column where the phase is 0 is not known "
                 "and taken as 0; give \"origin\"");
