@@ -13,6 +13,7 @@
 #include "measure/cloud.h"
 #include "measure/image.h"
 #include "measure/simulatescan.h"
+#include "tests/support/truecalibration.h"
 
 namespace measure::bench {
 namespace {
@@ -126,13 +127,7 @@ void Run() {
     MeasurePoints(rig, columns, truth.column);
 
     cv::setNumThreads(-1);
-    Calibration calibration;
-    calibration.cameraSize = rig.cameraSize;
-    calibration.projectorSize = rig.projectorSize;
-    calibration.camera = rig.camera;
-    calibration.projector = rig.projector;
-    calibration.rotation = rig.toProjector.rotation;
-    calibration.translation = rig.toProjector.translation;
+    const Calibration calibration = test::CalibrationOf(rig);
     const Cloud cloud = MakeCloud({columns, rows}, calibration).cloud;
     PlyOptions ply;
     ply.grey = cv::Mat1b(kSize, 99);
