@@ -22,24 +22,21 @@ rows::Harmonics ToHarmonics(const Ripple& ripple) {
     return harmonics;
 }
 
-// 1 / |1 + u e^(-i N truth)| as a function of N times the uncorrected phase.
+// 1 / |1 + u e^(-i N phase)|, of the corrected phase.
 rows::Gain GainOf(const Ripple& ripple) {
     constexpr int kSamples = 128;
     constexpr double kMost = 0.8;  // of |u|: fringes of which hardly anything is left have no gain that could be told
-    const double steps = ripple.harmonics.front();
     std::complex<double> u(ripple.sines[0], -ripple.cosines[0]);
     u *= std::min(1.0, kMost / std::max(std::abs(u), 1e-9));
     rows::Gain gain;
     gain.mean = 0;
+    gain.least = static_cast<float>(1 / (1 + std::abs(u)));
+    gain.most = static_cast<float>(1 / (1 - std::abs(u)));
+    gain.multiple = ripple.harmonics.front();
     gain.swing.count = 2;
     for (int i = 0; i < kSamples; ++i) {
         const double angle = 2 * CV_PI * i / kSamples;
-        double truth = angle;
-        for (std::size_t m = 0; m < 2; ++m) {
-            const double multiple = static_cast<double>(m + 1) * angle;
-            truth += steps * (ripple.sines[m] * std::sin(multiple) + ripple.cosines[m] * std::cos(multiple));
-        }
-        const double value = 1 / std::abs(1.0 + u * std::polar(1.0, -truth)) / kSamples;
+        const double value = 1 / std::abs(1.0 + u * std::polar(1.0, -angle)) / kSamples;
         gain.mean += static_cast<float>(value);
         for (std::size_t m = 0; m < 2; ++m) {
             gain.swing.sines[m] += static_cast<float>(2 * value * std::sin(static_cast<double>(m + 1) * angle));
@@ -58,22 +55,15 @@ void CorrectRipple(FringePhase& phase, const Ripple& ripple, const Progress& pro
     const rows::Harmonics harmonics = ToHarmonics(ripple);
     const int multiple = ripple.harmonics.front();
     const auto width = static_cast<std::size_t>(phase.phase.cols);
-    const auto forRows = [&](const auto& correct) {
-        ForRowBands(phase.phase.size(), progress, "correcting the ripple", [&](const cv::Range& range) {
-            for (int y = range.start; y < range.end; ++y) correct(y);
-        });
-    };
-    if (EqualSteps(phase.shifts) == 0)
-        return forRows([&](int y) { rows::AddHarmonics(harmonics, multiple, phase.phase[y], width); });
-    const rows::Gain gain = GainOf(ripple);
-    FringePhase freed = phase;  // has the same images
-    freed.modulation = phase.modulation.clone();
-    UsableTiles tiles(freed);
-    forRows([&](int y) {
-        rows::AddHarmonics(harmonics, gain, multiple, phase.phase[y], freed.modulation[y], width);
-        tiles.Look(y);
+    const bool hasGain = EqualSteps(phase.shifts) != 0;
+    UsableTiles tiles(phase, hasGain ? GainOf(ripple) : rows::Gain{});
+    ForRowBands(phase.phase.size(), progress, "correcting the ripple", [&](const cv::Range& range) {
+        for (int y = range.start; y < range.end; ++y) {
+            rows::AddHarmonics(harmonics, multiple, phase.phase[y], width);
+            if (hasGain) tiles.Look(y);
+        }
     });
-    tiles.AddAnew();
+    if (hasGain) tiles.AddAnew();
 }
 
 }  // namespace measure

@@ -65,15 +65,12 @@ MEASURE_WIDE void AddHarmonics(const Harmonics& harmonics, int multiple, float* 
     AddHarmonicsOf<Harmonics::kLargest>(harmonics, multiple, phase, count);
 }
 
-MEASURE_WIDE void AddHarmonics(const Harmonics& harmonics, const Gain& gain, int multiple, float* __restrict phase,
-                               float* __restrict modulation, std::size_t count) {
-    const Harmonics h = harmonics, swing = gain.swing;
-    const float mean = gain.mean, turnsPerRadian = static_cast<float>(multiple) / (2 * kPi);
-    for (std::size_t x = 0; x < count; ++x) {
-        const SineAndCosine twice = TwiceAt(phase[x] * turnsPerRadian);
-        phase[x] = Wrap(phase[x] + SumAt<2>(h, twice));
-        modulation[x] *= mean + SumAt<2>(swing, twice);
-    }
+MEASURE_WIDE void Multiply(const Gain& gain, const float* __restrict phase, const float* __restrict modulation,
+                           float* __restrict product, std::size_t count) {
+    const Harmonics swing = gain.swing;
+    const float mean = gain.mean, turnsPerRadian = static_cast<float>(gain.multiple) / (2 * kPi);
+    for (std::size_t x = 0; x < count; ++x)
+        product[x] = modulation[x] * (mean + SumAt<2>(swing, TwiceAt(phase[x] * turnsPerRadian)));
 }
 
 MEASURE_WIDE void PhasorOf(const float* __restrict phase, const float* __restrict modulation, const Ramp& ramp,

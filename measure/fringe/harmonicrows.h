@@ -19,13 +19,14 @@ struct Harmonics {
 // [-pi, pi]; NaN stays NaN.
 void AddHarmonics(const Harmonics& harmonics, int multiple, float* phase, std::size_t count);
 
-// For up to two harmonics. Multiplies the modulation by mean + the sum of `swing` for the phase before the correction.
+// A factor that swings with a multiple of the phase, of up to two harmonics, and its bounds.
 struct Gain {
-    float mean = 1;
+    float mean = 1, least = 1, most = 1;
     Harmonics swing;
+    int multiple = 1;
 };
-void AddHarmonics(const Harmonics& harmonics, const Gain& gain, int multiple, float* phase, float* modulation,
-                  std::size_t count);
+// product = modulation (mean + the sum of `swing` for the angle `multiple` phase)
+void Multiply(const Gain& gain, const float* phase, const float* modulation, float* product, std::size_t count);
 
 // c = modulation cos(angle), s = modulation sin(angle), within 1e-6 of the modulation, of angle = phase - ramp.
 struct Ramp {

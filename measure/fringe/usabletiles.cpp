@@ -5,7 +5,6 @@
 #include <cmath>
 #include <complex>
 
-#include "measure/fringe/harmonicrows.h"
 #include "measure/fringe/neighboursums.h"
 
 namespace measure {
@@ -18,8 +17,9 @@ rows::ThreeRows From(const rows::ThreeRows& rows, int x) { return {rows.above + 
 
 }  // namespace
 
-UsableTiles::UsableTiles(FringePhase& phase)
+UsableTiles::UsableTiles(FringePhase& phase, const rows::Gain& gain)
     : mPhase(phase),
+      mGain(gain),
       mLimits(phase.limits),
       mLeast(mLimits.modulation / kNear),
       mMost(mLimits.modulation * kNear),
@@ -28,7 +28,7 @@ UsableTiles::UsableTiles(FringePhase& phase)
       mIsNear(phase.phase.rows, mAcross) {}
 
 void UsableTiles::Look(int y) {
-    rows::FindWithin(mPhase.modulation[y], mLeast, mMost, kTile, mIsNear[y],
+    rows::FindWithin(mPhase.modulation[y], mLeast / mGain.most, mMost / mGain.least, kTile, mIsNear[y],
                      static_cast<std::size_t>(mPhase.phase.cols));
 }
 
@@ -36,40 +36,56 @@ void UsableTiles::Add(bool withSlope) const {
     const cv::Rect image({}, mPhase.phase.size()), looks({}, mIsNear.size());
     cv::parallel_for_(cv::Range(0, mAcross * mDown), [&](const cv::Range& tiles) {
         for (int i = tiles.start; i < tiles.end; ++i) {
-            const cv::Rect tile(i % mAcross * kTile, i / mAcross * kTile, kTile, kTile);
-            if (cv::countNonZero(mIsNear(cv::Rect(i % mAcross, tile.y, 1, kTile) & looks)) == 0) continue;
-            const std::optional<cv::Vec2f> slope = MeanSlope(tile & image);
+            const cv::Rect square(i % mAcross * kTile, i / mAcross * kTile, kTile, kTile);
+            if (cv::countNonZero(mIsNear(cv::Rect(i % mAcross, square.y, 1, kTile) & looks)) == 0) continue;
+            const cv::Rect around = (square + cv::Size(2, 2) - cv::Point(1, 1)) & image;
+            const Tile tile{square & image, around, FreedModulation(around)};
+            const std::optional<cv::Vec2f> slope = MeanSlope(tile);
             if (!slope) continue;
-            if (withSlope) AddOf(tile & image, {0, 0});
-            if (std::max(std::abs((*slope)[0]), std::abs((*slope)[1])) >= kFlat) AddOf(tile & image, *slope);
+            if (withSlope) AddOf(tile, {0, 0});
+            if (std::max(std::abs((*slope)[0]), std::abs((*slope)[1])) >= kFlat) AddOf(tile, *slope);
         }
     });
 }
 
-void UsableTiles::AddOf(const cv::Rect& tile, const cv::Vec2f& slope) const {
+cv::Mat1f UsableTiles::FreedModulation(const cv::Rect& part) const {
+    const cv::Mat1f measured = mPhase.modulation(part), phase = mPhase.phase(part);
+    if (mGain.least == mGain.most) return measured;
+    cv::Mat1f freed(part.size());
+    for (int y = 0; y < part.height; ++y)
+        rows::Multiply(mGain, phase[y], measured[y], freed[y], static_cast<std::size_t>(part.width));
+    return freed;
+}
+
+void UsableTiles::AddOf(const Tile& tile, const cv::Vec2f& slope) const {
     std::array<std::uint8_t, kTile> reach{};
-    const auto width = static_cast<std::size_t>(tile.width);
+    const int left = tile.inside.x;
+    const auto width = static_cast<std::size_t>(tile.inside.width);
     VisitRows(tile, slope, [&](int y, const rows::Neighbourhood& around) {
-        rows::MarkUsable(mPhase.mean[y] + tile.x, mPhase.modulation[y] + tile.x, mPhase.saturated[y] + tile.x, around,
-                         mLimits, reach.data(), width);
-        std::uint8_t* const usable = mPhase.usable[y] + tile.x;
+        const float* const modulation = tile.modulation[y - tile.around.y] + left - tile.around.x;
+        rows::MarkUsable(mPhase.mean[y] + left, modulation, mPhase.saturated[y] + left, around, mLimits, reach.data(),
+                         width);
+        std::uint8_t* const usable = mPhase.usable[y] + left;
         for (std::size_t x = 0; x < width; ++x) usable[x] |= reach[x];
     });
 }
 
 // Radians per pixel, across and down, of the pixels whose modulation is near the limit; nothing for noise.
-std::optional<cv::Vec2f> UsableTiles::MeanSlope(const cv::Rect& tile) const {
+std::optional<cv::Vec2f> UsableTiles::MeanSlope(const Tile& tile) const {
     constexpr int kStep = 7;  // some hundred pixels tell it
     constexpr float kClear = 0.5f;
+    const cv::Mat1f phase = mPhase.phase(tile.around);
+    const auto isNear = [&](cv::Point at) { return tile.modulation(at) >= mLeast && tile.modulation(at) < mMost; };
     std::complex<float> across, down;
     int count = 0;
     const auto add = [&](cv::Point a, cv::Point b, std::complex<float>& sum) {
-        if (!IsNear(mPhase.modulation(a)) || !IsNear(mPhase.modulation(b))) return;
-        sum += std::polar(1.0f, mPhase.phase(b) - mPhase.phase(a));
+        if (!isNear(a) || !isNear(b)) return;
+        sum += std::polar(1.0f, phase(b) - phase(a));
         ++count;
     };
-    for (int y = tile.y; y + 1 < tile.br().y; y += kStep) {
-        for (int x = tile.x; x + 1 < tile.br().x; x += kStep) {
+    const cv::Rect inside = tile.inside - tile.around.tl();
+    for (int y = inside.y; y + 1 < inside.br().y; y += kStep) {
+        for (int x = inside.x; x + 1 < inside.br().x; x += kStep) {
             add({x, y}, {x + 1, y}, across);
             add({x, y}, {x, y + 1}, down);
         }
@@ -79,23 +95,24 @@ std::optional<cv::Vec2f> UsableTiles::MeanSlope(const cv::Rect& tile) const {
 }
 
 template <class Visit>
-void UsableTiles::VisitRows(const cv::Rect& tile, const cv::Vec2f& slope, const Visit& visit) const {
+void UsableTiles::VisitRows(const Tile& tile, const cv::Vec2f& slope, const Visit& visit) const {
     const int height = mPhase.phase.rows;
-    const int left = std::max(tile.x - 1, 0), right = std::min(tile.br().x + 1, mPhase.phase.cols);
-    const auto width = static_cast<std::size_t>(right - left);
-    NeighbourSums cosines({right - left, height}), sines({right - left, height});
+    const cv::Rect &inside = tile.inside, &around = tile.around;
+    const auto width = static_cast<std::size_t>(around.width);
+    NeighbourSums cosines({around.width, height}), sines({around.width, height});
     std::array<float, kTile + 2> c{}, s{};
     const auto load = [&](int y) {
-        const rows::Ramp ramp{slope[0], slope[1] * static_cast<float>(y - tile.y)};
-        rows::PhasorOf(mPhase.phase[y] + left, mPhase.modulation[y] + left, ramp, c.data(), s.data(), width);
+        const rows::Ramp ramp{slope[0], slope[1] * static_cast<float>(y - inside.y)};
+        rows::PhasorOf(mPhase.phase[y] + around.x, tile.modulation[y - around.y], ramp, c.data(), s.data(), width);
         cosines.Load(y, c.data());
         sines.Load(y, s.data());
     };
-    load(std::max(tile.y - 1, 0));
-    load(tile.y);
-    for (int y = tile.y; y < tile.br().y; ++y) {
+    load(around.y);
+    load(inside.y);
+    for (int y = inside.y; y < inside.br().y; ++y) {
         if (y + 1 < height) load(y + 1);
-        visit(y, rows::Neighbourhood{From(cosines.Around(y), tile.x - left), From(sines.Around(y), tile.x - left)});
+        const int left = inside.x - around.x;
+        visit(y, rows::Neighbourhood{From(cosines.Around(y), left), From(sines.Around(y), left)});
     }
 }
 

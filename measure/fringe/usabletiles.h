@@ -4,6 +4,7 @@
 #include <optional>
 
 #include "measure/fringe.h"
+#include "measure/fringe/harmonicrows.h"
 #include "measure/fringe/phaserows.h"
 
 namespace measure {
@@ -14,7 +15,8 @@ namespace measure {
 // pixels near the limit is all noise nothing is changed: freed of a swing that it does not have, more noise would pass.
 class UsableTiles {
 public:
-    explicit UsableTiles(FringePhase& phase);
+    // The gain frees the modulation of what harmonics make it swing.
+    explicit UsableTiles(FringePhase& phase, const rows::Gain& gain = {});
 
     // Looks for tiles in a row whose modulation is known. Other threads may look at other rows.
     void Look(int y);
@@ -26,15 +28,22 @@ public:
 private:
     static constexpr int kTile = 64;
 
-    bool IsNear(float modulation) const { return modulation >= mLeast && modulation < mMost; }
+    // A part of the image, with the modulation, freed of its swing, of it and the pixels around.
+    struct Tile {
+        cv::Rect inside, around;
+        cv::Mat1f modulation;
+    };
+
     void Add(bool withSlope) const;
-    void AddOf(const cv::Rect& tile, const cv::Vec2f& slope) const;
-    std::optional<cv::Vec2f> MeanSlope(const cv::Rect& tile) const;
+    void AddOf(const Tile& tile, const cv::Vec2f& slope) const;
+    cv::Mat1f FreedModulation(const cv::Rect& part) const;
+    std::optional<cv::Vec2f> MeanSlope(const Tile& tile) const;
     // visit(y, around) gets the sums of the neighbours of every row of the tile.
     template <class Visit>
-    void VisitRows(const cv::Rect& tile, const cv::Vec2f& slope, const Visit& visit) const;
+    void VisitRows(const Tile& tile, const cv::Vec2f& slope, const Visit& visit) const;
 
     FringePhase& mPhase;
+    const rows::Gain mGain;
     const rows::Limits mLimits;
     const float mLeast, mMost;  // what is near the limit
     const int mAcross, mDown;
