@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <complex>
 #include <iterator>
 #include <opencv2/imgproc.hpp>
 
@@ -81,16 +80,19 @@ float SamplePhase(const DecodeState& state, std::size_t set, cv::Point at, doubl
         variance += systematic;
         return fringes.phase(at);
     }
-    std::complex<float> sum;
+    const float own = fringes.phase(at);
+    float sum = 0, weights = 0;
     int count = 0;
     for (int y = std::max(at.y - reach, 0); y <= std::min(at.y + reach, fringes.phase.rows - 1); ++y)
         for (int x = std::max(at.x - reach, 0); x <= std::min(at.x + reach, fringes.phase.cols - 1); ++x)
             if (state.usable(y, x)) {
-                sum += std::polar(fringes.modulation(y, x), fringes.phase(y, x));
+                const float weight = fringes.modulation(y, x);
+                sum += weight * WrapRadians(fringes.phase(y, x) - own);
+                weights += weight;
                 ++count;
             }
     variance = variance / std::max(count, 1) + systematic;
-    return std::arg(sum);
+    return count > 0 ? own + sum / weights : own;
 }
 
 PhaseSet Smooth(const PhaseSet& set, const cv::Mat1b& usable, const cv::Rect& tile) {

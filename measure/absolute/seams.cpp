@@ -20,28 +20,30 @@ public:
           mLeastStep(std::max(1.0, 0.9 * (state.axis.length / state.periods[0] - 1))) {}
 
     bool HasSeam(cv::Point at, cv::Point step, int count) const {
-        constexpr int kReach = 8;  // steps in a row on either side
-        int before = 0, after = -1;
-        for (int i = 1; i < count; ++i, at += step) {
-            const cv::Point next = at + step;
-            const bool runsOn =
-                mUsable(at) && mUsable(next) && std::abs(WrapRadians(mPhase(next) - mPhase(at))) < kMostStep;
-            const int jump = runsOn ? JumpOf(at, next) : 1;
-            if (runsOn && before >= kReach && std::abs(jump) >= mLeastStep) {
-                before = after = 0;
-            } else if (jump == 0) {
-                ++before;
-                if (after >= 0 && ++after == kReach) return true;
-            } else {
-                before = 0;
-                after = -1;
-            }
+        for (int i = kReach; i + kReach + 1 < count; ++i) {
+            const cv::Point here = at + i * step;
+            const int change = std::abs(mOrder(here + step) - mOrder(here));
+            if (change + 1 >= mLeastStep && IsSeam(here, step)) return true;  // a wrap changes an order by one
         }
         return false;
     }
 
 private:
     static constexpr float kMostStep = 1.5f;  // radians between neighbours on a surface
+    static constexpr int kReach = 8;          // steps in a row on either side
+
+    bool IsSeam(cv::Point at, cv::Point step) const {
+        if (!RunsOn(at, at + step) || std::abs(JumpOf(at, at + step)) < mLeastStep) return false;
+        for (int i = 1; i <= kReach; ++i) {
+            for (const cv::Point a : {at - i * step, at + i * step})
+                if (!RunsOn(a, a + step) || JumpOf(a, a + step) != 0) return false;
+        }
+        return true;
+    }
+
+    bool RunsOn(cv::Point a, cv::Point b) const {
+        return mUsable(a) && mUsable(b) && std::abs(WrapRadians(mPhase(b) - mPhase(a))) < kMostStep;
+    }
 
     // By how many orders the neighbours differ from one phase that runs on.
     int JumpOf(cv::Point a, cv::Point b) const {
