@@ -109,4 +109,15 @@ MEASURE_WIDE bool FindCandidates(const float* __restrict difference, const Ratio
     return any != 0;
 }
 
+MEASURE_WIDE void StoreBest(const Trials& trials, const float* __restrict base, std::int16_t* __restrict orders,
+                            float* __restrict residual, float* __restrict lead) {
+    for (std::size_t x = 0; x < trials.count; ++x) {
+        const float best = trials.best[x], second = trials.second[x];
+        const float deviation = std::sqrt(std::max(best, 0.0f));
+        orders[x] = ToOrder(base[x] + trials.order[x]);
+        residual[x] = deviation / (deviation + std::sqrt(std::max(second, 0.0f)) + 1e-12f);
+        lead[x] = second - best;
+    }
+}
+
 }  // namespace measure::rows

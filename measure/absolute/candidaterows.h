@@ -64,4 +64,8 @@ void TryCandidates(const OtherSets& sets, Trials& trials);
 // one; `first` is added to those below n. Whether there are any.
 bool FindCandidates(const float* difference, const Ratio& ratio, float step, float first, float most, Trials& trials);
 
+// The best candidates above a base order, how far they lie from fitting as well as the second best ones (0 to 1/2), and
+// their lead over these.
+void StoreBest(const Trials& trials, const float* base, std::int16_t* orders, float* residual, float* lead);
+
 }  // namespace measure::rows

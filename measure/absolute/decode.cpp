@@ -54,6 +54,8 @@ private:
         if (mIsRing && Result().repeat == 0)
             OpenRing(mFine, mState.periods[0], Axis().length, mState.repeat, mDecision.order);
         CheckSeams(mState, mFine, mDecision);
+        for (FringePhase& fringes : mState.fringes)  // the same
+            if (&fringes != &mState.Finest()) fringes.phase = fringes.modulation = cv::Mat1f();
     }
 
     // Where noise leaves doubt, the phases of some pixels together decide.

@@ -3,11 +3,11 @@
 #include <atomic>
 #include <cmath>
 #include <cstring>
-#include <limits>
 
 #include "measure/absolute.h"
 #include "measure/absolute/areas.h"
 #include "measure/absolute/bridging.h"
+#include "measure/absolute/growthrows.h"
 #include "measure/absolute/lifting.h"
 #include "measure/absolute/wrapping.h"
 #include "measure/error.h"
@@ -49,7 +49,8 @@ public:
           mTrust(trust),
           mOptions(options),
           mInside(1, 1, phase.cols, phase.rows),
-          mStride(phase.cols + 2) {
+          mStride(phase.cols + 2),
+          mRepeat(options.repeat) {
         cv::copyMakeBorder(phase, mImages.phase, 1, 1, 1, 1, cv::BORDER_CONSTANT);
         cv::copyMakeBorder(trust, mImages.trust, 1, 1, 1, 1, cv::BORDER_CONSTANT, eNoPhase);
         const cv::Size size = mImages.phase.size();
@@ -59,10 +60,7 @@ public:
                                  mImages.absolute.col(0), mImages.absolute.col(size.width - 1)})
             border.setTo(0);
         for (std::size_t i = 0; i < kAround.size(); ++i) mOffset[i] = kAround[i].dy * mStride + kAround[i].dx;
-        if (options.repeat > 0) {
-            mImages.area = cv::Mat1i(size, -1);
-            mRepeat = kRadiansPerPeriod * static_cast<float>(options.repeat);
-        }
+        if (options.repeat > 0) mImages.area = cv::Mat1i(size, -1);
     }
 
     GrownOrders Run(const Progress& progress) {
@@ -90,15 +88,8 @@ private:
 
     void MakeAbsolute() {
         ForRows([&](int y) {
-            const float* phase = mImages.phase[y + 1] + 1;
-            const short* order = mOrder[y];
-            const unsigned char* trust = mTrust[y];
-            float* __restrict absolute = mImages.absolute[y + 1] + 1;
-            unsigned char* __restrict state = mImages.state[y + 1] + 1;
-            for (int x = 0; x < mInside.width; ++x) {
-                absolute[x] = phase[x] + kRadiansPerPeriod * static_cast<float>(order[x]);
-                state[x] = trust[x] ? eRest : eOut;
-            }
+            rows::LiftRow(mImages.phase[y + 1] + 1, mOrder[y], mTrust[y], mImages.absolute[y + 1] + 1,
+                          mImages.state[y + 1] + 1, Width());
         });
     }
 
@@ -114,7 +105,7 @@ private:
             std::fill(mImages.state[y] + first, mImages.state[y] + end, eFixed);
             if (mOptions.repeat == 0) continue;
             std::fill(mImages.area[y] + first, mImages.area[y] + end, area);
-            for (int x = first; x < end; ++x) mImages.absolute(y, x) += mRepeat * static_cast<float>(lift);
+            for (int x = first; x < end; ++x) mImages.absolute(y, x) += mRepeat.radians * static_cast<float>(lift);
         }
     }
 
@@ -189,7 +180,7 @@ private:
             const int area = mOptions.repeat > 0 ? mImages.area[0][i + offset] : 0;
             std::size_t k = 0;
             while (k < count && !(std::abs(candidates[k].absolute - absolute) < 1 && candidates[k].area == area)) ++k;
-            if (k == count) candidates[count++] = {absolute, AreSame(absolute, own) ? 1 : 0, area};
+            if (k == count) candidates[count++] = {absolute, mRepeat.AreSame(absolute, own) ? 1 : 0, area};
             candidates[k].weight += 2;
         }
         if (count == 0) return false;
@@ -201,41 +192,23 @@ private:
         return true;
     }
 
-    // Absolute phases are compared, never orders: the wrapped phase of a pixel may be -pi or pi by the sign of a zero.
-    bool AreSame(float a, float b) const {
-        float difference = a - b;
-        if (mRepeat > 0) difference -= mRepeat * Nearest(difference / mRepeat);
-        return std::abs(difference) <= 1.0f;
-    }
-
-    // Drops what contradicts its own trusted order, and what nothing trusted reaches.
     void Compare() {
         mGrown.absolute.create(mTrust.size());
         mGrown.mask.create(mTrust.size());
         std::atomic<int> corrected{0}, contradicted{0};
         ForRows([&](int y) {
-            const unsigned char *state = mImages.state[y + 1] + 1, *trust = mImages.trust[y + 1] + 1;
-            const float *grown = mImages.absolute[y + 1] + 1, *phase = mImages.phase[y + 1] + 1;
-            const short* order = mOrder[y];
-            float* __restrict absolute = mGrown.absolute[y];
-            unsigned char* __restrict mask = mGrown.mask[y];
-            int replaced = 0, dropped = 0;
-            for (int x = 0; x < mInside.width; ++x) {
-                const bool isTrusted = trust[x] == eTrusted, isFixed = state[x] == eFixed;
-                const bool isSame =
-                    isFixed && AreSame(grown[x], phase[x] + kRadiansPerPeriod * static_cast<float>(order[x]));
-                const bool isValid = isFixed ? isSame || !isTrusted : isTrusted && mOptions.repeat == 0;
-                mask[x] = isValid ? 255 : 0;
-                absolute[x] = isValid ? grown[x] : std::numeric_limits<float>::quiet_NaN();
-                replaced += isFixed && !isSame && !isTrusted;
-                dropped += isFixed && !isSame && isTrusted;
-            }
+            const rows::GrownRow row{mImages.absolute[y + 1] + 1, mImages.phase[y + 1] + 1, mOrder[y],
+                                     mImages.state[y + 1] + 1, mImages.trust[y + 1] + 1};
+            const auto [replaced, dropped] =
+                rows::CompareRow(row, mRepeat, mGrown.absolute[y], mGrown.mask[y], Width());
             corrected += replaced;
             contradicted += dropped;
         });
         mGrown.corrected = corrected;
         mGrown.contradicted = contradicted;
     }
+
+    std::size_t Width() const { return static_cast<std::size_t>(mInside.width); }
 
     static constexpr float kMostCurvature = 10.0f;
     // At edges, where pixels mix two surfaces, sets of fringes fit to each other by accident: whoever agrees with fewer
@@ -247,7 +220,7 @@ private:
     const cv::Rect mInside;
     const int mStride;
     std::array<int, kAround.size()> mOffset{};
-    float mRepeat = 0;  // radians
+    const rows::Repeat mRepeat;
     GrowthImages mImages;
     CostQueue mQueue;
     GrownOrders mGrown;

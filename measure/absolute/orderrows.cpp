@@ -178,17 +178,8 @@ private:
 
     void Store(OrderDecision& decision) {
         const float* center = Center();
-        cv::Mat1s order = decision.order;
-        std::int16_t* orders = order[mY] + mX;
         float* residual = decision.residual[mY] + mX;
-        float* lead = decision.lead[mY] + mX;
-        for (std::size_t x = 0; x < mCount; ++x) {
-            orders[x] = ToOrder(mBase[x] + mTrials.order[x]);
-            const float best = std::sqrt(std::max(mTrials.best[x], 0.0f)),
-                        second = std::sqrt(std::max(mTrials.second[x], 0.0f));
-            residual[x] = best / (best + second + 1e-12f);
-            lead[x] = mTrials.second[x] - mTrials.best[x];
-        }
+        StoreBest(mTrials, mBase, decision.order[mY] + mX, residual, decision.lead[mY] + mX);
         if (!center) return;
         const float perOrder = 1.0f / static_cast<float>(mRange.count);
         for (std::size_t x = 0; x < mCount; ++x)

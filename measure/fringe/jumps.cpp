@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <vector>
 
+#include "measure/base/wide.h"
 #include "measure/fringe/unwrapinput.h"
 #include "measure/unwrap.h"
 
@@ -11,10 +12,15 @@ namespace {
 
 constexpr float kPi = 3.14159265f;
 
-// Jumps between a row and another one, which may be the same row shifted by a pixel.
-int MarkJumps(const float* a, const float* b, std::uint8_t* whereA, std::uint8_t* whereB, int count) {
+MEASURE_WIDE int CountJumps(const float* a, const float* b, int count) {
     int jumps = 0;
     for (int x = 0; x < count; ++x) jumps += std::abs(a[x] - b[x]) > kPi;  // false for NaN
+    return jumps;
+}
+
+// Jumps between a row and another one, which may be the same row shifted by a pixel.
+int MarkJumps(const float* a, const float* b, std::uint8_t* whereA, std::uint8_t* whereB, int count) {
+    const int jumps = CountJumps(a, b, count);
     if (jumps == 0) return 0;
     for (int x = 0; x < count; ++x) {
         if (std::abs(a[x] - b[x]) > kPi) whereA[x] = whereB[x] = 255;
