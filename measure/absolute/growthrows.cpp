@@ -1,0 +1,40 @@
+#include "measure/absolute/growthrows.h"
+
+#include <limits>
+
+#include "measure/absolute.h"
+#include "measure/absolute/bridging.h"
+#include "measure/base/wide.h"
+
+namespace measure::rows {
+
+MEASURE_WIDE void LiftRow(const float* __restrict phase, const std::int16_t* __restrict order,
+                          const std::uint8_t* __restrict trust, float* __restrict absolute,
+                          std::uint8_t* __restrict state, std::size_t count) {
+    for (std::size_t x = 0; x < count; ++x) {
+        absolute[x] = phase[x] + kRadiansPerPeriod * static_cast<float>(order[x]);
+        state[x] = trust[x] ? eRest : eOut;
+    }
+}
+
+MEASURE_WIDE Differences CompareRow(const GrownRow& row, const Repeat& repeat, float* __restrict absolute,
+                                    std::uint8_t* __restrict mask, std::size_t count) {
+    const GrownRow r = row;
+    const Repeat every = repeat;
+    const int keepsAlone = every.radians == 0;
+    Differences found;
+    for (std::size_t x = 0; x < count; ++x) {
+        const float own = r.phase[x] + kRadiansPerPeriod * static_cast<float>(r.order[x]);
+        const int isTrusted = r.trust[x] == eTrusted, isFixed = r.state[x] == eFixed,
+                  isAlone = isTrusted & (1 - isFixed);
+        const int differs = isFixed & !every.AreSame(r.grown[x], own), isDropped = differs & isTrusted;
+        const int isValid = (isFixed - isDropped) | (isAlone & keepsAlone);
+        mask[x] = static_cast<std::uint8_t>(-isValid);
+        absolute[x] = isValid ? r.grown[x] : std::numeric_limits<float>::quiet_NaN();
+        found.corrected += differs - isDropped;
+        found.contradicted += isDropped;
+    }
+    return found;
+}
+
+}  // namespace measure::rows
