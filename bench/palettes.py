@@ -33,7 +33,8 @@ def spots(side=512):
     draw = ImageDraw.Draw(picture)
     for i in range(200):
         x, y, radius = (i * 7919) % side, (i * 104729) % side, 5 + (i * 31) % 60
-        draw.ellipse((x - radius, y - radius, x + radius, y + radius), ((i * 83) % 256, (i * 151) % 256, (i * 199) % 256))
+        colour = ((i * 83) % 256, (i * 151) % 256, (i * 199) % 256)
+        draw.ellipse((x - radius, y - radius, x + radius, y + radius), colour)
     noise = Image.merge("RGB", [Image.effect_noise((side, side), 8) for _ in range(3)])
     return ImageChops.add(picture.filter(ImageFilter.GaussianBlur(5)), noise, offset=-128)
 

@@ -1,11 +1,10 @@
-# One program per operation family: bench/ROOM/bench_*.cpp, each linked with whatever stands in bench/support.
+# One program per operation family, in the room that it measures: bench/LIBRARY/ROOM/bench_*.cpp.
 find_package(benchmark CONFIG REQUIRED)
-file(GLOB bench_sources CONFIGURE_DEPENDS bench/*/bench_*.cpp)
-file(GLOB bench_support CONFIGURE_DEPENDS bench/support/*.cpp)
+file(GLOB bench_sources CONFIGURE_DEPENDS bench/*/*/bench_*.cpp)
 if(have_library)
     foreach(source IN LISTS bench_sources)
         cmake_path(GET source STEM name)
-        add_executable(${name} ${source} ${bench_support})
+        add_executable(${name} ${source})
         set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY "${PROJECT_BINARY_DIR}/bench")
         target_link_libraries(${name} PRIVATE voripbase_options voripbase::measure benchmark::benchmark
             voripbase::opencv_core voripbase::opencv_imgproc)

@@ -13,7 +13,17 @@ set(rooms
     ipbase/acquisition ipbase/geometry ipbase/colour ipbase/world
     ipbase/unwrap ipbase/unwrap/regions ipbase/unwrap/reliability ipbase/catalogue
     measure measure/base measure/io measure/fringe measure/absolute measure/simulate measure/world measure/surface
-    measure/report boards tools)
+    measure/report boards
+    tools/vorip/session tools/vorip/cli tools/vorip/pictures tools/vorip/commands tools/vorip/demo tools
+    tests bench fuzz)
+
+# Which headers that stand in folders of others a library may include.
+set(foreign_imagemodel "^(fmt/|opencv2/core/core_c\\.h$)")
+set(foreign_Core "^$")
+set(foreign_ipbase "^(hwy/|opencv2/(core\\.hpp|imgproc\\.hpp|core/core_c\\.h|imgproc/imgproc_c\\.h)$)")
+set(foreign_boards "^opencv2/core\\.hpp$")
+set(foreign_measure "^(opencv2/|nlohmann/|isa-l/)")
+set(foreign_tools "^(CLI/|nlohmann/|opencv2/(core|imgproc)|sys/)")
 
 # The room of a file: the longest entry that its path begins with.
 function(room_of file index)
@@ -62,9 +72,18 @@ foreach(file IN LISTS files)
     endif()
     unit_of("${file}" unit)
     list(APPEND units "${unit}")
-    file(STRINGS "${SOURCE_DIR}/${file}" lines REGEX "^#[ ]*include [\"<](imagemodel|Core|ipbase|measure|boards|tools)/")
+    string(REGEX MATCH "^[^/]+" library "${file}")
+    file(STRINGS "${SOURCE_DIR}/${file}" lines REGEX "^#[ ]*include [\"<]")
     foreach(line IN LISTS lines)
         string(REGEX REPLACE "^#[ ]*include [\"<]([^\">]+).*" "\\1" include "${line}")
+        if(NOT include MATCHES "^(imagemodel|Core|ipbase|measure|boards|tools|tests|bench|fuzz)/")
+            if(line MATCHES "\"")
+                list(APPEND problems "${file}: includes ${include}, whose path does not begin with a library's folder")
+            elseif(include MATCHES "/" AND DEFINED foreign_${library} AND NOT include MATCHES "${foreign_${library}}")
+                list(APPEND problems "${file}: includes ${include}, which ${library} does not rest on")
+            endif()
+            continue()
+        endif()
         unit_of("${include}" included)
         list(APPEND includes_${unit} "${included}")
         room_of("${include}" to)
@@ -120,6 +139,15 @@ foreach(source IN LISTS sources)
             list(APPEND problems "${source}: ${name} is missing in ipbase/catalogue/catalogue.cpp")
         endif()
     endforeach()
+endforeach()
+
+# Tests and benchmarks stand in rooms of the same names.
+file(GLOB folders RELATIVE "${SOURCE_DIR}" "${SOURCE_DIR}/tests/*/*" "${SOURCE_DIR}/bench/*/*")
+foreach(folder IN LISTS folders)
+    string(REGEX MATCH "[^/]+/[^/]+$" room "${folder}")
+    if(folder MATCHES "/(ipbase|measure)/" AND IS_DIRECTORY "${SOURCE_DIR}/${folder}" AND NOT room IN_LIST rooms)
+        list(APPEND problems "${folder}: there is no room ${room}")
+    endif()
 endforeach()
 
 if(problems)

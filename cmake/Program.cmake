@@ -13,7 +13,8 @@ if(NOT MSVC)
     set_source_files_properties(${program_row_sources} PROPERTIES
         COMPILE_OPTIONS "$<$<CONFIG:Release>:-O3>;-fno-trapping-math" SKIP_PRECOMPILE_HEADERS ON)
 endif()
-target_link_libraries(vorip PRIVATE voripbase_options voripbase_quick_compile voripboards voripbase::measure CLI11::CLI11
+target_link_libraries(vorip PRIVATE voripbase_options voripbase_quick_compile voripboards voripbase::measure
+    CLI11::CLI11
     nlohmann_json::nlohmann_json PkgConfig::DEFLATE voripbase::opencv_core voripbase::opencv_imgproc)
 file(RELATIVE_PATH library_dir "${CMAKE_INSTALL_FULL_BINDIR}" "${CMAKE_INSTALL_FULL_LIBDIR}")
 set_target_properties(vorip PROPERTIES INSTALL_RPATH "$ORIGIN/${library_dir}")

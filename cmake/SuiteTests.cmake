@@ -18,8 +18,9 @@ function(register_suites program prefix omitted)
             add_test("${prefix}${suite}" "${program}" "--gtest_filter=${suite}.*" --gtest_brief=1)
             set_tests_properties("${prefix}${suite}" PROPERTIES TIMEOUT 1200)
             if(prefix)
-                set_tests_properties("${prefix}${suite}" PROPERTIES LABELS sanitized ENVIRONMENT
-                    "ASAN_OPTIONS=detect_stack_use_after_return=1:strict_string_checks=1;UBSAN_OPTIONS=print_stacktrace=1")
+                set(options "ASAN_OPTIONS=detect_stack_use_after_return=1:strict_string_checks=1"
+                    "UBSAN_OPTIONS=print_stacktrace=1")
+                set_tests_properties("${prefix}${suite}" PROPERTIES LABELS sanitized ENVIRONMENT "${options}")
             endif()
         endif()
     endforeach()

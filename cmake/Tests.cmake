@@ -18,7 +18,7 @@ function(link_tests program)
 endfunction()
 
 # One program for all GoogleTest files, linked with the library's objects, and the small user's project.
-file(GLOB test_sources CONFIGURE_DEPENDS tests/*.cpp tests/*/*.cpp fuzz/*.cpp)
+file(GLOB test_sources CONFIGURE_DEPENDS tests/support/*.cpp tests/*/*_test.cpp tests/*/*/*_test.cpp fuzz/*.cpp)
 list(FILTER test_sources EXCLUDE REGEX "/fuzz/libfuzzer\\.cpp$")
 if(NOT VORIPBASE_BUILD_PROGRAM)
     list(FILTER test_sources EXCLUDE REGEX "/tests/program/")
@@ -47,8 +47,10 @@ if(have_library AND test_sources)
 
     # The tests of threads alone, which ./dev tsan runs.
     set(table_sources ${test_sources})
+    set(table_tests averagesnap bandjoiner combination geometry logic pointops rotation threads transfer)
+    list(JOIN table_tests "|" table_tests)
     list(FILTER table_sources INCLUDE REGEX
-        "/ipbase/(averagesnap|bandjoiner|combination|geometry|logic|pointops|rotation|threads|transfer)_test\\.cpp$|/fuzz/operations\\.cpp$|/support/harness\\.cpp$")
+        "/tests/ipbase/(.*/)?(${table_tests})_test\\.cpp$|/fuzz/operations\\.cpp$|/support/harness\\.cpp$")
     add_executable(voripbase_thread_tests EXCLUDE_FROM_ALL ${table_sources})
     target_link_libraries(voripbase_thread_tests
         PRIVATE voripbase_quick_compile voripbase_objects GTest::gtest GTest::gtest_main)
