@@ -155,6 +155,10 @@ struct AbsolutePhase {
 MEASURE_API AbsolutePhase DecodeAxis(const CodedAxis& axis, const AxisPictures& pictures,
                                      const DecodeOptions& options = {}, const Progress& progress = {});
 
+// What to say of two directions whose coordinates run across each other's way: that of the columns down the picture,
+// that of the rows across. Empty when they do not; a camera that is turned by 90 degrees sees both so, too.
+MEASURE_API std::string HintOfExchangedDirections(const AbsolutePhase& columns, const AbsolutePhase& rows);
+
 // The figures of a result as a JSON object: shares, counts, ripple, checks and warnings.
 MEASURE_API std::string SummaryOf(const AbsolutePhase& result);
 

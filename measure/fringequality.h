@@ -35,6 +35,7 @@ struct FringeQuality {
     double misfitWithout = 0;  // what remains without it
     // The frames whose exchange would make the fit better by more than a tenth, from 0; both -1 without such a pair.
     int exchangedA = -1, exchangedB = -1;
+    int sameA = -1, sameB = -1;  // frames that show the same although their shifts differ, from 0; -1 for none
 };
 
 // Judges frames from which `phase` was solved; the ripple is that of the phase before it was corrected. The names are

@@ -12,6 +12,7 @@
 #include "measure/error.h"
 #include "measure/frames.h"
 #include "measure/fringe/framepixels.h"
+#include "measure/fringe/harmonics.h"
 #include "measure/io.h"
 
 namespace measure {
@@ -83,6 +84,8 @@ private:
     cv::Mat1d mProducts;  // mean products of the frames
 };
 
+std::string OrderCheckOf(std::size_t set) { return NameOf(set) + ": fit of the frames in another order"; }
+
 std::vector<int> NaturalOrder(const std::vector<std::filesystem::path>& files) {
     std::vector<int> order(files.size());
     std::iota(order.begin(), order.end(), 0);
@@ -119,7 +122,7 @@ void CheckFrameOrder(DecodeState& state, std::size_t set) {
     if (!described.frames.empty()) consider(NaturalOrder(described.frames), "the frames in the order of their numbers");
     // What is left without noise and harmonics is rounding; nothing is to be learned from it.
     const double ratio = rms > 0.5 * state.result.noise + 1e-3 * state.fringes[set].limits.fullScale ? best / rms : 1.0;
-    Note(state.result, {name + ": fit of the frames in another order", ratio, 0.9, ratio > 0.9},
+    Note(state.result, {OrderCheckOf(set), ratio, 0.9, ratio > 0.9},
          name + " fits better with " + advice + " (rms " + Text(best) + " instead of " + Text(rms) + " grey levels)");
 }
 
@@ -237,6 +240,26 @@ void CheckFrameOrder(DecodeState& state) {
         if (state.axis.sines[set].shifts.size() > 3) CheckFrameOrder(state, set);
 }
 
+void NoteMisfits(DecodeState& state) {
+    for (std::size_t set = 0; set < state.Count(); ++set) {
+        const std::string of = NameOf(set);
+        const auto name = [set](int frame) { return FrameName(set, frame); };
+        if (state.alike[set].a >= 0) state.result.warnings.push_back(AlikeText(state.alike[set], name));
+        const Misfit& misfit = state.misfits[set];
+        const DecodeCheck check{of + ": what neither noise nor the shape of the fringes explains, of the modulation",
+                                misfit.share, Misfit::kMuch, misfit.share <= Misfit::kMuch};
+        const std::vector<DecodeCheck>& checks = state.result.checks;
+        const bool isExplained = std::any_of(checks.begin(), checks.end(), [&](const DecodeCheck& other) {
+            return !other.passed && other.name == OrderCheckOf(set);
+        });
+        if (isExplained) {
+            state.result.checks.push_back(check);
+        } else {
+            Note(state.result, check, of + ": " + MisfitText(misfit, name));
+        }
+    }
+}
+
 void CheckMeans(DecodeState& state) {
     constexpr double kLimit = 0.35;
     const auto finest = static_cast<std::size_t>(state.result.finest);
@@ -260,13 +283,16 @@ void CheckMeans(DecodeState& state) {
 }
 
 std::vector<double> CheckRelations(DecodeState& state) {
-    constexpr double kLeastExpected = 0.2, kLeastConcentration = 0.5, kMostOffset = 0.1;
+    constexpr double kLeastExpected = 0.2, kLeastConcentration = 0.5, kGoodConcentration = 0.75, kMostOffset = 0.1;
     std::vector<double> offsets(state.Count(), 0.0);
     if (state.Count() < 2) return offsets;
     const RelationTest test(state);
     std::vector<std::vector<int>> used;
     std::vector<double> means;
-    for (const Relation& relation : FindRelations(test.Periods(), state.axis.length)) {
+    std::vector<int> steps;
+    for (const SineSet& set : state.axis.sines) steps.push_back(EqualSteps(set.shifts));
+    for (const Relation& relation : FindRelations(test.Periods(), state.axis.length, steps)) {
+        if (!relation.isShortest && !state.commonOrigins) continue;
         if (test.Expected(relation.factors) < kLeastExpected) continue;  // the noise hides it
         const std::string names = SetsOf(relation.factors);
         const double concentration = test.Concentration(relation.factors);
@@ -275,6 +301,12 @@ std::vector<double> CheckRelations(DecodeState& state) {
                 {names + ": share of the phases that fit to each other", concentration, kLeastConcentration, fits},
                 names + " do not fit to each other (" + Text(concentration) +
                     " of 1): " + (fits ? "" : ExplainMisfit(test, relation.factors, state.axis.length)));
+        if (concentration < kGoodConcentration)
+            state.result.warnings.push_back(
+                names + " fit badly to each other (" + Text(concentration) + " of 1, expected " +
+                Text(kGoodConcentration) +
+                " or more): light that goes to and fro between shiny "
+                "surfaces, something that moved, or light that changed? A Gray code is less sensitive to it");
         const double mean = std::arg(test.Mean(relation.factors)) / (2 * CV_PI);
         if (state.commonOrigins)
             Require(state.result,
@@ -283,6 +315,7 @@ std::vector<double> CheckRelations(DecodeState& state) {
                     names + " do not begin at the same place (" + Text(std::abs(mean)) + " periods off): are the " +
                         "frames of one set rotated, so that the list begins with another one, or is a number of " +
                         "periods wrong by one?");
+        if (!relation.isShortest) continue;
         used.push_back(relation.factors);
         means.push_back(mean);
     }

@@ -14,6 +14,9 @@ void CheckPictures(const CodedAxis& axis, const AxisPictures& pictures);
 // Sets of more than three frames: warns when another order of the frames fits better.
 void CheckFrameOrder(DecodeState& state);
 
+// Warns of frames of a set that do not belong together, or show the same.
+void NoteMisfits(DecodeState& state);
+
 // All sets must see the same mean brightness.
 void CheckMeans(DecodeState& state);
 
@@ -21,7 +24,7 @@ void CheckMeans(DecodeState& state);
 // remains of ripple and light, the finest set taken as right.
 std::vector<double> CheckRelations(DecodeState& state);
 
-// Pictures of a Gray code and inverse ones, where there are any, must be pairs.
+// Pictures of a Gray code must differ, and with inverse ones, where there are any, be pairs.
 void CheckPairs(DecodeState& state);
 
 // Where a scan without a code covers the length of the projector, no surface runs on from its last order to its first.
@@ -30,5 +33,9 @@ void CheckSeams(DecodeState& state, const cv::Mat1f& phase, const OrderDecision&
 // The cells of a Gray code must follow each other, with the phase. Returns what their borders tell, per set: its phase
 // at the position 0 in radians; empty when there are too few of them.
 std::vector<double> CheckCode(DecodeState& state, const GrayDecoding& code);
+
+// Warns of a result that cannot be trusted as a whole: many orders corrected, dropped or missing, positions beyond the
+// projector, saturation.
+void NoteDoubts(DecodeState& state);
 
 }  // namespace measure

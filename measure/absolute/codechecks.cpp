@@ -170,7 +170,7 @@ void CheckEdges(DecodeState& state, const EdgePhases& edges, std::size_t set) {
 
 std::vector<double> CheckCode(DecodeState& state, const GrayDecoding& code) {
     constexpr int kFewSteps = 100;
-    constexpr double kLeastOnes = 0.9, kLeastAgreeing = 0.5, kLeastOfPicture = 0.5;
+    constexpr double kLeastOnes = 0.9, kLeastAgreeing = 0.75, kMirrored = 0.25, kLeastOfPicture = 0.5;
     StepCollector collector(state, code);
     collector.Collect();
     if (collector.Count() < kFewSteps) return {};
@@ -183,15 +183,18 @@ std::vector<double> CheckCode(DecodeState& state, const GrayDecoding& code) {
     Require(state.result,
             {"gray: share of its steps that lead to the next cell", ones, kLeastOnes,
              ones >= kLeastOnes && (slip.empty() || agreeing < kLeastAgreeing)},
-            "gray: its cells do not follow each other (" + Text(ones) + " of 1): " +
+            "gray: its cells do not follow each other (" + Text(ones) + " of 1, at least " + Text(kLeastOnes) +
+                " are needed): " +
                 (slip.empty() ? "are its pictures in the right order, the most significant bit first?" : slip));
+    const std::string against =
+        agreeing > kMirrored ? "is a picture of the code there twice, dark, or of another code?"
+                             : "are the signs of all shifts wrong, is \"direction\" -1, or is the code mirrored, its "
+                               "first picture exchanged with the inverse one?";
     Require(
         state.result,
         {"gray: share of its steps that go the way of the phase", agreeing, kLeastAgreeing, agreeing >= kLeastAgreeing},
-        "gray: the code runs against the phase (" + Text(agreeing) + " of its steps go the same way): " +
-            (slip.empty() ? "are the signs of all shifts wrong, is \"direction\" -1, or is the code mirrored, its "
-                            "first picture exchanged with the inverse one?"
-                          : slip));
+        "gray: the code runs against the phase (" + Text(agreeing) + " of its steps go the same way, at least " +
+            Text(kLeastAgreeing) + " are needed): " + (slip.empty() ? against : slip));
     const WorstPicture worst = FindWorstPicture(steps, bits);
     if (worst.index >= 0)
         Note(state.result,

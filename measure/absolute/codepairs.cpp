@@ -1,10 +1,13 @@
-// Whether each picture of a Gray code stands beside its own inverse.
+// Whether the pictures of a Gray code differ from each other, and each stands beside its own inverse.
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <optional>
+#include <utility>
 
 #include "measure/absolute/checknotes.h"
 #include "measure/absolute/checks.h"
+#include "measure/error.h"
 #include "measure/fringe/framepixels.h"
 
 namespace measure {
@@ -44,9 +47,62 @@ private:
     double mSquares = 0;
 };
 
+// Pictures of a code with as many of its pictures dark and bright as makes them differ from each other.
+class PictureTest {
+public:
+    PictureTest(const DecodeState& state, const std::vector<cv::Mat>& pictures) : mState(state), mPictures(pictures) {}
+
+    // Those that show the same, and not one grey all over.
+    std::optional<std::pair<std::size_t, std::size_t>> FindAlike() const {
+        constexpr double kAlike = 0.2;
+        for (std::size_t b = 1; b < mPictures.size(); ++b) {
+            if (!IsMixed(b)) continue;
+            const double swing =
+                Difference([&](cv::Point at) { return LevelAt(mPictures[b], at.y, at.x) - Middle(at); });
+            for (std::size_t a = 0; a < b; ++a) {
+                const auto between = [&](cv::Point at) {
+                    return LevelAt(mPictures[b], at.y, at.x) - LevelAt(mPictures[a], at.y, at.x);
+                };
+                if (Difference(between) < kAlike * swing) return std::pair(a, b);
+            }
+        }
+        return {};
+    }
+
+private:
+    float Middle(cv::Point at) const { return mState.Finest().mean(at); }
+    bool IsMixed(std::size_t picture) const {
+        constexpr double kLeastShare = 0.05;
+        const auto bright =
+            static_cast<double>(std::count_if(mState.best.begin(), mState.best.end(), [&](cv::Point at) {
+                return LevelAt(mPictures[picture], at.y, at.x) > Middle(at);
+            }));
+        const double share = bright / static_cast<double>(std::max<std::size_t>(mState.best.size(), 1));
+        return share > kLeastShare && share < 1 - kLeastShare;
+    }
+    template <class Value>
+    double Difference(const Value& value) const {
+        double squares = 0;
+        for (const cv::Point& at : mState.best) squares += std::pow(static_cast<double>(value(at)), 2);
+        return std::sqrt(squares);
+    }
+
+    const DecodeState& mState;
+    const std::vector<cv::Mat>& mPictures;
+};
+
+std::string PictureName(const char* list, std::size_t i) {
+    return std::string("gray.") + list + "[" + std::to_string(i) + "]";
+}
+
 }  // namespace
 
 void CheckPairs(DecodeState& state) {
+    for (const auto& [list, pictures] :
+         {std::pair("frames", &state.pictures.gray), std::pair("inverse", &state.pictures.inverse)})
+        if (const auto alike = PictureTest(state, *pictures).FindAlike())
+            throw InputError(PictureName(list, alike->first) + " and " + PictureName(list, alike->second) +
+                             " show the same: is one of them there twice, or did the projector not go on?");
     constexpr double kMostDifference = 0.7;
     const std::size_t count = state.pictures.inverse.size();
     if (count == 0) return;
@@ -57,18 +113,15 @@ void CheckPairs(DecodeState& state) {
         differences.push_back(test.Difference(i, i));
         if (differences[i] > differences[worst]) worst = i;
     }
-    const auto text = [](const char* list, std::size_t i) {
-        return std::string("gray.") + list + "[" + std::to_string(i) + "]";
-    };
     std::string advice = ": are the two lists in different orders, or did the light change between them?";
     for (std::size_t other = 0; other < count && differences[worst] > kMostDifference; ++other)
         if (test.Difference(worst, other) < 0.5 * kMostDifference)
-            advice = ", but " + text("inverse", other) + " does: are the two lists in different orders?";
+            advice = ", but " + PictureName("inverse", other) + " does: are the two lists in different orders?";
     Require(state.result,
             {"gray: difference of the light of any one pair of pictures over its amplitude", differences[worst],
              kMostDifference, differences[worst] <= kMostDifference},
-            text("inverse", worst) + " does not complete " + text("frames", worst) + " (" + Text(differences[worst]) +
-                " of the amplitude)" + advice);
+            PictureName("inverse", worst) + " does not complete " + PictureName("frames", worst) + " (" +
+                Text(differences[worst]) + " of the amplitude)" + advice);
 }
 
 }  // namespace measure

@@ -19,8 +19,11 @@ public:
         for (const double period : periods) mCounts.push_back(length / period);
     }
 
-    // The shortest relation that holds set i; no factors when there is none.
-    std::vector<int> ShortestOf(std::size_t i) {
+    // The shortest relation that holds set i with a factor that has no more in common with `steps` than `common`; no
+    // factors when there is none.
+    std::vector<int> ShortestOf(std::size_t i, int steps = 1, int common = 1) {
+        mSteps = steps;
+        mCommon = common;
         mBest.clear();
         mLeast = std::numeric_limits<int>::max();
         const std::size_t sets = mCounts.size();
@@ -37,7 +40,8 @@ private:
     // a n_i + b n_j + c n_l = 0, where a third set l that is j itself has no factor; a is above 0.
     void TryThird(std::size_t i, std::size_t j, std::size_t l) {
         const int most = l == j ? 0 : kMostFactor;
-        for (int a = 1; a <= kMostFactor && a * a < mLeast; ++a)
+        for (int a = 1; a <= kMostFactor && a * a < mLeast; ++a) {
+            if (std::gcd(a, mSteps) > mCommon) continue;
             for (int c = -most; c <= most; ++c) {
                 const double rest = a * mCounts[i] + c * mCounts[l];
                 const double b = -std::nearbyint(rest / mCounts[j]);
@@ -50,11 +54,12 @@ private:
                 mBest[l] = c;
                 mBest[j] += static_cast<int>(b);
             }
+        }
     }
 
     std::vector<double> mCounts;  // periods over the length
     std::vector<int> mBest;
-    int mLeast = 0;
+    int mLeast = 0, mSteps = 1, mCommon = 1;
 };
 
 }  // namespace
@@ -80,19 +85,23 @@ int FindRepeat(const std::vector<double>& periods, double length) {
     return 0;
 }
 
-std::vector<Relation> FindRelations(const std::vector<double>& periods, double length) {
+std::vector<Relation> FindRelations(const std::vector<double>& periods, double length, const std::vector<int>& steps) {
     std::vector<Relation> relations;
     RelationSearch search(periods, length);
-    for (std::size_t i = 0; i < periods.size(); ++i) {
-        std::vector<int> factors = search.ShortestOf(i);
-        if (factors.empty()) continue;
+    const auto add = [&](std::vector<int> factors, bool isShortest) {
+        if (factors.empty()) return false;
         // The sign is free; the first factor shall be positive.
         if (*std::find_if(factors.begin(), factors.end(), [](int f) { return f != 0; }) < 0)
             for (int& f : factors) f = -f;
         const bool isNew = std::none_of(relations.begin(), relations.end(),
                                         [&](const Relation& other) { return other.factors == factors; });
-        if (isNew) relations.push_back({factors});
-    }
+        if (isNew) relations.push_back({factors, isShortest});
+        return true;
+    };
+    for (std::size_t i = 0; i < periods.size(); ++i) add(search.ShortestOf(i), true);
+    for (std::size_t i = 0; i < steps.size(); ++i)
+        for (int common = 1; common < steps[i]; ++common)
+            if (add(search.ShortestOf(i, steps[i], common), false)) break;
     return relations;
 }
 

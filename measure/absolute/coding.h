@@ -22,8 +22,12 @@ int FindRepeat(const std::vector<double>& periods, double length);
 // periods. A factor of 0 leaves a set out.
 struct Relation {
     std::vector<int> factors;
+    bool isShortest = true;  // of those that hold some set
 };
-// For every set the shortest relation that holds it, as far as there is one; without repetitions.
-std::vector<Relation> FindRelations(const std::vector<double>& periods, double length);
+// For every set the shortest relation that holds it, as far as there is one; without repetitions. Frames rotated by a
+// step, of as many steps as given per set, move a phase by a part of a period, and a factor that has a divisor in
+// common with their number may hide that: relations with factors that hide as little as possible follow.
+std::vector<Relation> FindRelations(const std::vector<double>& periods, double length,
+                                    const std::vector<int>& steps = {});
 
 }  // namespace measure

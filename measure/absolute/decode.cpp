@@ -22,11 +22,13 @@ public:
         SolveSets(mState, mProgress);
         RequireLight(mState);
         CheckSets(mState, mProgress);
+        NoteMisfits(mState);
         for (FringePhase& fringes : mState.fringes)  // what follows needs other images of that size
             fringes.mean = fringes.residual = cv::Mat1f();
         Decide();
         Grow();
         FinishResult(mState, mDecision);
+        NoteDoubts(mState);
         return std::move(mState.result);
     }
 

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "measure/absolute.h"
+#include "measure/fringe/misfit.h"
 
 namespace measure {
 
@@ -25,6 +26,8 @@ struct DecodeState {
     cv::Mat1b usable;                  // 255 where all sets are
     std::vector<cv::Point> best;       // some thousand pixels of much modulation
     float leastModulation = 0;         // of these
+    std::vector<Misfit> misfits;       // of the frames of each set
+    std::vector<FramePair> alike;      // frames of each set that show the same
     std::vector<double> origins;       // radians, per set: its phase at the position 0
     GrayDecoding code;                 // empty without one
     bool commonOrigins = true;         // the sets were not given origins of their own by the edges of a code
@@ -50,5 +53,8 @@ struct DecodeState {
 };
 
 inline std::string NameOf(std::size_t set) { return "sines[" + std::to_string(set) + "]"; }
+inline std::string FrameName(std::size_t set, int frame) {
+    return NameOf(set) + ".frames[" + std::to_string(frame) + "]";
+}
 
 }  // namespace measure

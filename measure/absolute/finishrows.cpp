@@ -21,15 +21,19 @@ void ForRows(const cv::Mat& image, const Visit& visit) {
 // Projector pixels by which noise may carry a position beyond the end of the code.
 float Slack(double period) { return static_cast<float>(1 + 0.03 * period); }
 
-// 255 times the probability that the order is right.
+// 255 times the probability that the order is right. Phases that fit each other by more than three deviations badly may
+// have no right order; what they lie off follows from its share of both deviations and the lead.
 void RateRow(const float* residual, const float* lead, bool isCoded, cv::Mat1f& buffer,
              std::uint8_t* __restrict reliability, const std::uint8_t* mask) {
+    constexpr float kMuch = 9;
     const int width = buffer.cols;
     float* chance = buffer[0];
     for (int x = 0; x < width; ++x) chance[x] = -0.5f * std::min(lead[x], 100.0f);
     cv::exp(buffer, buffer);
     for (int x = 0; x < width; ++x) {
-        const float likely = 1 - chance[x], near = isCoded ? 1 - 2 * residual[x] : 1.0f;
+        const float share = std::min(residual[x], 0.499f), misfit = lead[x] * share * share / (1 - 2 * share);
+        const float fit = isCoded || misfit <= kMuch ? 1.0f : kMuch / misfit;
+        const float likely = (1 - chance[x]) * fit, near = isCoded ? 1 - 2 * residual[x] : 1.0f;
         const float rating = std::clamp(std::min(likely, near), 0.0f, 1.0f);
         reliability[x] = mask[x] ? static_cast<std::uint8_t>(255.0f * rating + 0.5f) : std::uint8_t{0};
     }
@@ -137,6 +141,14 @@ cv::Mat1b MarkTrusted(const DecodeState& state, const OrderDecision& decision, c
         MarkRow({fine, residual, lead, margin, order, usable}, limits, trust[y], phase.cols);
     });
     return trust;
+}
+
+int CountBeyond(const DecodeState& state) {
+    const AbsolutePhase& result = state.result;
+    const float slack = 2 * Slack(result.period), end = static_cast<float>(state.axis.length) + slack;
+    cv::Mat1b inside;
+    cv::inRange(result.coordinate, -slack, end, inside);  // false for NaN
+    return result.valid - cv::countNonZero(inside);
 }
 
 void FinishResult(DecodeState& state, const OrderDecision& decision) {

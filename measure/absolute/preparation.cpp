@@ -46,8 +46,10 @@ void SortSets(DecodeState& state) {
     result.repeat = state.repeat;
     if (state.repeat == 1)
         throw InputError(NameOf(state.order[0]) +
-                         ": fringes of one period cannot tell which fringe is which; add sets of other periods or a "
-                         "Gray code, or unwrap the phase spatially");
+                         (sines.size() > 1 ? ": all sets have one period, which cannot tell which fringe is which; is "
+                                             "the period of one of them wrong?"
+                                           : ": fringes of one period cannot tell which fringe is which; add sets of "
+                                             "other periods or a Gray code, or unwrap the phase spatially"));
 }
 
 void FindUsable(DecodeState& state) {
@@ -56,7 +58,23 @@ void FindUsable(DecodeState& state) {
     state.result.usable = cv::countNonZero(state.usable);
 }
 
-// Sets of few periods cannot tell their ripple; they take that of the finest set with the same shifts.
+void FindMisfits(DecodeState& state) {
+    for (std::size_t set = 0; set < state.Count(); ++set) {
+        const FringePhase& fringes = state.fringes[set];
+        const FringeSet frames{state.pictures.sines[set], state.axis.sines[set].shifts};
+        const std::vector<Levels> pixels = SampleLevels(frames, fringes);
+        const double noise = NoiseOf(frames.frames.front(), fringes.usable);
+        state.misfits.push_back(FindMisfit(frames.shifts, pixels, noise));
+        const FramePair alike =
+            FindAlike(frames.shifts, pixels, std::max(noise, kLeastNoise * fringes.limits.fullScale));
+        const auto name = [set](int frame) { return FrameName(set, frame); };
+        if (alike.a >= 0 && frames.shifts.size() == 3) throw InputError(AlikeText(alike, name));  // no phase is left
+        state.alike.push_back(alike);
+    }
+}
+
+// Sets of few periods cannot tell their ripple; they take that of the finest set with the same shifts. Where frames do
+// not belong together, what looks like a ripple is none.
 void CorrectRipples(DecodeState& state, const Progress& progress) {
     const std::vector<SineSet>& sines = state.axis.sines;
     std::vector<Ripple>& ripples = state.result.ripples;
@@ -66,7 +84,14 @@ void CorrectRipples(DecodeState& state, const Progress& progress) {
         ripples.push_back(EstimateRipple(fringes, progress));
         fringes.usable = own;
     }
+    constexpr double kMostMisfit = 0.12;
+    const auto isSpoilt = [&](std::size_t set) {
+        return state.misfits[set].share > kMostMisfit || state.alike[set].a >= 0;
+    };
+    for (std::size_t i = 0; i < ripples.size(); ++i)
+        if (isSpoilt(i)) ripples[i].known = false;
     for (std::size_t i = 0; i < ripples.size(); ++i) {
+        if (isSpoilt(i)) continue;
         if (!ripples[i].known)
             for (const std::size_t other : state.order)
                 if (ripples[other].known && sines[other].shifts == sines[i].shifts) {
@@ -147,6 +172,7 @@ void RequireLight(const DecodeState& state) {
 }
 
 void CheckSets(DecodeState& state, const Progress& progress) {
+    FindMisfits(state);
     CorrectRipples(state, progress);
     progress.Report("checking the coding", 0.4);
     state.result.noise = EstimateNoise(state);

@@ -1,6 +1,9 @@
 #include "measure/fringe/figures.h"
 
 #include <algorithm>
+#include <cmath>
+
+#include "measure/fringe/framepixels.h"
 
 namespace measure {
 
@@ -9,6 +12,24 @@ double Quantile(std::vector<float>& values, double share) {
     const auto place = values.begin() + static_cast<std::ptrdiff_t>(share * static_cast<double>(values.size() - 1));
     std::nth_element(values.begin(), place, values.end());
     return static_cast<double>(*place);
+}
+
+// From the mixed second difference over 2 x 2 pixels, which straight fringes and slopes of the brightness leave small.
+double NoiseOf(const cv::Mat& frame, const cv::Mat1b& usable) {
+    auto values = Sample(frame.size(), [&](int y, int x) {
+        if (x + 1 >= frame.cols || y + 1 >= frame.rows || !usable(y, x) || !usable(y + 1, x + 1)) return NAN;
+        return std::abs(LevelAt(frame, y, x) - LevelAt(frame, y, x + 1) - LevelAt(frame, y + 1, x) +
+                        LevelAt(frame, y + 1, x + 1));
+    });
+    // Beyond four times the median there is texture.
+    const double limit = 4 * std::max(Quantile(values, 0.5), frame.depth() == CV_32F ? 0.0 : 1.0);
+    double sum = 0, count = 0;
+    for (const float value : values) {
+        if (static_cast<double>(value) > limit) continue;
+        sum += static_cast<double>(value);
+        ++count;
+    }
+    return count > 0 ? sum / count * std::sqrt(CV_PI / 2) / 2 : 0;
 }
 
 double SaturatedShare(const FringePhase& phase) {

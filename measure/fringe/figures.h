@@ -34,6 +34,8 @@ double MedianOfUsable(const FringePhase& phase, const Value& value) {
     return Quantile(values, 0.5);
 }
 
+// Of the camera, the standard deviation in grey levels.
+double NoiseOf(const cv::Mat& frame, const cv::Mat1b& usable);
 // Share of all pixels.
 double SaturatedShare(const FringePhase& phase);
 // The median of residual / B; 0 for three frames.

@@ -102,4 +102,21 @@ Misfit FindMisfit(const std::vector<double>& shifts, const std::vector<Levels>& 
     return misfit;
 }
 
+std::string MisfitText(const Misfit& misfit, const FrameNames& names) {
+    const std::string text = cv::format(
+        "the frames do not belong together: %.0f %% of the modulation remain that neither noise nor the shape of the "
+        "fringes explains",
+        100 * misfit.share);
+    if (misfit.frame < 0)
+        return text + "; a frame of another exposure, period or object, light that flickers, or a part that moved?";
+    return text + "; " + cv::format("%.0f %%", 100 * misfit.shareWithout) + " without " + names(misfit.frame) +
+           ": is it of another exposure, period or object?";
+}
+
+std::string AlikeText(const FramePair& pair, const FrameNames& names) {
+    return names(pair.a) + " and " + names(pair.b) +
+           " show the same fringes, although their shifts differ: did the projector not go on, or is a picture there "
+           "twice?";
+}
+
 }  // namespace measure

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <functional>
+#include <string>
 #include <vector>
 
 #include "measure/fringe/exchange.h"
@@ -20,5 +22,13 @@ struct Misfit {
 // to all frames, that fit best are subtracted. `noise` is a standard deviation in grey levels. Three frames leave no
 // residual; with four it has one dimension, which does not tell frames apart.
 Misfit FindMisfit(const std::vector<double>& shifts, const std::vector<Levels>& pixels, double noise);
+
+// Rounding alone leaves this much noise, as a share of full scale.
+constexpr double kLeastNoise = 2e-3;
+
+// What is said of it, and of two frames that show the same.
+using FrameNames = std::function<std::string(int frame)>;
+std::string MisfitText(const Misfit& misfit, const FrameNames& names);
+std::string AlikeText(const FramePair& pair, const FrameNames& names);
 
 }  // namespace measure

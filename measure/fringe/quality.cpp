@@ -1,10 +1,8 @@
 #include <algorithm>
 #include <cmath>
-#include <functional>
 
 #include "measure/fringe/exchange.h"
 #include "measure/fringe/figures.h"
-#include "measure/fringe/framepixels.h"
 #include "measure/fringe/misfit.h"
 #include "measure/fringequality.h"
 
@@ -21,41 +19,10 @@ constexpr double kHopelessPhaseNoise = 0.6;
 constexpr double kMuchRipple = 0.05;    // radians
 constexpr double kMuchResidual = 0.35;  // of B: more than fringes of any shape and noise leave together
 
-// From the mixed second difference over 2 x 2 pixels, which straight fringes and slopes of the brightness leave small.
-double NoiseOf(const cv::Mat& frame, const cv::Mat1b& usable) {
-    auto values = Sample(frame.size(), [&](int y, int x) {
-        if (x + 1 >= frame.cols || y + 1 >= frame.rows || !usable(y, x) || !usable(y + 1, x + 1)) return NAN;
-        return std::abs(LevelAt(frame, y, x) - LevelAt(frame, y, x + 1) - LevelAt(frame, y + 1, x) +
-                        LevelAt(frame, y + 1, x + 1));
-    });
-    // Beyond four times the median there is texture.
-    const double limit = 4 * std::max(Quantile(values, 0.5), frame.depth() == CV_32F ? 0.0 : 1.0);
-    double sum = 0, count = 0;
-    for (const float value : values) {
-        if (static_cast<double>(value) > limit) continue;
-        sum += static_cast<double>(value);
-        ++count;
-    }
-    return count > 0 ? sum / count * std::sqrt(CV_PI / 2) / 2 : 0;
-}
-
 // The level that one pixel of twenty exceeds in the brightest frame, as a share of full scale.
 double PeakOf(const FringePhase& phase) {
     auto values = Sample(phase.mean.size(), [&](int y, int x) { return phase.mean(y, x) + phase.modulation(y, x); });
     return Quantile(values, 0.95) / phase.limits.fullScale;
-}
-
-using FrameNames = std::function<std::string(int frame)>;
-
-std::string MisfitText(const FringeQuality& q, const FrameNames& names) {
-    const std::string text = cv::format(
-        "the frames do not belong together: %.0f %% of the modulation remain that neither noise nor the shape of the "
-        "fringes explains",
-        100 * std::max(q.misfit, q.residual > kMuchResidual ? q.residual : 0));
-    if (q.misfitFrame < 0)
-        return text + "; a frame of another exposure, period or object, light that flickers, or a part that moved?";
-    return text + "; " + cv::format("%.0f %%", 100 * q.misfitWithout) + " without " + names(q.misfitFrame) +
-           ": is it of another exposure, period or object?";
 }
 
 void Judge(const FringePhase& phase, const Ripple& ripple, const FrameNames& names, FringeQuality& q) {
@@ -90,11 +57,13 @@ void Judge(const FringePhase& phase, const Ripple& ripple, const FrameNames& nam
             cv::format("the fringes are no sines: a ripple of %.2f rad, which is corrected unless that is turned off; "
                        "more frames or the projector's gamma set to 1 avoid it",
                        ripple.amplitude));
+    if (q.sameA >= 0) say(AlikeText({q.sameA, q.sameB}, names));
     if (q.exchangedA >= 0) {
         say("the frames fit better with " + names(q.exchangedA) + " and " + names(q.exchangedB) +
             " exchanged: wrong order or shifts?");
     } else if (q.misfit > Misfit::kMuch || (q.residual > kMuchResidual && q.phaseNoise <= kMuchPhaseNoise)) {
-        say(MisfitText(q, names));
+        say(MisfitText(
+            {std::max(q.misfit, q.residual > kMuchResidual ? q.residual : 0), q.misfitFrame, q.misfitWithout}, names));
     }
 }
 
@@ -111,9 +80,12 @@ FringeQuality AssessFringes(const FringeSet& set, const FringePhase& phase, cons
     q.noise = NoiseOf(set.frames.front(), phase.usable);
     const auto frames = static_cast<double>(set.frames.size());
     if (modulation > 0) q.phaseNoise = q.noise * std::sqrt(2 / frames) / modulation;
+    const std::vector<Levels> pixels = SampleLevels(set, phase);
+    const FramePair same = FindAlike(set.shifts, pixels, std::max(q.noise, kLeastNoise * phase.limits.fullScale));
+    q.sameA = same.a;
+    q.sameB = same.b;
     if (!phase.residual.empty()) {
         q.residual = MedianResidual(phase);
-        const std::vector<Levels> pixels = SampleLevels(set, phase);
         const FramePair pair = FindExchange(set.shifts, pixels);
         q.exchangedA = pair.a;
         q.exchangedB = pair.b;

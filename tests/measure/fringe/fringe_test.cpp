@@ -413,6 +413,8 @@ TEST(FringeQuality, Verdicts) {
         {"gamma and noise with light for more", look(2.2, 4, 1), EqualShifts(5), FringeVerdict::eGood, ""},
         {"one of four dimmed", look(1, 2, 1), EqualShifts(4), FringeVerdict::eDoubtful, "do not belong together", dim},
         {"one of five dimmed", look(1, 2, 1), EqualShifts(5), FringeVerdict::eDoubtful, "without two.png: is", dim},
+        {"one of three twice", look(1, 2, 1), EqualShifts(3), FringeVerdict::eDoubtful, "show the same fringes",
+         [](FringeSet& set) { set.frames[1] = set.frames[0]; }},
         {"other period", look(1, 2, 1), EqualShifts(6), FringeVerdict::eDoubtful, "without frame 3: is", replace},
     };
     for (const Row& row : table) {

@@ -26,6 +26,11 @@ public:
         const measure::Scan scan = ReadScan(mOptions.scan, mOptions.frames);
         if (scan.columns) DecodeDirection("columns", *scan.columns, scan.fullScale);
         if (scan.rows) DecodeDirection("rows", *scan.rows, scan.fullScale);
+        if (scan.columns && scan.rows) {
+            const std::string hint =
+                measure::HintOfExchangedDirections(mScan.directions[0].phase, mScan.directions[1].phase);
+            if (!hint.empty()) mScan.warnings.push_back(hint);
+        }
         return std::move(mScan);
     }
 
@@ -81,23 +86,12 @@ private:
     }
 
     void Report(const std::string& name, const measure::AbsolutePhase& result) {
-        const double pixels = static_cast<double>(result.mask.total());
+        const auto pixels = static_cast<double>(result.mask.total());
         mScan.report += cv::format(
             "%s: %.1f %% of %d x %d pixels have an absolute phase, %d were corrected by their "
             "neighbours\n",
             name.c_str(), 100 * result.valid / pixels, result.mask.cols, result.mask.rows, result.corrected);
-        if (result.repeat > 0)
-            Doubt(name, cv::format("the fringes repeat before the end of the projector: orders are known modulo %d "
-                                   "only, between %d separate areas",
-                                   result.repeat, result.components));
-        if (result.contradicted > 0.01 * result.usable)
-            Doubt(name, cv::format("%.1f %% of the usable pixels were dropped because their neighbours contradict them",
-                                   100.0 * result.contradicted / result.usable));
         if (result.jumps.count > 0) mScan.jumps.push_back(name + ": " + JumpWarning(result.jumps, name));
-        for (std::size_t set = 0; set < result.saturated.size(); ++set)
-            if (result.saturated[set] > 0.01)
-                Doubt(name, cv::format("sines[%zu]: %.1f %% of the pixels are saturated and left out; expose shorter",
-                                       set, 100 * result.saturated[set]));
         for (const std::string& warning : result.warnings) Doubt(name, warning);
     }
     void Doubt(const std::string& name, const std::string& text) { mScan.warnings.push_back(name + ": " + text); }
