@@ -42,6 +42,7 @@ constexpr char kDetails[] =
     "  vorip measure 'capture/fringe*.png' --out result";
 
 constexpr double kLeastShare = 0.5;  // of the picture; less is doubtful
+constexpr double kNearlyAll = 0.95;  // of what was measured
 
 class MeasureRun {
 public:
@@ -163,6 +164,7 @@ private:
     void Add(const MeasuredSurface& surface) {
         mEntries.insert(mEntries.end(), surface.entries.begin(), surface.entries.end());
         mReport += surface.report;
+        mSurfaceShare = surface.share;
     }
 
     void Finish(double seconds) {
@@ -188,7 +190,11 @@ private:
         for (const std::string& doubt : mDoubts) std::printf("  - %s\n", doubt.c_str());
         for (const std::string& note : mNotes) std::printf("note: %s\n", note.c_str());
         std::fputs(mReport.c_str(), stdout);
-        std::printf("look at %s/surface_picture.png\n", mOptions.out.c_str());
+        const std::string part =
+            mSurfaceShare < kNearlyAll
+                ? cv::format(", the largest piece of surface: %.1f %% of what was measured", 100 * mSurfaceShare)
+                : "";
+        std::printf("look at %s/surface_picture.png%s\n", mOptions.out.c_str(), part.c_str());
     }
 
     const MeasureOptions& mOptions;
@@ -196,6 +202,7 @@ private:
     Progress mProgress;
     cv::Size mSize;
     int mValid = 0;
+    double mSurfaceShare = 1;
     std::vector<SummaryEntry> mEntries;
     std::vector<std::string> mDoubts, mNotes;
     std::string mReport;

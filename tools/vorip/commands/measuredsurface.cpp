@@ -55,7 +55,8 @@ MeasuredSurface Add(measure::HeightMap map, const cv::Mat1b& piece, OutputSet& o
     return {{{"surface", entry}},
             cv::format("surface: the largest piece has %.1f %% of what is valid; over its plane %.4g to %.4g %s, rms "
                        "%.4g, on %s\n",
-                       100 * share, lowest, highest, unit.c_str(), fit.rms, DescribeGrid(map).c_str())};
+                       100 * share, lowest, highest, unit.c_str(), fit.rms, DescribeGrid(map).c_str()),
+            share};
 }
 
 }  // namespace

@@ -15,6 +15,7 @@ namespace vorip {
 struct MeasuredSurface {
     std::vector<SummaryEntry> entries;
     std::string report;  // a line for people
+    double share = 0;    // of the piece in what is valid
 };
 
 // Heights over the grid of the camera, in periods: those of the pixels of `piece` (255).
