@@ -1,7 +1,8 @@
 # Everything that is tried with random input, under libFuzzer; the tests run the same targets over fuzz/corpus.
 # The tables and the drawn checks stand beside their tests.
 file(GLOB fuzz_sources CONFIGURE_DEPENDS
-    fuzz/*.cpp tests/ipbase/*_test.cpp tests/ipbase/*/*_test.cpp tests/support/harness.cpp tests/support/literal_*.cpp)
+    fuzz/*.cpp tests/ipbase/*_test.cpp tests/ipbase/*/*_test.cpp tests/support/allocations.cpp
+    tests/support/harness.cpp tests/support/literal_*.cpp)
 list(FILTER fuzz_sources EXCLUDE REGEX "/(corpus|derived|threads|unwrap)_test\\.cpp$|/libfuzzer\\.cpp$")
 find_package(GTest CONFIG REQUIRED)
 voripbase_find_opencv(imgcodecs)

@@ -3,7 +3,6 @@
 
 #include <cstdio>
 #include <cstdlib>
-#include <new>
 #include <string>
 
 #include "fuzz/targets.h"
@@ -20,17 +19,6 @@ void PrintTried() {
 }
 
 }  // namespace
-
-// Allocations fail where a target asks for it.
-void* operator new(std::size_t size) {
-    if (test::allocationsLeft >= 0 && test::allocationsLeft-- == 0) throw std::bad_alloc();
-    if (void* const memory = std::malloc(size > 0 ? size : 1)) return memory;
-    throw std::bad_alloc();
-}
-// AddressSanitizer has one of its own, which would not go with these.
-void* operator new(std::size_t size, const std::nothrow_t&) noexcept { return std::malloc(size > 0 ? size : 1); }
-void operator delete(void* memory) noexcept { std::free(memory); }
-void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
 
 // OpenCV loses the pixels of a matrix when the allocation of what stands beside them fails.
 extern "C" const char* __lsan_default_suppressions() { return "leak:cv::Mat::create\n"; }

@@ -17,7 +17,9 @@ namespace KrN {
 // Execute comes first; the object then keeps all that is needed to inspect and change the result. It does not own the
 // target images of the full Execute: they must live as long as the operations that write to them (SetZeroPoint,
 // AddOrder, DelArea) or read from them (GetResult) are used. Coordinates are columns and rows from the top left of the
-// common region; outside of it, and at pixels without a result, SetZeroPoint, AddOrder and DelArea do nothing.
+// common region; outside of it, and at pixels without a result, SetZeroPoint, AddOrder and DelArea do nothing. They
+// throw KrException, and change nothing, when a target has not the size any more that it had in Execute, has lost its
+// pixels or become read-only. When Execute fails on its way, the object has no result.
 //
 // A copy owns copies of all results; it writes to its own internal images where the original does so, else to the same
 // targets.
@@ -51,8 +53,8 @@ public:
     //                  3 by q / 2, 4 by q / 4, 5 by q / 8, 6 by q / 16, 7 by q / 32, 8 not at all; other values keep
     //                  the choice of the previous run
     //   centreOrders   0: the period shifts of a component are centred around 0; otherwise the smallest one becomes 0
-    // An empty common region writes nothing. Throws KrException, before anything is written, when an image is missing
-    // targetMask is too small, or a target is read-only.
+    // An empty common region writes nothing. Throws KrException, before anything is written, when an image is missing,
+    // targetMask is too small, or a target is read-only; the earlier result stays then.
     virtual void Execute(KrAOI8* phase, KrAOI8* quality, KrAOI8* mask, KrAOI16* target, KrAOI8* targetMask,
                          unsigned char minQuality, std::uint32_t minAreaSize, unsigned char orderQualMode,
                          int centreOrders);
@@ -90,7 +92,7 @@ public:
     void GetResult(KrAOI32Float* result, KrAOI8* resultMask);
 
     // The same in radians, whatever the unit of the phase image: 2 pi per period, 0 at invalid pixels. With errors as
-    // GetResult.
+    // GetResult; before the first Execute the error says so.
     void GetRadians(KrAOI32Float* result, KrAOI8* resultMask) const;
 
     // Number of joined components in the result, and an image of their numbers: 1 to the count, 0 at invalid pixels.

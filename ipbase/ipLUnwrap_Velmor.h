@@ -51,7 +51,8 @@ public:
     virtual void GetResult(KrAOI32Float* result, KrAOI8* resultMask);
 
     // The unwrapped phase in radians, whatever the unit of the phase image; 0 where there is no result: at masked
-    // pixels and in groups of fewer than minGroupSize pixels. resultMask is 255 where there is one, else 0.
+    // pixels and in groups of fewer than minGroupSize pixels. resultMask is 255 where there is one, else 0. Before the
+    // first Execute the error says so.
     void GetRadians(KrAOI32Float* result, KrAOI8* resultMask) const;
 
     // Number of groups in the result, and an image of their numbers: 1 to the count in the order of their first pixels,

@@ -18,7 +18,6 @@
 
 namespace test {
 
-int allocationsLeft = -1;
 Tried tried;
 
 namespace {
@@ -608,11 +607,9 @@ bool KeepsTheRest(const Trial& trial, Memories before) {
 
 // While it lives, an access to a pixel or an allocation fails after so many others; below 0: none does.
 struct Failing {
-    Failing(int accesses, int allocations) {
-        accessesLeft = accesses;
-        allocationsLeft = allocations;
-    }
-    ~Failing() { accessesLeft = allocationsLeft = -1; }
+    Failing(int accesses, int allocations) : allocation(allocations) { accessesLeft = accesses; }
+    ~Failing() { accessesLeft = -1; }
+    const FailingAllocation allocation;
 };
 
 // What went wrong; an operation that has no formula gives its first result to `expected`.

@@ -177,8 +177,30 @@ extern Tried tried;
 // of the formula or, where there is none, the same everywhere. Now and then an access to a pixel or an allocation fails
 // in the middle: then nothing but the destination may have changed. Reports as CheckPixels does.
 void TryDrawn(const OpCase& op, const Drawing& draw);
-extern int
-    allocationsLeft;  // until one fails, where operator new has been replaced by one that asks for it; below 0: none
+
+// While it lives, an allocation of this thread fails after so many others; below 0: none does.
+extern thread_local int allocationsLeft;
+struct FailingAllocation {
+    explicit FailingAllocation(int after) { allocationsLeft = after; }
+    ~FailingAllocation() { allocationsLeft = -1; }
+    // How often an operation fails, each time at a later allocation, until it succeeds. `prepare()` comes before each
+    // attempt, `check(failed)` after it.
+    template <class Prepare, class Run, class Check>
+    static int CountFailures(const Prepare& prepare, const Run& run, const Check& check) {
+        for (int after = 0;; ++after) {
+            prepare();
+            bool failed = false;
+            try {
+                const FailingAllocation failing(after);
+                run();
+            } catch (const std::bad_alloc&) {
+                failed = true;
+            }
+            check(failed);
+            if (!failed) return after;
+        }
+    }
+};
 
 // Runs it and returns the exception that it threw, or null.
 std::unique_ptr<KrException> Thrown(const std::function<void()>& run);

@@ -1,29 +1,23 @@
 #include "ipbase/ipLUnwrap.h"
 
 #include <algorithm>
-#include <array>
 #include <utility>
 
-#include "ipbase/base/rowwalk.h"
-#include "ipbase/ipLTrans.h"
-#include "ipbase/unwrap/info.h"
 #include "ipbase/unwrap/regions/boundaries.h"
-#include "ipbase/unwrap/regions/forest.h"
-#include "ipbase/unwrap/regions/growth.h"
 #include "ipbase/unwrap/regions/join.h"
+#include "ipbase/unwrap/regions/state.h"
 
 namespace KrN {
+
+using namespace unwrap;
+
 namespace {
 
 constexpr std::uint8_t kExcludedBit = 0x80;  // in the input mask
 constexpr std::uint8_t kInvalidBit = 0x40;   // in the target mask
-constexpr wchar_t kTargetSize[] = L"Error in KrLUnwrap: AOI size of target AOI is not correct";
-constexpr wchar_t kMaskSize[] = L"Error in KrLUnwrap: AOI size of target mask AOI is not correct";
-constexpr wchar_t kMissing[] = L"Error in KrLUnwrap: an image is missing";
-
-void Require(bool condition, std::uint32_t line, const wchar_t* text) {
-    if (!condition) throw new KrException(L"C\\ipLUnwrap", line, text);
-}
+constexpr wchar_t kTargetChanged[] = L"Error in KrLUnwrap: the target AOI was resized or lost its pixels after Execute";
+constexpr wchar_t kMaskChanged[] =
+    L"Error in KrLUnwrap: the target mask AOI was resized or lost its pixels after Execute";
 
 // Wrapped phases with order 0; levels are 0 where the mask excludes the pixel, else at least 1.
 void ReadPlanes(const KrAOI8& phase, const KrAOI8& quality, const KrAOI8& mask, UnwrapPlanes& planes) {
@@ -43,42 +37,30 @@ void ReadPlanes(const KrAOI8& phase, const KrAOI8& quality, const KrAOI8& mask, 
 
 }  // namespace
 
-struct KrLUnWrap::State {
-    KrLTransfer transfer;
-    UnwrapPlanes planes;
-    UnwrapAreas areas;
-    UnwrapForest forest;
-    KrAOIInfo info;
-    KrBufferAOI16 ownTarget;
-    KrBufferAOI8 ownMask;
-    KrAOI16* target = nullptr;
-    KrAOI8* targetMask = nullptr;
-    std::array<std::uint8_t, 256> allowance{};
-    KrTRange<std::int32_t> range;
+// Back to no result; the planes keep their memory for the next one.
+void KrLUnWrap::State::Forget() {
+    target = nullptr;
+    targetMask = nullptr;
+    planes.Clear();
+    areas = {};
+    forest = {};
+    range = {};
+}
 
-    void SetAllowance(unsigned mode);
-    void DropSmallComponents(std::uint32_t minAreaSize);
-    void CorrectPhaseImage(const std::vector<std::int16_t>& corrections);
-    KrTRange<std::int32_t> GetMinMaxPhase() const;
-    void ShowPhaseImage();
-    void DelTreeAreas(const std::vector<std::uint32_t>& treeAreas);
-    void CheckResult(const KrAOI* result, const KrAOI* resultMask, std::uint32_t line) const;
+void KrLUnWrap::State::SetTargets(KrAOI16* image, KrAOI8* mask) {
+    target = image;
+    targetMask = mask;
+    targetShape = Shape(*image);
+    maskShape = Shape(*mask);
+}
 
-    // Plane index of a pixel with a result, or 0 (a spare pixel) when there is none at these coordinates.
-    std::size_t ValidPixel(int x, int y) const {
-        if (!planes.Contains(x, y)) return 0;
-        const std::size_t pixel = planes.Row(y) + static_cast<std::size_t>(x);
-        return planes.area[pixel] ? pixel : 0;
-    }
-    // Calls apply(pixel) for all pixels of some areas, given counted from 0.
-    template <class Apply>
-    void ForEachPixel(const std::vector<std::uint32_t>& areaIndices, Apply apply) {
-        for (const std::uint32_t index : areaIndices) {
-            const SrUnwrapArea& area = areas.areas[index];
-            for (std::size_t i = area.first; i < std::size_t{area.first} + area.pixelCount; ++i) apply(areas.pixels[i]);
-        }
-    }
-};
+// The caller may have changed them after Execute.
+void KrLUnWrap::State::RequireTargets() const {
+    Require(Shape(*target) == targetShape, 1150, kTargetChanged);
+    Require(Shape(*targetMask) == maskShape, 1154, kMaskChanged);
+    target->RequireWritable();
+    targetMask->RequireWritable();
+}
 
 // Mode 1 allows any level, 2 to 7 the level itself down to 1/32 of it, 8 none.
 void KrLUnWrap::State::SetAllowance(unsigned mode) {
@@ -87,6 +69,16 @@ void KrLUnWrap::State::SetAllowance(unsigned mode) {
         const unsigned value = mode == 1 ? 255 : mode == 8 ? 0 : level >> (mode - 2);
         allowance[level] = static_cast<std::uint8_t>(value);
     }
+}
+
+void KrLUnWrap::State::Unwrap(unsigned minQuality, std::uint32_t minAreaSize, bool liftMinimum) {
+    areas = GrowUnwrapAreas(planes, minQuality, allowance);
+    const std::vector<std::uint32_t> treeOfArea =
+        NumberUnwrapTrees(planes, static_cast<std::uint32_t>(areas.areas.size()));
+    forest = JoinUnwrapAreas(MeasureUnwrapBoundaries(planes, treeOfArea), treeOfArea);
+    DropSmallComponents(minAreaSize);
+    CorrectPhaseImage(forest.Corrections(liftMinimum));
+    ShowPhaseImage();
 }
 
 void KrLUnWrap::State::DelTreeAreas(const std::vector<std::uint32_t>& treeAreas) {
@@ -151,14 +143,6 @@ void KrLUnWrap::State::ShowPhaseImage() {
     }
 }
 
-void KrLUnWrap::State::CheckResult(const KrAOI* result, const KrAOI* resultMask, std::uint32_t line) const {
-    Require(result && resultMask, line, kMissing);
-    Require(target && result->AOISize() == target->AOISize(), line, kTargetSize);
-    Require(resultMask->AOISize() == targetMask->AOISize(), line + 4, kMaskSize);
-    result->RequireWritable();
-    resultMask->RequireWritable();
-}
-
 KrLUnWrap::KrLUnWrap() : mState(std::make_unique<State>()) {}
 
 KrLUnWrap::KrLUnWrap(const KrLUnWrap& other) : mState(std::make_unique<State>(*other.mState)) {
@@ -176,10 +160,13 @@ KrLUnWrap::~KrLUnWrap() = default;
 void KrLUnWrap::Execute(KrAOI8* phase, KrAOI8* quality, KrAOI8* mask, unsigned char minQuality,
                         std::uint32_t minAreaSize, unsigned char orderQualMode, int centreOrders) {
     Require(phase && quality && mask, 98, kMissing);
-    mState->ownTarget.Resize(*phase, 1);
-    mState->ownMask.Resize(*mask, 1);
-    Execute(phase, quality, mask, &mState->ownTarget, &mState->ownMask, minQuality, minAreaSize, orderQualMode,
-            centreOrders);
+    KrBufferAOI16 target(phase->AOISize());
+    KrBufferAOI8 targetMask(mask->AOISize());
+    State& s = *mState;
+    s.Forget();  // what the buffers held
+    s.ownTarget = std::move(target);
+    s.ownMask = std::move(targetMask);
+    Execute(phase, quality, mask, &s.ownTarget, &s.ownMask, minQuality, minAreaSize, orderQualMode, centreOrders);
 }
 
 void KrLUnWrap::Execute(KrAOI8* phase, KrAOI8* quality, KrAOI8* mask, KrAOI16* target, KrAOI8* targetMask,
@@ -194,38 +181,32 @@ void KrLUnWrap::Execute(KrAOI8* phase, KrAOI8* quality, KrAOI8* mask, KrAOI16* t
     target->RequireWritable();
     targetMask->RequireWritable();
     State& s = *mState;
-    if (phase->GetAOIInfo()) {
-        s.info = *phase->GetAOIInfo();
-    } else {
-        s.info.valueScale = 1.0;
-    }
-    s.target = target;
-    s.targetMask = targetMask;
-    s.SetAllowance(orderQualMode);
-    // Until the new result is complete, the object has none.
-    UnwrapPlanes planes = std::exchange(s.planes, {});
-    s.areas = {};
-    s.forest = {};
-    s.range = {};
-    if (empty) return;
+    s.Forget();
+    try {
+        if (phase->GetAOIInfo()) {
+            s.info = *phase->GetAOIInfo();
+        } else {
+            s.info.valueScale = 1.0;
+        }
+        s.SetTargets(target, targetMask);
+        s.SetAllowance(orderQualMode);
+        if (empty) return;
 
-    if (mask != targetMask) s.transfer.Copy(mask, targetMask);
-    planes.Resize(width, height);
-    ReadPlanes(*phase, *quality, *mask, planes);
-    s.areas = GrowUnwrapAreas(planes, minQuality, s.allowance);
-    const auto areaCount = static_cast<std::uint32_t>(s.areas.areas.size());
-    const std::vector<std::uint32_t> treeOfArea = NumberUnwrapTrees(planes, areaCount);
-    s.forest = JoinUnwrapAreas(MeasureUnwrapBoundaries(planes, treeOfArea), treeOfArea);
-    s.planes = std::move(planes);
-    s.DropSmallComponents(minAreaSize);
-    s.CorrectPhaseImage(s.forest.Corrections(centreOrders != 0));
-    s.ShowPhaseImage();
+        if (mask != targetMask) s.transfer.Copy(mask, targetMask);
+        s.planes.Resize(width, height);
+        ReadPlanes(*phase, *quality, *mask, s.planes);
+        s.Unwrap(minQuality, minAreaSize, centreOrders != 0);
+    } catch (...) {
+        s.Forget();
+        throw;
+    }
 }
 
 void KrLUnWrap::SetZeroPoint(unsigned short x, unsigned short y) {
     State& s = *mState;
     const std::size_t pixel = s.ValidPixel(x, y);
     if (!pixel) return;
+    s.RequireTargets();
     const std::uint16_t zero = s.planes.phase[pixel];
     for (std::size_t i = 0; i < s.planes.phase.size(); ++i) {
         const std::uint16_t value = s.planes.phase[i];
@@ -238,6 +219,7 @@ void KrLUnWrap::AddOrder(unsigned short x, unsigned short y, short order) {
     State& s = *mState;
     const std::size_t pixel = s.ValidPixel(x, y);
     if (!pixel) return;
+    s.RequireTargets();
     const std::uint32_t root = s.forest.RootOf(s.planes.area[pixel] - 1);
     s.ForEachPixel(s.forest.AreasOf(root), [&s, order](std::uint32_t p) {
         s.planes.phase[p] = static_cast<std::uint16_t>(s.planes.phase[p] + order * 256);
@@ -249,6 +231,7 @@ void KrLUnWrap::DelArea(unsigned short x, unsigned short y) {
     State& s = *mState;
     const std::size_t pixel = s.ValidPixel(x, y);
     if (!pixel) return;
+    s.RequireTargets();
     const std::uint32_t root = s.forest.RootOf(s.planes.area[pixel] - 1);
     s.DelTreeAreas(s.forest.AreasOf(root));
     s.forest.RemoveRoot(root);
@@ -263,67 +246,5 @@ short KrLUnWrap::GetOrder(unsigned short x, unsigned short y) const {
 KrTRange<std::int32_t> KrLUnWrap::GetRange() const { return mState->range; }
 
 int KrLUnWrap::IsValidArea(unsigned short x, unsigned short y) const { return mState->ValidPixel(x, y) != 0; }
-
-void KrLUnWrap::GetResult(KrAOI16* result, KrAOI8* resultMask) {
-    State& s = *mState;
-    s.CheckResult(result, resultMask, 1299);
-    s.transfer.Copy(s.targetMask, resultMask);
-    s.transfer.Copy(s.target, result);
-    DescribeUnwrapped(*result, s.info, s.info.valueScale / 255.0);
-}
-
-void KrLUnWrap::GetResult(KrAOI32Float* result, KrAOI8* resultMask) {
-    State& s = *mState;
-    s.CheckResult(result, resultMask, 1213);
-    s.transfer.Copy(s.targetMask, resultMask);
-    const double scale = s.info.valueScale / 255.0;
-    const double offset = scale * s.range.lower;
-    WalkRows(
-        Access::eSwitched,
-        [=](float* phases, const std::uint16_t* values, std::size_t count) {
-            for (std::size_t x = 0; x < count; ++x) phases[x] = static_cast<float>(scale * values[x] + offset);
-        },
-        result, static_cast<const KrAOI16*>(s.target));
-    DescribeUnwrapped(*result, s.info, 1.0);
-}
-
-void KrLUnWrap::GetRadians(KrAOI32Float* result, KrAOI8* resultMask) const {
-    State& s = *mState;
-    s.CheckResult(result, resultMask, 1260);
-    s.transfer.Copy(s.targetMask, resultMask);
-    s.transfer.Clear(result, 0.0);
-    constexpr double radians = KrMath::TwoPi / 256.0;
-    const int width = std::min<int>(s.planes.width, result->AOIWidth());
-    const int height = std::min<int>(s.planes.height, result->AOIHeight());
-    TargetRows<float> rows(result, RouteOf(Access::eSwitched, result), width);
-    for (int y = 0; width > 0 && y < height; ++y) {
-        const std::size_t first = s.planes.Row(y);
-        float* const row = rows.Row(y);
-        for (std::size_t x = 0; x < static_cast<std::size_t>(width); ++x) {
-            const auto phase = static_cast<std::int16_t>(s.planes.phase[first + x]);
-            row[x] = s.planes.area[first + x] ? static_cast<float>(phase * radians) : 0.0f;
-        }
-        rows.Finish(y);
-    }
-    DescribeUnwrapped(*result, s.info, 1.0);
-    result->GetAOIInfo()->unit = L"rad";
-}
-
-std::uint32_t KrLUnWrap::GetComponentCount() const { return static_cast<std::uint32_t>(mState->forest.Roots().size()); }
-
-void KrLUnWrap::GetComponentLabels(KrAOI32* labels) const {
-    Require(labels != nullptr, 1340, kMissing);
-    const UnwrapPlanes& planes = mState->planes;
-    const std::vector<std::uint32_t> component = mState->forest.ComponentOfAreas();
-    const int width = std::min<int>(planes.width, labels->AOIWidth());
-    const int height = std::min<int>(planes.height, labels->AOIHeight());
-    TargetRows<std::int32_t> rows(labels, RouteOf(Access::eSwitched, labels), width);
-    for (int y = 0; width > 0 && y < height; ++y) {
-        const std::uint32_t* const area = planes.area.data() + planes.Row(y);
-        std::int32_t* const row = rows.Row(y);
-        for (int x = 0; x < width; ++x) row[x] = area[x] ? static_cast<std::int32_t>(component[area[x] - 1]) : 0;
-        rows.Finish(y);
-    }
-}
 
 }  // namespace KrN

@@ -27,6 +27,13 @@ struct UnwrapPlanes {
         area.assign(count, 0);
         phase.assign(count, 0);
     }
+    // Without pixels; the memory is kept.
+    void Clear() {
+        width = height = 0;
+        quality.clear();
+        area.clear();
+        phase.clear();
+    }
     std::size_t Stride() const { return static_cast<std::size_t>(width) + 1; }
     std::size_t Row(int y) const { return (static_cast<std::size_t>(y) + 1) * Stride(); }
     bool Contains(int x, int y) const { return x >= 0 && y >= 0 && x < width && y < height; }

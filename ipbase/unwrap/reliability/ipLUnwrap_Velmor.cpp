@@ -21,6 +21,7 @@ constexpr wchar_t kFile[] = L"C\\ipLUnwrap_Velmor";
 constexpr wchar_t kMissing[] = L"Error in KrLUnwrap_Velmor: an image is missing";
 constexpr wchar_t kTargetSize[] = L"Error in KrLUnwrap_Velmor: AOI size of target AOI is not correct";
 constexpr wchar_t kMaskSize[] = L"Error in KrLUnwrap_Velmor: AOI size of target mask AOI is not correct";
+constexpr wchar_t kNoResult[] = L"Error in KrLUnwrap_Velmor: there is no result, Execute comes first";
 constexpr wchar_t kPixelType[] = L"Error in KrLUnwrap_Velmor: not an image of the right pixel type";
 
 void Require(bool condition, std::uint32_t line, const wchar_t* text) {
@@ -222,6 +223,7 @@ void KrLUnWrap_Velmor::GetResult(KrAOI16* result, KrAOI8* resultMask) {
 }
 
 void KrLUnWrap_Velmor::GetRadians(KrAOI32Float* result, KrAOI8* resultMask) const {
+    Require(mUnwrapped.GetRowPointer(0) != nullptr, 924, kNoResult);
     CheckResult(result, resultMask, 925);
     const auto select = [](float* dst, const float* value, const std::int32_t* label, std::size_t count) {
         for (std::size_t x = 0; x < count; ++x) dst[x] = label[x] != 0 ? value[x] : 0.0f;

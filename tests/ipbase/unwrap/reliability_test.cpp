@@ -417,6 +417,7 @@ TEST(Reliability, RefusesWhatDoesNotFit) {
         {[&] { unwrap.GetRadians(&fitsF, &wrongMask); }, 929},
         {[&] { unwrap.GetComponentLabels(nullptr); }, 930},
         {[&] { KrLUnWrap_Velmor().GetResult(&fitsF, &fitsMask); }, 909},
+        {[&] { KrLUnWrap_Velmor().GetRadians(&fitsF, &fitsMask); }, 924},
         {[&] { unwrap.Execute(nullptr, &fitsMask, 0, nullptr); }, 120},
     };
     for (const auto& c : cases) {

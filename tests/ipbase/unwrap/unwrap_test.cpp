@@ -178,7 +178,6 @@ TEST(Unwrap, ResultsOfOwnBuffersAndOfCopies) {
     EXPECT_EQ(*radians.GetPointer({40, 5}), 0.0f);
     EXPECT_EQ(*mask.GetPointer({40, 5}), 0xC1);
     EXPECT_TRUE(radians.GetAOIInfo()->unit == L"rad");
-    EXPECT_TRUE(test::Thrown([&] { KrLUnWrap().GetRadians(&radians, &mask); }));
     ASSERT_TRUE(steps.GetAOIInfo() && phase.GetAOIInfo());
     EXPECT_DOUBLE_EQ(steps.GetAOIInfo()->valueScale, 0.02);
     EXPECT_DOUBLE_EQ(phase.GetAOIInfo()->valueScale, 1.0);
@@ -239,6 +238,7 @@ TEST(Unwrap, RejectsBadImagesBeforeWriting) {
         {[&] { unwrap.GetResult(&phase, &small); }, 1217, targetMask},
         {[&] { fresh.GetResult(&steps, &mask); }, 1299, target},
         {[&] { fresh.GetResult(&phase, &mask); }, 1213, target},
+        {[&] { fresh.GetRadians(&phase, &mask); }, 0, L"Error in KrLUnwrap: there is no result, Execute comes first"},
         {[&] { unwrap.GetResult(&steps, nullptr); }, 1299, missing},
         {[&] { unwrap.GetResult(static_cast<KrAOI32Float*>(nullptr), &mask); }, 1213, missing},
         {[&] { unwrap.GetComponentLabels(nullptr); }, 0, missing},
@@ -252,6 +252,79 @@ TEST(Unwrap, RejectsBadImagesBeforeWriting) {
         EXPECT_EQ(PixelsOf(steps), std::vector<std::uint16_t>(81 * 20));
         EXPECT_EQ(PixelsOf(mask), std::vector<std::uint8_t>(81 * 20));
         EXPECT_EQ(unwrap.GetComponentCount(), 2u);
+    }
+}
+
+// The targets are the caller's, who may resize, move or empty them between Execute and the operations that write again.
+TEST(Unwrap, WritesOnlyIntoTargetsAsTheyWereInExecute) {
+    const std::vector<std::uint16_t> constant(81 * 20);
+    const std::function<void(Scene&)> changes[] = {
+        [](Scene& s) {
+            s.target.Resize({2, 2});
+        },
+        [](Scene& s) {
+            s.targetMask.Resize({80, 20});
+        },
+        [](Scene& s) {
+            s.target.SetAOIRect({60, 10, 21, 10});
+        },
+        [](Scene& s) { KrBufferAOI16(std::move(s.target)); },
+        [](Scene& s) {
+            s.targetMask.KrAOI8::operator=(KrAOI8({81, 20}, static_cast<std::uint8_t*>(nullptr), 81));
+        },
+        [&](Scene& s) {
+            s.target.KrAOI16::operator=(KrAOI16({81, 20}, constant.data(), 162));
+        },
+    };
+    for (const auto& change : changes) {
+        SCOPED_TRACE(&change - changes);
+        Scene scene = TwoRamps();
+        KrLUnWrap unwrap;
+        scene.Execute(unwrap);
+        change(scene);
+        EXPECT_TRUE(test::Thrown([&] { unwrap.SetZeroPoint(50, 5); }));
+        EXPECT_TRUE(test::Thrown([&] { unwrap.AddOrder(5, 5, 3); }));
+        EXPECT_TRUE(test::Thrown([&] { unwrap.DelArea(5, 5); }));
+        unwrap.DelArea(40, 5);  // no result there: nothing
+        EXPECT_EQ(unwrap.GetOrder(7, 5), 0);
+        EXPECT_EQ(unwrap.GetOrder(50, 5), 1);
+        EXPECT_EQ(unwrap.GetComponentCount(), 2u);
+    }
+    EXPECT_EQ(constant, std::vector<std::uint16_t>(81 * 20));
+}
+
+// A run that fails on its way leaves no result, in either form; nor does it leave one of another size behind.
+TEST(Unwrap, HasNoResultWhenItFails) {
+    Scene first = TwoRamps(), second(
+                                  60, 9, [](int x, int y) { return x * 30 + y; }, kOpen, kOpen);
+    KrAOIInfo info;
+    info.unit = L"a unit that is too long to be stored without memory of its own";
+    second.phase.SetAOIInfo(&info);
+    KrBufferAOI32Float radians;
+    KrBufferAOI8 mask;
+    for (const bool ownBuffers : {true, false}) {
+        std::unique_ptr<KrLUnWrap> unwrap;
+        const auto execute = [&](Scene& scene) {
+            ownBuffers ? unwrap->Execute(&scene.phase, &scene.quality, &scene.mask, 0, 0, 1, 0)
+                       : scene.Execute(*unwrap);
+        };
+        const auto prepare = [&] {
+            unwrap = std::make_unique<KrLUnWrap>();
+            execute(first);
+        };
+        const auto check = [&](bool failed) {
+            for (const Scene* scene : {&first, &second}) {
+                radians.Resize(scene->size);
+                mask.Resize(scene->size);
+                EXPECT_EQ(failed || scene == &first,
+                          test::Thrown([&] { unwrap->GetRadians(&radians, &mask); }) != nullptr);
+            }
+            EXPECT_EQ(failed ? 0u : 1u, unwrap->GetComponentCount());
+            EXPECT_EQ(!failed, unwrap->IsValidArea(5, 5));
+            unwrap->SetZeroPoint(5, 5);
+        };
+        EXPECT_LT(10, test::FailingAllocation::CountFailures(
+                          prepare, [&] { execute(second); }, check));
     }
 }
 
