@@ -15,7 +15,8 @@ namespace KrN {
 // Area of interest: a rectangular, typed view of a two-dimensional pixel buffer. It does not own its pixels. Several
 // threads may read an image, and several may work on images that share no pixel; everything else is for one at a time.
 //
-// A view of pixels that must not change carries a read-only mark, which views of it and copies of the view inherit.
+// A view of pixels that must not change, which are const memory or those of a const image that owns them, carries a
+// read-only mark, which views of it and copies of the view inherit.
 // Writing to such an image throws KrException before anything is written: in its own operations, and in those of the
 // library that would have it as their destination.
 class VORIP_API KrAOI {
@@ -77,6 +78,7 @@ protected:
 
 private:
     [[noreturn]] void ThrowReadOnly() const;
+    void TakeInfo(std::unique_ptr<KrAOIInfo> adopted, KrAOIInfo* referred) noexcept;
 
     DeviceType mDevType;
     bool mReadOnly = false;
@@ -111,8 +113,13 @@ template <> struct KrTPixel<double> { static constexpr DeviceType device = eDev6
 // A derived class that overrides them must do so too: the library relies on it where pixels have no addresses.
 template <class T>
 class VORIP_API KrTAOI : public KrAOI {
+    template <class Buffer>
+    using IfConstOwner = std::enable_if_t<
+        std::is_const_v<Buffer> && std::is_convertible_v<Buffer*, const KrTAOI*> && Buffer::kOwnsPixels, int>;
+
 public:
     using Pixel = T;
+    static constexpr bool kOwnsPixels = false;
 
     KrTAOI() : KrAOI(KrTPixel<T>::device) {}
     // Views memory that the caller owns; rowIncInBytes is the distance from one row to the next, and pixels may be null
@@ -135,6 +142,17 @@ public:
     ~KrTAOI() override;
     KrTAOI(const KrTAOI&) = default;
     KrTAOI& operator=(const KrTAOI&) = default;
+    // The same view as that of an image that owns its pixels; read-only when the image is const.
+    template <class Buffer, IfConstOwner<Buffer> = 0>
+    KrTAOI(Buffer& image) : KrTAOI(static_cast<const KrTAOI&>(image)) {
+        MarkReadOnly();
+    }
+    template <class Buffer, IfConstOwner<Buffer> = 0>
+    KrTAOI& operator=(Buffer& image) {
+        *this = static_cast<const KrTAOI&>(image);
+        MarkReadOnly();
+        return *this;
+    }
 
     // First pixel of a row of the view, counted from its top, or the pixel at (x, y) of the view; not checked, and null
     // when the pixels are not addressable. What the non-const forms give of a read-only image is only for reading.
@@ -177,11 +195,11 @@ extern template class VORIP_API KrTAOI<float>;
 extern template class VORIP_API KrTAOI<double>;
 
 // clang-format off
-class VORIP_API KrAOI8 : public KrTAOI<std::uint8_t> { public: using KrTAOI::KrTAOI; };
-class VORIP_API KrAOI16 : public KrTAOI<std::uint16_t> { public: using KrTAOI::KrTAOI; };
-class VORIP_API KrAOI32 : public KrTAOI<std::int32_t> { public: using KrTAOI::KrTAOI; };
-class VORIP_API KrAOI32Float : public KrTAOI<float> { public: using KrTAOI::KrTAOI; };
-class VORIP_API KrAOI64Double : public KrTAOI<double> { public: using KrTAOI::KrTAOI; };
+class VORIP_API KrAOI8 : public KrTAOI<std::uint8_t> { public: using KrTAOI::KrTAOI; using KrTAOI::operator=; };
+class VORIP_API KrAOI16 : public KrTAOI<std::uint16_t> { public: using KrTAOI::KrTAOI; using KrTAOI::operator=; };
+class VORIP_API KrAOI32 : public KrTAOI<std::int32_t> { public: using KrTAOI::KrTAOI; using KrTAOI::operator=; };
+class VORIP_API KrAOI32Float : public KrTAOI<float> { public: using KrTAOI::KrTAOI; using KrTAOI::operator=; };
+class VORIP_API KrAOI64Double : public KrTAOI<double> { public: using KrTAOI::KrTAOI; using KrTAOI::operator=; };
 // clang-format on
 
 }  // namespace KrN

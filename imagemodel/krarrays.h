@@ -2,6 +2,8 @@
 
 #include <cstddef>
 #include <initializer_list>
+#include <limits>
+#include <stdexcept>
 #include <utility>
 #include <vector>
 
@@ -15,7 +17,8 @@ namespace KrN {
 template <class T>
 class KrTBuf1D {
 public:
-    explicit KrTBuf1D(std::size_t count = 0) : mElems(count) {}
+    KrTBuf1D() = default;
+    explicit KrTBuf1D(std::size_t count) : mElems(count) {}
     KrTBuf1D(std::initializer_list<T> elems) : mElems(elems) {}
     KrTBuf1D(const KrTBuf1D&) = default;
     KrTBuf1D(KrTBuf1D&&) noexcept = default;
@@ -40,7 +43,7 @@ template <class T>
 class KrTBuf2D {
 public:
     KrTBuf2D() = default;
-    KrTBuf2D(std::size_t width, std::size_t height) : mElems(width * height), mWidth(width), mHeight(height) {}
+    KrTBuf2D(std::size_t width, std::size_t height) : mElems(Count(width, height)), mWidth(width), mHeight(height) {}
     KrTBuf2D(const KrTBuf2D&) = default;
     KrTBuf2D& operator=(const KrTBuf2D&) = default;
     KrTBuf2D(KrTBuf2D&& other) noexcept { *this = std::move(other); }
@@ -57,7 +60,7 @@ public:
     std::size_t Height() const { return mHeight; }
     // Nothing is kept: all elements are 0, also when the size stays.
     void Resize(std::size_t width, std::size_t height) {
-        mElems.assign(width * height, T{});
+        mElems.assign(Count(width, height), T{});
         mWidth = width;
         mHeight = height;
     }
@@ -67,6 +70,11 @@ public:
     const T& operator()(std::size_t x, std::size_t y) const { return Row(y)[x]; }
 
 private:
+    static std::size_t Count(std::size_t width, std::size_t height) {
+        if (width > 0 && height > std::numeric_limits<std::size_t>::max() / width)
+            throw std::length_error("an array of so many rows and columns does not fit into memory");
+        return width * height;
+    }
     void Clear() noexcept {
         mElems.clear();
         mWidth = mHeight = 0;

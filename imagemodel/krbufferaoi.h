@@ -45,6 +45,7 @@ template <class Dev, class AOI>
 class VORIP_API KrTBufferAOI : public AOI {
 public:
     using Pixel = typename Dev::Pixel;
+    static constexpr bool kOwnsPixels = true;
 
     KrTBufferAOI() = default;
     explicit KrTBufferAOI(const KrTSize<short>& size, int flag = 0);

@@ -14,6 +14,18 @@ enum DeviceType {
     eDev64Double = 10,  // 64-bit IEEE double
 };
 
+// As messages and the reference name it; empty for codes without a pixel type.
+constexpr const wchar_t* PixelTypeName(DeviceType type) {
+    switch (type) {
+        case eDev8: return L"8";
+        case eDev16: return L"16";
+        case eDev32: return L"32";
+        case eDev32Float: return L"F";
+        case eDev64Double: return L"D";
+    }
+    return L"";
+}
+
 // Small values: `KrTSize<short>{640, 480}`, `KrTSize<short>(640, 480)`; a new one is all 0. Sizes and ranges may hold
 // anything, operations say what they accept.
 template <class T>

@@ -17,16 +17,16 @@ KrAOI::KrAOI(const KrAOI& other) : mDevType(other.mDevType) { *this = other; }
 
 KrAOI& KrAOI::operator=(const KrAOI& other) {
     if (this == &other) return *this;
+    // What can fail comes first.
+    KrString name = other.mName;
+    auto adopted = other.mAdoptedInfo ? std::make_unique<KrAOIInfo>(*other.mAdoptedInfo) : nullptr;
     mPixels = other.mPixels;
     mRowInc = other.mRowInc;
     mReadOnly = other.mReadOnly;
-    mName = other.mName;
+    mName = std::move(name);
     mBufferSize = other.mBufferSize;
     mRect = other.mRect;
-    if (other.mAdoptedInfo)
-        AdoptAOIInfo(std::make_unique<KrAOIInfo>(*other.mAdoptedInfo));
-    else
-        SetAOIInfo(other.mInfo);
+    TakeInfo(std::move(adopted), other.mInfo);
     return *this;
 }
 
@@ -50,9 +50,12 @@ void KrAOI::RequireLayout(std::size_t pixelBytes, std::size_t alignment) const {
 }
 
 void KrAOI::ThrowReadOnly() const {
-    KrString message;
-    message.SPrintf(L"The image '%s' is read-only: nothing can be written into it", mName);
-    throw new KrException(message);
+    KrString image;
+    if (mName.IsEmpty())
+        image.SPrintf(L"An image (type %s, %d x %d pixels)", PixelTypeName(mDevType), AOIWidth(), AOIHeight());
+    else
+        image.SPrintf(L"The image '%s'", mName);
+    throw new KrException(image + L" is read-only: nothing can be written into it");
 }
 
 void KrAOI::MoveFrom(KrAOI& other) noexcept {
@@ -62,8 +65,15 @@ void KrAOI::MoveFrom(KrAOI& other) noexcept {
     mName = std::exchange(other.mName, {});
     mBufferSize = std::exchange(other.mBufferSize, {});
     mRect = std::exchange(other.mRect, {});
-    mAdoptedInfo = std::move(other.mAdoptedInfo);
-    mInfo = std::exchange(other.mInfo, nullptr);
+    TakeInfo(std::move(other.mAdoptedInfo), std::exchange(other.mInfo, nullptr));
+}
+
+// One to adopt or, without, one to refer to, which may be that of this image.
+void KrAOI::TakeInfo(std::unique_ptr<KrAOIInfo> adopted, KrAOIInfo* referred) noexcept {
+    if (adopted)
+        AdoptAOIInfo(std::move(adopted));
+    else
+        SetAOIInfo(referred);
 }
 
 void KrAOI::SetAOIRect(const KrTRectangle<short>& rect) {

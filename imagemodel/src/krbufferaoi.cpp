@@ -33,16 +33,7 @@ KrTBufferAOI<Dev, AOI>::KrTBufferAOI(const KrTSize<short>& size, int flag) {
 }
 
 template <class Dev, class AOI>
-KrTBufferAOI<Dev, AOI>::KrTBufferAOI(const KrTBufferAOI& other) : AOI() {
-    *this = other;
-}
-
-template <class Dev, class AOI>
-KrTBufferAOI<Dev, AOI>::KrTBufferAOI(const KrTBufferAOI& other, int) : KrTBufferAOI(other) {}
-
-template <class Dev, class AOI>
-KrTBufferAOI<Dev, AOI>& KrTBufferAOI<Dev, AOI>::operator=(const KrTBufferAOI& other) {
-    if (this == &other) return *this;
+KrTBufferAOI<Dev, AOI>::KrTBufferAOI(const KrTBufferAOI& other) : AOI(other) {
     const KrTSize<short> size = other.GetBufferSize();
     const std::size_t rowBytes = Bytes({size.cx, 1}, sizeof(Pixel));
     KrPixelMemory memory(Bytes(size, sizeof(Pixel)));
@@ -51,11 +42,17 @@ KrTBufferAOI<Dev, AOI>& KrTBufferAOI<Dev, AOI>::operator=(const KrTBufferAOI& ot
         const auto* from = reinterpret_cast<const std::byte*>(other.mPixels);
         for (int y = 0; y < size.cy; ++y, to += rowBytes, from += other.mRowInc) std::memcpy(to, from, rowBytes);
     }
-    const KrTRectangle<short> view = other.GetAOIRect();
-    AOI::operator=(other);
     this->Attach(size, memory.Data(), static_cast<std::uint32_t>(rowBytes));
-    this->SetAOIRect(view);
+    this->SetAOIRect(other.GetAOIRect());
     mMemory = std::move(memory);
+}
+
+template <class Dev, class AOI>
+KrTBufferAOI<Dev, AOI>::KrTBufferAOI(const KrTBufferAOI& other, int) : KrTBufferAOI(other) {}
+
+template <class Dev, class AOI>
+KrTBufferAOI<Dev, AOI>& KrTBufferAOI<Dev, AOI>::operator=(const KrTBufferAOI& other) {
+    if (this != &other) *this = KrTBufferAOI(other);  // all that can fail comes before this image changes
     return *this;
 }
 

@@ -82,9 +82,8 @@ int MessageArg(const T&) {
 template <class Arg>
 void AppendTypeName(KrString& list, const Arg& arg) {
     if constexpr (kIsAOI<Arg>) {
-        constexpr const wchar_t* names[] = {L"none", L"8", L"", L"", L"16", L"", L"", L"32", L"F", L"", L"D"};
         if (!list.IsEmpty()) list += L", ";
-        list += names[TypeCode(arg)];
+        list += arg ? PixelTypeName(arg->GetDevType()) : L"none";
     }
 }
 

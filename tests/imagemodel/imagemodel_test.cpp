@@ -222,6 +222,48 @@ TEST(ImageInfo, ReferredToOrAdopted) {
     EXPECT_TRUE(b.GetAOIInfo()->unit == L"mm");
 }
 
+// An image whose name or record cannot be copied: nothing has changed then, and nothing hangs on the other image.
+template <class Image>
+void CheckAssignment(int allocations) {
+    const KrString text = L"a text that is too long to be stored without memory of its own";
+    Image image, *const target = &image;
+    std::unique_ptr<KrBufferAOI8> other;
+    const auto prepare = [&] {
+        image = KrBufferAOI8();
+        other = std::make_unique<KrBufferAOI8>(KrTSize<short>(6, 5));
+        other->SetAOIName(text);
+        other->AdoptAOIInfo(std::make_unique<KrAOIInfo>());
+        other->GetAOIInfo()->unit = text;
+        other->WritePixel({5, 4}, 77);
+    };
+    const auto check = [&](bool failed) {
+        if (!failed && std::is_same_v<Image, KrAOI8>) EXPECT_EQ(77, target->ReadPixel({5, 4}));
+        other.reset();
+        EXPECT_EQ(failed, target->GetAOIName().IsEmpty());
+        EXPECT_EQ(failed, target->GetAOIInfo() == nullptr);
+        EXPECT_EQ(failed ? 0 : 6, target->AOIWidth());
+        if (failed) return EXPECT_EQ(nullptr, target->GetRowPointer(0));
+        EXPECT_TRUE(target->GetAOIInfo()->unit == text);
+        if (std::is_same_v<Image, KrBufferAOI8>) EXPECT_EQ(77, target->ReadPixel({5, 4}));
+    };
+    EXPECT_EQ(allocations, FailingAllocation::CountFailures(
+                               prepare, [&] { *target = *other; }, check));
+}
+
+TEST(ImageInfo, AssignmentIsWholeOrNone) {
+    CheckAssignment<KrAOI8>(3);  // the name, the record and its text
+    CheckAssignment<KrBufferAOI8>(3);
+    KrBufferAOI8 owner({2, 2}), user({3, 3});  // a record that comes back to where it was adopted
+    owner.AdoptAOIInfo(std::make_unique<KrAOIInfo>());
+    owner.GetAOIInfo()->unit = L"mm";
+    user.SetAOIInfo(owner.GetAOIInfo());
+    owner = user;
+    EXPECT_TRUE(owner.GetAOIInfo()->unit == L"mm");
+    owner = std::move(user);
+    EXPECT_TRUE(owner.GetAOIInfo()->unit == L"mm");
+    EXPECT_EQ(3, owner.AOIWidth());
+}
+
 TEST(Values, HaveConstructors) {
     const KrTSize<short> size(3, 4);
     const KrTPoint<float> point(0.5f, 1.5f);
@@ -392,6 +434,24 @@ TEST(Arrays, StackAndGrowth) {
     plane(0, 0) = plane(1, 1) = 4;
     plane.Resize(3, 1);
     for (std::size_t x = 0; x < 3; ++x) EXPECT_EQ(0, plane(x, 0));
+    const KrTBuf1D<int> none = {};
+    EXPECT_EQ(0u, none.Size());
+}
+
+// Also where the product of the sides wraps around to a small one.
+TEST(Arrays, RefuseSizesThatMemoryCannotHold) {
+    KrTBuf2D<std::uint16_t> plane(2, 3);
+    plane(1, 2) = 7;
+    constexpr auto most = std::numeric_limits<std::size_t>::max();
+    constexpr std::pair<std::size_t, std::size_t> sizes[] = {
+        {most / 2 + 1, 2}, {3, most / 3 + 1}, {most, most}, {most, 1}};
+    for (const auto& [width, height] : sizes) {
+        EXPECT_THROW(KrTBuf2D<std::uint8_t>(width, height), std::length_error);
+        EXPECT_THROW(plane.Resize(width, height), std::length_error);
+    }
+    EXPECT_THROW(KrTBuf1D<int>{most}, std::length_error);
+    EXPECT_EQ(2u, plane.Width());
+    EXPECT_EQ(7, plane(1, 2));
 }
 
 }  // namespace

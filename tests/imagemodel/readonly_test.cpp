@@ -17,6 +17,47 @@ std::vector<View> ReadOnlyViews(const std::vector<T>& pixels, const KrTSize<shor
     return {ofMemory, View(static_cast<const View&>(changeable), all), View(again, all)};
 }
 
+// A const image that owns its pixels keeps them from views; all others are viewed as before.
+template <class Buffer, class View>
+void CheckViewsOfBuffers() {
+    struct Derived : Buffer {
+        using Buffer::Buffer;
+    };
+    const auto isReadOnly = [](View view) { return view.IsReadOnly(); };
+    const KrTSize<short> size(3, 2);
+    Derived own(size);
+    own.SetAOIRect({1, 0, 2, 2});
+    const Derived& same = own;
+    const Buffer& fixed = own;
+    for (const View& view : {View(fixed), View(same)}) {
+        EXPECT_TRUE(view.IsReadOnly());
+        EXPECT_TRUE(view.GetAOIRect() == own.GetAOIRect());
+        EXPECT_EQ(fixed.GetRowPointer(1), view.GetRowPointer(1));
+    }
+    View assigned, copied(own);
+    EXPECT_TRUE(isReadOnly(fixed));
+    EXPECT_FALSE(isReadOnly(own) || copied.IsReadOnly() || isReadOnly(Buffer(size)) ||
+                 isReadOnly(std::as_const(copied)));
+    assigned = fixed;
+    EXPECT_TRUE(assigned.IsReadOnly());
+    assigned = own;
+    EXPECT_FALSE(assigned.IsReadOnly());
+    EXPECT_FALSE(Buffer(fixed).IsReadOnly() || Derived(same).IsReadOnly());
+}
+
+TEST(ReadOnly, ViewsOfConstBuffersAre) {
+    CheckViewsOfBuffers<KrBufferAOI8, KrAOI8>();
+    CheckViewsOfBuffers<KrBufferAOI32Float, KrAOI32Float>();
+    CheckViewsOfBuffers<KrBufferAOI16, KrTAOI<std::uint16_t>>();
+    const std::uint8_t pixels[4] = {};
+    KrAOI8 view({2, 2}, pixels, 2);
+    const auto write = [&] { view.WritePixel({0, 0}, 1); };
+    const std::string rest = " is read-only: nothing can be written into it";
+    EXPECT_EQ("An image (type 8, 2 x 2 pixels)" + rest, Thrown(write)->GetText().ToUtf8());
+    view.SetAOIName(L"dark");
+    EXPECT_EQ("The image 'dark'" + rest, Thrown(write)->GetText().ToUtf8());
+}
+
 TEST(ReadOnly, ViewsAreReadAndNotWritten) {
     const std::vector<std::uint16_t> pixels{1, 2, 3, 4, 5, 6};
     const auto before = pixels;
