@@ -288,15 +288,16 @@ void KrTAverageSnap<Buffer, Sums>::AverageJob(KrBoard::KrJob* job, unsigned shor
 
 template <class Buffer, class Sums>
 void KrTAverageSnap<Buffer, Sums>::TakeJob(KrBoard& board, KrBoard::KrJob* job, unsigned short n) {
-    if (n == 1) return board.Execute(*job);
     const int count = job->GetAOICount();
+    for (int i = 0; i < count; ++i)
+        if (const KrAOI* aoi = job->GetAOI(i)) aoi->RequireWritable();
+    if (n == 1) return board.Execute(*job);
     AOI* own[2] = {};
     const auto reject = [] { throw new KrNotImplementedException(kFile, 304, L"KrLAverageSnap::Execute( pJob )"); };
     if (count > 2) reject();
     for (int i = 0; i < count; ++i) {
         own[i] = dynamic_cast<AOI*>(job->GetAOI(i));
         if (!own[i]) reject();
-        own[i]->RequireWritable();
     }
 
     KrAOI* pairs[2][2] = {};

@@ -244,6 +244,11 @@ TYPED_TEST(AverageSnap, ReportsWhatItCannotDo) {
     for (KrBoard::KrJob* job : {static_cast<KrBoard::KrJob*>(&three), static_cast<KrBoard::KrJob*>(&wrong)})
         test::ExpectError([&] { averager.Execute(job, 2); }, L"C\\ipLAverageSnap", 304,
                           L"KrLAverageSnap::Execute( pJob )");
+    KrTAOI<typename Buffer::Pixel> readOnly(std::as_const(two.own[1]));
+    two.images[1] = &readOnly;
+    const auto frames = this->mBoard.frames;
+    for (const std::uint8_t n : {1, 2, 5}) EXPECT_TRUE(test::Thrown([&] { averager.Execute(&two, n); })) << n;
+    EXPECT_EQ(frames, this->mBoard.frames);
     // Lines are fixed, wherever the code moves.
     test::ExpectError([&] { averager.Execute(static_cast<Buffer*>(nullptr), 3); }, L"C\\ipLAverageSnap", 152);
     test::ExpectError([&] { averager.Execute(static_cast<KrBoard::KrJob*>(nullptr), 3); }, L"C\\ipLAverageSnap", 290);
@@ -376,10 +381,12 @@ DRAWN_TEST(Boards, RunsGiveTheAverageOrTheError, 300) {
 TEST(Boards, ObserversComeAndGoInManyThreads) {
     std::vector<std::thread> threads;
     for (int t = 0; t < 4; ++t)
-        threads.emplace_back([] {
+        threads.emplace_back([t] {
             for (int i = 0; i < 3000; ++i) {
                 const KrLAverageSnap averager;
                 const KrLAverageSnap copy(averager);
+                const KrLAverageSnap2 other;
+                if (t == 0) pBoardMgr->SetCurrBoard(nullptr);  // no change
             }
         });
     for (std::thread& thread : threads) thread.join();
