@@ -17,7 +17,8 @@ public:
     KrSegmentScan& operator=(const KrSegmentScan&);
     virtual ~KrSegmentScan();
 
-    // Where the threshold, the pixel ratio and the treatment of holes are set. It has images during Execute only.
+    // Where the threshold, the pixel ratio and the treatment of holes are set. It has images during Execute only,
+    // also when `found` throws.
     KrSegment& GetSegment() { return mSegment; }
     // Smaller regions (see KrAttribute::area) are left out; 0 at first.
     void SetMinArea(float area) { mMinArea = area; }
@@ -28,8 +29,8 @@ public:
     using Found = std::function<void(std::int32_t number, const KrAttribute& attribute)>;
 
     // Returns the number of regions. `numbers`, unless it is null, becomes 0 outside the regions, and the region's
-    // number inside; `found` may be empty. Throws KrException before anything is written when the image is null,
-    // or when `numbers` has not the size of the image or is read-only.
+    // number inside; `found` may be empty, and what it throws ends the search. Throws KrException before anything is
+    // written when the image is null, or when `numbers` has not the size of the image or is read-only.
     std::int32_t Execute(const KrAOI8* image, KrAOI32* numbers, const Found& found = {});
 
 private:

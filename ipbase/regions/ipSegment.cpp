@@ -18,18 +18,6 @@ constexpr std::uint8_t kListed = 1;
 constexpr std::uint8_t kRoundDown = 2;  // a round began here with direction 1
 constexpr std::uint8_t kRoundUp = 4;
 
-void ClearAOIBorder(KrAOI16& work, const KrTSize<int>& size) {
-    const auto width = static_cast<std::size_t>(size.cx);
-    KrTBuf1D<std::uint16_t> zeros(width);
-    const KrColumnRange all = walk::Columns(size.cx);
-    work.WriteRow(0, all, zeros);
-    work.WriteRow(size.cy - 1, all, zeros);
-    for (int y = 1; y < size.cy - 1; ++y) {
-        work.WritePixel({0, static_cast<short>(y)}, 0);
-        work.WritePixel({static_cast<short>(size.cx - 1), static_cast<short>(y)}, 0);
-    }
-}
-
 // A mark's place as one number that sorts in raster order.
 std::uint32_t Packed(const KrTPoint<short>& p) {
     return static_cast<std::uint32_t>(p.y) << 16 | static_cast<std::uint32_t>(p.x);
@@ -62,6 +50,16 @@ void Set(KrTAOI<T>& aoi, int x, int y, T value) {
         row[x] = value;
     else
         aoi.WritePixel({static_cast<short>(x), static_cast<short>(y)}, value);
+}
+
+void ClearAOIBorder(KrAOI16& work, const KrTSize<int>& size) {
+    TargetRows<std::uint16_t> rows(&work, RouteOf(Access::eTyped, &work), size.cx);
+    for (const int y : {0, size.cy - 1}) {
+        std::fill_n(rows.Row(y), size.cx, std::uint16_t{0});
+        rows.Finish(y);
+    }
+    for (int y = 1; y < size.cy - 1; ++y)
+        for (const int x : {0, size.cx - 1}) Set(work, x, y, std::uint16_t{0});
 }
 
 KrTPoint<short> Moved(const KrTPoint<short>& p, int dx, int dy) {

@@ -9,6 +9,18 @@ namespace {
 constexpr std::uint16_t kFirstLabel = 258;
 constexpr int kLabels = 65536 - kFirstLabel;
 
+// Takes the images from a segment in the end, whatever it is.
+class ReleaseImages {
+public:
+    explicit ReleaseImages(KrSegment& segment) : mSegment(segment) {}
+    ReleaseImages(const ReleaseImages&) = delete;
+    ReleaseImages& operator=(const ReleaseImages&) = delete;
+    ~ReleaseImages() { mSegment.Init(nullptr, nullptr); }
+
+private:
+    KrSegment& mSegment;
+};
+
 }  // namespace
 
 KrSegmentScan::KrSegmentScan() = default;
@@ -26,20 +38,21 @@ std::int32_t KrSegmentScan::Execute(const KrAOI8* image, KrAOI32* numbers, const
     if (numbers && numbers->AOISize() != image->AOISize())
         throw new KrException(L"C\\ipSegmentScan", 24,
                               L"Error in KrSegmentScan: AOI size of the numbers is not correct");
+    if (numbers) numbers->RequireWritable();
     mWork.Resize(*image);
+    const ReleaseImages atEnd(mSegment);
     mSegment.Init(image, &mWork);
     if (numbers) KrIpSet().Set<std::int32_t>(numbers, 0.0);
     std::int32_t count = 0;
-    for (short y = 1; y < image->AOIHeight() - 1; ++y) {
+    for (short y = 1; y < mWork.AOIHeight() - 1; ++y) {
         const std::uint16_t* row = mWork.GetRowPointer(y);
-        for (short x = 1; x < image->AOIWidth() - 1; ++x) {
+        for (short x = 1; x < mWork.AOIWidth() - 1; ++x) {
             if (row[x] <= mSegment.GetThreshold() || row[x] > 255) continue;
             if (!Take({x, y}, count + 1, numbers)) continue;
             ++count;
             if (found) found(count, mSegment.GetAttribute());
         }
     }
-    mSegment.Init(nullptr, nullptr);
     return count;
 }
 

@@ -225,6 +225,9 @@ TEST(Segment, RefusesWhatItCannotWorkWith) {
     EXPECT_TRUE(Thrown([&] { scan.Execute(&image, &numbers); }));
     EXPECT_TRUE(Thrown([&] { scan.Execute(nullptr, &numbers); }));
     EXPECT_EQ(4, *numbers.GetPointer({1, 1}));
+    const auto stop = [](int, const KrAttribute&) { throw std::runtime_error("enough"); };
+    EXPECT_THROW(scan.Execute(&image, nullptr, stop), std::runtime_error);
+    EXPECT_FALSE(scan.GetSegment().IsInitialized());
     for (const int minArea : {1, 2}) {
         scan.SetMinArea(static_cast<float>(minArea));
         EXPECT_EQ(2 - minArea, scan.Execute(&image, nullptr));
