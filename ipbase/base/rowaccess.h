@@ -106,9 +106,10 @@ public:
     // Where to write a row, or a part of it that begins at the given column.
     T* Row(int y, int first = 0) { return mRoute == Route::eAddress ? mAOI->GetRowPointer(y) + first : mBuffer.Data(); }
     // The same with the pixels as they are.
-    T* Load(int y) {
-        if (mRoute != Route::eAddress) SourceRows<T>::Load(*mAOI, mRoute, y, 0, mWidth, mBuffer);
-        return Row(y);
+    T* Load(int y) { return Load(y, 0, mWidth); }
+    T* Load(int y, int first, int count) {
+        if (mRoute != Route::eAddress) SourceRows<T>::Load(*mAOI, mRoute, y, first, count, mBuffer);
+        return Row(y, first);
     }
     void Finish(int y) { Finish(y, 0, mWidth); }
     void Finish(int y, int first, int count) {

@@ -146,13 +146,14 @@ u8 Mean(std::uint64_t sum, std::uint64_t count) { return static_cast<u8>((sum + 
 void KrOctreeQuantizer::Build888SW(const KrAOI8* r, const KrAOI8* g, const KrAOI8* b, const KrAOI8* mask, int colours) {
     const bool masked = mask && mask->AOIWidth() > 0 && mask->AOIHeight() > 0;
     std::vector<u32> places;
-    KrTBuf1D<u8> line(static_cast<std::size_t>(masked ? mask->AOIWidth() : 0));
+    const int lastColumn = masked ? mask->AOIWidth() - 1 : 0, lastRow = masked ? mask->AOIHeight() - 1 : 0;
+    SourceRows<u8> masks(mask, RouteOf(Access::eSwitched, mask), lastColumn + 1);
     VisitRows(
         Access::eSwitched,
         [&](int y, const u8* red, const u8* green, const u8* blue, std::size_t count) {
-            if (masked) mask->ReadRow(std::min<int>(y, mask->AOIHeight() - 1), walk::Columns(mask->AOIWidth()), line);
+            const u8* const marks = masked ? masks.Row(std::min(y, lastRow)) : nullptr;
             for (std::size_t x = 0; x < count; ++x)
-                if (!masked || Admits(line[std::min(x, line.Size() - 1)]))
+                if (!marks || Admits(marks[std::min(x, static_cast<std::size_t>(lastColumn))]))
                     places.push_back(kPlaces(red[x], green[x], blue[x]));
         },
         static_cast<const KrTAOI<u8>*>(r), static_cast<const KrTAOI<u8>*>(g), static_cast<const KrTAOI<u8>*>(b));

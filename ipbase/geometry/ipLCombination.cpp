@@ -28,16 +28,19 @@ void InsertPixels(const KrTAOI<T>* src, KrTAOI<T>* dst, std::int64_t dx, std::in
     KrSampling how;
     how.mask = mask;
     const MaskReader isExcluded(how);
-    const KrColumnRange columns = walk::Columns(static_cast<int>(left), static_cast<int>(right - left));
-    KrTBuf1D<T> line(static_cast<std::size_t>(right - left));
-    for (std::int64_t y = top; y < bottom; ++y) {
-        const T* row = source.Plane().Row(y - dy) + (left - dx);
-        if (isExcluded.IsActive()) dst->ReadRow(static_cast<int>(y), columns, line);
-        for (std::size_t x = 0; x < line.Size(); ++x)
-            if (!isExcluded.IsActive() ||
-                !isExcluded(static_cast<int>(left - dx) + static_cast<int>(x), static_cast<int>(y - dy)))
-                line[x] = row[x];
-        dst->WriteRow(static_cast<int>(y), columns, line);
+    const int column = static_cast<int>(left), width = static_cast<int>(right - left);
+    TargetRows<T> rows(dst, RouteOf(Access::eSwitched, dst), width);
+    for (int y = static_cast<int>(top); y < bottom; ++y) {
+        const int row = static_cast<int>(y - dy), first = static_cast<int>(left - dx);
+        const T* const from = source.Plane().Row(row) + first;
+        if (!isExcluded.IsActive()) {
+            std::copy_n(from, width, rows.Row(y, column));
+        } else {
+            T* const to = rows.Load(y, column, width);
+            for (int x = 0; x < width; ++x)
+                if (!isExcluded(first + x, row)) to[x] = from[x];
+        }
+        rows.Finish(y, column, width);
     }
 }
 

@@ -119,13 +119,11 @@ public:
     Output(KrTAOI<T>& dst, KrTSize<int> size, KrAOI8* excluded)
         : mSize(size),
           mWriter(dst, size),
-          mExcluded(excluded),
-          mExcludedSize(CommonRegion(excluded, static_cast<const KrAOI*>(&dst))),
+          mExcludedSize(Limited(CommonRegion(excluded, static_cast<const KrAOI*>(&dst)), size)),
+          mExcluded(excluded, RouteOf(Access::eSwitched, excluded), mExcludedSize.cx),
           mFinite(KernelOf<bool (*)(const R*, std::size_t)>(GetGeometryKernels().finite)),
           mMark(static_cast<std::size_t>(excluded ? size.cx : 0)) {
-        if (excluded) excluded->RequireWritable();
         if constexpr (!std::is_same_v<T, R>) mLine.Resize(Width());
-        mExcludedSize = {std::min(mExcludedSize.cx, size.cx), std::min(mExcludedSize.cy, size.cy)};
     }
 
     std::size_t Width() const { return static_cast<std::size_t>(mSize.cx); }
@@ -188,16 +186,18 @@ private:
             if (!mMark.empty()) mMark[x] = 255;
         }
         mWriter.Finish(static_cast<std::size_t>(y));
-        if (!mExcluded || y >= mExcludedSize.cy) return;
-        KrTBuf1D<u8> marks(static_cast<std::size_t>(mExcludedSize.cx));
-        std::copy_n(mMark.begin(), marks.Size(), marks.Data());
-        mExcluded->WriteRow(y, walk::Columns(mExcludedSize.cx), marks);
+        if (y >= mExcludedSize.cy) return;
+        std::copy_n(mMark.begin(), mExcludedSize.cx, mExcluded.Row(y));
+        mExcluded.Finish(y);
+    }
+    static KrTSize<int> Limited(const KrTSize<int>& a, const KrTSize<int>& b) {
+        return {std::min(a.cx, b.cx), std::min(a.cy, b.cy)};
     }
 
     KrTSize<int> mSize;
     RowWriter<T> mWriter;
-    KrAOI8* mExcluded;
     KrTSize<int> mExcludedSize;
+    TargetRows<u8> mExcluded;
     bool (*mFinite)(const R*, std::size_t);
     std::vector<u8> mMark;
     std::vector<std::size_t> mHoles;
