@@ -55,8 +55,9 @@ public:
 
     // c1 ... c10 of the last fit.
     const double* GetCoefficients() const { return mContent.coefficients; }
-    // Coefficient i, from 0, as text: as printed by "%E", or "null" when its term was left out.
-    const char* GetCoefficientText(int i) const { return mContent.texts[i]; }
+    // Coefficient i, 0 to 9, as text: as printed by "%E", or "null" when its term was left out. Throws KrException for
+    // another i.
+    const char* GetCoefficientText(int i) const { return mContent.texts[Checked(i)]; }
     // 1 when no pixel took part in the last fit, else 0.
     int IsEverythingMasked() const { return mContent.everythingMasked; }
 
@@ -72,10 +73,10 @@ protected:
     virtual void CalcPlane(const KrAOI32Float* src, const KrAOI8* fitMask);
     virtual void DrawPlane(KrAOI32Float* dst, const KrAOI8* drawMask, MaskConsideration consider);
 
-    // c1 ... c10; whether term i, from 0, is left out; and what IsEverythingMasked says.
+    // c1 ... c10; whether term i, 0 to 9, is left out; and what IsEverythingMasked says. Another i throws KrException.
     void SetCoefficients(const double* coefficients);
-    bool IsExcluded(int i) const { return mContent.excluded[i] != 0; }
-    void SetExcluded(int i, bool excluded) { mContent.excluded[i] = excluded ? 1 : 0; }
+    bool IsExcluded(int i) const { return mContent.excluded[Checked(i)] != 0; }
+    void SetExcluded(int i, bool excluded) { mContent.excluded[Checked(i)] = excluded ? 1 : 0; }
     void SetEverythingMasked(int masked) { mContent.everythingMasked = masked; }
 
     // Writes the coefficients into their texts, no file.
@@ -94,6 +95,7 @@ protected:
     void free_ivector(int* vector, int first, int last);
 
 private:
+    static int Checked(int i);
     template <class T>
     void Fit(const KrTAOI<T>* src, const KrAOI8* fitMask);
 

@@ -196,6 +196,12 @@ void KrLBestFit::DrawPlane(KrAOI32Float* dst, const KrAOI8* drawMask, MaskConsid
     }
 }
 
+int KrLBestFit::Checked(int i) {
+    if (i < 0 || i >= kTerms)
+        throw new KrException(L"C\\ipLBestFit", 260, L"Error in KrLBestFit: the terms are numbered from 0 to 9");
+    return i;
+}
+
 void KrLBestFit::SetCoefficients(const double* coefficients) {
     std::copy_n(coefficients, kTerms, mContent.coefficients);
 }

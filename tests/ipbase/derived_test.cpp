@@ -105,6 +105,7 @@ TEST(Derived, BackgroundsHaveTheirSize) {
 // "Fits" a constant, by flags of its own.
 struct Constant : KrLBestFit {
     using KrLBestFit::IsExcluded;
+    using KrLBestFit::SetExcluded;
     bool fails = false;
     void CalcPlane(const KrAOI8*, const KrAOI8*) override {
         const double coefficients[kTerms] = {0, 0, 0, 0, 0, 0, 0, 0, 0, 7};
@@ -134,6 +135,11 @@ TEST(Derived, FitsSetTheirCoefficients) {
     EXPECT_TRUE(Thrown([&] { run(image); }));
     EXPECT_EQ(7.0, fit.GetCoefficients()[9]);
     EXPECT_TRUE(fit.IsExcluded(0));
+    for (const int i : {-1, 10}) {
+        ExpectError([&] { fit.GetCoefficientText(i); }, L"C\\ipLBestFit", 0);
+        ExpectError([&] { fit.IsExcluded(i); }, L"C\\ipLBestFit", 0);
+        ExpectError([&] { fit.SetExcluded(i, true); }, L"C\\ipLBestFit", 0);
+    }
     run(none);
     EXPECT_EQ(1, fit.IsEverythingMasked());
     EXPECT_EQ(0.0f, surface.ReadPixel({3, 2}));
