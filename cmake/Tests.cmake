@@ -50,7 +50,7 @@ if(have_library AND test_sources)
     set(table_tests averagesnap bandjoiner combination geometry logic pointops rotation threads transfer)
     list(JOIN table_tests "|" table_tests)
     list(FILTER table_sources INCLUDE REGEX
-        "/tests/ipbase/(.*/)?(${table_tests})_test\\.cpp$|/fuzz/operations\\.cpp$|/support/harness\\.cpp$")
+        "/tests/ipbase/(.*/)?(${table_tests})_test\\.cpp$|/fuzz/operations\\.cpp$|/support/(allocations|harness)\\.cpp$")
     add_executable(voripbase_thread_tests EXCLUDE_FROM_ALL ${table_sources})
     target_link_libraries(voripbase_thread_tests
         PRIVATE voripbase_quick_compile voripbase_objects GTest::gtest GTest::gtest_main)

@@ -237,14 +237,15 @@ void CheckAssignment(int allocations) {
         other->WritePixel({5, 4}, 77);
     };
     const auto check = [&](bool failed) {
-        if (!failed && std::is_same_v<Image, KrAOI8>) EXPECT_EQ(77, target->ReadPixel({5, 4}));
-        other.reset();
+        const bool owns = std::is_same_v<Image, KrBufferAOI8>;
+        if (owns) other.reset();
         EXPECT_EQ(failed, target->GetAOIName().IsEmpty());
+        EXPECT_EQ(failed, target->GetRowPointer(0) == nullptr);
         EXPECT_EQ(failed, target->GetAOIInfo() == nullptr);
         EXPECT_EQ(failed ? 0 : 6, target->AOIWidth());
-        if (failed) return EXPECT_EQ(nullptr, target->GetRowPointer(0));
+        if (failed) return;
+        EXPECT_EQ(77, target->ReadPixel({5, 4}));
         EXPECT_TRUE(target->GetAOIInfo()->unit == text);
-        if (std::is_same_v<Image, KrBufferAOI8>) EXPECT_EQ(77, target->ReadPixel({5, 4}));
     };
     EXPECT_EQ(allocations, FailingAllocation::CountFailures(
                                prepare, [&] { *target = *other; }, check));
@@ -449,7 +450,7 @@ TEST(Arrays, RefuseSizesThatMemoryCannotHold) {
         EXPECT_THROW(KrTBuf2D<std::uint8_t>(width, height), std::length_error);
         EXPECT_THROW(plane.Resize(width, height), std::length_error);
     }
-    EXPECT_THROW(KrTBuf1D<int>{most}, std::length_error);
+    EXPECT_THROW((void)KrTBuf1D<int>(most), std::length_error);
     EXPECT_EQ(2u, plane.Width());
     EXPECT_EQ(7, plane(1, 2));
 }

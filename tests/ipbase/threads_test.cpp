@@ -1,6 +1,7 @@
 // Objects of their own in several threads, from the first use on. ./dev tsan watches them.
 #include <gtest/gtest.h>
 
+#include <array>
 #include <atomic>
 #include <thread>
 
@@ -26,32 +27,44 @@ void InFourThreads(const Run& run) {
     for (std::thread& thread : threads) thread.join();
 }
 
+// All listed operations on images of their own, and what these hold then.
+std::vector<unsigned char> RunAll() {
+    std::vector<unsigned char> results;
+    for (const OpCase& op : Listed::All()) {
+        std::vector<std::vector<unsigned char>> memories;
+        std::vector<std::unique_ptr<KrAOI>> owned;
+        std::vector<KrAOI*> images;
+        for (const char digit : op.types.substr(0, op.types.find(' '))) {
+            const auto type = static_cast<DeviceType>(std::stoi(std::string(1, digit), nullptr, 16));
+            memories.emplace_back(64 * 16 * 8);
+            FillRandom(type, memories.back(), static_cast<unsigned>(memories.size()), false);
+            owned.push_back(MakeAOI({0, type, 0, 64 * 8, 40, 12}, memories.back().data()));
+            images.push_back(owned.back().get());
+        }
+        const auto error = Thrown([&] { op.run(images.data(), op.constants[0].data()); });  // sizes that do not fit
+        results.push_back(error != nullptr);
+        for (const auto& memory : memories) results.insert(results.end(), memory.begin(), memory.end());
+    }
+    return results;
+}
+
 // First, so that this is the first use of everything. The tables' front ends are objects of their threads.
 TEST(Threads, OperationsOnImagesOfTheirOwn) {
-    InFourThreads([](unsigned) {
-        for (const OpCase& op : Listed::All()) {
-            std::vector<std::vector<unsigned char>> memories;
-            std::vector<std::unique_ptr<KrAOI>> owned;
-            std::vector<KrAOI*> images;
-            for (const char digit : op.types.substr(0, op.types.find(' '))) {
-                const int code = std::stoi(std::string(1, digit), nullptr, 16);
-                memories.emplace_back(64 * 16 * 8, static_cast<unsigned char>(7 * memories.size()));
-                owned.push_back(MakeAOI({0, static_cast<DeviceType>(code), 0, 64 * 8, 40, 12}, memories.back().data()));
-                images.push_back(owned.back().get());
-            }
-            Thrown([&] { op.run(images.data(), op.constants[0].data()); });  // sizes that do not fit
-        }
-    });
+    std::array<std::vector<unsigned char>, 4> results;
+    InFourThreads([&](unsigned k) { results[k] = RunAll(); });
+    const auto alone = RunAll();
+    for (const auto& result : results) EXPECT_TRUE(alone == result);
 }
 
 TEST(Threads, ObjectsWithState) {
     KrBufferAOI8 phase({70, 50}), open({70, 50});  // read by all
     Fill(phase, [](int x, int y) { return x * 9 + y * 3; });
     Fill(open, [](int, int) { return 255; });
-    InFourThreads([&](unsigned) {
-        KrBufferAOI8 mask({70, 50}), result({70, 50});
+    const auto run = [&] {
+        KrBufferAOI8 mask({70, 50}), result({70, 50}), region({70, 50}), shade({70, 50});
         KrBufferAOI16 target({70, 50});
         KrBufferAOI32 labels({70, 50});
+        KrBufferAOI32Float radians({70, 50});
         KrLHistogram histogram;
         histogram.Create(&phase, 256);
         KrBimodalHistoAnalyzer().Analyze(histogram);
@@ -60,33 +73,48 @@ TEST(Threads, ObjectsWithState) {
         unwrap.Execute(&phase, &open, &mask, &target, &result, 0, 0, 4, 0);
         KrLUnWrap_Velmor byReliability;
         byReliability.Execute(&phase, &open, 0, nullptr);
+        byReliability.GetRadians(&radians, &result);
         KrSegmentScan().Execute(&phase, &labels);
-        KrBuildRegion region;
-        region.SetMask(&mask);
-        region.Execute(&phase, {3, 3}, &result);
-        KrLShadeCorrection().GetBackgroundShade(static_cast<const KrAOI*>(&phase), &result);
-    });
+        KrBuildRegion build;
+        build.SetMask(&mask);
+        build.Execute(&phase, {3, 3}, &region);
+        KrLShadeCorrection().GetBackgroundShade(static_cast<const KrAOI*>(&phase), &shade);
+        return std::tuple(histogram.GetMean(), PixelsOf(mask), PixelsOf(target), PixelsOf(radians), PixelsOf(labels),
+                          PixelsOf(region), PixelsOf(shade));
+    };
+    std::array<decltype(run()), 4> results;
+    InFourThreads([&](unsigned k) { results[k] = run(); });
+    for (const auto& result : results) EXPECT_TRUE(run() == result);
 }
 
-TEST(Threads, AveragersComeAndGo) {
-    InFourThreads([](unsigned k) {
-        for (int n = 0; n < 200; ++n) {
-            KrLAverageSnap first;
-            KrLAverageSnap2 second, copy(second);
-            if (k == 0) pBoardMgr->SetCurrBoard(nullptr);
-        }
-    });
-}
-
+// One thread raises the flag again and again, which every run lowers at its begin.
 TEST(Threads, AbortFlagIsSeen) {
-    KrBufferAOI8 phase({200, 200});
+    KrBufferAOI8 phase({200, 200}), valid({200, 200});
+    KrBufferAOI32Float radians({200, 200});
     Random random(3);
     Fill(phase, [&](int, int) { return random() % 256; });
-    int flag = 0;
-    std::thread other([&] { __atomic_store_n(&flag, 1, __ATOMIC_RELAXED); });
     KrLUnWrap_Velmor unwrap;
-    for (int n = 0; n < 5; ++n) unwrap.Execute(&phase, nullptr, 0, &flag);
+    const auto run = [&](int* flag) {
+        unwrap.Execute(&phase, nullptr, 0, flag);
+        unwrap.GetRadians(&radians, &valid);
+        return PixelsOf(radians);
+    };
+    const auto complete = run(nullptr), none = std::vector<float>(complete.size());
+    ASSERT_NE(complete, none);
+    int flag = 0;
+    std::atomic<bool> stop{false};
+    std::thread other([&] {
+        while (!stop) __atomic_store_n(&flag, 1, __ATOMIC_RELAXED);
+    });
+    int aborted = 0;
+    for (int n = 0; n < 1000 && aborted < 5; ++n) {
+        const auto result = run(&flag);
+        aborted += result == none;
+        EXPECT_TRUE(result == none || result == complete);
+    }
+    stop = true;
     other.join();
+    EXPECT_EQ(5, aborted);
 }
 
 }  // namespace

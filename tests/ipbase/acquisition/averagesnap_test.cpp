@@ -247,7 +247,8 @@ TYPED_TEST(AverageSnap, ReportsWhatItCannotDo) {
     KrTAOI<typename Buffer::Pixel> readOnly(std::as_const(two.own[1]));
     two.images[1] = &readOnly;
     const auto frames = this->mBoard.frames;
-    for (const std::uint8_t n : {1, 2, 5}) EXPECT_TRUE(test::Thrown([&] { averager.Execute(&two, n); })) << n;
+    for (const unsigned short n : {std::uint8_t{1}, std::uint8_t{2}, std::uint8_t{5}})
+        EXPECT_TRUE(test::Thrown([&] { averager.Execute(&two, n); })) << n;
     EXPECT_EQ(frames, this->mBoard.frames);
     // Lines are fixed, wherever the code moves.
     test::ExpectError([&] { averager.Execute(static_cast<Buffer*>(nullptr), 3); }, L"C\\ipLAverageSnap", 152);

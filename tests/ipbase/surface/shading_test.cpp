@@ -154,12 +154,29 @@ TEST(Shading, DividesByTheBackground) {
     EXPECT_EQ(expected, image.Memory());
 }
 
+// None is too large or too small: they count as the largest side that an image can have, and as 1.
 TEST(Shading, ToleratesAnyParameters) {
-    const std::uint32_t huge = 4000000000u;
-    for (const Parameters& p : {Parameters{huge, huge, huge, 1}, {3, 3, huge, huge}, {1, huge, 1, 2}, {0, 0, 0, 0}}) {
+    const std::uint32_t huge = 4000000000u, most = 32767;
+    const struct {
+        Parameters given, used;
+    } cases[] = {{{huge, huge, huge, 1}, {most, most, most, 1}},
+                 {{3, 3, huge, huge}, {3, 3, most, most}},
+                 {{1, huge, 1, 2}, {1, most, 1, 2}},
+                 {{0, 0, 0, 0}, {1, 1, 0, 1}}};
+    Random random(9);
+    for (const auto& c : cases) {
         KrBufferAOI16 image({9, 5}), empty;
-        Shading(p).ShadeCorrection(&image, &image);
-        Shading(p).GetBackgroundShade(&image, &empty);
+        Fill(image, [&](int, int) { return 100 + random() % 60000; });
+        const auto corrected = [&image](Shading shading) {
+            KrBufferAOI16 copy(image), background({9, 5});
+            shading.GetBackgroundShade(&image, &background);
+            shading.ShadeCorrection(&copy, &copy);
+            return std::pair(PixelsOf(background), PixelsOf(copy));
+        };
+        const auto [background, pixels] = corrected(Shading(c.given));
+        EXPECT_EQ(std::pair(background, pixels), corrected(Shading(c.used)));
+        EXPECT_LE(100, *std::min_element(background.begin(), background.end()));
+        Shading(c.given).GetBackgroundShade(&image, &empty);
     }
 }
 
