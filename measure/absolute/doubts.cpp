@@ -4,7 +4,6 @@
 
 #include "measure/absolute/checknotes.h"
 #include "measure/absolute/checks.h"
-#include "measure/absolute/finishrows.h"
 
 namespace measure {
 namespace {
@@ -67,7 +66,7 @@ void NoteDoubts(DecodeState& state) {
              " of the usable pixels have an absolute phase; for the others the pictures ask for no order that their "
              "neighbours agree with");
     if (result.repeat == 0) {
-        const double beyond = CountBeyond(state) / valid;
+        const double beyond = state.beyond / valid;
         Note(result, {"share of the positions beyond the projector", beyond, kMostBeyond, beyond <= kMostBeyond},
              percent(beyond) +
                  " of the positions lie beyond the projector: are the frames of a set rotated, so that "

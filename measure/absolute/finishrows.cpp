@@ -1,6 +1,7 @@
 #include "measure/absolute/finishrows.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cmath>
 #include <cstdint>
 #include <vector>
@@ -21,27 +22,41 @@ void ForRows(const cv::Mat& image, const Visit& visit) {
 // Projector pixels by which noise may carry a position beyond the end of the code.
 float Slack(double period) { return static_cast<float>(1 + 0.03 * period); }
 
-// 255 times the probability that the order is right. Phases that fit each other by more than three deviations badly may
-// have no right order; what they lie off follows from its share of both deviations and the lead.
-void RateRow(const float* residual, const float* lead, bool isCoded, cv::Mat1f& buffer,
-             std::uint8_t* __restrict reliability, const std::uint8_t* mask) {
+// 255 times the probability that the order is right; `wrong` is that of the next best one. Phases that fit each other
+// by more than three deviations badly may have no right order; what they lie off follows from its share of both
+// deviations and the lead.
+MEASURE_WIDE void RatePixels(const float* __restrict residual, const float* __restrict lead,
+                             const float* __restrict wrong, bool isCoded, std::uint8_t* __restrict reliability,
+                             const std::uint8_t* __restrict mask, int width) {
     constexpr float kMuch = 9;
-    const int width = buffer.cols;
-    float* chance = buffer[0];
-    for (int x = 0; x < width; ++x) chance[x] = -0.5f * std::min(lead[x], 100.0f);
-    cv::exp(buffer, buffer);
+    const float ofCode = isCoded ? 1.0f : 0.0f, ofSets = 1 - ofCode;
     for (int x = 0; x < width; ++x) {
         const float share = std::min(residual[x], 0.499f), misfit = lead[x] * share * share / (1 - 2 * share);
-        const float fit = isCoded || misfit <= kMuch ? 1.0f : kMuch / misfit;
-        const float likely = (1 - chance[x]) * fit, near = isCoded ? 1 - 2 * residual[x] : 1.0f;
-        const float rating = std::clamp(std::min(likely, near), 0.0f, 1.0f);
-        reliability[x] = mask[x] ? static_cast<std::uint8_t>(255.0f * rating + 0.5f) : std::uint8_t{0};
+        const float likely = (1 - wrong[x]) * (kMuch / std::max(ofSets * misfit, kMuch));
+        const float near = 1 - ofCode * 2 * residual[x];
+        const float rating = std::min(std::max(std::min(likely, near), 0.0f), 1.0f);
+        const auto rated = static_cast<int>(255.0f * rating + 0.5f);
+        reliability[x] = static_cast<std::uint8_t>(mask[x] ? rated : 0);
     }
+}
+
+void RateRow(const float* residual, const float* lead, bool isCoded, cv::Mat1f& buffer, std::uint8_t* reliability,
+             const std::uint8_t* mask) {
+    float* const wrong = buffer[0];
+    for (int x = 0; x < buffer.cols; ++x) wrong[x] = -0.5f * std::min(lead[x], 100.0f);
+    cv::exp(buffer, buffer);
+    RatePixels(residual, lead, wrong, isCoded, reliability, mask, buffer.cols);
 }
 
 MEASURE_WIDE int CountBelowInRow(const float* lead, float limit, const std::uint8_t* usable, int width) {
     int count = 0;
     for (int x = 0; x < width; ++x) count += (lead[x] < limit) & (usable[x] != 0);
+    return count;
+}
+
+MEASURE_WIDE int CountOutsideInRow(const float* values, float least, float most, int width) {
+    int count = 0;
+    for (int x = 0; x < width; ++x) count += (values[x] < least) | (values[x] > most);  // false for NaN
     return count;
 }
 
@@ -143,14 +158,6 @@ cv::Mat1b MarkTrusted(const DecodeState& state, const OrderDecision& decision, c
     return trust;
 }
 
-int CountBeyond(const DecodeState& state) {
-    const AbsolutePhase& result = state.result;
-    const float slack = 2 * Slack(result.period), end = static_cast<float>(state.axis.length) + slack;
-    cv::Mat1b inside;
-    cv::inRange(result.coordinate, -slack, end, inside);  // false for NaN
-    return result.valid - cv::countNonZero(inside);
-}
-
 void FinishResult(DecodeState& state, const OrderDecision& decision) {
     AbsolutePhase& result = state.result;
     result.modulation = state.Finest().modulation;
@@ -160,10 +167,14 @@ void FinishResult(DecodeState& state, const OrderDecision& decision) {
         result.phase.convertTo(result.phase, CV_32F, result.direction, result.offset);
     result.reliability.create(result.mask.size());
     const bool isCoded = state.axis.gray.has_value();
+    const float slack = 2 * Slack(result.period), end = static_cast<float>(state.axis.length) + slack;
+    std::atomic<int> beyond{0};
     ForRows(result.mask, [&](int y) {
         cv::Mat1f buffer(1, result.mask.cols);
         RateRow(decision.residual[y], decision.lead[y], isCoded, buffer, result.reliability[y], result.mask[y]);
+        beyond += CountOutsideInRow(result.coordinate[y], -slack, end, result.coordinate.cols);
     });
+    state.beyond = beyond;
     result.jumps = FindJumps(result.phase);
 }
 

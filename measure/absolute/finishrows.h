@@ -25,9 +25,6 @@ void OpenRing(const cv::Mat1f& phase, double period, double length, int count, c
 cv::Mat1b MarkTrusted(const DecodeState& state, const OrderDecision& decision, const GrayDecoding& code,
                       const OrderRange& range, const cv::Mat1f& phase);
 
-// The valid pixels whose coordinate lies before the first projector pixel or behind the last one, by more than noise.
-int CountBeyond(const DecodeState& state);
-
 // Coordinates, reliability and the figures of the result, whose phase is yet that above the origin.
 void FinishResult(DecodeState& state, const OrderDecision& decision);
 

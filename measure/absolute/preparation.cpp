@@ -59,16 +59,19 @@ void FindUsable(DecodeState& state) {
 }
 
 void FindMisfits(DecodeState& state) {
+    constexpr int kPixels = 2000;
     for (std::size_t set = 0; set < state.Count(); ++set) {
         const FringePhase& fringes = state.fringes[set];
         const FringeSet frames{state.pictures.sines[set], state.axis.sines[set].shifts};
-        const std::vector<Levels> pixels = SampleLevels(frames, fringes);
-        const double noise = NoiseOf(frames.frames.front(), fringes.usable);
+        const std::vector<Levels> pixels = SampleLevels(frames, fringes, kPixels);
+        // Three frames leave no residual; whether two of them are alike shows without the noise.
+        const bool isFree = frames.shifts.size() == 3;
+        const double noise = isFree ? 0 : NoiseOf(frames.frames.front(), fringes.usable);
         state.misfits.push_back(FindMisfit(frames.shifts, pixels, noise));
         const FramePair alike =
             FindAlike(frames.shifts, pixels, std::max(noise, kLeastNoise * fringes.limits.fullScale));
         const auto name = [set](int frame) { return FrameName(set, frame); };
-        if (alike.a >= 0 && frames.shifts.size() == 3) throw InputError(AlikeText(alike, name));  // no phase is left
+        if (alike.a >= 0 && isFree) throw InputError(AlikeText(alike, name));  // no phase is left
         state.alike.push_back(alike);
     }
 }

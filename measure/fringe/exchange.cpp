@@ -10,9 +10,9 @@
 
 namespace measure {
 
-std::vector<Levels> SampleLevels(const FringeSet& set, const FringePhase& phase) {
-    constexpr double kPixels = 5000;
-    const int step = std::max(1, static_cast<int>(std::sqrt(cv::countNonZero(phase.usable) / kPixels)));
+std::vector<Levels> SampleLevels(const FringeSet& set, const FringePhase& phase, int count) {
+    const int step = std::max(
+        1, static_cast<int>(std::sqrt(static_cast<double>(cv::countNonZero(phase.usable)) / std::max(count, 1))));
     const auto scatter = [step](int y, int x) {
         const std::uint32_t mixed =
             (static_cast<std::uint32_t>(y) * 40503U ^ static_cast<std::uint32_t>(x)) * 2654435769U;

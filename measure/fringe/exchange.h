@@ -8,8 +8,8 @@ namespace measure {
 
 using Levels = std::vector<double>;  // of one pixel in all frames
 
-// The levels of some thousand usable pixels, evenly spread, without a rhythm that fringes could have.
-std::vector<Levels> SampleLevels(const FringeSet& set, const FringePhase& phase);
+// The levels of about so many usable pixels, evenly spread, without a rhythm that fringes could have.
+std::vector<Levels> SampleLevels(const FringeSet& set, const FringePhase& phase, int count = 5000);
 
 // Two frames of a set, from 0; -1 for none.
 struct FramePair {
