@@ -49,8 +49,9 @@ if(have_library AND test_sources)
     set(table_sources ${test_sources})
     set(table_tests averagesnap bandjoiner combination geometry logic pointops rotation threads transfer)
     list(JOIN table_tests "|" table_tests)
+    set(table_support "/fuzz/operations|/support/(allocations|harness)")
     list(FILTER table_sources INCLUDE REGEX
-        "/tests/ipbase/(.*/)?(${table_tests})_test\\.cpp$|/fuzz/operations\\.cpp$|/support/(allocations|harness)\\.cpp$")
+        "(/tests/ipbase/(.*/)?(${table_tests})_test|${table_support})\\.cpp$")
     add_executable(voripbase_thread_tests EXCLUDE_FROM_ALL ${table_sources})
     target_link_libraries(voripbase_thread_tests
         PRIVATE voripbase_quick_compile voripbase_objects GTest::gtest GTest::gtest_main)

@@ -3,145 +3,16 @@
 #include <algorithm>
 #include <utility>
 
-#include "ipbase/unwrap/regions/boundaries.h"
-#include "ipbase/unwrap/regions/join.h"
+#include "ipbase/base/rowwalk.h"
+#include "ipbase/unwrap/info.h"
+#include "ipbase/unwrap/regions/errors.h"
 #include "ipbase/unwrap/regions/state.h"
 
 namespace KrN {
 
 using namespace unwrap;
 
-namespace {
-
-constexpr std::uint8_t kExcludedBit = 0x80;  // in the input mask
-constexpr std::uint8_t kInvalidBit = 0x40;   // in the target mask
-constexpr wchar_t kTargetChanged[] = L"Error in KrLUnwrap: the target AOI was resized or lost its pixels after Execute";
-constexpr wchar_t kMaskChanged[] =
-    L"Error in KrLUnwrap: the target mask AOI was resized or lost its pixels after Execute";
-
-// Wrapped phases with order 0; levels are 0 where the mask excludes the pixel, else at least 1.
-void ReadPlanes(const KrAOI8& phase, const KrAOI8& quality, const KrAOI8& mask, UnwrapPlanes& planes) {
-    const Route route = RouteOf(Access::eSwitched, &phase, &quality, &mask);
-    SourceRows<std::uint8_t> phases(&phase, route, planes.width), qualities(&quality, route, planes.width),
-        masks(&mask, route, planes.width);
-    for (int y = 0; y < planes.height; ++y) {
-        std::copy_n(phases.Row(y), planes.width, planes.phase.data() + planes.Row(y));
-        const std::uint8_t *values = qualities.Row(y), *marks = masks.Row(y);
-        std::uint8_t* const level = planes.quality.data() + planes.Row(y);
-        for (int x = 0; x < planes.width; ++x) {
-            const std::uint8_t usable = std::min(values[x], std::uint8_t{254});
-            level[x] = marks[x] & kExcludedBit ? std::uint8_t{0} : static_cast<std::uint8_t>(usable + 1);
-        }
-    }
-}
-
-}  // namespace
-
-// Back to no result; the planes keep their memory for the next one.
-void KrLUnWrap::State::Forget() {
-    target = nullptr;
-    targetMask = nullptr;
-    planes.Clear();
-    areas = {};
-    forest = {};
-    range = {};
-}
-
-void KrLUnWrap::State::SetTargets(KrAOI16* image, KrAOI8* mask) {
-    target = image;
-    targetMask = mask;
-    targetShape = Shape(*image);
-    maskShape = Shape(*mask);
-}
-
-// The caller may have changed them after Execute.
-void KrLUnWrap::State::RequireTargets() const {
-    Require(Shape(*target) == targetShape, 1150, kTargetChanged);
-    Require(Shape(*targetMask) == maskShape, 1154, kMaskChanged);
-    target->RequireWritable();
-    targetMask->RequireWritable();
-}
-
-// Mode 1 allows any level, 2 to 7 the level itself down to 1/32 of it, 8 none.
-void KrLUnWrap::State::SetAllowance(unsigned mode) {
-    if (mode < 1 || mode > 8) return;
-    for (unsigned level = 0; level < 256; ++level) {
-        const unsigned value = mode == 1 ? 255 : mode == 8 ? 0 : level >> (mode - 2);
-        allowance[level] = static_cast<std::uint8_t>(value);
-    }
-}
-
-void KrLUnWrap::State::Unwrap(unsigned minQuality, std::uint32_t minAreaSize, bool liftMinimum) {
-    areas = GrowUnwrapAreas(planes, minQuality, allowance);
-    const std::vector<std::uint32_t> treeOfArea =
-        NumberUnwrapTrees(planes, static_cast<std::uint32_t>(areas.areas.size()));
-    forest = JoinUnwrapAreas(MeasureUnwrapBoundaries(planes, treeOfArea), treeOfArea);
-    DropSmallComponents(minAreaSize);
-    CorrectPhaseImage(forest.Corrections(liftMinimum));
-    ShowPhaseImage();
-}
-
-void KrLUnWrap::State::DelTreeAreas(const std::vector<std::uint32_t>& treeAreas) {
-    ForEachPixel(treeAreas, [this](std::uint32_t pixel) { planes.area[pixel] = 0; });
-}
-
-void KrLUnWrap::State::DropSmallComponents(std::uint32_t minAreaSize) {
-    const std::vector<std::uint32_t> component = forest.ComponentOfAreas();
-    std::vector<std::uint32_t> size(forest.Roots().size() + 1);
-    for (std::size_t i = 0; i < component.size(); ++i) size[component[i]] += areas.areas[i].pixelCount;
-    std::vector<std::uint32_t> dropped;
-    for (std::size_t i = 0; i < component.size(); ++i) {
-        if (size[component[i]] < minAreaSize) dropped.push_back(static_cast<std::uint32_t>(i));
-    }
-    DelTreeAreas(dropped);
-    std::vector<std::uint32_t> kept;
-    for (std::size_t i = 0; i < forest.Roots().size(); ++i) {
-        if (size[i + 1] >= minAreaSize) kept.push_back(forest.Roots()[i]);
-    }
-    forest.SetRoots(std::move(kept));
-}
-
-void KrLUnWrap::State::CorrectPhaseImage(const std::vector<std::int16_t>& corrections) {
-    if (std::all_of(corrections.begin(), corrections.end(), [](std::int16_t c) { return c == 0; })) return;
-    std::vector<std::uint16_t> steps(corrections.size() + 1);  // by area number; nothing for pixels without area
-    for (std::size_t i = 0; i < corrections.size(); ++i)
-        steps[i + 1] = static_cast<std::uint16_t>(corrections[i] * 256);
-    for (std::size_t i = 0; i < planes.phase.size(); ++i) {
-        planes.phase[i] = static_cast<std::uint16_t>(planes.phase[i] + steps[planes.area[i]]);
-    }
-}
-
-KrTRange<std::int32_t> KrLUnWrap::State::GetMinMaxPhase() const {
-    std::int16_t minimum = 32767;
-    std::int16_t maximum = -32768;
-    for (std::size_t i = 0; i < planes.phase.size(); ++i) {
-        const auto value = static_cast<std::int16_t>(planes.phase[i]);
-        const bool valid = planes.area[i] != 0;
-        minimum = std::min(minimum, valid ? value : std::int16_t{32767});
-        maximum = std::max(maximum, valid ? value : std::int16_t{-32768});
-    }
-    if (minimum > maximum) return {};
-    return {minimum, maximum};
-}
-
-void KrLUnWrap::State::ShowPhaseImage() {
-    range = GetMinMaxPhase();
-    const auto minimum = static_cast<std::uint16_t>(range.lower);
-    TargetRows<std::uint16_t> values(target, RouteOf(Access::eSwitched, target), planes.width);
-    TargetRows<std::uint8_t> marks(targetMask, RouteOf(Access::eSwitched, targetMask), planes.width);
-    for (int y = 0; y < planes.height; ++y) {
-        const std::uint32_t* const area = planes.area.data() + planes.Row(y);
-        const std::uint16_t* const phase = planes.phase.data() + planes.Row(y);
-        std::uint16_t* const value = values.Row(y);
-        for (int x = 0; x < planes.width; ++x)
-            value[x] = area[x] ? static_cast<std::uint16_t>(phase[x] - minimum) : std::uint16_t{0};
-        values.Finish(y);
-        std::uint8_t* const mark = marks.Load(y);
-        for (int x = 0; x < planes.width; ++x)
-            mark[x] = static_cast<std::uint8_t>((mark[x] & ~kInvalidBit) | (area[x] ? 0 : kInvalidBit));
-        marks.Finish(y);
-    }
-}
+struct KrLUnWrap::State : UnwrapState {};
 
 KrLUnWrap::KrLUnWrap() : mState(std::make_unique<State>()) {}
 
@@ -194,10 +65,11 @@ void KrLUnWrap::Execute(KrAOI8* phase, KrAOI8* quality, KrAOI8* mask, KrAOI16* t
 
         if (mask != targetMask) s.transfer.Copy(mask, targetMask);
         s.planes.Resize(width, height);
-        ReadPlanes(*phase, *quality, *mask, s.planes);
+        s.Read(*phase, *quality, *mask);
         s.Unwrap(minQuality, minAreaSize, centreOrders != 0);
     } catch (...) {
         s.Forget();
+        s.planes = {};
         throw;
     }
 }
@@ -246,5 +118,68 @@ short KrLUnWrap::GetOrder(unsigned short x, unsigned short y) const {
 KrTRange<std::int32_t> KrLUnWrap::GetRange() const { return mState->range; }
 
 int KrLUnWrap::IsValidArea(unsigned short x, unsigned short y) const { return mState->ValidPixel(x, y) != 0; }
+
+void KrLUnWrap::GetResult(KrAOI16* result, KrAOI8* resultMask) {
+    State& s = *mState;
+    s.CheckResult(result, resultMask, 1299);
+    s.transfer.Copy(s.targetMask, resultMask);
+    s.transfer.Copy(s.target, result);
+    DescribeUnwrapped(*result, s.info, s.info.valueScale / 255.0);
+}
+
+void KrLUnWrap::GetResult(KrAOI32Float* result, KrAOI8* resultMask) {
+    State& s = *mState;
+    s.CheckResult(result, resultMask, 1213);
+    s.transfer.Copy(s.targetMask, resultMask);
+    const double scale = s.info.valueScale / 255.0;
+    const double offset = scale * s.range.lower;
+    WalkRows(
+        Access::eSwitched,
+        [=](float* phases, const std::uint16_t* values, std::size_t count) {
+            for (std::size_t x = 0; x < count; ++x) phases[x] = static_cast<float>(scale * values[x] + offset);
+        },
+        result, static_cast<const KrAOI16*>(s.target));
+    DescribeUnwrapped(*result, s.info, 1.0);
+}
+
+void KrLUnWrap::GetRadians(KrAOI32Float* result, KrAOI8* resultMask) const {
+    State& s = *mState;
+    Require(s.target != nullptr, 1258, kNoResult);
+    s.CheckResult(result, resultMask, 1260);
+    s.transfer.Copy(s.targetMask, resultMask);
+    s.transfer.Clear(result, 0.0);
+    constexpr double radians = KrMath::TwoPi / 256.0;
+    const int width = std::min<int>(s.planes.width, result->AOIWidth());
+    const int height = std::min<int>(s.planes.height, result->AOIHeight());
+    TargetRows<float> rows(result, RouteOf(Access::eSwitched, result), width);
+    for (int y = 0; width > 0 && y < height; ++y) {
+        const std::size_t first = s.planes.Row(y);
+        float* const row = rows.Row(y);
+        for (std::size_t x = 0; x < static_cast<std::size_t>(width); ++x) {
+            const auto phase = static_cast<std::int16_t>(s.planes.phase[first + x]);
+            row[x] = s.planes.area[first + x] ? static_cast<float>(phase * radians) : 0.0f;
+        }
+        rows.Finish(y);
+    }
+    DescribeUnwrapped(*result, s.info, 1.0);
+    result->GetAOIInfo()->unit = L"rad";
+}
+
+std::uint32_t KrLUnWrap::GetComponentCount() const { return static_cast<std::uint32_t>(mState->forest.Roots().size()); }
+
+void KrLUnWrap::GetComponentLabels(KrAOI32* labels) const {
+    Require(labels != nullptr, 1340, kMissing);
+    const UnwrapPlanes& planes = mState->planes;
+    const std::vector<std::uint32_t> component = mState->forest.ComponentOfAreas();
+    const int width = std::min<int>(planes.width, labels->AOIWidth());
+    const int height = std::min<int>(planes.height, labels->AOIHeight());
+    TargetRows<std::int32_t> rows(labels, RouteOf(Access::eSwitched, labels), width);
+    for (int y = 0; width > 0 && y < height; ++y) {
+        const std::uint32_t* const area = planes.area.data() + planes.Row(y);
+        std::int32_t* const row = rows.Row(y);
+        for (int x = 0; x < width; ++x) row[x] = area[x] ? static_cast<std::int32_t>(component[area[x] - 1]) : 0;
+        rows.Finish(y);
+    }
+}
 
 }  // namespace KrN

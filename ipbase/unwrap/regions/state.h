@@ -1,40 +1,32 @@
 #pragma once
 
 #include <array>
+#include <cstdint>
+#include <vector>
 
+#include "imagemodel/krbufferaoi.h"
 #include "ipbase/base/rowaccess.h"
 #include "ipbase/ipLTrans.h"
-#include "ipbase/ipLUnwrap.h"
 #include "ipbase/unwrap/regions/forest.h"
 #include "ipbase/unwrap/regions/growth.h"
 
 // What the region unwrapper holds between Execute and the operations on its result.
 namespace KrN {
 
-namespace unwrap {
-
-inline constexpr wchar_t kTargetSize[] = L"Error in KrLUnwrap: AOI size of target AOI is not correct";
-inline constexpr wchar_t kMaskSize[] = L"Error in KrLUnwrap: AOI size of target mask AOI is not correct";
-inline constexpr wchar_t kMissing[] = L"Error in KrLUnwrap: an image is missing";
-
-inline void Require(bool condition, std::uint32_t line, const wchar_t* text) {
-    if (!condition) throw new KrException(L"C\\ipLUnwrap", line, text);
-}
-
 // What a target must still have when it is written again.
-struct Shape {
+struct UnwrapTargetShape {
     KrTSize<short> size;
     bool hasAddresses = false;
 
-    Shape() = default;
+    UnwrapTargetShape() = default;
     template <class AOI>
-    explicit Shape(const AOI& aoi) : size(aoi.AOISize()), hasAddresses(HaveRowPointers(&aoi)) {}
-    bool operator==(const Shape& other) const { return size == other.size && hasAddresses == other.hasAddresses; }
+    explicit UnwrapTargetShape(const AOI& aoi) : size(aoi.AOISize()), hasAddresses(HaveRowPointers(&aoi)) {}
+    bool operator==(const UnwrapTargetShape& other) const {
+        return size == other.size && hasAddresses == other.hasAddresses;
+    }
 };
 
-}  // namespace unwrap
-
-struct KrLUnWrap::State {
+struct UnwrapState {
     KrLTransfer transfer;
     UnwrapPlanes planes;
     UnwrapAreas areas;
@@ -44,7 +36,7 @@ struct KrLUnWrap::State {
     KrBufferAOI8 ownMask;
     KrAOI16* target = nullptr;
     KrAOI8* targetMask = nullptr;
-    unwrap::Shape targetShape, maskShape;  // at Execute
+    UnwrapTargetShape targetShape, maskShape;  // at Execute
     std::array<std::uint8_t, 256> allowance{};
     KrTRange<std::int32_t> range;
 
@@ -52,6 +44,7 @@ struct KrLUnWrap::State {
     void SetTargets(KrAOI16* image, KrAOI8* mask);
     void RequireTargets() const;
     void SetAllowance(unsigned mode);
+    void Read(const KrAOI8& phase, const KrAOI8& quality, const KrAOI8& mask);
     void Unwrap(unsigned minQuality, std::uint32_t minAreaSize, bool liftMinimum);
     void DropSmallComponents(std::uint32_t minAreaSize);
     void CorrectPhaseImage(const std::vector<std::int16_t>& corrections);
