@@ -12,7 +12,6 @@ import os
 import pathlib
 import random
 import re
-import resource
 import shutil
 import subprocess
 import sys
@@ -23,7 +22,9 @@ COPY = ROOT / "build/mutate"
 BUILD = COPY / "build/quick"
 TESTS = BUILD / "voripbase_tests"
 MUTANT = BUILD / "voripbase_mutant"
-MOST_MEMORY = 8 << 30
+# What reaches beyond an array is noticed by AddressSanitizer, which also limits the memory of what runs wild.
+SANITIZER = "-fsanitize=address"
+ASAN_OPTIONS = "detect_leaks=0:hard_rss_limit_mb=8000:allocator_may_return_null=1"
 
 # The tests of each room; the first entry that the path begins with.
 FILTERS = "*Filters.*:LineTemplates.*:ImageTemplates.*"
@@ -35,15 +36,15 @@ FAMILIES = [
     ("ipbase/base/(window|network|rowaccess)", FILTERS + ":" + POINT + ":" + TRANSFER),
     ("ipbase/base/", "Frame.*:" + POINT + ":" + TRANSFER),
     ("ipbase/(point/|kernels/(arith|logic|minmax|combine|round|rowloop))", POINT + ":Derived.*"),
-    ("ipbase/(transfer/|kernels/(transfer|table|zoom))", TRANSFER + ":Derived.*"),
+    ("ipbase/(transfer/|kernels/(transfer|table|zoom|scale))", TRANSFER + ":Derived.*:" + STATISTICS),
     ("ipbase/(statistics/|kernels/(histogram|extremes))", STATISTICS),
-    ("ipbase/(filters/|kernels/(median|window|recursive|mask|means|quotients|weighted|widesums))", FILTERS),
+    ("ipbase/(filters/|kernels/(median|window|recursive|mask|means|quotients|weighted|widesums|edge))", FILTERS),
     ("ipbase/(surface/|kernels/(bestfit|shading))", "BestFit.*:Shading.*:Derived.*"),
     ("ipbase/regions/", "Segment.*:BuildRegion.*"),
     ("ipbase/(gradient/|kernels/gradient)", "Gradient*"),
     ("ipbase/(acquisition/|kernels/average)", "AverageSnap*:Boards.*"),
     ("ipbase/geometry/ipLCombination", "Combination.*"),
-    ("ipbase/(geometry/|kernels/(geometry|scale|edge))", "Geometry.*:Rotation.*"),
+    ("ipbase/(geometry/|kernels/geometry)", "Geometry.*:Rotation.*"),
     ("ipbase/(colour/|kernels/colour)", "ColourIndex.*:Octree.*"),
     ("ipbase/(world/|kernels/world)", "World.*"),
     ("ipbase/(unwrap/reliability/|kernels/reliability)", "Reliability.*:Unwrapping.*"),
@@ -115,11 +116,10 @@ class Build:
                 self.objects.setdefault(os.path.normpath(BUILD / line.strip()), []).append(of)
 
     def make_mutant(self, file):
-        link = self.link.replace(" -o voripbase_tests ", f" -fuse-ld=gold -o {MUTANT.name} ")
+        link = self.link.replace(" -o voripbase_tests ", f" -fuse-ld=gold {SANITIZER} -o {MUTANT.name} ")
         for number, of in enumerate(self.objects[str(COPY / file)]):
             changed = f"changed{number}.o"
-            # Indices beyond a vector are noticed, as the sanitizers of `./dev check fast` would.
-            options = f" -O1 -D_GLIBCXX_ASSERTIONS -o {changed} "
+            options = f" -O1 -D_GLIBCXX_ASSERTIONS {SANITIZER} -o {changed} "
             if run(self.compile[of].replace(f" -o {of} ", options), cwd=BUILD, shell=True):
                 return False
             link = link.replace(f" {of} ", f" {changed} ")
@@ -130,10 +130,9 @@ SECONDS = {}  # that the tests of a filter take when nothing is changed
 
 
 def passes(program, tests, timeout):
-    limits = lambda: resource.setrlimit(resource.RLIMIT_AS, (MOST_MEMORY, MOST_MEMORY))
     try:
         return run([program, "--gtest_fail_fast", "--gtest_brief=1", "--gtest_filter=" + tests], cwd=COPY,
-                   timeout=timeout, preexec_fn=limits) == 0
+                   timeout=timeout, env={**os.environ, "ASAN_OPTIONS": ASAN_OPTIONS}) == 0
     except subprocess.TimeoutExpired:
         return False
 

@@ -184,6 +184,19 @@ TEST(Rotation, MixesPaletteColours) {
     EXPECT_GT(count[2], 5);    // between black and the first colour
     EXPECT_GT(count[9], 200);  // what was not mixed keeps its index
     EXPECT_EQ(count[0] + count[1] + count[2] + count[9], 31 * 31);
+
+    KrLut3x8 grey;  // whose mixtures are those of grey levels
+    for (unsigned short i = 0; i < 256; ++i) {
+        const auto level = static_cast<unsigned char>(i);
+        grey.SetElemR(i, level);
+        grey.SetElemG(i, level);
+        grey.SetElemB(i, level);
+    }
+    src.Fill([](int x, int y) { return x < 15 ? 40 + y : 200; });
+    rotation.Rotate(src.image.get(), dst.image.get(), 20, eLinear, 90, &grey);
+    rotation.Rotate(src.image.get(), turned.image.get(), 20, eLinear, 90);
+    for (int y = 0; y < 31; ++y)
+        for (int x = 0; x < 31; ++x) EXPECT_NEAR(dst.Get(x, y), turned.Get(x, y), 2) << x << ',' << y;
     GuardedImage words(eDev16, 31, 31, 1);
     ExpectNotImplemented([&] { rotation.Rotate(words.image.get(), words.image.get(), 2, eLinear, 0, &palette); },
                          L"C\\ipRotateByShear", 60, L"Rotate( img, img, 2 )");

@@ -347,6 +347,9 @@ TEST(World, DispatchAndErrors) {
         mirrored[i] = -mirrored[i];
         singular[i] = singular[i + 3];
     }
+    World turned;  // axes exchanged: rotations, too
+    for (const World::Rotation& axes : {World::Rotation{0, 1, 0, 0, 0, 1, 1, 0, 0}, {0, 0, 1, 1, 0, 0, 0, 1, 0}})
+        EXPECT_NO_THROW(turned.SetProjector(Projector(), axes, good.translation));
     const KrBufferAOI64Double small({3, 3}), large({40, 40});
     GuardedImage image(eDev32Float, 9, 9, 1), other(eDev32Float, 9, 9, 2), third(eDev32Float, 9, 9, 3);
     KrAOI *const a = image.image.get(), *const b = other.image.get(), *const c = third.image.get();

@@ -103,6 +103,7 @@ TEST(Surface, LevelsWithoutOutliersAndThroughThreePoints) {
     masked.mask = MaskOf(map.z.size(), cv::Rect2d(0, 0, 100, 150));
     EXPECT_NEAR(FitForm(map, masked).SlopeX(), 0.05, 1e-4);
 
+    EXPECT_NO_THROW(PlaneThrough(map, {cv::Point(0, 0), cv::Point(199, 0), cv::Point(0, map.z.rows - 1)}));
     EXPECT_THROW(PlaneThrough(map, {cv::Point(0, 0), cv::Point(1, 1), cv::Point(2, 2)}), InputError);
     EXPECT_THROW(PlaneThrough(map, {cv::Point(0, 0), cv::Point(200, 1), cv::Point(2, 2)}), InputError);
     EXPECT_NEAR(static_cast<double>(map.z(50, 150)), 2 + 0.05 * 5.05 + 0.02 * -2.45 + 1, 0.02);  // it is as it was
@@ -144,6 +145,10 @@ TEST(Surface, MeasuresStepsWithTheirStandardError) {
         EXPECT_NEAR(told / kRuns / scatter, 1, blur == 1 ? 0.25 : 0.35);
     }
     HeightMap map = MakeMap(size, 0, [](double, double) { return 1; });
+    EXPECT_EQ(cv::countNonZero(MaskOf({5, 4}, cv::Rect2d(0, 0, 5, 4))), 20);
+    const cv::Mat1b faint(base & uchar{128});  // the least value that is part of a mask
+    EXPECT_EQ(MeasureStep(map, faint, top, 0).height, MeasureStep(map, base, top, 0).height);
+    EXPECT_THROW(MeasureStep(map, faint, base, 0), InputError);
     EXPECT_THROW(MeasureStep(map, base, {}), InputError);
     EXPECT_THROW(MeasureStep(map, base, base), InputError);
     EXPECT_THROW(MeasureStep(map, base, cv::Mat1b(3, 3, uchar{255})), InputError);
