@@ -140,7 +140,7 @@ double RandomPixel(DeviceType type, std::uint32_t bits, bool specials) {
 
 void FillRandom(DeviceType type, std::vector<unsigned char>& bytes, unsigned seed, bool specials) {
     constexpr std::size_t kPixels = 1 << 15;
-    static std::map<std::pair<DeviceType, bool>, std::vector<unsigned char>> pools;
+    thread_local std::map<std::pair<DeviceType, bool>, std::vector<unsigned char>> pools;
     std::vector<unsigned char>& pool = pools[{type, specials}];
     const std::size_t pixelBytes = PixelBytes(type);
     if (pool.empty()) {

@@ -246,10 +246,12 @@ TYPED_TEST(AverageSnap, ReportsWhatItCannotDo) {
                           L"KrLAverageSnap::Execute( pJob )");
     KrTAOI<typename Buffer::Pixel> readOnly(std::as_const(two.own[1]));
     two.images[1] = &readOnly;
-    const auto frames = this->mBoard.frames;
-    for (const unsigned short n : {std::uint8_t{1}, std::uint8_t{2}, std::uint8_t{5}})
+    test::Fill(two.own[0], [](int, int) { return 55; });
+    const auto untouched = test::PixelsOf(two.own[0]);
+    for (const unsigned short n : {std::uint8_t{1}, std::uint8_t{2}, std::uint8_t{5}}) {
         EXPECT_TRUE(test::Thrown([&] { averager.Execute(&two, n); })) << n;
-    EXPECT_EQ(frames, this->mBoard.frames);
+        EXPECT_EQ(untouched, test::PixelsOf(two.own[0])) << n;
+    }
     // Lines are fixed, wherever the code moves.
     test::ExpectError([&] { averager.Execute(static_cast<Buffer*>(nullptr), 3); }, L"C\\ipLAverageSnap", 152);
     test::ExpectError([&] { averager.Execute(static_cast<KrBoard::KrJob*>(nullptr), 3); }, L"C\\ipLAverageSnap", 290);
