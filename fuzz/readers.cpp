@@ -55,7 +55,7 @@ void ReadPictures(const Input& input) {
     const measure::Format* const format = measure::FindFormat(bytes);
     if (!format) return;
     Tolerate([&] {
-        for (const cv::Mat& page : format->decode(bytes, "input", 1 + bytes.back() % 8)) {
+        for (const cv::Mat& page : format->decode(bytes, "input", 1 + bytes.back() % 8, {})) {
             Require(page.total() > 0, "a picture without pixels");
             double sum = 0;  // every pixel is there
             for (int y = 0; y < page.rows; ++y)
@@ -64,7 +64,7 @@ void ReadPictures(const Input& input) {
             if (page.total() > 1 << 20 || format->depths == 0) continue;
             // What was read can be written and read again.
             if (page.channels() != 1 || (format->depths & measure::DepthBit(page.depth())) == 0) continue;
-            const auto again = format->decode(format->encode(*format, page), "again", 1);
+            const auto again = format->decode(format->encode(*format, page, {}), "again", 1, {});
             Require(again.size() == 1 && again[0].type() == page.type(), "another type");
             Require(std::equal(page.datastart, page.dataend, again[0].datastart), "other pixels");
         }

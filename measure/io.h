@@ -6,9 +6,12 @@
 #include <vector>
 
 #include "measure/export.h"
+#include "measure/progress.h"
 
 // Files of pictures and of arrays. All functions throw InputError for what cannot be read or be held by a file of that
-// kind, OutputError for what cannot be written; the texts name the file.
+// kind, OutputError for what cannot be written; the texts name the file. Large files are read, decoded and encoded in
+// pieces, between which the progress is asked; files of compressed strips, or of formats beyond ours, are one piece
+// each.
 namespace measure {
 
 // Largest width and height of an image of the library.
@@ -18,11 +21,11 @@ inline constexpr int kMaxImageSide = 32767;
 // contents tell the format: PNG, TIFF, NPY, NPZ with one array, or by OpenCV's codecs BMP, JPEG, WebP and PNM. Colour
 // becomes grey, opacity is ignored, booleans are 0 and 255, fewer than 8 bits a pixel are spread to 0 to 255, and
 // TIFF and JPEG pictures are turned upright. Of several pages it is the first.
-MEASURE_API cv::Mat ReadPicture(const std::string& file);
+MEASURE_API cv::Mat ReadPicture(const std::string& file, const Progress& progress = {});
 // Reads a picture as blue, green and red of 8 bits; 16 bits are scaled down, grey becomes colour, opacity is ignored.
-MEASURE_API cv::Mat3b ReadColourPicture(const std::string& file);
+MEASURE_API cv::Mat3b ReadColourPicture(const std::string& file, const Progress& progress = {});
 // All pages of a TIFF file, one picture of other files.
-MEASURE_API std::vector<cv::Mat> ReadPages(const std::string& file);
+MEASURE_API std::vector<cv::Mat> ReadPages(const std::string& file, const Progress& progress = {});
 
 // The pictures in a folder, by the endings of their names, in the order of the names.
 MEASURE_API std::vector<std::string> ListPictures(const std::string& folder);
@@ -31,14 +34,15 @@ MEASURE_API std::vector<std::string> ListPictures(const std::string& folder);
 inline constexpr char kWritableFormats[] = ".png (8- or 16-bit), .bmp (8-bit), .tiff or .npy (also float)";
 
 // Writes a file of the format that the ending of its name tells (see EncodePicture).
-MEASURE_API void WritePicture(const std::string& file, const cv::Mat& image);
+MEASURE_API void WritePicture(const std::string& file, const cv::Mat& image, const Progress& progress = {});
 
 // Refuses names whose ending is not that of a format which can be written.
 MEASURE_API void RequireWritableName(const std::string& file);
 
 // The bytes of a file that holds the image, of one channel or of three 8-bit ones (blue, green, red); the ending of
 // the name says which format. Refuses endings that it does not know and pixels that the format cannot hold.
-MEASURE_API std::vector<std::uint8_t> EncodePicture(const std::string& name, const cv::Mat& image);
+MEASURE_API std::vector<std::uint8_t> EncodePicture(const std::string& name, const cv::Mat& image,
+                                                    const Progress& progress = {});
 
 // "8-bit", "16-bit", ...: the pixel type in words.
 MEASURE_API std::string PixelTypeName(const cv::Mat& image);

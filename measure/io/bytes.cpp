@@ -1,5 +1,6 @@
 #include "measure/io/bytes.h"
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <new>
@@ -48,20 +49,38 @@ std::string ReadText(const std::string& file, std::size_t most, const char* kind
     return text;
 }
 
-Bytes ReadBytes(const std::string& file) {
+namespace {
+
+// At most so much between two looks at the progress.
+template <class Visit>
+void InPieces(std::size_t bytes, const char* stage, const Progress& progress, const Visit& visit) {
+    constexpr std::size_t kPiece = std::size_t{1} << 24;
+    for (std::size_t first = 0; first < bytes; first += kPiece) {
+        progress.Report(stage, static_cast<double>(first) / static_cast<double>(bytes));
+        visit(first, std::min(kPiece, bytes - first));
+    }
+}
+
+}  // namespace
+
+Bytes ReadBytes(const std::string& file, const Progress& progress) {
     RequireFile(file);
     std::ifstream stream(file, std::ios::binary | std::ios::ate);
     if (!stream) throw InputError(file + ": cannot be opened for reading");
     Bytes bytes(static_cast<std::size_t>(stream.tellg()));
     stream.seekg(0);
-    stream.read(reinterpret_cast<char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+    InPieces(bytes.size(), "reading a file", progress, [&](std::size_t first, std::size_t count) {
+        stream.read(reinterpret_cast<char*>(bytes.data() + first), static_cast<std::streamsize>(count));
+    });
     if (!stream) throw InputError(file + ": cannot be read");
     return bytes;
 }
 
-void WriteBytes(const std::string& file, const Bytes& bytes) {
+void WriteBytes(const std::string& file, const Bytes& bytes, const Progress& progress) {
     std::ofstream stream(file, std::ios::binary);
-    stream.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+    InPieces(bytes.size(), "writing a file", progress, [&](std::size_t first, std::size_t count) {
+        stream.write(reinterpret_cast<const char*>(bytes.data() + first), static_cast<std::streamsize>(count));
+    });
     stream.close();
     if (!stream) throw OutputError(file + ": cannot be written");
 }

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "measure/export.h"
+#include "measure/progress.h"
 
 namespace measure {
 
@@ -24,7 +25,7 @@ MEASURE_API void RequireFile(const std::string& file);
 MEASURE_API std::string ReadText(const std::string& file, std::size_t most, const char* kind);
 
 // All bytes of a file, and a file of these bytes. They throw InputError and OutputError with the file's name.
-Bytes ReadBytes(const std::string& file);
-void WriteBytes(const std::string& file, const Bytes& bytes);
+Bytes ReadBytes(const std::string& file, const Progress& progress = {});
+void WriteBytes(const std::string& file, const Bytes& bytes, const Progress& progress = {});
 
 }  // namespace measure

@@ -30,11 +30,12 @@ cv::Mat Checked(const cv::Mat& image, const std::string& file) {
     return ToGrey(image);
 }
 
-std::vector<cv::Mat> Decode(const Bytes& bytes, const std::string& file, std::size_t most) {
+std::vector<cv::Mat> Decode(const Bytes& bytes, const std::string& file, std::size_t most,
+                            const Progress& progress = {}) {
     const Format* const format = FindFormat(bytes);
     if (!format) throw InputError(file + ": not a PNG, TIFF, BMP or NPY file");
     try {
-        return format->decode(bytes, file, most);
+        return format->decode(bytes, file, most, progress);
     } catch (const std::bad_alloc&) {
     } catch (const cv::Exception& error) {
         if (error.code != cv::Error::StsNoMem) throw;
@@ -42,16 +43,16 @@ std::vector<cv::Mat> Decode(const Bytes& bytes, const std::string& file, std::si
     throw InputError(file + ": needs more memory than there is or than is allowed");
 }
 
-std::vector<cv::Mat> ReadUpTo(std::size_t most, const std::string& file) {
-    std::vector<cv::Mat> pages = Decode(ReadBytes(file), file, most);
+std::vector<cv::Mat> ReadUpTo(std::size_t most, const std::string& file, const Progress& progress) {
+    std::vector<cv::Mat> pages = Decode(ReadBytes(file, progress), file, most, progress);
     for (cv::Mat& page : pages) page = Checked(page, file);
     return pages;
 }
 
 }  // namespace
 
-cv::Mat3b ReadColourPicture(const std::string& file) {
-    cv::Mat image = Decode(ReadBytes(file), file, 1).front(), colour;
+cv::Mat3b ReadColourPicture(const std::string& file, const Progress& progress) {
+    cv::Mat image = Decode(ReadBytes(file, progress), file, 1, progress).front(), colour;
     RequireReadableSize(static_cast<std::uint64_t>(image.cols), static_cast<std::uint64_t>(image.rows), file);
     if (image.depth() == CV_16U) image.convertTo(image, CV_8U, 1.0 / 257.0);
     if (image.depth() != CV_8U) throw InputError(file + ": a colour picture has 8 or 16 bits");
@@ -62,15 +63,15 @@ cv::Mat3b ReadColourPicture(const std::string& file) {
     }
 }
 
-std::vector<cv::Mat> ReadPages(const std::string& file) {
-    return ReadUpTo(std::numeric_limits<std::size_t>::max(), file);
+std::vector<cv::Mat> ReadPages(const std::string& file, const Progress& progress) {
+    return ReadUpTo(std::numeric_limits<std::size_t>::max(), file, progress);
 }
 
 cv::Mat DecodePicture(const Bytes& bytes, const std::string& file) {
     return Checked(Decode(bytes, file, 1).front(), file);
 }
 
-cv::Mat ReadPicture(const std::string& file) { return ReadUpTo(1, file).front(); }
+cv::Mat ReadPicture(const std::string& file, const Progress& progress) { return ReadUpTo(1, file, progress).front(); }
 
 std::vector<std::string> ListPictures(const std::string& folder) {
     std::vector<std::string> files;
@@ -91,7 +92,7 @@ void RequireWritableName(const std::string& file) {
     }
 }
 
-std::vector<std::uint8_t> EncodePicture(const std::string& name, const cv::Mat& image) {
+std::vector<std::uint8_t> EncodePicture(const std::string& name, const cv::Mat& image, const Progress& progress) {
     RequireWritableName(name);
     const Format& format = *FindFormat(name);
     const bool isColour = image.channels() == 3 && image.depth() == CV_8U;
@@ -100,12 +101,12 @@ std::vector<std::uint8_t> EncodePicture(const std::string& name, const cv::Mat& 
         throw InputError(name + ": a " + format.ending + " file cannot hold " + PixelTypeName(image) + " pixels" +
                          (image.channels() > 1 ? " of several channels" : ""));
     }
-    return format.encode(format, image);
+    return format.encode(format, image, progress);
 }
 
-void WritePicture(const std::string& file, const cv::Mat& image) {
-    const std::vector<std::uint8_t> bytes = EncodePicture(file, image);
-    WriteBytes(file, bytes);
+void WritePicture(const std::string& file, const cv::Mat& image, const Progress& progress) {
+    const std::vector<std::uint8_t> bytes = EncodePicture(file, image, progress);
+    WriteBytes(file, bytes, progress);
 }
 
 std::string PixelTypeName(const cv::Mat& image) {

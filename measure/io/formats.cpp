@@ -26,22 +26,28 @@ bool IsPnm(const Bytes& bytes) {
 }
 
 template <cv::Mat (*decode)(const Bytes&, const std::string&)>
-std::vector<cv::Mat> OnePage(const Bytes& bytes, const std::string& file, std::size_t) {
+std::vector<cv::Mat> OnePage(const Bytes& bytes, const std::string& file, std::size_t, const Progress&) {
     return {decode(bytes, file)};
 }
-template <Bytes (*encode)(const cv::Mat&)>
-Bytes Plainly(const Format&, const cv::Mat& image) {
-    return encode(image);
+std::vector<cv::Mat> OnePng(const Bytes& bytes, const std::string& file, std::size_t, const Progress& progress) {
+    return {DecodePng(bytes, file, progress)};
 }
-Bytes ByModule(const Format& format, const cv::Mat& image) { return EncodeByModule(format.ending, image); }
+template <Bytes (*encode)(const cv::Mat&, const Progress&)>
+Bytes Plainly(const Format&, const cv::Mat& image, const Progress& progress) {
+    return encode(image, progress);
+}
+Bytes AsNpy(const Format&, const cv::Mat& image, const Progress&) { return EncodeNpy(image); }
+Bytes ByModule(const Format& format, const cv::Mat& image, const Progress&) {
+    return EncodeByModule(format.ending, image);
+}
 
 // The one table of what the library reads and writes.
 constexpr Format kFormats[] = {
-    {".png", k8 | k16, true, IsPng, OnePage<DecodePng>, Plainly<EncodePng>},
+    {".png", k8 | k16, true, IsPng, OnePng, Plainly<EncodePng>},
     {".bmp", k8, true, IsBmp, OnePage<DecodeByModule>, ByModule},
     {".tiff", k8 | k16 | k32 | kFloat, true, IsTiff, DecodeTiff, Plainly<EncodeTiff>},
     {".tif", k8 | k16 | k32 | kFloat, true, IsTiff, DecodeTiff, Plainly<EncodeTiff>},
-    {".npy", k8 | k16 | k32 | kFloat, false, IsNpy, OnePage<DecodeNpy>, Plainly<EncodeNpy>},
+    {".npy", k8 | k16 | k32 | kFloat, false, IsNpy, OnePage<DecodeNpy>, AsNpy},
     {".npz", 0, false, IsNpz, OnePage<DecodeNpz>, nullptr},
     {".jpg", 0, false, IsJpeg, OnePage<DecodeByModule>, nullptr},
     {".jpeg", 0, false, IsJpeg, OnePage<DecodeByModule>, nullptr},

@@ -19,9 +19,10 @@ struct Format {
     int depths;          // what can be written; 0: nothing
     bool holdsColour;    // whether three 8-bit channels can be written
     bool (*isThis)(const Bytes& bytes);
-    std::vector<cv::Mat> (*decode)(const Bytes& bytes, const std::string& file,
-                                   std::size_t most);  // up to so many pages
-    Bytes (*encode)(const Format& format, const cv::Mat& image);
+    // Up to so many pages.
+    std::vector<cv::Mat> (*decode)(const Bytes& bytes, const std::string& file, std::size_t most,
+                                   const Progress& progress);
+    Bytes (*encode)(const Format& format, const cv::Mat& image, const Progress& progress);
 };
 
 // The format of a file of that name, or null when its ending is not one of ours.

@@ -1,6 +1,8 @@
 #include "measure/io/plainpng.h"
 
+#include <isa-l/igzip_lib.h>
 #include <libdeflate.h>
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
@@ -132,9 +134,32 @@ Chunk FindPixels(Chunks chunks, Bytes& joined) {
     return {};
 }
 
+// All of `size` bytes, and nothing beyond them; false for data that are damaged or of another size.
+bool Inflate(const Chunk& data, std::uint8_t* out, std::size_t size, const Progress& progress) {
+    constexpr std::size_t kPiece = std::size_t{1} << 24;
+    const auto state = std::make_unique<inflate_state>();
+    isal_inflate_init(state.get());
+    state->crc_flag = ISAL_ZLIB;
+    std::size_t taken = 0, made = 0;
+    while (state->block_state != ISAL_BLOCK_FINISH) {
+        progress.Report("decoding a picture", static_cast<double>(made) / static_cast<double>(size));
+        const std::size_t in = std::min(kPiece, data.size - taken), room = std::min(kPiece, size - made);
+        state->next_in = const_cast<std::uint8_t*>(data.data) + taken;  // which it only reads
+        state->avail_in = static_cast<std::uint32_t>(in);
+        state->next_out = out + made;
+        state->avail_out = static_cast<std::uint32_t>(room);
+        if (isal_inflate(state.get()) != ISAL_DECOMP_OK) return false;
+        const std::size_t used = in - state->avail_in, got = room - state->avail_out;
+        if (used == 0 && got == 0) break;
+        taken += used;
+        made += got;
+    }
+    return state->block_state == ISAL_BLOCK_FINISH && made == size;
+}
+
 }  // namespace
 
-cv::Mat DecodePlainPng(const Bytes& bytes) {
+cv::Mat DecodePlainPng(const Bytes& bytes, const Progress& progress) {
     Chunks chunks(bytes);
     Chunk header;
     if (!chunks.Next(header) || !IsPlain(header)) return {};
@@ -146,14 +171,7 @@ cv::Mat DecodePlainPng(const Bytes& bytes) {
     const std::size_t total = rowBytes * static_cast<std::size_t>(size.height);
     if (pixels.size == 0 || total / kBestDeflate > pixels.size) return {};
     const std::unique_ptr<std::uint8_t[]> filtered(new std::uint8_t[total]);
-    const std::unique_ptr<libdeflate_decompressor, void (*)(libdeflate_decompressor*)> inflater(
-        libdeflate_alloc_decompressor(), libdeflate_free_decompressor);
-    if (!inflater) throw std::bad_alloc();
-    std::size_t got = 0;
-    if (libdeflate_zlib_decompress(inflater.get(), pixels.data, pixels.size, filtered.get(), total, &got) !=
-            LIBDEFLATE_SUCCESS ||
-        got != total)
-        return {};
+    if (!Inflate(pixels, filtered.get(), total, progress)) return {};
     return isWide ? ToImage<std::uint16_t>(filtered.get(), size) : ToImage<std::uint8_t>(filtered.get(), size);
 }
 

@@ -26,20 +26,21 @@ bool IsTiff(const Bytes& bytes) {
                                            [&](const char* mark) { return std::memcmp(bytes.data(), mark, 4) == 0; });
 }
 
-std::vector<cv::Mat> DecodeTiff(const Bytes& bytes, const std::string& file, std::size_t most) {
+std::vector<cv::Mat> DecodeTiff(const Bytes& bytes, const std::string& file, std::size_t most,
+                                const Progress& progress) {
     TiffMemory memory(bytes);
     if (!memory.Get()) throw InputError(file + ": damaged TIFF file: " + memory.Error());
     std::vector<cv::Mat> pages;
     do {
         TiffPage page(memory, bytes.size(), file);
-        if (page.IsPicture()) pages.push_back(page.Read());
+        if (page.IsPicture()) pages.push_back(page.Read(progress));
         if (pages.size() > kMostPages) throw InputError(file + ": has too many pages");
     } while (pages.size() < most && TIFFReadDirectory(memory.Get()));
     if (pages.empty()) throw InputError(file + ": holds no picture, only reduced copies or masks");
     return pages;
 }
 
-Bytes EncodeTiff(const cv::Mat& image) {
+Bytes EncodeTiff(const cv::Mat& image, const Progress& progress) {
     cv::Mat swapped;
     if (image.channels() == 3) cv::cvtColor(image, swapped, cv::COLOR_BGR2RGB);
     const cv::Mat& pixels = swapped.empty() ? image : swapped;
@@ -64,6 +65,7 @@ Bytes EncodeTiff(const cv::Mat& image) {
     for (const auto& [tag, value] : tags) TIFFSetField(tiff, tag, value);
     Bytes strip;
     for (int y = 0; y < pixels.rows; y += static_cast<int>(rowsPerStrip)) {
+        progress.Report("encoding a picture", static_cast<double>(y) / pixels.rows);
         const int end = std::min(pixels.rows, y + static_cast<int>(rowsPerStrip));
         strip.clear();
         for (int row = y; row < end; ++row) strip.insert(strip.end(), pixels.ptr(row), pixels.ptr(row) + rowBytes);

@@ -66,7 +66,7 @@ bool TiffPage::IsPlain() const {
     return mPhotometric == PHOTOMETRIC_MINISBLACK || mPhotometric == PHOTOMETRIC_MINISWHITE;
 }
 
-cv::Mat TiffPage::Read() { return IsPlain() ? ReadPlain() : ReadAnyColour(); }
+cv::Mat TiffPage::Read(const Progress& progress) { return IsPlain() ? ReadPlain(progress) : ReadAnyColour(); }
 
 int TiffPage::Depth() const {
     if (mFormat < SAMPLEFORMAT_UINT || mFormat > SAMPLEFORMAT_VOID)
@@ -90,7 +90,7 @@ void TiffPage::RequirePlausible(std::uint64_t pieceBytes) const {
     if (all > std::max(most, kAlwaysFine) || pieceBytes > std::max(most, 4 * all + kAlwaysFine)) Damaged();
 }
 
-cv::Mat TiffPage::ReadPlain() {
+cv::Mat TiffPage::ReadPlain(const Progress& progress) {
     const int channels = mPhotometric == PHOTOMETRIC_RGB ? 3 : 1;
     const std::uint64_t pieceBytes = TIFFIsTiled(mTiff) ? TIFFTileSize64(mTiff) : TIFFStripSize64(mTiff);
     const int depth = Depth();
@@ -102,9 +102,9 @@ cv::Mat TiffPage::ReadPlain() {
     const cv::Size size(static_cast<int>(mWidth), static_cast<int>(mHeight));
     cv::Mat image = NewPicture(size, CV_MAKETYPE(depth, channels), mFile);
     if (TIFFIsTiled(mTiff)) {
-        ReadTiles(image);
+        ReadTiles(image, progress);
     } else {
-        ReadStrips(image);
+        ReadStrips(image, progress);
     }
     if (depth == CV_32S && mFormat != SAMPLEFORMAT_INT && cv::countNonZero(image.reshape(1) < 0) > 0) {
         throw InputError(mFile + ": holds numbers beyond 2147483647, which are not supported");
@@ -117,7 +117,7 @@ cv::Mat TiffPage::ReadPlain() {
     return Upright(image);
 }
 
-void TiffPage::ReadTiles(cv::Mat& image) {
+void TiffPage::ReadTiles(cv::Mat& image, const Progress& progress) {
     std::uint32_t width = 0, height = 0;
     TIFFGetField(mTiff, TIFFTAG_TILEWIDTH, &width);
     TIFFGetField(mTiff, TIFFTAG_TILELENGTH, &height);
@@ -125,6 +125,7 @@ void TiffPage::ReadTiles(cv::Mat& image) {
     Bytes samples(TIFFTileSize64(mTiff));
     for (int channel = 0; channel < (mPlanes ? image.channels() : 1); ++channel) {
         for (std::uint32_t y = 0; y < mHeight; y += height) {
+            progress.Report("decoding a picture", static_cast<double>(y) / mHeight);
             for (std::uint32_t x = 0; x < mWidth; x += width) {
                 if (TIFFReadTile(mTiff, samples.data(), x, y, 0, static_cast<std::uint16_t>(channel)) < 0) Damaged();
                 const Piece piece{static_cast<int>(x),
@@ -139,7 +140,7 @@ void TiffPage::ReadTiles(cv::Mat& image) {
     }
 }
 
-void TiffPage::ReadStrips(cv::Mat& image) {
+void TiffPage::ReadStrips(cv::Mat& image, const Progress& progress) {
     std::uint32_t height = 0;
     TIFFGetFieldDefaulted(mTiff, TIFFTAG_ROWSPERSTRIP, &height);
     if (height == 0) Damaged();
@@ -147,6 +148,7 @@ void TiffPage::ReadStrips(cv::Mat& image) {
     Bytes samples(TIFFStripSize64(mTiff));
     for (int channel = 0; channel < (mPlanes ? image.channels() : 1); ++channel) {
         for (std::uint32_t y = 0; y < mHeight; y += height) {
+            progress.Report("decoding a picture", static_cast<double>(y) / mHeight);
             const std::uint32_t rows = std::min(height, mHeight - y);
             const std::uint32_t strip = TIFFComputeStrip(mTiff, y, static_cast<std::uint16_t>(channel));
             const auto wanted = static_cast<tmsize_t>(TIFFVStripSize64(mTiff, rows));

@@ -13,7 +13,7 @@ public:
 
     // Whether it is a picture of its own, not a reduced copy or the mask of another page.
     bool IsPicture() const;
-    cv::Mat Read();
+    cv::Mat Read(const Progress& progress);
 
 private:
     // A rectangle of the picture that is stored together.
@@ -24,10 +24,10 @@ private:
     };
 
     bool IsPlain() const;
-    cv::Mat ReadPlain();
+    cv::Mat ReadPlain(const Progress& progress);
     cv::Mat ReadAnyColour();
-    void ReadTiles(cv::Mat& image);
-    void ReadStrips(cv::Mat& image);
+    void ReadTiles(cv::Mat& image, const Progress& progress);
+    void ReadStrips(cv::Mat& image, const Progress& progress);
     void Place(const Piece& piece, const Bytes& samples, cv::Mat& image) const;
     cv::Mat Upright(const cv::Mat& image) const;
     int Depth() const;

@@ -520,4 +520,30 @@ TEST_F(Io, SurvivesDamageAnywhere) {
     EXPECT_GT(refused, 200);
 }
 
+// Stopped at any of its reports, reading, encoding and writing end without a result.
+TEST_F(Io, CanBeStopped) {
+    const cv::Mat ramp(3000, 1000, CV_8U, cv::Scalar(7)), noise = Noise(3000, 1000, CV_16U);
+    for (const cv::Mat& image : {ramp, noise}) {
+        for (const char* name : {"x.png", "x.tiff", "x.npy"}) {
+            const std::string file = File(name);
+            WritePicture(file, image);
+            const std::function<void(const Progress&)> actions[] = {
+                [&](const Progress& progress) { ReadPicture(file, progress); },
+                [&](const Progress& progress) { EncodePicture(name, image, progress); },
+                [&](const Progress& progress) { WritePicture(File(std::string("new.") + name), image, progress); }};
+            for (const auto& action : actions) {
+                int reports = 0;
+                action([&](const char*, double share) {
+                    EXPECT_TRUE(share >= 0 && share <= 1) << share;
+                    return ++reports > 0;
+                });
+                for (int last = 0; last < reports; ++last) {
+                    int left = last;
+                    EXPECT_THROW(action([&](const char*, double) { return left-- > 0; }), Stopped) << name << last;
+                }
+            }
+        }
+    }
+}
+
 }  // namespace
