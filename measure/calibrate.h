@@ -57,21 +57,24 @@ inline constexpr int kLeastPoses = 4;
 // by least squares. Poses are left out in turn by one Gauss-Newton step from the full solution. The standard deviations
 // are what the residuals of the points say, of which all four count as one observation, or what leaving out poses says
 // (the jackknife) where that is more. Throws InputError when there are fewer than kLeastPoses views, when views or
-// sizes do not fit to each other, when camera and projector see the board mirrored to each other, and when the poses do
-// not determine the parameters.
+// sizes do not fit to each other, for points that are not finite, when camera and projector see the board mirrored to
+// each other, and when the poses do not determine the parameters.
 MEASURE_API CalibrationResult Calibrate(const std::vector<BoardView>& views, const BoardDescription& board,
                                         cv::Size projectorSize, const DistortionModel& model = {},
                                         const Progress& progress = {});
 
-// Lines for people, the verdict first; and all figures as a JSON object.
+// Lines for people, the verdict first; and all figures as a JSON object. What follows belongs to the views that were
+// calibrated from: throws InputError for others.
 MEASURE_API std::string ReportOf(const CalibrationResult& result, const BoardDescription& board);
 MEASURE_API std::string SummaryOf(const CalibrationResult& result, const std::vector<BoardView>& views,
                                   const BoardDescription& board);
 
 // The picture of a pose with its points and, enlarged, how far the camera saw them from where the calibration expects
-// them; the `worst` of it are named by column and row of the board.
+// them; the `worst` of it are named by column and row of the board. Throws InputError for a view without a picture, and
+// unless the fit has a residual for each of its points.
 MEASURE_API cv::Mat3b DrawPose(const BoardView& view, const PoseFit& fit, const BoardDescription& board, int worst = 3);
-// Where points of all poses lie in the pictures of camera and projector, in colours by how far they are off.
+// Where points of all poses lie in the pictures of camera and projector, in colours by how far they are off. Throws
+// InputError for other views than those that were calibrated from.
 MEASURE_API cv::Mat3b DrawCoverage(const std::vector<BoardView>& views, const CalibrationResult& result);
 
 }  // namespace measure

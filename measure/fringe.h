@@ -14,7 +14,8 @@ struct FringeSet {
     std::vector<double> shifts;   // radians, one per frame
 };
 
-// N equally spaced shifts over one period, in radians: 2 pi k / N.
+// N equally spaced shifts over one period, in radians: 2 pi k / N. Throws InputError for fewer than 1 and more than
+// 10000.
 MEASURE_API std::vector<double> EqualShifts(int count);
 
 // What makes a pixel usable. All but fullScale are shares of full scale.
@@ -70,7 +71,8 @@ struct Ripple {
 // nonsinusoidal waveforms in phase-shifting digital fringe projection profilometry", Opt. Lett. 34, 416 (2009), and
 // Xing and Guo, "Correction of projector nonlinearity in multi-frequency phase-shifting fringe projection
 // profilometry", Opt. Express 26, 16277 (2018)). With fewer than kLeastPeriodsInView periods in view it is not known.
-// Sets with the same shifts have the same ripple: what one set tells may correct another one.
+// Sets with the same shifts have the same ripple: what one set tells may correct another one. Throws InputError when
+// phase and usable pixels differ in size, and without shifts.
 MEASURE_API Ripple EstimateRipple(const FringePhase& phase, const Progress& progress = {});
 
 // Adds the correction to phase.phase, everywhere, and wraps it again. What shifts the phase also lets the modulation
@@ -80,10 +82,11 @@ MEASURE_API Ripple EstimateRipple(const FringePhase& phase, const Progress& prog
 // freed of that are added to phase.usable, so that surfaces near the limit have no holes at some phases;
 // phase.modulation stays as it was measured. With other than equal steps the ripple does not tell the swing, the usable
 // pixels stay. Does nothing when the ripple is not worth correcting. The ripple of another set must come from the same
-// shifts: throws InputError otherwise.
+// shifts: throws InputError otherwise, and when images of the phase are missing or differ in size.
 MEASURE_API void CorrectRipple(FringePhase& phase, const Ripple& ripple, const Progress& progress = {});
 
-// The fringe contrast c = min(1, B / (A + 1)), A and B as means over 3 x 3 pixels, NaN where A or B is.
+// The fringe contrast c = min(1, B / (A + 1)), A and B as means over 3 x 3 pixels, NaN where A or B is. Throws
+// InputError when these differ in size.
 MEASURE_API cv::Mat1f FringeContrast(const FringePhase& phase);
 
 }  // namespace measure

@@ -39,7 +39,8 @@ struct FringeQuality {
 };
 
 // Judges frames from which `phase` was solved; the ripple is that of the phase before it was corrected. The names are
-// those of the frames in the findings, "frame 2" where there is none.
+// those of the frames in the findings, "frame 2" where there is none. Throws InputError when frames and phase do not
+// belong together.
 MEASURE_API FringeQuality AssessFringes(const FringeSet& set, const FringePhase& phase, const Ripple& ripple,
                                         const std::vector<std::string>& names = {});
 

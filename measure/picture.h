@@ -39,18 +39,21 @@ struct PictureStyle {
 
 // Draws an image of one channel (CV_8U, CV_16U, CV_32S, CV_32F or CV_64F). NaN, infinities and masked pixels are
 // hatched. Axes count in pixels of the image; small images are enlarged by a whole factor. Throws InputError for an
-// empty image, more than one channel, and masks, components or marks of another size.
+// empty image, other pixel types and more than one channel, masks, components or marks of another size, and numbers of
+// a style that make no sense: a step below 1, a percentage out of 0 to 50, a range, period or number of contours that
+// is not finite or, but for the range, negative.
 MEASURE_API cv::Mat3b DrawPicture(const cv::Mat& values, const PictureStyle& style = {});
 
 // A bright colour (blue, green, red) for each number from 1 on, much unlike those of the numbers next to it.
 MEASURE_API cv::Vec3b ComponentColour(int number);
 
 // Areas by number (0 and above) in their colours, the larger ones with their numbers written on them; 0 is black. With
-// a style, of which title and step count, 0 is hatched, and axes and title stand around.
+// a style, of which title and step count, 0 is hatched, and axes and title stand around. Throws InputError for an empty
+// image and a step below 1.
 MEASURE_API cv::Mat3b DrawComponents(const cv::Mat1i& numbers);
 MEASURE_API cv::Mat3b DrawComponents(const cv::Mat1i& numbers, const PictureStyle& style);
 
-// Two pictures side by side, the lower one extended by background.
+// Two pictures side by side, the lower one extended by background. Throws InputError for an empty one.
 MEASURE_API cv::Mat3b SideBySide(const cv::Mat3b& left, const cv::Mat3b& right);
 
 }  // namespace measure

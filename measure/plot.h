@@ -16,7 +16,8 @@ struct Plot {
     std::vector<float> values;
 };
 
-// Throws InputError unless there are as many values as positions, two or more, and one of them is finite.
+// Throws InputError unless there are as many values as positions, two or more, the positions rise and one of the values
+// is finite.
 MEASURE_API cv::Mat3b DrawPlot(const Plot& plot);
 
 }  // namespace measure

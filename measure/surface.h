@@ -49,7 +49,7 @@ struct FormFit {
 // or all on one line.
 MEASURE_API FormFit FitForm(const HeightMap& map, const FormOptions& options = {}, const Progress& progress = {});
 // The plane through the medians of the heights within `radius` pixels around three pixels. Throws InputError for pixels
-// outside the map or on one line, NothingUsable where there is no height.
+// outside the map or on one line and a negative radius, NothingUsable where there is no height.
 MEASURE_API FormFit PlaneThrough(const HeightMap& map, const std::array<cv::Point, 3>& pixels, int radius = 2);
 // The heights minus the form, with the same pitch, origin and unit.
 MEASURE_API HeightMap RemoveForm(const HeightMap& map, const FormFit& fit);
@@ -74,11 +74,11 @@ struct Step {
 };
 
 // `base` and `top` admit the pixels of the two areas; those within `margin` pixels of where an area ends are left out,
-// as edges are measured badly. Throws InputError for missing masks and areas that overlap, NothingUsable when nothing
-// of an area is left or the areas lie on one line.
+// as edges are measured badly. Throws InputError for missing masks, areas that overlap and a negative margin,
+// NothingUsable when nothing of an area is left or the areas lie on one line.
 MEASURE_API Step MeasureStep(const HeightMap& map, const cv::Mat1b& base, const cv::Mat1b& top, int margin = 3,
                              const Progress& progress = {});
-// The pixels that MeasureStep takes of an area.
+// The pixels that MeasureStep takes of an area. Throws InputError for an area without pixels and a negative margin.
 MEASURE_API cv::Mat1b WithoutEdges(const cv::Mat1b& area, int margin);
 // What a summary says of the step.
 MEASURE_API Quantities QuantitiesOf(const Step& step, const HeightMap& map);
@@ -91,7 +91,7 @@ struct ProfileOptions {
     double step = 1;                // pixels along the line from point to point
 };
 
-// Heights along a polyline, one element per point.
+// Heights along a polyline, one element per point; lists of different lengths are an InputError.
 struct Profile {
     std::vector<cv::Point2d> pixels;  // column and row
     std::vector<double> distance;     // along the line, HeightMap::LengthUnit
@@ -109,10 +109,12 @@ MEASURE_API std::string CsvOf(const Profile& profile, const HeightMap& map);
 
 // --- Areas
 
-// A rectangle or a circle of pixels as a mask. Throws InputError when no pixel of the map lies in it.
+// A rectangle or a circle of pixels as a mask. Throws InputError when no pixel of the map lies in it, and for numbers
+// that are not finite.
 MEASURE_API cv::Mat1b MaskOf(cv::Size size, const cv::Rect2d& rectangle);
 MEASURE_API cv::Mat1b MaskOf(cv::Size size, cv::Point2d centre, double radius);
 // The largest 4-connected area of finite values that differ by less than `largestStep` from pixel to pixel, as a mask.
+// Throws InputError without values, and unless the step is above 0.
 MEASURE_API cv::Mat1b LargestArea(const cv::Mat1f& values, double largestStep);
 
 }  // namespace measure

@@ -9,31 +9,26 @@
 #include "measure/absolute/coding.h"
 #include "measure/absolute/noise.h"
 #include "measure/absolute/wrapping.h"
+#include "measure/base/arguments.h"
 #include "measure/error.h"
 #include "measure/frames.h"
 #include "measure/fringe/framepixels.h"
 #include "measure/fringe/harmonics.h"
-#include "measure/io.h"
 
 namespace measure {
 namespace {
 
 // --- Pictures
 
-std::string Describe(const cv::Mat& picture) {
-    std::string text = cv::format("%d x %d pixels, %s", picture.cols, picture.rows, PixelTypeName(picture).c_str());
-    if (picture.channels() != 1) text += cv::format(", %d channels", picture.channels());
-    return text;
-}
-
 class PictureComparison {
 public:
     explicit PictureComparison(const cv::Mat& first) : mFirst(first) {}
 
     void Compare(const std::string& key, const cv::Mat& picture) const {
-        if (picture.empty()) throw InputError(key + ": the picture is missing");
-        if (picture.size() != mFirst.size() || picture.type() != mFirst.type())
-            throw InputError(key + ": " + Describe(picture) + ", but sines[0].frames[0]: " + Describe(mFirst));
+        RequireOneKind({"sines[0].frames[0]", mFirst}, {{key, picture}});
+    }
+    void CompareIfAny(const std::string& key, const cv::Mat& picture) const {
+        if (!picture.empty()) Compare(key, picture);
     }
     void CompareAll(const std::string& key, const std::vector<cv::Mat>& pictures, std::size_t count) const {
         if (pictures.size() != count)
@@ -221,8 +216,21 @@ std::string ExplainMisfit(const RelationTest& test, const std::vector<int>& fact
 
 }  // namespace
 
-void CheckPictures(const CodedAxis& axis, const AxisPictures& pictures) {
+void CheckDescription(const CodedAxis& axis) {
     if (axis.sines.empty()) throw InputError("sines: at least one set of shifted fringes is needed");
+    RequirePositive("length", axis.length);
+    RequireNumber(axis.direction == 1 || axis.direction == -1, "direction", axis.direction, "1 or -1");
+    if (axis.origin) RequireFinite("origin", *axis.origin);
+    for (std::size_t i = 0; i < axis.sines.size(); ++i) RequirePositive(NameOf(i) + ".period", axis.sines[i].period);
+    if (!axis.gray) return;
+    RequirePositive("gray.cell", axis.gray->cell);
+    const double offset = axis.gray->offset;
+    RequireNumber(std::abs(offset) <= axis.length, "gray.offset", offset, "at most the length in projector pixels");
+    const std::size_t bits = axis.gray->frames.size(), inverse = axis.gray->inverse.size();
+    if (inverse > 0) RequireOneLength("gray.inverse", inverse, "gray.frames", bits);
+}
+
+void CheckPictures(const CodedAxis& axis, const AxisPictures& pictures) {
     if (pictures.sines.size() != axis.sines.size() || pictures.sines[0].empty())
         throw InputError("sines: " + std::to_string(pictures.sines.size()) + " sets of pictures for " +
                          std::to_string(axis.sines.size()) + " in the description");
@@ -231,8 +239,8 @@ void CheckPictures(const CodedAxis& axis, const AxisPictures& pictures) {
         comparison.CompareAll(NameOf(i) + ".frames", pictures.sines[i], axis.sines[i].shifts.size());
     comparison.CompareAll("gray.frames", pictures.gray, axis.gray ? axis.gray->frames.size() : 0);
     comparison.CompareAll("gray.inverse", pictures.inverse, axis.gray ? axis.gray->inverse.size() : 0);
-    if (!pictures.white.empty()) comparison.Compare("white", pictures.white);
-    if (!pictures.black.empty()) comparison.Compare("black", pictures.black);
+    comparison.CompareIfAny("white", pictures.white);
+    comparison.CompareIfAny("black", pictures.black);
 }
 
 void CheckFrameOrder(DecodeState& state) {

@@ -8,6 +8,9 @@ namespace measure {
 // state.result.checks, adds warnings, and throws InputError with the likely mistake where the two cannot belong
 // together.
 
+// The numbers of a description, which need not come from a file that was read.
+void CheckDescription(const CodedAxis& axis);
+
 // Counts, sizes and types of all pictures.
 void CheckPictures(const CodedAxis& axis, const AxisPictures& pictures);
 

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "measure/absolute.h"
+#include "measure/base/arguments.h"
 #include "measure/error.h"
 #include "measure/fringe/framepixels.h"
 #include "measure/fringe/rowbands.h"
@@ -79,18 +80,19 @@ GrayDecoding DecodeSingles(const std::vector<cv::Mat>& frames, const cv::Mat1f& 
     });
 }
 
-void RequireAlike(const std::vector<cv::Mat>& frames, cv::Size size, int type) {
-    for (const cv::Mat& frame : frames)
-        if (frame.size() != size || frame.type() != type)
-            throw InputError("the pictures of a Gray code must have the size of the phase and one pixel type");
+void RequireAlike(const cv::Mat& first, const char* name, const std::vector<cv::Mat>& pictures) {
+    for (std::size_t i = 0; i < pictures.size(); ++i)
+        RequireOneKind({"frames[0]", first}, {{cv::format("%s[%zu]", name, i), pictures[i]}});
 }
 
 void RequireCode(const std::vector<cv::Mat>& frames, const cv::Mat1f& modulation) {
-    if (frames.empty() || frames.size() > 16) throw InputError("a Gray code has 1 to 16 bits");
+    if (frames.empty() || frames.size() > 16)
+        throw InputError(cv::format("a Gray code has 1 to 16 bits, not %zu", frames.size()));
+    RequireOneSize({"frames[0]", frames[0]}, {{"the modulation", modulation}});
     const int type = frames.front().type();
     if (type != CV_8UC1 && type != CV_16UC1 && type != CV_32FC1)
         throw InputError("the pictures of a Gray code must be 8-bit, 16-bit or float, of one channel");
-    RequireAlike(frames, modulation.size(), type);
+    RequireAlike(frames[0], "frames", frames);
 }
 
 }  // namespace
@@ -98,8 +100,10 @@ void RequireCode(const std::vector<cv::Mat>& frames, const cv::Mat1f& modulation
 GrayDecoding DecodeGray(const std::vector<cv::Mat>& frames, const std::vector<cv::Mat>& inverse,
                         const cv::Mat1f& modulation, const Progress& progress) {
     RequireCode(frames, modulation);
-    if (inverse.size() != frames.size()) throw InputError("every picture of a Gray code needs its inverse");
-    RequireAlike(inverse, modulation.size(), frames.front().type());
+    if (inverse.size() != frames.size())
+        throw InputError(cv::format("every picture of a Gray code needs its inverse: there are %zu and %zu",
+                                    frames.size(), inverse.size()));
+    RequireAlike(frames[0], "inverse", inverse);
     return WithPixelOf(frames.front(), [&](auto pixel) {
         using Distance = std::conditional_t<sizeof(pixel) == 1, std::int16_t, float>;
         return DecodePairs<decltype(pixel), Distance>(frames, inverse, modulation, progress);
@@ -109,7 +113,7 @@ GrayDecoding DecodeGray(const std::vector<cv::Mat>& frames, const std::vector<cv
 GrayDecoding DecodeGray(const std::vector<cv::Mat>& frames, const cv::Mat1f& threshold, const cv::Mat1f& modulation,
                         const Progress& progress) {
     RequireCode(frames, modulation);
-    if (threshold.size() != modulation.size()) throw InputError("the thresholds must have the size of the phase");
+    RequireOneSize({"frames[0]", frames[0]}, {{"the thresholds", threshold}});
     return WithPixelOf(frames.front(), [&](auto pixel) {
         return DecodeSingles<decltype(pixel)>(frames, threshold, modulation, progress);
     });

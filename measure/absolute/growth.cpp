@@ -10,6 +10,7 @@
 #include "measure/absolute/growthrows.h"
 #include "measure/absolute/lifting.h"
 #include "measure/absolute/wrapping.h"
+#include "measure/base/arguments.h"
 #include "measure/error.h"
 
 namespace measure {
@@ -226,12 +227,21 @@ private:
     GrownOrders mGrown;
 };
 
+void RequireOptions(const GrowthOptions& options) {
+    RequireNotNegative("growth.minArea", options.minArea);
+    RequirePositive("growth.maxStep", static_cast<double>(options.maxStep));
+    RequireNotNegative("growth.repeat", options.repeat);
+}
+
 }  // namespace
 
 GrownOrders GrowOrders(const cv::Mat1f& phase, const cv::Mat1s& order, const cv::Mat1b& trust,
                        const GrowthOptions& options, const Progress& progress) {
-    if (order.size() != phase.size() || trust.size() != phase.size())
-        throw InputError("phase, orders and trust must have one size");
+    RequireOneSize({"the phase", phase}, {{"the orders", order}, {"the trust", trust}});
+    RequireOptions(options);
+    double most = 0;
+    cv::minMaxLoc(trust, nullptr, &most);
+    RequireNumber(most <= eTrusted, "a value of the trust", most, "one of Trust, 0 to 3");
     return OrderGrowth(phase, order, trust, options).Run(progress);
 }
 

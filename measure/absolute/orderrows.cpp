@@ -3,12 +3,15 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <limits>
 #include <optional>
+#include <string>
 
 #include "measure/absolute.h"
 #include "measure/absolute/candidaterows.h"
 #include "measure/absolute/coding.h"
 #include "measure/absolute/wrapping.h"
+#include "measure/base/arguments.h"
 #include "measure/error.h"
 #include "measure/fringe/rowbands.h"
 
@@ -203,15 +206,34 @@ private:
 
 }  // namespace
 
+namespace {
+
+void RequireSets(const std::vector<PhaseSet>& sets, const OrderRange& range, double noise) {
+    constexpr int kMostOrders = std::numeric_limits<std::int16_t>::max();
+    if (sets.empty()) throw InputError("orders need at least one set of fringes");
+    RequireNumber(range.count >= 1 && range.count <= kMostOrders, "the number of possible orders", range.count,
+                  "1 to 32767");
+    RequireNotNegative("the noise", noise);
+    const cv::Mat1f& first = sets[0].phase;
+    for (std::size_t i = 0; i < sets.size(); ++i) {
+        const PhaseSet& set = sets[i];
+        const std::string name = "sets[" + std::to_string(i) + "].";
+        RequireOneSize({"sets[0].phase", first}, {{name + "phase", set.phase}, {name + "modulation", set.modulation}});
+        RequirePositive(name + "period", set.period);
+        RequireNumber(set.period >= sets[0].period, name + "period", set.period, "at least that of the first set");
+        RequireNumber(set.frames >= 1, name + "frames", set.frames, "1 or more");
+    }
+    RequireOneSize({"sets[0].phase", first}, {{"the predicted orders", range.center, kOptional}});
+    if (sets.size() == 1 && range.count > 1 && range.center.empty())
+        throw InputError("a single set of fringes cannot tell its order: it needs a prediction");
+}
+
+}  // namespace
+
 OrderDecision DecideOrders(const std::vector<PhaseSet>& sets, const OrderRange& range, double noise,
                            const Progress& progress) {
-    if (sets.empty() || range.count < 1) throw InputError("orders need at least one set of fringes and one candidate");
+    RequireSets(sets, range, noise);
     const cv::Size size = sets[0].phase.size();
-    for (const PhaseSet& set : sets)
-        if (set.phase.size() != size || set.modulation.size() != size)
-            throw InputError("the phases of several sets must have one size");
-    if (!range.center.empty() && range.center.size() != size)
-        throw InputError("the orders that a code predicts must have the size of the phase");
     OrderDecision decision{cv::Mat1s(size), cv::Mat1f(size), cv::Mat1f(size)};
     ForRowBands(size, progress, "deciding the orders", [&](const cv::Range& rows) {
         OrderKernel kernel(sets, range, noise);

@@ -149,6 +149,7 @@ void FindOrigins(DecodeState& state) {
 }  // namespace
 
 void SolveSets(DecodeState& state, const Progress& progress) {
+    CheckDescription(state.axis);
     CheckPictures(state.axis, state.pictures);
     SortSets(state);
     for (std::size_t i = 0; i < state.axis.sines.size(); ++i) {

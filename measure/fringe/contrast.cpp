@@ -1,12 +1,15 @@
 #include <algorithm>
 
+#include "measure/base/arguments.h"
 #include "measure/fringe.h"
 #include "measure/fringe/neighboursums.h"
 #include "measure/fringe/phaserows.h"
 #include "measure/fringe/rowbands.h"
 
 namespace measure {
+
 cv::Mat1f FringeContrast(const FringePhase& phase) {
+    RequireOneSize({"the mean", phase.mean}, {{"the modulation", phase.modulation}});
     cv::Mat1f contrast(phase.mean.size());
     ForRowBands(contrast.size(), {}, "", [&](const cv::Range& range) {
         NeighbourSums means(contrast.size()), modulations(contrast.size());

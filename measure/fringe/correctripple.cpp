@@ -1,6 +1,7 @@
 #include <cmath>
 #include <complex>
 
+#include "measure/base/arguments.h"
 #include "measure/fringe.h"
 #include "measure/fringe/harmonicrows.h"
 #include "measure/fringe/harmonics.h"
@@ -46,9 +47,21 @@ rows::Gain GainOf(const Ripple& ripple) {
     return gain;
 }
 
+void Require(const FringePhase& phase, const Ripple& ripple) {
+    RequireOneSize({"the phase", phase.phase}, {{"the mean", phase.mean},
+                                                {"the modulation", phase.modulation},
+                                                {"the saturated pixels", phase.saturated},
+                                                {"the usable pixels", phase.usable}});
+    for (const auto* list : {&ripple.sines, &ripple.cosines}) {
+        RequireOneLength("the amplitudes of a ripple", list->size(), "its harmonics", ripple.harmonics.size());
+        for (const double amplitude : *list) RequireFinite("an amplitude of the ripple", amplitude);
+    }
+}
+
 }  // namespace
 
 void CorrectRipple(FringePhase& phase, const Ripple& ripple, const Progress& progress) {
+    Require(phase, ripple);
     if (!ripple.IsWorthCorrecting()) return;
     if (ripple.harmonics != HarmonicsOf(phase.shifts))
         throw InputError("the ripple was estimated on fringes with other phase shifts");

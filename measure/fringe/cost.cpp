@@ -3,11 +3,11 @@
 #include <opencv2/core/hal/hal.hpp>
 #include <vector>
 
+#include "measure/base/arguments.h"
 #include "measure/fringe/costrows.h"
 #include "measure/fringe/figures.h"
 #include "measure/fringe/neighboursums.h"
 #include "measure/fringe/rowbands.h"
-#include "measure/fringe/unwrapinput.h"
 #include "measure/unwrap.h"
 
 namespace measure {
@@ -125,7 +125,7 @@ void ReduceNoise(const cv::Mat1f& modulation, const cv::Mat1b& usable, cv::Mat1f
 cv::Mat1f PhaseBend(const cv::Mat1f& phase, const cv::Mat1b& usable) { return UnwrapCost(phase, usable); }
 
 cv::Mat1b QualityFromPhase(const cv::Mat1f& phase, const cv::Mat1b& usable) {
-    RequireSize(phase, usable, "the mask");
+    RequireOneSize({"the phase", phase}, {{"the mask", usable}});
     cv::Mat1b quality(phase.size());
     ForRowBands(phase.size(), {}, "", [&](const cv::Range& range) {
         DifferenceRows(phase, usable).Visit(range, [&](int y, const auto& previous, const auto& own) {
@@ -137,9 +137,9 @@ cv::Mat1b QualityFromPhase(const cv::Mat1f& phase, const cv::Mat1b& usable) {
 
 cv::Mat1f UnwrapCost(const cv::Mat1f& phase, const cv::Mat1b& usable, const cv::Mat1f& contrast,
                      const cv::Mat1f& modulation) {
-    RequireSize(phase, usable, "the mask");
-    if (!contrast.empty()) RequireSize(phase, contrast, "the contrast");
-    if (!modulation.empty()) RequireSize(phase, modulation, "the modulation");
+    RequireOneSize(
+        {"the phase", phase},
+        {{"the mask", usable}, {"the contrast", contrast, kOptional}, {"the modulation", modulation, kOptional}});
     cv::Mat1f cost(phase.size());
     const auto addContrast = [&](const cv::Range& range) {
         if (!contrast.empty()) ContrastCost(contrast, cost).Add(range);

@@ -3,7 +3,12 @@
 #include <cstdint>
 #include <opencv2/core.hpp>
 
+#include "measure/fringe.h"
+
 namespace measure {
+
+// Three frames or more, all of one size and of a type that frames have, and as many shifts: else throws InputError.
+void RequireFrames(const FringeSet& set);
 
 // Calls function(Pixel()) for the type of the pixels of a frame: 8 bits, 16 bits or float, the types that frames have.
 template <class Function>

@@ -3,8 +3,8 @@
 #include <cstdint>
 #include <vector>
 
+#include "measure/base/arguments.h"
 #include "measure/base/wide.h"
-#include "measure/fringe/unwrapinput.h"
 #include "measure/unwrap.h"
 
 namespace measure {
@@ -65,7 +65,7 @@ int CountLevels(const cv::Mat1f& phase, const cv::Mat1b& usable) {
 }  // namespace
 
 bool LooksWrapped(const cv::Mat1f& phase, const cv::Mat1b& usable) {
-    RequireSize(phase, usable, "the mask");
+    RequireOneSize({"the phase", phase}, {{"the mask", usable}});
     int large = 0, wraps = 0;
     const auto add = [&](const Steps& steps) {
         large += steps.large;
@@ -80,6 +80,7 @@ bool LooksWrapped(const cv::Mat1f& phase, const cv::Mat1b& usable) {
 }
 
 Jumps FindJumps(const cv::Mat1f& unwrapped) {
+    RequireOneSize({"the phase", unwrapped});
     Jumps jumps{0, cv::Mat1b(unwrapped.size(), 0)};
     for (int y = 0; y < unwrapped.rows; ++y) {
         const float* const row = unwrapped[y];

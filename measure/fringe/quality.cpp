@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "measure/base/arguments.h"
 #include "measure/fringe/exchange.h"
 #include "measure/fringe/figures.h"
 #include "measure/fringe/misfit.h"
@@ -67,10 +68,22 @@ void Judge(const FringePhase& phase, const Ripple& ripple, const FrameNames& nam
     }
 }
 
+void Require(const FringeSet& set, const FringePhase& phase) {
+    RequireOneSize({"the phase", phase.phase}, {{"the mean", phase.mean},
+                                                {"the modulation", phase.modulation},
+                                                {"the residual", phase.residual, kOptional},
+                                                {"the saturated pixels", phase.saturated},
+                                                {"the usable pixels", phase.usable}});
+    RequirePositive("the full scale of the phase", phase.limits.fullScale);
+    RequireFrames(set);
+    RequireOneSize({"the phase", phase.phase}, {{"frames[0]", set.frames[0]}});
+}
+
 }  // namespace
 
 FringeQuality AssessFringes(const FringeSet& set, const FringePhase& phase, const Ripple& ripple,
                             const std::vector<std::string>& names) {
+    Require(set, phase);
     FringeQuality q;
     q.usable = cv::countNonZero(phase.usable) / static_cast<double>(phase.usable.total());
     q.saturated = SaturatedShare(phase);

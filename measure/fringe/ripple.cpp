@@ -2,6 +2,7 @@
 #include <array>
 #include <cmath>
 
+#include "measure/base/arguments.h"
 #include "measure/fringe.h"
 #include "measure/fringe/harmonics.h"
 
@@ -129,6 +130,8 @@ double StandardError(const std::vector<Distribution>& patches, const std::vector
 }  // namespace
 
 Ripple EstimateRipple(const FringePhase& phase, const Progress& progress) {
+    RequireOneSize({"the phase", phase.phase}, {{"the usable pixels", phase.usable}});
+    if (phase.shifts.empty()) throw InputError("the phase does not say from which shifts it was found");
     Ripple ripple;
     ripple.periodsInView = CountPeriodsInView(phase);
     ripple.harmonics = HarmonicsOf(phase.shifts);

@@ -2,6 +2,7 @@
 #include <array>
 #include <cmath>
 
+#include "measure/base/arguments.h"
 #include "measure/fringe.h"
 #include "measure/fringe/framepixels.h"
 #include "measure/fringe/neighboursums.h"
@@ -17,7 +18,6 @@ std::vector<rows::Weights> SolveWeights(const std::vector<double>& shifts) {
     cv::Matx33d normal = cv::Matx33d::zeros();
     std::vector<cv::Vec3d> designs;
     for (const double shift : shifts) {
-        if (!std::isfinite(shift)) throw InputError("a phase shift is not a finite number");
         const cv::Vec3d design(1.0, std::cos(shift), -std::sin(shift));
         normal += (design * design.t()) * (1.0 / count);
         designs.push_back(design);
@@ -37,20 +37,22 @@ std::vector<rows::Weights> SolveWeights(const std::vector<double>& shifts) {
     return weights;
 }
 
-void Check(const FringeSet& set) {
+}  // namespace
+
+void RequireFrames(const FringeSet& set) {
     const std::size_t count = set.frames.size();
     if (count < 3) throw InputError(cv::format("at least three fringe pictures are needed, %zu given", count));
     if (set.shifts.size() != count)
         throw InputError(cv::format("%zu phase shifts are given for %zu frames", set.shifts.size(), count));
+    for (const double shift : set.shifts) RequireFinite("a phase shift", shift);
     const cv::Mat& first = set.frames.front();
-    for (const cv::Mat& frame : set.frames) {
-        if (frame.empty()) throw InputError("a fringe picture is empty");
-        if (frame.size() != first.size()) throw InputError("the fringe pictures differ in size");
-        if (frame.type() != first.type()) throw InputError("the fringe pictures differ in pixel type");
-    }
+    for (std::size_t k = 0; k < count; ++k)
+        RequireOneKind({"frames[0]", first}, {{cv::format("frames[%zu]", k), set.frames[k]}});
     if (first.type() != CV_8UC1 && first.type() != CV_16UC1 && first.type() != CV_32FC1)
         throw InputError("fringe pictures have one channel of 8 bits, 16 bits or floats");
 }
+
+namespace {
 
 double FullScale(const FringeLimits& limits, int depth) {
     for (const double share : {limits.fullScale, limits.minModulation, limits.minMean, limits.saturation}) {
@@ -154,13 +156,15 @@ private:
 }  // namespace
 
 std::vector<double> EqualShifts(int count) {
+    constexpr int kMost = 10000;
+    RequireNumber(count >= 1 && count <= kMost, "the number of shifts", count, "1 to 10000");
     std::vector<double> shifts;
     for (int k = 0; k < count; ++k) shifts.push_back(2.0 * CV_PI * k / count);
     return shifts;
 }
 
 FringePhase SolveFringes(const FringeSet& set, const FringeLimits& limits, const Progress& progress) {
-    Check(set);
+    RequireFrames(set);
     const std::vector<rows::Weights> weights = SolveWeights(set.shifts);
     const cv::Size size = set.frames.front().size();
     FringePhase result;

@@ -5,10 +5,10 @@
 #include <vector>
 
 #include "ipbase/unwrap/reliability/bandjoiner.h"
+#include "measure/base/arguments.h"
 #include "measure/fringe/components.h"
 #include "measure/fringe/rejoin.h"
 #include "measure/fringe/rowbands.h"
-#include "measure/fringe/unwrapinput.h"
 #include "measure/unwrap.h"
 
 namespace measure {
@@ -263,8 +263,8 @@ private:
 
 Unwrapped JoinByCost(const cv::Mat1f& phase, const cv::Mat1b& usable, const cv::Mat1f& cost, int minPixels, bool rejoin,
                      const Progress& progress) {
-    RequireSize(phase, usable, "the mask");
-    RequireSize(phase, cost, "the cost");
+    RequireOneSize({"the phase", phase}, {{"the mask", usable}, {"the cost", cost}});
+    RequireNotNegative("the least number of pixels of a component", minPixels);
     if (phase.total() >= std::size_t{1} << 30) throw InputError("a phase of 2^30 or more pixels cannot be unwrapped");
     return CostUnwrapper(phase, usable, cost).Run(minPixels, rejoin, progress);
 }

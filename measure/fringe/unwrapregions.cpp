@@ -5,9 +5,9 @@
 
 #include "imagemodel/imagemodel.h"
 #include "ipbase/ipLUnwrap.h"
+#include "measure/base/arguments.h"
 #include "measure/fringe/components.h"
 #include "measure/fringe/rowbands.h"
-#include "measure/fringe/unwrapinput.h"
 #include "measure/image.h"
 #include "measure/unwrap.h"
 
@@ -92,8 +92,8 @@ int Execute(Planes& planes, cv::Mat1b quality, const RegionOptions& options) try
 
 Unwrapped UnwrapByRegions(const cv::Mat1f& phase, const cv::Mat1b& usable, const cv::Mat1b& quality,
                           const RegionOptions& options, const Progress& progress) {
-    RequireSize(phase, usable, "the mask");
-    RequireSize(phase, quality, "the quality");
+    RequireOneSize({"the phase", phase}, {{"the mask", usable}, {"the quality", quality}});
+    RequireNotNegative("the least number of pixels of a component", options.minPixels);
     if (phase.cols > 32767 || phase.rows > 32767) throw InputError("a side of the phase has more than 32767 pixels");
     if (options.minQuality < 0 || options.minQuality > 254) throw InputError("the least quality is 0 to 254");
     if (options.orderMode < 1 || options.orderMode > 8) throw InputError("the order mode is 1 to 8");

@@ -4,6 +4,7 @@
 #include <new>
 #include <opencv2/imgproc.hpp>
 
+#include "measure/base/arguments.h"
 #include "measure/error.h"
 #include "measure/io.h"
 #include "measure/io/formats.h"
@@ -94,6 +95,7 @@ void RequireWritableName(const std::string& file) {
 
 std::vector<std::uint8_t> EncodePicture(const std::string& name, const cv::Mat& image, const Progress& progress) {
     RequireWritableName(name);
+    RequireOneSize({name, image});
     const Format& format = *FindFormat(name);
     const bool isColour = image.channels() == 3 && image.depth() == CV_8U;
     const bool isGrey = image.channels() == 1 && (format.depths & DepthBit(image.depth())) != 0;
@@ -109,28 +111,12 @@ void WritePicture(const std::string& file, const cv::Mat& image, const Progress&
     WriteBytes(file, bytes, progress);
 }
 
-std::string PixelTypeName(const cv::Mat& image) {
-    switch (image.depth()) {
-        case CV_8U: return "8-bit";
-        case CV_16U: return "16-bit";
-        case CV_32F: return "float";
-        case CV_32S: return "32-bit integer";
-        case CV_64F: return "double";
-        default: return "signed";
-    }
-}
-
 void RequireSameSize(const cv::Mat& a, const std::string& fileA, const cv::Mat& b, const std::string& fileB) {
-    if (a.size() == b.size()) return;
-    throw InputError(cv::format("%s (%d x %d) and %s (%d x %d) must have the same size", fileA.c_str(), a.cols, a.rows,
-                                fileB.c_str(), b.cols, b.rows));
+    RequireOneSize({fileB, b}, {{fileA, a}});
 }
 
 void RequireSameKind(const cv::Mat& a, const std::string& fileA, const cv::Mat& b, const std::string& fileB) {
-    RequireSameSize(a, fileA, b, fileB);
-    if (a.type() == b.type()) return;
-    throw InputError(fileA + " (" + PixelTypeName(a) + ") and " + fileB + " (" + PixelTypeName(b) +
-                     ") must have the same pixel type");
+    RequireOneKind({fileB, b}, {{fileA, a}});
 }
 
 }  // namespace measure

@@ -2,13 +2,16 @@
 #include <cmath>
 #include <opencv2/imgproc.hpp>
 
+#include "measure/base/arguments.h"
 #include "measure/calibrate.h"
+#include "measure/error.h"
 #include "measure/picture.h"
 
 namespace measure {
 namespace {
 
-constexpr int kSide = 1600;  // of a picture for people
+constexpr int kSide = 1600;        // of a picture for people
+constexpr double kFarthest = 1e6;  // pixels, of what can be drawn
 const cv::Scalar kGood(90, 200, 60), kBad(40, 60, 255), kInk(255, 255, 255), kEdge(0, 0, 0);
 
 // Sizes of what is drawn, by the picture's.
@@ -46,6 +49,17 @@ double ErrorOf(const PoseFit& fit, std::size_t i) {
     return std::hypot(cv::norm(fit.cameraResiduals[i]), cv::norm(fit.projectorResiduals[i]));
 }
 
+void RequireFit(const BoardView& view, const PoseFit& fit) {
+    for (const auto* residuals : {&fit.cameraResiduals, &fit.projectorResiduals}) {
+        RequireOneLength(view.name + ": residuals", residuals->size(), "points", view.points.size());
+        for (const cv::Vec2d& r : *residuals) RequireFinite(view.name + ": a residual", r[0] + r[1]);
+    }
+    for (const BoardPoint& point : view.points)
+        for (const double place : {point.camera.x, point.camera.y, point.projector.x, point.projector.y})
+            RequireNumber(std::abs(place) <= kFarthest, view.name + ": a place of the board", place,
+                          "one of a picture");
+}
+
 // All points of all poses in the picture of one side.
 cv::Mat3b DrawSide(const std::vector<BoardView>& views, const CalibrationResult& result, cv::Size size,
                    cv::Point2d BoardPoint::*place, const std::string& title) {
@@ -69,9 +83,13 @@ cv::Mat3b DrawSide(const std::vector<BoardView>& views, const CalibrationResult&
 }  // namespace
 
 cv::Mat3b DrawPose(const BoardView& view, const PoseFit& fit, const BoardDescription& board, int worst) {
+    RequireOneSize({view.name + ": the picture", view.picture});
+    RequireFit(view, fit);
+    BoardPoints(board);
     const double scale = std::min(1.0, static_cast<double>(kSide) / std::max(view.picture.cols, view.picture.rows));
     cv::Mat1b grey = view.picture;
-    if (scale < 1) cv::resize(view.picture, grey, {}, scale, scale, cv::INTER_AREA);
+    const cv::Size size(std::max(1, cvRound(grey.cols * scale)), std::max(1, cvRound(grey.rows * scale)));
+    if (scale < 1) cv::resize(view.picture, grey, size, 0, 0, cv::INTER_AREA);
     cv::Mat3b picture;
     cv::cvtColor(grey, picture, cv::COLOR_GRAY2BGR);
     const Pen pen(picture.size());
@@ -109,6 +127,10 @@ cv::Mat3b DrawPose(const BoardView& view, const PoseFit& fit, const BoardDescrip
 
 cv::Mat3b DrawCoverage(const std::vector<BoardView>& views, const CalibrationResult& result) {
     const Calibration& c = result.calibration;
+    if (c.cameraSize.empty() || c.projectorSize.empty())
+        throw InputError("the calibration does not say how many pixels camera and projector have");
+    RequireOneLength("views", views.size(), "poses of the calibration", result.poses.size());
+    for (std::size_t i = 0; i < views.size(); ++i) RequireFit(views[i], result.poses[i]);
     return SideBySide(DrawSide(views, result, c.cameraSize, &BoardPoint::camera,
                                cv::format("camera: %.0f %% covered", 100 * result.cameraCoverage)),
                       DrawSide(views, result, c.projectorSize, &BoardPoint::projector,

@@ -6,6 +6,7 @@
 #include <opencv2/imgproc.hpp>
 #include <vector>
 
+#include "measure/base/arguments.h"
 #include "measure/image.h"
 
 namespace measure {
@@ -112,6 +113,11 @@ void TakePixels(const cv::Mat& image, int step, cv::Mat& reduced) {
 }
 
 }  // namespace
+
+int StepOf(const PictureStyle& style, const cv::Mat& image) {
+    RequireNumber(style.step >= 1, "the step from drawn pixel to drawn pixel", style.step, "1 or more");
+    return std::min(style.step, std::max(image.cols, image.rows));
+}
 
 cv::Mat EveryPixel(const cv::Mat& image, int step) {
     if (step == 1 || image.empty()) return image;

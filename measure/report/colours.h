@@ -26,6 +26,9 @@ struct ColourScale {
     KrN::KrColourIndex index;
 };
 
+// The step of a style; one beyond the image draws its first pixel alone. Throws InputError for one below 1.
+int StepOf(const PictureStyle& style, const cv::Mat& image);
+
 // Every step-th column and row of an image of one channel.
 cv::Mat EveryPixel(const cv::Mat& image, int step);
 

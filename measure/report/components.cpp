@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "measure/base/arguments.h"
 #include "measure/picture.h"
 #include "measure/report/colours.h"
 #include "measure/report/frame.h"
@@ -96,7 +97,7 @@ cv::Vec3b ComponentColour(int number) {
 }
 
 cv::Mat3b DrawComponents(const cv::Mat1i& numbers) {
-    if (numbers.empty()) return {};
+    RequireOneSize({"the image of the components", numbers});
     const int zoom = ZoomOf(numbers.size());
     cv::Mat3b picture = Enlarge(Colours(numbers), zoom);
     WriteNumbers(numbers, zoom, picture);
@@ -104,8 +105,8 @@ cv::Mat3b DrawComponents(const cv::Mat1i& numbers) {
 }
 
 cv::Mat3b DrawComponents(const cv::Mat1i& all, const PictureStyle& style) {
-    if (all.empty()) return {};
-    const cv::Mat1i numbers = EveryPixel(all, std::max(1, style.step));
+    RequireOneSize({"the image of the components", all});
+    const cv::Mat1i numbers = EveryPixel(all, StepOf(style, all));
     const int zoom = ZoomOf(numbers.size());
     cv::Mat3b picture = Enlarge(Colours(numbers), zoom);
     cv::Mat1f values(numbers.size(), 0.0f);

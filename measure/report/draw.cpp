@@ -5,6 +5,7 @@
 #include <opencv2/imgproc.hpp>
 #include <vector>
 
+#include "measure/base/arguments.h"
 #include "measure/error.h"
 #include "measure/image.h"
 #include "measure/report/colours.h"
@@ -17,11 +18,23 @@ namespace {
 const cv::Vec3b kMark(255, 0, 255);
 const cv::Vec3b kBorder(255, 255, 255);
 
-void RequireSize(const cv::Mat& other, cv::Size size, const char* what) {
-    if (!other.empty() && other.size() != size) {
-        throw InputError(cv::format("the %s of %d x %d pixels do not belong to an image of %d x %d", what, other.cols,
-                                    other.rows, size.width, size.height));
-    }
+void RequireDrawable(const cv::Mat& image, const PictureStyle& style) {
+    RequireOneSize({"the drawn image", image}, {{"the mask", style.mask, kOptional},
+                                                {"the image of the components", style.components, kOptional},
+                                                {"the image of the marks", style.marks, kOptional}});
+    const int depth = image.depth();
+    if (image.channels() != 1) throw InputError("a drawn image has one channel, this one has more");
+    if (depth != CV_8U && depth != CV_16U && depth != CV_32S && depth != CV_32F && depth != CV_64F)
+        throw InputError("a drawn image has unsigned 8-bit or 16-bit, 32-bit integer, float or double pixels");
+    RequireNumber(style.percent >= 0 && style.percent <= 50, "the percentage beyond the colours", style.percent,
+                  "0 to 50");
+    RequireNotNegative("the period", style.period);
+    RequireNotNegative("the number of contours", style.contours);
+    if (!style.range) return;
+    RequireFinite("the lower end of the range", style.range->lower);
+    RequireFinite("the upper end of the range", style.range->upper);
+    RequireNumber(style.period > 0 || style.range->upper >= style.range->lower, "the upper end of the range",
+                  style.range->upper, "at least the lower one");
 }
 
 // The values in single precision, NaN where there is nothing to draw.
@@ -161,12 +174,8 @@ void PaintMarks(const cv::Mat1b& marks, cv::Mat3b& picture) {
 }  // namespace
 
 cv::Mat3b DrawPicture(const cv::Mat& image, const PictureStyle& style) {
-    if (image.empty()) throw InputError("there is nothing to draw: the image is empty");
-    if (image.channels() != 1) throw InputError("a drawn image has one channel, this one has more");
-    RequireSize(style.mask, image.size(), "mask");
-    RequireSize(style.components, image.size(), "components");
-    RequireSize(style.marks, image.size(), "marks");
-    const int step = std::max(1, style.step);
+    RequireDrawable(image, style);
+    const int step = StepOf(style, image);
     cv::Mat1f values = Drawable(EveryPixel(image, step), EveryPixel(style.mask, step));
     if (style.level) values = RemovePlane(values);
     const ColourScale scale(values, style);
@@ -193,6 +202,8 @@ cv::Mat3b DrawPicture(const cv::Mat& image, const PictureStyle& style) {
 }
 
 cv::Mat3b SideBySide(const cv::Mat3b& left, const cv::Mat3b& right) {
+    RequireOneSize({"the left picture", left});
+    RequireOneSize({"the right picture", right});
     cv::Mat3b both(std::max(left.rows, right.rows), left.cols + right.cols, kBackground);
     left.copyTo(both(cv::Rect({0, 0}, left.size())));
     right.copyTo(both(cv::Rect({left.cols, 0}, right.size())));

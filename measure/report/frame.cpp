@@ -82,7 +82,7 @@ cv::Mat3b FramePicture(const cv::Mat3b& drawn, int zoom, const PictureStyle& sty
     const Layout layout = Arrange(drawn.size(), letters, style, ticks);
     cv::Mat3b picture(layout.picture, kBackground);
     drawn.copyTo(picture(layout.image));
-    DrawAxes(picture, layout.image, static_cast<double>(zoom) / std::max(1, style.step), letters);
+    DrawAxes(picture, layout.image, static_cast<double>(zoom) / style.step, letters);
     if (scale && palette) DrawBar(picture, layout, letters, style, *scale, *palette, ticks);
     letters.Write(picture, style.title, {layout.image.x, layout.image.y - letters.Em(0.6)});
     return picture;

@@ -35,7 +35,9 @@ std::vector<Tick> Ticks(double lower, double upper, int most) {
     }
     const int digits = std::clamp(static_cast<int>(std::ceil(-std::log10(step) - 1e-9)), 0, 9);
     std::vector<Tick> ticks;
-    for (double n = std::ceil(lower / step - 1e-9); n * step <= upper + 1e-9 * step; n += 1.0) {
+    double n = std::ceil(lower / step - 1e-9);
+    // Of numbers whose neighbours lie further apart than the step, the next one would be the same again.
+    for (int i = 0; i <= 2 * std::max(1, most) && n * step <= upper + 1e-9 * step; ++i, n += 1.0) {
         ticks.push_back({n * step, cv::format("%.*f", digits, n * step + 0.0)});
     }
     return ticks;

@@ -5,6 +5,7 @@
 #include <limits>
 #include <opencv2/imgproc.hpp>
 
+#include "measure/base/arguments.h"
 #include "measure/error.h"
 #include "measure/report/colours.h"
 #include "measure/report/lettering.h"
@@ -27,7 +28,7 @@ public:
             most = std::max(most, v);
         }
         if (least > most) throw InputError("there is nothing to plot: no value is finite");
-        const double range = static_cast<double>(most - least);
+        const double range = static_cast<double>(most) - static_cast<double>(least);
         // A curve without extent still gets an axis.
         const double margin = range > 0 ? kMargin * range : std::max(1e-6, 1e-3 * std::abs(static_cast<double>(most)));
         mLower = static_cast<double>(least) - margin;
@@ -115,7 +116,9 @@ private:
 }  // namespace
 
 cv::Mat3b DrawPlot(const Plot& plot) {
-    if (plot.values.size() != plot.positions.size() || plot.values.size() < 2 ||
+    RequireOneLength("values of a plot", plot.values.size(), "positions", plot.positions.size());
+    for (const double position : plot.positions) RequireFinite("a position of a plot", position);
+    if (plot.values.size() < 2 || !std::is_sorted(plot.positions.begin(), plot.positions.end()) ||
         !(plot.positions.back() > plot.positions.front()))
         throw InputError("a plot needs two values or more, at rising positions");
     const Lettering letters(kPicture);

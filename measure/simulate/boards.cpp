@@ -1,6 +1,7 @@
 #include <array>
 #include <cmath>
 
+#include "measure/base/arguments.h"
 #include "measure/simulate.h"
 
 namespace measure::simulate {
@@ -9,8 +10,11 @@ namespace {
 constexpr double kWhite = 0.8, kDark = 0.06;
 
 void CheckBoard(cv::Size count, double pitch) {
-    if (count.width < 2 || count.height < 2 || !(pitch > 0))
-        throw InputError("a board needs at least 2 x 2 corners or circles and a size above 0");
+    constexpr int kMost = 1000;
+    for (const int side : {count.width, count.height})
+        RequireNumber(side >= 2 && side <= kMost, "the number of corners or circles in a row of a board", side,
+                      "2 to 1000");
+    RequirePositive("the distance of a board's corners or circles", pitch);
 }
 
 bool IsSeen(const Lens& lens, cv::Size size, const cv::Vec3d& p) {
@@ -63,6 +67,9 @@ Board CircleGrid(cv::Size circles, double spacing, bool staggered) {
 }
 
 std::vector<Pose> BoardPoses(const Rig& rig, const Board& board, int count, double tilt) {
+    constexpr int kMost = 10000;
+    RequireNumber(count >= 0 && count <= kMost, "the number of poses", count, "0 to 10000");
+    RequireNumber(std::abs(tilt) < 90, "the tilt", tilt, "less than 90 degrees");
     // Around the field in eight directions, beginning at its centre.
     static const std::array<cv::Point2d, 9> places = {
         {{0, 0}, {-1, -1}, {1, 1}, {1, -1}, {-1, 1}, {1, 0}, {-1, 0}, {0, 1}, {0, -1}}};

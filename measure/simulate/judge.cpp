@@ -4,6 +4,7 @@
 #include <opencv2/imgproc.hpp>
 #include <vector>
 
+#include "measure/base/arguments.h"
 #include "measure/simulatescan.h"
 
 namespace measure::simulate {
@@ -94,11 +95,19 @@ std::vector<double> OffsetsOfAreas(const cv::Mat1d& result, const Reference& ref
     return offsets;
 }
 
+void RequireSets(const CodedAxis& coding, const AxisPictures& pictures) {
+    if (coding.sines.empty()) throw InputError("a scan is judged by its sets of fringes: there is none");
+    RequireOneLength("sets of pictures", pictures.sines.size(), "sets of fringes", coding.sines.size());
+}
+
 }  // namespace
 
 Reference ReferenceOf(const Simulation& simulation, Axis axis, const CodedAxis& coding, const Capture& capture,
                       const AxisPictures& pictures) {
+    RequireSets(coding, pictures);
     const Truth& truth = simulation.GetTruth();
+    for (const std::vector<cv::Mat>& frames : pictures.sines)
+        for (const cv::Mat& frame : frames) RequireOneSize({"the simulated picture", truth.lit}, {{"a frame", frame}});
     const cv::Mat1d& position = PositionOf(truth, axis);
     const auto finest = std::min_element(coding.sines.begin(), coding.sines.end(),
                                          [](const SineSet& a, const SineSet& b) { return a.period < b.period; });
@@ -116,6 +125,11 @@ Reference ReferenceOf(const Simulation& simulation, Axis axis, const CodedAxis& 
 }
 
 Judgement Judge(const cv::Mat1d& result, const Reference& reference, Freedom freedom, int repeat) {
+    RequireOneSize({"the result", result}, {{"the true periods", reference.periods},
+                                            {"the counted pixels", reference.counted},
+                                            {"the pixels with light", reference.light},
+                                            {"the objects", reference.object, freedom != Freedom::ePerSurface}});
+    RequireNotNegative("the number of periods after which orders repeat", repeat);
     const cv::Mat1i area = AreasOfTruth(reference, freedom);
     std::vector<double> offsets = {0};
     if (freedom != Freedom::eNone) offsets = OffsetsOfAreas(result, reference, area);
@@ -164,6 +178,8 @@ Judgement Judge(const cv::Mat1d& result, const Reference& reference, Freedom fre
 
 Judgement Judge(const AbsolutePhase& result, const Simulation& simulation, Axis axis, const CodedAxis& coding,
                 const Capture& capture, const AxisPictures& pictures) {
+    RequireOneSize({"the coordinate", result.coordinate});
+    RequirePositive("the period of the result", result.period);
     cv::Mat1d periods;
     result.coordinate.convertTo(periods, CV_64F, 1 / result.period);
     return Judge(periods, ReferenceOf(simulation, axis, coding, capture, pictures), Freedom::eNone, result.repeat);

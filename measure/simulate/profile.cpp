@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <numeric>
 
 namespace measure::simulate {
@@ -28,7 +29,9 @@ Profile::Profile(const Pattern& pattern, const Capture& capture, double least, d
         mTable[i] = static_cast<float>(std::pow(std::clamp(value, 0.0, 1.0), capture.gamma));
     }
     mTable[mCount] = mPeriodic ? mTable[0] : mTable[mCount - 1];
-    if (capture.projectorBlur > 0) Blur(capture.projectorBlur * mPerUnit);
+    // A Gaussian as wide as a period leaves 3e-9 of it.
+    const double most = mPeriodic ? kPeriodSamples : std::numeric_limits<double>::infinity();
+    if (capture.projectorBlur > 0) Blur(std::min(capture.projectorBlur * mPerUnit, most));
 }
 
 void Profile::Blur(double sigma) {

@@ -2,6 +2,7 @@
 #include <cmath>
 #include <opencv2/imgproc.hpp>
 
+#include "measure/base/arguments.h"
 #include "measure/simulate.h"
 #include "measure/simulate/noise.h"
 #include "measure/simulate/profile.h"
@@ -9,14 +10,26 @@
 namespace measure::simulate {
 namespace {
 
+constexpr double kFarthest = 1e9;  // projector pixels
+
+void RequirePeriod(const char* name, double period) {
+    RequireNumber(period >= 1e-3 && std::isfinite(period), name, period, "0.001 pixels or more");
+}
+
 void Check(const Pattern& pattern, const Capture& capture) {
-    if (!pattern.value || !(pattern.period >= 0))
-        throw InputError("a simulated pattern has no value or no valid period");
+    if (!pattern.value) throw InputError("a simulated pattern has no value");
+    if (pattern.period != 0) RequirePeriod("the period of a pattern", pattern.period);
     if (capture.bits < 8 || capture.bits > 16) throw InputError("simulated pictures have 8 to 16 bits");
-    if (!(capture.gamma > 0 && capture.exposure > 0)) throw InputError("gamma and exposure must be above 0");
-    if (!(capture.noise >= 0 && capture.shotNoise >= 0 && capture.speckle >= 0 && capture.projectorBlur >= 0 &&
-          capture.cameraBlur >= 0))
-        throw InputError("noise and blur must not be negative");
+    RequirePositive("gamma", capture.gamma);
+    RequirePositive("the exposure", capture.exposure);
+    const auto require = [](const char* name, double value) {
+        RequireNumber(value >= 0 && value <= 100, name, value, "0 to 100");
+    };
+    require("the noise", capture.noise);
+    require("the shot noise", capture.shotNoise);
+    require("the speckle", capture.speckle);
+    require("the projector's blur", capture.projectorBlur);
+    require("the camera's blur", capture.cameraBlur);
 }
 
 template <class F>
@@ -54,7 +67,7 @@ void Quantise(const cv::Mat1f& light, const Capture& capture, int number, cv::Ma
         for (int x = 0; x < light.cols; ++x) {
             float level = in[x];
             if (noisy) level += std::sqrt(variance + shot * std::max(level, 0.0f)) * noise.Next();
-            out[x] = static_cast<T>(std::clamp(std::floor(level * scale + 0.5f), 0.0f, most));
+            out[x] = static_cast<T>(std::min(std::max(0.0f, std::floor(level * scale + 0.5f)), most));  // NaN: 0
         }
     });
 }
@@ -65,11 +78,17 @@ int ProjectorLength(const Rig& rig, Axis axis) {
     return axis == Axis::eColumns ? rig.projectorSize.width : rig.projectorSize.height;
 }
 
+void RequireSine(double period, double origin, int direction) {
+    RequirePeriod("the period of a sine", period);
+    RequireFinite("the origin of a sine", origin);
+    RequireNumber(direction == 1 || direction == -1, "the direction of a sine", direction, "1 or -1");
+}
+
 }  // namespace
 
 Pattern Sine(double period, double shift, Axis axis, double origin, int direction) {
-    if (!(period > 0) || (direction != 1 && direction != -1))
-        throw InputError("a sine needs a period above 0 and the direction 1 or -1");
+    RequireSine(period, origin, direction);
+    RequireFinite("the shift of a sine", shift);
     return {axis, period, [=](double coordinate) {
                 return 0.5 +
                        0.5 * std::cos(2 * CV_PI * direction * (coordinate - origin) / period + shift * CV_PI / 180);
@@ -77,12 +96,15 @@ Pattern Sine(double period, double shift, Axis axis, double origin, int directio
 }
 
 Pattern Uniform(double value) {
+    RequireNumber(value >= 0 && value <= 1, "the light of a pattern", value, "0 to 1");
     return {Axis::eColumns, 0, [value](double) { return value; }};
 }
 
 Pattern GrayBit(int bit, int bits, double cell, double offset, bool inverse, Axis axis) {
-    if (bits < 1 || bits > 30 || bit < 0 || bit >= bits || !(cell > 0))
-        throw InputError("a Gray code needs 1 to 30 bits, a bit among them and a cell above 0");
+    RequireNumber(bits >= 1 && bits <= 30, "the number of bits of a Gray code", bits, "1 to 30");
+    RequireNumber(bit >= 0 && bit < bits, "the bit of a Gray code", bit, "0 or above, and less than their number");
+    RequirePeriod("the cell of a Gray code", cell);
+    RequireNumber(std::abs(offset) <= kFarthest, "the offset of a Gray code", offset, "a place near the projector");
     return {axis, 0, [=](double coordinate) {
                 const auto index = static_cast<std::int64_t>(std::floor((coordinate + 0.5 - offset) / cell));
                 const std::int64_t code = index ^ (index >> 1);
@@ -151,6 +173,7 @@ cv::Mat1f Simulation::Modulation(const Pattern& pattern, const Capture& capture)
 }
 
 cv::Mat1d Simulation::Phase(double period, Axis axis, double origin, int direction) const {
+    RequireSine(period, origin, direction);
     const cv::Mat1d& coordinates = axis == Axis::eColumns ? mTruth.column : mTruth.row;
     return cv::Mat1d(2 * CV_PI * direction / period * (coordinates - origin));
 }

@@ -1,12 +1,23 @@
+#include <algorithm>
 #include <cmath>
 
+#include "measure/base/arguments.h"
 #include "measure/simulate.h"
 #include "measure/simulate/noise.h"
 
 namespace measure::simulate {
 namespace {
 
-int Cell(double value, double size) { return static_cast<int>(std::floor(value / size)); }
+// Which cell of that size a place lies in; far beyond all scenes it is the last one.
+int Cell(double value, double size) {
+    constexpr double kFarthest = 1e9;
+    return static_cast<int>(std::clamp(std::floor(value / size), -kFarthest, kFarthest));
+}
+
+void RequireBrightness(double bright, double dark) {
+    RequireNotNegative("the brightness of a texture", bright);
+    RequireNotNegative("the darkness of a texture", dark);
+}
 
 // Distance to the nearest point of a lattice of that pitch.
 double ToLattice(cv::Point2d p, double pitch) {
@@ -16,14 +27,20 @@ double ToLattice(cv::Point2d p, double pitch) {
 }  // namespace
 
 Texture Checks(double side, double bright, double dark) {
+    RequirePositive("the side of checks", side);
+    RequireBrightness(bright, dark);
     return [=](cv::Point2d p) { return ((Cell(p.x, side) ^ Cell(p.y, side)) & 1) != 0 ? dark : bright; };
 }
 
 Texture Stripes(double period, double bright, double dark) {
+    RequirePositive("the period of stripes", period);
+    RequireBrightness(bright, dark);
     return [=](cv::Point2d p) { return (Cell(p.x, period / 2) & 1) != 0 ? dark : bright; };
 }
 
 Texture Grains(double size, double bright, double dark, std::uint32_t seed) {
+    RequirePositive("the size of grains", size);
+    RequireBrightness(bright, dark);
     // The nearest of points that are scattered one per cell decides, which gives grains of many shapes and sizes.
     return [=](cv::Point2d p) {
         const int cx = Cell(p.x, size), cy = Cell(p.y, size);
@@ -45,6 +62,9 @@ Texture Grains(double size, double bright, double dark, std::uint32_t seed) {
 }
 
 Texture Perforated(double pitch, double diameter, double albedo) {
+    RequirePositive("the pitch of holes", pitch);
+    RequireNotNegative("the diameter of holes", diameter);
+    RequireNotNegative("the albedo of a perforated surface", albedo);
     return [=](cv::Point2d p) { return ToLattice(p, pitch) < diameter / 2 ? std::nan("") : albedo; };
 }
 

@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "measure/base/arguments.h"
 #include "measure/simulate.h"
 #include "measure/simulate/hit.h"
 
@@ -24,6 +25,10 @@ public:
         CheckSize(mRig.cameraSize, "camera");
         CheckSize(mRig.projectorSize, "projector");
         for (const Object& object : scene.objects) Check(object);
+        const Light& light = scene.light;
+        for (const double level : {light.white, light.black, light.ambient, light.offset})
+            RequireNotNegative("a brightness of the light", level);
+        RequirePositive("the distance of the light", light.distance);
         const cv::Matx33d back = mRig.toProjector.rotation.t();
         mProjector = -(back * mRig.toProjector.translation);
         MeasureField();

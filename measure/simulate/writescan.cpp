@@ -2,6 +2,7 @@
 #include <fstream>
 #include <nlohmann/json.hpp>
 
+#include "measure/base/arguments.h"
 #include "measure/io.h"
 #include "measure/simulatescan.h"
 
@@ -65,16 +66,23 @@ void WritePictures(const std::filesystem::path& folder, const Names& names, cons
 }  // namespace
 
 CodedAxis SineAxis(double length, const std::vector<double>& periods, int steps) {
+    RequirePositive("the length", length);
     CodedAxis axis;
     axis.length = length;
-    for (const double period : periods)
-        axis.sines.push_back({period, EqualShifts(steps), Names(static_cast<std::size_t>(steps))});
+    const std::vector<double> shifts = EqualShifts(steps);
+    for (const double period : periods) {
+        RequirePositive("a period", period);
+        axis.sines.push_back({period, shifts, Names(shifts.size())});
+    }
     return axis;
 }
 
 void AddGrayCode(CodedAxis& axis, double cell, double offset, bool inverse) {
-    if (!(cell > 0)) throw InputError("a Gray code needs a cell above 0");
+    RequirePositive("the cell of a Gray code", cell);
+    RequireFinite("the offset of a Gray code", offset);
+    constexpr double kMostCells = 1 << 16;
     const double cells = std::max(2.0, std::ceil((axis.length - offset) / cell));
+    RequireNumber(cells <= kMostCells, "the number of cells of a Gray code", cells, "at most 65536");
     const auto bits = static_cast<std::size_t>(std::ceil(std::log2(cells)));
     axis.gray = GrayCode{cell, offset, Names(bits), Names(inverse ? bits : 0)};
 }
@@ -105,6 +113,11 @@ void WriteScan(const std::filesystem::path& folder, const Simulation& simulation
     if (scan.fullScale > 0) json["full_scale"] = scan.fullScale;
     const auto write = [&](const std::optional<CodedAxis>& coded, Axis axis, const char* key) {
         if (!coded) return;
+        for (const SineSet& set : coded->sines)
+            RequireOneLength("names of pictures", set.frames.size(), "shifts", set.shifts.size());
+        if (coded->gray && !coded->gray->inverse.empty())
+            RequireOneLength("names of inverse pictures", coded->gray->inverse.size(), "bits",
+                             coded->gray->frames.size());
         const AxisPictures pictures = RenderAxis(simulation, axis, *coded, capture);
         for (std::size_t i = 0; i < coded->sines.size(); ++i)
             WritePictures(folder, coded->sines[i].frames, pictures.sines[i]);

@@ -6,6 +6,7 @@
 #include <limits>
 #include <vector>
 
+#include "measure/base/arguments.h"
 #include "measure/error.h"
 #include "measure/fringe/rowbands.h"
 #include "measure/surface.h"
@@ -28,11 +29,8 @@ void RequireSameGrid(const HeightMap& measured, const HeightMap& reference, Alig
             cv::format("the maps have different grids (pitch %g and %g mm): make both with the same --pitch",
                        measured.pitch, reference.pitch));
     }
-    if (!measured.HasPitch() && measured.z.size() != reference.z.size())
-        throw InputError(
-            cv::format("the maps (%d x %d and %d x %d pixels) differ in size and have no pitch that would "
-                       "tell how they lie to each other",
-                       measured.z.cols, measured.z.rows, reference.z.cols, reference.z.rows));
+    if (!measured.HasPitch())  // a pitch would tell how they lie to each other
+        RequireOneSize({"a reference without a pitch", reference.z}, {{"the map", measured.z}});
     if (alignment == Alignment::eRigid && !measured.IsMetric())
         throw InputError("a rigid fit needs heights in millimetres on a grid with a pitch");
 }

@@ -3,6 +3,7 @@
 #include <cmath>
 #include <iterator>
 
+#include "measure/base/arguments.h"
 #include "measure/image.h"
 #include "measure/surface.h"
 #include "measure/surface/statistics.h"
@@ -33,8 +34,9 @@ constexpr NamedForm kForms[] = {
 };
 
 int DegreeOf(Form form) {
-    return std::find_if(std::begin(kForms), std::end(kForms), [form](const NamedForm& f) { return f.form == form; })
-        ->degree;
+    for (const NamedForm& known : kForms)
+        if (known.form == form) return known.degree;
+    throw InputError("there is no such form: it is one of the values of Form");
 }
 
 constexpr int kBinomials[4][4] = {{1}, {1, 1}, {1, 2, 1}, {1, 3, 3, 1}};
@@ -204,6 +206,8 @@ FormFit FitForm(const HeightMap& map, const FormOptions& options, const Progress
 }
 
 FormFit PlaneThrough(const HeightMap& map, const std::array<cv::Point, 3>& pixels, int radius) {
+    RequireHeights(map);
+    RequireNotNegative("the radius around a pixel", radius);
     const cv::Rect all({0, 0}, map.z.size());
     cv::Matx33d positions;
     cv::Vec3d heights;
@@ -212,7 +216,7 @@ FormFit PlaneThrough(const HeightMap& map, const std::array<cv::Point, 3>& pixel
         if (!all.contains(p))
             throw InputError(
                 cv::format("the pixel %d,%d lies outside the map of %d x %d pixels", p.x, p.y, all.width, all.height));
-        const int r = std::clamp(radius, 0, std::max(all.width, all.height));
+        const int r = std::min(radius, std::max(all.width, all.height));
         const cv::Rect around = cv::Rect(p.x - r, p.y - r, 2 * r + 1, 2 * r + 1) & all;
         std::vector<float> values = SampleOf(map.z(around), {});
         if (values.empty()) throw NothingUsable(cv::format("there is no height at the pixel %d,%d", p.x, p.y));
@@ -233,6 +237,7 @@ FormFit PlaneThrough(const HeightMap& map, const std::array<cv::Point, 3>& pixel
 }
 
 HeightMap RemoveForm(const HeightMap& map, const FormFit& fit) {
+    RequireOneSize({"the height map", map.z});
     HeightMap level = map;
     const Coefficients pixels = InPixels(fit.coefficients, map);
     level.z = Drawn(pixels).On(map.z.size());  // pixels of its own

@@ -3,8 +3,10 @@
 #include <limits>
 #include <vector>
 
+#include "measure/base/arguments.h"
 #include "measure/heightmap.h"
 #include "measure/io.h"
+#include "measure/world/depths.h"
 #include "measure/world/triangles.h"
 
 namespace measure {
@@ -40,25 +42,11 @@ double RoundUp(double value) {
     return 10 * power;
 }
 
-// NaN wherever a coordinate is missing.
-cv::Mat1f FiniteDepth(const Cloud& cloud) {
-    cv::Mat1f depth(cloud.z.size());
-    for (int y = 0; y < depth.rows; ++y) {
-        const float *const px = cloud.x[y], *const py = cloud.y[y], *const pz = cloud.z[y];
-        float* const out = depth[y];
-        for (int x = 0; x < depth.cols; ++x) {
-            const bool finite = std::isfinite(px[x] + py[x] + pz[x]);
-            out[x] = finite ? pz[x] : std::numeric_limits<float>::quiet_NaN();
-        }
-    }
-    return depth;
-}
-
 class Rasterizer {
 public:
     Rasterizer(const Cloud& cloud, const GridOptions& options)
         : mCloud(cloud),
-          mDepth(FiniteDepth(cloud)),
+          mDepth(DepthsOf(cloud)),
           mStep(DepthStep(cloud)),
           mPitch(options.pitch > 0 ? options.pitch : RoundUp(mStep / kPointsPerStep)),
           mPerPitch(1 / mPitch),
@@ -119,11 +107,11 @@ private:
         const double columns = cells(bounds.x, mX0), rows = cells(bounds.y, mY0);
         const auto width = static_cast<double>(bounds.x.most - bounds.x.least);
         const auto height = static_cast<double>(bounds.y.most - bounds.y.least);
-        if (columns < 1 || rows < 1) {
+        if (columns < 1 || rows < 1 || mPitch > std::max(width, height)) {
             throw InputError(
                 cv::format("a pitch of %g mm is larger than the surface (%.3g x %.3g mm)", mPitch, width, height));
         }
-        if (columns > kMaxImageSide || rows > kMaxImageSide || columns * rows > kLargestGrid) {
+        if (!(columns <= kMaxImageSide && rows <= kMaxImageSide && columns * rows <= kLargestGrid)) {  // or NaN
             throw InputError(
                 cv::format("a pitch of %g mm makes a grid of %.0f x %.0f pixels, which is too large: the "
                            "surface is %.3g x %.3g mm",
@@ -189,9 +177,7 @@ private:
 HeightMap ResampleToGrid(const Cloud& cloud, const GridOptions& options, const Progress& progress) {
     if (!(options.pitch >= 0) || !std::isfinite(options.pitch))
         throw InputError(cv::format("a pitch of %g mm: it must be above 0", options.pitch));
-    if (!(options.largestStep >= 0)) throw InputError("the largest step within a surface must not be negative");
-    if (cloud.x.size() != cloud.z.size() || cloud.y.size() != cloud.z.size())
-        throw InputError("the pictures of x, y and z differ in size");
+    RequireNotNegative("the largest step within a surface", options.largestStep);
     return Rasterizer(cloud, options).Run(progress);
 }
 

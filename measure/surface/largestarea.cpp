@@ -1,10 +1,13 @@
 #include "measure/absolute.h"
 #include "measure/absolute/areas.h"
+#include "measure/base/arguments.h"
 #include "measure/surface.h"
 
 namespace measure {
 
 cv::Mat1b LargestArea(const cv::Mat1f& values, double largestStep) {
+    RequireOneSize({"the values", values});
+    RequireNumber(largestStep > 0, "the largest step from pixel to pixel", largestStep, "above 0");
     cv::Mat1b trust(values.size(), uchar{eNoPhase});
     trust.setTo(eTrusted, values == values);
     TrustedAreas areas = FindTrustedAreas(values, trust, static_cast<float>(largestStep), 0);

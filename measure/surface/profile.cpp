@@ -2,6 +2,7 @@
 #include <cmath>
 #include <limits>
 
+#include "measure/base/arguments.h"
 #include "measure/error.h"
 #include "measure/surface.h"
 #include "measure/surface/sampling.h"
@@ -58,14 +59,22 @@ std::vector<Place> WalkAlong(const std::vector<cv::Point2d>& line, double step) 
     return places;
 }
 
+void RequireWhole(const Profile& profile) {
+    const std::size_t count = profile.height.size();
+    if (count == 0) throw InputError("the profile has no points");
+    RequireOneLength("distances of the profile", profile.distance.size(), "heights", count);
+    RequireOneLength("pixels of the profile", profile.pixels.size(), "heights", count);
+    RequireOneLength("numbers of samples of the profile", profile.samples.size(), "heights", count);
+}
+
 }  // namespace
 
 Profile TakeProfile(const HeightMap& map, const ProfileOptions& options, const Progress& progress) {
     RequireHeights(map);
     if (options.line.size() < 2) throw InputError("a profile needs a line of two points or more");
-    if (!(options.step > 0)) throw InputError("the step along a profile must be above 0");
-    if (!(options.width >= 0 && options.width <= kWidest))
-        throw InputError(cv::format("a width of %g pixels: it must be 0 to %g", options.width, kWidest));
+    RequirePositive("the step along a profile", options.step);
+    RequireNumber(options.width >= 0 && options.width <= kWidest, "the width of a profile", options.width,
+                  "0 to 10000 pixels");
     RequireInside(map.z, options.line);
     const std::vector<Place> places = WalkAlong(options.line, options.step);
     const int lines = std::max(1, static_cast<int>(std::lround(options.width)));
@@ -96,6 +105,7 @@ Profile TakeProfile(const HeightMap& map, const ProfileOptions& options, const P
 }
 
 Quantities QuantitiesOf(const Profile& profile, const HeightMap& map) {
+    RequireWhole(profile);
     double n = 0, s = 0, ss = 0, z = 0, sz = 0;
     const std::size_t count = profile.height.size();
     const double middle = 0.5 * profile.distance.back();
@@ -132,6 +142,7 @@ Quantities QuantitiesOf(const Profile& profile, const HeightMap& map) {
 }
 
 std::string CsvOf(const Profile& profile, const HeightMap& map) {
+    RequireWhole(profile);
     const std::string length = map.LengthUnit();
     std::string csv = "distance_" + length + ",x_" + length + ",y_" + length + ",height_" + map.unit + ",samples\n";
     for (std::size_t i = 0; i < profile.height.size(); ++i) {

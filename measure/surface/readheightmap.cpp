@@ -9,6 +9,7 @@
 #include "measure/io/formats.h"
 #include "measure/surface/gsf.h"
 #include "measure/surface/mapdescription.h"
+#include "measure/world/depths.h"
 
 namespace fs = std::filesystem;
 
@@ -63,12 +64,8 @@ Cloud ReadCloud(const std::string& folder) {
     cloud.z = ReadCoordinate(folder, "z.npy");
     RequireSameSize(cloud.x, "x.npy", cloud.z, folder + ": z.npy");
     RequireSameSize(cloud.y, "y.npy", cloud.z, folder + ": z.npy");
-    const cv::Mat1f sum(cloud.x + cloud.y + cloud.z);
-    for (int y = 0; y < sum.rows; ++y) {
-        for (int x = 0; x < sum.cols; ++x) {
-            if (!std::isfinite(sum(y, x))) cloud.x(y, x) = cloud.y(y, x) = cloud.z(y, x) = kNone;
-        }
-    }
+    cloud.z = DepthsOf(cloud);
+    for (cv::Mat1f* image : {&cloud.x, &cloud.y}) image->setTo(kNone, cloud.z != cloud.z);
     return cloud;
 }
 

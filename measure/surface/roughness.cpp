@@ -5,6 +5,7 @@
 #include <opencv2/imgproc.hpp>
 #include <vector>
 
+#include "measure/base/arguments.h"
 #include "measure/error.h"
 #include "measure/fringe/rowbands.h"
 #include "measure/surface/usable.h"
@@ -133,6 +134,7 @@ cv::Mat1f GaussianFilter(const cv::Mat1f& heights, double cutoff, const Progress
     if (!(cutoff > 0 && cutoff <= kLongestCutoff))
         throw InputError(
             cv::format("a cut-off of %g pixels: it must be above 0 and at most %g", cutoff, kLongestCutoff));
+    RequireOneSize({"the heights", heights});
     const cv::Mat1f weights = GaussianWeights(cutoff);
     const cv::Mat2f weighted = Weighted(heights);
     cv::Mat1f smooth(heights.size());

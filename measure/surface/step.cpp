@@ -2,6 +2,7 @@
 #include <cmath>
 #include <utility>
 
+#include "measure/base/arguments.h"
 #include "measure/error.h"
 #include "measure/surface.h"
 #include "measure/surface/usable.h"
@@ -159,7 +160,6 @@ private:
 };
 
 cv::Mat1b PixelsOf(const HeightMap& map, const cv::Mat1b& area, int margin, const char* name) {
-    if (area.empty()) throw InputError(std::string("a step needs the area of its ") + name);
     try {
         return UsablePixels(map, WithoutEdges(area, margin));
     } catch (const NothingUsable&) {
@@ -173,7 +173,8 @@ cv::Mat1b PixelsOf(const HeightMap& map, const cv::Mat1b& area, int margin, cons
 Step MeasureStep(const HeightMap& map, const cv::Mat1b& base, const cv::Mat1b& top, int margin,
                  const Progress& progress) {
     progress.Report("finding the areas");
-    if (base.size() == top.size() && cv::countNonZero((base >= 128) & (top >= 128)) > 0)
+    RequireOneSize({"the height map", map.z}, {{"the area of the base", base}, {"the area of the top", top}});
+    if (cv::countNonZero((base >= 128) & (top >= 128)) > 0)
         throw InputError("the base and the top overlap: a pixel belongs to one of them only");
     const cv::Mat1b low = PixelsOf(map, base, margin, "base"), high = PixelsOf(map, top, margin, "top");
     return StepFit(map, low, high).Run(progress);

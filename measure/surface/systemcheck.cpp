@@ -4,7 +4,9 @@
 #include <cmath>
 #include <limits>
 
+#include "measure/base/arguments.h"
 #include "measure/error.h"
+#include "measure/world/depths.h"
 
 namespace measure {
 namespace {
@@ -13,9 +15,8 @@ using Points = std::vector<cv::Vec3d>;
 constexpr std::size_t kLeastPoints = 10;
 
 Points PointsIn(const Cloud& cloud, const cv::Mat1b& area) {
-    if (cloud.x.size() != cloud.z.size() || cloud.y.size() != cloud.z.size())
-        throw InputError("the pictures of x, y and z differ in size");
-    if (!area.empty() && area.size() != cloud.z.size()) throw InputError("the area and the points differ in size");
+    RequireCloud(cloud);
+    RequireOneSize({"the cloud's z", cloud.z}, {{"the area", area, kOptional}});
     Points points;
     points.reserve(area.empty() ? cloud.z.total() : static_cast<std::size_t>(cv::countNonZero(area)));
     for (int y = 0; y < cloud.z.rows; ++y) {
@@ -141,8 +142,7 @@ void LeaveOut(Points& points, std::size_t count, const Shape& shape) {
 // Fits, leaves the worst points out, and fits again; `range` and the counts belong to the points that are left.
 template <class Shape, class Fit>
 Shape FitTwice(Points points, double share, double Fit::*range, Fit& fit, const Progress& progress) {
-    if (!(share >= 0 && share <= 0.5))
-        throw InputError(cv::format("a share of %g points to leave out: it must be 0 to 0.5", share));
+    RequireNumber(share >= 0 && share <= 0.5, "the share of the points to leave out", share, "0 to 0.5");
     progress.Report("fitting");
     Shape shape(points);
     const auto discarded = static_cast<std::size_t>(share * static_cast<double>(points.size()));
@@ -184,6 +184,7 @@ PlaneFit CheckPlane(const Cloud& cloud, const cv::Mat1b& area, double discarded,
 }
 
 Quantities QuantitiesOf(const SphereFit& sphere, double diameter) {
+    RequireNotNegative("the calibrated diameter", diameter);
     Quantities result = {{"probing_error_form", sphere.probingError, "mm"}, {"diameter", 2 * sphere.radius, "mm"}};
     if (diameter > 0) result.push_back({"probing_error_size", 2 * sphere.radius - diameter, "mm"});
     for (int i = 0; i < 3; ++i) result.push_back({std::string("centre_") + "xyz"[i], sphere.centre[i], "mm"});
@@ -201,6 +202,7 @@ Quantities QuantitiesOf(const PlaneFit& plane) {
 }
 
 Quantities SphereDistance(const SphereFit& a, const SphereFit& b, double distance) {
+    RequireNotNegative("the calibrated distance", distance);
     const double measured = cv::norm(a.centre - b.centre);
     Quantities result = {{"sphere_distance", measured, "mm"}};
     if (distance > 0) result.push_back({"sphere_distance_error", measured - distance, "mm"});

@@ -1,16 +1,20 @@
 #include "measure/surface/usable.h"
 
+#include <algorithm>
 #include <cmath>
 #include <opencv2/imgproc.hpp>
 
+#include "measure/base/arguments.h"
 #include "measure/error.h"
 #include "measure/io.h"
 #include "measure/surface.h"
 
 namespace measure {
 
-void RequireHeights(const HeightMap& map) {
-    if (map.z.empty()) throw InputError("the height map has no pixels");
+namespace {
+
+void RequireMap(const HeightMap& map) {
+    RequireOneSize({"the height map", map.z});
     if (map.z.cols > kMaxImageSide || map.z.rows > kMaxImageSide)
         throw InputError(cv::format("a height map of %d x %d pixels is too large: its sides may have %d", map.z.cols,
                                     map.z.rows, kMaxImageSide));
@@ -19,14 +23,22 @@ void RequireHeights(const HeightMap& map) {
     if (map.unit.empty()) throw InputError("the height map does not say the unit of its heights");
     if (!std::isfinite(map.origin.x) || !std::isfinite(map.origin.y))
         throw InputError("the origin of the height map is not finite");
-    UsablePixels(map, {});
 }
 
+// An area of a map of so many pixels, with nothing in it.
+cv::Mat1b NoArea(cv::Size size) {
+    for (const int side : {size.width, size.height})
+        RequireNumber(side >= 1 && side <= kMaxImageSide, "a side of the map", side, "1 to 32767");
+    return cv::Mat1b(size, uchar{0});
+}
+
+}  // namespace
+
+void RequireHeights(const HeightMap& map) { UsablePixels(map, {}); }
+
 cv::Mat1b UsablePixels(const HeightMap& map, const cv::Mat1b& mask) {
-    if (map.z.empty()) throw InputError("the height map has no pixels");
-    if (!mask.empty() && mask.size() != map.z.size())
-        throw InputError(cv::format("the mask (%d x %d) and the height map (%d x %d) differ in size", mask.cols,
-                                    mask.rows, map.z.cols, map.z.rows));
+    RequireMap(map);
+    RequireOneSize({"the height map", map.z}, {{"the mask", mask, kOptional}});
     cv::Mat1b usable(map.z.size());
     int count = 0;
     for (int y = 0; y < usable.rows; ++y) {
@@ -46,7 +58,9 @@ cv::Mat1b UsablePixels(const HeightMap& map, const cv::Mat1b& mask) {
 }
 
 cv::Mat1b MaskOf(cv::Size size, const cv::Rect2d& rectangle) {
-    cv::Mat1b mask(size, uchar{0});
+    cv::Mat1b mask = NoArea(size);
+    for (const double v : {rectangle.x, rectangle.y, rectangle.width, rectangle.height})
+        RequireFinite("a number of the rectangle", v);
     const cv::Rect2d inside = rectangle & cv::Rect2d(0, 0, size.width, size.height);
     const cv::Rect whole(static_cast<int>(inside.x), static_cast<int>(inside.y), static_cast<int>(inside.width),
                          static_cast<int>(inside.height));
@@ -58,7 +72,8 @@ cv::Mat1b MaskOf(cv::Size size, const cv::Rect2d& rectangle) {
 }
 
 cv::Mat1b MaskOf(cv::Size size, cv::Point2d centre, double radius) {
-    cv::Mat1b mask(size, uchar{0});
+    cv::Mat1b mask = NoArea(size);
+    for (const double v : {centre.x, centre.y, radius}) RequireFinite("a number of the circle", v);
     bool any = false;
     for (int y = 0; y < size.height; ++y) {
         const double dy = y - centre.y;
@@ -76,8 +91,11 @@ cv::Mat1b MaskOf(cv::Size size, cv::Point2d centre, double radius) {
 }
 
 cv::Mat1b WithoutEdges(const cv::Mat1b& area, int margin) {
+    RequireOneSize({"the area", area});
+    RequireNotNegative("the margin", margin);
     cv::Mat1b inner(area >= 128);
-    if (margin <= 0) return inner;
+    if (margin == 0) return inner;
+    margin = std::min(margin, std::max(area.cols, area.rows));
     const cv::Mat element = cv::getStructuringElement(cv::MORPH_RECT, {2 * margin + 1, 2 * margin + 1});
     cv::erode(inner, inner, element, {-1, -1}, 1, cv::BORDER_CONSTANT, cv::Scalar::all(0));
     return inner;

@@ -8,6 +8,7 @@
 #include <limits>
 #include <utility>
 
+#include "measure/base/arguments.h"
 #include "measure/error.h"
 #include "measure/io.h"
 #include "measure/io/bytes.h"
@@ -125,6 +126,7 @@ std::vector<SurfaceFile> EncodeHeightMap(const std::string& name, const HeightMa
                                          const SurfaceFileOptions& options, const Progress& progress) {
     const SurfaceFormat& format = FormatOf(name);
     RequireHeights(map);
+    RequireNotNegative("the largest step", options.largestStep);
     if (options.bits != 16 && options.bits != 32)
         throw InputError(cv::format("heights are written with 16 or 32 bits, not with %d", options.bits));
     if (options.bits == 16 && !format.wholeNumbers) throw InputError(name + ": only .tiff and .png have 16 bits");

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <opencv2/calib3d.hpp>  // its names of flags alone
 
+#include "measure/base/arguments.h"
 #include "measure/error.h"
 #include "measure/world/adjust.h"
 #include "measure/world/judgecalibration.h"
@@ -30,10 +31,13 @@ void CheckViews(const std::vector<BoardView>& views, std::size_t boardPoints, cv
         if (view.points.size() < kLeastPoints)
             throw InputError(cv::format("%s: %zu points of the board, at least %zu are needed", view.name.c_str(),
                                         view.points.size(), kLeastPoints));
+        RequireNotNegative(view.name + ": the diameter of its circles", view.diameter);
         int mirrored = 0;
         for (const BoardPoint& point : view.points) {
             if (point.index < 0 || static_cast<std::size_t>(point.index) >= boardPoints)
                 throw InputError(view.name + ": has points that the board has not");
+            for (const double place : {point.camera.x, point.camera.y, point.projector.x, point.projector.y})
+                RequireFinite(view.name + ": a place of the board", place);
             mirrored += cv::determinant(point.slope) < 0 ? 1 : 0;
         }
         if (2 * static_cast<std::size_t>(mirrored) > view.points.size())

@@ -7,9 +7,11 @@
 #include <limits>
 #include <vector>
 
+#include "measure/base/arguments.h"
 #include "measure/cloud.h"
 #include "measure/error.h"
 #include "measure/io/bytes.h"
+#include "measure/world/depths.h"
 #include "measure/world/triangles.h"
 
 namespace measure {
@@ -25,19 +27,19 @@ std::uint8_t* Put(std::uint8_t* to, const T& value) {
 }
 
 // Numbers of the vertices: -1 where there is none.
-cv::Mat1i NumberPoints(const Cloud& cloud, int& count) {
-    cv::Mat1i numbers(cloud.z.size());
+cv::Mat1i NumberPoints(const cv::Mat1f& depths, int& count) {
+    cv::Mat1i numbers(depths.size());
     count = 0;
-    for (int y = 0; y < cloud.z.rows; ++y)
-        for (int x = 0; x < cloud.z.cols; ++x) numbers(y, x) = std::isfinite(cloud.z(y, x)) ? count++ : -1;
+    for (int y = 0; y < depths.rows; ++y)
+        for (int x = 0; x < depths.cols; ++x) numbers(y, x) = std::isnan(depths(y, x)) ? -1 : count++;
     return numbers;
 }
 
 // Calls `use(a, b, c)` with the numbers of the vertices of each triangle.
 template <class Use>
-void ForTriangles(const Cloud& cloud, const cv::Mat1i& numbers, double maxStep, const Use& use) {
-    for (int y = 0; y + 1 < cloud.z.rows; ++y)
-        VisitTriangles(cloud.z, static_cast<float>(maxStep), y,
+void ForTriangles(const cv::Mat1f& depths, const cv::Mat1i& numbers, double maxStep, const Use& use) {
+    for (int y = 0; y + 1 < depths.rows; ++y)
+        VisitTriangles(depths, static_cast<float>(maxStep), y,
                        [&](cv::Point a, cv::Point b, cv::Point c) { use(numbers(a), numbers(b), numbers(c)); });
 }
 
@@ -76,6 +78,7 @@ char* PutDecimal(char* to, float value) {
 }  // namespace
 
 double DepthStep(const Cloud& cloud) {
+    RequireCloud(cloud);
     std::vector<float> distances;
     const int step = std::max(1, static_cast<int>(std::sqrt(double(cloud.z.total()) / 20000)));
     for (int y = 0; y < cloud.z.rows; y += step)
@@ -90,13 +93,14 @@ double DepthStep(const Cloud& cloud) {
 }
 
 std::vector<std::uint8_t> EncodePly(const Cloud& cloud, const PlyOptions& options, const Progress& progress) {
-    const cv::Size size = cloud.z.size();
-    if (!options.grey.empty() && options.grey.size() != size)
-        throw InputError("the grey values and the points differ in size");
+    const cv::Mat1f depths = DepthsOf(cloud);
+    const cv::Size size = depths.size();
+    RequireOneSize({"the cloud's z", cloud.z}, {{"the grey values", options.grey, kOptional}});
+    RequireNotNegative("the largest step in depth", options.maxDepthStep);
     Counts counts;
-    const cv::Mat1i numbers = NumberPoints(cloud, counts.vertices);
+    const cv::Mat1i numbers = NumberPoints(depths, counts.vertices);
     const double maxStep = options.maxDepthStep > 0 ? options.maxDepthStep : DepthStep(cloud);
-    if (options.faces) ForTriangles(cloud, numbers, maxStep, [&counts](int, int, int) { ++counts.faces; });
+    if (options.faces) ForTriangles(depths, numbers, maxStep, [&counts](int, int, int) { ++counts.faces; });
 
     const std::string header = HeaderOf(counts, !options.grey.empty(), options.faces);
     const std::size_t vertexBytes = options.grey.empty() ? 12 : 15, faceBytes = 13;
@@ -114,7 +118,7 @@ std::vector<std::uint8_t> EncodePly(const Cloud& cloud, const PlyOptions& option
     }
     progress.Report("collecting triangles", 0.5);
     if (options.faces)
-        ForTriangles(cloud, numbers, maxStep, [&to](int a, int b, int c) {
+        ForTriangles(depths, numbers, maxStep, [&to](int a, int b, int c) {
             to = Put(to, std::uint8_t{3});
             for (const int number : {a, b, c}) to = Put(to, number);
         });
@@ -122,13 +126,14 @@ std::vector<std::uint8_t> EncodePly(const Cloud& cloud, const PlyOptions& option
 }
 
 std::vector<std::uint8_t> EncodeXyz(const Cloud& cloud, const Progress& progress) {
+    const cv::Mat1f depths = DepthsOf(cloud);
     std::vector<std::uint8_t> bytes;
     std::vector<char> line(static_cast<std::size_t>(cloud.z.cols) * 3 * kMostDigits);
     for (int y = 0; y < cloud.z.rows; ++y) {
         if (y % kReportRows == 0) progress.Report("collecting points", double(y) / cloud.z.rows);
         char* to = line.data();
         for (int x = 0; x < cloud.z.cols; ++x) {
-            if (!std::isfinite(cloud.z(y, x))) continue;
+            if (std::isnan(depths(y, x))) continue;
             for (const cv::Mat1f* image : {&cloud.x, &cloud.y, &cloud.z}) {
                 to = PutDecimal(to, (*image)(y, x));
                 *to++ = image == &cloud.z ? '\n' : ' ';

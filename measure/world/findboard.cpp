@@ -24,7 +24,8 @@ std::vector<cv::Point2d> Enlarged(const std::vector<cv::Point2f>& points, double
 std::pair<cv::Mat1b, double> Reduced(const cv::Mat1b& picture, double side) {
     const double scale = std::min(1.0, side / std::max(picture.cols, picture.rows));
     cv::Mat1b reduced = picture;
-    if (scale < 1) cv::resize(picture, reduced, {}, scale, scale, cv::INTER_AREA);
+    const cv::Size size(std::max(1, cvRound(picture.cols * scale)), std::max(1, cvRound(picture.rows * scale)));
+    if (scale < 1) cv::resize(picture, reduced, size, 0, 0, cv::INTER_AREA);
     return {reduced, scale};
 }
 

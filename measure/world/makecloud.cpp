@@ -5,10 +5,12 @@
 #include <cmath>
 #include <nlohmann/json.hpp>
 
+#include "measure/base/arguments.h"
 #include "measure/error.h"
 #include "measure/fringe/rowbands.h"
 #include "measure/image.h"
 #include "measure/world/conventions.h"
+#include "measure/world/depths.h"
 #include "measure/world/triangulation.h"
 
 namespace measure {
@@ -24,9 +26,7 @@ constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
 void CheckSizes(const ProjectorCoordinates& seen, const Calibration& calibration) {
     if (seen.columns.empty() && seen.rows.empty())
         throw InputError("there are no projector coordinates, neither columns nor rows");
-    if (!seen.columns.empty() && !seen.rows.empty() && seen.columns.size() != seen.rows.size())
-        throw InputError(cv::format("the columns (%d x %d pixels) and the rows (%d x %d) differ in size",
-                                    seen.columns.cols, seen.columns.rows, seen.rows.cols, seen.rows.rows));
+    if (!seen.columns.empty()) RequireOneSize({"the columns", seen.columns}, {{"the rows", seen.rows, kOptional}});
     const cv::Size size = seen.columns.empty() ? seen.rows.size() : seen.columns.size(), own = calibration.cameraSize;
     if (!own.empty() && own != size)
         throw InputError(
@@ -53,6 +53,7 @@ public:
         : mSeen(seen), mCalibration(calibration), mOptions(options) {
         RequirePlausible(calibration);
         CheckSizes(seen, calibration);
+        RequireNotNegative("the largest residual", options.maxResidual);
         mResult.isFromRows = ChooseRows(seen, calibration);
         mMain = mResult.isFromRows ? seen.rows : seen.columns;
         mOther = mResult.isFromRows ? seen.columns : seen.rows;
@@ -189,6 +190,7 @@ cv::Mat1f CoordinatesOf(const cv::Mat1f& phase, double period, double origin, in
     if (!(period > 0) || !std::isfinite(period) || !std::isfinite(origin))
         throw InputError("the period must be above 0 projector pixels, the origin a number");
     if (direction != 1 && direction != -1) throw InputError("the direction must be 1 or -1");
+    RequireOneSize({"the phase", phase});
     cv::Mat1f coordinates;
     phase.convertTo(coordinates, CV_32F, direction * period / (2 * CV_PI), origin);
     return coordinates;
@@ -205,7 +207,7 @@ cv::Mat1f PredictDepthNoise(const ProjectorCoordinates& seen, const cv::Mat1f& n
     CheckSizes(seen, calibration);
     const bool fromRows = ChooseRows(seen, calibration);
     const cv::Mat1f& main = fromRows ? seen.rows : seen.columns;
-    if (noise.size() != main.size()) throw InputError("the noise and the coordinates differ in size");
+    RequireOneSize({"the coordinates", main}, {{"the noise", noise}});
     cv::Mat1f result(main.size());
     const KrN::KrLPixelToWorld whole = MakePixelToWorld(calibration, fromRows);
     ForRowBands(main.size(), progress, "predicting the noise of depths", [&](const cv::Range& rows) {
@@ -226,6 +228,7 @@ cv::Mat1f PredictDepthNoise(const ProjectorCoordinates& seen, const cv::Mat1f& n
 std::string SummaryOf(const CloudResult& result) {
     using Json = nlohmann::ordered_json;
     const Cloud& cloud = result.cloud;
+    RequireCloud(cloud);
     const cv::Mat valid = cloud.z == cloud.z;
     Json json;
     json["width"] = cloud.z.cols;

@@ -3,6 +3,7 @@
 #include <cmath>
 #include <optional>
 
+#include "measure/base/arguments.h"
 #include "measure/board.h"
 #include "measure/error.h"
 
@@ -138,14 +139,20 @@ std::optional<LocalFit> FitAround(const AbsolutePhase& phase, const cv::Mat1b& m
 
 std::vector<BoardPoint> MatchBoard(const std::vector<cv::Point2d>& points, const AbsolutePhase& columns,
                                    const AbsolutePhase& rows, const Progress& progress) {
-    if (columns.mask.size() != rows.mask.size())
-        throw InputError("columns and rows were decoded from pictures of different sizes");
+    RequireOneSize({"the mask of the columns", columns.mask}, {{"their modulation", columns.modulation},
+                                                               {"their coordinate", columns.coordinate},
+                                                               {"the mask of the rows", rows.mask},
+                                                               {"the modulation of the rows", rows.modulation},
+                                                               {"the coordinate of the rows", rows.coordinate}});
+    const cv::Rect2d picture(-0.5, -0.5, columns.mask.cols, columns.mask.rows);
     cv::Mat1b mask;
     cv::bitwise_and(columns.mask, rows.mask, mask);
     std::vector<BoardPoint> matched;
     for (std::size_t i = 0; i < points.size(); ++i) {
         progress.Report("looking up the points of the board",
                         static_cast<double>(i) / static_cast<double>(points.size()));
+        for (const double place : {points[i].x, points[i].y}) RequireFinite("a place of the board", place);
+        if (!picture.contains(points[i])) continue;
         const auto column = FitAround(columns, mask, points[i]), row = FitAround(rows, mask, points[i]);
         if (!column || !row) continue;
         matched.push_back({static_cast<int>(i),

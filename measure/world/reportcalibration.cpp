@@ -2,7 +2,9 @@
 #include <cmath>
 #include <nlohmann/json.hpp>
 
+#include "measure/base/arguments.h"
 #include "measure/calibrate.h"
+#include "measure/error.h"
 #include "measure/world/judgecalibration.h"
 
 namespace measure {
@@ -142,7 +144,11 @@ std::string SummaryOf(const CalibrationResult& result, const std::vector<BoardVi
                       const BoardDescription& board) {
     const Calibration& c = result.calibration;
     Json worst = Json::array(), poses = Json::array();
+    RequirePositive("the number of the board's columns", board.count.width);
     for (const WorstPoint& w : result.worst) {
+        const bool isKnown = w.pose >= 0 && static_cast<std::size_t>(w.pose) < views.size() && w.point >= 0 &&
+                             static_cast<std::size_t>(w.point) < views[static_cast<std::size_t>(w.pose)].points.size();
+        if (!isKnown) throw InputError("the views are not those of the calibration: a worst point is not among them");
         const BoardView& view = views[static_cast<std::size_t>(w.pose)];
         const int index = view.points[static_cast<std::size_t>(w.point)].index;
         worst.push_back({{"pose", view.name},

@@ -1,5 +1,6 @@
 #include <string>
 
+#include "measure/base/arguments.h"
 #include "measure/board.h"
 #include "measure/error.h"
 #include "measure/frames.h"
@@ -16,9 +17,8 @@ cv::Mat1f MeanPicture(const AxisPictures& columns, const AxisPictures& rows) {
         for (const std::vector<cv::Mat>& set : pictures->sines)
             for (const cv::Mat& frame : set) {
                 if (sum.empty()) sum = cv::Mat1f(frame.size(), 0.0f);
-                if (frame.size() != sum.size() || frame.channels() != 1)
-                    throw InputError(cv::format("the pictures have different sizes: %d x %d and %d x %d", sum.cols,
-                                                sum.rows, frame.cols, frame.rows));
+                RequireOneSize({"the first picture", sum}, {{"a later one", frame}});
+                if (frame.channels() != 1) throw InputError("a fringe picture has one channel, not several");
                 cv::add(sum, frame, sum, {}, CV_32F);
                 ++count;
             }

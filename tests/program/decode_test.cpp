@@ -132,7 +132,7 @@ TEST_F(Scan, WrongOnesAreTold) {
         {"missing pictures", [&] { Say("\"c*.png\"", "\"b*.png\""); }, "sines[1].frames", 2, 2},
         {"picture less", [&] { std::filesystem::remove(File("code2.png")); }, "gray", 2, 2},
         {"no picture", [&] { WriteBytes("b1.png", "words"); }, "b1.png: not a PNG", 2, 2},
-        {"another size", [&] { Write("b1.png", Read("b1.png").rowRange(0, 9)); }, "sines[1].frames[1]: 320 x 9", 2, 2},
+        {"another size", [&] { Write("b1.png", Read("b1.png").rowRange(0, 9)); }, "sines[1].frames[1] (320 x 9)", 2, 2},
         {"frames of two sets", [&] { Exchange("a1.png", "b3.png"); }, "exchanged with one of the other", 2, 2},
         {"signs", [&] { Say("\"period\": 120, \"shifts\": [0, -90, -180, -270]", "\"period\": 120"); },
          "runs against the phase", 2, 2},

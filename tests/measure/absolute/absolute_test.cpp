@@ -231,7 +231,7 @@ TEST(Absolute, EveryMistakeIsNamed) {
         {"a picture less", code, [](CodedAxis&, AxisPictures& p) { p.inverse.pop_back(); },
          "gray.inverse: 7 pictures for 8"},
         {"another size", four, [](CodedAxis&, AxisPictures& p) { p.sines[1][3] = cv::Mat1b(10, 10); },
-         "sines[1].frames[3]: 10 x 10 pixels, 8-bit, but sines[0].frames[0]: 400 x 300"},
+         "sines[1].frames[3] (10 x 10) and sines[0].frames[0] (400 x 300) must have the same size"},
         {"another type", code, [](CodedAxis&, AxisPictures& p) { p.gray[0].convertTo(p.gray[0], CV_16U); }, "16-bit"},
         {"equal shifts", four, [](CodedAxis& axis, AxisPictures&) { axis.sines[1].shifts.assign(4, 0.0); },
          "sines[1]: these shifts do not determine the phase"},

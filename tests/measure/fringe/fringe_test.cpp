@@ -332,9 +332,9 @@ TEST(Fringe, Refusals) {
     const std::vector<Row> table{
         {"at least three", [](auto& s, auto&) { s.frames.resize(2); }},
         {"3 phase shifts are given for 4", [](auto& s, auto&) { s.shifts.pop_back(); }},
-        {"differ in size", [](auto& s, auto&) { s.frames[2] = s.frames[2].rowRange(0, 60); }},
-        {"differ in pixel type", [](auto& s, auto&) { s.frames[2].convertTo(s.frames[2], CV_16U); }},
-        {"empty", [](auto& s, auto&) { s.frames[3].release(); }},
+        {"same size", [](auto& s, auto&) { s.frames[2] = s.frames[2].rowRange(0, 60); }},
+        {"same pixel type", [](auto& s, auto&) { s.frames[2].convertTo(s.frames[2], CV_16U); }},
+        {"frames[3]: there are no pixels", [](auto& s, auto&) { s.frames[3].release(); }},
         {"one channel",
          [](auto& s, auto&) {
              for (cv::Mat& frame : s.frames) frame.convertTo(frame, CV_64F);
@@ -343,7 +343,7 @@ TEST(Fringe, Refusals) {
          [](auto& s, auto&) {
              s.shifts = {0, 1, 2 * CV_PI, 1 - 2 * CV_PI};
          }},
-        {"not a finite number", [](auto& s, auto&) { s.shifts[0] = NAN; }},
+        {"a phase shift is nan", [](auto& s, auto&) { s.shifts[0] = NAN; }},
         {"below 0", [](auto&, auto& l) { l.minMean = -1; }},
         {"below 0", [](auto&, auto& l) { l.fullScale = NAN; }},
         {"full scale",

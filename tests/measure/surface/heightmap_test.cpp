@@ -94,7 +94,7 @@ TEST(HeightGrid, IsLinearInTrianglesAndKeepsHoles) {
         EXPECT_THROW(ResampleToGrid(cloud, {pitch, 0}), InputError) << pitch;
     const Cloud empty{cv::Mat1f(9, 9, kNaN), cv::Mat1f(9, 9, kNaN), cv::Mat1f(9, 9, kNaN), {}};
     EXPECT_THROW(ResampleToGrid(empty, {1, 0}), NothingUsable);
-    EXPECT_THROW(ResampleToGrid({}, {1, 0}), NothingUsable);
+    EXPECT_THROW(ResampleToGrid({}, {1, 0}), InputError);
     cloud.x = cloud.x.rowRange(0, 9);
     EXPECT_THROW(ResampleToGrid(cloud, {1, 0}), InputError);
 }

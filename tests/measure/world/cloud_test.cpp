@@ -171,7 +171,7 @@ TEST(Cloud, RefusesWhatDoesNotFit) {
         std::function<void(ProjectorCoordinates&, Calibration&)> change;
     } rows[] = {
         {"neither columns nor rows", [](auto& seen, auto&) { seen = {}; }},
-        {"differ in size", [](auto& seen, auto&) { seen.rows = seen.rows.rowRange(0, 20).clone(); }},
+        {"same size", [](auto& seen, auto&) { seen.rows = seen.rows.rowRange(0, 20).clone(); }},
         {"calibrated camera has",
          [](auto&, Calibration& c) {
              c.cameraSize = {1936, 1216};

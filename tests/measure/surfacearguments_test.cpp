@@ -1,0 +1,369 @@
+// Bad arguments of what leads from absolute phase to points, surfaces, calibrations, pictures and files.
+#include <algorithm>
+#include <cmath>
+#include <filesystem>
+
+#include "measure/board.h"
+#include "measure/calibrate.h"
+#include "measure/cloud.h"
+#include "measure/compare.h"
+#include "measure/io.h"
+#include "measure/picture.h"
+#include "measure/plot.h"
+#include "measure/roughness.h"
+#include "measure/simulatescan.h"
+#include "measure/systemcheck.h"
+#include "measure/writesurface.h"
+#include "tests/support/arguments.h"
+#include "tests/support/truecalibration.h"
+
+using namespace measure;
+using namespace test;
+
+namespace {
+
+struct CloudArguments {
+    CloudArguments() {
+        cloud = {Filled<float>(0, 0), Filled<float>(0, 0), Filled<float>(400, 401), {}};
+        for (int y = 0; y < kSize.height; ++y)
+            for (int x = 0; x < kSize.width; ++x) {
+                cloud.x(y, x) = 1 + 0.1f * static_cast<float>(x);
+                cloud.y(y, x) = 0.1f * static_cast<float>(y);
+            }
+        result.cloud = cloud;
+        result.points = kSize.area();
+    }
+    Cloud cloud;
+    CloudResult result;
+    PlyOptions ply{Filled<std::uint8_t>(9, 9)};
+    GridOptions grid;
+    cv::Mat1b area = Filled<std::uint8_t>(255, 255);
+    double share = 0.003, calibrated = 1;
+    std::string name = (std::filesystem::path(testing::TempDir()) / "arguments.ply").string();
+};
+
+TEST(Arguments, OfClouds) {
+    const CloudArguments good;
+    const std::vector<Image<CloudArguments>> images{IMAGE(cloud.x), IMAGE(cloud.y), IMAGE(cloud.z)};
+    const auto with = [&](const Image<CloudArguments>& more) {
+        std::vector<Image<CloudArguments>> all = images;
+        all.push_back(more);
+        return all;
+    };
+    ExpectRefusals<CloudArguments>(
+        good, {{"DepthStep", [](auto& a) { DepthStep(a.cloud); }, images, {}},
+               {"EncodePly",
+                [](auto& a) { EncodePly(a.cloud, a.ply); },
+                with(MAYBE(ply.grey)),
+                {SET(ply.maxDepthStep, kNaN), SET(ply.maxDepthStep, -1)}},
+               {"EncodeXyz", [](auto& a) { EncodeXyz(a.cloud); }, images, {}},
+               {"ResampleToGrid",
+                [](auto& a) { ResampleToGrid(a.cloud, a.grid); },
+                images,
+                {SET(grid.pitch, kNaN), SET(grid.pitch, kInf), SET(grid.pitch, -1), SET(grid.pitch, 1e-300),
+                 SET(grid.pitch, 1e300), SET(grid.largestStep, kNaN)}},
+               {"CheckPlane",
+                [](auto& a) { CheckPlane(a.cloud, a.area, a.share); },
+                with(MAYBE(area)),
+                {SET(share, kNaN), SET(share, 0.6), SET(share, -0.1)}},
+               {"QuantitiesOf", [](auto& a) { QuantitiesOf(SphereFit(), a.calibrated); }, {}, {SET(calibrated, kNaN)}},
+               {"SphereDistance", [](auto& a) { SphereDistance({}, {}, a.calibrated); }, {}, {SET(calibrated, -1)}}});
+    // A grid of points does not lie on a sphere, and files that are refused are not begun.
+    CloudArguments bad;
+    bad.cloud.x = Exact({3, 2}, CV_32F);
+    Refusal([&] { CheckSphere(bad.cloud, {}); });
+    Refusal([&] { WriteCloud(bad.name, bad.cloud); });
+    EXPECT_FALSE(std::filesystem::exists(bad.name));
+    bad.result.cloud.x = cv::Mat1f();
+    Refusal([&] { SummaryOf(bad.result); });
+    // A point without x is none.
+    CloudArguments hole;
+    const std::size_t all = EncodePly(hole.cloud, {{}, false}).size();
+    hole.cloud.x(4, 4) = std::nanf("");
+    EXPECT_EQ(all - 12, EncodePly(hole.cloud, {{}, false}).size());
+    const std::vector<std::uint8_t> text = EncodeXyz(hole.cloud);
+    EXPECT_EQ(kSize.area() - 1, std::count(text.begin(), text.end(), '\n'));
+}
+
+struct CoordinateArguments {
+    CoordinateArguments() {
+        const simulate::Rig rig = simulate::StandardRig(kSize);
+        const simulate::Simulation scene(simulate::MakeScene("plane", rig), 1);
+        calibration = CalibrationOf(rig);
+        scene.GetTruth().column.convertTo(seen.columns, CV_32F);
+        scene.GetTruth().row.convertTo(seen.rows, CV_32F);
+        Settle(seen.columns);
+        Settle(seen.rows);
+    }
+    ProjectorCoordinates seen;
+    Calibration calibration;
+    CloudOptions options;
+    cv::Mat1f noise = Filled<float>(0.1, 0.1), phase = Filled<float>(0, 9);
+    double period = 9, origin = 0;
+    int direction = 1;
+};
+
+TEST(Arguments, OfCoordinates) {
+    const std::vector<Change<CoordinateArguments>> changes{SET(seen, ProjectorCoordinates()),
+                                                           SET(calibration, Calibration()),
+                                                           SET(calibration.camera.fx, 0),
+                                                           SET(calibration.camera.k1, kNaN),
+                                                           SET(calibration.rotation, cv::Matx33d()),
+                                                           SET(calibration.cameraSize.width, 9)};
+    auto more = changes;
+    more.push_back(SET(options.maxResidual, kNaN));
+    more.push_back(SET(options.maxResidual, -1));
+    ExpectRefusals<CoordinateArguments>(
+        {}, {{"MakeCloud",
+              [](auto& a) { MakeCloud(a.seen, a.calibration, a.options); },
+              {MAYBE(seen.columns), MAYBE(seen.rows)},
+              more},
+             {"PredictDepthNoise",
+              [](auto& a) { PredictDepthNoise(a.seen, a.noise, a.calibration); },
+              {MAYBE(seen.columns), MAYBE(seen.rows), IMAGE(noise)},
+              changes},
+             {"CoordinatesOf",
+              [](auto& a) { CoordinatesOf(a.phase, a.period, a.origin, a.direction); },
+              {IMAGE(phase)},
+              {SET(period, 0), SET(period, kNaN), SET(period, kInf), SET(origin, kNaN), SET(direction, 0)}}});
+}
+
+struct SurfaceArguments {
+    SurfaceArguments() {
+        for (HeightMap* each : {&map, &other}) {
+            each->z = Filled<float>(0, 1);
+            each->pitch = 0.1;
+        }
+        loose = reference = other;
+        loose.pitch = reference.pitch = 0;
+        base(cv::Rect(0, 0, 15, 30)).setTo(255);
+        top(cv::Rect(20, 0, 15, 30)).setTo(255);
+        line.line = {{1, 1}, {20, 20}};
+        profile = TakeProfile(map, line);
+    }
+    HeightMap map, other, loose, reference;  // the last two without a pitch
+    FormOptions form{Form::ePlane, false, Filled<std::uint8_t>(255, 255)};
+    FormFit fit;
+    std::array<cv::Point, 3> pixels{cv::Point(1, 1), cv::Point(30, 1), cv::Point(1, 20)};
+    int radius = 2, margin = 1;
+    cv::Mat1b base = Filled<std::uint8_t>(0, 0), top = Filled<std::uint8_t>(0, 0);
+    ProfileOptions line;
+    Profile profile;
+    RoughnessOptions roughness{{Form::ePlane, false, Filled<std::uint8_t>(255, 255)}, 1.5, 0.4};
+    CompareOptions compare{Alignment::eNone, false, Filled<std::uint8_t>(255, 255)};
+    SurfaceFileOptions file;
+    std::string name = "map.tiff";
+    double cutoff = 5, step = 0.5;
+    cv::Size size = kSize;
+    cv::Rect2d rectangle{1, 1, 9, 9};
+    cv::Point2d centre{5, 5};
+};
+
+#define BAD_MAPS                                                                                            \
+  SET(map, HeightMap()), SET(map.pitch, kNaN), SET(map.pitch, -1), SET(map.pitch, kInf), SET(map.unit, ""), \
+      SET(map.origin.x, kNaN)
+
+TEST(Arguments, OfSurfaces) {
+    ExpectRefusals<SurfaceArguments>(
+        {}, {{"RequireHeights", [](auto& a) { RequireHeights(a.map); }, {IMAGE(map.z)}, {BAD_MAPS}},
+             {"FitForm",
+              [](auto& a) { FitForm(a.map, a.form); },
+              {IMAGE(map.z), MAYBE(form.mask)},
+              {BAD_MAPS, SET(form.form, static_cast<Form>(9))}},
+             {"PlaneThrough",
+              [](auto& a) { PlaneThrough(a.map, a.pixels, a.radius); },
+              {IMAGE(map.z)},
+              {BAD_MAPS, SET(radius, -1), SET(pixels[0].x, -1), SET(pixels[2].y, 30), SET(pixels[1], a.pixels[0])}},
+             {"RemoveForm", [](auto& a) { RemoveForm(a.map, a.fit); }, {IMAGE(map.z)}, {}},
+             {"RemovePlane", [](auto& a) { RemovePlane(a.map.z, a.form.mask); }, {IMAGE(map.z), MAYBE(form.mask)}, {}},
+             {"MeasureStep",
+              [](auto& a) { MeasureStep(a.map, a.base, a.top, a.margin); },
+              {IMAGE(map.z), IMAGE(base), IMAGE(top)},
+              {BAD_MAPS, SET(margin, -1), SET(top, a.base)}},
+             {"WithoutEdges", [](auto& a) { WithoutEdges(a.base, a.margin); }, {IMAGE(base)}, {SET(margin, -1)}},
+             {"TakeProfile",
+              [](auto& a) { TakeProfile(a.map, a.line); },
+              {IMAGE(map.z)},
+              {BAD_MAPS, DO(line.line.pop_back()), SET(line.line[0].x, kNaN), SET(line.line[1].y, 30),
+               SET(line.step, 0), SET(line.step, kNaN), SET(line.step, kInf), SET(line.step, 1e-300),
+               SET(line.width, kNaN), SET(line.width, -1), SET(line.width, 1e12), SET(line.line[1], a.line.line[0])}},
+             {"QuantitiesOf a profile",
+              [](auto& a) { QuantitiesOf(a.profile, a.map); },
+              {},
+              {SET(profile, Profile()), DO(profile.distance.pop_back()), DO(profile.height.clear())}},
+             {"CsvOf a profile",
+              [](auto& a) { CsvOf(a.profile, a.map); },
+              {},
+              {SET(profile, Profile()), DO(profile.pixels.pop_back()), DO(profile.samples.clear())}},
+             {"MaskOf a rectangle",
+              [](auto& a) { MaskOf(a.size, a.rectangle); },
+              {},
+              {SET(size, cv::Size()), SET(size.width, -1), SET(size.height, 1 << 30), SET(rectangle.x, kNaN),
+               SET(rectangle.width, kInf), SET(rectangle.height, -1), SET(rectangle.x, 1e300)}},
+             {"MaskOf a circle",
+              [](auto& a) { MaskOf(a.size, a.centre, a.step); },
+              {},
+              {SET(size, cv::Size()), SET(size.width, -1), SET(centre.x, kNaN), SET(centre.y, kNaN), SET(step, kNaN),
+               SET(step, kInf), SET(step, -1), SET(centre.x, 1e300)}},
+             {"LargestArea",
+              [](auto& a) { LargestArea(a.map.z, a.step); },
+              {IMAGE(map.z)},
+              {SET(step, kNaN), SET(step, 0), SET(step, -1)}},
+             {"GaussianFilter",
+              [](auto& a) { GaussianFilter(a.map.z, a.cutoff); },
+              {IMAGE(map.z)},
+              {SET(cutoff, 0), SET(cutoff, kNaN), SET(cutoff, 1e5)}},
+             {"AnalyseRoughness",
+              [](auto& a) { AnalyseRoughness(a.map, a.roughness); },
+              {IMAGE(map.z), MAYBE(roughness.form.mask)},
+              {BAD_MAPS, SET(roughness.cutoff, kNaN), SET(roughness.cutoff, kInf), SET(roughness.cutoff, -1),
+               SET(roughness.finest, 0.1), SET(roughness.finest, 3)}},
+             {"CompareHeights",
+              [](auto& a) { CompareHeights(a.map, a.other, a.compare); },
+              {MAYBE(compare.mask)},
+              {BAD_MAPS, SET(other, HeightMap()), SET(other.unit, "um"), SET(other.pitch, 0.2), SET(other.pitch, 0)}},
+             {"CompareHeights without a pitch",
+              [](auto& a) { CompareHeights(a.loose, a.reference, a.compare); },
+              {IMAGE(loose.z), MAYBE(compare.mask)},
+              {}},
+             {"PointsOf", [](auto& a) { PointsOf(a.map); }, {IMAGE(map.z)}, {BAD_MAPS, SET(map.pitch, 0)}},
+             {"EncodeHeightMap",
+              [](auto& a) { EncodeHeightMap(a.name, a.map, a.file); },
+              {IMAGE(map.z)},
+              {BAD_MAPS, SET(file.bits, 8), SET(name, "map.xml"), SET(file.largestStep, kNaN),
+               SET(file.largestStep, -1)}}});
+    EXPECT_THROW(MeasureStep(SurfaceArguments().map, SurfaceArguments().base, SurfaceArguments().top, 1 << 30),
+                 NothingUsable);
+}
+
+struct PictureArguments {
+    cv::Mat values = Filled<float>(0, 1);
+    PictureStyle style;
+    cv::Mat1i numbers = Filled<int>(0, 3);
+    cv::Mat3b left = Exact(kSize, CV_8UC3), right = Exact(kSize, CV_8UC3);
+    Plot plot{"", "", "", {0, 1, 2}, {5, 7, 3}};
+    std::string folder = testing::TempDir();
+};
+
+TEST(Arguments, OfPictures) {
+    PictureArguments good;
+    good.style.shade = true;
+    good.style.contours = 3;
+    good.style.mask = Filled<std::uint8_t>(255, 255);
+    good.style.components = good.numbers;
+    good.style.marks = Filled<std::uint8_t>(0, 1);
+    const std::vector<Change<PictureArguments>> steps{SET(style.step, 0), SET(style.step, -3)};
+    ExpectRefusals<PictureArguments>(
+        good,
+        {{"DrawPicture",
+          [](auto& a) { DrawPicture(a.values, a.style); },
+          {IMAGE(values), MAYBE(style.mask), MAYBE(style.components), MAYBE(style.marks)},
+          {SET(values, Exact(kSize, CV_8S)), SET(values, Exact(kSize, CV_32FC2)), SET(style.step, 0),
+           SET(style.percent, kNaN), SET(style.percent, 51), SET(style.percent, -1), SET(style.period, kNaN),
+           SET(style.period, -1), SET(style.contours, -1), SET(style.range, (ValueRange{kNaN, 1})),
+           SET(style.range, (ValueRange{0, kInf})), SET(style.range, (ValueRange{3, 1}))}},
+         {"DrawComponents", [](auto& a) { DrawComponents(a.numbers); }, {IMAGE(numbers)}, {}},
+         {"DrawComponents, framed", [](auto& a) { DrawComponents(a.numbers, a.style); }, {IMAGE(numbers)}, steps},
+         {"SideBySide", [](auto& a) { SideBySide(a.left, a.right); }, {IMAGE(left)}, {SET(right, cv::Mat3b())}},
+         {"DrawPlot",
+          [](auto& a) { DrawPlot(a.plot); },
+          {},
+          {SET(plot, Plot()), DO(plot.values.pop_back()), SET(plot.positions[1], kNaN), SET(plot.positions[2], kInf),
+           SET(plot.positions[1], 9), SET(plot.positions[2], 0), SET(plot.values, (std::vector<float>(3, NAN)))}}});
+    for (const char* ending : {".png", ".tiff", ".bmp", ".npy"}) {
+        SCOPED_TRACE(ending);
+        const std::string name = good.folder + "nothing" + ending;
+        for (const cv::Mat& bad : {cv::Mat(), cv::Mat(0, 9, CV_8U), Exact(kSize, CV_8SC2)})
+            Refusal([&] { WritePicture(name, bad); });
+        Refusal([&] { WritePicture(name, cv::Mat(std::vector<int>{3, 3, 3}, CV_8U)); });
+        EXPECT_FALSE(std::filesystem::exists(name));
+    }
+    // Numbers that make sense, but just so, end soon.
+    good.style.step = std::numeric_limits<int>::max();
+    good.style.contours = std::numeric_limits<int>::max();
+    EXPECT_FALSE(DrawPicture(good.values, good.style).empty());
+    good.plot.positions = {1e20, std::nextafter(1e20, kInf), std::nextafter(std::nextafter(1e20, kInf), kInf)};
+    good.plot.values = {-3e38f, 3e38f, 0.0f};
+    EXPECT_FALSE(DrawPlot(good.plot).empty());
+    good.plot.positions = {-1e308, 0, 1e308};
+    EXPECT_FALSE(DrawPlot(good.plot).empty());
+}
+
+struct BoardArguments {
+    BoardArguments() {
+        for (AbsolutePhase* each : {&columns, &rows}) {
+            each->mask = Filled<std::uint8_t>(255, 255);
+            each->coordinate = Filled<float>(0, 9);
+            each->modulation = Filled<float>(50, 90);
+        }
+        view.picture = Filled<std::uint8_t>(0, 255);
+        view.points = {{0, {1, 1}, {2, 2}, {1, 0, 0, 1}, 0.1}, {1, {9, 1}, {12, 2}, {1, 0, 0, 1}, 0.1}};
+        fit.cameraResiduals = fit.projectorResiduals = {{0.1, 0}, {0, 0.1}};
+        result.poses = {fit};
+        result.worst = {{0, 1, 0.3}};
+        result.calibration.cameraSize = result.calibration.projectorSize = kSize;
+        views = {view};
+    }
+    BoardDescription board{BoardPattern::eChessboard, {9, 6}, 10};
+    cv::Mat picture = Filled<std::uint8_t>(0, 255);
+    std::vector<cv::Point2d> points{{20, 15}};
+    AbsolutePhase columns, rows;
+    BoardView view;
+    PoseFit fit;
+    std::vector<BoardView> views;
+    CalibrationResult result;
+};
+
+TEST(Arguments, OfBoards) {
+    const std::vector<Change<BoardArguments>> boards{SET(board, BoardDescription()), SET(board.count.width, 2),
+                                                     SET(board.count.height, 1 << 30), SET(board.spacing, kNaN),
+                                                     SET(board.spacing, 0)};
+    auto poses = boards;
+    for (const Change<BoardArguments>& change : std::vector<Change<BoardArguments>>{
+             DO(fit.cameraResiduals.pop_back()), DO(fit.projectorResiduals.clear()), SET(view, BoardView()),
+             SET(fit, PoseFit()), SET(fit.cameraResiduals[0][0], kNaN), SET(view.points[0].camera.x, kNaN),
+             SET(view.points[1].camera.x, 1e300)})
+        poses.push_back(change);
+    ExpectRefusals<BoardArguments>(
+        {},
+        {{"BoardPoints", [](auto& a) { BoardPoints(a.board); }, {}, boards},
+         {"FindBoard", [](auto& a) { FindBoard(a.picture, a.board); }, {IMAGE(picture)}, boards},
+         {"MatchBoard",
+          [](auto& a) { MatchBoard(a.points, a.columns, a.rows); },
+          {IMAGE(columns.mask), IMAGE(columns.modulation), IMAGE(columns.coordinate), IMAGE(rows.mask),
+           IMAGE(rows.modulation), IMAGE(rows.coordinate)},
+          {SET(columns, AbsolutePhase()), SET(points[0].x, kNaN), SET(points[0].y, kInf)}},
+         {"DrawPose", [](auto& a) { DrawPose(a.view, a.fit, a.board); }, {IMAGE(view.picture)}, poses},
+         {"DrawCoverage",
+          [](auto& a) { DrawCoverage(a.views, a.result); },
+          {},
+          {SET(result, CalibrationResult()), DO(views.clear()), DO(result.poses[0].cameraResiduals.clear()),
+           SET(result.calibration.cameraSize, cv::Size()), SET(views[0].points[0].projector.y, kInf)}},
+         {"SummaryOf",
+          [](auto& a) { SummaryOf(a.result, a.views, a.board); },
+          {},
+          {DO(views.clear()), DO(views[0].points.clear()), SET(result.worst[0].pose, -1), SET(board.count.width, 0)}}});
+    BoardArguments far;
+    far.points = {{-1e300, 1e300}, {1e5, 3}};
+    EXPECT_TRUE(MatchBoard(far.points, far.columns, far.rows).empty());
+    EXPECT_TRUE(FindBoard(Filled<float>(0, 9, {5000, 1}), far.board).points.empty());
+    // Of views from which nothing can be calibrated.
+    BoardView view = far.view;
+    for (int i = 0; i < 54; ++i)
+        view.points.push_back({i, {i % 9 * 4.0, i / 9 * 4.0}, {i % 9 * 40.0, i / 9 * 40.0}, {1, 0, 0, 1}, 0.1});
+    const auto refuse = [&](const std::function<void(BoardView&)>& spoil, cv::Size projector) {
+        std::vector<BoardView> views(5, view);
+        spoil(views[3]);
+        Refusal([&] { Calibrate(views, far.board, projector); });
+    };
+    refuse([](auto&) {}, {});
+    refuse([](auto& v) { v.points[7].camera.x = kNaN; }, kSize);
+    refuse([](auto& v) { v.points[7].projector.y = kInf; }, kSize);
+    refuse([](auto& v) { v.points[7].index = 54; }, kSize);
+    refuse([](auto& v) { v.points[7].index = -1; }, kSize);
+    refuse([](auto& v) { v.diameter = kNaN; }, kSize);
+    refuse([](auto& v) { v.points.clear(); }, kSize);
+    refuse([](auto& v) { v.picture = Exact({3, 2}, CV_8U); }, kSize);
+}
+
+}  // namespace

@@ -1,0 +1,124 @@
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <deque>
+#include <functional>
+#include <limits>
+#include <opencv2/core.hpp>
+#include <string>
+#include <vector>
+
+#include "measure/error.h"
+#include "measure/image.h"
+
+// Tables of bad arguments: every public function refuses them with an InputError, whatever they are. All images have
+// buffers of exactly their size, so that a sanitized run sees every read beyond them.
+namespace test {
+
+inline constexpr double kNaN = std::numeric_limits<double>::quiet_NaN(), kInf = std::numeric_limits<double>::infinity();
+inline const cv::Size kSize(40, 30);
+
+// An image whose pixels are followed by memory that is not its own.
+inline cv::Mat Exact(cv::Size size, int type) {
+    static std::deque<std::vector<std::uint8_t>> buffers;
+    buffers.emplace_back(static_cast<std::size_t>(size.area()) * static_cast<std::size_t>(CV_ELEM_SIZE(type)));
+    return {size, type, buffers.back().data()};
+}
+template <class T>
+cv::Mat_<T> Filled(double lower, double upper, cv::Size size = kSize) {
+    cv::Mat_<T> image = Exact(size, cv::traits::Type<T>::value);
+    if (lower < upper)
+        cv::randu(image, lower, upper);
+    else
+        image = cv::saturate_cast<T>(lower);
+    return image;
+}
+template <class T>
+void Settle(cv::Mat_<T>& image) {
+    cv::Mat_<T> exact = Exact(image.size(), image.type());
+    image.copyTo(exact);
+    image = exact;
+}
+
+// What a family of functions takes, A, as it must be; and how one of its members is spoilt.
+template <class A>
+struct Change {
+    const char* name;
+    std::function<void(A&)> apply;
+};
+template <class A>
+struct Image {
+    const char* name;
+    std::function<cv::Mat&(A&)> of;
+    bool mayBeMissing = false;
+};
+template <class A>
+struct Function {
+    const char* name;
+    std::function<void(const A&)> call;
+    std::vector<Image<A>> images;  // each is refused when it is smaller, wider or empty
+    std::vector<Change<A>> changes;
+};
+#define IMAGE(path)                                   \
+  {                                                   \
+#    path, [](auto& a) -> cv::Mat& { return a.path; } \
+  }
+#define MAYBE(path)                                         \
+  {                                                         \
+#    path, [](auto& a) -> cv::Mat& { return a.path; }, true \
+  }
+#define SET(path, value)                                    \
+  {                                                         \
+#    path " = " #    value, [](auto& a) { a.path = value; } \
+  }
+#define DO(statement)                        \
+  {                                          \
+#    statement, [](auto& a) { a.statement; } \
+  }
+
+// The text of the InputError; a failure for anything else.
+inline std::string Refusal(const std::function<void()>& call) {
+    try {
+        call();
+        ADD_FAILURE() << "was accepted";
+    } catch (const measure::InputError& error) {
+        EXPECT_STRNE(error.what(), "");
+        return error.what();
+    } catch (const std::exception& error) {
+        ADD_FAILURE() << "no InputError: " << error.what();
+    } catch (const KrN::KrException* error) {
+        ADD_FAILURE() << "a pointer escaped: " << error->what();
+    }
+    return {};
+}
+
+template <class A>
+void ExpectRefusals(const A& good, const std::vector<Function<A>>& functions) {
+    for (const Function<A>& function : functions) {
+        SCOPED_TRACE(function.name);
+        EXPECT_NO_THROW(function.call(good));
+        for (const Image<A>& image : function.images) {
+            const auto with = [&](cv::Size size) {
+                A bad = good;
+                cv::Mat& spoilt = image.of(bad);
+                spoilt = size.empty() ? cv::Mat() : Exact(size, spoilt.type());
+                return Refusal([&] { function.call(bad); });
+            };
+            SCOPED_TRACE(image.name);
+            if (!image.mayBeMissing) with({});
+            if (function.images.size() < 2 && !image.mayBeMissing) continue;
+            EXPECT_NE(with({3, 2}).find("3 x 2"), std::string::npos);
+            with({kSize.width, 1});
+            with({1, kSize.height});
+        }
+        for (const Change<A>& change : function.changes) {
+            SCOPED_TRACE(change.name);
+            A bad = good;
+            change.apply(bad);
+            Refusal([&] { function.call(bad); });
+        }
+    }
+}
+
+}  // namespace test
