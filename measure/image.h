@@ -51,9 +51,10 @@ ImageOf<std::remove_const_t<T>> ViewOf(T* pixels, int width, int height, std::si
     static_assert(!std::is_void_v<Image>,
                   "images have pixels of std::uint8_t, std::uint16_t, std::int32_t, float or double");
     constexpr int longest = std::numeric_limits<short>::max();
-    if (width < 0 || height < 0 || width > longest || height > longest)
-        throw InputError("a picture of " + std::to_string(width) + " x " + std::to_string(height) +
-                         " pixels is too large: its sides may have 32767");
+    const bool isNegative = width < 0 || height < 0;
+    if (isNegative || width > longest || height > longest)
+        throw InputError("a picture of " + std::to_string(width) + " x " + std::to_string(height) + " pixels is " +
+                         (isNegative ? "none: its sides cannot be negative" : "too large: its sides may have 32767"));
     if (stride > std::numeric_limits<std::uint32_t>::max())
         throw InputError("rows of pictures may be at most 4 GB apart");
     if (!pixels && width > 0 && height > 0) throw InputError("a picture has no pixels");
@@ -65,15 +66,40 @@ ImageOf<std::remove_const_t<T>> ViewOf(T* pixels, int width, int height, std::si
     }
 }
 
-// A view of a matrix, also of a part of one; of a const matrix a read-only one. The view does not keep the matrix
-// alive, so that a temporary one is refused. Throws as above.
+// A view of a matrix whose pixel type the compiler does not know, as cv::imread returns it, also of a part of one; of a
+// const matrix a read-only one: ViewOf<std::uint8_t>(matrix). The view does not keep the matrix alive, so that a
+// temporary one is refused. Throws as above, and InputError when the matrix has pixels of another type, several
+// channels or more than two dimensions.
+template <class T>
+void RequirePixels(const cv::Mat& image) {
+    if (image.dims > 2)
+        throw InputError("a matrix of " + std::to_string(image.dims) + " dimensions is no picture, which has two");
+    constexpr int type = cv::traits::Type<T>::value;
+    if (image.type() != type)
+        throw InputError("a matrix of " + cv::typeToString(image.type()) + " cannot be viewed as one of " +
+                         cv::typeToString(type));
+}
+template <class T>
+ImageOf<T> ViewOf(cv::Mat& image) {
+    RequirePixels<T>(image);
+    return ViewOf(image.ptr<T>(), image.cols, image.rows, image.step[0]);
+}
+template <class T>
+ImageOf<T> ViewOf(const cv::Mat& image) {
+    RequirePixels<T>(image);
+    return ViewOf(image.ptr<T>(), image.cols, image.rows, image.step[0]);
+}
+template <class T>
+void ViewOf(const cv::Mat&& image) = delete;
+
+// The same of a matrix whose type is known: ViewOf(matrix).
 template <class T>
 ImageOf<T> ViewOf(cv::Mat_<T>& image) {
-    return ViewOf(image.template ptr<T>(), image.cols, image.rows, image.step[0]);
+    return ViewOf<T>(static_cast<cv::Mat&>(image));
 }
 template <class T>
 ImageOf<T> ViewOf(const cv::Mat_<T>& image) {
-    return ViewOf(image.template ptr<T>(), image.cols, image.rows, image.step[0]);
+    return ViewOf<T>(static_cast<const cv::Mat&>(image));
 }
 template <class T>
 void ViewOf(const cv::Mat_<T>&& image) = delete;

@@ -3,7 +3,9 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <memory>
+#include <string>
 #include <vector>
 
 #include "ipbase/ipLArith.h"
@@ -39,6 +41,34 @@ TEST(ImageViews, OfMatrices) {
     EXPECT_EQ(0, ViewOf(none).AOIWidth());
     const cv::Mat1b wide(1, 40000, std::uint8_t{0});
     EXPECT_THROW(ViewOf(wide), InputError);
+}
+
+std::string Refusal(const std::function<void()>& call) {
+    try {
+        call();
+        return "none";
+    } catch (const InputError& error) {
+        return error.what();
+    }
+}
+
+TEST(ImageViews, OfMatricesOfAnyType) {
+    cv::Mat picture(3, 4, CV_16U, cv::Scalar(5));  // as a file is read
+    auto view = ViewOf<std::uint16_t>(picture);
+    view.WritePixel({3, 2}, 7);
+    EXPECT_EQ(7, picture.at<std::uint16_t>(2, 3));
+    EXPECT_TRUE(ViewOf<std::uint16_t>(std::as_const(picture)).IsReadOnly());
+    EXPECT_EQ("a matrix of CV_16UC1 cannot be viewed as one of CV_8UC1",
+              Refusal([&] { ViewOf<std::uint8_t>(picture); }));
+    const cv::Mat colours(3, 4, CV_8UC3);
+    EXPECT_EQ("a matrix of CV_8UC3 cannot be viewed as one of CV_8UC1",
+              Refusal([&] { ViewOf<std::uint8_t>(colours); }));
+    const int sides[] = {2, 3, 4};
+    const cv::Mat1b cube(3, sides);
+    EXPECT_EQ("a matrix of 3 dimensions is no picture, which has two", Refusal([&] { ViewOf(cube); }));
+    std::uint8_t pixel = 0;
+    EXPECT_EQ("a picture of -3 x 2 pixels is none: its sides cannot be negative",
+              Refusal([&] { ViewOf(&pixel, -3, 2, 4); }));
 }
 
 TEST(ImageViews, OfMemory) {
