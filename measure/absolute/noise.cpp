@@ -6,6 +6,7 @@
 #include <opencv2/imgproc.hpp>
 
 #include "measure/absolute/wrapping.h"
+#include "measure/base/quantile.h"
 #include "measure/fringe/phaserows.h"
 
 namespace measure {
@@ -21,13 +22,6 @@ void VisitSample(const DecodeState& state, int count, const Visit& visit) {
     for (int y = stride / 2; y < size.height; y += stride)
         for (int x = stride / 2; x < size.width; x += stride)
             if (state.usable(y, x)) visit(cv::Point(x, y));
-}
-
-float Quantile(std::vector<float> values, double share) {
-    if (values.empty()) return 0;
-    const auto place = values.begin() + static_cast<std::ptrdiff_t>(static_cast<double>(values.size() - 1) * share);
-    std::nth_element(values.begin(), place, values.end());
-    return *place;
 }
 
 }  // namespace
@@ -49,7 +43,7 @@ double EstimateNoise(const DecodeState& state) {
     });
     // Fringes bend more one way than the other; noise has no direction. A second difference has six times the variance
     // of the phase, the median of its size is 0.6745 of the deviation.
-    const float median = std::min(Quantile(across, 0.5), Quantile(down, 0.5));
+    const float median = std::min(MedianOf(across), MedianOf(down));
     const auto frames = static_cast<double>(fine.shifts.size());
     const double noise = static_cast<double>(median) / 0.6745 / std::sqrt(6.0) / std::sqrt(2.0 / frames);
     return std::max(noise, 1e-4 * fine.limits.fullScale);
@@ -65,7 +59,7 @@ void FindBest(DecodeState& state) {
         all.push_back(at);
     });
     // Less than the quartile itself: with the ripple of fringes that are no sines, only some phases reach that.
-    state.leastModulation = 0.6f * Quantile(values, 0.75);
+    state.leastModulation = 0.6f * QuantileOf(values, 0.75);
     std::copy_if(all.begin(), all.end(), std::back_inserter(state.best),
                  [&](cv::Point at) { return modulation(at) >= state.leastModulation; });
 }

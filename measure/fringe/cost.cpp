@@ -103,7 +103,7 @@ private:
 void ReduceNoise(const cv::Mat1f& modulation, const cv::Mat1b& usable, cv::Mat1f& bend) {
     constexpr double kCalm = 0.2;  // radians
     auto noises = Sample(bend.size(), [&](int y, int x) { return usable(y, x) ? bend(y, x) * modulation(y, x) : NAN; });
-    const double noise = Quantile(noises, 0.5);
+    const auto noise = static_cast<double>(MedianOf(noises));
     if (!(noise > 0)) return;
     const auto scale = static_cast<float>(kCalm / noise / 9);
     ForRowBands(bend.size(), {}, "", [&](const cv::Range& range) {

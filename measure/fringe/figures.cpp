@@ -7,13 +7,6 @@
 
 namespace measure {
 
-double Quantile(std::vector<float>& values, double share) {
-    if (values.empty()) return 0;
-    const auto place = values.begin() + static_cast<std::ptrdiff_t>(share * static_cast<double>(values.size() - 1));
-    std::nth_element(values.begin(), place, values.end());
-    return static_cast<double>(*place);
-}
-
 // From the mixed second difference over 2 x 2 pixels, which straight fringes and slopes of the brightness leave small.
 double NoiseOf(const cv::Mat& frame, const cv::Mat1b& usable) {
     auto values = Sample(frame.size(), [&](int y, int x) {
@@ -22,7 +15,7 @@ double NoiseOf(const cv::Mat& frame, const cv::Mat1b& usable) {
                         LevelAt(frame, y + 1, x + 1));
     });
     // Beyond four times the median there is texture.
-    const double limit = 4 * std::max(Quantile(values, 0.5), frame.depth() == CV_32F ? 0.0 : 1.0);
+    const double limit = 4 * std::max(static_cast<double>(MedianOf(values)), frame.depth() == CV_32F ? 0.0 : 1.0);
     double sum = 0, count = 0;
     for (const float value : values) {
         if (static_cast<double>(value) > limit) continue;

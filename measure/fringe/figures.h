@@ -4,6 +4,7 @@
 #include <opencv2/core.hpp>
 #include <vector>
 
+#include "measure/base/quantile.h"
 #include "measure/fringe.h"
 
 namespace measure {
@@ -24,14 +25,11 @@ std::vector<float> Sample(cv::Size size, const Visit& visit) {
     return values;
 }
 
-// The value that the given share of the values does not exceed; reorders them. 0 for none.
-double Quantile(std::vector<float>& values, double share);
-
 // The median over the usable pixels.
 template <class Value>
 double MedianOfUsable(const FringePhase& phase, const Value& value) {
     auto values = Sample(phase.usable.size(), [&](int y, int x) { return phase.usable(y, x) ? value(y, x) : NAN; });
-    return Quantile(values, 0.5);
+    return static_cast<double>(MedianOf(values));
 }
 
 // Of the camera, the standard deviation in grey levels.

@@ -23,7 +23,7 @@ constexpr double kMuchResidual = 0.35;  // of B: more than fringes of any shape 
 // The level that one pixel of twenty exceeds in the brightest frame, as a share of full scale.
 double PeakOf(const FringePhase& phase) {
     auto values = Sample(phase.mean.size(), [&](int y, int x) { return phase.mean(y, x) + phase.modulation(y, x); });
-    return Quantile(values, 0.95) / phase.limits.fullScale;
+    return static_cast<double>(QuantileOf(values, 0.95)) / phase.limits.fullScale;
 }
 
 void Judge(const FringePhase& phase, const Ripple& ripple, const FrameNames& names, FringeQuality& q) {

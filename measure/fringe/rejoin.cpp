@@ -24,7 +24,7 @@ bool Continue(float a, float b) { return std::abs(a - b) <= kPi; }  // false for
 // The cost above which a pixel is taken for the edge of an object: noise makes all costs rise.
 float EdgeCost(const cv::Mat1f& cost) {
     auto costs = Sample(cost.size(), [&](int y, int x) { return cost(y, x); });
-    return std::max(kLeastEdge, kEdge * static_cast<float>(Quantile(costs, 0.5)));
+    return std::max(kLeastEdge, kEdge * MedianOf(costs));
 }
 
 // Numbers the pieces from 1: first their insides, from which they grow back ring by ring, then what no inside reaches.

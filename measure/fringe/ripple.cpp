@@ -3,6 +3,7 @@
 #include <cmath>
 
 #include "measure/base/arguments.h"
+#include "measure/base/quantile.h"
 #include "measure/fringe.h"
 #include "measure/fringe/harmonics.h"
 
@@ -35,9 +36,7 @@ double HighOf(const std::vector<LineCount>& lines) {
     std::vector<double> periods;
     periods.reserve(lines.size());
     for (const LineCount& line : lines) periods.push_back(line.Periods());
-    const auto place = periods.begin() + static_cast<std::ptrdiff_t>(periods.size() * 9 / 10);
-    std::nth_element(periods.begin(), place, periods.end());
-    return *place;
+    return QuantileOf(periods, 0.9);
 }
 
 double CountPeriodsInView(const FringePhase& set) {

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "measure/base/arguments.h"
+#include "measure/base/quantile.h"
 #include "measure/image.h"
 
 namespace measure {
@@ -42,13 +43,9 @@ std::vector<float> SampleValues(const cv::Mat1f& values) {
 ValueRange FindRange(const cv::Mat1f& values, double percent) {
     std::vector<float> sample = SampleValues(values);
     if (sample.empty()) return {};
-    const auto at = [&](double share) {
-        const auto n = sample.begin() + static_cast<std::ptrdiff_t>(share * static_cast<double>(sample.size() - 1));
-        std::nth_element(sample.begin(), n, sample.end());
-        return static_cast<double>(*n);
-    };
-    const double tail = std::clamp(percent / 100.0, 0.0, 0.5);
-    return {at(tail), at(1.0 - tail)};
+    const double tail = percent / 100.0;
+    const auto lower = static_cast<double>(QuantileOf(sample, tail));
+    return {lower, static_cast<double>(QuantileOf(sample, 1.0 - tail))};
 }
 
 ValueRange RangeOf(const cv::Mat1f& values, const PictureStyle& style) {

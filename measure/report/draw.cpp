@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "measure/base/arguments.h"
+#include "measure/base/quantile.h"
 #include "measure/error.h"
 #include "measure/image.h"
 #include "measure/report/colours.h"
@@ -86,9 +87,8 @@ cv::Mat1f HillShade(const cv::Mat1f& drawn) {
         }
     }
     if (slopes.empty()) return shade;
-    const auto typical = slopes.begin() + static_cast<std::ptrdiff_t>(slopes.size() * 4 / 5);
-    std::nth_element(slopes.begin(), typical, slopes.end());
-    const float scale = *typical > 0.0f ? 1.0f / *typical : 0.0f;
+    const float typical = QuantileOf(slopes, 0.8);
+    const float scale = typical > 0.0f ? 1.0f / typical : 0.0f;
     cv::parallel_for_(cv::Range(1, std::max(1, values.rows - 1)), [&](const cv::Range& rows) {
         float gx = 0.0f, gy = 0.0f;
         for (int y = rows.start; y < rows.end; ++y) {

@@ -1,21 +1,13 @@
 #pragma once
 
-#include <algorithm>
 #include <cmath>
 #include <cstddef>
 #include <opencv2/core.hpp>
 #include <vector>
 
-namespace measure {
+#include "measure/base/quantile.h"
 
-// The value below which a share of 0 to 1 of the values lies; reorders them. There must be one.
-inline float PercentileOf(std::vector<float>& values, double share) {
-    const double place = std::clamp(share, 0.0, 1.0) * static_cast<double>(values.size() - 1);
-    const auto at = values.begin() + static_cast<std::ptrdiff_t>(place + 0.5);
-    std::nth_element(values.begin(), at, values.end());
-    return *at;
-}
-inline float MedianOf(std::vector<float>& values) { return PercentileOf(values, 0.5); }
+namespace measure {
 
 struct Spread {
     float median = 0, sigma = 0;

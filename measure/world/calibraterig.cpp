@@ -5,6 +5,7 @@
 #include <opencv2/calib3d.hpp>  // its names of flags alone
 
 #include "measure/base/arguments.h"
+#include "measure/base/quantile.h"
 #include "measure/error.h"
 #include "measure/world/adjust.h"
 #include "measure/world/judgecalibration.h"
@@ -82,12 +83,6 @@ Side CalibrateAlone(const std::vector<BoardView>& views, const std::vector<cv::P
     return side;
 }
 
-double Middle(std::vector<double> values) {
-    const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
-    std::nth_element(values.begin(), middle, values.end());
-    return *middle;
-}
-
 // Each pose tells how camera and projector stand to each other; the median of all is not led astray by one that is off.
 void PlaceProjector(const Side& camera, const Side& projector, Calibration& rig) {
     std::vector<double> turns[3], shifts[3];
@@ -101,8 +96,8 @@ void PlaceProjector(const Side& camera, const Side& projector, Calibration& rig)
             shifts[j].push_back(shift[j]);
         }
     }
-    rig.rotation = RotationOf({Middle(turns[0]), Middle(turns[1]), Middle(turns[2])});
-    rig.translation = {Middle(shifts[0]), Middle(shifts[1]), Middle(shifts[2])};
+    rig.rotation = RotationOf({MedianOf(turns[0]), MedianOf(turns[1]), MedianOf(turns[2])});
+    rig.translation = {MedianOf(shifts[0]), MedianOf(shifts[1]), MedianOf(shifts[2])};
 }
 
 // How far the centre of a tilted circle's picture lies from the picture of its centre.

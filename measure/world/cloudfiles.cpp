@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "measure/base/arguments.h"
+#include "measure/base/quantile.h"
 #include "measure/cloud.h"
 #include "measure/error.h"
 #include "measure/io/bytes.h"
@@ -87,9 +88,7 @@ double DepthStep(const Cloud& cloud) {
             if (std::isfinite(distance)) distances.push_back(distance);
         }
     if (distances.empty()) return std::numeric_limits<double>::infinity();
-    const auto middle = distances.begin() + static_cast<std::ptrdiff_t>(distances.size() / 2);
-    std::nth_element(distances.begin(), middle, distances.end());
-    return 4 * static_cast<double>(*middle);
+    return 4 * static_cast<double>(MedianOf(distances));
 }
 
 std::vector<std::uint8_t> EncodePly(const Cloud& cloud, const PlyOptions& options, const Progress& progress) {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "measure/base/quantile.h"
 #include "measure/world/triangulation.h"
 
 namespace measure {
@@ -30,13 +31,6 @@ std::vector<Sample> TakeSamples(const ProjectorCoordinates& seen, bool fromRows)
     return samples;
 }
 
-double Median(std::vector<double>& values) {
-    if (values.empty()) return 0;
-    const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
-    std::nth_element(values.begin(), middle, values.end());
-    return *middle;
-}
-
 bool IsInside(double v, int length) {
     if (length == 0) return std::isfinite(v);
     const double margin = kMargin * length + 0.5;
@@ -61,7 +55,7 @@ Fit Judge(const std::vector<Sample>& samples, const Calibration& c, bool fromRow
                               IsInside(fromRows ? expected : main, c.projectorSize.width);
         if (p.z > 0 && static_cast<double>(p.z) < farthest && q[2] > 0 && isInside) ++possible;
     }
-    return {samples.empty() ? 0 : double(possible) / double(samples.size()), Median(residuals), Median(depths)};
+    return {samples.empty() ? 0 : double(possible) / double(samples.size()), MedianOf(residuals), MedianOf(depths)};
 }
 
 struct Alternative {

@@ -4,6 +4,7 @@
 #include <optional>
 
 #include "measure/base/arguments.h"
+#include "measure/base/quantile.h"
 #include "measure/board.h"
 #include "measure/error.h"
 
@@ -96,9 +97,7 @@ private:
         std::vector<double> sizes;
         for (const Sample& s : mSamples) sizes.push_back(std::sqrt(s.weight) * std::abs(Residual(s, terms)));
         std::vector<double> sorted = sizes;
-        const auto middle = sorted.begin() + static_cast<std::ptrdiff_t>(sorted.size() / 2);
-        std::nth_element(sorted.begin(), middle, sorted.end());
-        const double most = limit * 1.4826 * *middle;
+        const double most = limit * 1.4826 * MedianOf(sorted);
         std::size_t kept = 0;
         for (std::size_t i = 0; i < mSamples.size(); ++i)
             if (sizes[i] <= most) mSamples[kept++] = mSamples[i];
@@ -120,10 +119,7 @@ double BestModulation(const AbsolutePhase& phase, const cv::Mat1b& mask, cv::Poi
     for (int y = window.y; y < window.br().y; ++y)
         for (int x = window.x; x < window.br().x; ++x)
             if (mask(y, x) != 0) values.push_back(phase.modulation(y, x));
-    if (values.empty()) return 0;
-    const auto high = values.begin() + static_cast<std::ptrdiff_t>(values.size() * 9 / 10);
-    std::nth_element(values.begin(), high, values.end());
-    return *high;
+    return QuantileOf(values, 0.9);
 }
 
 // By the smallest window that is good enough; a corner has light within 13 x 13 pixels, a dark circle only around it.

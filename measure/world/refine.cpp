@@ -4,15 +4,10 @@
 #include <cmath>
 #include <opencv2/imgproc.hpp>
 
+#include "measure/base/quantile.h"
+
 namespace measure {
 namespace {
-
-template <class T>
-T Share(std::vector<T>& values, double share) {
-    const auto at = values.begin() + static_cast<std::ptrdiff_t>(share * static_cast<double>(values.size() - 1));
-    std::nth_element(values.begin(), at, values.end());
-    return *at;
-}
 
 // Places next to one another in the board's rows and columns, which may run aslant for staggered circles.
 struct Lattice {
@@ -51,7 +46,7 @@ Spot WeighSpot(const cv::Mat1f& picture, cv::Point2d around, double radius) {
         for (int x = window.x; x < window.br().x; ++x)
             if (std::hypot(x - around.x, y - around.y) <= radius) levels.push_back(picture(y, x));
     if (levels.size() < 9) return {around, 0};
-    const float bright = Share(levels, 0.85), dark = Share(levels, 0.05);
+    const float bright = QuantileOf(levels, 0.85), dark = QuantileOf(levels, 0.05);
     constexpr double kRamp = 0.6;  // share of the step over which pixels count in part
     const double middle = 0.5 * (bright + dark), ramp = kRamp * (bright - dark);
     if (!(ramp > 0)) return {around, 0};
@@ -74,7 +69,7 @@ cv::Mat1b Stretch(const cv::Mat1f& picture) {
     const int step = std::max(1, static_cast<int>(std::sqrt(static_cast<double>(picture.total()) / 20000)));
     for (int y = 0; y < picture.rows; y += step)
         for (int x = 0; x < picture.cols; x += step) sample.push_back(picture(y, x));
-    const float high = Share(sample, 0.995);  // the brightest pixels may be glints
+    const float high = QuantileOf(sample, 0.995);  // the brightest pixels may be glints
     cv::Mat1b stretched;
     picture.convertTo(stretched, CV_8U, high > 0 ? 250 / high : 1);
     return stretched;
@@ -113,7 +108,7 @@ double RefineCircles(const cv::Mat1f& picture, const BoardDescription& board, st
             const double pixels = std::abs(lattice.AlongRow(x, y).cross(lattice.AlongColumn(x, y)));
             diameters.push_back(std::sqrt(4 / CV_PI * spot.area * cell / pixels));
         }
-    return Share(diameters, 0.5);
+    return MedianOf(diameters);
 }
 
 }  // namespace measure

@@ -3,6 +3,7 @@
 #include <nlohmann/json.hpp>
 
 #include "measure/base/arguments.h"
+#include "measure/base/quantile.h"
 #include "measure/calibrate.h"
 #include "measure/error.h"
 #include "measure/world/judgecalibration.h"
@@ -17,9 +18,7 @@ double PoseRms(const PoseFit& fit) { return std::hypot(fit.cameraRms, fit.projec
 double MiddlePoseRms(const std::vector<PoseFit>& poses) {
     std::vector<double> values;
     for (const PoseFit& fit : poses) values.push_back(PoseRms(fit));
-    const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
-    std::nth_element(values.begin(), middle, values.end());
-    return *middle;
+    return MedianOf(values);
 }
 
 std::string LensLine(const char* name, const Lens& l, const Lens& d) {

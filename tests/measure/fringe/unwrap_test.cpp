@@ -219,7 +219,7 @@ TEST(Unwrapping, BendQualityAndCost) {
     for (int i = 0; i < 14 * 19; ++i)
         if (scene.usable(i / 19, i % 19)) products.push_back(bend(i / 19, i % 19) * modulation(i / 19, i % 19));
     std::sort(products.begin(), products.end());
-    const auto noise = static_cast<double>(products[(products.size() - 1) / 2]);
+    const auto noise = static_cast<double>(products[products.size() / 2]);
     const cv::Rect inside(0, 0, 19, 14);
     const auto at = [&](cv::Point p) {
         return inside.contains(p) && scene.usable(p) ? static_cast<double>(scene.phase(p)) : NAN;

@@ -1,6 +1,7 @@
 #include <cmath>
 #include <cstdio>
 
+#include "measure/base/quantile.h"
 #include "measure/io.h"
 #include "tools/vorip/commands/commands.h"
 #include "tools/vorip/pictures/inputs.h"
@@ -40,10 +41,7 @@ double UsualGradient(const cv::Mat& image) {
                 4.0f * std::hypot(values(y, x + 1) - values(y, x - 1), values(y + 1, x) - values(y - 1, x));
             if (std::isfinite(gradient)) gradients.push_back(gradient);
         }
-    if (gradients.empty()) return 0.0;
-    const auto at = gradients.begin() + static_cast<std::ptrdiff_t>(gradients.size() * 9 / 10);
-    std::nth_element(gradients.begin(), at, gradients.end());
-    return static_cast<double>(*at);
+    return static_cast<double>(measure::QuantileOf(gradients, 0.9));
 }
 
 void RunEdges(const Options& options) {

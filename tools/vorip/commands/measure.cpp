@@ -6,6 +6,7 @@
 #include <iterator>
 #include <optional>
 
+#include "measure/base/quantile.h"
 #include "measure/surface.h"
 #include "measure/unwrap.h"
 #include "tools/vorip/commands/commands.h"
@@ -144,11 +145,10 @@ private:
         std::copy_if(depthNoise.begin(), depthNoise.end(), std::back_inserter(values),
                      [](float v) { return std::isfinite(v); });
         if (values.empty()) return;
-        const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
-        std::nth_element(values.begin(), middle, values.end());
-        mEntries.emplace_back("depth_noise_mm", JsonNumber(static_cast<double>(*middle)));
-        mReport += cv::format("noise of the camera leaves %.3g mm in the depths (standard deviation, median)\n",
-                              static_cast<double>(*middle));
+        const auto median = static_cast<double>(measure::MedianOf(values));
+        mEntries.emplace_back("depth_noise_mm", JsonNumber(median));
+        mReport +=
+            cv::format("noise of the camera leaves %.3g mm in the depths (standard deviation, median)\n", median);
     }
 
     void AddPeriods(const cv::Mat1f& radians, const cv::Mat1b& piece) {
