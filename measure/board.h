@@ -59,7 +59,8 @@ struct BoardView {
 // The projector's coordinates at the points of a board, from the absolute phase of both directions: the value at the
 // point of a surface of low order that is fitted to the pixels around, 13 x 13 or, around dark circles, more; pixels
 // count by their modulation, and those that lie off are dropped. Points around which there is not enough phase on all
-// sides are left out.
+// sides are left out. Throws InputError when images of the two directions are missing or differ in size, and for points
+// that are not finite.
 MEASURE_API std::vector<BoardPoint> MatchBoard(const std::vector<cv::Point2d>& points, const AbsolutePhase& columns,
                                                const AbsolutePhase& rows, const Progress& progress = {});
 

@@ -13,7 +13,8 @@
 namespace measure {
 
 // Millimetres in the frame of the camera (x right, y down, z away from it); images of the camera's size, NaN where
-// nothing was measured, in all of them alike.
+// nothing was measured, in all of them alike: a point of which one coordinate is not finite is none. Without pixels, or
+// with images of different sizes, it is an InputError wherever it is taken.
 struct Cloud {
     cv::Mat1f x, y, z;
     // Where the projector was decoded in both directions: how far the second coordinate is from where the first one and
@@ -29,7 +30,7 @@ struct ProjectorCoordinates {
 
 // origin + direction · period · phase / 2π: coordinates from an absolute phase (radians). `period` and `origin` are
 // projector pixels; direction is 1, or -1 where the phase falls with the coordinate. Throws InputError for other
-// directions, and for periods that are not above 0.
+// directions, for periods that are not above 0, and for a phase without pixels.
 MEASURE_API cv::Mat1f CoordinatesOf(const cv::Mat1f& phase, double period, double origin = 0, int direction = 1);
 
 struct CloudOptions {
@@ -49,10 +50,10 @@ struct CloudResult {
 
 // The points that the coordinates and the calibration tell of, by KrN::KrLPixelToWorld. Where both directions were
 // decoded, depths come from the one that the baseline runs along, the other one gives the residual. Throws InputError
-// when sizes do not fit, for implausible calibrations, for fringes along the baseline, and when most points are
-// impossible: behind the camera, outside the projector's picture, or with a second coordinate that does not fit. The
-// text then names the convention that is likely to be another one, as do the warnings when it is some of the points.
-// Throws NothingUsable when no pixel has a coordinate.
+// when sizes do not fit, for a negative residual limit, for implausible calibrations, for fringes along the baseline,
+// and when most points are impossible: behind the camera, outside the projector's picture, or with a second coordinate
+// that does not fit. The text then names the convention that is likely to be another one, as do the warnings when it is
+// some of the points. Throws NothingUsable when no pixel has a coordinate.
 MEASURE_API CloudResult MakeCloud(const ProjectorCoordinates& seen, const Calibration& calibration,
                                   const CloudOptions& options = {}, const Progress& progress = {});
 
@@ -76,7 +77,8 @@ struct PlyOptions {
 MEASURE_API double DepthStep(const Cloud& cloud);
 
 // The bytes of a binary PLY file: the valid points in reading order (float x y z, and the grey value as red green
-// blue), and triangles whose front is what the camera sees. Throws InputError for grey values of another size.
+// blue), and triangles whose front is what the camera sees. Throws InputError for grey values of another size and a
+// negative step.
 MEASURE_API std::vector<std::uint8_t> EncodePly(const Cloud& cloud, const PlyOptions& options = {},
                                                 const Progress& progress = {});
 // A line "x y z" for each valid point, millimetres with four decimals.

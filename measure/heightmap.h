@@ -36,7 +36,7 @@ struct GridOptions {
 // The heights of a cloud on a square grid of millimetres, linear in the triangles between neighbouring points; holes
 // stay NaN. Heights are -z: they rise towards the camera. Where surfaces lie behind one another, the one nearest to the
 // camera counts. Grid points lie at multiples of the pitch, so that clouds of one camera get grids that fit together.
-// Throws InputError for pictures of different sizes, a negative pitch and one that makes too large a grid;
+// Throws InputError for a negative pitch, one that makes too large a grid and one that is larger than the surface;
 // NothingUsable when no three neighbouring points are valid.
 MEASURE_API HeightMap ResampleToGrid(const Cloud& cloud, const GridOptions& options, const Progress& progress = {});
 

@@ -40,14 +40,15 @@ MEASURE_API void WritePicture(const std::string& file, const cv::Mat& image, con
 MEASURE_API void RequireWritableName(const std::string& file);
 
 // The bytes of a file that holds the image, of one channel or of three 8-bit ones (blue, green, red); the ending of
-// the name says which format. Refuses endings that it does not know and pixels that the format cannot hold.
+// the name says which format. Refuses endings that it does not know, images without pixels and pixels that the format
+// cannot hold.
 MEASURE_API std::vector<std::uint8_t> EncodePicture(const std::string& name, const cv::Mat& image,
                                                     const Progress& progress = {});
 
 // "8-bit", "16-bit", ...: the pixel type in words.
 MEASURE_API std::string PixelTypeName(const cv::Mat& image);
 
-// Refuses pictures of different sizes, naming both files.
+// Refuses pictures of different sizes, and without pixels, naming both files.
 MEASURE_API void RequireSameSize(const cv::Mat& a, const std::string& fileA, const cv::Mat& b,
                                  const std::string& fileB);
 // The same for pictures of different sizes or pixel types.

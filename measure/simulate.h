@@ -14,7 +14,8 @@
 
 // A camera and a projector that look at a scene, computed: the pictures of projected fringes and codes, and what each
 // pixel truly saw. Lengths are millimetres in the camera's frame (x right, y down, z away from it), brightnesses grey
-// levels of an 8-bit camera whatever the bits of the picture, pixel centres lie at whole numbers.
+// levels of an 8-bit camera whatever the bits of the picture, pixel centres lie at whole numbers. Numbers that make no
+// sense (lengths, periods and brightnesses that are not finite or out of their range) are an InputError.
 namespace measure::simulate {
 
 using measure::Lens;
@@ -138,9 +139,10 @@ MEASURE_API Pattern GrayBit(int bit, int bits, double cell, double offset = 0, b
 
 // How pictures are taken. Noise is in grey levels of an 8-bit camera.
 struct Capture {
-    int bits = 8;              // 8 gives 8-bit pictures, 9 to 16 give 16-bit pictures of that many used bits
-    double exposure = 1;       // factor on all brightness
-    double gamma = 1;          // of the projector
+    int bits = 8;         // 8 gives 8-bit pictures, 9 to 16 give 16-bit pictures of that many used bits
+    double exposure = 1;  // factor on all brightness
+    double gamma = 1;     // of the projector
+    // Each 0 to 100.
     double noise = 0;          // standard deviation, independent of the brightness
     double shotNoise = 0;      // variance per grey level
     double speckle = 0;        // contrast of a grain about 2 pixels wide that changes from picture to picture

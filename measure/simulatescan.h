@@ -59,8 +59,9 @@ struct Judgement {
     cv::Mat1b picture;  // 0 nothing expected, 80 right, 160 missing, 200 stray, 255 wrong
 };
 
-// Judges a result in periods, NaN where invalid. With `repeat` above 0 orders are compared modulo that number. A pixel
-// at an edge sees two surfaces: it is right when it has the order of any of its neighbours.
+// Judges a result in periods, NaN where invalid; images of different sizes are an InputError. With `repeat` above 0
+// orders are compared modulo that number. A pixel at an edge sees two surfaces: it is right when it has the order of
+// any of its neighbours.
 MEASURE_API Judgement Judge(const cv::Mat1d& periods, const Reference& reference, Freedom freedom, int repeat = 0);
 MEASURE_API Judgement Judge(const AbsolutePhase& result, const Simulation& simulation, Axis axis,
                             const CodedAxis& coding, const Capture& capture, const AxisPictures& pictures);

@@ -39,7 +39,7 @@ MEASURE_API SphereFit CheckSphere(const Cloud& cloud, const cv::Mat1b& area, dou
 MEASURE_API PlaneFit CheckPlane(const Cloud& cloud, const cv::Mat1b& area, double discarded = kDiscardedShare,
                                 const Progress& progress = {});
 
-// What of an artefact is calibrated, 0: nothing. The errors are measured minus calibrated.
+// What of an artefact is calibrated, 0: nothing, below 0: an InputError. The errors are measured minus calibrated.
 MEASURE_API Quantities QuantitiesOf(const SphereFit& sphere, double diameter = 0);
 MEASURE_API Quantities QuantitiesOf(const PlaneFit& plane);
 // Of the centres of two spheres: sphere_distance, and sphere_distance_error against the calibrated one.

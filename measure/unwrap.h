@@ -9,8 +9,8 @@
 namespace measure {
 
 // Unwrapping in the image alone. Everywhere: phase is a wrapped phase in radians; pixels where usable is 0 or the phase
-// is not finite are excluded. Images that belong together have one size: else InputError. Between components that do
-// not touch, whole periods remain unknown.
+// is not finite are excluded. Images that belong together have one size, and pixels: else InputError, as for a negative
+// least number of pixels. Between components that do not touch, whole periods remain unknown.
 
 struct Unwrapped {
     cv::Mat1f phase;          // radians, NaN where invalid; the least one of every component lies in [0, 2 pi)

@@ -36,7 +36,7 @@ struct SurfaceFile {
 // Refuses names whose ending is not one of these.
 MEASURE_API void RequireSurfaceName(const std::string& name);
 // The files of a height map, the one of the given name first. Throws InputError for endings that are not in the list,
-// bits other than 16 and 32, and .stl and .xyz of maps that are not IsMetric.
+// bits other than 16 and 32, a negative step, and .stl and .xyz of maps that are not IsMetric.
 MEASURE_API std::vector<SurfaceFile> EncodeHeightMap(const std::string& name, const HeightMap& map,
                                                      const SurfaceFileOptions& options = {},
                                                      const Progress& progress = {});

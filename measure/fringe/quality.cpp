@@ -4,6 +4,7 @@
 #include "measure/base/arguments.h"
 #include "measure/fringe/exchange.h"
 #include "measure/fringe/figures.h"
+#include "measure/fringe/framepixels.h"
 #include "measure/fringe/misfit.h"
 #include "measure/fringequality.h"
 

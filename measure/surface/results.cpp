@@ -23,8 +23,8 @@ std::string JsonOf(const Quantities& quantities) {
                          : IsCount(q)            ? Json(std::llround(q.value))
                                                  : Json(q.value);
         if (!q.unit.empty()) entry["unit"] = q.unit;
-        text += (text.empty() ? "\n    " : ",\n    ") + Json(q.name).dump() + ": " +
-                entry.dump(-1, ' ', false, Json::error_handler_t::replace);
+        const auto dump = [](const Json& json) { return json.dump(-1, ' ', false, Json::error_handler_t::replace); };
+        text += (text.empty() ? "\n    " : ",\n    ") + dump(Json(q.name)) + ": " + dump(entry);
     }
     return "{" + text + "\n  }";
 }

@@ -178,7 +178,7 @@ std::string SummaryOf(const CalibrationResult& result, const std::vector<BoardVi
         {"baseline_mm", cv::norm(c.translation)},
         {"poses", poses},
         {"worst_points", worst}};
-    return json.dump(2) + "\n";
+    return json.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";
 }
 
 }  // namespace measure

@@ -232,6 +232,7 @@ TEST(Arguments, OfSurfaces) {
               {IMAGE(map.z)},
               {BAD_MAPS, SET(file.bits, 8), SET(name, "map.xml"), SET(file.largestStep, kNaN),
                SET(file.largestStep, -1)}}});
+    EXPECT_NE(JsonOf({{"\xff", kNaN, "\xff"}}).find("null"), std::string::npos);
     EXPECT_THROW(MeasureStep(SurfaceArguments().map, SurfaceArguments().base, SurfaceArguments().top, 1 << 30),
                  NothingUsable);
 }
@@ -296,6 +297,7 @@ struct BoardArguments {
             each->coordinate = Filled<float>(0, 9);
             each->modulation = Filled<float>(50, 90);
         }
+        view.name = "\xff";  // of a file in another encoding than UTF-8
         view.picture = Filled<std::uint8_t>(0, 255);
         view.points = {{0, {1, 1}, {2, 2}, {1, 0, 0, 1}, 0.1}, {1, {9, 1}, {12, 2}, {1, 0, 0, 1}, 0.1}};
         fit.cameraResiduals = fit.projectorResiduals = {{0.1, 0}, {0, 0.1}};
