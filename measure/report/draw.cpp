@@ -138,7 +138,7 @@ cv::Mat3b Colour(const cv::Mat1f& values, const PictureStyle& style, const Colou
 
 // Darkens the pixels beyond which the value is on another side of one of the lines.
 void DrawContours(const cv::Mat1f& values, int count, const ColourScale& scale, cv::Mat3b& colours) {
-    const double lower = scale.range.lower, step = (scale.range.upper - lower) / (count + 1);
+    const double lower = scale.range.lower, step = (scale.range.upper - lower) / (count + 1.0);
     const auto band = [&](float v) {
         return std::clamp(std::floor((static_cast<double>(v) - lower) / step), 0.0, double(count));
     };
