@@ -32,10 +32,11 @@ void RequireDrawable(const cv::Mat& image, const PictureStyle& style) {
     RequireNotNegative("the period", style.period);
     RequireNotNegative("the number of contours", style.contours);
     if (!style.range) return;
-    RequireFinite("the lower end of the range", style.range->lower);
-    RequireFinite("the upper end of the range", style.range->upper);
-    RequireNumber(style.period > 0 || style.range->upper >= style.range->lower, "the upper end of the range",
-                  style.range->upper, "at least the lower one");
+    const auto [lower, upper] = *style.range;
+    RequireFinite("the lower end of the range", lower);
+    RequireFinite("the upper end of the range", upper);
+    RequireFinite("the extent of the range", upper - lower);
+    RequireNumber(style.period > 0 || upper >= lower, "the upper end of the range", upper, "at least the lower one");
 }
 
 // The values in single precision, NaN where there is nothing to draw.

@@ -118,6 +118,8 @@ private:
 cv::Mat3b DrawPlot(const Plot& plot) {
     RequireOneLength("values of a plot", plot.values.size(), "positions", plot.positions.size());
     for (const double position : plot.positions) RequireFinite("a position of a plot", position);
+    if (!plot.positions.empty())
+        RequireFinite("the extent of the positions", plot.positions.back() - plot.positions.front());
     if (plot.values.size() < 2 || !std::is_sorted(plot.positions.begin(), plot.positions.end()) ||
         !(plot.positions.back() > plot.positions.front()))
         throw InputError("a plot needs two values or more, at rising positions");

@@ -255,22 +255,24 @@ TEST(Arguments, OfPictures) {
     good.style.marks = Filled<std::uint8_t>(0, 1);
     const std::vector<Change<PictureArguments>> steps{SET(style.step, 0), SET(style.step, -3)};
     ExpectRefusals<PictureArguments>(
-        good,
-        {{"DrawPicture",
-          [](auto& a) { DrawPicture(a.values, a.style); },
-          {IMAGE(values), MAYBE(style.mask), MAYBE(style.components), MAYBE(style.marks)},
-          {SET(values, Exact(kSize, CV_8S)), SET(values, Exact(kSize, CV_32FC2)), SET(style.step, 0),
-           SET(style.percent, kNaN), SET(style.percent, 51), SET(style.percent, -1), SET(style.period, kNaN),
-           SET(style.period, -1), SET(style.contours, -1), SET(style.range, (ValueRange{kNaN, 1})),
-           SET(style.range, (ValueRange{0, kInf})), SET(style.range, (ValueRange{3, 1}))}},
-         {"DrawComponents", [](auto& a) { DrawComponents(a.numbers); }, {IMAGE(numbers)}, {}},
-         {"DrawComponents, framed", [](auto& a) { DrawComponents(a.numbers, a.style); }, {IMAGE(numbers)}, steps},
-         {"SideBySide", [](auto& a) { SideBySide(a.left, a.right); }, {IMAGE(left)}, {SET(right, cv::Mat3b())}},
-         {"DrawPlot",
-          [](auto& a) { DrawPlot(a.plot); },
-          {},
-          {SET(plot, Plot()), DO(plot.values.pop_back()), SET(plot.positions[1], kNaN), SET(plot.positions[2], kInf),
-           SET(plot.positions[1], 9), SET(plot.positions[2], 0), SET(plot.values, (std::vector<float>(3, NAN)))}}});
+        good, {{"DrawPicture",
+                [](auto& a) { DrawPicture(a.values, a.style); },
+                {IMAGE(values), MAYBE(style.mask), MAYBE(style.components), MAYBE(style.marks)},
+                {SET(values, Exact(kSize, CV_8S)), SET(values, Exact(kSize, CV_32FC2)), SET(style.step, 0),
+                 SET(style.percent, kNaN), SET(style.percent, 51), SET(style.percent, -1), SET(style.period, kNaN),
+                 SET(style.period, -1), SET(style.contours, -1), SET(style.range, (ValueRange{kNaN, 1})),
+                 SET(style.range, (ValueRange{0, kInf})), SET(style.range, (ValueRange{3, 1})),
+                 SET(style.range, (ValueRange{-1e308, 1e308}))}},
+               {"DrawComponents", [](auto& a) { DrawComponents(a.numbers); }, {IMAGE(numbers)}, {}},
+               {"DrawComponents, framed", [](auto& a) { DrawComponents(a.numbers, a.style); }, {IMAGE(numbers)}, steps},
+               {"SideBySide", [](auto& a) { SideBySide(a.left, a.right); }, {IMAGE(left)}, {SET(right, cv::Mat3b())}},
+               {"DrawPlot",
+                [](auto& a) { DrawPlot(a.plot); },
+                {},
+                {SET(plot, Plot()), DO(plot.values.pop_back()), SET(plot.positions[1], kNaN),
+                 SET(plot.positions[2], kInf), SET(plot.positions[1], 9), SET(plot.positions[2], 0),
+                 SET(plot.positions, (std::vector<double>{-1e308, 0, 1e308})),
+                 SET(plot.values, (std::vector<float>(3, NAN)))}}});
     for (const char* ending : {".png", ".tiff", ".bmp", ".npy"}) {
         SCOPED_TRACE(ending);
         const std::string name = good.folder + "nothing" + ending;
@@ -285,8 +287,6 @@ TEST(Arguments, OfPictures) {
     EXPECT_FALSE(DrawPicture(good.values, good.style).empty());
     good.plot.positions = {1e20, std::nextafter(1e20, kInf), std::nextafter(std::nextafter(1e20, kInf), kInf)};
     good.plot.values = {-3e38f, 3e38f, 0.0f};
-    EXPECT_FALSE(DrawPlot(good.plot).empty());
-    good.plot.positions = {-1e308, 0, 1e308};
     EXPECT_FALSE(DrawPlot(good.plot).empty());
 }
 
