@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "measure/absolute.h"
@@ -33,8 +34,9 @@ struct FringeQuality {
     double misfit = 0;
     int misfitFrame = -1;      // the frame without which most of that goes, from 0; -1 for none, and for four frames
     double misfitWithout = 0;  // what remains without it
-    // The frames whose exchange would make the fit better by more than a tenth, from 0; both -1 without such a pair.
-    int exchangedA = -1, exchangedB = -1;
+    // The two frames whose exchange would make the fit better by more than a tenth, from 0, and others whose exchange
+    // would do as well: with four and five frames, each exchange has such a twin.
+    std::vector<std::pair<int, int>> exchanged;
     int sameA = -1, sameB = -1;  // frames that show the same although their shifts differ, from 0; -1 for none
 };
 

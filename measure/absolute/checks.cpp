@@ -12,7 +12,7 @@
 #include "measure/base/arguments.h"
 #include "measure/error.h"
 #include "measure/frames.h"
-#include "measure/fringe/framepixels.h"
+#include "measure/fringe/exchange.h"
 #include "measure/fringe/harmonics.h"
 
 namespace measure {
@@ -43,42 +43,6 @@ private:
 
 // --- The order of frames
 
-// The mean square that remains when frames in some order are fitted by A + B cos(phase + shift).
-class FitOfOrders {
-public:
-    FitOfOrders(const std::vector<cv::Mat>& frames, const std::vector<double>& shifts,
-                const std::vector<cv::Point>& pixels) {
-        const auto n = static_cast<int>(frames.size());
-        cv::Mat1d design(n, 3);
-        for (int k = 0; k < n; ++k) {
-            design(k, 0) = 1;
-            design(k, 1) = std::cos(shifts[static_cast<std::size_t>(k)]);
-            design(k, 2) = std::sin(shifts[static_cast<std::size_t>(k)]);
-        }
-        mRest = cv::Mat1d::eye(n, n) - design * design.inv(cv::DECOMP_SVD);
-        cv::Mat1d values(static_cast<int>(pixels.size()), n);
-        for (int i = 0; i < values.rows; ++i) {
-            const cv::Point at = pixels[static_cast<std::size_t>(i)];
-            for (int k = 0; k < n; ++k)
-                values(i, k) = static_cast<double>(LevelAt(frames[static_cast<std::size_t>(k)], at.y, at.x));
-        }
-        mProducts = values.t() * values / static_cast<double>(std::max<std::size_t>(pixels.size(), 1));
-    }
-
-    // order[k] is the frame that stands in place k.
-    double Rms(const std::vector<int>& order) const {
-        double sum = 0;
-        for (int i = 0; i < mRest.rows; ++i)
-            for (int j = 0; j < mRest.cols; ++j)
-                sum += mRest(i, j) * mProducts(order[static_cast<std::size_t>(i)], order[static_cast<std::size_t>(j)]);
-        return std::sqrt(std::max(sum, 0.0) / mRest.rows);
-    }
-
-private:
-    cv::Mat1d mRest;      // what is left of the frames beside the fit
-    cv::Mat1d mProducts;  // mean products of the frames
-};
-
 std::string OrderCheckOf(std::size_t set) { return NameOf(set) + ": fit of the frames in another order"; }
 
 std::vector<int> NaturalOrder(const std::vector<std::filesystem::path>& files) {
@@ -93,7 +57,9 @@ std::vector<int> NaturalOrder(const std::vector<std::filesystem::path>& files) {
 
 void CheckFrameOrder(DecodeState& state, std::size_t set) {
     const SineSet& described = state.axis.sines[set];
-    const FitOfOrders fit(state.pictures.sines[set], described.shifts, state.best);
+    std::vector<Levels> pixels;
+    for (const cv::Point& at : state.best) pixels.push_back(LevelsAt(state.pictures.sines[set], at.y, at.x));
+    const OrderFit fit(described.shifts, pixels);
     std::vector<int> given(described.shifts.size());
     std::iota(given.begin(), given.end(), 0);
     const double rms = fit.Rms(given);

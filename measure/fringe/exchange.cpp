@@ -23,9 +23,7 @@ std::vector<Levels> SampleLevels(const FringeSet& set, const FringePhase& phase,
         for (int left = 0; left + step <= phase.usable.cols; left += step) {
             const int y = top + scatter(top, left), x = left + scatter(left, ~top);
             if (!phase.usable(y, x)) continue;
-            Levels levels;
-            for (const cv::Mat& frame : set.frames) levels.push_back(static_cast<double>(LevelAt(frame, y, x)));
-            pixels.push_back(levels);
+            pixels.push_back(LevelsAt(set.frames, y, x));
         }
     }
     return pixels;
@@ -33,57 +31,11 @@ std::vector<Levels> SampleLevels(const FringeSet& set, const FringePhase& phase,
 
 namespace {
 
-// Sums up what a least-squares fit leaves: the part of the levels outside the space of its three functions.
-class Residual {
-public:
-    explicit Residual(const std::vector<double>& shifts) {
-        std::vector<Levels> functions(3);
-        for (const double shift : shifts) {
-            functions[0].push_back(1);
-            functions[1].push_back(std::cos(shift));
-            functions[2].push_back(std::sin(shift));
-        }
-        for (Levels& f : functions) {
-            for (const Levels& g : mBase) Subtract(f, g);
-            const double length = std::sqrt(Dot(f, f));
-            if (length < 1e-6) continue;
-            for (double& v : f) v /= length;
-            mBase.push_back(f);
-        }
-    }
-
-    double Of(Levels levels) const {
-        for (const Levels& f : mBase) Subtract(levels, f);
-        return Dot(levels, levels);
-    }
-
-private:
-    static double Dot(const Levels& a, const Levels& b) {
-        double sum = 0;
-        for (std::size_t k = 0; k < a.size(); ++k) sum += a[k] * b[k];
-        return sum;
-    }
-    static void Subtract(Levels& from, const Levels& base) {
-        const double share = Dot(from, base);
-        for (std::size_t k = 0; k < from.size(); ++k) from[k] -= share * base[k];
-    }
-
-    std::vector<Levels> mBase;
-};
-
 // What the waves C cos(shift) - S sin(shift) that fit the pixels have in common: the means of C, S and their products.
 class Waves {
 public:
     Waves(const std::vector<double>& shifts, const std::vector<Levels>& pixels) {
-        const auto frames = static_cast<int>(shifts.size());
-        cv::Mat1d functions(frames, 3);
-        for (int k = 0; k < frames; ++k) {
-            const double shift = shifts[static_cast<std::size_t>(k)];
-            functions(k, 0) = 1;
-            functions(k, 1) = std::cos(shift);
-            functions(k, 2) = -std::sin(shift);
-        }
-        const cv::Mat1d solve(functions.inv(cv::DECOMP_SVD));
+        const cv::Mat1d solve(FunctionsOf(shifts).inv(cv::DECOMP_SVD));
         for (const Levels& levels : pixels) {
             const double c = std::inner_product(levels.begin(), levels.end(), solve[1], 0.0);
             const double s = std::inner_product(levels.begin(), levels.end(), solve[2], 0.0);
@@ -110,30 +62,65 @@ private:
 
 }  // namespace
 
-FramePair FindExchange(const std::vector<double>& shifts, std::vector<Levels> pixels) {
-    const std::size_t count = shifts.size();
-    FramePair best;
-    if (count < 4) return best;
-    const Residual residual(shifts);
-    const auto sum = [&](std::size_t a, std::size_t b) {
-        double squares = 0;
-        for (Levels& levels : pixels) {
-            std::swap(levels[a], levels[b]);
-            squares += residual.Of(levels);
-            std::swap(levels[a], levels[b]);
-        }
-        return squares;
-    };
-    double least = 0.81 * sum(0, 0);  // of the squares
-    for (std::size_t a = 0; a < count; ++a) {
-        for (std::size_t b = a + 1; b < count; ++b) {
-            const double squares = sum(a, b);
-            if (squares >= least) continue;
-            least = squares;
-            best = {static_cast<int>(a), static_cast<int>(b)};
+cv::Mat1d FunctionsOf(const std::vector<double>& shifts) {
+    cv::Mat1d functions(static_cast<int>(shifts.size()), 3);
+    for (int k = 0; k < functions.rows; ++k) {
+        const double shift = shifts[static_cast<std::size_t>(k)];
+        functions(k, 0) = 1;
+        functions(k, 1) = std::cos(shift);
+        functions(k, 2) = -std::sin(shift);
+    }
+    return functions;
+}
+
+Levels LevelsAt(const std::vector<cv::Mat>& frames, int y, int x) {
+    Levels levels;
+    for (const cv::Mat& frame : frames) levels.push_back(static_cast<double>(LevelAt(frame, y, x)));
+    return levels;
+}
+
+OrderFit::OrderFit(const std::vector<double>& shifts, const std::vector<Levels>& pixels) {
+    const auto frames = static_cast<int>(shifts.size());
+    const cv::Mat1d functions = FunctionsOf(shifts);
+    mRest = cv::Mat1d::eye(frames, frames) - functions * functions.inv(cv::DECOMP_SVD);
+    cv::Mat1d values(static_cast<int>(pixels.size()), frames);
+    for (int i = 0; i < values.rows; ++i) {
+        const Levels& levels = pixels[static_cast<std::size_t>(i)];
+        std::copy(levels.begin(), levels.end(), values[i]);
+    }
+    mProducts = values.t() * values / static_cast<double>(std::max<std::size_t>(pixels.size(), 1));
+}
+
+double OrderFit::Rms(const std::vector<int>& order) const {
+    double sum = 0;
+    for (int i = 0; i < mRest.rows; ++i)
+        for (int j = 0; j < mRest.cols; ++j)
+            sum += mRest(i, j) * mProducts(order[static_cast<std::size_t>(i)], order[static_cast<std::size_t>(j)]);
+    return std::sqrt(std::max(sum, 0.0) / mRest.rows);
+}
+
+std::vector<FramePair> FindExchanges(const std::vector<double>& shifts, const std::vector<Levels>& pixels) {
+    constexpr double kBetter = 0.9, kAsWell = 1.02;
+    if (shifts.size() < 4 || pixels.empty()) return {};
+    const OrderFit fit(shifts, pixels);
+    std::vector<int> order(shifts.size());
+    std::iota(order.begin(), order.end(), 0);
+    std::vector<std::pair<double, FramePair>> better;
+    const double given = fit.Rms(order);
+    double least = kBetter * given;
+    for (std::size_t a = 0; a < order.size(); ++a) {
+        for (std::size_t b = a + 1; b < order.size(); ++b) {
+            std::swap(order[a], order[b]);
+            const double rms = fit.Rms(order);
+            std::swap(order[a], order[b]);
+            least = std::min(least, rms);
+            if (rms < kBetter * given) better.push_back({rms, {static_cast<int>(a), static_cast<int>(b)}});
         }
     }
-    return best;
+    std::vector<FramePair> pairs;
+    for (const auto& [rms, pair] : better)
+        if (rms <= kAsWell * least) pairs.push_back(pair);
+    return pairs;
 }
 
 FramePair FindAlike(const std::vector<double>& shifts, const std::vector<Levels>& pixels, double noise) {

@@ -7,9 +7,25 @@
 namespace measure {
 
 using Levels = std::vector<double>;  // of one pixel in all frames
+Levels LevelsAt(const std::vector<cv::Mat>& frames, int y, int x);
 
 // The levels of about so many usable pixels, evenly spread, without a rhythm that fringes could have.
 std::vector<Levels> SampleLevels(const FringeSet& set, const FringePhase& phase, int count = 5000);
+
+// One row for each shift: what A, C = B cos(phase) and S = B sin(phase) add to a frame.
+cv::Mat1d FunctionsOf(const std::vector<double>& shifts);
+
+// What remains when the frames are fitted by A + B cos(phase + shift) in another order than they are given in.
+class OrderFit {
+public:
+    OrderFit(const std::vector<double>& shifts, const std::vector<Levels>& pixels);
+    // The rms in grey levels; order[k] is the frame that stands in place k.
+    double Rms(const std::vector<int>& order) const;
+
+private:
+    cv::Mat1d mRest;      // what is left of the frames beside the fit
+    cv::Mat1d mProducts;  // mean products of the frames
+};
 
 // Two frames of a set, from 0; -1 for none.
 struct FramePair {
@@ -17,8 +33,8 @@ struct FramePair {
 };
 
 // The two frames whose exchange lowers the rms of the fit's residual over these pixels the most, if that is more than a
-// tenth. Three frames fit in any order.
-FramePair FindExchange(const std::vector<double>& shifts, std::vector<Levels> pixels);
+// tenth, and those whose exchange does as well. Three frames fit in any order.
+std::vector<FramePair> FindExchanges(const std::vector<double>& shifts, const std::vector<Levels>& pixels);
 
 // Two frames that show the same, beside noise, although their shifts differ: the projector did not go on.
 FramePair FindAlike(const std::vector<double>& shifts, const std::vector<Levels>& pixels, double noise);

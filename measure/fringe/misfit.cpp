@@ -21,17 +21,6 @@ std::vector<Value> Without(int left, std::vector<Value> values) {
     return values;
 }
 
-cv::Mat1d FunctionsOf(const std::vector<double>& shifts) {
-    cv::Mat1d functions(static_cast<int>(shifts.size()), 3);
-    for (int k = 0; k < functions.rows; ++k) {
-        const double shift = shifts[static_cast<std::size_t>(k)];
-        functions(k, 0) = 1;
-        functions(k, 1) = std::cos(shift);
-        functions(k, 2) = -std::sin(shift);
-    }
-    return functions;
-}
-
 // What the fit leaves of rows of levels; `onto` takes levels to those of their fit.
 cv::Mat1d ResidualsOf(const cv::Mat1d& levels, const cv::Mat1d& onto) { return cv::Mat1d(levels - levels * onto); }
 

@@ -60,9 +60,11 @@ void Judge(const FringePhase& phase, const Ripple& ripple, const FrameNames& nam
                        "more frames or the projector's gamma set to 1 avoid it",
                        ripple.amplitude));
     if (q.sameA >= 0) say(AlikeText({q.sameA, q.sameB}, names));
-    if (q.exchangedA >= 0) {
-        say("the frames fit better with " + names(q.exchangedA) + " and " + names(q.exchangedB) +
-            " exchanged: wrong order or shifts?");
+    if (!q.exchanged.empty()) {
+        std::string pairs;
+        for (const auto& [a, b] : q.exchanged)
+            pairs += (pairs.empty() ? "" : ", or ") + names(a) + " and " + names(b) + " exchanged";
+        say("the frames fit better with " + pairs + ": wrong order or shifts?");
     } else if (q.misfit > Misfit::kMuch || (q.residual > kMuchResidual && q.phaseNoise <= kMuchPhaseNoise)) {
         say(MisfitText(
             {std::max(q.misfit, q.residual > kMuchResidual ? q.residual : 0), q.misfitFrame, q.misfitWithout}, names));
@@ -100,9 +102,7 @@ FringeQuality AssessFringes(const FringeSet& set, const FringePhase& phase, cons
     q.sameB = same.b;
     if (!phase.residual.empty()) {
         q.residual = MedianResidual(phase);
-        const FramePair pair = FindExchange(set.shifts, pixels);
-        q.exchangedA = pair.a;
-        q.exchangedB = pair.b;
+        for (const FramePair& pair : FindExchanges(set.shifts, pixels)) q.exchanged.emplace_back(pair.a, pair.b);
         const Misfit misfit = FindMisfit(set.shifts, pixels, q.noise);
         q.misfit = misfit.share;
         q.misfitFrame = misfit.frame;
