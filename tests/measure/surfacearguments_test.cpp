@@ -345,6 +345,16 @@ TEST(Arguments, OfBoards) {
           [](auto& a) { SummaryOf(a.result, a.views, a.board); },
           {},
           {DO(views.clear()), DO(views[0].points.clear()), SET(result.worst[0].pose, -1), SET(board.count.width, 0)}}});
+    // What is found beside what is refused: the slopes of both directions.
+    BoardArguments sloped;
+    for (int y = 0; y < kSize.height; ++y)
+        for (int x = 0; x < kSize.width; ++x) {
+            sloped.columns.coordinate(y, x) = static_cast<float>(3 * x + 0.5 * y);
+            sloped.rows.coordinate(y, x) = static_cast<float>(2 * y - 0.25 * x);
+        }
+    const std::vector<BoardPoint> matched = MatchBoard(sloped.points, sloped.columns, sloped.rows);
+    ASSERT_EQ(matched.size(), 1U);
+    EXPECT_LT(cv::norm(matched[0].slope - cv::Matx22d(3, 0.5, -0.25, 2)), 1e-3);
     BoardArguments far;
     far.points = {{-1e300, 1e300}, {1e5, 3}};
     EXPECT_TRUE(MatchBoard(far.points, far.columns, far.rows).empty());

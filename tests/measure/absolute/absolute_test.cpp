@@ -509,6 +509,21 @@ TEST(Absolute, NeighboursCorrectSinglePixelsOnly) {
     EXPECT_EQ(joined.components, 1);
     EXPECT_NEAR(joined.absolute(20, 39), joined.absolute(20, 40), 0.1f);
     EXPECT_GE(joined.absolute(0, 0), 0);
+
+    // Falling over many repeats, the whole is raised by one number of them: its end, not its beginning, to above 0.
+    modulo.repeat = 3;
+    const auto slope = [](int x) { return 30 - 0.19f * static_cast<float>(x); };
+    for (cv::Mat* image : std::initializer_list<cv::Mat*>{&phase, &order, &trust})
+        image->create(20, 200, image->type());
+    trust.setTo(eTrusted);
+    for (int y = 0; y < phase.rows; ++y)
+        for (int x = 0; x < phase.cols; ++x) {
+            const int k = cvFloor(slope(x) / (2 * CV_PI) + 0.5);
+            phase(y, x) = slope(x) - static_cast<float>(2 * CV_PI * k);
+            order(y, x) = static_cast<short>((k % 3 + 3) % 3);
+        }
+    const GrownOrders falling = GrowOrders(phase, order, trust, modulo);
+    for (const int x : {0, 100, 199}) EXPECT_NEAR(falling.absolute(9, x), slope(x) + 6 * CV_PI, 1e-3) << x;
 }
 
 }  // namespace

@@ -215,6 +215,8 @@ TEST(Unwrapping, BendQualityAndCost) {
     cv::Mat1f modulation(scene.phase.size());
     random.fill(modulation, cv::RNG::UNIFORM, 3.0, 60.0);
     const cv::Mat1f calmed = measure::UnwrapCost(scene.phase, scene.usable, {}, modulation);
+    const cv::Mat1f inShares = measure::UnwrapCost(scene.phase, scene.usable, {}, modulation * (1.0f / 4096));
+    EXPECT_EQ(cv::norm(calmed, inShares, cv::NORM_INF), 0) << "the unit of the modulation matters";
     std::vector<float> products;
     for (int i = 0; i < 14 * 19; ++i)
         if (scene.usable(i / 19, i % 19)) products.push_back(bend(i / 19, i % 19) * modulation(i / 19, i % 19));

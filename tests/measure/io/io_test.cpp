@@ -134,6 +134,7 @@ Bytes EncodeBySpng(const cv::Mat& image, int filters) {
     header.width = static_cast<std::uint32_t>(image.cols);
     header.height = static_cast<std::uint32_t>(image.rows);
     header.bit_depth = static_cast<std::uint8_t>(8 * image.elemSize1());
+    header.color_type = image.channels() == 2 ? SPNG_COLOR_TYPE_GRAYSCALE_ALPHA : SPNG_COLOR_TYPE_GRAYSCALE;
     spng_set_ihdr(context, &header);
     EXPECT_EQ(
         spng_encode_image(context, image.data, image.total() * image.elemSize(), SPNG_FMT_PNG, SPNG_ENCODE_FINALIZE),
@@ -148,6 +149,12 @@ Bytes EncodeBySpng(const cv::Mat& image, int filters) {
 }
 
 TEST_F(Io, ReadsPlainPngOfEveryFilter) {
+    for (const int type : {CV_8UC2, CV_16UC2}) {  // grey and opacity
+        const cv::Mat image = Noise(37, 21, type);
+        cv::Mat grey;
+        cv::extractChannel(image, grey, 0);
+        EXPECT_TRUE(AreSame(ReadPicture(Write("x.png", EncodeBySpng(image, SPNG_FILTER_CHOICE_ALL))), grey)) << type;
+    }
     for (const int type : {CV_8U, CV_16U})
         for (const cv::Size size : {cv::Size(1, 1), cv::Size(37, 21), cv::Size(300, 200)}) {
             cv::Mat image = Noise(size.width, size.height, type);

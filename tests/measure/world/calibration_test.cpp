@@ -177,6 +177,8 @@ TEST_F(CalibrationFile, SaysWhatIsWrong) {
           repeated("<?xml version=\"1.0\"?>\n<opencv_storage>\n", "<a>"),
           repeated("<?xml version=\"1.0\"?>\n<opencv_storage>\n", "<a><!--\n</a>-->")})
         EXPECT_NE(Refusal(deep).find("nested too deeply"), std::string::npos) << deep.substr(0, 60);
+    // Many beside each other are not.
+    EXPECT_EQ(Refusal(repeated("{\"a\": [", "[],") + "1]}").find("nested too deeply"), std::string::npos);
     EXPECT_THROW(measure::ReadCalibration(Path("none.yml")), measure::InputError);
     EXPECT_THROW(measure::ReadCalibration(testing::TempDir()), measure::InputError);
 }
