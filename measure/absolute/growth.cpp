@@ -241,7 +241,7 @@ GrownOrders GrowOrders(const cv::Mat1f& phase, const cv::Mat1s& order, const cv:
     RequireOptions(options);
     double most = 0;
     cv::minMaxLoc(trust, nullptr, &most);
-    RequireNumber(most <= eTrusted, "a value of the trust", most, "one of Trust, 0 to 3");
+    RequireNumber(most <= static_cast<double>(eTrusted), "a value of the trust", most, "one of Trust, 0 to 3");
     return OrderGrowth(phase, order, trust, options).Run(progress);
 }
 
