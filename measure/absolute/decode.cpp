@@ -56,7 +56,7 @@ private:
         if (mIsRing && Result().repeat == 0)
             OpenRing(mFine, mState.periods[0], Axis().length, mState.repeat, mDecision.order);
         CheckSeams(mState, mFine, mDecision);
-        for (FringePhase& fringes : mState.fringes)  // the same
+        for (FringePhase& fringes : mState.fringes)  // nor does what follows need the other sets
             if (&fringes != &mState.Finest()) fringes.phase = fringes.modulation = cv::Mat1f();
     }
 
