@@ -60,6 +60,8 @@ struct Function {
     std::vector<Image<A>> images;  // each is refused when it is smaller, wider or empty
     std::vector<Change<A>> changes;
 };
+// A call, which is its own name.
+#define OF(...) #__VA_ARGS__, [](auto& a) { __VA_ARGS__; }
 #define IMAGE(path)                                   \
   {                                                   \
 #    path, [](auto& a) -> cv::Mat& { return a.path; } \

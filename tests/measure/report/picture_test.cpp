@@ -90,7 +90,6 @@ TEST(Picture, DrawsEveryPixelTypeAndSize) {
         }
     }
     EXPECT_FALSE(measure::DrawPicture(cv::Mat1f(4, 4, NAN)).empty());
-    EXPECT_THROW(measure::DrawPicture({}), measure::InputError);
     EXPECT_THROW(measure::DrawPicture(cv::Mat3b(4, 4)), measure::InputError);
     for (int which = 0; which < 3; ++which) {
         measure::PictureStyle style;
@@ -175,7 +174,6 @@ TEST(Picture, RemovesThePlaneOfTheAdmittedPixels) {
     EXPECT_NEAR(level(0, 0), 0.0f, 1e-4f);
     EXPECT_NEAR(level(39, 59), 0.0f, 1e-4f);
     EXPECT_EQ(measure::RemovePlane(values, cv::Mat1b(values.size(), uchar{0}))(0, 0), values(0, 0));
-    EXPECT_THROW(measure::RemovePlane(values, cv::Mat1b(3, 3)), measure::InputError);
 }
 
 }  // namespace

@@ -94,7 +94,6 @@ TEST(HeightGrid, IsLinearInTrianglesAndKeepsHoles) {
         EXPECT_THROW(ResampleToGrid(cloud, {pitch, 0}), InputError) << pitch;
     const Cloud empty{cv::Mat1f(9, 9, kNaN), cv::Mat1f(9, 9, kNaN), cv::Mat1f(9, 9, kNaN), {}};
     EXPECT_THROW(ResampleToGrid(empty, {1, 0}), NothingUsable);
-    EXPECT_THROW(ResampleToGrid({}, {1, 0}), InputError);
     cloud.x = cloud.x.rowRange(0, 9);
     EXPECT_THROW(ResampleToGrid(cloud, {1, 0}), InputError);
 }
@@ -297,7 +296,6 @@ TEST(Plot, DrawsCurvesWithGaps) {
     plot.values.assign(plot.values.size(), kNaN);
     EXPECT_THROW(DrawPlot(plot), InputError);
     EXPECT_THROW(DrawPlot({"", "", "", {1, 1}, {1, 2}}), InputError);
-    EXPECT_THROW(DrawPlot({"", "", "", {1, 2}, {1}}), InputError);
 }
 
 }  // namespace

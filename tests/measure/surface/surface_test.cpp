@@ -114,7 +114,6 @@ TEST(Surface, LevelsWithoutOutliersAndThroughThreePoints) {
     masked.mask.row(7) = 255;
     EXPECT_THROW(FitForm(map, masked), NothingUsable);
     EXPECT_THROW(FitForm(MakeMap({5, 5}, 1, [](double, double) { return kNaN; })), NothingUsable);
-    EXPECT_THROW(FitForm({}), InputError);
 }
 
 // --- Step
@@ -149,9 +148,6 @@ TEST(Surface, MeasuresStepsWithTheirStandardError) {
     const cv::Mat1b faint(base & uchar{128});  // the least value that is part of a mask
     EXPECT_EQ(MeasureStep(map, faint, top, 0).height, MeasureStep(map, base, top, 0).height);
     EXPECT_THROW(MeasureStep(map, faint, base, 0), InputError);
-    EXPECT_THROW(MeasureStep(map, base, {}), InputError);
-    EXPECT_THROW(MeasureStep(map, base, base), InputError);
-    EXPECT_THROW(MeasureStep(map, base, cv::Mat1b(3, 3, uchar{255})), InputError);
     EXPECT_THROW(MeasureStep(map, base, top, 30), NothingUsable);
     const auto line = MaskOf(size, cv::Rect2d(5, 5, 1, 80)), other = MaskOf(size, cv::Rect2d(70, 5, 1, 80));
     EXPECT_THROW(MeasureStep(map, line, other, 0), NothingUsable);
@@ -205,7 +201,6 @@ TEST(Surface, TakesProfilesAlongLines) {
     const std::vector<cv::Point2d> wrong[] = {
         {}, {{1, 1}}, {{1, 1}, {1, 1}}, {{1, 1}, {100, 1}}, {{-1, 1}, {5, 1}}, {{kNaN, 1}, {5, 1}}};
     for (const auto& line : wrong) EXPECT_THROW(TakeProfile(map, {line, 0, 1}), InputError);
-    EXPECT_THROW(TakeProfile(map, {{{1, 1}, {5, 1}}, 0, 0}), InputError);
     EXPECT_THROW(TakeProfile(map, {{{1, 1}, {5, 1}}, 0, 1e-7}), InputError);
     EXPECT_THROW(TakeProfile(holes, {{{50, 50}, {52, 50}}, 0, 1}), NothingUsable);
 }
@@ -406,7 +401,6 @@ TEST(SystemCheck, MeasuresSpheresAndPlanes) {
     EXPECT_NEAR(flat.flatness, 0.001 * 19.9 * 19.9 / std::sqrt(1 + 0.3 * 0.3 + 0.1 * 0.1), 0.002);
     EXPECT_LT(flat.normal[2], 0);
     EXPECT_THROW(CheckPlane(cloud, cv::Mat1b(size, uchar{0})), NothingUsable);
-    EXPECT_THROW(CheckPlane(cloud, cv::Mat1b(3, 3)), InputError);
     EXPECT_THROW(CheckSphere(cloud, {}, 0.6), InputError);
     EXPECT_THROW(PointsOf(MakeMap({9, 9}, 0, [](double, double) { return 1; })), InputError);
 }

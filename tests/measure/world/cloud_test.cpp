@@ -194,7 +194,6 @@ TEST(Cloud, RefusesWhatDoesNotFit) {
     none.columns = std::nan("");
     EXPECT_THROW(MakeCloud(none, scene.calibration), NothingUsable);
     EXPECT_THROW(MakeCloud(good, scene.calibration, {}, [](const char*, double) { return false; }), Stopped);
-    EXPECT_THROW(CoordinatesOf(good.columns, 0), InputError);
     EXPECT_THROW(CoordinatesOf(good.columns, 18, 0, 2), InputError);
     EXPECT_FLOAT_EQ(CoordinatesOf(cv::Mat1f(1, 1, 3.14159265f), 18, 5, -1)(0), 5 - 9);
 }
