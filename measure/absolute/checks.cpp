@@ -43,8 +43,6 @@ private:
 
 // --- The order of frames
 
-std::string OrderCheckOf(std::size_t set) { return NameOf(set) + ": fit of the frames in another order"; }
-
 std::vector<int> NaturalOrder(const std::vector<std::filesystem::path>& files) {
     std::vector<int> order(files.size());
     std::iota(order.begin(), order.end(), 0);
@@ -83,7 +81,8 @@ void CheckFrameOrder(DecodeState& state, std::size_t set) {
     if (!described.frames.empty()) consider(NaturalOrder(described.frames), "the frames in the order of their numbers");
     // What is left without noise and harmonics is rounding; nothing is to be learned from it.
     const double ratio = rms > 0.5 * state.result.noise + 1e-3 * state.fringes[set].limits.fullScale ? best / rms : 1.0;
-    Note(state.result, {OrderCheckOf(set), ratio, 0.9, ratio > 0.9},
+    const bool isInOrder = state.frames[set].isInOrder = ratio > 0.9;
+    Note(state.result, {name + ": fit of the frames in another order", ratio, 0.9, isInOrder},
          name + " fits better with " + advice + " (rms " + Text(best) + " instead of " + Text(rms) + " grey levels)");
 }
 
@@ -218,19 +217,14 @@ void NoteMisfits(DecodeState& state) {
     for (std::size_t set = 0; set < state.Count(); ++set) {
         const std::string of = NameOf(set);
         const auto name = [set](int frame) { return FrameName(set, frame); };
-        if (state.alike[set].a >= 0) state.result.warnings.push_back(AlikeText(state.alike[set], name));
-        const Misfit& misfit = state.misfits[set];
-        const DecodeCheck check{of + ": what neither noise nor the shape of the fringes explains, of the modulation",
-                                misfit.share, Misfit::kMuch, misfit.share <= Misfit::kMuch};
-        const std::vector<DecodeCheck>& checks = state.result.checks;
-        const bool isExplained = std::any_of(checks.begin(), checks.end(), [&](const DecodeCheck& other) {
-            return !other.passed && other.name == OrderCheckOf(set);
-        });
-        if (isExplained) {
-            state.result.checks.push_back(check);
-        } else {
-            Note(state.result, check, of + ": " + MisfitText(misfit, name));
-        }
+        const auto& [misfit, alike, isInOrder] = state.frames[set];
+        if (alike.a >= 0) state.result.warnings.push_back(AlikeText(alike, name));
+        const bool isSmall = misfit.share <= Misfit::kMuch;
+        state.result.checks.push_back(
+            {of + ": what neither noise nor the shape of the fringes explains, of the modulation", misfit.share,
+             Misfit::kMuch, isSmall});
+        // Frames in a wrong order, which has been said, do not fit either.
+        if (!isSmall && isInOrder) state.result.warnings.push_back(of + ": " + MisfitText(misfit, name));
     }
 }
 

@@ -8,6 +8,7 @@
 #include "measure/absolute/checknotes.h"
 #include "measure/absolute/checks.h"
 #include "measure/error.h"
+#include "measure/fringe/exchange.h"
 #include "measure/fringe/framepixels.h"
 
 namespace measure {
@@ -47,49 +48,32 @@ private:
     double mSquares = 0;
 };
 
-// Pictures of a code with as many of its pictures dark and bright as makes them differ from each other.
-class PictureTest {
-public:
-    PictureTest(const DecodeState& state, const std::vector<cv::Mat>& pictures) : mState(state), mPictures(pictures) {}
-
-    // Those that show the same, and not one grey all over.
-    std::optional<std::pair<std::size_t, std::size_t>> FindAlike() const {
-        constexpr double kAlike = 0.2;
-        for (std::size_t b = 1; b < mPictures.size(); ++b) {
-            if (!IsMixed(b)) continue;
-            const double swing =
-                Difference([&](cv::Point at) { return LevelAt(mPictures[b], at.y, at.x) - Middle(at); });
-            for (std::size_t a = 0; a < b; ++a) {
-                const auto between = [&](cv::Point at) {
-                    return LevelAt(mPictures[b], at.y, at.x) - LevelAt(mPictures[a], at.y, at.x);
-                };
-                if (Difference(between) < kAlike * swing) return std::pair(a, b);
-            }
-        }
-        return {};
+// Two pictures of a code that show the same. One that is dark, or bright, all over is not compared: where only a part
+// of the projector is seen, several may be.
+std::optional<std::pair<std::size_t, std::size_t>> FindSamePictures(const DecodeState& state,
+                                                                    const std::vector<cv::Mat>& pictures) {
+    constexpr double kAlike = 0.2, kLeastShare = 0.05;
+    std::vector<Levels> pixels;  // above the mean of the fringes
+    for (const cv::Point& at : state.best) {
+        Levels levels = LevelsAt(pictures, at.y, at.x);
+        for (double& level : levels) level -= static_cast<double>(state.Finest().mean(at));
+        pixels.push_back(std::move(levels));
     }
-
-private:
-    float Middle(cv::Point at) const { return mState.Finest().mean(at); }
-    bool IsMixed(std::size_t picture) const {
-        constexpr double kLeastShare = 0.05;
-        const auto bright =
-            static_cast<double>(std::count_if(mState.best.begin(), mState.best.end(), [&](cv::Point at) {
-                return LevelAt(mPictures[picture], at.y, at.x) > Middle(at);
-            }));
-        const double share = bright / static_cast<double>(std::max<std::size_t>(mState.best.size(), 1));
-        return share > kLeastShare && share < 1 - kLeastShare;
-    }
-    template <class Value>
-    double Difference(const Value& value) const {
+    const auto sumOfSquares = [&](const auto& valueOf) {
         double squares = 0;
-        for (const cv::Point& at : mState.best) squares += std::pow(static_cast<double>(value(at)), 2);
-        return std::sqrt(squares);
+        for (const Levels& levels : pixels) squares += std::pow(valueOf(levels), 2);
+        return squares;
+    };
+    for (std::size_t b = 1; b < pictures.size(); ++b) {
+        const auto bright = std::count_if(pixels.begin(), pixels.end(), [b](const Levels& l) { return l[b] > 0; });
+        const double share = static_cast<double>(bright) / static_cast<double>(std::max<std::size_t>(pixels.size(), 1));
+        if (share <= kLeastShare || share >= 1 - kLeastShare) continue;
+        const double least = kAlike * kAlike * sumOfSquares([b](const Levels& l) { return l[b]; });
+        for (std::size_t a = 0; a < b; ++a)
+            if (sumOfSquares([a, b](const Levels& l) { return l[b] - l[a]; }) < least) return std::pair(a, b);
     }
-
-    const DecodeState& mState;
-    const std::vector<cv::Mat>& mPictures;
-};
+    return {};
+}
 
 std::string PictureName(const char* list, std::size_t i) {
     return std::string("gray.") + list + "[" + std::to_string(i) + "]";
@@ -100,8 +84,8 @@ std::string PictureName(const char* list, std::size_t i) {
 void CheckPairs(DecodeState& state) {
     for (const auto& [list, pictures] :
          {std::pair("frames", &state.pictures.gray), std::pair("inverse", &state.pictures.inverse)})
-        if (const auto alike = PictureTest(state, *pictures).FindAlike())
-            throw InputError(PictureName(list, alike->first) + " and " + PictureName(list, alike->second) +
+        if (const auto same = FindSamePictures(state, *pictures))
+            throw InputError(PictureName(list, same->first) + " and " + PictureName(list, same->second) +
                              " show the same: is one of them there twice, or did the projector not go on?");
     constexpr double kMostDifference = 0.7;
     const std::size_t count = state.pictures.inverse.size();

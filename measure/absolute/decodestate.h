@@ -9,6 +9,19 @@
 
 namespace measure {
 
+// How the frames of a set fit to each other.
+struct FrameCheck {
+    Misfit misfit;
+    FramePair alike;        // that show the same
+    bool isInOrder = true;  // no other order fits better
+
+    // What looks like a ripple is none then.
+    bool IsSpoilt() const {
+        constexpr double kMostMisfit = 0.12;
+        return misfit.share > kMostMisfit || alike.a >= 0;
+    }
+};
+
 // What the stages of decoding one direction share. Sets are numbered as in the description.
 struct DecodeState {
     const CodedAxis& axis;
@@ -26,8 +39,7 @@ struct DecodeState {
     cv::Mat1b usable;                  // 255 where all sets are
     std::vector<cv::Point> best;       // some thousand pixels of much modulation
     float leastModulation = 0;         // of these
-    std::vector<Misfit> misfits;       // of the frames of each set
-    std::vector<FramePair> alike;      // frames of each set that show the same
+    std::vector<FrameCheck> frames;    // of each set
     std::vector<double> origins;       // radians, per set: its phase at the position 0
     GrayDecoding code;                 // empty without one
     bool commonOrigins = true;         // the sets were not given origins of their own by the edges of a code

@@ -67,12 +67,11 @@ void FindMisfits(DecodeState& state) {
         // Three frames leave no residual; whether two of them are alike shows without the noise.
         const bool isFree = frames.shifts.size() == 3;
         const double noise = isFree ? 0 : NoiseOf(frames.frames.front(), fringes.usable);
-        state.misfits.push_back(FindMisfit(frames.shifts, pixels, noise));
-        const FramePair alike =
-            FindAlike(frames.shifts, pixels, std::max(noise, kLeastNoise * fringes.limits.fullScale));
+        const double clear = std::max(noise, kLeastNoise * fringes.limits.fullScale);
+        state.frames.push_back({FindMisfit(frames.shifts, pixels, noise), FindAlike(frames.shifts, pixels, clear)});
+        const FramePair& alike = state.frames.back().alike;
         const auto name = [set](int frame) { return FrameName(set, frame); };
         if (alike.a >= 0 && isFree) throw InputError(AlikeText(alike, name));  // no phase is left
-        state.alike.push_back(alike);
     }
 }
 
@@ -87,14 +86,10 @@ void CorrectRipples(DecodeState& state, const Progress& progress) {
         ripples.push_back(EstimateRipple(fringes, progress));
         fringes.usable = own;
     }
-    constexpr double kMostMisfit = 0.12;
-    const auto isSpoilt = [&](std::size_t set) {
-        return state.misfits[set].share > kMostMisfit || state.alike[set].a >= 0;
-    };
     for (std::size_t i = 0; i < ripples.size(); ++i)
-        if (isSpoilt(i)) ripples[i].known = false;
+        if (state.frames[i].IsSpoilt()) ripples[i].known = false;
     for (std::size_t i = 0; i < ripples.size(); ++i) {
-        if (isSpoilt(i)) continue;
+        if (state.frames[i].IsSpoilt()) continue;
         if (!ripples[i].known)
             for (const std::size_t other : state.order)
                 if (ripples[other].known && sines[other].shifts == sines[i].shifts) {
