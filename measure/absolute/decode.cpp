@@ -62,24 +62,16 @@ private:
 
     // Where noise leaves doubt, the phases of some pixels together decide.
     void DecideDoubtful(const std::vector<PhaseSet>& sets) {
-        constexpr int kTile = 64;
-        const cv::Rect image(cv::Point(), mFine.size());
-        const int across = (image.width + kTile - 1) / kTile, down = (image.height + kTile - 1) / kTile;
-        cv::parallel_for_(cv::Range(0, across * down), [&](const cv::Range& tiles) {
-            for (int i = tiles.start; i < tiles.end; ++i)
-                DecideDoubtful(sets, cv::Rect(i % across * kTile, i / across * kTile, kTile, kTile) & image);
+        const std::vector<cv::Rect> tiles = FindDoubtfulTiles(mDecision.lead, kLeastLead, mState.usable);
+        cv::parallel_for_(cv::Range(0, static_cast<int>(tiles.size())), [&](const cv::Range& range) {
+            for (int i = range.start; i < range.end; ++i) DecideDoubtful(sets, tiles[static_cast<std::size_t>(i)]);
         });
     }
 
     void DecideDoubtful(const std::vector<PhaseSet>& sets, const cv::Rect& tile) {
-        constexpr float kLeastLead = 16;
-        constexpr double kFew = 0.01;  // a few pixels find their order by growth
-        const cv::Mat1f lead = mDecision.lead(tile);
-        const cv::Mat1b usable = mState.usable(tile);
-        if (CountBelow(lead, kLeastLead, usable) <= kFew * cv::countNonZero(usable)) return;
         cv::Mat1b doubtful;
-        cv::compare(lead, kLeastLead, doubtful, cv::CMP_LT);
-        doubtful &= usable;
+        cv::compare(mDecision.lead(tile), kLeastLead, doubtful, cv::CMP_LT);
+        doubtful &= mState.usable(tile);
         std::vector<PhaseSet> smooth;
         for (const PhaseSet& set : sets) smooth.push_back(Smooth(set, mState.usable, tile));
         const OrderRange range{mRange.count, mRange.center.empty() ? cv::Mat1f() : cv::Mat1f(mRange.center(tile))};
@@ -117,6 +109,8 @@ private:
         Result().contradicted = grown.contradicted;
         Result().components = grown.components;
     }
+
+    static constexpr float kLeastLead = 16;  // without doubt
 
     DecodeState mState;
     const Progress& mProgress;

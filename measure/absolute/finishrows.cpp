@@ -48,10 +48,19 @@ void RateRow(const float* residual, const float* lead, bool isCoded, cv::Mat1f& 
     RatePixels(residual, lead, wrong, isCoded, reliability, mask, buffer.cols);
 }
 
-MEASURE_WIDE int CountBelowInRow(const float* lead, float limit, const std::uint8_t* usable, int width) {
-    int count = 0;
-    for (int x = 0; x < width; ++x) count += (lead[x] < limit) & (usable[x] != 0);
-    return count;
+struct Doubt {
+    int pixels = 0, doubtful = 0;  // usable ones
+};
+
+MEASURE_WIDE void CountDoubtful(const float* lead, float limit, const std::uint8_t* usable, int width, Doubt& doubt) {
+    int pixels = 0, doubtful = 0;
+    for (int x = 0; x < width; ++x) {
+        const int isUsable = usable[x] != 0;
+        pixels += isUsable;
+        doubtful += isUsable & (lead[x] < limit);
+    }
+    doubt.pixels += pixels;
+    doubt.doubtful += doubtful;
 }
 
 MEASURE_WIDE int CountOutsideInRow(const float* values, float least, float most, int width) {
@@ -102,10 +111,25 @@ cv::Mat1f PredictOrders(const cv::Mat1w& code, const GrayCode& gray, const cv::M
     return center;
 }
 
-int CountBelow(const cv::Mat1f& lead, float limit, const cv::Mat1b& usable) {
-    int count = 0;
-    for (int y = 0; y < lead.rows; ++y) count += CountBelowInRow(lead[y], limit, usable[y], lead.cols);
-    return count;
+std::vector<cv::Rect> FindDoubtfulTiles(const cv::Mat1f& lead, float limit, const cv::Mat1b& usable) {
+    constexpr int kTile = 64;
+    constexpr double kFew = 0.01;  // a few pixels find their order by growth
+    const cv::Rect image({}, lead.size());
+    const int across = (image.width + kTile - 1) / kTile, down = (image.height + kTile - 1) / kTile;
+    std::vector<Doubt> doubts(static_cast<std::size_t>(across * down));
+    cv::parallel_for_(cv::Range(0, down), [&](const cv::Range& bands) {  // whole rows, which memory gives faster
+        for (int y = bands.start * kTile; y < std::min(bands.end * kTile, image.height); ++y)
+            for (int i = 0, x = 0; i < across; ++i, x += kTile)
+                CountDoubtful(lead[y] + x, limit, usable[y] + x, std::min(kTile, image.width - x),
+                              doubts[static_cast<std::size_t>(y / kTile * across + i)]);
+    });
+    std::vector<cv::Rect> tiles;
+    for (int i = 0; i < across * down; ++i) {
+        const Doubt& doubt = doubts[static_cast<std::size_t>(i)];
+        if (doubt.doubtful > kFew * doubt.pixels)
+            tiles.push_back(cv::Rect(i % across * kTile, i / across * kTile, kTile, kTile) & image);
+    }
+    return tiles;
 }
 
 void ReplaceDecision(OrderDecision& decision, const OrderDecision& other, const cv::Mat1b& where,

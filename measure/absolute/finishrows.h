@@ -10,8 +10,8 @@ constexpr float kLeastMargin = 0.2f;
 // The order of the finest set that a code predicts in every pixel: that of the middle of the cell.
 cv::Mat1f PredictOrders(const cv::Mat1w& code, const GrayCode& gray, const cv::Mat1f& phase, double period);
 
-// The usable pixels with a lead below a limit.
-int CountBelow(const cv::Mat1f& lead, float limit, const cv::Mat1b& usable);
+// The tiles of 64 x 64 pixels in which more than a hundredth of the usable pixels have a lead below a limit.
+std::vector<cv::Rect> FindDoubtfulTiles(const cv::Mat1f& lead, float limit, const cv::Mat1b& usable);
 
 // Takes another decision where `where` is not 0; the phase that it was made for may be a whole period from ours.
 void ReplaceDecision(OrderDecision& decision, const OrderDecision& other, const cv::Mat1b& where,

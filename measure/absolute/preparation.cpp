@@ -54,7 +54,7 @@ void SortSets(DecodeState& state) {
 
 void FindUsable(DecodeState& state) {
     state.usable = state.fringes[0].usable.clone();
-    for (const FringePhase& fringes : state.fringes) state.usable &= fringes.usable;
+    for (std::size_t i = 1; i < state.Count(); ++i) state.usable &= state.fringes[i].usable;
     state.result.usable = cv::countNonZero(state.usable);
 }
 

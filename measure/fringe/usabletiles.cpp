@@ -33,11 +33,11 @@ void UsableTiles::Look(int y) {
 }
 
 void UsableTiles::Add(bool withSlope) const {
-    const cv::Rect image({}, mPhase.phase.size()), looks({}, mIsNear.size());
+    const cv::Rect image({}, mPhase.phase.size());
     cv::parallel_for_(cv::Range(0, mAcross * mDown), [&](const cv::Range& tiles) {
         for (int i = tiles.start; i < tiles.end; ++i) {
             const cv::Rect square(i % mAcross * kTile, i / mAcross * kTile, kTile, kTile);
-            if (cv::countNonZero(mIsNear(cv::Rect(i % mAcross, square.y, 1, kTile) & looks)) == 0) continue;
+            if (!IsNear(i % mAcross, square.y)) continue;
             const cv::Rect around = (square + cv::Size(2, 2) - cv::Point(1, 1)) & image;
             const Tile tile{square & image, around, FreedModulation(around)};
             const std::optional<cv::Vec2f> slope = MeanSlope(tile);
@@ -46,6 +46,12 @@ void UsableTiles::Add(bool withSlope) const {
             if (std::max(std::abs((*slope)[0]), std::abs((*slope)[1])) >= kFlat) AddOf(tile, *slope);
         }
     });
+}
+
+bool UsableTiles::IsNear(int column, int top) const {
+    int isNear = 0;
+    for (int y = top; y < std::min(top + kTile, mIsNear.rows) && !isNear; ++y) isNear = mIsNear(y, column);
+    return isNear != 0;
 }
 
 cv::Mat1f UsableTiles::FreedModulation(const cv::Rect& part) const {

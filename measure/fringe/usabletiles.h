@@ -35,6 +35,7 @@ private:
     };
 
     void Add(bool withSlope) const;
+    bool IsNear(int column, int top) const;
     void AddOf(const Tile& tile, const cv::Vec2f& slope) const;
     cv::Mat1f FreedModulation(const cv::Rect& part) const;
     std::optional<cv::Vec2f> MeanSlope(const Tile& tile) const;
