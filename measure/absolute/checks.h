@@ -33,12 +33,12 @@ void CheckPairs(DecodeState& state);
 // Where a scan without a code covers the length of the projector, no surface runs on from its last order to its first.
 void CheckSeams(DecodeState& state, const cv::Mat1f& phase, const OrderDecision& decision);
 
-// The cells of a Gray code must follow each other, with the phase. Returns what their borders tell, per set: its phase
+// The cells of a Gray code must follow each other, with the phase, and begin where a given origin says. Returns what their borders tell, per set: its phase
 // at the position 0 in radians; empty when there are too few of them.
 std::vector<double> CheckCode(DecodeState& state, const GrayDecoding& code);
 
 // Warns of a result that cannot be trusted as a whole: many orders corrected, dropped or missing, positions beyond the
-// projector, saturation.
+// projector, saturation. Throws NothingUsable where hardly any usable pixel has found its order.
 void NoteDoubts(DecodeState& state);
 
 }  // namespace measure

@@ -166,6 +166,41 @@ void CheckEdges(DecodeState& state, const EdgePhases& edges, std::size_t set) {
             names + " do not fit to each other (" + Text(concentration) + " of 1)" + likely);
 }
 
+// With which frame, counted from 0, a list begins that makes the phase run ahead by so many periods; 0 for none.
+std::size_t FindFirstFrame(const std::vector<double>& shifts, double ahead) {
+    constexpr double kNear = 0.03;
+    for (std::size_t first = 1; first < shifts.size(); ++first) {
+        double off = 0;
+        for (std::size_t i = 0; i < shifts.size(); ++i) {
+            const double step = (shifts[(first + i) % shifts.size()] - shifts[i]) / (2 * CV_PI);
+            off = std::max(off, std::abs(std::remainder(step - ahead, 1.0)));
+        }
+        if (off < kNear) return first;
+    }
+    return 0;
+}
+
+// The origin that is given against the one that the borders show; `measured` is the phase at the position 0.
+void CheckOrigin(DecodeState& state, std::size_t set, double measured) {
+    constexpr double kMostOffset = 0.1;
+    const SineSet& sines = state.axis.sines[set];
+    const double ahead = std::remainder((measured - state.origins[set]) / (2 * CV_PI), 1.0), off = std::abs(ahead);
+    const std::string name = NameOf(set), names = "gray and " + name;
+    const std::size_t first = FindFirstFrame(sines.shifts, ahead * state.axis.direction);
+    const std::string rotated = first == 0 ? ""
+                                           : "are the frames of " + name + " rotated, so that the list begins with " +
+                                                 "number " + std::to_string(first + 1) + " of " +
+                                                 std::to_string(sines.shifts.size()) + ", or ";
+    const auto likely = [&](const char* key, double given, double fitting) {
+        return std::string(key) + " (" + Text(given) + " is given, " + Text(fitting) + " would fit)";
+    };
+    const double origin = *state.axis.origin, offset = state.axis.gray->offset, columns = ahead * sines.period;
+    Require(state.result, {names + ": distance of the origins in periods", off, kMostOffset, off <= kMostOffset},
+            names + " do not begin at the same place (" + Text(off) + " periods off): " + rotated + "is " +
+                likely("\"origin\"", origin, origin - columns) + " or " +
+                likely("\"offset\"", offset, offset + columns) + " wrong?");
+}
+
 }  // namespace
 
 std::vector<double> CheckCode(DecodeState& state, const GrayDecoding& code) {
@@ -207,6 +242,7 @@ std::vector<double> CheckCode(DecodeState& state, const GrayDecoding& code) {
     for (std::size_t set = 0; set < state.Count(); ++set) {
         CheckEdges(state, collector.Edges(set), set);
         origins.push_back(std::arg(collector.Edges(set).Mean()));
+        if (state.axis.origin) CheckOrigin(state, set, origins.back());
     }
     return origins;
 }

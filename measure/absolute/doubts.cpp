@@ -4,6 +4,7 @@
 
 #include "measure/absolute/checknotes.h"
 #include "measure/absolute/checks.h"
+#include "measure/error.h"
 
 namespace measure {
 namespace {
@@ -39,7 +40,7 @@ std::string HintOfExchangedDirections(const AbsolutePhase& columns, const Absolu
 
 void NoteDoubts(DecodeState& state) {
     constexpr double kMostCorrected = 0.1, kMostContradicted = 0.01, kLeastValid = 0.9, kMostBeyond = 0.005,
-                     kMostSaturated = 0.01;
+                     kMostSaturated = 0.01, kNothing = 0.01;
     AbsolutePhase& result = state.result;
     const auto percent = [](double share) { return cv::format("%.1f %%", 100 * share); };
     if (result.repeat > 0)
@@ -61,6 +62,9 @@ void NoteDoubts(DecodeState& state) {
              " of the pixels were given another order than their own by their neighbours: do all "
              "pictures belong to this scan and stand in their place?");
     const double kept = valid / usable;
+    if (kept < kNothing)
+        throw NothingUsable("hardly any of the usable pixels has an order that its neighbours agree with (" +
+                            percent(kept) + "): do all pictures belong to this scan and to its description?");
     Note(result, {"share of the usable pixels that have a phase", kept, kLeastValid, kept >= kLeastValid},
          "only " + percent(kept) +
              " of the usable pixels have an absolute phase; for the others the pictures ask for no order that their "

@@ -110,6 +110,8 @@ TEST(Absolute, EveryRightCodingIsDecoded) {
         {"code cut at white and black", "dark", Gray(24, 12, 0, Bits::eWhiteBlack, 3), usual},
         {"code cut at the mean", "textured", Gray(24, 12, 0, Bits::eMean, 5), usual},
         {"code against a falling phase", "tilted", With(Gray(24, 12), falling), usual},
+        {"code against a falling phase from an origin", "step",
+         With(Gray(24, 12, -6), [](CodedAxis& axis) { axis.direction = -1, axis.origin = 7.5; }), usual},
         {"code and beat", "two-objects", beats, noisy},
         {"code before narrow objects", "narrow", Gray(24, 12, 0, Bits::eInverse, 3), Camera(8, 2.2, 2)},
         {"code in little light", "two-objects", Gray(24, 12), Camera(8, 1, 0.5, 0.2)},
@@ -160,6 +162,11 @@ TEST(Absolute, EveryMistakeIsNamed) {
             for (double& shift : axis.sines[set].shifts) shift = -shift;
         };
     };
+    const auto rotate = [](std::size_t set, std::ptrdiff_t by) {
+        return [set, by](CodedAxis&, AxisPictures& p) {
+            std::rotate(p.sines[set].begin(), p.sines[set].begin() + by, p.sines[set].end());
+        };
+    };
     const auto period = [](std::size_t set, double period) {
         return [set, period](CodedAxis& axis, AxisPictures&) { axis.sines[set].period = period; };
     };
@@ -186,9 +193,7 @@ TEST(Absolute, EveryMistakeIsNamed) {
          "do not fit"},
         {"frame of another set", three, [](CodedAxis&, AxisPictures& p) { std::swap(p.sines[1][2], p.sines[2][0]); },
          "is a frame of one set exchanged with one of the other"},
-        {"frames rotated", three,
-         [](CodedAxis&, AxisPictures& p) { std::rotate(p.sines[2].begin(), p.sines[2].begin() + 1, p.sines[2].end()); },
-         "are the frames of one set rotated"},
+        {"frames rotated", three, rotate(2, 1), "are the frames of one set rotated"},
         {"least significant bit first", code,
          [](CodedAxis&, AxisPictures& p) {
              std::reverse(p.gray.begin(), p.gray.end());
@@ -217,9 +222,7 @@ TEST(Absolute, EveryMistakeIsNamed) {
         {"two inverse pictures exchanged", code,
          [](CodedAxis&, AxisPictures& p) { std::swap(p.inverse[2], p.inverse[3]); },
          "does not complete gray.frames[2] (1."},
-        {"frames rotated of a coarse set", cube,
-         [](CodedAxis&, AxisPictures& p) { std::rotate(p.sines[0].begin(), p.sines[0].begin() + 1, p.sines[0].end()); },
-         "are the frames of sines[0] rotated"},
+        {"frames rotated of a coarse set", cube, rotate(0, 1), "are the frames of sines[0] rotated"},
         {"cell too wide", code, [](CodedAxis& axis, AxisPictures&) { axis.sines[0].period = 10; },
          "gray.cell: cells of"},
         {"one set alone", four,
@@ -236,13 +239,20 @@ TEST(Absolute, EveryMistakeIsNamed) {
         {"equal shifts", four, [](CodedAxis& axis, AxisPictures&) { axis.sines[1].shifts.assign(4, 0.0); },
          "sines[1]: these shifts do not determine the phase"},
     };
+    const auto begun = [](int direction) {
+        return With(Gray(24, 12), [direction](CodedAxis& axis) { axis.origin = 7.5, axis.direction = direction; });
+    };
+    for (const int direction : {1, -1}) {
+        const CodedAxis coding = begun(direction);
+        rows.push_back({"frames rotated", coding, rotate(0, 1), "begins with number 2 of 4"});
+        rows.push_back({"origin", coding, [](CodedAxis& axis, AxisPictures&) { axis.origin = 12.5; },
+                        "is \"origin\" (12.5 is given, 7."});
+        rows.push_back({"offset", coding, [](CodedAxis& axis, AxisPictures&) { axis.gray->offset = -4; },
+                        "\"offset\" (-4.00 is given"});
+    }
     const CodedAxis beatOfThree = Periods({59, 64, 70});
-    for (const std::size_t step : {1, 3})
-        rows.push_back({"frames rotated where the shortest relation hides it", beatOfThree,
-                        [step](CodedAxis&, AxisPictures& p) {
-                            std::rotate(p.sines[0].begin(), p.sines[0].begin() + static_cast<std::ptrdiff_t>(step),
-                                        p.sines[0].end());
-                        },
+    for (const std::ptrdiff_t step : {1, 3})
+        rows.push_back({"frames rotated where the shortest relation hides it", beatOfThree, rotate(0, step),
                         "are the frames of one set rotated"});
     for (std::size_t bit = 0; bit < 2; ++bit)
         rows.push_back({"a picture of the code twice", code,
@@ -358,6 +368,11 @@ TEST(Absolute, NothingToBeSeenIsNotAnError) {
     AxisPictures dark;
     dark.sines.assign(2, std::vector<cv::Mat>(4, cv::Mat1b(60, 80, uchar{3})));
     EXPECT_THROW(DecodeAxis(Periods({1, 8}), dark), NothingUsable);
+    // Usable pixels, hardly one of which lies within the length that is given.
+    CodedAxis coding = Gray(24, 12);
+    const AxisPictures pictures = RenderAxis(SceneOf("step"), Axis::eColumns, coding, Camera(8, 1, 1));
+    coding.length = 50;
+    EXPECT_THROW(DecodeAxis(coding, pictures), NothingUsable);
 }
 
 TEST(Absolute, GrayCodeBitByBit) {
