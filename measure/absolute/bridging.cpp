@@ -1,11 +1,14 @@
 #include "measure/absolute/bridging.h"
 
+#include <atomic>
 #include <cmath>
+#include <cstring>
 #include <limits>
 #include <vector>
 
 #include "measure/absolute.h"
 #include "measure/absolute/wrapping.h"
+#include "measure/base/wide.h"
 
 namespace measure {
 namespace {
@@ -71,6 +74,27 @@ private:
     bool mIsEven = true;
 };
 
+// A gap begins behind the pixel before the first one at rest and ends with the next one that is not.
+void BridgeRow(GrowthImages& images, int y) {
+    const unsigned char* const state = images.state[y];
+    const int begin = y * images.state.cols, width = images.state.cols;
+    Gap gap;
+    for (int x = 0; x < width;) {
+        const void* const found = std::memchr(state + x, eRest, static_cast<std::size_t>(width - x));
+        if (!found) return;
+        const auto first = static_cast<int>(static_cast<const unsigned char*>(found) - state);
+        gap.Visit(images, begin + first - 1, 1);
+        for (x = first; state[x] == eRest; ++x) gap.Visit(images, begin + x, 1);
+        gap.Visit(images, begin + x, 1);
+    }
+}
+
+MEASURE_WIDE int CountRest(const unsigned char* state, int width) {
+    int count = 0;
+    for (int x = 0; x < width; ++x) count += state[x] == eRest;
+    return count;
+}
+
 }  // namespace
 
 float ReachOf(unsigned char trust) {
@@ -79,16 +103,15 @@ float ReachOf(unsigned char trust) {
 
 void BridgeGaps(GrowthImages& images) {
     const int stride = images.state.cols;
+    std::atomic<int> rest{0};
     cv::parallel_for_(cv::Range(1, images.state.rows - 1), [&](const cv::Range& rows) {
         for (int y = rows.start; y < rows.end; ++y) {
-            Gap gap;
-            for (int i = y * stride; i < (y + 1) * stride; ++i) gap.Visit(images, i, 1);
+            BridgeRow(images, y);
+            rest += CountRest(images.state[y], stride);
         }
     });
-    cv::Mat1b rest;
-    cv::compare(images.state, static_cast<int>(eRest), rest, cv::CMP_EQ);
     constexpr double kFew = 0.03;  // these can grow as well
-    if (cv::countNonZero(rest) < kFew * static_cast<double>(rest.total())) return;
+    if (rest < kFew * static_cast<double>(images.state.total())) return;
     cv::parallel_for_(cv::Range(1, stride - 1), [&](const cv::Range& columns) {
         std::vector<Gap> gaps(static_cast<std::size_t>(columns.size()));
         for (int y = 0; y < images.state.rows; ++y)

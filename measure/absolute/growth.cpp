@@ -46,27 +46,19 @@ private:
 class OrderGrowth {
 public:
     OrderGrowth(const cv::Mat1f& phase, const cv::Mat1s& order, const cv::Mat1b& trust, const GrowthOptions& options)
-        : mOrder(order),
+        : mPhase(phase),
+          mOrder(order),
           mTrust(trust),
           mOptions(options),
           mInside(1, 1, phase.cols, phase.rows),
           mStride(phase.cols + 2),
           mRepeat(options.repeat) {
-        cv::copyMakeBorder(phase, mImages.phase, 1, 1, 1, 1, cv::BORDER_CONSTANT);
-        cv::copyMakeBorder(trust, mImages.trust, 1, 1, 1, 1, cv::BORDER_CONSTANT, eNoPhase);
-        const cv::Size size = mImages.phase.size();
-        mImages.state = cv::Mat1b(size, static_cast<unsigned char>(eOut));
-        mImages.absolute.create(size);
-        for (cv::Mat1f border : {mImages.absolute.row(0), mImages.absolute.row(size.height - 1),
-                                 mImages.absolute.col(0), mImages.absolute.col(size.width - 1)})
-            border.setTo(0);
         for (std::size_t i = 0; i < kAround.size(); ++i) mOffset[i] = kAround[i].dy * mStride + kAround[i].dx;
-        if (options.repeat > 0) mImages.area = cv::Mat1i(size, -1);
     }
 
     GrownOrders Run(const Progress& progress) {
         progress.Report("finding areas of trusted orders");
-        MakeAbsolute();
+        MakeImages();
         const cv::Mat1f absolute = mImages.absolute(mInside);
         Fix(FindTrustedAreas(absolute, mTrust, mOptions.maxStep, mOptions.repeat));
         progress.Report("growing areas of trusted orders", 0.3);
@@ -87,11 +79,28 @@ private:
         });
     }
 
-    void MakeAbsolute() {
+    void MakeImages() {
+        const cv::Size size(mStride, mInside.height + 2);
+        mImages.phase.create(size);
+        mImages.absolute.create(size);
+        mImages.trust.create(size);
+        mImages.state.create(size);
+        if (mOptions.repeat > 0) mImages.area = cv::Mat1i(size, -1);
         ForRows([&](int y) {
-            rows::LiftRow(mImages.phase[y + 1] + 1, mOrder[y], mTrust[y], mImages.absolute[y + 1] + 1,
-                          mImages.state[y + 1] + 1, Width());
+            MakeFrame(y + 1, 0, 1);
+            MakeFrame(y + 1, mStride - 1, 1);
+            const rows::GrowingRow row{mImages.phase[y + 1] + 1, mImages.absolute[y + 1] + 1, mImages.trust[y + 1] + 1,
+                                       mImages.state[y + 1] + 1};
+            rows::LiftRow(mPhase[y], mOrder[y], mTrust[y], row, Width());
         });
+        for (const int y : {0, size.height - 1}) MakeFrame(y, 0, mStride);
+    }
+
+    void MakeFrame(int y, int x, int count) {
+        std::fill_n(mImages.phase[y] + x, count, 0.0f);
+        std::fill_n(mImages.absolute[y] + x, count, 0.0f);
+        std::fill_n(mImages.trust[y] + x, count, static_cast<unsigned char>(eNoPhase));
+        std::fill_n(mImages.state[y] + x, count, static_cast<unsigned char>(eOut));
     }
 
     void Fix(TrustedAreas areas) {
@@ -215,6 +224,7 @@ private:
     // At edges, where pixels mix two surfaces, sets of fringes fit to each other by accident: whoever agrees with fewer
     // others than this is not trusted.
     static constexpr int kLeastAlone = 8;
+    const cv::Mat1f& mPhase;
     const cv::Mat1s& mOrder;
     const cv::Mat1b& mTrust;
     const GrowthOptions& mOptions;

@@ -9,10 +9,16 @@
 namespace measure::rows {
 
 MEASURE_WIDE void LiftRow(const float* __restrict phase, const std::int16_t* __restrict order,
-                          const std::uint8_t* __restrict trust, float* __restrict absolute,
-                          std::uint8_t* __restrict state, std::size_t count) {
+                          const std::uint8_t* __restrict trust, const GrowingRow& row, std::size_t count) {
+    float* __restrict copy = row.phase, * __restrict absolute = row.absolute;
+    std::uint8_t* __restrict given = row.trust, * __restrict state = row.state;
     for (std::size_t x = 0; x < count; ++x) {
-        absolute[x] = phase[x] + kRadiansPerPeriod * static_cast<float>(order[x]);
+        const float own = phase[x];
+        copy[x] = own;
+        absolute[x] = own + kRadiansPerPeriod * static_cast<float>(order[x]);
+    }
+    for (std::size_t x = 0; x < count; ++x) {
+        given[x] = trust[x];
         state[x] = trust[x] ? eRest : eOut;
     }
 }

@@ -21,9 +21,13 @@ struct Repeat {
     float radians, inverse;
 };
 
-// absolute = phase + 2 pi order; a pixel of any trust is at rest, others are out.
-void LiftRow(const float* phase, const std::int16_t* order, const std::uint8_t* trust, float* absolute,
-             std::uint8_t* state, std::size_t count);
+struct GrowingRow {
+    float *phase, *absolute;
+    std::uint8_t *trust, *state;
+};
+// Copies phase and trust; absolute = phase + 2 pi order; a pixel of any trust is at rest, others are out.
+void LiftRow(const float* phase, const std::int16_t* order, const std::uint8_t* trust, const GrowingRow& row,
+             std::size_t count);
 
 // What has grown of a row, and what its pixels said by themselves.
 struct GrownRow {
