@@ -33,8 +33,11 @@ void CheckPairs(DecodeState& state);
 // Where a scan without a code covers the length of the projector, no surface runs on from its last order to its first.
 void CheckSeams(DecodeState& state, const cv::Mat1f& phase, const OrderDecision& decision);
 
-// The cells of a Gray code must follow each other, with the phase, and begin where a given origin says. Returns what their borders tell, per set: its phase
-// at the position 0 in radians; empty when there are too few of them.
+// The pictures of a Gray code must be as bright and dark as their threshold, or the fringes, ask for.
+void CheckLevels(DecodeState& state);
+
+// The cells of a Gray code must follow each other, with the phase, and begin where a given origin says. Returns what
+// their borders tell, per set: its phase at the position 0 in radians; empty when there are too few of them.
 std::vector<double> CheckCode(DecodeState& state, const GrayDecoding& code);
 
 // Warns of a result that cannot be trusted as a whole: many orders corrected, dropped or missing, positions beyond the

@@ -9,6 +9,7 @@
 #include "measure/absolute/checks.h"
 #include "measure/absolute/codesteps.h"
 #include "measure/absolute/wrapping.h"
+#include "measure/error.h"
 
 namespace measure {
 namespace {
@@ -78,7 +79,8 @@ public:
             }
     }
 
-    int Count() const { return mCount; }
+    int Changes() const { return mChanges; }  // of the code, of any kind
+    int Count() const { return mCount; }      // borders
     int Ones() const { return mOnes; }
     int Agreeing() const { return mAgreeing; }
     std::vector<CodeSteps> Steps() const {
@@ -117,7 +119,9 @@ private:
 
     void Compare(cv::Point a, cv::Point b) {
         const int step = mCode.code(b) - mCode.code(a);
-        if (step == 0 || !DifferInOneBit(mCode.code(a), mCode.code(b))) return;
+        if (step == 0) return;
+        mChanges += mState.usable(a) && mState.usable(b);
+        if (!DifferInOneBit(mCode.code(a), mCode.code(b))) return;
         if (!IsGood(a) || !IsGood(b) || !IsEven(a, b)) return;
         ++mCount;
         const cv::Mat1f& phase = mState.Finest().phase;
@@ -139,7 +143,7 @@ private:
 
     const DecodeState& mState;
     const GrayDecoding& mCode;
-    int mCount = 0, mOnes = 0, mAgreeing = 0;
+    int mChanges = 0, mCount = 0, mOnes = 0, mAgreeing = 0;
     std::unordered_map<std::uint64_t, int> mSteps;  // by code before, code after and direction of the phase
     std::vector<EdgePhases> mEdges;
 };
@@ -201,6 +205,18 @@ void CheckOrigin(DecodeState& state, std::size_t set, double measured) {
                 likely("\"offset\"", offset, offset + columns) + " wrong?");
 }
 
+// Where the phase runs over cells, their borders must be seen.
+void RequireBorders(const DecodeState& state, int changes) {
+    constexpr int kFew = 100;
+    constexpr double kSure = 30;
+    const Ripple& ripple = state.result.ripples[static_cast<std::size_t>(state.result.finest)];
+    const double cells = ripple.periodsInView * state.periods[0] / state.axis.gray->cell;
+    const double expected = cells * std::sqrt(static_cast<double>(state.result.usable));
+    if (changes < kFew && expected > kSure * kFew)
+        throw InputError("gray: hardly any border between its cells is seen, although the fringes run over about " +
+                         Text(cells) + " of them: are its pictures dark, or of another exposure or code?");
+}
+
 }  // namespace
 
 std::vector<double> CheckCode(DecodeState& state, const GrayDecoding& code) {
@@ -208,7 +224,10 @@ std::vector<double> CheckCode(DecodeState& state, const GrayDecoding& code) {
     constexpr double kLeastOnes = 0.9, kLeastAgreeing = 0.75, kMirrored = 0.25, kLeastOfPicture = 0.5;
     StepCollector collector(state, code);
     collector.Collect();
-    if (collector.Count() < kFewSteps) return {};
+    if (collector.Count() < kFewSteps) {
+        RequireBorders(state, collector.Changes());
+        return {};
+    }
 
     const std::vector<CodeSteps> steps = collector.Steps();
     const auto bits = static_cast<int>(state.pictures.gray.size());

@@ -185,6 +185,7 @@ void CheckSets(DecodeState& state, const Progress& progress) {
     CheckFrameOrder(state);
     CheckMeans(state);
     CheckPairs(state);
+    CheckLevels(state);
     DecodeCode(state, progress);
     FindOrigins(state);
 }

@@ -7,6 +7,7 @@
 #include <cmath>
 #include <functional>
 #include <map>
+#include <opencv2/imgproc.hpp>
 #include <random>
 
 #include "measure/absolute/coding.h"
@@ -254,6 +255,15 @@ TEST(Absolute, EveryMistakeIsNamed) {
     for (const std::ptrdiff_t step : {1, 3})
         rows.push_back({"frames rotated where the shortest relation hides it", beatOfThree, rotate(0, step),
                         "are the frames of one set rotated"});
+    const CodedAxis cut = Gray(24, 12, 0, Bits::eWhiteBlack);
+    const auto shade = [](double factor) {
+        return [factor](CodedAxis&, AxisPictures& p) {
+            for (cv::Mat& picture : p.gray) picture *= factor;
+        };
+    };
+    rows.push_back(
+        {"a code in a third of the light", cut, shade(0.35), "than that of the white and the black picture"});
+    rows.push_back({"a dark code", cut, shade(0), "hardly any border between its cells is seen"});
     for (std::size_t bit = 0; bit < 2; ++bit)
         rows.push_back({"a picture of the code twice", code,
                         [bit](CodedAxis&, AxisPictures& p) {
@@ -311,6 +321,13 @@ TEST(Absolute, WarnsOfFramesThatFitBetterInAnotherOrder) {
     }
 }
 
+cv::Mat Moved(const cv::Mat& picture, cv::Point by) {
+    cv::Mat moved;
+    const cv::Matx23d shift(1, 0, by.x, 0, 1, by.y);
+    cv::warpAffine(picture, moved, shift, picture.size(), cv::INTER_NEAREST, cv::BORDER_REPLICATE);
+    return moved;
+}
+
 // What does not keep a scan from being decoded, but speaks against the result.
 TEST(Absolute, DoubtsAreSaid) {
     using Change = std::function<void(AxisPictures&)>;
@@ -329,9 +346,20 @@ TEST(Absolute, DoubtsAreSaid) {
          [](AxisPictures& p) { p.sines[0][1] = p.sines[0][0]; }, "show the same fringes"},
         {"a frame of another period", waves, [](AxisPictures& p) { p.sines[2][3] = p.sines[1][3]; },
          "sines[2]: the frames do not belong together"},
+        {"a lamp while the code is shown", Gray(24, 12, 0, Bits::eMean),
+         [](AxisPictures& p) {
+             for (cv::Mat& picture : p.gray) picture += 35;
+         },
+         "than that of the fringes, or did something move"},
+        {"a part that moved before the code", code,
+         [](AxisPictures& p) {
+             for (auto* const pictures : {&p.gray, &p.inverse})
+                 for (cv::Mat& picture : *pictures) picture = Moved(picture, {0, 6});
+         },
+         "did camera or part move"},
     };
     for (const auto& row : rows) {
-        AxisPictures pictures = RenderAxis(SceneOf("two-objects"), Axis::eColumns, row.coding, Camera(8, 1.8, 1));
+        AxisPictures pictures = RenderAxis(SceneOf("textured"), Axis::eColumns, row.coding, Camera(8, 1.8, 1));
         row.change(pictures);
         std::string said;
         try {

@@ -1,0 +1,102 @@
+// Whether the levels of the pictures of a Gray code fit to their threshold, or to the fringes.
+#include <algorithm>
+#include <cmath>
+#include <vector>
+
+#include "measure/absolute/checknotes.h"
+#include "measure/absolute/checks.h"
+#include "measure/fringe/framepixels.h"
+
+namespace measure {
+namespace {
+
+// Of a pixel that is bright in one picture of the code and dark in another one, in grey levels.
+struct CodeLevels {
+    double middle = 0;      // between them, above the threshold or, with inverse pictures, the mean of the fringes
+    double half = 0;        // their distance from it
+    double modulation = 0;  // of the fringes
+};
+
+float ThresholdAt(const DecodeState& state, int y, int x) {
+    const AxisPictures& pictures = state.pictures;
+    if (!pictures.inverse.empty() || pictures.white.empty() || pictures.black.empty()) return state.Finest().mean(y, x);
+    return (LevelAt(pictures.white, y, x) + LevelAt(pictures.black, y, x)) / 2;
+}
+
+// Some ten thousand pixels, where neither noise nor saturation hides the levels.
+std::vector<CodeLevels> SampleCodeLevels(const DecodeState& state) {
+    constexpr double kEnough = 1 << 14, kLeastShare = 0.25, kLeastNoise = 4;
+    const FringeLimits& limits = state.Finest().limits;
+    const auto saturated = static_cast<float>(limits.saturation * limits.fullScale);
+    const cv::Size size = state.usable.size();
+    const int step = std::max(1, static_cast<int>(std::sqrt(size.area() / kEnough)));
+    std::vector<CodeLevels> sample;
+    for (int y = 0; y < size.height; y += step)
+        for (int x = 0; x < size.width; x += step) {
+            if (!state.usable(y, x)) continue;
+            float dark = LevelAt(state.pictures.gray[0], y, x), bright = dark;
+            for (const auto* const pictures : {&state.pictures.gray, &state.pictures.inverse})
+                for (const cv::Mat& picture : *pictures) {
+                    dark = std::min(dark, LevelAt(picture, y, x));
+                    bright = std::max(bright, LevelAt(picture, y, x));
+                }
+            const auto half = static_cast<double>(bright - dark) / 2,
+                       modulation = static_cast<double>(state.Finest().modulation(y, x));
+            if (bright >= saturated || half < std::max(kLeastShare * modulation, kLeastNoise * state.result.noise))
+                continue;
+            const float middle = (bright + dark) / 2 - ThresholdAt(state, y, x);
+            sample.push_back({static_cast<double>(middle), half, modulation});
+        }
+    return sample;
+}
+
+// Another exposure moves the middle by a multiple of the modulation, other light in the room by a constant.
+void RemoveLight(std::vector<CodeLevels>& sample) {
+    cv::Mat1d functions(static_cast<int>(sample.size()), 2, 1.0), middles(functions.rows, 1), light;
+    for (int i = 0; i < functions.rows; ++i) {
+        const CodeLevels& levels = sample[static_cast<std::size_t>(i)];
+        functions(i, 0) = levels.modulation;
+        middles(i, 0) = levels.middle;
+    }
+    cv::solve(functions, middles, light, cv::DECOMP_NORMAL | cv::DECOMP_SVD);
+    for (CodeLevels& levels : sample) levels.middle -= light(0, 0) * levels.modulation + light(1, 0);
+}
+
+// Of the pixels whose middle is off by more than such a part of the way to bright or dark.
+double ShareOff(const std::vector<CodeLevels>& sample, double most) {
+    const auto off = std::count_if(sample.begin(), sample.end(),
+                                   [&](const CodeLevels& l) { return std::abs(l.middle) > most * l.half; });
+    return static_cast<double>(off) / static_cast<double>(sample.size());
+}
+
+}  // namespace
+
+void CheckLevels(DecodeState& state) {
+    constexpr std::size_t kFew = 100;
+    constexpr double kMostShare = 0.03, kRefused = 0.7, kMostOff = 0.5, kNearLevel = 0.7;
+    if (!state.axis.gray) return;
+    std::vector<CodeLevels> sample = SampleCodeLevels(state);
+    if (sample.size() < kFew) return;
+    const auto percent = [](double share) { return cv::format("gray: in %.1f %% of the pixels ", 100 * share); };
+    if (!state.pictures.inverse.empty()) {
+        RemoveLight(sample);
+        const double share = ShareOff(sample, kMostOff);
+        Note(state.result,
+             {"gray: share of the pixels whose light is not that of the fringes", share, kMostShare,
+              share <= kMostShare},
+             percent(share) + "its light is not that of the fringes: did camera or part move between them?");
+        return;
+    }
+    const double share = ShareOff(sample, kNearLevel);
+    const char* const others = state.pictures.white.empty() || state.pictures.black.empty()
+                                   ? "the fringes"
+                                   : "the white and the black picture";
+    (share > kRefused ? Require : Note)(
+        state.result,
+        {"gray: share of the pixels whose threshold is near bright or dark", share, kMostShare, share <= kMostShare},
+        percent(share) + "the threshold between bright and dark is near one of them or beyond: was its light or its " +
+            "exposure another one than that of " + others + ", or did something move? Inverse pictures do not mind " +
+            "the light");
+}
+
+}  // namespace measure
