@@ -19,7 +19,7 @@ const std::pair<const char*, const char*> kFamilies[] = {
     {"regions", "Segment BuildRegion"},
     {"statistics", "Histogram HistogramAnalyzer BimodalHistoAnalyzer Range FringeQuality"},
     {"surfaces", "BestFit Shading"},
-    {"unwrappers", "Unwrappers Reliability"},
+    {"unwrappers", "Unwrap Reliability"},
     {"world", "World"},
 };
 constexpr int kMostChecks = 8;  // of one input

@@ -6,7 +6,6 @@
 
 #include "ipbase/ipLUnwrap.h"
 #include "tests/support/harness.h"
-#include "tests/support/literal_unwrap.h"
 
 namespace KrN {
 namespace {
@@ -41,60 +40,6 @@ Scene TwoRamps() {
 }
 
 const Value kOpen = [](int, int) { return 0; };
-
-TEST(Unwrap, GivesThePixelsOfThePlainForm) {
-    test::Random random(20);
-    const auto below = [&random](unsigned limit) { return static_cast<int>(random() % limit); };
-    const auto noise = [=](unsigned amplitude) -> Value { return [=](int, int) { return below(amplitude); }; };
-    const auto ramp = [=](double slope, unsigned amplitude) -> Value {
-        return [=](int x, int y) { return static_cast<int>(x * slope + y * slope / 3) + below(amplitude); };
-    };
-    const Value rings = [=](int x, int y) {
-        return static_cast<int>(150 + 90 * std::sin(0.4 * std::hypot(x - 20, y - 9))) + below(9);
-    };
-    const Value blocks = [](int x, int y) { return 40 + (x / 5 * 37 + y / 4 * 91) % 200; };
-    const Value holes = [=](int, int) { return below(6) ? below(128) : 128 + below(128); };
-    const struct {
-        short width, height;
-        Value phase, quality, mask;
-    } images[] = {
-        {81, 63, noise(256), noise(256), kOpen},   {41, 33, noise(256), noise(3), holes},
-        {70, 44, ramp(20, 90), noise(256), holes}, {37, 37, ramp(9, 120), rings, kOpen},
-        {48, 30, ramp(31, 60), blocks, holes},     {30, 48, ramp(60, 40), blocks, kOpen},
-        {64, 20, noise(140), rings, holes},        {1, 90, noise(256), noise(256), kOpen},
-        {90, 1, ramp(50, 100), noise(9), kOpen},   {40, 40, ramp(3, 200), kOpen, kOpen},
-    };
-    const struct {
-        unsigned char minQuality;
-        unsigned minAreaSize;
-        int centre;
-    } settings[] = {{0, 0, 0}, {20, 5, 1}, {128, 60, 0}, {1, 700, 1}, {255, 0, 0}};
-    int areas = 0;
-    KrLUnWrap unwrap;
-    for (const auto& image : images)
-        for (unsigned char mode = 1; mode <= 9; ++mode)  // there is no mode 9: it goes on with that of the run before
-            for (const auto& s : settings) {
-                Scene scene(image.width, image.height, image.phase, image.quality, image.mask);
-                LiteralUnwrap plain{image.width,          image.height, PixelsOf(scene.phase), PixelsOf(scene.quality),
-                                    PixelsOf(scene.mask), s.minQuality, s.minAreaSize,         std::min<int>(mode, 8),
-                                    s.centre != 0};
-                plain.Run();
-                areas += plain.areaCount;
-
-                scene.Execute(unwrap, s.minQuality, s.minAreaSize, mode, s.centre);
-                KrBufferAOI32 labels({image.width, image.height});
-                unwrap.GetComponentLabels(&labels);
-                SCOPED_TRACE(testing::Message()
-                             << "image " << &image - images << " mode " << int{mode} << " setting " << &s - settings);
-                ASSERT_EQ(PixelsOf(scene.target), plain.target);
-                ASSERT_EQ(PixelsOf(scene.targetMask), plain.targetMask);
-                ASSERT_EQ(PixelsOf(labels), plain.component);
-                ASSERT_EQ(unwrap.GetComponentCount(), static_cast<unsigned>(plain.componentCount));
-                ASSERT_EQ(unwrap.GetRange().lower, plain.minimum);
-                ASSERT_EQ(unwrap.GetRange().upper, plain.maximum);
-            }
-    EXPECT_GT(areas, 50000);
-}
 
 TEST(Unwrap, MovesAndDeletesWholeComponents) {
     Scene scene = TwoRamps();

@@ -136,89 +136,6 @@ const std::vector<Rig>& Rigs() {
     return setups;
 }
 
-// A surface that is nowhere plane.
-Real Depth(int x, int y) { return 420 + 30 * std::sin(x * 0.7L) + 20 * std::cos(y * 0.9L); }
-
-// Phases of a rig's surface, and operands for its points.
-struct Scene {
-    GuardedImage phase, noise{eDev32Float, kWidth, kHeight, 5}, mask{eDev8, kWidth, kHeight, 6};
-    GuardedImage x, y, z, result{eDev8, kWidth, kHeight, 7};
-
-    Scene(const Rig& setup, DeviceType type, Form form = Form::eView)
-        : phase(type, kWidth, kHeight, 1, form),
-          x(eDev32Float, kWidth, kHeight, 2, form),
-          y(eDev32Float, kWidth, kHeight, 3),
-          z(eDev32Float, kWidth, kHeight, 4, form) {
-        phase.Fill(
-            [&](int px, int py) { return static_cast<double>(setup.PhaseOf(setup.PointOf(px, py, Depth(px, py)))); });
-        noise.Fill([](int, int) { return 0.01; });
-        mask.Fill([](int px, int py) { return (px + py) % 7 == 0 ? 64 : 63; });
-    }
-    static bool IsMasked(int px, int py) { return (px + py) % 7 == 0; }
-    const KrAOI8* Mask() const { return static_cast<const KrAOI8*>(mask.image.get()); }
-    KrAOI8* Result() const { return static_cast<KrAOI8*>(result.image.get()); }
-};
-
-TEST(World, PointsAgreeWithGeometryOnEveryTarget) {
-    for (const Rig& setup : Rigs()) {
-        SCOPED_TRACE(setup.name);
-        Scene d(setup, eDev64Double, Form::eSubView), f(setup, eDev32Float, Form::eRowless);
-        ForEachTarget([&](std::int64_t) {
-            World world = setup.Make();
-            world.Execute(d.phase.image.get(), d.Mask(), d.x.image.get(), d.y.image.get(), d.z.image.get(), d.Result());
-            for (int y = 0; y < kHeight; ++y)
-                for (int x = 0; x < kWidth; ++x) {
-                    ASSERT_EQ(Scene::IsMasked(x, y) ? 255 : 0, d.result.Get(x, y)) << x << ' ' << y;
-                    const auto p = setup.PointOf(x, y, Depth(x, y));
-                    if (Scene::IsMasked(x, y)) {
-                        ASSERT_TRUE(std::isnan(d.x.Get(x, y) + d.y.Get(x, y)) && std::isnan(d.z.Get(x, y)));
-                        continue;
-                    }
-                    // Half a unit of the last place, and what is left of the distortion.
-                    ASSERT_NEAR(static_cast<double>(p[0]), d.x.Get(x, y), 1e-5) << x << ' ' << y;
-                    ASSERT_NEAR(static_cast<double>(p[1]), d.y.Get(x, y), 1e-5) << x << ' ' << y;
-                    ASSERT_NEAR(static_cast<double>(p[2]), d.z.Get(x, y), 2e-5) << x << ' ' << y;
-                }
-        });
-        World world = setup.Make();
-        // Phases of single precision, and in place; one point alone; a part of the picture.
-        world.Execute(f.phase.image.get(), nullptr, f.x.image.get(), f.y.image.get(), f.phase.image.get());
-        const Real z = Depth(9, 8), phase = setup.PhaseOf(setup.PointOf(9, 8, z));
-        EXPECT_NEAR(static_cast<double>(z), f.phase.Get(9, 8), 0.02);
-        EXPECT_NEAR(static_cast<double>(z), world.WorldPoint(9, 8, static_cast<double>(phase)).z, 2e-5);
-        const double between = static_cast<double>(setup.PhaseOf(setup.PointOf(9.25L, 7.5L, 400)));
-        EXPECT_NEAR(400, world.WorldPoint(9.25, 7.5, between).z, 2e-5);
-        world.Prepare({4, 4}, {9, 8});
-        GuardedImage one(eDev64Double, {static_cast<double>(phase)}), x(eDev32Float, {0}), y(eDev32Float, {0});
-        world.Execute(one.image.get(), nullptr, x.image.get(), y.image.get(), f.z.image.get());
-        EXPECT_NEAR(static_cast<double>(z), f.z.Get(0, 0), 2e-5);
-    }
-}
-
-TEST(World, PredictsRowAndNoise) {
-    for (const Rig& setup : Rigs()) {
-        SCOPED_TRACE(setup.name);
-        for (const DeviceType type : {eDev64Double, eDev32Float}) {
-            Scene s(setup, type);
-            World world = setup.Make();
-            world.PredictRow(s.phase.image.get(), s.Mask(), s.x.image.get(), s.Result());
-            world.PredictNoise(s.phase.image.get(), s.noise.image.get(), nullptr, s.z.image.get());
-            for (int y = 0; y < kHeight; y += 4)
-                for (int x = 0; x < kWidth; x += 5) {
-                    ASSERT_EQ(Scene::IsMasked(x, y), std::isnan(s.x.Get(x, y)));
-                    const Real phase = s.phase.Get(x, y), z = setup.DepthOf(x, y, phase);
-                    const Real row = setup.Project(setup.PointOf(x, y, z))[1 - setup.along];
-                    if (!Scene::IsMasked(x, y)) {
-                        ASSERT_NEAR(static_cast<double>(row), s.x.Get(x, y), 2e-4);
-                    }
-                    const Real rise = setup.DepthOf(x, y, phase + 1e-3L) - setup.DepthOf(x, y, phase - 1e-3L);
-                    const double sigma = static_cast<double>(std::abs(rise) / 2e-3L) * 0.01;
-                    ASSERT_NEAR(1, s.z.Get(x, y) / sigma, 1e-4) << x << ' ' << y;
-                }
-        }
-    }
-}
-
 TEST(World, WhatNoPointExplainsIsLeftOut) {
     const Rig& setup = Rigs()[0];
     World world = setup.Make();
@@ -404,7 +321,7 @@ TEST(World, DispatchAndErrors) {
 }
 
 // A part of the camera's picture; phases of a surface, of which the points are known, or any numbers.
-DRAWN_TEST(World, PartsOfPicturesAgreeWithGeometryOnEveryTarget, 200) {
+DRAWN_TEST(World, PartsOfPicturesAgreeWithGeometryOnEveryTarget, 600) {
     const Rig& setup = Drawn(draw, Rigs());
     const int left = static_cast<int>(draw(kWidth)), top = static_cast<int>(draw(kHeight));
     const int w = 1 + static_cast<int>(draw(std::min(12U, static_cast<std::uint32_t>(kWidth - left))));
@@ -413,18 +330,21 @@ DRAWN_TEST(World, PartsOfPicturesAgreeWithGeometryOnEveryTarget, 200) {
     const DeviceType type = isSurface && draw(4) ? eDev64Double : draw(2) ? eDev64Double : eDev32Float;
     const auto form = [&] { return static_cast<Form>(draw(3)); };
     const DirectAccess access(draw(4) != 0);
-    const double near = 300 + draw(200), slope = static_cast<int>(draw(21)) - 10;
+    const double near = 300 + draw(200), slope = static_cast<int>(draw(21)) - 10, bend = draw(30);
     GuardedImage phase(type, w, h, draw(1 << 16), form()), mask(eDev8, w, h, draw(1 << 16), form());
     GuardedImage x(eDev32Float, w, h, 2, form()), y(eDev32Float, w, h, 3), z(eDev32Float, w, h, 4, form());
     GuardedImage noise(eDev32Float, w, h, 5), row(eDev32Float, w, h, 6, form()), result(eDev8, w, h, 7, form());
-    const auto depth = [&](int px, int py) { return near + slope * px + 5 * py; };
+    mask.Fill([&](int px, int py) { return static_cast<int>(mask.Get(px, py)) % 3 ? 63 : 64; });
+    const auto depth = [&](int px, int py) { return near + slope * px + 5 * py + bend * std::sin(px * 0.7L); };
     const auto point = [&](int px, int py) { return setup.PointOf(left + px, top + py, depth(px, py)); };
     if (isSurface)
         phase.Fill([&](int px, int py) { return static_cast<double>(setup.PhaseOf(point(px, py))); });
     else
         FillRandom(type, phase.memory, draw(1 << 16), true);
     World world = setup.Make();
-    world.Prepare({static_cast<short>(w), static_cast<short>(h)}, {static_cast<short>(left), static_cast<short>(top)});
+    if (left > 0 || top > 0 || draw(2))
+        world.Prepare({static_cast<short>(w), static_cast<short>(h)},
+                      {static_cast<short>(left), static_cast<short>(top)});
     const auto* const admitted = masked ? static_cast<const KrAOI8*>(mask.image.get()) : nullptr;
     auto* const missing = static_cast<KrAOI8*>(result.image.get());
     std::vector<std::vector<unsigned char>> first;
@@ -438,31 +358,47 @@ DRAWN_TEST(World, PartsOfPicturesAgreeWithGeometryOnEveryTarget, 200) {
         if (first.empty()) first = found;
         ASSERT_EQ(first, found) << "another result on another CPU target";
     });
+    SCOPED_TRACE(setup.name);
     for (int py = 0; py < h; ++py)
         for (int px = 0; px < w; ++px) {
-            const bool isMasked = masked && mask.Get(px, py) >= 64;
-            ASSERT_EQ(result.Get(px, py) == 255, std::isnan(z.Get(px, py)));
-            ASSERT_TRUE(!isMasked || std::isnan(z.Get(px, py)));
+            const bool isMasked = masked && mask.Get(px, py) >= 64, isMissing = result.Get(px, py) == 255;
+            for (const GuardedImage* image : {&x, &y, &z, &row}) ASSERT_EQ(isMissing, std::isnan(image->Get(px, py)));
+            ASSERT_TRUE(!isMasked || isMissing);
             if (isMasked || !isSurface || type != eDev64Double) continue;
             const auto p = point(px, py);
-            ASSERT_NEAR(static_cast<double>(p[0]), x.Get(px, py), 2e-5) << setup.name;
-            ASSERT_NEAR(static_cast<double>(p[1]), y.Get(px, py), 2e-5) << setup.name;
-            ASSERT_NEAR(static_cast<double>(p[2]), z.Get(px, py), 4e-5) << setup.name;
-            ASSERT_NEAR(static_cast<double>(setup.Project(p)[1 - setup.along]), row.Get(px, py), 5e-4) << setup.name;
+            // Half a unit of the last place, and what is left of the distortion.
+            ASSERT_NEAR(static_cast<double>(p[0]), x.Get(px, py), 2e-5);
+            ASSERT_NEAR(static_cast<double>(p[1]), y.Get(px, py), 2e-5);
+            ASSERT_NEAR(static_cast<double>(p[2]), z.Get(px, py), 4e-5);
+            ASSERT_NEAR(static_cast<double>(setup.Project(p)[1 - setup.along]), row.Get(px, py), 5e-4);
+            if (px != w / 2 || py != h / 2) continue;
+            const Real u = left + px, v = top + py, seen = phase.Get(px, py);
+            const Real rise = setup.DepthOf(u, v, seen + 1e-3L) - setup.DepthOf(u, v, seen - 1e-3L);
+            const double sigma = static_cast<double>(std::abs(rise) / 2e-3L) * 0.01;
+            ASSERT_NEAR(1, noise.Get(px, py) / sigma, 5e-4);
+            const Real between = setup.PhaseOf(setup.PointOf(9.25L, 7.5L, near));
+            ASSERT_NEAR(near, world.WorldPoint(9.25, 7.5, static_cast<double>(between)).z, 2e-5);
         }
 }
 
-// Views that overlap partly read what was there before.
-TEST(World, OverlappingViewsReadFirst) {
+// Into the phase itself, and into a view that overlaps it partly.
+TEST(World, ReadsPhasesBeforeItWritesOverThem) {
     const Rig& setup = Rigs()[0];
-    Scene s(setup, eDev32Float), same(setup, eDev32Float);
+    GuardedImage x(eDev32Float, kWidth, kHeight, 2), y(eDev32Float, kWidth, kHeight, 3),
+        z(eDev32Float, kWidth, kHeight, 4);
     World world = setup.Make();
-    const auto shifted = s.phase.View(3, 2);
-    world.Execute(s.phase.image.get(), nullptr, s.x.image.get(), s.y.image.get(), shifted.get());
-    world.Execute(same.phase.image.get(), nullptr, same.x.image.get(), same.y.image.get(), same.z.image.get());
-    const auto& z = static_cast<const KrAOI32Float&>(*shifted);
-    for (short y = 0; y < z.AOIHeight(); ++y)
-        for (short x = 0; x < z.AOIWidth(); ++x) ASSERT_EQ(same.z.Get(x, y), z.ReadPixel({x, y}));
+    for (const int shift : {0, 2}) {
+        GuardedImage phase(eDev32Float, kWidth, kHeight, 1);
+        phase.Fill([&](int px, int py) {
+            return static_cast<double>(setup.PhaseOf(setup.PointOf(px, py, 420 + 30 * std::sin(px + py))));
+        });
+        const auto shifted = phase.View(shift, shift);
+        world.Execute(phase.image.get(), nullptr, x.image.get(), y.image.get(), z.image.get());
+        world.Execute(phase.image.get(), nullptr, x.image.get(), y.image.get(), shifted.get());
+        for (short v = 0; v < kHeight; ++v)
+            for (short u = 0; u < kWidth; ++u)
+                ASSERT_EQ(z.Get(u, v), static_cast<const KrAOI32Float&>(*shifted).ReadPixel({u, v}));
+    }
 }
 
 }  // namespace
