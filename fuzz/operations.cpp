@@ -42,38 +42,27 @@ const std::vector<std::vector<double>> kWindows = {{3, 3, 0}, {1, 1, 1},  {5, 1,
                                                    {2, 4, 0}, {33, 7, 1}, {200, 3, 0}};
 const std::vector<std::vector<double>> kLines = {{1, 0}, {0, 1}, {-1, 2}, {5, -3}, {-40, -2}, {300, 0}, {0, -11}};
 
+OpCase NoFormula(const char* types, const std::vector<std::vector<double>>& constants, void (*run)(I, C)) {
+    return {nullptr, 0, types, run, nullptr, constants};
+}
+
 const std::vector<OpCase> kOthers = {
-    {nullptr, 0, kAll, Sized<KrFilterGauss>, nullptr, kWindows},
-    {nullptr, 0, kAll, Sized<KrFilterMeanSepXY>, nullptr, kWindows},
-    {nullptr, 0, kRanked, Sized<KrFilterMedian>, nullptr, kWindows},
-    {nullptr, 0, kRanked, Sized<KrFilterErosion>, nullptr, kWindows},
-    {nullptr, 0, kRanked, Sized<KrFilterDilatation>, nullptr, kWindows},
-    {nullptr, 0, kAll, Sized<KrFilterFastBinaryErosion>, nullptr, kWindows},
-    {nullptr, 0, kAllMasked, Masked<KrFilterGauss>, nullptr, kWindows},
-    {nullptr, 0, kAllMasked, Masked<KrFilterMeanSepXY>, nullptr, kWindows},
-    {nullptr, 0, kRankedMasked, Masked<KrFilterMedian>, nullptr, kWindows},
-    {nullptr, 0, kRankedMasked, Masked<KrFilterErosion>, nullptr, kWindows},
-    {nullptr,
-     0,
-     kAll,
-     Weighted,
-     nullptr,
-     {{3, 3, 1, 0}, {1, 1, 1, 9}, {4, 2, -7, 1}, {9, 9, 4e6, 1}, {5, 1, 4e8, -4e8}}},
-    {nullptr,
-     0,
-     kAll,
-     [](I i, C c) { KrFilterRecursive().Execute(c[0], i[0], i[1]); },
-     nullptr,
-     {{0.5}, {0}, {1}, {0.99}}},
-    {nullptr,
-     0,
-     "11",
-     [](I i, C c) { KrFilterBinominal().Execute(Size(c), i[0], i[1]); },
-     nullptr,
-     {{3, 3}, {2, 23}, {9, 4}}},
-    {nullptr, 0, "11", Gradients<KrGradient, KrAOI8, KrAOI8>, nullptr, kLines},
-    {nullptr, 0, "aa", Gradients<KrGradientDouble, KrAOI64Double, KrAOI64Double, int>, nullptr, kLines},
-    {nullptr, 0, "88", Gradients<KrGradientFloatNonModulo, KrAOI32Float, KrAOI32Float, int>, nullptr, kLines},
+    NoFormula(kAll, kWindows, Sized<KrFilterGauss>),
+    NoFormula(kAll, kWindows, Sized<KrFilterMeanSepXY>),
+    NoFormula(kRanked, kWindows, Sized<KrFilterMedian>),
+    NoFormula(kRanked, kWindows, Sized<KrFilterErosion>),
+    NoFormula(kRanked, kWindows, Sized<KrFilterDilatation>),
+    NoFormula(kAll, kWindows, Sized<KrFilterFastBinaryErosion>),
+    NoFormula(kAllMasked, kWindows, Masked<KrFilterGauss>),
+    NoFormula(kAllMasked, kWindows, Masked<KrFilterMeanSepXY>),
+    NoFormula(kRankedMasked, kWindows, Masked<KrFilterMedian>),
+    NoFormula(kRankedMasked, kWindows, Masked<KrFilterErosion>),
+    NoFormula(kAll, {{3, 3, 1, 0}, {1, 1, 1, 9}, {4, 2, -7, 1}, {9, 9, 4e6, 1}, {5, 1, 4e8, -4e8}}, Weighted),
+    NoFormula(kAll, {{0.5}, {0}, {1}, {0.99}}, [](I i, C c) { KrFilterRecursive().Execute(c[0], i[0], i[1]); }),
+    NoFormula("11", {{3, 3}, {2, 23}, {9, 4}}, [](I i, C c) { KrFilterBinominal().Execute(Size(c), i[0], i[1]); }),
+    NoFormula("11", kLines, Gradients<KrGradient, KrAOI8, KrAOI8>),
+    NoFormula("aa", kLines, Gradients<KrGradientDouble, KrAOI64Double, KrAOI64Double, int>),
+    NoFormula("88", kLines, Gradients<KrGradientFloatNonModulo, KrAOI32Float, KrAOI32Float, int>),
 };
 
 const KrAOI8* Bytes(const KrAOI* image) { return static_cast<const KrAOI8*>(image); }
@@ -144,51 +133,44 @@ const std::vector<std::vector<double>> kSamplings = {{0, 0, 7, 0.5}, {1, 1, 0, 0
 
 // What needs more than one call, with results of one image.
 const std::vector<OpCase> kFamilies = {
-    {nullptr, 0, kAll, [](I i, C c) { KrLGeomet().Scale(i[0], i[1], Sampling(c)); }, nullptr, kSamplings},
-    {nullptr, 0, kAllMasked, [](I i, C c) { KrLGeomet().Scale(i[0], i[2], Sampling(c, i[1])); }, nullptr, kSamplings},
-    {nullptr, 0, "111 414 818 a1a",
-     [](I i, C c) { KrLGeomet().ShiftSubPixel(i[0], i[2], c[3], -c[3], Sampling(c, i[1])); }, nullptr, kSamplings},
-    {nullptr, 0, "111 414 818 a1a", [](I i, C c) { KrLGeomet().Affine(i[0], i[2], Matrix(c[3]), Sampling(c, i[1])); },
-     nullptr, kSamplings},
-    {nullptr, 0, "111 414 818 a1a",
-     [](I i, C c) { KrLGeomet().AffineModulo(i[0], i[2], Matrix(c[3]), Sampling(c, i[1])); }, nullptr, kSamplings},
-    {nullptr, 0, "11 44 88 aa", [](I i, C c) { KrLGeomet().RotateModulo(i[0], i[1], 30 * c[3], Sampling(c)); }, nullptr,
-     kSamplings},
-    {nullptr, 0, "11 44 88 aa",
-     [](I i, C c) { KrLRotateByShear().Rotate(i[0], i[1], 30 * c[3], Sampling(c).mode, c[2]); }, nullptr, kSamplings},
-    {nullptr,
-     0,
-     kAllMasked,
-     [](I i, C c) { KrLCombination().Insert(i[0], i[2], static_cast<int>(c[0]), -2, Bytes(i[1])); },
-     nullptr,
-     {{0}, {3}, {-50}}},
-    {nullptr,
-     0,
-     "111 411 711 811 a11",
-     [](I i, C c) {
-         KrColourIndex(static_cast<KrColourIndex::Law>(static_cast<int>(c[0])), c[1], c[2], 200, 3)
-             .Execute(i[0], i[2], Bytes(i[1]));
-     },
-     nullptr,
-     {{0, 0, 200}, {1, -5, 60000}, {2, 1, 1e6}, {3, 0, 255}, {4, 0, 9}, {0, 5, 5}}},
-    {nullptr, 0, "1111", Reduce, nullptr, {{2, 0}, {16, 1}, {256, 1}, {60, 0}}},
-    {nullptr, 0, "11 44", [](I i, C) { KrLShadeCorrection().GetBackgroundShade(i[0], i[1]); }},
-    {nullptr, 0, "11 44", [](I i, C) { KrLShadeCorrection().ShadeCorrection(i[1], i[0]); }},
-    {nullptr, 0, "118 418 818", Fit, nullptr, {{0, 0}, {1, 1}, {1, 2}}},
-    {nullptr, 0, "818 a18", Depth},
-    {nullptr, 0, "818 a18", [](I i, C) { Rig().PredictRow(i[0], Bytes(i[1]), i[2]); }},
-    {nullptr, 0, "888 a88", [](I i, C) { Rig().PredictNoise(i[0], i[1], nullptr, i[2]); }},
-    {nullptr, 0, "11", BuildRegion, nullptr, {{0, 0}, {3, 2}, {-1, 5}}},
-    {nullptr, 0, "14", Trace, nullptr, {{0, 1, 1}, {128, 4, 2}, {250, 9, 1}}},
-    {nullptr, 0, "17", [](I i, C) { KrSegmentScan().Execute(Bytes(i[0]), static_cast<KrAOI32*>(i[1])); }},
-    {nullptr, 0, "1114", Unwrap, nullptr, {{0, 1}, {60, 4}, {128, 8}}},
-    {nullptr, 0, "118", UnwrapByReliability},
+    NoFormula(kAll, kSamplings, [](I i, C c) { KrLGeomet().Scale(i[0], i[1], Sampling(c)); }),
+    NoFormula(kAllMasked, kSamplings, [](I i, C c) { KrLGeomet().Scale(i[0], i[2], Sampling(c, i[1])); }),
+    NoFormula("111 414 818 a1a", kSamplings,
+              [](I i, C c) { KrLGeomet().ShiftSubPixel(i[0], i[2], c[3], -c[3], Sampling(c, i[1])); }),
+    NoFormula("111 414 818 a1a", kSamplings,
+              [](I i, C c) { KrLGeomet().Affine(i[0], i[2], Matrix(c[3]), Sampling(c, i[1])); }),
+    NoFormula("111 414 818 a1a", kSamplings,
+              [](I i, C c) { KrLGeomet().AffineModulo(i[0], i[2], Matrix(c[3]), Sampling(c, i[1])); }),
+    NoFormula("11 44 88 aa", kSamplings,
+              [](I i, C c) { KrLGeomet().RotateModulo(i[0], i[1], 30 * c[3], Sampling(c)); }),
+    NoFormula("11 44 88 aa", kSamplings,
+              [](I i, C c) { KrLRotateByShear().Rotate(i[0], i[1], 30 * c[3], Sampling(c).mode, c[2]); }),
+    NoFormula(kAllMasked, {{0}, {3}, {-50}},
+              [](I i, C c) { KrLCombination().Insert(i[0], i[2], static_cast<int>(c[0]), -2, Bytes(i[1])); }),
+    NoFormula("111 411 711 811 a11", {{0, 0, 200}, {1, -5, 60000}, {2, 1, 1e6}, {3, 0, 255}, {4, 0, 9}, {0, 5, 5}},
+              [](I i, C c) {
+                  KrColourIndex(static_cast<KrColourIndex::Law>(static_cast<int>(c[0])), c[1], c[2], 200, 3)
+                      .Execute(i[0], i[2], Bytes(i[1]));
+              }),
+    NoFormula("1111", {{2, 0}, {16, 1}, {256, 1}, {60, 0}}, Reduce),
+    NoFormula("11 44", {{}}, [](I i, C) { KrLShadeCorrection().GetBackgroundShade(i[0], i[1]); }),
+    NoFormula("11 44", {{}}, [](I i, C) { KrLShadeCorrection().ShadeCorrection(i[1], i[0]); }),
+    NoFormula("118 418 818", {{0, 0}, {1, 1}, {1, 2}}, Fit),
+    NoFormula("818 a18", {{}}, Depth),
+    NoFormula("818 a18", {{}}, [](I i, C) { Rig().PredictRow(i[0], Bytes(i[1]), i[2]); }),
+    NoFormula("888 a88", {{}}, [](I i, C) { Rig().PredictNoise(i[0], i[1], nullptr, i[2]); }),
+    NoFormula("11", {{0, 0}, {3, 2}, {-1, 5}}, BuildRegion),
+    NoFormula("14", {{0, 1, 1}, {128, 4, 2}, {250, 9, 1}}, Trace),
+    NoFormula("17", {{}}, [](I i, C) { KrSegmentScan().Execute(Bytes(i[0]), static_cast<KrAOI32*>(i[1])); }),
+    NoFormula("1114", {{0, 1}, {60, 4}, {128, 8}}, Unwrap),
+    NoFormula("118", {{}}, UnwrapByReliability),
 };
 
 const Listed kListed(kOthers, kFamilies);
 
 DRAWN_TEST(Operations, OnDrawnOperandsEqualFormulasOrThemselves, 2000) {
     const OpCase& op = Drawn(draw, Listed::All());
+    SCOPED_TRACE(&op - Listed::All().data());
     const bool hasTwoDestinations = op.format && op.format == std::wstring(L"Exchange( %s, %s )");
     if (!hasTwoDestinations) TryDrawn(op, draw);
 }

@@ -265,21 +265,6 @@ TEST(ImageInfo, AssignmentIsWholeOrNone) {
     EXPECT_EQ(3, owner.AOIWidth());
 }
 
-TEST(Values, HaveConstructors) {
-    const KrTSize<short> size(3, 4);
-    const KrTPoint<float> point(0.5f, 1.5f);
-    const KrTRange<std::int32_t> range(-1, 1);
-    const KrTFloatRange<double> real(-0.5, 0.5);
-    const KrColumnRange columns(2, 5);
-    EXPECT_TRUE(size == (KrTSize<short>{3, 4}));
-    EXPECT_TRUE(point == (KrTPoint<float>{0.5f, 1.5f}));
-    EXPECT_EQ(2, range.upper - range.lower);
-    EXPECT_EQ(1.0, real.upper - real.lower);
-    EXPECT_EQ(3, columns.last - columns.first);
-    const auto mode = static_cast<MaskConsideration>(1 << 30);  // any value of an int
-    EXPECT_EQ(1 << 30, static_cast<int>(mode));
-}
-
 TEST(Text, PrintsIntegersAsPrintf) {
     enum class Level : std::uint8_t { eHigh = 200 };
     const struct {

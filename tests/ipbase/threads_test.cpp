@@ -34,8 +34,8 @@ std::vector<unsigned char> RunAll() {
         std::vector<std::vector<unsigned char>> memories;
         std::vector<std::unique_ptr<KrAOI>> owned;
         std::vector<KrAOI*> images;
-        for (const char digit : op.types.substr(0, op.types.find(' '))) {
-            const auto type = static_cast<DeviceType>(std::stoi(std::string(1, digit), nullptr, 16));
+        const std::vector<DeviceType> types = Combinations(op.types)[0];
+        for (const DeviceType type : types) {
             memories.emplace_back(64 * 16 * 8);
             FillRandom(type, memories.back(), static_cast<unsigned>(memories.size()), false);
             owned.push_back(MakeAOI({0, type, 0, 64 * 8, 40, 12}, memories.back().data()));

@@ -33,8 +33,7 @@ TEST(Arguments, OfUnwrapping) {
               {SET(minPixels, -1)}},
              {OF(UnwrapByRegions(a.phase, a.usable, a.quality, a.regions)),
               {IMAGE(phase), IMAGE(usable), IMAGE(quality)},
-              {SET(regions.minPixels, -1), SET(regions.minQuality, 255), SET(regions.minQuality, -1),
-               SET(regions.orderMode, 0), SET(regions.orderMode, 9)}},
+              {SET(regions.minPixels, -1), SETS(regions.minQuality, 255, -1), SETS(regions.orderMode, 0, 9)}},
              {OF(FindJumps(a.phase)), {IMAGE(phase)}, {}}});
 }
 
@@ -62,10 +61,10 @@ struct FringeArguments {
 TEST(Arguments, OfFringes) {
     ExpectRefusals<FringeArguments>(
         {},
-        {{OF(EqualShifts(a.count)), {}, {SET(count, 0), SET(count, -1), SET(count, 1 << 30)}},
+        {{OF(EqualShifts(a.count)), {}, {SETS(count, 0, -1, 1 << 30)}},
          {OF(SolveFringes(a.set, a.limits)),
           {IMAGE(set.frames[0]), IMAGE(set.frames[2])},
-          {DO(set.shifts.pop_back()), SET(set.shifts[1], kNaN), SET(set.shifts[1], kInf), SET(set, FringeSet()),
+          {DO(set.shifts.pop_back()), SETS(set.shifts[1], kNaN, kInf), SET(set, FringeSet()),
            SET(set.frames[1], Exact(kSize, CV_16U)), SET(limits.fullScale, kNaN), SET(limits.minMean, -1),
            SET(limits.saturation, kInf)}},
          {OF(EstimateRipple(a.phase)),
@@ -116,9 +115,8 @@ TEST(Arguments, OfOrders) {
              {OF(DecideOrders(a.sets, a.range, a.noise)),
               {IMAGE(sets[0].phase), IMAGE(sets[0].modulation), IMAGE(sets[1].phase), IMAGE(sets[1].modulation),
                MAYBE(range.center)},
-              {DO(sets.clear()), SET(sets[0].period, 0), SET(sets[1].period, kNaN), SET(sets[1].period, kInf),
-               SET(sets[1].period, 15), SET(sets[0].frames, 0), SET(range.count, 0), SET(range.count, 1000000000),
-               SET(noise, kNaN), SET(noise, -1), SET(noise, kInf)}},
+              {DO(sets.clear()), SET(sets[0].period, 0), SETS(sets[1].period, kNaN, kInf, 15), SET(sets[0].frames, 0),
+               SETS(range.count, 0, 1000000000), SETS(noise, kNaN, -1, kInf)}},
              {"DecideOrders, a single set without a prediction",
               [](auto& a) {
                   DecideOrders({a.sets[0]}, {a.range.count, a.range.center}, a.noise);
@@ -127,8 +125,7 @@ TEST(Arguments, OfOrders) {
               {SET(range.center, cv::Mat1f())}},
              {OF(GrowOrders(a.phase, a.order, a.trust, a.growth)),
               {IMAGE(phase), IMAGE(order), IMAGE(trust)},
-              {SET(trust(2, 2), 4), SET(growth.minArea, -1), SET(growth.maxStep, 0), SET(growth.maxStep, NAN),
-               SET(growth.repeat, -1)}}});
+              {SET(trust(2, 2), 4), SET(growth.minArea, -1), SETS(growth.maxStep, 0, NAN), SET(growth.repeat, -1)}}});
 }
 
 struct AxisArguments {
@@ -145,40 +142,22 @@ struct AxisArguments {
 };
 
 TEST(Arguments, OfDecoding) {
-    const Function<AxisArguments> decode{
-        "DecodeAxis",
-        [](auto& a) { DecodeAxis(a.axis, a.pictures, a.options); },
-        {IMAGE(pictures.sines[0][0]), IMAGE(pictures.sines[1][2]), IMAGE(pictures.gray[1]), IMAGE(pictures.inverse[0]),
-         MAYBE(pictures.white), MAYBE(pictures.black)},
-        {SET(axis, CodedAxis()),
-         SET(pictures, AxisPictures()),
-         SET(axis.length, 0),
-         SET(axis.length, kNaN),
-         SET(axis.length, 1e12),
-         SET(axis.direction, 0),
-         SET(axis.origin, kNaN),
-         SET(axis.sines[0].period, kNaN),
-         SET(axis.sines[1].period, 0),
-         SET(axis.sines[1].period, -480),
-         SET(axis.sines[0].shifts[0], kInf),
-         DO(axis.sines[0].shifts.pop_back()),
-         DO(axis.sines.pop_back()),
-         DO(pictures.sines.pop_back()),
-         DO(pictures.sines[0].pop_back()),
-         SET(axis.gray->cell, 0),
-         SET(axis.gray->cell, kNaN),
-         SET(axis.gray->cell, 1e9),
-         SET(axis.gray->offset, kNaN),
-         SET(axis.gray->offset, 1e9),
-         DO(axis.gray->frames.pop_back()),
-         DO(axis.gray->inverse.pop_back()),
-         DO(pictures.gray.pop_back()),
-         DO(axis.gray.reset()),
-         SET(options.limits.minModulation, kNaN)}};
-    Function<AxisArguments> assess = decode;
-    assess.name = "AssessAxis";
-    assess.call = [](auto& a) { AssessAxis(a.axis, a.pictures, a.options); };
-    ExpectRefusals<AxisArguments>({}, {decode, assess});
+    using Call = void (*)(const AxisArguments&);
+    for (const Call call : {Call([](auto& a) { DecodeAxis(a.axis, a.pictures, a.options); }),
+                            Call([](auto& a) { AssessAxis(a.axis, a.pictures, a.options); })})
+        ExpectRefusals<AxisArguments>(
+            {},
+            {{"DecodeAxis or AssessAxis",
+              call,
+              {IMAGE(pictures.sines[0][0]), IMAGE(pictures.sines[1][2]), IMAGE(pictures.gray[1]),
+               IMAGE(pictures.inverse[0]), MAYBE(pictures.white), MAYBE(pictures.black)},
+              {SET(axis, CodedAxis()), SET(pictures, AxisPictures()), SETS(axis.length, 0, kNaN, 1e12),
+               SET(axis.direction, 0), SET(axis.origin, kNaN), SET(axis.sines[0].period, kNaN),
+               SETS(axis.sines[1].period, 0, -480), SET(axis.sines[0].shifts[0], kInf),
+               DO(axis.sines[0].shifts.pop_back()), DO(axis.sines.pop_back()), DO(pictures.sines.pop_back()),
+               DO(pictures.sines[0].pop_back()), SETS(axis.gray->cell, 0, kNaN, 1e9),
+               SETS(axis.gray->offset, kNaN, 1e9), DO(axis.gray->frames.pop_back()), DO(axis.gray->inverse.pop_back()),
+               DO(pictures.gray.pop_back()), DO(axis.gray.reset()), SET(options.limits.minModulation, kNaN)}}});
     EXPECT_NO_THROW(SummaryOf(AbsolutePhase()));
 }
 
@@ -198,76 +177,71 @@ TEST(Arguments, OfSimulations) {
     using namespace measure::simulate;
     const Simulation scene(SimulationArguments().scene, 1);
     const auto texture = [](const char* name, auto make) {
-        return Function<SimulationArguments>{name,
-                                             [make](auto& a) { make(a.period, a.value); },
-                                             {},
-                                             {SET(period, 0), SET(period, kNaN), SET(value, -1), SET(value, kNaN)}};
+        return Function<SimulationArguments>{
+            name, [make](auto& a) { make(a.period, a.value); }, {}, {SETS(period, 0, kNaN), SETS(value, -1, kNaN)}};
     };
     const auto board = [](const char* name, auto make) {
         return Function<SimulationArguments>{
             name,
             [make](auto& a) { make(a.points, a.period); },
             {},
-            {SET(points.width, 1), SET(points.height, 1 << 30), SET(period, 0), SET(period, kInf)}};
+            {SET(points.width, 1), SET(points.height, 1 << 30), SETS(period, 0, kInf)}};
     };
     ExpectRefusals<SimulationArguments>(
-        {}, {texture("Checks", [](double side, double v) { Checks(side, v, v); }),
-             texture("Stripes", [](double period, double v) { Stripes(period, v, v); }),
-             texture("Grains", [](double size, double v) { Grains(size, v, v); }),
-             texture("Perforated", [](double pitch, double v) { Perforated(pitch, 1, v); }),
-             board("Chessboard", [](cv::Size count, double side) { Chessboard(count, side); }),
-             board("CircleGrid", [](cv::Size count, double spacing) { CircleGrid(count, spacing); }),
-             {"BoardPoses",
-              [](auto& a) {
-                  BoardPoses(a.scene.rig, Chessboard({9, 6}, 10), a.count, a.tilt);
-              },
-              {},
-              {SET(count, -1), SET(count, 1 << 30), SET(tilt, kNaN), SET(tilt, 90)}},
-             {OF(Simulation(a.scene, a.supersampling)),
-              {},
-              {SET(supersampling, 0), SET(supersampling, 65), SET(scene.rig.cameraSize, cv::Size()),
-               SET(scene.rig.projectorSize.width, -1), SET(scene.objects[0].shape, (Sphere{{0, 0, 400}, kNaN})),
-               SET(scene.light.white, kNaN), SET(scene.light.distance, 0)}},
-             {OF(Sine(a.period, a.shift, Axis::eColumns, a.origin, a.direction)),
-              {},
-              {SET(period, 0), SET(period, kNaN), SET(period, 1e-300), SET(shift, kNaN), SET(origin, kInf),
-               SET(direction, 0)}},
-             {OF(GrayBit(a.bit, a.bits, a.period, a.offset)),
-              {},
-              {SET(bit, -1), SET(bit, 5), SET(bits, 0), SET(bits, 31), SET(period, 0), SET(period, 1e-300),
-               SET(offset, kNaN), SET(offset, 1e300)}},
-             {OF(Uniform(a.value)), {}, {SET(value, kNaN), SET(value, 2), SET(value, -1)}},
-             {"Render",
-              [&](auto& a) { scene.Render(Sine(a.period, 0), a.capture); },
-              {},
-              {SET(capture.bits, 7), SET(capture.bits, 17), SET(capture.gamma, 0), SET(capture.exposure, kNaN),
-               SET(capture.noise, kInf), SET(capture.shotNoise, -1), SET(capture.speckle, kNaN),
-               SET(capture.projectorBlur, 1e9), SET(capture.cameraBlur, 1e9)}},
-             {"Render of a pattern of its own",
-              [&](auto& a) {
-                  scene.Render(Pattern{Axis::eColumns, a.period, [](double) { return kNaN; }});
-              },
-              {},
-              {SET(period, -1), SET(period, kNaN), SET(period, 1e-300)}},
-             {OF(Projected(Sine(a.period, 0), a.capture)), {}, {SET(capture.gamma, kNaN)}},
-             {"Phase",
-              [&](auto& a) { static_cast<void>(scene.Phase(a.period, Axis::eRows, a.origin, a.direction)); },
-              {},
-              {SET(period, 0), SET(origin, kNaN), SET(direction, 3)}},
-             {OF(SineAxis(a.length, a.periods, a.steps)),
-              {},
-              {SET(length, kNaN), SET(length, -1), SET(steps, -1), SET(periods[1], 0)}},
-             {"AddGrayCode",
-              [](auto& a) {
-                  CodedAxis axis = SineAxis(1920, a.periods, 3);
-                  AddGrayCode(axis, a.period, a.offset);
-              },
-              {},
-              {SET(period, 0), SET(period, 1e-9), SET(offset, kNaN), SET(offset, -1e300)}},
-             {OF(Judge(a.result, a.reference, Freedom::ePerArea, a.repeat)),
-              {IMAGE(result), IMAGE(reference.periods), IMAGE(reference.counted), IMAGE(reference.light),
-               MAYBE(reference.object)},
-              {SET(repeat, -1)}}});
+        {},
+        {texture("Checks", [](double side, double v) { Checks(side, v, v); }),
+         texture("Stripes", [](double period, double v) { Stripes(period, v, v); }),
+         texture("Grains", [](double size, double v) { Grains(size, v, v); }),
+         texture("Perforated", [](double pitch, double v) { Perforated(pitch, 1, v); }),
+         board("Chessboard", [](cv::Size count, double side) { Chessboard(count, side); }),
+         board("CircleGrid", [](cv::Size count, double spacing) { CircleGrid(count, spacing); }),
+         {"BoardPoses",
+          [](auto& a) {
+              BoardPoses(a.scene.rig, Chessboard({9, 6}, 10), a.count, a.tilt);
+          },
+          {},
+          {SETS(count, -1, 1 << 30), SETS(tilt, kNaN, 90)}},
+         {OF(Simulation(a.scene, a.supersampling)),
+          {},
+          {SETS(supersampling, 0, 65), SET(scene.rig.cameraSize, cv::Size()), SET(scene.rig.projectorSize.width, -1),
+           SET(scene.objects[0].shape, (Sphere{{0, 0, 400}, kNaN})), SET(scene.light.white, kNaN),
+           SET(scene.light.distance, 0)}},
+         {OF(Sine(a.period, a.shift, Axis::eColumns, a.origin, a.direction)),
+          {},
+          {SETS(period, 0, kNaN, 1e-300), SET(shift, kNaN), SET(origin, kInf), SET(direction, 0)}},
+         {OF(GrayBit(a.bit, a.bits, a.period, a.offset)),
+          {},
+          {SETS(bit, -1, 5), SETS(bits, 0, 31), SETS(period, 0, 1e-300), SETS(offset, kNaN, 1e300)}},
+         {OF(Uniform(a.value)), {}, {SETS(value, kNaN, 2, -1)}},
+         {"Render",
+          [&](auto& a) { scene.Render(Sine(a.period, 0), a.capture); },
+          {},
+          {SETS(capture.bits, 7, 17), SET(capture.gamma, 0), SET(capture.exposure, kNaN), SET(capture.noise, kInf),
+           SET(capture.shotNoise, -1), SET(capture.speckle, kNaN), SET(capture.projectorBlur, 1e9),
+           SET(capture.cameraBlur, 1e9)}},
+         {"Render of a pattern of its own",
+          [&](auto& a) {
+              scene.Render(Pattern{Axis::eColumns, a.period, [](double) { return kNaN; }});
+          },
+          {},
+          {SETS(period, -1, kNaN, 1e-300)}},
+         {OF(Projected(Sine(a.period, 0), a.capture)), {}, {SET(capture.gamma, kNaN)}},
+         {"Phase",
+          [&](auto& a) { static_cast<void>(scene.Phase(a.period, Axis::eRows, a.origin, a.direction)); },
+          {},
+          {SET(period, 0), SET(origin, kNaN), SET(direction, 3)}},
+         {OF(SineAxis(a.length, a.periods, a.steps)), {}, {SETS(length, kNaN, -1), SET(steps, -1), SET(periods[1], 0)}},
+         {"AddGrayCode",
+          [](auto& a) {
+              CodedAxis axis = SineAxis(1920, a.periods, 3);
+              AddGrayCode(axis, a.period, a.offset);
+          },
+          {},
+          {SETS(period, 0, 1e-9), SETS(offset, kNaN, -1e300)}},
+         {OF(Judge(a.result, a.reference, Freedom::ePerArea, a.repeat)),
+          {IMAGE(result), IMAGE(reference.periods), IMAGE(reference.counted), IMAGE(reference.light),
+           MAYBE(reference.object)},
+          {SET(repeat, -1)}}});
     Refusal([&] { MakeScene("no such scene"); });
     Refusal([&] { ReferenceOf(scene, Axis::eColumns, {}, {}, {}); });
     Refusal([&] { ReferenceOf(scene, Axis::eColumns, SineAxis(1920, {32}, 3), {}, {}); });

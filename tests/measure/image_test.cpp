@@ -3,17 +3,18 @@
 
 #include <gtest/gtest.h>
 
-#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "ipbase/ipLArith.h"
 #include "ipbase/ipLUnwrap.h"
+#include "tests/support/refusal.h"
 
 namespace {
 
 using namespace measure;
+using test::Refusal;
 
 template <class T>
 void CheckMatrix() {
@@ -41,15 +42,6 @@ TEST(ImageViews, OfMatrices) {
     EXPECT_EQ(0, ViewOf(none).AOIWidth());
     const cv::Mat1b wide(1, 40000, std::uint8_t{0});
     EXPECT_THROW(ViewOf(wide), InputError);
-}
-
-std::string Refusal(const std::function<void()>& call) {
-    try {
-        call();
-        return "none";
-    } catch (const InputError& error) {
-        return error.what();
-    }
 }
 
 TEST(ImageViews, OfMatricesOfAnyType) {

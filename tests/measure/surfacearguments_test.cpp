@@ -52,17 +52,12 @@ TEST(Arguments, OfClouds) {
     };
     ExpectRefusals<CloudArguments>(
         good, {{OF(DepthStep(a.cloud)), images, {}},
-               {OF(EncodePly(a.cloud, a.ply)),
-                with(MAYBE(ply.grey)),
-                {SET(ply.maxDepthStep, kNaN), SET(ply.maxDepthStep, -1)}},
+               {OF(EncodePly(a.cloud, a.ply)), with(MAYBE(ply.grey)), {SETS(ply.maxDepthStep, kNaN, -1)}},
                {OF(EncodeXyz(a.cloud)), images, {}},
                {OF(ResampleToGrid(a.cloud, a.grid)),
                 images,
-                {SET(grid.pitch, kNaN), SET(grid.pitch, kInf), SET(grid.pitch, -1), SET(grid.pitch, 1e-300),
-                 SET(grid.pitch, 1e300), SET(grid.largestStep, kNaN)}},
-               {OF(CheckPlane(a.cloud, a.area, a.share)),
-                with(MAYBE(area)),
-                {SET(share, kNaN), SET(share, 0.6), SET(share, -0.1)}},
+                {SETS(grid.pitch, kNaN, kInf, -1, 1e-300, 1e300), SET(grid.largestStep, kNaN)}},
+               {OF(CheckPlane(a.cloud, a.area, a.share)), with(MAYBE(area)), {SETS(share, kNaN, 0.6, -0.1)}},
                {OF(QuantitiesOf(SphereFit(), a.calibrated)), {}, {SET(calibrated, kNaN)}},
                {"SphereDistance", [](auto& a) { SphereDistance({}, {}, a.calibrated); }, {}, {SET(calibrated, -1)}}});
     // A grid of points does not lie on a sphere, and files that are refused are not begun.
@@ -117,7 +112,7 @@ TEST(Arguments, OfCoordinates) {
               changes},
              {OF(CoordinatesOf(a.phase, a.period, a.origin, a.direction)),
               {IMAGE(phase)},
-              {SET(period, 0), SET(period, kNaN), SET(period, kInf), SET(origin, kNaN), SET(direction, 0)}}});
+              {SETS(period, 0, kNaN, kInf), SET(origin, kNaN), SET(direction, 0)}}});
 }
 
 struct SurfaceArguments {
@@ -151,67 +146,62 @@ struct SurfaceArguments {
     cv::Point2d centre{5, 5};
 };
 
-#define BAD_MAPS                                                                                            \
-  SET(map, HeightMap()), SET(map.pitch, kNaN), SET(map.pitch, -1), SET(map.pitch, kInf), SET(map.unit, ""), \
-      SET(map.origin.x, kNaN)
+#define BAD_MAPS SET(map, HeightMap()), SETS(map.pitch, kNaN, -1, kInf), SET(map.unit, ""), SET(map.origin.x, kNaN)
 
 TEST(Arguments, OfSurfaces) {
     ExpectRefusals<SurfaceArguments>(
-        {},
-        {{OF(RequireHeights(a.map)), {IMAGE(map.z)}, {BAD_MAPS}},
-         {OF(FitForm(a.map, a.form)),
-          {IMAGE(map.z), MAYBE(form.mask)},
-          {BAD_MAPS, SET(form.form, static_cast<Form>(9))}},
-         {OF(PlaneThrough(a.map, a.pixels, a.radius)),
-          {IMAGE(map.z)},
-          {BAD_MAPS, SET(radius, -1), SET(pixels[0].x, -1), SET(pixels[2].y, 30), SET(pixels[1], a.pixels[0])}},
-         {OF(RemoveForm(a.map, a.fit)), {IMAGE(map.z)}, {}},
-         {OF(RemovePlane(a.map.z, a.form.mask)), {IMAGE(map.z), MAYBE(form.mask)}, {}},
-         {OF(MeasureStep(a.map, a.base, a.top, a.margin)),
-          {IMAGE(map.z), IMAGE(base), IMAGE(top)},
-          {BAD_MAPS, SET(margin, -1), SET(top, a.base)}},
-         {OF(WithoutEdges(a.base, a.margin)), {IMAGE(base)}, {SET(margin, -1)}},
-         {OF(TakeProfile(a.map, a.line)),
-          {IMAGE(map.z)},
-          {BAD_MAPS, DO(line.line.pop_back()), SET(line.line[0].x, kNaN), SET(line.line[1].y, 30), SET(line.step, 0),
-           SET(line.step, kNaN), SET(line.step, kInf), SET(line.step, 1e-300), SET(line.width, kNaN),
-           SET(line.width, -1), SET(line.width, 1e12), SET(line.line[1], a.line.line[0])}},
-         {"QuantitiesOf a profile",
-          [](auto& a) { QuantitiesOf(a.profile, a.map); },
-          {},
-          {SET(profile, Profile()), DO(profile.distance.pop_back()), DO(profile.height.clear())}},
-         {"CsvOf a profile",
-          [](auto& a) { CsvOf(a.profile, a.map); },
-          {},
-          {SET(profile, Profile()), DO(profile.pixels.pop_back()), DO(profile.samples.clear())}},
-         {"MaskOf a rectangle",
-          [](auto& a) { MaskOf(a.size, a.rectangle); },
-          {},
-          {SET(size, cv::Size()), SET(size.width, -1), SET(size.height, 1 << 30), SET(rectangle.x, kNaN),
-           SET(rectangle.width, kInf), SET(rectangle.height, -1), SET(rectangle.x, 1e300)}},
-         {"MaskOf a circle",
-          [](auto& a) { MaskOf(a.size, a.centre, a.step); },
-          {},
-          {SET(size, cv::Size()), SET(size.width, -1), SET(centre.x, kNaN), SET(centre.y, kNaN), SET(step, kNaN),
-           SET(step, kInf), SET(step, -1), SET(centre.x, 1e300)}},
-         {OF(LargestArea(a.map.z, a.step)), {IMAGE(map.z)}, {SET(step, kNaN), SET(step, 0), SET(step, -1)}},
-         {OF(GaussianFilter(a.map.z, a.cutoff)), {IMAGE(map.z)}, {SET(cutoff, 0), SET(cutoff, kNaN), SET(cutoff, 1e5)}},
-         {OF(AnalyseRoughness(a.map, a.roughness)),
-          {IMAGE(map.z), MAYBE(roughness.form.mask)},
-          {BAD_MAPS, SET(roughness.cutoff, kNaN), SET(roughness.cutoff, kInf), SET(roughness.cutoff, -1),
-           SET(roughness.finest, 0.1), SET(roughness.finest, 3)}},
-         {OF(CompareHeights(a.map, a.other, a.compare)),
-          {MAYBE(compare.mask)},
-          {BAD_MAPS, SET(other, HeightMap()), SET(other.unit, "um"), SET(other.pitch, 0.2), SET(other.pitch, 0)}},
-         {"CompareHeights without a pitch",
-          [](auto& a) { CompareHeights(a.loose, a.reference, a.compare); },
-          {IMAGE(loose.z), MAYBE(compare.mask)},
-          {}},
-         {OF(PointsOf(a.map)), {IMAGE(map.z)}, {BAD_MAPS, SET(map.pitch, 0)}},
-         {OF(EncodeHeightMap(a.name, a.map, a.file)),
-          {IMAGE(map.z)},
-          {BAD_MAPS, SET(file.bits, 8), SET(name, "map.xml"), SET(file.largestStep, kNaN),
-           SET(file.largestStep, -1)}}});
+        {}, {{OF(RequireHeights(a.map)), {IMAGE(map.z)}, {BAD_MAPS}},
+             {OF(FitForm(a.map, a.form)),
+              {IMAGE(map.z), MAYBE(form.mask)},
+              {BAD_MAPS, SET(form.form, static_cast<Form>(9))}},
+             {OF(PlaneThrough(a.map, a.pixels, a.radius)),
+              {IMAGE(map.z)},
+              {BAD_MAPS, SET(radius, -1), SET(pixels[0].x, -1), SET(pixels[2].y, 30), SET(pixels[1], a.pixels[0])}},
+             {OF(RemoveForm(a.map, a.fit)), {IMAGE(map.z)}, {}},
+             {OF(RemovePlane(a.map.z, a.form.mask)), {IMAGE(map.z), MAYBE(form.mask)}, {}},
+             {OF(MeasureStep(a.map, a.base, a.top, a.margin)),
+              {IMAGE(map.z), IMAGE(base), IMAGE(top)},
+              {BAD_MAPS, SET(margin, -1), SET(top, a.base)}},
+             {OF(WithoutEdges(a.base, a.margin)), {IMAGE(base)}, {SET(margin, -1)}},
+             {OF(TakeProfile(a.map, a.line)),
+              {IMAGE(map.z)},
+              {BAD_MAPS, DO(line.line.pop_back()), SET(line.line[0].x, kNaN), SET(line.line[1].y, 30),
+               SETS(line.step, 0, kNaN, kInf, 1e-300), SETS(line.width, kNaN, -1, 1e12),
+               SET(line.line[1], a.line.line[0])}},
+             {"QuantitiesOf a profile",
+              [](auto& a) { QuantitiesOf(a.profile, a.map); },
+              {},
+              {SET(profile, Profile()), DO(profile.distance.pop_back()), DO(profile.height.clear())}},
+             {"CsvOf a profile",
+              [](auto& a) { CsvOf(a.profile, a.map); },
+              {},
+              {SET(profile, Profile()), DO(profile.pixels.pop_back()), DO(profile.samples.clear())}},
+             {"MaskOf a rectangle",
+              [](auto& a) { MaskOf(a.size, a.rectangle); },
+              {},
+              {SET(size, cv::Size()), SET(size.width, -1), SET(size.height, 1 << 30), SETS(rectangle.x, kNaN, 1e300),
+               SET(rectangle.width, kInf), SET(rectangle.height, -1)}},
+             {"MaskOf a circle",
+              [](auto& a) { MaskOf(a.size, a.centre, a.step); },
+              {},
+              {SET(size, cv::Size()), SET(size.width, -1), SETS(centre.x, kNaN, 1e300), SET(centre.y, kNaN),
+               SETS(step, kNaN, kInf, -1)}},
+             {OF(LargestArea(a.map.z, a.step)), {IMAGE(map.z)}, {SETS(step, kNaN, 0, -1)}},
+             {OF(GaussianFilter(a.map.z, a.cutoff)), {IMAGE(map.z)}, {SETS(cutoff, 0, kNaN, 1e5)}},
+             {OF(AnalyseRoughness(a.map, a.roughness)),
+              {IMAGE(map.z), MAYBE(roughness.form.mask)},
+              {BAD_MAPS, SETS(roughness.cutoff, kNaN, kInf, -1), SETS(roughness.finest, 0.1, 3)}},
+             {OF(CompareHeights(a.map, a.other, a.compare)),
+              {MAYBE(compare.mask)},
+              {BAD_MAPS, SET(other, HeightMap()), SET(other.unit, "um"), SETS(other.pitch, 0.2, 0)}},
+             {"CompareHeights without a pitch",
+              [](auto& a) { CompareHeights(a.loose, a.reference, a.compare); },
+              {IMAGE(loose.z), MAYBE(compare.mask)},
+              {}},
+             {OF(PointsOf(a.map)), {IMAGE(map.z)}, {BAD_MAPS, SET(map.pitch, 0)}},
+             {OF(EncodeHeightMap(a.name, a.map, a.file)),
+              {IMAGE(map.z)},
+              {BAD_MAPS, SET(file.bits, 8), SET(name, "map.xml"), SETS(file.largestStep, kNaN, -1)}}});
     EXPECT_NE(JsonOf({{"\xff", kNaN, "\xff"}}).find("null"), std::string::npos);
     EXPECT_THROW(MeasureStep(SurfaceArguments().map, SurfaceArguments().base, SurfaceArguments().top, 1 << 30),
                  NothingUsable);
@@ -233,23 +223,21 @@ TEST(Arguments, OfPictures) {
     good.style.mask = Filled<std::uint8_t>(255, 255);
     good.style.components = good.numbers;
     good.style.marks = Filled<std::uint8_t>(0, 1);
-    const std::vector<Change<PictureArguments>> steps{SET(style.step, 0), SET(style.step, -3)};
+    const std::vector<Change<PictureArguments>> steps{SETS(style.step, 0, -3)};
     ExpectRefusals<PictureArguments>(
         good, {{OF(DrawPicture(a.values, a.style)),
                 {IMAGE(values), MAYBE(style.mask), MAYBE(style.components), MAYBE(style.marks)},
                 {SET(values, Exact(kSize, CV_8S)), SET(values, Exact(kSize, CV_32FC2)), SET(style.step, 0),
-                 SET(style.percent, kNaN), SET(style.percent, 51), SET(style.percent, -1), SET(style.period, kNaN),
-                 SET(style.period, -1), SET(style.contours, -1), SET(style.range, (ValueRange{kNaN, 1})),
-                 SET(style.range, (ValueRange{0, kInf})), SET(style.range, (ValueRange{3, 1})),
-                 SET(style.range, (ValueRange{-1e308, 1e308}))}},
+                 SETS(style.percent, kNaN, 51, -1), SETS(style.period, kNaN, -1), SET(style.contours, -1),
+                 SET(style.range, (ValueRange{kNaN, 1})), SET(style.range, (ValueRange{0, kInf})),
+                 SET(style.range, (ValueRange{3, 1})), SET(style.range, (ValueRange{-1e308, 1e308}))}},
                {OF(DrawComponents(a.numbers)), {IMAGE(numbers)}, {}},
                {"DrawComponents, framed", [](auto& a) { DrawComponents(a.numbers, a.style); }, {IMAGE(numbers)}, steps},
                {OF(SideBySide(a.left, a.right)), {IMAGE(left)}, {SET(right, cv::Mat3b())}},
                {OF(DrawPlot(a.plot)),
                 {},
-                {SET(plot, Plot()), DO(plot.values.pop_back()), SET(plot.positions[1], kNaN),
-                 SET(plot.positions[2], kInf), SET(plot.positions[1], 9), SET(plot.positions[2], 0),
-                 SET(plot.positions, (std::vector<double>{-1e308, 0, 1e308})),
+                {SET(plot, Plot()), DO(plot.values.pop_back()), SETS(plot.positions[1], kNaN, 9),
+                 SETS(plot.positions[2], kInf, 0), SET(plot.positions, (std::vector<double>{-1e308, 0, 1e308})),
                  SET(plot.values, (std::vector<float>(3, NAN)))}}});
     for (const char* ending : {".png", ".tiff", ".bmp", ".npy"}) {
         SCOPED_TRACE(ending);
@@ -296,8 +284,7 @@ struct BoardArguments {
 
 TEST(Arguments, OfBoards) {
     const std::vector<Change<BoardArguments>> boards{SET(board, BoardDescription()), SET(board.count.width, 2),
-                                                     SET(board.count.height, 1 << 30), SET(board.spacing, kNaN),
-                                                     SET(board.spacing, 0)};
+                                                     SET(board.count.height, 1 << 30), SETS(board.spacing, kNaN, 0)};
     auto poses = boards;
     for (const Change<BoardArguments>& change : std::vector<Change<BoardArguments>>{
              DO(fit.cameraResiduals.pop_back()), DO(fit.projectorResiduals.clear()), SET(view, BoardView()),

@@ -9,8 +9,8 @@
 #include <string>
 #include <vector>
 
-#include "measure/error.h"
 #include "measure/image.h"
+#include "tests/support/refusal.h"
 
 // Tables of bad arguments: every public function refuses them with an InputError, whatever they are. All images have
 // buffers of exactly their size, so that a sanitized run sees every read beyond them.
@@ -41,11 +41,12 @@ void Settle(cv::Mat_<T>& image) {
     image = exact;
 }
 
-// What a family of functions takes, A, as it must be; and how one of its members is spoilt.
+// What a family of functions takes, A, as it must be; and how one of its members is spoilt, in so many ways.
 template <class A>
 struct Change {
     const char* name;
-    std::function<void(A&)> apply;
+    std::function<void(A&, std::size_t way)> apply;
+    std::size_t ways = 1;
 };
 template <class A>
 struct Image {
@@ -70,30 +71,25 @@ struct Function {
   {                                                         \
 #    path, [](auto& a) -> cv::Mat& { return a.path; }, true \
   }
-#define SET(path, value)                                    \
-  {                                                         \
-#    path " = " #    value, [](auto& a) { a.path = value; } \
+#define SET(path, value)                                                 \
+  {                                                                      \
+#    path " = " #    value, [](auto& a, std::size_t) { a.path = value; } \
   }
-#define DO(statement)                        \
-  {                                          \
-#    statement, [](auto& a) { a.statement; } \
+#define SETS(path, ...)                                                                                                                    \
+  {                                                                                                                                        \
+#    path " = one of " #    __VA_ARGS__,                                                                                                   \
+        [](auto& a,                                                                                                                        \
+           std::size_t                                                                                                                     \
+               way) { a.path = static_cast<std::decay_t<decltype(a.path)>>(std::vector<double>{__VA_ARGS__}[way]); },                      \
+                                                                                                                   std::initializer_list < \
+                                                                                                                       double>             \
+                                                                                                                       {__VA_ARGS__ }      \
+                                                                                                                            .size()        \
   }
-
-// The text of the InputError; a failure for anything else.
-inline std::string Refusal(const std::function<void()>& call) {
-    try {
-        call();
-        ADD_FAILURE() << "was accepted";
-    } catch (const measure::InputError& error) {
-        EXPECT_STRNE(error.what(), "");
-        return error.what();
-    } catch (const std::exception& error) {
-        ADD_FAILURE() << "no InputError: " << error.what();
-    } catch (const KrN::KrException* error) {
-        ADD_FAILURE() << "a pointer escaped: " << error->what();
-    }
-    return {};
-}
+#define DO(statement)                                     \
+  {                                                       \
+#    statement, [](auto& a, std::size_t) { a.statement; } \
+  }
 
 template <class A>
 void ExpectRefusals(const A& good, const std::vector<Function<A>>& functions) {
@@ -114,12 +110,13 @@ void ExpectRefusals(const A& good, const std::vector<Function<A>>& functions) {
             with({kSize.width, 1});
             with({1, kSize.height});
         }
-        for (const Change<A>& change : function.changes) {
-            SCOPED_TRACE(change.name);
-            A bad = good;
-            change.apply(bad);
-            Refusal([&] { function.call(bad); });
-        }
+        for (const Change<A>& change : function.changes)
+            for (std::size_t way = 0; way < change.ways; ++way) {
+                SCOPED_TRACE(testing::Message() << change.name << ", way " << way);
+                A bad = good;
+                change.apply(bad, way);
+                Refusal([&] { function.call(bad); });
+            }
     }
 }
 

@@ -104,6 +104,38 @@ void CheckLayouts(const Picture<T>& source, const Picture<T>& expected, const Ru
     }
 }
 
+// Of images of two types, or none: what is not filtered gives the error of this line and writes nothing. Where there is
+// no destination it is the source.
+inline void CheckFilterTypes(const std::wstring& name, const KrString& file, std::uint32_t line,
+                             const std::function<void(KrAOI* src, KrAOI* dst)>& run) {
+    constexpr DeviceType types[] = {DeviceType{}, eDev8, eDev16, eDev32, eDev32Float, eDev64Double};
+    for (const DeviceType from : types)
+        for (const DeviceType to : types) {
+            std::vector<unsigned char> memory(1600, 7);
+            const auto make = [&](DeviceType type, int place, const wchar_t* of) {
+                return type ? MakeAOI({0, type, 0, 80, 9, 9}, memory.data() + place * 800, of) : nullptr;
+            };
+            const auto src = make(from, 0, L"one"), dst = make(to, 1, L"two");
+            const auto call = [&] { run(src.get(), dst.get()); };
+            const std::wstring one = from ? L"one" : L"(null)", two = to ? L"two" : one;
+            if (from && from != eDev64Double && (!to || from == to)) {
+                EXPECT_FALSE(Thrown(call)) << from << " -> " << to;
+                continue;
+            }
+            ExpectNotImplemented(call, file, static_cast<int>(line), name + L"( " + one + L", " + two + L" )");
+            EXPECT_EQ(std::vector<unsigned char>(1600, 7), memory);
+        }
+}
+
+// Nothing is written beside a picture, whatever is done to it.
+inline void CheckGuards(const std::function<void(KrAOI* image)>& run) {
+    const Picture<std::uint8_t> picture{3, 2, {1, 2, 3, 4, 5, 6}};
+    Canvas<std::uint8_t> canvas(picture, Form::eView, 0, 0);
+    run(canvas.AOI());
+    const auto guards = canvas.Expected(picture);
+    for (std::size_t i = 0; i < guards.size(); ++i) EXPECT_TRUE(guards[i] != 0x5B || canvas.Memory()[i] == 0x5B);
+}
+
 template <class Check>
 void ForEachType(const Check& check) {
     check(std::uint8_t{});

@@ -165,6 +165,8 @@ std::unique_ptr<KrAOI> MakeAOI(const Place& place, unsigned char* memory, const 
         const auto stride = static_cast<std::uint32_t>(place.stride);
         unsigned char* pixels = memory + place.offset;
         if (place.form == Form::eRowless) return std::make_unique<Rowless<AOI>>(size, pixels, place.stride, name);
+        if (place.form == Form::eReadOnly)
+            return std::make_unique<AOI>(size, reinterpret_cast<const T*>(pixels), stride, name);
         if (place.form == Form::eView) return std::make_unique<AOI>(size, reinterpret_cast<T*>(pixels), stride, name);
         const auto left = static_cast<short>(place.offset % place.stride / sizeof(T));
         const auto top = static_cast<short>(place.offset / place.stride);
@@ -275,10 +277,6 @@ DirectAccess::DirectAccess(bool on) {
 }
 DirectAccess::~DirectAccess() { KrIPAccelerationInfo::EnableDirectMemoryAccess(); }
 
-namespace {
-
-using Memories = std::vector<std::vector<unsigned char>>;
-
 std::vector<std::vector<DeviceType>> Combinations(const std::string& types) {
     std::vector<std::vector<DeviceType>> all;
     std::istringstream words(types);
@@ -289,6 +287,10 @@ std::vector<std::vector<DeviceType>> Combinations(const std::string& types) {
     }
     return all;
 }
+
+namespace {
+
+using Memories = std::vector<std::vector<unsigned char>>;
 
 std::wstring Print(const OpCase& op, std::vector<std::wstring> names, const std::vector<double>& c) {
     static const std::wregex placeholder(L"%l?[sdfg]");
@@ -397,14 +399,6 @@ struct Trial {
     }
 };
 
-// A layout turns the separate, strided places of the operands into something harder; false when it does not apply.
-struct Layout {
-    const char* name;
-    std::function<bool(std::vector<Place>& places)> arrange;
-    bool direct = true;
-    bool overlap = false;
-};
-
 constexpr int kGuard = 8;  // pixels before and behind
 
 std::vector<Place> Separate(const std::vector<DeviceType>& types, int cx, int cy) {
@@ -422,15 +416,7 @@ void Pack(Place& p) {
     p.stride = static_cast<std::size_t>(p.cx) * PixelBytes(p.type);
 }
 
-template <int source>
-bool SameObject(std::vector<Place>& p) {
-    if (static_cast<int>(p.size()) <= source + 1 || p[source].type != p.back().type) return false;
-    p.back() = p[source];
-    p.back().sameAs = source;
-    return true;
-}
-bool Shift(std::vector<Place>& p, std::size_t source, int pixels, int rows, bool packed) {
-    if (p.size() <= source + 1) return false;
+void Shift(std::vector<Place>& p, std::size_t source, int pixels, int rows, bool packed) {
     Place& s = p[source];
     Place& d = p.back();
     if (packed) {
@@ -444,61 +430,7 @@ bool Shift(std::vector<Place>& p, std::size_t source, int pixels, int rows, bool
     const int delta = pixels * bytes + rows * rowDistance;
     s.offset = (s.offset + 7) / 8 * 8 + static_cast<std::size_t>(std::max(0, -delta));
     d.offset = static_cast<std::size_t>(static_cast<int>(s.offset) + delta);
-    return true;
 }
-template <int source, int pixels, int rows, bool packed>
-bool Shifted(std::vector<Place>& p) {
-    return Shift(p, source, pixels, rows, packed);
-}
-template <int mask>
-bool RowlessSome(std::vector<Place>& p) {
-    for (std::size_t i = 0; i < p.size(); ++i)
-        if (mask >> i & 1) p[i].form = Form::eRowless;
-    return true;
-}
-
-// clang-format off
-const std::vector<Layout>& Layouts() {
-    using P = std::vector<Place>;
-    static const std::vector<Layout> layouts = {
-        {"separate", [](P&) { return true; }},
-        {"contiguous", [](P& p) { for (Place& i : p) Pack(i); return true; }},
-        {"mixed strides", [](P& p) { Pack(p[0]); return true; }},
-        {"sub-views", [](P& p) { for (Place& i : p) i.form = Form::eSubView; return true; }},
-        {"sizes differ", [](P& p) { p[0].cy += 1; p.back().cx += 2; if (p.size() > 2) p[1].cx += 1; return true; }},
-        {"sizes differ otherwise", [](P& p) { p[0].cx += 2; p.back().cy += 2; return true; }},
-        {"destination is source 1", SameObject<0>},
-        {"destination is source 2", SameObject<1>},
-        {"contiguous in place", [](P& p) { for (Place& i : p) Pack(i); return SameObject<0>(p); }},
-        {"views of the same pixels", [](P& p) { return SameObject<0>(p) && (p.back().sameAs = -1, true); }},
-        {"all the same",
-         [](P& p) { return p.size() == 3 && SameObject<1>(p) && SameObject<0>(p) && (p[1] = p[2], true); }},
-        {"1 right", Shifted<0, 1, 0, false>, true, true},
-        {"1 left", Shifted<0, -1, 0, false>, true, true},
-        {"5 right, contiguous", Shifted<0, 5, 0, true>, true, true},
-        {"19 left, contiguous", Shifted<0, -19, 0, true>, true, true},
-        {"1 row below", Shifted<0, 0, 1, true>, true, true},
-        {"1 row and 3 pixels above", Shifted<0, -3, -1, false>, true, true},
-        {"source 2, 1 right", Shifted<1, 1, 0, false>, true, true},
-        {"source 2, 33 right, contiguous", Shifted<1, 33, 0, true>, true, true},
-        {"source 2, 7 left", Shifted<1, -7, 0, false>, true, true},
-        {"row-less source 1", RowlessSome<1>},
-        {"row-less second image", RowlessSome<2>},
-        {"row-less third image", RowlessSome<4>},
-        {"all row-less", RowlessSome<7>},
-        {"row-less in place", [](P& p) { return RowlessSome<7>(p) && SameObject<0>(p); }},
-        {"indirect", [](P&) { return true; }, false},
-        {"indirect, sizes differ", [](P& p) { p[0].cx += 2; p.back().cy += 2; return true; }, false},
-        {"indirect in place", SameObject<0>, false},
-        {"indirect, 1 right", Shifted<0, 1, 0, false>, false, true},
-        {"indirect, 19 left, contiguous", Shifted<0, -19, 0, true>, false, true},
-        {"indirect, source 2, 1 row and 3 pixels below", Shifted<1, 3, 1, false>, false, true},
-        {"indirect row-less", RowlessSome<7>, false},
-    };
-    return layouts;
-}
-// clang-format on
-
 void Fill(Trial& trial, const std::vector<DeviceType>& types, unsigned seed) {
     trial.memories.resize(types.size());
     for (std::size_t i = 0; i < types.size(); ++i) {
@@ -512,55 +444,7 @@ void Fill(Trial& trial, const std::vector<DeviceType>& types, unsigned seed) {
                    seed + static_cast<unsigned>(i), seed % 2 == 0);
 }
 
-// Returns whether all is well.
-bool Try(const OpCase& op, const std::vector<DeviceType>& types, const Layout& layout, int cx, int cy,
-         const std::vector<double>& c, unsigned seed) {
-    Trial trial{op, Separate(types, cx, cy), {}, c, layout.direct};
-    if ((layout.overlap && !op.overlaps) || !layout.arrange(trial.places)) return true;
-    Fill(trial, types, seed);
-    const Memories expected = trial.Expected();
-    std::string failure;
-    try {
-        const auto error = Thrown([&] { trial.Run(); });
-        failure = error ? error->what() : trial.Compare(expected);
-    } catch (const std::logic_error& error) {
-        failure = error.what();
-    }
-    if (failure.empty()) return true;
-    std::ostringstream text;
-    for (const DeviceType type : types) text << std::hex << static_cast<int>(type);
-    text << std::dec << ", " << layout.name << ", " << cx << " x " << cy << ", constants";
-    for (const double v : c) text << ' ' << v;
-    ADD_FAILURE() << (op.format ? KrString(op.format).ToUtf8() : "typed operation") << " on " << text.str() << ": "
-                  << failure;
-    return false;
-}
-
-bool CheckLayouts(const OpCase& op, const std::vector<DeviceType>& types) {
-    constexpr int heights[] = {1, 3, 2, 5};
-    for (const Layout& layout : Layouts())
-        for (int cx = 0; cx <= 200; cx += cx < 18 ? 1 : cx < 66 ? 5 : 13) {
-            const int cy = cx == 6 ? 0 : heights[cx % 4];
-            const auto& c = op.constants[static_cast<std::size_t>(cx) % op.constants.size()];
-            if (!Try(op, types, layout, cx, cy, c, static_cast<unsigned>(cx))) return false;
-        }
-    return true;
-}
-
 }  // namespace
-
-void CheckPixels(const std::vector<OpCase>& cases) {
-    ForEachTarget([&](std::int64_t) {
-        for (const OpCase& op : cases) {
-            if (!op.formula) continue;
-            for (const auto& types : Combinations(op.types)) {
-                bool good = CheckLayouts(op, types);
-                for (std::size_t i = 0; good && op.constants.size() > 1 && i < op.constants.size(); ++i)
-                    good = Try(op, types, Layouts()[0], 301, 2, op.constants[i], static_cast<unsigned>(i));
-            }
-        }
-    });
-}
 
 std::vector<OpCase>& Listed::All() {
     static std::vector<OpCase> all;
@@ -587,8 +471,11 @@ void DrawPlaces(std::vector<Place>& places, const OpCase& op, const Drawing& dra
         if (form >= 6) p.form = Form::eRowless;
     }
     if (relation < 4 && places[source].type == places.back().type) {
+        const int object = draw(4) ? static_cast<int>(source) : -1;  // or another one with the same pixels
         places.back() = places[source];
-        places.back().sameAs = static_cast<int>(source);
+        places.back().sameAs = object;
+        Place& first = places.front();
+        if (source == 1 && object == 1 && first.type == places[1].type && draw(2)) first = places[1];
     }
 }
 
@@ -635,12 +522,8 @@ std::string Outcome(Trial trial, int accesses, int allocations, Memories& expect
 
 }  // namespace
 
-void TryDrawn(const OpCase& op, const Drawing& draw) {
-    static std::map<std::string, std::vector<std::vector<DeviceType>>> known;
-    auto& combinations = known[op.types];
-    if (combinations.empty()) combinations = Combinations(op.types);
-    const auto& types = Drawn(draw, combinations);
-    const auto& c = Drawn(draw, op.constants);
+static void TryOn(const std::vector<DeviceType>& types, const OpCase& op, const std::vector<double>& c,
+                  const Drawing& draw) {
     // Mostly less than a few vectors; now and then more than blocks of rows and columns.
     const int cx = static_cast<int>(draw(4) ? draw(40) : draw(4) ? draw(150) : draw(400));
     const int cy = static_cast<int>(draw(8) ? draw(6) : draw(40));
@@ -660,9 +543,26 @@ void TryDrawn(const OpCase& op, const Drawing& draw) {
                  << static_cast<int>(p.form) << " memory " << p.memory << '+' << p.offset << '/' << p.stride;
         text << ", constants";
         for (const double v : c) text << ' ' << v;
-        ADD_FAILURE() << (op.format ? KrString(op.format).ToUtf8() : "typed operation") << ", number "
-                      << &op - Listed::All().data() << " of the list," << text.str() << ": " << failure;
+        ADD_FAILURE() << (op.format ? KrString(op.format).ToUtf8() : "typed operation") << " on" << text.str() << ": "
+                      << failure;
     });
+}
+
+void TryDrawn(const OpCase& op, const Drawing& draw) {
+    static std::map<std::string, std::vector<std::vector<DeviceType>>> known;
+    auto& combinations = known[op.types];
+    if (combinations.empty()) combinations = Combinations(op.types);
+    const auto& types = Drawn(draw, combinations);
+    TryOn(types, op, Drawn(draw, op.constants), draw);
+}
+
+void CheckPixels(const std::vector<OpCase>& cases) {
+    for (const OpCase& op : cases)
+        for (const auto& types : Combinations(op.types))
+            for (unsigned seed = 0; op.formula && seed < 500; ++seed) {
+                TryOn(types, op, op.constants[seed % op.constants.size()], RandomDrawing(seed));
+                ASSERT_FALSE(testing::Test::HasFailure()) << "in trial " << seed;
+            }
 }
 
 namespace {

@@ -38,7 +38,7 @@ double Clip(double value, DeviceType type);
 // Random pixels; floating-point ones now and then with NaN, infinities and values beyond all integers.
 void FillRandom(DeviceType type, std::vector<unsigned char>& bytes, unsigned seed, bool specials);
 
-enum class Form { eView, eSubView, eRowless };
+enum class Form { eView, eSubView, eRowless, eReadOnly };
 
 // Where the pixels of an operand lie: offset and stride in bytes.
 struct Place {
@@ -126,14 +126,15 @@ struct OpCase {
     std::vector<std::wstring> extraNames = {};
 };
 
+// "111 114" as lists of types.
+std::vector<std::vector<DeviceType>> Combinations(const std::string& types);
+
 // Runs the function once for each CPU target of this machine, that target being forced.
 void ForEachTarget(const std::function<void(std::int64_t target)>& run);
 
 // The catalogue lists exactly these operations with these types and lines, and every other combination of pixel types
 // and null images throws their errors and changes nothing.
 void CheckDispatch(const std::vector<OpCase>& cases, const std::vector<OperationInfo>& catalogue, const wchar_t* file);
-// All layouts with the first constants, and all constants with one layout, on every CPU target.
-void CheckPixels(const std::vector<OpCase>& cases);
 
 // Lists tables for those that try operations in other ways, as a static object beside them.
 struct Listed {
@@ -175,8 +176,10 @@ struct Tried {
 extern Tried tried;
 // Calls an operation on operands of drawn types, sizes, forms and places on every CPU target; the result must be that
 // of the formula or, where there is none, the same everywhere. Now and then an access to a pixel or an allocation fails
-// in the middle: then nothing but the destination may have changed. Reports as CheckPixels does.
+// in the middle: then nothing but the destination may have changed.
 void TryDrawn(const OpCase& op, const Drawing& draw);
+// So many times with every combination of types and all constants, for operations that have a formula.
+void CheckPixels(const std::vector<OpCase>& cases);
 
 // While it lives, an allocation of this thread fails after so many others; below 0: none does.
 extern thread_local int allocationsLeft;

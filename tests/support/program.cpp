@@ -7,10 +7,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cmath>
-#include <fstream>
 #include <opencv2/imgcodecs.hpp>
-#include <random>
-#include <sstream>
 #include <stdexcept>
 #include <thread>
 
@@ -22,19 +19,13 @@ namespace test {
 
 namespace fs = std::filesystem;
 
-Program::Program() : mFolder(fs::temp_directory_path() / cv::format("vorip-test-%08x", std::random_device()())) {
-    fs::create_directories(mFolder);
-}
-
-Program::~Program() { fs::remove_all(mFolder); }
-
 void Program::SetUp() {
     if (!*VORIP_PROGRAM) GTEST_SKIP() << "the program is not built";
 }
 
 Program::Outcome Program::Run(const std::string& arguments, const std::function<bool()>& interrupt,
                               int signalNumber) const {
-    const std::string command = "cd '" + mFolder.string() + "' && exec > .stdout 2> .stderr < /dev/null && exec " +
+    const std::string command = "cd '" + File("").string() + "' && exec > .stdout 2> .stderr < /dev/null && exec " +
                                 mPrefix + "'" VORIP_PROGRAM "' " + arguments;
     const pid_t child = fork();
     if (child == 0) {
@@ -85,18 +76,7 @@ void Program::WritePages(const std::string& name, const std::vector<cv::Mat>& pa
     ASSERT_TRUE(cv::imwritemulti(File(name).string(), pages));
 }
 
-void Program::WriteBytes(const std::string& name, const std::string& bytes) const {
-    std::ofstream(File(name), std::ios::binary) << bytes;
-}
-
 cv::Mat Program::Read(const std::string& name) const { return cv::imread(File(name).string(), cv::IMREAD_UNCHANGED); }
-
-std::string Program::ReadText(const std::string& name) const {
-    std::ifstream stream(File(name), std::ios::binary);
-    std::ostringstream text;
-    text << stream.rdbuf();
-    return text.str();
-}
 
 std::string Npy(const std::string& descr, const std::string& shape, const std::string& data, const std::string& order) {
     std::string header = "{'descr': '" + descr + "', 'fortran_order': " + order + ", 'shape': " + shape + ", }\n";

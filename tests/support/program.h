@@ -1,18 +1,18 @@
 #pragma once
 
-#include <gtest/gtest.h>
 #include <signal.h>
 
-#include <filesystem>
 #include <functional>
 #include <opencv2/core.hpp>
 #include <string>
 #include <vector>
 
+#include "tests/support/folder.h"
+
 namespace test {
 
-// Runs the program `vorip`. Every test has a folder of its own, which is the current folder of the program.
-class Program : public testing::Test {
+// Runs the program `vorip`, whose current folder is that of the test.
+class Program : public Folder {
 protected:
     struct Outcome {
         int exitCode;
@@ -20,8 +20,6 @@ protected:
         double secondsToEnd = 0;  // after Ctrl-C
     };
 
-    Program();
-    ~Program() override;
     void SetUp() override;
 
     // The arguments are words for the shell. Presses Ctrl-C, or sends another signal, as soon as `interrupt` says so,
@@ -40,17 +38,11 @@ protected:
     };
     void ExpectRefusals(const std::vector<Refusal>& refusals, const std::string& form = "*") const;
 
-    std::filesystem::path File(const std::string& name) const { return mFolder / name; }
     void Write(const std::string& name, const cv::Mat& image) const;
     void WritePages(const std::string& name, const std::vector<cv::Mat>& pages) const;
-    void WriteBytes(const std::string& name, const std::string& bytes) const;
     cv::Mat Read(const std::string& name) const;
-    std::string ReadText(const std::string& name) const;
 
     std::string mPrefix;  // words before the program's name
-
-private:
-    std::filesystem::path mFolder;
 };
 
 // The bytes of an NPY file of version 1.

@@ -175,22 +175,6 @@ protected:
 using Averagers = testing::Types<KrLAverageSnap, KrLAverageSnap2>;
 TYPED_TEST_SUITE(AverageSnap, Averagers);
 
-TYPED_TEST(AverageSnap, IsTheAverageWhateverTheBoardSupplies) {
-    for (Supply supply : {Supply::eNothing, Supply::eView, Supply::eBuffer, Supply::eSmallView, Supply::eOtherType}) {
-        typename TestFixture::TestBoard board;
-        board.supply = supply;
-        const Current current(board);
-        TypeParam averager;
-        constexpr unsigned short counts[] = {1, 2, 3, 4, 5, 257, 300};
-        for (unsigned short n : counts) {
-            const test::DirectAccess access(n != 4);
-            test::ForEachTarget([&](std::int64_t) { this->CheckAverages(averager, board, n); });
-        }
-        const bool usesBoard = std::count(board.used.begin(), board.used.end(), board.CreateAOI(1)) > 0;
-        EXPECT_EQ(usesBoard, supply == Supply::eView || supply == Supply::eBuffer);
-    }
-}
-
 TYPED_TEST(AverageSnap, TakesAsManyFramesAsThereAre) { this->CheckAverages(*this->mAverager, this->mBoard, 65535); }
 
 TYPED_TEST(AverageSnap, LeavesItToABoardThatCan) {
@@ -259,51 +243,6 @@ TYPED_TEST(AverageSnap, ReportsWhatItCannotDo) {
     test::ExpectError([&] { averager.Execute(&this->mOut, 3); }, L"C\\ipLAverageSnap", 58);
 }
 
-TYPED_TEST(AverageSnap, SurvivesAFailureOfTheBoard) {
-    auto& board = this->mBoard;
-    for (unsigned failAt : {0u, 1u, 2u, 3u})
-        for (const std::size_t count : {1U, 2U}) {
-            Job<typename TestFixture::Buffer> job(count);
-            board.failAt = failAt;
-            board.frames = 0;
-            EXPECT_TRUE(test::Thrown([&] { this->mAverager->Execute(&job, 5); }));
-            EXPECT_TRUE(job.HasItsOwn());
-            EXPECT_FALSE(board.running);
-            board.frames = 0;
-            EXPECT_TRUE(test::Thrown([&] { this->mAverager->Execute(&this->mOut, 5); }));
-            EXPECT_FALSE(board.running);
-            board.failAt = 1000000;
-            this->CheckAverages(*this->mAverager, board, 5);
-        }
-}
-
-// The buffers in use stay, and the averaging ends as it began.
-TYPED_TEST(AverageSnap, SurvivesAChangeOfTheBoard) {
-    using Buffer = typename TestFixture::Buffer;
-    typename TestFixture::TestBoard next;
-    auto& board = this->mBoard;
-    board.next = &next;
-    for (unsigned changeAt : {0u, 1u, 2u, 3u, 4u})
-        for (const bool fails : {false, true})
-            for (const std::size_t count : {0U, 1U, 2U}) {  // 0: an image
-                pBoardMgr->SetCurrBoard(&board);
-                Job<Buffer> job(count);
-                board.changeAt = changeAt;
-                board.failAt = fails ? changeAt : 1000000;
-                board.frames = 0;
-                next.created = 0;
-                const auto error = test::Thrown(
-                    [&] { count ? this->mAverager->Execute(&job, 5) : this->mAverager->Execute(&this->mOut, 5); });
-                EXPECT_EQ(fails, error != nullptr);
-                EXPECT_EQ(2, next.created) << "renewed at the end";
-                EXPECT_TRUE(job.HasItsOwn());
-                if (fails) continue;
-                for (std::size_t i = 0; i < count; ++i) CheckImage(job.own[i], i, 5);
-                if (count == 0) CheckImage(this->mOut, 0, 5);
-            }
-    board.changeAt = board.failAt = 1000000;
-}
-
 // A job that cannot put images back: an error, not the end of the process.
 TYPED_TEST(AverageSnap, ReportsJobsThatCannotBeRestored) {
     using Buffer = typename TestFixture::Buffer;
@@ -345,7 +284,8 @@ TYPED_TEST(AverageSnap, TakesTheEntriesOfDerivedClasses) {
         EXPECT_TRUE(test::Thrown([&] { averager.Entry(slot); }));
 }
 
-// One run after the other, with boards that fail and boards that change in the middle.
+// One run after the other, with boards that fail and boards that change in the middle: the buffers in use stay, and the
+// averaging ends as it began.
 template <class Averager>
 void CheckRuns(const test::Drawing& draw) {
     using Buffer = BufferOf<Averager>;
@@ -363,21 +303,29 @@ void CheckRuns(const test::Drawing& draw) {
         const std::size_t count = draw(3);  // 0: an image
         test::ForEachTarget([&](std::int64_t) {
             pBoardMgr->SetCurrBoard(&board);
-            board.frames = 0;
+            board.frames = board.waits = 0;
+            next.created = 0;
+            board.used.clear();
             Buffer out({35, 3});
             Job<Buffer> job(count);
             const auto error = test::Thrown([&] { count > 0 ? averager.Execute(&job, n) : averager.Execute(&out, n); });
             EXPECT_EQ(board.failAt < n, error != nullptr) << n << " frames";
+            const bool changed = board.changeAt < n && board.changeAt <= board.failAt;
+            EXPECT_EQ(changed ? 2 : 0, next.created) << "renewed at the end";
             EXPECT_TRUE(job.HasItsOwn());
             EXPECT_FALSE(board.running);
             if (error) return;
+            EXPECT_EQ(board.waits, n > 2 ? n - 1u : 0u) << "all but the first frame come in the background";
+            const bool usesBoard = std::count(board.used.begin(), board.used.end(), board.CreateAOI(1)) > 0;
+            const bool fits = board.supply == Supply::eView || board.supply == Supply::eBuffer;
+            EXPECT_TRUE(n == 2 || usesBoard == (n > 2 && fits)) << n << " frames";
             for (std::size_t i = 0; i < count; ++i) CheckImage(job.own[i], i, n);
             if (count == 0) CheckImage(out, 0, n);
         });
     }
 }
 
-DRAWN_TEST(Boards, RunsGiveTheAverageOrTheError, 300) {
+DRAWN_TEST(Boards, RunsGiveTheAverageOrTheError, 800) {
     draw(2) ? CheckRuns<KrLAverageSnap>(draw) : CheckRuns<KrLAverageSnap2>(draw);
 }
 

@@ -299,46 +299,31 @@ DRAWN_TEST(Geometry, EqualsSumsOfWeights, 2500) {
 TEST(Geometry, MirrorsTurnsAndSamples) {
     struct Move {
         Operate run;
-        bool turns;
-        std::function<double(const GuardedImage&, int x, int y, double old)> at;
+        std::function<KrTPoint<int>(int x, int y, const Place& src)> from;  // outside: the old pixel stays
+        bool turns = false;
     };
-    const auto mirror = [](int axis) {
-        return Move{[=](const KrAOI* s, KrAOI* d, const KrSampling&) {
-                        geomet.Mirror(s, d, static_cast<KrLGeomet::Axis>(axis));
-                    },
-                    false,
-                    [=](const GuardedImage& s, int x, int y, double) {
-                        return s.Get(axis == 1 ? x : s.place.cx - 1 - x, axis == 0 ? y : s.place.cy - 1 - y);
-                    }};
-    };
-    const auto turn = [](int quarters) {
-        return Move{[=](const KrAOI* s, KrAOI* d, const KrSampling&) { geomet.Turn(s, d, quarters); },
-                    quarters % 2 != 0,
-                    [=](const GuardedImage& s, int x, int y, double) {
-                        for (int i = 0, cy = quarters % 2 ? s.place.cx : s.place.cy,
-                                 cx = quarters % 2 ? s.place.cy : s.place.cx;
-                             i < (quarters % 4 + 4) % 4; ++i) {  // back, quarter by quarter
-                            const int from = x;
-                            x = cy - 1 - y;
-                            y = from;
-                            std::swap(cx, cy);
-                        }
-                        return s.Get(x, y);
-                    }};
-    };
-    const auto sample = [](short x0, short y0, short dx, short dy) {
-        return Move{[=](const KrAOI* s, KrAOI* d, const KrSampling&) {
-                        geomet.Sample(s, d, {x0, y0}, {dx, dy});
-                    },
-                    false,
-                    [=](const GuardedImage& s, int x, int y, double old) {
-                        const int u = x0 + x * std::max<int>(dx, 1), v = y0 + y * std::max<int>(dy, 1);
-                        return u >= 0 && v >= 0 && u < s.place.cx && v < s.place.cy ? s.Get(u, v) : old;
-                    }};
-    };
-    std::vector<Move> moves = {sample(0, 0, 2, 3), sample(-3, 5, 1, 0), sample(2, -7, 4, 2), sample(90, 0, 1, 1)};
-    for (const int axis : {0, 1, 2}) moves.push_back(mirror(axis));
-    for (const int quarters : {0, 1, 2, 3, -1, 6}) moves.push_back(turn(quarters));
+    using K = const KrAOI*;
+    using H = const KrSampling&;
+    std::vector<Move> moves;
+    for (const int axis : {0, 1, 2})
+        moves.push_back({[=](K s, KrAOI* d, H) { geomet.Mirror(s, d, static_cast<KrLGeomet::Axis>(axis)); },
+                         [=](int x, int y, const Place& s) {
+                             return KrTPoint<int>(axis == 1 ? x : s.cx - 1 - x, axis == 0 ? y : s.cy - 1 - y);
+                         }});
+    for (const int quarters : {0, 1, 2, 3, -1, 6})
+        moves.push_back({[=](K s, KrAOI* d, H) { geomet.Turn(s, d, quarters); },
+                         [=](int x, int y, const Place& s) {
+                             const KrTPoint<int> from[] = {
+                                 {x, y}, {s.cx - 1 - y, x}, {s.cx - 1 - x, s.cy - 1 - y}, {y, s.cy - 1 - x}};
+                             return from[quarters & 3];
+                         },
+                         quarters % 2 != 0});
+    for (const auto& [start, step] : std::vector<std::pair<KrTPoint<short>, KrTPoint<short>>>{
+             {{0, 0}, {2, 3}}, {{-3, 5}, {1, 0}}, {{2, -7}, {4, 2}}, {{90, 0}, {1, 1}}})
+        moves.push_back({[s0 = start, ds = step](K s, KrAOI* d, H) { geomet.Sample(s, d, s0, ds); },
+                         [s0 = start, ds = step](int x, int y, const Place&) {
+                             return KrTPoint<int>(s0.x + x * std::max<int>(ds.x, 1), s0.y + y * std::max<int>(ds.y, 1));
+                         }});
     ForEachTarget([&](std::int64_t) {
         unsigned seed = 1;
         for (const DeviceType type : kFive)
@@ -348,7 +333,11 @@ TEST(Geometry, MirrorsTurnsAndSamples) {
                     GuardedImage src(type, cx, cy, seed, seed % 3 ? Form::eView : Form::eRowless);
                     const int dx = move.turns ? cy : cx, dy = move.turns ? cx : cy;
                     GuardedImage dst(type, dx, dy, 5, seed % 5 ? Form::eView : Form::eRowless), want(type, dx, dy, 5);
-                    want.Fill([&](int x, int y) { return move.at(src, x, y, want.Get(x, y)); });
+                    want.Fill([&](int x, int y) {
+                        const auto [u, v] = move.from(x, y, src.place);
+                        return u >= 0 && v >= 0 && u < src.place.cx && v < src.place.cy ? src.Get(u, v)
+                                                                                        : want.Get(x, y);
+                    });
                     move.run(src.image.get(), dst.image.get(), {});
                     ASSERT_EQ(want.memory, dst.memory)
                         << "move " << &move - moves.data() << ", type " << type << ", " << cx;

@@ -24,22 +24,16 @@ double Weight(InterpolationMode mode, double x) {
     return x <= 1 ? 1.5 * x * x * x - 2.5 * x * x + 1 : x < 2 ? -0.5 * x * x * x + 2.5 * x * x - 4 * x + 2 : 0;
 }
 
-// Along rows, or down columns, of a canvas that is so large that nothing reaches its edges.
-Canvas Sheared(const Canvas& from, double slope, bool columns, InterpolationMode mode) {
+// Along the rows of a canvas that is so large that nothing reaches its edges; columns and rows are then exchanged.
+Canvas ShearedAndTurned(const Canvas& from, double slope, InterpolationMode mode) {
     const int n = static_cast<int>(from.size());
     Canvas to(from.size(), std::vector<double>(from.size()));
     for (int line = 0; line < n; ++line)
         for (int i = 0; i < n; ++i) {
             const double at = i - slope * (line - (n - 1) / 2.0);
-            double sum = 0;
-            for (int j = std::max(0, static_cast<int>(at) - 3); j <= std::min(n - 1, static_cast<int>(at) + 3); ++j) {
-                const auto u = static_cast<std::size_t>(columns ? line : j);
-                const auto v = static_cast<std::size_t>(columns ? j : line);
-                sum += from[v][u] * Weight(mode, at - j);
-            }
-            const auto u = static_cast<std::size_t>(columns ? line : i),
-                       v = static_cast<std::size_t>(columns ? i : line);
-            to[v][u] = sum;
+            for (int j = std::max(0, static_cast<int>(at) - 3); j <= std::min(n - 1, static_cast<int>(at) + 3); ++j)
+                to[static_cast<std::size_t>(i)][static_cast<std::size_t>(line)] +=
+                    from[static_cast<std::size_t>(line)][static_cast<std::size_t>(j)] * Weight(mode, at - j);
         }
     return to;
 }
@@ -52,9 +46,9 @@ Canvas Rotated(const GuardedImage& src, int side, double degrees, InterpolationM
         for (int x = 0; x < src.place.cx; ++x)
             canvas[static_cast<std::size_t>(y + margin)][static_cast<std::size_t>(x + margin)] = src.Get(x, y);
     const double angle = degrees * KrMath::Pi / 180;
-    for (const bool columns : {false, true, false})
-        canvas = Sheared(canvas, columns ? -std::sin(angle) : std::tan(angle / 2), columns, mode);
-    return canvas;
+    for (const double slope : {std::tan(angle / 2), -std::sin(angle), std::tan(angle / 2)})
+        canvas = ShearedAndTurned(canvas, slope, mode);
+    return ShearedAndTurned(canvas, 0, mode);
 }
 
 DRAWN_TEST(Rotation, IsThreeShears, 60) {

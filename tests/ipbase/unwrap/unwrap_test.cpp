@@ -203,23 +203,17 @@ TEST(Unwrap, RejectsBadImagesBeforeWriting) {
 // The targets are the caller's, who may resize, move or empty them between Execute and the operations that write again.
 TEST(Unwrap, WritesOnlyIntoTargetsAsTheyWereInExecute) {
     const std::vector<std::uint16_t> constant(81 * 20);
+    const KrTSize<short> small = {2, 2}, narrow = {80, 20}, all = {81, 20};
+    const KrTRectangle<short> part = {60, 10, 21, 10};
+    const KrAOI8 nothing(all, static_cast<std::uint8_t*>(nullptr), 81);
+    const KrAOI16 readOnly(all, constant.data(), 162);
     const std::function<void(Scene&)> changes[] = {
-        [](Scene& s) {
-            s.target.Resize({2, 2});
-        },
-        [](Scene& s) {
-            s.targetMask.Resize({80, 20});
-        },
-        [](Scene& s) {
-            s.target.SetAOIRect({60, 10, 21, 10});
-        },
+        [&](Scene& s) { s.target.Resize(small); },
+        [&](Scene& s) { s.targetMask.Resize(narrow); },
+        [&](Scene& s) { s.target.SetAOIRect(part); },
         [](Scene& s) { KrBufferAOI16(std::move(s.target)); },
-        [](Scene& s) {
-            s.targetMask.KrAOI8::operator=(KrAOI8({81, 20}, static_cast<std::uint8_t*>(nullptr), 81));
-        },
-        [&](Scene& s) {
-            s.target.KrAOI16::operator=(KrAOI16({81, 20}, constant.data(), 162));
-        },
+        [&](Scene& s) { s.targetMask.KrAOI8::operator=(nothing); },
+        [&](Scene& s) { s.target.KrAOI16::operator=(readOnly); },
     };
     for (const auto& change : changes) {
         SCOPED_TRACE(&change - changes);

@@ -4,10 +4,10 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <filesystem>
-#include <fstream>
 
 #include "measure/error.h"
+#include "tests/support/folder.h"
+#include "tests/support/refusal.h"
 
 namespace {
 
@@ -15,34 +15,19 @@ using namespace measure;
 namespace fs = std::filesystem;
 
 // A folder with empty files, which is all that a description asks of its pictures.
-class ScanTest : public testing::Test {
+class ScanTest : public test::Folder {
 protected:
-    void SetUp() override {
-        const auto* info = testing::UnitTest::GetInstance()->current_test_info();
-        mFolder = fs::temp_directory_path() / (std::string("scan_test_") + info->name());
-        fs::remove_all(mFolder);
-        fs::create_directories(mFolder / "part");
+    ScanTest() {
+        fs::create_directories(File("part"));
         for (const char* name :
              {"a0.png", "a1.png", "a2.png", "a10.png", "b0.png", "b1.png", "b2.png", "g0.png", "g1.png", "g2.png",
               "i0.png", "i1.png", "i2.png", "w.png", "k.png", "part/a0.png", "part/a1.png", "part/a2.png"})
-            std::ofstream(mFolder / name).put('x');
+            WriteBytes(name, "x");
     }
-    void TearDown() override { fs::remove_all(mFolder); }
-
     Scan Read(const std::string& text, const fs::path& folder = {}) const {
-        std::ofstream(mFolder / "scan.json") << text;
-        return ReadScan(mFolder / "scan.json", folder);
+        WriteBytes("scan.json", text);
+        return ReadScan(File("scan.json"), folder);
     }
-    std::string Refusal(const std::string& text) const {
-        try {
-            Read(text);
-        } catch (const InputError& error) {
-            return error.what();
-        }
-        return "was accepted";
-    }
-
-    fs::path mFolder;
 };
 
 TEST_F(ScanTest, ReadsEverythingThatIsDescribed) {
@@ -60,13 +45,13 @@ TEST_F(ScanTest, ReadsEverythingThatIsDescribed) {
     EXPECT_EQ(axis.direction, -1);
     EXPECT_EQ(axis.origin, 3.5);
     ASSERT_EQ(axis.sines.size(), 2U);
-    EXPECT_EQ(axis.sines[0].frames.front(), mFolder / "a10.png") << "listed names keep their order";
+    EXPECT_EQ(axis.sines[0].frames.front(), File("a10.png")) << "listed names keep their order";
     EXPECT_NEAR(axis.sines[0].shifts[0], -2 * M_PI / 3, 1e-12);
     EXPECT_EQ(axis.sines[1].period, 240);
     EXPECT_NEAR(axis.sines[1].shifts[2], 4 * M_PI / 3, 1e-12);
     EXPECT_EQ(axis.gray->offset, -12);
-    EXPECT_EQ(axis.gray->inverse[0], mFolder / "i2.png");
-    EXPECT_EQ(axis.black, mFolder / "k.png");
+    EXPECT_EQ(axis.gray->inverse[0], File("i2.png"));
+    EXPECT_EQ(axis.black, File("k.png"));
 
     // A pattern stands for its pictures in natural order; the folder of the pictures may be another one.
     const std::string simple = R"({"rows": {"length": 100, "sines": [{"period": 100, "frames": "a*.png"}]}})";
@@ -74,7 +59,7 @@ TEST_F(ScanTest, ReadsEverythingThatIsDescribed) {
     ASSERT_EQ(frames.size(), 4U);
     EXPECT_EQ(frames[2].filename(), "a2.png");
     EXPECT_EQ(frames[3].filename(), "a10.png");
-    EXPECT_EQ(Read(simple, mFolder / "part").rows->sines[0].frames.size(), 3U);
+    EXPECT_EQ(Read(simple, File("part")).rows->sines[0].frames.size(), 3U);
 }
 
 TEST_F(ScanTest, SaysWhatIsWrongAndWhere) {
@@ -114,20 +99,18 @@ TEST_F(ScanTest, SaysWhatIsWrongAndWhere) {
         {columns(R"(, "sines": [], "gray": {"cell": 300, "frames": "g*.png"})"), "columns.sines: at least one set"},
     };
     for (const auto& row : rows) {
-        const std::string refusal = Refusal(row.text);
+        const std::string refusal = test::Refusal([&] { Read(row.text); });
         EXPECT_NE(refusal.find(row.mistake), std::string::npos) << row.text << "\n" << refusal;
-        EXPECT_EQ(refusal.find((mFolder / "scan.json").string()), 0U) << refusal;
+        EXPECT_EQ(refusal.find((File("scan.json")).string()), 0U) << refusal;
     }
-    EXPECT_THROW(ReadScan(mFolder / "none.json"), InputError);
+    EXPECT_THROW(ReadScan(File("none.json")), InputError);
 }
 
 TEST_F(ScanTest, TheExampleIsADescription) {
     for (int k = 0; k < 12; ++k)
         for (const char* name : {"fine", "coarse", "single", "gray", "inverse"})
-            if (k < 4 || name[0] == 'g' || name[0] == 'i')
-                std::ofstream(mFolder / (name + std::to_string(k) + ".png")).put('x');
-    std::ofstream(mFolder / "white.png").put('x');
-    std::ofstream(mFolder / "black.png").put('x');
+            if (k < 4 || name[0] == 'g' || name[0] == 'i') WriteBytes(name + std::to_string(k) + ".png", "x");
+    for (const char* name : {"white.png", "black.png"}) WriteBytes(name, "x");
     const Scan scan = Read(ExampleScan());
     EXPECT_EQ(scan.columns->sines.size(), 3U);
     EXPECT_EQ(scan.columns->gray->frames.size(), 12U);

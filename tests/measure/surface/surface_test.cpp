@@ -104,11 +104,7 @@ TEST(Surface, LevelsWithoutOutliersAndThroughThreePoints) {
     EXPECT_NEAR(FitForm(map, masked).SlopeX(), 0.05, 1e-4);
 
     EXPECT_NO_THROW(PlaneThrough(map, {cv::Point(0, 0), cv::Point(199, 0), cv::Point(0, map.z.rows - 1)}));
-    EXPECT_THROW(PlaneThrough(map, {cv::Point(0, 0), cv::Point(1, 1), cv::Point(2, 2)}), InputError);
-    EXPECT_THROW(PlaneThrough(map, {cv::Point(0, 0), cv::Point(200, 1), cv::Point(2, 2)}), InputError);
     EXPECT_NEAR(static_cast<double>(map.z(50, 150)), 2 + 0.05 * 5.05 + 0.02 * -2.45 + 1, 0.02);  // it is as it was
-    masked.mask = cv::Mat1b(3, 3, uchar{255});
-    EXPECT_THROW(FitForm(map, masked), InputError);
     masked.mask = cv::Mat1b(map.z.size(), uchar{0});
     EXPECT_THROW(FitForm(map, masked), NothingUsable);
     masked.mask.row(7) = 255;
@@ -147,7 +143,6 @@ TEST(Surface, MeasuresStepsWithTheirStandardError) {
     EXPECT_EQ(cv::countNonZero(MaskOf({5, 4}, cv::Rect2d(0, 0, 5, 4))), 20);
     const cv::Mat1b faint(base & uchar{128});  // the least value that is part of a mask
     EXPECT_EQ(MeasureStep(map, faint, top, 0).height, MeasureStep(map, base, top, 0).height);
-    EXPECT_THROW(MeasureStep(map, faint, base, 0), InputError);
     EXPECT_THROW(MeasureStep(map, base, top, 30), NothingUsable);
     const auto line = MaskOf(size, cv::Rect2d(5, 5, 1, 80)), other = MaskOf(size, cv::Rect2d(70, 5, 1, 80));
     EXPECT_THROW(MeasureStep(map, line, other, 0), NothingUsable);
@@ -198,10 +193,7 @@ TEST(Surface, TakesProfilesAlongLines) {
                                                  : q.value;
         EXPECT_NEAR(q.value, expected, 5e-4) << q.name;
     }
-    const std::vector<cv::Point2d> wrong[] = {
-        {}, {{1, 1}}, {{1, 1}, {1, 1}}, {{1, 1}, {100, 1}}, {{-1, 1}, {5, 1}}, {{kNaN, 1}, {5, 1}}};
-    for (const auto& line : wrong) EXPECT_THROW(TakeProfile(map, {line, 0, 1}), InputError);
-    EXPECT_THROW(TakeProfile(map, {{{1, 1}, {5, 1}}, 0, 1e-7}), InputError);
+    EXPECT_THROW(TakeProfile(map, {{{-1, 1}, {5, 1}}, 0, 1}), InputError);
     EXPECT_THROW(TakeProfile(holes, {{{50, 50}, {52, 50}}, 0, 1}), NothingUsable);
 }
 
@@ -341,16 +333,9 @@ TEST(Compare, KeepsRealDeviationsAndRefusesOtherGrids) {
     part.origin.x += 0.05;  // between the pixels
     EXPECT_LT(CompareHeights(part, reference, options).rms, 0.05);
 
-    HeightMap coarse = reference, bare = reference, small = reference, radians = reference, far = reference;
-    coarse.pitch = 0.2;
-    bare.pitch = small.pitch = 0;
-    small.z = small.z.rowRange(0, 50);
-    radians.unit = "rad";
+    HeightMap bare = reference, far = reference;
+    bare.pitch = 0;
     far.origin.x += 1e12;
-    EXPECT_THROW(CompareHeights(coarse, reference), InputError);
-    EXPECT_THROW(CompareHeights(bare, reference), InputError);
-    EXPECT_THROW(CompareHeights(bare, small), InputError);
-    EXPECT_THROW(CompareHeights(radians, reference), InputError);
     EXPECT_THROW(CompareHeights(far, reference, options), NothingUsable);
     options.alignment = Alignment::eRigid;
     EXPECT_THROW(CompareHeights(bare, bare, options), InputError);
@@ -402,7 +387,6 @@ TEST(SystemCheck, MeasuresSpheresAndPlanes) {
     EXPECT_LT(flat.normal[2], 0);
     EXPECT_THROW(CheckPlane(cloud, cv::Mat1b(size, uchar{0})), NothingUsable);
     EXPECT_THROW(CheckSphere(cloud, {}, 0.6), InputError);
-    EXPECT_THROW(PointsOf(MakeMap({9, 9}, 0, [](double, double) { return 1; })), InputError);
 }
 
 TEST(Surface, StopsWhenAsked) {

@@ -3,13 +3,10 @@
 
 #include <gtest/gtest.h>
 
-#include <filesystem>
-#include <fstream>
-#include <functional>
-#include <sstream>
-
 #include "measure/error.h"
 #include "measure/simulate.h"
+#include "tests/support/folder.h"
+#include "tests/support/refusal.h"
 #include "tests/support/truecalibration.h"
 
 namespace {
@@ -27,31 +24,18 @@ Calibration Example() {
     return c;
 }
 
-class CalibrationFile : public testing::Test {
+class CalibrationFile : public test::Folder {
 protected:
-    std::string Path(const std::string& name = "c.yml") const {
-        return testing::TempDir() + "vorip-calibration-" + name;
-    }
+    std::string Path(const std::string& name = "c.yml") const { return File(name).string(); }
     std::string Write(const std::string& text) const {
-        std::ofstream(Path()) << text;
+        WriteBytes("c.yml", text);
         return Path();
     }
     // The message with which a file of this text is refused.
     std::string Refusal(const std::string& text) const {
-        try {
-            measure::ReadCalibration(Write(text));
-        } catch (const measure::InputError& error) {
-            return error.what();
-        }
-        return "";
+        return test::Refusal([&] { measure::ReadCalibration(Write(text)); });
     }
 };
-
-std::string TextOf(const std::string& file) {
-    std::ostringstream text;
-    text << std::ifstream(file).rdbuf();
-    return text.str();
-}
 
 std::string Replaced(std::string text, const std::string& what, const std::string& by) {
     const auto at = text.find(what);
@@ -85,7 +69,7 @@ TEST_F(CalibrationFile, HoldsEveryDigit) {
         EXPECT_EQ(read.poses, 12);
         EXPECT_FALSE(std::filesystem::exists(Path(name) + ".unfinished"));
     }
-    EXPECT_NE(TextOf(Path()).find("# Lengths are millimetres"), std::string::npos);
+    EXPECT_NE(ReadText("c.yml").find("# Lengths are millimetres"), std::string::npos);
     EXPECT_THROW(measure::WriteCalibration(Path("c.txt"), c), measure::InputError);
     EXPECT_THROW(measure::WriteCalibration("/no/such/folder/c.yml", c), measure::OutputError);
     // An earlier file stays as it was.
@@ -124,7 +108,7 @@ TEST_F(CalibrationFile, ReadsForeignKeys) {
 TEST_F(CalibrationFile, SaysWhatIsWrong) {
     const std::string good = Foreign(kFirst);
     measure::WriteCalibration(Path("own.yml"), Example());
-    const std::string own = TextOf(Path("own.yml"));
+    const std::string own = ReadText("own.yml");
     const struct {
         std::string text;
         const char *key, *hint;
@@ -180,7 +164,7 @@ TEST_F(CalibrationFile, SaysWhatIsWrong) {
     // Many beside each other are not.
     EXPECT_EQ(Refusal(repeated("{\"a\": [", "[],") + "1]}").find("nested too deeply"), std::string::npos);
     EXPECT_THROW(measure::ReadCalibration(Path("none.yml")), measure::InputError);
-    EXPECT_THROW(measure::ReadCalibration(testing::TempDir()), measure::InputError);
+    EXPECT_THROW(measure::ReadCalibration(Path("")), measure::InputError);
 }
 
 }  // namespace

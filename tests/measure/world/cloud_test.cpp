@@ -9,6 +9,7 @@
 
 #include "measure/error.h"
 #include "measure/simulatescan.h"
+#include "tests/support/refusal.h"
 #include "tests/support/truecalibration.h"
 
 namespace {
@@ -80,8 +81,6 @@ TEST(Cloud, IsExactWithoutNoise) {
                 residual = std::max(residual, static_cast<double>(std::abs(result.cloud.rowResidual(y, x))));
             ++count;
         });
-        std::printf("[ %s: %d points, rms %.2e, largest %.2e mm, residual %.1e pixels ]\n", name, count,
-                    std::sqrt(squares / count), greatest, residual);
         EXPECT_GT(count, 5000);
         EXPECT_LT(std::sqrt(squares / count), 1e-4);
         EXPECT_LT(greatest, 4e-4);
@@ -110,7 +109,6 @@ TEST(Cloud, NoiseIsThatPredicted) {
         ++count;
     });
     ratio = std::sqrt(ratio / count);
-    std::printf("[ measured / predicted %.3f ]\n", ratio);
     EXPECT_GT(ratio, 1 / 1.3);
     EXPECT_LT(ratio, 1.3);
 }
@@ -183,18 +181,12 @@ TEST(Cloud, RefusesWhatDoesNotFit) {
         ProjectorCoordinates seen = good;
         Calibration calibration = scene.calibration;
         row.change(seen, calibration);
-        try {
-            MakeCloud(seen, calibration);
-            ADD_FAILURE() << row.words;
-        } catch (const InputError& error) {
-            EXPECT_NE(std::string(error.what()).find(row.words), std::string::npos) << error.what();
-        }
+        test::ExpectRefusal([&] { MakeCloud(seen, calibration); }, row.words);
     }
     ProjectorCoordinates none = good;
     none.columns = std::nan("");
     EXPECT_THROW(MakeCloud(none, scene.calibration), NothingUsable);
     EXPECT_THROW(MakeCloud(good, scene.calibration, {}, [](const char*, double) { return false; }), Stopped);
-    EXPECT_THROW(CoordinatesOf(good.columns, 18, 0, 2), InputError);
     EXPECT_FLOAT_EQ(CoordinatesOf(cv::Mat1f(1, 1, 3.14159265f), 18, 5, -1)(0), 5 - 9);
 }
 
@@ -288,9 +280,6 @@ TEST(Cloud, PlyHoldsPointsAndTriangles) {
             EXPECT_LT((b - a).cross(c - a)[2], 0);
         }
     }
-    PlyOptions other;
-    other.grey = cv::Mat1b(2, 2);
-    EXPECT_THROW(EncodePly(SmallCloud(), other), InputError);
     EXPECT_THROW(WriteCloud("cloud.obj", SmallCloud()), InputError);
     EXPECT_THROW(WriteCloud("/nowhere/cloud.ply", SmallCloud()), OutputError);
 }
