@@ -15,7 +15,7 @@ const std::pair<const char*, const char*> kFamilies[] = {
     {"colours", "ColourIndex Octree"},
     {"filters", "ImageFilters LineFilters Gradients"},
     {"geometry", "Geometry Rotation Combination"},
-    {"operations", "Operations"},
+    {"operations", "Operations Shift"},
     {"regions", "Segment BuildRegion"},
     {"statistics", "Histogram HistogramAnalyzer BimodalHistoAnalyzer Range FringeQuality"},
     {"surfaces", "BestFit Shading"},

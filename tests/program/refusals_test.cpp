@@ -213,7 +213,7 @@ TEST_F(Program, GetsAlongWithTheMemoryThatItAnnounces) {
         {"10M", "filter gauss float.npy --size 31x31 --out o/a.npy", real},
         {"10M", "filter mean small.png --mask small.png --size 1999x1999 --out o/a.png", " pixels need about "},
         {"20M", "regions noise.png --threshold 128 --out o", "2002 x 1502 pixels need about "},
-        {"10M", "geometry turn noise.png --out o/a.png", noisy},
+        {"10M", "geometry turn noise.png --out o/a.png", "1500 x 2000 pixels need about "},
         {"10M", "edges noise.png --out o/a.png", noisy},
         {"20M", "edges deep.png --out o/a.png", noisy},
         {"10M", "colours colours.png --out o/a.png", real},

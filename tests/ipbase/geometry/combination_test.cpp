@@ -42,10 +42,8 @@ TEST(Combination, DispatchAndErrors) {
     CheckDispatch(kCases, CombinationOperations(), L"C\\ipLCombination");
     GuardedImage image(eDev8, 5, 5, 1);
     KrAOI* const same = image.image.get();
-    for (const double bad : {std::nan("")}) {
-        EXPECT_TRUE(Thrown([&] { combination.MergeExposures(same, same, bad, 1, same); }));
-        EXPECT_TRUE(Thrown([&] { combination.MergeExposures(same, same, 1, bad, same); }));
-    }
+    EXPECT_TRUE(Thrown([&] { combination.MergeExposures(same, same, std::nan(""), 1, same); }));
+    EXPECT_TRUE(Thrown([&] { combination.MergeExposures(same, same, 1, std::nan(""), same); }));
 }
 
 TEST(Combination, PixelsOnEveryTarget) { CheckPixels(kCases); }

@@ -250,52 +250,34 @@ TEST(Transfer, Exchange) {
 
 // Whole buffers are moved as one block, and overlapping views row by row in an order that spares what is still to be
 // read. The result is that of separate views.
-struct Way {
-    KrTSize<short> buffer;
-    KrTRectangle<short> from, to;
-    bool sameBuffer;
-};
-// clang-format off
-const Way kWays[] = {
-    {{7, 5}, {0, 0, 7, 5}, {0, 0, 7, 5}, false},   // whole buffers
-    {{7, 5}, {0, 0, 7, 5}, {0, 0, 7, 5}, true},
-    {{1, 3}, {0, 0, 1, 3}, {0, 0, 1, 3}, true},
-    {{0, 4}, {0, 0, 0, 4}, {0, 0, 0, 4}, true},
-    {{11, 9}, {2, 2, 7, 5}, {1, 1, 7, 5}, false},  // parts of buffers
-    {{11, 9}, {2, 2, 7, 5}, {2, 2, 7, 5}, true},
-    {{11, 9}, {2, 2, 7, 5}, {3, 3, 7, 5}, true},   // overlapping views, the destination behind
-    {{11, 9}, {2, 2, 7, 5}, {1, 1, 7, 5}, true},   // and before
-};
-// clang-format on
-
 template <class Buffer, class View>
-void CheckBuffers(const Way& way, short dx, short dy) {
-    Buffer src(way.buffer), dst(way.buffer);
-    Random random(1);
+void CheckBuffers(const Drawing& draw) {
+    const auto side = [&](std::uint32_t end) { return static_cast<short>(draw(end)); };
+    const short w = side(10), h = side(8), edge = draw(2) ? short{0} : short{2};  // of whole buffers, or of parts
+    const auto near = [&] { return static_cast<short>(draw(2) ? edge : edge / 2 * (1 + side(3))); };
+    const KrTSize<short> size(static_cast<short>(w + 2 * edge), static_cast<short>(h + 2 * edge));
+    const KrTRectangle<short> from{edge, edge, w, h}, to{near(), near(), w, h}, all{{0, 0}, size};
+    const auto dx = static_cast<short>(side(19) - 9), dy = static_cast<short>(side(15) - 7);
+    const bool same = draw(2) != 0;
+    const DirectAccess access(draw(4) != 0);
+    Buffer src(size), dst(size);
+    Random random(draw(1 << 16));
     for (Buffer* buffer : {&src, &dst}) Fill(*buffer, [&](int, int) { return random(); });
-    Buffer source(src), wanted(way.sameBuffer ? src : dst);
-    const View sourceView(source, way.from);
-    View wantedView(wanted, way.to), overlapping(src, way.to);
+    Buffer source(src), wanted(same ? src : dst);
+    const View sourceView(source, from);
+    View wantedView(wanted, to), overlapping(src, to);
     KrLShift().Shift(&sourceView, &wantedView, dx, dy, 9);
 
-    src.SetAOIRect(way.from);
-    dst.SetAOIRect(way.to);
-    KrAOI* const same = way.from == way.to ? static_cast<KrAOI*>(&src) : &overlapping;
-    KrLShift().Shift(&src, way.sameBuffer ? same : &dst, dx, dy, 9);
-    for (Buffer* buffer : {&src, &dst}) buffer->SetAOIRect({{0, 0}, way.buffer});
-    ASSERT_EQ(PixelsOf(way.sameBuffer ? src : dst), PixelsOf(wanted))
-        << "way " << &way - kWays << ", " << dx << ", " << dy;
+    src.SetAOIRect(from);
+    dst.SetAOIRect(to);
+    KrLShift().Shift(&src, !same ? &dst : from == to ? &src : static_cast<KrAOI*>(&overlapping), dx, dy, 9);
+    for (Buffer* buffer : {&src, &dst}) buffer->SetAOIRect(all);
+    ASSERT_EQ(PixelsOf(same ? src : dst), PixelsOf(wanted)) << w << " x " << h << ", " << dx << ", " << dy;
 }
 
-TEST(Shift, OfBuffersIsThatOfViews) {
-    for (const Way& way : kWays)
-        for (const bool direct : {true, false})
-            for (short dy = -6; dy <= 6; ++dy)
-                for (short dx = -8; dx <= 8; ++dx) {
-                    const DirectAccess access(direct);
-                    ASSERT_NO_FATAL_FAILURE((CheckBuffers<KrBufferAOI8, KrAOI8>(way, dx, dy)));
-                    ASSERT_NO_FATAL_FAILURE((CheckBuffers<KrBufferAOI16, KrAOI16>(way, dx, dy)));
-                }
+DRAWN_TEST(Shift, OfBuffersIsThatOfViews, 8000) {
+    draw(2) ? CheckBuffers<KrBufferAOI8, KrAOI8>(draw) : CheckBuffers<KrBufferAOI16, KrAOI16>(draw);
+    if (draw(100)) return;
     KrBufferAOI8 a({4, 4}), wider({5, 4});
     KrLShift().Shift(&a, &wider, -32768, 32767, 9);
     EXPECT_EQ(9, wider.ReadPixel({3, 3}));

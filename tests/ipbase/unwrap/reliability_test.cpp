@@ -2,6 +2,7 @@
 #include <opencv2/core/core_c.h>
 
 #include <algorithm>
+#include <array>
 #include <atomic>
 #include <chrono>
 #include <cmath>
@@ -208,98 +209,71 @@ TEST(Reliability, LeavesNothingHalfDoneWhenAborted) {
 }
 
 TEST(Reliability, DeliversAllForms) {
-    // Two periods of a ramp, a masked column, and a part of one pixel that the size filter drops.
-    const Size size{20, 3};
-    const Value mask = [](int x, int y) { return x == 17 || (x > 17 && (y != 1 || x == 18)) ? 7 : 255; };
+    // Two ramps with a gap between them, and a single pixel at the end, which the size filter drops.
+    const Size size{30, 4};
+    const Value mask = [](int x, int y) { return x == 12 || (x > 26 && (x != 28 || y != 2)) ? 7 : 255; };
     const Value ramp = [](int x, int) { return 40 + x * 30; };
     Scene scene(size, ramp, mask);
     scene.info.valueScale = 500;
     scene.info.unit = L"mm";
     KrLUnWrap_Velmor original;
+    EXPECT_EQ(0u, original.GetComponentCount());
     original.Execute(&scene.phase, &scene.mask, 2, nullptr);
     KrLUnWrap_Velmor unwrap(original);
-    Fill(scene.phase, kOpen);
-    original.Execute(&scene.phase, nullptr, 0, nullptr);  // leaves the copy alone
+    KrBufferAOI8 empty({0, 4});
+    original.Execute(&empty, nullptr, 0, nullptr);  // leaves the copy alone
+    EXPECT_EQ(0u, original.GetComponentCount());
+    EXPECT_EQ(2u, unwrap.GetComponentCount());
 
-    const Size around{25, 6};  // whose other pixels must stay 0
-    KrBufferAOI32Float radians(around);
+    const Size around{35, 7};  // whose other pixels must stay 0
+    KrBufferAOI32Float real(around), radians(around);
     KrBufferAOI16 scaled(around), spread(around);
-    KrBufferAOI8 kept(around), dropped(around);
-    const auto views = [&](const KrTRectangle<short>& rect) {
-        for (KrAOI* image : {static_cast<KrAOI*>(&radians), static_cast<KrAOI*>(&scaled), static_cast<KrAOI*>(&spread),
-                             static_cast<KrAOI*>(&kept), static_cast<KrAOI*>(&dropped)})
-            image->SetAOIRect(rect);
-    };
-    views({2, 1, size.cx, size.cy});
+    KrBufferAOI8 kept(around), dropped(around), valid(around);
+    KrBufferAOI32 labels({31, 3}), none(size);
+    const std::initializer_list<KrAOI*> all = {&real, &radians, &scaled, &spread, &kept, &dropped, &valid};
+    for (KrAOI* image : all) image->SetAOIRect({2, 1, size.cx, size.cy});
     unwrap.GetResult2(&spread, &dropped);
     unwrap.GetResult(&scaled, &kept);
     EXPECT_EQ(PixelsOf(kept), PixelsOf(scene.mask));
-    unwrap.GetResult(&radians, &kept);
+    unwrap.GetResult(&real, &kept);
     EXPECT_EQ(PixelsOf(kept), PixelsOf(scene.mask));
-    double least = 1e9;
-    for (short x = 0; x < 17; ++x) least = std::min<double>(least, *radians.GetPointer({x, 0}) * 6.284 / 500);
-    for (short y = 0; y < 3; ++y)
-        for (short x = 0; x < 20; ++x) {
-            const bool valid = x < 17;
-            const double value = least + (valid ? x * 30 * KrMath::TwoPi / 256 : 0);
-            EXPECT_NEAR(*radians.GetPointer({x, y}), value * 500 / 6.284, 1e-3);
-            EXPECT_NEAR(static_cast<std::int16_t>(*scaled.GetPointer({x, y})), value * 500 / 1601.91, 1);
-            EXPECT_NEAR(*spread.GetPointer({x, y}), valid ? x * 30 * 255 / 256.0 : 0, 1);
-            EXPECT_EQ(*dropped.GetPointer({x, y}), valid && x > 0 ? 255 : 0);
+    unwrap.GetRadians(&radians, &valid);
+    unwrap.GetComponentLabels(&labels);
+    original.GetComponentLabels(&none);
+    EXPECT_EQ(std::vector<std::int32_t>(120), PixelsOf(none));
+    const std::array<double, 3> first = {0, radians.ReadPixel({0, 0}), radians.ReadPixel({13, 0})};
+    const double least = std::min(first[1], first[2]);
+    for (short y = 0; y < 4; ++y)
+        for (short x = 0; x < 30; ++x) {
+            const std::size_t label = x < 12 ? 1 : x > 12 && x < 27 ? 2 : 0;
+            const double value = label ? first[label] + (label == 2 ? x - 13 : x) * 30 * KrMath::TwoPi / 256 : least;
+            EXPECT_NEAR(radians.ReadPixel({x, y}), label ? value : 0, 1e-4);
+            EXPECT_NEAR(real.ReadPixel({x, y}), value * 500 / 6.284, 1e-3);
+            EXPECT_NEAR(static_cast<std::int16_t>(scaled.ReadPixel({x, y})), value * 500 / 1601.91, 1);
+            EXPECT_NEAR(spread.ReadPixel({x, y}), (value - least) * 255 / KrMath::TwoPi, 1);
+            EXPECT_EQ(dropped.ReadPixel({x, y}), value > least + 1e-3 ? 255 : 0);
+            EXPECT_EQ(valid.ReadPixel({x, y}), label ? 255 : 0);
+            EXPECT_EQ(y < 3 ? labels.ReadPixel({x, y}) : static_cast<int>(label), static_cast<int>(label));
         }
-    const std::pair<KrAOI*, double> scales[] = {{&radians, 1.0}, {&scaled, 500 / 255.0}, {&spread, 500 / 255.0}};
+    EXPECT_EQ(0, labels.ReadPixel({30, 0}));
+    const std::pair<KrAOI*, double> scales[] = {{&real, 1.0}, {&scaled, 500 / 255.0}, {&spread, 500 / 255.0}};
     for (const auto& [image, scale] : scales) {
         ASSERT_TRUE(image->GetAOIInfo());
         EXPECT_EQ(image->GetAOIInfo()->valueScale, scale);
         EXPECT_EQ(image->GetAOIInfo()->unit, KrString(L"mm"));
     }
-    EXPECT_EQ(spread.GetAOIInfo()->range.upper, *spread.GetPointer({16, 0}));
-    unwrap.GetRadians(&radians, &kept);
-    views({0, 0, around.cx, around.cy});
+    EXPECT_EQ(1.0, radians.GetAOIInfo()->valueScale);
+    EXPECT_TRUE(radians.GetAOIInfo()->unit == L"rad");
+    const auto steps = PixelsOf(spread);
+    EXPECT_EQ(spread.GetAOIInfo()->range.upper, *std::max_element(steps.begin(), steps.end()));
+    for (KrAOI* image : all) image->SetAOIRect({0, 0, around.cx, around.cy});
     for (short y = 0; y < around.cy; ++y)
         for (short x = 0; x < around.cx; ++x) {
             if (x >= 2 && y >= 1 && x < 2 + size.cx && y < 1 + size.cy) continue;
-            EXPECT_EQ(0, *radians.GetPointer({x, y}) + *scaled.GetPointer({x, y}) + *spread.GetPointer({x, y}) +
-                             *kept.GetPointer({x, y}) + *dropped.GetPointer({x, y}));
+            const KrTPoint<short> p(x, y);
+            EXPECT_EQ(0, real.ReadPixel(p) + radians.ReadPixel(p) + scaled.ReadPixel(p) + spread.ReadPixel(p) +
+                             kept.ReadPixel(p) + dropped.ReadPixel(p) + valid.ReadPixel(p));
         }
-}
-
-TEST(Reliability, NumbersItsGroups) {
-    // Two ramps with a gap between them, and a single pixel at the end, which the size filter drops.
-    const Size size{30, 4};
-    const Value mask = [](int x, int y) { return x == 12 || (x > 26 && (x != 28 || y != 2)) ? 0 : 255; };
-    const Value ramp = [](int x, int) { return 40 + x * 30; };
-    Scene scene(size, ramp, mask);
-    scene.info.valueScale = 500;
-    KrLUnWrap_Velmor unwrap;
-    KrBufferAOI32 labels({31, 3}), none(size);
-    KrBufferAOI32Float radians(size);
-    KrBufferAOI8 valid(size);
-    EXPECT_EQ(0u, unwrap.GetComponentCount());
-    unwrap.Execute(&scene.phase, &scene.mask, 2, nullptr);
-    EXPECT_EQ(2u, unwrap.GetComponentCount());
-    const KrLUnWrap_Velmor copy(unwrap);
-    copy.GetComponentLabels(&labels);
-    copy.GetRadians(&radians, &valid);
-    EXPECT_EQ(1.0, radians.GetAOIInfo()->valueScale);
-    EXPECT_TRUE(radians.GetAOIInfo()->unit == L"rad");
-    for (short y = 0; y < 4; ++y)
-        for (short x = 0; x < 30; ++x) {
-            const int label = x < 12 ? 1 : x > 12 && x < 27 ? 2 : 0;
-            if (y < 3) {
-                EXPECT_EQ(label, labels.ReadPixel({x, y}));
-            }
-            EXPECT_EQ(label ? 255 : 0, valid.ReadPixel({x, y}));
-            const float first = radians.ReadPixel({static_cast<short>(label == 2 ? 13 : 0), 0});
-            const double steps = label == 2 ? x - 13 : x;
-            EXPECT_NEAR(radians.ReadPixel({x, y}), label ? first + steps * 30 * KrMath::TwoPi / 256 : 0, 1e-4);
-        }
-    EXPECT_EQ(0, labels.ReadPixel({30, 0}));
-    KrBufferAOI8 empty({0, 4});
-    unwrap.Execute(&empty, nullptr, 0, nullptr);
-    EXPECT_EQ(0u, unwrap.GetComponentCount());
-    unwrap.GetComponentLabels(&none);
-    EXPECT_EQ(std::vector<std::int32_t>(120), PixelsOf(none));
 }
 
 // The records and steps that derived classes may use.

@@ -3,16 +3,15 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <filesystem>
-#include <fstream>
 
 #include "measure/error.h"
+#include "tests/support/folder.h"
 
 namespace {
 
-namespace fs = std::filesystem;
+class Frames : public test::Folder {};
 
-TEST(Frames, NaturalOrder) {
+TEST_F(Frames, NaturalOrder) {
     const std::vector<std::string> ordered{"", "a", "a1b", "a01b", "a2", "a2b", "a10", "a10b2", "a10b10", "b", "f-1"};
     for (std::size_t i = 0; i < ordered.size(); ++i) {
         for (std::size_t j = 0; j < ordered.size(); ++j) {
@@ -26,12 +25,9 @@ TEST(Frames, NaturalOrder) {
     EXPECT_TRUE(measure::NaturalLess(digits, "1" + digits));
 }
 
-TEST(Frames, FoldersPatternsAndLists) {
-    const fs::path folder = fs::temp_directory_path() / ("frames" + std::to_string(::getpid()));
-    fs::create_directories(folder);
-    for (const char* name : {"f0.png", "f1.png", "f2.png", "f10.png", "g.tiff", "notes.txt"})
-        std::ofstream(folder / name) << "x";
-    const auto in = [&](const std::string& name) { return (folder / name).string(); };
+TEST_F(Frames, FoldersPatternsAndLists) {
+    for (const char* name : {"f0.png", "f1.png", "f2.png", "f10.png", "g.tiff", "notes.txt"}) WriteBytes(name, "x");
+    const auto in = [&](const std::string& name) { return File(name).string(); };
     using Files = std::vector<std::string>;
     struct Row {
         Files words, files;
@@ -51,15 +47,14 @@ TEST(Frames, FoldersPatternsAndLists) {
         SCOPED_TRACE(row.words.front());
         const auto found = measure::FindFrames(row.words);
         Files names;
-        for (const std::string& file : found.files) names.push_back(fs::path(file).filename().string());
+        for (const std::string& file : found.files) names.push_back(std::filesystem::path(file).filename().string());
         EXPECT_EQ(names, row.files);
         EXPECT_EQ(found.looksMisordered, row.misordered);
     }
     EXPECT_THROW(measure::FindFrames({in("x*")}), measure::InputError);
-    fs::remove_all(folder);
 }
 
-TEST(Frames, CameraBits) {
+TEST_F(Frames, CameraBits) {
     struct Row {
         int type, largest, step, bits;
     };
