@@ -23,7 +23,7 @@ struct FrameFiles {
 // InputError for a folder or pattern without pictures.
 MEASURE_API FrameFiles FindFrames(const std::vector<std::string>& words);
 
-// The bits of the camera, 10, 12 or 14, that frames of 16-bit files seem to come from, by their largest grey level;
+// The bits of the camera, 8, 10, 12 or 14, that frames of 16-bit files seem to come from, by their largest grey level;
 // 0 when nothing speaks for one: other pixel types, grey levels of all 16 bits, values aligned to the upper bits.
 MEASURE_API int GuessCameraBits(const std::vector<cv::Mat>& frames);
 // What to say about the frames of all sets of a scan whose description gives no full scale; empty when the bits are 0.

@@ -13,6 +13,7 @@ namespace measure {
 enum class FringeVerdict {
     eGood,
     eDoubtful,     // can be worked with; the findings say what is wrong
+    eNotTogether,  // the frames are not those of one set, or not in the order of their shifts
     eLowContrast,  // hardly anything can be measured, although there is light
     eTooDark       // hardly anything can be measured, for want of light
 };

@@ -31,6 +31,8 @@ private:
 
 nlohmann::json DescriptionNode::Parse(const std::string& text, const std::string& name) {
     constexpr bool kThrow = true, kIgnoreComments = true;
+    if (text.find('\0') != std::string::npos)
+        throw InputError(name + ": this is no text, and no description therefore");
     try {
         return Json::parse(text, UniqueKeys(), kThrow, kIgnoreComments);
     } catch (const Json::exception& error) {

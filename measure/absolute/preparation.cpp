@@ -17,7 +17,8 @@ namespace {
 
 void RequireNarrowCells(const DecodeState& state) {
     const double most = state.DistinctOrders() * state.periods[0], cell = state.axis.gray->cell;
-    if (cell > most * (1 + 1e-6))
+    constexpr double kRounding = 0.01;
+    if (cell > most * (1 + kRounding))
         throw InputError("gray.cell: cells of " + Text(cell) +
                          " projector pixels are wider than what the sets of fringes tell apart (" + Text(most) +
                          "): they cannot tell the orders");

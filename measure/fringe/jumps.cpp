@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <limits>
 #include <vector>
 
 #include "measure/base/arguments.h"
@@ -62,10 +63,23 @@ int CountLevels(const cv::Mat1f& phase, const cv::Mat1b& usable) {
     return levels;
 }
 
+double RangeOf(const cv::Mat1f& phase, const cv::Mat1b& usable) {
+    float least = std::numeric_limits<float>::max(), most = -least;
+    for (int y = 0; y < phase.rows; ++y)
+        for (int x = 0; x < phase.cols; ++x) {
+            if (!usable(y, x) || !std::isfinite(phase(y, x))) continue;
+            least = std::min(least, phase(y, x));
+            most = std::max(most, phase(y, x));
+        }
+    return static_cast<double>(most) - static_cast<double>(least);
+}
+
 }  // namespace
 
 bool LooksWrapped(const cv::Mat1f& phase, const cv::Mat1b& usable) {
     RequireOneSize({"the phase", phase}, {{"the mask", usable}});
+    constexpr double kMostRange = 1.01 * 2 * CV_PI;
+    if (RangeOf(phase, usable) > kMostRange) return false;
     int large = 0, wraps = 0;
     const auto add = [&](const Steps& steps) {
         large += steps.large;

@@ -29,9 +29,9 @@ double PeakOf(const FringePhase& phase) {
 
 void Judge(const FringePhase& phase, const Ripple& ripple, const FrameNames& names, FringeQuality& q) {
     const double peak = PeakOf(phase);
-    const auto say = [&q](const std::string& finding) {
+    const auto say = [&q](const std::string& finding, FringeVerdict least = FringeVerdict::eDoubtful) {
         q.findings.push_back(finding);
-        q.verdict = std::max(q.verdict, FringeVerdict::eDoubtful);
+        q.verdict = std::max(q.verdict, least);
     };
     const auto fail = [&] { q.verdict = peak < kDarkPeak ? FringeVerdict::eTooDark : FringeVerdict::eLowContrast; };
     const char* const remedy = peak < kDarkPeak
@@ -53,21 +53,25 @@ void Judge(const FringePhase& phase, const Ripple& ripple, const FrameNames& nam
         if (q.phaseNoise > kHopelessPhaseNoise) fail();
     }
     if (q.saturated > kMuchSaturated)
-        say(cv::format("%.1f %% of the pixels are saturated; expose shorter or close the aperture", 100 * q.saturated));
+        say(cv::format("%.1f %% of the pixels are saturated; expose shorter or close the aperture", 100 * q.saturated),
+            q.saturated > q.usable ? FringeVerdict::eLowContrast : FringeVerdict::eDoubtful);
     if (ripple.known && ripple.amplitude > kMuchRipple)
         say(
             cv::format("the fringes are no sines: a ripple of %.2f rad, which is corrected unless that is turned off; "
                        "more frames or the projector's gamma set to 1 avoid it",
                        ripple.amplitude));
-    if (q.sameA >= 0) say(AlikeText({q.sameA, q.sameB}, names));
+    constexpr auto kNotTogether = FringeVerdict::eNotTogether;
+    if (q.sameA >= 0) say(AlikeText({q.sameA, q.sameB}, names), kNotTogether);
     if (!q.exchanged.empty()) {
         std::string pairs;
         for (const auto& [a, b] : q.exchanged)
             pairs += (pairs.empty() ? "" : ", or ") + names(a) + " and " + names(b) + " exchanged";
-        say("the frames fit better with " + pairs + ": wrong order or shifts?");
+        say("the frames fit better with " + pairs + ": wrong order or shifts?", kNotTogether);
     } else if (q.misfit > Misfit::kMuch || (q.residual > kMuchResidual && q.phaseNoise <= kMuchPhaseNoise)) {
         say(MisfitText(
-            {std::max(q.misfit, q.residual > kMuchResidual ? q.residual : 0), q.misfitFrame, q.misfitWithout}, names));
+                {std::max(q.misfit, q.residual > kMuchResidual ? q.residual : 0), q.misfitFrame, q.misfitWithout},
+                names),
+            kNotTogether);
     }
 }
 

@@ -25,8 +25,13 @@ std::vector<rows::Weights> SolveWeights(const std::vector<double>& shifts) {
     cv::Vec3d eigenvalues;
     cv::eigen(normal, eigenvalues);
     if (!(eigenvalues[2] > 1e-6)) {
+        const auto [least, most] = std::minmax_element(shifts.begin(), shifts.end());
+        const double range = (*most - *least) * 180 / CV_PI;
         throw InputError(
-            "these shifts do not determine the phase: at least three must differ clearly, modulo 360 degrees");
+            "these shifts do not determine the phase: at least three must differ clearly, modulo 360 "
+            "degrees" +
+            (range > 0 && range < 7 ? cv::format("; all lie within %.2g degrees: are they radians?", range)
+                                    : std::string()));
     }
     const cv::Matx33d inverse = normal.inv(cv::DECOMP_CHOLESKY);
     std::vector<rows::Weights> weights;
@@ -58,6 +63,9 @@ double FullScale(const FringeLimits& limits, int depth) {
     for (const double share : {limits.fullScale, limits.minModulation, limits.minMean, limits.saturation}) {
         if (!(share >= 0 && std::isfinite(share))) throw InputError("a limit for fringe pictures is below 0");
     }
+    if (depth != CV_32F && limits.fullScale > (depth == CV_8U ? 255.0 : 65535.0))
+        throw InputError(cv::format("a full scale of %g is more than pictures of %d bits hold", limits.fullScale,
+                                    depth == CV_8U ? 8 : 16));
     if (limits.fullScale > 0) return limits.fullScale;
     if (depth == CV_32F)
         throw InputError("float pictures need to be told their full scale, the grey level at which they saturate");

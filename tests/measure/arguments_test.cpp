@@ -65,7 +65,7 @@ TEST(Arguments, OfFringes) {
          {OF(SolveFringes(a.set, a.limits)),
           {IMAGE(set.frames[0]), IMAGE(set.frames[2])},
           {DO(set.shifts.pop_back()), SETS(set.shifts[1], kNaN, kInf), SET(set, FringeSet()),
-           SET(set.frames[1], Exact(kSize, CV_16U)), SET(limits.fullScale, kNaN), SET(limits.minMean, -1),
+           SET(set.frames[1], Exact(kSize, CV_16U)), SETS(limits.fullScale, kNaN, 256), SET(limits.minMean, -1),
            SET(limits.saturation, kInf)}},
          {OF(EstimateRipple(a.phase)),
           {IMAGE(phase.phase), IMAGE(phase.usable)},

@@ -58,7 +58,7 @@ TEST_F(Frames, CameraBits) {
     struct Row {
         int type, largest, step, bits;
     };
-    const std::vector<Row> table{{CV_8U, 200, 1, 0},    {CV_16U, 200, 1, 0},   {CV_16U, 1023, 1, 10},
+    const std::vector<Row> table{{CV_8U, 200, 1, 0},    {CV_16U, 200, 1, 8},   {CV_16U, 1023, 1, 10},
                                  {CV_16U, 1024, 1, 12}, {CV_16U, 4095, 1, 12}, {CV_16U, 16383, 1, 14},
                                  {CV_16U, 16384, 1, 0}, {CV_16U, 65535, 1, 0}, {CV_16U, 16380, 4, 0},
                                  {CV_16U, 65520, 16, 0}};

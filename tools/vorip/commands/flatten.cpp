@@ -138,7 +138,11 @@ void Draw(OutputFile& output, const cv::Mat& flat, const Options& options) {
 void FlattenAsOne(cv::Mat& image, cv::Mat1b& excluded, const Terms& terms, const Options& options, OutputFile& output) {
     KrN::KrLBestFit fit;
     const cv::Mat surface = FitSurface(fit, image, excluded, terms, options.in);
-    if (fit.IsEverythingMasked()) Refuse("the mask leaves no pixel of " + options.in + " to fit a surface to");
+    if (fit.IsEverythingMasked()) {
+        if (options.selection.mask.empty() && options.selection.component == 0)
+            throw measure::NothingUsable(options.in + ": no pixel has a value");
+        Refuse("the mask leaves no pixel of " + options.in + " to fit a surface to");
+    }
     const cv::Mat flat = Subtract(image, surface);
     Draw(output, flat, options);
     Report(fit, terms, flat, excluded == 0);
@@ -188,17 +192,11 @@ void FlattenEach(const cv::Mat& image, const cv::Mat1i& numbers, const cv::Mat1b
     std::printf("\n");
 }
 
-// What unwrap writes is in radians, and beside it are the numbers of the components. Files of other names may hold
-// anything.
+// What vorip unwrap writes has the numbers of the components beside it, and results of some names have a unit.
 void TakeWhatIsBeside(Options& options) {
-    const std::filesystem::path in(options.in);
-    const bool isFloat = in.extension() == ".tiff" || in.extension() == ".npy";
-    if (!isFloat || in.stem() != "unwrapped") return;
-    if (options.unit.empty()) options.unit = "rad";
-    const std::filesystem::path components = in.parent_path() / "components.png";
+    if (options.unit.empty()) options.unit = UnitOfResult(options.in);
     Selection& selection = options.selection;
-    if (!selection.mask.empty() || !selection.components.empty() || !std::filesystem::exists(components)) return;
-    selection.components = components.string();
+    if (selection.mask.empty() && selection.components.empty()) selection.components = ComponentsBeside(options.in);
 }
 
 void RunFlatten(Options& options) {

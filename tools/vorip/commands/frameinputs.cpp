@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <filesystem>
 
 #include "measure/frames.h"
 #include "measure/io.h"
@@ -45,11 +46,8 @@ void WarnOfBits(const std::vector<cv::Mat>& frames) {
                     (1 << bits) - 1));
 }
 
-void AddLimit(Command& command, const char* name, double& percent, const char* help) {
-    command.Add(name, percent, help)
-        .Accept([](double v) { return v >= 0; }, "a percentage of 0 or more")
-        .ShowDefault()
-        .Type("PERCENT");
+void AddLimit(Command& command, const char* name, double& percent, const char* help, double most = 100) {
+    command.Add(name, percent, help).Between(0, most, "a percentage").ShowDefault().Type("PERCENT");
 }
 
 }  // namespace
@@ -73,14 +71,19 @@ void AddFrameOptions(Command& command, FrameOptions& options) {
         .Type("LEVEL");
 }
 
+void RefuseFrameOptions(const Command& command) {
+    for (const char* name : {"--shift", "--full-scale"})
+        if (command.IsGiven(name)) Refuse(std::string(name) + ": the description of a scan says that");
+}
+
 void AddLimitOptions(Command& command, LimitOptions& limits) {
     AddLimit(command, "--min-intensity", limits.minIntensity, "Least mean intensity A");
     AddFringeLimitOptions(command, limits);
 }
 
 void AddFringeLimitOptions(Command& command, LimitOptions& limits) {
-    AddLimit(command, "--saturation", limits.saturation,
-             "Level at which a frame counts as saturated; above 100: never");
+    AddLimit(command, "--saturation", limits.saturation, "Level at which a frame counts as saturated; above 100: never",
+             1e6);
     AddLimit(command, "--min-modulation", limits.minModulation,
              "Least modulation B of 3 x 3 pixels together; one pixel may have half of it");
 }
@@ -109,6 +112,10 @@ FrameInput ReadFrames(const FrameOptions& options) {
     if (options.fullScale <= 0) WarnOfBits(input.set.frames);
     input.limits = options.limits.Of(options.fullScale);
     return input;
+}
+
+bool IsScan(const std::vector<std::string>& words) {
+    return words.size() == 1 && std::filesystem::path(words[0]).extension() == ".json";
 }
 
 measure::Scan ReadScan(const std::string& file, const std::string& folder) {

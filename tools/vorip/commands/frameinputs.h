@@ -29,6 +29,8 @@ struct FrameOptions {
 
 // The options beside the words that name the frames: what the frames are, and what makes their pixels usable.
 void AddFrameOptions(Command& command, FrameOptions& options);
+// Those that say what the frames are belong to the description of a scan: refuses them where one is given.
+void RefuseFrameOptions(const Command& command);
 void AddLimitOptions(Command& command, LimitOptions& limits);
 // All of them but the least intensity.
 void AddFringeLimitOptions(Command& command, LimitOptions& limits);
@@ -42,6 +44,9 @@ struct FrameInput {
 // Reads the frames and warns of what looks wrong about files, their order and their grey levels. Refuses frames that do
 // not belong together and shifts that do not fit to them.
 FrameInput ReadFrames(const FrameOptions& options);
+
+// Whether the words that name frames are the description of a scan.
+bool IsScan(const std::vector<std::string>& words);
 
 // Reads the description of a scan, whose pictures are in the folder where one is given.
 measure::Scan ReadScan(const std::string& file, const std::string& folder);

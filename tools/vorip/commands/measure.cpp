@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <iterator>
 #include <optional>
+#include <utility>
 
 #include "measure/base/quantile.h"
 #include "measure/surface.h"
@@ -25,7 +26,7 @@ constexpr char kDetails[] =
     "Does all that the input allows, checks it on the way, and says first whether the result can be trusted:\n"
     "  FRAME ...                 one set of shifted fringes: phase, unwrapped; whole periods between separate pieces\n"
     "                            stay unknown\n"
-    "  --scan SCAN.json          a coded scan, described as 'vorip decode --example' shows: absolute phase, known in\n"
+    "  SCAN.json                 a coded scan, described as 'vorip decode --example' shows: absolute phase, known in\n"
     "                            every pixel, across gaps and steps too\n"
     "  ... --calibration FILE    and millimetres, with the calibration of 'vorip calibrate'\n"
     "The largest piece of surface is levelled (its plane taken away), drawn and written as a height map.\n"
@@ -38,8 +39,8 @@ constexpr char kDetails[] =
     "Exit codes: 0 done, good or doubtful, as the first word says; 5 nothing usable.\n"
     "\n"
     "Example:\n"
-    "  vorip measure --scan scan.json --calibration calibration.yml --out result\n"
-    "  vorip measure --scan scan.json --frames part17 --out result\n"
+    "  vorip measure scan.json --calibration calibration.yml --out result\n"
+    "  vorip measure scan.json --frames part17 --out result\n"
     "  vorip measure 'capture/fringe*.png' --out result";
 
 constexpr double kLeastShare = 0.5;  // of the picture; less is doubtful
@@ -228,15 +229,18 @@ void AddMeasureCommand(CommandLine& program) {
     const auto options = std::make_shared<MeasureOptions>();
     Command& command = program.Add("measure", kAbout, kDetails);
     command.Add("FRAME", options->frames.frames,
-                "Pictures of one set of shifted fringes, in the order of their shifts");
-    command.Add("--scan", options->scan, "Description of a coded scan, instead of pictures").Type("FILE");
+                "Pictures of one set of shifted fringes, in the order of their shifts; or SCAN.json");
+    command.Add("--scan", options->scan, "Description of a coded scan, the same as SCAN.json").Type("FILE");
     command.Add("--frames", options->framesFolder, "Folder of the scan's pictures [that of the description]")
         .Type("DIR");
     command.Add("--calibration", options->calibration, "Camera and projector: .yml, .xml or .json").Type("FILE");
     command.Add("--out,-o", options->out, "Folder for the results").Required().Type("DIR");
     AddFrameOptions(command, options->frames);
     AddLimitOptions(command, options->frames.limits);
-    command.OnRun([options] {
+    command.OnRun([options, &command] {
+        std::vector<std::string>& words = options->frames.frames;
+        if (options->scan.empty() && IsScan(words)) options->scan = std::exchange(words, {}).front();
+        if (!options->scan.empty()) RefuseFrameOptions(command);
         RunMeasure(*options);
         std::printf("written to %s\n", options->out.c_str());
     });

@@ -78,8 +78,21 @@ double ParsePeriod(const std::string& text) {
     return period->front();
 }
 
+// A unit that the values do not have would be a wrong scale.
+void ChooseUnit(Options& options) {
+    const std::string known = UnitOfResult(options.in);
+    if (options.unit.empty()) options.unit = known;
+    const bool isSame = options.unit == known || (options.unit == "periods" && known == "rad");
+    if (!known.empty() && !isSame)
+        Refuse("--unit " + options.unit + ": " + options.in + " holds " +
+               (known == "px"   ? "projector pixels"
+                : known == "mm" ? "millimetres"
+                                : "radians"));
+}
+
 void RunPicture(Options& options) {
     measure::PictureStyle& style = options.style;
+    ChooseUnit(options);
     style.range = ParseRange(options.range);
     style.period = ParsePeriod(options.period);
     style.unit = options.unit;
@@ -117,7 +130,7 @@ void AddPictureCommand(CommandLine& program) {
         .Type("P");
     command
         .Add("--unit", options->unit,
-             "Unit at the scale bar; periods divides radians by 2 pi, whole numbers by --period")
+             "Unit at the scale bar [by the name of IN]; periods divides radians by 2 pi, whole numbers by --period")
         .OneOf({"mm", "periods", "rad", "px"});
     command.Add("--period", options->period, "Values a period apart have one colour: 256, 65536, 2pi ...").Type("P");
     command.Add("--map", options->map, "Colours [viridis; twilight with --period]")

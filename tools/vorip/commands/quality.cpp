@@ -136,14 +136,11 @@ int JudgeFrames(const QualityOptions& options) {
     return InWords(quality.verdict).exitCode;
 }
 
-bool IsScan(const std::string& word) { return std::filesystem::path(word).extension() == ".json"; }
-
 // Two words that name files are the older form.
 int RunQuality(QualityOptions& options, const Command& command) {
     const std::vector<std::string>& words = options.frames.frames;
-    const bool scan = words.size() == 1 && IsScan(words[0]);
-    for (const char* name : {"--shift", "--full-scale"})
-        if (scan && command.IsGiven(name)) Refuse(std::string(name) + ": the description of a scan says that");
+    const bool scan = IsScan(words);
+    if (scan) RefuseFrameOptions(command);
     const bool hasLimit = command.IsGiven("--min-intensity");
     if (hasLimit) options.frames.limits.minIntensity = options.minIntensity;
     if (scan) return JudgeScan({words[0], options.folder, options.frames.limits, options.json});

@@ -108,9 +108,8 @@ int JudgeScan(const ScanQualityOptions& options) {
         verdict = std::max(verdict, judged.quality.verdict);
         fits = fits && judged.quality.misfit.empty();
     }
-    const bool measurable = verdict <= measure::FringeVerdict::eDoubtful;
-    const VerdictReport report =
-        measurable && !fits ? VerdictReport{"the pictures do not belong together", kExitBadInput} : InWords(verdict);
+    if (!fits) verdict = std::max(verdict, measure::FringeVerdict::eNotTogether);
+    const VerdictReport report = InWords(verdict);
     if (options.json) {
         std::vector<SummaryEntry> entries{{"verdict", JsonText(report.words)}};
         for (const Judged& judged : directions) entries.emplace_back(judged.name, ToJson(judged));

@@ -1,16 +1,42 @@
 #include "tools/vorip/pictures/selection.h"
 
+#include <filesystem>
+
 #include "measure/io.h"
 #include "tools/vorip/pictures/inputs.h"
 #include "tools/vorip/session/failure.h"
 
 namespace vorip {
 
+namespace {
+
+bool EndsWith(const std::string& text, const std::string& end) {
+    return text.size() >= end.size() && text.compare(text.size() - end.size(), end.size(), end) == 0;
+}
+
+}  // namespace
+
+std::string UnitOfResult(const std::string& file) {
+    const std::filesystem::path path(file);
+    const std::string name = path.stem().string();
+    if (path.extension() != ".tiff" && path.extension() != ".npy") return {};
+    if (name == "unwrapped" || name == "phase" || EndsWith(name, "_absolute")) return "rad";
+    if (EndsWith(name, "_coordinate")) return "px";
+    return name == "x" || name == "y" || name == "z" ? "mm" : "";
+}
+
+std::string ComponentsBeside(const std::string& imageFile) {
+    const std::filesystem::path image(imageFile), components = image.parent_path() / "components.png";
+    const bool isOfUnwrap = image.stem() == "unwrapped" || image.stem() == "unwrapped16";
+    return isOfUnwrap && std::filesystem::exists(components) ? components.string() : "";
+}
+
 void AddSelection(Command& command, Selection& selection, const std::string& use) {
     command.Add("--mask", selection.mask, "8-bit mask, pixels of 128 and above " + use + " [everything]").Type("FILE");
     command.Add("--components", selection.components, "Numbered areas, as components.png of vorip unwrap").Type("FILE");
     command
-        .Add("--component", selection.component, "The number of the one whose pixels " + use + "; needs --components")
+        .Add("--component", selection.component,
+             "The number of the one whose pixels " + use + ", in --components or beside IN")
         .Between(1, 1e9, "a number from 1 on")
         .Type("N");
 }
@@ -30,7 +56,9 @@ cv::Mat1i ReadComponents(const Selection& selection, const cv::Mat& image, const
     return numbers;
 }
 
-cv::Mat1b ReadSelection(const Selection& selection, const cv::Mat& image, const std::string& imageFile) {
+cv::Mat1b ReadSelection(const Selection& given, const cv::Mat& image, const std::string& imageFile) {
+    Selection selection = given;
+    if (selection.component > 0 && selection.components.empty()) selection.components = ComponentsBeside(imageFile);
     if (selection.component > 0 && selection.components.empty()) {
         Refuse("--component needs the file of the numbers, as in --components result/components.png");
     }
