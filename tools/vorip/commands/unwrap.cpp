@@ -53,6 +53,7 @@ struct Inputs {
     cv::Mat1b usable;
     cv::Mat1f contrast, modulation;  // of the method by reliability; may be empty
     cv::Mat1b quality;               // of the method by regions
+    bool looksWrapped = true;        // before it was wrapped
 };
 
 constexpr char kPhaseSummary[] = "phase.json";
@@ -80,7 +81,8 @@ Inputs ReadInputs(const UnwrapOptions& options) {
                          modulation = start(ReadContrast, options.modulation),
                          quality = start(ReadQuality, options.quality);
     Inputs inputs;
-    inputs.phase = ReadPhase(options.phase);
+    const PhaseFile phase = ReadPhase(options.phase);
+    inputs.phase = phase.radians;
     const auto take = [&](std::future<cv::Mat>& reading, const std::string& file) {
         if (!reading.valid()) return cv::Mat();
         cv::Mat image = reading.get();
@@ -89,6 +91,8 @@ Inputs ReadInputs(const UnwrapOptions& options) {
     };
     inputs.usable = take(mask, options.mask);
     if (inputs.usable.empty()) inputs.usable = cv::Mat1b(inputs.phase.size(), 255);
+    inputs.looksWrapped = measure::LooksWrapped(inputs.phase, inputs.usable);
+    if (phase.isFloat) inputs.phase = WrapRadians(inputs.phase);
     inputs.contrast = take(contrast, options.contrast);
     inputs.modulation = take(modulation, options.modulation);
     inputs.quality = take(quality, options.quality);
@@ -180,11 +184,10 @@ int RunUnwrap(const UnwrapOptions& given) {
     std::vector<SummaryEntry> entries = Entries(options, folder ? kPhaseSummary : "");
     entries.insert(entries.end(), report.entries.begin(), report.entries.end());
     outputs.AddText("summary.json", SummaryOf("unwrap", entries));
-    const bool looksWrapped = measure::LooksWrapped(inputs.phase, inputs.usable);
     outputs.Commit();
     line.End();
     std::printf("%s\n", report.text.c_str());
-    if (!looksWrapped && !unwrapped.pixels.empty())
+    if (!inputs.looksWrapped && !unwrapped.pixels.empty())
         Warn(options.phase +
              ": hardly a wrapped phase: steps of a period are missing, or its values do not fill the period (a fringe "
              "picture, or unwrapped?)");

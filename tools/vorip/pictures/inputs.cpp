@@ -1,7 +1,6 @@
 #include "tools/vorip/pictures/inputs.h"
 
 #include <cmath>
-#include <limits>
 
 #include "measure/io.h"
 #include "tools/vorip/pictures/pixels.h"
@@ -9,23 +8,6 @@
 
 namespace vorip {
 namespace {
-
-// Float phases may have any range; they are wrapped to -pi to pi.
-cv::Mat1f WrapRadians(const cv::Mat1f& file) {
-    cv::Mat1f phase(file.size());
-    cv::parallel_for_(cv::Range(0, file.rows), [&](const cv::Range& rows) {
-        for (int y = rows.start; y < rows.end; ++y) {
-            for (int x = 0; x < file.cols; ++x) {
-                const float v = file(y, x);
-                const bool inside = std::abs(v) <= static_cast<float>(CV_PI);
-                phase(y, x) =
-                    inside ? v
-                           : static_cast<float>(std::remainder(static_cast<double>(v), 2 * CV_PI));  // NaN of infinity
-            }
-        }
-    });
-    return phase;
-}
 
 cv::Mat1f Scaled(const cv::Mat& image, double scale) {
     cv::Mat1f scaled;
@@ -36,7 +18,7 @@ cv::Mat1f Scaled(const cv::Mat& image, double scale) {
 struct ToRadians {
     cv::Mat1f operator()(const cv::Mat1b& steps) const { return Scaled(steps, 2 * CV_PI / 256); }
     cv::Mat1f operator()(const cv::Mat1w& steps) const { return Scaled(steps, 2 * CV_PI / 65536); }
-    cv::Mat1f operator()(const cv::Mat1f& radians) const { return WrapRadians(radians); }
+    cv::Mat1f operator()(const cv::Mat1f& radians) const { return radians; }
 };
 struct ToShare {
     cv::Mat1f operator()(const cv::Mat1b& image) const { return Scaled(image, 1.0 / 255); }
@@ -72,8 +54,26 @@ struct ToQuality : ToBytes {
 
 }  // namespace
 
-cv::Mat1f ReadPhase(const std::string& file) {
-    return VisitPixels<std::uint8_t, std::uint16_t, float>(measure::ReadPicture(file), file, "a phase", ToRadians{});
+PhaseFile ReadPhase(const std::string& file) {
+    const cv::Mat picture = measure::ReadPicture(file);
+    return {VisitPixels<std::uint8_t, std::uint16_t, float>(picture, file, "a phase", ToRadians{}),
+            picture.depth() == CV_32F};
+}
+
+cv::Mat1f WrapRadians(const cv::Mat1f& file) {
+    cv::Mat1f phase(file.size());
+    cv::parallel_for_(cv::Range(0, file.rows), [&](const cv::Range& rows) {
+        for (int y = rows.start; y < rows.end; ++y) {
+            for (int x = 0; x < file.cols; ++x) {
+                const float v = file(y, x);
+                const bool inside = std::abs(v) <= static_cast<float>(CV_PI);
+                phase(y, x) =
+                    inside ? v
+                           : static_cast<float>(std::remainder(static_cast<double>(v), 2 * CV_PI));  // NaN of infinity
+            }
+        }
+    });
+    return phase;
 }
 
 cv::Mat1f ReadContrast(const std::string& file) {

@@ -9,8 +9,15 @@
 namespace vorip {
 
 // A wrapped phase in radians, NaN where the file holds no number. 8-bit files have 256 steps per period, 16-bit files
-// 65,536, float files are in radians.
-cv::Mat1f ReadPhase(const std::string& file);
+// 65,536; float files are in radians and may have any range.
+struct PhaseFile {
+    cv::Mat1f radians;
+    bool isFloat;
+};
+PhaseFile ReadPhase(const std::string& file);
+
+// From any range to -pi to pi.
+cv::Mat1f WrapRadians(const cv::Mat1f& phase);
 
 // Mask files are 8-bit: 128 and above is usable. The result holds 255 and 0.
 cv::Mat ReadMask(const std::string& file);
