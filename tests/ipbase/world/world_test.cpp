@@ -303,7 +303,9 @@ DRAWN_TEST(World, PartsOfPicturesAgreeWithGeometryOnEveryTarget, 600) {
     const DirectAccess access(draw(4) != 0);
     const double near = 300 + draw(200), slope = static_cast<int>(draw(21)) - 10, bend = draw(30);
     GuardedImage phase(type, w, h, draw(1 << 16), form()), mask(eDev8, w, h, draw(1 << 16), form());
-    GuardedImage x(eDev32Float, w, h, 2, form()), y(eDev32Float, w, h, 3), z(eDev32Float, w, h, 4, form());
+    const int wider = static_cast<int>(draw(3)), lower = static_cast<int>(draw(2));  // than the common region
+    GuardedImage x(eDev32Float, w + wider, h, 2, form()), y(eDev32Float, w, h, 3),
+        z(eDev32Float, w, h + lower, 4, form());
     GuardedImage noise(eDev32Float, w, h, 5), row(eDev32Float, w, h, 6, form()), result(eDev8, w, h, 7, form());
     mask.Fill([&](int px, int py) { return static_cast<int>(mask.Get(px, py)) % 3 ? 63 : 64; });
     const auto depth = [&](int px, int py) { return near + slope * px + 5 * py + bend * std::sin(px * 0.7L); };
@@ -330,6 +332,9 @@ DRAWN_TEST(World, PartsOfPicturesAgreeWithGeometryOnEveryTarget, 600) {
         ASSERT_EQ(first, found) << "another result on another CPU target";
     });
     SCOPED_TRACE(setup.name);
+    for (int k = 0; k < wider * h; ++k)
+        ASSERT_EQ(GuardedImage(eDev32Float, w + wider, h, 2).Get(w + k / h, k % h), x.Get(w + k / h, k % h));
+    for (int k = 0; k < w * lower; ++k) ASSERT_EQ(GuardedImage(eDev32Float, w, h + 1, 4).Get(k, h), z.Get(k, h));
     for (int py = 0; py < h; ++py)
         for (int px = 0; px < w; ++px) {
             const bool isMasked = masked && mask.Get(px, py) >= 64, isMissing = result.Get(px, py) == 255;
