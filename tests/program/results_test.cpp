@@ -174,11 +174,15 @@ TEST_F(Program, DemoPassesItsChecks) {
 }
 
 TEST_F(Program, HelpShowsAnExample) {
-    for (const char* command : {"phase", "unwrap", "average", "gradient", "flatten", "shade", "filter", "demo"}) {
-        const std::string help = Succeed(std::string(command) + " --help");
-        EXPECT_NE(help.find(std::string("Example:\n  vorip ") + command), std::string::npos) << help;
-        EXPECT_EQ(Succeed(std::string("help ") + command), help);
+    for (const std::string command : {"phase", "unwrap", "average", "gradient", "flatten", "shade", "filter", "demo",
+                                      "surface grid", "surface level", "surface step", "surface profile",
+                                      "surface roughness", "surface compare", "surface check", "surface export"}) {
+        const std::string help = Succeed(command + " --help");
+        EXPECT_NE(help.find("Example:\n  vorip " + command), std::string::npos) << help;
+        if (command.find(' ') != std::string::npos) continue;
+        EXPECT_EQ(Succeed("help " + command), help);
     }
+    EXPECT_NE(Succeed("surface --help").find("Example:\n  vorip surface grid"), std::string::npos);
 }
 
 }  // namespace
