@@ -13,7 +13,7 @@ namespace {
 const std::pair<const char*, const char*> kFamilies[] = {
     {"boards", "Boards"},
     {"colours", "ColourIndex Octree"},
-    {"filters", "ImageFilters LineFilters Gradients"},
+    {"filters", "ImageFilters LineFilters SpecialFilters Gradients"},
     {"geometry", "Geometry Rotation Combination"},
     {"operations", "Operations Shift"},
     {"regions", "Segment BuildRegion"},
