@@ -187,25 +187,26 @@ struct PackedWeights {
     std::size_t Second(std::size_t pair) const { return std::min(pair * 2 + 1, last); }
 };
 
-// Sums of products of two taps at a time, interleaved like the samples of two vectors.
+// Sums of products of two taps at a time, interleaved like the samples of two vectors. They start where they shall only
+// in the end: before, CPUs hold the parts of a sum in different lanes.
 template <class T>
 struct PairSums {
     using D16 = hn::ScalableTag<std::int16_t>;
     using D32 = hn::Repartition<i32, D16>;
     using V = hn::Vec<D32>;
-    V low, high, lowOdd, highOdd;
+    V start, low, high, lowOdd, highOdd;
 
     PairSums() = default;
-    HWY_INLINE HWY_ATTR explicit PairSums(V start)
-        : low(start), high(start), lowOdd(hn::Zero(D32())), highOdd(hn::Zero(D32())) {}
+    HWY_INLINE HWY_ATTR explicit PairSums(V first)
+        : start(first), low(hn::Zero(D32())), high(low), lowOdd(low), highOdd(low) {}
     HWY_INLINE HWY_ATTR void Add(const PackedWeights& weights, const T* const* taps, std::size_t pair, std::size_t i) {
         const auto w = hn::BitCast(D16(), hn::Set(D32(), weights.pairs[pair]));
         const auto a = LoadSigned(D16(), taps[2 * pair] + i), b = LoadSigned(D16(), taps[weights.Second(pair)] + i);
         low = hn::ReorderWidenMulAccumulate(D32(), hn::InterleaveLower(D16(), a, b), w, low, lowOdd);
         high = hn::ReorderWidenMulAccumulate(D32(), hn::InterleaveUpper(D16(), a, b), w, high, highOdd);
     }
-    HWY_INLINE HWY_ATTR V Low() const { return hn::RearrangeToOddPlusEven(low, lowOdd); }
-    HWY_INLINE HWY_ATTR V High() const { return hn::RearrangeToOddPlusEven(high, highOdd); }
+    HWY_INLINE HWY_ATTR V Low() const { return hn::Add(start, hn::RearrangeToOddPlusEven(low, lowOdd)); }
+    HWY_INLINE HWY_ATTR V High() const { return hn::Add(start, hn::RearrangeToOddPlusEven(high, highOdd)); }
 };
 
 #  endif
