@@ -2,7 +2,7 @@
 # `./dev check fast`. The tests themselves are the objects of the ordinary test program, without sanitizers, which would
 # take most of the time; preset asan-ubsan has them everywhere.
 set(sanitized_program)
-if(MSVC OR CMAKE_CXX_FLAGS MATCHES "-fsanitize")
+if(MSVC OR CMAKE_CROSSCOMPILING OR CMAKE_CXX_FLAGS MATCHES "-fsanitize")
     return()
 endif()
 # Checks of null pointers, alignment and dynamic types cost time to compile: preset asan-ubsan has them, too.

@@ -59,6 +59,7 @@ if(have_library AND test_sources)
     set(registration "${PROJECT_BINARY_DIR}/voripbase_tests_$<CONFIG>.cmake")
     string(CONCAT content
         "set(VORIPBASE_TEST_PROGRAM [==[$<TARGET_FILE:voripbase_tests>]==])\n"
+        "set(VORIPBASE_EMULATOR [==[${CMAKE_CROSSCOMPILING_EMULATOR}]==])\n"
         "set(VORIPBASE_SANITIZED_PROGRAM [==[${sanitized_program}]==])\n"
         "include([==[${PROJECT_SOURCE_DIR}/cmake/SuiteTests.cmake]==])\n")
     file(GENERATE OUTPUT "${registration}" CONTENT "${content}")
@@ -68,7 +69,7 @@ if(have_library AND test_sources)
     set_property(DIRECTORY APPEND PROPERTY TEST_INCLUDE_FILES "${PROJECT_BINARY_DIR}/voripbase_tests.cmake")
 endif()
 
-if(have_library)
+if(have_library AND NOT CMAKE_CROSSCOMPILING)
     add_test(NAME consumer COMMAND "${CMAKE_COMMAND}"
         "-DBUILD_DIR=${PROJECT_BINARY_DIR}" "-DSOURCE_DIR=${PROJECT_SOURCE_DIR}" "-DCONFIG=$<CONFIG>"
         "-DGENERATOR=${CMAKE_GENERATOR}" "-DCXX=${CMAKE_CXX_COMPILER}" "-DCXX_FLAGS=${CMAKE_CXX_FLAGS}"

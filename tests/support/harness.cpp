@@ -8,6 +8,7 @@
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
+#include <fstream>
 #include <map>
 #include <regex>
 #include <set>
@@ -499,6 +500,24 @@ struct Failing {
     const FailingAllocation allocation;
 };
 
+// With VORIP_PIXELS=FILE: a line there for every result, to be compared with those of other machines. A NaN is a NaN.
+void NotePixels(Trial& trial) {
+    static std::ofstream lines(std::getenv("VORIP_PIXELS") ? std::getenv("VORIP_PIXELS") : "");
+    static unsigned number = 0;
+    if (!lines.is_open()) return;
+    const Place& d = trial.Destination();
+    std::uint64_t hash = 14695981039346656037u;  // FNV-1a
+    for (int y = 0; y < d.cy; ++y)
+        for (int x = 0; x < d.cx; ++x) {
+            const double value = Load(d.type, trial.At(trial.places.size() - 1, x, y, trial.memories));
+            std::uint64_t bits;
+            std::memcpy(&bits, &value, sizeof bits);
+            hash = (hash ^ (std::isnan(value) ? 0x7ff8000000000000 : bits)) * 1099511628211u;
+        }
+    lines << number++ << ": " << (trial.op.format ? KrString(trial.op.format).ToUtf8() : "typed operation")
+          << ", number " << &trial.op - Listed::All().data() << " of the list, pixels " << hash << '\n';
+}
+
 // What went wrong; an operation that has no formula gives its first result to `expected`.
 std::string Outcome(Trial trial, int accesses, int allocations, Memories& expected) {
     const Memories before = trial.memories;
@@ -514,9 +533,11 @@ std::string Outcome(Trial trial, int accesses, int allocations, Memories& expect
         return error.what();
     }
     if (!KeepsTheRest(trial, before)) return "it has written beside its destination";
-    if (expected.empty())
+    if (expected.empty()) {
+        NotePixels(trial);
         expected =
             trial.op.formula ? Trial{trial.op, trial.places, before, trial.c, trial.direct}.Expected() : trial.memories;
+    }
     return trial.Compare(expected);
 }
 
