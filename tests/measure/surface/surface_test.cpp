@@ -180,6 +180,9 @@ TEST(Surface, TakesProfilesAlongLines) {
     EXPECT_FALSE(std::isnan(TakeProfile(holes, options).height[8]));
     options.width = 3;
     EXPECT_EQ(TakeProfile(holes, options).samples[6], 2);
+    options.width = 0;
+    for (const Quantity& q : QuantitiesOf(TakeProfile(holes, options), holes))
+        EXPECT_NEAR(q.value, q.name == "slope" ? 2 : q.name == "Pt" ? 0 : q.value, 1e-4) << q.name;
     EXPECT_NE(CsvOf(TakeProfile(map, options), map).find("distance_mm,x_mm,y_mm,height_mm,samples\n0,-2.25,-5.25,"),
               std::string::npos);
     // A sine: Pa = 2 a / π, Pq = a / √2.
@@ -311,6 +314,8 @@ TEST(Compare, FindsWhatMovedASurface) {
         EXPECT_NEAR(result.rotation(1, 0), -std::sin(angle), 2e-4);
         const cv::Vec3d back = result.rotation * cv::Vec3d(dx, dy, 0.15) + result.translation;
         EXPECT_LT(cv::norm(back), 2e-3);
+        for (const Quantity& q : QuantitiesOf(result))
+            EXPECT_NEAR(q.value, q.name == "rotation" ? angle * 180 / kPi : q.value, 0.02) << q.name;
     }
 }
 
