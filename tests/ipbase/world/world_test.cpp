@@ -253,7 +253,8 @@ TEST(World, DispatchAndErrors) {
         singular[i] = singular[i + 3];
     }
     World turned;  // axes exchanged: rotations, too
-    for (const World::Rotation& axes : {World::Rotation{0, 1, 0, 0, 0, 1, 1, 0, 0}, {0, 0, 1, 1, 0, 0, 0, 1, 0}})
+    for (const World::Rotation& axes :
+         {World::Rotation{0, 1, 0, 0, 0, 1, 1, 0, 0}, {0, 0, 1, 1, 0, 0, 0, 1, 0}, {0, 0, 1, 0, 1, 0, -1, 0, 0}})
         EXPECT_NO_THROW(turned.SetProjector(Projector(), axes, good.translation));
     const KrBufferAOI64Double small({3, 3}), large({40, 40});
     KrBufferAOI64Double target({3, 3});

@@ -188,6 +188,17 @@ TEST(Simulate, GammaBitsBlurAndClipping) {
     EXPECT_GT(std::abs(edge(1, 160) - edge(1, 140)), 0.9 * 51400);
 }
 
+// A period of three camera pixels is too fine to be judged, in any pixel.
+TEST(Simulate, CountsWhereFringesAreResolved) {
+    const Simulation simulation(FlatScene({24, 18}), 1);
+    for (const double period : {8, 3})
+        for (const Axis axis : {Axis::eColumns, Axis::eRows}) {
+            const auto coding = SineAxis(1024, {period}, 3);
+            const Reference reference = ReferenceOf(simulation, axis, coding, {}, RenderAxis(simulation, axis, coding));
+            EXPECT_EQ(cv::countNonZero(reference.counted), period > 3 ? 24 * 18 : 0);
+        }
+}
+
 TEST(Simulate, NoiseHasTheStatedStatistics) {
     const Simulation simulation(FlatScene({512, 512}, 100));
     struct {

@@ -296,6 +296,7 @@ TEST(Calibrate, RefusesPosesByWhatIsWrongWithThem) {
         if (!opposite) continue;
         EXPECT_NEAR(found[0].projector.x, 100 + 2.5 * 30.25 - 0.5 * 29.5, 1e-3);
         EXPECT_NEAR(found[0].slope(0, 0), 2.5, 1e-3);
+        EXPECT_NEAR(found[0].slope(0, 1), -0.5, 1e-3);
     }
 }
 
