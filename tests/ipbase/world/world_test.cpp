@@ -307,7 +307,7 @@ DRAWN_TEST(World, PartsOfPicturesAgreeWithGeometryOnEveryTarget, 600) {
     const int wider = static_cast<int>(draw(3)), lower = static_cast<int>(draw(2));  // than the common region
     GuardedImage x(eDev32Float, w + wider, h, 2, form()), y(eDev32Float, w, h, 3),
         z(eDev32Float, w, h + lower, 4, form());
-    GuardedImage noise(eDev32Float, w, h, 5), row(eDev32Float, w, h, 6, form()), result(eDev8, w, h, 7, form());
+    GuardedImage noise(eDev32Float, w, h, 5), row(eDev32Float, w, h, 6, form()), result(eDev8, w + wider, h, 7, form());
     mask.Fill([&](int px, int py) { return static_cast<int>(mask.Get(px, py)) % 3 ? 63 : 64; });
     const auto depth = [&](int px, int py) { return near + slope * px + 5 * py + bend * std::sin(px * 0.7L); };
     const auto point = [&](int px, int py) { return setup.PointOf(left + px, top + py, depth(px, py)); };
@@ -333,8 +333,11 @@ DRAWN_TEST(World, PartsOfPicturesAgreeWithGeometryOnEveryTarget, 600) {
         ASSERT_EQ(first, found) << "another result on another CPU target";
     });
     SCOPED_TRACE(setup.name);
-    for (int k = 0; k < wider * h; ++k)
-        ASSERT_EQ(GuardedImage(eDev32Float, w + wider, h, 2).Get(w + k / h, k % h), x.Get(w + k / h, k % h));
+    for (const auto& [image, seed] : {std::pair(&x, 2U), {&result, 7U}})
+        for (int k = 0; k < wider * h; ++k) {
+            const GuardedImage before(image->place.type, w + wider, h, seed);
+            ASSERT_EQ(before.Get(w + k / h, k % h), image->Get(w + k / h, k % h));
+        }
     for (int k = 0; k < w * lower; ++k) ASSERT_EQ(GuardedImage(eDev32Float, w, h + 1, 4).Get(k, h), z.Get(k, h));
     for (int py = 0; py < h; ++py)
         for (int px = 0; px < w; ++px) {
