@@ -1,9 +1,11 @@
 // What speaks against a result that has been decoded.
 #include <algorithm>
 #include <cmath>
+#include <complex>
 
 #include "measure/absolute/checknotes.h"
 #include "measure/absolute/checks.h"
+#include "measure/base/wide.h"
 #include "measure/error.h"
 
 namespace measure {
@@ -27,6 +29,52 @@ double AcrossOf(const cv::Mat1f& coordinate) {
     across = std::abs(across);
     down = std::abs(down);
     return (across - down) / std::max(across + down, 1e-9);
+}
+
+// Steps of about one period between neighbours.
+bool IsPeriod(float step, float period) { return std::abs(std::abs(step) - period) < 0.25f * period; }
+
+MEASURE_WIDE int CountPeriods(const float* a, const float* b, float period, int count) {
+    int found = 0;
+    for (int x = 0; x < count; ++x) found += IsPeriod(b[x] - a[x], period);
+    return found;
+}
+
+// Steps of one period in the midst of a surface. Those of orders that a code makes wrong by one lie at one place of its
+// cells, where such edges of objects as have that size lie anywhere and cancel in the sum.
+double CountSlipsAtBorders(const cv::Mat1f& coordinate, double period, double cell) {
+    const auto size = static_cast<float>(period), even = 0.05f * size;
+    std::complex<double> sum;
+    // Those that lie one period farther apart than the surface runs on before and behind them.
+    const auto add = [&](const float* before, const float* a, const float* b, const float* after, int count) {
+        if (CountPeriods(a, b, size, count) == 0) return;
+        for (int x = 0; x < count; ++x) {
+            const float step = b[x] - a[x], rest = step > 0 ? step - size : step + size;
+            if (!IsPeriod(step, size) || !(std::abs(rest - (a[x] - before[x])) < even) ||
+                !(std::abs(rest - (after[x] - b[x])) < even))
+                continue;
+            sum += std::polar(1.0, 2 * CV_PI * static_cast<double>(a[x] + rest / 2) / cell);
+        }
+    };
+    constexpr int kStep = 4;
+    for (int y = 0; y + 3 < coordinate.rows; y += kStep) {
+        const float* const row = coordinate[y];
+        add(row, row + 1, row + 2, row + 3, coordinate.cols - 3);
+        add(row, coordinate[y + 1], coordinate[y + 2], coordinate[y + 3], coordinate.cols);
+    }
+    return kStep * std::abs(sum);
+}
+
+void NoteSlips(DecodeState& state, double valid) {
+    constexpr double kMostSlips = 1e-3;
+    if (!state.axis.gray) return;
+    const double slips =
+        CountSlipsAtBorders(state.result.coordinate, state.result.period, state.axis.gray->cell) / valid;
+    Note(state.result,
+         {"gray: steps of one period at the borders of its cells, per pixel", slips, kMostSlips, slips <= kMostSlips},
+         cv::format("gray: surfaces are torn by steps of one period at the borders of its cells, %.1f per thousand "
+                    "pixels: did something move, or the light change, while it was shown?",
+                    1000 * slips));
 }
 
 }  // namespace
@@ -69,6 +117,7 @@ void NoteDoubts(DecodeState& state) {
          "only " + percent(kept) +
              " of the usable pixels have an absolute phase; for the others the pictures ask for no order that their "
              "neighbours agree with");
+    NoteSlips(state, valid);
     if (result.repeat == 0) {
         const double beyond = state.beyond / valid;
         Note(result, {"share of the positions beyond the projector", beyond, kMostBeyond, beyond <= kMostBeyond},
