@@ -23,6 +23,9 @@ void NoteMisfits(DecodeState& state);
 // All sets must see the same mean brightness.
 void CheckMeans(DecodeState& state);
 
+// Warns when that, or the fit of the frames of the finest set, is wrong in a part of the picture.
+void CheckTiles(DecodeState& state);
+
 // Phases must fit to each other as the periods say. Returns, per set, by how many radians it is off on average; what
 // remains of ripple and light, the finest set taken as right.
 std::vector<double> CheckRelations(DecodeState& state);
@@ -40,8 +43,9 @@ void CheckLevels(DecodeState& state);
 // their borders tell, per set: its phase at the position 0 in radians; empty when there are too few of them.
 std::vector<double> CheckCode(DecodeState& state, const GrayDecoding& code);
 
-// Warns of a result that cannot be trusted as a whole: many orders corrected, dropped or missing, positions beyond the
-// projector, saturation. Throws NothingUsable where hardly any usable pixel has found its order.
+// Warns of a result that cannot be trusted as a whole: many orders corrected, dropped or missing, surfaces torn where
+// the code changes, positions beyond the projector, saturation. Throws NothingUsable where hardly any
+// usable pixel has found its order.
 void NoteDoubts(DecodeState& state);
 
 }  // namespace measure

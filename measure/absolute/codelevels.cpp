@@ -1,6 +1,7 @@
 // Whether the levels of the pictures of a Gray code fit to their threshold, or to the fringes.
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <vector>
 
 #include "measure/absolute/checknotes.h"
@@ -23,29 +24,44 @@ float ThresholdAt(const DecodeState& state, int y, int x) {
     return (LevelAt(pictures.white, y, x) + LevelAt(pictures.black, y, x)) / 2;
 }
 
-// Some ten thousand pixels, where neither noise nor saturation hides the levels.
+CodeLevels LevelsOf(const DecodeState& state, int y, int x, float& bright) {
+    const std::vector<cv::Mat>&gray = state.pictures.gray, &inverse = state.pictures.inverse;
+    float dark = std::numeric_limits<float>::max(), sum = 0, distance = 0;
+    bright = -dark;
+    const auto look = [&](const cv::Mat& picture) {
+        const float level = LevelAt(picture, y, x);
+        dark = std::min(dark, level);
+        bright = std::max(bright, level);
+        return level;
+    };
+    for (std::size_t i = 0; i < gray.size(); ++i) {
+        const float level = look(gray[i]), other = inverse.empty() ? level : look(inverse[i]);
+        sum += level + other;
+        distance += std::abs(level - other);
+    }
+    // One of each pair is bright, which tells both levels with little noise.
+    const auto pictures = static_cast<float>(2 * gray.size());
+    const float middle = inverse.empty() ? (bright + dark) / 2 : sum / pictures,
+                half = inverse.empty() ? (bright - dark) / 2 : distance / pictures;
+    return {static_cast<double>(middle - ThresholdAt(state, y, x)), static_cast<double>(half),
+            static_cast<double>(state.Finest().modulation(y, x))};
+}
+
+// Some thousand pixels, in few rows, where neither noise nor saturation hides the levels.
 std::vector<CodeLevels> SampleCodeLevels(const DecodeState& state) {
-    constexpr double kEnough = 1 << 14, kLeastShare = 0.25, kLeastNoise = 4;
+    constexpr double kEnough = 1 << 12, kLeastShare = 0.25, kLeastNoise = 4;
     const FringeLimits& limits = state.Finest().limits;
     const auto saturated = static_cast<float>(limits.saturation * limits.fullScale);
     const cv::Size size = state.usable.size();
-    const int step = std::max(1, static_cast<int>(std::sqrt(size.area() / kEnough)));
+    const int step = std::max(1, static_cast<int>(std::sqrt(size.area() / kEnough) / 4));
     std::vector<CodeLevels> sample;
-    for (int y = 0; y < size.height; y += step)
+    for (int y = 0; y < size.height; y += 16 * step)
         for (int x = 0; x < size.width; x += step) {
             if (!state.usable(y, x)) continue;
-            float dark = LevelAt(state.pictures.gray[0], y, x), bright = dark;
-            for (const auto* const pictures : {&state.pictures.gray, &state.pictures.inverse})
-                for (const cv::Mat& picture : *pictures) {
-                    dark = std::min(dark, LevelAt(picture, y, x));
-                    bright = std::max(bright, LevelAt(picture, y, x));
-                }
-            const auto half = static_cast<double>(bright - dark) / 2,
-                       modulation = static_cast<double>(state.Finest().modulation(y, x));
-            if (bright >= saturated || half < std::max(kLeastShare * modulation, kLeastNoise * state.result.noise))
-                continue;
-            const float middle = (bright + dark) / 2 - ThresholdAt(state, y, x);
-            sample.push_back({static_cast<double>(middle), half, modulation});
+            float bright = 0;
+            const CodeLevels levels = LevelsOf(state, y, x, bright);
+            const double least = std::max(kLeastShare * levels.modulation, kLeastNoise * state.result.noise);
+            if (bright < saturated && levels.half >= least) sample.push_back(levels);
         }
     return sample;
 }

@@ -15,6 +15,8 @@ struct FrameCheck {
     FramePair alike;        // that show the same
     bool isInOrder = true;  // no other order fits better
 
+    // Something is said about them.
+    bool IsInDoubt() const { return misfit.share > Misfit::kMuch || alike.a >= 0 || !isInOrder; }
     // What looks like a ripple is none then.
     bool IsSpoilt() const {
         constexpr double kMostMisfit = 0.12;

@@ -185,6 +185,7 @@ void CheckSets(DecodeState& state, const Progress& progress) {
         for (FringePhase& fringes : state.fringes) cv::subtract(0.0, fringes.phase, fringes.phase);
     CheckFrameOrder(state);
     CheckMeans(state);
+    CheckTiles(state);
     CheckPairs(state);
     CheckLevels(state);
     DecodeCode(state, progress);

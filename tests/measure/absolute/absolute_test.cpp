@@ -319,6 +319,7 @@ cv::Mat Moved(const cv::Mat& picture, cv::Point by) {
 TEST(Absolute, DoubtsAreSaid) {
     using Change = std::function<void(AxisPictures&)>;
     const CodedAxis waves = Periods({1, 8, 64}), code = Gray(24, 12);
+    const cv::Rect part(0, 0, 130, 300);
     const struct {
         const char* name;
         CodedAxis coding;
@@ -344,6 +345,27 @@ TEST(Absolute, DoubtsAreSaid) {
                  for (cv::Mat& picture : *pictures) picture = Moved(picture, {0, 6});
          },
          "did camera or part move"},
+        {"a part that moved before a code of whole periods", Gray(32, 32, 0, Bits::eWhiteBlack),
+         [part](AxisPictures& p) {
+             for (cv::Mat& picture : p.gray) Moved(picture(part), {8, 0}).copyTo(picture(part));
+         },
+         "surfaces are torn by steps of one period"},
+        {"a part that moved between the sets", waves,
+         [part](AxisPictures& p) {
+             for (cv::Mat& picture : p.sines[2]) Moved(picture(part), {0, 12}).copyTo(picture(part));
+         },
+         "the sets differ in their mean brightness"},
+        {"pictures torn while they were read", code,
+         [](AxisPictures& p) {
+             const cv::Rect end(0, 280, 400, 20);
+             cv::Mat next = p.gray[0];
+             for (auto at = p.sines[0].rbegin(); at != p.sines[0].rend(); ++at) {
+                 const cv::Mat own = at->clone();
+                 next(end).copyTo((*at)(end));
+                 next = own;
+             }
+         },
+         "is it torn between two pictures"},
     };
     for (const auto& row : rows) {
         AxisPictures pictures = RenderAxis(SceneOf("textured"), Axis::eColumns, row.coding, Camera(8, 1.8, 1));
