@@ -28,7 +28,8 @@ struct KrSampling {
     KrAOI8* excluded = nullptr;
     // Of the modulo operations on float and double images: what the quantity repeats after, above 0.
     double period = KrMath::TwoPi;
-    // Of the modulo operations: the weights of the source's pixels where means are taken; null: all alike.
+    // Of the modulo operations: the weights of the source's pixels where means are taken; null: all alike. The fill
+    // value weighs as much as the pixel next to it.
     const KrAOI32Float* modulation = nullptr;
 
     KrSampling(InterpolationMode mode_ = eLinear, BorderRule border_ = eBorderFill, double fill_ = 0.0)

@@ -97,7 +97,8 @@ public:
                 if (IsHole(x, y)) continue;
                 admitted += w;
                 const double value = static_cast<double>(x < 0 || y < 0 ? mFill : Plane().Row(y)[x]);
-                const double angle = value / mPeriod * KrMath::TwoPi, share = w * Modulation(column, row);
+                const double angle = value / mPeriod * KrMath::TwoPi,
+                             share = w * Modulation(x < 0 ? column : x, y < 0 ? row : y);
                 re += share * std::cos(angle);
                 im += share * std::sin(angle);
                 sum += share;
@@ -127,7 +128,7 @@ private:
             }
         if (any) mHoles = std::move(holes);
     }
-    // Beyond the image that of its nearest pixel.
+    // Of the pixel whose value is taken; of the nearest one where the fill value is.
     double Modulation(int x, int y) const {
         if (mModulation.empty()) return 1.0;
         const Source<float>& plane = mModulation.front();

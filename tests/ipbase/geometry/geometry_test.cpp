@@ -118,9 +118,13 @@ struct Field {
                 if (const double v = At(x.at, y.at); !std::isnan(v)) {
                     double w = x.weight * y.weight;
                     admitted += w;
-                    if (modulation)
-                        w *= modulation->Get(std::clamp(x.at, 0, image.place.cx - 1),
-                                             std::clamp(y.at, 0, image.place.cy - 1));
+                    if (modulation) {
+                        const auto place = [&](int at, int size) {
+                            const int mapped = Bordered(at, size, border);
+                            return mapped < 0 ? std::clamp(at, 0, size - 1) : mapped;
+                        };
+                        w *= modulation->Get(place(x.at, image.place.cx), place(y.at, image.place.cy));
+                    }
                     re += w * std::cos(v / period * 2 * CV_PI);
                     im += w * std::sin(v / period * 2 * CV_PI);
                     sum += w;
@@ -259,7 +263,7 @@ DRAWN_TEST(Geometry, EqualsSumsOfWeights, 2500) {
     const auto form = [&] { return static_cast<Form>(draw(3)); };
     const Form source = form(), destination = form();
     GuardedImage modulation(eDev32Float, from.cx, from.cy, 1, form());
-    const bool weighs = modulo && how.border <= eBorderReplicate && draw(2) != 0;
+    const bool weighs = modulo && draw(2) != 0;
     const Setting s{type,
                     from,
                     to,

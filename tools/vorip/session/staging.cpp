@@ -105,7 +105,12 @@ void Staging::Remove() try {
         fs::path gone = mStaging;
         gone += kGone;
         fs::rename(mStaging, gone, ignored);
-        fs::remove_all(ignored ? mStaging : gone, ignored);
+        const fs::path& unwanted = ignored ? mStaging : gone;
+        // A thread may just have found the folder under its earlier name, and make a file in it yet.
+        for (int attempt = 0; attempt < kAttempts && fs::exists(unwanted); ++attempt) {
+            if (attempt > 0) std::this_thread::sleep_for(kPause);
+            fs::remove_all(unwanted, ignored);
+        }
     }
     for (; !mCreated.empty(); mCreated.pop_back()) fs::remove(mCreated.back(), ignored);
     mLock.reset();  // whatever calls this again must not touch what another run has made since
