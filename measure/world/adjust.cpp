@@ -141,7 +141,9 @@ RigAdjustment::PoseSystem RigAdjustment::Build(const Calibration& rig, const Boa
 }
 
 RigMatrix RigAdjustment::Inverse(const RigMatrix& normal, const Terms& terms) {
-    constexpr double kSingular = 1e-15;
+    // Of the least eigenvalue to the greatest. Poses that are all alike leave some 1e-13 of either sign to rounding,
+    // poses that differ well give 1e-7.
+    constexpr double kSingular = 1e-11;
     // Scaled to a diagonal of ones, since focal lengths and coefficients differ by many orders of magnitude.
     std::vector<int> found;
     std::vector<double> scale;
