@@ -48,7 +48,7 @@ std::vector<Tile> SumTiles(const DecodeState& state) {
 }  // namespace
 
 void CheckTiles(DecodeState& state) {
-    constexpr double kMostResidual = 0.15, kMoreLevels = 1.5, kMostDifference = 0.45, kNoiseMargin = 1.4;
+    constexpr double kMostResidual = 0.2, kMoreLevels = 1.5, kMostDifference = 0.45, kNoiseMargin = 1.4;
     const std::vector<Tile> tiles = SumTiles(state);
     if (tiles.empty()) return;
     const auto frames = static_cast<double>(state.Finest().shifts.size());
