@@ -463,6 +463,8 @@ TEST_F(Io, RefusesBrokenFilesByName) {
         {npy.substr(0, npy.size() - 1), "fewer pixels"},
         {wide, "40000 x 1 pixels is too large"},
         {NpyOf("{'descr': '<f4', 'fortran_order': False, 'shape': (1, 1), }" + std::string(60000, ' ')), "fewer"},
+        {NpyOf("{'fortran_order': False, 'shape': (1, 1)}"), "plain array"},
+        {NpyOf("{'descr': '<f4', 'shape': (1, 1)}"), "plain array"},
         {NpyOf("{" + std::string(60000, ' ') + "'descr': '<f4'" + std::string(100, ' ')), "plain array"},
         {NpyOf(std::string(70000, ' ')), "cut off"},
         {test::Npy("<f4", "(2, 2", "abcd"), "plain array"},
