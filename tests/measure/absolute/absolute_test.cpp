@@ -355,17 +355,6 @@ TEST(Absolute, DoubtsAreSaid) {
              for (cv::Mat& picture : p.sines[2]) Moved(picture(part), {0, 12}).copyTo(picture(part));
          },
          "the sets differ in their mean brightness"},
-        {"pictures torn while they were read", code,
-         [](AxisPictures& p) {
-             const cv::Rect end(0, 280, 400, 20);
-             cv::Mat next = p.gray[0];
-             for (auto at = p.sines[0].rbegin(); at != p.sines[0].rend(); ++at) {
-                 const cv::Mat own = at->clone();
-                 next(end).copyTo((*at)(end));
-                 next = own;
-             }
-         },
-         "is it torn between two pictures"},
     };
     for (const auto& row : rows) {
         AxisPictures pictures = RenderAxis(SceneOf("textured"), Axis::eColumns, row.coding, Camera(8, 1.8, 1));
