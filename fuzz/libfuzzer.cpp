@@ -25,9 +25,8 @@ extern "C" const char* __lsan_default_suppressions() { return "leak:cv::Mat::cre
 
 extern "C" int LLVMFuzzerInitialize(int* argc, char*** argv) {
     for (int i = 1; i < *argc; ++i) {
-        for (const fuzz::Target& target : fuzz::Targets()) {
+        for (const fuzz::Target& target : fuzz::Targets())
             if ((*argv)[i] == std::string("--target=") + target.name) chosen = &target;
-        }
     }
     testing::GTEST_FLAG(throw_on_failure) = true;  // which ends the program
     if (chosen) return std::atexit(PrintTried);

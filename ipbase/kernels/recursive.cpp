@@ -27,11 +27,10 @@ HWY_ATTR void BlendLoop(T* pixels, const T* neighbours, double alpha, std::size_
         T* out = pixels + start;
         double values[kBlock];
         for (std::size_t i = 0; i < n; ++i) values[i] = rest * out[i] + alpha * neighbours[start + i];
-        if constexpr (std::is_floating_point_v<T>) {
+        if constexpr (std::is_floating_point_v<T>)
             for (std::size_t i = 0; i < n; ++i) out[i] = static_cast<T>(values[i]);
-        } else {
+        else
             RoundBlock(out, values, n);
-        }
     }
 }
 

@@ -178,12 +178,11 @@ void KrSegment::FindSegmentBorder(const KrTPoint<short>& start) {
     const bool rightEdge =
         Get(*mWork, start.x + 1, start.y) <= mThreshold && Get(*mWork, start.x - 1, start.y) > mThreshold;
     short d = rightEdge ? -1 : 1;
-    while (!mFinished && BeginRound(d)) {
+    while (!mFinished && BeginRound(d))
         if (IsNextYInside(d))
             GoOn(d);
         else
             GoAround(d);
-    }
     EndTrace();
 }
 

@@ -132,9 +132,8 @@ int GuessCameraBits(const std::vector<cv::Mat>& frames) {
     }
     const bool leftAligned = (anyBits & 3) == 0;
     if (leftAligned) return 0;
-    for (const int bits : {8, 10, 12, 14}) {
+    for (const int bits : {8, 10, 12, 14})
         if (largest < 1 << bits) return bits;
-    }
     return 0;
 }
 

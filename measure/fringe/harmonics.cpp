@@ -34,9 +34,8 @@ int EqualSteps(const std::vector<double>& shifts) {
         ++counts[i];
     }
     const auto steps = static_cast<int>(different.size());
-    for (const int count : counts) {
+    for (const int count : counts)
         if (count != counts.front()) return 0;
-    }
     for (const double share : different) {
         const double place = (share - different.front()) * steps;
         if (std::abs(place - std::round(place)) > 1e-3 * steps) return 0;

@@ -23,9 +23,8 @@ MEASURE_WIDE int CountJumps(const float* a, const float* b, int count) {
 int MarkJumps(const float* a, const float* b, std::uint8_t* whereA, std::uint8_t* whereB, int count) {
     const int jumps = CountJumps(a, b, count);
     if (jumps == 0) return 0;
-    for (int x = 0; x < count; ++x) {
+    for (int x = 0; x < count; ++x)
         if (std::abs(a[x] - b[x]) > kPi) whereA[x] = whereB[x] = 255;
-    }
     return jumps;
 }
 

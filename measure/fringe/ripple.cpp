@@ -139,9 +139,8 @@ Ripple EstimateRipple(const FringePhase& phase, const Progress& progress) {
     if (ripple.periodsInView < Ripple::kLeastPeriodsInView) return ripple;
     const std::vector<Distribution> patches = DistributePhase(phase, progress);
     Distribution all{};
-    for (const Distribution& patch : patches) {
+    for (const Distribution& patch : patches)
         for (std::size_t i = 0; i < kBins; ++i) all[i] += patch[i];
-    }
     for (std::size_t h = 0; h < ripple.harmonics.size(); ++h) {
         const int harmonic = ripple.harmonics[h];
         const std::vector<cv::Vec3d> waves = Waves(harmonic);

@@ -60,9 +60,8 @@ void RequireFrames(const FringeSet& set) {
 namespace {
 
 double FullScale(const FringeLimits& limits, int depth) {
-    for (const double share : {limits.fullScale, limits.minModulation, limits.minMean, limits.saturation}) {
+    for (const double share : {limits.fullScale, limits.minModulation, limits.minMean, limits.saturation})
         if (!(share >= 0 && std::isfinite(share))) throw InputError("a limit for fringe pictures is below 0");
-    }
     if (depth != CV_32F && limits.fullScale > (depth == CV_8U ? 255.0 : 65535.0))
         throw InputError(cv::format("a full scale of %g is more than pictures of %d bits hold", limits.fullScale,
                                     depth == CV_8U ? 8 : 16));

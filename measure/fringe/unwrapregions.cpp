@@ -116,10 +116,9 @@ Unwrapped UnwrapByRegions(const cv::Mat1f& phase, const cv::Mat1b& usable, const
             spans[static_cast<std::size_t>(component)].Add(orders(y, x));
         }
     }
-    for (std::size_t i = 1; i < spans.size(); ++i) {
+    for (std::size_t i = 1; i < spans.size(); ++i)
         if (!spans[i].Find())
             throw InputError("a component spans 256 periods or more, which only joining by cost can unwrap");
-    }
     Unwrapped result{cv::Mat1f(phase.size()), planes.components, {}};
     for (int y = 0; y < phase.rows; ++y) {
         for (int x = 0; x < phase.cols; ++x) {

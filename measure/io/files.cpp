@@ -25,9 +25,8 @@ cv::Mat ToGrey(const cv::Mat& image) {
 cv::Mat Checked(const cv::Mat& image, const std::string& file) {
     RequireReadableSize(static_cast<std::uint64_t>(image.cols), static_cast<std::uint64_t>(image.rows), file);
     const int depth = image.depth();
-    if (depth != CV_8U && depth != CV_16U && depth != CV_32F && (depth != CV_32S || image.channels() != 1)) {
+    if (depth != CV_8U && depth != CV_16U && depth != CV_32F && (depth != CV_32S || image.channels() != 1))
         throw InputError(file + ": pixels must be unsigned 8-bit, unsigned 16-bit or float");
-    }
     return ToGrey(image);
 }
 
@@ -88,9 +87,7 @@ std::vector<std::string> ListPictures(const std::string& folder) {
 
 void RequireWritableName(const std::string& file) {
     const Format* const format = FindFormat(file);
-    if (!format || format->depths == 0) {
-        throw InputError(file + ": the name must end with .png, .bmp, .tiff or .npy");
-    }
+    if (!format || format->depths == 0) throw InputError(file + ": the name must end with .png, .bmp, .tiff or .npy");
 }
 
 std::vector<std::uint8_t> EncodePicture(const std::string& name, const cv::Mat& image, const Progress& progress) {

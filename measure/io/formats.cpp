@@ -61,16 +61,14 @@ constexpr Format kFormats[] = {
 const Format* FindFormat(const std::string& file) {
     std::string ending = std::filesystem::path(file).extension().string();
     for (char& c : ending) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-    for (const Format& format : kFormats) {
+    for (const Format& format : kFormats)
         if (ending == format.ending) return &format;
-    }
     return nullptr;
 }
 
 const Format* FindFormat(const Bytes& bytes) {
-    for (const Format& format : kFormats) {
+    for (const Format& format : kFormats)
         if (format.isThis(bytes)) return &format;
-    }
     return nullptr;
 }
 

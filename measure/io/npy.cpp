@@ -29,9 +29,8 @@ cv::Mat Narrowed(const std::uint8_t* data, cv::Size size, const std::string& fil
         T value{};
         std::memcpy(&value, data + i * sizeof(T), sizeof(T));
         out[i] = static_cast<std::int32_t>(value);
-        if (static_cast<T>(out[i]) != value || (out[i] < 0) != (value < T{})) {
+        if (static_cast<T>(out[i]) != value || (out[i] < 0) != (value < T{}))
             throw InputError(file + ": the NPY array holds numbers beyond 32 bits, which are not supported");
-        }
     }
     return image;
 }
@@ -81,9 +80,8 @@ constexpr Element kElements[] = {
 
 const Element& FindElement(const std::string& descr, const std::string& file) {
     const bool hasOrder = !descr.empty() && std::strchr("<>|=", descr.front()) != nullptr;
-    for (const Element& element : kElements) {
+    for (const Element& element : kElements)
         if (hasOrder && descr.substr(1) == element.name) return element;
-    }
     throw InputError(file + ": NPY element type '" + descr +
                      "' is not supported (use bool, uint8, uint16, int32, float32 or float64)");
 }
@@ -91,9 +89,8 @@ const Element& FindElement(const std::string& descr, const std::string& file) {
 // Where the numbers stand in the other byte order: a copy with their bytes reversed.
 Bytes Reversed(const std::uint8_t* data, std::size_t count, std::size_t bytes) {
     Bytes reversed(data, data + count * bytes);
-    for (std::size_t i = 0; i < count; ++i) {
+    for (std::size_t i = 0; i < count; ++i)
         std::reverse(reversed.data() + i * bytes, reversed.data() + (i + 1) * bytes);
-    }
     return reversed;
 }
 
@@ -125,9 +122,8 @@ cv::Mat DecodeNpy(const Bytes& bytes, const std::string& file) {
     const std::uint64_t rows = header.shape[0], columns = header.shape[1];
     if (rows == 0 || columns == 0) throw InputError(file + ": the NPY array is empty");
     const std::size_t present = bytes.size() - start - length;
-    if (columns > present / element.bytes || rows > present / (columns * element.bytes)) {
+    if (columns > present / element.bytes || rows > present / (columns * element.bytes))
         throw InputError(damaged + "it holds fewer pixels than its header says");
-    }
     RequireReadableSize(columns, rows, file);
 
     const std::uint8_t* data = bytes.data() + start + length;

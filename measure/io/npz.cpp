@@ -51,9 +51,8 @@ private:
     Bytes Unpack(std::size_t entry) const {
         const std::size_t method = Number(entry + 10, 2), packed = Number(entry + 20, 4), size = Number(entry + 24, 4);
         const std::size_t local = Number(entry + 42, 4);
-        if (packed == kSizeElsewhere || size == kSizeElsewhere) {
+        if (packed == kSizeElsewhere || size == kSizeElsewhere)
             throw InputError(mFile + ": .npz files beyond 4 GB are not supported");
-        }
         if (Number(local, 4) != kLocalHeader) Refuse();
         const std::size_t start = local + kLocalBytes + Number(local + 26, 2) + Number(local + 28, 2);
         if (start > mBytes.size() || packed > mBytes.size() - start) Refuse();

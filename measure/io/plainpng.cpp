@@ -92,11 +92,10 @@ cv::Mat ToImage(std::uint8_t* filtered, cv::Size size) {
         std::uint8_t* const row = filtered + 1;
         if (!Unfilter<sizeof(Pixel)>(*filtered, row, above, rowBytes)) return {};
         Pixel* const out = image[y];
-        if constexpr (sizeof(Pixel) == 1) {
+        if constexpr (sizeof(Pixel) == 1)
             std::memcpy(out, row, rowBytes);
-        } else {
+        else
             for (int x = 0; x < size.width; ++x) out[x] = static_cast<Pixel>(row[2 * x] << 8 | row[2 * x + 1]);
-        }
         above = row;
         filtered = row + rowBytes;
     }

@@ -215,9 +215,8 @@ Bytes EncodePng(const cv::Mat& image, const Progress& progress) {
     const bool deflates = IsWorthDeflating(image);
     const Bytes data = deflates ? Deflated(Filtered(image, kFilterUp, progress), progress)
                                 : Stored(Filtered(image, kFilterNone, progress));
-    for (std::size_t at = 0; at < data.size(); at += mostPerChunk) {
+    for (std::size_t at = 0; at < data.size(); at += mostPerChunk)
         AddChunk("IDAT", data.data() + at, std::min(mostPerChunk, data.size() - at), png);
-    }
     AddChunk("IEND", nullptr, 0, png);
     return png;
 }

@@ -70,9 +70,8 @@ Bytes EncodeTiff(const cv::Mat& image, const Progress& progress) {
         strip.clear();
         for (int row = y; row < end; ++row) strip.insert(strip.end(), pixels.ptr(row), pixels.ptr(row) + rowBytes);
         const auto number = static_cast<std::uint32_t>(y) / rowsPerStrip;
-        if (TIFFWriteEncodedStrip(tiff, number, strip.data(), static_cast<tmsize_t>(strip.size())) < 0) {
+        if (TIFFWriteEncodedStrip(tiff, number, strip.data(), static_cast<tmsize_t>(strip.size())) < 0)
             throw OutputError("the picture cannot be encoded as TIFF: " + memory.Error());
-        }
     }
     return memory.Close();
 }

@@ -101,18 +101,15 @@ cv::Mat TiffPage::ReadPlain(const Progress& progress) {
     RequirePlausible(pieceBytes);
     const cv::Size size(static_cast<int>(mWidth), static_cast<int>(mHeight));
     cv::Mat image = NewPicture(size, CV_MAKETYPE(depth, channels), mFile);
-    if (TIFFIsTiled(mTiff)) {
+    if (TIFFIsTiled(mTiff))
         ReadTiles(image, progress);
-    } else {
+    else
         ReadStrips(image, progress);
-    }
-    if (depth == CV_32S && mFormat != SAMPLEFORMAT_INT && cv::countNonZero(image.reshape(1) < 0) > 0) {
+    if (depth == CV_32S && mFormat != SAMPLEFORMAT_INT && cv::countNonZero(image.reshape(1) < 0) > 0)
         throw InputError(mFile + ": holds numbers beyond 2147483647, which are not supported");
-    }
     if (depth == CV_64F) image.convertTo(image, CV_32F);
-    if (mPhotometric == PHOTOMETRIC_MINISWHITE && mFormat != SAMPLEFORMAT_IEEEFP && mBits <= 16) {
+    if (mPhotometric == PHOTOMETRIC_MINISWHITE && mFormat != SAMPLEFORMAT_IEEEFP && mBits <= 16)
         image = cv::Scalar::all(mBits <= 8 ? 255 : (1 << mBits) - 1) - image;
-    }
     if (channels == 3) cv::cvtColor(image, image, cv::COLOR_RGB2BGR);
     return Upright(image);
 }
@@ -171,13 +168,12 @@ void TiffPage::Place(const Piece& piece, const Bytes& samples, cv::Mat& image) c
     cv::Mat row(1, piece.rowPixels, CV_MAKETYPE(depth, static_cast<int>(perPixel)));
     for (int y = 0; y < piece.height; ++y) {
         const std::uint8_t* in = samples.data() + rowBytes * static_cast<std::size_t>(y);
-        if (!isPacked) {
+        if (!isPacked)
             std::memcpy(row.data, in, rowBytes);
-        } else if (depth == CV_8U) {
+        else if (depth == CV_8U)
             Unpack(in, mBits, stored, row.ptr<std::uint8_t>());
-        } else {
+        else
             Unpack(in, mBits, stored, row.ptr<std::uint16_t>());
-        }
         const cv::Mat used = row.colRange(0, piece.width);
         cv::Mat target = image(cv::Rect(piece.x, piece.y + y, piece.width, 1));
         for (int c = 0; c < (mPlanes ? 1 : channels); ++c) {
@@ -191,9 +187,8 @@ cv::Mat TiffPage::ReadAnyColour() {
     RequirePlausible(0);
     cv::Mat image = NewPicture({static_cast<int>(mWidth), static_cast<int>(mHeight)}, CV_8UC4, mFile);
     char why[1024] = "";
-    if (!TIFFRGBAImageOK(mTiff, why)) {
+    if (!TIFFRGBAImageOK(mTiff, why))
         throw InputError(mFile + ": a kind of TIFF file that cannot be read: " + std::string(why));
-    }
     auto* pixels = reinterpret_cast<std::uint32_t*>(image.data);
     if (!TIFFReadRGBAImageOriented(mTiff, mWidth, mHeight, pixels, Tag(TIFFTAG_ORIENTATION), 1)) Damaged();
     cv::Mat colour(image.size(), CV_8UC3);

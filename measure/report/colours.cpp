@@ -33,9 +33,8 @@ std::vector<float> SampleValues(const cv::Mat1f& values) {
     std::vector<float> sample;
     for (std::size_t y = step / 2; y < static_cast<std::size_t>(values.rows); y += step) {
         const float* row = values[static_cast<int>(y)];
-        for (std::size_t x = step / 2; x < static_cast<std::size_t>(values.cols); x += step) {
+        for (std::size_t x = step / 2; x < static_cast<std::size_t>(values.cols); x += step)
             if (std::isfinite(row[x])) sample.push_back(row[x]);
-        }
     }
     return sample;
 }
@@ -71,9 +70,8 @@ KrN::KrColourIndex IndexOf(const ValueRange& range, double period) {
 }  // namespace
 
 std::optional<ColourMap> ColourMapOf(const std::string& name) {
-    for (const NamedMap& entry : kMaps) {
+    for (const NamedMap& entry : kMaps)
         if (name == entry.name) return entry.map;
-    }
     return std::nullopt;
 }
 
@@ -84,11 +82,10 @@ Palette PaletteOf(ColourMap map) {
     const int opencv = std::find_if(std::begin(kMaps), std::end(kMaps), [map](const NamedMap& entry) {
                            return entry.map == map;
                        })->opencv;
-    if (opencv < 0) {
+    if (opencv < 0)
         cv::cvtColor(ramp, colours, cv::COLOR_GRAY2BGR);
-    } else {
+    else
         cv::applyColorMap(ramp, colours, opencv);
-    }
     Palette palette;
     std::copy(colours.begin(), colours.end(), palette.begin());
     return palette;

@@ -55,9 +55,8 @@ void WriteNumber(cv::Mat3b& picture, int number, cv::Point at) {
     int below = 0;
     const cv::Size size = cv::getTextSize(text, cv::FONT_HERSHEY_SIMPLEX, scale, 1, &below);
     at += cv::Point(-size.width / 2, size.height / 2);
-    for (const auto& [ink, width] : {std::pair(cv::Scalar::all(0), 4), std::pair(cv::Scalar::all(255), 1)}) {
+    for (const auto& [ink, width] : {std::pair(cv::Scalar::all(0), 4), std::pair(cv::Scalar::all(255), 1)})
         cv::putText(picture, text, at, cv::FONT_HERSHEY_SIMPLEX, scale, ink, width, cv::LINE_AA);
-    }
 }
 
 cv::Mat3b Colours(const cv::Mat1i& numbers) {

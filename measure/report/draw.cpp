@@ -45,9 +45,8 @@ cv::Mat1f Drawable(const cv::Mat& image, const cv::Mat1b& mask) {
     image.convertTo(values, CV_32F);
     for (int y = 0; y < values.rows; ++y) {
         float* row = values[y];
-        for (int x = 0; x < values.cols; ++x) {
+        for (int x = 0; x < values.cols; ++x)
             if (!std::isfinite(row[x]) || (!mask.empty() && mask(y, x) < 128)) row[x] = NAN;
-        }
     }
     return values;
 }
@@ -83,9 +82,8 @@ cv::Mat1f HillShade(const cv::Mat1f& drawn) {
     const int step = std::max(1, values.rows / 300);
     float dx = 0.0f, dy = 0.0f;
     for (int y = 1; y + 1 < values.rows; y += step) {
-        for (int x = 1; x + 1 < values.cols; x += step) {
+        for (int x = 1; x + 1 < values.cols; x += step)
             if (slope(y, x, dx, dy)) slopes.push_back(std::hypot(dx, dy));
-        }
     }
     if (slopes.empty()) return shade;
     const float typical = QuantileOf(slopes, 0.8);

@@ -30,16 +30,14 @@ std::vector<Tick> Ticks(double lower, double upper, int most) {
     const double least = (upper - lower) / std::max(1, most);
     const double power = std::pow(10.0, std::floor(std::log10(least)));
     double step = 10.0 * power;
-    for (const double factor : {5.0, 2.0, 1.0}) {
+    for (const double factor : {5.0, 2.0, 1.0})
         if (factor * power >= least * (1.0 - 1e-9)) step = factor * power;
-    }
     const int digits = std::clamp(static_cast<int>(std::ceil(-std::log10(step) - 1e-9)), 0, 9);
     std::vector<Tick> ticks;
     double n = std::ceil(lower / step - 1e-9);
     // Of numbers whose neighbours lie further apart than the step, the next one would be the same again.
-    for (int i = 0; i <= 2 * std::max(1, most) && n * step <= upper + 1e-9 * step; ++i, n += 1.0) {
+    for (int i = 0; i <= 2 * std::max(1, most) && n * step <= upper + 1e-9 * step; ++i, n += 1.0)
         ticks.push_back({n * step, cv::format("%.*f", digits, n * step + 0.0)});
-    }
     return ticks;
 }
 

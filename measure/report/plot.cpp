@@ -128,12 +128,11 @@ cv::Mat3b DrawPlot(const Plot& plot) {
     cv::Mat3b picture(kPicture, kBackground);
     axes.Draw(picture);
     Curve curve(picture);
-    for (std::size_t i = 0; i < plot.values.size(); ++i) {
+    for (std::size_t i = 0; i < plot.values.size(); ++i)
         if (std::isfinite(plot.values[i]))
             curve.Add(axes.At(plot.positions[i], static_cast<double>(plot.values[i])));
         else
             curve.Break();
-    }
     curve.Break();
     return picture;
 }

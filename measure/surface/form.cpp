@@ -186,9 +186,8 @@ constexpr int kMostRounds = 30;
 }  // namespace
 
 std::optional<Form> FormOf(const std::string& name) {
-    for (const NamedForm& form : kForms) {
+    for (const NamedForm& form : kForms)
         if (name == form.name) return form.form;
-    }
     return std::nullopt;
 }
 

@@ -110,10 +110,9 @@ Quantities QuantitiesOf(const Profile& profile, const HeightMap& map) {
     const std::size_t count = profile.height.size();
     const double middle = 0.5 * profile.distance.back();
     const auto each = [&](const auto& visit) {
-        for (std::size_t i = 0; i < count; ++i) {
+        for (std::size_t i = 0; i < count; ++i)
             if (std::isfinite(profile.height[i]))
                 visit(profile.distance[i] - middle, static_cast<double>(profile.height[i]));
-        }
     };
     each([&](double x, double h) {
         n += 1;

@@ -29,9 +29,8 @@ cv::Mat1f ReadCoordinate(const std::string& folder, const char* name) {
 }
 
 void DropInfinities(cv::Mat1f& heights) {
-    for (float& z : heights) {
+    for (float& z : heights)
         if (!std::isfinite(z)) z = kNone;
-    }
 }
 
 HeightMap HeightsOf(const Cloud& cloud) {

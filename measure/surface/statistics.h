@@ -28,10 +28,9 @@ inline std::vector<float> SampleOf(const cv::Mat1f& image, const cv::Mat1b& admi
     std::vector<float> values;
     for (int y = 0; y < image.rows; y += step) {
         // Starts differ from row to row, so that periods of the surface are not met in one phase only.
-        for (int x = y / step % step; x < image.cols; x += step) {
+        for (int x = y / step % step; x < image.cols; x += step)
             if ((admitted.empty() || admitted(y, x) >= 128) && std::isfinite(image(y, x)))
                 values.push_back(image(y, x));
-        }
     }
     return values;
 }

@@ -130,12 +130,11 @@ void LeaveOut(Points& points, std::size_t count, const Shape& shape) {
     std::nth_element(ordered.begin(), worst, ordered.end());
     const float limit = *worst;
     std::size_t kept = 0;
-    for (std::size_t i = 0; i < points.size(); ++i) {
+    for (std::size_t i = 0; i < points.size(); ++i)
         if (count > 0 && distances[i] >= limit)
             --count;
         else
             points[kept++] = points[i];
-    }
     points.resize(kept);
 }
 

@@ -112,9 +112,8 @@ constexpr SurfaceFormat kFormats[] = {
 const SurfaceFormat& FormatOf(const std::string& name) {
     std::string ending = std::filesystem::path(name).extension().string();
     for (char& c : ending) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-    for (const SurfaceFormat& format : kFormats) {
+    for (const SurfaceFormat& format : kFormats)
         if (ending == format.ending) return format;
-    }
     throw InputError(name + ": the name of a height map must end with " + kSurfaceFormats);
 }
 

@@ -22,12 +22,11 @@ void FillWith(Content content, cv::Mat& image) {
     if (content == eConstant) image.setTo(image.depth() == CV_8U ? 100 : 25000);
     if (content != eRamp) return;
     for (int y = 0; y < image.rows; ++y)
-        for (int x = 0; x < image.cols; ++x) {
+        for (int x = 0; x < image.cols; ++x)
             if (image.depth() == CV_8U)
                 image.at<std::uint8_t>(y, x) = static_cast<std::uint8_t>(x / 16);
             else
                 image.at<std::uint16_t>(y, x) = static_cast<std::uint16_t>(x / 16);
-        }
 }
 
 void Run(benchmark::State& state, const char* type, Content content, bool masked, std::uint32_t steps) {

@@ -78,9 +78,7 @@ UnwrapConnections MeasureUnwrapBoundaries(const UnwrapPlanes& planes, const std:
             const std::size_t p = row + x;
             const std::size_t below = p + planes.Stride();
             if (planes.area[p] != planes.area[p + 1]) scan.AddPair(p, p + 1, y * width + x);
-            if (planes.area[p] != planes.area[below]) {
-                scan.AddPair(p, below, width * height + x * height + y);
-            }
+            if (planes.area[p] != planes.area[below]) scan.AddPair(p, below, width * height + x * height + y);
         }
     }
     for (std::uint32_t i = 0; i < connections.Count(); ++i) {

@@ -46,18 +46,16 @@ std::vector<std::uint32_t> UnwrapForest::AreasOf(std::uint32_t root) const {
 
 std::vector<std::uint32_t> UnwrapForest::NodeRoots() const {
     std::vector<std::uint32_t> roots(mNodes.size());
-    for (std::size_t i = mNodes.size(); i-- > 0;) {
+    for (std::size_t i = mNodes.size(); i-- > 0;)
         roots[i] = mNodes[i].parent == kUnwrapNone ? static_cast<std::uint32_t>(i) : roots[mNodes[i].parent];
-    }
     return roots;
 }
 
 std::vector<std::uint32_t> UnwrapForest::ComponentOfAreas() const {
     std::vector<std::uint32_t> component(mNodes.size());
     for (std::size_t i = 0; i < mRoots.size(); ++i) component[mRoots[i]] = static_cast<std::uint32_t>(i) + 1;
-    for (std::size_t i = mNodes.size(); i-- > 0;) {
+    for (std::size_t i = mNodes.size(); i-- > 0;)
         if (mNodes[i].parent != kUnwrapNone) component[i] = component[mNodes[i].parent];
-    }
     component.resize(mAreaCount);
     return component;
 }

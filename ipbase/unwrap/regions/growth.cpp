@@ -46,9 +46,8 @@ public:
     }
 
     bool Pop(SrUnwrapStackElement& element) {
-        while (mTop[mCurrent] == mBottom[mCurrent]) {
+        while (mTop[mCurrent] == mBottom[mCurrent])
             if (!Descend()) return false;
-        }
         element = *--mTop[mCurrent];
         return true;
     }
@@ -124,9 +123,8 @@ private:
             mUsable += mCounts[level];
         }
         std::unique_ptr<std::uint32_t[]> pixels(new std::uint32_t[mUsable]);
-        for (std::size_t i = 0; i < mInfo.size(); ++i) {
+        for (std::size_t i = 0; i < mInfo.size(); ++i)
             if (const unsigned level = mInfo[i].openLevel) pixels[next[level]++] = static_cast<std::uint32_t>(i);
-        }
         return pixels;
     }
 

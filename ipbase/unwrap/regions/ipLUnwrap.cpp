@@ -54,11 +54,10 @@ void KrLUnWrap::Execute(KrAOI8* phase, KrAOI8* quality, KrAOI8* mask, KrAOI16* t
     State& s = *mState;
     s.Forget();
     try {
-        if (phase->GetAOIInfo()) {
+        if (phase->GetAOIInfo())
             s.info = *phase->GetAOIInfo();
-        } else {
+        else
             s.info.valueScale = 1.0;
-        }
         s.SetTargets(target, targetMask);
         s.SetAllowance(orderQualMode);
         if (empty) return;

@@ -45,9 +45,8 @@ public:
     UnwrapForest Run() {
         while (mFronts.Best() > 0.0f) Join(mTrees[mTreeAt[mFronts.BestIndex()]].front);
         std::vector<std::uint32_t> roots;
-        for (const std::uint32_t tree : mTreeAt) {
+        for (const std::uint32_t tree : mTreeAt)
             if (tree != kUnwrapNone) roots.push_back(mTrees[tree].node);
-        }
         mForest.SetRoots(std::move(roots));
         return std::move(mForest);
     }

@@ -87,14 +87,12 @@ void UnwrapState::DropSmallComponents(std::uint32_t minAreaSize) {
     std::vector<std::uint32_t> size(forest.Roots().size() + 1);
     for (std::size_t i = 0; i < component.size(); ++i) size[component[i]] += areas.areas[i].pixelCount;
     std::vector<std::uint32_t> dropped;
-    for (std::size_t i = 0; i < component.size(); ++i) {
+    for (std::size_t i = 0; i < component.size(); ++i)
         if (size[component[i]] < minAreaSize) dropped.push_back(static_cast<std::uint32_t>(i));
-    }
     DelTreeAreas(dropped);
     std::vector<std::uint32_t> kept;
-    for (std::size_t i = 0; i < forest.Roots().size(); ++i) {
+    for (std::size_t i = 0; i < forest.Roots().size(); ++i)
         if (size[i + 1] >= minAreaSize) kept.push_back(forest.Roots()[i]);
-    }
     forest.SetRoots(std::move(kept));
 }
 
@@ -103,9 +101,8 @@ void UnwrapState::CorrectPhaseImage(const std::vector<std::int16_t>& corrections
     std::vector<std::uint16_t> steps(corrections.size() + 1);  // by area number; nothing for pixels without area
     for (std::size_t i = 0; i < corrections.size(); ++i)
         steps[i + 1] = static_cast<std::uint16_t>(corrections[i] * 256);
-    for (std::size_t i = 0; i < planes.phase.size(); ++i) {
+    for (std::size_t i = 0; i < planes.phase.size(); ++i)
         planes.phase[i] = static_cast<std::uint16_t>(planes.phase[i] + steps[planes.area[i]]);
-    }
 }
 
 KrTRange<std::int32_t> UnwrapState::GetMinMaxPhase() const {

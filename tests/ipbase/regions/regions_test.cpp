@@ -169,9 +169,7 @@ DRAWN_TEST(Segment, EqualsAPlainScanOfItsTrace, 4000) {
     if (count > 0) {
         EXPECT_FLOAT_EQ(static_cast<float>(grey / count), a.meanValue);
         EXPECT_FLOAT_EQ(static_cast<float>(columns / count), a.centroidX);
-        if (grey > 0) {
-            EXPECT_FLOAT_EQ(static_cast<float>(weighted / grey), a.weightedCentroidX);
-        }
+        if (grey > 0) EXPECT_FLOAT_EQ(static_cast<float>(weighted / grey), a.weightedCentroidX);
     }
     KrSegment& other = labelFirst ? copy : segment;
     other.Label(777);

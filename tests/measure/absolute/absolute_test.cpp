@@ -406,9 +406,7 @@ TEST(Absolute, GrayCodeBitByBit) {
         for (int y = 0; y < 2; ++y)
             for (int x = 0; x < kWidth; ++x) EXPECT_EQ(result.code(y, x), (x + 5 * y) % 16);
         // The bits differ by 1 grey level each: the second-smallest distance is that of the second picture.
-        if (pairs) {
-            EXPECT_NEAR(result.margin(1, 3), (bright - 2 - dark) / 100, 1e-3);
-        }
+        if (pairs) EXPECT_NEAR(result.margin(1, 3), (bright - 2 - dark) / 100, 1e-3);
     };
     for (const bool pairs : {true, false}) {
         run(std::uint8_t{}, CV_8U, 255, 0, pairs);

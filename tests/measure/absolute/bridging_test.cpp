@@ -48,9 +48,7 @@ void ExpectBridged(const Line& line, bool isColumn, bool hasAreas) {
         EXPECT_EQ(images.state(place(i)) == eFixed, expected) << i;
         if (!expected || line.pixels[static_cast<std::size_t>(i)] == 'P') continue;
         EXPECT_NEAR(images.absolute(place(i)), truth(i), 1e-4) << i;
-        if (hasAreas) {
-            EXPECT_EQ(images.area(place(i)), line.pixels[static_cast<std::size_t>(i)] == 'G' ? 8 : 7) << i;
-        }
+        if (hasAreas) EXPECT_EQ(images.area(place(i)), line.pixels[static_cast<std::size_t>(i)] == 'G' ? 8 : 7) << i;
     }
 }
 

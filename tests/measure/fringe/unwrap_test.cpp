@@ -190,9 +190,8 @@ TEST(Unwrapping, BordersOutvoteBridges) {
     phase = scene.truth.clone();
     cost.setTo(0.3f);
     phase(cv::Rect(20, 10, 30, 40)) += 0.7f * period;
-    for (int y = 44; y < 50; ++y) {
+    for (int y = 44; y < 50; ++y)
         for (int x = 50; x < 60; ++x) phase(y, x) += 0.07f * period * static_cast<float>(59 - x);
-    }
     cost(cv::Rect(19, 9, 32, 43)) = 3.0f;
     cost(cv::Rect(48, 44, 4, 6)) = 0.3f;
     rejoined = phase.clone();

@@ -48,9 +48,8 @@ cv::Mat Noise(int width, int height, int type) {
 
 bool AreSame(const cv::Mat& a, const cv::Mat& b) {
     if (a.type() != b.type() || a.size() != b.size()) return false;
-    for (int y = 0; y < a.rows; ++y) {
+    for (int y = 0; y < a.rows; ++y)
         if (std::memcmp(a.ptr(y), b.ptr(y), static_cast<std::size_t>(a.cols) * a.elemSize()) != 0) return false;
-    }
     return true;
 }
 

@@ -72,9 +72,7 @@ TEST(Simulate, PointsLieOnTheShapes) {
         ForEachPixel(rig.cameraSize, [&](int x, int y) {
             const cv::Point2d d = rig.camera.Direction({double(x), double(y)});
             const cv::Vec3d ray = cv::normalize(cv::Vec3d(d.x, d.y, 1)), p = PointAt(truth, x, y);
-            if (row.misses) {
-                EXPECT_EQ(truth.object(y, x) != 0, row.misses(ray) < 0);
-            }
+            if (row.misses) EXPECT_EQ(truth.object(y, x) != 0, row.misses(ray) < 0);
             if (truth.object(y, x) == 0) {
                 EXPECT_TRUE(std::isnan(p[2]) && truth.lit(y, x) == 0);
                 return;
@@ -82,9 +80,7 @@ TEST(Simulate, PointsLieOnTheShapes) {
             ++hits;
             EXPECT_NEAR(row.off(p), 0, 1e-10);
             EXPECT_NEAR(cv::norm(p.cross(ray)), 0, 1e-10);
-            if (row.misses) {
-                EXPECT_LE((p - centre).dot(ray), 0);
-            }
+            if (row.misses) EXPECT_LE((p - centre).dot(ray), 0);
         });
         EXPECT_GT(hits, 1000);
         EXPECT_LT(hits, 160 * 120 - 1000);

@@ -246,12 +246,11 @@ TEST(Roughness, FilterPassesHalfAtItsCutoff) {
         {90, 70}, pitch, [](double, double) { return 5; }, 0, 0.3);
     const cv::Mat1f smooth = GaussianFilter(flat.z, 9);
     for (int y = 0; y < smooth.rows; ++y) {
-        for (int x = 0; x < smooth.cols; ++x) {
+        for (int x = 0; x < smooth.cols; ++x)
             if (std::isnan(flat.z(y, x)))
                 EXPECT_TRUE(std::isnan(smooth(y, x)));
             else
                 EXPECT_NEAR(smooth(y, x), 5, 1e-5);
-        }
     }
     // A wave is taken out by the cut-off above it, noise by the one below.
     const HeightMap map = MakeMap(

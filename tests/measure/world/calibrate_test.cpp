@@ -85,11 +85,10 @@ std::vector<double> StandardErrors(const Rig& rig, const Calibration& c) {
         if (deviation > 0) errors.push_back((found - truth) / deviation);
     };
     for (const auto& [found, truth, d] : {std::tuple(c.camera, rig.camera, c.cameraDeviation),
-                                          std::tuple(c.projector, rig.projector, c.projectorDeviation)}) {
+                                          std::tuple(c.projector, rig.projector, c.projectorDeviation)})
         for (double Lens::*const each :
              {&Lens::fx, &Lens::fy, &Lens::cx, &Lens::cy, &Lens::k1, &Lens::k2, &Lens::p1, &Lens::p2, &Lens::k3})
             add(found.*each, truth.*each, d.*each);
-    }
     const cv::Matx33d turn = c.rotation * rig.toProjector.rotation.t();
     add(0.5 * (turn(2, 1) - turn(1, 2)), 0, c.rotationDeviation[0]);
     add(0.5 * (turn(0, 2) - turn(2, 0)), 0, c.rotationDeviation[1]);

@@ -25,9 +25,8 @@ std::optional<std::vector<double>> ParseNumbers(const std::string& text) {
 std::optional<Pair<int>> ParsePoint(const std::string& text) {
     const auto numbers = ParseNumbers(text);
     if (!numbers || numbers->size() != 2) return std::nullopt;
-    for (const double n : *numbers) {
+    for (const double n : *numbers)
         if (n != std::floor(n) || std::abs(n) > measure::kMaxImageSide) return std::nullopt;
-    }
     return Pair<int>{static_cast<int>((*numbers)[0]), static_cast<int>((*numbers)[1])};
 }
 

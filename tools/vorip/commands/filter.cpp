@@ -122,9 +122,8 @@ void RefuseForeignOptions(const Command& command, const Kind& kind) {
         if ((kind.takes & option.bit) || !command.IsGiven(option.name)) continue;
         Refuse(std::string(option.name) + " is no option of the filter '" + kind.name + "'");
     }
-    if ((kind.takes & kKernel) && !command.IsGiven("--kernel")) {
+    if ((kind.takes & kKernel) && !command.IsGiven("--kernel"))
         Refuse(std::string("the filter '") + kind.name + "' needs --kernel FILE");
-    }
 }
 
 // 255 where a pixel does not count, or empty when all count.
@@ -134,15 +133,13 @@ cv::Mat FindExcluded(const cv::Mat& image, const Options& options, const Kind& k
     if (!selected.empty()) cv::bitwise_not(selected, excluded);
     if (image.depth() == CV_32F) {
         const cv::Mat finite = cv::abs(image) <= std::numeric_limits<float>::max(), notFinite = ~finite;
-        if (!(kind.takes & kMask) && cv::countNonZero(notFinite) > 0) {
+        if (!(kind.takes & kMask) && cv::countNonZero(notFinite) > 0)
             Refuse(options.in + ": NaN and infinite pixels cannot be filtered by '" + kind.name + "'");
-        }
         excluded |= notFinite;
     }
     if (selected.empty() && cv::countNonZero(excluded) == 0) excluded.release();
-    if (!excluded.empty() && options.divisor != 0) {
+    if (!excluded.empty() && options.divisor != 0)
         Refuse("--divisor has no meaning where pixels are excluded, by --mask or because they are NaN or infinite");
-    }
     return excluded;
 }
 
@@ -161,9 +158,8 @@ Job ReadJob(const Options& options, const Kind& kind) {
         job.divisor = Divisor(options, job.kernel);
     }
     const auto fits = [](std::uint32_t taps) { return taps >= 2 && taps <= 23; };
-    if (kind.run == RunBinomial && (!fits(job.size.cx) || !fits(job.size.cy))) {
+    if (kind.run == RunBinomial && (!fits(job.size.cx) || !fits(job.size.cy)))
         Refuse("--size=" + options.size + ": the filter 'binomial' has 2 to 23 weights each way");
-    }
     return job;
 }
 
@@ -200,9 +196,8 @@ void RunFilter(const Options& options, const Kind& kind) {
     Progress progress(std::string("vorip filter ") + kind.name);
     progress.Stage("filtering");
     cv::Mat image = measure::ReadPicture(options.in);
-    if (kind.run == RunBinomial && image.depth() != CV_8U) {
+    if (kind.run == RunBinomial && image.depth() != CV_8U)
         Refuse(options.in + ": the filter 'binomial' takes 8-bit pictures, this is " + measure::PixelTypeName(image));
-    }
     MemoryLimit::SetVariant(std::string("filter ") + kind.name);
     AnnounceMemory(image);
     cv::Mat1b excluded = FindExcluded(image, options, kind);

@@ -26,9 +26,8 @@ std::optional<std::int32_t> ParseWhole(const std::string& text) {
 std::string Quote(std::string text) {
     constexpr std::size_t most = 20;
     if (text.size() > most) text = text.substr(0, most) + "...";
-    for (char& c : text) {
+    for (char& c : text)
         if (c < ' ' || c > '~') c = '?';
-    }
     return "'" + text + "'";
 }
 
@@ -78,9 +77,8 @@ KrN::KrTBuf2D<std::int32_t> ReadKernel(const std::string& file) {
         rows.push_back(std::move(row));
     }
     if (rows.empty()) Refuse(file + ": holds no weights");
-    if (std::max(rows.size(), rows.front().size()) > static_cast<std::size_t>(kMaxWindowSide)) {
+    if (std::max(rows.size(), rows.front().size()) > static_cast<std::size_t>(kMaxWindowSide))
         Refuse(file + ": a kernel may have " + std::to_string(kMaxWindowSide) + " weights each way");
-    }
     KrN::KrTBuf2D<std::int32_t> kernel(rows.front().size(), rows.size());
     for (std::size_t y = 0; y < rows.size(); ++y) std::copy(rows[y].begin(), rows[y].end(), kernel.Row(y));
     return kernel;

@@ -82,9 +82,8 @@ cv::Mat1b FitMask(const cv::Mat& image, const Options& options) {
     if (!admitted.empty()) cv::bitwise_not(admitted, excluded);
     if (image.depth() != CV_32F) return excluded;
     for (int y = 0; y < image.rows; ++y) {
-        for (int x = 0; x < image.cols; ++x) {
+        for (int x = 0; x < image.cols; ++x)
             if (!std::isfinite(image.at<float>(y, x))) excluded(y, x) = 255;
-        }
     }
     return excluded;
 }
@@ -120,9 +119,8 @@ void Report(const KrN::KrLBestFit& fit, const Terms& terms, const cv::Mat& flat,
     const double rms = cv::norm(flat, cv::NORM_L2, fitted) / std::sqrt(count);
     std::printf("flatten: %d x %d pixels, surface through %d of them, rms of what remains %.6g\n", flat.cols, flat.rows,
                 count, rms);
-    for (std::size_t i = 0; i < kTerms; ++i) {
+    for (std::size_t i = 0; i < kTerms; ++i)
         if (terms[i]) std::printf("  c%-2zu %-6s %18.10e\n", i + 1, kTermTable[i].text, fit.GetCoefficients()[i]);
-    }
 }
 
 void Draw(OutputFile& output, const cv::Mat& flat, const Options& options) {
@@ -153,9 +151,8 @@ std::vector<cv::Rect> BoxesOf(const cv::Mat1i& numbers) {
     cv::minMaxLoc(numbers, nullptr, &most);
     std::vector<cv::Rect> boxes(static_cast<std::size_t>(most) + 1);
     for (int y = 0; y < numbers.rows; ++y) {
-        for (int x = 0; x < numbers.cols; ++x) {
+        for (int x = 0; x < numbers.cols; ++x)
             if (numbers(y, x) > 0) boxes[static_cast<std::size_t>(numbers(y, x))] |= cv::Rect(x, y, 1, 1);
-        }
     }
     return boxes;
 }
@@ -211,11 +208,10 @@ void RunFlatten(Options& options) {
     AnnounceMemory(image);
     cv::Mat1b excluded = FitMask(image, options);
     const cv::Mat1i numbers = each ? ReadComponents(options.selection, image, options.in) : cv::Mat1i();
-    if (each) {
+    if (each)
         FlattenEach(image, numbers, excluded, terms, options, output);
-    } else {
+    else
         FlattenAsOne(image, excluded, terms, options, output);
-    }
     progress.End();
 }
 

@@ -19,9 +19,7 @@ std::vector<double> Shifts(const FrameOptions& options, std::size_t count) {
     auto degrees = ParseNumbers(options.shift);
     if (!degrees)
         Refuse("--shift=" + options.shift + ": must be numbers separated by commas, as in --shift=-120,0,120");
-    if (degrees->size() != count) {
-        Refuse(cv::format("--shift gives %zu shifts for %zu frames", degrees->size(), count));
-    }
+    if (degrees->size() != count) Refuse(cv::format("--shift gives %zu shifts for %zu frames", degrees->size(), count));
     for (double& d : *degrees) {
         if (!(std::abs(d) <= 1e6)) Refuse("--shift=" + options.shift + ": shifts go up to 1000000 degrees");
         d *= CV_PI / 180.0;

@@ -15,9 +15,7 @@ std::vector<SummaryEntry> Summary(const FrameInput& input, const measure::Fringe
                                   const measure::Ripple& ripple, bool corrected,
                                   const measure::FringeQuality& quality) {
     std::string shifts;
-    for (const double shift : phase.shifts) {
-        shifts += (shifts.empty() ? "" : ", ") + JsonNumber(shift * 180.0 / CV_PI);
-    }
+    for (const double shift : phase.shifts) shifts += (shifts.empty() ? "" : ", ") + JsonNumber(shift * 180.0 / CV_PI);
     return {{"frames", JsonList(input.names)},
             {"shifts_degrees", "[" + shifts + "]"},
             {"width", std::to_string(phase.phase.cols)},

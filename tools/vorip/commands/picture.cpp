@@ -50,9 +50,8 @@ std::optional<measure::ValueRange> ParseRange(const std::string& text) {
     const auto lower = ParseNumbers(text.substr(0, dots));
     const auto upper = dots == std::string::npos ? lower : ParseNumbers(text.substr(dots + 2));
     if (dots == std::string::npos || !lower || !upper || lower->size() != 1 || upper->size() != 1 ||
-        !(lower->front() < upper->front())) {
+        !(lower->front() < upper->front()))
         Refuse("--range=" + text + ": must be the least and the greatest value, as in --range=-0.5..2");
-    }
     return measure::ValueRange{lower->front(), upper->front()};
 }
 
@@ -72,9 +71,8 @@ double ParsePeriod(const std::string& text) {
     if (text.empty()) return 0;
     if (text == "2pi") return kTwoPi;
     const auto period = ParseNumbers(text);
-    if (!period || period->size() != 1 || !(period->front() > 0)) {
+    if (!period || period->size() != 1 || !(period->front() > 0))
         Refuse("--period=" + text + ": must be above 0, as in --period=256 for an 8-bit phase, or 2pi for radians");
-    }
     return period->front();
 }
 
@@ -104,9 +102,7 @@ void RunPicture(Options& options) {
     cv::Mat image = measure::ReadPicture(options.in);
     AnnounceMemory(image);
     style.mask = ReadSelection(options.selection, image, options.in);
-    if (options.selection.component == 0) {
-        style.components = ReadComponents(options.selection, image, options.in);
-    }
+    if (options.selection.component == 0) style.components = ReadComponents(options.selection, image, options.in);
     if (options.unit == "periods") ToPeriods(options.in, image, style);
     const cv::Mat3b picture = measure::DrawPicture(image, style);
     progress.Stage("writing");

@@ -28,9 +28,8 @@ cv::Mat1b ParseAreas(const std::string& option, const std::vector<std::string>& 
         const auto n = ParseNumbers(text);
         if (!n || n->size() < 3 || n->size() > 4 || (*n)[2] <= 0 || n->back() <= 0)
             Refuse(option + " " + text + ": must be areas X,Y,WIDTH,HEIGHT or circles X,Y,RADIUS in pixels");
-        for (const double value : *n) {
+        for (const double value : *n)
             if (std::abs(value) > kFarthest) Refuse(option + " " + text + ": lies far outside any picture");
-        }
         try {
             const cv::Mat1b area = n->size() == 4
                                        ? measure::MaskOf(size, cv::Rect2d((*n)[0], (*n)[1], (*n)[2], (*n)[3]))

@@ -127,9 +127,8 @@ std::vector<SummaryEntry> Entries(const UnwrapOptions& options, const std::strin
         entries.emplace_back("min_quality", std::to_string(options.minQuality));
         entries.emplace_back("order_mode", std::to_string(options.orderMode));
     }
-    if (const auto zero = ParsePoint(options.zero)) {
+    if (const auto zero = ParsePoint(options.zero))
         entries.emplace_back("zero", cv::format("[%d, %d]", zero->first, zero->second));
-    }
     return entries;
 }
 

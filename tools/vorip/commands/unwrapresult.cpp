@@ -37,9 +37,8 @@ Range FindRange(const measure::Unwrapped& unwrapped) {
 void SetZero(measure::Unwrapped& unwrapped, const std::optional<Pair<int>>& zero) {
     if (!zero) return;
     const cv::Point point(zero->first, zero->second);
-    if (unwrapped.components(point) == 0) {
+    if (unwrapped.components(point) == 0)
         Refuse(cv::format("--zero=%d,%d: that pixel is excluded, it has no unwrapped phase", point.x, point.y));
-    }
     const float origin = unwrapped.phase(point);
     unwrapped.phase -= origin;
 }
@@ -80,9 +79,8 @@ UnwrapReport AddUnwrapResult(OutputSet& outputs, const measure::Unwrapped& unwra
                              range.lower, range.upper, seconds);
     if (count == 0)
         report.text += "\nnothing was unwrapped: the mask excludes everything, or all components are too small";
-    if (range.upper - range.lower >= 256) {
+    if (range.upper - range.lower >= 256)
         report.text += "\nunwrapped16.png ends 255.99 periods above the least phase; the other files hold all of them";
-    }
     return report;
 }
 

@@ -50,18 +50,16 @@ cv::Mat1i ReadComponents(const Selection& selection, const cv::Mat& image, const
     file.convertTo(numbers, CV_32S);
     double least = 0, most = 0;
     cv::minMaxLoc(numbers, &least, &most);
-    if (least < 0 || most > static_cast<double>(numbers.total())) {
+    if (least < 0 || most > static_cast<double>(numbers.total()))
         Refuse(selection.components + ": components are numbered from 1 on, and 0 is none");
-    }
     return numbers;
 }
 
 cv::Mat1b ReadSelection(const Selection& given, const cv::Mat& image, const std::string& imageFile) {
     Selection selection = given;
     if (selection.component > 0 && selection.components.empty()) selection.components = ComponentsBeside(imageFile);
-    if (selection.component > 0 && selection.components.empty()) {
+    if (selection.component > 0 && selection.components.empty())
         Refuse("--component needs the file of the numbers, as in --components result/components.png");
-    }
     cv::Mat1b admitted;
     if (!selection.mask.empty()) {
         admitted = ReadMask(selection.mask);

@@ -15,9 +15,8 @@ namespace {
 bool resultsAreInFiles = false;
 
 int Complain(std::string text, int exitCode) {
-    for (char& c : text) {
+    for (char& c : text)
         if (c == '\n' || c == '\r') c = ' ';
-    }
     while (!text.empty() && text.back() == ' ') text.pop_back();
     std::fprintf(stderr, "vorip: %s\n", text.c_str());
     return exitCode;

@@ -66,12 +66,10 @@ InterruptWatch::InterruptWatch() {
     } catch (const std::system_error&) {  // without it signals end the program as they always do
         return;
     }
-    for (const int number : kEnding) {
+    for (const int number : kEnding)
         if (std::signal(number, Catch) == SIG_IGN) std::signal(number, SIG_IGN);
-    }
-    for (const int number : kErrorsOfWriting) {
+    for (const int number : kErrorsOfWriting)
         if (number != 0) std::signal(number, SIG_IGN);
-    }
 }
 
 InterruptWatch::~InterruptWatch() {

@@ -67,9 +67,8 @@ double ReadNumber(const char* file) {
 double FreeBytes() {
     std::ifstream stream("/proc/meminfo");
     double available = kUnknown, kilobytes = 0;
-    for (std::string name; stream >> name;) {
+    for (std::string name; stream >> name;)
         if (name == "MemAvailable:" && stream >> kilobytes) available = 1024 * kilobytes;
-    }
     const double most = ReadNumber("/sys/fs/cgroup/memory.max"), taken = ReadNumber("/sys/fs/cgroup/memory.current");
     return std::isfinite(most) && std::isfinite(taken) ? std::min(available, std::max(most - taken, 0.0)) : available;
 }

@@ -73,9 +73,8 @@ void Staging::Acquire() {
 void Staging::CreateParents() {
     std::vector<fs::path> missing;
     for (fs::path p = mParent; !p.empty() && !fs::exists(p); p = p.parent_path()) missing.push_back(p);
-    for (auto p = missing.rbegin(); p != missing.rend(); ++p) {
+    for (auto p = missing.rbegin(); p != missing.rend(); ++p)
         if (fs::create_directory(*p)) mCreated.push_back(*p);
-    }
 }
 
 void Staging::RemoveLeftovers() const {

@@ -11,11 +11,10 @@ std::string JsonText(const std::string& text) {
     std::string json = "\"";
     for (const char c : KrN::KrString(text.c_str()).ToUtf8()) {  // which makes UTF-8 of names that are not
         if (c == '"' || c == '\\') json += '\\';
-        if (static_cast<unsigned char>(c) < 0x20) {
+        if (static_cast<unsigned char>(c) < 0x20)
             json += cv::format("\\u%04x", static_cast<unsigned>(c));
-        } else {
+        else
             json += c;
-        }
     }
     return json + '"';
 }
