@@ -12,7 +12,8 @@ HWY_BEFORE_NAMESPACE();
 namespace KrN::kernels::HWY_NAMESPACE {
 namespace {  // the same short names stand in other files of this folder
 
-// Floats are compared, as integers are; the vector operations have other rules for NaN and signed zeros.
+// Floats are compared, as integers are: of NaN and signed zeros the first one stays. That is what the operations of x86
+// do with these operands, and those of other CPUs do not.
 struct Least {
     template <class T>
     static T Do(T a, T b) {
@@ -21,10 +22,10 @@ struct Least {
 #  if VORIP_VECTORS
     template <class V>
     static HWY_INLINE HWY_ATTR V Vector(V a, V b) {
-        if constexpr (std::is_floating_point_v<hn::TFromV<V>>)
+        if constexpr (!HWY_ARCH_X86 && std::is_floating_point_v<hn::TFromV<V>>)
             return hn::IfThenElse(hn::Lt(b, a), b, a);
         else
-            return hn::Min(a, b);
+            return hn::Min(b, a);
     }
 #  endif
 };
@@ -36,10 +37,10 @@ struct Greatest {
 #  if VORIP_VECTORS
     template <class V>
     static HWY_INLINE HWY_ATTR V Vector(V a, V b) {
-        if constexpr (std::is_floating_point_v<hn::TFromV<V>>)
+        if constexpr (!HWY_ARCH_X86 && std::is_floating_point_v<hn::TFromV<V>>)
             return hn::IfThenElse(hn::Lt(a, b), b, a);
         else
-            return hn::Max(a, b);
+            return hn::Max(b, a);
     }
 #  endif
 };
