@@ -65,8 +65,10 @@ public:
 private:
     void Filter(TapByTap) {
         std::vector<const T*> taps(mWindow.taps);
+        for (std::size_t k = 0; k + 1 < taps.size(); ++k) taps[k + 1] = Sample(k);
         Deliver([&](std::size_t y, T* out) {
-            for (std::size_t k = 0; k < taps.size(); ++k) taps[k] = Sample(y + k);
+            std::move(taps.begin() + 1, taps.end(), taps.begin());
+            taps.back() = Sample(y + taps.size() - 1);
             RunWindow(mWindow, out, taps.data(), mSize.width);
         });
     }
