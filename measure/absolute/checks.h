@@ -44,8 +44,8 @@ void CheckLevels(DecodeState& state);
 std::vector<double> CheckCode(DecodeState& state, const GrayDecoding& code);
 
 // Warns of a result that cannot be trusted as a whole: many orders corrected, dropped or missing, surfaces torn where
-// the code changes, positions beyond the projector, saturation. Throws NothingUsable where hardly any
-// usable pixel has found its order.
+// the code changes, positions beyond the projector, saturation. Throws NothingUsable where hardly any usable pixel has
+// found its order.
 void NoteDoubts(DecodeState& state);
 
 }  // namespace measure

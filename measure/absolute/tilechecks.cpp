@@ -5,6 +5,7 @@
 
 #include "measure/absolute/checknotes.h"
 #include "measure/absolute/checks.h"
+#include "measure/base/quantile.h"
 
 namespace measure {
 namespace {
@@ -57,11 +58,7 @@ void CheckTiles(DecodeState& state) {
     const auto relative = [&](const Tile& tile, double sum, double noises) {
         return std::sqrt(std::max(0.0, sum - noises * noise * tile.count) / std::max(tile.squares, 1e-9));
     };
-    const auto medianOf = [](std::vector<double> values) {
-        const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
-        std::nth_element(values.begin(), middle, values.end());
-        return *middle;
-    };
+    const auto medianOf = [](std::vector<double> values) { return MedianOf(values); };  // of a copy, which it reorders
     std::vector<double> levels, residuals, differences;
     for (const Tile& tile : tiles) {
         levels.push_back(std::sqrt(tile.residuals / tile.count));

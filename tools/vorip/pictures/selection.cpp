@@ -20,7 +20,7 @@ std::string UnitOfResult(const std::string& file) {
     const std::filesystem::path path(file);
     const std::string name = path.stem().string();
     if (path.extension() != ".tiff" && path.extension() != ".npy") return {};
-    if (name == "unwrapped" || name == "phase" || EndsWith(name, "_absolute")) return "rad";
+    if (name == "unwrapped" || EndsWith(name, "_absolute")) return "rad";
     if (EndsWith(name, "_coordinate")) return "px";
     return name == "x" || name == "y" || name == "z" ? "mm" : "";
 }
