@@ -29,11 +29,12 @@ struct FrameOptions {
 
 // The options beside the words that name the frames: what the frames are, and what makes their pixels usable.
 void AddFrameOptions(Command& command, FrameOptions& options);
-// Those that say what the frames are belong to the description of a scan: refuses them where one is given.
-void RefuseFrameOptions(const Command& command);
 void AddLimitOptions(Command& command, LimitOptions& limits);
 // All of them but the least intensity.
 void AddFringeLimitOptions(Command& command, LimitOptions& limits);
+
+// Where the description of a scan is given it says what the frames are, and the options that would are refused.
+void RefuseFrameOptions(const Command& command);
 
 struct FrameInput {
     std::vector<std::string> names;  // of each frame; pages of one file as "FILE page 2"

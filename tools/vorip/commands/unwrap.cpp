@@ -53,7 +53,7 @@ struct Inputs {
     cv::Mat1b usable;
     cv::Mat1f contrast, modulation;  // of the method by reliability; may be empty
     cv::Mat1b quality;               // of the method by regions
-    bool looksWrapped = true;        // before it was wrapped
+    bool looksWrapped = true;        // as the file has it, before float phases are wrapped
 };
 
 constexpr char kPhaseSummary[] = "phase.json";
