@@ -75,6 +75,7 @@ cv::Mat1d FunctionsOf(const std::vector<double>& shifts) {
 
 Levels LevelsAt(const std::vector<cv::Mat>& frames, int y, int x) {
     Levels levels;
+    levels.reserve(frames.size());
     for (const cv::Mat& frame : frames) levels.push_back(static_cast<double>(LevelAt(frame, y, x)));
     return levels;
 }
