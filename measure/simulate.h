@@ -149,6 +149,8 @@ struct Capture {
     double projectorBlur = 0;  // σ in projector pixels along the pattern's axis
     double cameraBlur = 0;     // σ in pixels
     std::uint64_t seed = 1;
+
+    int FullScale() const { return (1 << bits) - 1; }  // the greatest value of a pixel
 };
 
 // A pattern as it reaches the scene, in shares of the projector's full light: mean and first harmonic over a period.

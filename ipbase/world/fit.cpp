@@ -1,6 +1,7 @@
 // Coefficients of single pixels from planes at known depths.
 #include <cmath>
 #include <limits>
+#include <numeric>
 
 #include "ipbase/base/mask.h"
 #include "ipbase/base/rowaccess.h"
@@ -111,7 +112,7 @@ bool FitCubicPixel(const std::vector<Sample>& samples, LeastSquares& equations, 
     return true;
 }
 
-bool IsFinite(const Terms& c) { return std::isfinite(c[0] + c[1] + c[2] + c[3]); }
+bool IsFinite(const Terms& c) { return std::isfinite(std::accumulate(c.begin(), c.end(), 0.0)); }
 
 }  // namespace
 

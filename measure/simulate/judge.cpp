@@ -28,7 +28,7 @@ const cv::Mat1d& PositionOf(const Truth& truth, Axis axis) { return axis == Axis
 
 // Pixels whose modulation in a set is enough.
 cv::Mat1b FindModulated(const Simulation& simulation, const Pattern& sine, const Capture& capture) {
-    const double least = 255 * FringeLimits().minModulation, level = 255.0 / ((1 << capture.bits) - 1);
+    const double least = 255 * FringeLimits().minModulation, level = 255.0 / capture.FullScale();
     const cv::Mat1f modulation = simulation.Modulation(sine, capture), mean = simulation.Mean(sine, capture);
     cv::Mat1b modulated(modulation.size());
     for (int y = 0; y < modulated.rows; ++y)
@@ -115,7 +115,7 @@ Reference ReferenceOf(const Simulation& simulation, Axis axis, const CodedAxis& 
     for (std::size_t i = 0; i < coding.sines.size(); ++i) {
         reference.counted &= FindModulated(simulation, Sine(coding.sines[i].period, 0, axis), capture);
         for (const cv::Mat& frame : pictures.sines[i])
-            reference.counted.setTo(0, frame >= 0.995 * ((1 << capture.bits) - 1));
+            reference.counted.setTo(0, frame >= 0.995 * capture.FullScale());
     }
     for (int y = 0; y < position.rows; ++y)
         for (int x = 0; x < position.cols; ++x)

@@ -55,7 +55,7 @@ cv::Mat1f SpeckleGrain(cv::Size size, const Capture& capture, int number) {
 
 template <class T>
 void Quantise(const cv::Mat1f& light, const Capture& capture, int number, cv::Mat& picture) {
-    const auto most = static_cast<float>((1 << capture.bits) - 1);
+    const auto most = static_cast<float>(capture.FullScale());
     const float scale = most / 255.0f;
     const bool noisy = capture.noise > 0 || capture.shotNoise > 0;
     const auto variance = static_cast<float>(capture.noise * capture.noise);

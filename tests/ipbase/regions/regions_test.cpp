@@ -216,6 +216,12 @@ TEST(Segment, RefusesWhatItCannotWorkWith) {
     segment.FindSegmentBorder({2, 2});
     segment.Init(&image, &work);
     segment.FindSegmentBorder({2, 2});
+    segment.Number(&numbers, 3);
+    segment.Label(300);
+    segment.Number(&numbers, 5);  // the marks that tell the region are gone
+    EXPECT_EQ(3, *numbers.GetPointer({2, 2}));
+    segment.Init(&image, &work);
+    segment.FindSegmentBorder({2, 2});
     work.Resize({2, 2});  // does not fit any more
     segment.ExtractSegmentAttributes();
     segment.Label(300);

@@ -8,6 +8,7 @@
 #include <functional>
 #include <random>
 
+#include "ipbase/ipLTrans.h"
 #include "ipbase/ipLUnwrap_Velmor.h"
 #include "ipbase/kernels/reliability.h"
 #include "tests/support/harness.h"
@@ -130,6 +131,7 @@ struct Scene {
 };
 
 const Value kOpen = [](int, int) { return 255; };
+constexpr wchar_t kUnit[] = L"C\\ipLUnwrap_Velmor";
 
 DRAWN_TEST(Reliability, GivesThePixelsOfThePlainForm, 300) {
     // Now and then enough edges for all ways of sorting them.
@@ -178,8 +180,12 @@ TEST(Reliability, DoesNothingWhenAborted) {
     unwrap.Unwrap2DSRNCP(in, out, nullptr, 0, edges);
     EXPECT_EQ(PixelsOf(unwrapped), PixelsOf(wrapped));
     EXPECT_EQ(edges, 4 * 4 + 5 * 3);
-    EXPECT_TRUE(test::Thrown([&] { unwrap.Unwrap2DSRNCP(in, out, in, 0, edges); }));
-    for (IplImage* image : {in, out}) cvReleaseImage(&image);
+    KrBufferAOI8 bytes({5, 4});
+    IplImage* const grey = bytes.CreateIplImage();
+    test::ExpectError([&] { unwrap.Unwrap2DSRNCP(grey, out, nullptr, 0, edges); }, kUnit, 151);
+    test::ExpectError([&] { unwrap.Unwrap2DSRNCP(in, grey, nullptr, 0, edges); }, kUnit, 151);
+    test::ExpectError([&] { unwrap.Unwrap2DSRNCP(in, out, in, 0, edges); }, kUnit, 152);
+    for (IplImage* image : {in, out, grey}) cvReleaseImage(&image);
 }
 
 TEST(Reliability, DeliversAllForms) {
@@ -199,13 +205,16 @@ TEST(Reliability, DeliversAllForms) {
     EXPECT_EQ(0u, original.GetComponentCount());
     EXPECT_EQ(2u, unwrap.GetComponentCount());
 
-    const Size around{35, 7};  // whose other pixels must stay 0
+    const Size around{35, 7};  // whose other pixels must stay as they are
     KrBufferAOI32Float real(around), radians(around);
     KrBufferAOI16 scaled(around), spread(around);
     KrBufferAOI8 kept(around), dropped(around), valid(around);
     KrBufferAOI32 labels({31, 3}), none(size);
     const std::initializer_list<KrAOI*> all = {&real, &radians, &scaled, &spread, &kept, &dropped, &valid};
-    for (KrAOI* image : all) image->SetAOIRect({2, 1, size.cx, size.cy});
+    for (KrAOI* image : all) {
+        KrLTransfer().Clear(image, 1);
+        image->SetAOIRect({2, 1, size.cx, size.cy});
+    }
     unwrap.GetResult2(&spread, &dropped);
     unwrap.GetResult(&scaled, &kept);
     EXPECT_EQ(PixelsOf(kept), PixelsOf(scene.mask));
@@ -245,7 +254,7 @@ TEST(Reliability, DeliversAllForms) {
         for (short x = 0; x < around.cx; ++x) {
             if (x >= 2 && y >= 1 && x < 2 + size.cx && y < 1 + size.cy) continue;
             const KrTPoint<short> p(x, y);
-            EXPECT_EQ(0, real.ReadPixel(p) + radians.ReadPixel(p) + scaled.ReadPixel(p) + spread.ReadPixel(p) +
+            EXPECT_EQ(7, real.ReadPixel(p) + radians.ReadPixel(p) + scaled.ReadPixel(p) + spread.ReadPixel(p) +
                              kept.ReadPixel(p) + dropped.ReadPixel(p) + valid.ReadPixel(p));
         }
 }
@@ -302,7 +311,7 @@ TEST(Reliability, RefusesWhatDoesNotFit) {
         {[&] { unwrap.Execute(nullptr, &fitsMask, 0, nullptr); }, 120},
     };
     for (const auto& c : cases) {
-        const auto error = test::ExpectError(c.call, L"C\\ipLUnwrap_Velmor", c.line);
+        const auto error = test::ExpectError(c.call, kUnit, c.line);
         EXPECT_EQ(dynamic_cast<KrNotImplementedException*>(error.get()) != nullptr, c.line == 894);
     }
     EXPECT_EQ(Radians(unwrap, size, maskSize), radians);

@@ -138,6 +138,18 @@ TEST(World, WhatNoPointExplainsIsLeftOut) {
     }
     EXPECT_TRUE(std::isnan(world.WorldPoint(1e9, 0, 1).z));
     EXPECT_TRUE(std::isnan(world.WorldPoint(std::nan(""), 0, 1).z));
+    // Nor are there coefficients where one of them is beyond all numbers.
+    for (int plane = 0; plane < 4; ++plane) {
+        phase.Fill([&](int px, int) { return plane * (px == 0 ? 1 : 1e-160); });
+        world.AddPlane(phase.image.get(), 300 + plane * plane);
+    }
+    world.FitCubic();
+    for (int i = 0; i < 4; ++i) {
+        KrBufferAOI64Double coefficient({2, 1});
+        world.GetCoefficient(i, coefficient);
+        EXPECT_NEAR(coefficient.ReadPixel({0, 0}), i == 0 ? 300 : i == 2 ? 1 : 0, 1e-9);
+        EXPECT_TRUE(std::isnan(coefficient.ReadPixel({1, 0})));
+    }
     // Beyond where the lens folds over there is no ray.
     world.SetCamera(Camera(-3));
     EXPECT_TRUE(std::isnan(world.WorldPoint(0, 0, 100).z));

@@ -152,6 +152,48 @@ TEST(Picture, TellsComponentsApart) {
     for (int i = 1; i < 20; ++i) EXPECT_GT(cv::norm(picture(30 * i - 10, 1), picture(30 * i + 10, 1)), 60) << i;
 }
 
+// A number stands in the middle of its component, if that has a share of 1/400 of all pixels.
+TEST(Picture, NumbersStandOnTheirComponents) {
+    cv::Mat1i numbers(20, 20, 0);
+    numbers(4, 5) = 300;
+    numbers(cv::Rect(13, 11, 3, 3)) = 288;
+    const cv::Mat3b picture = measure::DrawComponents(numbers);
+    constexpr int kZoom = 24;
+    ASSERT_EQ(picture.size(), numbers.size() * kZoom);
+    cv::Mat1b ink;
+    cv::inRange(picture, cv::Scalar::all(150), cv::Scalar::all(255), ink);
+    for (const cv::Point at : {cv::Point(5, 4), {14, 12}}) {
+        const cv::Rect around((at - cv::Point(2, 1)) * kZoom, cv::Size(5, 3) * kZoom);
+        const cv::Rect box = cv::boundingRect(ink(around));
+        EXPECT_NEAR(box.x + 0.5 * box.width, 2.5 * kZoom, 1.5);
+        EXPECT_NEAR(box.y + 0.5 * box.height, 1.5 * kZoom, 1.5);
+        ink(around) = 0;
+    }
+    EXPECT_EQ(cv::countNonZero(ink), 0);
+}
+
+TEST(Picture, DrawsEveryStepthPixel) {
+    for (const int depth : {CV_8U, CV_16U, CV_32F, CV_64F})
+        for (const int step : {2, 3}) {
+            cv::Mat image(step * 500 + 1, step * 510 + 1, depth);
+            cv::randu(image, 0, 255);
+            cv::Mat reduced(501, 511, depth);
+            for (int y = 0; y < reduced.rows; ++y)
+                for (int x = 0; x < reduced.cols; ++x) {
+                    const cv::Rect from(x * step, y * step, 1, 1), to(x, y, 1, 1);
+                    image(from).copyTo(reduced(to));
+                }
+            measure::PictureStyle style;
+            style.range = measure::ValueRange{0, 255};
+            const cv::Mat3b expected = measure::DrawPicture(reduced, style);
+            style.step = step;
+            const cv::Mat3b picture = measure::DrawPicture(image, style);
+            ASSERT_EQ(picture.size(), expected.size());
+            const cv::Rect drawn(FindOrigin(reduced.size()), reduced.size());
+            EXPECT_EQ(cv::norm(picture(drawn), expected(drawn), cv::NORM_INF), 0) << depth << ' ' << step;
+        }
+}
+
 TEST(Picture, RemovesThePlaneOfTheAdmittedPixels) {
     cv::Mat1f values(40, 60);
     cv::Mat1b mask(values.size(), uchar{255});

@@ -5,6 +5,7 @@
 
 #include <cmath>
 #include <filesystem>
+#include <fstream>
 #include <opencv2/core.hpp>
 
 #include "measure/io.h"
@@ -195,6 +196,37 @@ TEST(Simulate, CountsWhereFringesAreResolved) {
         }
 }
 
+// Across the picture the brightness, and with it the modulation, rises from 0 to 25 grey levels.
+TEST(Simulate, CountsWhereFringesStandOutFromNoise) {
+    Scene scene = FlatScene({400, 3});
+    scene.objects[0].material.texture = [](cv::Point2d p) { return p.x * 62.5 + 0.125; };
+    const Simulation simulation(scene, 1);
+    const measure::CodedAxis coding = SineAxis(1024, {32}, 3);
+    struct {
+        Capture capture;
+        double least;  // modulation, grey levels; five deviations of the noise, of which rounding makes some
+    } rows[] = {{{16}, 255 * measure::FringeLimits().minModulation},
+                {{8}, 5 * std::sqrt(1 + 1 / 12.0)},
+                {{16}, 20},
+                {{16}, 12.5},
+                {{16}, 20 / std::sqrt(0.75)}};
+    rows[1].capture.noise = 1;
+    rows[2].capture.noise = rows[4].capture.noise = 4;
+    rows[3].capture.shotNoise = 0.5;
+    rows[4].capture.speckle = 0.1;
+    measure::AxisPictures pictures;
+    pictures.sines = {{cv::Mat1w(3, 400, std::uint16_t{0})}};
+    for (const auto& row : rows) {
+        const Reference reference = ReferenceOf(simulation, Axis::eColumns, coding, row.capture, pictures);
+        EXPECT_NEAR(cv::countNonZero(reference.counted.row(1)), 400 - 16 * row.least, 1.01) << row.least;
+    }
+    // A pixel that is full in one frame is not counted, one that is nearly so is.
+    pictures.sines[0].push_back(cv::Mat1b(3, 400, uchar{253}));
+    pictures.sines[0][1].at<uchar>(1, 300) = 254;
+    const cv::Mat1b counted = ReferenceOf(simulation, Axis::eColumns, coding, rows[1].capture, pictures).counted;
+    EXPECT_TRUE(counted(1, 300) == 0 && counted(1, 301) != 0);
+}
+
 TEST(Simulate, NoiseHasTheStatedStatistics) {
     const Simulation simulation(FlatScene({512, 512}, 100));
     struct {
@@ -253,7 +285,7 @@ TEST(Simulate, WrittenScansDescribeThemselves) {
     scan.columns = SineAxis(1920, {1920.0 / 24}, 4);
     scan.columns->origin = 7.5;
     scan.columns->direction = -1;
-    AddGrayCode(*scan.columns, 40, -3);
+    AddGrayCode(*scan.columns, 1, -3);
     scan.rows = SineAxis(1080, {90, 1080}, 3);
     NamePictures(scan, true);
     const auto folder = std::filesystem::path(testing::TempDir()) / "vorip-simulated-scan";
@@ -264,10 +296,13 @@ TEST(Simulate, WrittenScansDescribeThemselves) {
     EXPECT_EQ(read.columns->origin, 7.5);
     EXPECT_EQ(read.columns->direction, -1);
     EXPECT_EQ(read.columns->gray->offset, -3);
-    EXPECT_EQ(read.columns->gray->frames.size(), 6U);
+    EXPECT_EQ(read.columns->gray->frames.size(), 11U);
     EXPECT_EQ(read.rows->sines[1].period, 1080);
     const cv::Mat white = measure::ReadPicture(read.columns->white.string());
     EXPECT_EQ(cv::norm(white, RenderAxis(simulation, Axis::eColumns, *scan.columns, {16}).white, cv::NORM_INF), 0);
+    // A projector without pixels has no scan.
+    std::ofstream(folder / "scan.json") << R"({"columns": {"length": 0, "sines": [{"period": 9, "frames": "f?.png"}]}})";
+    EXPECT_THROW(measure::ReadScan(folder / "scan.json"), measure::InputError);
     std::filesystem::remove_all(folder);
 }
 

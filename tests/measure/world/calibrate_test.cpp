@@ -5,6 +5,7 @@
 
 #include <cmath>
 #include <functional>
+#include <opencv2/imgproc.hpp>
 #include <random>
 
 #include "measure/error.h"
@@ -229,6 +230,74 @@ TEST(Calibrate, FindsBoards) {
     }
     EXPECT_TRUE(FindBoard(cv::Mat1b(360, 480, 100), kBoard).points.empty());
     EXPECT_TRUE(FindBoard(cv::Mat1w(100, 80, std::uint16_t{0}), {BoardPattern::eCircles, {5, 4}, 3}).points.empty());
+}
+
+// The dual conic of a circle is seen as that of an ellipse, whose centre can be read off. Circles this large are seen
+// far beside their centres.
+TEST(Calibrate, PutsCentresOfCirclesWhereTheyAre) {
+    Rig rig = simulate::StandardRig({640, 480});
+    rig.camera.k1 = rig.camera.k2 = rig.camera.p1 = rig.camera.p2 = 0;
+    const BoardDescription board{BoardPattern::eCircles, {8, 6}, 15};
+    constexpr double kRadius = 20;
+    const cv::Matx33d matrix(rig.camera.fx, 0, rig.camera.cx, 0, rig.camera.fy, rig.camera.cy, 0, 0, 1);
+    std::vector<BoardView> views;
+    for (const Pose& pose : simulate::BoardPoses(rig, Printed(board), 6)) {
+        cv::Matx33d plane = pose.rotation;
+        for (int i = 0; i < 3; ++i) plane(i, 2) = pose.translation[i];
+        std::vector<cv::Point2d> seen;
+        for (const cv::Point2d& p : BoardPoints(board)) {
+            const cv::Matx33d circle(1, 0, -p.x, 0, 1, -p.y, -p.x, -p.y, p.dot(p) - kRadius * kRadius);
+            const cv::Matx33d dual = matrix * plane * circle.inv() * (matrix * plane).t();
+            seen.emplace_back(dual(0, 2) / dual(2, 2), dual(1, 2) / dual(2, 2));
+        }
+        views.push_back(ViewOfPoints(rig, pose, seen));
+        views.back().diameter = 2 * kRadius;
+    }
+    const CalibrationResult result = Calibrate(views, board, rig.projectorSize);
+    EXPECT_LT(result.calibration.cameraRms, 1e-3);
+    EXPECT_NEAR(result.calibration.camera.fx / rig.camera.fx, 1, 1e-3);
+}
+
+// Points, and how far they are off, stand where they are; also in the picture of a large camera, which is reduced.
+TEST(Calibrate, DrawsPointsWhereTheyAre) {
+    const BoardDescription board{BoardPattern::eChessboard, {4, 3}, 10};
+    for (const int side : {800, 3200}) {
+        const double scale = std::min(1.0, 1600.0 / side);
+        const int pen = side == 800 ? 1 : 2, line = side == 800 ? 28 : 51;
+        BoardView view;
+        view.picture = cv::Mat1b(side * 3 / 4, side, std::uint8_t{0});
+        PoseFit fit;
+        fit.name = "pose";
+        for (int i = 0; i < 12; ++i)
+            view.points.push_back(
+                {i, cv::Point2d(0.2 * (1 + i % 4), 0.15 * (1 + i / 4) + 0.04 * (i % 4)) * side, {}, {}, 0});
+        fit.cameraResiduals = fit.projectorResiduals = std::vector<cv::Vec2d>(view.points.size(), cv::Vec2d());
+        fit.cameraResiduals[6] = {0, 0.4};
+        const cv::Mat3b picture = DrawPose(view, fit, board, 1);
+        const auto redAt = [&](cv::Point at) { return picture(at)[2] > 150 && picture(at)[1] < 90; };
+        const auto greenAt = [&](cv::Point at) { return picture(at)[1] > 100 && picture(at)[2] < 150; };
+        const auto inkOf = [&](cv::Rect part) {
+            cv::Mat1b ink;
+            cv::inRange(picture(part), cv::Scalar::all(200), cv::Scalar::all(255), ink);
+            return cv::boundingRect(ink) + part.tl();
+        };
+        for (int i = 0; i < 12; ++i) {
+            const cv::Point2d p = (view.points[std::size_t(i)].camera + cv::Point2d(0.5, 0.5)) * scale;
+            const cv::Point at(cvRound(p.x), cvRound(p.y));
+            EXPECT_EQ(i == 6, redAt(at + cv::Point(0, 39)) && redAt(at - cv::Point(8 * pen, 0))) << i;
+            EXPECT_EQ(i != 6, greenAt(at - cv::Point(3 * pen, 0)) && greenAt(at + cv::Point(0, 3 * pen))) << i;
+            if (i != 6) continue;
+            EXPECT_FALSE(redAt(at + cv::Point(0, 42 + pen)));
+            const cv::Rect text = inkOf({at.x + 8 * pen, at.y - 40, picture.cols - at.x - 8 * pen, 60});
+            EXPECT_NEAR(text.x - at.x, 8 * pen + 6, 1);
+            EXPECT_NEAR(text.y + text.height / 2 - at.y, 0, 3);
+        }
+        for (const int row : {1, 2}) {
+            const cv::Rect text = inkOf({0, (row - 1) * line + 10, picture.cols, line});
+            EXPECT_NEAR(text.x, 12, 1);
+            EXPECT_NEAR(text.y + text.height, row * line + 5 * pen, 4 * pen);
+        }
+    }
 }
 
 TEST(Calibrate, SaysWhatIsWrong) {
