@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <opencv2/core.hpp>
 #include <string>
 #include <vector>
@@ -26,6 +27,12 @@ MEASURE_API cv::Mat ReadPicture(const std::string& file, const Progress& progres
 MEASURE_API cv::Mat3b ReadColourPicture(const std::string& file, const Progress& progress = {});
 // All pages of a TIFF file, one picture of other files.
 MEASURE_API std::vector<cv::Mat> ReadPages(const std::string& file, const Progress& progress = {});
+
+// Called before memory is taken for a picture of this size, which its header tells, or for the contents of a file, with
+// an empty size. What it throws, the function that reads throws. Pictures are read on several threads.
+using MemoryCheck = std::function<void(const std::string& file, double bytes, cv::Size picture)>;
+// One for the process, to be set before the first file is read; at first there is none.
+MEASURE_API void SetMemoryCheck(MemoryCheck check);
 
 // The pictures in a folder, by the endings of their names, in the order of the names.
 MEASURE_API std::vector<std::string> ListPictures(const std::string& folder);

@@ -1,12 +1,10 @@
 #include <cmath>
-#include <nlohmann/json.hpp>
 
 #include "measure/absolute.h"
+#include "measure/base/json.h"
 
 namespace measure {
 namespace {
-
-using Json = nlohmann::ordered_json;
 
 double Rounded(double value) { return std::nearbyint(value * 1e6) / 1e6; }
 
@@ -49,7 +47,7 @@ std::string SummaryOf(const AbsolutePhase& result) {
                                   {"limit", Rounded(check.limit)},
                                   {"passed", check.passed}});
     json["warnings"] = result.warnings;
-    return json.dump(2, ' ', false, Json::error_handler_t::replace);
+    return JsonText(json);
 }
 
 }  // namespace measure

@@ -8,12 +8,12 @@
 namespace measure {
 
 // Visits the rows of an image on all cores, in bands of rows that one call visits in order: visit(cv::Range rows). The
-// progress is asked between stretches of some million pixels.
+// progress is asked between stretches of so many pixels.
 template <class Visit>
-void ForRowBands(cv::Size size, const Progress& progress, const char* stage, const Visit& visit) {
-    constexpr int kPixelsPerStretch = 1 << 23;
+void ForRowBands(cv::Size size, const Progress& progress, const char* stage, const Visit& visit,
+                 int pixelsPerStretch = 1 << 23) {
     constexpr int kRowsPerBand = 64;
-    const int stretch = std::max(kRowsPerBand, kPixelsPerStretch / std::max(size.width, 1));
+    const int stretch = std::max(kRowsPerBand, pixelsPerStretch / std::max(size.width, 1));
     for (int y = 0; y < size.height; y += stretch) {
         progress.Report(stage, static_cast<double>(y) / size.height);
         const cv::Range rows(y, std::min(size.height, y + stretch));

@@ -4,11 +4,23 @@
 #include <filesystem>
 #include <fstream>
 #include <new>
+#include <utility>
 
 #include "measure/error.h"
 #include "measure/io.h"
 
 namespace measure {
+namespace {
+
+MemoryCheck memoryCheck;
+
+}  // namespace
+
+void SetMemoryCheck(MemoryCheck check) { memoryCheck = std::move(check); }
+
+void RequireMemory(const std::string& file, double bytes, cv::Size picture) {
+    if (memoryCheck) memoryCheck(file, bytes, picture);
+}
 
 void RequireReadableSize(std::uint64_t width, std::uint64_t height, const std::string& file) {
     if (width <= kMaxImageSide && height <= kMaxImageSide) return;
@@ -17,7 +29,8 @@ void RequireReadableSize(std::uint64_t width, std::uint64_t height, const std::s
 }
 
 cv::Mat NewPicture(cv::Size size, int type, const std::string& file) {
-    const double gigabytes = 1e-9 * size.width * size.height * static_cast<double>(CV_ELEM_SIZE(type));
+    const double bytes = static_cast<double>(CV_ELEM_SIZE(type)) * size.width * size.height;
+    RequireMemory(file, bytes, size);
     try {
         return {size, type};
     } catch (const std::bad_alloc&) {
@@ -25,7 +38,7 @@ cv::Mat NewPicture(cv::Size size, int type, const std::string& file) {
         if (error.code != cv::Error::StsNoMem) throw;
     }
     throw InputError(file + cv::format(": %d x %d pixels need %.2g GB of memory, more than there is or than is allowed",
-                                       size.width, size.height, gigabytes));
+                                       size.width, size.height, 1e-9 * bytes));
 }
 
 void RequireFile(const std::string& file) {
@@ -67,7 +80,9 @@ Bytes ReadBytes(const std::string& file, const Progress& progress) {
     RequireFile(file);
     std::ifstream stream(file, std::ios::binary | std::ios::ate);
     if (!stream) throw InputError(file + ": cannot be opened for reading");
-    Bytes bytes(static_cast<std::size_t>(stream.tellg()));
+    const auto size = static_cast<std::size_t>(stream.tellg());
+    RequireMemory(file, static_cast<double>(size));
+    Bytes bytes(size);
     stream.seekg(0);
     InPieces(bytes.size(), "reading a file", progress, [&](std::size_t first, std::size_t count) {
         stream.read(reinterpret_cast<char*>(bytes.data() + first), static_cast<std::streamsize>(count));

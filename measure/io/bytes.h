@@ -16,7 +16,11 @@ using Bytes = std::vector<std::uint8_t>;
 // Refuses, with the name of the file, sizes that no image of the library can have.
 void RequireReadableSize(std::uint64_t width, std::uint64_t height, const std::string& file);
 
-// An image to read into. Throws InputError, with the name of the file, when there is not enough memory for it.
+// Asks the memory check of the process (see measure/io.h), if there is one.
+void RequireMemory(const std::string& file, double bytes, cv::Size picture = {});
+
+// An image to read into. Throws InputError, with the name of the file, when there is not enough memory for it or the
+// memory check refuses it.
 cv::Mat NewPicture(cv::Size size, int type, const std::string& file);
 
 // Refuses what is no file, as folders, devices and pipes, from which reading might never end.

@@ -16,13 +16,16 @@ const Codecs& GetCodecs(const std::string& file) {
 
 // The sizes of a BMP file stand in its header, as signed numbers. The codec would set memory aside for any.
 void RequireReadableBmp(const Bytes& bytes, const std::string& file) {
-    if (bytes.size() < 26 || bytes[0] != 'B' || bytes[1] != 'M') return;
+    if (bytes.size() < 29 || bytes[0] != 'B' || bytes[1] != 'M') return;
     const auto side = [&](std::size_t at) {
         std::uint32_t number = 0;
         for (std::size_t i = 0; i < 4; ++i) number |= std::uint32_t{bytes[at + i]} << (8 * i);
         return number < 0x80000000U ? number : 0U - number;
     };
-    RequireReadableSize(side(18), side(22), file);
+    const std::uint32_t width = side(18), height = side(22);
+    RequireReadableSize(width, height, file);
+    const cv::Size size(static_cast<int>(width), static_cast<int>(height));
+    RequireMemory(file, static_cast<double>(bytes[28] > 8 ? 3 : 1) * size.width * size.height, size);
 }
 
 }  // namespace

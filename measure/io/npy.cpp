@@ -23,7 +23,7 @@ bool IsLittleEndian() {
 // Elements of another size or meaning than those of the image become those of the image.
 template <class T>
 cv::Mat Narrowed(const std::uint8_t* data, cv::Size size, const std::string& file) {
-    cv::Mat image(size, CV_32S);
+    cv::Mat image = NewPicture(size, CV_32S, file);
     auto* out = image.ptr<std::int32_t>();
     for (std::size_t i = 0; i < image.total(); ++i) {
         T value{};
@@ -35,8 +35,8 @@ cv::Mat Narrowed(const std::uint8_t* data, cv::Size size, const std::string& fil
     return image;
 }
 
-cv::Mat Doubles(const std::uint8_t* data, cv::Size size, const std::string&) {
-    cv::Mat image(size, CV_32F);
+cv::Mat Doubles(const std::uint8_t* data, cv::Size size, const std::string& file) {
+    cv::Mat image = NewPicture(size, CV_32F, file);
     auto* out = image.ptr<float>();
     for (std::size_t i = 0; i < image.total(); ++i) {
         double value = 0;
@@ -46,16 +46,16 @@ cv::Mat Doubles(const std::uint8_t* data, cv::Size size, const std::string&) {
     return image;
 }
 
-cv::Mat Bools(const std::uint8_t* data, cv::Size size, const std::string&) {
-    cv::Mat image(size, CV_8U);
+cv::Mat Bools(const std::uint8_t* data, cv::Size size, const std::string& file) {
+    cv::Mat image = NewPicture(size, CV_8U, file);
     std::transform(data, data + image.total(), image.data,
                    [](std::uint8_t v) { return static_cast<std::uint8_t>(v != 0 ? 255 : 0); });
     return image;
 }
 
 template <int type>
-cv::Mat Plain(const std::uint8_t* data, cv::Size size, const std::string&) {
-    cv::Mat image(size, type);
+cv::Mat Plain(const std::uint8_t* data, cv::Size size, const std::string& file) {
+    cv::Mat image = NewPicture(size, type, file);
     std::memcpy(image.data, data, image.total() * image.elemSize());
     return image;
 }

@@ -61,6 +61,7 @@ private:
         if (method != kDeflated || size / kBestDeflate > packed) Refuse();
         const std::unique_ptr<libdeflate_decompressor, Closer> decompressor(libdeflate_alloc_decompressor());
         if (!decompressor) throw std::bad_alloc();
+        RequireMemory(mFile, static_cast<double>(size));
         Bytes out(size);
         if (libdeflate_deflate_decompress(decompressor.get(), data, packed, out.data(), size, nullptr) != 0) Refuse();
         return out;

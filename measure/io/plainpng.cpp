@@ -83,19 +83,18 @@ bool Unfilter(int filter, std::uint8_t* row, const std::uint8_t* above, std::siz
 
 // The rows in the order of a PNG file, each behind the number of its filter.
 template <class Pixel>
-cv::Mat ToImage(std::uint8_t* filtered, cv::Size size) {
-    cv::Mat_<Pixel> image(size);
-    const std::size_t rowBytes = static_cast<std::size_t>(size.width) * sizeof(Pixel);
+cv::Mat ToImage(std::uint8_t* filtered, cv::Mat_<Pixel> image) {
+    const std::size_t rowBytes = static_cast<std::size_t>(image.cols) * sizeof(Pixel);
     const Bytes none(rowBytes);
     const std::uint8_t* above = none.data();
-    for (int y = 0; y < size.height; ++y) {
+    for (int y = 0; y < image.rows; ++y) {
         std::uint8_t* const row = filtered + 1;
         if (!Unfilter<sizeof(Pixel)>(*filtered, row, above, rowBytes)) return {};
         Pixel* const out = image[y];
         if constexpr (sizeof(Pixel) == 1)
             std::memcpy(out, row, rowBytes);
         else
-            for (int x = 0; x < size.width; ++x) out[x] = static_cast<Pixel>(row[2 * x] << 8 | row[2 * x + 1]);
+            for (int x = 0; x < image.cols; ++x) out[x] = static_cast<Pixel>(row[2 * x] << 8 | row[2 * x + 1]);
         above = row;
         filtered = row + rowBytes;
     }
@@ -158,7 +157,7 @@ bool Inflate(const Chunk& data, std::uint8_t* out, std::size_t size, const Progr
 
 }  // namespace
 
-cv::Mat DecodePlainPng(const Bytes& bytes, const Progress& progress) {
+cv::Mat DecodePlainPng(const Bytes& bytes, const std::string& file, const Progress& progress) {
     Chunks chunks(bytes);
     Chunk header;
     if (!chunks.Next(header) || !IsPlain(header)) return {};
@@ -169,9 +168,10 @@ cv::Mat DecodePlainPng(const Bytes& bytes, const Progress& progress) {
     const std::size_t rowBytes = static_cast<std::size_t>(size.width) * (isWide ? 2 : 1) + 1;
     const std::size_t total = rowBytes * static_cast<std::size_t>(size.height);
     if (pixels.size == 0 || total / kBestDeflate > pixels.size) return {};
+    const cv::Mat image = NewPicture(size, isWide ? CV_16U : CV_8U, file);
     const std::unique_ptr<std::uint8_t[]> filtered(new std::uint8_t[total]);
     if (!Inflate(pixels, filtered.get(), total, progress)) return {};
-    return isWide ? ToImage<std::uint16_t>(filtered.get(), size) : ToImage<std::uint8_t>(filtered.get(), size);
+    return isWide ? ToImage<std::uint16_t>(filtered.get(), image) : ToImage<std::uint8_t>(filtered.get(), image);
 }
 
 }  // namespace measure

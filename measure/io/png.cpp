@@ -209,7 +209,7 @@ bool IsPng(const Bytes& bytes) {
 }
 
 cv::Mat DecodePng(const Bytes& bytes, const std::string& file, const Progress& progress) {
-    const cv::Mat plain = DecodePlainPng(bytes, progress);
+    const cv::Mat plain = DecodePlainPng(bytes, file, progress);
     return plain.empty() ? Reader(bytes, file).Read() : plain;
 }
 

@@ -114,8 +114,7 @@ Reference ReferenceOf(const Simulation& simulation, Axis axis, const CodedAxis& 
     Reference reference{cv::Mat1d(position / finest->period), truth.lit.clone(), {}, truth.object};
     for (std::size_t i = 0; i < coding.sines.size(); ++i) {
         reference.counted &= FindModulated(simulation, Sine(coding.sines[i].period, 0, axis), capture);
-        for (const cv::Mat& frame : pictures.sines[i])
-            reference.counted.setTo(0, frame >= 0.995 * capture.FullScale());
+        for (const cv::Mat& frame : pictures.sines[i]) reference.counted.setTo(0, frame >= 0.995 * capture.FullScale());
     }
     for (int y = 0; y < position.rows; ++y)
         for (int x = 0; x < position.cols; ++x)

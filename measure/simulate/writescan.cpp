@@ -1,15 +1,14 @@
 #include <cmath>
 #include <fstream>
-#include <nlohmann/json.hpp>
 
 #include "measure/base/arguments.h"
+#include "measure/base/json.h"
 #include "measure/io.h"
 #include "measure/simulatescan.h"
 
 namespace measure::simulate {
 namespace {
 
-using Json = nlohmann::ordered_json;
 using Names = std::vector<std::filesystem::path>;
 
 // Every picture of an axis with the place of its name, in the order of the description.
@@ -24,11 +23,15 @@ void ForEachName(CodedAxis& axis, const F& name) {
 
 Json ToJson(const Names& names) {
     Json list = Json::array();
-    for (const std::filesystem::path& name : names) list.push_back(name.generic_string());
+    for (const std::filesystem::path& name : names) list.push_back(NameInJson(name));
     return list;
 }
 
 Json ToJson(const CodedAxis& axis) {
+    for (const SineSet& set : axis.sines)
+        RequireOneLength("names of pictures", set.frames.size(), "shifts", set.shifts.size());
+    if (axis.gray && !axis.gray->inverse.empty())
+        RequireOneLength("names of inverse pictures", axis.gray->inverse.size(), "bits", axis.gray->frames.size());
     Json json = {{"length", axis.length}, {"direction", axis.direction}};
     if (axis.origin) json["origin"] = *axis.origin;
     json["sines"] = Json::array();
@@ -42,8 +45,16 @@ Json ToJson(const CodedAxis& axis) {
         if (!axis.gray->inverse.empty()) gray["inverse"] = ToJson(axis.gray->inverse);
         json["gray"] = gray;
     }
-    if (!axis.white.empty()) json["white"] = axis.white.generic_string();
-    if (!axis.black.empty()) json["black"] = axis.black.generic_string();
+    if (!axis.white.empty()) json["white"] = NameInJson(axis.white);
+    if (!axis.black.empty()) json["black"] = NameInJson(axis.black);
+    return json;
+}
+
+Json ToJson(const Scan& scan) {
+    Json json;
+    if (scan.fullScale > 0) json["full_scale"] = scan.fullScale;
+    if (scan.columns) json["columns"] = ToJson(*scan.columns);
+    if (scan.rows) json["rows"] = ToJson(*scan.rows);
     return json;
 }
 
@@ -106,18 +117,12 @@ void NamePictures(Scan& scan, bool whiteAndBlack) {
 
 void WriteScan(const std::filesystem::path& folder, const Simulation& simulation, const Scan& scan,
                const Capture& capture) {
+    const std::string description = JsonText(ToJson(scan)) + "\n";
     std::error_code error;
     std::filesystem::create_directories(folder, error);
     if (error) throw OutputError("cannot create the folder " + folder.string() + ": " + error.message());
-    Json json;
-    if (scan.fullScale > 0) json["full_scale"] = scan.fullScale;
-    const auto write = [&](const std::optional<CodedAxis>& coded, Axis axis, const char* key) {
+    const auto write = [&](const std::optional<CodedAxis>& coded, Axis axis) {
         if (!coded) return;
-        for (const SineSet& set : coded->sines)
-            RequireOneLength("names of pictures", set.frames.size(), "shifts", set.shifts.size());
-        if (coded->gray && !coded->gray->inverse.empty())
-            RequireOneLength("names of inverse pictures", coded->gray->inverse.size(), "bits",
-                             coded->gray->frames.size());
         const AxisPictures pictures = RenderAxis(simulation, axis, *coded, capture);
         for (std::size_t i = 0; i < coded->sines.size(); ++i)
             WritePictures(folder, coded->sines[i].frames, pictures.sines[i]);
@@ -127,12 +132,10 @@ void WriteScan(const std::filesystem::path& folder, const Simulation& simulation
         }
         if (!coded->white.empty()) WritePicture(folder / coded->white, pictures.white);
         if (!coded->black.empty()) WritePicture(folder / coded->black, pictures.black);
-        json[key] = ToJson(*coded);
     };
-    write(scan.columns, Axis::eColumns, "columns");
-    write(scan.rows, Axis::eRows, "rows");
-    const std::string text = json.dump(2) + "\n";
-    WriteBytes(folder / "scan.json", text.data(), text.size());
+    write(scan.columns, Axis::eColumns);
+    write(scan.rows, Axis::eRows);
+    WriteBytes(folder / "scan.json", description.data(), description.size());
 }
 
 }  // namespace measure::simulate

@@ -104,7 +104,7 @@ HeightMap DecodeGsf(const Bytes& bytes, const std::string& file) {
     const std::string unit = header.Text("ZUnits");
     map.unit = unit == "m" ? "mm" : unit.empty() ? "1" : unit;
     const auto factor = static_cast<float>(unit == "m" ? kMillimetres : 1.0);
-    map.z.create(size);
+    map.z = NewPicture(size, CV_32F, file);
     const std::uint8_t* from = bytes.data() + header.Data();
     for (float& z : map.z) {
         const std::uint32_t bits = LittleEndian(from);

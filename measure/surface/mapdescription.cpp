@@ -3,15 +3,13 @@
 #include <libdeflate.h>
 #include <cmath>
 #include <filesystem>
-#include <nlohmann/json.hpp>
 
 #include "measure/absolute/descriptionreader.h"
+#include "measure/base/json.h"
 #include "measure/error.h"
 
 namespace measure {
 namespace {
-
-using Json = nlohmann::ordered_json;
 
 bool IsFinite(double) { return true; }
 bool IsAboveZero(double v) { return v > 0; }
@@ -41,7 +39,7 @@ Bytes EncodeDescription(const MapDescription& d, const std::string& file, cv::Si
         json["values"] = {
             {"offset", d.offset}, {"scale", d.scale}, {"no_height", 0}, {"height", "offset + scale * value"}};
     if (!results.empty()) json["results"] = Json::parse(JsonOf(results));
-    const std::string text = json.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";
+    const std::string text = JsonText(json) + "\n";
     return {text.begin(), text.end()};
 }
 

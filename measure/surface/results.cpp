@@ -2,8 +2,9 @@
 
 #include <algorithm>
 #include <cmath>
-#include <nlohmann/json.hpp>
 #include <opencv2/core.hpp>
+
+#include "measure/base/json.h"
 
 namespace measure {
 namespace {
@@ -15,7 +16,6 @@ bool IsCount(const Quantity& q) { return q.unit.empty() && q.value == std::round
 }  // namespace
 
 std::string JsonOf(const Quantities& quantities) {
-    using Json = nlohmann::ordered_json;
     std::string text;
     for (const Quantity& q : quantities) {
         Json entry;
@@ -23,8 +23,7 @@ std::string JsonOf(const Quantities& quantities) {
                          : IsCount(q)            ? Json(std::llround(q.value))
                                                  : Json(q.value);
         if (!q.unit.empty()) entry["unit"] = q.unit;
-        const auto dump = [](const Json& json) { return json.dump(-1, ' ', false, Json::error_handler_t::replace); };
-        text += (text.empty() ? "\n    " : ",\n    ") + dump(Json(q.name)) + ": " + dump(entry);
+        text += (text.empty() ? "\n    " : ",\n    ") + JsonText(q.name, -1) + ": " + JsonText(entry, -1);
     }
     return "{" + text + "\n  }";
 }

@@ -138,7 +138,8 @@ std::vector<SurfaceFile> EncodeHeightMap(const std::string& name, const HeightMa
 
 void WriteHeightMap(const std::string& path, const HeightMap& map, const SurfaceFileOptions& options,
                     const Progress& progress) {
-    for (const SurfaceFile& file : EncodeHeightMap(path, map, options, progress)) WriteBytes(file.name, file.bytes);
+    for (const SurfaceFile& file : EncodeHeightMap(path, map, options, progress))
+        WriteBytes(file.name, file.bytes, progress);
 }
 
 }  // namespace measure

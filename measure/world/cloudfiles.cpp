@@ -147,7 +147,7 @@ void WriteCloud(const std::string& file, const Cloud& cloud, const PlyOptions& o
     const std::string ending = std::filesystem::path(file).extension().string();
     if (ending != ".ply" && ending != ".xyz") throw InputError(file + ": the ending must be .ply or .xyz");
     const auto bytes = ending == ".ply" ? EncodePly(cloud, options, progress) : EncodeXyz(cloud, progress);
-    WriteBytes(file, bytes);
+    WriteBytes(file, bytes, progress);
 }
 
 }  // namespace measure

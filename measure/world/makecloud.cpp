@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <atomic>
 #include <cmath>
-#include <nlohmann/json.hpp>
 
 #include "measure/base/arguments.h"
+#include "measure/base/json.h"
 #include "measure/error.h"
 #include "measure/fringe/rowbands.h"
 #include "measure/image.h"
@@ -226,7 +226,6 @@ cv::Mat1f PredictDepthNoise(const ProjectorCoordinates& seen, const cv::Mat1f& n
 }
 
 std::string SummaryOf(const CloudResult& result) {
-    using Json = nlohmann::ordered_json;
     const Cloud& cloud = result.cloud;
     RequireCloud(cloud);
     const cv::Mat valid = cloud.z == cloud.z;
@@ -246,7 +245,7 @@ std::string SummaryOf(const CloudResult& result) {
     json["median_residual_pixels"] = cloud.rowResidual.empty() ? Json(nullptr) : Json(Rounded(result.medianResidual));
     json["dropped_by_residual"] = result.dropped;
     json["warnings"] = result.warnings;
-    return json.dump(2, ' ', false, Json::error_handler_t::replace);
+    return JsonText(json);
 }
 
 }  // namespace measure

@@ -1,8 +1,8 @@
 #include <algorithm>
 #include <cmath>
-#include <nlohmann/json.hpp>
 
 #include "measure/base/arguments.h"
+#include "measure/base/json.h"
 #include "measure/base/quantile.h"
 #include "measure/calibrate.h"
 #include "measure/error.h"
@@ -10,8 +10,6 @@
 
 namespace measure {
 namespace {
-
-using Json = nlohmann::ordered_json;
 
 double PoseRms(const PoseFit& fit) { return std::hypot(fit.cameraRms, fit.projectorRms); }
 
@@ -178,7 +176,7 @@ std::string SummaryOf(const CalibrationResult& result, const std::vector<BoardVi
         {"baseline_mm", cv::norm(c.translation)},
         {"poses", poses},
         {"worst_points", worst}};
-    return json.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";
+    return JsonText(json) + "\n";
 }
 
 }  // namespace measure

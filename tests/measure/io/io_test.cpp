@@ -150,7 +150,8 @@ TEST_F(Io, ReadsPlainPngOfEveryFilter) {
             cv::blur(image, image, cv::Size(5, 5));  // so that choosing filters by rows finds all of them
             for (const int filters : {SPNG_FILTER_CHOICE_NONE, SPNG_FILTER_CHOICE_SUB, SPNG_FILTER_CHOICE_UP,
                                       SPNG_FILTER_CHOICE_AVG, SPNG_FILTER_CHOICE_PAETH, SPNG_FILTER_CHOICE_ALL})
-                EXPECT_TRUE(AreSame(DecodePlainPng(EncodeBySpng(image, filters)), image)) << type << ' ' << filters;
+                EXPECT_TRUE(AreSame(DecodePlainPng(EncodeBySpng(image, filters), "x"), image))
+                    << type << ' ' << filters;
         }
 }
 
@@ -492,6 +493,29 @@ TEST_F(Io, RefusesBrokenFilesByName) {
         const std::string refusal = test::Refusal([&] { ReadPicture(file); });
         EXPECT_EQ(refusal.rfind(file, 0), 0U) << refusal;
         EXPECT_NE(refusal.find(c.says), std::string::npos) << refusal << " instead of: " << c.says;
+    }
+}
+
+// Before memory is taken, for the contents and for what the header says: 30 x 20 pixels of three bytes, 16 or 32 bits.
+TEST_F(Io, AsksBeforeItTakesMemory) {
+    const struct {
+        const char* name;
+        int type;
+        double bytes;
+    } cases[] = {{"x.png", CV_16U, 1200}, {"x.png", CV_8UC3, 1800}, {"x.tiff", CV_32F, 2400},
+                 {"x.npy", CV_32F, 2400}, {"x.bmp", CV_8U, 600},    {"x.bmp", CV_8UC3, 1800}};
+    for (const auto& c : cases) {
+        const std::string file = Write(c.name, Text(EncodePicture(c.name, Noise(30, 20, c.type))));
+        const double size = static_cast<double>(std::filesystem::file_size(file));
+        for (const cv::Size refused : {cv::Size(), cv::Size(30, 20)}) {
+            SetMemoryCheck([&](const std::string& of, double bytes, cv::Size picture) {
+                EXPECT_EQ(of, file);
+                EXPECT_EQ(bytes, picture.empty() ? size : c.bytes) << file;
+                if (picture == refused) throw InputError("too much");
+            });
+            EXPECT_EQ(test::Refusal([&] { ReadColourPicture(file); }), "too much") << file;
+        }
+        SetMemoryCheck({});
     }
 }
 

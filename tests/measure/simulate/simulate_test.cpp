@@ -196,10 +196,10 @@ TEST(Simulate, CountsWhereFringesAreResolved) {
         }
 }
 
-// Across the picture the brightness, and with it the modulation, rises from 0 to 25 grey levels.
+// Across the picture the brightness, and with it the modulation, rises from 0 to 10 grey levels.
 TEST(Simulate, CountsWhereFringesStandOutFromNoise) {
-    Scene scene = FlatScene({400, 3});
-    scene.objects[0].material.texture = [](cv::Point2d p) { return p.x * 62.5 + 0.125; };
+    Scene scene = FlatScene({1000, 3});
+    scene.objects[0].material.texture = [](cv::Point2d p) { return p.x * 10 + 0.05; };
     const Simulation simulation(scene, 1);
     const measure::CodedAxis coding = SineAxis(1024, {32}, 3);
     struct {
@@ -207,24 +207,24 @@ TEST(Simulate, CountsWhereFringesStandOutFromNoise) {
         double least;  // modulation, grey levels; five deviations of the noise, of which rounding makes some
     } rows[] = {{{16}, 255 * measure::FringeLimits().minModulation},
                 {{8}, 5 * std::sqrt(1 + 1 / 12.0)},
-                {{16}, 20},
-                {{16}, 12.5},
-                {{16}, 20 / std::sqrt(0.75)}};
+                {{16}, 8},
+                {{16}, 7.5},
+                {{16}, 8 / std::sqrt(0.75)}};
     rows[1].capture.noise = 1;
-    rows[2].capture.noise = rows[4].capture.noise = 4;
-    rows[3].capture.shotNoise = 0.5;
+    rows[2].capture.noise = rows[4].capture.noise = 1.6;
+    rows[3].capture.shotNoise = 0.3;
     rows[4].capture.speckle = 0.1;
     measure::AxisPictures pictures;
-    pictures.sines = {{cv::Mat1w(3, 400, std::uint16_t{0})}};
+    pictures.sines = {{cv::Mat1w(3, 1000, std::uint16_t{0})}};
     for (const auto& row : rows) {
         const Reference reference = ReferenceOf(simulation, Axis::eColumns, coding, row.capture, pictures);
-        EXPECT_NEAR(cv::countNonZero(reference.counted.row(1)), 400 - 16 * row.least, 1.01) << row.least;
+        EXPECT_NEAR(cv::countNonZero(reference.counted.row(1)), 1000 - 100 * row.least, 0.6) << row.least;
     }
     // A pixel that is full in one frame is not counted, one that is nearly so is.
-    pictures.sines[0].push_back(cv::Mat1b(3, 400, uchar{253}));
-    pictures.sines[0][1].at<uchar>(1, 300) = 254;
+    pictures.sines[0].push_back(cv::Mat1b(3, 1000, uchar{253}));
+    pictures.sines[0][1].at<uchar>(1, 900) = 254;
     const cv::Mat1b counted = ReferenceOf(simulation, Axis::eColumns, coding, rows[1].capture, pictures).counted;
-    EXPECT_TRUE(counted(1, 300) == 0 && counted(1, 301) != 0);
+    EXPECT_TRUE(counted(1, 900) == 0 && counted(1, 901) != 0);
 }
 
 TEST(Simulate, NoiseHasTheStatedStatistics) {
@@ -300,8 +300,17 @@ TEST(Simulate, WrittenScansDescribeThemselves) {
     EXPECT_EQ(read.rows->sines[1].period, 1080);
     const cv::Mat white = measure::ReadPicture(read.columns->white.string());
     EXPECT_EQ(cv::norm(white, RenderAxis(simulation, Axis::eColumns, *scan.columns, {16}).white, cv::NORM_INF), 0);
+    scan.rows->sines[1].frames[2] = "r\xe9sum\xe9.png";
+    try {
+        WriteScan(folder / "more", simulation, scan, {16});
+        ADD_FAILURE() << "the name is no UTF-8";
+    } catch (const measure::InputError& error) {
+        EXPECT_NE(std::string(error.what()).find("sum\xef\xbf\xbd.png"), std::string::npos) << error.what();
+        EXPECT_FALSE(std::filesystem::exists(folder / "more"));
+    }
     // A projector without pixels has no scan.
-    std::ofstream(folder / "scan.json") << R"({"columns": {"length": 0, "sines": [{"period": 9, "frames": "f?.png"}]}})";
+    std::ofstream(folder / "scan.json")
+        << R"({"columns": {"length": 0, "sines": [{"period": 9, "frames": "f?.png"}]}})";
     EXPECT_THROW(measure::ReadScan(folder / "scan.json"), measure::InputError);
     std::filesystem::remove_all(folder);
 }

@@ -183,6 +183,12 @@ TEST_F(HeightFiles, AreWrittenAsOthersReadThem) {
     EXPECT_THROW(ReadHeightMap(File("a.stl")), InputError);
     EXPECT_THROW(EncodeHeightMap("a.stl", small), NothingUsable);  // all steps are above the usual 0.2 mm
 
+    // Large ones are made in pieces, between which one can stop.
+    HeightMap large = map;
+    large.z = cv::Mat1f(1100, 1000, 0.0f);
+    const auto stop = [](const char* stage, double share) { return stage[0] != 'w' || share == 0; };
+    EXPECT_THROW(EncodeHeightMap("a.stl", large, {}, stop), Stopped);
+
     HeightMap bare = map;
     bare.pitch = 0;
     for (const char* name : {"a.stl", "a.xyz"}) EXPECT_THROW(EncodeHeightMap(name, bare), InputError);

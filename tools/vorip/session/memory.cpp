@@ -9,6 +9,7 @@
 #include <stdexcept>
 
 #include "measure/error.h"
+#include "measure/io.h"
 #include "tools/vorip/session/largepages.h"
 
 #ifdef __linux__
@@ -97,17 +98,34 @@ const Need* FindNeed(const std::string& command) {
     return found == std::end(kNeeds) ? nullptr : found;
 }
 
+double BytesOf(double inputs, cv::Size size) {
+    return kAlways + need->perInput * inputs + need->perPixel * size.width * size.height;
+}
+
+std::string NeedInWords(const std::string& what, double bytes) {
+    return what + " need about " + InUnits(bytes) + " of memory";
+}
+
+[[noreturn]] void RefuseNeed(const std::string& needs) {
+    throw measure::InputError(needs + ", " + InUnits(limit) +
+                              " are allowed: give --max-memory more, if the machine has it, or smaller pictures");
+}
+
 void Announce(const std::string& count, double inputs, cv::Size size) {
-    const double bytes = kAlways + need->perInput * inputs + need->perPixel * size.width * size.height;
-    const std::string needs = cv::format("%s%d x %d pixels need about %s of memory", count.c_str(), size.width,
-                                         size.height, InUnits(bytes).c_str());
-    if (bytes > limit) {
-        throw measure::InputError(needs + ", " + InUnits(limit) +
-                                  " are allowed: give --max-memory more, if the machine has it, or smaller pictures");
-    }
+    const double bytes = BytesOf(inputs, size);
+    const std::string needs = NeedInWords(count + cv::format("%d x %d pixels", size.width, size.height), bytes);
+    if (bytes > limit) RefuseNeed(needs);
     if (bytes <= announced) return;
     announced = bytes;
     std::fprintf(stderr, "vorip: %s\n", needs.c_str());
+}
+
+// Of pictures and files that do not even fit alone.
+void CheckReading(const std::string& file, double bytes, cv::Size picture) {
+    if (bytes <= limit) return;
+    if (picture.empty()) RefuseNeed(NeedInWords(file + ": its contents", BytesOf(bytes, {})));
+    RefuseNeed(
+        NeedInWords(file + cv::format(": %d x %d pixels", picture.width, picture.height), BytesOf(bytes, picture)));
 }
 
 }  // namespace
@@ -118,6 +136,7 @@ void MemoryLimit::Set(double bytes, const std::string& command) {
     limit = bytes > 0 ? bytes : kUsualShare * FreeBytes();
     if (std::isfinite(limit)) Enforce();
     KeepAndEnlargePages(limit);
+    measure::SetMemoryCheck(CheckReading);
 }
 
 void MemoryLimit::SetVariant(const std::string& command) {

@@ -10,7 +10,8 @@ namespace vorip {
 // swap or another program being ended.
 class MemoryLimit {
 public:
-    // For a run of this command. 0: three quarters of what is free now.
+    // For a run of this command. 0: three quarters of what is free now. From now on files and pictures that do not fit
+    // alone are refused before they are read.
     static void Set(double bytes, const std::string& command);
     // For what this command does in this run, as in "filter median", where the table knows more about that.
     static void SetVariant(const std::string& command);
