@@ -26,6 +26,11 @@ void CheckMeans(DecodeState& state);
 // Warns when that, or the fit of the frames of the finest set, is wrong in a part of the picture.
 void CheckTiles(DecodeState& state);
 
+// The share of the valid pixels in parts of the picture where neighbours have replaced many orders that were not in
+// doubt by noise, having a lead, and the result still jumps nearby: whole areas may have a wrong order there.
+double ShareOfTornParts(const cv::Mat1f& phase, const OrderDecision& decision, float leastLead,
+                        const GrownOrders& grown, int repeat);
+
 // Phases must fit to each other as the periods say. Returns, per set, by how many radians it is off on average; what
 // remains of ripple and light, the finest set taken as right.
 std::vector<double> CheckRelations(DecodeState& state);
@@ -43,9 +48,9 @@ void CheckLevels(DecodeState& state);
 // their borders tell, per set: its phase at the position 0 in radians; empty when there are too few of them.
 std::vector<double> CheckCode(DecodeState& state, const GrayDecoding& code);
 
-// Warns of a result that cannot be trusted as a whole: many orders corrected, dropped or missing, surfaces torn where
-// the code changes, positions beyond the projector, saturation. Throws NothingUsable where hardly any usable pixel has
-// found its order.
+// Warns of a result that cannot be trusted as a whole: many orders corrected, be it in a part only, dropped or missing,
+// surfaces torn where the code changes, positions beyond the projector, saturation. Throws NothingUsable where hardly
+// any usable pixel has found its order.
 void NoteDoubts(DecodeState& state);
 
 }  // namespace measure

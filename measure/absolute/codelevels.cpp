@@ -66,8 +66,14 @@ std::vector<CodeLevels> SampleCodeLevels(const DecodeState& state) {
     return sample;
 }
 
-// Another exposure moves the middle by a multiple of the modulation, other light in the room by a constant.
-void RemoveLight(std::vector<CodeLevels>& sample) {
+// How the light of the code differs from that of its threshold: another exposure moves the middle by a multiple of the
+// modulation, other light in the room by a constant.
+struct Light {
+    double exposure = 0, room = 0;
+    double At(double modulation) const { return exposure * modulation + room; }
+};
+
+Light FitLight(const std::vector<CodeLevels>& sample) {
     cv::Mat1d functions(static_cast<int>(sample.size()), 2, 1.0), middles(functions.rows, 1), light;
     for (int i = 0; i < functions.rows; ++i) {
         const CodeLevels& levels = sample[static_cast<std::size_t>(i)];
@@ -75,7 +81,7 @@ void RemoveLight(std::vector<CodeLevels>& sample) {
         middles(i, 0) = levels.middle;
     }
     cv::solve(functions, middles, light, cv::DECOMP_NORMAL | cv::DECOMP_SVD);
-    for (CodeLevels& levels : sample) levels.middle -= light(0, 0) * levels.modulation + light(1, 0);
+    return {light(0, 0), light(1, 0)};
 }
 
 // Of the pixels whose middle is off by more than such a part of the way to bright or dark.
@@ -85,17 +91,39 @@ double ShareOff(const std::vector<CodeLevels>& sample, double most) {
     return static_cast<double>(off) / static_cast<double>(sample.size());
 }
 
+// The same for all usable pixels, as far as the light tells: many are too dark to show their levels.
+double ShareOffInLight(const DecodeState& state, const std::vector<CodeLevels>& sample, double most) {
+    constexpr int kStep = 3;
+    const Light light = FitLight(sample);
+    double halves = 0, modulations = 0;
+    for (const CodeLevels& levels : sample) {
+        halves += levels.half;
+        modulations += levels.modulation;
+    }
+    const double reach = most * halves / modulations;
+    int off = 0, all = 0;
+    for (int y = 0; y < state.usable.rows; y += kStep)
+        for (int x = 0; x < state.usable.cols; x += kStep) {
+            if (!state.usable(y, x)) continue;
+            const auto modulation = static_cast<double>(state.Finest().modulation(y, x));
+            ++all;
+            off += std::abs(light.At(modulation)) > reach * modulation;
+        }
+    return static_cast<double>(off) / std::max(all, 1);
+}
+
 }  // namespace
 
 void CheckLevels(DecodeState& state) {
     constexpr std::size_t kFew = 100;
-    constexpr double kMostShare = 0.03, kRefused = 0.7, kMostOff = 0.5, kNearLevel = 0.7;
+    constexpr double kMostShare = 0.03, kMostInLight = 0.015, kRefused = 0.7, kMostOff = 0.5, kNearLevel = 0.7;
     if (!state.axis.gray) return;
     std::vector<CodeLevels> sample = SampleCodeLevels(state);
     if (sample.size() < kFew) return;
     const auto percent = [](double share) { return cv::format("gray: in %.1f %% of the pixels ", 100 * share); };
     if (!state.pictures.inverse.empty()) {
-        RemoveLight(sample);
+        const Light light = FitLight(sample);
+        for (CodeLevels& levels : sample) levels.middle -= light.At(levels.modulation);
         const double share = ShareOff(sample, kMostOff);
         Note(state.result,
              {"gray: share of the pixels whose light is not that of the fringes", share, kMostShare,
@@ -103,16 +131,25 @@ void CheckLevels(DecodeState& state) {
              percent(share) + "its light is not that of the fringes: did camera or part move between them?");
         return;
     }
-    const double share = ShareOff(sample, kNearLevel);
     const char* const others = state.pictures.white.empty() || state.pictures.black.empty()
                                    ? "the fringes"
                                    : "the white and the black picture";
+    const auto mistake = [&](double share) {
+        return percent(share) + "the threshold between bright and dark is near one of them or beyond: was its light " +
+               "or its exposure another one than that of " + others +
+               ", or did something move? Inverse pictures do not mind the light";
+    };
+    const double share = ShareOff(sample, kNearLevel);
     (share > kRefused ? Require : Note)(
         state.result,
         {"gray: share of the pixels whose threshold is near bright or dark", share, kMostShare, share <= kMostShare},
-        percent(share) + "the threshold between bright and dark is near one of them or beyond: was its light or its " +
-            "exposure another one than that of " + others + ", or did something move? Inverse pictures do not mind " +
-            "the light");
+        mistake(share));
+    if (share > kMostShare) return;
+    const double inLight = ShareOffInLight(state, sample, kNearLevel);
+    Note(state.result,
+         {"gray: share of the pixels for which its light is too far off its threshold", inLight, kMostInLight,
+          inLight <= kMostInLight},
+         mistake(inLight));
 }
 
 }  // namespace measure

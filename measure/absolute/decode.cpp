@@ -103,6 +103,7 @@ private:
         GrowthOptions growth = mState.options.growth;
         growth.repeat = Result().repeat;
         GrownOrders grown = GrowOrders(mFine, mDecision.order, trust, growth, mProgress);
+        mState.torn = ShareOfTornParts(mFine, mDecision, kLeastLead, grown, growth.repeat);
         Result().phase = grown.absolute;
         Result().mask = grown.mask;
         Result().corrected = grown.corrected;

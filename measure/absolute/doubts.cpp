@@ -87,8 +87,8 @@ std::string HintOfExchangedDirections(const AbsolutePhase& columns, const Absolu
 }
 
 void NoteDoubts(DecodeState& state) {
-    constexpr double kMostCorrected = 0.1, kMostContradicted = 0.01, kLeastValid = 0.9, kMostBeyond = 0.005,
-                     kMostSaturated = 0.01, kNothing = 0.01;
+    constexpr double kMostCorrected = 0.1, kMostTorn = 0.01, kMostContradicted = 0.01, kLeastValid = 0.9,
+                     kMostBeyond = 0.005, kMostSaturated = 0.01, kNothing = 0.01;
     AbsolutePhase& result = state.result;
     const auto percent = [](double share) { return cv::format("%.1f %%", 100 * share); };
     if (result.repeat > 0)
@@ -109,6 +109,12 @@ void NoteDoubts(DecodeState& state) {
          percent(corrected) +
              " of the pixels were given another order than their own by their neighbours: do all "
              "pictures belong to this scan and stand in their place?");
+    Note(result,
+         {"share of the pixels in torn parts where many orders were corrected by neighbours", state.torn, kMostTorn,
+          state.torn <= kMostTorn},
+         "in " + percent(state.torn) +
+             " of the picture surfaces jump although many pixels were given another order than their own by their "
+             "neighbours: did something move there, or the light change, between the pictures?");
     const double kept = valid / usable;
     if (kept < kNothing)
         throw NothingUsable("hardly any of the usable pixels has an order that its neighbours agree with (" +

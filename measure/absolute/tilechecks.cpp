@@ -5,80 +5,95 @@
 
 #include "measure/absolute/checknotes.h"
 #include "measure/absolute/checks.h"
+#include "measure/absolute/growthrows.h"
 #include "measure/base/quantile.h"
+#include "measure/unwrap.h"
 
 namespace measure {
 namespace {
 
 constexpr double kMostShare = 0.01;  // share of the usable pixels in parts that do not fit
 
-// Sums over some usable pixels of a tile.
 struct Tile {
-    int count = 0;
+    cv::Rect place;
+    int count = 0;  // pixels that were looked at
+};
+
+// Sums over some pixels of each tile, visit(sum of the tile, y, x); without tiles of few pixels.
+template <class Sum, class Visit>
+std::vector<Sum> SumTiles(cv::Size size, const Visit& visit) {
+    constexpr int kTile = 32, kFew = 20;
+    constexpr int kAcross = 3, kDown = 7;  // no multiple of the blocks of a JPEG file
+    const int across = (size.width + kTile - 1) / kTile, down = (size.height + kTile - 1) / kTile;
+    std::vector<Sum> tiles(static_cast<std::size_t>(across * down));
+    cv::parallel_for_(cv::Range(0, down), [&](const cv::Range& rows) {
+        for (int i = rows.start * across; i < rows.end * across; ++i) {
+            Sum& tile = tiles[static_cast<std::size_t>(i)];
+            tile.place = cv::Rect(i % across * kTile, i / across * kTile, kTile, kTile) & cv::Rect({}, size);
+            for (int y = tile.place.y; y < tile.place.br().y; y += kDown)
+                for (int x = tile.place.x; x < tile.place.br().x; x += kAcross) visit(tile, y, x);
+        }
+    });
+    tiles.erase(std::remove_if(tiles.begin(), tiles.end(), [](const Sum& tile) { return tile.count < kFew; }),
+                tiles.end());
+    return tiles;
+}
+
+// Of the pixels in all tiles, the share of those in tiles that are wrong.
+template <class Sum, class IsWrong>
+double ShareIn(const std::vector<Sum>& tiles, const IsWrong& isWrong) {
+    double wrong = 0, all = 0;
+    for (std::size_t i = 0; i < tiles.size(); ++i) {
+        all += tiles[i].count;
+        if (isWrong(i)) wrong += tiles[i].count;
+    }
+    return wrong / std::max(all, 1.0);
+}
+
+struct Misfits : Tile {
     double squares = 0;                     // of the modulation
     double residuals = 0, differences = 0;  // squares of what the fit leaves, and of the difference of the means
 };
 
-std::vector<Tile> SumTiles(const DecodeState& state) {
-    constexpr int kTile = 32, kAcross = 4, kDown = 8;
+std::vector<Misfits> SumMisfits(const DecodeState& state) {
     const FringePhase& finest = state.Finest();
-    const cv::Size size = state.usable.size();
-    const int across = (size.width + kTile - 1) / kTile, down = (size.height + kTile - 1) / kTile;
-    std::vector<Tile> tiles(static_cast<std::size_t>(across * down));
     const auto square = [](float value) { return static_cast<double>(value * value); };
-    cv::parallel_for_(cv::Range(0, down), [&](const cv::Range& rows) {
-        for (int y = rows.start * kTile; y < std::min(rows.end * kTile, size.height); y += kDown)
-            for (int x = 0; x < size.width; x += kAcross) {
-                if (!state.usable(y, x)) continue;
-                Tile& tile = tiles[static_cast<std::size_t>(y / kTile * across + x / kTile)];
-                ++tile.count;
-                tile.squares += square(finest.modulation(y, x));
-                if (!finest.residual.empty()) tile.residuals += square(finest.residual(y, x));
-                float difference = 0;
-                for (const FringePhase& set : state.fringes)
-                    difference = std::max(difference, std::abs(set.mean(y, x) - finest.mean(y, x)));
-                tile.differences += square(difference);
-            }
+    return SumTiles<Misfits>(state.usable.size(), [&](Misfits& tile, int y, int x) {
+        if (!state.usable(y, x)) return;
+        ++tile.count;
+        tile.squares += square(finest.modulation(y, x));
+        if (!finest.residual.empty()) tile.residuals += square(finest.residual(y, x));
+        float difference = 0;
+        for (const FringePhase& set : state.fringes)
+            difference = std::max(difference, std::abs(set.mean(y, x) - finest.mean(y, x)));
+        tile.differences += square(difference);
     });
-    constexpr int kFew = 12;
-    tiles.erase(std::remove_if(tiles.begin(), tiles.end(), [](const Tile& tile) { return tile.count < kFew; }),
-                tiles.end());
-    return tiles;
 }
 
 }  // namespace
 
 void CheckTiles(DecodeState& state) {
-    constexpr double kMostResidual = 0.2, kMoreLevels = 1.5, kMostDifference = 0.45, kNoiseMargin = 1.4;
-    const std::vector<Tile> tiles = SumTiles(state);
+    constexpr double kMostResidual = 0.2, kMoreLevels = 1.5, kMostDifference = 0.35, kNoiseMargin = 1.4;
+    const std::vector<Misfits> tiles = SumMisfits(state);
     if (tiles.empty()) return;
     const auto frames = static_cast<double>(state.Finest().shifts.size());
     const double noise = std::pow(kNoiseMargin * state.result.noise, 2);
     // The root of a sum, without what noise adds to it, relative to the modulation.
-    const auto relative = [&](const Tile& tile, double sum, double noises) {
+    const auto relative = [&](const Misfits& tile, double sum, double noises) {
         return std::sqrt(std::max(0.0, sum - noises * noise * tile.count) / std::max(tile.squares, 1e-9));
     };
     const auto medianOf = [](std::vector<double> values) { return MedianOf(values); };  // of a copy, which it reorders
     std::vector<double> levels, residuals, differences;
-    for (const Tile& tile : tiles) {
+    for (const Misfits& tile : tiles) {
         levels.push_back(std::sqrt(tile.residuals / tile.count));
         residuals.push_back(relative(tile, tile.residuals, (frames - 3) / frames));
         differences.push_back(relative(tile, tile.differences, 2 / 3.0));
     }
-    // Of the usable pixels.
-    const auto shareIn = [&](const auto& isWrong) {
-        double wrong = 0, all = 0;
-        for (std::size_t i = 0; i < tiles.size(); ++i) {
-            all += tiles[i].count;
-            if (isWrong(i)) wrong += tiles[i].count;
-        }
-        return wrong / all;
-    };
     const auto finest = static_cast<std::size_t>(state.result.finest);
     if (frames > 3 && !state.frames[finest].IsInDoubt()) {
         // Fringes that are no sines leave a residual everywhere, and noise one that does not depend on the modulation.
         const double level = kMoreLevels * medianOf(levels), limit = kMostResidual + medianOf(residuals);
-        const double misfit = shareIn([&](std::size_t i) { return levels[i] > level && residuals[i] > limit; });
+        const double misfit = ShareIn(tiles, [&](std::size_t i) { return levels[i] > level && residuals[i] > limit; });
         const std::string name = NameOf(finest);
         Note(state.result,
              {name + ": share of the usable pixels in parts where the frames do not belong together", misfit,
@@ -87,12 +102,34 @@ void CheckTiles(DecodeState& state) {
                  ": did something move there, did the light change, or is it torn between two pictures?");
     }
     if (state.Count() < 2) return;
-    const double changed = shareIn([&](std::size_t i) { return differences[i] > kMostDifference; });
+    const double changed = ShareIn(tiles, [&](std::size_t i) { return differences[i] > kMostDifference; });
     Note(state.result,
          {"share of the usable pixels in parts where the mean brightness of the sets differs", changed, kMostShare,
           changed <= kMostShare},
          cv::format("in %.1f %% of the picture the sets differ in their mean brightness", 100 * changed) +
              ": did something move there between them, or did the light change?");
+}
+
+double ShareOfTornParts(const cv::Mat1f& phase, const OrderDecision& decision, float leastLead,
+                        const GrownOrders& grown, int repeat) {
+    constexpr double kMany = 0.25;
+    constexpr int kFewJumps = 5;
+    struct Corrections : Tile {
+        int corrected = 0;
+    };
+    const rows::Repeat every(repeat);
+    const auto tiles = SumTiles<Corrections>(phase.size(), [&](Corrections& tile, int y, int x) {
+        if (!grown.mask(y, x)) return;
+        ++tile.count;
+        const float own = phase(y, x) + kRadiansPerPeriod * static_cast<float>(decision.order(y, x));
+        tile.corrected += decision.lead(y, x) >= leastLead && !every.AreSame(grown.absolute(y, x), own);
+    });
+    return ShareIn(tiles, [&](std::size_t i) {
+        const cv::Rect& place = tiles[i].place;
+        const cv::Rect around(place.tl() - cv::Point(place.size()), place.br() + cv::Point(place.size()));
+        return tiles[i].corrected > kMany * tiles[i].count &&
+               FindJumps(grown.absolute(around & cv::Rect({}, phase.size()))).count > kFewJumps;
+    });
 }
 
 }  // namespace measure

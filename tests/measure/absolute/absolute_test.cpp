@@ -325,6 +325,7 @@ TEST(Absolute, DoubtsAreSaid) {
         CodedAxis coding;
         Change change;
         const char* doubt;
+        const char* scene = "textured";
     } rows[] = {
         {"a frame twice", waves, [](AxisPictures& p) { p.sines[2][1] = p.sines[2][0]; },
          "sines[2].frames[0] and sines[2].frames[1] show the same"},
@@ -355,9 +356,40 @@ TEST(Absolute, DoubtsAreSaid) {
              for (cv::Mat& picture : p.sines[2]) Moved(picture(part), {0, 12}).copyTo(picture(part));
          },
          "the sets differ in their mean brightness"},
+        {"a part that moved while one frame was taken", code,
+         [](AxisPictures& p) {
+             const cv::Mat corner = p.sines[0][1](cv::Rect(0, 0, 90, 60));
+             Moved(corner, {6, 0}).copyTo(corner);
+         },
+         "of the picture the frames do not belong together"},
+        {"a part that moved between the fringes and the code", code,
+         [part](AxisPictures& p) {
+             for (cv::Mat& picture : p.sines[0]) Moved(picture(part), {5, 0}).copyTo(picture(part));
+         },
+         "of the picture surfaces jump although", "two-objects"},
+        {"light of the whole scene in every picture", waves,
+         [](AxisPictures& p) {
+             for (auto& set : p.sines)
+                 for (cv::Mat& picture : set) picture = 0.8 * picture + 0.2 * cv::mean(picture);
+         },
+         "of the picture surfaces jump although", "dark"},
+        {"light that flickers by rows", code,
+         [](AxisPictures& p) {
+             double phase = 0;
+             for (cv::Mat& picture : p.sines[0]) {
+                 for (int y = 0; y < picture.rows; ++y) picture.row(y) += 8 + 8 * std::sin(y / 30.0 + phase);
+                 phase = 3 * phase + 2;
+             }
+         },
+         "of the picture surfaces jump although", "dark"},
+        {"other light in the room while the code is shown", Gray(24, 12, 0, Bits::eMean),
+         [](AxisPictures& p) {
+             for (cv::Mat& picture : p.gray) picture += 4;
+         },
+         "than that of the fringes, or did something move", "dark"},
     };
     for (const auto& row : rows) {
-        AxisPictures pictures = RenderAxis(SceneOf("textured"), Axis::eColumns, row.coding, Camera(8, 1.8, 1));
+        AxisPictures pictures = RenderAxis(SceneOf(row.scene), Axis::eColumns, row.coding, Camera(8, 1.8, 1));
         row.change(pictures);
         const std::string said = Said(row.coding, pictures);
         EXPECT_NE(said.find(row.doubt), std::string::npos) << row.name << ": " << said;
