@@ -142,6 +142,21 @@ void FindOrigins(DecodeState& state) {
     state.result.offset = state.result.direction * state.origins[state.order[0]];
 }
 
+// Of all pixels, what keeps those of a set from being usable.
+std::string LightOf(const DecodeState& state, std::size_t set) {
+    const FringePhase& fringes = state.fringes[set];
+    const FringeLimits& limits = fringes.limits;
+    const double dark =
+        cv::countNonZero(fringes.mean < limits.minMean * limits.fullScale) / static_cast<double>(fringes.mean.total());
+    auto modulations = Sample(fringes.modulation.size(), [&](int y, int x) { return fringes.modulation(y, x); });
+    return NameOf(set) + cv::format(
+                             ": %.0f %% are saturated, %.0f %% dark, half have a modulation below %.1f %% of "
+                             "full scale, of which %.1f %% are needed",
+                             100 * state.result.saturated[set], 100 * dark,
+                             100 * static_cast<double>(MedianOf(modulations)) / limits.fullScale,
+                             100 * limits.minModulation);
+}
+
 }  // namespace
 
 void SolveSets(DecodeState& state, const Progress& progress) {
@@ -165,10 +180,14 @@ void SolveSets(DecodeState& state, const Progress& progress) {
 
 void RequireLight(const DecodeState& state) {
     constexpr double kLeastShare = 1e-3;
-    if (state.result.usable < std::max(100.0, kLeastShare * static_cast<double>(state.usable.total())))
-        throw NothingUsable(
-            "hardly any pixel has enough light and modulation in all sets: the pictures are too dark or saturated, or "
-            "the fringes do not move from frame to frame");
+    const auto pixels = static_cast<double>(state.usable.total());
+    if (state.result.usable >= std::max(100.0, kLeastShare * pixels)) return;
+    std::string light;
+    for (std::size_t set = 0; set < state.Count(); ++set) light += (set == 0 ? "" : "; ") + LightOf(state, set);
+    throw NothingUsable(cv::format("hardly any pixel (%.2f %%) has enough light and modulation in all sets: ",
+                                   100 * state.result.usable / pixels) +
+                        light +
+                        ": are the pictures too dark or saturated, or do the fringes not move from frame to frame?");
 }
 
 void CheckSets(DecodeState& state, const Progress& progress) {

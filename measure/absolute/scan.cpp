@@ -191,7 +191,8 @@ std::string ExampleScan() {
   "columns": {
     "length": 1920,        // projector pixels that the code spans
     "direction": 1,        // -1 where the phase falls with the column
-    // "origin": 0,        // column at which every phase is 0; left out, it is found from the edges of the Gray code
+    // "origin": 0,        // column at which every phase is 0; left out, it is found from the edges of the Gray code,
+                           // and is 0 without one, where nothing in the pictures tells a wrong one
 
     // Sets of shifted fringes, I = A + B cos(phase + shift). The finest is measured, the others and the code tell its
     // orders.

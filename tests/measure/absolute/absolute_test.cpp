@@ -405,9 +405,18 @@ TEST(Absolute, DoubtsAreSaid) {
 }
 
 TEST(Absolute, NothingToBeSeenIsNotAnError) {
-    AxisPictures dark;
-    dark.sines.assign(2, std::vector<cv::Mat>(4, cv::Mat1b(60, 80, uchar{3})));
-    EXPECT_THROW(DecodeAxis(Periods({1, 8}), dark), NothingUsable);
+    // What was found instead is said, by set.
+    AxisPictures pale;
+    for (const uchar level : {uchar{3}, uchar{255}}) pale.sines.emplace_back(4, cv::Mat1b(60, 80, level));
+    try {
+        DecodeAxis(Periods({1, 8}), pale);
+        ADD_FAILURE();
+    } catch (const NothingUsable& nothing) {
+        const std::string said = nothing.what();
+        for (const char* part : {"sines[0]: 0 % are saturated, 100 % dark", "sines[1]: 100 % are saturated, 0 % dark",
+                                 "a modulation below 0.0 % of full scale, of which 1.6 % are needed"})
+            EXPECT_NE(said.find(part), std::string::npos) << said;
+    }
     // Usable pixels, hardly one of which lies within the length that is given.
     CodedAxis coding = Gray(24, 12);
     const AxisPictures pictures = RenderAxis(SceneOf("step"), Axis::eColumns, coding, Camera(8, 1, 1));
