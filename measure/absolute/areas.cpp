@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "measure/absolute.h"
+#include "measure/absolute/growthrows.h"
 #include "measure/absolute/wrapping.h"
 
 namespace measure {
@@ -54,7 +55,8 @@ public:
         : mAbsolute(absolute),
           mTrust(trust),
           mMaxStep(maxStep),
-          mRepeat(kRadiansPerPeriod * static_cast<float>(repeat)) {}
+          mRepeat(kRadiansPerPeriod * static_cast<float>(repeat)),
+          mLinks(static_cast<std::size_t>(absolute.cols)) {}
 
     TrustedAreas Find() {
         std::size_t above = 0;
@@ -81,23 +83,27 @@ private:
     }
 
     void AddRuns(int y) {
-        const float* absolute = mAbsolute[y];
-        const unsigned char* trust = mTrust[y];
-        const int width = mAbsolute.cols;
-        for (int x = 0; x < width;) {
-            if (trust[x] != eTrusted) {
-                ++x;
-                continue;
-            }
-            const int first = x++;
-            while (x < width && trust[x] == eTrusted && std::abs(absolute[x] - absolute[x - 1]) < mMaxStep) ++x;
-            mAreas.runs.push_back({y, first, x});
-            const int run = mAreas.sets.Add(x - first);
+        const float* const absolute = mAbsolute[y];
+        rows::LinkRow(absolute, mTrust[y], mMaxStep, mLinks.data(), mLinks.size());
+        for (auto first = Skip(mLinks.begin(), kNone); first != mLinks.end();) {
+            const auto end = Skip(first + 1, kContinues);
+            const auto x = static_cast<int>(first - mLinks.begin());
+            mAreas.runs.push_back({y, x, static_cast<int>(end - mLinks.begin())});
+            const int run = mAreas.sets.Add(static_cast<int>(end - first));
             int lift = 0;
-            if (mRepeat > 0 && first > 0 && trust[first - 1] == eTrusted &&
-                AreNeighbours(absolute[first - 1], absolute[first], lift))
+            if (mRepeat > 0 && x > 0 && first[-1] != kNone && AreNeighbours(absolute[x - 1], absolute[x], lift))
                 mAreas.sets.Join(run - 1, run, lift);
+            first = Skip(end, kNone);
         }
+    }
+
+    using Link = std::vector<std::uint8_t>::const_iterator;
+    // The next pixel that is linked otherwise.
+    Link Skip(Link from, std::uint8_t link) const {
+        constexpr std::ptrdiff_t kMany = 32;  // compared at once
+        const auto isSame = [link](std::uint8_t own) { return own == link; };
+        while (mLinks.end() - from >= kMany && std::count_if(from, from + kMany, isSame) == kMany) from += kMany;
+        return std::find_if_not(from, mLinks.end(), isSame);
     }
 
     void JoinRows(std::size_t above, std::size_t current) {
@@ -121,6 +127,8 @@ private:
     const cv::Mat1f& mAbsolute;
     const cv::Mat1b& mTrust;
     float mMaxStep, mRepeat;
+    static constexpr std::uint8_t kNone = 0, kContinues = 2;
+    std::vector<std::uint8_t> mLinks;  // of a row
     TrustedAreas mAreas;
 };
 

@@ -32,6 +32,15 @@ inline void TryWith(const OtherSets& sets, Trials& t) {
 
 }  // namespace
 
+MEASURE_WIDE void VarianceOf(const float* __restrict modulation, float levels, float* __restrict variance,
+                             std::size_t count) {
+    for (std::size_t x = 0; x < count; ++x) variance[x] = Variance(levels, modulation[x]);
+}
+
+MEASURE_WIDE void Invert(float* values, std::size_t count) {
+    for (std::size_t x = 0; x < count; ++x) values[x] = 1.0f / values[x];
+}
+
 MEASURE_WIDE void CompareSets(const float* __restrict fine, const float* __restrict phase, const float* __restrict base,
                               float q, float* __restrict difference, std::size_t count) {
     for (std::size_t x = 0; x < count; ++x)

@@ -28,6 +28,12 @@ inline std::int16_t ToOrder(float order) {
     return static_cast<std::int16_t>(static_cast<int>(std::abs(order) < 32768.0f ? order : 0.0f));
 }
 
+// Of the finest set.
+void VarianceOf(const float* modulation, float levels, float* variance, std::size_t count);
+
+// values = 1 / values
+void Invert(float* values, std::size_t count);
+
 // How far the phase of a set lies from the one that the finest set and the base order ask for.
 void CompareSets(const float* fine, const float* phase, const float* base, float q, float* difference,
                  std::size_t count);

@@ -95,6 +95,16 @@ MEASURE_WIDE void MarkRow(const TrustRow& row, const TrustLimits& limits, std::u
     }
 }
 
+MEASURE_WIDE void OpenRow(const float* __restrict fine, float slack, float end, int count, short* __restrict order,
+                          int width) {
+    const auto turn = static_cast<float>(count);
+    for (int x = 0; x < width; ++x) {
+        const float position = fine[x] * kPeriodsPerRadian + static_cast<float>(order[x]);
+        const int isLast = (position < -slack) & (position + turn <= end);
+        order[x] = static_cast<short>(order[x] + isLast * count);
+    }
+}
+
 }  // namespace
 
 cv::Mat1f PredictOrders(const cv::Mat1w& code, const GrayCode& gray, const cv::Mat1f& phase, double period) {
@@ -147,15 +157,7 @@ void ReplaceDecision(OrderDecision& decision, const OrderDecision& other, const 
 
 void OpenRing(const cv::Mat1f& phase, double period, double length, int count, cv::Mat1s& order) {
     const float slack = Slack(period) / static_cast<float>(period), end = static_cast<float>(length / period) + slack;
-    ForRows(phase, [&](int y) {
-        const float* fine = phase[y];
-        short* __restrict k = order[y];
-        for (int x = 0; x < phase.cols; ++x) {
-            const float position = fine[x] * kPeriodsPerRadian + k[x];
-            const bool isLast = (position < -slack) & (position + static_cast<float>(count) <= end);
-            k[x] = static_cast<short>(k[x] + isLast * count);
-        }
-    });
+    ForRows(phase, [&](int y) { OpenRow(phase[y], slack, end, count, order[y], phase.cols); });
 }
 
 cv::Mat1b MarkTrusted(const DecodeState& state, const OrderDecision& decision, const GrayDecoding& code,

@@ -23,6 +23,16 @@ MEASURE_WIDE void LiftRow(const float* __restrict phase, const std::int16_t* __r
     }
 }
 
+MEASURE_WIDE void LinkRow(const float* __restrict absolute, const std::uint8_t* __restrict trust, float maxStep,
+                          std::uint8_t* __restrict links, std::size_t count) {
+    links[0] = trust[0] == eTrusted ? 1 : 0;
+    for (std::size_t x = 1; x < count; ++x) links[x] = std::abs(absolute[x] - absolute[x - 1]) < maxStep ? 1 : 0;
+    for (std::size_t x = count - 1; x > 0; --x) {
+        const int own = trust[x] == eTrusted ? 1 : 0, before = trust[x - 1] == eTrusted ? 1 : 0;
+        links[x] = static_cast<std::uint8_t>(own + (own & before & links[x]));
+    }
+}
+
 MEASURE_WIDE Differences CompareRow(const GrownRow& row, const Repeat& repeat, float* __restrict absolute,
                                     std::uint8_t* __restrict mask, std::size_t count) {
     const GrownRow r = row;

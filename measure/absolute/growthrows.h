@@ -29,6 +29,10 @@ struct GrowingRow {
 void LiftRow(const float* phase, const std::int16_t* order, const std::uint8_t* trust, const GrowingRow& row,
              std::size_t count);
 
+// 0 where a pixel is not trusted, 1 where it is, 2 where it continues the trusted pixel before it: their absolute
+// phases are less than `maxStep` apart.
+void LinkRow(const float* absolute, const std::uint8_t* trust, float maxStep, std::uint8_t* links, std::size_t count);
+
 // What has grown of a row, and what its pixels said by themselves.
 struct GrownRow {
     const float *grown, *phase;

@@ -90,13 +90,11 @@ private:
         const std::size_t count = mCount;
         const float* center = Center();
         const float* fine = mSets[0].phase[mY] + mX;
-        const float* fineModulation = mSets[0].modulation[mY] + mX;
-        for (std::size_t x = 0; x < count; ++x) {
-            mBase[x] = center ? Nearest(center[x]) : 0.0f;
-            mFineVariance[x] = Variance(mVariance[0], fineModulation[x]);
-        }
+        for (std::size_t x = 0; center && x < count; ++x) mBase[x] = Nearest(center[x]);  // else 0
+        VarianceOf(mSets[0].modulation[mY] + mX, mVariance[0], mFineVariance, count);
         if (mPair) return;
-        for (std::size_t x = 0; x < count; ++x) mTrials.normal[x] = 1.0f / mFineVariance[x];
+        std::copy_n(mFineVariance, count, mTrials.normal);
+        Invert(mTrials.normal, count);
         for (std::size_t i = 0; i < mOthers; ++i) {
             const float* phase = mSets[i + 1].phase[mY] + mX;
             const float* modulation = mSets[i + 1].modulation[mY] + mX;
@@ -106,7 +104,7 @@ private:
             CompareSets(fine, phase, mBase, q, difference, count);
             WeighSet(modulation, q, levels, weight, mTrials.normal, count);
         }
-        for (std::size_t x = 0; x < count; ++x) mTrials.normal[x] = 1.0f / mTrials.normal[x];
+        Invert(mTrials.normal, count);
     }
 
     void DecidePair(OrderDecision& decision) {

@@ -67,6 +67,10 @@ MEASURE_WIDE void AddHarmonics(const Harmonics& harmonics, int multiple, float* 
 
 MEASURE_WIDE void Multiply(const Gain& gain, const float* __restrict phase, const float* __restrict modulation,
                            float* __restrict product, std::size_t count) {
+    if (gain.least == gain.most) {
+        for (std::size_t x = 0; x < count; ++x) product[x] = modulation[x] * gain.mean;
+        return;
+    }
     const Harmonics swing = gain.swing;
     const float mean = gain.mean, turnsPerRadian = static_cast<float>(gain.multiple) / (2 * kPi);
     for (std::size_t x = 0; x < count; ++x)

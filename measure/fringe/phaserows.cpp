@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "measure/base/wide.h"
+
 // This file is compiled so that comparisons need not raise floating-point exceptions: only then loops that choose
 // between values become vectors.
 namespace measure::rows {
@@ -135,6 +137,20 @@ void MarkUsable(const float* __restrict mean, const float* __restrict modulation
         const auto good = static_cast<std::uint8_t>((bright & own & together) ? 255 : 0);
         usable[x] = static_cast<std::uint8_t>(good & static_cast<std::uint8_t>(~saturated[x]));
     }
+}
+
+MEASURE_WIDE bool MarkCandidates(const float* __restrict mean, const float* __restrict modulation,
+                                 const std::uint8_t* __restrict saturated, const std::uint8_t* __restrict usable,
+                                 const Limits& limits, std::uint8_t* __restrict marks, std::size_t count) {
+    const float leastMean = limits.mean, leastOwn = limits.modulation / 2;
+    int found = 0;
+    for (std::size_t x = 0; x < count; ++x) {
+        const int isOut = static_cast<int>((saturated[x] | usable[x]) == 0);
+        const int could = isOut & static_cast<int>(mean[x] >= leastMean) & static_cast<int>(modulation[x] >= leastOwn);
+        marks[x] = static_cast<std::uint8_t>(marks[x] | could);
+        found |= could;
+    }
+    return found != 0;
 }
 
 void Contrast(const ThreeRows& mean, const ThreeRows& modulation, float* __restrict contrast, std::size_t count) {

@@ -60,6 +60,10 @@ struct Neighbourhood {
 };
 void MarkUsable(const float* mean, const float* modulation, const std::uint8_t* saturated, const Neighbourhood& around,
                 const Limits& limits, std::uint8_t* usable, std::size_t count);
+// Marks the pixels that are not usable and could be with other neighbours, and leaves other marks; whether there are
+// any.
+bool MarkCandidates(const float* mean, const float* modulation, const std::uint8_t* saturated,
+                    const std::uint8_t* usable, const Limits& limits, std::uint8_t* marks, std::size_t count);
 
 // contrast = min(1, B / (A + 1)) of the means of nine pixels.
 void Contrast(const ThreeRows& mean, const ThreeRows& modulation, float* contrast, std::size_t count);

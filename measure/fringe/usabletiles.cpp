@@ -36,16 +36,30 @@ void UsableTiles::Add(bool withSlope) const {
     const cv::Rect image({}, mPhase.phase.size());
     cv::parallel_for_(cv::Range(0, mAcross * mDown), [&](const cv::Range& tiles) {
         for (int i = tiles.start; i < tiles.end; ++i) {
-            const cv::Rect square(i % mAcross * kTile, i / mAcross * kTile, kTile, kTile);
+            const cv::Rect square = cv::Rect(i % mAcross * kTile, i / mAcross * kTile, kTile, kTile) & image;
             if (!IsNear(i % mAcross, square.y)) continue;
-            const cv::Rect around = (square + cv::Size(2, 2) - cv::Point(1, 1)) & image;
-            const Tile tile{square & image, around, FreedModulation(around)};
-            const std::optional<cv::Vec2f> slope = MeanSlope(tile);
+            const cv::Rect candidates = FindCandidates(square);
+            if (candidates.empty()) continue;
+            const std::optional<cv::Vec2f> slope = MeanSlope(square);
             if (!slope) continue;
-            if (withSlope) AddOf(tile, {0, 0});
-            if (std::max(std::abs((*slope)[0]), std::abs((*slope)[1])) >= kFlat) AddOf(tile, *slope);
+            const bool isFlat = std::max(std::abs((*slope)[0]), std::abs((*slope)[1])) < kFlat;
+            if (isFlat && !withSlope) continue;
+            const Tile part = TileOf(candidates);
+            if (withSlope) AddOf(part, {0, 0});
+            if (!isFlat) AddOf(part, *slope);
         }
     });
+}
+
+UsableTiles::Tile UsableTiles::TileOf(const cv::Rect& inside) const {
+    const cv::Rect around = (inside + cv::Size(2, 2) - cv::Point(1, 1)) & cv::Rect({}, mPhase.phase.size());
+    cv::Mat1f freed(around.size());
+    for (int y = 0; y < around.height; ++y) FreeModulation(around.y + y, around.x, around.width, freed[y]);
+    return {inside, around, freed};
+}
+
+void UsableTiles::FreeModulation(int y, int left, int count, float* freed) const {
+    rows::Multiply(mGain, mPhase.phase[y] + left, mPhase.modulation[y] + left, freed, static_cast<std::size_t>(count));
 }
 
 bool UsableTiles::IsNear(int column, int top) const {
@@ -54,13 +68,25 @@ bool UsableTiles::IsNear(int column, int top) const {
     return isNear != 0;
 }
 
-cv::Mat1f UsableTiles::FreedModulation(const cv::Rect& part) const {
-    const cv::Mat1f measured = mPhase.modulation(part), phase = mPhase.phase(part);
-    if (mGain.least == mGain.most) return measured;
-    cv::Mat1f freed(part.size());
-    for (int y = 0; y < part.height; ++y)
-        rows::Multiply(mGain, phase[y], measured[y], freed[y], static_cast<std::size_t>(part.width));
-    return freed;
+cv::Rect UsableTiles::FindCandidates(const cv::Rect& square) const {
+    rows::Limits limits = mLimits;
+    limits.modulation /= mGain.most;
+    std::array<std::uint8_t, kTile> marks{};
+    const auto width = static_cast<std::size_t>(square.width);
+    int top = square.br().y, bottom = square.y;
+    for (int y = square.y; y < square.br().y; ++y) {
+        if (!rows::MarkCandidates(mPhase.mean[y] + square.x, mPhase.modulation[y] + square.x,
+                                  mPhase.saturated[y] + square.x, mPhase.usable[y] + square.x, limits, marks.data(),
+                                  width))
+            continue;
+        top = std::min(top, y);
+        bottom = y + 1;
+    }
+    if (top >= bottom) return {};
+    const auto isMarked = [](std::uint8_t mark) { return mark != 0; };
+    const auto left = std::find_if(marks.begin(), marks.end(), isMarked);
+    const auto right = std::find_if(marks.rbegin(), marks.rend(), isMarked).base();
+    return {square.x + static_cast<int>(left - marks.begin()), top, static_cast<int>(right - left), bottom - top};
 }
 
 void UsableTiles::AddOf(const Tile& tile, const cv::Vec2f& slope) const {
@@ -77,23 +103,25 @@ void UsableTiles::AddOf(const Tile& tile, const cv::Vec2f& slope) const {
 }
 
 // Radians per pixel, across and down, of the pixels whose modulation is near the limit; nothing for noise.
-std::optional<cv::Vec2f> UsableTiles::MeanSlope(const Tile& tile) const {
+std::optional<cv::Vec2f> UsableTiles::MeanSlope(const cv::Rect& square) const {
     constexpr int kStep = 7;  // some hundred pixels tell it
     constexpr float kClear = 0.5f;
-    const cv::Mat1f phase = mPhase.phase(tile.around);
-    const auto isNear = [&](cv::Point at) { return tile.modulation(at) >= mLeast && tile.modulation(at) < mMost; };
+    const auto isNear = [&](float modulation) { return modulation >= mLeast && modulation < mMost; };
     std::complex<float> across, down;
     int count = 0;
-    const auto add = [&](cv::Point a, cv::Point b, std::complex<float>& sum) {
+    const auto add = [&](float a, float b, float step, std::complex<float>& sum) {
         if (!isNear(a) || !isNear(b)) return;
-        sum += std::polar(1.0f, phase(b) - phase(a));
+        sum += std::polar(1.0f, step);
         ++count;
     };
-    const cv::Rect inside = tile.inside - tile.around.tl();
-    for (int y = inside.y; y + 1 < inside.br().y; y += kStep) {
-        for (int x = inside.x; x + 1 < inside.br().x; x += kStep) {
-            add({x, y}, {x + 1, y}, across);
-            add({x, y}, {x, y + 1}, down);
+    std::array<float, kTile> own, below;
+    for (int y = square.y; y + 1 < square.br().y; y += kStep) {
+        FreeModulation(y, square.x, square.width, own.data());
+        FreeModulation(y + 1, square.x, square.width, below.data());
+        const float *phase = mPhase.phase[y] + square.x, *phaseBelow = mPhase.phase[y + 1] + square.x;
+        for (std::size_t x = 0; x + 1 < static_cast<std::size_t>(square.width); x += kStep) {
+            add(own[x], own[x + 1], phase[x + 1] - phase[x], across);
+            add(own[x], below[x], phaseBelow[x] - phase[x], down);
         }
     }
     if (std::abs(across) + std::abs(down) <= kClear * static_cast<float>(count)) return {};

@@ -36,9 +36,13 @@ private:
 
     void Add(bool withSlope) const;
     bool IsNear(int column, int top) const;
+    // Around all pixels of a square that may be added, if their neighbours allow it; empty without them.
+    cv::Rect FindCandidates(const cv::Rect& square) const;
+    Tile TileOf(const cv::Rect& inside) const;
     void AddOf(const Tile& tile, const cv::Vec2f& slope) const;
-    cv::Mat1f FreedModulation(const cv::Rect& part) const;
-    std::optional<cv::Vec2f> MeanSlope(const Tile& tile) const;
+    // Of some pixels of a row.
+    void FreeModulation(int y, int left, int count, float* freed) const;
+    std::optional<cv::Vec2f> MeanSlope(const cv::Rect& square) const;
     // visit(y, around) gets the sums of the neighbours of every row of the tile.
     template <class Visit>
     void VisitRows(const Tile& tile, const cv::Vec2f& slope, const Visit& visit) const;
