@@ -73,4 +73,9 @@ struct Jumps {
 };
 MEASURE_API Jumps FindJumps(const cv::Mat1f& unwrapped);
 
+// The areas that jumps cut off from the largest area of their component, in pixels beside the jumps, the largest first;
+// areas of fewer than minPixels are left out. Each may be wrong by whole periods, as one that no other touches. Throws
+// InputError when the images differ in size.
+MEASURE_API std::vector<int> FindCutOffAreas(const Unwrapped& unwrapped, const Jumps& jumps, int minPixels = 100);
+
 }  // namespace measure

@@ -1,7 +1,9 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <functional>
 #include <limits>
+#include <opencv2/imgproc.hpp>
 #include <vector>
 
 #include "measure/base/arguments.h"
@@ -108,6 +110,30 @@ Jumps FindJumps(const cv::Mat1f& unwrapped) {
             jumps.count += MarkJumps(row, unwrapped[y + 1], where, jumps.where[y + 1], unwrapped.cols);
     }
     return jumps;
+}
+
+std::vector<int> FindCutOffAreas(const Unwrapped& unwrapped, const Jumps& jumps, int minPixels) {
+    RequireOneSize({"the components", unwrapped.components}, {{"the jumps", jumps.where}});
+    RequireNotNegative("minPixels", minPixels);
+    cv::Mat1b beside;
+    cv::compare(unwrapped.components, 0, beside, cv::CMP_GT);
+    beside.setTo(0, jumps.where);
+    cv::Mat1i labels, stats;
+    cv::Mat1d centers;
+    const int count = cv::connectedComponentsWithStats(beside, labels, stats, centers, 4, CV_32S);
+    std::vector<int> componentOf(static_cast<std::size_t>(count)), largest(unwrapped.pixels.size() + 1);
+    for (int y = 0; y < labels.rows; ++y)
+        for (int x = 0; x < labels.cols; ++x)
+            if (beside(y, x)) componentOf[static_cast<std::size_t>(labels(y, x))] = unwrapped.components(y, x);
+    std::vector<int> areas;
+    for (int label = 1; label < count; ++label) {
+        int pixels = stats(label, cv::CC_STAT_AREA);
+        int& most = largest[static_cast<std::size_t>(componentOf[static_cast<std::size_t>(label)])];
+        if (pixels > most) std::swap(pixels, most);
+        if (pixels > 0 && pixels >= minPixels) areas.push_back(pixels);
+    }
+    std::sort(areas.begin(), areas.end(), std::greater<>());
+    return areas;
 }
 
 }  // namespace measure

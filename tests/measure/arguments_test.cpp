@@ -34,7 +34,10 @@ TEST(Arguments, OfUnwrapping) {
              {OF(UnwrapByRegions(a.phase, a.usable, a.quality, a.regions)),
               {IMAGE(phase), IMAGE(usable), IMAGE(quality)},
               {SET(regions.minPixels, -1), SETS(regions.minQuality, 255, -1), SETS(regions.orderMode, 0, 9)}},
-             {OF(FindJumps(a.phase)), {IMAGE(phase)}, {}}});
+             {OF(FindJumps(a.phase)), {IMAGE(phase)}, {}},
+             {OF(FindCutOffAreas({a.phase, cv::Mat1i(a.phase.size(), 1), {1}}, {0, a.usable}, a.minPixels)),
+              {IMAGE(usable)},
+              {SET(minPixels, -1)}}});
 }
 
 struct FringeArguments {

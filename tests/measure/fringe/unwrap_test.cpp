@@ -259,6 +259,21 @@ TEST(Unwrapping, Jumps) {
     EXPECT_EQ(cv::norm(jumps.where, expected, cv::NORM_INF), 0);
 }
 
+TEST(Unwrapping, AreasThatJumpsCutOff) {
+    measure::Unwrapped unwrapped{cv::Mat1f(30, 60, 0.0f), cv::Mat1i(30, 60, 1), {1500, 300}};
+    unwrapped.phase(cv::Rect(5, 5, 12, 10)) = 7.0f;    // an island
+    unwrapped.phase(cv::Rect(30, 20, 20, 10)) = 7.0f;  // at the border of the image
+    unwrapped.phase(cv::Rect(20, 2, 4, 4)) = 7.0f;     // too small
+    unwrapped.phase(cv::Rect(30, 10, 9, 1)) = 7.0f;    // a jump that encloses nothing
+    unwrapped.components.colRange(51, 60) = 2;         // another component, which no jump divides
+    unwrapped.phase.col(50) = NAN;
+    unwrapped.components.col(50) = 0;
+    const auto jumps = measure::FindJumps(unwrapped.phase);
+    EXPECT_EQ(measure::FindCutOffAreas(unwrapped, jumps, 20), (std::vector<int>{19 * 9, 10 * 8}));
+    EXPECT_TRUE(measure::FindCutOffAreas(unwrapped, jumps, 500).empty());
+    EXPECT_TRUE(measure::FindCutOffAreas(unwrapped, measure::FindJumps(cv::Mat1f(30, 60, 0.0f)), 0).empty());
+}
+
 TEST(Unwrapping, Refusals) {
     const Scene scene = MakeScene({600, 30}, [](int x, int) { return 3.0 * x; });
     const cv::Mat1f cost = measure::UnwrapCost(scene.phase, scene.usable);

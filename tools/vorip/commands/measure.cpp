@@ -82,7 +82,7 @@ private:
         mProgress.Stage("writing");
         const UnwrapReport report = AddUnwrapResult(mOutputs, unwrapped, jumps, time.count());
         Add("unwrap", report.entries, report.text + "\n");
-        if (jumps.count > 0) mDoubts.push_back(JumpWarning(jumps, "unwrapped"));
+        if (jumps.count > 0) mDoubts.push_back(JumpWarning(jumps, unwrapped));
         if (unwrapped.pixels.size() > 1)
             mNotes.push_back(
                 cv::format("%zu pieces do not touch: whole periods between them are unknown, as one set "

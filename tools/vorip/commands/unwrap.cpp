@@ -190,7 +190,7 @@ int RunUnwrap(const UnwrapOptions& given) {
         Warn(options.phase +
              ": hardly a wrapped phase: steps of a period are missing, or its values do not fill the period (a fringe "
              "picture, or unwrapped?)");
-    if (jumps.count > 0) Warn(JumpWarning(jumps, "unwrapped"));
+    if (jumps.count > 0) Warn(JumpWarning(jumps, unwrapped));
     return unwrapped.pixels.empty() ? kExitNothingUsable : kExitDone;
 }
 

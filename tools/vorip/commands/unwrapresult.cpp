@@ -92,4 +92,18 @@ std::string JumpWarning(const measure::Jumps& jumps, const std::string& name) {
         jumps.count, name.c_str());
 }
 
+std::string JumpWarning(const measure::Jumps& jumps, const measure::Unwrapped& unwrapped) {
+    constexpr std::size_t kMostNamed = 3;
+    if (jumps.count == 0) return {};
+    const std::vector<int> areas = measure::FindCutOffAreas(unwrapped, jumps);
+    std::string sizes;
+    for (std::size_t i = 0; i < std::min(areas.size(), kMostNamed); ++i)
+        sizes += (i > 0 ? ", " : "") + std::to_string(areas[i]);
+    const std::string text = JumpWarning(jumps, "unwrapped");
+    if (areas.empty()) return text;
+    return text + cv::format("; they cut off %zu area%s (%s%s pixels), whose orders against the rest are unknown",
+                             areas.size(), areas.size() == 1 ? "" : "s", sizes.c_str(),
+                             areas.size() > kMostNamed ? ", ..." : "");
+}
+
 }  // namespace vorip

@@ -26,5 +26,7 @@ UnwrapReport AddUnwrapResult(OutputSet& outputs, const measure::Unwrapped& unwra
 
 // One line about jumps, marked in NAME_picture.png; empty without any.
 std::string JumpWarning(const measure::Jumps& jumps, const std::string& name);
+// The same of an unwrapped phase, with the areas that they cut off.
+std::string JumpWarning(const measure::Jumps& jumps, const measure::Unwrapped& unwrapped);
 
 }  // namespace vorip
