@@ -99,6 +99,14 @@ void Trace(I i, C c) {
     segment.ExtractSegmentAttributes();
     segment.Label(300);
 }
+void Count(I i, C) {
+    KrLHistogram histogram;
+    histogram.Create(i[0], 256);
+    KrBimodalHistoAnalyzer analyzer;
+    analyzer.Analyze(histogram);
+    KrFringeQualityCheck().CheckContrast(Bytes(i[0]), Bytes(i[1]));
+    KrLTransfer().Clear(i[1], histogram.GetMean() + analyzer.GetThreshold());
+}
 void BuildRegion(I i, C c) {
     KrBuildRegion region;
     region.SetMask(Bytes(i[0]));
@@ -159,6 +167,7 @@ const std::vector<OpCase> kFamilies = {
     NoFormula("818 a18", {{}}, Depth),
     NoFormula("818 a18", {{}}, [](I i, C) { Rig().PredictRow(i[0], Bytes(i[1]), i[2]); }),
     NoFormula("888 a88", {{}}, [](I i, C) { Rig().PredictNoise(i[0], i[1], nullptr, i[2]); }),
+    NoFormula("11", {{}}, Count),
     NoFormula("11", {{0, 0}, {3, 2}, {-1, 5}}, BuildRegion),
     NoFormula("14", {{0, 1, 1}, {128, 4, 2}, {250, 9, 1}}, Trace),
     NoFormula("17", {{}}, [](I i, C) { KrSegmentScan().Execute(Bytes(i[0]), static_cast<KrAOI32*>(i[1])); }),

@@ -32,19 +32,14 @@ void InFourThreads(const Run& run) {
 std::vector<unsigned char> RunAll() {
     std::vector<unsigned char> results;
     for (const OpCase& op : Listed::All()) {
-        std::vector<std::vector<unsigned char>> memories;
-        std::vector<std::unique_ptr<KrAOI>> owned;
+        std::vector<GuardedImage> owned;
         std::vector<KrAOI*> images;
         const std::vector<DeviceType> types = Combinations(op.types)[0];
-        for (const DeviceType type : types) {
-            memories.emplace_back(64 * 16 * 8);
-            FillRandom(type, memories.back(), static_cast<unsigned>(memories.size()), false);
-            owned.push_back(MakeAOI({0, type, 0, 64 * 8, 40, 12}, memories.back().data()));
-            images.push_back(owned.back().get());
-        }
+        for (const DeviceType type : types) owned.emplace_back(type, 40, 12, 1);
+        for (const GuardedImage& image : owned) images.push_back(image.image.get());
         const auto error = Thrown([&] { op.run(images.data(), op.constants[0].data()); });  // sizes that do not fit
         results.push_back(error != nullptr);
-        for (const auto& memory : memories) results.insert(results.end(), memory.begin(), memory.end());
+        for (const GuardedImage& image : owned) results.insert(results.end(), image.memory.begin(), image.memory.end());
     }
     return results;
 }
@@ -55,37 +50,6 @@ TEST(Threads, OperationsOnImagesOfTheirOwn) {
     InFourThreads([&](unsigned k) { results[k] = RunAll(); });
     const auto alone = RunAll();
     for (const auto& result : results) EXPECT_TRUE(alone == result);
-}
-
-TEST(Threads, ObjectsWithState) {
-    KrBufferAOI8 phase({70, 50}), open({70, 50});  // read by all
-    Fill(phase, [](int x, int y) { return x * 9 + y * 3; });
-    Fill(open, [](int, int) { return 255; });
-    const auto run = [&] {
-        KrBufferAOI8 mask({70, 50}), result({70, 50}), region({70, 50}), shade({70, 50});
-        KrBufferAOI16 target({70, 50});
-        KrBufferAOI32 labels({70, 50});
-        KrBufferAOI32Float radians({70, 50});
-        KrLHistogram histogram;
-        histogram.Create(&phase, 256);
-        KrBimodalHistoAnalyzer().Analyze(histogram);
-        KrFringeQualityCheck().CheckContrast(&phase, &mask);
-        KrLUnWrap unwrap;
-        unwrap.Execute(&phase, &open, &mask, &target, &result, 0, 0, 4, 0);
-        KrLUnWrap_Velmor byReliability;
-        byReliability.Execute(&phase, &open, 0, nullptr);
-        byReliability.GetRadians(&radians, &result);
-        KrSegmentScan().Execute(&phase, &labels);
-        KrBuildRegion build;
-        build.SetMask(&mask);
-        build.Execute(&phase, {3, 3}, &region);
-        KrLShadeCorrection().GetBackgroundShade(static_cast<const KrAOI*>(&phase), &shade);
-        return std::tuple(histogram.GetMean(), PixelsOf(mask), PixelsOf(target), PixelsOf(radians), PixelsOf(labels),
-                          PixelsOf(region), PixelsOf(shade));
-    };
-    std::array<decltype(run()), 4> results;
-    InFourThreads([&](unsigned k) { results[k] = run(); });
-    for (const auto& result : results) EXPECT_TRUE(run() == result);
 }
 
 // One thread raises the flag again and again, after another time each, which every run lowers at its begin.

@@ -190,7 +190,7 @@ TEST(Arguments, OfSurfaces) {
              {OF(GaussianFilter(a.map.z, a.cutoff)), {IMAGE(map.z)}, {SETS(cutoff, 0, kNaN, 1e5)}},
              {OF(AnalyseRoughness(a.map, a.roughness)),
               {IMAGE(map.z), MAYBE(roughness.form.mask)},
-              {BAD_MAPS, SETS(roughness.cutoff, kNaN, kInf, -1), SETS(roughness.finest, 0.1, 3)}},
+              {BAD_MAPS, SETS(roughness.cutoff, kNaN, kInf, -1, 0.01, 1e9), SETS(roughness.finest, kNaN, 0.1, 1.5, 3)}},
              {OF(CompareHeights(a.map, a.other, a.compare)),
               {MAYBE(compare.mask)},
               {BAD_MAPS, SET(other, HeightMap()), SET(other.unit, "um"), SETS(other.pitch, 0.2, 0)}},

@@ -61,6 +61,22 @@ struct Function {
     std::vector<Image<A>> images;  // each is refused when it is smaller, wider or empty
     std::vector<Change<A>> changes;
 };
+// Sets a member to one number after the other.
+template <class Member>
+struct SetTo {
+    SetTo(const char* name_, std::initializer_list<double> values_, const Member& member_)
+        : name(name_), values(values_), member(member_) {}
+    template <class A>
+    operator Change<A>() const {
+        const auto apply = [values = values, member = member](A& a, std::size_t way) {
+            member(a) = static_cast<std::decay_t<decltype(member(a))>>(values[way]);
+        };
+        return {name, apply, values.size()};
+    }
+    const char* name;
+    std::vector<double> values;
+    Member member;
+};
 // A call, which is its own name.
 #define OF(...) #__VA_ARGS__, [](auto& a) { __VA_ARGS__; }
 #define IMAGE(path)                                   \
@@ -75,17 +91,9 @@ struct Function {
   {                                                                      \
 #    path " = " #    value, [](auto& a, std::size_t) { a.path = value; } \
   }
-#define SETS(path, ...)                                                                                                                    \
-  {                                                                                                                                        \
-#    path " = one of " #    __VA_ARGS__,                                                                                                   \
-        [](auto& a,                                                                                                                        \
-           std::size_t                                                                                                                     \
-               way) { a.path = static_cast<std::decay_t<decltype(a.path)>>(std::vector<double>{__VA_ARGS__}[way]); },                      \
-                                                                                                                   std::initializer_list < \
-                                                                                                                       double>             \
-                                                                                                                       {__VA_ARGS__ }      \
-                                                                                                                            .size()        \
-  }
+#define SETS(path, ...) \
+  SetTo(                \
+      #path " = one of " #__VA_ARGS__, {__VA_ARGS__}, [](auto& a) -> auto& { return a.path; })
 #define DO(statement)                                     \
   {                                                       \
 #    statement, [](auto& a, std::size_t) { a.statement; } \

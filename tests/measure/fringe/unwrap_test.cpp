@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <functional>
 
@@ -138,12 +139,21 @@ cv::Mat1i LiteralOrders(const Scene& scene, const cv::Mat1f& cost) {
 
 TEST(Unwrapping, CostMeetsALiteralImplementation) {
     cv::RNG random(3);
-    for (int round = 0; round < 4; ++round) {
-        Scene scene = MakeScene({23, 150}, [&](int, int) { return random.uniform(-3.1, 3.1); });
-        cv::Mat1f cost(scene.phase.size());
-        // Bands are joined one by one: costs that are equal to them must not matter where the phase is consistent.
+    for (int round = 0; round < 40; ++round) {
+        // Bands of 64 rows are joined one by one first, and before them pixels of little cost, in any order: there the
+        // phase is even.
+        const cv::Size size = std::array<cv::Size, 4>{{{23, 150}, {40, 90}, {7, 330}, {1, 300}}}[round % 4u];
+        Scene scene = MakeScene(size, [&](int, int) { return random.uniform(-3.1, 3.1); });
+        cv::Mat1f cost(size);
         random.fill(cost, cv::RNG::UNIFORM, 0.4, 9.0);
-        for (int y = 0; y < cost.rows; ++y) scene.usable(y, random.uniform(0, 23)) = 0;
+        for (int patches = round % 7; patches > 0; --patches) {
+            const cv::Point corner(random.uniform(0, size.width), random.uniform(0, size.height));
+            const cv::Rect patch = cv::Rect(corner, cv::Size(12, 30)) & cv::Rect({}, size);
+            scene.phase(patch) = 1;
+            cost(patch) = 0.1f;
+        }
+        const double share = 0.2 * (round % 3);
+        for (uchar& usable : scene.usable) usable = random.uniform(0.0, 1.0) < share ? 0 : 255;
         const Unwrapped result = measure::JoinByCost(scene.phase, scene.usable, cost, 1, false);
         const cv::Mat1i orders = LiteralOrders(scene, cost);
         std::vector<int> shift(result.pixels.size() + 1, INT_MIN);

@@ -261,13 +261,6 @@ TEST(Roughness, FilterPassesHalfAtItsCutoff) {
     options = {};
     options.finest = 0.4;
     EXPECT_NEAR(AnalyseRoughness(map, options).sq, 0.1 / std::sqrt(2), 0.0005);
-
-    const double wrong[][2] = {{-1, 0}, {0.01, 0}, {0.4, 0.4}, {0, 0.03}, {kNaN, 0}, {1e9, 0}};
-    for (const auto& w : wrong) {
-        options.cutoff = w[0];
-        options.finest = w[1];
-        EXPECT_THROW(AnalyseRoughness(map, options), InputError) << w[0] << " " << w[1];
-    }
 }
 
 // --- Comparison
