@@ -26,37 +26,9 @@ MUTANT = BUILD / "voripbase_mutant"
 SANITIZER = "-fsanitize=address"
 ASAN_OPTIONS = "detect_leaks=0:hard_rss_limit_mb=8000:allocator_may_return_null=1"
 
-# The tests of each room; the first entry that the path begins with.
-FILTERS = "*Filters.*:LineTemplates.*:ImageTemplates.*"
-POINT = "Operations.*:PointOps.*:Logic.*:MinMax.*:Threshold.*:Combination.*"
-TRANSFER = "Transfer.*:Shift.*:Convert.*:MapLut.*"
-STATISTICS = "Histogram*:Bimodal*:Range*:FringeQuality.*"
-FAMILIES = [
-    ("imagemodel/", "Image/*:ImageInfo.*:Text.*:Errors.*:Frame.*:Tables.*:Arrays.*:ReadOnly.*:Boards.*"),
-    ("ipbase/base/(window|network|rowaccess)", FILTERS + ":" + POINT + ":" + TRANSFER),
-    ("ipbase/base/", "Frame.*:" + POINT + ":" + TRANSFER),
-    ("ipbase/(point/|kernels/(arith|logic|minmax|combine|round|rowloop))", POINT + ":Derived.*"),
-    ("ipbase/(transfer/|kernels/(transfer|table|zoom|scale))", TRANSFER + ":Derived.*:" + STATISTICS),
-    ("ipbase/(statistics/|kernels/(histogram|extremes))", STATISTICS),
-    ("ipbase/(filters/|kernels/(median|window|recursive|mask|means|quotients|weighted|widesums|edge))", FILTERS),
-    ("ipbase/(surface/|kernels/(bestfit|shading))", "BestFit.*:Shading.*:Derived.*"),
-    ("ipbase/regions/", "Segment.*:BuildRegion.*"),
-    ("ipbase/(gradient/|kernels/gradient)", "Gradient*"),
-    ("ipbase/(acquisition/|kernels/average)", "AverageSnap*:Boards.*"),
-    ("ipbase/geometry/ipLCombination", "Combination.*"),
-    ("ipbase/(geometry/|kernels/geometry)", "Geometry.*:Rotation.*"),
-    ("ipbase/(colour/|kernels/colour)", "ColourIndex.*:Octree.*"),
-    ("ipbase/(world/|kernels/world)", "World.*"),
-    ("ipbase/(unwrap/reliability/|kernels/reliability)", "Reliability.*:Unwrapping.*"),
-    ("ipbase/unwrap/", "Unwrap.*"),
-    ("measure/io/", "Io.*"),
-    ("measure/fringe/", "Fringe.*:FringeQuality.*:Frames.*:Unwrapping.*"),
-    ("measure/absolute/", "Absolute.*:Bridging.*:ScanTest.*"),
-    ("measure/(world|base)/", "Calibrate.*:CalibrationFile.*:Cloud.*"),
-    ("measure/surface/", "Surface.*:Compare.*:Roughness.*:SystemCheck.*:Height*"),
-    ("measure/report/", "Picture.*:Plot.*:Calibrate.*"),
-    ("measure/simulate/", "Simulate.*:ScanTest.*"),
-]
+# What is used everywhere is tried by these rooms.
+USED_EVERYWHERE = r"ipbase/(base/|kernels/rowloop)"
+USERS = {"ipbase/point", "ipbase/transfer", "ipbase/filters"}
 OF_MEASURE = ("Absolute.*:Arguments.*:Bridging.*:Calibrat*:Cloud.*:Frames.*:Fringe*:Height*:Plot.*:ImageCalls.*:"
               "ImageViews.*:Io.*:Picture.*:ScanTest.*:Simulate.*:Compare.*:Roughness.*:Surface.*:SystemCheck.*:"
               "Unwrapping.*")
@@ -147,9 +119,22 @@ def notices(tests):
     return not passes(MUTANT, tests, 20 + 5 * SECONDS[tests])
 
 
+def rooms_of(file):
+    """Where the tests of a source stand: in the room of its name, or in those of the rooms that use a kernel."""
+    room = pathlib.Path(file).parent
+    if re.match(USED_EVERYWHERE, file):
+        return USERS
+    if room.name == "kernels":
+        include = f'"ipbase/kernels/{pathlib.Path(file).stem}.h"'
+        users = [f for f in (COPY / "ipbase").rglob("*.[hc]*") if include in f.read_text() and f != COPY / file]
+        return {tests for user in users for tests in rooms_of(str(user.relative_to(COPY)))} or USERS
+    return {str(next(r for r in (room, *room.parents) if (ROOT / "tests" / r).is_dir()))}
+
+
 def tests_of_room(file):
-    own = next((tests for room, tests in FAMILIES if re.match(room, file)), tests_of_library(file))
-    return own + ":Arguments.*" if file.startswith("measure/") else own
+    texts = [test.read_text() for room in rooms_of(file) for test in (ROOT / "tests" / room).glob("*_test.cpp")]
+    suites = {s for text in texts for s in re.findall(r"^(?:DRAWN_|TYPED_)?TEST(?:_F)?\((\w+),", text, re.M)}
+    return ":".join(f"{s}.*:{s}/*" for s in sorted(suites)) + (":Arguments.*" if file.startswith("measure/") else "")
 
 
 def tests_of_library(file):

@@ -129,8 +129,6 @@ TEST(ReadOnly, NoOperationWritesIntoThem) {
     KrLUnWrap_Velmor reliability;
     regions.Execute(&dst, &dst, &other, 0, 0, 1, 0);
     reliability.Execute(&dst, nullptr, 0, nullptr);
-    KrGradient gradient;
-    gradient.Init(size);
     const KrTSize<std::uint32_t> window(3, 3);
     const std::function<void()> operations[] = {
         [&] { KrLTransfer().Exchange(&dst, &src); },
@@ -140,7 +138,6 @@ TEST(ReadOnly, NoOperationWritesIntoThem) {
         [&] { KrFilterVerMedian().Execute(3, &dst, none); },
         [&] { KrFilterRecursive().Execute(0.5, &dst, none); },
         [&] { KrFilterBinominal().Execute(window, &dst, none); },
-        [&] { gradient.Execute(&src, 25, 1, &dst); },
         [&] { regions.GetResult(&work, &dst); },
         [&] { regions.GetResult(&radians, &dst); },
         [&] { regions.GetRadians(&dstF, &other); },
@@ -148,12 +145,10 @@ TEST(ReadOnly, NoOperationWritesIntoThem) {
         [&] { reliability.GetResult(&work, &dst); },
         [&] { reliability.GetResult2(&work, &dst); },
         [&] { reliability.GetRadians(&radians, &dst); },
-        [&] { KrLGeomet().Scale(&small, &dst); },
         [&] { KrLGeomet().Scale(&small, &src, how); },
         [&] { KrLGeomet().ShiftSubPixel(&small, &small, 0.5, 0.5, how); },
         [&] { KrLGeomet().PyramidDown(&large, &dst); },
         [&] { KrLGeomet().PyramidUp(&small, &dst); },
-        [&] { KrLGeomet().ScaleModulo(&small, &dst); },
     };
     for (const bool direct : {true, false}) {
         const DirectAccess access(direct);
