@@ -69,6 +69,16 @@ MEASURE_WIDE int CountOutsideInRow(const float* values, float least, float most,
     return count;
 }
 
+// From absolute phases to positions, in pixels of the projector.
+MEASURE_WIDE void LocateRow(const float* __restrict phase, float perRadian, float* __restrict coordinate, int width) {
+    for (int x = 0; x < width; ++x) coordinate[x] = phase[x] * perRadian;
+}
+
+// Back to phases as they were measured, from another zero and in their own direction.
+MEASURE_WIDE void CountFrom(float offset, float direction, float* phase, int width) {
+    for (int x = 0; x < width; ++x) phase[x] = phase[x] * direction + offset;
+}
+
 struct TrustRow {
     const float *fine, *residual, *lead, *margin;
     const short* order;
@@ -188,17 +198,20 @@ void FinishResult(DecodeState& state, const OrderDecision& decision) {
     AbsolutePhase& result = state.result;
     result.modulation = state.Finest().modulation;
     result.valid = cv::countNonZero(result.mask);
-    result.coordinate = result.phase * (result.period / (2 * CV_PI));
-    if (result.offset != 0 || result.direction < 0)
-        result.phase.convertTo(result.phase, CV_32F, result.direction, result.offset);
+    result.coordinate.create(result.mask.size());
     result.reliability.create(result.mask.size());
     const bool isCoded = state.axis.gray.has_value();
+    const auto direction = static_cast<float>(result.direction), offset = static_cast<float>(result.offset);
     const float slack = 2 * Slack(result.period), end = static_cast<float>(state.axis.length) + slack;
+    const auto perRadian = static_cast<float>(result.period / (2 * CV_PI));
     std::atomic<int> beyond{0};
     ForRows(result.mask, [&](int y) {
-        cv::Mat1f buffer(1, result.mask.cols);
+        const int width = result.mask.cols;
+        cv::Mat1f buffer(1, width);
         RateRow(decision.residual[y], decision.lead[y], isCoded, buffer, result.reliability[y], result.mask[y]);
-        beyond += CountOutsideInRow(result.coordinate[y], -slack, end, result.coordinate.cols);
+        LocateRow(result.phase[y], perRadian, result.coordinate[y], width);
+        beyond += CountOutsideInRow(result.coordinate[y], -slack, end, width);
+        if (offset != 0 || direction < 0) CountFrom(offset, direction, result.phase[y], width);
     });
     state.beyond = beyond;
     result.jumps = FindJumps(result.phase);

@@ -69,14 +69,10 @@ void CorrectRipple(FringePhase& phase, const Ripple& ripple, const Progress& pro
     const int multiple = ripple.harmonics.front();
     const auto width = static_cast<std::size_t>(phase.phase.cols);
     const bool hasGain = EqualSteps(phase.shifts) != 0;
-    UsableTiles tiles(phase, hasGain ? GainOf(ripple) : rows::Gain{});
     ForRowBands(phase.phase.size(), progress, "correcting the ripple", [&](const cv::Range& range) {
-        for (int y = range.start; y < range.end; ++y) {
-            rows::AddHarmonics(harmonics, multiple, phase.phase[y], width);
-            if (hasGain) tiles.Look(y);
-        }
+        for (int y = range.start; y < range.end; ++y) rows::AddHarmonics(harmonics, multiple, phase.phase[y], width);
     });
-    if (hasGain) tiles.AddAnew();
+    if (hasGain) UsableTiles(phase, GainOf(ripple)).AddAnew();
 }
 
 }  // namespace measure

@@ -89,17 +89,4 @@ MEASURE_WIDE void PhasorOf(const float* __restrict phase, const float* __restric
     }
 }
 
-MEASURE_WIDE void FindWithin(const float* __restrict values, float least, float most, std::size_t part,
-                             std::uint8_t* __restrict found, std::size_t count) {
-    for (; count > 0; ++found) {
-        const std::size_t own = std::min(part, count);
-        int within = 0;
-        for (std::size_t x = 0; x < own; ++x)
-            within |= static_cast<int>(values[x] >= least) & static_cast<int>(values[x] < most);
-        *found = static_cast<std::uint8_t>(within);
-        values += own;
-        count -= own;
-    }
-}
-
 }  // namespace measure::rows

@@ -34,7 +34,4 @@ struct Ramp {
 };
 void PhasorOf(const float* phase, const float* modulation, const Ramp& ramp, float* c, float* s, std::size_t count);
 
-// For every `part` values, the last ones may be fewer: 1 if one of them is at least `least` and below `most`, else 0.
-void FindWithin(const float* values, float least, float most, std::size_t part, std::uint8_t* found, std::size_t count);
-
 }  // namespace measure::rows

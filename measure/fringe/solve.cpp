@@ -74,11 +74,10 @@ double FullScale(const FringeLimits& limits, int depth) {
 // Solves a band of rows from top to bottom. Of the sums it keeps one row, of the sums of three neighbours three.
 class Solver {
 public:
-    Solver(const FringeSet& set, const std::vector<rows::Weights>& weights, FringePhase& result, UsableTiles& tiles)
+    Solver(const FringeSet& set, const std::vector<rows::Weights>& weights, FringePhase& result)
         : mSet(set),
           mWeights(weights),
           mResult(result),
-          mTiles(tiles),
           mWidth(static_cast<std::size_t>(result.phase.cols)),
           mHeight(result.phase.rows),
           mLimits(result.limits),
@@ -124,7 +123,6 @@ private:
         std::copy_n(sums.a, mWidth, mResult.mean[y]);
         rows::PhaseOf(sums.c, sums.s, mResult.phase[y], mResult.modulation[y], mWidth);
         rows::MarkSaturated(sums.peak, mSaturation, mResult.saturated[y], mWidth);
-        mTiles.Look(y);
         if (mResult.residual.empty()) return;
         float* const squares = mResult.residual[y];
         std::fill_n(squares, mWidth, 0.0f);
@@ -151,7 +149,6 @@ private:
     const FringeSet& mSet;
     const std::vector<rows::Weights>& mWeights;
     FringePhase& mResult;
-    UsableTiles& mTiles;
     const std::size_t mWidth;
     const int mHeight;
     const rows::Limits mLimits;
@@ -182,10 +179,9 @@ FringePhase SolveFringes(const FringeSet& set, const FringeLimits& limits, const
     if (set.frames.size() > 3) result.residual.create(size);
     result.saturated.create(size);
     result.usable.create(size);
-    UsableTiles tiles(result);
     ForRowBands(size, progress, "fitting the fringes",
-                [&](const cv::Range& range) { Solver(set, weights, result, tiles).Solve(range); });
-    tiles.AddWithoutSlope();
+                [&](const cv::Range& range) { Solver(set, weights, result).Solve(range); });
+    UsableTiles(result).AddWithoutSlope();
     return result;
 }
 

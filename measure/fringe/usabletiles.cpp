@@ -22,28 +22,20 @@ UsableTiles::UsableTiles(FringePhase& phase, const rows::Gain& gain)
       mGain(gain),
       mLimits(phase.limits),
       mLeast(mLimits.modulation / kNear),
-      mMost(mLimits.modulation * kNear),
-      mAcross((phase.phase.cols + kTile - 1) / kTile),
-      mDown((phase.phase.rows + kTile - 1) / kTile),
-      mIsNear(phase.phase.rows, mAcross) {}
-
-void UsableTiles::Look(int y) {
-    rows::FindWithin(mPhase.modulation[y], mLeast / mGain.most, mMost / mGain.least, kTile, mIsNear[y],
-                     static_cast<std::size_t>(mPhase.phase.cols));
-}
+      mMost(mLimits.modulation * kNear) {}
 
 void UsableTiles::Add(bool withSlope) const {
     const cv::Rect image({}, mPhase.phase.size());
-    cv::parallel_for_(cv::Range(0, mAcross * mDown), [&](const cv::Range& tiles) {
+    const int across = (image.width + kTile - 1) / kTile, down = (image.height + kTile - 1) / kTile;
+    cv::parallel_for_(cv::Range(0, across * down), [&](const cv::Range& tiles) {
         for (int i = tiles.start; i < tiles.end; ++i) {
-            const cv::Rect square = cv::Rect(i % mAcross * kTile, i / mAcross * kTile, kTile, kTile) & image;
-            if (!IsNear(i % mAcross, square.y)) continue;
-            const cv::Rect candidates = FindCandidates(square);
-            if (candidates.empty()) continue;
+            const cv::Rect square = cv::Rect(i % across * kTile, i / across * kTile, kTile, kTile) & image;
             const std::optional<cv::Vec2f> slope = MeanSlope(square);
             if (!slope) continue;
             const bool isFlat = std::max(std::abs((*slope)[0]), std::abs((*slope)[1])) < kFlat;
             if (isFlat && !withSlope) continue;
+            const cv::Rect candidates = FindCandidates(square);
+            if (candidates.empty()) continue;
             const Tile part = TileOf(candidates);
             if (withSlope) AddOf(part, {0, 0});
             if (!isFlat) AddOf(part, *slope);
@@ -60,12 +52,6 @@ UsableTiles::Tile UsableTiles::TileOf(const cv::Rect& inside) const {
 
 void UsableTiles::FreeModulation(int y, int left, int count, float* freed) const {
     rows::Multiply(mGain, mPhase.phase[y] + left, mPhase.modulation[y] + left, freed, static_cast<std::size_t>(count));
-}
-
-bool UsableTiles::IsNear(int column, int top) const {
-    int isNear = 0;
-    for (int y = top; y < std::min(top + kTile, mIsNear.rows) && !isNear; ++y) isNear = mIsNear(y, column);
-    return isNear != 0;
 }
 
 cv::Rect UsableTiles::FindCandidates(const cv::Rect& square) const {
@@ -102,7 +88,8 @@ void UsableTiles::AddOf(const Tile& tile, const cv::Vec2f& slope) const {
     });
 }
 
-// Radians per pixel, across and down, of the pixels whose modulation is near the limit; nothing for noise.
+// Radians per pixel, across and down, of the pixels whose modulation is near the limit; nothing without such pixels,
+// or for noise.
 std::optional<cv::Vec2f> UsableTiles::MeanSlope(const cv::Rect& square) const {
     constexpr int kStep = 7;  // some hundred pixels tell it
     constexpr float kClear = 0.5f;
@@ -114,8 +101,14 @@ std::optional<cv::Vec2f> UsableTiles::MeanSlope(const cv::Rect& square) const {
         sum += std::polar(1.0f, step);
         ++count;
     };
+    const auto mayBeNear = [&](const float* modulation) {
+        for (int x = 0; x + 1 < square.width; x += kStep)
+            if (modulation[x] >= mLeast / mGain.most && modulation[x] < mMost / mGain.least) return true;
+        return false;
+    };
     std::array<float, kTile> own, below;
     for (int y = square.y; y + 1 < square.br().y; y += kStep) {
+        if (!mayBeNear(mPhase.modulation[y] + square.x)) continue;
         FreeModulation(y, square.x, square.width, own.data());
         FreeModulation(y + 1, square.x, square.width, below.data());
         const float *phase = mPhase.phase[y] + square.x, *phaseBelow = mPhase.phase[y + 1] + square.x;

@@ -18,10 +18,8 @@ public:
     // The gain frees the modulation of what harmonics make it swing.
     explicit UsableTiles(FringePhase& phase, const rows::Gain& gain = {});
 
-    // Looks for tiles in a row whose modulation is known. Other threads may look at other rows.
-    void Look(int y);
-    // When all rows are known: adds to phase.usable the pixels of these tiles that reach the limit with the slope taken
-    // off, or also those that reach it as they are now.
+    // Adds to phase.usable the pixels of these tiles that reach the limit with the slope taken off, or also those that
+    // reach it as they are now.
     void AddWithoutSlope() const { Add(false); }
     void AddAnew() const { Add(true); }
 
@@ -35,7 +33,6 @@ private:
     };
 
     void Add(bool withSlope) const;
-    bool IsNear(int column, int top) const;
     // Around all pixels of a square that may be added, if their neighbours allow it; empty without them.
     cv::Rect FindCandidates(const cv::Rect& square) const;
     Tile TileOf(const cv::Rect& inside) const;
@@ -51,8 +48,6 @@ private:
     const rows::Gain mGain;
     const rows::Limits mLimits;
     const float mLeast, mMost;  // what is near the limit
-    const int mAcross, mDown;
-    cv::Mat1b mIsNear;  // of each row the part in each column of tiles
 };
 
 }  // namespace measure
