@@ -22,8 +22,8 @@ struct Tile {
 // Sums over some pixels of each tile, visit(sum of the tile, y, x); without tiles of few pixels.
 template <class Sum, class Visit>
 std::vector<Sum> SumTiles(cv::Size size, const Visit& visit) {
-    constexpr int kTile = 32, kFew = 20;
-    constexpr int kAcross = 3, kDown = 7;  // no multiple of the blocks of a JPEG file
+    constexpr int kTile = 32, kFew = 12;
+    constexpr int kAcross = 5, kDown = 7;  // no multiple of the blocks of a JPEG file
     const int across = (size.width + kTile - 1) / kTile, down = (size.height + kTile - 1) / kTile;
     std::vector<Sum> tiles(static_cast<std::size_t>(across * down));
     cv::parallel_for_(cv::Range(0, down), [&](const cv::Range& rows) {
@@ -112,24 +112,31 @@ void CheckTiles(DecodeState& state) {
 
 double ShareOfTornParts(const cv::Mat1f& phase, const OrderDecision& decision, float leastLead,
                         const GrownOrders& grown, int repeat) {
-    constexpr double kMany = 0.25;
+    constexpr double kSome = 0.1, kMany = 0.25;
     constexpr int kFewJumps = 5;
+    const rows::Repeat every(repeat);
     struct Corrections : Tile {
         int corrected = 0;
     };
-    const rows::Repeat every(repeat);
-    const auto tiles = SumTiles<Corrections>(phase.size(), [&](Corrections& tile, int y, int x) {
+    const auto look = [&](Corrections& tile, int y, int x) {
         if (!grown.mask(y, x)) return;
         ++tile.count;
         const float own = phase(y, x) + kRadiansPerPeriod * static_cast<float>(decision.order(y, x));
-        tile.corrected += decision.lead(y, x) >= leastLead && !every.AreSame(grown.absolute(y, x), own);
-    });
-    return ShareIn(tiles, [&](std::size_t i) {
-        const cv::Rect& place = tiles[i].place;
+        const float absolute = grown.absolute(y, x);
+        tile.corrected +=
+            std::abs(absolute - own) > 1 && decision.lead(y, x) >= leastLead && !every.AreSame(absolute, own);
+    };
+    const auto isTorn = [&](const cv::Rect& place) {
+        Corrections all;
+        for (int y = place.y; y < place.br().y; ++y)
+            for (int x = place.x; x < place.br().x; ++x) look(all, y, x);
         const cv::Rect around(place.tl() - cv::Point(place.size()), place.br() + cv::Point(place.size()));
-        return tiles[i].corrected > kMany * tiles[i].count &&
+        return all.corrected > kMany * all.count &&
                FindJumps(grown.absolute(around & cv::Rect({}, phase.size()))).count > kFewJumps;
-    });
+    };
+    const auto tiles = SumTiles<Corrections>(phase.size(), look);
+    return ShareIn(
+        tiles, [&](std::size_t i) { return tiles[i].corrected > kSome * tiles[i].count && isTorn(tiles[i].place); });
 }
 
 }  // namespace measure
