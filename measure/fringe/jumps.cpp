@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <functional>
 #include <limits>
+#include <map>
 #include <opencv2/imgproc.hpp>
 #include <vector>
 
@@ -121,14 +122,15 @@ std::vector<int> FindCutOffAreas(const Unwrapped& unwrapped, const Jumps& jumps,
     cv::Mat1i labels, stats;
     cv::Mat1d centers;
     const int count = cv::connectedComponentsWithStats(beside, labels, stats, centers, 4, CV_32S);
-    std::vector<int> componentOf(static_cast<std::size_t>(count)), largest(unwrapped.pixels.size() + 1);
+    std::vector<int> componentOf(static_cast<std::size_t>(count));
     for (int y = 0; y < labels.rows; ++y)
         for (int x = 0; x < labels.cols; ++x)
             if (beside(y, x)) componentOf[static_cast<std::size_t>(labels(y, x))] = unwrapped.components(y, x);
+    std::map<int, int> largest;  // of each component
     std::vector<int> areas;
     for (int label = 1; label < count; ++label) {
         int pixels = stats(label, cv::CC_STAT_AREA);
-        int& most = largest[static_cast<std::size_t>(componentOf[static_cast<std::size_t>(label)])];
+        int& most = largest[componentOf[static_cast<std::size_t>(label)]];
         if (pixels > most) std::swap(pixels, most);
         if (pixels > 0 && pixels >= minPixels) areas.push_back(pixels);
     }
