@@ -1,5 +1,8 @@
 #include "measure/io/codecs.h"
 
+#include <algorithm>
+#include <sstream>
+
 #include "measure/base/module.h"
 #include "measure/error.h"
 #include "measure/io/codecs/module.h"
@@ -14,24 +17,77 @@ const Codecs& GetCodecs(const std::string& file) {
     throw InputError(file + ": only PNG, TIFF and NPY files can be used here, as a module cannot be loaded: " + error);
 }
 
-// The sizes of a BMP file stand in its header, as signed numbers. The codec would set memory aside for any.
-void RequireReadableBmp(const Bytes& bytes, const std::string& file) {
-    if (bytes.size() < 29 || bytes[0] != 'B' || bytes[1] != 'M') return;
+// What a header says of a picture, as the codecs set memory aside for any; nothing where it is cut off or not known.
+struct Extent {
+    std::uint64_t width = 0, height = 0, bytesPerPixel = 0;  // of the decoded picture
+};
+
+std::uint64_t Number(const Bytes& bytes, std::size_t at, int count, bool bigEndian) {
+    std::uint64_t number = 0;
+    for (int i = 0; i < count; ++i)
+        number |= std::uint64_t{bytes[at + static_cast<std::size_t>(i)]} << 8 * (bigEndian ? count - 1 - i : i);
+    return number;
+}
+
+// The sides are signed numbers.
+Extent ExtentOfBmp(const Bytes& bytes) {
+    if (bytes.size() < 30) return {};
     const auto side = [&](std::size_t at) {
-        std::uint32_t number = 0;
-        for (std::size_t i = 0; i < 4; ++i) number |= std::uint32_t{bytes[at + i]} << (8 * i);
+        const auto number = static_cast<std::uint32_t>(Number(bytes, at, 4, false));
         return number < 0x80000000U ? number : 0U - number;
     };
-    const std::uint32_t width = side(18), height = side(22);
-    RequireReadableSize(width, height, file);
-    const cv::Size size(static_cast<int>(width), static_cast<int>(height));
-    RequireMemory(file, static_cast<double>(bytes[28] > 8 ? 3 : 1) * size.width * size.height, size);
+    return {side(18), side(22), Number(bytes, 28, 2, false) > 8 ? 3U : 1U};
+}
+
+// Behind the first marker that begins a frame.
+Extent ExtentOfJpeg(const Bytes& bytes) {
+    for (std::size_t at = 2; at + 10 <= bytes.size() && bytes[at] == 0xff;) {
+        const std::uint8_t marker = bytes[at + 1];
+        const bool isFrame = marker >= 0xc0 && marker <= 0xcf && marker != 0xc4 && marker != 0xc8 && marker != 0xcc;
+        if (isFrame)
+            return {Number(bytes, at + 7, 2, true), Number(bytes, at + 5, 2, true), bytes[at + 9] > 1 ? 3U : 1U};
+        at += 2 + Number(bytes, at + 2, 2, true);
+    }
+    return {};
+}
+
+Extent ExtentOfWebp(const Bytes& bytes) {
+    if (bytes.size() < 30) return {};
+    const auto bits = Number(bytes, 21, 4, false);
+    switch (bytes[15]) {  // of "VP8 ", "VP8L" and "VP8X"
+        case ' ': return {Number(bytes, 26, 2, false) & 0x3fff, Number(bytes, 28, 2, false) & 0x3fff, 3};
+        case 'L': return {(bits & 0x3fff) + 1, (bits >> 14 & 0x3fff) + 1, 3};
+        default: return {Number(bytes, 24, 3, false) + 1, Number(bytes, 27, 3, false) + 1, 3};
+    }
+}
+
+// Width and height are the first two numbers, between which comments may stand.
+Extent ExtentOfPnm(const Bytes& bytes) {
+    std::istringstream text(
+        std::string(bytes.begin() + 2, bytes.begin() + std::min<std::ptrdiff_t>(4096, std::ptrdiff_t(bytes.size()))));
+    std::uint64_t numbers[2] = {};
+    for (std::uint64_t& number : numbers)
+        while (!(text >> number) && !text.eof()) {
+            text.clear();
+            text.ignore(4096, '\n');
+        }
+    return {numbers[0], numbers[1], bytes[1] == '3' || bytes[1] == '6' ? 3U : 1U};
+}
+
+void RequireReadable(const Bytes& bytes, const std::string& file) {
+    const Extent e = bytes[0] == 'B'    ? ExtentOfBmp(bytes)
+                     : bytes[0] == 0xff ? ExtentOfJpeg(bytes)
+                     : bytes[0] == 'R'  ? ExtentOfWebp(bytes)
+                                        : ExtentOfPnm(bytes);
+    RequireReadableSize(e.width, e.height, file);
+    const cv::Size size(static_cast<int>(e.width), static_cast<int>(e.height));
+    if (!size.empty()) RequireMemory(file, static_cast<double>(e.bytesPerPixel) * size.width * size.height, size);
 }
 
 }  // namespace
 
 cv::Mat DecodeByModule(const Bytes& bytes, const std::string& file) {
-    RequireReadableBmp(bytes, file);
+    RequireReadable(bytes, file);
     cv::Mat image = GetCodecs(file).decode(bytes);
     if (image.empty()) throw InputError(file + ": damaged, or a kind of picture that cannot be read");
     return image;

@@ -279,6 +279,23 @@ TEST(Simulate, StandardScenesShowSomething) {
     }
 }
 
+// Boards go to the middle of the field and around it, each tilted by half of what is given at the least.
+TEST(Simulate, BoardsGoAroundTheField) {
+    const Board board = Chessboard({9, 6}, 14);
+    const std::vector<Pose> poses = BoardPoses(StandardRig({640, 480}), board, 9);
+    const cv::Point2d middle = 0.5 * (board.outline.tl() + board.outline.br());
+    const cv::Point ways[] = {{0, 0}, {-1, -1}, {1, 1}, {1, -1}, {-1, 1}, {1, 0}, {-1, 0}, {0, 1}, {0, -1}};
+    for (std::size_t i = 0; i < 9; ++i) {
+        const cv::Vec3d at = poses[i].rotation * cv::Vec3d(middle.x, middle.y, 0) + poses[i].translation;
+        const double out = std::max(std::abs(at[0]), std::abs(at[1]) / 0.7);
+        EXPECT_NEAR(at[0], out * ways[i].x, 1e-9) << i;
+        EXPECT_NEAR(at[1], 0.7 * out * ways[i].y, 1e-9) << i;
+        EXPECT_EQ(out > 5, i > 0) << out;
+        const double tilt = std::acos(std::min(1.0, poses[i].rotation(2, 2))) * 180 / CV_PI;
+        EXPECT_NEAR(tilt, i > 0 ? 22.5 : 0, i > 0 ? 7.6 : 1e-5) << i;
+    }
+}
+
 // What is written can be read.
 TEST(Simulate, WrittenScansDescribeThemselves) {
     const Simulation simulation(MakeScene("two-objects", StandardRig({320, 240})));
