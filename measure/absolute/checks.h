@@ -31,6 +31,9 @@ void CheckTiles(DecodeState& state);
 double ShareOfTornParts(const cv::Mat1f& phase, const OrderDecision& decision, float leastLead,
                         const GrownOrders& grown, int repeat);
 
+// The share of the valid pixels in parts of the picture where the phases of the sets fit to no order.
+double ShareOfMisfits(const OrderDecision& decision, const cv::Mat1b& mask);
+
 // Phases must fit to each other as the periods say. Returns, per set, by how many radians it is off on average; what
 // remains of ripple and light, the finest set taken as right.
 std::vector<double> CheckRelations(DecodeState& state);

@@ -104,6 +104,7 @@ private:
         growth.repeat = Result().repeat;
         GrownOrders grown = GrowOrders(mFine, mDecision.order, trust, growth, mProgress);
         mState.torn = ShareOfTornParts(mFine, mDecision, kLeastLead, grown, growth.repeat);
+        if (mState.Count() > 1 && !Axis().gray) mState.misfits = ShareOfMisfits(mDecision, grown.mask);
         Result().phase = grown.absolute;
         Result().mask = grown.mask;
         Result().corrected = grown.corrected;

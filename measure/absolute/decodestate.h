@@ -46,8 +46,9 @@ struct DecodeState {
     GrayDecoding code;                 // empty without one
     bool commonOrigins = true;         // the sets were not given origins of their own by the edges of a code
     AbsolutePhase result;
-    double torn = 0;  // see ShareOfTornParts
-    int beyond = 0;   // valid pixels whose coordinate lies beyond the projector by more than noise
+    double torn = 0;     // see ShareOfTornParts
+    double misfits = 0;  // see ShareOfMisfits
+    int beyond = 0;      // valid pixels whose coordinate lies beyond the projector by more than noise
 
     std::size_t Count() const { return fringes.size(); }
     const FringePhase& Finest() const { return fringes[static_cast<std::size_t>(result.finest)]; }

@@ -87,8 +87,8 @@ std::string HintOfExchangedDirections(const AbsolutePhase& columns, const Absolu
 }
 
 void NoteDoubts(DecodeState& state) {
-    constexpr double kMostCorrected = 0.1, kMostTorn = 0.01, kMostContradicted = 0.01, kLeastValid = 0.9,
-                     kMostBeyond = 0.005, kMostSaturated = 0.01, kNothing = 0.01;
+    constexpr double kMostCorrected = 0.1, kMostTorn = 0.01, kMostMisfits = 0.01, kMostContradicted = 0.01,
+                     kLeastValid = 0.9, kMostBeyond = 0.005, kMostSaturated = 0.01, kNothing = 0.01;
     AbsolutePhase& result = state.result;
     const auto percent = [](double share) { return cv::format("%.1f %%", 100 * share); };
     if (result.repeat > 0)
@@ -115,6 +115,12 @@ void NoteDoubts(DecodeState& state) {
          "in " + percent(state.torn) +
              " of the picture surfaces jump although many pixels were given another order than their own by their "
              "neighbours: did something move there, or the light change, between the pictures?");
+    Note(result,
+         {"share of the pixels in parts where the sets fit to no order", state.misfits, kMostMisfits,
+          state.misfits <= kMostMisfits},
+         "in " + percent(state.misfits) +
+             " of the picture the sets do not fit to each other: did something move there between them, or does light "
+             "reach it from other parts of the scene?");
     const double kept = valid / usable;
     if (kept < kNothing)
         throw NothingUsable("hardly any of the usable pixels has an order that its neighbours agree with (" +

@@ -23,16 +23,14 @@ void ForRows(const cv::Mat& image, const Visit& visit) {
 float Slack(double period) { return static_cast<float>(1 + 0.03 * period); }
 
 // 255 times the probability that the order is right; `wrong` is that of the next best one. Phases that fit each other
-// by more than three deviations badly may have no right order; what they lie off follows from its share of both
-// deviations and the lead.
+// by more than three deviations badly may have no right order.
 MEASURE_WIDE void RatePixels(const float* __restrict residual, const float* __restrict lead,
                              const float* __restrict wrong, bool isCoded, std::uint8_t* __restrict reliability,
                              const std::uint8_t* __restrict mask, int width) {
     constexpr float kMuch = 9;
     const float ofCode = isCoded ? 1.0f : 0.0f, ofSets = 1 - ofCode;
     for (int x = 0; x < width; ++x) {
-        const float share = std::min(residual[x], 0.499f), misfit = lead[x] * share * share / (1 - 2 * share);
-        const float likely = (1 - wrong[x]) * (kMuch / std::max(ofSets * misfit, kMuch));
+        const float likely = (1 - wrong[x]) * (kMuch / std::max(ofSets * MisfitOf(residual[x], lead[x]), kMuch));
         const float near = 1 - ofCode * 2 * residual[x];
         const float rating = std::min(std::max(std::min(likely, near), 0.0f), 1.0f);
         const auto rated = static_cast<int>(255.0f * rating + 0.5f);

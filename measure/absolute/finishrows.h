@@ -1,11 +1,20 @@
 #pragma once
 
+#include <algorithm>
+
 #include "measure/absolute/decodestate.h"
 
 namespace measure {
 
 // A code whose second-smallest margin is below this is hardly read.
 constexpr float kLeastMargin = 0.2f;
+
+// By how many squared deviations the sets do not fit to an order that was decided: its cost, of which a decision keeps
+// the share in the two roots and the lead.
+inline float MisfitOf(float residual, float lead) {
+    const float share = std::min(residual, 0.499f);
+    return lead * share * share / (1 - 2 * share);
+}
 
 // The order of the finest set that a code predicts in every pixel: that of the middle of the cell.
 cv::Mat1f PredictOrders(const cv::Mat1w& code, const GrayCode& gray, const cv::Mat1f& phase, double period);

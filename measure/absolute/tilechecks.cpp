@@ -5,6 +5,7 @@
 
 #include "measure/absolute/checknotes.h"
 #include "measure/absolute/checks.h"
+#include "measure/absolute/finishrows.h"
 #include "measure/absolute/growthrows.h"
 #include "measure/base/quantile.h"
 #include "measure/unwrap.h"
@@ -137,6 +138,26 @@ double ShareOfTornParts(const cv::Mat1f& phase, const OrderDecision& decision, f
     const auto tiles = SumTiles<Corrections>(phase.size(), look);
     return ShareIn(
         tiles, [&](std::size_t i) { return tiles[i].corrected > kSome * tiles[i].count && isTorn(tiles[i].place); });
+}
+
+double ShareOfMisfits(const OrderDecision& decision, const cv::Mat1b& mask) {
+    constexpr float kFar = 8;  // deviations; edges have a few pixels that are off by any number of them
+    constexpr double kMost = 4.25, kMoreThanElsewhere = 3;  // ripple that remains leaves some everywhere
+    struct Misfitting : Tile {
+        double deviations = 0;
+        double Mean() const { return deviations / count; }
+    };
+    const auto tiles = SumTiles<Misfitting>(mask.size(), [&](Misfitting& tile, int y, int x) {
+        if (!mask(y, x)) return;
+        ++tile.count;
+        const float squares = MisfitOf(decision.residual(y, x), decision.lead(y, x));
+        tile.deviations += static_cast<double>(std::min(std::sqrt(std::max(squares, 0.0f)), kFar));
+    });
+    if (tiles.empty()) return 0;
+    std::vector<double> means;
+    for (const Misfitting& tile : tiles) means.push_back(tile.Mean());
+    const double most = std::max(kMost, kMoreThanElsewhere * MedianOf(means));
+    return ShareIn(tiles, [&](std::size_t i) { return tiles[i].Mean() > most; });
 }
 
 }  // namespace measure

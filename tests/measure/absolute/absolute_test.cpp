@@ -356,6 +356,11 @@ TEST(Absolute, DoubtsAreSaid) {
              for (cv::Mat& picture : p.sines[2]) Moved(picture(part), {0, 12}).copyTo(picture(part));
          },
          "the sets differ in their mean brightness"},
+        {"a part that moved sideways between the sets", Periods({59, 64, 70}),
+         [part](AxisPictures& p) {
+             for (cv::Mat& picture : p.sines[2]) Moved(picture(part), {5, 0}).copyTo(picture(part));
+         },
+         "of the picture the sets do not fit to each other"},
         {"a part that moved while one frame was taken", code,
          [](AxisPictures& p) {
              const cv::Mat corner = p.sines[0][1](cv::Rect(0, 0, 90, 60));
