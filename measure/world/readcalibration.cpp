@@ -1,5 +1,7 @@
 #include <algorithm>
 #include <cmath>
+#include <exception>
+#include <new>
 #include <vector>
 
 #include "measure/calibration.h"
@@ -38,7 +40,11 @@ public:
         if (&keys == &kCalibrationKeys[0]) ReadDetails(c);
         CheckCalibration(c, keys, mName);
         return c;
-    } catch (const cv::Exception&) {
+    } catch (const Error&) {
+        throw;
+    } catch (const std::bad_alloc&) {
+        throw;
+    } catch (const std::exception&) {  // of OpenCV, or of the standard library inside its parsers
         RefuseFormat();
     }
 

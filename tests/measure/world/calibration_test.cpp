@@ -116,6 +116,7 @@ TEST_F(CalibrationFile, SaysWhatIsWrong) {
         {"", "", "is no calibration"},
         {"focal: 12\n", "", "is no calibration"},
         {"%YAML:1.0\n---\nKc: [1,", "", "is no calibration"},
+        {"%YAML:1.0\n---\nx:\n   a: 1\n   : 1\n", "", "is no calibration"},
         {"%YAML:1.0\n---\nfocal: 12\n", "", "none of the keys"},
         {Replaced(good, "Kp:", "KP:"), "", "misses Kp"},
         {Replaced(own, "\nrotation:", "\nturn:"), "", "misses rotation"},
