@@ -192,6 +192,7 @@ TEST_F(Program, GetsAlongWithTheMemoryThatItAnnounces) {
     for (const int k : {0, 1, 2, 3}) {
         const auto frame = [k](int x, int) { return 128 + 90 * std::cos(0.2 * x + CV_PI / 2 * k); };
         Write("f" + std::to_string(k) + ".png", Draw<uchar>(2000, 1500, frame));
+        Write("s" + std::to_string(k) + ".png", Draw<uchar>(300, 300, frame));
     }
     std::filesystem::create_directory(File("points"));
     WriteBytes("points/x.npy", Npy("<f4", Draw<float>(1000, 1000, [](int x, int) { return x; })));
@@ -202,6 +203,7 @@ TEST_F(Program, GetsAlongWithTheMemoryThatItAnnounces) {
         const char *little, *arguments, *says;
     } runs[] = {
         {"20M", "measure f0.png f1.png f2.png f3.png --out o", noisy},
+        {"10M", "measure s0.png s1.png s2.png s3.png --out o", "300 x 300 pixels need about "},  // and many files
         {"20M", "phase f0.png f1.png f2.png f3.png --out o", noisy},
         {"20M", "quality f0.png f1.png f2.png f3.png", noisy},
         {"20M", "unwrap noise.png --out o", noisy},

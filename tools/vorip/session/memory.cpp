@@ -11,6 +11,7 @@
 #include "measure/error.h"
 #include "measure/io.h"
 #include "tools/vorip/session/largepages.h"
+#include "tools/vorip/session/outputset.h"
 
 #ifdef __linux__
 #  include <sys/resource.h>
@@ -81,9 +82,10 @@ void Enforce() {
     std::ifstream statm("/proc/self/statm");
     for (int i = 0; i < 6; ++i) statm >> pages;  // the sixth is what has been taken up to now
     if (!statm) return;
-    // The kernel counts the whole stack of a thread, which takes next to nothing of it.
-    constexpr double kStack = 8 << 20;
-    const double stacks = kStack * (cv::getNumThreads() + 2);
+    // The kernel counts the whole stack of a thread, which takes next to nothing of it: of those that compute, those
+    // that write, and some that read and draw meanwhile.
+    constexpr double kStack = 8 << 20, kOthers = 4;
+    const double stacks = kStack * (cv::getNumThreads() + static_cast<double>(MostWriters()) + kOthers);
     const double most = pages * static_cast<double>(sysconf(_SC_PAGESIZE)) + stacks + limit;
     rlimit data{};
     if (getrlimit(RLIMIT_DATA, &data) != 0 || most >= static_cast<double>(data.rlim_cur)) return;

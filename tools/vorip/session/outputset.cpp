@@ -1,7 +1,10 @@
 #include "tools/vorip/session/outputset.h"
 
+#include <algorithm>
+
 #include "measure/io.h"
 #include "tools/vorip/session/failure.h"
+#include "tools/vorip/session/progress.h"
 #include "tools/vorip/session/replacement.h"
 
 namespace fs = std::filesystem;
@@ -34,6 +37,8 @@ const fs::path& RequirePictureName(const fs::path& file, OutputFile::Pixels pixe
 
 }  // namespace
 
+std::size_t MostWriters() { return static_cast<std::size_t>(std::max(cv::getNumThreads(), 1)) + 1; }
+
 void RequireFileName(const fs::path& file) {
     if (file.empty()) Refuse("--out needs the name of a file");
     std::error_code error;
@@ -44,11 +49,7 @@ void RequireFileName(const fs::path& file) {
 }
 
 OutputSet::OutputSet(const fs::path& folder, const std::string& name)
-    : mFolder(RequireFolderName(folder)), mStaging(std::make_unique<Staging>(folder, name)) {}
-
-OutputSet::~OutputSet() {
-    mWriters.clear();  // which waits for those that still write
-}
+    : mFolder(RequireFolderName(folder)), mStaging(std::make_unique<Staging>(folder, name)), mWriters(MostWriters()) {}
 
 void OutputSet::WriteBytes(const std::string& name, const void* data, std::size_t size) try {
     WriteDurably(StagingFolder() / name, data, size);
@@ -60,10 +61,14 @@ void OutputSet::WriteBytes(const std::string& name, const void* data, std::size_
 }
 
 void OutputSet::AddImage(const std::string& name, const cv::Mat& image) {
-    mWriters.push_back(std::async(std::launch::async, [this, name, image] {
-        const std::vector<std::uint8_t> bytes = measure::EncodePicture(name, image);
+    constexpr double kEncoding = 0.9;  // of the time
+    mWriters.Add(static_cast<double>(image.total() * image.elemSize()), [this, name, image](const auto& tell) {
+        const std::vector<std::uint8_t> bytes = measure::EncodePicture(name, image, [&](const char*, double share) {
+            tell(kEncoding * share);
+            return true;
+        });
         WriteBytes(name, bytes.data(), bytes.size());
-    }));
+    });
 }
 
 void OutputSet::AddText(const std::string& name, const std::string& text) {
@@ -77,10 +82,7 @@ void OutputSet::AddBytes(const std::string& name, const std::vector<std::uint8_t
     WriteBytes(name, bytes.data(), bytes.size());
 }
 
-void OutputSet::Finish() {
-    for (std::future<void>& writer : mWriters) writer.get();
-    mWriters.clear();
-}
+void OutputSet::Finish() { mWriters.Finish(Progress::ShareOfRun); }
 
 void OutputSet::Commit() {
     Finish();

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <filesystem>
-#include <future>
 #include <memory>
 #include <mutex>
 #include <opencv2/core.hpp>
@@ -11,8 +10,12 @@
 #include "tools/vorip/session/filelist.h"
 #include "tools/vorip/session/staging.h"
 #include "tools/vorip/session/summary.h"
+#include "tools/vorip/session/taskpool.h"
 
 namespace vorip {
+
+// How many threads write the files of a set. One more than there are cores, as writing waits for the disk.
+std::size_t MostWriters();
 
 // Refuses names under which no file can be written: of folders, of devices and pipes, and links in a circle.
 void RequireFileName(const std::filesystem::path& file);
@@ -25,12 +28,11 @@ public:
     explicit OutputSet(const std::filesystem::path& folder) : OutputSet(folder, "set") {}
     // For files of which others may be written into the folder meanwhile, unless their sets have the same name.
     OutputSet(const std::filesystem::path& folder, const std::string& name);
-    ~OutputSet();
     OutputSet(const OutputSet&) = delete;
     OutputSet& operator=(const OutputSet&) = delete;
 
-    // Writes an image as measure::WritePicture does, in a thread of its own: its pixels must stay as they are until the
-    // next call of Finish or Commit, which throw what was wrong with it.
+    // Writes an image as measure::WritePicture does, in another thread: its pixels must stay as they are until the next
+    // call of Finish or Commit, which throw what was wrong with it. Waits while several images wait to be written.
     void AddImage(const std::string& name, const cv::Mat& image);
     // A summary (see filelist.h), which gets the list of all files that this object has written, waits for Commit.
     void AddText(const std::string& name, const std::string& text);
@@ -54,7 +56,7 @@ private:
     std::mutex mMutex;
     FileList mFiles;
     SummaryEntry mSummary;  // name and text; empty: none
-    std::vector<std::future<void>> mWriters;
+    TaskPool mWriters;
 };
 
 // The one picture that a run writes (`--out FILE`), by the same rule: complete or not at all.

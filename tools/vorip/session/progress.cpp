@@ -2,13 +2,14 @@
 
 #include <cstdio>
 #include <opencv2/core.hpp>
+#include <system_error>
 
 #include "tools/vorip/session/terminal.h"
 
 namespace vorip {
 namespace {
 
-constexpr double kLeastShare = 0.01, kLeastSeconds = 1;  // before that nobody can tell how long it will take
+constexpr double kLeastShare = 0.001, kLeastSeconds = 1;  // before that nobody can tell how long it will take
 
 double Seconds(std::chrono::steady_clock::duration time) { return std::chrono::duration<double>(time).count(); }
 
@@ -20,11 +21,21 @@ std::string InWords(double seconds) {
 
 }  // namespace
 
+Progress* Progress::mOfRun = nullptr;
+
 Progress::Progress(const std::string& command) : mCommand(command) {
-    if (StderrIsTerminal()) mThread = std::thread([this] { Show(); });
+    mOfRun = this;
+    if (!StderrIsTerminal()) return;
+    try {
+        mThread = std::thread([this] { Show(); });
+    } catch (const std::system_error&) {  // the run can do without
+    }
 }
 
-Progress::~Progress() { End(); }
+Progress::~Progress() {
+    End();
+    if (mOfRun == this) mOfRun = nullptr;
+}
 
 void Progress::End() {
     if (!mThread.joinable()) return;
@@ -39,8 +50,20 @@ void Progress::End() {
 void Progress::Stage(const std::string& what, double share) {
     const std::lock_guard lock(mMutex);
     mStage = what;
+    SetShare(share);
+}
+
+void Progress::SetShare(double share) {
     if (share <= 0 || share < mShare) mZero = Clock::now();
     mShare = share;
+}
+
+measure::Progress Progress::WatchOfRun() { return mOfRun ? mOfRun->Watch() : measure::Progress(); }
+
+void Progress::ShareOfRun(double share) {
+    if (!mOfRun) return;
+    const std::lock_guard lock(mOfRun->mMutex);
+    mOfRun->SetShare(share);
 }
 
 measure::Progress Progress::Watch() {
@@ -52,7 +75,7 @@ measure::Progress Progress::Watch() {
 
 std::string Progress::Line(Clock::time_point now) const {
     std::string line = mCommand + ": " + mStage;
-    if (mShare >= kLeastShare) line += cv::format(", %.0f %%", 100 * mShare);
+    if (mShare >= kLeastShare) line += cv::format(mShare < 0.01 ? ", %.1f %%" : ", %.0f %%", 100 * mShare);
     line += ", " + InWords(Seconds(now - mStart));
     const double since = Seconds(now - mZero);
     if (mShare >= kLeastShare && since >= kLeastSeconds)

@@ -23,11 +23,16 @@ public:
     void Stage(const std::string& what, double share = 0);
     // What operations of measure/ report to. Of no use beyond this object's life.
     measure::Progress Watch();
+    // For parts of a run that do not have its object, of which there is at most one at a time; without one these do
+    // nothing. The share is that of the stage.
+    static measure::Progress WatchOfRun();
+    static void ShareOfRun(double share);
     void End();  // before anything else is printed
 
 private:
     using Clock = std::chrono::steady_clock;
 
+    void SetShare(double share);
     void Show();
     std::string Line(Clock::time_point now) const;
 
@@ -40,6 +45,8 @@ private:
     std::mutex mMutex;
     std::condition_variable mWake;
     std::thread mThread;
+
+    static Progress* mOfRun;
 };
 
 }  // namespace vorip
