@@ -28,8 +28,8 @@ void CheckTiles(DecodeState& state);
 
 // The share of the valid pixels in parts of the picture where neighbours have replaced many orders that were not in
 // doubt by noise, having a lead, and the result still jumps nearby: whole areas may have a wrong order there.
-double ShareOfTornParts(const cv::Mat1f& phase, const OrderDecision& decision, float leastLead,
-                        const GrownOrders& grown, int repeat);
+double ShareOfTornParts(const DecodeState& state, const cv::Mat1f& phase, const OrderDecision& decision,
+                        float leastLead, const GrownOrders& grown);
 
 // The share of the valid pixels in parts of the picture where the phases of the sets fit to no order.
 double ShareOfMisfits(const OrderDecision& decision, const cv::Mat1b& mask);

@@ -103,7 +103,7 @@ private:
         GrowthOptions growth = mState.options.growth;
         growth.repeat = Result().repeat;
         GrownOrders grown = GrowOrders(mFine, mDecision.order, trust, growth, mProgress);
-        mState.torn = ShareOfTornParts(mFine, mDecision, kLeastLead, grown, growth.repeat);
+        mState.torn = ShareOfTornParts(mState, mFine, mDecision, kLeastLead, grown);
         if (mState.Count() > 1 && !Axis().gray) mState.misfits = ShareOfMisfits(mDecision, grown.mask);
         Result().phase = grown.absolute;
         Result().mask = grown.mask;

@@ -111,11 +111,13 @@ void CheckTiles(DecodeState& state) {
              ": did something move there between them, or did the light change?");
 }
 
-double ShareOfTornParts(const cv::Mat1f& phase, const OrderDecision& decision, float leastLead,
-                        const GrownOrders& grown, int repeat) {
-    constexpr double kSome = 0.1, kMany = 0.25;
+double ShareOfTornParts(const DecodeState& state, const cv::Mat1f& phase, const OrderDecision& decision,
+                        float leastLead, const GrownOrders& grown) {
+    constexpr double kSome = 0.1;
     constexpr int kFewJumps = 5;
-    const rows::Repeat every(repeat);
+    // Of three sets, ripple that remains may alone make a third of the pixels choose another order.
+    const double many = state.Count() > 2 ? 0.4 : 0.25;
+    const rows::Repeat every(state.result.repeat);
     struct Corrections : Tile {
         int corrected = 0;
     };
@@ -132,7 +134,7 @@ double ShareOfTornParts(const cv::Mat1f& phase, const OrderDecision& decision, f
         for (int y = place.y; y < place.br().y; ++y)
             for (int x = place.x; x < place.br().x; ++x) look(all, y, x);
         const cv::Rect around(place.tl() - cv::Point(place.size()), place.br() + cv::Point(place.size()));
-        return all.corrected > kMany * all.count &&
+        return all.corrected > many * all.count &&
                FindJumps(grown.absolute(around & cv::Rect({}, phase.size()))).count > kFewJumps;
     };
     const auto tiles = SumTiles<Corrections>(phase.size(), look);
