@@ -66,6 +66,28 @@ TEST_F(Program, WritesOnlyWhereFilesCanBe) {
     EXPECT_TRUE(fs::is_fifo(File("pipe.png")));
 }
 
+TEST_F(Program, RemovesOnlyHiddenFoldersOfItsOwn) {
+    Write("in.png", cv::Mat(20, 20, CV_8U, cv::Scalar(9)));
+    for (const char* name : {"o/.vorip-notes", "taken/.vorip-set"}) {
+        fs::create_directories(File(name));
+        WriteBytes(std::string(name) + "/n", "text");
+    }
+    Succeed("filter median in.png --out o/a.png");
+    Succeed("unwrap in.png --out o");
+    EXPECT_EQ(ReadText("o/.vorip-notes/n"), "text");
+    const Outcome taken = Run("unwrap in.png --out taken");
+    EXPECT_EQ(taken.exitCode, 6);
+    EXPECT_NE(taken.err.find("was not made by vorip"), std::string::npos) << taken.err;
+    EXPECT_EQ(ReadText("taken/.vorip-set/n"), "text");
+    for (const char* name : {"filter median in.png --out .vorip-a.png", "unwrap in.png --out p/.vorip-results",
+                             "unwrap in.png --out .vorip-p/.vorip-results/"}) {
+        const Outcome outcome = Run(name);
+        EXPECT_EQ(outcome.exitCode, 2) << name;
+        EXPECT_NE(outcome.err.find("names that begin with .vorip-"), std::string::npos) << outcome.err;
+    }
+    EXPECT_FALSE(fs::exists(File("p")));
+}
+
 // Whoever may write into a folder may have prepared one there.
 TEST_F(Program, EntersNoLinkInsteadOfItsHiddenFolder) {
     Write("in.png", cv::Mat(20, 20, CV_8U, cv::Scalar(9)));
@@ -84,8 +106,8 @@ TEST_F(Program, EntersNoLinkInsteadOfItsHiddenFolder) {
 
 TEST_F(Program, LeavesAFolderToTheRunThatIsWritingIt) {
     Write("phase.png", cv::Mat(20, 20, CV_8U, cv::Scalar(9)));
-    fs::create_directories(File("o/.vorip-set"));
-    fs::create_directories(File("o/.vorip-other.png"));
+    for (const char* name : {"set", "other.png"})
+        fs::create_directories(File("o/.vorip-" + std::string(name) + "/.made-by-vorip"));
     WriteBytes("o/.vorip-set/mask.png", "of a run that was killed");
     const int living = open(File("o/.vorip-set").c_str(), O_RDONLY | O_CLOEXEC);
     ASSERT_EQ(flock(living, LOCK_EX), 0);
@@ -118,6 +140,25 @@ TEST_F(Program, GoesOnWithTheFilesOfOneRunOnly) {
         fs::remove(File("r/" + std::string(name)));
         EXPECT_EQ(Run("unwrap r --out u").exitCode, 2) << name;
     }
+    Succeed("unwrap whole --out w");
+    Succeed("unwrap other --zero 1,1 --out v");
+    const char* const readers[] = {"flatten v/unwrapped.npy", "picture v/unwrapped.npy --component 1",
+                                   "gradient v/unwrapped.npy --component 1 --dx 1",
+                                   "filter mean v/unwrapped.npy --component 1 --size 3x3",
+                                   "surface level v/unwrapped.npy --component 1"};
+    for (const std::string reader : readers) {
+        const std::string command = reader + (reader[0] == 'p' ? " --out c.png" : " --out c.npy");
+        Succeed(command);
+        for (const std::string name : {"components.png", "unwrapped.npy"}) {
+            const std::string bytes = ReadText("v/" + name);
+            WriteBytes("v/" + name, ReadText("w/" + name) + ' ');
+            EXPECT_NE(Run(command).err.find("different runs"), std::string::npos) << command << name;
+            WriteBytes("v/" + name, bytes);
+        }
+    }
+    WriteBytes("v/summary.json", R"({"files": {"unwrapped.npy": {"bytes": 9, "crc32": "00000000"}}})");
+    EXPECT_EQ(Run("flatten v/unwrapped.npy --component 1 --out c.npy").exitCode, 2);
+    Succeed("flatten v/unwrapped.npy --components v/components.png --component 1 --out c.npy");
     WriteBytes("r/phase.json", "{}");
     EXPECT_NE(Run("unwrap r --out u").err.find("does not list the files"), std::string::npos);
 }

@@ -132,7 +132,11 @@ TEST_F(SurfaceProgram, RefusesWhatCannotBeMeasured) {
             {"export points --out o/a.stl", "pitch"},
         },
         "surface *");
-    WriteBytes("points/summary.json", R"({"files": {"y.npy": {"bytes": 9, "crc32": "00000000"}}})");
+    WriteBytes("points/summary.json", R"({"files": {"other.npy": {"bytes": 9, "crc32": "00000000"}}})");
+    ExpectRefusals({{"surface grid points --pitch 1 --out o/a.npy", "does not list the files"}});
+    const std::string mark = R"({"bytes": 9, "crc32": "00000000"})";
+    WriteBytes("points/summary.json",
+               R"({"files": {"x.npy": )" + mark + R"(, "y.npy": )" + mark + R"(, "z.npy": )" + mark + "}}");
     ExpectRefusals(
         {{"grid points --pitch 1 --out o/a.npy", "different runs"}, {"level points --out o/a.npy", "different runs"}},
         "surface *");

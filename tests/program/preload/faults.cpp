@@ -1,5 +1,6 @@
 // Loaded before the C library: lets the call number K of one function fail, as in VORIP_FAULT="rename 3", or K and the
-// N after it, as in "rename 3 2", and makes a file .fault then.
+// N after it, as in "rename 3 2", and makes a file .fault then. Calls count from main on: before it there is nobody who
+// could handle what fails.
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <unistd.h>
@@ -17,6 +18,10 @@ namespace {
 std::atomic<long> left{0};  // calls until the one that fails
 long failing = 0;           // so many after it, too
 char function[16] = "";
+std::atomic<bool> runs{false};
+
+using Main = int (*)(int, char**, char**);
+Main theMain = nullptr;
 
 __attribute__((constructor)) void Begin() {
     const char* const fault = std::getenv("VORIP_FAULT");
@@ -29,7 +34,7 @@ __attribute__((constructor)) void Begin() {
 }
 
 bool Fails(const char* name, int error) {
-    if (left < -failing || function[0] == 0 || std::strcmp(name, function) != 0) return false;
+    if (!runs || left < -failing || function[0] == 0 || std::strcmp(name, function) != 0) return false;
     const long rest = --left;
     if (rest > 0 || rest < -failing) return false;
     close(open(".fault", O_CREAT | O_WRONLY, 0666));
@@ -42,9 +47,20 @@ F* Next(const char* name) {
     return reinterpret_cast<F*>(dlsym(RTLD_NEXT, name));
 }
 
+int RunMain(int argc, char** argv, char** environment) {
+    runs = true;
+    const int exitCode = theMain(argc, argv, environment);
+    runs = false;
+    return exitCode;
+}
+
 }  // namespace
 
 extern "C" {
+int __libc_start_main(Main main, int argc, char** argv, void (*init)(), void (*fini)(), void (*end)(), void* stack) {
+    theMain = main;
+    return Next<decltype(__libc_start_main)>("__libc_start_main")(RunMain, argc, argv, init, fini, end, stack);
+}
 int rename(const char* from, const char* to) {
     return Fails("rename", EIO) ? -1 : Next<int(const char*, const char*)>("rename")(from, to);
 }

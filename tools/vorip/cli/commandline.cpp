@@ -10,6 +10,7 @@
 #include "tools/vorip/cli/parse.h"
 #include "tools/vorip/session/failure.h"
 #include "tools/vorip/session/memory.h"
+#include "tools/vorip/session/staging.h"
 
 namespace vorip {
 namespace {
@@ -95,6 +96,11 @@ std::string InWords(const CLI::ParseError& error, const CLI::App& command) {
 // The outputs of all commands have the same short name.
 std::string WithShortName(const std::string& name) { return name == "--out" ? "-o,--out" : name; }
 
+std::string RefuseHidden(const std::string& out) {
+    if (!Staging::IsHidden(out)) return "";
+    return "'" + out + "': names that begin with .vorip- are those of vorip's own hidden folders; use another one";
+}
+
 // `help COMMAND` is `COMMAND --help`, `help` alone `--help`.
 Words WordsOf(int argc, const char* const* argv) {
     Words words(argv + std::min(argc, 1), argv + argc);
@@ -173,7 +179,10 @@ Option& Option::OneOf(const std::vector<std::string>& words) {
 
 template <class Value>
 Option Command::Make(const std::string& name, Value& value, const std::string& help) {
-    return Option(mIsRun ? mApp.add_option(WithShortName(name), value, help) : nullptr);
+    if (!mIsRun) return Option(nullptr);
+    CLI::Option* const option = mApp.add_option(WithShortName(name), value, help);
+    if (name == "--out") option->check(CLI::Validator(RefuseHidden, ""));
+    return Option(option);
 }
 
 Option Command::Add(const std::string& name, std::string& value, const std::string& help) {

@@ -190,11 +190,12 @@ cv::Rect RepeatInFront(const Options& options, const Kind& kind, WindowSize size
     return place;
 }
 
-void RunFilter(const Options& options, const Kind& kind) {
+void RunFilter(Options& options, const Kind& kind) {
     Job job = ReadJob(options, kind);
     OutputFile output(options.out);
     Progress progress(std::string("vorip filter ") + kind.name);
     progress.Stage("filtering");
+    TakeComponentsBeside(options.selection, options.in);
     cv::Mat image = measure::ReadPicture(options.in);
     if (kind.run == RunBinomial && image.depth() != CV_8U)
         Refuse(options.in + ": the filter 'binomial' takes 8-bit pictures, this is " + measure::PixelTypeName(image));

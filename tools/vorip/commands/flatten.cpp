@@ -192,8 +192,7 @@ void FlattenEach(const cv::Mat& image, const cv::Mat1i& numbers, const cv::Mat1b
 // What vorip unwrap writes has the numbers of the components beside it, and results of some names have a unit.
 void TakeWhatIsBeside(Options& options) {
     if (options.unit.empty()) options.unit = UnitOfResult(options.in);
-    Selection& selection = options.selection;
-    if (selection.mask.empty() && selection.components.empty()) selection.components = ComponentsBeside(options.in);
+    TakeComponentsBeside(options.selection, options.in, options.selection.mask.empty());
 }
 
 void RunFlatten(Options& options) {

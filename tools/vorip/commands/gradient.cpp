@@ -172,11 +172,12 @@ std::string Range(const cv::Mat& image, const Options& options) {
     return cv::format(": %.4g to %.4g", least, greatest);
 }
 
-void RunGradient(const Options& options) {
+void RunGradient(Options& options) {
     if (options.dx == 0 && options.dy == 0) Refuse("--dx or --dy must be given: a baseline in pixels");
     OutputFile output(options.out);
     Progress progress("vorip gradient");
     progress.Stage("computing");
+    TakeComponentsBeside(options.selection, options.phase);
     const cv::Mat file = measure::ReadPicture(options.phase);
     AnnounceMemory(file);
     const cv::Mat1b selected = ReadSelection(options.selection, file, options.phase);

@@ -99,6 +99,7 @@ void RunPicture(Options& options) {
     OutputFile output(options.out, OutputFile::Pixels::eColours);
     Progress progress("vorip picture");
     progress.Stage("drawing");
+    TakeComponentsBeside(options.selection, options.in);
     cv::Mat image = measure::ReadPicture(options.in);
     AnnounceMemory(image);
     style.mask = ReadSelection(options.selection, image, options.in);

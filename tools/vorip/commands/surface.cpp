@@ -50,7 +50,7 @@ auto OfOneRun(const std::string& folder, const Read& read) {
     std::error_code ignored;
     if (!std::filesystem::exists(std::filesystem::path(folder) / kSummary, ignored)) return read(folder);
     ResultFolder results(folder, kSummary, "vorip points");
-    for (const char* name : {"x.npy", "y.npy", "z.npy"}) results.File(name);
+    for (const char* name : {"x.npy", "y.npy", "z.npy"}) results.Required(name);
     auto points = read(folder);
     results.CheckAgain();
     return points;

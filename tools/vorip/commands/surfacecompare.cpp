@@ -71,6 +71,7 @@ void RunRoughness(RoughnessCommand& command) {
     OutputSet outputs(command.out);
     Progress progress("vorip surface roughness");
     progress.Stage("reading");
+    TakeComponentsBeside(command.selection, command.in);
     const measure::HeightMap map = ReadMap(command.in);
     command.options.form = FormOptionsOf(command.form, ReadSelection(command.selection, map.z, command.in));
     const measure::Roughness found = measure::AnalyseRoughness(map, command.options, progress.Watch());
@@ -98,10 +99,11 @@ struct CompareCommand {
     Selection selection;
 };
 
-void RunCompare(const CompareCommand& command) {
+void RunCompare(CompareCommand& command) {
     OutputSet outputs(command.out);
     Progress progress("vorip surface compare");
     progress.Stage("reading");
+    TakeComponentsBeside(command.selection, command.in);
     const measure::HeightMap map = ReadMap(command.in);
     const measure::HeightMap reference = ReadMap(command.reference);
     measure::CompareOptions options;

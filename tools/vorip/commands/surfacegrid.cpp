@@ -100,10 +100,11 @@ measure::FormFit FitLevel(const LevelCommand& command, const measure::HeightMap&
     return measure::PlaneThrough(map, pixels, command.radius);
 }
 
-void RunLevel(const LevelCommand& command) {
+void RunLevel(LevelCommand& command) {
     SurfaceFileOutput output(command.out);
     Progress progress("vorip surface level");
     progress.Stage("reading");
+    TakeComponentsBeside(command.selection, command.in);
     const measure::HeightMap map = ReadMap(command.in);
     const measure::FormFit fit = FitLevel(command, map, progress.Watch());
     const measure::HeightMap level = measure::RemoveForm(map, fit);

@@ -25,10 +25,18 @@ std::string UnitOfResult(const std::string& file) {
     return name == "x" || name == "y" || name == "z" ? "mm" : "";
 }
 
-std::string ComponentsBeside(const std::string& imageFile) {
-    const std::filesystem::path image(imageFile), components = image.parent_path() / "components.png";
+void TakeComponentsBeside(Selection& selection, const std::string& imageFile, bool always) {
+    if (!selection.components.empty() || (selection.component == 0 && !always)) return;
+    constexpr char kName[] = "components.png", kSummary[] = "summary.json";
+    const std::filesystem::path image(imageFile), folder = image.parent_path();
     const bool isOfUnwrap = image.stem() == "unwrapped" || image.stem() == "unwrapped16";
-    return isOfUnwrap && std::filesystem::exists(components) ? components.string() : "";
+    if (!isOfUnwrap || !std::filesystem::exists(folder / kName)) return;
+    selection.components = (folder / kName).string();
+    if (!std::filesystem::exists(folder / kSummary)) return;
+    const auto result = std::make_shared<ResultFolder>(folder, kSummary, "vorip unwrap");
+    result->Required(image.filename().string());
+    result->Required(kName);
+    selection.folder = result;
 }
 
 void AddSelection(Command& command, Selection& selection, const std::string& use) {
@@ -44,6 +52,7 @@ void AddSelection(Command& command, Selection& selection, const std::string& use
 cv::Mat1i ReadComponents(const Selection& selection, const cv::Mat& image, const std::string& imageFile) {
     if (selection.components.empty()) return {};
     const cv::Mat file = measure::ReadPicture(selection.components);
+    if (selection.folder) selection.folder->CheckAgain();
     if (file.depth() == CV_32F) Refuse(selection.components + ": components are whole numbers, this is float");
     measure::RequireSameSize(image, imageFile, file, selection.components);
     cv::Mat1i numbers;
@@ -55,9 +64,7 @@ cv::Mat1i ReadComponents(const Selection& selection, const cv::Mat& image, const
     return numbers;
 }
 
-cv::Mat1b ReadSelection(const Selection& given, const cv::Mat& image, const std::string& imageFile) {
-    Selection selection = given;
-    if (selection.component > 0 && selection.components.empty()) selection.components = ComponentsBeside(imageFile);
+cv::Mat1b ReadSelection(const Selection& selection, const cv::Mat& image, const std::string& imageFile) {
     if (selection.component > 0 && selection.components.empty())
         Refuse("--component needs the file of the numbers, as in --components result/components.png");
     cv::Mat1b admitted;

@@ -1,11 +1,14 @@
 #include "tools/vorip/session/disk.h"
 
+#include <algorithm>
 #include <cerrno>
-#include <system_error>
+#include <memory>
+#include <string>
 
 #ifdef _WIN32
 #  include <fstream>
 #else
+#  include <dirent.h>
 #  include <fcntl.h>
 #  include <sys/file.h>
 #  include <sys/stat.h>
@@ -25,6 +28,11 @@ void WriteDurably(const fs::path& file, const void* data, std::size_t size) {
     if (!stream) throw fs::filesystem_error("write", file, std::error_code(errno, std::generic_category()));
 }
 void Sync(const fs::path&) {}
+std::vector<fs::path> EntriesOf(const fs::path& folder, std::error_code& error) {
+    std::vector<fs::path> entries;
+    for (const auto& entry : fs::directory_iterator(folder, error)) entries.push_back(entry.path());
+    return entries;
+}
 FolderLock::FolderLock(const fs::path&) {}
 FolderLock::~FolderLock() = default;
 
@@ -48,8 +56,9 @@ public:
     Descriptor& operator=(const Descriptor&) = delete;
 
     void Write(const char* data, std::size_t size) const {
+        constexpr std::size_t kPiece = 4 << 20;  // whoever removes the file waits for the end of one
         while (size > 0) {
-            const ssize_t written = write(mNumber, data, size);
+            const ssize_t written = write(mNumber, data, std::min(size, kPiece));
             if (written < 0 && errno == EINTR) continue;
             if (written < 0) Fail("write", mPath);
             data += written;
@@ -82,6 +91,17 @@ void WriteDurably(const fs::path& file, const void* data, std::size_t size) {
 
 void Sync(const fs::path& path) { Descriptor(path, O_RDONLY).Sync(); }
 
+std::vector<fs::path> EntriesOf(const fs::path& folder, std::error_code& error) {
+    const std::unique_ptr<DIR, int (*)(DIR*)> stream(opendir(folder.c_str()), closedir);
+    error.assign(stream ? 0 : errno, std::generic_category());
+    std::vector<fs::path> entries;
+    while (const dirent* const entry = stream ? readdir(stream.get()) : nullptr) {
+        const std::string name = entry->d_name;
+        if (name != "." && name != "..") entries.push_back(folder / name);
+    }
+    return entries;
+}
+
 FolderLock::FolderLock(const fs::path& folder) {
     mDescriptor = open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
     if (mDescriptor < 0) {
@@ -105,5 +125,13 @@ FolderLock::~FolderLock() {
 }
 
 #endif
+
+void RemoveAll(const fs::path& path, std::error_code& error) {
+    std::error_code mine;
+    if (fs::is_directory(fs::symlink_status(path, mine)))
+        for (const fs::path& entry : EntriesOf(path, mine)) RemoveAll(entry, error);
+    fs::remove(path, mine);
+    if (mine) error = mine;
+}
 
 }  // namespace vorip

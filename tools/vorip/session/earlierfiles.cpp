@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "tools/vorip/session/disk.h"
+
 namespace fs = std::filesystem;
 
 namespace vorip {
@@ -12,10 +14,9 @@ bool HasOnlyCopies(const fs::path& hidden) {
     const fs::path earlier = EarlierFilesOf(hidden);
     std::error_code error;
     if (!fs::is_directory(fs::symlink_status(earlier, error))) return false;
-    const fs::directory_iterator files(earlier, error);
-    return !error && std::any_of(begin(files), end(files), [&](const fs::directory_entry& file) {
-        return fs::hard_link_count(file, error) == 1 || error;
-    });
+    const std::vector<fs::path> files = EntriesOf(earlier, error);
+    return !error && std::any_of(files.begin(), files.end(),
+                                 [&](const fs::path& file) { return fs::hard_link_count(file, error) == 1 || error; });
 }
 
 fs::path SetAside(const fs::path& hidden, const fs::path& folder, std::error_code& error) {

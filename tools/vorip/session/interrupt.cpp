@@ -6,7 +6,7 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
-#include <system_error>
+#include <exception>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -61,15 +61,15 @@ void Watch() {
 }  // namespace
 
 InterruptWatch::InterruptWatch() {
+    for (const int number : kErrorsOfWriting)
+        if (number != 0) std::signal(number, SIG_IGN);
     try {
         watcher = std::thread(Watch);
-    } catch (const std::system_error&) {  // without it signals end the program as they always do
+    } catch (const std::exception&) {  // for lack of memory, too; signals end the program as they always do then
         return;
     }
     for (const int number : kEnding)
         if (std::signal(number, Catch) == SIG_IGN) std::signal(number, SIG_IGN);
-    for (const int number : kErrorsOfWriting)
-        if (number != 0) std::signal(number, SIG_IGN);
 }
 
 InterruptWatch::~InterruptWatch() {

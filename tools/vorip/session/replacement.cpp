@@ -6,6 +6,7 @@
 #include "measure/error.h"
 #include "tools/vorip/session/disk.h"
 #include "tools/vorip/session/earlierfiles.h"
+#include "tools/vorip/session/filelist.h"
 
 namespace fs = std::filesystem;
 
@@ -27,8 +28,8 @@ void Rename(const fs::path& from, const fs::path& to) {
     }
 }
 
-// Which tells which of the others belong together.
-bool DescribesOthers(const fs::path& file) { return file.extension() == ".json"; }
+// Files that tell about others come after these, and the summary, which tells about all, is the last one.
+int OrderOf(const fs::path& file) { return IsSummary(file.filename().string()) ? 2 : file.extension() == ".json"; }
 
 // Where symbolic links lead to, also when there is nothing yet.
 fs::path FollowLinks(fs::path path) {
@@ -57,18 +58,21 @@ void Replacement::Run() {
 }
 
 void Replacement::Plan() {
-    for (const auto& entry : fs::directory_iterator(mFrom)) {
-        const fs::path name = entry.path().filename();
+    std::error_code error;
+    for (const fs::path& prepared : EntriesOf(mFrom, error)) {
+        if (fs::is_directory(prepared)) continue;
+        const fs::path name = prepared.filename();
         const fs::path place = FollowLinks(mTo / name);
         const fs::file_status status = fs::status(place);
         if (fs::exists(status) && !fs::is_regular_file(status)) {
             throw measure::OutputError((mTo / name).string() + ": cannot be replaced, it is a " +
                                        (fs::is_directory(status) ? "folder" : "device or a pipe"));
         }
-        mSteps.push_back({entry.path(), place, {}});
+        mSteps.push_back({prepared, place, {}});
     }
+    if (error) throw fs::filesystem_error("read", mFrom, error);
     std::sort(mSteps.begin(), mSteps.end(), [](const Step& a, const Step& b) {
-        const auto order = [](const Step& s) { return std::pair(DescribesOthers(s.prepared), s.prepared); };
+        const auto order = [](const Step& s) { return std::pair(OrderOf(s.prepared), s.prepared); };
         return order(a) < order(b);
     });
 }
@@ -91,7 +95,7 @@ void Replacement::MoveAll() {
     std::set<fs::path> folders;
     const auto sync = [&] { std::for_each(folders.begin(), folders.end(), Sync); };
     for (const Step& step : mSteps) {
-        if (DescribesOthers(step.prepared)) sync();  // it must not be on the disk before the others
+        if (OrderOf(step.prepared) > 0) sync();  // it must not be on the disk before the others
         Rename(step.prepared, step.place);
         ++mMoved;
         folders.insert(step.place.parent_path());

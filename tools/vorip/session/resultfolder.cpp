@@ -12,9 +12,12 @@ ResultFolder::ResultFolder(const fs::path& folder, const std::string& summary, c
         Refuse(folder.string() + ": there is no " + summary + " in it, as " + writer +
                " writes it with a whole result");
     mFiles = ReadFileList(folder / summary);
-    if (mFiles.empty())
-        Refuse((folder / summary).string() + ": does not list the files of its result; run " + writer +
-               " again, or name the files one by one");
+    if (mFiles.empty()) RefuseSummary();
+}
+
+void ResultFolder::RefuseSummary() const {
+    Refuse((mFolder / mSummary).string() + ": does not list the files of its result; run " + mWriter +
+           " again, or name the files one by one");
 }
 
 std::string ResultFolder::File(const std::string& name) {
@@ -22,6 +25,11 @@ std::string ResultFolder::File(const std::string& name) {
     Check(name);
     mTaken.push_back(name);
     return (mFolder / name).string();
+}
+
+std::string ResultFolder::Required(const std::string& name) {
+    if (mFiles.count(name) == 0) RefuseSummary();
+    return File(name);
 }
 
 void ResultFolder::CheckAgain() const {

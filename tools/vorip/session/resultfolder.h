@@ -23,11 +23,14 @@ public:
 
     // The path of a file of the set, as it was written; empty when the set has no file of this name.
     std::string File(const std::string& name);
+    // The path of a file without which the set is none.
+    std::string Required(const std::string& name);
     // Once all files have been read: that none was replaced meanwhile.
     void CheckAgain() const;
 
 private:
     void Check(const std::string& name) const;
+    [[noreturn]] void RefuseSummary() const;
 
     std::filesystem::path mFolder;
     std::string mSummary, mWriter;

@@ -1,5 +1,6 @@
 #include "tools/vorip/session/staging.h"
 
+#include <algorithm>
 #include <chrono>
 #include <thread>
 
@@ -13,8 +14,9 @@ namespace vorip {
 namespace {
 
 constexpr char kPrefix[] = ".vorip-";
-constexpr char kGone = '~';   // at the end: nothing in there is wanted any more
-constexpr int kAttempts = 4;  // runs that begin or end at the same time get out of each other's way
+constexpr char kMark[] = ".made-by-vorip";  // a folder in each hidden one; of others nothing is removed
+constexpr char kGone = '~';                 // at the end: nothing in there is wanted any more
+constexpr int kAttempts = 4;                // runs that begin or end at the same time get out of each other's way
 constexpr auto kPause = std::chrono::milliseconds(25);
 
 // Short enough for a file system that has the name itself.
@@ -29,7 +31,29 @@ bool IsLink(const fs::path& path) {
     return fs::is_symlink(fs::symlink_status(path, ignored));
 }
 
+bool HasMark(const fs::path& hidden) {
+    std::error_code ignored;
+    return fs::is_directory(fs::symlink_status(hidden / kMark, ignored));
+}
+
+// The mark stays until the end, so that the next run goes on where this one is killed.
+void EmptyMarked(const fs::path& hidden, std::error_code& error) {
+    for (const fs::path& entry : EntriesOf(hidden, error))
+        if (entry.filename() != kMark) RemoveAll(entry, error);
+}
+
+void RemoveMarked(const fs::path& hidden, std::error_code& error) {
+    EmptyMarked(hidden, error);
+    if (error) return;
+    fs::remove(hidden / kMark, error);
+    fs::remove(hidden, error);
+}
+
 }  // namespace
+
+bool Staging::IsHidden(const fs::path& path) {
+    return std::any_of(path.begin(), path.end(), [](const fs::path& p) { return p.string().rfind(kPrefix, 0) == 0; });
+}
 
 Staging::Staging(const fs::path& folder, const std::string& name)
     : mParent(fs::absolute(folder).lexically_normal()),
@@ -65,7 +89,10 @@ void Staging::Acquire() {
             throw measure::OutputError(mStaging.string() +
                                        ": belongs to another user; remove it, or give another --out");
         const bool isOurs = state == FolderLock::State::eUnknown || state == FolderLock::State::eOfAnother;
-        if (state == FolderLock::State::eHeld || (isOurs && made)) mLock.swap(lock);
+        if (state != FolderLock::State::eHeld && !(isOurs && made)) continue;
+        if (!made) RequireMark();
+        mLock.swap(lock);
+        fs::create_directory(mStaging / kMark);
     }
     if (mLock) RemoveLeftovers();
 }
@@ -77,6 +104,13 @@ void Staging::CreateParents() {
         if (fs::create_directory(*p)) mCreated.push_back(*p);
 }
 
+void Staging::RequireMark() const {
+    std::error_code error;
+    if (HasMark(mStaging) || (EntriesOf(mStaging, error).empty() && !error)) return;
+    throw measure::OutputError(mStaging.string() +
+                               ": is needed for a moment and was not made by vorip; move it, or give another --out");
+}
+
 void Staging::RemoveLeftovers() const {
     std::error_code error;
     if (HasOnlyCopies(mStaging)) {
@@ -85,13 +119,13 @@ void Staging::RemoveLeftovers() const {
         if (error) throw measure::OutputError(what + ", and cannot be moved: " + error.message());
         Warn(what);
     }
-    for (const auto& entry : fs::directory_iterator(mStaging)) fs::remove_all(entry);
-    for (const auto& entry : fs::directory_iterator(mParent)) {
-        const std::string name = entry.path().filename().string();
-        if (name.rfind(kPrefix, 0) != 0 || entry.path() == mStaging || IsLink(entry)) continue;
+    EmptyMarked(mStaging, error);
+    if (error) throw fs::filesystem_error("remove", mStaging, error);
+    for (const fs::path& entry : EntriesOf(mParent, error)) {
+        if (!IsHidden(entry.filename()) || entry == mStaging || IsLink(entry) || !HasMark(entry)) continue;
         const FolderLock lock(entry);
-        const bool isWanted = name.back() != kGone && HasOnlyCopies(entry);
-        if (lock.Is() == FolderLock::State::eHeld && !isWanted) fs::remove_all(entry, error);
+        const bool isWanted = entry.native().back() != kGone && HasOnlyCopies(entry);
+        if (lock.Is() == FolderLock::State::eHeld && !isWanted) RemoveMarked(entry, error);
     }
 }
 
@@ -108,7 +142,7 @@ void Staging::Remove() try {
         // A thread may just have found the folder under its earlier name, and make a file in it yet.
         for (int attempt = 0; attempt < kAttempts && fs::exists(unwanted); ++attempt) {
             if (attempt > 0) std::this_thread::sleep_for(kPause);
-            fs::remove_all(unwanted, ignored);
+            RemoveMarked(unwanted, ignored);
         }
     }
     for (; !mCreated.empty(); mCreated.pop_back()) fs::remove(mCreated.back(), ignored);

@@ -15,21 +15,25 @@ namespace vorip {
 // was put there.
 class Staging {
 public:
-    // Makes the folders that are missing, and removes what runs that were killed have left; files that are nowhere else
-    // go to FOLDER/earlier-files. A symbolic link of this name is removed, not followed. Throws OutputError when it
-    // cannot, or when another run, or another user, has a folder of this name.
+    // Makes the folders that are missing, and removes hidden folders of runs that were killed, which bear a mark; files
+    // that are nowhere else go to FOLDER/earlier-files. A symbolic link of this name is removed, not followed. Throws
+    // OutputError when it cannot, or when another run, another user or another program has a folder of this name.
     Staging(const std::filesystem::path& folder, const std::string& name);
     ~Staging();
     Staging(const Staging&) = delete;
     Staging& operator=(const Staging&) = delete;
 
+    // Files in here are outputs; folders are not.
     const std::filesystem::path& Folder() const { return mStaging; }
+    // Whether a part of this path has the name of a hidden folder.
+    static bool IsHidden(const std::filesystem::path& path);
     // It stays where it is.
     void Leave() { mLeft = true; }
 
 private:
     void Acquire();
     void CreateParents();
+    void RequireMark() const;
     void RemoveLeftovers() const;
     void Remove();
 
