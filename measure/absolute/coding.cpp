@@ -10,6 +10,7 @@ namespace {
 
 // Periods by which something may be off over the whole length and still count as equal.
 constexpr double kMismatch = 0.05;
+constexpr double kRounding = 0.01;  // periods are given with few digits
 constexpr int kMostFactor = 64;
 
 // Tries all factors of up to three sets for the shortest relation.
@@ -66,7 +67,6 @@ private:
 
 std::optional<Ratio> FindRatio(double q, int denominator) {
     const auto a = static_cast<int>(std::lround(q * denominator));
-    constexpr double kRounding = 0.01;  // periods are given with few digits
     if (std::abs(q * denominator - a) >= kRounding || std::gcd(a, denominator) != 1 || denominator > 1000) return {};
     for (int inverse = 0; inverse < denominator; ++inverse)
         if ((a * inverse - 1) % denominator == 0) return Ratio{denominator, inverse};
@@ -75,14 +75,18 @@ std::optional<Ratio> FindRatio(double q, int denominator) {
 
 int FindRepeat(const std::vector<double>& periods, double length) {
     const double orders = length / periods[0];
+    int near = 0;  // where the phases return as far as the periods are known
     for (int k = 1; k <= 2 * orders + 1; ++k) {
-        const auto repeats = [&](double period) {
+        double off = 0;  // over the whole length
+        for (const double period : periods) {
             const double other = k * periods[0] / period;
-            return std::abs(other - std::nearbyint(other)) * std::max(orders / k, 1.0) < kMismatch;
-        };
-        if (std::all_of(periods.begin(), periods.end(), repeats)) return k;
+            off = std::max(off, std::abs(other - std::nearbyint(other)) * std::max(orders / k, 1.0));
+        }
+        // They come near, too, where n - 1 of n periods meet those of another set, but then return soon after.
+        if (off < kRounding && (near == 0 || k % near != 0)) return k;
+        if (off < kMismatch && near == 0) near = k;
     }
-    return 0;
+    return near;
 }
 
 std::vector<Relation> FindRelations(const std::vector<double>& periods, double length, const std::vector<int>& steps) {

@@ -528,10 +528,13 @@ TEST(Absolute, RepeatsAndRelationsOfPeriods) {
     };
     EXPECT_EQ(repeat({16, 1}), 16);
     EXPECT_EQ(repeat({28.8, 19.2}), 3);
-    EXPECT_EQ(repeat({17, 16}), 17);
+    for (const auto& counts : {std::pair{17, 16}, {24, 23}, {31, 27}, {32, 31}, {24, 1}, {32, 1}})
+        EXPECT_EQ(repeat({1.0 * counts.first, 1.0 * counts.second}), counts.first) << counts.second;
     EXPECT_EQ(repeat({70, 64, 59}), 70);
     EXPECT_EQ(repeat({16}), 1);
-    EXPECT_EQ(FindRepeat({66.6666667, 100}, kLength), 3) << "rounded as people write it";
+    for (const double period : {66.6666667, 66.67, 66.7})
+        EXPECT_EQ(FindRepeat({period, 100}, kLength), 3) << "rounded as people write it";
+    EXPECT_EQ(FindRepeat({33.3, 100}, kLength), 3);
 
     const auto relations = FindRelations({kLength / 70, kLength / 64, kLength / 59}, kLength);
     ASSERT_EQ(relations.size(), 1U);
