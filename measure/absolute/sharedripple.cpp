@@ -16,7 +16,8 @@ using Parameters = std::array<float, 4>;
 
 class RippleSearch {
 public:
-    RippleSearch(const DecodeState& state, int steps) {
+    // For the sets that have this ripple.
+    RippleSearch(const DecodeState& state, int steps, const std::vector<bool>& haveIt) {
         constexpr std::size_t kMostPixels = 1500;
         std::vector<double> periods;
         for (const SineSet& set : state.axis.sines) periods.push_back(set.period);
@@ -24,7 +25,7 @@ public:
         for (const Relation& relation : FindRelations(periods, state.axis.length)) {
             const int reach = IsHidden(state, relation) ? 1 : 0;
             for (std::size_t i = 0; i < state.best.size(); i += stride)
-                AddTerms(state, relation, state.best[i], steps, reach);
+                AddTerm(state, relation, state.best[i], steps, haveIt, reach);
         }
     }
 
@@ -68,6 +69,9 @@ public:
         return sum / static_cast<float>(std::max<std::size_t>(mTerms.size(), 1));
     }
 
+    // What noise leaves of a perfect fit.
+    float Expected() const { return mExpected / static_cast<float>(std::max<std::size_t>(mTerms.size(), 1)); }
+
 private:
     // sum of factor · phase, and by how much each parameter changes it.
     struct Term {
@@ -85,51 +89,73 @@ private:
         return variance > kMuch;
     }
 
-    void AddTerms(const DecodeState& state, const Relation& relation, cv::Point at, int steps, int reach) {
+    void AddTerm(const DecodeState& state, const Relation& relation, cv::Point at, int steps,
+                 const std::vector<bool>& haveIt, int reach) {
         Term term{};
+        double variances = 0;
         for (std::size_t set = 0; set < relation.factors.size(); ++set) {
             if (relation.factors[set] == 0) continue;
             const auto factor = static_cast<float>(relation.factors[set]);
             double variance = 0;
             const float phase = SamplePhase(state, set, at, variance, reach);
             term.angle += factor * phase;
-            for (std::size_t i = 0; i < 2; ++i) {
+            variances += relation.factors[set] * relation.factors[set] * variance;
+            for (std::size_t i = 0; haveIt[set] && i < 2; ++i) {
                 const float multiple = static_cast<float>(steps) * static_cast<float>(i + 1) * phase;
                 term.effect[2 * i] += factor * std::sin(multiple);
                 term.effect[2 * i + 1] += factor * std::cos(multiple);
             }
         }
         mTerms.push_back(term);
+        mExpected += static_cast<float>(std::exp(-0.5 * variances));
     }
 
     // Of two that fit alike the smaller one.
     float Gain(const Parameters& p) const { return Fit(p) - 0.2f * std::hypot(p[0], p[1]) - std::hypot(p[2], p[3]); }
 
     std::vector<Term> mTerms;
+    float mExpected = 0;
 };
+
+// Adds a ripple to those of some sets, and corrects it.
+void Correct(DecodeState& state, const Parameters& found, const std::vector<bool>& haveIt) {
+    for (std::size_t set = 0; set < state.Count(); ++set) {
+        if (!haveIt[set]) continue;
+        Ripple& ripple = state.result.ripples[set];
+        Ripple more = ripple;
+        more.known = ripple.known = true;
+        more.amplitude = ripple.amplitude = 0;
+        for (std::size_t i = 0; i < 2; ++i) {
+            more.sines[i] = static_cast<double>(found[2 * i]);
+            more.cosines[i] = static_cast<double>(found[2 * i + 1]);
+            ripple.sines[i] += more.sines[i];
+            ripple.cosines[i] += more.cosines[i];
+            more.amplitude = std::max(more.amplitude, std::hypot(more.sines[i], more.cosines[i]));
+            ripple.amplitude = std::max(ripple.amplitude, std::hypot(ripple.sines[i], ripple.cosines[i]));
+        }
+        CorrectRipple(state.fringes[set], more);
+    }
+}
 
 }  // namespace
 
 void CorrectSharedRipple(DecodeState& state) {
-    constexpr float kLeastGain = 0.05f;
-    std::vector<Ripple>& ripples = state.result.ripples;
-    for (std::size_t set = 0; set < state.Count(); ++set)
-        if (ripples[set].known || ripples[set].harmonics.size() != 2 ||
-            state.axis.sines[set].shifts != state.axis.sines[0].shifts)
-            return;
-    const RippleSearch search(state, ripples[0].harmonics[0]);
-    const Parameters found = search.Find();
-    if (search.Fit(found) < search.Fit({}) + kLeastGain) return;
+    constexpr float kLeastGain = 0.05f, kFitsWell = 0.9f;
+    const std::vector<Ripple>& ripples = state.result.ripples;
+    std::vector<bool> haveIt(state.Count());
+    int own = 0;
     for (std::size_t set = 0; set < state.Count(); ++set) {
-        Ripple& ripple = ripples[set];
-        ripple.known = true;
-        for (std::size_t i = 0; i < 2; ++i) {
-            ripple.sines[i] = static_cast<double>(found[2 * i]);
-            ripple.cosines[i] = static_cast<double>(found[2 * i + 1]);
-            ripple.amplitude = std::max(ripple.amplitude, std::hypot(ripple.sines[i], ripple.cosines[i]));
-        }
-        CorrectRipple(state.fringes[set], ripple);
+        if (ripples[set].harmonics.size() != 2 || state.axis.sines[set].shifts != state.axis.sines[0].shifts ||
+            state.frames[set].IsSpoilt())
+            return;
+        haveIt[set] = ripples[set].periodsInView < Ripple::kLeastPeriodsInView || !ripples[set].known;
+        own += !haveIt[set];
     }
+    if (own == static_cast<int>(state.Count())) return;
+    const RippleSearch search(state, ripples[0].harmonics[0], haveIt);
+    if (own > 0 && search.Fit({}) > kFitsWell * search.Expected()) return;
+    const Parameters found = search.Find();
+    if (search.Fit(found) >= search.Fit({}) + kLeastGain) Correct(state, found, haveIt);
 }
 
 }  // namespace measure

@@ -72,6 +72,8 @@ Capture Camera(int bits, double gamma, double noise, double exposure = 1) {
 TEST(Absolute, EveryRightCodingIsDecoded) {
     const Capture clean = Camera(8, 1, 0), usual = Camera(8, 2.2, 1), noisy = Camera(8, 1.6, 4),
                   deep = Camera(16, 1.5, 0.5);
+    Capture soft = usual;  // its fine fringes are nearly sines, the others are not
+    soft.projectorBlur = 4;
     const CodedAxis beats = With(Gray(100, 100, 0, Bits::eInverse, 3),
                                  [](CodedAxis& axis) { axis.sines.insert(axis.sines.begin(), Set(200.0 / 3, 3)); });
     const auto falling = [](CodedAxis& axis) { axis.direction = -1; };
@@ -87,6 +89,7 @@ TEST(Absolute, EveryRightCodingIsDecoded) {
         {"one, four, sixteen", "two-objects", Periods({1, 4, 16}, 3), usual},
         {"one, four, sixteen in noise", "dark", Periods({1, 4, 16}, 3), noisy},
         {"one, eight, sixty-four", "step", Periods({64, 8, 1}), noisy},
+        {"a projector that is not sharp", "tilted", Periods({1, 8, 64}, 3), soft},
         {"no coarse set", "two-objects", Periods({59, 64, 70}, 5), usual},
         {"no coarse set in noise", "glossy", Periods({59, 64, 70}), noisy},
         {"a beat over the length", "sphere", Periods({16, 17}, 6), clean},
