@@ -43,7 +43,7 @@ constexpr char kDetails[] =
     "  vorip measure scan.json --frames part17 --out result\n"
     "  vorip measure 'capture/fringe*.png' --out result";
 
-constexpr double kLeastShare = 0.5;  // of the picture; less is doubtful
+constexpr double kLeastShare = 0.5;  // of what the fringes reach; less is doubtful
 constexpr double kNearlyAll = 0.95;  // of what was measured
 
 class MeasureRun {
@@ -90,6 +90,7 @@ private:
                            unwrapped.pixels.size()));
         mSize = phase.phase.size();
         mValid = cv::countNonZero(unwrapped.components);
+        mReached = CountReached(phase.modulation, solved.quality.noise, static_cast<int>(phase.shifts.size()));
         cv::Mat1b largest;
         cv::compare(unwrapped.components, 1, largest, cv::CMP_EQ);
         AddPeriods(unwrapped.phase, largest);
@@ -110,6 +111,7 @@ private:
         const measure::AbsolutePhase& first = scan.directions.front().phase;
         mSize = first.mask.size();
         mValid = first.valid;
+        mReached = CountReached(first.modulation, first.noise, scan.directions.front().frames);
         if (!calibration) {
             mNotes.push_back("heights are periods of the fringes: a calibration gives millimetres (--calibration)");
             return AddPeriods(first.phase, measure::LargestArea(first.phase, CV_PI));
@@ -132,6 +134,12 @@ private:
         AddNoise(measure::PredictDepthNoise(seen, points.cloud.isFromRows ? noise.rows : noise.columns, calibration,
                                             mProgress.Watch()));
         Add(AddSurface(points.cloud.cloud, mOutputs, mProgress));
+    }
+
+    // Pixels whose fringes stand out of the noise, strong enough or not: of a small part before black few do.
+    static int CountReached(const cv::Mat1f& modulation, double noise, int frames) {
+        constexpr double kClear = 4;  // deviations
+        return cv::countNonZero(modulation > kClear * noise * std::sqrt(2.0 / std::max(frames, 1)));
     }
 
     // The standard deviation of the coordinate that the noise of the camera causes: 1 / B sqrt(2 / N) of the phase.
@@ -170,11 +178,11 @@ private:
 
     void Finish(double seconds) {
         const double share = mValid / static_cast<double>(mSize.area());
-        if (share < kLeastShare)
+        const double reached = mValid / std::max(1.0, static_cast<double>(mReached));
+        if (reached < kLeastShare)
             mDoubts.push_back(
-                cv::format("only %.1f %% of the picture could be measured: too dark, saturated, in "
-                           "shadow, or outside the fringes",
-                           100 * share));
+                cv::format("only %.1f %% of the pixels that the fringes reach could be measured: too dark or saturated",
+                           100 * reached));
         const bool good = mDoubts.empty();
         std::vector<SummaryEntry> entries{{"verdict", JsonText(good ? "good" : "doubtful")},
                                           {"doubts", JsonList(mDoubts)},
@@ -202,7 +210,7 @@ private:
     OutputSet mOutputs;
     Progress mProgress;
     cv::Size mSize;
-    int mValid = 0;
+    int mValid = 0, mReached = 0;  // pixels
     double mSurfaceShare = 1;
     std::vector<SummaryEntry> mEntries;
     std::vector<std::string> mDoubts, mNotes;
