@@ -5,6 +5,7 @@
 #include <string>
 
 #include "measure/export.h"
+#include "measure/progress.h"
 
 // Pictures of results for people: values in colours with axes, a title and a scale bar.
 namespace measure {
@@ -42,7 +43,7 @@ struct PictureStyle {
 // empty image, other pixel types and more than one channel, masks, components or marks of another size, and numbers of
 // a style that make no sense: a step below 1, a percentage out of 0 to 50, a range, period or number of contours that
 // is not finite or, but for the range, negative.
-MEASURE_API cv::Mat3b DrawPicture(const cv::Mat& values, const PictureStyle& style = {});
+MEASURE_API cv::Mat3b DrawPicture(const cv::Mat& values, const PictureStyle& style = {}, const Progress& progress = {});
 
 // A bright colour (blue, green, red) for each number from 1 on, much unlike those of the numbers next to it.
 MEASURE_API cv::Vec3b ComponentColour(int number);

@@ -2,6 +2,7 @@
 
 #include <functional>
 
+#include "ipbase/base/watch.h"
 #include "ipbase/geometry/taps.h"
 #include "ipbase/geometry/turn.h"
 
@@ -46,12 +47,25 @@ void Transpose(Source<P>& canvas) {
 // `shear(canvas, shift)` moves every row y by shift(y) to the right.
 template <class P, class Shear>
 void ShearThrice(Source<P>& canvas, const ShearPlan& plan, double sign, const Shear& shear) {
-    const auto rows = [&](int y) { return sign * plan.alpha * (y - plan.centreY); };
-    const auto columns = [&](int x) { return sign * plan.beta * (x - plan.centreX); };
+    int pass = 0;
+    const auto tell = [&](int row) {
+        constexpr int kRowsPerTelling = 64;
+        if (row % kRowsPerTelling == 0) WorkWatch::Tell((pass + static_cast<double>(row) / canvas.Height()) / 3);
+    };
+    const auto rows = [&](int y) {
+        tell(y);
+        return sign * plan.alpha * (y - plan.centreY);
+    };
+    const auto columns = [&](int x) {
+        tell(x);
+        return sign * plan.beta * (x - plan.centreX);
+    };
     shear(canvas, rows);
     Transpose(canvas);
+    ++pass;
     shear(canvas, columns);
     Transpose(canvas);
+    ++pass;
     shear(canvas, rows);
 }
 

@@ -4,6 +4,7 @@
 #include <memory>
 
 #include "imagemodel/imagemodel.h"
+#include "ipbase/base/watch.h"
 #include "ipbase/ipLUnwrap.h"
 #include "measure/base/arguments.h"
 #include "measure/fringe/components.h"
@@ -15,6 +16,8 @@ namespace measure {
 namespace {
 
 constexpr double kTwoPi = 2 * CV_PI;
+constexpr char kStage[] = "growing and joining regions";
+constexpr double kGrowing = 0.5, kJoined = 0.8;  // shares of the time until the regions are grown, and joined
 
 // The orders of a component count modulo 256, and those of a large one run over the end. They follow one another
 // without gaps, so that the widest gap in the circle of orders is where the component begins and ends.
@@ -72,7 +75,8 @@ void FillPlanes(const cv::Mat1f& phase, const cv::Mat1b& usable, Planes& planes)
 }
 
 // Returns the least step of the target.
-int Execute(Planes& planes, cv::Mat1b quality, const RegionOptions& options) try {
+int Execute(Planes& planes, cv::Mat1b quality, const RegionOptions& options, const Progress& progress) try {
+    const KrN::WorkWatch growth([&](double share) { progress.Report(kStage, kGrowing * share); });
     auto steps = ViewOf(planes.steps), mask = ViewOf(planes.mask);
     auto qualities = ViewOf(quality);
     auto target = ViewOf(planes.target);
@@ -81,6 +85,7 @@ int Execute(Planes& planes, cv::Mat1b quality, const RegionOptions& options) try
     KrN::KrLUnWrap unwrapper;
     unwrapper.Execute(&steps, &qualities, &mask, &target, &targetMask, static_cast<unsigned char>(options.minQuality),
                       static_cast<std::uint32_t>(options.minPixels), static_cast<unsigned char>(options.orderMode), 0);
+    progress.Report(kStage, kJoined);
     unwrapper.GetComponentLabels(&components);
     return unwrapper.GetRange().lower;
 } catch (KrN::KrException* error) {
@@ -97,10 +102,10 @@ Unwrapped UnwrapByRegions(const cv::Mat1f& phase, const cv::Mat1b& usable, const
     if (phase.cols > 32767 || phase.rows > 32767) throw InputError("a side of the phase has more than 32767 pixels");
     if (options.minQuality < 0 || options.minQuality > 254) throw InputError("the least quality is 0 to 254");
     if (options.orderMode < 1 || options.orderMode > 8) throw InputError("the order mode is 1 to 8");
-    progress.Report("growing and joining regions");
+    progress.Report(kStage);
     Planes planes(phase.size());
     FillPlanes(phase, usable, planes);
-    const int least = Execute(planes, quality, options);
+    const int least = Execute(planes, quality, options, progress);
 
     std::vector<OrderSpan> spans;
     cv::Mat1i orders(phase.size());

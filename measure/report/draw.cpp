@@ -172,19 +172,26 @@ void PaintMarks(const cv::Mat1b& marks, cv::Mat3b& picture) {
 
 }  // namespace
 
-cv::Mat3b DrawPicture(const cv::Mat& image, const PictureStyle& style) {
+cv::Mat3b DrawPicture(const cv::Mat& image, const PictureStyle& style, const Progress& progress) {
     RequireDrawable(image, style);
+    const auto report = [&](double share) { progress.Report("drawing", share); };  // of the time, roughly
+    report(0);
     const int step = StepOf(style, image);
     cv::Mat1f values = Drawable(EveryPixel(image, step), EveryPixel(style.mask, step));
+    report(0.1);
     if (style.level) values = RemovePlane(values);
+    report(0.2);
     const ColourScale scale(values, style);
     const Palette palette =
         PaletteOf(style.map.value_or(style.period > 0 ? ColourMap::eTwilight : ColourMap::eViridis));
     const int zoom = ZoomOf(values.size());
+    report(style.shade ? 0.3 : 0.5);
     cv::Mat3b colours = Colour(values, style, scale, palette);
+    report(0.7);
     if (style.contours > 0) DrawContours(values, style.contours, scale, colours);
     cv::Mat3b picture = Enlarge(colours, zoom);
     Hatch(values, zoom, picture);
+    report(0.8);
     if (!style.components.empty()) {
         // Borders also run along the hatching.
         cv::Mat1i numbers;
@@ -197,6 +204,7 @@ cv::Mat3b DrawPicture(const cv::Mat& image, const PictureStyle& style) {
         cv::resize(EveryPixel(marks, step), marks, picture.size(), 0, 0, cv::INTER_NEAREST);
         PaintMarks(marks, picture);
     }
+    report(0.9);
     return FramePicture(picture, zoom, style, &scale, &palette);
 }
 

@@ -6,6 +6,8 @@
 #include <cstdlib>
 #include <memory>
 
+#include "ipbase/base/watch.h"
+
 namespace KrN {
 namespace {
 
@@ -87,7 +89,8 @@ public:
         const std::unique_ptr<std::uint32_t[]> seeds = SortByLevel();
         UnwrapAreas result;
         result.pixels.resize(mUsable);
-        mGrown = result.pixels.data();
+        mFirst = mGrown = result.pixels.data();
+        mNextTelling = mFirst + std::min(kPixelsPerTelling, mUsable);
         std::uint32_t grown = 0;
         for (std::size_t i = 0; grown < mUsable; ++i) {
             if (!mInfo[seeds[i]].openLevel) continue;
@@ -99,6 +102,8 @@ public:
     }
 
 private:
+    static constexpr std::uint32_t kPixelsPerTelling = 1 << 18;
+
     // Opens the pixels above the threshold and counts them by level.
     LevelCounts Open(unsigned minQuality) {
         std::array<LevelCounts, 2> counts{};  // two, as neighbours often have the same level
@@ -138,11 +143,18 @@ private:
             mPlanes.area[element.pixel] = number;
             mPlanes.phase[element.pixel] = element.phase;
             *mGrown++ = element.pixel;
+            if (mGrown == mNextTelling) Tell();
             ScanNeighborhood(element, limit);
             if (!mStacks.Pop(element)) break;
             limit = mLimits[element.pathQuality];
         } while (true);
         return static_cast<std::uint32_t>(mGrown - first);
+    }
+
+    void Tell() {
+        const auto grown = static_cast<std::uint32_t>(mGrown - mFirst);
+        mNextTelling = mGrown + std::min(kPixelsPerTelling, mUsable - grown);
+        WorkWatch::Tell(static_cast<double>(grown) / mUsable);
     }
 
     void ScanNeighborhood(const SrUnwrapStackElement& from, unsigned limit) {
@@ -171,7 +183,7 @@ private:
     std::array<unsigned, 256> mLimits{};
     std::size_t mStride = 0;
     std::uint32_t mUsable = 0;
-    std::uint32_t* mGrown = nullptr;
+    std::uint32_t *mFirst = nullptr, *mGrown = nullptr, *mNextTelling = nullptr;
 };
 
 }  // namespace

@@ -1,10 +1,13 @@
 // Rotation by shears: exact inverses, literal shears, palettes.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <limits>
 
+#include "imagemodel/krbufferaoi.h"
+#include "ipbase/base/watch.h"
 #include "ipbase/geometry/operations.h"
 #include "ipbase/ipLGeomet.h"
 #include "ipbase/ipRotateByShear.h"
@@ -15,6 +18,24 @@ namespace {
 using namespace test;
 
 thread_local KrLRotateByShear rotation;
+
+TEST(Rotation, TellsHowFarItIsAndEndsWhenWhoHearsItThrows) {
+    KrBufferAOI8 src({90, 200}), dst({90, 200});
+    for (const InterpolationMode mode : {eNearest, eLinear, eCubic}) {
+        std::vector<double> shares;
+        {
+            const WorkWatch watch([&](double share) { shares.push_back(share); });
+            rotation.Rotate(&src, &dst, 20, mode);
+            EXPECT_GE(shares.size(), 6U);
+            EXPECT_TRUE(std::is_sorted(shares.begin(), shares.end()) && shares.back() < 1);
+            const WorkWatch inner([](double) { throw 7; });
+            EXPECT_THROW(rotation.Rotate(&src, &dst, 20, mode), int);
+        }
+        const std::size_t heard = shares.size();
+        rotation.Rotate(&src, &dst, 20, mode);
+        EXPECT_EQ(shares.size(), heard);
+    }
+}
 
 using Canvas = std::vector<std::vector<double>>;
 

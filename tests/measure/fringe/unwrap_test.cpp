@@ -290,16 +290,29 @@ TEST(Unwrapping, Refusals) {
     const cv::Mat1b quality = measure::QualityFromPhase(scene.phase, scene.usable);
     EXPECT_THROW(measure::UnwrapByRegions(scene.phase, scene.usable, quality), measure::InputError);  // 286 periods
     ExpectTruth(measure::UnwrapByCost(scene.phase, scene.usable, cost), scene);
-    for (int reports = 0, stopAt = 0; stopAt <= reports; ++stopAt) {  // wherever it is asked
-        reports = 0;
-        const auto report = [&](const char*, double) { return reports++ != stopAt; };
-        const auto run = [&] { return measure::UnwrapByCost(scene.phase, scene.usable, cost, 1, report); };
-        try {
-            ExpectTruth(run(), scene);
-            EXPECT_EQ(reports, stopAt);
-            EXPECT_GE(reports, 4);
-        } catch (const measure::Stopped&) {
-            EXPECT_EQ(reports, stopAt + 1);
+}
+
+TEST(Unwrapping, TellsHowFarItIsAndStopsWhereverItIsAsked) {
+    const Scene scene = MakeScene({600, 900}, [](int x, int) { return 0.9 * x; });
+    const cv::Mat1f cost = measure::UnwrapCost(scene.phase, scene.usable);
+    const cv::Mat1b quality = measure::QualityFromPhase(scene.phase, scene.usable);
+    for (const bool byCost : {true, false}) {
+        for (int reports = 0, stopAt = 0; stopAt <= reports; ++stopAt) {
+            double last = reports = 0;
+            const auto report = [&](const char*, double share) {
+                EXPECT_TRUE(share >= last && share <= 1) << share;
+                last = share;
+                return reports++ != stopAt;
+            };
+            try {
+                ExpectTruth(byCost ? measure::UnwrapByCost(scene.phase, scene.usable, cost, 1, report)
+                                   : measure::UnwrapByRegions(scene.phase, scene.usable, quality, {}, report),
+                            scene);
+                EXPECT_EQ(reports, stopAt);
+                EXPECT_GE(reports, 4);
+            } catch (const measure::Stopped&) {
+                EXPECT_EQ(reports, stopAt + 1);
+            }
         }
     }
 }

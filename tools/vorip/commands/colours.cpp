@@ -5,6 +5,7 @@
 #include "measure/io.h"
 #include "tools/vorip/commands/commands.h"
 #include "tools/vorip/pictures/inputs.h"
+#include "tools/vorip/pictures/watchedimage.h"
 #include "tools/vorip/session/failure.h"
 #include "tools/vorip/session/memory.h"
 #include "tools/vorip/session/outputset.h"
@@ -31,8 +32,7 @@ struct Options {
 void RunColours(const Options& options) {
     OutputFile output(options.out);
     Progress progress("vorip colours");
-    progress.Stage("computing");
-    const cv::Mat3b picture = measure::ReadColourPicture(options.in);
+    const cv::Mat3b picture = measure::ReadColourPicture(options.in, progress.Watch());
     AnnounceMemory(picture);
     std::array<cv::Mat1b, 3> planes;  // blue, green, red
     cv::split(picture, planes.data());
@@ -42,9 +42,18 @@ void RunColours(const Options& options) {
     cv::Mat1b indices(picture.size());
     auto out = measure::ViewOf(indices);
     KrN::KrOctreeQuantizer quantizer;
-    quantizer.Build(&r, &g, &b, nullptr, options.colours);
-    quantizer.Refine(options.refine);
-    quantizer.Map(&r, &g, &b, &out);
+    const auto watch = [&](const char* stage) {
+        return [&progress, stage, rows = picture.rows](int row) { progress.Stage(stage, (row + 1.0) / rows); };
+    };
+    using Watched = WatchedImage<KrN::KrAOI8>;
+    const Watched counted(r, watch("counting colours"), Watched::Access::eRead);
+    quantizer.Build(&counted, &g, &b, nullptr, options.colours);
+    for (int i = 0; i < options.refine; ++i) {
+        progress.Stage("moving colours", static_cast<double>(i) / options.refine);
+        quantizer.Refine(1);
+    }
+    Watched mapped(out, watch("mapping pixels"));
+    quantizer.Map(&r, &g, &b, &mapped);
     KrN::KrLut3x8 palette;
     quantizer.GetPalette(palette);
     cv::Mat3b result(picture.size());

@@ -31,29 +31,31 @@ struct Options {
 };
 
 // The gradient that a tenth of the pixels exceeds.
-double UsualGradient(const cv::Mat& image) {
+double UsualGradient(const cv::Mat& image, Progress& progress) {
     cv::Mat1f values;
     image.convertTo(values, CV_32F);
     std::vector<float> gradients;
-    for (int y = 1; y + 1 < values.rows; ++y)
+    for (int y = 1; y + 1 < values.rows; ++y) {
+        progress.Stage("finding thresholds", 0.5 * y / values.rows);  // and as long to sort
         for (int x = 1; x + 1 < values.cols; ++x) {
             const float gradient =
                 4.0f * std::hypot(values(y, x + 1) - values(y, x - 1), values(y + 1, x) - values(y - 1, x));
             if (std::isfinite(gradient)) gradients.push_back(gradient);
         }
+    }
     return static_cast<double>(measure::QuantileOf(gradients, 0.9));
 }
 
 void RunEdges(const Options& options) {
     OutputFile output(options.out);
     Progress progress("vorip edges");
-    progress.Stage("computing");
-    const cv::Mat image = measure::ReadPicture(options.in);
+    const cv::Mat image = measure::ReadPicture(options.in, progress.Watch());
     AnnounceMemory(image);
     cv::Mat1b edges(image.size());
-    const double high = options.high < 0.0 ? UsualGradient(image) : options.high;
+    const double high = options.high < 0.0 ? UsualGradient(image, progress) : options.high;
     const double low = options.low < 0.0 ? 0.4 * high : options.low;
     if (low > high) Refuse(cv::format("--low=%g: must not be above --high (%g)", low, high));
+    progress.Stage("finding edges");
     VisitPixels<std::uint8_t, std::uint16_t, float>(image, options.in, "a picture", [&](const auto& pixels) {
         const auto in = measure::ViewOf(pixels);
         auto out = measure::ViewOf(edges);

@@ -194,9 +194,8 @@ void RunFilter(Options& options, const Kind& kind) {
     Job job = ReadJob(options, kind);
     OutputFile output(options.out);
     Progress progress(std::string("vorip filter ") + kind.name);
-    progress.Stage("filtering");
     TakeComponentsBeside(options.selection, options.in);
-    cv::Mat image = measure::ReadPicture(options.in);
+    cv::Mat image = measure::ReadPicture(options.in, progress.Watch());
     if (kind.run == RunBinomial && image.depth() != CV_8U)
         Refuse(options.in + ": the filter 'binomial' takes 8-bit pictures, this is " + measure::PixelTypeName(image));
     MemoryLimit::SetVariant(std::string("filter ") + kind.name);
@@ -206,6 +205,7 @@ void RunFilter(Options& options, const Kind& kind) {
     const cv::Rect place = RepeatInFront(options, kind, job.size, image, excluded);
     KrN::KrAOI8 mask = measure::ViewOf(excluded);
     if (!excluded.empty()) job.mask = &mask;
+    progress.Stage("filtering");
     VisitPixels<std::uint8_t, std::uint16_t, std::int32_t, float>(image, options.in, "a picture", [&](auto& pixels) {
         auto view = measure::ViewOf(pixels);
         const auto report = [&](int row) { progress.Stage("filtering", (row + 1.0) / image.rows); };

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstdio>
 #include <filesystem>
+#include <functional>
 #include <limits>
 #include <sstream>
 #include <vector>
@@ -13,6 +14,7 @@
 #include "tools/vorip/commands/commands.h"
 #include "tools/vorip/pictures/pixels.h"
 #include "tools/vorip/pictures/selection.h"
+#include "tools/vorip/pictures/watchedimage.h"
 #include "tools/vorip/session/failure.h"
 #include "tools/vorip/session/memory.h"
 #include "tools/vorip/session/outputset.h"
@@ -88,15 +90,23 @@ cv::Mat1b FitMask(const cv::Mat& image, const Options& options) {
     return excluded;
 }
 
+using Watch = std::function<void(double share)>;
+
 cv::Mat FitSurface(KrN::KrLBestFit& fit, const cv::Mat& image, const cv::Mat1b& excluded, const Terms& t,
-                   const std::string& file) {
+                   const std::string& file, const Watch& watch) {
     cv::Mat1f surface(image.size());
     const auto mask = measure::ViewOf(excluded);
     auto out = measure::ViewOf(surface);
     VisitPixels<std::uint8_t, std::uint16_t, float>(image, file, "a picture", [&](const auto& pixels) {
         const auto in = measure::ViewOf(pixels);
-        fit.Approximation(&in, &out, &mask, nullptr, KrN::eIgnoreMask, t[0], t[1], t[2], t[3], t[4], t[5], t[6], t[7],
-                          t[8], t[9]);
+        using Image = std::decay_t<decltype(in)>;
+        const auto half = [&](int begun) {
+            return [&, begun](int row) { watch((begun + (row + 1.0) / image.rows) / 2); };
+        };
+        const WatchedImage<Image> fitted(in, half(0), WatchedImage<Image>::Access::eRead);
+        WatchedImage<KrN::KrAOI32Float> drawn(out, half(1));
+        fit.Approximation(&fitted, &drawn, &mask, nullptr, KrN::eIgnoreMask, t[0], t[1], t[2], t[3], t[4], t[5], t[6],
+                          t[7], t[8], t[9]);
     });
     return surface;
 }
@@ -130,12 +140,15 @@ void Draw(OutputFile& output, const cv::Mat& flat, const Options& options) {
     style.shade = true;
     cv::Mat drawn = flat;
     if (options.unit == "periods") flat.convertTo(drawn, CV_32F, 0.5 / CV_PI);
-    output.SaveWithPicture(flat, measure::DrawPicture(drawn, style));
+    const cv::Mat3b picture = measure::DrawPicture(drawn, style, Progress::WatchOfRun());
+    Progress::WatchOfRun().Report("writing");
+    output.SaveWithPicture(flat, picture);
 }
 
-void FlattenAsOne(cv::Mat& image, cv::Mat1b& excluded, const Terms& terms, const Options& options, OutputFile& output) {
+void FlattenAsOne(cv::Mat& image, cv::Mat1b& excluded, const Terms& terms, const Options& options, OutputFile& output,
+                  const Watch& watch) {
     KrN::KrLBestFit fit;
-    const cv::Mat surface = FitSurface(fit, image, excluded, terms, options.in);
+    const cv::Mat surface = FitSurface(fit, image, excluded, terms, options.in, watch);
     if (fit.IsEverythingMasked()) {
         if (options.selection.mask.empty() && options.selection.component == 0)
             throw measure::NothingUsable(options.in + ": no pixel has a value");
@@ -159,7 +172,7 @@ std::vector<cv::Rect> BoxesOf(const cv::Mat1i& numbers) {
 
 // Each component loses a surface of its own. A component with fewer pixels than the surface has terms stays empty.
 void FlattenEach(const cv::Mat& image, const cv::Mat1i& numbers, const cv::Mat1b& excluded, const Terms& terms,
-                 const Options& options, OutputFile& output) {
+                 const Options& options, OutputFile& output, const Watch& watch) {
     const auto least = std::count(terms.begin(), terms.end(), 1);
     const std::vector<cv::Rect> boxes = BoxesOf(numbers);
     // Columns and rows of a box count from the box: surfaces that a shift does not change may be fitted there.
@@ -168,6 +181,7 @@ void FlattenEach(const cv::Mat& image, const cv::Mat1i& numbers, const cv::Mat1b
     int fitted = 0, all = 0;
     for (std::size_t number = 1; number < boxes.size(); ++number) {
         if (boxes[number].empty()) continue;
+        watch(static_cast<double>(number - 1) / static_cast<double>(boxes.size()));
         ++all;
         const cv::Rect box = shifts ? boxes[number] : cv::Rect({0, 0}, image.size());
         cv::Mat part = image(box).clone();
@@ -177,7 +191,7 @@ void FlattenEach(const cv::Mat& image, const cv::Mat1i& numbers, const cv::Mat1b
         cv::bitwise_or(others, excluded(box), left);
         if (cv::countNonZero(left == 0) < least) continue;
         KrN::KrLBestFit fit;
-        const cv::Mat surface = FitSurface(fit, part, left, terms, options.in);
+        const cv::Mat surface = FitSurface(fit, part, left, terms, options.in, [](double) {});
         Subtract(part, surface).copyTo(flat(box), others == 0);
         ++fitted;
     }
@@ -202,15 +216,16 @@ void RunFlatten(Options& options) {
     const Terms terms = ParseTerms(options.terms);
     OutputFile output(options.out);
     Progress progress("vorip flatten");
-    progress.Stage("fitting");
-    cv::Mat image = measure::ReadPicture(options.in);
+    cv::Mat image = measure::ReadPicture(options.in, progress.Watch());
     AnnounceMemory(image);
     cv::Mat1b excluded = FitMask(image, options);
     const cv::Mat1i numbers = each ? ReadComponents(options.selection, image, options.in) : cv::Mat1i();
+    const Watch watch = [&](double share) { progress.Stage("fitting", share); };
+    watch(0);
     if (each)
-        FlattenEach(image, numbers, excluded, terms, options, output);
+        FlattenEach(image, numbers, excluded, terms, options, output, watch);
     else
-        FlattenAsOne(image, excluded, terms, options, output);
+        FlattenAsOne(image, excluded, terms, options, output, watch);
     progress.End();
 }
 

@@ -3,12 +3,14 @@
 #include <cstdio>
 #include <limits>
 
+#include "ipbase/base/watch.h"
 #include "measure/io.h"
 #include "tools/vorip/cli/parse.h"
 #include "tools/vorip/commands/commands.h"
 #include "tools/vorip/commands/filterinputs.h"
 #include "tools/vorip/pictures/inputs.h"
 #include "tools/vorip/pictures/pixels.h"
+#include "tools/vorip/pictures/watchedimage.h"
 #include "tools/vorip/session/failure.h"
 #include "tools/vorip/session/memory.h"
 #include "tools/vorip/session/outputset.h"
@@ -39,6 +41,7 @@ constexpr char kDetails[] =
     "  vorip geometry rotate camera.png --degrees 12.5 --mode cubic --out rotated.png\n"
     "  vorip geometry scale phase.png --period 256 --size 640x480 --out small.png";
 
+constexpr char kStage[] = "computing";
 const std::vector<std::string> kModes = {"nearest", "linear", "cubic", "area", "fourier"};
 const std::vector<std::string> kBorders = {"fill", "replicate", "reflect", "wrap"};
 const std::vector<std::string> kAxes = {"columns", "rows", "both"};
@@ -63,8 +66,9 @@ class Geometry {
 public:
     using AOI = measure::ImageOf<T>;
 
-    Geometry(const Options& options, const cv::Mat_<T>& image, const cv::Mat1b& mask)
+    Geometry(const Options& options, const cv::Mat_<T>& image, const cv::Mat1b& mask, Progress& progress)
         : mOptions(options),
+          mProgress(progress),
           mImage(image),
           mSource(measure::ViewOf(image)),
           mMask(measure::ViewOf(mask)),
@@ -79,7 +83,7 @@ public:
         const std::string& operation = mOptions.operation;
         if (operation == "scale") return Scale();
         if (operation == "mirror")
-            return Make(mImage.size(), [&](AOI& out) {
+            return MakeRows(mImage.size(), [&](AOI& out) {
                 mGeometry.Mirror(&mSource, &out, static_cast<KrN::KrLGeomet::Axis>(IndexIn(kAxes, mOptions.axis)));
             });
         if (operation == "turn") {
@@ -110,6 +114,18 @@ private:
         operation(out);
         return result;
     }
+    // The same of an operation that gives its result row by row, in the end at least.
+    template <class Operation>
+    cv::Mat MakeRows(const cv::Size& size, const Operation& operation) {
+        constexpr double kShears = 0.9;  // of the time of a rotation
+        double before = 0;
+        const KrN::WorkWatch shears([&](double share) { mProgress.Stage(kStage, before = kShears * share); });
+        return Make(size, [&](AOI& out) {
+            WatchedImage<AOI> watched(
+                out, [&](int row) { mProgress.Stage(kStage, before + (1 - before) * (row + 1.0) / size.height); });
+            operation(watched);
+        });
+    }
     bool IsModulo() const { return mOptions.period > 0.0; }
 
     cv::Mat Scale() {
@@ -119,7 +135,7 @@ private:
         cv::Mat1b excluded(wanted);
         KrN::KrAOI8 marks = measure::ViewOf(excluded);
         mHow.excluded = &marks;
-        cv::Mat result = Make(wanted, [&](AOI& out) {
+        cv::Mat result = MakeRows(wanted, [&](AOI& out) {
             IsModulo() ? mGeometry.ScaleModulo(&mSource, &out, mHow) : mGeometry.Scale(&mSource, &out, mHow);
         });
         result.setTo(mHow.fill, excluded);
@@ -129,7 +145,7 @@ private:
         const auto by = ParseNumbers(mOptions.by);
         if (!by || by->size() != 2) Refuse("--by=" + mOptions.by + ": must be two numbers, as in 0.25,-3");
         const double dx = (*by)[0], dy = (*by)[1];
-        return Make(mImage.size(), [&](AOI& out) {
+        return MakeRows(mImage.size(), [&](AOI& out) {
             IsModulo() ? mGeometry.ShiftSubPixelModulo(&mSource, &out, dx, dy, mHow)
                        : mGeometry.ShiftSubPixel(&mSource, &out, dx, dy, mHow);
         });
@@ -137,7 +153,7 @@ private:
     cv::Mat Rotate() {
         const double degrees = mOptions.degrees;
         const KrN::KrTSize<int> whole = KrN::KrLRotateByShear::RotatedSize(mSource.AOISize(), degrees, mHow.mode);
-        return Make(mOptions.sameSize ? mImage.size() : cv::Size(whole.cx, whole.cy), [&](AOI& out) {
+        return MakeRows(mOptions.sameSize ? mImage.size() : cv::Size(whole.cx, whole.cy), [&](AOI& out) {
             if (IsModulo())
                 mGeometry.RotateModulo(&mSource, &out, degrees, mHow);
             else
@@ -146,6 +162,7 @@ private:
     }
 
     const Options& mOptions;
+    Progress& mProgress;
     const cv::Mat_<T>& mImage;
     AOI mSource;
     KrN::KrAOI8 mMask;
@@ -201,8 +218,7 @@ void CheckOptions(const Options& options, const cv::Mat& image) {
 void RunGeometry(const Options& options) {
     OutputFile output(options.out);
     Progress progress("vorip geometry");
-    progress.Stage("computing");
-    const cv::Mat image = measure::ReadPicture(options.in);
+    const cv::Mat image = measure::ReadPicture(options.in, progress.Watch());
     cv::Mat1b mask;
     CheckOptions(options, image);
     if (!options.mask.empty()) {
@@ -210,8 +226,10 @@ void RunGeometry(const Options& options) {
         measure::RequireSameSize(mask, options.mask, image, options.in);
         cv::bitwise_not(mask, mask);  // the library admits below 64
     }
+    progress.Stage(kStage);
     const cv::Mat result = VisitPixels<std::uint8_t, std::uint16_t, std::int32_t, float>(
-        image, options.in, "a picture", [&](const auto& pixels) { return Geometry(options, pixels, mask).Run(); });
+        image, options.in, "a picture",
+        [&](const auto& pixels) { return Geometry(options, pixels, mask, progress).Run(); });
     progress.Stage("writing");
     output.Save(result);
     progress.End();

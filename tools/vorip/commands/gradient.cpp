@@ -176,9 +176,9 @@ void RunGradient(Options& options) {
     if (options.dx == 0 && options.dy == 0) Refuse("--dx or --dy must be given: a baseline in pixels");
     OutputFile output(options.out);
     Progress progress("vorip gradient");
-    progress.Stage("computing");
     TakeComponentsBeside(options.selection, options.phase);
-    const cv::Mat file = measure::ReadPicture(options.phase);
+    const cv::Mat file = measure::ReadPicture(options.phase, progress.Watch());
+    progress.Stage("computing");
     AnnounceMemory(file);
     const cv::Mat1b selected = ReadSelection(options.selection, file, options.phase);
     cv::Mat phase = WidenPhase(file, options);

@@ -98,14 +98,13 @@ void RunPicture(Options& options) {
     if (!options.map.empty()) style.map = measure::ColourMapOf(options.map);
     OutputFile output(options.out, OutputFile::Pixels::eColours);
     Progress progress("vorip picture");
-    progress.Stage("drawing");
     TakeComponentsBeside(options.selection, options.in);
-    cv::Mat image = measure::ReadPicture(options.in);
+    cv::Mat image = measure::ReadPicture(options.in, progress.Watch());
     AnnounceMemory(image);
     style.mask = ReadSelection(options.selection, image, options.in);
     if (options.selection.component == 0) style.components = ReadComponents(options.selection, image, options.in);
     if (options.unit == "periods") ToPeriods(options.in, image, style);
-    const cv::Mat3b picture = measure::DrawPicture(image, style);
+    const cv::Mat3b picture = measure::DrawPicture(image, style, progress.Watch());
     progress.Stage("writing");
     output.Save(picture);
     progress.End();

@@ -61,8 +61,8 @@ void RunShade(const Options& options) {
     Shading shading(options, ParseSize("--size", options.size));
     OutputSet outputs(options.out);
     Progress progress("vorip shade");
+    cv::Mat image = measure::ReadPicture(options.in, progress.Watch());
     progress.Stage("computing");
-    cv::Mat image = measure::ReadPicture(options.in);
     AnnounceMemory(image);
     const cv::Mat background = Correct(shading, image, options.in);
     double least = 0, greatest = 0;

@@ -5,6 +5,7 @@
 #include "measure/io.h"
 #include "tools/vorip/pictures/pixels.h"
 #include "tools/vorip/session/failure.h"
+#include "tools/vorip/session/progress.h"
 
 namespace vorip {
 namespace {
@@ -55,7 +56,7 @@ struct ToQuality : ToBytes {
 }  // namespace
 
 PhaseFile ReadPhase(const std::string& file) {
-    const cv::Mat picture = measure::ReadPicture(file);
+    const cv::Mat picture = measure::ReadPicture(file, Progress::WatchOfRun());
     return {VisitPixels<std::uint8_t, std::uint16_t, float>(picture, file, "a phase", ToRadians{}),
             picture.depth() == CV_32F};
 }
@@ -91,7 +92,8 @@ cv::Mat ReadMask(const std::string& file) {
 }
 
 cv::Mat ReadGrey8(const std::string& file) {
-    return VisitPixels<std::uint8_t, std::uint16_t>(measure::ReadPicture(file), file, "a grey picture", ToBytes{});
+    return VisitPixels<std::uint8_t, std::uint16_t>(measure::ReadPicture(file, Progress::WatchOfRun()), file,
+                                                    "a grey picture", ToBytes{});
 }
 
 cv::Mat ReadQuality(const std::string& file) {

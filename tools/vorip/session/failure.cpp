@@ -8,17 +8,15 @@
 #include <system_error>
 
 #include "tools/vorip/session/memory.h"
+#include "tools/vorip/session/terminal.h"
 
 namespace vorip {
 namespace {
 
 bool resultsAreInFiles = false;
 
-int Complain(std::string text, int exitCode) {
-    for (char& c : text)
-        if (c == '\n' || c == '\r') c = ' ';
-    while (!text.empty() && text.back() == ' ') text.pop_back();
-    std::fprintf(stderr, "vorip: %s\n", text.c_str());
+int Complain(const std::string& text, int exitCode) {
+    PrintNotice(text);
     return exitCode;
 }
 

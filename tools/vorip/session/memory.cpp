@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdio>
 #include <fstream>
 #include <iterator>
 #include <limits>
@@ -12,6 +11,7 @@
 #include "measure/io.h"
 #include "tools/vorip/session/largepages.h"
 #include "tools/vorip/session/outputset.h"
+#include "tools/vorip/session/terminal.h"
 
 #ifdef __linux__
 #  include <sys/resource.h>
@@ -119,7 +119,7 @@ void Announce(const std::string& count, double inputs, cv::Size size) {
     if (bytes > limit) RefuseNeed(needs);
     if (bytes <= announced) return;
     announced = bytes;
-    std::fprintf(stderr, "vorip: %s\n", needs.c_str());
+    PrintNotice(needs);
 }
 
 // Of pictures and files that do not even fit alone.

@@ -9,7 +9,7 @@
 namespace vorip {
 namespace {
 
-constexpr double kLeastShare = 0.001, kLeastSeconds = 1;  // before that nobody can tell how long it will take
+constexpr double kLeastSeconds = 1;  // before that nobody can tell how long it will take
 
 double Seconds(std::chrono::steady_clock::duration time) { return std::chrono::duration<double>(time).count(); }
 
@@ -74,12 +74,11 @@ measure::Progress Progress::Watch() {
 }
 
 std::string Progress::Line(Clock::time_point now) const {
-    std::string line = mCommand + ": " + mStage;
-    if (mShare >= kLeastShare) line += cv::format(mShare < 0.01 ? ", %.1f %%" : ", %.0f %%", 100 * mShare);
+    std::string line = mCommand + ": " + Printable(mStage);
+    if (mShare > 0) line += cv::format(mShare < 0.01 ? ", %.1f %%" : ", %.0f %%", 100 * mShare);
     line += ", " + InWords(Seconds(now - mStart));
     const double since = Seconds(now - mZero);
-    if (mShare >= kLeastShare && since >= kLeastSeconds)
-        line += ", about " + InWords(since * (1 - mShare) / mShare) + " left";
+    if (mShare > 0 && since >= kLeastSeconds) line += ", about " + InWords(since * (1 - mShare) / mShare) + " left";
     return line;
 }
 

@@ -1,9 +1,9 @@
 #include "tools/vorip/session/warning.h"
 
-#include <cstdio>
+#include "tools/vorip/session/terminal.h"
 
 namespace vorip {
 
-void Warn(const std::string& text) { std::fprintf(stderr, "vorip: warning: %s\n", text.c_str()); }
+void Warn(const std::string& text) { PrintNotice("warning: " + text); }
 
 }  // namespace vorip
