@@ -16,6 +16,7 @@ using Paths = std::vector<std::filesystem::path>;
 
 constexpr double kPi = 3.14159265358979323846;
 constexpr double kMostPixels = 1e6;  // of a projector
+constexpr char kPixelCount[] = "above 0 and at most 1000000 projector pixels";
 constexpr std::size_t kMostFrames = 64;
 constexpr std::size_t kMostBits = 16;
 
@@ -44,7 +45,7 @@ private:
     std::optional<CodedAxis> Axis(const DescriptionNode& node, Owners& owners) const {
         node.AllowKeys({"length", "direction", "origin", "sines", "gray", "white", "black"});
         CodedAxis axis;
-        axis.length = node.At("length").Number(IsPixelCount, "above 0 and at most 1000000 projector pixels");
+        axis.length = node.At("length").Number(IsPixelCount, kPixelCount);
         if (node.Has("direction")) {
             const auto isSign = [](double v) { return v == 1 || v == -1; };
             axis.direction = static_cast<int>(node.At("direction").Number(isSign, "1 or -1"));
@@ -71,8 +72,8 @@ private:
                 "either \"period\" (projector pixels) or \"periods\" (their number across the length) is needed");
         const auto isPeriod = [](double v) { return v >= 2 && v <= kMostPixels; };
         const auto isCount = [&](double v) { return v > 0 && isPeriod(length / v); };
-        set.period = node.Has("period") ? node.At("period").Number(isPeriod, "at least 2 projector pixels")
-                                        : length / node.At("periods").Number(isCount, "above 0, of 2 pixels or more");
+        set.period = node.Has("period") ? node.At("period").Number(isPeriod, "2 to 1000000 projector pixels")
+                                        : length / node.At("periods").Number(isCount, "above 0, of 2 to 1000000 pixels");
         set.frames = Frames(node.At("frames"), owners);
         if (set.frames.size() < 3) node.At("frames").Refuse(Counted(set.frames.size()) + ", at least 3 are needed");
         if (set.frames.size() > kMostFrames) node.At("frames").Refuse(Counted(set.frames.size()) + ", 64 are the most");
@@ -83,7 +84,7 @@ private:
     GrayCode Gray(const DescriptionNode& node, double length, Owners& owners) const {
         node.AllowKeys({"cell", "offset", "frames", "inverse"});
         GrayCode gray;
-        gray.cell = node.At("cell").Number(IsPixelCount, "above 0 projector pixels");
+        gray.cell = node.At("cell").Number(IsPixelCount, kPixelCount);
         if (node.Has("offset"))
             gray.offset = node.At("offset").Number([&](double v) { return std::abs(v) <= length; },
                                                    "at most the length in projector pixels");
@@ -144,9 +145,10 @@ private:
     }
 
     Paths Matching(const DescriptionNode& node) const {
+        const std::string pattern = (mFolder / std::filesystem::u8path(node.Text())).string();
         FrameFiles found;
         try {
-            found = FindFrames({(mFolder / std::filesystem::u8path(node.Text())).string()});
+            found = FindFrames({pattern});
         } catch (const InputError& error) {
             node.Refuse(error.what());
         }

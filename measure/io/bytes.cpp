@@ -42,6 +42,7 @@ cv::Mat NewPicture(cv::Size size, int type, const std::string& file) {
 }
 
 void RequireFile(const std::string& file) {
+    if (file.empty()) throw InputError("the name of a file is empty");
     std::error_code error;
     const auto status = std::filesystem::status(file, error);
     if (status.type() == std::filesystem::file_type::not_found) throw InputError(file + ": no such file");

@@ -70,6 +70,11 @@ TEST_F(Program, RefusesBadInputInOneLineAndLeavesNothingBehind) {
         {"unwrap steep.npy --method regions --out o", "256 periods"},
         {"unwrap empty --out o", "no phase.json"},
         {"unwrap a.png --max-memory 1X --out o", "--max-memory=1X: must be an amount"},
+        {"unwrap a.png --max-memory '' --out o", "--max-memory=: must be an amount"},
+        {"unwrap '' --out o", "the name of a file is empty"},
+        {"phase '' '' '' --out o", "the name of a file is empty"},
+        {"unwrap \"$(printf 'a\\033[31mb')\" --out o", "a?[31mb: no such file"},
+        {"unwrap " + std::string(300, 'n') + " --out o", "n: cannot be used: File name too long"},
         {"unwrap a.png --max-memory 0x10G --out o", "--max-memory=0x10G: must be an amount"},
         {"unwrap a.png --max-memory ' 1G' --out o", "--max-memory= 1G: must be an amount"},
         {"filter median none.png --max-memory 1GiB --out o/a.png", "none.png: no such file"},
@@ -143,6 +148,8 @@ TEST_F(Program, RefusesBadInputInOneLineAndLeavesNothingBehind) {
         {"quality a.png", "three fringe pictures"},
         {"quality a.png a.png --contrast-percent 101", "0 to 100"},
     });
+    mPrefix = "sh -c 'mkdir gone && cd gone && rmdir ../gone && exec \"$@\"' - ";
+    ExpectRefusals({{"unwrap ../a.png --out o", "cannot be used: No such file or directory"}});
     for (const char* name : {"a.png", "small.png"})  // named as results
         EXPECT_EQ(cv::countNonZero(Read(name) != grey.colRange(0, Read(name).cols)), 0);
 }
@@ -167,9 +174,10 @@ TEST_F(Program, RefusesMoreMemoryThanItMayTake) {
         {"decode scan.json --out o --max-memory 25M", grey},
         {"geometry scale grey.png --size 9000x8000 --out o/a.png --max-memory 25M",
          "9000 x 8000 pixels need about 1.1 GB"},
-        {"filter median giant.png --out o/a.png --max-memory 500M", "giant.png: 32767 x 32767 pixels need about 27 GB"},
+        {"filter median giant.png --out o/a.png --max-memory 500M", "giant.png: 32767 x 32767 pixels need about 20 GB"},
         {"filter mean grey.png --mask grey.png --size 9999x9999 --out o/a.png --max-memory 60M",
          "6999 x 6999 pixels need about "},
+        {"flatten map.npy --out o/a.npy --max-memory 10M", map},  // all of it, once the header is known
         {"surface grid points --out o/a.npy --max-memory 23M", map},
         {"surface step map.npy --base 1,1,9,9 --top 20,20,9,9 --out o --max-memory 15M", map},
         {"surface profile map.npy --line 1,1 9,9 --out o --max-memory 15M", map},

@@ -209,7 +209,7 @@ void Command::OnRun(const std::function<void()>& run) {
     Add("--max-memory", mMaxMemory, "Memory that the run may take, as in 4G [three quarters of what is free]")
         .Type("SIZE");
     mApp.callback([this, run] {
-        MemoryLimit::Set(mMaxMemory.empty() ? 0 : ParseMemory(mMaxMemory), mName);
+        MemoryLimit::Set(IsGiven("--max-memory") ? ParseMemory(mMaxMemory) : 0, mName);
         run();
     });
 }

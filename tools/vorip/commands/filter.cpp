@@ -194,11 +194,11 @@ void RunFilter(Options& options, const Kind& kind) {
     Job job = ReadJob(options, kind);
     OutputFile output(options.out);
     Progress progress(std::string("vorip filter ") + kind.name);
+    MemoryLimit::SetVariant(std::string("filter ") + kind.name);
     TakeComponentsBeside(options.selection, options.in);
     cv::Mat image = measure::ReadPicture(options.in, progress.Watch());
     if (kind.run == RunBinomial && image.depth() != CV_8U)
         Refuse(options.in + ": the filter 'binomial' takes 8-bit pictures, this is " + measure::PixelTypeName(image));
-    MemoryLimit::SetVariant(std::string("filter ") + kind.name);
     AnnounceMemory(image);
     cv::Mat1b excluded = FindExcluded(image, options, kind);
     const int excludedPixels = excluded.empty() ? 0 : cv::countNonZero(excluded);

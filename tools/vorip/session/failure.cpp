@@ -2,6 +2,8 @@
 
 #include <ipbase/voripbase.h>
 #include <cstdio>
+#include <cstring>
+#include <filesystem>
 #include <memory>
 #include <new>
 #include <opencv2/core.hpp>
@@ -9,6 +11,8 @@
 
 #include "tools/vorip/session/memory.h"
 #include "tools/vorip/session/terminal.h"
+
+namespace fs = std::filesystem;
 
 namespace vorip {
 namespace {
@@ -20,9 +24,11 @@ int Complain(const std::string& text, int exitCode) {
     return exitCode;
 }
 
+constexpr char kNoThreads[] = "the system gives the program no more threads, or no memory for them (ulimit -u, -v)";
+
 std::string NotEnoughMemory() {
     const std::string limit = MemoryLimit::InWords();
-    return "not enough memory" + (limit.empty() ? limit : ": the run may take " + limit + " (--max-memory)");
+    return "not enough memory" + (limit.empty() ? limit : ": the run may take " + limit);
 }
 
 int VerdictOf(void (*program)(int argc, char** argv), int argc, char** argv) try {
@@ -55,10 +61,16 @@ int ExitCodeOf(void (*program)(int argc, char** argv), int argc, char** argv) {
     } catch (const cv::Exception& error) {
         if (error.code == cv::Error::StsNoMem) return Complain(NotEnoughMemory(), kExitBadInput);
         return Complain(error.what(), kExitUnexpected);
+    } catch (const fs::filesystem_error& error) {
+        const std::string where = error.path1().empty() ? "the current folder" : error.path1().string();
+        return Complain(where + ": cannot be used: " + error.code().message(), kExitBadInput);
     } catch (const std::system_error& error) {
-        const bool noThread = error.code() == std::errc::resource_unavailable_try_again;  // for lack of its stack
-        return noThread ? Complain(NotEnoughMemory(), kExitBadInput) : Complain(error.what(), kExitUnexpected);
+        const bool noThread = error.code() == std::errc::resource_unavailable_try_again;
+        if (!noThread) return Complain(error.what(), kExitUnexpected);
+        return Complain(kNoThreads, kExitBadInput);
     } catch (const std::exception& error) {
+        const bool noThread = std::strstr(error.what(), "pthread_create") != nullptr;  // as the pool of OpenCV says it
+        if (noThread) return Complain(kNoThreads, kExitBadInput);
         return Complain(error.what(), kExitUnexpected);
     }
 }

@@ -29,17 +29,38 @@ constexpr double kMuch = 1e9;     // bytes; what needs less is not worth a word
 // What each command takes at its busiest moment, results and their encoded files included; measured.
 struct Need {
     const char* command;
-    double perPixel;      // bytes of each pixel of the result
-    double perInput = 1;  // of each byte of the pictures
+    double perPixel;         // bytes of each pixel of the result
+    double perInput = 1;     // of each byte of the pictures
+    bool isResized = false;  // the result has another size than the pictures
 };
 constexpr Need kNeeds[] = {
-    {"measure", 96, 6},      {"decode", 70, 2},       {"calibrate", 70, 2},    {"points", 101},
-    {"quality", 15, 2.3},    {"phase", 46},           {"unwrap", 60},          {"surface grid", 12},
-    {"surface level", 18},   {"surface step", 18},    {"surface profile", 16}, {"surface roughness", 24},
-    {"surface compare", 26}, {"surface check", 46},   {"surface export", 110}, {"picture", 17},
-    {"flatten", 28},         {"gradient", 20},        {"average", 0, 7},       {"shade", 0, 10},
-    {"filter", 5, 2.5},      {"filter median", 2, 8}, {"regions", 44},         {"geometry", 14},
-    {"edges", 10, 10},       {"colours", 32},         {"demo", 100},
+    {"measure", 96, 6},
+    {"decode", 70, 2},
+    {"calibrate", 70, 2},
+    {"points", 101},
+    {"quality", 15, 2.3},
+    {"phase", 46},
+    {"unwrap", 60},
+    {"surface grid", 12, 1, true},
+    {"surface level", 18},
+    {"surface step", 18},
+    {"surface profile", 16},
+    {"surface roughness", 24},
+    {"surface compare", 26},
+    {"surface check", 46},
+    {"surface export", 110},
+    {"picture", 17},
+    {"flatten", 28},
+    {"gradient", 20},
+    {"average", 0, 7},
+    {"shade", 0, 10},
+    {"filter", 5, 2.5},
+    {"filter median", 2, 8},
+    {"regions", 44, 1, true},
+    {"geometry", 14, 1, true},
+    {"edges", 10, 10},
+    {"colours", 32},
+    {"demo", 100},
 };
 
 double limit = kUnknown, announced = kMuch;
@@ -63,6 +84,16 @@ double ReadNumber(const char* file) {
     double number = kUnknown;
     std::ifstream(file) >> number;  // which becomes 0 for the word "max"
     return number > 0 ? number : kUnknown;
+}
+
+// What the system lets the program have in all, beyond which it would not get what --max-memory promises.
+double SystemLimit() {
+#ifdef __linux__
+    rlimit space{};
+    if (getrlimit(RLIMIT_AS, &space) == 0 && space.rlim_cur != RLIM_INFINITY)
+        return static_cast<double>(space.rlim_cur);
+#endif
+    return kUnknown;
 }
 
 // What this machine, or the container that it runs in, has left.
@@ -122,12 +153,30 @@ void Announce(const std::string& count, double inputs, cv::Size size) {
     PrintNotice(needs);
 }
 
-// Of pictures and files that do not even fit alone.
+// Of a grey pixel, when a picture's pixels have so many bytes: colours become grey. Whether four bytes are one number
+// or four only the pixels tell; either is possible.
+struct GreyBytes {
+    double least, most;
+};
+GreyBytes GreyBytesOf(double perPixel) {
+    if (perPixel == 3 || perPixel == 4) return {1, perPixel == 4 ? 4.0 : 1.0};
+    const double bytes = perPixel > 8 ? 4 : std::min(perPixel, 2.0);
+    return {bytes, bytes};
+}
+
+// Of files that do not even fit alone, and of pictures for which the command needs more than it may take: their headers
+// tell that before the pixels are read.
 void CheckReading(const std::string& file, double bytes, cv::Size picture) {
-    if (bytes <= limit) return;
-    if (picture.empty()) RefuseNeed(NeedInWords(file + ": its contents", BytesOf(bytes, {})));
-    RefuseNeed(
-        NeedInWords(file + cv::format(": %d x %d pixels", picture.width, picture.height), BytesOf(bytes, picture)));
+    if (picture.empty()) {
+        if (bytes > limit) RefuseNeed(NeedInWords(file + ": its contents alone", BytesOf(bytes, {})));
+        return;
+    }
+    const double pixels = static_cast<double>(picture.width) * picture.height;
+    const GreyBytes grey = GreyBytesOf(bytes / pixels);
+    const bool isTooMuch = bytes > limit || (!need->isResized && BytesOf(grey.least * pixels, picture) > limit);
+    if (!isTooMuch) return;
+    const double needed = std::max(BytesOf(grey.most * pixels, picture), kAlways + bytes);
+    RefuseNeed(NeedInWords(file + cv::format(": %d x %d pixels", picture.width, picture.height), needed));
 }
 
 }  // namespace
@@ -145,7 +194,11 @@ void MemoryLimit::SetVariant(const std::string& command) {
     if (const Need* const found = FindNeed(command)) need = found;
 }
 
-std::string MemoryLimit::InWords() { return std::isfinite(limit) ? InUnits(limit) : ""; }
+std::string MemoryLimit::InWords() {
+    const double system = SystemLimit();
+    if (system < limit) return InUnits(system) + ", as the system has it (ulimit -v)";
+    return std::isfinite(limit) ? InUnits(limit) + " (--max-memory)" : "";
+}
 
 void AnnounceMemory(const cv::Mat& first, std::size_t pictures, cv::Size result) {
     const std::string count = pictures > 1 ? cv::format("%zu pictures of ", pictures) : "";

@@ -15,7 +15,8 @@ public:
     static void Set(double bytes, const std::string& command);
     // For what this command does in this run, as in "filter median", where the table knows more about that.
     static void SetVariant(const std::string& command);
-    // "3.2 GB", for messages; empty before Set, and where nothing could be found out.
+    // "3.2 GB (--max-memory)", or what the system says where that is less; for messages. Empty before Set, and where
+    // nothing could be found out.
     static std::string InWords();
 };
 
