@@ -64,6 +64,30 @@ TEST_F(Program, WritesOnlyWhereFilesCanBe) {
         EXPECT_NE(outcome.err.find(says), std::string::npos) << outcome.err;
     }
     EXPECT_TRUE(fs::is_fifo(File("pipe.png")));
+    fs::create_symlink("nowhere", File("dangling"));
+    fs::create_directory(File("d"));
+    WriteBytes("d/.vorip-set", "text");
+    ExpectRefusals({{"unwrap in.png --out in.png/", "in.png/: is a file"},
+                    {"unwrap in.png --out dangling", "dangling: is a link to a folder that does not exist"},
+                    {"unwrap in.png --out d", "d/.vorip-set: is needed for a moment and was not made by vorip", 6}});
+}
+
+TEST_F(Program, ReplacesNoInputsButTheOneThatIsNamed) {
+    for (const char* name : {"modulation.png", "mask.png", "phase.png", "a_picture.png", "b.png"})
+        Write(name, Draw<uchar>(30, 20, [&](int x, int) { return 128 + 90 * std::cos(0.3 * x + name[0]); }));
+    fs::create_hard_link(File("phase.png"), File("other.png"));
+    const auto before = [&] { return ReadText("phase.png") + ReadText("mask.png") + ReadText("a_picture.png"); };
+    const std::string bytes = before();
+    const auto files = [&] { return std::distance(fs::directory_iterator(File("")), {}); };
+    Run("");  // which leaves what it prints
+    const auto count = files();
+    ExpectRefusals({{"phase modulation.png mask.png phase.png --out .", "is an input of this run"},
+                    {"phase b.png a_picture.png other.png --out .", "./phase.png: is an input of this run"},
+                    {"flatten a_picture.png --out a.tiff", "a_picture.png: is an input of this run"}});
+    EXPECT_EQ(before(), bytes);
+    EXPECT_EQ(files(), count);
+    Succeed("filter median phase.png --out phase.png");
+    EXPECT_NE(before(), bytes);
 }
 
 TEST_F(Program, RemovesOnlyHiddenFoldersOfItsOwn) {

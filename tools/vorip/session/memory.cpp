@@ -9,8 +9,9 @@
 
 #include "measure/error.h"
 #include "measure/io.h"
+#include "tools/vorip/session/inputfiles.h"
 #include "tools/vorip/session/largepages.h"
-#include "tools/vorip/session/outputset.h"
+#include "tools/vorip/session/taskpool.h"
 #include "tools/vorip/session/terminal.h"
 
 #ifdef __linux__
@@ -168,6 +169,7 @@ GreyBytes GreyBytesOf(double perPixel) {
 // tell that before the pixels are read.
 void CheckReading(const std::string& file, double bytes, cv::Size picture) {
     if (picture.empty()) {
+        NoteInput(file);
         if (bytes > limit) RefuseNeed(NeedInWords(file + ": its contents alone", BytesOf(bytes, {})));
         return;
     }

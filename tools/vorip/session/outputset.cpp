@@ -4,6 +4,7 @@
 
 #include "measure/io.h"
 #include "tools/vorip/session/failure.h"
+#include "tools/vorip/session/inputfiles.h"
 #include "tools/vorip/session/progress.h"
 #include "tools/vorip/session/replacement.h"
 
@@ -15,8 +16,11 @@ namespace {
 const fs::path& RequireFolderName(const fs::path& folder) {
     if (folder.empty()) Refuse("--out needs the name of a folder");
     std::error_code error;
-    const auto status = fs::status(folder, error);
+    const fs::path named = folder.has_filename() ? folder : folder.parent_path();  // without a slash at the end
+    const auto status = fs::status(named, error);
     if (fs::exists(status) && !fs::is_directory(status)) Refuse(folder.string() + ": is a file, not a folder");
+    if (!fs::exists(status) && fs::is_symlink(fs::symlink_status(named, error)))
+        Refuse(folder.string() + ": is a link to a folder that does not exist, or to itself");
     return folder;
 }
 
@@ -37,8 +41,6 @@ const fs::path& RequirePictureName(const fs::path& file, OutputFile::Pixels pixe
 
 }  // namespace
 
-std::size_t MostWriters() { return static_cast<std::size_t>(std::max(cv::getNumThreads(), 1)) + 1; }
-
 void RequireFileName(const fs::path& file) {
     if (file.empty()) Refuse("--out needs the name of a file");
     std::error_code error;
@@ -49,7 +51,10 @@ void RequireFileName(const fs::path& file) {
 }
 
 OutputSet::OutputSet(const fs::path& folder, const std::string& name)
-    : mFolder(RequireFolderName(folder)), mStaging(std::make_unique<Staging>(folder, name)), mWriters(MostWriters()) {}
+    : mFolder(RequireFolderName(folder)),
+      mName(name),
+      mStaging(std::make_unique<Staging>(folder, name)),
+      mWriters(MostWriters()) {}
 
 void OutputSet::WriteBytes(const std::string& name, const void* data, std::size_t size) try {
     WriteDurably(StagingFolder() / name, data, size);
@@ -60,7 +65,13 @@ void OutputSet::WriteBytes(const std::string& name, const void* data, std::size_
     throw measure::OutputError((mFolder / name).string() + ": cannot be written: " + error.code().message());
 }
 
+void OutputSet::RequireNoInput(const std::string& name) const {
+    if (name.rfind(mName, 0) == 0 || !IsInput(mFolder / name)) return;
+    Refuse((mFolder / name).string() + ": is an input of this run, and would be replaced; give another --out");
+}
+
 void OutputSet::AddImage(const std::string& name, const cv::Mat& image) {
+    RequireNoInput(name);
     constexpr double kEncoding = 0.9;  // of the time
     mWriters.Add(static_cast<double>(image.total() * image.elemSize()), [this, name, image](const auto& tell) {
         const std::vector<std::uint8_t> bytes = measure::EncodePicture(name, image, [&](const char*, double share) {
@@ -72,6 +83,7 @@ void OutputSet::AddImage(const std::string& name, const cv::Mat& image) {
 }
 
 void OutputSet::AddText(const std::string& name, const std::string& text) {
+    RequireNoInput(name);
     if (IsSummary(name))
         mSummary = {name, text};
     else
@@ -79,6 +91,7 @@ void OutputSet::AddText(const std::string& name, const std::string& text) {
 }
 
 void OutputSet::AddBytes(const std::string& name, const std::vector<std::uint8_t>& bytes) {
+    RequireNoInput(name);
     WriteBytes(name, bytes.data(), bytes.size());
 }
 

@@ -14,9 +14,6 @@
 
 namespace vorip {
 
-// How many threads write the files of a set. One more than there are cores, as writing waits for the disk.
-std::size_t MostWriters();
-
 // Refuses names under which no file can be written: of folders, of devices and pipes, and links in a circle.
 void RequireFileName(const std::filesystem::path& file);
 
@@ -31,6 +28,9 @@ public:
     OutputSet(const OutputSet&) = delete;
     OutputSet& operator=(const OutputSet&) = delete;
 
+    // What adds a file refuses to replace one that was read in this run, but for those whose names begin with that of
+    // the set: these the user has named.
+    //
     // Writes an image as measure::WritePicture does, in another thread: its pixels must stay as they are until the next
     // call of Finish or Commit, which throw what was wrong with it. Waits while several images wait to be written.
     void AddImage(const std::string& name, const cv::Mat& image);
@@ -50,8 +50,10 @@ public:
 
 private:
     void WriteBytes(const std::string& name, const void* data, std::size_t size);
+    void RequireNoInput(const std::string& name) const;
 
     std::filesystem::path mFolder;
+    std::string mName;
     std::unique_ptr<Staging> mStaging;
     std::mutex mMutex;
     FileList mFiles;

@@ -1,6 +1,7 @@
 #include "tools/vorip/session/resultfolder.h"
 
 #include "tools/vorip/session/failure.h"
+#include "tools/vorip/session/inputfiles.h"
 
 namespace fs = std::filesystem;
 
@@ -12,6 +13,7 @@ ResultFolder::ResultFolder(const fs::path& folder, const std::string& summary, c
         Refuse(folder.string() + ": there is no " + summary + " in it, as " + writer +
                " writes it with a whole result");
     mFiles = ReadFileList(folder / summary);
+    NoteInput((folder / summary).string());
     if (mFiles.empty()) RefuseSummary();
 }
 

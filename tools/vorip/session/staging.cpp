@@ -82,6 +82,7 @@ void Staging::Acquire() {
         if (IsLink(mStaging)) fs::remove(mStaging);  // somebody else's, who wants to have another folder emptied
         const bool made = fs::create_directory(mStaging, error);
         if (error == std::errc::no_such_file_or_directory) continue;  // another run removed the parents
+        if (error == std::errc::file_exists || error == std::errc::not_a_directory) RequireMark();
         if (error) throw fs::filesystem_error("mkdir", mStaging, error);
         auto lock = std::make_unique<FolderLock>(mStaging);
         const auto state = lock->Is();

@@ -1,11 +1,15 @@
 #include "tools/vorip/session/taskpool.h"
 
+#include <algorithm>
 #include <chrono>
 #include <numeric>
+#include <opencv2/core.hpp>
 #include <system_error>
 #include <utility>
 
 namespace vorip {
+
+std::size_t MostWriters() { return static_cast<std::size_t>(std::max(cv::getNumThreads(), 1)) + 1; }
 
 TaskPool::~TaskPool() {
     {

@@ -11,6 +11,9 @@
 
 namespace vorip {
 
+// How many threads write the files of a set. One more than there are cores, as writing waits for the disk.
+std::size_t MostWriters();
+
 // Tasks that a few threads work off, in their order. The threads start as they are needed; where the system gives none,
 // the caller works itself.
 class TaskPool {
