@@ -72,8 +72,9 @@ private:
                 "either \"period\" (projector pixels) or \"periods\" (their number across the length) is needed");
         const auto isPeriod = [](double v) { return v >= 2 && v <= kMostPixels; };
         const auto isCount = [&](double v) { return v > 0 && isPeriod(length / v); };
-        set.period = node.Has("period") ? node.At("period").Number(isPeriod, "2 to 1000000 projector pixels")
-                                        : length / node.At("periods").Number(isCount, "above 0, of 2 to 1000000 pixels");
+        set.period = node.Has("period")
+                         ? node.At("period").Number(isPeriod, "2 to 1000000 projector pixels")
+                         : length / node.At("periods").Number(isCount, "above 0, of 2 to 1000000 pixels");
         set.frames = Frames(node.At("frames"), owners);
         if (set.frames.size() < 3) node.At("frames").Refuse(Counted(set.frames.size()) + ", at least 3 are needed");
         if (set.frames.size() > kMostFrames) node.At("frames").Refuse(Counted(set.frames.size()) + ", 64 are the most");
