@@ -1,6 +1,8 @@
 #pragma once
 
+#include <array>
 #include <opencv2/core.hpp>
+#include <string>
 #include <vector>
 
 #include "measure/export.h"
@@ -43,14 +45,18 @@ struct FringePhase {
 // limits. The modulation counts as that of the mean phasor (B e^(i phase)) of 3 x 3 pixels, beyond the image's edge its
 // outermost pixels again: noise cancels in it, and so do pixels that have phases of their own, as at the edge of an
 // object. Near the limit it may be counted with the mean slope of the phase around taken off, as fine fringes cancel,
-// too. Throws InputError when frames, shifts or limits are not as described above, when float frames come without a
-// full scale, and when the shifts do not determine the phase (three must differ clearly, modulo a period).
+// too. Throws InputError when frames, shifts or limits are not as described above, when float frames have no full
+// scale, many pixels are clearly brighter than it, or the shifts do not tell the phase (three must differ clearly).
 MEASURE_API FringePhase SolveFringes(const FringeSet& set, const FringeLimits& limits = {},
                                      const Progress& progress = {});
 
 // The periodic deviation of the phase that fringes which are no sines leave, as projectors with gamma make them:
 // truth = phase + sum over i of (sines[i] sin(harmonics[i] phase) + cosines[i] cos(harmonics[i] phase)).
 struct Ripple {
+    struct Deviation {
+        double amplitude = 0, uncertainty = 0;  // radians
+    };
+
     bool known = false;           // false: too few periods in view to tell; nothing is corrected
     double periodsInView = 0;     // across rows and columns together
     double amplitude = 0;         // radians, of the strongest harmonic
@@ -58,9 +64,14 @@ struct Ripple {
     std::vector<int> harmonics;   // of the phase: N and 2 N for N equal steps over a period, else 1 to 8
     std::vector<double> sines;    // radians
     std::vector<double> cosines;  // radians
+    // Harmonics 1 and 2 of the phase, with which equal steps see no fringes, whatever their shape: frames of other
+    // shifts than given, or of different exposure or light, leave them. Zeros with other steps and few periods in view.
+    std::array<Deviation, 2> foreign;
 
     // Whether the correction does more good than harm.
     bool IsWorthCorrecting() const { return known && amplitude >= kLeastAmplitude && amplitude >= 3 * uncertainty; }
+    // Whether the foreign harmonics are clearly more than what scenes with texture and few periods feign.
+    MEASURE_API bool IsOfOtherFrames() const;
 
     static constexpr double kLeastAmplitude = 0.02;  // radians
     static constexpr double kLeastPeriodsInView = 8;
@@ -74,6 +85,10 @@ struct Ripple {
 // Sets with the same shifts have the same ripple: what one set tells may correct another one. Throws InputError when
 // phase and usable pixels differ in size, and without shifts.
 MEASURE_API Ripple EstimateRipple(const FringePhase& phase, const Progress& progress = {});
+
+// The ripple as one line of JSON: "known"; "radians", the amplitude, and that of every one of the "harmonics"
+// ("of_phase": how many times the phase), null where it is not known; "foreign_radians"; "periods_in_view".
+MEASURE_API std::string SummaryOf(const Ripple& ripple);
 
 // Adds the correction to phase.phase, everywhere, and wraps it again. What shifts the phase also lets the modulation
 // swing with it, for three steps at gamma 2.2 by nearly a third: of N equal steps, harmonic N - 1 of the fringes is by

@@ -26,6 +26,7 @@ struct FringeQuality {
 
     double usable = 0;
     double saturated = 0;
+    double clipLevel = 0;   // the grey level at which the camera seems to saturate below full scale; 0 for none
     double mean = 0;        // the median of A over the usable pixels, share of full scale
     double modulation = 0;  // the median of B over the usable pixels, share of full scale
     double noise = 0;       // the camera's, standard deviation in grey levels

@@ -13,6 +13,7 @@
 #include "measure/error.h"
 #include "measure/frames.h"
 #include "measure/fringe/exchange.h"
+#include "measure/fringe/fullscale.h"
 #include "measure/fringe/harmonics.h"
 
 namespace measure {
@@ -223,8 +224,16 @@ void NoteMisfits(DecodeState& state) {
         state.result.checks.push_back(
             {of + ": what neither noise nor the shape of the fringes explains, of the modulation", misfit.share,
              Misfit::kMuch, isSmall});
+        const FringePhase& fringes = state.fringes[set];
+        const double clip = FindClipLevel({state.pictures.sines[set], fringes.shifts}, fringes);
+        if (clip > 0) state.result.warnings.push_back(of + ": " + ClipText(clip, fringes.limits.fullScale));
         // Frames in a wrong order, which has been said, do not fit either.
-        if (!isSmall && isInOrder) state.result.warnings.push_back(of + ": " + MisfitText(misfit, name));
+        if (!isInOrder) continue;
+        const Ripple& ripple = state.result.ripples[set];
+        if (!isSmall)
+            state.result.warnings.push_back(of + ": " + MisfitText(misfit, name));
+        else if (alike.a < 0 && ripple.IsOfOtherFrames())
+            state.result.warnings.push_back(of + ": " + OtherFramesText(ripple));
     }
 }
 

@@ -2,6 +2,7 @@
 
 #include "measure/absolute.h"
 #include "measure/base/json.h"
+#include "measure/fringe/ripplejson.h"
 
 namespace measure {
 namespace {
@@ -32,9 +33,7 @@ std::string SummaryOf(const AbsolutePhase& result) {
     json["jumps"] = result.jumps.count;
     json["noise_grey_levels"] = Rounded(result.noise);
     json["ripple"] = Json::array();
-    for (const Ripple& ripple : result.ripples)
-        json["ripple"].push_back({{"radians", ripple.known ? Json(Rounded(ripple.amplitude)) : Json(nullptr)},
-                                  {"periods_in_view", Rounded(ripple.periodsInView)}});
+    for (const Ripple& ripple : result.ripples) json["ripple"].push_back(ToJson(ripple));
     json["saturated_shares"] = Json::array();
     for (const double share : result.saturated) json["saturated_shares"].push_back(Rounded(share));
     json["residuals_per_modulation"] = Json::array();

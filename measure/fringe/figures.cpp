@@ -25,6 +25,17 @@ double NoiseOf(const cv::Mat& frame, const cv::Mat1b& usable) {
     return count > 0 ? sum / count * std::sqrt(CV_PI / 2) / 2 : 0;
 }
 
+double NoiseInResidual(const FringePhase& phase) {
+    if (phase.residual.empty()) return INFINITY;
+    const auto values =
+        Sample(phase.residual.size(), [&](int y, int x) { return phase.usable(y, x) ? phase.residual(y, x) : NAN; });
+    if (values.empty()) return INFINITY;
+    double squares = 0;
+    for (const float value : values) squares += static_cast<double>(value) * static_cast<double>(value);
+    const auto frames = static_cast<double>(phase.shifts.size());
+    return std::sqrt(squares / static_cast<double>(values.size()) * frames / (frames - 3));
+}
+
 double SaturatedShare(const FringePhase& phase) {
     return cv::countNonZero(phase.saturated) / std::max(1.0, static_cast<double>(phase.saturated.total()));
 }

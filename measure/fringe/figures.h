@@ -34,6 +34,8 @@ double MedianOfUsable(const FringePhase& phase, const Value& value) {
 
 // Of the camera, the standard deviation in grey levels.
 double NoiseOf(const cv::Mat& frame, const cv::Mat1b& usable);
+// What the residual of four frames or more leaves for it at most; infinite where there is none.
+double NoiseInResidual(const FringePhase& phase);
 // Share of all pixels.
 double SaturatedShare(const FringePhase& phase);
 // The median of residual / B; 0 for three frames.

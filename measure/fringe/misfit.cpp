@@ -102,6 +102,13 @@ std::string MisfitText(const Misfit& misfit, const FrameNames& names) {
            ": is it of another exposure, period or object?";
 }
 
+std::string OtherFramesText(const Ripple& ripple) {
+    return cv::format(
+        "the phase deviates by %.2f rad once and %.2f rad twice a period, as fringes of no shape do in equal steps: "
+        "are the steps not as described, or did the exposure or the light change between the frames?",
+        ripple.foreign[0].amplitude, ripple.foreign[1].amplitude);
+}
+
 std::string AlikeText(const FramePair& pair, const FrameNames& names) {
     return names(pair.a) + " and " + names(pair.b) +
            " show the same fringes, although their shifts differ: did the projector not go on, or is a picture there "

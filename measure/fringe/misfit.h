@@ -29,6 +29,8 @@ constexpr double kLeastNoise = 2e-3;
 // What is said of it, and of two frames that show the same.
 using FrameNames = std::function<std::string(int frame)>;
 std::string MisfitText(const Misfit& misfit, const FrameNames& names);
+// Of a ripple that IsOfOtherFrames(), which tells it of three frames, too.
+std::string OtherFramesText(const Ripple& ripple);
 std::string AlikeText(const FramePair& pair, const FrameNames& names);
 
 }  // namespace measure

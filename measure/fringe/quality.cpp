@@ -5,6 +5,7 @@
 #include "measure/fringe/exchange.h"
 #include "measure/fringe/figures.h"
 #include "measure/fringe/framepixels.h"
+#include "measure/fringe/fullscale.h"
 #include "measure/fringe/misfit.h"
 #include "measure/fringequality.h"
 
@@ -55,6 +56,7 @@ void Judge(const FringePhase& phase, const Ripple& ripple, const FrameNames& nam
     if (q.saturated > kMuchSaturated)
         say(cv::format("%.1f %% of the pixels are saturated; expose shorter or close the aperture", 100 * q.saturated),
             q.saturated > q.usable ? FringeVerdict::eLowContrast : FringeVerdict::eDoubtful);
+    if (q.clipLevel > 0) say(ClipText(q.clipLevel, phase.limits.fullScale));
     if (ripple.known && ripple.amplitude > kMuchRipple)
         say(
             cv::format("the fringes are no sines: a ripple of %.2f rad, which is corrected unless that is turned off; "
@@ -72,6 +74,8 @@ void Judge(const FringePhase& phase, const Ripple& ripple, const FrameNames& nam
                 {std::max(q.misfit, q.residual > kMuchResidual ? q.residual : 0), q.misfitFrame, q.misfitWithout},
                 names),
             kNotTogether);
+    } else if (q.sameA < 0 && ripple.IsOfOtherFrames()) {
+        say(OtherFramesText(ripple), kNotTogether);
     }
 }
 
@@ -94,20 +98,22 @@ FringeQuality AssessFringes(const FringeSet& set, const FringePhase& phase, cons
     FringeQuality q;
     q.usable = cv::countNonZero(phase.usable) / static_cast<double>(phase.usable.total());
     q.saturated = SaturatedShare(phase);
+    q.clipLevel = FindClipLevel(set, phase);
     q.mean = MedianOfUsable(phase, [&](int y, int x) { return phase.mean(y, x); }) / phase.limits.fullScale;
     const double modulation = MedianOfUsable(phase, [&](int y, int x) { return phase.modulation(y, x); });
     q.modulation = modulation / phase.limits.fullScale;
-    q.noise = NoiseOf(set.frames.front(), phase.usable);
+    const double texture = NoiseOf(set.frames.front(), phase.usable);  // colour filters of a camera count, too
+    q.noise = std::min(texture, NoiseInResidual(phase));
     const auto frames = static_cast<double>(set.frames.size());
     if (modulation > 0) q.phaseNoise = q.noise * std::sqrt(2 / frames) / modulation;
     const std::vector<Levels> pixels = SampleLevels(set, phase);
-    const FramePair same = FindAlike(set.shifts, pixels, std::max(q.noise, kLeastNoise * phase.limits.fullScale));
+    const FramePair same = FindAlike(set.shifts, pixels, std::max(texture, kLeastNoise * phase.limits.fullScale));
     q.sameA = same.a;
     q.sameB = same.b;
     if (!phase.residual.empty()) {
         q.residual = MedianResidual(phase);
         for (const FramePair& pair : FindExchanges(set.shifts, pixels)) q.exchanged.emplace_back(pair.a, pair.b);
-        const Misfit misfit = FindMisfit(set.shifts, pixels, q.noise);
+        const Misfit misfit = FindMisfit(set.shifts, pixels, texture);
         q.misfit = misfit.share;
         q.misfitFrame = misfit.frame;
         q.misfitWithout = misfit.shareWithout;

@@ -126,7 +126,31 @@ double StandardError(const std::vector<Distribution>& patches, const std::vector
     return std::sqrt(squares) / sum[2];
 }
 
+struct Harmonic {
+    double sine, cosine;  // radians, as a ripple has them
+    Ripple::Deviation deviation;
+};
+
+Harmonic FindHarmonic(int harmonic, const Distribution& all, const std::vector<Distribution>& patches) {
+    const std::vector<cv::Vec3d> waves = Waves(harmonic);
+    const cv::Vec3d sum = Sum(all, waves);
+    const double factor = 2 / (sum[2] * harmonic);
+    return {factor * sum[0],
+            -factor * sum[1],
+            {factor * std::hypot(sum[0], sum[1]), 2 * StandardError(patches, waves, sum) / harmonic}};
+}
+
 }  // namespace
+
+bool Ripple::IsOfOtherFrames() const {
+    constexpr std::array<double, 2> kMost{0.08, 0.03};  // radians
+    // A part of a period, beside whole ones, leaves these over the number of periods.
+    constexpr std::array<double, 2> kOfPart{2 / CV_PI, 0.5 / CV_PI};
+    if (periodsInView < kLeastPeriodsInView) return false;
+    for (std::size_t i = 0; i < foreign.size(); ++i)
+        if (foreign[i].amplitude > kMost[i] + kOfPart[i] / periodsInView + 2 * foreign[i].uncertainty) return true;
+    return false;
+}
 
 Ripple EstimateRipple(const FringePhase& phase, const Progress& progress) {
     RequireOneSize({"the phase", phase.phase}, {{"the usable pixels", phase.usable}});
@@ -142,16 +166,16 @@ Ripple EstimateRipple(const FringePhase& phase, const Progress& progress) {
     for (const Distribution& patch : patches)
         for (std::size_t i = 0; i < kBins; ++i) all[i] += patch[i];
     for (std::size_t h = 0; h < ripple.harmonics.size(); ++h) {
-        const int harmonic = ripple.harmonics[h];
-        const std::vector<cv::Vec3d> waves = Waves(harmonic);
-        const cv::Vec3d sum = Sum(all, waves);
-        ripple.sines[h] = 2 * sum[0] / (sum[2] * harmonic);
-        ripple.cosines[h] = -2 * sum[1] / (sum[2] * harmonic);
-        const double amplitude = std::hypot(ripple.sines[h], ripple.cosines[h]);
-        if (amplitude <= ripple.amplitude) continue;
-        ripple.amplitude = amplitude;
-        ripple.uncertainty = 2 * StandardError(patches, waves, sum) / harmonic;
+        const Harmonic found = FindHarmonic(ripple.harmonics[h], all, patches);
+        ripple.sines[h] = found.sine;
+        ripple.cosines[h] = found.cosine;
+        if (found.deviation.amplitude <= ripple.amplitude) continue;
+        ripple.amplitude = found.deviation.amplitude;
+        ripple.uncertainty = found.deviation.uncertainty;
     }
+    if (EqualSteps(phase.shifts) > 0)
+        for (int h = 0; h < 2; ++h)
+            ripple.foreign[static_cast<std::size_t>(h)] = FindHarmonic(h + 1, all, patches).deviation;
     ripple.known = true;
     return ripple;
 }

@@ -5,6 +5,7 @@
 #include "measure/base/arguments.h"
 #include "measure/fringe.h"
 #include "measure/fringe/framepixels.h"
+#include "measure/fringe/fullscale.h"
 #include "measure/fringe/neighboursums.h"
 #include "measure/fringe/phaserows.h"
 #include "measure/fringe/rowbands.h"
@@ -181,6 +182,7 @@ FringePhase SolveFringes(const FringeSet& set, const FringeLimits& limits, const
     result.usable.create(size);
     ForRowBands(size, progress, "fitting the fringes",
                 [&](const cv::Range& range) { Solver(set, weights, result).Solve(range); });
+    RequireFullScale(set, result);
     UsableTiles(result).AddWithoutSlope();
     return result;
 }

@@ -100,8 +100,9 @@ TEST_F(Scan, IsDecodedAndJudged) {
     EXPECT_GT(cv::countNonZero(magenta), 20);
     const std::string summary = ReadText("o/summary.json");
     EXPECT_EQ(summary.find("\"jumps\": 0"), std::string::npos) << summary;
-    for (const char* key : {"\"jumps\"", "\"contradicted_share\"", "\"ripple\"", "\"saturated_shares\"",
-                            "\"residuals_per_modulation\"", "\"checks\"", "\"columns_seconds\""})
+    for (const char* key :
+         {"\"jumps\"", "\"contradicted_share\"", "\"ripple\"", "\"harmonics\"", "\"foreign_radians\"",
+          "\"saturated_shares\"", "\"residuals_per_modulation\"", "\"checks\"", "\"columns_seconds\""})
         EXPECT_NE(summary.find(key), std::string::npos) << key;
 
     std::filesystem::create_directory(File("other"));

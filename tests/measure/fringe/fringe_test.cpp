@@ -331,6 +331,11 @@ TEST(Fringe, Refusals) {
          [](auto& s, auto&) {
              for (cv::Mat& frame : s.frames) frame.convertTo(frame, CV_32F);
          }},
+        {"up to 880, which is more than 511: is it 1023?",
+         [](auto& s, auto& l) {
+             for (cv::Mat& frame : s.frames) frame.convertTo(frame, CV_16U, 4);
+             l.fullScale = 511;
+         }},
     };
     for (const Row& row : table) {
         FringeSet set{{}, good.shifts};
@@ -366,6 +371,16 @@ TEST(FringeQuality, Verdicts) {
     const auto replace = [](FringeSet& set) { set.frames[2] = Render({0}, {17}).frames[0]; };
     const std::vector<Row> table{
         {"good", {12, 1, 1, 1}, EqualShifts(4), FringeVerdict::eGood, ""},
+        {"good, through a mosaic of colours",
+         {12, 1, 1, 1},
+         EqualShifts(4),
+         FringeVerdict::eGood,
+         "",
+         [](FringeSet& set) {
+             for (cv::Mat& frame : set.frames)
+                 for (int y = 0; y < frame.rows; ++y)
+                     for (int x = y % 2; x < frame.cols; x += 2) frame.at<uchar>(y, x) /= 2;
+         }},
         {"good, noise of the camera", {12, 1, 3, 1}, EqualShifts(3), FringeVerdict::eGood, ""},
         {"bright", {12, 1, 1, 1.3}, EqualShifts(4), FringeVerdict::eLowContrast, "saturated"},
         {"dark", {12, 1, 1, 0.08}, EqualShifts(4), FringeVerdict::eTooDark, "expose longer"},
@@ -392,6 +407,23 @@ TEST(FringeQuality, Verdicts) {
          FringeVerdict::eNotTogether,
          "show the same fringes",
          [](FringeSet& set) { set.frames[1] = set.frames[0]; }},
+        {"three with steps of 90 degrees",
+         {12, 1, 2, 1},
+         EqualShifts(3),
+         FringeVerdict::eNotTogether,
+         "are the steps not as described",
+         [](FringeSet& set) {
+             set.frames = Render({-CV_PI / 2, 0, CV_PI / 2}, {12, 1, 2}).frames;
+         }},
+        {"one of three dimmed", {12, 1, 2, 1}, EqualShifts(3), FringeVerdict::eNotTogether, "the light change", dim},
+        {"camera that saturates early",
+         {12, 1, 1, 1},
+         EqualShifts(3),
+         FringeVerdict::eDoubtful,
+         "have the grey level 180 and",
+         [](FringeSet& set) {
+             for (cv::Mat& frame : set.frames) frame = cv::min(frame, 180);
+         }},
         {"other period", {12, 1, 2, 1}, EqualShifts(6), FringeVerdict::eNotTogether, "without frame 3: is", replace},
     };
     for (const Row& row : table) {

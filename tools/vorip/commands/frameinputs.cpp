@@ -130,9 +130,4 @@ measure::Scan ReadScan(const std::string& file, const std::string& folder) {
     return scan;
 }
 
-std::string RippleJson(const measure::Ripple& ripple) {
-    return cv::format("{\"known\": %s, \"radians\": %.4f, \"periods_in_view\": %.1f}", JsonTruth(ripple.known).c_str(),
-                      ripple.amplitude, ripple.periodsInView);
-}
-
 }  // namespace vorip

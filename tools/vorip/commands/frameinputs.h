@@ -52,7 +52,4 @@ bool IsScan(const std::vector<std::string>& words);
 // Reads the description of a scan, whose pictures are in the folder where one is given.
 measure::Scan ReadScan(const std::string& file, const std::string& folder);
 
-// What a summary says about a ripple.
-std::string RippleJson(const measure::Ripple& ripple);
-
 }  // namespace vorip

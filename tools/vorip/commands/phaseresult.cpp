@@ -27,7 +27,7 @@ std::vector<SummaryEntry> Summary(const FrameInput& input, const measure::Fringe
             {"noise", JsonNumber(quality.noise)},
             {"residual_per_modulation", phase.residual.empty() ? "null" : JsonNumber(quality.residual)},
             {"misfit_per_modulation", phase.residual.empty() ? "null" : JsonNumber(quality.misfit)},
-            {"ripple", RippleJson(ripple)},
+            {"ripple", measure::SummaryOf(ripple)},
             {"ripple_corrected", JsonTruth(corrected)}};
 }
 
@@ -56,8 +56,9 @@ PhaseResult SolvePhase(const PhaseOptions& options, OutputSet& outputs, Progress
     outputs.AddImage("modulation.png", ToBytes(result.phase.modulation, 2.0 * 255.0 / result.phase.limits.fullScale));
     outputs.AddImage("contrast.png", ToBytes(result.contrast, 255.0));
     outputs.AddImage("mask.png", result.phase.usable);
-    // Of the ripple the report speaks.
-    result.quality = measure::AssessFringes(input.set, result.phase, {}, input.names);
+    measure::Ripple said = ripple;
+    said.known = false;  // the report speaks of it
+    result.quality = measure::AssessFringes(input.set, result.phase, said, input.names);
     line.Stage("writing");
     const PhaseSteps images = ToSteps(result.phase.phase);
     outputs.AddImage("phase16.png", images.fine);

@@ -27,7 +27,7 @@ std::vector<SummaryEntry> SetEntries(const measure::FringeQuality& q, const meas
             {"modulation_share", JsonNumber(q.modulation)},
             {"noise", JsonNumber(q.noise)},
             {"phase_noise_radians", JsonNumber(q.phaseNoise)},
-            {"ripple", RippleJson(ripple)},
+            {"ripple", measure::SummaryOf(ripple)},
             {"residual_per_modulation", frames > 3 ? JsonNumber(q.residual) : "null"},
             {"misfit_per_modulation", frames > 3 ? JsonNumber(q.misfit) : "null"}};
 }
