@@ -55,7 +55,8 @@ TEST_F(Points, FromScanToMillimetres) {
 
     // One direction alone, another picture of grey values, and a limit for the residual.
     Succeed("points r --calibration calibration.yml --out q --max-residual 0.5 --grey r/columns_reliability.png");
-    EXPECT_NE(Run("points r --calibration calibration.yml --out r").err.find("is an input of this run"), std::string::npos);
+    EXPECT_NE(Run("points r --calibration calibration.yml --out r").err.find("is an input of this run"),
+              std::string::npos);
     EXPECT_EQ(nlohmann::json::parse(ReadText("q/summary.json"))["outside_projector"], 0);
     Scan(1, false);
     Succeed("points r --calibration calibration.yml --out single");

@@ -5,6 +5,7 @@
 #include <cmath>
 #include <cstdio>
 #include <numeric>
+#include <utility>
 
 #include "imagemodel/version.h"
 #include "tools/vorip/cli/parse.h"
@@ -214,7 +215,12 @@ void Command::OnRun(const std::function<void()>& run) {
     });
 }
 
-bool Command::IsGiven(const std::string& name) const { return mApp.get_option(name)->count() > 0; }
+// CLI::App::get_option would end the program where memory does not suffice: it promises not to throw, and allocates.
+bool Command::IsGiven(const std::string& name) const {
+    for (const CLI::Option* const option : std::as_const(mApp).get_options())
+        if (option->check_name(name)) return option->count() > 0;
+    throw CLI::OptionNotFound(name);
+}
 
 CommandLine::CommandLine(int argc, const char* const* argv, const std::string& about, const std::string& footer)
     : mWords(WordsOf(argc, argv)), mApp(std::make_unique<CLI::App>(about, "vorip")) {
