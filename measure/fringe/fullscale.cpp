@@ -34,25 +34,26 @@ void RequireFullScale(const FringeSet& set, const FringePhase& phase) {
 
 double FindClipLevel(const FringeSet& set, const FringePhase& phase) {
     constexpr double kLeastShare = 0.01, kNear = 0.03, kLeastLevels = 4, kHeap = 10, kAboveMiddle = 1.3;
-    std::vector<float> levels;
-    for (const cv::Mat& frame : set.frames) {
-        const auto own =
-            Sample(frame.size(), [&](int y, int x) { return phase.usable(y, x) ? LevelAt(frame, y, x) : NAN; });
-        levels.insert(levels.end(), own.begin(), own.end());
-    }
+    std::size_t number = 0;
+    auto levels = Sample(phase.usable.size(), [&](int y, int x) {
+        const cv::Mat& frame = set.frames[++number % set.frames.size()];  // some pixels of each
+        return phase.usable(y, x) ? LevelAt(frame, y, x) : NAN;
+    });
     if (levels.empty()) return 0;
-    const double most = static_cast<double>(*std::max_element(levels.begin(), levels.end()));
-    if (most < kAboveMiddle * static_cast<double>(MedianOf(levels))) return 0;
-    const double near = most - std::max(kNear * most, kLeastLevels);
-    std::map<float, std::size_t> counts;  // of single levels
+    const float top = *std::max_element(levels.begin(), levels.end());
+    const double most = static_cast<double>(top), near = most - std::max(kNear * most, kLeastLevels);
+    std::size_t heap = 0;
+    std::map<float, std::size_t> counts;  // of single levels below
     for (const float level : levels)
-        if (static_cast<double>(level) >= near) ++counts[level];
-    const auto heap = static_cast<double>(counts.rbegin()->second);
-    counts.erase(std::prev(counts.end()));
-    double next = 0;
-    for (const auto& [level, count] : counts) next = std::max(next, static_cast<double>(count));
-    const bool isHeap = heap > kLeastShare * static_cast<double>(levels.size()) && heap > kHeap * next;
-    return isHeap ? most : 0;
+        if (level == top)
+            ++heap;
+        else if (static_cast<double>(level) >= near)
+            ++counts[level];
+    std::size_t next = 0;
+    for (const auto& [level, count] : counts) next = std::max(next, count);
+    const bool isHeap = static_cast<double>(heap) > kLeastShare * static_cast<double>(levels.size()) &&
+                        static_cast<double>(heap) > kHeap * static_cast<double>(next);
+    return isHeap && most >= kAboveMiddle * static_cast<double>(MedianOf(levels)) ? most : 0;
 }
 
 std::string ClipText(double level, double fullScale) {
