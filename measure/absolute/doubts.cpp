@@ -97,30 +97,25 @@ void NoteDoubts(DecodeState& state) {
                        "%d separate areas",
                        result.repeat, result.components));
     const double usable = std::max(result.usable, 1), valid = std::max(result.valid, 1);
+    const auto limit = [&](const char* what, double share, double most, const std::string& text) {
+        Note(result, {what, share, most, share <= most}, text);
+    };
     const double contradicted = result.contradicted / usable;
-    Note(result,
-         {"share of the usable pixels that their neighbours contradict", contradicted, kMostContradicted,
-          contradicted <= kMostContradicted},
-         percent(contradicted) + " of the usable pixels were dropped because their neighbours contradict them");
+    limit("share of the usable pixels that their neighbours contradict", contradicted, kMostContradicted,
+          percent(contradicted) + " of the usable pixels were dropped because their neighbours contradict them");
     const double corrected = result.corrected / valid;
-    Note(result,
-         {"share of the pixels whose order was corrected by neighbours", corrected, kMostCorrected,
-          corrected <= kMostCorrected},
-         percent(corrected) +
-             " of the pixels were given another order than their own by their neighbours: do all "
-             "pictures belong to this scan and stand in their place?");
-    Note(result,
-         {"share of the pixels in torn parts where many orders were corrected by neighbours", state.torn, kMostTorn,
-          state.torn <= kMostTorn},
-         "in " + percent(state.torn) +
-             " of the picture surfaces jump although many pixels were given another order than their own by their "
-             "neighbours: did something move there, or the light change, between the pictures?");
-    Note(result,
-         {"share of the pixels in parts where the sets fit to no order", state.misfits, kMostMisfits,
-          state.misfits <= kMostMisfits},
-         "in " + percent(state.misfits) +
-             " of the picture the sets do not fit to each other: did something move there between them, or does light "
-             "reach it from other parts of the scene?");
+    limit("share of the pixels whose order was corrected by neighbours", corrected, kMostCorrected,
+          percent(corrected) +
+              " of the pixels were given another order than their own by their neighbours: do all "
+              "pictures belong to this scan and stand in their place?");
+    limit("share of the pixels in torn parts where many orders were corrected by neighbours", state.torn, kMostTorn,
+          "in " + percent(state.torn) +
+              " of the picture surfaces jump although many pixels were given another order than their own by their "
+              "neighbours: did something move there, or the light change, between the pictures?");
+    limit("share of the pixels in parts where the sets fit to no order", state.misfits, kMostMisfits,
+          "in " + percent(state.misfits) +
+              " of the picture the sets do not fit to each other: did something move there between them, or does light "
+              "reach it from other parts of the scene?");
     const double kept = valid / usable;
     if (kept < kNothing)
         throw NothingUsable("hardly any of the usable pixels has an order that its neighbours agree with (" +
@@ -132,10 +127,10 @@ void NoteDoubts(DecodeState& state) {
     NoteSlips(state, valid);
     if (result.repeat == 0) {
         const double beyond = state.beyond / valid;
-        Note(result, {"share of the positions beyond the projector", beyond, kMostBeyond, beyond <= kMostBeyond},
-             percent(beyond) +
-                 " of the positions lie beyond the projector: are the frames of a set rotated, so that "
-                 "its list begins with another one, or is \"length\" wrong?");
+        limit("share of the positions beyond the projector", beyond, kMostBeyond,
+              percent(beyond) +
+                  " of the positions lie beyond the projector: are the frames of a set rotated, so that "
+                  "its list begins with another one, or is \"length\" wrong?");
     }
     for (std::size_t set = 0; set < result.saturated.size(); ++set)
         if (result.saturated[set] > kMostSaturated)

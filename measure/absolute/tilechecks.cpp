@@ -115,7 +115,7 @@ double ShareOfTornParts(const DecodeState& state, const cv::Mat1f& phase, const 
                         float leastLead, const GrownOrders& grown) {
     constexpr double kSome = 0.1;
     constexpr int kFewJumps = 5;
-    // Of three sets, ripple that remains may alone make a third of the pixels choose another order.
+    // Of three sets or more, ripple that remains may by itself make a third of the pixels choose another order.
     const double many = state.Count() > 2 ? 0.4 : 0.25;
     const rows::Repeat every(state.result.repeat);
     struct Corrections : Tile {

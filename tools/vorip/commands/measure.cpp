@@ -136,16 +136,19 @@ private:
         Add(AddSurface(points.cloud.cloud, mOutputs, mProgress));
     }
 
+    // The standard deviation that the noise of the camera has in a modulation, and in a phase times its modulation.
+    static double NoiseOfFit(double noise, int frames) { return noise * std::sqrt(2.0 / std::max(frames, 1)); }
+
     // Pixels whose fringes stand out of the noise, strong enough or not: of a small part before black few do.
     static int CountReached(const cv::Mat1f& modulation, double noise, int frames) {
         constexpr double kClear = 4;  // deviations
-        return cv::countNonZero(modulation > kClear * noise * std::sqrt(2.0 / std::max(frames, 1)));
+        return cv::countNonZero(modulation > kClear * NoiseOfFit(noise, frames));
     }
 
     // The standard deviation of the coordinate that the noise of the camera causes: 1 / B sqrt(2 / N) of the phase.
     static cv::Mat1f NoiseOf(const DecodedDirection& direction) {
         const measure::AbsolutePhase& phase = direction.phase;
-        const double ofPhase = phase.noise * std::sqrt(2.0 / std::max(direction.frames, 1));
+        const double ofPhase = NoiseOfFit(phase.noise, direction.frames);
         return cv::Mat(ofPhase * phase.period / (2 * CV_PI) / phase.modulation);
     }
 
