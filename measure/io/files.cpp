@@ -7,6 +7,7 @@
 #include "measure/base/arguments.h"
 #include "measure/error.h"
 #include "measure/io.h"
+#include "measure/io/folder.h"
 #include "measure/io/formats.h"
 
 namespace measure {
@@ -76,9 +77,9 @@ cv::Mat ReadPicture(const std::string& file, const Progress& progress) { return 
 std::vector<std::string> ListPictures(const std::string& folder) {
     std::vector<std::string> files;
     std::error_code error;
-    for (const auto& entry : std::filesystem::directory_iterator(folder, error)) {
-        const bool hidden = entry.path().filename().string()[0] == '.';
-        if (!hidden && FindFormat(entry.path().string())) files.push_back(entry.path().string());
+    for (const std::filesystem::path& entry : EntriesOf(folder, error)) {
+        const bool hidden = entry.filename().string()[0] == '.';
+        if (!hidden && FindFormat(entry.string())) files.push_back(entry.string());
     }
     if (error) throw InputError(folder + ": cannot be read: " + error.message());
     std::sort(files.begin(), files.end());

@@ -31,9 +31,14 @@ std::vector<cv::Mat> DecodeTiff(const Bytes& bytes, const std::string& file, std
     TiffMemory memory(bytes);
     if (!memory.Get()) throw InputError(file + ": damaged TIFF file: " + memory.Error());
     std::vector<cv::Mat> pages;
+    double taken = 0;
     do {
         TiffPage page(memory, bytes.size(), file);
-        if (page.IsPicture()) pages.push_back(page.Read(progress));
+        if (page.IsPicture()) {
+            if (taken > 0) RequireMemory(file, taken);  // beyond what each page asks for itself
+            pages.push_back(page.Read(progress));
+            taken += static_cast<double>(pages.back().total() * pages.back().elemSize());
+        }
         if (pages.size() > kMostPages) throw InputError(file + ": has too many pages");
     } while (pages.size() < most && TIFFReadDirectory(memory.Get()));
     if (pages.empty()) throw InputError(file + ": holds no picture, only reduced copies or masks");

@@ -326,6 +326,11 @@ TEST_F(Io, ReadsAllPagesTheRightWayUp) {
     const std::vector<cv::Mat> pages = ReadPages(file);
     ASSERT_EQ(pages.size(), 8U);
     EXPECT_TRUE(AreSame(pages[0], ReadPicture(file)));
+    SetMemoryCheck([page = static_cast<double>(pages[0].total())](const std::string&, double bytes, cv::Size picture) {
+        if (picture.empty() && bytes == 7 * page) throw InputError("too much");
+    });
+    EXPECT_EQ(test::Refusal([&] { ReadPages(file); }), "too much");
+    SetMemoryCheck({});
     // Where the stored first row and the stored first column are seen, for each orientation.
     const struct {
         bool right, bottom, turned;

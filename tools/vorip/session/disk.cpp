@@ -2,18 +2,18 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <memory>
 #include <string>
 
 #ifdef _WIN32
 #  include <fstream>
 #else
-#  include <dirent.h>
 #  include <fcntl.h>
 #  include <sys/file.h>
 #  include <sys/stat.h>
 #  include <unistd.h>
 #endif
+
+#include "measure/io/folder.h"
 
 namespace fs = std::filesystem;
 
@@ -28,11 +28,6 @@ void WriteDurably(const fs::path& file, const void* data, std::size_t size) {
     if (!stream) throw fs::filesystem_error("write", file, std::error_code(errno, std::generic_category()));
 }
 void Sync(const fs::path&) {}
-std::vector<fs::path> EntriesOf(const fs::path& folder, std::error_code& error) {
-    std::vector<fs::path> entries;
-    for (const auto& entry : fs::directory_iterator(folder, error)) entries.push_back(entry.path());
-    return entries;
-}
 FolderLock::FolderLock(const fs::path&) {}
 FolderLock::~FolderLock() = default;
 
@@ -91,17 +86,6 @@ void WriteDurably(const fs::path& file, const void* data, std::size_t size) {
 
 void Sync(const fs::path& path) { Descriptor(path, O_RDONLY).Sync(); }
 
-std::vector<fs::path> EntriesOf(const fs::path& folder, std::error_code& error) {
-    const std::unique_ptr<DIR, int (*)(DIR*)> stream(opendir(folder.c_str()), closedir);
-    error.assign(stream ? 0 : errno, std::generic_category());
-    std::vector<fs::path> entries;
-    while (const dirent* const entry = stream ? readdir(stream.get()) : nullptr) {
-        const std::string name = entry->d_name;
-        if (name != "." && name != "..") entries.push_back(folder / name);
-    }
-    return entries;
-}
-
 FolderLock::FolderLock(const fs::path& folder) {
     mDescriptor = open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
     if (mDescriptor < 0) {
@@ -129,7 +113,7 @@ FolderLock::~FolderLock() {
 void RemoveAll(const fs::path& path, std::error_code& error) {
     std::error_code mine;
     if (fs::is_directory(fs::symlink_status(path, mine)))
-        for (const fs::path& entry : EntriesOf(path, mine)) RemoveAll(entry, error);
+        for (const fs::path& entry : measure::EntriesOf(path, mine)) RemoveAll(entry, error);
     fs::remove(path, mine);
     if (mine) error = mine;
 }

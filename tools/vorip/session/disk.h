@@ -3,7 +3,6 @@
 #include <cstddef>
 #include <filesystem>
 #include <system_error>
-#include <vector>
 
 namespace vorip {
 
@@ -14,11 +13,8 @@ void WriteDurably(const std::filesystem::path& file, const void* data, std::size
 // Waits until the disk has the names in a folder, or a file that was written otherwise.
 void Sync(const std::filesystem::path& path);
 
-// What the standard library's iterators and remove_all do, which end the program when memory is short. The paths of
-// what is in a folder:
-std::vector<std::filesystem::path> EntriesOf(const std::filesystem::path& folder, std::error_code& error);
-// A file, a link, or a folder and all that is in it, as far as they can be removed. Sets `error` when something is
-// left.
+// Removes a file, a link, or a folder and all that is in it, as far as they can be removed; sets `error` when something
+// is left. That of the standard library ends the program when memory is short.
 void RemoveAll(const std::filesystem::path& path, std::error_code& error);
 
 // A folder that at most one living process holds, on this machine and where file systems can tell others.

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "tools/vorip/session/disk.h"
+#include "measure/io/folder.h"
 
 namespace fs = std::filesystem;
 
@@ -14,7 +14,7 @@ bool HasOnlyCopies(const fs::path& hidden) {
     const fs::path earlier = EarlierFilesOf(hidden);
     std::error_code error;
     if (!fs::is_directory(fs::symlink_status(earlier, error))) return false;
-    const std::vector<fs::path> files = EntriesOf(earlier, error);
+    const std::vector<fs::path> files = measure::EntriesOf(earlier, error);
     return !error && std::any_of(files.begin(), files.end(),
                                  [&](const fs::path& file) { return fs::hard_link_count(file, error) == 1 || error; });
 }

@@ -4,7 +4,6 @@
 #include <chrono>
 #include <condition_variable>
 #include <csignal>
-#include <cstdio>
 #include <cstdlib>
 #include <exception>
 #include <thread>
@@ -52,8 +51,7 @@ void Watch() {
         if (caught == 0) continue;
         const std::lock_guard whole(gate);
         std::for_each(cleanUps.rbegin(), cleanUps.rend(), [](const CleanUp* c) { c->Run(); });
-        WipeLine();
-        std::fputs("vorip: interrupted\n", stderr);
+        PrintLastNotice("interrupted");
         std::_Exit(kExitSignalled + caught);
     }
 }

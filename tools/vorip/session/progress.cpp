@@ -1,6 +1,5 @@
 #include "tools/vorip/session/progress.h"
 
-#include <cstdio>
 #include <opencv2/core.hpp>
 #include <system_error>
 
@@ -87,8 +86,7 @@ void Progress::Show() {
     std::unique_lock lock(mMutex);
     for (auto next = mStart + std::chrono::seconds(1); !mWake.wait_until(lock, next, [this] { return mDone; });
          next += std::chrono::milliseconds(200)) {
-        std::fprintf(stderr, "\r\033[K%s", Line(Clock::now()).c_str());
-        std::fflush(stderr);
+        ShowProgress(Line(Clock::now()));
         shown = true;
     }
     if (shown) WipeLine();

@@ -4,6 +4,7 @@
 #include <set>
 
 #include "measure/error.h"
+#include "measure/io/folder.h"
 #include "tools/vorip/session/disk.h"
 #include "tools/vorip/session/earlierfiles.h"
 #include "tools/vorip/session/filelist.h"
@@ -59,7 +60,7 @@ void Replacement::Run() {
 
 void Replacement::Plan() {
     std::error_code error;
-    for (const fs::path& prepared : EntriesOf(mFrom, error)) {
+    for (const fs::path& prepared : measure::EntriesOf(mFrom, error)) {
         if (fs::is_directory(prepared)) continue;
         const fs::path name = prepared.filename();
         const fs::path place = FollowLinks(mTo / name);

@@ -5,6 +5,7 @@
 #include <thread>
 
 #include "measure/error.h"
+#include "measure/io/folder.h"
 #include "tools/vorip/session/earlierfiles.h"
 #include "tools/vorip/session/warning.h"
 
@@ -38,7 +39,7 @@ bool HasMark(const fs::path& hidden) {
 
 // The mark stays until the end, so that the next run goes on where this one is killed.
 void EmptyMarked(const fs::path& hidden, std::error_code& error) {
-    for (const fs::path& entry : EntriesOf(hidden, error))
+    for (const fs::path& entry : measure::EntriesOf(hidden, error))
         if (entry.filename() != kMark) RemoveAll(entry, error);
 }
 
@@ -107,7 +108,7 @@ void Staging::CreateParents() {
 
 void Staging::RequireMark() const {
     std::error_code error;
-    if (HasMark(mStaging) || (EntriesOf(mStaging, error).empty() && !error)) return;
+    if (HasMark(mStaging) || (measure::EntriesOf(mStaging, error).empty() && !error)) return;
     throw measure::OutputError(mStaging.string() +
                                ": is needed for a moment and was not made by vorip; move it, or give another --out");
 }
@@ -122,7 +123,7 @@ void Staging::RemoveLeftovers() const {
     }
     EmptyMarked(mStaging, error);
     if (error) throw fs::filesystem_error("remove", mStaging, error);
-    for (const fs::path& entry : EntriesOf(mParent, error)) {
+    for (const fs::path& entry : measure::EntriesOf(mParent, error)) {
         if (!IsHidden(entry.filename()) || entry == mStaging || IsLink(entry) || !HasMark(entry)) continue;
         const FolderLock lock(entry);
         const bool isWanted = entry.native().back() != kGone && HasOnlyCopies(entry);

@@ -1,6 +1,8 @@
 #include "tools/vorip/session/terminal.h"
 
+#include <chrono>
 #include <cstdio>
+#include <mutex>
 
 #ifdef _WIN32
 #  include <io.h>
@@ -9,6 +11,17 @@
 #endif
 
 namespace vorip {
+namespace {
+
+constexpr char kWipe[] = "\r\033[K";
+constexpr auto kPatience = std::chrono::milliseconds(100);
+std::timed_mutex writing;
+
+void WriteNotice(const std::string& text) {
+    std::fprintf(stderr, "%svorip: %s\n", StderrIsTerminal() ? kWipe : "", Printable(text).c_str());
+}
+
+}  // namespace
 
 bool StderrIsTerminal() {
 #ifdef _WIN32
@@ -16,10 +29,6 @@ bool StderrIsTerminal() {
 #else
     return isatty(2) != 0;
 #endif
-}
-
-void WipeLine() {
-    if (StderrIsTerminal()) std::fputs("\r\033[K", stderr);
 }
 
 std::string Printable(std::string line) {
@@ -33,9 +42,24 @@ std::string Printable(std::string line) {
     return line;
 }
 
+void ShowProgress(const std::string& line) {
+    const std::lock_guard lock(writing);
+    std::fprintf(stderr, "%s%s", kWipe, line.c_str());
+    std::fflush(stderr);
+}
+
+void WipeLine() {
+    const std::lock_guard lock(writing);
+    if (StderrIsTerminal()) std::fputs(kWipe, stderr);
+}
+
 void PrintNotice(const std::string& text) {
-    WipeLine();
-    std::fprintf(stderr, "vorip: %s\n", Printable(text).c_str());
+    const std::lock_guard lock(writing);
+    WriteNotice(text);
+}
+
+void PrintLastNotice(const std::string& text) {
+    if (writing.try_lock_for(kPatience)) WriteNotice(text);
 }
 
 }  // namespace vorip

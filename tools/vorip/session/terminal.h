@@ -8,9 +8,13 @@ namespace vorip {
 bool StderrIsTerminal();
 // The text in one line, in which question marks stand for what might command the terminal, as names of files can.
 std::string Printable(std::string text);
-// Writes that line about the run there, "vorip: text", in place of the one that shows progress.
-void PrintNotice(const std::string& text);
-// Removes the line that shows progress, if there can be one.
+// Threads write there one at a time: a line that shows progress, in place of the one before; none any more; and, in its
+// place, a line about the run, "vorip: text".
+void ShowProgress(const std::string& line);
 void WipeLine();
+void PrintNotice(const std::string& text);
+// The same where the program is about to end: no thread writes anything behind it. Nothing is written where another
+// thread does not come through, as when the terminal stands still.
+void PrintLastNotice(const std::string& text);
 
 }  // namespace vorip
