@@ -4,8 +4,10 @@
 
 #include <cstdlib>
 #include <filesystem>
+#include <iostream>
 #include <map>
 #include <random>
+#include <sstream>
 
 #include "tests/support/program.h"
 
@@ -61,6 +63,7 @@ protected:
         EXPECT_TRUE(exitCode != 0 || files == mNew);
         EXPECT_TRUE(exitCode != 6 || files == mOld);
         const bool isOne = files == mOld || files == mNew;
+        if (isOne && mTakenUp[files == mNew]++ > 20) return;  // it is known what becomes of that
         const Outcome next = Run("unwrap r --out u");
         EXPECT_TRUE(next.exitCode == 0 || (next.exitCode == 2 && !isOne)) << next.err;
         if (next.exitCode != 0) return;
@@ -70,16 +73,18 @@ protected:
 
     const std::string mWrite = "phase g0.png g1.png g2.png --out r";
     Files mOld, mNew;
+    int mTakenUp[2] = {};  // by the next command: the old set, the new one
 };
 
 TEST_F(Faults, OfOneCallLeaveWholeFiles) {
 #ifdef __SANITIZE_ADDRESS__
     GTEST_SKIP() << "the sanitizer wants to be the first library itself";
 #endif
+    long first = 1, step = 0;  // "2 3": calls 2, 5, 8, ... instead of some
+    if (const char* const share = std::getenv("VORIP_EACH_FAULT")) std::istringstream(share) >> first >> step;
     for (const char* function : {"rename", "write", "fsync", "malloc"}) {
         int failed = 0;
-        const bool each = std::getenv("VORIP_EACH_FAULT") != nullptr;  // instead of some of them
-        for (long k = 1;; k += each ? 1 : 1 + k / 3) {
+        for (long k = first;; k += step > 0 ? step : 1 + k / 3) {
             PutOld();
             fs::remove(File(".fault"));
             mPrefix = cv::format("env LD_PRELOAD='" VORIP_FAULTS "' VORIP_FAULT='%s %ld' ", function, k);
@@ -90,7 +95,8 @@ TEST_F(Faults, OfOneCallLeaveWholeFiles) {
             if (HasFailure() || !fs::exists(File(".fault"))) break;
             ++failed;
         }
-        EXPECT_GT(failed, 2) << function << " is called";
+        EXPECT_TRUE(failed > 2 || step > 0) << function << " is called";
+        if (step > 0) std::cout << failed << " calls of " << function << " failed\n";
     }
 }
 
