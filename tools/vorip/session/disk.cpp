@@ -28,6 +28,7 @@ void WriteDurably(const fs::path& file, const void* data, std::size_t size) {
     if (!stream) throw fs::filesystem_error("write", file, std::error_code(errno, std::generic_category()));
 }
 void Sync(const fs::path&) {}
+bool RunInOtherProcess(const std::function<void()>&) { return false; }
 FolderLock::FolderLock(const fs::path&) {}
 FolderLock::~FolderLock() = default;
 
@@ -85,6 +86,18 @@ void WriteDurably(const fs::path& file, const void* data, std::size_t size) {
 }
 
 void Sync(const fs::path& path) { Descriptor(path, O_RDONLY).Sync(); }
+
+bool RunInOtherProcess(const std::function<void()>& work) {
+    const pid_t child = fork();
+    if (child != 0) return child > 0;
+    setsid();
+    for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) close(stream);  // their readers do not wait
+    try {
+        work();
+    } catch (...) {  // for lack of memory; nobody hears of it
+    }
+    _exit(0);
+}
 
 FolderLock::FolderLock(const fs::path& folder) {
     mDescriptor = open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <filesystem>
+#include <functional>
 #include <system_error>
 
 namespace vorip {
@@ -16,6 +17,10 @@ void Sync(const std::filesystem::path& path);
 // Removes a file, a link, or a folder and all that is in it, as far as they can be removed; sets `error` when something
 // is left. That of the standard library ends the program when memory is short.
 void RemoveAll(const std::filesystem::path& path, std::error_code& error);
+
+// Does something to files in a process of its own, which nobody waits for and which keeps the locks of this one. False
+// when there cannot be one.
+bool RunInOtherProcess(const std::function<void()>& work);
 
 // A folder that at most one living process holds, on this machine and where file systems can tell others.
 class FolderLock {

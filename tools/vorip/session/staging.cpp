@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cstdint>
 #include <thread>
 
 #include "measure/error.h"
@@ -19,6 +20,7 @@ constexpr char kMark[] = ".made-by-vorip";  // a folder in each hidden one; of o
 constexpr char kGone = '~';                 // at the end: nothing in there is wanted any more
 constexpr int kAttempts = 4;                // runs that begin or end at the same time get out of each other's way
 constexpr auto kPause = std::chrono::milliseconds(25);
+constexpr std::uintmax_t kMuch = 100 << 20;  // bytes; it takes some 50 ms to remove them
 
 // Short enough for a file system that has the name itself.
 std::string HiddenName(const std::string& name) {
@@ -50,6 +52,16 @@ void RemoveMarked(const fs::path& hidden, std::error_code& error) {
     fs::remove(hidden, error);
 }
 
+std::uintmax_t BytesIn(const fs::path& folder) {
+    std::uintmax_t bytes = 0;
+    std::error_code error;
+    for (const fs::path& entry : measure::EntriesOf(folder, error)) {
+        const std::uintmax_t size = fs::file_size(entry, error);
+        if (!error) bytes += size;
+    }
+    return bytes;
+}
+
 }  // namespace
 
 bool Staging::IsHidden(const fs::path& path) {
@@ -59,7 +71,7 @@ bool Staging::IsHidden(const fs::path& path) {
 Staging::Staging(const fs::path& folder, const std::string& name)
     : mParent(fs::absolute(folder).lexically_normal()),
       mStaging(mParent / HiddenName(name)),
-      mCleanUp([this] { Remove(); }) {
+      mCleanUp([this] { Remove(true); }) {
     try {
         Acquire();
     } catch (const fs::filesystem_error& error) {
@@ -131,23 +143,29 @@ void Staging::RemoveLeftovers() const {
     }
 }
 
-// Under another name it is out of reach for threads that are still writing when the program is interrupted.
-void Staging::Remove() try {
+// Under another name it is out of reach for threads that are still writing when the program is interrupted. Whoever
+// interrupts it does not wait until large files are removed.
+void Staging::Remove(bool isInterrupted) try {
     const Uninterrupted whole;
     std::error_code ignored;
     if (mLeft) return;
+    fs::path unwanted;
     if (mLock) {
-        fs::path gone = mStaging;
-        gone += kGone;
-        fs::rename(mStaging, gone, ignored);
-        const fs::path& unwanted = ignored ? mStaging : gone;
+        unwanted = mStaging;
+        unwanted += kGone;
+        fs::rename(mStaging, unwanted, ignored);
+        if (ignored) unwanted = mStaging;
+    }
+    const auto remove = [&] {
         // A thread may just have found the folder under its earlier name, and make a file in it yet.
         for (int attempt = 0; attempt < kAttempts && fs::exists(unwanted); ++attempt) {
             if (attempt > 0) std::this_thread::sleep_for(kPause);
             RemoveMarked(unwanted, ignored);
         }
-    }
-    for (; !mCreated.empty(); mCreated.pop_back()) fs::remove(mCreated.back(), ignored);
+        for (; !mCreated.empty(); mCreated.pop_back()) fs::remove(mCreated.back(), ignored);
+    };
+    if (!isInterrupted || BytesIn(unwanted) < kMuch || !RunInOtherProcess(remove)) remove();
+    mCreated.clear();
     mLock.reset();  // whatever calls this again must not touch what another run has made since
 } catch (...) {     // of memory: the next run removes it
 }

@@ -35,7 +35,7 @@ private:
     void CreateParents();
     void RequireMark() const;
     void RemoveLeftovers() const;
-    void Remove();
+    void Remove(bool isInterrupted = false);
 
     std::filesystem::path mParent, mStaging;
     std::vector<std::filesystem::path> mCreated;  // by this run, outermost first
