@@ -19,7 +19,7 @@ public:
     void Visit(GrowthImages& images, int i, int stride) {
         constexpr float kMostBend = 0.5f, kMostMisfit = 1.0f;  // radians
         const unsigned char state = images.state.data[i];
-        const bool isNext = mStart == i - stride;
+        const bool isNext = mStart >= 0 && mStart == i - stride;
         if (state == eOut) mStart = -1;
         if (state == eFixed && isNext) mStart = i;
         if (state == eOut || mStart == i || (mStart < 0 && state != eFixed)) return;
@@ -28,12 +28,14 @@ public:
             if (isNext) {
                 mPhase = images.absolute[0][mStart];
                 mIsEven = true;
-                mStep = WrapRadians(phase[-stride] - phase[-2 * stride]);
+                mHasStep = stride == 1 ? mStart % images.phase.cols != 0 : mStart >= stride;  // no edge of the image
+                if (mHasStep) mStep = WrapRadians(phase[-stride] - phase[-2 * stride]);
             }
             const float step = WrapRadians(*phase - phase[-stride]);
             mPhase += step;
-            mIsEven = mIsEven & (std::abs(step - mStep) < kMostBend);
+            mIsEven = mIsEven & (!mHasStep || std::abs(step - mStep) < kMostBend);
             mStep = step;
+            mHasStep = true;
         }
         if (state != eFixed) return;
         if (mStart >= 0 && mIsEven && std::abs(mPhase - images.absolute[0][i]) < kMostMisfit) Bridge(images, i, stride);
@@ -71,7 +73,7 @@ private:
     int mStart = -1;   // the last fixed pixel, -1: none since the last one that is out
     float mPhase = 0;  // radians, continued from there
     float mStep = 0;   // the last one
-    bool mIsEven = true;
+    bool mHasStep = false, mIsEven = true;
 };
 
 // A gap begins behind the pixel before the first one at rest and ends with the next one that is not.
@@ -83,9 +85,9 @@ void BridgeRow(GrowthImages& images, int y) {
         const void* const found = std::memchr(state + x, eRest, static_cast<std::size_t>(width - x));
         if (!found) return;
         const auto first = static_cast<int>(static_cast<const unsigned char*>(found) - state);
-        gap.Visit(images, begin + first - 1, 1);
-        for (x = first; state[x] == eRest; ++x) gap.Visit(images, begin + x, 1);
-        gap.Visit(images, begin + x, 1);
+        if (first > 0) gap.Visit(images, begin + first - 1, 1);
+        for (x = first; x < width && state[x] == eRest; ++x) gap.Visit(images, begin + x, 1);
+        if (x < width) gap.Visit(images, begin + x, 1);
     }
 }
 
@@ -104,7 +106,7 @@ float ReachOf(unsigned char trust) {
 void BridgeGaps(GrowthImages& images) {
     const int stride = images.state.cols;
     std::atomic<int> rest{0};
-    cv::parallel_for_(cv::Range(1, images.state.rows - 1), [&](const cv::Range& rows) {
+    cv::parallel_for_(cv::Range(0, images.state.rows), [&](const cv::Range& rows) {
         for (int y = rows.start; y < rows.end; ++y) {
             BridgeRow(images, y);
             rest += CountRest(images.state[y], stride);
@@ -112,7 +114,7 @@ void BridgeGaps(GrowthImages& images) {
     });
     constexpr double kFew = 0.03;  // these can grow as well
     if (rest < kFew * static_cast<double>(images.state.total())) return;
-    cv::parallel_for_(cv::Range(1, stride - 1), [&](const cv::Range& columns) {
+    cv::parallel_for_(cv::Range(0, stride), [&](const cv::Range& columns) {
         std::vector<Gap> gaps(static_cast<std::size_t>(columns.size()));
         for (int y = 0; y < images.state.rows; ++y)
             for (int x = columns.start; x < columns.end; ++x)

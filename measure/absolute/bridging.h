@@ -6,8 +6,7 @@ namespace measure {
 
 enum GrowthState : unsigned char { eOut, eRest, eQueued, eFixed };  // of a pixel while areas grow
 
-// What the growth of areas of trusted orders works on: images with a frame of one pixel that is out, so that every
-// pixel has eight neighbours.
+// What the growth of areas of trusted orders works on: images of one size without gaps between their rows.
 struct GrowthImages {
     cv::Mat1f phase;     // radians
     cv::Mat1b trust;     // the values of Trust

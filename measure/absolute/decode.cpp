@@ -4,8 +4,10 @@
 #include "measure/absolute.h"
 #include "measure/absolute/checks.h"
 #include "measure/absolute/coding.h"
+#include "measure/absolute/decision.h"
 #include "measure/absolute/decodestate.h"
 #include "measure/absolute/finishrows.h"
+#include "measure/absolute/growth.h"
 #include "measure/absolute/noise.h"
 #include "measure/absolute/preparation.h"
 
@@ -23,8 +25,10 @@ public:
         RequireLight(mState);
         CheckSets(mState, mProgress);
         NoteMisfits(mState);
-        for (FringePhase& fringes : mState.fringes)  // what follows needs other images of that size
-            fringes.mean = fringes.residual = cv::Mat1f();
+        for (FringePhase& fringes : mState.fringes) {  // what follows needs other images of that size
+            for (cv::Mat1f* image : {&fringes.mean, &fringes.residual}) mState.spares.Keep(*image);
+            for (cv::Mat1b* image : {&fringes.saturated, &fringes.usable}) mState.spares.Keep(*image);
+        }
         Decide();
         Grow();
         FinishResult(mState, mDecision);
@@ -51,13 +55,18 @@ private:
         mFine = sets[0].phase;
         mRange = FindRange();
         if (mRange.count == 1) sets.resize(1);
-        mDecision = DecideOrders(sets, mRange, Result().noise, mProgress);
+        const cv::Size size = mFine.size();
+        mDecision.residual = mState.spares.Take<float>(size);
+        mDecision.lead = mState.spares.Take<float>(size);
+        DecideOrders(sets, mRange, Result().noise, mDecision, mProgress);
         if (sets.size() > 1) DecideDoubtful(sets);
         if (mIsRing && Result().repeat == 0)
             OpenRing(mFine, mState.periods[0], Axis().length, mState.repeat, mDecision.order);
         CheckSeams(mState, mFine, mDecision);
+        sets.clear();
         for (FringePhase& fringes : mState.fringes)  // nor does what follows need the other sets
-            if (&fringes != &mState.Finest()) fringes.phase = fringes.modulation = cv::Mat1f();
+            if (&fringes != &mState.Finest())
+                for (cv::Mat1f* image : {&fringes.phase, &fringes.modulation}) mState.spares.Keep(*image);
     }
 
     // Where noise leaves doubt, the phases of some pixels together decide.
@@ -97,12 +106,12 @@ private:
     }
 
     void Grow() {
-        const cv::Mat1b trust = MarkTrusted(mState, mDecision, mState.code, mRange, mFine);
+        cv::Mat1b trust = MarkTrusted(mState, mDecision, mState.code, mRange, mFine);
         mState.code = {};
         mRange.center.release();
         GrowthOptions growth = mState.options.growth;
         growth.repeat = Result().repeat;
-        GrownOrders grown = GrowOrders(mFine, mDecision.order, trust, growth, mProgress);
+        GrownOrders grown = GrowOrders(mFine, mDecision.order, std::move(trust), growth, mState.spares, mProgress);
         mState.torn = ShareOfTornParts(mState, mFine, mDecision, kLeastLead, grown);
         if (mState.Count() > 1 && !Axis().gray) mState.misfits = ShareOfMisfits(mDecision, grown.mask);
         Result().phase = grown.absolute;

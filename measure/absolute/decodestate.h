@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "measure/absolute.h"
+#include "measure/base/spareimages.h"
 #include "measure/fringe/misfit.h"
 
 namespace measure {
@@ -46,6 +47,7 @@ struct DecodeState {
     GrayDecoding code;                 // empty without one
     bool commonOrigins = true;         // the sets were not given origins of their own by the edges of a code
     AbsolutePhase result;
+    SpareImages spares;
     double torn = 0;     // see ShareOfTornParts
     double misfits = 0;  // see ShareOfMisfits
     int beyond = 0;      // valid pixels whose coordinate lies beyond the projector by more than noise

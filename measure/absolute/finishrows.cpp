@@ -8,6 +8,7 @@
 
 #include "measure/absolute/wrapping.h"
 #include "measure/base/wide.h"
+#include "measure/fringe/jumps.h"
 
 namespace measure {
 namespace {
@@ -168,7 +169,7 @@ void OpenRing(const cv::Mat1f& phase, double period, double length, int count, c
     ForRows(phase, [&](int y) { OpenRow(phase[y], slack, end, count, order[y], phase.cols); });
 }
 
-cv::Mat1b MarkTrusted(const DecodeState& state, const OrderDecision& decision, const GrayDecoding& code,
+cv::Mat1b MarkTrusted(DecodeState& state, const OrderDecision& decision, const GrayDecoding& code,
                       const OrderRange& range, const cv::Mat1f& phase) {
     const float period = static_cast<float>(state.result.period), slack = Slack(state.result.period) / period;
     const float end = static_cast<float>(state.axis.length) / period + slack;
@@ -180,7 +181,7 @@ cv::Mat1b MarkTrusted(const DecodeState& state, const OrderDecision& decision, c
     const auto residual = static_cast<float>(std::max(kMostResidual, inCell));
     const TrustLimits limits = state.result.repeat > 0 ? TrustLimits{-kForever, kForever, gain, residual}
                                                        : TrustLimits{-slack, end, gain, residual};
-    cv::Mat1b trust(phase.size());
+    cv::Mat1b trust = state.spares.Take<std::uint8_t>(phase.size());
     const std::vector<float> noMargin(static_cast<std::size_t>(phase.cols), 1.0f);
     ForRows(phase, [&](int y) {
         const float *fine = phase[y], *residual = decision.residual[y], *lead = decision.lead[y];
@@ -196,8 +197,8 @@ void FinishResult(DecodeState& state, const OrderDecision& decision) {
     AbsolutePhase& result = state.result;
     result.modulation = state.Finest().modulation;
     result.valid = cv::countNonZero(result.mask);
-    result.coordinate.create(result.mask.size());
-    result.reliability.create(result.mask.size());
+    result.coordinate = state.spares.Take<float>(result.mask.size());
+    result.reliability = state.spares.Take<std::uint8_t>(result.mask.size());
     const bool isCoded = state.axis.gray.has_value();
     const auto direction = static_cast<float>(result.direction), offset = static_cast<float>(result.offset);
     const float slack = 2 * Slack(result.period), end = static_cast<float>(state.axis.length) + slack;
@@ -212,7 +213,8 @@ void FinishResult(DecodeState& state, const OrderDecision& decision) {
         if (offset != 0 || direction < 0) CountFrom(offset, direction, result.phase[y], width);
     });
     state.beyond = beyond;
-    result.jumps = FindJumps(result.phase);
+    result.jumps.where = state.spares.Take<std::uint8_t>(result.mask.size());
+    result.jumps.count = MarkJumps(result.phase, result.jumps.where);
 }
 
 }  // namespace measure

@@ -31,7 +31,7 @@ void ReplaceDecision(OrderDecision& decision, const OrderDecision& other, const 
 void OpenRing(const cv::Mat1f& phase, double period, double length, int count, cv::Mat1s& order);
 
 // The values of Trust that decision and code deserve.
-cv::Mat1b MarkTrusted(const DecodeState& state, const OrderDecision& decision, const GrayDecoding& code,
+cv::Mat1b MarkTrusted(DecodeState& state, const OrderDecision& decision, const GrayDecoding& code,
                       const OrderRange& range, const cv::Mat1f& phase);
 
 // Coordinates, reliability and the figures of the result, whose phase is yet that above the origin.

@@ -3,10 +3,13 @@
 #include <atomic>
 #include <cmath>
 #include <cstring>
+#include <tuple>
+#include <utility>
 
 #include "measure/absolute.h"
 #include "measure/absolute/areas.h"
 #include "measure/absolute/bridging.h"
+#include "measure/absolute/growth.h"
 #include "measure/absolute/growthrows.h"
 #include "measure/absolute/lifting.h"
 #include "measure/absolute/wrapping.h"
@@ -19,7 +22,35 @@ namespace {
 struct Step {
     int dx, dy;
 };
-constexpr std::array<Step, 8> kAround = {{{-1, 0}, {1, 0}, {0, -1}, {0, 1}, {-1, -1}, {1, 1}, {1, -1}, {-1, 1}}};
+
+// The eight neighbours of a pixel, as how many pixels they lie behind it. In place of those beyond the edge of the
+// image stands the pixel itself, at 0.
+class Neighbours {
+public:
+    using Offsets = std::array<int, 8>;  // every second one opposite to that before it
+
+    explicit Neighbours(cv::Size size) : mSize(size) {
+        constexpr std::array<Step, 8> kAround = {
+            {{-1, 0}, {1, 0}, {0, -1}, {0, 1}, {-1, -1}, {1, 1}, {1, -1}, {-1, 1}}};
+        for (unsigned edges = 0; edges < mOffsets.size(); ++edges)
+            for (std::size_t i = 0; i < kAround.size(); ++i) {
+                const auto [dx, dy] = kAround[i];
+                mOffsets[edges][i] = (edges & EdgesAt(dx<0, dx> 0, dy<0, dy> 0)) ? 0 : dy * size.width + dx;
+            }
+    }
+
+    const Offsets& Of(int pixel) const {
+        const int y = pixel / mSize.width, x = pixel - y * mSize.width;
+        return mOffsets[EdgesAt(x == 0, x == mSize.width - 1, y == 0, y == mSize.height - 1)];
+    }
+
+private:
+    static unsigned EdgesAt(bool left, bool right, bool top, bool bottom) {
+        return unsigned{left} | unsigned{right} << 1 | unsigned{top} << 2 | unsigned{bottom} << 3;
+    }
+    cv::Size mSize;
+    std::array<Offsets, 16> mOffsets{};  // by the edges that the pixel touches
+};
 
 // Pixels by cost in 256 levels; within a level the last one comes first.
 class CostQueue {
@@ -45,22 +76,20 @@ private:
 
 class OrderGrowth {
 public:
-    OrderGrowth(const cv::Mat1f& phase, const cv::Mat1s& order, const cv::Mat1b& trust, const GrowthOptions& options)
-        : mPhase(phase),
-          mOrder(order),
-          mTrust(trust),
-          mOptions(options),
-          mInside(1, 1, phase.cols, phase.rows),
-          mStride(phase.cols + 2),
-          mRepeat(options.repeat) {
-        for (std::size_t i = 0; i < kAround.size(); ++i) mOffset[i] = kAround[i].dy * mStride + kAround[i].dx;
+    OrderGrowth(const cv::Mat1f& phase, const cv::Mat1s& order, cv::Mat1b trust, const GrowthOptions& options,
+                SpareImages& spares)
+        : mOrder(order), mOptions(options), mNeighbours(phase.size()), mRepeat(options.repeat) {
+        mImages.phase = phase;
+        mImages.trust = std::move(trust);
+        mImages.absolute = spares.Take<float>(phase.size());
+        mImages.state = spares.Take<unsigned char>(phase.size());
+        if (mOptions.repeat > 0) mImages.area = cv::Mat1i(phase.size(), -1);
     }
 
     GrownOrders Run(const Progress& progress) {
         progress.Report("finding areas of trusted orders");
-        MakeImages();
-        const cv::Mat1f absolute = mImages.absolute(mInside);
-        Fix(FindTrustedAreas(absolute, mTrust, mOptions.maxStep, mOptions.repeat));
+        Lift();
+        Fix(FindTrustedAreas(mImages.absolute, mImages.trust, mOptions.maxStep, mOptions.repeat));
         progress.Report("growing areas of trusted orders", 0.3);
         BridgeGaps(mImages);
         PushBorders();
@@ -74,33 +103,16 @@ public:
 private:
     template <class Visit>
     void ForRows(const Visit& visit) const {
-        cv::parallel_for_(cv::Range(0, mInside.height), [&](const cv::Range& rows) {
+        cv::parallel_for_(cv::Range(0, mOrder.rows), [&](const cv::Range& rows) {
             for (int y = rows.start; y < rows.end; ++y) visit(y);
         });
     }
 
-    void MakeImages() {
-        const cv::Size size(mStride, mInside.height + 2);
-        mImages.phase.create(size);
-        mImages.absolute.create(size);
-        mImages.trust.create(size);
-        mImages.state.create(size);
-        if (mOptions.repeat > 0) mImages.area = cv::Mat1i(size, -1);
+    void Lift() {
         ForRows([&](int y) {
-            MakeFrame(y + 1, 0, 1);
-            MakeFrame(y + 1, mStride - 1, 1);
-            const rows::GrowingRow row{mImages.phase[y + 1] + 1, mImages.absolute[y + 1] + 1, mImages.trust[y + 1] + 1,
-                                       mImages.state[y + 1] + 1};
-            rows::LiftRow(mPhase[y], mOrder[y], mTrust[y], row, Width());
+            rows::LiftRow(mImages.phase[y], mOrder[y], mImages.trust[y], mImages.absolute[y], mImages.state[y],
+                          Width());
         });
-        for (const int y : {0, size.height - 1}) MakeFrame(y, 0, mStride);
-    }
-
-    void MakeFrame(int y, int x, int count) {
-        std::fill_n(mImages.phase[y] + x, count, 0.0f);
-        std::fill_n(mImages.absolute[y] + x, count, 0.0f);
-        std::fill_n(mImages.trust[y] + x, count, static_cast<unsigned char>(eNoPhase));
-        std::fill_n(mImages.state[y] + x, count, static_cast<unsigned char>(eOut));
     }
 
     void Fix(TrustedAreas areas) {
@@ -108,7 +120,7 @@ private:
             int lift = 0;
             const int area = areas.sets.Find(static_cast<int>(i), lift);
             const TrustedAreas::Run& run = areas.runs[i];
-            const int y = run.y + 1, first = run.first + 1, end = run.end + 1;
+            const auto [y, first, end] = run;
             if (areas.sets.SizeOf(area) < kLeastAlone)
                 std::fill(mImages.trust[y] + first, mImages.trust[y] + end, static_cast<unsigned char>(eNearly));
             if (areas.sets.SizeOf(area) < mOptions.minArea) continue;
@@ -120,18 +132,19 @@ private:
     }
 
     void PushBorders() {
-        for (int i = NextRest(0); i >= 0; i = NextRest(i)) {
-            const unsigned char* state = mImages.state.data + i;
+        for (int i = NextRest(0); i >= 0; i = NextRest(i + 1)) {
+            const unsigned char* const state = mImages.state.data + i;
+            const Neighbours::Offsets& offsets = mNeighbours.Of(i);
             const auto isFixed = [&](int offset) { return state[offset] == eFixed; };
-            if (std::any_of(mOffset.begin(), mOffset.end(), isFixed)) Push(i);
+            if (std::any_of(offsets.begin(), offsets.end(), isFixed)) Push(i);
         }
     }
 
-    // The next pixel at rest behind a pixel, -1 when there is none. None stands in the frame.
+    // The next pixel at rest from a pixel on, -1 when there is none.
     int NextRest(int i) const {
         const unsigned char* const states = mImages.state.data;
-        const std::size_t behind = mImages.state.total() - static_cast<std::size_t>(i) - 1;
-        const auto* const found = static_cast<const unsigned char*>(std::memchr(states + i + 1, eRest, behind));
+        const std::size_t behind = mImages.state.total() - static_cast<std::size_t>(i);
+        const auto* const found = static_cast<const unsigned char*>(std::memchr(states + i, eRest, behind));
         return found ? static_cast<int>(found - states) : -1;
     }
 
@@ -144,11 +157,12 @@ private:
     float Curvature(int i) const {
         const unsigned char* state = mImages.state.data + i;
         const float* phase = mImages.phase[0] + i;
+        const Neighbours::Offsets& offsets = mNeighbours.Of(i);
         float squares = 0;
         int directions = 0;
-        for (std::size_t k = 0; k < mOffset.size(); k += 2) {
-            const int before = mOffset[k], after = mOffset[k + 1];
-            if (state[before] == eOut || state[after] == eOut) continue;
+        for (std::size_t k = 0; k < offsets.size(); k += 2) {
+            const int before = offsets[k], after = offsets[k + 1];
+            if (before == 0 || after == 0 || state[before] == eOut || state[after] == eOut) continue;
             const float second = WrapRadians(phase[before] - *phase) + WrapRadians(phase[after] - *phase);
             squares += second * second;
             ++directions;
@@ -167,7 +181,7 @@ private:
                 continue;
             }
             mImages.state.data[i] = eFixed;
-            for (const int offset : mOffset)
+            for (const int offset : mNeighbours.Of(i))
                 if (mImages.state.data[i + offset] == eRest) Push(i + offset);
         }
     }
@@ -180,9 +194,9 @@ private:
             int weight, area;
         };
         const float phase = mImages.phase[0][i], own = mImages.absolute[0][i], reach = ReachOf(mImages.trust.data[i]);
-        std::array<Candidate, kAround.size()> candidates;
+        std::array<Candidate, std::tuple_size_v<Neighbours::Offsets>> candidates;
         std::size_t count = 0;
-        for (const int offset : mOffset) {
+        for (const int offset : mNeighbours.Of(i)) {
             if (mImages.state.data[i + offset] != eFixed) continue;
             const float order = Nearest((mImages.absolute[0][i + offset] - phase) * kPeriodsPerRadian);
             const float absolute = phase + kRadiansPerPeriod * order;
@@ -202,35 +216,31 @@ private:
         return true;
     }
 
+    // Leaves the result in the images that have grown.
     void Compare() {
-        mGrown.absolute.create(mTrust.size());
-        mGrown.mask.create(mTrust.size());
         std::atomic<int> corrected{0}, contradicted{0};
         ForRows([&](int y) {
-            const rows::GrownRow row{mImages.absolute[y + 1] + 1, mImages.phase[y + 1] + 1, mOrder[y],
-                                     mImages.state[y + 1] + 1, mImages.trust[y + 1] + 1};
-            const auto [replaced, dropped] =
-                rows::CompareRow(row, mRepeat, mGrown.absolute[y], mGrown.mask[y], Width());
+            const rows::GrownRow row{mImages.absolute[y], mImages.state[y], mImages.phase[y], mOrder[y],
+                                     mImages.trust[y]};
+            const auto [replaced, dropped] = rows::CompareRow(row, mRepeat, Width());
             corrected += replaced;
             contradicted += dropped;
         });
+        mGrown.absolute = mImages.absolute;
+        mGrown.mask = mImages.state;
         mGrown.corrected = corrected;
         mGrown.contradicted = contradicted;
     }
 
-    std::size_t Width() const { return static_cast<std::size_t>(mInside.width); }
+    std::size_t Width() const { return static_cast<std::size_t>(mOrder.cols); }
 
     static constexpr float kMostCurvature = 10.0f;
     // At edges, where pixels mix two surfaces, sets of fringes fit to each other by accident: whoever agrees with fewer
     // others than this is not trusted.
     static constexpr int kLeastAlone = 8;
-    const cv::Mat1f& mPhase;
     const cv::Mat1s& mOrder;
-    const cv::Mat1b& mTrust;
     const GrowthOptions& mOptions;
-    const cv::Rect mInside;
-    const int mStride;
-    std::array<int, kAround.size()> mOffset{};
+    const Neighbours mNeighbours;
     const rows::Repeat mRepeat;
     GrowthImages mImages;
     CostQueue mQueue;
@@ -248,11 +258,18 @@ void RequireOptions(const GrowthOptions& options) {
 GrownOrders GrowOrders(const cv::Mat1f& phase, const cv::Mat1s& order, const cv::Mat1b& trust,
                        const GrowthOptions& options, const Progress& progress) {
     RequireOneSize({"the phase", phase}, {{"the orders", order}, {"the trust", trust}});
-    RequireOptions(options);
     double most = 0;
     cv::minMaxLoc(trust, nullptr, &most);
     RequireNumber(most <= static_cast<double>(eTrusted), "a value of the trust", most, "one of Trust, 0 to 3");
-    return OrderGrowth(phase, order, trust, options).Run(progress);
+    SpareImages none;
+    return GrowOrders(phase.isContinuous() ? phase : cv::Mat1f(phase.clone()), order, trust.clone(), options, none,
+                      progress);
+}
+
+GrownOrders GrowOrders(const cv::Mat1f& phase, const cv::Mat1s& order, cv::Mat1b trust, const GrowthOptions& options,
+                       SpareImages& spares, const Progress& progress) {
+    RequireOptions(options);
+    return OrderGrowth(phase, order, std::move(trust), options, spares).Run(progress);
 }
 
 }  // namespace measure

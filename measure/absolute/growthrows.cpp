@@ -9,18 +9,10 @@
 namespace measure::rows {
 
 MEASURE_WIDE void LiftRow(const float* __restrict phase, const std::int16_t* __restrict order,
-                          const std::uint8_t* __restrict trust, const GrowingRow& row, std::size_t count) {
-    float* __restrict copy = row.phase, * __restrict absolute = row.absolute;
-    std::uint8_t* __restrict given = row.trust, * __restrict state = row.state;
-    for (std::size_t x = 0; x < count; ++x) {
-        const float own = phase[x];
-        copy[x] = own;
-        absolute[x] = own + kRadiansPerPeriod * static_cast<float>(order[x]);
-    }
-    for (std::size_t x = 0; x < count; ++x) {
-        given[x] = trust[x];
-        state[x] = trust[x] ? eRest : eOut;
-    }
+                          const std::uint8_t* __restrict trust, float* __restrict absolute,
+                          std::uint8_t* __restrict state, std::size_t count) {
+    for (std::size_t x = 0; x < count; ++x) absolute[x] = phase[x] + kRadiansPerPeriod * static_cast<float>(order[x]);
+    for (std::size_t x = 0; x < count; ++x) state[x] = trust[x] ? eRest : eOut;
 }
 
 MEASURE_WIDE void LinkRow(const float* __restrict absolute, const std::uint8_t* __restrict trust, float maxStep,
@@ -33,20 +25,20 @@ MEASURE_WIDE void LinkRow(const float* __restrict absolute, const std::uint8_t* 
     }
 }
 
-MEASURE_WIDE Differences CompareRow(const GrownRow& row, const Repeat& repeat, float* __restrict absolute,
-                                    std::uint8_t* __restrict mask, std::size_t count) {
+MEASURE_WIDE Differences CompareRow(const GrownRow& row, const Repeat& repeat, std::size_t count) {
+    float* __restrict absolute = row.absolute;
+    std::uint8_t* __restrict state = row.state;
     const GrownRow r = row;
     const Repeat every = repeat;
     const int keepsAlone = every.radians == 0;
     Differences found;
     for (std::size_t x = 0; x < count; ++x) {
         const float own = r.phase[x] + kRadiansPerPeriod * static_cast<float>(r.order[x]);
-        const int isTrusted = r.trust[x] == eTrusted, isFixed = r.state[x] == eFixed,
-                  isAlone = isTrusted & (1 - isFixed);
-        const int differs = isFixed & !every.AreSame(r.grown[x], own), isDropped = differs & isTrusted;
+        const int isTrusted = r.trust[x] == eTrusted, isFixed = state[x] == eFixed, isAlone = isTrusted & (1 - isFixed);
+        const int differs = isFixed & !every.AreSame(absolute[x], own), isDropped = differs & isTrusted;
         const int isValid = (isFixed - isDropped) | (isAlone & keepsAlone);
-        mask[x] = static_cast<std::uint8_t>(-isValid);
-        absolute[x] = isValid ? r.grown[x] : std::numeric_limits<float>::quiet_NaN();
+        state[x] = static_cast<std::uint8_t>(-isValid);
+        absolute[x] = isValid ? absolute[x] : std::numeric_limits<float>::quiet_NaN();
         found.corrected += differs - isDropped;
         found.contradicted += isDropped;
     }

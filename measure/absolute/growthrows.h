@@ -21,13 +21,9 @@ struct Repeat {
     float radians, inverse;
 };
 
-struct GrowingRow {
-    float *phase, *absolute;
-    std::uint8_t *trust, *state;
-};
-// Copies phase and trust; absolute = phase + 2 pi order; a pixel of any trust is at rest, others are out.
-void LiftRow(const float* phase, const std::int16_t* order, const std::uint8_t* trust, const GrowingRow& row,
-             std::size_t count);
+// absolute = phase + 2 pi order; a pixel of any trust is at rest, others are out.
+void LiftRow(const float* phase, const std::int16_t* order, const std::uint8_t* trust, float* absolute,
+             std::uint8_t* state, std::size_t count);
 
 // 0 where a pixel is not trusted, 1 where it is, 2 where it continues the trusted pixel before it: their absolute
 // phases are less than `maxStep` apart.
@@ -35,15 +31,17 @@ void LinkRow(const float* absolute, const std::uint8_t* trust, float maxStep, st
 
 // What has grown of a row, and what its pixels said by themselves.
 struct GrownRow {
-    const float *grown, *phase;
+    float* absolute;
+    std::uint8_t* state;
+    const float* phase;
     const std::int16_t* order;
-    const std::uint8_t *state, *trust;
+    const std::uint8_t* trust;
 };
 struct Differences {
     int corrected = 0, contradicted = 0;
 };
-// Drops what contradicts its own trusted order, and what nothing trusted reaches.
-Differences CompareRow(const GrownRow& row, const Repeat& repeat, float* absolute, std::uint8_t* mask,
-                       std::size_t count);
+// Drops what contradicts its own trusted order, and what nothing trusted reaches: absolute phases become NaN there, the
+// states a mask of the others.
+Differences CompareRow(const GrownRow& row, const Repeat& repeat, std::size_t count);
 
 }  // namespace measure::rows

@@ -10,6 +10,7 @@
 #include "measure/absolute.h"
 #include "measure/absolute/candidaterows.h"
 #include "measure/absolute/coding.h"
+#include "measure/absolute/decision.h"
 #include "measure/absolute/wrapping.h"
 #include "measure/base/arguments.h"
 #include "measure/error.h"
@@ -230,14 +231,22 @@ void RequireSets(const std::vector<PhaseSet>& sets, const OrderRange& range, dou
 
 OrderDecision DecideOrders(const std::vector<PhaseSet>& sets, const OrderRange& range, double noise,
                            const Progress& progress) {
+    OrderDecision decision;
+    DecideOrders(sets, range, noise, decision, progress);
+    return decision;
+}
+
+void DecideOrders(const std::vector<PhaseSet>& sets, const OrderRange& range, double noise, OrderDecision& decision,
+                  const Progress& progress) {
     RequireSets(sets, range, noise);
     const cv::Size size = sets[0].phase.size();
-    OrderDecision decision{cv::Mat1s(size), cv::Mat1f(size), cv::Mat1f(size)};
+    decision.order.create(size);
+    decision.residual.create(size);
+    decision.lead.create(size);
     ForRowBands(size, progress, "deciding the orders", [&](const cv::Range& rows) {
         OrderKernel kernel(sets, range, noise);
         for (int y = rows.start; y < rows.end; ++y) kernel.DecideRow(y, decision);
     });
-    return decision;
 }
 
 }  // namespace measure

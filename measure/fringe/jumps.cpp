@@ -9,6 +9,7 @@
 
 #include "measure/base/arguments.h"
 #include "measure/base/wide.h"
+#include "measure/fringe/jumps.h"
 #include "measure/unwrap.h"
 
 namespace measure {
@@ -23,7 +24,7 @@ MEASURE_WIDE int CountJumps(const float* a, const float* b, int count) {
 }
 
 // Jumps between a row and another one, which may be the same row shifted by a pixel. Few parts of a row have any.
-int MarkJumps(const float* a, const float* b, std::uint8_t* whereA, std::uint8_t* whereB, int count) {
+int MarkPairs(const float* a, const float* b, std::uint8_t* whereA, std::uint8_t* whereB, int count) {
     constexpr int kPart = 64;
     int jumps = 0;
     for (int first = 0; first < count; first += kPart) {
@@ -102,13 +103,18 @@ bool LooksWrapped(const cv::Mat1f& phase, const cv::Mat1b& usable) {
 
 Jumps FindJumps(const cv::Mat1f& unwrapped) {
     RequireOneSize({"the phase", unwrapped});
-    Jumps jumps{0, cv::Mat1b(unwrapped.size(), 0)};
+    Jumps jumps{0, cv::Mat1b(unwrapped.size())};
+    jumps.count = MarkJumps(unwrapped, jumps.where);
+    return jumps;
+}
+
+int MarkJumps(const cv::Mat1f& unwrapped, cv::Mat1b& where) {
+    where = 0;
+    int jumps = 0;
     for (int y = 0; y < unwrapped.rows; ++y) {
         const float* const row = unwrapped[y];
-        std::uint8_t* const where = jumps.where[y];
-        jumps.count += MarkJumps(row, row + 1, where, where + 1, unwrapped.cols - 1);
-        if (y + 1 < unwrapped.rows)
-            jumps.count += MarkJumps(row, unwrapped[y + 1], where, jumps.where[y + 1], unwrapped.cols);
+        jumps += MarkPairs(row, row + 1, where[y], where[y] + 1, unwrapped.cols - 1);
+        if (y + 1 < unwrapped.rows) jumps += MarkPairs(row, unwrapped[y + 1], where[y], where[y + 1], unwrapped.cols);
     }
     return jumps;
 }
