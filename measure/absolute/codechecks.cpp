@@ -99,13 +99,17 @@ private:
                mState.Finest().modulation(at) >= mState.leastModulation;
     }
 
-    // Whether the phase runs on over four pixels in a row as evenly as its noise lets it; at the edge of an object any
-    // step is right.
-    bool IsEven(cv::Point a, cv::Point b) const {
+    // By how much the phase rises over four pixels in a row, where it runs on as evenly as its noise lets it; 0
+    // elsewhere: at the edge of an object any step is right. So may be the code of one pixel whose bit differs from
+    // that of both its neighbours, which is noise at the threshold.
+    float RiseAcross(cv::Point a, cv::Point b) const {
         const cv::Point before = a - (b - a), after = b + (b - a);
         const cv::Rect inside(cv::Point(), mCode.code.size());
         if (!inside.contains(before) || !inside.contains(after) || !mState.usable(before) || !mState.usable(after))
-            return false;
+            return 0;
+        const auto grayAt = [this](cv::Point at) { return ToGray(mCode.code(at)); };
+        const Bits differing = grayAt(a) ^ grayAt(b);
+        if (((grayAt(before) ^ grayAt(a)) | (grayAt(after) ^ grayAt(b))) & differing) return 0;
         const cv::Mat1f& phase = mState.Finest().phase;
         const float first = WrapRadians(phase(a) - phase(before)), middle = WrapRadians(phase(b) - phase(a)),
                     last = WrapRadians(phase(after) - phase(b));
@@ -114,7 +118,7 @@ private:
         const auto finest = static_cast<std::size_t>(mState.result.finest);
         const double variance = mState.Variance(finest, static_cast<double>(mState.Finest().modulation(a)));
         const auto bend = static_cast<float>(std::min(kMostBend, kLeastBend + 3 * std::sqrt(6 * variance)));
-        return std::abs(middle - first) < bend && std::abs(last - middle) < bend;
+        return std::abs(middle - first) < bend && std::abs(last - middle) < bend ? first + middle + last : 0;
     }
 
     void Compare(cv::Point a, cv::Point b) {
@@ -122,10 +126,10 @@ private:
         if (step == 0) return;
         mChanges += mState.usable(a) && mState.usable(b);
         if (!DifferInOneBit(mCode.code(a), mCode.code(b))) return;
-        if (!IsGood(a) || !IsGood(b) || !IsEven(a, b)) return;
+        const float rise = IsGood(a) && IsGood(b) ? RiseAcross(a, b) : 0;
+        if (rise == 0) return;
         ++mCount;
-        const cv::Mat1f& phase = mState.Finest().phase;
-        const bool rises = WrapRadians(phase(b) - phase(a)) > 0;
+        const bool rises = rise > 0;
         ++mSteps[std::uint64_t{mCode.code(a)} << 17 | std::uint64_t{mCode.code(b)} << 1 | std::uint64_t{rises}];
         if (std::abs(step) != 1) return;
         ++mOnes;

@@ -94,20 +94,21 @@ double ShareOff(const std::vector<CodeLevels>& sample, double most) {
 // The same for all usable pixels, as far as the light tells: many are too dark to show their levels.
 double ShareOffInLight(const DecodeState& state, const std::vector<CodeLevels>& sample, double most) {
     constexpr int kStep = 3;
+    constexpr double kDeviations = 1.5;  // by which noise alone puts the middle off
     const Light light = FitLight(sample);
     double halves = 0, modulations = 0;
     for (const CodeLevels& levels : sample) {
         halves += levels.half;
         modulations += levels.modulation;
     }
-    const double reach = most * halves / modulations;
+    const double reach = most * halves / modulations, least = kDeviations * state.result.noise;
     int off = 0, all = 0;
     for (int y = 0; y < state.usable.rows; y += kStep)
         for (int x = 0; x < state.usable.cols; x += kStep) {
             if (!state.usable(y, x)) continue;
             const auto modulation = static_cast<double>(state.Finest().modulation(y, x));
             ++all;
-            off += std::abs(light.At(modulation)) > reach * modulation;
+            off += std::abs(light.At(modulation)) > std::max(reach * modulation, least);
         }
     return static_cast<double>(off) / std::max(all, 1);
 }

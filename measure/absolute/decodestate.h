@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cmath>
 #include <opencv2/core.hpp>
 #include <string>
 #include <vector>
@@ -68,6 +69,12 @@ struct DecodeState {
         const bool isCorrected = result.ripples[set].known && options.correctRipple;
         const double rms = isCorrected || frames > 4 ? kCorrected : frames == 3 ? kOfThreeSteps : kOfFourSteps;
         return rms * rms;
+    }
+    // Less modulation than noise needs to turn a bit of the code now and then; 0 without one.
+    double ReadableModulation() const {
+        constexpr double kDeviations = 4;
+        if (!axis.gray) return 0;
+        return kDeviations * result.noise / (axis.gray->inverse.empty() ? 1 : std::sqrt(2.0));
     }
 };
 

@@ -65,6 +65,20 @@ double CountSlipsAtBorders(const cv::Mat1f& coordinate, double period, double ce
     return kStep * std::abs(sum);
 }
 
+// Of the valid pixels, those in which noise alone may turn a bit of the code.
+double ShareOfUnreadable(const DecodeState& state) {
+    constexpr int kStep = 5;
+    const auto readable = static_cast<float>(state.ReadableModulation());
+    int all = 0, unreadable = 0;
+    for (int y = 0; y < state.result.mask.rows && readable > 0; y += kStep)
+        for (int x = 0; x < state.result.mask.cols; x += kStep) {
+            if (!state.result.mask(y, x)) continue;
+            ++all;
+            unreadable += state.result.modulation(y, x) < readable;
+        }
+    return static_cast<double>(unreadable) / std::max(all, 1);
+}
+
 void NoteSlips(DecodeState& state, double valid) {
     constexpr double kMostSlips = 1e-3;
     if (!state.axis.gray) return;
@@ -88,7 +102,8 @@ std::string HintOfExchangedDirections(const AbsolutePhase& columns, const Absolu
 
 void NoteDoubts(DecodeState& state) {
     constexpr double kMostCorrected = 0.1, kMostTorn = 0.01, kMostMisfits = 0.01, kMostContradicted = 0.01,
-                     kLeastValid = 0.9, kMostBeyond = 0.005, kMostSaturated = 0.01, kNothing = 0.01;
+                     kLeastValid = 0.9, kMostBeyond = 0.005, kMostSaturated = 0.01, kNothing = 0.01,
+                     kOfUnreadable = 0.2;
     AbsolutePhase& result = state.result;
     const auto percent = [](double share) { return cv::format("%.1f %%", 100 * share); };
     if (result.repeat > 0)
@@ -104,7 +119,8 @@ void NoteDoubts(DecodeState& state) {
     limit("share of the usable pixels that their neighbours contradict", contradicted, kMostContradicted,
           percent(contradicted) + " of the usable pixels were dropped because their neighbours contradict them");
     const double corrected = result.corrected / valid;
-    limit("share of the pixels whose order was corrected by neighbours", corrected, kMostCorrected,
+    limit("share of the pixels whose order was corrected by neighbours", corrected,
+          kMostCorrected + kOfUnreadable * ShareOfUnreadable(state),
           percent(corrected) +
               " of the pixels were given another order than their own by their neighbours: do all "
               "pictures belong to this scan and stand in their place?");

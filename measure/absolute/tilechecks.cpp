@@ -84,16 +84,22 @@ void CheckTiles(DecodeState& state) {
         return std::sqrt(std::max(0.0, sum - noises * noise * tile.count) / std::max(tile.squares, 1e-9));
     };
     const auto medianOf = [](std::vector<double> values) { return MedianOf(values); };  // of a copy, which it reorders
-    std::vector<double> levels, residuals, differences;
+    std::vector<double> levels, residuals, differences, modulations;
     for (const Misfits& tile : tiles) {
         levels.push_back(std::sqrt(tile.residuals / tile.count));
         residuals.push_back(relative(tile, tile.residuals, (frames - 3) / frames));
         differences.push_back(relative(tile, tile.differences, 2 / 3.0));
+        modulations.push_back(std::sqrt(tile.squares / tile.count));
     }
     const auto finest = static_cast<std::size_t>(state.result.finest);
     if (frames > 3 && !state.frames[finest].IsInDoubt()) {
-        // Fringes that are no sines leave a residual everywhere, and noise one that does not depend on the modulation.
-        const double level = kMoreLevels * medianOf(levels), limit = kMostResidual + medianOf(residuals);
+        // Fringes that are no sines leave a residual everywhere, which noise hides where there is little modulation,
+        // and noise one that does not depend on the modulation.
+        std::vector<double> ofBright;
+        const double bright = medianOf(modulations);
+        for (std::size_t i = 0; i < tiles.size(); ++i)
+            if (modulations[i] >= bright) ofBright.push_back(residuals[i]);
+        const double level = kMoreLevels * medianOf(levels), limit = kMostResidual + medianOf(ofBright);
         const double misfit = ShareIn(tiles, [&](std::size_t i) { return levels[i] > level && residuals[i] > limit; });
         const std::string name = NameOf(finest);
         Note(state.result,
@@ -121,9 +127,12 @@ double ShareOfTornParts(const DecodeState& state, const cv::Mat1f& phase, const 
     struct Corrections : Tile {
         int corrected = 0;
     };
+    const auto readable = static_cast<float>(state.ReadableModulation());
+    const cv::Mat1f& modulation = state.Finest().modulation;
     const auto look = [&](Corrections& tile, int y, int x) {
         if (!grown.mask(y, x)) return;
         ++tile.count;
+        if (modulation(y, x) < readable) return;
         const float own = phase(y, x) + kRadiansPerPeriod * static_cast<float>(decision.order(y, x));
         const float absolute = grown.absolute(y, x);
         tile.corrected +=

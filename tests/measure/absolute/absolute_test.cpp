@@ -121,6 +121,7 @@ TEST(Absolute, EveryRightCodingIsDecoded) {
         {"code and beat", "two-objects", beats, noisy},
         {"code before narrow objects", "narrow", Gray(24, 12, 0, Bits::eInverse, 3), Camera(8, 2.2, 2)},
         {"code in little light", "two-objects", Gray(24, 12), Camera(8, 1, 0.5, 0.2)},
+        {"code in little light and noise", "steep", Gray(64, 32, 0, Bits::eWhiteBlack), Camera(8, 1, 3.5, 0.35)},
         {"code along rows", "islands", Gray(24, 12), usual, Axis::eRows},
         {"periods along rows", "two-objects", Periods({1, 8, 64}), usual, Axis::eRows},
         {"a beat of 200 columns", "two-objects", Periods({28.8, 19.2}, 3), Camera(8, 1.6, 1), Axis::eColumns, 3},

@@ -1,93 +1,17 @@
-#include "measure/absolute/checks.h"
-
+// Whether the sets of fringes fit to each other, as their periods say.
 #include <algorithm>
 #include <cmath>
 #include <complex>
-#include <numeric>
 
 #include "measure/absolute/checknotes.h"
+#include "measure/absolute/checks.h"
 #include "measure/absolute/coding.h"
 #include "measure/absolute/noise.h"
-#include "measure/absolute/wrapping.h"
-#include "measure/base/arguments.h"
 #include "measure/error.h"
-#include "measure/frames.h"
-#include "measure/fringe/exchange.h"
-#include "measure/fringe/fullscale.h"
 #include "measure/fringe/harmonics.h"
 
 namespace measure {
 namespace {
-
-// --- Pictures
-
-class PictureComparison {
-public:
-    explicit PictureComparison(const cv::Mat& first) : mFirst(first) {}
-
-    void Compare(const std::string& key, const cv::Mat& picture) const {
-        RequireOneKind({"sines[0].frames[0]", mFirst}, {{key, picture}});
-    }
-    void CompareIfAny(const std::string& key, const cv::Mat& picture) const {
-        if (!picture.empty()) Compare(key, picture);
-    }
-    void CompareAll(const std::string& key, const std::vector<cv::Mat>& pictures, std::size_t count) const {
-        if (pictures.size() != count)
-            throw InputError(key + ": " + std::to_string(pictures.size()) + " pictures for " + std::to_string(count) +
-                             " in the description");
-        for (std::size_t k = 0; k < count; ++k) Compare(key + "[" + std::to_string(k) + "]", pictures[k]);
-    }
-
-private:
-    cv::Mat mFirst;
-};
-
-// --- The order of frames
-
-std::vector<int> NaturalOrder(const std::vector<std::filesystem::path>& files) {
-    std::vector<int> order(files.size());
-    std::iota(order.begin(), order.end(), 0);
-    std::stable_sort(order.begin(), order.end(), [&](int a, int b) {
-        return NaturalLess(files[static_cast<std::size_t>(a)].filename().u8string(),
-                           files[static_cast<std::size_t>(b)].filename().u8string());
-    });
-    return order;
-}
-
-void CheckFrameOrder(DecodeState& state, std::size_t set) {
-    const SineSet& described = state.axis.sines[set];
-    std::vector<Levels> pixels;
-    for (const cv::Point& at : state.best) pixels.push_back(LevelsAt(state.pictures.sines[set], at.y, at.x));
-    const OrderFit fit(described.shifts, pixels);
-    std::vector<int> given(described.shifts.size());
-    std::iota(given.begin(), given.end(), 0);
-    const double rms = fit.Rms(given);
-    const std::string name = NameOf(set);
-    double best = rms;
-    std::string advice;
-    const auto consider = [&](const std::vector<int>& order, const std::string& text) {
-        constexpr double kAsWell = 1.02;
-        const double other = fit.Rms(order);
-        if (other >= best * kAsWell || other >= rms) return;
-        // With four frames, either of two exchanges explains the other.
-        advice = other < best / kAsWell ? text : advice + (advice.empty() ? "" : ", or ") + text;
-        best = std::min(best, other);
-    };
-    for (std::size_t a = 0; a < given.size(); ++a)
-        for (std::size_t b = a + 1; b < given.size(); ++b) {
-            std::vector<int> order = given;
-            std::swap(order[a], order[b]);
-            consider(order, "frames[" + std::to_string(a) + "] and frames[" + std::to_string(b) + "] exchanged");
-        }
-    if (!described.frames.empty()) consider(NaturalOrder(described.frames), "the frames in the order of their numbers");
-    // What is left without noise and harmonics is rounding; nothing is to be learned from it.
-    const double ratio = rms > 0.5 * state.result.noise + 1e-3 * state.fringes[set].limits.fullScale ? best / rms : 1.0;
-    const bool isInOrder = state.frames[set].isInOrder = ratio > 0.9;
-    Note(state.result, {name + ": fit of the frames in another order", ratio, 0.9, isInOrder},
-         name + " fits better with " + advice + " (rms " + Text(best) + " instead of " + Text(rms) + " grey levels)");
-}
-
-// --- Phases against each other
 
 class RelationTest {
 public:
@@ -181,61 +105,6 @@ std::string ExplainMisfit(const RelationTest& test, const std::vector<int>& fact
 }
 
 }  // namespace
-
-void CheckDescription(const CodedAxis& axis) {
-    if (axis.sines.empty()) throw InputError("sines: at least one set of shifted fringes is needed");
-    RequirePositive("length", axis.length);
-    RequireNumber(axis.direction == 1 || axis.direction == -1, "direction", axis.direction, "1 or -1");
-    if (axis.origin) RequireFinite("origin", *axis.origin);
-    for (std::size_t i = 0; i < axis.sines.size(); ++i) RequirePositive(NameOf(i) + ".period", axis.sines[i].period);
-    if (!axis.gray) return;
-    RequirePositive("gray.cell", axis.gray->cell);
-    const double offset = axis.gray->offset;
-    RequireNumber(std::abs(offset) <= axis.length, "gray.offset", offset, "at most the length in projector pixels");
-    const std::size_t bits = axis.gray->frames.size(), inverse = axis.gray->inverse.size();
-    if (inverse > 0) RequireOneLength("gray.inverse", inverse, "gray.frames", bits);
-}
-
-void CheckPictures(const CodedAxis& axis, const AxisPictures& pictures) {
-    if (pictures.sines.size() != axis.sines.size() || pictures.sines[0].empty())
-        throw InputError("sines: " + std::to_string(pictures.sines.size()) + " sets of pictures for " +
-                         std::to_string(axis.sines.size()) + " in the description");
-    const PictureComparison comparison(pictures.sines[0][0]);
-    for (std::size_t i = 0; i < axis.sines.size(); ++i)
-        comparison.CompareAll(NameOf(i) + ".frames", pictures.sines[i], axis.sines[i].shifts.size());
-    comparison.CompareAll("gray.frames", pictures.gray, axis.gray ? axis.gray->frames.size() : 0);
-    comparison.CompareAll("gray.inverse", pictures.inverse, axis.gray ? axis.gray->inverse.size() : 0);
-    comparison.CompareIfAny("white", pictures.white);
-    comparison.CompareIfAny("black", pictures.black);
-}
-
-void CheckFrameOrder(DecodeState& state) {
-    for (std::size_t set = 0; set < state.Count(); ++set)
-        if (state.axis.sines[set].shifts.size() > 3) CheckFrameOrder(state, set);
-}
-
-void NoteMisfits(DecodeState& state) {
-    for (std::size_t set = 0; set < state.Count(); ++set) {
-        const std::string of = NameOf(set);
-        const auto name = [set](int frame) { return FrameName(set, frame); };
-        const auto& [misfit, alike, isInOrder] = state.frames[set];
-        if (alike.a >= 0) state.result.warnings.push_back(AlikeText(alike, name));
-        const bool isSmall = misfit.share <= Misfit::kMuch;
-        state.result.checks.push_back(
-            {of + ": what neither noise nor the shape of the fringes explains, of the modulation", misfit.share,
-             Misfit::kMuch, isSmall});
-        const FringePhase& fringes = state.fringes[set];
-        const double clip = FindClipLevel({state.pictures.sines[set], fringes.shifts}, fringes);
-        if (clip > 0) state.result.warnings.push_back(of + ": " + ClipText(clip, fringes.limits.fullScale));
-        // Frames in a wrong order, which has been said, do not fit either.
-        if (!isInOrder) continue;
-        const Ripple& ripple = state.result.ripples[set];
-        if (!isSmall)
-            state.result.warnings.push_back(of + ": " + MisfitText(misfit, name));
-        else if (alike.a < 0 && ripple.IsOfOtherFrames())
-            state.result.warnings.push_back(of + ": " + OtherFramesText(ripple));
-    }
-}
 
 void CheckMeans(DecodeState& state) {
     constexpr double kLimit = 0.35;
