@@ -20,7 +20,8 @@ struct CodeLevels {
 
 float ThresholdAt(const DecodeState& state, int y, int x) {
     const AxisPictures& pictures = state.pictures;
-    if (!pictures.inverse.empty() || pictures.white.empty() || pictures.black.empty()) return state.Finest().mean(y, x);
+    if (!pictures.inverse.empty() || pictures.white.empty() || pictures.black.empty())
+        return state.FinestMeans().At(y, x);
     return (LevelAt(pictures.white, y, x) + LevelAt(pictures.black, y, x)) / 2;
 }
 

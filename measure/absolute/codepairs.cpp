@@ -56,7 +56,7 @@ std::optional<std::pair<std::size_t, std::size_t>> FindSamePictures(const Decode
     std::vector<Levels> pixels;  // above the mean of the fringes
     for (const cv::Point& at : state.best) {
         Levels levels = LevelsAt(pictures, at.y, at.x);
-        for (double& level : levels) level -= static_cast<double>(state.Finest().mean(at));
+        for (double& level : levels) level -= static_cast<double>(state.FinestMeans().At(at));
         pixels.push_back(std::move(levels));
     }
     const auto sumOfSquares = [&](const auto& valueOf) {

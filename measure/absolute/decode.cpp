@@ -26,7 +26,7 @@ public:
         CheckSets(mState, mProgress);
         NoteMisfits(mState);
         for (FringePhase& fringes : mState.fringes) {  // what follows needs other images of that size
-            for (cv::Mat1f* image : {&fringes.mean, &fringes.residual}) mState.spares.Keep(*image);
+            mState.spares.Keep(fringes.residual);
             for (cv::Mat1b* image : {&fringes.saturated, &fringes.usable}) mState.spares.Keep(*image);
         }
         Decide();

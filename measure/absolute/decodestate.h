@@ -7,6 +7,7 @@
 
 #include "measure/absolute.h"
 #include "measure/base/spareimages.h"
+#include "measure/fringe/means.h"
 #include "measure/fringe/misfit.h"
 
 namespace measure {
@@ -39,14 +40,16 @@ struct DecodeState {
     std::vector<double> periods;     // in that order, projector pixels
     int repeat = 0;  // orders of the finest set after which all sets repeat; may be beyond the length; 0: never
 
-    std::vector<FringePhase> fringes;  // phases after the correction of ripple, rising with the projector pixel
-    cv::Mat1b usable;                  // 255 where all sets are
-    std::vector<cv::Point> best;       // some thousand pixels of much modulation
-    float leastModulation = 0;         // of these
-    std::vector<FrameCheck> frames;    // of each set
-    std::vector<double> origins;       // radians, per set: its phase at the position 0
-    GrayDecoding code;                 // empty without one
-    bool commonOrigins = true;         // the sets were not given origins of their own by the edges of a code
+    std::vector<FringePhase> fringes;  // phases after the correction of ripple, rising with the projector pixel;
+                                       // without the images of the mean
+    std::vector<Means> means;        // of each set
+    cv::Mat1b usable;                // 255 where all sets are
+    std::vector<cv::Point> best;     // some thousand pixels of much modulation
+    float leastModulation = 0;       // of these
+    std::vector<FrameCheck> frames;  // of each set
+    std::vector<double> origins;     // radians, per set: its phase at the position 0
+    GrayDecoding code;               // empty without one
+    bool commonOrigins = true;       // the sets were not given origins of their own by the edges of a code
     AbsolutePhase result;
     SpareImages spares;
     double torn = 0;     // see ShareOfTornParts
@@ -55,6 +58,7 @@ struct DecodeState {
 
     std::size_t Count() const { return fringes.size(); }
     const FringePhase& Finest() const { return fringes[static_cast<std::size_t>(result.finest)]; }
+    const Means& FinestMeans() const { return means[static_cast<std::size_t>(result.finest)]; }
     // Orders of the finest set that the sets tell apart.
     double DistinctOrders() const { return repeat > 0 ? repeat : axis.length / periods[0]; }
     // The variance of the phase of a pixel of that modulation, radians squared.

@@ -10,7 +10,9 @@
 #include "measure/absolute/noise.h"
 #include "measure/absolute/sharedripple.h"
 #include "measure/error.h"
+#include "measure/fringe/correctripple.h"
 #include "measure/fringe/figures.h"
+#include "measure/fringe/solve.h"
 
 namespace measure {
 namespace {
@@ -99,7 +101,7 @@ void CorrectRipples(DecodeState& state, const Progress& progress) {
                     ripples[i].periodsInView = inView;
                     break;
                 }
-        if (state.options.correctRipple) CorrectRipple(state.fringes[i], ripples[i], progress);
+        if (state.options.correctRipple) CorrectRipple(state.fringes[i], state.means[i], ripples[i], progress);
     }
     FindUsable(state);
 }
@@ -118,7 +120,7 @@ void DecodeCode(DecodeState& state, const Progress& progress) {
         cv::addWeighted(pictures.white, 0.5, pictures.black, 0.5, 0.0, threshold, CV_32F);
         state.code = DecodeGray(pictures.gray, threshold, modulation, progress);
     } else {
-        state.code = DecodeGray(pictures.gray, state.Finest().mean, modulation, progress);
+        state.code = DecodeGray(pictures.gray, state.FinestMeans().Image(), modulation, progress);
     }
 }
 
@@ -146,8 +148,8 @@ void FindOrigins(DecodeState& state) {
 std::string LightOf(const DecodeState& state, std::size_t set) {
     const FringePhase& fringes = state.fringes[set];
     const FringeLimits& limits = fringes.limits;
-    const double dark =
-        cv::countNonZero(fringes.mean < limits.minMean * limits.fullScale) / static_cast<double>(fringes.mean.total());
+    const cv::Mat1f mean = state.means[set].Image();
+    const double dark = cv::countNonZero(mean < limits.minMean * limits.fullScale) / static_cast<double>(mean.total());
     auto modulations = Sample(fringes.modulation.size(), [&](int y, int x) { return fringes.modulation(y, x); });
     return NameOf(set) + cv::format(
                              ": %.0f %% are saturated, %.0f %% dark, half have a modulation below %.1f %% of "
@@ -165,8 +167,9 @@ void SolveSets(DecodeState& state, const Progress& progress) {
     SortSets(state);
     for (std::size_t i = 0; i < state.axis.sines.size(); ++i) {
         try {
-            state.fringes.push_back(
-                SolveFringes({state.pictures.sines[i], state.axis.sines[i].shifts}, state.options.limits, progress));
+            const FringeSet set{state.pictures.sines[i], state.axis.sines[i].shifts};
+            state.fringes.push_back(SolveWithoutMean(set, state.options.limits, progress));
+            state.means.emplace_back(set);
         } catch (const InputError& error) {
             throw InputError(NameOf(i) + ": " + error.what());
         }

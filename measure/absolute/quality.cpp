@@ -9,14 +9,16 @@ namespace {
 
 constexpr double kManyDoubtfulBits = 0.05;
 
-void AssessSets(const DecodeState& state, AxisQuality& quality) {
+void AssessSets(DecodeState& state, AxisQuality& quality) {
     for (std::size_t set = 0; set < state.Count(); ++set) {
         const Ripple ripple = set < quality.ripples.size() ? quality.ripples[set] : Ripple{};
         const SineSet& sines = state.axis.sines[set];
         std::vector<std::string> names;
         for (const auto& file : sines.frames) names.push_back(file.filename().string());
-        quality.sets.push_back(
-            AssessFringes({state.pictures.sines[set], sines.shifts}, state.fringes[set], ripple, names));
+        FringePhase& fringes = state.fringes[set];
+        fringes.mean = state.means[set].Image();
+        quality.sets.push_back(AssessFringes({state.pictures.sines[set], sines.shifts}, fringes, ripple, names));
+        fringes.mean.release();
         quality.verdict = std::max(quality.verdict, quality.sets.back().verdict);
     }
     quality.ripples.resize(state.Count());

@@ -113,7 +113,7 @@ void CheckMeans(DecodeState& state) {
         if (set == finest) continue;
         double differences = 0, modulations = 0;
         for (const cv::Point& at : state.best) {
-            const auto difference = static_cast<double>(state.fringes[set].mean(at) - state.Finest().mean(at));
+            const auto difference = static_cast<double>(state.means[set].At(at) - state.FinestMeans().At(at));
             const auto b = static_cast<double>(state.Finest().modulation(at));
             differences += difference * difference;
             modulations += b * b;

@@ -7,6 +7,7 @@
 
 #include "measure/absolute/coding.h"
 #include "measure/absolute/noise.h"
+#include "measure/fringe/correctripple.h"
 
 namespace measure {
 namespace {
@@ -133,7 +134,7 @@ void Correct(DecodeState& state, const Parameters& found, const std::vector<bool
             more.amplitude = std::max(more.amplitude, std::hypot(more.sines[i], more.cosines[i]));
             ripple.amplitude = std::max(ripple.amplitude, std::hypot(ripple.sines[i], ripple.cosines[i]));
         }
-        CorrectRipple(state.fringes[set], more);
+        CorrectRipple(state.fringes[set], state.means[set], more);
     }
 }
 

@@ -65,8 +65,8 @@ std::vector<Misfits> SumMisfits(const DecodeState& state) {
         tile.squares += square(finest.modulation(y, x));
         if (!finest.residual.empty()) tile.residuals += square(finest.residual(y, x));
         float difference = 0;
-        for (const FringePhase& set : state.fringes)
-            difference = std::max(difference, std::abs(set.mean(y, x) - finest.mean(y, x)));
+        const float mean = state.FinestMeans().At(y, x);
+        for (const Means& set : state.means) difference = std::max(difference, std::abs(set.At(y, x) - mean));
         tile.differences += square(difference);
     });
 }

@@ -3,6 +3,7 @@
 
 #include "measure/base/arguments.h"
 #include "measure/fringe.h"
+#include "measure/fringe/correctripple.h"
 #include "measure/fringe/harmonicrows.h"
 #include "measure/fringe/harmonics.h"
 #include "measure/fringe/rowbands.h"
@@ -48,8 +49,7 @@ rows::Gain GainOf(const Ripple& ripple) {
 }
 
 void Require(const FringePhase& phase, const Ripple& ripple) {
-    RequireOneSize({"the phase", phase.phase}, {{"the mean", phase.mean},
-                                                {"the modulation", phase.modulation},
+    RequireOneSize({"the phase", phase.phase}, {{"the modulation", phase.modulation},
                                                 {"the saturated pixels", phase.saturated},
                                                 {"the usable pixels", phase.usable}});
     for (const auto* list : {&ripple.sines, &ripple.cosines}) {
@@ -61,6 +61,11 @@ void Require(const FringePhase& phase, const Ripple& ripple) {
 }  // namespace
 
 void CorrectRipple(FringePhase& phase, const Ripple& ripple, const Progress& progress) {
+    RequireOneSize({"the phase", phase.phase}, {{"the mean", phase.mean}});
+    CorrectRipple(phase, Means(phase.mean), ripple, progress);
+}
+
+void CorrectRipple(FringePhase& phase, const Means& means, const Ripple& ripple, const Progress& progress) {
     Require(phase, ripple);
     if (!ripple.IsWorthCorrecting()) return;
     if (ripple.harmonics != HarmonicsOf(phase.shifts))
@@ -72,7 +77,7 @@ void CorrectRipple(FringePhase& phase, const Ripple& ripple, const Progress& pro
     ForRowBands(phase.phase.size(), progress, "correcting the ripple", [&](const cv::Range& range) {
         for (int y = range.start; y < range.end; ++y) rows::AddHarmonics(harmonics, multiple, phase.phase[y], width);
     });
-    if (hasGain) UsableTiles(phase, GainOf(ripple)).AddAnew();
+    if (hasGain) UsableTiles(phase, means, GainOf(ripple)).AddAnew();
 }
 
 }  // namespace measure

@@ -9,10 +9,10 @@
 #include "measure/fringe/neighboursums.h"
 #include "measure/fringe/phaserows.h"
 #include "measure/fringe/rowbands.h"
+#include "measure/fringe/solve.h"
 #include "measure/fringe/usabletiles.h"
 
 namespace measure {
-namespace {
 
 std::vector<rows::Weights> SolveWeights(const std::vector<double>& shifts) {
     const auto count = static_cast<double>(shifts.size());
@@ -43,8 +43,6 @@ std::vector<rows::Weights> SolveWeights(const std::vector<double>& shifts) {
     return weights;
 }
 
-}  // namespace
-
 void RequireFrames(const FringeSet& set) {
     const std::size_t count = set.frames.size();
     if (count < 3) throw InputError(cv::format("at least three fringe pictures are needed, %zu given", count));
@@ -72,7 +70,8 @@ double FullScale(const FringeLimits& limits, int depth) {
     return depth == CV_8U ? 255.0 : 65535.0;
 }
 
-// Solves a band of rows from top to bottom. Of the sums it keeps one row, of the sums of three neighbours three.
+// Solves a band of rows from top to bottom. Of the sums it keeps one row, of means without an image two, of the sums of
+// three neighbours three.
 class Solver {
 public:
     Solver(const FringeSet& set, const std::vector<rows::Weights>& weights, FringePhase& result)
@@ -85,7 +84,7 @@ public:
           mSaturation(result.limits.saturation > 1
                           ? INFINITY
                           : static_cast<float>(result.limits.saturation * result.limits.fullScale)),
-          mBuffer(mWidth * 4),
+          mBuffer(mWidth * 6),
           mCosines(result.phase.size()),
           mSines(result.phase.size()) {}
 
@@ -110,6 +109,7 @@ public:
 private:
     float* Row(std::size_t i) { return mBuffer.data() + i * mWidth; }
     rows::Sums RowSums() { return {Row(0), Row(1), Row(2), Row(3)}; }
+    float* MeanRow(int y) { return mResult.mean.empty() ? Row(4 + static_cast<std::size_t>(y % 2)) : mResult.mean[y]; }
 
     void Sum(int y) {
         for (std::size_t k = 0; k < mWeights.size(); ++k) {
@@ -121,7 +121,7 @@ private:
 
     void Store(int y) {
         const rows::Sums sums = RowSums();
-        std::copy_n(sums.a, mWidth, mResult.mean[y]);
+        std::copy_n(sums.a, mWidth, MeanRow(y));
         rows::PhaseOf(sums.c, sums.s, mResult.phase[y], mResult.modulation[y], mWidth);
         rows::MarkSaturated(sums.peak, mSaturation, mResult.saturated[y], mWidth);
         if (mResult.residual.empty()) return;
@@ -143,7 +143,7 @@ private:
     }
 
     void FindUsable(int y) {
-        rows::MarkUsable(mResult.mean[y], mResult.modulation[y], mResult.saturated[y],
+        rows::MarkUsable(MeanRow(y), mResult.modulation[y], mResult.saturated[y],
                          {mCosines.Around(y), mSines.Around(y)}, mLimits, mResult.usable[y], mWidth);
     }
 
@@ -168,7 +168,9 @@ std::vector<double> EqualShifts(int count) {
     return shifts;
 }
 
-FringePhase SolveFringes(const FringeSet& set, const FringeLimits& limits, const Progress& progress) {
+namespace {
+
+FringePhase Solve(const FringeSet& set, const FringeLimits& limits, const Progress& progress, bool keepMean) {
     RequireFrames(set);
     const std::vector<rows::Weights> weights = SolveWeights(set.shifts);
     const cv::Size size = set.frames.front().size();
@@ -176,15 +178,27 @@ FringePhase SolveFringes(const FringeSet& set, const FringeLimits& limits, const
     result.limits = limits;
     result.limits.fullScale = FullScale(limits, set.frames.front().depth());
     result.shifts = set.shifts;
-    for (cv::Mat1f* image : {&result.phase, &result.mean, &result.modulation}) image->create(size);
+    result.phase.create(size);
+    if (keepMean) result.mean.create(size);
+    result.modulation.create(size);
     if (set.frames.size() > 3) result.residual.create(size);
     result.saturated.create(size);
     result.usable.create(size);
     ForRowBands(size, progress, "fitting the fringes",
                 [&](const cv::Range& range) { Solver(set, weights, result).Solve(range); });
     RequireFullScale(set, result);
-    UsableTiles(result).AddWithoutSlope();
+    UsableTiles(result, keepMean ? Means(result.mean) : Means(set)).AddWithoutSlope();
     return result;
+}
+
+}  // namespace
+
+FringePhase SolveFringes(const FringeSet& set, const FringeLimits& limits, const Progress& progress) {
+    return Solve(set, limits, progress, true);
+}
+
+FringePhase SolveWithoutMean(const FringeSet& set, const FringeLimits& limits, const Progress& progress) {
+    return Solve(set, limits, progress, false);
 }
 
 }  // namespace measure

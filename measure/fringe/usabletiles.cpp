@@ -17,8 +17,9 @@ rows::ThreeRows From(const rows::ThreeRows& rows, int x) { return {rows.above + 
 
 }  // namespace
 
-UsableTiles::UsableTiles(FringePhase& phase, const rows::Gain& gain)
+UsableTiles::UsableTiles(FringePhase& phase, const Means& means, const rows::Gain& gain)
     : mPhase(phase),
+      mMeans(means),
       mGain(gain),
       mLimits(phase.limits),
       mLeast(mLimits.modulation / kNear),
@@ -58,12 +59,13 @@ cv::Rect UsableTiles::FindCandidates(const cv::Rect& square) const {
     rows::Limits limits = mLimits;
     limits.modulation /= mGain.most;
     std::array<std::uint8_t, kTile> marks{};
+    std::array<float, kTile> buffer;
     const auto width = static_cast<std::size_t>(square.width);
     int top = square.br().y, bottom = square.y;
     for (int y = square.y; y < square.br().y; ++y) {
-        if (!rows::MarkCandidates(mPhase.mean[y] + square.x, mPhase.modulation[y] + square.x,
-                                  mPhase.saturated[y] + square.x, mPhase.usable[y] + square.x, limits, marks.data(),
-                                  width))
+        const float* const mean = mMeans.Row(y, square.x, square.width, buffer.data());
+        if (!rows::MarkCandidates(mean, mPhase.modulation[y] + square.x, mPhase.saturated[y] + square.x,
+                                  mPhase.usable[y] + square.x, limits, marks.data(), width))
             continue;
         top = std::min(top, y);
         bottom = y + 1;
@@ -77,12 +79,13 @@ cv::Rect UsableTiles::FindCandidates(const cv::Rect& square) const {
 
 void UsableTiles::AddOf(const Tile& tile, const cv::Vec2f& slope) const {
     std::array<std::uint8_t, kTile> reach{};
+    std::array<float, kTile> buffer;
     const int left = tile.inside.x;
     const auto width = static_cast<std::size_t>(tile.inside.width);
     VisitRows(tile, slope, [&](int y, const rows::Neighbourhood& around) {
         const float* const modulation = tile.modulation[y - tile.around.y] + left - tile.around.x;
-        rows::MarkUsable(mPhase.mean[y] + left, modulation, mPhase.saturated[y] + left, around, mLimits, reach.data(),
-                         width);
+        const float* const mean = mMeans.Row(y, left, tile.inside.width, buffer.data());
+        rows::MarkUsable(mean, modulation, mPhase.saturated[y] + left, around, mLimits, reach.data(), width);
         std::uint8_t* const usable = mPhase.usable[y] + left;
         for (std::size_t x = 0; x < width; ++x) usable[x] |= reach[x];
     });

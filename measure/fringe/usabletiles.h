@@ -5,6 +5,7 @@
 
 #include "measure/fringe.h"
 #include "measure/fringe/harmonicrows.h"
+#include "measure/fringe/means.h"
 #include "measure/fringe/phaserows.h"
 
 namespace measure {
@@ -16,7 +17,7 @@ namespace measure {
 class UsableTiles {
 public:
     // The gain frees the modulation of what harmonics make it swing.
-    explicit UsableTiles(FringePhase& phase, const rows::Gain& gain = {});
+    UsableTiles(FringePhase& phase, const Means& means, const rows::Gain& gain = {});
 
     // Adds to phase.usable the pixels of these tiles that reach the limit with the slope taken off, or also those that
     // reach it as they are now.
@@ -45,6 +46,7 @@ private:
     void VisitRows(const Tile& tile, const cv::Vec2f& slope, const Visit& visit) const;
 
     FringePhase& mPhase;
+    const Means mMeans;
     const rows::Gain mGain;
     const rows::Limits mLimits;
     const float mLeast, mMost;  // what is near the limit
