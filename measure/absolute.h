@@ -36,10 +36,11 @@ MEASURE_API GrayDecoding DecodeGray(const std::vector<cv::Mat>& frames, const cv
 // --- Orders of single pixels
 
 struct PhaseSet {
-    cv::Mat1f phase;       // radians; 0 where the position is 0, rising with it
+    cv::Mat1f phase;       // radians, rising with the position
     cv::Mat1f modulation;  // B, grey levels
     double period = 0;     // projector pixels
     int frames = 3;        // that the phase was found from; fewer when their noise was smoothed away counts as more
+    double origin = 0;     // radians: the phase where the position is 0
 };
 
 // Which orders are possible.

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "measure/absolute/decision.h"
 #include "measure/absolute/decodestate.h"
 
 namespace measure {
@@ -28,11 +29,12 @@ void CheckTiles(DecodeState& state);
 
 // The share of the valid pixels in parts of the picture where neighbours have replaced many orders that were not in
 // doubt by noise, having a lead, and the result still jumps nearby: whole areas may have a wrong order there.
-double ShareOfTornParts(const DecodeState& state, const cv::Mat1f& phase, const OrderDecision& decision,
-                        float leastLead, const GrownOrders& grown);
+double ShareOfTornParts(const DecodeState& state, const cv::Mat1f& phase, const OwnOrders& orders,
+                        const GrownOrders& grown);
 
-// The share of the valid pixels in parts of the picture where the phases of the sets fit to no order.
-double ShareOfMisfits(const OrderDecision& decision, const cv::Mat1b& mask);
+// The share of the valid pixels in parts of the picture where the phases of the sets fit to no order; `deviations` as
+// in OwnOrders.
+double ShareOfMisfits(const cv::Mat1f& deviations, const cv::Mat1b& mask);
 
 // Phases must fit to each other as the periods say. Returns, per set, by how many radians it is off on average; what
 // remains of ripple and light, the finest set taken as right.
@@ -42,7 +44,7 @@ std::vector<double> CheckRelations(DecodeState& state);
 void CheckPairs(DecodeState& state);
 
 // Where a scan without a code covers the length of the projector, no surface runs on from its last order to its first.
-void CheckSeams(DecodeState& state, const cv::Mat1f& phase, const OrderDecision& decision);
+void CheckSeams(DecodeState& state, const cv::Mat1f& phase, const cv::Mat1s& order);
 
 // The pictures of a Gray code must be as bright and dark as their threshold, or the fringes, ask for.
 void CheckLevels(DecodeState& state);

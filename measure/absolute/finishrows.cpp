@@ -23,28 +23,19 @@ void ForRows(const cv::Mat& image, const Visit& visit) {
 // Projector pixels by which noise may carry a position beyond the end of the code.
 float Slack(double period) { return static_cast<float>(1 + 0.03 * period); }
 
-// 255 times the probability that the order is right; `wrong` is that of the next best one. Phases that fit each other
-// by more than three deviations badly may have no right order.
+// `wrong` is the probability of the next best order. Phases that fit each other by more than three deviations badly may
+// have no right order.
 MEASURE_WIDE void RatePixels(const float* __restrict residual, const float* __restrict lead,
                              const float* __restrict wrong, bool isCoded, std::uint8_t* __restrict reliability,
-                             const std::uint8_t* __restrict mask, int width) {
+                             int width) {
     constexpr float kMuch = 9;
     const float ofCode = isCoded ? 1.0f : 0.0f, ofSets = 1 - ofCode;
     for (int x = 0; x < width; ++x) {
         const float likely = (1 - wrong[x]) * (kMuch / std::max(ofSets * MisfitOf(residual[x], lead[x]), kMuch));
         const float near = 1 - ofCode * 2 * residual[x];
         const float rating = std::min(std::max(std::min(likely, near), 0.0f), 1.0f);
-        const auto rated = static_cast<int>(255.0f * rating + 0.5f);
-        reliability[x] = static_cast<std::uint8_t>(mask[x] ? rated : 0);
+        reliability[x] = static_cast<std::uint8_t>(static_cast<int>(255.0f * rating + 0.5f));
     }
-}
-
-void RateRow(const float* residual, const float* lead, bool isCoded, cv::Mat1f& buffer, std::uint8_t* reliability,
-             const std::uint8_t* mask) {
-    float* const wrong = buffer[0];
-    for (int x = 0; x < buffer.cols; ++x) wrong[x] = -0.5f * std::min(lead[x], 100.0f);
-    cv::exp(buffer, buffer);
-    RatePixels(residual, lead, wrong, isCoded, reliability, mask, buffer.cols);
 }
 
 struct Doubt {
@@ -169,11 +160,10 @@ void OpenRing(const cv::Mat1f& phase, double period, double length, int count, c
     ForRows(phase, [&](int y) { OpenRow(phase[y], slack, end, count, order[y], phase.cols); });
 }
 
-cv::Mat1b MarkTrusted(DecodeState& state, const OrderDecision& decision, const GrayDecoding& code,
-                      const OrderRange& range, const cv::Mat1f& phase) {
+void MarkTrusted(const DecodeState& state, const DecidedRows& rows, cv::Mat1b& trust) {
     const float period = static_cast<float>(state.result.period), slack = Slack(state.result.period) / period;
     const float end = static_cast<float>(state.axis.length) / period + slack;
-    const bool isSingle = !range.center.empty() && range.count == 1;  // the code alone decides
+    const bool isSingle = !rows.range.center.empty() && rows.range.count == 1;  // the code alone decides
     const int gain = isSingle ? eNearly - eDoubtful : 0;
     // Positions are spread over a cell; near its borders it may have been taken for the next one.
     constexpr double kMostResidual = 0.25, kShareOfCell = 0.7;
@@ -181,36 +171,43 @@ cv::Mat1b MarkTrusted(DecodeState& state, const OrderDecision& decision, const G
     const auto residual = static_cast<float>(std::max(kMostResidual, inCell));
     const TrustLimits limits = state.result.repeat > 0 ? TrustLimits{-kForever, kForever, gain, residual}
                                                        : TrustLimits{-slack, end, gain, residual};
-    cv::Mat1b trust = state.spares.Take<std::uint8_t>(phase.size());
-    const std::vector<float> noMargin(static_cast<std::size_t>(phase.cols), 1.0f);
-    ForRows(phase, [&](int y) {
-        const float *fine = phase[y], *residual = decision.residual[y], *lead = decision.lead[y];
-        const float* margin = code.margin.empty() ? noMargin.data() : code.margin[y];
-        const short* order = decision.order[y];
-        const std::uint8_t* usable = state.usable[y];
-        MarkRow({fine, residual, lead, margin, order, usable}, limits, trust[y], phase.cols);
+    const OrderDecision& decision = rows.decision;
+    const std::vector<float> noMargin(static_cast<std::size_t>(trust.cols), 1.0f);
+    ForRows(trust, [&](int y) {
+        const float* margin = rows.margin.empty() ? noMargin.data() : rows.margin[y];
+        MarkRow({rows.phase[y], decision.residual[y], decision.lead[y], margin, decision.order[y], rows.usable[y]},
+                limits, trust[y], trust.cols);
     });
-    return trust;
 }
 
-void FinishResult(DecodeState& state, const OrderDecision& decision) {
+void RateOrders(const OrderDecision& decision, bool isCoded, cv::Mat1b& reliability) {
+    ForRows(reliability, [&](int y) {
+        const int width = reliability.cols;
+        const float* const lead = decision.lead[y];
+        cv::Mat1f wrong(1, width);
+        for (int x = 0; x < width; ++x) wrong(0, x) = -0.5f * std::min(lead[x], 100.0f);
+        cv::exp(wrong, wrong);
+        RatePixels(decision.residual[y], lead, wrong[0], isCoded, reliability[y], width);
+    });
+}
+
+void FinishResult(DecodeState& state) {
     AbsolutePhase& result = state.result;
     result.modulation = state.Finest().modulation;
     result.valid = cv::countNonZero(result.mask);
     result.coordinate = state.spares.Take<float>(result.mask.size());
-    result.reliability = state.spares.Take<std::uint8_t>(result.mask.size());
-    const bool isCoded = state.axis.gray.has_value();
     const auto direction = static_cast<float>(result.direction), offset = static_cast<float>(result.offset);
     const float slack = 2 * Slack(result.period), end = static_cast<float>(state.axis.length) + slack;
     const auto perRadian = static_cast<float>(result.period / (2 * CV_PI));
     std::atomic<int> beyond{0};
     ForRows(result.mask, [&](int y) {
         const int width = result.mask.cols;
-        cv::Mat1f buffer(1, width);
-        RateRow(decision.residual[y], decision.lead[y], isCoded, buffer, result.reliability[y], result.mask[y]);
         LocateRow(result.phase[y], perRadian, result.coordinate[y], width);
         beyond += CountOutsideInRow(result.coordinate[y], -slack, end, width);
         if (offset != 0 || direction < 0) CountFrom(offset, direction, result.phase[y], width);
+        const std::uint8_t* const mask = result.mask[y];
+        std::uint8_t* const reliability = result.reliability[y];
+        for (int x = 0; x < width; ++x) reliability[x] &= mask[x];
     });
     state.beyond = beyond;
     result.jumps.where = state.spares.Take<std::uint8_t>(result.mask.size());

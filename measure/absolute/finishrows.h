@@ -30,11 +30,23 @@ void ReplaceDecision(OrderDecision& decision, const OrderDecision& other, const 
 // pixel belong to its last ones.
 void OpenRing(const cv::Mat1f& phase, double period, double length, int count, cv::Mat1s& order);
 
-// The values of Trust that decision and code deserve.
-cv::Mat1b MarkTrusted(DecodeState& state, const OrderDecision& decision, const GrayDecoding& code,
-                      const OrderRange& range, const cv::Mat1f& phase);
+// A band of rows of the finest set above its origin, and what was decided about it.
+struct DecidedRows {
+    cv::Mat1f phase;
+    cv::Mat1b usable;
+    cv::Mat1f margin;  // of a code, empty without one
+    OrderRange range;
+    OrderDecision decision;
+};
 
-// Coordinates, reliability and the figures of the result, whose phase is yet that above the origin.
-void FinishResult(DecodeState& state, const OrderDecision& decision);
+// The values of Trust that decision and code deserve.
+void MarkTrusted(const DecodeState& state, const DecidedRows& rows, cv::Mat1b& trust);
+
+// 255 times the probability that an order is right.
+void RateOrders(const OrderDecision& decision, bool isCoded, cv::Mat1b& reliability);
+
+// Coordinates and the figures of the result, whose phase is yet that above the origin and whose reliability that of all
+// pixels.
+void FinishResult(DecodeState& state);
 
 }  // namespace measure

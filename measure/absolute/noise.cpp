@@ -96,13 +96,14 @@ PhaseSet Smooth(const PhaseSet& set, const cv::Mat1b& usable, const cv::Rect& ti
         cv::Rect(tile.x - kReach, tile.y - kReach, tile.width + 2 * kReach, tile.height + 2 * kReach) & image;
     cv::Mat1b unusable;
     cv::bitwise_not(usable(around), unusable);
-    cv::Mat1f c, s;
-    cv::polarToCart(set.modulation(around), set.phase(around), c, s);
+    cv::Mat1f phase, c, s;
+    cv::subtract(set.phase(around), set.origin, phase);
+    cv::polarToCart(set.modulation(around), phase, c, s);
     for (cv::Mat1f* part : {&c, &s}) {
         part->setTo(0, unusable);
         cv::boxFilter(*part, *part, -1, cv::Size(kWindow, kWindow), cv::Point(-1, -1), true, cv::BORDER_CONSTANT);
     }
-    PhaseSet smooth{cv::Mat1f(tile.size()), cv::Mat1f(tile.size()), set.period, set.frames};
+    PhaseSet smooth{cv::Mat1f(tile.size()), cv::Mat1f(tile.size()), set.period, set.frames, 0};
     const cv::Point inside = tile.tl() - around.tl();
     for (int y = 0; y < tile.height; ++y)
         rows::PhaseOf(c[inside.y + y] + inside.x, s[inside.y + y] + inside.x, smooth.phase[y], smooth.modulation[y],

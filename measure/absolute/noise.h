@@ -15,7 +15,7 @@ void FindBest(DecodeState& state);
 float SamplePhase(const DecodeState& state, std::size_t set, cv::Point at, double& variance, int reach = 0);
 
 // The mean phasor (B e^(i phase)) of 5 x 5 usable pixels around each pixel of a tile. The noise of its phase is that of
-// five times the modulation, which is what the result has as its modulation.
+// five times the modulation, which is what the result has as its modulation. Its origin is 0.
 PhaseSet Smooth(const PhaseSet& set, const cv::Mat1b& usable, const cv::Rect& tile);
 
 }  // namespace measure

@@ -44,6 +44,7 @@ public:
         for (const PhaseSet& set : sets) mVariance.push_back(static_cast<float>(2.0 * noise * noise / set.frames));
         for (std::size_t i = 0; i < mOthers; ++i) mRatio.push_back(sets[0].period / sets[i + 1].period);
         mRatioOf.assign(mRatio.begin(), mRatio.end());
+        mPhase.resize(sets.size() * kChunk);
         mDifference.resize(mOthers * kChunk);
         mWeight.resize(mOthers * kChunk);
         mSteps.resize(mOthers);
@@ -74,6 +75,16 @@ public:
 private:
     const float* Center() const { return mRange.center.empty() ? nullptr : mRange.center[mY] + mX; }
 
+    // Of these pixels, above the origin of the set.
+    const float* PhaseOf(std::size_t set) {
+        const float* const phase = mSets[set].phase[mY] + mX;
+        if (mSets[set].origin == 0) return phase;
+        const auto origin = static_cast<float>(mSets[set].origin);
+        float* const above = &mPhase[set * kChunk];
+        std::transform(phase, phase + mCount, above, [origin](float own) { return own - origin; });
+        return above;
+    }
+
     // A single set: the order next to what the code predicts, or 0.
     void Round(OrderDecision& decision) {
         const float* center = Center();
@@ -90,14 +101,14 @@ private:
     void Prepare() {
         const std::size_t count = mCount;
         const float* center = Center();
-        const float* fine = mSets[0].phase[mY] + mX;
+        const float* fine = PhaseOf(0);
         for (std::size_t x = 0; center && x < count; ++x) mBase[x] = Nearest(center[x]);  // else 0
         VarianceOf(mSets[0].modulation[mY] + mX, mVariance[0], mFineVariance, count);
         if (mPair) return;
         std::copy_n(mFineVariance, count, mTrials.normal);
         Invert(mTrials.normal, count);
         for (std::size_t i = 0; i < mOthers; ++i) {
-            const float* phase = mSets[i + 1].phase[mY] + mX;
+            const float* phase = PhaseOf(i + 1);
             const float* modulation = mSets[i + 1].modulation[mY] + mX;
             const auto q = static_cast<float>(mRatio[i]);
             const float levels = mVariance[i + 1];
@@ -109,8 +120,8 @@ private:
     }
 
     void DecidePair(OrderDecision& decision) {
-        RoundPair(mSets[0].phase[mY] + mX, mSets[1].phase[mY] + mX, *mPair, static_cast<float>(mRatio[0]),
-                  decision.order[mY] + mX, decision.residual[mY] + mX, mCount);
+        RoundPair(PhaseOf(0), PhaseOf(1), *mPair, static_cast<float>(mRatio[0]), decision.order[mY] + mX,
+                  decision.residual[mY] + mX, mCount);
         LeadOfPair(mSets[1].modulation[mY] + mX, mFineVariance, *mPair, static_cast<float>(mRatio[0]), mVariance[1],
                    decision.residual[mY] + mX, decision.lead[mY] + mX, mCount);
     }
@@ -200,7 +211,7 @@ private:
     int mY = 0, mX = 0;
     Buffer mBase{}, mFineVariance{};
     Trials mTrials;
-    std::vector<float> mDifference, mWeight;
+    std::vector<float> mPhase, mDifference, mWeight;
 };
 
 }  // namespace
@@ -221,6 +232,7 @@ void RequireSets(const std::vector<PhaseSet>& sets, const OrderRange& range, dou
         RequirePositive(name + "period", set.period);
         RequireNumber(set.period >= sets[0].period, name + "period", set.period, "at least that of the first set");
         RequireNumber(set.frames >= 1, name + "frames", set.frames, "1 or more");
+        RequireFinite(name + "origin", set.origin);
     }
     RequireOneSize({"sets[0].phase", first}, {{"the predicted orders", range.center, kOptional}});
     if (sets.size() == 1 && range.count > 1 && range.center.empty())

@@ -60,10 +60,10 @@ private:
 
 }  // namespace
 
-void CheckSeams(DecodeState& state, const cv::Mat1f& phase, const OrderDecision& decision) {
+void CheckSeams(DecodeState& state, const cv::Mat1f& phase, const cv::Mat1s& order) {
     constexpr int kLines = 128, kMost = 10;
     if (state.axis.gray || state.result.repeat != 0) return;
-    const SeamWalk walk(state, phase, decision.order);
+    const SeamWalk walk(state, phase, order);
     const cv::Size size = phase.size();
     int seams = 0;
     for (int y = 0; y < size.height; y += std::max(1, size.height / kLines))

@@ -5,8 +5,8 @@
 
 #include "measure/absolute/checknotes.h"
 #include "measure/absolute/checks.h"
-#include "measure/absolute/finishrows.h"
 #include "measure/absolute/growthrows.h"
+#include "measure/absolute/tilegrid.h"
 #include "measure/base/quantile.h"
 #include "measure/unwrap.h"
 
@@ -23,16 +23,15 @@ struct Tile {
 // Sums over some pixels of each tile, visit(sum of the tile, y, x); without tiles of few pixels.
 template <class Sum, class Visit>
 std::vector<Sum> SumTiles(cv::Size size, const Visit& visit) {
-    constexpr int kTile = 32, kFew = 12;
-    constexpr int kAcross = 5, kDown = 7;  // no multiple of the blocks of a JPEG file
+    constexpr int kTile = TileGrid::kTile, kFew = 12;
     const int across = (size.width + kTile - 1) / kTile, down = (size.height + kTile - 1) / kTile;
     std::vector<Sum> tiles(static_cast<std::size_t>(across * down));
     cv::parallel_for_(cv::Range(0, down), [&](const cv::Range& rows) {
         for (int i = rows.start * across; i < rows.end * across; ++i) {
             Sum& tile = tiles[static_cast<std::size_t>(i)];
             tile.place = cv::Rect(i % across * kTile, i / across * kTile, kTile, kTile) & cv::Rect({}, size);
-            for (int y = tile.place.y; y < tile.place.br().y; y += kDown)
-                for (int x = tile.place.x; x < tile.place.br().x; x += kAcross) visit(tile, y, x);
+            for (int y = tile.place.y; y < tile.place.br().y; y += TileGrid::kDown)
+                for (int x = tile.place.x; x < tile.place.br().x; x += TileGrid::kAcross) visit(tile, y, x);
         }
     });
     tiles.erase(std::remove_if(tiles.begin(), tiles.end(), [](const Sum& tile) { return tile.count < kFew; }),
@@ -117,8 +116,8 @@ void CheckTiles(DecodeState& state) {
              ": did something move there between them, or did the light change?");
 }
 
-double ShareOfTornParts(const DecodeState& state, const cv::Mat1f& phase, const OrderDecision& decision,
-                        float leastLead, const GrownOrders& grown) {
+double ShareOfTornParts(const DecodeState& state, const cv::Mat1f& phase, const OwnOrders& orders,
+                        const GrownOrders& grown) {
     constexpr double kSome = 0.1;
     constexpr int kFewJumps = 5;
     // Of three sets or more, ripple that remains may by itself make a third of the pixels choose another order.
@@ -133,10 +132,9 @@ double ShareOfTornParts(const DecodeState& state, const cv::Mat1f& phase, const 
         if (!grown.mask(y, x)) return;
         ++tile.count;
         if (modulation(y, x) < readable) return;
-        const float own = phase(y, x) + kRadiansPerPeriod * static_cast<float>(decision.order(y, x));
+        const float own = phase(y, x) + kRadiansPerPeriod * static_cast<float>(orders.order(y, x));
         const float absolute = grown.absolute(y, x);
-        tile.corrected +=
-            std::abs(absolute - own) > 1 && decision.lead(y, x) >= leastLead && !every.AreSame(absolute, own);
+        tile.corrected += std::abs(absolute - own) > 1 && orders.clear(y, x) && !every.AreSame(absolute, own);
     };
     const auto isTorn = [&](const cv::Rect& place) {
         Corrections all;
@@ -151,7 +149,7 @@ double ShareOfTornParts(const DecodeState& state, const cv::Mat1f& phase, const 
         tiles, [&](std::size_t i) { return tiles[i].corrected > kSome * tiles[i].count && isTorn(tiles[i].place); });
 }
 
-double ShareOfMisfits(const OrderDecision& decision, const cv::Mat1b& mask) {
+double ShareOfMisfits(const cv::Mat1f& deviations, const cv::Mat1b& mask) {
     constexpr float kFar = 8;  // deviations; edges have a few pixels that are off by any number of them
     constexpr double kMost = 4.25, kMoreThanElsewhere = 3;  // ripple that remains leaves some everywhere
     struct Misfitting : Tile {
@@ -161,8 +159,8 @@ double ShareOfMisfits(const OrderDecision& decision, const cv::Mat1b& mask) {
     const auto tiles = SumTiles<Misfitting>(mask.size(), [&](Misfitting& tile, int y, int x) {
         if (!mask(y, x)) return;
         ++tile.count;
-        const float squares = MisfitOf(decision.residual(y, x), decision.lead(y, x));
-        tile.deviations += static_cast<double>(std::min(std::sqrt(std::max(squares, 0.0f)), kFar));
+        const float deviation = deviations(TileGrid::RowOf(y), TileGrid::ColumnOf(x));
+        tile.deviations += static_cast<double>(std::min(deviation, kFar));
     });
     if (tiles.empty()) return 0;
     std::vector<double> means;
