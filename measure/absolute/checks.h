@@ -46,6 +46,9 @@ void CheckPairs(DecodeState& state);
 // Where a scan without a code covers the length of the projector, no surface runs on from its last order to its first.
 void CheckSeams(DecodeState& state, const cv::Mat1f& phase, const cv::Mat1s& order);
 
+// Warns of a picture of a Gray code that shows hardly any difference between bright and dark.
+void CheckContrast(DecodeState& state);
+
 // The pictures of a Gray code must be as bright and dark as their threshold, or the fringes, ask for.
 void CheckLevels(DecodeState& state);
 

@@ -239,7 +239,13 @@ std::vector<double> CheckCode(DecodeState& state, const GrayDecoding& code) {
     const auto bits = static_cast<int>(state.pictures.gray.size());
     const double ones = static_cast<double>(collector.Ones()) / collector.Count();
     const double agreeing = static_cast<double>(collector.Agreeing()) / std::max(collector.Ones(), 1);
-    const std::string slip = ExplainSteps(steps, bits, !state.pictures.inverse.empty());
+    std::string slip = ExplainSteps(steps, bits, !state.pictures.inverse.empty());
+    if (slip.empty() && (ones < kLeastOnes || agreeing < kLeastAgreeing)) {
+        const WorstPicture stray = FindStrayPicture(steps, bits);
+        if (stray.index >= 0)
+            slip = CodeName(state.axis, static_cast<std::size_t>(stray.index)) +
+                   " does not fit to the others: is it dark, without contrast, or of another exposure or code?";
+    }
     Require(state.result,
             {"gray: share of its steps that lead to the next cell", ones, kLeastOnes,
              ones >= kLeastOnes && (slip.empty() || agreeing < kLeastAgreeing)},
@@ -260,7 +266,7 @@ std::vector<double> CheckCode(DecodeState& state, const GrayDecoding& code) {
         Note(state.result,
              {"gray: share of the steps of any one picture that lead to the next cell", worst.share, kLeastOfPicture,
               worst.share >= kLeastOfPicture},
-             "gray.frames[" + std::to_string(worst.index) + "]: only " + Text(worst.share) +
+             CodeName(state.axis, static_cast<std::size_t>(worst.index)) + ": only " + Text(worst.share) +
                  " of its borders lead to the next cell: is it in its place in the list?");
 
     std::vector<double> origins;

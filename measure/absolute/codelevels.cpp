@@ -6,6 +6,7 @@
 
 #include "measure/absolute/checknotes.h"
 #include "measure/absolute/checks.h"
+#include "measure/base/quantile.h"
 #include "measure/fringe/framepixels.h"
 
 namespace measure {
@@ -115,6 +116,36 @@ double ShareOffInLight(const DecodeState& state, const std::vector<CodeLevels>& 
 }
 
 }  // namespace
+
+void CheckContrast(DecodeState& state) {
+    constexpr double kLeastContrast = 0.15;  // of that of most pictures; 0.3 can be read
+    constexpr std::size_t kStep = 4;
+    const std::vector<cv::Mat>&gray = state.pictures.gray, &inverse = state.pictures.inverse;
+    if (gray.empty()) return;
+    std::vector<double> contrasts;
+    for (std::size_t picture = 0; picture < gray.size(); ++picture) {
+        std::vector<float> distances;
+        for (std::size_t i = 0; i < state.best.size(); i += kStep) {
+            const int y = state.best[i].y, x = state.best[i].x;
+            const float level = LevelAt(gray[picture], y, x);
+            distances.push_back(inverse.empty() ? std::abs(level - ThresholdAt(state, y, x))
+                                                : std::abs(level - LevelAt(inverse[picture], y, x)) / 2);
+        }
+        contrasts.push_back(static_cast<double>(MedianOf(distances)));
+    }
+    std::vector<double> sorted = contrasts;
+    const double usual = std::max(static_cast<double>(MedianOf(sorted)), 1e-9);
+    const auto least =
+        static_cast<std::size_t>(std::min_element(contrasts.begin(), contrasts.end()) - contrasts.begin());
+    const double contrast = contrasts[least] / usual;
+    Note(
+        state.result,
+        {"gray: contrast of any one picture, of that of most of them", contrast, kLeastContrast,
+         contrast >= kLeastContrast},
+        CodeName(state.axis, least) + " has hardly any contrast (" + Text(contrast) +
+            " of that of the others): are its cells too fine for projector or camera, was the lens covered, or is it a "
+            "picture of something else?");
+}
 
 void CheckLevels(DecodeState& state) {
     constexpr std::size_t kFew = 100;

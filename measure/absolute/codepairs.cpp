@@ -26,26 +26,38 @@ public:
                     bright = std::max(bright, LevelAt(picture, at.y, at.x));
                 }
             mSums.push_back(dark + bright);
-            mSquares += std::pow(static_cast<double>(bright - dark) / 2, 2);
+            mAmplitudes.push_back((bright - dark) / 2);
         }
     }
 
     // Root mean square of the difference as a share of the amplitude.
     double Difference(std::size_t frame, std::size_t inverse) const {
-        double squares = 0;
+        double squares = 0, amplitudes = 0;
         for (std::size_t i = 0; i < mSums.size(); ++i) {
-            const cv::Point at = mState.best[i];
-            const float sum = LevelAt(mState.pictures.gray[frame], at.y, at.x) +
-                              LevelAt(mState.pictures.inverse[inverse], at.y, at.x);
-            squares += std::pow(static_cast<double>(sum - mSums[i]), 2);
+            squares += std::pow(OffBy(frame, inverse, i), 2);
+            amplitudes += std::pow(static_cast<double>(mAmplitudes[i]), 2);
         }
-        return std::sqrt(squares / std::max(mSquares, 1e-9));
+        return std::sqrt(squares / std::max(amplitudes, 1e-9));
+    }
+
+    // Of the pixels, those in which both are bright or dark. No curve of a camera does that at the borders of cells.
+    double ShareAlike(std::size_t frame, std::size_t inverse) const {
+        constexpr double kFar = 1.3;
+        int alike = 0;
+        for (std::size_t i = 0; i < mSums.size(); ++i)
+            alike += std::abs(OffBy(frame, inverse, i)) > kFar * static_cast<double>(mAmplitudes[i]);
+        return alike / static_cast<double>(std::max<std::size_t>(mSums.size(), 1));
     }
 
 private:
     const DecodeState& mState;
-    std::vector<float> mSums;
-    double mSquares = 0;
+    std::vector<float> mSums, mAmplitudes;
+
+    double OffBy(std::size_t frame, std::size_t inverse, std::size_t pixel) const {
+        const cv::Point at = mState.best[pixel];
+        return static_cast<double>(LevelAt(mState.pictures.gray[frame], at.y, at.x) +
+                                   LevelAt(mState.pictures.inverse[inverse], at.y, at.x) - mSums[pixel]);
+    }
 };
 
 // Two pictures of a code that show the same. One that is dark, or bright, all over is not compared: where only a part
@@ -75,37 +87,50 @@ std::optional<std::pair<std::size_t, std::size_t>> FindSamePictures(const Decode
     return {};
 }
 
-std::string PictureName(const char* list, std::size_t i) {
-    return std::string("gray.") + list + "[" + std::to_string(i) + "]";
-}
-
 }  // namespace
 
 void CheckPairs(DecodeState& state) {
-    for (const auto& [list, pictures] :
-         {std::pair("frames", &state.pictures.gray), std::pair("inverse", &state.pictures.inverse)})
-        if (const auto same = FindSamePictures(state, *pictures))
-            throw InputError(PictureName(list, same->first) + " and " + PictureName(list, same->second) +
+    for (const bool ofInverse : {false, true})
+        if (const auto same = FindSamePictures(state, ofInverse ? state.pictures.inverse : state.pictures.gray))
+            throw InputError(CodeName(state.axis, same->first, ofInverse) + " and " +
+                             CodeName(state.axis, same->second, ofInverse) +
                              " show the same: is one of them there twice, or did the projector not go on?");
-    constexpr double kMostDifference = 0.7;
+    constexpr double kMostDifference = 0.7, kMostAlike = 0.02, kRefused = 0.05;
     const std::size_t count = state.pictures.inverse.size();
     if (count == 0) return;
     const PairTest test(state);
-    std::size_t worst = 0;
-    std::vector<double> differences;
+    std::vector<double> differences, alike;
     for (std::size_t i = 0; i < count; ++i) {
         differences.push_back(test.Difference(i, i));
-        if (differences[i] > differences[worst]) worst = i;
+        alike.push_back(test.ShareAlike(i, i));
     }
-    std::string advice = ": are the two lists in different orders, or did the light change between them?";
-    for (std::size_t other = 0; other < count && differences[worst] > kMostDifference; ++other)
-        if (test.Difference(worst, other) < 0.5 * kMostDifference)
-            advice = ", but " + PictureName("inverse", other) + " does: are the two lists in different orders?";
+    const auto worstOf = [](const std::vector<double>& values) {
+        return static_cast<std::size_t>(std::max_element(values.begin(), values.end()) - values.begin());
+    };
+    const auto saidOf = [&](std::size_t i, const std::string& by) {
+        const std::string said =
+            CodeName(state.axis, i, true) + " does not complete " + CodeName(state.axis, i, false) + ", " + by;
+        for (std::size_t other = 0; other < count; ++other)
+            if (other != i && test.Difference(i, other) < 0.5 * kMostDifference)
+                return said + "; but " + CodeName(state.axis, other, true) +
+                       " does: are the two lists in different orders?";
+        return said +
+               ": is one of them dark, or of another exposure or code, are the two lists in different orders, or did "
+               "something move or the light change between them?";
+    };
+    const std::size_t worst = worstOf(differences), mostAlike = worstOf(alike);
+    const double difference = differences[worst], share = alike[mostAlike];
     Require(state.result,
-            {"gray: difference of the light of any one pair of pictures over its amplitude", differences[worst],
-             kMostDifference, differences[worst] <= kMostDifference},
-            PictureName("inverse", worst) + " does not complete " + PictureName("frames", worst) + " (" +
-                Text(differences[worst]) + " of the amplitude)" + advice);
+            {"gray: difference of the light of any one pair of pictures over its amplitude", difference,
+             kMostDifference, difference <= kMostDifference},
+            difference <= kMostDifference ? "" : saidOf(worst, "off by " + Text(difference) + " of the amplitude"));
+    (share > kRefused ? Require : Note)(
+        state.result,
+        {"gray: share of the pixels in which the two of any one pair show the same", share, kMostAlike,
+         share <= kMostAlike},
+        share <= kMostAlike
+            ? ""
+            : saidOf(mostAlike, cv::format("both bright or dark in %.1f %% of the pixels", 100 * share)));
 }
 
 }  // namespace measure

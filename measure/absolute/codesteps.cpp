@@ -91,6 +91,30 @@ std::string ExplainSteps(const std::vector<CodeSteps>& steps, int bits, bool has
     return SlipSearch(steps, bits, hasInverse).Explain();
 }
 
+WorstPicture FindStrayPicture(const std::vector<CodeSteps>& steps, int bits) {
+    constexpr int kEnough = 100;
+    constexpr double kLeastShare = 0.95;
+    WorstPicture stray{-1, kLeastShare};
+    for (int picture = 0; picture < bits; ++picture) {
+        const Bits own = 1u << (bits - 1 - picture);
+        int count = 0, ones = 0;
+        for (const CodeSteps& step : steps) {
+            const Bits before = ToGray(step.before), after = ToGray(step.after);
+            if ((before ^ after) == own) continue;
+            const auto leads = [&](Bits bit) {
+                const auto change = static_cast<int>(FromGray((after & ~own) | bit)) -
+                                    static_cast<int>(FromGray((before & ~own) | bit));
+                return change == (step.rises ? 1 : -1);
+            };
+            count += step.count;
+            ones += leads(0) || leads(own) ? step.count : 0;
+        }
+        const double share = ones / static_cast<double>(std::max(count, 1));
+        if (count >= kEnough && share > stray.share) stray = {picture, share};
+    }
+    return stray;
+}
+
 WorstPicture FindWorstPicture(const std::vector<CodeSteps>& steps, int bits) {
     constexpr int kEnough = 100;
     WorstPicture worst;

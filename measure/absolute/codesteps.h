@@ -30,4 +30,8 @@ struct WorstPicture {
 };
 WorstPicture FindWorstPicture(const std::vector<CodeSteps>& steps, int bits);
 
+// The picture that does not fit to the others: without its bit, nearly all borders lead to a next cell. Its index is -1
+// when there is none.
+WorstPicture FindStrayPicture(const std::vector<CodeSteps>& steps, int bits);
+
 }  // namespace measure

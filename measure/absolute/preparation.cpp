@@ -209,6 +209,7 @@ void CheckSets(DecodeState& state, const Progress& progress) {
     CheckMeans(state);
     CheckTiles(state);
     CheckPairs(state);
+    CheckContrast(state);
     CheckLevels(state);
     DecodeCode(state, progress);
     FindOrigins(state);
