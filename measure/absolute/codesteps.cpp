@@ -93,24 +93,31 @@ std::string ExplainSteps(const std::vector<CodeSteps>& steps, int bits, bool has
 
 WorstPicture FindStrayPicture(const std::vector<CodeSteps>& steps, int bits) {
     constexpr int kEnough = 100;
-    constexpr double kLeastShare = 0.95;
+    constexpr double kLeastShare = 0.95, kFew = 0.01;
     WorstPicture stray{-1, kLeastShare};
+    bool isBlank = false;  // without borders of its own; the picture before such a one may be taken for it
     for (int picture = 0; picture < bits; ++picture) {
         const Bits own = 1u << (bits - 1 - picture);
-        int count = 0, ones = 0;
+        int others = 0, ones = 0, borders = 0;
         for (const CodeSteps& step : steps) {
             const Bits before = ToGray(step.before), after = ToGray(step.after);
-            if ((before ^ after) == own) continue;
+            if ((before ^ after) == own) {
+                borders += step.count;
+                continue;
+            }
             const auto leads = [&](Bits bit) {
-                const auto change = static_cast<int>(FromGray((after & ~own) | bit)) -
-                                    static_cast<int>(FromGray((before & ~own) | bit));
-                return change == (step.rises ? 1 : -1);
+                const Bits from = FromGray((before & ~own) | bit), to = FromGray((after & ~own) | bit);
+                return step.rises ? to == from + 1 : from == to + 1;
             };
-            count += step.count;
+            others += step.count;
             ones += leads(0) || leads(own) ? step.count : 0;
         }
-        const double share = ones / static_cast<double>(std::max(count, 1));
-        if (count >= kEnough && share > stray.share) stray = {picture, share};
+        const double share = ones / static_cast<double>(std::max(others, 1));
+        const bool hasNone = borders < kFew * others;
+        if (others < kEnough || share < kLeastShare || (isBlank && !hasNone)) continue;
+        if (share <= stray.share && isBlank == hasNone) continue;
+        stray = {picture, share};
+        isBlank = hasNone;
     }
     return stray;
 }

@@ -139,18 +139,20 @@ std::vector<double> CheckRelations(DecodeState& state) {
     for (const SineSet& set : state.axis.sines) steps.push_back(EqualSteps(set.shifts));
     for (const Relation& relation : FindRelations(test.Periods(), state.axis.length, steps)) {
         if (!relation.isShortest && !state.commonOrigins) continue;
-        if (test.Expected(relation.factors) < kLeastExpected) continue;  // the noise hides it
+        const double expected = test.Expected(relation.factors);
+        if (expected < kLeastExpected) continue;  // the noise hides it
+        // Where noise leaves little, a little more of it than estimated leaves less by a power.
+        const double least = kLeastConcentration * std::pow(expected, 0.25),
+                     good = kGoodConcentration * std::sqrt(expected);
         const std::string names = SetsOf(relation.factors);
         const double concentration = test.Concentration(relation.factors);
-        const bool fits = concentration >= kLeastConcentration;
-        Require(state.result,
-                {names + ": share of the phases that fit to each other", concentration, kLeastConcentration, fits},
+        const bool fits = concentration >= least;
+        Require(state.result, {names + ": share of the phases that fit to each other", concentration, least, fits},
                 names + " do not fit to each other (" + Text(concentration) +
                     " of 1): " + (fits ? "" : ExplainMisfit(test, relation.factors, state.axis.length)));
-        if (concentration < kGoodConcentration)
+        if (concentration < good)
             state.result.warnings.push_back(
-                names + " fit badly to each other (" + Text(concentration) + " of 1, expected " +
-                Text(kGoodConcentration) +
+                names + " fit badly to each other (" + Text(concentration) + " of 1, expected " + Text(good) +
                 " or more): light that goes to and fro between shiny "
                 "surfaces, something that moved, or light that changed? A Gray code is less sensitive to it");
         const double mean = std::arg(test.Mean(relation.factors)) / (2 * CV_PI);

@@ -162,7 +162,7 @@ TEST(Absolute, EveryMistakeIsNamed) {
     using P = AxisPictures&;
     using Change = std::function<void(A, P)>;
     const CodedAxis three = Periods({1, 4, 16}, 3), four = Periods({1, 4, 16}, 4), code = Gray(24, 12),
-                    beat = Periods({15, 16});
+                    cut = Gray(24, 12, 0, Bits::eWhiteBlack), beat = Periods({15, 16});
     const auto swapPairs = [](std::size_t a, std::size_t b) {
         return [a, b](A, P p) {
             std::swap(p.gray[a], p.gray[b]);
@@ -224,7 +224,13 @@ TEST(Absolute, EveryMistakeIsNamed) {
         {"inverse pictures in another order", code, [](A, P p) { std::reverse(p.inverse.begin(), p.inverse.end()); },
          "are the two lists in different orders"},
         {"two inverse pictures exchanged", code, [](A, P p) { std::swap(p.inverse[2], p.inverse[3]); },
-         "does not complete gray.frames[2] (1."},
+         "does not complete gray.frames[2] (code), off by 1."},
+        {"an inverse picture that is dark", code, [](A, P p) { p.inverse[3].setTo(0); },
+         "gray.inverse[3] (inverse) does not complete gray.frames[3] (code)"},
+        {"a picture of another kind among those of a code", Gray(24, 12, 0, Bits::eMean),
+         [](A, P p) { p.gray[5] = p.sines[0][0]; }, "gray.frames[5] (code) does not fit to the others"},
+        {"a picture of a code under a covered lens", cut, [](A, P p) { p.gray[4].setTo(2); },
+         "gray.frames[4] (code) does not fit to the others"},
         {"frames rotated of a coarse set", cube, rotate(0, 1), "are the frames of sines[0] rotated"},
         {"cell too wide", code, [](A axis, P) { axis.sines[0].period = 10; }, "gray.cell: cells of"},
         {"one set alone", four,
@@ -253,7 +259,6 @@ TEST(Absolute, EveryMistakeIsNamed) {
     for (const std::ptrdiff_t step : {1, 3})
         rows.push_back({"frames rotated where the shortest relation hides it", beatOfThree, rotate(0, step),
                         "are the frames of one set rotated"});
-    const CodedAxis cut = Gray(24, 12, 0, Bits::eWhiteBlack);
     const auto shade = [](double factor) {
         return [factor](CodedAxis&, AxisPictures& p) {
             for (cv::Mat& picture : p.gray) picture *= factor;
@@ -268,8 +273,8 @@ TEST(Absolute, EveryMistakeIsNamed) {
                             p.gray[bit] = p.gray[bit + 1];
                             p.inverse[bit] = p.inverse[bit + 1];
                         },
-                        "gray.frames[" + std::to_string(bit) + "] and gray.frames[" + std::to_string(bit + 1) +
-                            "] show the same"});
+                        "gray.frames[" + std::to_string(bit) + "] (code) and gray.frames[" + std::to_string(bit + 1) +
+                            "] (code) show the same"});
     rows.push_back({"a dark picture of the code", code, [](A, P p) { p.gray[0].setTo(0); }, "gray"});
     for (std::size_t bit = 0; bit < 7; ++bit)
         rows.push_back({"neighbouring bits exchanged", code, swapPairs(bit, bit + 1),
@@ -391,6 +396,12 @@ TEST(Absolute, DoubtsAreSaid) {
              }
          },
          "of the picture surfaces jump although", "dark"},
+        {"a code that is too fine for the projector", code,
+         [](AxisPictures& p) {
+             const cv::Mat grey = 0.5 * p.gray[7] + 0.5 * p.inverse[7];
+             for (cv::Mat* picture : {&p.gray[7], &p.inverse[7]}) *picture = 0.08 * *picture + 0.92 * grey;
+         },
+         "gray.frames[7] (code) has hardly any contrast", "two-objects"},
         {"other light in the room while the code is shown", Gray(24, 12, 0, Bits::eMean),
          [](AxisPictures& p) {
              for (cv::Mat& picture : p.gray) picture += 4;
