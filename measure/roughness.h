@@ -13,8 +13,8 @@ namespace measure {
 
 // Gaussian areal filter with the cut-off wavelength, in pixels (ISO 16610-61): at that wavelength half the amplitude
 // passes. A normalised convolution over the valid pixels: holes and borders do not pull values down; NaN stays NaN. The
-// weights end at 0.8 cut-off wavelengths; what lies beyond is 2e-5 of them. Throws InputError for a cut-off of 0 and
-// less or beyond 32767, and without pixels.
+// weights end at 0.8 cut-off wavelengths; what lies beyond is 2e-5 of them. Long cut-offs cost no more than short ones.
+// Throws InputError for a cut-off of 0 and less or beyond 32767, and without pixels.
 MEASURE_API cv::Mat1f GaussianFilter(const cv::Mat1f& heights, double cutoff, const Progress& progress = {});
 
 struct RoughnessOptions {

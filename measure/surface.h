@@ -79,7 +79,7 @@ struct Step {
 MEASURE_API Step MeasureStep(const HeightMap& map, const cv::Mat1b& base, const cv::Mat1b& top, int margin = 3,
                              const Progress& progress = {});
 // The pixels that MeasureStep takes of an area. Throws InputError for an area without pixels and a negative margin.
-MEASURE_API cv::Mat1b WithoutEdges(const cv::Mat1b& area, int margin);
+MEASURE_API cv::Mat1b WithoutEdges(const cv::Mat1b& area, int margin, const Progress& progress = {});
 // What a summary says of the step.
 MEASURE_API Quantities QuantitiesOf(const Step& step, const HeightMap& map);
 

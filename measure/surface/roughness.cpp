@@ -2,7 +2,6 @@
 
 #include <cmath>
 #include <limits>
-#include <opencv2/imgproc.hpp>
 #include <vector>
 
 #include "measure/base/arguments.h"
@@ -12,32 +11,6 @@
 
 namespace measure {
 namespace {
-
-constexpr double kLongestCutoff = 32767;  // pixels
-constexpr double kTruncation = 0.8;       // of the cut-off: 2e-5 of the weight lie beyond
-
-cv::Mat1f GaussianWeights(double cutoff) {
-    const int radius = std::max(1, static_cast<int>(std::ceil(kTruncation * cutoff)));
-    cv::Mat1f weights(1, 2 * radius + 1);
-    const double scale = CV_PI / (std::log(2.0) / CV_PI * cutoff * cutoff);  // π / (α λ)², α² = ln 2 / π
-    for (int i = -radius; i <= radius; ++i) weights(i + radius) = static_cast<float>(std::exp(-scale * i * i));
-    weights *= 1.0 / cv::sum(weights)[0];
-    return weights;
-}
-
-// Heights and what they count, 0 where there are none.
-cv::Mat2f Weighted(const cv::Mat1f& heights) {
-    cv::Mat2f weighted(heights.size());
-    for (int y = 0; y < heights.rows; ++y) {
-        const float* const in = heights[y];
-        cv::Vec2f* const out = weighted[y];
-        for (int x = 0; x < heights.cols; ++x) {
-            const bool valid = std::isfinite(in[x]);
-            out[x] = valid ? cv::Vec2f(in[x], 1.0f) : cv::Vec2f(0.0f, 0.0f);
-        }
-    }
-    return weighted;
-}
 
 // Power sums of the heights from their mean, and of slopes.
 struct Sums {
@@ -129,38 +102,6 @@ void RequireWavelengths(const HeightMap& map, const RoughnessOptions& options) {
 }
 
 }  // namespace
-
-cv::Mat1f GaussianFilter(const cv::Mat1f& heights, double cutoff, const Progress& progress) {
-    if (!(cutoff > 0 && cutoff <= kLongestCutoff))
-        throw InputError(
-            cv::format("a cut-off of %g pixels: it must be above 0 and at most %g", cutoff, kLongestCutoff));
-    RequireOneSize({"the heights", heights});
-    const cv::Mat1f weights = GaussianWeights(cutoff);
-    const cv::Mat2f weighted = Weighted(heights);
-    cv::Mat1f smooth(heights.size());
-    // Bands see their neighbours' rows, which costs as many rows again as the weights are long.
-    const int band = std::max(64, 4 * weights.cols);
-    const int bands = (heights.rows + band - 1) / band, together = std::max(1, cv::getNumThreads());
-    for (int first = 0; first < bands; first += together) {
-        progress.Report("filtering", static_cast<double>(first) / bands);
-        cv::parallel_for_(cv::Range(first, std::min(bands, first + together)), [&](const cv::Range& range) {
-            for (int i = range.start; i < range.end; ++i) {
-                const cv::Range rows(i * band, std::min(heights.rows, (i + 1) * band));
-                cv::Mat2f sums;
-                cv::sepFilter2D(weighted.rowRange(rows), sums, CV_32F, weights, weights, {-1, -1}, 0,
-                                cv::BORDER_CONSTANT);
-                for (int y = rows.start; y < rows.end; ++y) {
-                    const float* const in = heights[y];
-                    const cv::Vec2f* const sum = sums[y - rows.start];
-                    float* const out = smooth[y];
-                    for (int x = 0; x < heights.cols; ++x)
-                        out[x] = std::isfinite(in[x]) ? sum[x][0] / sum[x][1] : std::numeric_limits<float>::quiet_NaN();
-                }
-            }
-        });
-    }
-    return smooth;
-}
 
 Roughness AnalyseRoughness(const HeightMap& map, const RoughnessOptions& options, const Progress& progress) {
     RequireHeights(map);

@@ -159,9 +159,10 @@ private:
     double mSquares = 0;
 };
 
-cv::Mat1b PixelsOf(const HeightMap& map, const cv::Mat1b& area, int margin, const char* name) {
+cv::Mat1b PixelsOf(const HeightMap& map, const cv::Mat1b& area, int margin, const char* name,
+                   const Progress& progress) {
     try {
-        return UsablePixels(map, WithoutEdges(area, margin));
+        return UsablePixels(map, WithoutEdges(area, margin, progress));
     } catch (const NothingUsable&) {
         throw NothingUsable(cv::format(
             "nothing is left of the %s: no pixel with a height is %d or more pixels inside it", name, margin));
@@ -176,7 +177,8 @@ Step MeasureStep(const HeightMap& map, const cv::Mat1b& base, const cv::Mat1b& t
     RequireOneSize({"the height map", map.z}, {{"the area of the base", base}, {"the area of the top", top}});
     if (cv::countNonZero((base >= 128) & (top >= 128)) > 0)
         throw InputError("the base and the top overlap: a pixel belongs to one of them only");
-    const cv::Mat1b low = PixelsOf(map, base, margin, "base"), high = PixelsOf(map, top, margin, "top");
+    const cv::Mat1b low = PixelsOf(map, base, margin, "base", progress);
+    const cv::Mat1b high = PixelsOf(map, top, margin, "top", progress);
     return StepFit(map, low, high).Run(progress);
 }
 

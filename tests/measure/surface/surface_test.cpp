@@ -139,6 +139,10 @@ TEST(Surface, MeasuresStepsWithTheirStandardError) {
         EXPECT_LT(std::abs(errors / kRuns), 3 * scatter / std::sqrt(kRuns));
         EXPECT_NEAR(told / kRuns / scatter, 1, blur == 1 ? 0.25 : 0.35);
     }
+    cv::Mat1b spotted(40, 60), inner;
+    for (uchar& pixel : spotted) pixel = cv::theRNG().uniform(0.0, 1.0) < 0.99 ? 255 : 127;
+    cv::erode(spotted, inner, cv::Mat1b::ones(5, 5), {-1, -1}, 1, cv::BORDER_CONSTANT, cv::Scalar());
+    EXPECT_EQ(cv::norm(WithoutEdges(spotted, 2), inner & (inner > 127), cv::NORM_INF), 0);
     HeightMap map = MakeMap(size, 0, [](double, double) { return 1; });
     EXPECT_EQ(cv::countNonZero(MaskOf({5, 4}, cv::Rect2d(0, 0, 5, 4))), 20);
     const cv::Mat1b faint(base & uchar{128});  // the least value that is part of a mask
@@ -241,16 +245,34 @@ TEST(Roughness, FilterPassesHalfAtItsCutoff) {
         const double passed = std::exp(-std::log(2.0) / share / share);
         EXPECT_NEAR(Rms(inner) * std::sqrt(2), passed, 2e-3) << share;
     }
-    // Holes and borders do not pull a plane down, and stay holes.
+    // Holes and borders do not pull a plane down, and stay holes; other surfaces come out as the weights say.
+    const auto weighted = [&](const cv::Mat1f& z, double cutoff, int row, int column) {
+        const int radius = cvCeil(0.8 * cutoff);
+        double sum = 0, weights = 0;
+        for (int y = std::max(0, row - radius); y <= std::min(z.rows - 1, row + radius); ++y)
+            for (int x = std::max(0, column - radius); x <= std::min(z.cols - 1, column + radius); ++x) {
+                const double away = (x - column) * (x - column) + (y - row) * (y - row);
+                const double weight =
+                    std::isnan(z(y, x)) ? 0 : std::exp(-kPi * kPi / std::log(2.0) * away / cutoff / cutoff);
+                if (weight > 0) sum += weight * static_cast<double>(z(y, x));
+                weights += weight;
+            }
+        return sum / weights;
+    };
     const HeightMap flat = MakeMap(
         {90, 70}, pitch, [](double, double) { return 5; }, 0, 0.3);
-    const cv::Mat1f smooth = GaussianFilter(flat.z, 9);
-    for (int y = 0; y < smooth.rows; ++y) {
-        for (int x = 0; x < smooth.cols; ++x)
-            if (std::isnan(flat.z(y, x)))
-                EXPECT_TRUE(std::isnan(smooth(y, x)));
-            else
-                EXPECT_NEAR(smooth(y, x), 5, 1e-5);
+    const HeightMap rough = MakeMap(
+        {90, 70}, pitch, [](double x, double y) { return 5 + x * y; }, 0.5, 0.3);
+    for (const double cutoff : {9.0, 60.0, 1000.0}) {
+        const cv::Mat1f smooth = GaussianFilter(flat.z, cutoff), waves = GaussianFilter(rough.z, cutoff);
+        for (int y = 0; y < smooth.rows; ++y) {
+            for (int x = 0; x < smooth.cols; ++x) {
+                EXPECT_EQ(std::isnan(flat.z(y, x)), std::isnan(smooth(y, x)));
+                if (!std::isnan(smooth(y, x))) EXPECT_NEAR(smooth(y, x), 5, 1e-5);
+                if (!std::isnan(rough.z(y, x)) && x % 9 == 0 && y % 7 == 0)
+                    EXPECT_NEAR(waves(y, x), weighted(rough.z, cutoff, y, x), 5e-6) << cutoff;
+            }
+        }
     }
     // A wave is taken out by the cut-off above it, noise by the one below.
     const HeightMap map = MakeMap(
@@ -397,6 +419,13 @@ TEST(Surface, StopsWhenAsked) {
     EXPECT_THROW(AnalyseRoughness(map, {}, stop), Stopped);
     EXPECT_THROW(CompareHeights(map, map, {}, stop), Stopped);
     EXPECT_THROW(CheckPlane(PointsOf(map), {}, 0, stop), Stopped);
+    EXPECT_THROW(WithoutEdges(area, 3, stop), Stopped);
+    // A filter tells as often, however long it is.
+    for (const double cutoff : {20.0, 2000.0}) {
+        int reports = 0;
+        GaussianFilter(cv::Mat1f(1000, 1000, 1.0f), cutoff, [&](const char*, double) { return ++reports > 0; });
+        EXPECT_GE(reports, 5) << cutoff;
+    }
 }
 
 }  // namespace
