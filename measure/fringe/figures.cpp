@@ -25,6 +25,19 @@ double NoiseOf(const cv::Mat& frame, const cv::Mat1b& usable) {
     return count > 0 ? sum / count * std::sqrt(CV_PI / 2) / 2 : 0;
 }
 
+double NoiseInPhase(const FringePhase& phase) {
+    const cv::Mat1f& of = phase.phase;
+    auto values = Sample(of.size(), [&](int y, int x) {
+        if (x + 1 >= of.cols || y + 1 >= of.rows || !phase.usable(y, x) || !phase.usable(y + 1, x + 1)) return NAN;
+        const double mixed =
+            std::remainder(static_cast<double>(of(y, x) - of(y, x + 1) - of(y + 1, x) + of(y + 1, x + 1)), 2 * CV_PI);
+        return static_cast<float>(std::abs(mixed)) * phase.modulation(y, x);
+    });
+    constexpr double kMedianOfSize = 0.6745;  // of deviations
+    const auto frames = static_cast<double>(phase.shifts.size());
+    return static_cast<double>(MedianOf(values)) / kMedianOfSize / 2 / std::sqrt(2 / frames);
+}
+
 double NoiseInResidual(const FringePhase& phase) {
     if (phase.residual.empty()) return INFINITY;
     const auto values =

@@ -34,6 +34,8 @@ double MedianOfUsable(const FringePhase& phase, const Value& value) {
 
 // Of the camera, the standard deviation in grey levels.
 double NoiseOf(const cv::Mat& frame, const cv::Mat1b& usable);
+// The same from the phase, which the colour filters of a camera leave as it is.
+double NoiseInPhase(const FringePhase& phase);
 // What the residual of four frames or more leaves for it at most; infinite where there is none.
 double NoiseInResidual(const FringePhase& phase);
 // Share of all pixels.

@@ -14,10 +14,11 @@ namespace {
 
 // What is expected of frames from which a good phase comes.
 constexpr double kLeastUsable = 0.01;
-constexpr double kLeastModulation = 0.04;  // of full scale
-constexpr double kDarkPeak = 0.25;         // below this brightest level, of full scale, light is what is missing
-constexpr double kMuchSaturated = 0.01;    // of all pixels
-constexpr double kMuchPhaseNoise = 0.15;   // radians
+constexpr double kLeastModulation = 0.04;     // of full scale
+constexpr double kHopelessModulation = 0.02;  // where there is light
+constexpr double kDarkPeak = 0.25;            // below this brightest level, of full scale, light is what is missing
+constexpr double kMuchSaturated = 0.01;       // of all pixels
+constexpr double kMuchPhaseNoise = 0.15;      // radians
 constexpr double kHopelessPhaseNoise = 0.6;
 constexpr double kMuchRipple = 0.05;    // radians
 constexpr double kMuchResidual = 0.35;  // of B: more than fringes of any shape and noise leave together
@@ -46,7 +47,7 @@ void Judge(const FringePhase& phase, const Ripple& ripple, const FrameNames& nam
             cv::format("the fringes are weak: half of the usable pixels have a modulation of less than %.1f %% of full "
                        "scale, %.0f %% should be reached; %s",
                        100 * q.modulation, 100 * kLeastModulation, remedy));
-        fail();
+        if (peak < kDarkPeak || q.modulation < kHopelessModulation) fail();
     }
     if (q.usable >= kLeastUsable && q.phaseNoise > kMuchPhaseNoise) {
         say(cv::format("noise of %.1f grey levels leaves %.2f rad in the phase; more frames or more light help",
@@ -103,11 +104,12 @@ FringeQuality AssessFringes(const FringeSet& set, const FringePhase& phase, cons
     const double modulation = MedianOfUsable(phase, [&](int y, int x) { return phase.modulation(y, x); });
     q.modulation = modulation / phase.limits.fullScale;
     const double texture = NoiseOf(set.frames.front(), phase.usable);  // colour filters of a camera count, too
-    q.noise = std::min(texture, NoiseInResidual(phase));
-    const auto frames = static_cast<double>(set.frames.size());
-    if (modulation > 0) q.phaseNoise = q.noise * std::sqrt(2 / frames) / modulation;
     const std::vector<Levels> pixels = SampleLevels(set, phase);
     const FramePair same = FindAlike(set.shifts, pixels, std::max(texture, kLeastNoise * phase.limits.fullScale));
+    q.noise = std::min(texture, NoiseInResidual(phase));
+    if (same.a < 0) q.noise = std::min(q.noise, NoiseInPhase(phase));
+    const auto frames = static_cast<double>(set.frames.size());
+    if (modulation > 0) q.phaseNoise = q.noise * std::sqrt(2 / frames) / modulation;
     q.sameA = same.a;
     q.sameB = same.b;
     if (!phase.residual.empty()) {

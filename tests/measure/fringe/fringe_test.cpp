@@ -369,18 +369,24 @@ TEST(FringeQuality, Verdicts) {
     std::swap(exchanged[1], exchanged[3]);
     const auto dim = [](FringeSet& set) { set.frames[1] *= 0.7; };
     const auto replace = [](FringeSet& set) { set.frames[2] = Render({0}, {17}).frames[0]; };
+    const auto filter = [](FringeSet& set) {
+        for (cv::Mat& frame : set.frames)
+            for (int y = 0; y < frame.rows; ++y)
+                for (int x = y % 2; x < frame.cols; x += 2) frame.at<uchar>(y, x) /= 2;
+    };
+    const auto lamp = [](FringeSet& set) {
+        for (cv::Mat& frame : set.frames) frame += 80;
+    };
     const std::vector<Row> table{
         {"good", {12, 1, 1, 1}, EqualShifts(4), FringeVerdict::eGood, ""},
-        {"good, through a mosaic of colours",
-         {12, 1, 1, 1},
+        {"good, through a mosaic of colours", {12, 1, 1, 1}, EqualShifts(4), FringeVerdict::eGood, "", filter},
+        {"good, three frames through a mosaic", {12, 1, 1, 1}, EqualShifts(3), FringeVerdict::eGood, "", filter},
+        {"weak fringes in much light",
+         {12, 1, 1, 0.08},
          EqualShifts(4),
-         FringeVerdict::eGood,
-         "",
-         [](FringeSet& set) {
-             for (cv::Mat& frame : set.frames)
-                 for (int y = 0; y < frame.rows; ++y)
-                     for (int x = y % 2; x < frame.cols; x += 2) frame.at<uchar>(y, x) /= 2;
-         }},
+         FringeVerdict::eDoubtful,
+         "light enough",
+         lamp},
         {"good, noise of the camera", {12, 1, 3, 1}, EqualShifts(3), FringeVerdict::eGood, ""},
         {"bright", {12, 1, 1, 1.3}, EqualShifts(4), FringeVerdict::eLowContrast, "saturated"},
         {"dark", {12, 1, 1, 0.08}, EqualShifts(4), FringeVerdict::eTooDark, "expose longer"},
