@@ -42,14 +42,14 @@ struct DecodeState {
 
     std::vector<FringePhase> fringes;  // phases after the correction of ripple, rising with the projector pixel;
                                        // without the images of the mean
-    std::vector<Means> means;        // of each set
-    cv::Mat1b usable;                // 255 where all sets are
-    std::vector<cv::Point> best;     // some thousand pixels of much modulation
-    float leastModulation = 0;       // of these
-    std::vector<FrameCheck> frames;  // of each set
-    std::vector<double> origins;     // radians, per set: its phase at the position 0
-    GrayDecoding code;               // empty without one
-    bool commonOrigins = true;       // the sets were not given origins of their own by the edges of a code
+    std::vector<Means> means;          // of each set
+    cv::Mat1b usable;                  // 255 where all sets are
+    std::vector<cv::Point> best;       // some thousand pixels of much modulation
+    float leastModulation = 0;         // of these
+    std::vector<FrameCheck> frames;    // of each set
+    std::vector<double> origins;       // radians, per set: its phase at the position 0
+    GrayDecoding code;                 // empty without one
+    bool commonOrigins = true;         // the sets were not given origins of their own by the edges of a code
     AbsolutePhase result;
     SpareImages spares;
     double torn = 0;     // see ShareOfTornParts

@@ -53,6 +53,8 @@ TEST_F(Program, MovesAndScalesPictures) {
             {"scale grey.png --size 32768x5", "1 to 32767"},
             {"turn grey.png --up", "--up is for pyramid, not for turn"},
             {"pyramid grey.png --fill 3", "--fill is for"},
+            {"shift grey.png --by 1,1 --fill 300", "--fill=300: pixels of this picture are whole numbers from 0 to"},
+            {"shift grey.png --by 1,1 --fill 0.5", "--fill=0.5: pixels"},
         },
         "geometry * --out o/a.png");
 }

@@ -5,6 +5,7 @@
 #include <cmath>
 #include <cstdio>
 #include <numeric>
+#include <type_traits>
 #include <utility>
 
 #include "imagemodel/version.h"
@@ -89,13 +90,19 @@ std::string InWords(const CLI::ParseError& error, const CLI::App& command) {
     }
     const std::string text = error.what();
     if (!rest.empty()) return "'" + rest.front() + "' is one word too many";
-    if (dynamic_cast<const CLI::ArgumentMismatch*>(&error) != nullptr)
-        return text.substr(0, text.find(':')) + " needs a value after it";
+    if (dynamic_cast<const CLI::ArgumentMismatch*>(&error) != nullptr) {
+        const bool isTooMuch = text.find("At Most") != std::string::npos;
+        return text.substr(0, text.find(':')) + (isTooMuch ? " is given more than once" : " needs a value after it");
+    }
     return text;
 }
 
 // The outputs of all commands have the same short name.
 std::string WithShortName(const std::string& name) { return name == "--out" ? "-o,--out" : name; }
+
+std::string RefuseEmpty(const std::string& text) {
+    return text.empty() ? "the value is empty; leave the option out where it shall have none" : "";
+}
 
 std::string RefuseHidden(const std::string& out) {
     if (!Staging::IsHidden(out)) return "";
@@ -183,6 +190,8 @@ Option Command::Make(const std::string& name, Value& value, const std::string& h
     if (!mIsRun) return Option(nullptr);
     CLI::Option* const option = mApp.add_option(WithShortName(name), value, help);
     if (name == "--out") option->check(CLI::Validator(RefuseHidden, ""));
+    const bool isText = !std::is_arithmetic_v<Value>;
+    if (isText && name[0] == '-') option->check(CLI::Validator(RefuseEmpty, ""));
     return Option(option);
 }
 
@@ -222,6 +231,11 @@ bool Command::IsGiven(const std::string& name) const {
     throw CLI::OptionNotFound(name);
 }
 
+void Command::RefuseGiven(const std::vector<std::string>& names, const std::string& why) const {
+    for (const std::string& name : names)
+        if (IsGiven(name)) Refuse(name + " " + why);
+}
+
 CommandLine::CommandLine(int argc, const char* const* argv, const std::string& about, const std::string& footer)
     : mWords(WordsOf(argc, argv)), mApp(std::make_unique<CLI::App>(about, "vorip")) {
     mApp->footer(footer);
@@ -255,6 +269,9 @@ void CommandLine::Run() {
         std::fputs(mApp->help().c_str(), stderr);
         throw Verdict{kExitBadInput};
     }
+    const std::string& first = mWords.front();
+    if (first[0] == '-' && !IsOneOf({"-h", "--help", "--version"}, first))
+        Refuse("'" + first + "' stands before the command; options stand after it (try vorip --help)");
     const CLI::App* within = mApp.get();
     std::string before = "vorip ";
     for (const std::string& word : mWords) {

@@ -45,6 +45,7 @@ public:
     Command(CLI::App& app, const std::string& name, bool isRun) : mApp(app), mName(name), mIsRun(isRun) {}
 
     // Names are "--size" or, for a word that stands alone, "IN"; several names are separated by commas.
+    // An empty text is refused after an option: most often it is that of a variable that was not set.
     Option Add(const std::string& name, std::string& value, const std::string& help);
     Option Add(const std::string& name, std::vector<std::string>& values, const std::string& help);
     Option Add(const std::string& name, int& value, const std::string& help);
@@ -56,6 +57,8 @@ public:
     void OnRun(const std::function<void()>& run);
     // Whether the option was given; to be asked during the run.
     bool IsGiven(const std::string& name) const;
+    // Refuses those options, "NAME why": they would have no effect, which nobody would notice.
+    void RefuseGiven(const std::vector<std::string>& names, const std::string& why) const;
 
 private:
     template <class Value>

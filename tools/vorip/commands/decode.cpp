@@ -62,8 +62,9 @@ void AddDecodeCommand(CommandLine& program) {
         .ShowDefault();
     AddLimitOptions(command, options->limits);
     command.AddFlag("--example", *example, "Print a description with comments, and nothing else");
-    command.OnRun([options, example] {
+    command.OnRun([options, example, &command] {
         if (*example) {
+            command.RefuseGiven({"--frames", "--out"}, "does nothing beside --example, which prints a description");
             std::fputs(measure::ExampleScan().c_str(), stdout);
             return;
         }

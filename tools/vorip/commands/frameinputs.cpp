@@ -70,8 +70,7 @@ void AddFrameOptions(Command& command, FrameOptions& options) {
 }
 
 void RefuseFrameOptions(const Command& command) {
-    for (const char* name : {"--shift", "--full-scale"})
-        if (command.IsGiven(name)) Refuse(std::string(name) + ": the description of a scan says that");
+    command.RefuseGiven({"--shift", "--full-scale"}, "is for frames; the description of a scan says that itself");
 }
 
 void AddLimitOptions(Command& command, LimitOptions& limits) {

@@ -171,32 +171,39 @@ private:
 };
 
 // Options of other operations are refused, rather than silently without effect.
-void CheckUse(const Options& options) {
-    const Options none;
-    const struct {
-        const char* name;
-        bool used;
-        const char* operations;
+void CheckUse(const Options& options, const Command& command) {
+    constexpr struct {
+        const char *name, *operations;
     } table[] = {
-        {"--size", options.size != none.size, "scale"},
-        {"--axis", options.axis != none.axis, "mirror"},
-        {"--quarters", options.quarters != none.quarters, "turn"},
-        {"--by", options.by != none.by, "shift"},
-        {"--degrees", !std::isnan(options.degrees), "rotate"},
-        {"--same-size", options.sameSize, "rotate"},
-        {"--up", options.up, "pyramid"},
-        {"--mode", options.mode != none.mode, "scale, shift and rotate"},
-        {"--border", options.border != none.border, "shift"},
-        {"--fill", !std::isnan(options.fill), "scale, shift and rotate"},
-        {"--mask", !options.mask.empty(), "scale and shift"},
+        {"--size", "scale"},           {"--axis", "mirror"},
+        {"--quarters", "turn"},        {"--by", "shift"},
+        {"--degrees", "rotate"},       {"--same-size", "rotate"},
+        {"--up", "pyramid"},           {"--mode", "scale, shift and rotate"},
+        {"--border", "shift"},         {"--fill", "scale, shift and rotate"},
+        {"--mask", "scale and shift"},
     };
     for (const auto& option : table)
-        if (option.used && std::string(option.operations).find(options.operation) == std::string::npos)
-            Refuse(cv::format("%s is for %s, not for %s", option.name, option.operations, options.operation.c_str()));
+        if (std::string(option.operations).find(options.operation) == std::string::npos)
+            command.RefuseGiven({option.name},
+                                std::string("is for ") + option.operations + ", not for " + options.operation);
+}
+
+// What the pixels of the result can hold.
+void CheckFill(double fill, int depth) {
+    if (std::isnan(fill)) return;  // not given, or as float pictures have it anyway
+    if (depth == CV_32F) {
+        if (!std::isfinite(static_cast<float>(fill))) Refuse(cv::format("--fill=%g: is beyond what floats hold", fill));
+        return;
+    }
+    const double least = depth == CV_32S ? std::numeric_limits<int>::min() : 0;
+    const double most = depth == CV_8U ? 255 : depth == CV_16U ? 65535 : std::numeric_limits<int>::max();
+    if (fill != std::floor(fill) || fill < least || fill > most)
+        Refuse(
+            cv::format("--fill=%.10g: pixels of this picture are whole numbers from %.0f to %.0f", fill, least, most));
 }
 
 void CheckOptions(const Options& options, const cv::Mat& image) {
-    CheckUse(options);
+    CheckFill(options.fill, image.depth());
     const std::string& operation = options.operation;
     const bool exact = operation == "mirror" || operation == "turn";
     if (operation == "scale" && options.size.empty()) Refuse("scale needs --size WxH");
@@ -263,7 +270,8 @@ void AddGeometryCommand(CommandLine& program) {
     command.Add("--period", options->period, "The picture is a wrapped phase with this period")
         .Accept([](double v) { return v > 0.0 && std::isfinite(v); }, "a number above 0")
         .Type("P");
-    command.OnRun([options] {
+    command.OnRun([options, &command] {
+        CheckUse(*options, command);
         RunGeometry(*options);
         std::printf("written to %s\n", options->out.c_str());
     });

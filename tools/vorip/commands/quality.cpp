@@ -143,16 +143,18 @@ int RunQuality(QualityOptions& options, const Command& command) {
     if (scan) RefuseFrameOptions(command);
     const bool hasLimit = command.IsGiven("--min-intensity");
     if (hasLimit) options.frames.limits.minIntensity = options.minIntensity;
-    if (scan) return JudgeScan({words[0], options.folder, options.frames.limits, options.json});
-    if (command.IsGiven("--frames")) Refuse("--frames goes with the description of a scan, a .json file");
     const auto isFile = [](const std::string& word) {
         return word.find_first_of("*?[") == std::string::npos && !std::filesystem::is_directory(word);
     };
-    if (words.size() != 2 || !isFile(words[0]) || !isFile(words[1])) return JudgeFrames(options);
-    if (options.json) Refuse("--json is for the frames of a set or a scan, not for two pictures");
-    for (const char* name : {"--saturation", "--min-modulation"})
-        if (command.IsGiven(name))
-            Refuse(std::string(name) + " is for the frames of a set or a scan, not for two pictures");
+    const bool two = words.size() == 2 && isFile(words[0]) && isFile(words[1]);
+    if (!two)
+        command.RefuseGiven({"--mask", "--min-contrast", "--contrast-percent", "--intensity-percent", "--step"},
+                            "is for two pictures, not for the frames of a set or a scan");
+    if (scan) return JudgeScan({words[0], options.folder, options.frames.limits, options.json});
+    command.RefuseGiven({"--frames"}, "goes with the description of a scan, a .json file");
+    if (!two) return JudgeFrames(options);
+    command.RefuseGiven({"--json", "--saturation", "--min-modulation", "--shift", "--full-scale"},
+                        "is for the frames of a set or a scan, not for two pictures");
     options.intensity = words[0];
     options.contrast = words[1];
     if (hasLimit) options.intensityDemand.least = GreyValue("--min-intensity", options.minIntensity);

@@ -5,6 +5,7 @@
 #include "measure/picture.h"
 #include "tools/vorip/commands/commands.h"
 #include "tools/vorip/commands/surfacecommands.h"
+#include "tools/vorip/pictures/selection.h"
 #include "tools/vorip/session/failure.h"
 #include "tools/vorip/session/memory.h"
 #include "tools/vorip/session/resultfolder.h"
@@ -73,7 +74,9 @@ void AddSurfaceCommands(CommandLine& program) {
 measure::HeightMap ReadMap(const std::string& path) {
     std::error_code ignored;
     const bool isFolder = std::filesystem::is_directory(path, ignored);
-    const measure::HeightMap map = isFolder ? OfOneRun(path, measure::ReadHeightMap) : measure::ReadHeightMap(path);
+    measure::HeightMap map = isFolder ? OfOneRun(path, measure::ReadHeightMap) : measure::ReadHeightMap(path);
+    const std::string unit = UnitOfResult(path);
+    if (!unit.empty() && !std::filesystem::exists(path + ".json", ignored)) map.unit = unit;  // as of a phase
     AnnounceMemory(map.z);
     return map;
 }

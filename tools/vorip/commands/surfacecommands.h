@@ -22,7 +22,8 @@ void AddSurfaceRoughnessCommand(CommandLine& program);
 void AddSurfaceCompareCommand(CommandLine& program);
 void AddSurfaceCheckCommand(CommandLine& program);
 
-// A height map, or the points of a folder, with the memory that the command takes for them.
+// A height map, or the points of a folder, with the memory that the command takes for them. Phases have the unit
+// that the names of results tell, where no file beside them says it.
 measure::HeightMap ReadMap(const std::string& path);
 measure::Cloud ReadPoints(const std::string& folder);
 

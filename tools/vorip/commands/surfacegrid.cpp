@@ -2,6 +2,7 @@
 #include <cmath>
 #include <cstdio>
 #include <list>
+#include <set>
 
 #include "tools/vorip/commands/surfacecommands.h"
 #include "tools/vorip/pictures/selection.h"
@@ -132,6 +133,10 @@ struct ExportCommand {
 };
 
 void RunExport(const ExportCommand& command) {
+    std::set<std::filesystem::path> places;
+    for (const std::string& out : command.out)
+        if (!places.insert(std::filesystem::absolute(out).lexically_normal()).second)
+            Refuse("--out " + out + ": is given twice");
     // The one that made a folder goes last.
     std::list<SurfaceFileOutput> outputs;
     for (const std::string& out : command.out) outputs.emplace_front(out);
@@ -185,7 +190,14 @@ void AddSurfaceLevelCommand(CommandLine& program) {
         .Type("N");
     AddSelection(command, options->selection, "belong to the form");
     command.Add("--out,-o", options->out, "The level height map: .npy or .tiff").Required().Type("FILE");
-    command.OnRun([options] { RunLevel(*options); });
+    command.OnRun([options, &command] {
+        if (options->points.empty())
+            command.RefuseGiven({"--radius"}, "is for --points");
+        else
+            command.RefuseGiven({"--form", "--robust", "--mask", "--components", "--component"},
+                                "is for forms that are fitted, not for a plane through --points");
+        RunLevel(*options);
+    });
 }
 
 void AddSurfaceExportCommand(CommandLine& program) {
