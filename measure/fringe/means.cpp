@@ -1,7 +1,7 @@
 #include "measure/fringe/means.h"
 
 #include "measure/fringe/framepixels.h"
-#include "measure/fringe/solve.h"
+#include "measure/fringe/weights.h"
 
 namespace measure {
 
