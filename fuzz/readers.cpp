@@ -50,7 +50,7 @@ void Require(bool condition, const std::string& text) {
     std::abort();
 }
 
-void ReadPictures(const Input& input) {
+void ReadPages(const Input& input, const std::function<void(const cv::Mat&)>& look) {
     const measure::Bytes bytes(input.begin(), input.end());
     const measure::Format* const format = measure::FindFormat(bytes);
     if (!format) return;
@@ -61,6 +61,7 @@ void ReadPictures(const Input& input) {
             for (int y = 0; y < page.rows; ++y)
                 sum += page.ptr(y)[0] + page.ptr(y)[static_cast<std::size_t>(page.cols) * page.elemSize() - 1];
             Require(sum >= 0, "");
+            if (look) look(page);
             if (page.total() > 1 << 20 || format->depths == 0) continue;
             // What was read can be written and read again.
             if (page.channels() != 1 || (format->depths & measure::DepthBit(page.depth())) == 0) continue;
@@ -70,6 +71,8 @@ void ReadPictures(const Input& input) {
         }
     });
 }
+
+void ReadPictures(const Input& input) { ReadPages(input, {}); }
 
 // The first byte says what the others are.
 void ReadTexts(const Input& input) {

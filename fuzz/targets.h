@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <opencv2/core.hpp>
 #include <string>
 #include <vector>
 
@@ -20,7 +21,9 @@ const std::vector<Target>& Targets();
 // Whether a target runs the drawn checks of this suite.
 bool IsInATarget(const std::string& suite);
 
-void ReadPictures(const Input& input);  // files of pictures and arrays
+// Files of pictures and arrays; `look` is given every page of one that is read.
+void ReadPages(const Input& input, const std::function<void(const cv::Mat&)>& look);
+void ReadPictures(const Input& input);  // the same, and nothing looks
 void ReadHeaders(const Input& input);   // of picture files, drawn from the input
 void ReadTexts(const Input& input);     // scan descriptions, calibrations, kernels, values of options
 

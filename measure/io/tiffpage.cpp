@@ -68,6 +68,36 @@ bool TiffPage::IsPlain() const {
 
 cv::Mat TiffPage::Read(const Progress& progress) { return IsPlain() ? ReadPlain(progress) : ReadAnyColour(); }
 
+// libtiff takes missing entries of the table for offset 0, which is the header of the file, and reads plain pieces
+// without a look at their byte counts. Where it can tell by itself that the counts are missing or wrong, as those that
+// some writers give a single strip, it has put them right from the size of the picture.
+void TiffPage::RequirePieces() const {
+    constexpr std::uint64_t kHeaderBytes = 8;
+    const std::uint16_t compression = Tag(TIFFTAG_COMPRESSION);
+    if (compression == COMPRESSION_OJPEG) return;  // a stream of its own, which need not be in the table
+    const bool isTiled = TIFFIsTiled(mTiff) != 0;
+    const std::uint32_t pieces = isTiled ? TIFFNumberOfTiles(mTiff) : TIFFNumberOfStrips(mTiff);
+    if (pieces == 0) Damaged();
+    const auto refuse = [&](std::uint32_t piece, const char* what) {
+        throw InputError(mFile + ": damaged TIFF file: " + (isTiled ? "tile " : "strip ") + std::to_string(piece + 1) +
+                         " of " + std::to_string(pieces) + what);
+    };
+    std::uint32_t height = mHeight;
+    TIFFGetFieldDefaulted(mTiff, TIFFTAG_ROWSPERSTRIP, &height);
+    height = std::clamp(height, 1U, mHeight);
+    const std::uint32_t perPlane = (mHeight - 1) / height + 1;
+    for (std::uint32_t i = 0; i < pieces; ++i) {
+        const std::uint64_t offset = TIFFGetStrileOffset(mTiff, i), stored = TIFFGetStrileByteCount(mTiff, i);
+        std::uint64_t least = 1;
+        if (compression == COMPRESSION_NONE)
+            least = isTiled ? TIFFTileSize64(mTiff)
+                            : TIFFVStripSize64(mTiff, std::min(height, mHeight - i % perPlane * height));
+        if (offset < kHeaderBytes || stored == 0) refuse(i, " is missing");
+        if (stored < least) refuse(i, " has fewer bytes than its pixels need");
+        if (offset > mFileBytes || least > mFileBytes - offset) refuse(i, " lies beyond the end of the file");
+    }
+}
+
 int TiffPage::Depth() const {
     if (mFormat < SAMPLEFORMAT_UINT || mFormat > SAMPLEFORMAT_VOID)
         throw InputError(mFile + ": TIFF pixels that are complex numbers are not supported");
@@ -99,6 +129,7 @@ cv::Mat TiffPage::ReadPlain(const Progress& progress) {
     if (channels == 3 && depth == CV_32S)
         throw InputError(mFile + ": TIFF colours of 32-bit integers are not supported");
     RequirePlausible(pieceBytes);
+    RequirePieces();
     const cv::Size size(static_cast<int>(mWidth), static_cast<int>(mHeight));
     cv::Mat image = NewPicture(size, CV_MAKETYPE(depth, channels), mFile);
     if (TIFFIsTiled(mTiff))
@@ -185,6 +216,7 @@ void TiffPage::Place(const Piece& piece, const Bytes& samples, cv::Mat& image) c
 
 cv::Mat TiffPage::ReadAnyColour() {
     RequirePlausible(0);
+    RequirePieces();
     cv::Mat image = NewPicture({static_cast<int>(mWidth), static_cast<int>(mHeight)}, CV_8UC4, mFile);
     char why[1024] = "";
     if (!TIFFRGBAImageOK(mTiff, why))

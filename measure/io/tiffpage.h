@@ -32,6 +32,8 @@ private:
     cv::Mat Upright(const cv::Mat& image) const;
     int Depth() const;
     void RequirePlausible(std::uint64_t pieceBytes) const;
+    // Refuses pictures of which strips or tiles are missing, cut off or beyond the file.
+    void RequirePieces() const;
     std::uint16_t Tag(std::uint32_t tag) const;
     [[noreturn]] void Damaged() const;
 

@@ -457,6 +457,17 @@ TEST_F(Io, RefusesBrokenFilesByName) {
         AddPage(memory.Get(), kind, [](int x, int, int) { return x; });
         return Text(memory.Close());
     };
+    // A picture of eight strips whose table says another count of entries, or has another one.
+    constexpr int kCount = -1;
+    const auto withStrips = [strips = tiffOf({})](std::uint16_t tag, int entry, std::uint16_t value) {
+        std::string changed = strips;
+        const std::uint16_t type = tag == TIFFTAG_STRIPOFFSETS ? TIFF_LONG : TIFF_SHORT;
+        const std::size_t at = changed.find(Numbers<std::uint16_t>({tag, type, 8, 0}));
+        std::uint32_t table = 0;
+        std::memcpy(&table, &changed.at(at + 8), sizeof table);
+        const std::size_t place = entry == kCount ? at + 4 : table + (type == TIFF_LONG ? 4U : 2U) * unsigned(entry);
+        return changed.replace(place, 2, Numbers<std::uint16_t>({value}));
+    };
     const std::string wide = test::Npy("|u1", "(1, 40000)", std::string(40000, 'x'));
     const struct {
         std::string bytes;
@@ -471,6 +482,11 @@ TEST_F(Io, RefusesBrokenFilesByName) {
         {GiantPng(png, 40, 31), "damaged PNG file"},
         {tiff.substr(0, 12), "damaged TIFF file"},
         {giantTiff, "damaged TIFF file"},
+        {withStrips(TIFFTAG_STRIPOFFSETS, kCount, 3), "strip 4 of 8 is missing"},
+        {withStrips(TIFFTAG_STRIPBYTECOUNTS, kCount, 3), "strip 4 of 8 is missing"},
+        {withStrips(TIFFTAG_STRIPOFFSETS, 2, 0), "strip 3 of 8 is missing"},
+        {withStrips(TIFFTAG_STRIPBYTECOUNTS, 2, 147), "strip 3 of 8 has fewer bytes"},
+        {withStrips(TIFFTAG_STRIPOFFSETS, 7, 60000), "strip 8 of 8 lies beyond the end"},
         {tiffOf({8, SAMPLEFORMAT_UINT, 513}), "pixels of 513 samples"},
         {tiffOf({32, SAMPLEFORMAT_COMPLEXINT}), "complex numbers"},
         {tiffOf({32, SAMPLEFORMAT_INT, 3, 0, false, PHOTOMETRIC_RGB}), "colours of 32-bit integers"},
