@@ -51,7 +51,13 @@ ValueRange RangeOf(const cv::Mat1f& values, const PictureStyle& style) {
     const bool cyclic = style.period > 0;
     ValueRange range = cyclic ? ValueRange{0, style.period} : FindRange(values, style.percent);
     if (style.range) range = *style.range;
-    if (cyclic) return {range.lower, range.lower + style.period};
+    if (cyclic) {
+        const double upper = range.lower + style.period;
+        RequireNumber(
+            upper > range.lower && std::isfinite(upper), "the period of a picture", style.period,
+            "great enough to be seen beside the least value of the range, and small enough to be added to it");
+        return {range.lower, upper};
+    }
     // A range without extent, as of a constant image, becomes one around its value.
     const double least = 1e-6 * std::max(std::abs(range.lower), std::abs(range.upper));
     if (range.upper - range.lower > least) return range;

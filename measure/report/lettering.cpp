@@ -28,7 +28,8 @@ void Lettering::Write(cv::Mat3b& picture, const std::string& text, cv::Point at)
 
 std::vector<Tick> Ticks(double lower, double upper, int most) {
     const double least = (upper - lower) / std::max(1, most);
-    const double power = std::pow(10.0, std::floor(std::log10(least)));
+    const double power = least > 0 ? std::pow(10.0, std::floor(std::log10(least))) : 0.0;
+    if (!(power > 0 && std::isfinite(10.0 * power))) return {};  // a scale without extent, or beyond all numbers
     double step = 10.0 * power;
     for (const double factor : {5.0, 2.0, 1.0})
         if (factor * power >= least * (1.0 - 1e-9)) step = factor * power;

@@ -216,7 +216,17 @@ struct PictureArguments {
     std::string folder = testing::TempDir();
 };
 
+// A period too fine to be told apart at 100, unless it is above 1e-14.
+PictureStyle FineCycle(double period) {
+    PictureStyle style;
+    style.range = ValueRange{100, 101};
+    style.period = period;
+    return style;
+}
+
 TEST(Arguments, OfPictures) {
+    for (const double period : {2e-14, 1e308})
+        EXPECT_FALSE(DrawPicture(Exact(kSize, CV_32F), FineCycle(period)).empty());
     PictureArguments good;
     good.style.shade = true;
     good.style.contours = 3;
@@ -225,20 +235,21 @@ TEST(Arguments, OfPictures) {
     good.style.marks = Filled<std::uint8_t>(0, 1);
     const std::vector<Change<PictureArguments>> steps{SETS(style.step, 0, -3)};
     ExpectRefusals<PictureArguments>(
-        good, {{OF(DrawPicture(a.values, a.style)),
-                {IMAGE(values), MAYBE(style.mask), MAYBE(style.components), MAYBE(style.marks)},
-                {SET(values, Exact(kSize, CV_8S)), SET(values, Exact(kSize, CV_32FC2)), SET(style.step, 0),
-                 SETS(style.percent, kNaN, 51, -1), SETS(style.period, kNaN, -1), SET(style.contours, -1),
-                 SET(style.range, (ValueRange{kNaN, 1})), SET(style.range, (ValueRange{0, kInf})),
-                 SET(style.range, (ValueRange{3, 1})), SET(style.range, (ValueRange{-1e308, 1e308}))}},
-               {OF(DrawComponents(a.numbers)), {IMAGE(numbers)}, {}},
-               {"DrawComponents, framed", [](auto& a) { DrawComponents(a.numbers, a.style); }, {IMAGE(numbers)}, steps},
-               {OF(SideBySide(a.left, a.right)), {IMAGE(left)}, {SET(right, cv::Mat3b())}},
-               {OF(DrawPlot(a.plot)),
-                {},
-                {SET(plot, Plot()), DO(plot.values.pop_back()), SETS(plot.positions[1], kNaN, 9),
-                 SETS(plot.positions[2], kInf, 0), SET(plot.positions, (std::vector<double>{-1e308, 0, 1e308})),
-                 SET(plot.values, (std::vector<float>(3, NAN)))}}});
+        good,
+        {{OF(DrawPicture(a.values, a.style)),
+          {IMAGE(values), MAYBE(style.mask), MAYBE(style.components), MAYBE(style.marks)},
+          {SET(values, Exact(kSize, CV_8S)), SET(values, Exact(kSize, CV_32FC2)), SET(style.step, 0),
+           SETS(style.percent, kNaN, 51, -1), SETS(style.period, kNaN, -1), SET(style, FineCycle(1e-15)),
+           SET(style.contours, -1), SET(style.range, (ValueRange{kNaN, 1})), SET(style.range, (ValueRange{0, kInf})),
+           SET(style.range, (ValueRange{3, 1})), SET(style.range, (ValueRange{-1e308, 1e308}))}},
+         {OF(DrawComponents(a.numbers)), {IMAGE(numbers)}, {}},
+         {"DrawComponents, framed", [](auto& a) { DrawComponents(a.numbers, a.style); }, {IMAGE(numbers)}, steps},
+         {OF(SideBySide(a.left, a.right)), {IMAGE(left)}, {SET(right, cv::Mat3b())}},
+         {OF(DrawPlot(a.plot)),
+          {},
+          {SET(plot, Plot()), DO(plot.values.pop_back()), SETS(plot.positions[1], kNaN, 9),
+           SETS(plot.positions[2], kInf, 0), SET(plot.positions, (std::vector<double>{-1e308, 0, 1e308})),
+           SET(plot.values, (std::vector<float>(3, NAN)))}}});
     for (const char* ending : {".png", ".tiff", ".bmp", ".npy"}) {
         SCOPED_TRACE(ending);
         const std::string name = good.folder + "nothing" + ending;
