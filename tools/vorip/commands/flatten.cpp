@@ -12,6 +12,7 @@
 #include "measure/io.h"
 #include "measure/picture.h"
 #include "tools/vorip/commands/commands.h"
+#include "tools/vorip/pictures/componentsurfaces.h"
 #include "tools/vorip/pictures/pixels.h"
 #include "tools/vorip/pictures/selection.h"
 #include "tools/vorip/pictures/watchedimage.h"
@@ -45,9 +46,12 @@ constexpr int kTerms = KrN::KrLBestFit::kTerms;
 struct Term {
     const char* name;
     const char* text;
+    SurfaceTerm term;
 };
-constexpr Term kTermTable[kTerms] = {{"x3", "X^3"}, {"x2", "X^2"},    {"x", "X"},       {"y3", "Y^3"}, {"y2", "Y^2"},
-                                     {"y", "Y"},    {"xy2", "X Y^2"}, {"x2y", "X^2 Y"}, {"xy", "X Y"}, {"1", "1"}};
+constexpr Term kTermTable[kTerms] = {{"x3", "X^3", {3, 0}},    {"x2", "X^2", {2, 0}},    {"x", "X", {1, 0}},
+                                     {"y3", "Y^3", {0, 3}},    {"y2", "Y^2", {0, 2}},    {"y", "Y", {0, 1}},
+                                     {"xy2", "X Y^2", {1, 2}}, {"x2y", "X^2 Y", {2, 1}}, {"xy", "X Y", {1, 1}},
+                                     {"1", "1", {0, 0}}};
 
 struct Options {
     std::string in;
@@ -159,42 +163,16 @@ void FlattenAsOne(cv::Mat& image, cv::Mat1b& excluded, const Terms& terms, const
     Report(fit, terms, flat, excluded == 0);
 }
 
-std::vector<cv::Rect> BoxesOf(const cv::Mat1i& numbers) {
-    double most = 0;
-    cv::minMaxLoc(numbers, nullptr, &most);
-    std::vector<cv::Rect> boxes(static_cast<std::size_t>(most) + 1);
-    for (int y = 0; y < numbers.rows; ++y) {
-        for (int x = 0; x < numbers.cols; ++x)
-            if (numbers(y, x) > 0) boxes[static_cast<std::size_t>(numbers(y, x))] |= cv::Rect(x, y, 1, 1);
-    }
-    return boxes;
-}
-
 // Each component loses a surface of its own. A component with fewer pixels than the surface has terms stays empty.
 void FlattenEach(const cv::Mat& image, const cv::Mat1i& numbers, const cv::Mat1b& excluded, const Terms& terms,
                  const Options& options, OutputFile& output, const Watch& watch) {
-    const auto least = std::count(terms.begin(), terms.end(), 1);
-    const std::vector<cv::Rect> boxes = BoxesOf(numbers);
-    // Columns and rows of a box count from the box: surfaces that a shift does not change may be fitted there.
-    const bool shifts = options.terms == "cubic" || options.terms == "quadratic" || options.terms == "plane";
-    cv::Mat1f flat(image.size(), std::numeric_limits<float>::quiet_NaN());
-    int fitted = 0, all = 0;
-    for (std::size_t number = 1; number < boxes.size(); ++number) {
-        if (boxes[number].empty()) continue;
-        watch(static_cast<double>(number - 1) / static_cast<double>(boxes.size()));
-        ++all;
-        const cv::Rect box = shifts ? boxes[number] : cv::Rect({0, 0}, image.size());
-        cv::Mat part = image(box).clone();
-        cv::Mat1b others;
-        cv::compare(numbers(box), static_cast<int>(number), others, cv::CMP_NE);
-        cv::Mat1b left;
-        cv::bitwise_or(others, excluded(box), left);
-        if (cv::countNonZero(left == 0) < least) continue;
-        KrN::KrLBestFit fit;
-        const cv::Mat surface = FitSurface(fit, part, left, terms, options.in, [](double) {});
-        Subtract(part, surface).copyTo(flat(box), others == 0);
-        ++fitted;
-    }
+    std::vector<SurfaceTerm> used;
+    for (std::size_t i = 0; i < kTerms; ++i)
+        if (terms[i]) used.push_back(kTermTable[i].term);
+    cv::Mat1f values;
+    VisitPixels<std::uint8_t, std::uint16_t, float>(image, options.in, "a picture",
+                                                    [&](const auto& pixels) { pixels.convertTo(values, CV_32F); });
+    const auto [flat, all, fitted] = FlattenComponents(values, numbers, excluded, used, watch);
     if (fitted == 0) Refuse(options.selection.components + ": no component has enough pixels for the surface");
     Draw(output, flat, options);
     std::printf("flatten: %d x %d pixels, a surface of its own (%s) taken from each of %d components of %s", flat.cols,
