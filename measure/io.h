@@ -12,7 +12,7 @@
 // Files of pictures and of arrays. All functions throw InputError for what cannot be read or be held by a file of that
 // kind, OutputError for what cannot be written; the texts name the file. Large files are read, decoded and encoded in
 // pieces, between which the progress is asked; files of compressed strips, or of formats beyond ours, are one piece
-// each.
+// each. 64-bit floats are rounded to 32-bit ones; what those cannot hold is refused, as files that lack a part are.
 namespace measure {
 
 // Largest width and height of an image of the library.
@@ -21,7 +21,7 @@ inline constexpr int kMaxImageSide = 32767;
 // Reads a picture as one grey channel: 8-bit or 16-bit, 32-bit float (TIFF, NPY) or 32-bit integer (TIFF, NPY). The
 // contents tell the format: PNG, TIFF, NPY, NPZ with one array, or by OpenCV's codecs BMP, JPEG, WebP and PNM. Colour
 // becomes grey, opacity is ignored, booleans are 0 and 255, fewer than 8 bits a pixel are spread to 0 to 255, and
-// TIFF and JPEG pictures are turned upright. Of several pages it is the first.
+// TIFF and JPEG pictures are turned upright. Of several pages it is the first. Integers whose 0 is white are inverted.
 MEASURE_API cv::Mat ReadPicture(const std::string& file, const Progress& progress = {});
 // Reads a picture as blue, green and red of 8 bits; 16 bits are scaled down, grey becomes colour, opacity is ignored.
 MEASURE_API cv::Mat3b ReadColourPicture(const std::string& file, const Progress& progress = {});

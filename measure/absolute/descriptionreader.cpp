@@ -79,7 +79,7 @@ std::string DescriptionNode::Text() const {
 }
 
 double DescriptionNode::Number(const std::function<bool(double)>& accepts, const char* rule) const {
-    if (!mValue->is_number()) Refuse(std::string("must be a number ") + rule);
+    if (!mValue->is_number()) Refuse(*rule ? std::string("must be a number ") + rule : "must be a number");
     const double number = mValue->get<double>();
     if (!std::isfinite(number) || !accepts(number)) Refuse(mValue->dump() + " is given, it must be " + rule);
     return number;

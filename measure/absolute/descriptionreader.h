@@ -35,7 +35,7 @@ public:
     bool IsNull() const { return mValue->is_null(); }
     bool IsText() const { return mValue->is_string(); }
     std::string Text() const;
-    // `rule` says which numbers `accepts` lets pass, as in "above 0".
+    // `rule` says which numbers `accepts` lets pass, as in "above 0"; empty when all finite ones.
     double Number(const std::function<bool(double)>& accepts, const char* rule) const;
 
 private:

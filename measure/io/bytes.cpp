@@ -1,8 +1,11 @@
 #include "measure/io/bytes.h"
 
 #include <algorithm>
+#include <cmath>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <limits>
 #include <new>
 #include <utility>
 
@@ -41,6 +44,20 @@ cv::Mat NewPicture(cv::Size size, int type, const std::string& file) {
                                        size.width, size.height, 1e-9 * bytes));
 }
 
+void NarrowToFloat(const std::uint8_t* doubles, std::size_t count, float* floats, const std::string& file) {
+    constexpr double kMost = std::numeric_limits<float>::max();
+    bool isBeyond = false;
+    for (std::size_t i = 0; i < count; ++i) {
+        double value = 0;
+        std::memcpy(&value, doubles + i * sizeof value, sizeof value);
+        const double size = std::abs(value);
+        isBeyond |= size > kMost && size <= std::numeric_limits<double>::max();
+        floats[i] = static_cast<float>(value);
+    }
+    if (isBeyond)
+        throw InputError(file + ": holds numbers beyond 3.4e38, the greatest that pixels of 32-bit float can be");
+}
+
 void RequireFile(const std::string& file) {
     if (file.empty()) throw InputError("the name of a file is empty");
     std::error_code error;
@@ -51,12 +68,22 @@ void RequireFile(const std::string& file) {
     if (!std::filesystem::is_regular_file(status)) throw InputError(file + ": is a device or a pipe, a file is needed");
 }
 
+namespace {
+
+// Files that the system makes up while they are read, as those below /proc, tell no size.
+[[noreturn]] void RefuseEmpty(const std::string& file) {
+    throw InputError(file + ": is empty, or does not tell its size, as files below /proc do not: copy it to a folder");
+}
+
+}  // namespace
+
 std::string ReadText(const std::string& file, std::size_t most, const char* kind) {
     RequireFile(file);
     std::error_code error;
     const std::uintmax_t size = std::filesystem::file_size(file, error);
     std::ifstream stream(file, std::ios::binary);
     if (error || !stream) throw InputError(file + ": cannot be opened for reading");
+    if (size == 0) RefuseEmpty(file);
     if (size > most) throw InputError(file + ": is too large to be " + kind);
     std::string text(static_cast<std::size_t>(size), '\0');
     if (!stream.read(text.data(), static_cast<std::streamsize>(size))) throw InputError(file + ": cannot be read");
@@ -79,9 +106,11 @@ void InPieces(std::size_t bytes, const char* stage, const Progress& progress, co
 
 Bytes ReadBytes(const std::string& file, const Progress& progress) {
     RequireFile(file);
-    std::ifstream stream(file, std::ios::binary | std::ios::ate);
+    std::ifstream stream(file, std::ios::binary);
     if (!stream) throw InputError(file + ": cannot be opened for reading");
-    const auto size = static_cast<std::size_t>(stream.tellg());
+    const auto end = stream.seekg(0, std::ios::end).tellg();
+    if (end <= 0) RefuseEmpty(file);
+    const auto size = static_cast<std::size_t>(end);
     RequireMemory(file, static_cast<double>(size));
     Bytes bytes(size);
     stream.seekg(0);

@@ -23,12 +23,17 @@ void RequireMemory(const std::string& file, double bytes, cv::Size picture = {})
 // memory check refuses it.
 cv::Mat NewPicture(cv::Size size, int type, const std::string& file);
 
+// Doubles, wherever they lie in memory, become the nearest floats. Refuses, with the name of the file, finite ones
+// beyond those that a float can hold.
+void NarrowToFloat(const std::uint8_t* doubles, std::size_t count, float* floats, const std::string& file);
+
 // Refuses what is no file, as folders, devices and pipes, from which reading might never end.
 MEASURE_API void RequireFile(const std::string& file);
-// A text of at most so many bytes; `kind` says what it shall be, as in "a calibration".
+// A text of 1 to so many bytes; `kind` says what it shall be, as in "a calibration".
 MEASURE_API std::string ReadText(const std::string& file, std::size_t most, const char* kind);
 
-// All bytes of a file, and a file of these bytes. They throw InputError and OutputError with the file's name.
+// All bytes of a file, of which there must be some, and a file of these bytes. They throw InputError and OutputError
+// with the file's name.
 Bytes ReadBytes(const std::string& file, const Progress& progress = {});
 void WriteBytes(const std::string& file, const Bytes& bytes, const Progress& progress = {});
 

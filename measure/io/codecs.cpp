@@ -1,11 +1,9 @@
 #include "measure/io/codecs.h"
 
-#include <algorithm>
-#include <sstream>
-
 #include "measure/base/module.h"
 #include "measure/error.h"
 #include "measure/io/codecs/module.h"
+#include "measure/io/pnm.h"
 
 namespace measure {
 namespace {
@@ -61,27 +59,17 @@ Extent ExtentOfWebp(const Bytes& bytes) {
     }
 }
 
-// Width and height are the first two numbers, between which comments may stand.
-Extent ExtentOfPnm(const Bytes& bytes) {
-    std::istringstream text(
-        std::string(bytes.begin() + 2, bytes.begin() + std::min<std::ptrdiff_t>(4096, std::ptrdiff_t(bytes.size()))));
-    std::uint64_t numbers[2] = {};
-    for (std::uint64_t& number : numbers)
-        while (!(text >> number) && !text.eof()) {
-            text.clear();
-            text.ignore(4096, '\n');
-        }
-    return {numbers[0], numbers[1], bytes[1] == '3' || bytes[1] == '6' ? 3U : 1U};
-}
-
 void RequireReadable(const Bytes& bytes, const std::string& file) {
-    const Extent e = bytes[0] == 'B'    ? ExtentOfBmp(bytes)
-                     : bytes[0] == 0xff ? ExtentOfJpeg(bytes)
-                     : bytes[0] == 'R'  ? ExtentOfWebp(bytes)
-                                        : ExtentOfPnm(bytes);
+    const bool isPnm = bytes[0] == 'P';
+    const PnmHeader pnm = isPnm ? ReadPnmHeader(bytes, file) : PnmHeader();
+    const Extent e = isPnm             ? Extent{pnm.width, pnm.height, pnm.samples * (pnm.greatest > 255 ? 2U : 1U)}
+                     : bytes[0] == 'B' ? ExtentOfBmp(bytes)
+                     : bytes[0] == 'R' ? ExtentOfWebp(bytes)
+                                       : ExtentOfJpeg(bytes);
     RequireReadableSize(e.width, e.height, file);
     const cv::Size size(static_cast<int>(e.width), static_cast<int>(e.height));
     if (!size.empty()) RequireMemory(file, static_cast<double>(e.bytesPerPixel) * size.width * size.height, size);
+    if (isPnm) RequirePnmSamples(bytes, pnm, file);
 }
 
 }  // namespace

@@ -37,12 +37,7 @@ cv::Mat Narrowed(const std::uint8_t* data, cv::Size size, const std::string& fil
 
 cv::Mat Doubles(const std::uint8_t* data, cv::Size size, const std::string& file) {
     cv::Mat image = NewPicture(size, CV_32F, file);
-    auto* out = image.ptr<float>();
-    for (std::size_t i = 0; i < image.total(); ++i) {
-        double value = 0;
-        std::memcpy(&value, data + i * sizeof value, sizeof value);
-        out[i] = static_cast<float>(value);
-    }
+    NarrowToFloat(data, image.total(), image.ptr<float>(), file);
     return image;
 }
 

@@ -1,6 +1,7 @@
 #include "measure/io/npyheader.h"
 
 #include <cctype>
+#include <utility>
 
 #include "measure/error.h"
 
@@ -17,18 +18,21 @@ public:
     NpyHeader Parse() {
         NpyHeader header;
         bool hasDescr = false, hasOrder = false, hasShape = false;
+        const auto once = [this](bool& has) {
+            if (std::exchange(has, true)) Refuse();
+        };
         Expect('{');
         while (!Accept('}')) {
             const std::string key = String();
             Expect(':');
             if (key == "descr") {
-                hasDescr = true;
+                once(hasDescr);
                 header.descr = String();
             } else if (key == "fortran_order") {
-                hasOrder = true;
+                once(hasOrder);
                 header.fortranOrder = Bool();
             } else if (key == "shape") {
-                hasShape = true;
+                once(hasShape);
                 header.shape = Shape();
             } else {
                 Refuse();
@@ -36,14 +40,18 @@ public:
             if (Accept('}')) break;
             Expect(',');
         }
-        if (!hasDescr || !hasOrder || !hasShape) Refuse();
+        SkipBlanks();
+        if (!hasDescr || !hasOrder || !hasShape || mAt < mText.size()) Refuse();
         return header;
     }
 
 private:
+    void SkipBlanks() {
+        while (mAt < mText.size() && std::isspace(static_cast<unsigned char>(mText[mAt])) != 0) ++mAt;
+    }
     // The next character that is no blank, or 0 at the end.
     char Peek() {
-        while (mAt < mText.size() && std::isspace(static_cast<unsigned char>(mText[mAt])) != 0) ++mAt;
+        SkipBlanks();
         return mAt < mText.size() ? mText[mAt] : '\0';
     }
     bool Accept(char c) {

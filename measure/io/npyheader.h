@@ -16,7 +16,7 @@ struct NpyHeader {
     std::vector<std::uint64_t> shape;
 };
 
-// Refuses, naming the file, what is not a dictionary of these three entries.
+// Refuses, naming the file, what is not a dictionary of these three entries, each of them once, and blanks behind it.
 NpyHeader ParseNpyHeader(std::string_view text, const std::string& file);
 
 }  // namespace measure

@@ -14,7 +14,7 @@ namespace {
 constexpr std::uint32_t kLocalHeader = 0x04034b50, kDirectoryEntry = 0x02014b50, kEndOfDirectory = 0x06054b50;
 constexpr std::size_t kLocalBytes = 30, kEndBytes = 22, kMostComment = 65535;
 constexpr std::uint64_t kBestDeflate = 1032;  // no deflated byte stands for more
-constexpr unsigned kStored = 0, kDeflated = 8;
+constexpr unsigned kStored = 0, kDeflated = 8, kEncrypted = 1;
 constexpr std::uint32_t kSizeElsewhere = 0xffffffff;  // in the extra field of archives beyond 4 GB
 
 struct Closer {
@@ -35,7 +35,10 @@ public:
         }
         const std::size_t entry = Number(end + 16, 4);
         if (Number(entry, 4) != kDirectoryEntry) Refuse();
-        return DecodeNpy(Unpack(entry), mFile);
+        if ((Number(entry + 8, 2) & kEncrypted) != 0) throw InputError(mFile + ": encrypted files cannot be read");
+        const Bytes array = Unpack(entry);
+        if (libdeflate_crc32(0, array.data(), array.size()) != Number(entry + 16, 4)) Refuse();
+        return DecodeNpy(array, mFile);
     }
 
 private:

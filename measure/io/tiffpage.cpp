@@ -128,6 +128,8 @@ cv::Mat TiffPage::ReadPlain(const Progress& progress) {
         throw InputError(mFile + ": TIFF pixels of " + std::to_string(mSamples) + " samples are not supported");
     if (channels == 3 && depth == CV_32S)
         throw InputError(mFile + ": TIFF colours of 32-bit integers are not supported");
+    if (mPhotometric == PHOTOMETRIC_MINISWHITE && mFormat == SAMPLEFORMAT_IEEEFP)
+        throw InputError(mFile + ": TIFF floats of which the least is white are not supported: no number is black");
     RequirePlausible(pieceBytes);
     RequirePieces();
     const cv::Size size(static_cast<int>(mWidth), static_cast<int>(mHeight));
@@ -136,11 +138,17 @@ cv::Mat TiffPage::ReadPlain(const Progress& progress) {
         ReadTiles(image, progress);
     else
         ReadStrips(image, progress);
+    if (mPhotometric == PHOTOMETRIC_MINISWHITE && mBits <= 16)
+        image = cv::Scalar::all(mBits <= 8 ? 255 : (1 << mBits) - 1) - image;
+    else if (mPhotometric == PHOTOMETRIC_MINISWHITE)
+        cv::bitwise_not(image, image);
     if (depth == CV_32S && mFormat != SAMPLEFORMAT_INT && cv::countNonZero(image.reshape(1) < 0) > 0)
         throw InputError(mFile + ": holds numbers beyond 2147483647, which are not supported");
-    if (depth == CV_64F) image.convertTo(image, CV_32F);
-    if (mPhotometric == PHOTOMETRIC_MINISWHITE && mFormat != SAMPLEFORMAT_IEEEFP && mBits <= 16)
-        image = cv::Scalar::all(mBits <= 8 ? 255 : (1 << mBits) - 1) - image;
+    if (depth == CV_64F) {
+        cv::Mat narrow(image.size(), CV_MAKETYPE(CV_32F, channels));
+        NarrowToFloat(image.data, image.total() * static_cast<std::size_t>(channels), narrow.ptr<float>(), mFile);
+        image = narrow;
+    }
     if (channels == 3) cv::cvtColor(image, image, cv::COLOR_RGB2BGR);
     return Upright(image);
 }

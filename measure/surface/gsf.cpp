@@ -34,7 +34,8 @@ public:
         mData = length + 4 - length % 4;
     }
 
-    [[noreturn]] void Damaged(const std::string& why) const { throw InputError(mFile + ": damaged GSF file: " + why); }
+    [[noreturn]] void Refuse(const std::string& why) const { throw InputError(mFile + ": " + why); }
+    [[noreturn]] void Damaged(const std::string& why) const { Refuse("damaged GSF file: " + why); }
 
     std::size_t Data() const { return mData; }
     std::string Text(const char* key) const {
@@ -73,12 +74,14 @@ std::uint32_t LittleEndian(const std::uint8_t* bytes) {
            static_cast<std::uint32_t>(bytes[3]) << 24;
 }
 
-// A pitch along both axes, 0 when the lengths are not metres.
+// A pitch along both axes, 0 when the lengths are pixels, or of no unit.
 double PitchOf(const Header& header, cv::Size size) {
-    if (header.Text("XYUnits") != "m") return 0;
     const double across = header.Number("XReal", 1.0) * kMillimetres / size.width;
     const double down = header.Number("YReal", 1.0) * kMillimetres / size.height;
     if (!(across > 0 && down > 0)) header.Damaged("XReal and YReal must be above 0");
+    const std::string unit = header.Text("XYUnits");
+    if (unit.empty() || unit == "px") return 0;
+    if (unit != "m") header.Refuse("XYUnits = " + unit + " cannot be worked with, lengths must be metres (m) or px");
     if (std::abs(across - down) > 1e-4 * across)
         header.Damaged(cv::format("its pixels are %g x %g mm: only square ones can be worked with", across, down));
     return across;

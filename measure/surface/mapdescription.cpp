@@ -14,7 +14,7 @@ namespace {
 bool IsFinite(double) { return true; }
 bool IsAboveZero(double v) { return v > 0; }
 
-double ReadNumber(const DescriptionNode& node, const char* key) { return node.At(key).Number(IsFinite, "a number"); }
+double ReadNumber(const DescriptionNode& node, const char* key) { return node.At(key).Number(IsFinite, ""); }
 
 std::string Checksum(const Bytes& bytes) { return cv::format("%08x", libdeflate_crc32(0, bytes.data(), bytes.size())); }
 

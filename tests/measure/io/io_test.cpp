@@ -111,6 +111,8 @@ TEST_F(Io, ReadsWhatOthersWrite) {
         EXPECT_TRUE(AreSame(ReadPicture(File(c.name)), c.read.empty() ? c.written : c.read)) << c.name;
     }
     EXPECT_EQ(ListPictures(File("")).size(), std::size(cases));
+    const cv::Mat text = ReadPicture(Write("text", "P2\n# of 2 pixels\n2 1 # and a row\n1000 500\n1000\n"));
+    EXPECT_TRUE(AreSame(text, (cv::Mat_<ushort>(1, 2) << 500, 1000)));
 }
 
 // --- PNG
@@ -276,6 +278,7 @@ TEST_F(Io, ReadsEveryKindOfTiff) {
         {{8, 1, 1, 0, false, PHOTOMETRIC_PALETTE}, CV_8U},
         {{8, 1, 1, 0, false, PHOTOMETRIC_MINISWHITE}, CV_8U},
         {{12, 1, 1, 0, false, PHOTOMETRIC_MINISWHITE}, CV_16U},
+        {{32, SAMPLEFORMAT_INT, 1, 0, false, PHOTOMETRIC_MINISWHITE}, CV_32S},
         {{16, 1, 2}, CV_16U},  // the second is opacity
     };
     for (const int tile : {0, 16})
@@ -302,7 +305,7 @@ TEST_F(Io, ReadsEveryKindOfTiff) {
                     int v = value(x, y, expected.channels() - 1 - s);
                     const bool inverted =
                         kind.photometric == PHOTOMETRIC_MINISWHITE || kind.photometric == PHOTOMETRIC_PALETTE;
-                    if (inverted) v = most - v;
+                    if (inverted) v = (kind.bits == 32 ? -1 : most) - v;
                     expected.ptr<float>(y)[x * expected.channels() + s] =
                         static_cast<float>(kind.bits < 8 ? v * 255 / most : v);
                 }
@@ -375,7 +378,8 @@ std::string Zip(const std::string& content, bool deflate, int entries = 1) {
         return text;
     };
     const std::string name = "phase.npy", extra(20, '\1');
-    const std::string common = n(20, 2) + n(0, 2) + n(deflate ? 8 : 0, 2) + n(0, 8) + n(packed.size(), 4) +
+    const std::string common = n(20, 2) + n(0, 2) + n(deflate ? 8 : 0, 2) + n(0, 4) +
+                               n(libdeflate_crc32(0, content.data(), content.size()), 4) + n(packed.size(), 4) +
                                n(content.size(), 4) + n(name.size(), 2);
     const std::string local = "PK\3\4" + common + n(extra.size(), 2) + name + extra + packed;
     const std::string entry = "PK\1\2" + n(20, 2) + common + n(0, 12) + n(0, 4) + name;
@@ -444,7 +448,8 @@ TEST_F(Io, RefusesBrokenFilesByName) {
     const cv::Mat image = Noise(40, 30, CV_8U);
     const std::string png = Text(EncodePicture("x.png", image)), bmp = Text(EncodePicture("x.bmp", image));
     const std::string tiff = Text(EncodePicture("x.tiff", image)), npy = Text(EncodePicture("x.npy", image));
-    std::string giantBmp = bmp, giantTiff = tiff, longZip = Zip(npy, true);
+    std::string giantBmp = bmp, giantTiff = tiff, longZip = Zip(npy, true), otherZip = Zip(npy, false),
+                lockedZip = otherZip;
     giantBmp.replace(18, 8, Numbers<std::int32_t>({1000000, 1000000}));
     const std::size_t width = giantTiff.find(Numbers<std::uint16_t>({256, 3, 1, 0, 40})),
                       height = giantTiff.find(Numbers<std::uint16_t>({257, 3, 1, 0, 30}));
@@ -452,9 +457,11 @@ TEST_F(Io, RefusesBrokenFilesByName) {
     giantTiff.replace(width + 8, 2, Numbers<std::uint16_t>({32767}));
     giantTiff.replace(height + 8, 2, Numbers<std::uint16_t>({32767}));
     longZip.replace(longZip.find("PK\1\2") + 24, 4, "\xfe\xff\xff\xff");
-    const auto tiffOf = [](const TiffKind& kind) {
+    otherZip[otherZip.find("NUMPY") + 200] ^= 1;
+    lockedZip[lockedZip.find("PK\1\2") + 8] |= 1;
+    const auto tiffOf = [](const TiffKind& kind, double scale = 1) {
         TiffMemory memory;
-        AddPage(memory.Get(), kind, [](int x, int, int) { return x; });
+        AddPage(memory.Get(), kind, [scale](int x, int, int) { return x * scale; });
         return Text(memory.Close());
     };
     // A picture of eight strips whose table says another count of entries, or has another one.
@@ -473,7 +480,7 @@ TEST_F(Io, RefusesBrokenFilesByName) {
         std::string bytes;
         const char* says;
     } cases[] = {
-        {"", "not a PNG, TIFF, BMP or NPY file"},
+        {"", "is empty"},
         {"text", "not a PNG"},
         {png.substr(0, 40), "damaged PNG file"},
         {png.substr(0, png.size() / 2), "damaged PNG file"},
@@ -490,6 +497,14 @@ TEST_F(Io, RefusesBrokenFilesByName) {
         {tiffOf({8, SAMPLEFORMAT_UINT, 513}), "pixels of 513 samples"},
         {tiffOf({32, SAMPLEFORMAT_COMPLEXINT}), "complex numbers"},
         {tiffOf({32, SAMPLEFORMAT_INT, 3, 0, false, PHOTOMETRIC_RGB}), "colours of 32-bit integers"},
+        {tiffOf({32, SAMPLEFORMAT_UINT, 1, 0, false, PHOTOMETRIC_MINISWHITE}), "beyond 2147483647"},
+        {tiffOf({32, SAMPLEFORMAT_IEEEFP, 1, 0, false, PHOTOMETRIC_MINISWHITE}), "the least is white"},
+        {tiffOf({64, SAMPLEFORMAT_IEEEFP}, 1e38), "beyond 3.4e38"},
+        {"P2 1 1 100 101", "the value '101' is no whole number from 0 to 100"},
+        {"P5 1 1 100\n\xff", "values above 100"},
+        {"P5 1 1 256\n\2\1", "values above 256"},
+        {"P5 -4 4 255\n1234", "the width '-4' is no whole number"},
+        {"P6 40000 1 255\n1", "40000 x 1 pixels is too large"},
         {bmp.substr(0, 60), "damaged"},
         {giantBmp, "1000000 x 1000000 pixels is too large"},
         {npy.substr(0, npy.size() - 1), "fewer pixels"},
@@ -497,6 +512,9 @@ TEST_F(Io, RefusesBrokenFilesByName) {
         {NpyOf("{'descr': '<f4', 'fortran_order': False, 'shape': (1, 1), }" + std::string(60000, ' ')), "fewer"},
         {NpyOf("{'fortran_order': False, 'shape': (1, 1)}"), "plain array"},
         {NpyOf("{'descr': '<f4', 'shape': (1, 1)}"), "plain array"},
+        {NpyOf("{'descr': '<f4', 'fortran_order': False, 'shape': (1, 1), 'descr': '<f4'}") + "abcd", "plain array"},
+        {NpyOf("{'descr': '<f4', 'fortran_order': False, 'shape': (1, 1)} {}") + "abcd", "plain array"},
+        {test::Npy("<f8", "(1, 2)", Numbers<double>({INFINITY, -3.5e38})), "beyond 3.4e38"},
         {NpyOf("{" + std::string(60000, ' ') + "'descr': '<f4'" + std::string(100, ' ')), "plain array"},
         {NpyOf(std::string(70000, ' ')), "cut off"},
         {test::Npy("<f4", "(2, 2", "abcd"), "plain array"},
@@ -508,6 +526,8 @@ TEST_F(Io, RefusesBrokenFilesByName) {
         {test::Npy("<i8", "(1, 1)", Numbers<std::int64_t>({std::int64_t{1} << 32})), "beyond 32 bits"},
         {Zip(npy, true, 2), "holds 2 arrays"},
         {longZip, "damaged NPZ file"},
+        {otherZip, "damaged NPZ file"},
+        {lockedZip, "encrypted"},
     };
     for (const auto& c : cases) {
         const std::string file = Write("broken", c.bytes);

@@ -13,6 +13,7 @@
 #include "measure/simulate.h"
 #include "measure/writesurface.h"
 #include "tests/support/folder.h"
+#include "tests/support/refusal.h"
 
 using namespace measure;
 
@@ -223,6 +224,9 @@ TEST_F(HeightFiles, ThatAreNoneAreRefused) {
         WriteBytes("a.npy.json", text);
         EXPECT_THROW(ReadHeightMap(File("a.npy")), InputError) << text;
     }
+    WriteBytes("a.npy.json", with("\"width\": 22", "\"width\": \"22\""));
+    const std::string refusal = test::Refusal([&] { ReadHeightMap(File("a.npy")); });
+    EXPECT_EQ(refusal.substr(refusal.find(": ")), ": width: must be a number");
     // Of two runs; unless somebody has written the description himself.
     WriteBytes("a.npy.json", json);
     HeightMap other = map;
@@ -234,7 +238,7 @@ TEST_F(HeightFiles, ThatAreNoneAreRefused) {
 
     WriteHeightMap(File("a.gsf"), map);
     const std::string gsf = ReadText("a.gsf");
-    for (const char* change : {"XRes = 0 ", "XRes = 1e", "XRes = x ", "XReal = 1 ", "XReal = -"}) {
+    for (const char* change : {"XRes = 0 ", "XRes = 1e", "XRes = x ", "XReal = 1 ", "XReal = -", "XYUnits = s"}) {
         std::string changed = gsf;
         const std::string key = std::string(change).substr(0, 5);
         WriteBytes("b.gsf", changed.replace(changed.find(key), std::strlen(change), change));
