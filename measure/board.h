@@ -32,11 +32,13 @@ MEASURE_API std::vector<cv::Point2d> BoardPoints(const BoardDescription& board);
 struct FoundBoard {
     std::vector<cv::Point2d> points;  // pixels, in the order of BoardPoints; none when the board is not seen as a whole
     double diameter = 0;              // of circles: millimetres, as the picture shows it
+    int spots = 0;                    // round dark spots of the picture, among which circles are sought
 };
 
-// Finds a board in a picture of one channel. Of the two orders that a symmetric board allows it is the one whose first
-// point lies nearer to the picture's upper left. Corners are refined to where the edges meet, by gradients; of circles
-// the centre of darkness is found, which lies beside the centre when the board is tilted (Calibrate sees to it).
+// Finds a board in a picture of one channel. Of the orders that a symmetric board allows it is the one whose first
+// point lies nearest to the picture's upper left. Corners are refined to where the edges meet, by gradients; of circles
+// the centre of darkness is found, which lies beside the centre when the board is tilted (Calibrate sees to it). Other
+// spots around a board of circles, also thousands of them, do not matter unless they continue its rows.
 MEASURE_API FoundBoard FindBoard(const cv::Mat& picture, const BoardDescription& board, const Progress& progress = {});
 
 // A point of the board that both have seen.

@@ -5,9 +5,12 @@
 #include <cmath>
 #include <opencv2/calib3d.hpp>  // its names of flags alone
 #include <opencv2/imgproc.hpp>
+#include <tuple>
+#include <utility>
 
 #include "measure/error.h"
 #include "measure/world/refine.h"
+#include "measure/world/spotlattice.h"
 #include "measure/world/vision.h"
 
 namespace measure {
@@ -43,14 +46,32 @@ std::vector<cv::Point2d> FindCorners(const cv::Mat1b& picture, cv::Size count, c
     return {};
 }
 
-std::vector<cv::Point2d> FindCircles(const cv::Mat1b& picture, const BoardDescription& board,
-                                     const Progress& progress) {
+// Whether spots are where a board has its circles tells a general search too, which is slow where there are many.
+std::vector<cv::Point2f> FindAmongFew(const std::vector<cv::KeyPoint>& spots, const BoardDescription& board,
+                                      const Progress& progress) {
+    constexpr std::size_t kMost = 250;
+    if (spots.empty() || spots.size() > kMost) return {};
+    std::vector<cv::Point2f> places, found;
+    cv::KeyPoint::convert(spots, places);
+    const bool isStaggered = board.pattern == BoardPattern::eStaggeredCircles;
+    const int grid = isStaggered ? cv::CALIB_CB_ASYMMETRIC_GRID : cv::CALIB_CB_SYMMETRIC_GRID;
+    for (const int flags : {grid, grid | cv::CALIB_CB_CLUSTERING}) {
+        progress.Report("finding the board");
+        if (GetVision().findCircles(places, board.count, flags, found)) return found;
+    }
+    return {};
+}
+
+// The circles of a board, and of how many spots they are.
+std::pair<std::vector<cv::Point2d>, int> FindCircles(const cv::Mat1b& picture, const BoardDescription& board,
+                                                     const Progress& progress) {
     progress.Report("finding the board");
     const auto [reduced, scale] = Reduced(picture, 960);
-    std::vector<cv::Point2f> found;
-    const bool isStaggered = board.pattern == BoardPattern::eStaggeredCircles;
-    if (!GetVision().findCircles(reduced, board.count, isStaggered, found)) return {};
-    return Enlarged(found, scale);
+    std::vector<cv::KeyPoint> spots;
+    GetVision().findSpots(reduced, static_cast<float>(reduced.total()) / static_cast<float>(board.count.area()), spots);
+    std::vector<cv::Point2f> found = FindInLattice(spots, board, progress);
+    if (found.empty()) found = FindAmongFew(spots, board, progress);
+    return {Enlarged(found, scale), static_cast<int>(spots.size())};
 }
 
 // A symmetric board gives the same points other numbers when it is turned by half a circle. That changes no
@@ -96,9 +117,11 @@ FoundBoard FindBoard(const cv::Mat& picture, const BoardDescription& board, cons
     const cv::Mat1b stretched = Stretch(values);
     const bool isChessboard = board.pattern == BoardPattern::eChessboard;
     FoundBoard result;
-    result.points =
-        isChessboard ? FindCorners(stretched, board.count, progress) : FindCircles(stretched, board, progress);
-    if (result.points.size() != count) return {};
+    if (isChessboard)
+        result.points = FindCorners(stretched, board.count, progress);
+    else
+        std::tie(result.points, result.spots) = FindCircles(stretched, board, progress);
+    if (result.points.size() != count) return {{}, 0, result.spots};
     if (isChessboard)
         RefineCorners(values, board, result.points);
     else

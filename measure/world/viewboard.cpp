@@ -53,6 +53,17 @@ void RequireBothDirections(const Scan& scan) {
                      "\": a calibration needs fringes in both directions");
 }
 
+std::string WhyNone(const BoardDescription& board, const FoundBoard& found) {
+    const bool isChessboard = board.pattern == BoardPattern::eChessboard;
+    std::string text = cv::format("no board of %d x %d %s is seen: it must be in view as a whole, sharp and evenly lit",
+                                  board.count.width, board.count.height, isChessboard ? "inner corners" : "circles");
+    if (isChessboard) text += "; inner corners are counted, one less than squares";
+    if (found.spots > board.count.area())
+        text += cv::format("; of %d round spots none make up such a board: cover holes and patterns around it",
+                           found.spots);
+    return text;
+}
+
 }  // namespace
 
 BoardView ViewBoard(const std::string& name, const Scan& scan, const BoardDescription& board,
@@ -70,14 +81,7 @@ BoardView ViewBoard(const std::string& name, const Scan& scan, const AxisPicture
     const std::size_t count = BoardPoints(board).size();
     const cv::Mat1f mean = MeanPicture(columns, rows);
     const FoundBoard found = FindBoard(mean, board, progress);
-    if (found.points.empty()) {
-        const bool isChessboard = board.pattern == BoardPattern::eChessboard;
-        throw InputError(
-            cv::format("no board of %d x %d %s is seen: it must be in view as a whole, sharp and evenly "
-                       "lit%s",
-                       board.count.width, board.count.height, isChessboard ? "inner corners" : "circles",
-                       isChessboard ? "; inner corners are counted, one less than squares" : ""));
-    }
+    if (found.points.empty()) throw InputError(WhyNone(board, found));
     view.picture = Stretch(mean);
     view.diameter = found.diameter;
     view.points = MatchBoard(found.points, Decode("columns", *scan.columns, columns, scan.fullScale, progress),

@@ -13,21 +13,22 @@ bool FindCorners(const cv::Mat1b& picture, cv::Size count, int flags, std::vecto
     return cv::findChessboardCornersSB(picture, count, found, flags);
 }
 
-bool FindCircles(const cv::Mat1b& picture, cv::Size count, bool isStaggered, std::vector<cv::Point2f>& found) {
+void FindSpots(const cv::Mat1b& picture, float maxArea, std::vector<cv::KeyPoint>& found) {
     cv::SimpleBlobDetector::Params params;
     params.minThreshold = 20;
     params.maxThreshold = 220;
     params.minDistBetweenBlobs = 4;
     params.minArea = 12;
-    params.maxArea = static_cast<float>(picture.total()) / static_cast<float>(count.area());
+    params.maxArea = maxArea;
     params.minCircularity = 0.6f;
     params.filterByCircularity = true;
     params.minInertiaRatio = 0.2f;
     params.minConvexity = 0.85f;
-    const auto detector = cv::SimpleBlobDetector::create(params);
-    const int grid = isStaggered ? cv::CALIB_CB_ASYMMETRIC_GRID : cv::CALIB_CB_SYMMETRIC_GRID;
-    return cv::findCirclesGrid(picture, count, found, grid, detector) ||
-           cv::findCirclesGrid(picture, count, found, grid | cv::CALIB_CB_CLUSTERING, detector);
+    cv::SimpleBlobDetector::create(params)->detect(picture, found);
+}
+
+bool FindCircles(const std::vector<cv::Point2f>& spots, cv::Size count, int flags, std::vector<cv::Point2f>& found) {
+    return cv::findCirclesGrid(spots, count, found, flags, nullptr);
 }
 
 bool Calibrate(const SideViews& views, int flags, SideSolution& solution) try {
@@ -46,4 +47,4 @@ bool Calibrate(const SideViews& views, int flags, SideSolution& solution) try {
 }  // namespace measure
 
 extern "C" MEASURE_API const measure::Vision voripVision;
-const measure::Vision voripVision{measure::FindCorners, measure::FindCircles, measure::Calibrate};
+const measure::Vision voripVision{measure::FindCorners, measure::FindSpots, measure::FindCircles, measure::Calibrate};

@@ -23,7 +23,12 @@ struct SideSolution {
 struct Vision {
     // The corners of a board in a picture; `flags` are those of cv::findChessboardCornersSB.
     bool (*findCorners)(const cv::Mat1b& picture, cv::Size count, int flags, std::vector<cv::Point2f>& found);
-    bool (*findCircles)(const cv::Mat1b& picture, cv::Size count, bool isStaggered, std::vector<cv::Point2f>& found);
+    // The dark spots of a picture that are roughly round and of no more than so many pixels.
+    void (*findSpots)(const cv::Mat1b& picture, float maxArea, std::vector<cv::KeyPoint>& found);
+    // The circles of a board among spots; `flags` are those of cv::findCirclesGrid. The time grows with the third power
+    // of the number of spots.
+    bool (*findCircles)(const std::vector<cv::Point2f>& spots, cv::Size count, int flags,
+                        std::vector<cv::Point2f>& found);
     // False when the views do not determine the camera; `flags` are those of cv::calibrateCamera.
     bool (*calibrate)(const SideViews& views, int flags, SideSolution& solution);
 };

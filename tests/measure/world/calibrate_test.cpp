@@ -5,6 +5,7 @@
 
 #include <cmath>
 #include <functional>
+#include <numeric>
 #include <opencv2/imgproc.hpp>
 #include <random>
 
@@ -193,6 +194,27 @@ TEST(Calibrate, Advises) {
     EXPECT_FALSE(DrawCoverage(moved, off).empty());
 }
 
+// The picture of a board before a sheet with spots all over, which are more than a general search could go through.
+cv::Mat Cluttered(const cv::Mat& picture, const FoundBoard& found, int spots) {
+    cv::Mat1b board(picture.size(), uchar{0});
+    const cv::Point2d middle = std::accumulate(found.points.begin(), found.points.end(), cv::Point2d()) /
+                               static_cast<double>(found.points.size());
+    std::vector<cv::Point> hull, wider;
+    for (const cv::Point2d& p : found.points) wider.emplace_back(middle + 1.25 * (p - middle));
+    cv::convexHull(wider, hull);
+    cv::fillConvexPoly(board, hull, 255);
+    double bright = 0;
+    cv::minMaxLoc(picture, nullptr, &bright);
+    cv::Mat clutter(picture.size(), picture.type(), cv::Scalar(bright));
+    std::mt19937 random(5);
+    for (int i = 0; i < spots; ++i) {
+        const int x = static_cast<int>(random() % 400), y = static_cast<int>(random() % 300);
+        cv::circle(clutter, {x, y}, 2 + i % 4, cv::Scalar(0.2 * bright), cv::FILLED);
+    }
+    picture.copyTo(clutter, board);
+    return clutter;
+}
+
 // Boards in rendered pictures; where circles are tilted the centre of darkness is not their centre.
 TEST(Calibrate, FindsBoards) {
     const Rig rig = simulate::StandardRig({400, 300});
@@ -212,13 +234,19 @@ TEST(Calibrate, FindsBoards) {
             const simulate::Simulation simulation(simulate::BoardScene(rig, Printed(row.board), pose), 4);
             simulate::Capture capture;
             capture.cameraBlur = 0.7;
-            const FoundBoard found = FindBoard(simulation.Render(simulate::Uniform(0.6), capture), row.board);
+            const cv::Mat picture = simulation.Render(simulate::Uniform(0.6), capture);
+            const FoundBoard found = FindBoard(picture, row.board);
             ASSERT_EQ(found.points.size(), points.size());
             EXPECT_NEAR(found.diameter, row.diameter, 0.02 * row.diameter);
             for (std::size_t i = 0; i < points.size(); ++i) {
                 const cv::Point2d at =
                     InCamera(rig, pose.rotation * cv::Vec3d(points[i].x, points[i].y, 0) + pose.translation);
                 EXPECT_LT(cv::norm(found.points[i] - at), row.mostOff) << i;
+            }
+            if (row.diameter > 0) {
+                const FoundBoard again = FindBoard(Cluttered(picture, found, 600), row.board);
+                ASSERT_EQ(again.points.size(), points.size());
+                EXPECT_LT(cv::norm(again.points, found.points, cv::NORM_INF), 0.02);
             }
             views.push_back(ViewOfPoints(rig, pose, found.points));
             views.back().name = "pose";
@@ -228,6 +256,12 @@ TEST(Calibrate, FindsBoards) {
         EXPECT_LT(c.cameraRms, row.mostResidual);
         ExpectWithinDeviations(rig, c);
     }
+    // A perforated sheet has the board's rows and columns in many ways.
+    cv::Mat1b sheet(720, 960, uchar{200});
+    for (int i = 0; i < 48 * 36; ++i) cv::circle(sheet, {10 + i % 48 * 20, 10 + i / 48 * 20}, 5, 40, cv::FILLED);
+    const FoundBoard none = FindBoard(sheet, {BoardPattern::eCircles, {8, 6}, 15});
+    EXPECT_TRUE(none.points.empty());
+    EXPECT_EQ(none.spots, 48 * 36);
     EXPECT_TRUE(FindBoard(cv::Mat1b(360, 480, 100), kBoard).points.empty());
     EXPECT_TRUE(FindBoard(cv::Mat1w(100, 80, std::uint16_t{0}), {BoardPattern::eCircles, {5, 4}, 3}).points.empty());
 }
@@ -345,6 +379,15 @@ TEST(Calibrate, RefusesPosesByWhatIsWrongWithThem) {
     expect(columns, "no \"rows\"");
     scan.rows = scan.columns;
     expect(columns, "no board of 9 x 6 inner corners");
+    AxisPictures holes = columns;
+    for (int i = 0; i < 40; ++i)
+        for (std::vector<cv::Mat>& set : holes.sines)
+            for (cv::Mat& frame : set) cv::circle(frame, {12 + i % 8 * 16, 12 + i / 8 * 16}, 4, 0, cv::FILLED);
+    test::ExpectRefusal(
+        [&] {
+            ViewBoard("pose", scan, holes, holes, {BoardPattern::eCircles, {6, 6}, 15});
+        },
+        "of 40 round spots none");
     AxisPictures other = columns;
     other.sines[0][1] = cv::Mat1b(20, 20);
     expect(other, "same size");
