@@ -39,6 +39,7 @@ private:
 
 // What is no number from `least` to `most` is refused.
 unsigned Number(std::string_view word, unsigned least, unsigned most, const char* name, const std::string& file) {
+    if (word.empty()) Damaged(file, "it ends too early");
     unsigned number = 0;
     const auto [end, error] = std::from_chars(word.data(), word.data() + word.size(), number);
     if (error == std::errc() && end == word.data() + word.size() && number >= least && number <= most) return number;

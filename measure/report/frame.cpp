@@ -17,11 +17,13 @@ struct Layout {
     cv::Size picture;
 };
 
-Layout Arrange(cv::Size image, const Lettering& letters, const PictureStyle& style, const std::vector<Tick>& ticks) {
+// Scales without extent have a bar, and no ticks.
+Layout Arrange(cv::Size image, const Lettering& letters, const PictureStyle& style, bool hasBar,
+               const std::vector<Tick>& ticks) {
     int labels = letters.Width(style.unit);
     for (const Tick& tick : ticks) labels = std::max(labels, letters.Em(1.6) + letters.Width(tick.text));
     const int left = letters.Width("00000") + letters.Em(0.8), above = letters.Em(style.title.empty() ? 0.8 : 2.0);
-    const int right = ticks.empty() ? letters.Em(1.2) : letters.Em(2.4) + labels, below = letters.Em(2.0);
+    const int right = hasBar ? letters.Em(2.4) + labels : letters.Em(1.2), below = letters.Em(2.0);
     Layout layout;
     layout.image = {left, above, image.width, image.height};
     layout.picture = {left + image.width + right, above + std::max(image.height, letters.Em(10)) + below};
@@ -79,7 +81,7 @@ cv::Mat3b FramePicture(const cv::Mat3b& drawn, int zoom, const PictureStyle& sty
     const Lettering letters(drawn.size());
     std::vector<Tick> ticks;
     if (scale) ticks = Ticks(scale->range.lower, scale->range.upper, std::clamp(drawn.rows / letters.Em(2), 3, 12));
-    const Layout layout = Arrange(drawn.size(), letters, style, ticks);
+    const Layout layout = Arrange(drawn.size(), letters, style, scale != nullptr, ticks);
     cv::Mat3b picture(layout.picture, kBackground);
     drawn.copyTo(picture(layout.image));
     DrawAxes(picture, layout.image, static_cast<double>(zoom) / style.step, letters);

@@ -28,7 +28,8 @@ public:
         for (std::string line; std::getline(lines, line);) {
             const auto equals = line.find('=');
             if (equals == std::string::npos) continue;
-            mValues[Trimmed(line.substr(0, equals))] = Trimmed(line.substr(equals + 1));
+            const std::string key = Trimmed(line.substr(0, equals));
+            if (!mValues.emplace(key, Trimmed(line.substr(equals + 1))).second) Damaged(key + " stands twice");
         }
         const auto length = static_cast<std::size_t>(end - bytes.begin());
         mData = length + 4 - length % 4;

@@ -216,17 +216,17 @@ struct PictureArguments {
     std::string folder = testing::TempDir();
 };
 
-// A period too fine to be told apart at 100, unless it is above 1e-14.
-PictureStyle FineCycle(double period) {
+// A period is too fine to be told apart at 100 unless it is above 1e-14, and never at 0.
+PictureStyle FineCycle(double period, double lower = 100) {
     PictureStyle style;
-    style.range = ValueRange{100, 101};
+    style.range = ValueRange{lower, lower + 1};
     style.period = period;
     return style;
 }
 
 TEST(Arguments, OfPictures) {
-    for (const double period : {2e-14, 1e308})
-        EXPECT_FALSE(DrawPicture(Exact(kSize, CV_32F), FineCycle(period)).empty());
+    for (const auto& style : {FineCycle(2e-14), FineCycle(1e308), FineCycle(5e-324, 0)})
+        EXPECT_FALSE(DrawPicture(Exact(kSize, CV_32F), style).empty());
     PictureArguments good;
     good.style.shade = true;
     good.style.contours = 3;
