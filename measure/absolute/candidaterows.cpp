@@ -32,6 +32,10 @@ inline void TryWith(const OtherSets& sets, Trials& t) {
 
 }  // namespace
 
+MEASURE_WIDE void LiftOff(const float* __restrict phase, float origin, float* __restrict above, std::size_t count) {
+    for (std::size_t x = 0; x < count; ++x) above[x] = phase[x] - origin;
+}
+
 MEASURE_WIDE void VarianceOf(const float* __restrict modulation, float levels, float* __restrict variance,
                              std::size_t count) {
     for (std::size_t x = 0; x < count; ++x) variance[x] = Variance(levels, modulation[x]);

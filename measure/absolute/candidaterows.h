@@ -28,6 +28,9 @@ inline std::int16_t ToOrder(float order) {
     return static_cast<std::int16_t>(static_cast<int>(std::abs(order) < 32768.0f ? order : 0.0f));
 }
 
+// above = phase - origin
+void LiftOff(const float* phase, float origin, float* above, std::size_t count);
+
 // Of the finest set.
 void VarianceOf(const float* modulation, float levels, float* variance, std::size_t count);
 

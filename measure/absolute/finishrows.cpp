@@ -23,6 +23,11 @@ void ForRows(const cv::Mat& image, const Visit& visit) {
 // Projector pixels by which noise may carry a position beyond the end of the code.
 float Slack(double period) { return static_cast<float>(1 + 0.03 * period); }
 
+// The logarithm of the probability of the next best order.
+MEASURE_WIDE void HalveLeads(const float* __restrict lead, float* __restrict wrong, int width) {
+    for (int x = 0; x < width; ++x) wrong[x] = -0.5f * std::min(lead[x], 100.0f);
+}
+
 // `wrong` is the probability of the next best order. Phases that fit each other by more than three deviations badly may
 // have no right order.
 MEASURE_WIDE void RatePixels(const float* __restrict residual, const float* __restrict lead,
@@ -36,6 +41,28 @@ MEASURE_WIDE void RatePixels(const float* __restrict residual, const float* __re
         const float rating = std::min(std::max(std::min(likely, near), 0.0f), 1.0f);
         reliability[x] = static_cast<std::uint8_t>(static_cast<int>(255.0f * rating + 0.5f));
     }
+}
+
+// Whether all pixels have the highest rating for certain.
+MEASURE_WIDE bool AreCertain(const float* residual, const float* lead, int width) {
+    constexpr float kMuch = 40, kFits = 9;  // the others' probability is lost when it is taken off 1
+    int certain = 1;
+    for (int x = 0; x < width; ++x) {
+        const float share = std::min(residual[x], 0.499f);
+        certain &= (lead[x] >= kMuch) & (lead[x] * share * share <= kFits * (1 - 2 * share));
+    }
+    return certain != 0;
+}
+
+void RateRow(const float* residual, const float* lead, bool isCoded, std::uint8_t* reliability, int width) {
+    if (!isCoded && AreCertain(residual, lead, width)) {
+        std::fill_n(reliability, width, std::uint8_t{255});
+        return;
+    }
+    cv::Mat1f wrong(1, width);
+    HalveLeads(lead, wrong[0], width);
+    cv::exp(wrong, wrong);
+    RatePixels(residual, lead, wrong[0], isCoded, reliability, width);
 }
 
 struct Doubt {
@@ -181,13 +208,11 @@ void MarkTrusted(const DecodeState& state, const DecidedRows& rows, cv::Mat1b& t
 }
 
 void RateOrders(const OrderDecision& decision, bool isCoded, cv::Mat1b& reliability) {
+    constexpr int kPart = 128;  // of a row
     ForRows(reliability, [&](int y) {
-        const int width = reliability.cols;
-        const float* const lead = decision.lead[y];
-        cv::Mat1f wrong(1, width);
-        for (int x = 0; x < width; ++x) wrong(0, x) = -0.5f * std::min(lead[x], 100.0f);
-        cv::exp(wrong, wrong);
-        RatePixels(decision.residual[y], lead, wrong[0], isCoded, reliability[y], width);
+        for (int x = 0; x < reliability.cols; x += kPart)
+            RateRow(decision.residual[y] + x, decision.lead[y] + x, isCoded, reliability[y] + x,
+                    std::min(kPart, reliability.cols - x));
     });
 }
 

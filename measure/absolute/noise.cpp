@@ -77,14 +77,17 @@ float SamplePhase(const DecodeState& state, std::size_t set, cv::Point at, doubl
     const float own = fringes.phase(at);
     float sum = 0, weights = 0;
     int count = 0;
-    for (int y = std::max(at.y - reach, 0); y <= std::min(at.y + reach, fringes.phase.rows - 1); ++y)
-        for (int x = std::max(at.x - reach, 0); x <= std::min(at.x + reach, fringes.phase.cols - 1); ++x)
-            if (state.usable(y, x)) {
-                const float weight = fringes.modulation(y, x);
-                sum += weight * WrapRadians(fringes.phase(y, x) - own);
-                weights += weight;
-                ++count;
-            }
+    const int left = std::max(at.x - reach, 0), right = std::min(at.x + reach, fringes.phase.cols - 1);
+    for (int y = std::max(at.y - reach, 0); y <= std::min(at.y + reach, fringes.phase.rows - 1); ++y) {
+        const float *phase = fringes.phase[y], *modulation = fringes.modulation[y];
+        const std::uint8_t* const usable = state.usable[y];
+        for (int x = left; x <= right; ++x) {
+            if (!usable[x]) continue;
+            sum += modulation[x] * WrapRadians(phase[x] - own);
+            weights += modulation[x];
+            ++count;
+        }
+    }
     variance = variance / std::max(count, 1) + systematic;
     return count > 0 ? own + sum / weights : own;
 }

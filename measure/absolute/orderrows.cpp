@@ -79,9 +79,8 @@ private:
     const float* PhaseOf(std::size_t set) {
         const float* const phase = mSets[set].phase[mY] + mX;
         if (mSets[set].origin == 0) return phase;
-        const auto origin = static_cast<float>(mSets[set].origin);
         float* const above = &mPhase[set * kChunk];
-        std::transform(phase, phase + mCount, above, [origin](float own) { return own - origin; });
+        LiftOff(phase, static_cast<float>(mSets[set].origin), above, mCount);
         return above;
     }
 

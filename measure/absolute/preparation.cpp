@@ -56,8 +56,9 @@ void SortSets(DecodeState& state) {
 }
 
 void FindUsable(DecodeState& state) {
-    state.usable = state.fringes[0].usable.clone();
-    for (std::size_t i = 1; i < state.Count(); ++i) state.usable &= state.fringes[i].usable;
+    const std::vector<FringePhase>& sets = state.fringes;
+    cv::bitwise_and(sets.front().usable, sets.back().usable, state.usable);
+    for (std::size_t i = 1; i + 1 < sets.size(); ++i) state.usable &= sets[i].usable;
     state.result.usable = cv::countNonZero(state.usable);
 }
 
@@ -199,10 +200,7 @@ void CheckSets(DecodeState& state, const Progress& progress) {
     progress.Report("checking the coding", 0.4);
     state.result.noise = EstimateNoise(state);
     FindBest(state);
-    if (state.options.correctRipple && !state.axis.gray) {
-        CorrectSharedRipple(state);
-        FindUsable(state);
-    }
+    if (state.options.correctRipple && !state.axis.gray && CorrectSharedRipple(state)) FindUsable(state);
     if (state.axis.direction < 0)
         for (FringePhase& fringes : state.fringes) cv::subtract(0.0, fringes.phase, fringes.phase);
     CheckFrameOrder(state);

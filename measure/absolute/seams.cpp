@@ -1,7 +1,9 @@
 // Whether the orders of a scan begin anew in the middle of a surface.
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
 #include <cstdlib>
+#include <vector>
 
 #include "measure/absolute/checknotes.h"
 #include "measure/absolute/checks.h"
@@ -10,7 +12,7 @@
 namespace measure {
 namespace {
 
-// Walks along a line of pixels and finds where a surface runs on over a step of nearly all orders.
+// Walks along lines of pixels and finds where a surface runs on over a step of nearly all orders.
 class SeamWalk {
 public:
     SeamWalk(const DecodeState& state, const cv::Mat1f& phase, const cv::Mat1s& order)
@@ -19,13 +21,22 @@ public:
           mOrder(order),
           mLeastStep(std::max(1.0, 0.9 * (state.axis.length / state.periods[0] - 1))) {}
 
-    bool HasSeam(cv::Point at, cv::Point step, int count) const {
-        for (int i = kReach; i + kReach + 1 < count; ++i) {
-            const cv::Point here = at + i * step;
-            const int change = std::abs(mOrder(here + step) - mOrder(here));
-            if (change + 1 >= mLeastStep && IsSeam(here, step)) return true;  // a wrap changes an order by one
+    // Of the rows and columns that are as many pixels apart, how many have a seam.
+    int CountRows(int apart) const {
+        int seams = 0;
+        for (int y = 0; y < mOrder.rows; y += apart) {
+            int x = kReach;
+            while (x + kReach + 1 < mOrder.cols && !IsSeam({x, y}, {1, 0})) ++x;
+            seams += x + kReach + 1 < mOrder.cols;
         }
-        return false;
+        return seams;
+    }
+    int CountColumns(int apart) const {  // row by row, as they lie in memory
+        std::vector<std::uint8_t> haveSeam(static_cast<std::size_t>((mOrder.cols + apart - 1) / apart));
+        for (int y = kReach; y + kReach + 1 < mOrder.rows; ++y)
+            for (int x = 0; x < mOrder.cols; x += apart)
+                if (IsSeam({x, y}, {0, 1})) haveSeam[static_cast<std::size_t>(x / apart)] = 1;
+        return static_cast<int>(std::count(haveSeam.begin(), haveSeam.end(), 1));
     }
 
 private:
@@ -33,6 +44,8 @@ private:
     static constexpr int kReach = 8;          // steps in a row on either side
 
     bool IsSeam(cv::Point at, cv::Point step) const {
+        const int change = std::abs(mOrder(at + step) - mOrder(at));
+        if (change + 1 < mLeastStep) return false;  // a wrap changes an order by one
         if (!RunsOn(at, at + step) || std::abs(JumpOf(at, at + step)) < mLeastStep) return false;
         for (int i = 1; i <= kReach; ++i) {
             for (const cv::Point a : {at - i * step, at + i * step})
@@ -64,12 +77,8 @@ void CheckSeams(DecodeState& state, const cv::Mat1f& phase, const cv::Mat1s& ord
     constexpr int kLines = 128, kMost = 10;
     if (state.axis.gray || state.result.repeat != 0) return;
     const SeamWalk walk(state, phase, order);
-    const cv::Size size = phase.size();
-    int seams = 0;
-    for (int y = 0; y < size.height; y += std::max(1, size.height / kLines))
-        seams += walk.HasSeam({0, y}, {1, 0}, size.width);
-    for (int x = 0; x < size.width; x += std::max(1, size.width / kLines))
-        seams += walk.HasSeam({x, 0}, {0, 1}, size.height);
+    const int seams =
+        walk.CountRows(std::max(1, phase.rows / kLines)) + walk.CountColumns(std::max(1, phase.cols / kLines));
     const std::string set = NameOf(state.order.back());
     Require(state.result,
             {"lines of pixels on which the orders begin anew in the middle of a surface", static_cast<double>(seams),

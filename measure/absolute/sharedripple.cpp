@@ -140,7 +140,7 @@ void Correct(DecodeState& state, const Parameters& found, const std::vector<bool
 
 }  // namespace
 
-void CorrectSharedRipple(DecodeState& state) {
+bool CorrectSharedRipple(DecodeState& state) {
     constexpr float kLeastGain = 0.05f, kFitsWell = 0.9f;
     const std::vector<Ripple>& ripples = state.result.ripples;
     std::vector<bool> haveIt(state.Count());
@@ -148,15 +148,17 @@ void CorrectSharedRipple(DecodeState& state) {
     for (std::size_t set = 0; set < state.Count(); ++set) {
         if (ripples[set].harmonics.size() != 2 || state.axis.sines[set].shifts != state.axis.sines[0].shifts ||
             state.frames[set].IsSpoilt())
-            return;
+            return false;
         haveIt[set] = ripples[set].periodsInView < Ripple::kLeastPeriodsInView || !ripples[set].known;
         own += !haveIt[set];
     }
-    if (own == static_cast<int>(state.Count())) return;
+    if (own == static_cast<int>(state.Count())) return false;
     const RippleSearch search(state, ripples[0].harmonics[0], haveIt);
-    if (own > 0 && search.Fit({}) > kFitsWell * search.Expected()) return;
+    if (own > 0 && search.Fit({}) > kFitsWell * search.Expected()) return false;
     const Parameters found = search.Find();
-    if (search.Fit(found) >= search.Fit({}) + kLeastGain) Correct(state, found, haveIt);
+    if (search.Fit(found) < search.Fit({}) + kLeastGain) return false;
+    Correct(state, found, haveIt);
+    return true;
 }
 
 }  // namespace measure

@@ -64,8 +64,10 @@ std::vector<Misfits> SumMisfits(const DecodeState& state) {
         tile.squares += square(finest.modulation(y, x));
         if (!finest.residual.empty()) tile.residuals += square(finest.residual(y, x));
         float difference = 0;
-        const float mean = state.FinestMeans().At(y, x);
-        for (const Means& set : state.means) difference = std::max(difference, std::abs(set.At(y, x) - mean));
+        const Means& own = state.FinestMeans();
+        const float mean = own.At(y, x);
+        for (const Means& set : state.means)
+            if (&set != &own) difference = std::max(difference, std::abs(set.At(y, x) - mean));
         tile.differences += square(difference);
     });
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <opencv2/core.hpp>
+#include <utility>
 #include <vector>
 
 #include "measure/fringe.h"
@@ -21,9 +22,13 @@ public:
     cv::Mat1f Image() const;
 
 private:
+    struct Frame {
+        cv::Mat picture;
+        std::size_t step;  // bytes from row to row
+        float weight;
+    };
     cv::Mat1f mImage;
-    std::vector<cv::Mat> mFrames;
-    std::vector<float> mWeights;
+    std::vector<Frame> mFrames;  // none with an image
 };
 
 }  // namespace measure

@@ -40,6 +40,11 @@ void AddOrStart(const T* frame, const Weights& w, bool first, const Sums& sums, 
 }
 
 template <class T>
+inline void AddWeighted(const T* __restrict frame, float weight, float* __restrict mean, std::size_t count) {
+    for (std::size_t x = 0; x < count; ++x) mean[x] += weight * static_cast<float>(frame[x]);
+}
+
+template <class T>
 void AddSquaresOf(const T* __restrict frame, float cosine, float sine, const Sums& sums, float* __restrict squares,
                   std::size_t count) {
     const float* __restrict a = sums.a, * __restrict c = sums.c, * __restrict s = sums.s;
@@ -76,6 +81,16 @@ void AddFrame(const std::uint16_t* frame, const Weights& weights, bool first, co
 }
 void AddFrame(const float* frame, const Weights& weights, bool first, const Sums& sums, std::size_t count) {
     AddOrStart(frame, weights, first, sums, count);
+}
+
+MEASURE_WIDE void AddMean(const std::uint8_t* frame, float weight, float* mean, std::size_t count) {
+    AddWeighted(frame, weight, mean, count);
+}
+MEASURE_WIDE void AddMean(const std::uint16_t* frame, float weight, float* mean, std::size_t count) {
+    AddWeighted(frame, weight, mean, count);
+}
+MEASURE_WIDE void AddMean(const float* frame, float weight, float* mean, std::size_t count) {
+    AddWeighted(frame, weight, mean, count);
 }
 
 void AddSquares(const std::uint8_t* frame, float cosine, float sine, const Sums& sums, float* squares,
@@ -137,6 +152,18 @@ void MarkUsable(const float* __restrict mean, const float* __restrict modulation
         const auto good = static_cast<std::uint8_t>((bright & own & together) ? 255 : 0);
         usable[x] = static_cast<std::uint8_t>(good & static_cast<std::uint8_t>(~saturated[x]));
     }
+}
+
+MEASURE_WIDE bool MayHaveCandidates(const float* __restrict modulation, const std::uint8_t* __restrict saturated,
+                                    const std::uint8_t* __restrict usable, const Limits& limits, std::size_t count) {
+    int found = 0;
+    for (std::size_t x = 0; x < count; ++x) found |= (saturated[x] | usable[x]) == 0;
+    if (found == 0) return false;
+    const float leastOwn = limits.modulation / 2;
+    found = 0;
+    for (std::size_t x = 0; x < count; ++x)
+        found |= static_cast<int>((saturated[x] | usable[x]) == 0) & static_cast<int>(modulation[x] >= leastOwn);
+    return found != 0;
 }
 
 MEASURE_WIDE bool MarkCandidates(const float* __restrict mean, const float* __restrict modulation,

@@ -24,6 +24,11 @@ void AddFrame(const std::uint8_t* frame, const Weights& weights, bool first, con
 void AddFrame(const std::uint16_t* frame, const Weights& weights, bool first, const Sums& sums, std::size_t count);
 void AddFrame(const float* frame, const Weights& weights, bool first, const Sums& sums, std::size_t count);
 
+// mean += weight frame
+void AddMean(const std::uint8_t* frame, float weight, float* mean, std::size_t count);
+void AddMean(const std::uint16_t* frame, float weight, float* mean, std::size_t count);
+void AddMean(const float* frame, float weight, float* mean, std::size_t count);
+
 // Adds the square of frame - (A + C cosine - S sine) to squares.
 void AddSquares(const std::uint8_t* frame, float cosine, float sine, const Sums& sums, float* squares,
                 std::size_t count);
@@ -61,7 +66,9 @@ struct Neighbourhood {
 void MarkUsable(const float* mean, const float* modulation, const std::uint8_t* saturated, const Neighbourhood& around,
                 const Limits& limits, std::uint8_t* usable, std::size_t count);
 // Marks the pixels that are not usable and could be with other neighbours, and leaves other marks; whether there are
-// any.
+// any. Whether there may be tells quickly what needs no mean.
+bool MayHaveCandidates(const float* modulation, const std::uint8_t* saturated, const std::uint8_t* usable,
+                       const Limits& limits, std::size_t count);
 bool MarkCandidates(const float* mean, const float* modulation, const std::uint8_t* saturated,
                     const std::uint8_t* usable, const Limits& limits, std::uint8_t* marks, std::size_t count);
 

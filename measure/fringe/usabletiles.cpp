@@ -63,10 +63,11 @@ cv::Rect UsableTiles::FindCandidates(const cv::Rect& square) const {
     const auto width = static_cast<std::size_t>(square.width);
     int top = square.br().y, bottom = square.y;
     for (int y = square.y; y < square.br().y; ++y) {
+        const std::uint8_t *saturated = mPhase.saturated[y] + square.x, *usable = mPhase.usable[y] + square.x;
+        const float* const modulation = mPhase.modulation[y] + square.x;
+        if (!rows::MayHaveCandidates(modulation, saturated, usable, limits, width)) continue;
         const float* const mean = mMeans.Row(y, square.x, square.width, buffer.data());
-        if (!rows::MarkCandidates(mean, mPhase.modulation[y] + square.x, mPhase.saturated[y] + square.x,
-                                  mPhase.usable[y] + square.x, limits, marks.data(), width))
-            continue;
+        if (!rows::MarkCandidates(mean, modulation, saturated, usable, limits, marks.data(), width)) continue;
         top = std::min(top, y);
         bottom = y + 1;
     }
