@@ -158,6 +158,7 @@ FringePhase Solve(const FringeSet& set, const FringeLimits& limits, const Progre
     result.usable.create(size);
     ForRowBands(size, progress, "fitting the fringes",
                 [&](const cv::Range& range) { Solver(set, weights, result).Solve(range); });
+    progress.Report("judging the pixels", 0.9);
     RequireFullScale(set, result);
     UsableTiles(result, keepMean ? Means(result.mean) : Means(set)).AddWithoutSlope();
     return result;

@@ -18,6 +18,8 @@ namespace {
 constexpr double kTwoPi = 2 * CV_PI;
 constexpr char kStage[] = "growing and joining regions";
 constexpr double kGrowing = 0.5, kJoined = 0.8;  // shares of the time until the regions are grown, and joined
+constexpr double kCounting = 0.85, kFilling = 0.9, kSorting = 0.95;
+constexpr int kRowsPerReport = 512;
 
 // The orders of a component count modulo 256, and those of a large one run over the end. They follow one another
 // without gaps, so that the widest gap in the circle of orders is where the component begins and ends.
@@ -110,6 +112,7 @@ Unwrapped UnwrapByRegions(const cv::Mat1f& phase, const cv::Mat1b& usable, const
     std::vector<OrderSpan> spans;
     cv::Mat1i orders(phase.size());
     for (int y = 0; y < phase.rows; ++y) {
+        if (y % kRowsPerReport == 0) progress.Report(kStage, kCounting);
         for (int x = 0; x < phase.cols; ++x) {
             int& component = planes.components(y, x);
             if (planes.targetMask(y, x) & 64) component = 0;
@@ -126,6 +129,7 @@ Unwrapped UnwrapByRegions(const cv::Mat1f& phase, const cv::Mat1b& usable, const
             throw InputError("a component spans 256 periods or more, which only joining by cost can unwrap");
     Unwrapped result{cv::Mat1f(phase.size()), planes.components, {}};
     for (int y = 0; y < phase.rows; ++y) {
+        if (y % kRowsPerReport == 0) progress.Report(kStage, kFilling);
         for (int x = 0; x < phase.cols; ++x) {
             const int component = planes.components(y, x);
             if (component == 0) continue;
@@ -133,6 +137,7 @@ Unwrapped UnwrapByRegions(const cv::Mat1f& phase, const cv::Mat1b& usable, const
             result.phase(y, x) = phase(y, x) + static_cast<float>(kTwoPi * order);
         }
     }
+    progress.Report(kStage, kSorting);
     SortComponents(result, options.minPixels);
     return result;
 }

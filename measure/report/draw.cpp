@@ -68,10 +68,9 @@ cv::Mat1f Smooth(const cv::Mat1f& values) {
     return smooth;
 }
 
-// Brightness of each pixel as if light fell on the values from the upper left, 1 where they are level. Heights are
-// scaled so that common slopes are seen, whatever their unit.
-cv::Mat1f HillShade(const cv::Mat1f& drawn) {
-    const cv::Mat1f values = Smooth(drawn);
+// Brightness of each pixel as if light fell on the smooth values from the upper left, 1 where they are level. Heights
+// are scaled so that common slopes are seen, whatever their unit.
+cv::Mat1f HillShade(const cv::Mat1f& values) {
     cv::Mat1f shade(values.size(), 1.0f);
     std::vector<float> slopes;
     const auto slope = [&](int y, int x, float& dx, float& dy) {
@@ -111,8 +110,7 @@ cv::Vec3b Shaded(const cv::Vec3b& colour, float brightness) {
 }
 
 // One pixel of each value, before it is enlarged.
-cv::Mat3b Colour(const cv::Mat1f& values, const PictureStyle& style, const ColourScale& scale, const Palette& palette) {
-    const cv::Mat1f shade = style.shade ? HillShade(values) : cv::Mat1f();
+cv::Mat3b Colour(const cv::Mat1f& values, const cv::Mat1f& shade, const ColourScale& scale, const Palette& palette) {
     cv::Mat3b colours(values.size());
     const auto colour = [&](const cv::Range& rows) {
         const cv::Mat1f band = values.rowRange(rows);
@@ -126,7 +124,7 @@ cv::Mat3b Colour(const cv::Mat1f& values, const PictureStyle& style, const Colou
             for (int x = 0; x < values.cols; ++x) {
                 if (in[x] == kColours) continue;  // hatched later
                 out[x] = palette[in[x]];
-                if (style.shade) out[x] = Shaded(out[x], shade(y, x));
+                if (!shade.empty()) out[x] = Shaded(out[x], shade(y, x));
             }
         }
     };
@@ -185,10 +183,15 @@ cv::Mat3b DrawPicture(const cv::Mat& image, const PictureStyle& style, const Pro
     const Palette palette =
         PaletteOf(style.map.value_or(style.period > 0 ? ColourMap::eTwilight : ColourMap::eViridis));
     const int zoom = ZoomOf(values.size());
-    report(style.shade ? 0.3 : 0.5);
-    cv::Mat3b colours = Colour(values, style, scale, palette);
+    report(0.3);
+    cv::Mat1f shade = style.shade ? Smooth(values) : cv::Mat1f();
+    report(0.4);
+    if (style.shade) shade = HillShade(shade);
+    report(0.5);
+    cv::Mat3b colours = Colour(values, shade, scale, palette);
     report(0.7);
     if (style.contours > 0) DrawContours(values, style.contours, scale, colours);
+    report(0.75);
     cv::Mat3b picture = Enlarge(colours, zoom);
     Hatch(values, zoom, picture);
     report(0.8);

@@ -12,7 +12,7 @@ namespace {
 
 constexpr std::size_t kHeaderBytes = 80, kTriangleBytes = 50;
 constexpr std::size_t kMostTriangles = 1U << 30;
-constexpr int kPixelsPerStretch = 1 << 20;  // two triangles each
+constexpr int kPixelsPerStretch = 1 << 18;  // two triangles each
 constexpr double kSteepest = 4;             // heights of a triangle per pitch: 75 degrees, as DepthStep has it
 
 void Put(std::uint8_t* to, std::uint32_t bits) {

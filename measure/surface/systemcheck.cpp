@@ -42,7 +42,7 @@ cv::Vec3d MeanOf(const Points& points) {
 // A start from the linear equation |p|² = 2 c·p + (r² - |c|²), then Gauss and Newton on the distances.
 class SphereShape {
 public:
-    explicit SphereShape(const Points& points) : mMean(MeanOf(points)) {
+    SphereShape(const Points& points, const Progress& progress) : mMean(MeanOf(points)) {
         cv::Matx44d normal = cv::Matx44d::zeros();
         cv::Vec4d right;
         for (const cv::Vec3d& p : points) {
@@ -55,7 +55,7 @@ public:
         if (!cv::solve(normal, right, solution, cv::DECOMP_CHOLESKY)) ThrowFlat();
         centre = 0.5 * cv::Vec3d(solution[0], solution[1], solution[2]);
         radius = std::sqrt(std::max(0.0, solution[3] + centre.dot(centre)));
-        Refine(points);
+        Refine(points, progress);
         centre += mMean;
     }
 
@@ -67,9 +67,11 @@ public:
 private:
     [[noreturn]] static void ThrowFlat() { throw NothingUsable("the points of the area do not lie on a sphere"); }
 
-    void Refine(const Points& points) {
+    // A sphere takes a handful of rounds, points that lie on none all of them.
+    void Refine(const Points& points, const Progress& progress) {
         constexpr int kMostRounds = 50;
         for (int round = 0; round < kMostRounds; ++round) {
+            progress.Report("fitting", static_cast<double>(round) / kMostRounds);
             cv::Matx44d normal = cv::Matx44d::zeros();
             cv::Vec4d right;
             for (const cv::Vec3d& p : points) {
@@ -96,7 +98,7 @@ private:
 
 class PlaneShape {
 public:
-    explicit PlaneShape(const Points& points) {
+    PlaneShape(const Points& points, const Progress&) {
         const cv::Vec3d mean = MeanOf(points);
         cv::Matx33d scatter = cv::Matx33d::zeros();
         for (const cv::Vec3d& p : points) {
@@ -143,13 +145,14 @@ template <class Shape, class Fit>
 Shape FitTwice(Points points, double share, double Fit::*range, Fit& fit, const Progress& progress) {
     RequireNumber(share >= 0 && share <= 0.5, "the share of the points to leave out", share, "0 to 0.5");
     progress.Report("fitting");
-    Shape shape(points);
+    Shape shape(points, progress);
     const auto discarded = static_cast<std::size_t>(share * static_cast<double>(points.size()));
     if (discarded > 0) {
+        progress.Report("leaving points out");
         LeaveOut(points, discarded, shape);
-        progress.Report("fitting", 0.5);
-        shape = Shape(points);
+        shape = Shape(points, progress);
     }
+    progress.Report("judging the fit");
     double least = std::numeric_limits<double>::infinity(), most = -least, squares = 0;
     for (const cv::Vec3d& p : points) {
         const double deviation = shape.Deviation(p);

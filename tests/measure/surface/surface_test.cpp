@@ -420,6 +420,8 @@ TEST(Surface, StopsWhenAsked) {
     EXPECT_THROW(CompareHeights(map, map, {}, stop), Stopped);
     EXPECT_THROW(CheckPlane(PointsOf(map), {}, 0, stop), Stopped);
     EXPECT_THROW(WithoutEdges(area, 3, stop), Stopped);
+    int rounds = 0;  // points that lie on no sphere take many
+    EXPECT_THROW(CheckSphere(PointsOf(map), {}, 0, [&](const char*, double) { return ++rounds < 4; }), Stopped);
     // A filter tells as often, however long it is.
     for (const double cutoff : {20.0, 2000.0}) {
         int reports = 0;
