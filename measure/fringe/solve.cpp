@@ -156,8 +156,9 @@ FringePhase Solve(const FringeSet& set, const FringeLimits& limits, const Progre
     if (set.frames.size() > 3) result.residual.create(size);
     result.saturated.create(size);
     result.usable.create(size);
-    ForRowBands(size, progress, "fitting the fringes",
-                [&](const cv::Range& range) { Solver(set, weights, result).Solve(range); });
+    constexpr int kPixelsPerStretch = 1 << 21;
+    const auto solve = [&](const cv::Range& range) { Solver(set, weights, result).Solve(range); };
+    ForRowBands(size, progress, "fitting the fringes", solve, kPixelsPerStretch);
     progress.Report("judging the pixels", 0.9);
     RequireFullScale(set, result);
     UsableTiles(result, keepMean ? Means(result.mean) : Means(set)).AddWithoutSlope();
