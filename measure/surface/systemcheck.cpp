@@ -98,7 +98,8 @@ private:
 
 class PlaneShape {
 public:
-    PlaneShape(const Points& points, const Progress&) {
+    PlaneShape(const Points& points, const Progress& progress) {
+        progress.Report("fitting");
         const cv::Vec3d mean = MeanOf(points);
         cv::Matx33d scatter = cv::Matx33d::zeros();
         for (const cv::Vec3d& p : points) {
