@@ -100,8 +100,9 @@ MEASURE_API std::string SummaryOf(const Ripple& ripple);
 // shifts: throws InputError otherwise, and when images of the phase are missing or differ in size.
 MEASURE_API void CorrectRipple(FringePhase& phase, const Ripple& ripple, const Progress& progress = {});
 
-// The fringe contrast c = min(1, B / (A + 1)), A and B as means over 3 x 3 pixels, NaN where A or B is. Throws
-// InputError when these differ in size.
-MEASURE_API cv::Mat1f FringeContrast(const FringePhase& phase);
+// The fringe contrast c = min(1, B / (A + 1)), A and B as means over 3 x 3 pixels, NaN where A or B is. With the ripple
+// that has been corrected in the phase, the swing of B with the phase that comes with it, and is no change of contrast,
+// is taken off. Throws InputError when images differ in size.
+MEASURE_API cv::Mat1f FringeContrast(const FringePhase& phase, const Ripple& ripple = {});
 
 }  // namespace measure

@@ -59,8 +59,9 @@ cv::Mat1d UnwrapOneSet(const std::vector<cv::Mat>& frames, const std::vector<dou
     FringeLimits limits;
     limits.fullScale = fullScale;
     FringePhase phase = SolveFringes({frames, shifts}, limits);
-    CorrectRipple(phase, EstimateRipple(phase));
-    const cv::Mat1f cost = UnwrapCost(phase.phase, phase.usable, FringeContrast(phase), phase.modulation);
+    const Ripple ripple = EstimateRipple(phase);
+    CorrectRipple(phase, ripple);
+    const cv::Mat1f cost = UnwrapCost(phase.phase, phase.usable, FringeContrast(phase, ripple), phase.modulation);
     return InPeriods(UnwrapByCost(phase.phase, phase.usable, cost).phase);
 }
 

@@ -18,7 +18,7 @@ namespace {
 class Words {
 public:
     Words(const Bytes& bytes, std::size_t at)
-        : mText(reinterpret_cast<const char*>(bytes.data()), bytes.size()), mAt(std::min(at, bytes.size())) {}
+        : mText(reinterpret_cast<const char*>(bytes.data()), bytes.size()), mAt(at) {}
 
     // An empty one at the end.
     std::string_view Next() {

@@ -98,8 +98,7 @@ private:
 
 class PlaneShape {
 public:
-    PlaneShape(const Points& points, const Progress& progress) {
-        progress.Report("fitting");
+    PlaneShape(const Points& points, const Progress&) {
         const cv::Vec3d mean = MeanOf(points);
         cv::Matx33d scatter = cv::Matx33d::zeros();
         for (const cv::Vec3d& p : points) {

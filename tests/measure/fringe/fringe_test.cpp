@@ -353,6 +353,18 @@ TEST(Fringe, Contrast) {
     const cv::Mat1f contrast = measure::FringeContrast(result);
     for (const cv::Point p : {cv::Point(0, 0), cv::Point(200, 30), cv::Point(399, 60)})
         EXPECT_NEAR(contrast(p), 100.0 / 121.0, 0.01);
+
+    // Gamma lets the modulation swing with the phase.
+    FringePhase curved = measure::SolveFringes(Render(EqualShifts(3), {12, 2.2}));
+    const auto ripple = measure::EstimateRipple(curved);
+    measure::CorrectRipple(curved, ripple);
+    const auto swing = [&](const measure::Ripple& known) {
+        double least, most;
+        cv::minMaxLoc(measure::FringeContrast(curved, known), &least, &most);
+        return most / least;
+    };
+    EXPECT_GT(swing({}), 1.5);
+    EXPECT_LT(swing(ripple), 1.1);
 }
 
 TEST(FringeQuality, Verdicts) {

@@ -51,7 +51,7 @@ PhaseResult SolvePhase(const PhaseOptions& options, OutputSet& outputs, Progress
     const measure::Ripple ripple = measure::EstimateRipple(result.phase, progress);
     const bool corrected = options.ripple == "auto" && ripple.IsWorthCorrecting();
     if (corrected) measure::CorrectRipple(result.phase, ripple, progress);
-    result.contrast = measure::FringeContrast(result.phase);
+    result.contrast = measure::FringeContrast(result.phase, corrected ? ripple : measure::Ripple());
     // These are written while the others are computed.
     outputs.AddImage("modulation.png", ToBytes(result.phase.modulation, 2.0 * 255.0 / result.phase.limits.fullScale));
     outputs.AddImage("contrast.png", ToBytes(result.contrast, 255.0));
