@@ -166,8 +166,8 @@ TEST_F(Scan, OptionsAndOutputsAreChecked) {
         {"quality a0.png b0.png --saturation 90", "--saturation is for"},
         {"decode scan.json --out taken", "cannot be replaced", 6},
         {"decode scan.json --out /proc/none", "cannot write there", 6},
-        {"quality scan.json --shift=0,1,2", "--shift: the description"},
-        {"measure scan.json --full-scale 255 --out o", "--full-scale: the description"},
+        {"quality scan.json --shift=0,1,2", "--shift is for frames"},
+        {"measure scan.json --full-scale 255 --out o", "--full-scale is for frames"},
         {"quality a0.png a1.png a2.png a3.png --frames .", "--frames goes with"},
     });
     EXPECT_FALSE(std::filesystem::exists(File("taken/summary.json")));

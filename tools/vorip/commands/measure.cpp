@@ -251,10 +251,7 @@ void AddMeasureCommand(CommandLine& program) {
     command.OnRun([options, &command] {
         std::vector<std::string>& words = options->frames.frames;
         if (options->scan.empty() && IsScan(words)) options->scan = std::exchange(words, {}).front();
-        if (!options->scan.empty())
-            RefuseFrameOptions(command);
-        else
-            command.RefuseGiven({"--frames"}, "goes with the description of a scan, a .json file");
+        if (!options->scan.empty()) RefuseFrameOptions(command);
         RunMeasure(*options);
         std::printf("written to %s\n", options->out.c_str());
     });
