@@ -129,13 +129,14 @@ struct AbsolutePhase {
     cv::Mat1b reliability;  // 255 certain, 0 a guess
     cv::Mat1f modulation;   // B of the finest set, grey levels
 
-    int finest = 0;      // index of the finest set
-    double period = 0;   // of the finest set, projector pixels
-    double length = 0;   // of the coded direction, projector pixels
-    int direction = 1;   // coordinate = direction · period · (phase - offset) / 2 π
-    double offset = 0;   // radians: the phase at coordinate 0
-    int repeat = 0;      // above 0: the sets do not cover the length, orders are known modulo this many periods
-    int components = 0;  // with a repeat: areas between which that is all that is known
+    int finest = 0;          // index of the finest set
+    double period = 0;       // of the finest set, projector pixels
+    double length = 0;       // of the coded direction, projector pixels
+    int direction = 1;       // coordinate = direction · period · (phase - offset) / 2 π
+    double offset = 0;       // radians: the phase at coordinate 0
+    double offsetError = 0;  // its standard error where the borders of a code tell it, radians; 0: it was given
+    int repeat = 0;          // above 0: the sets do not cover the length, orders are known modulo this many periods
+    int components = 0;      // with a repeat: areas between which that is all that is known
 
     int usable = 0;                 // pixels with enough light in all sets
     int valid = 0;                  // pixels of the mask
@@ -149,6 +150,7 @@ struct AbsolutePhase {
         residuals;  // per set: the median of fit residual / B over its usable pixels; 0 for three frames
     std::vector<DecodeCheck> checks;
     std::vector<std::string> warnings;  // one line each
+    std::vector<std::string> notes;     // what is good to know and casts no doubt on the result, one line each
 };
 
 // Decodes one direction. Throws InputError when pictures and description do not fit: counts, sizes, and everything that

@@ -23,8 +23,8 @@ struct SineSet {
 // A Gray code, the most significant bit first. Cell g covers g·cell + offset - 1/2 to (g + 1)·cell + offset - 1/2.
 // Without inverse pictures the bits are cut at (white + black) / 2, without those at the mean of the finest sine set.
 struct GrayCode {
-    double cell = 0;    // projector pixels
-    double offset = 0;  // projector pixels before cell 0; minus half a cell for codes shifted by half a cell
+    double cell = 0;    // projector pixels, which shows whole ones: else borders are up to half of one off
+    double offset = 0;  // whole projector pixels before cell 0; minus half a cell for codes shifted by half a cell
     std::vector<std::filesystem::path> frames;
     std::vector<std::filesystem::path> inverse;  // empty, or one per frame
 };

@@ -6,6 +6,7 @@
 
 #include "measure/absolute/checknotes.h"
 #include "measure/absolute/checks.h"
+#include "measure/absolute/codecrossing.h"
 #include "measure/base/quantile.h"
 #include "measure/fringe/framepixels.h"
 
@@ -18,13 +19,6 @@ struct CodeLevels {
     double half = 0;        // their distance from it
     double modulation = 0;  // of the fringes
 };
-
-float ThresholdAt(const DecodeState& state, int y, int x) {
-    const AxisPictures& pictures = state.pictures;
-    if (!pictures.inverse.empty() || pictures.white.empty() || pictures.black.empty())
-        return state.FinestMeans().At(y, x);
-    return (LevelAt(pictures.white, y, x) + LevelAt(pictures.black, y, x)) / 2;
-}
 
 CodeLevels LevelsOf(const DecodeState& state, int y, int x, float& bright) {
     const std::vector<cv::Mat>&gray = state.pictures.gray, &inverse = state.pictures.inverse;
@@ -45,7 +39,7 @@ CodeLevels LevelsOf(const DecodeState& state, int y, int x, float& bright) {
     const auto pictures = static_cast<float>(2 * gray.size());
     const float middle = inverse.empty() ? (bright + dark) / 2 : sum / pictures,
                 half = inverse.empty() ? (bright - dark) / 2 : distance / pictures;
-    return {static_cast<double>(middle - ThresholdAt(state, y, x)), static_cast<double>(half),
+    return {static_cast<double>(middle - CodeThresholdAt(state, y, x)), static_cast<double>(half),
             static_cast<double>(state.Finest().modulation(y, x))};
 }
 
@@ -128,7 +122,7 @@ void CheckContrast(DecodeState& state) {
         for (std::size_t i = 0; i < state.best.size(); i += kStep) {
             const int y = state.best[i].y, x = state.best[i].x;
             const float level = LevelAt(gray[picture], y, x);
-            distances.push_back(inverse.empty() ? std::abs(level - ThresholdAt(state, y, x))
+            distances.push_back(inverse.empty() ? std::abs(level - CodeThresholdAt(state, y, x))
                                                 : std::abs(level - LevelAt(inverse[picture], y, x)) / 2);
         }
         contrasts.push_back(static_cast<double>(MedianOf(distances)));

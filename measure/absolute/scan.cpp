@@ -211,8 +211,8 @@ std::string ExampleScan() {
 
     // A Gray code, the most significant bit first. It can be left out when the sets tell the orders alone.
     "gray": {
-      "cell": 12,          // width of its narrowest stripe in projector pixels; at most half a period is best
-      "offset": 0,         // projector pixels before the first cell; minus half a cell for a code shifted so
+      "cell": 12,          // width of a cell in whole projector pixels; at most half a period is best
+      "offset": 0,         // whole projector pixels before the first cell; minus half a cell for a code shifted so
       "frames": "gray*.png",
       "inverse": "inverse*.png"  // left out, bits are cut at (white + black) / 2, without those at the fringes' mean
     },

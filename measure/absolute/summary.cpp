@@ -21,6 +21,8 @@ std::string SummaryOf(const AbsolutePhase& result) {
     json["projector_pixels"] = Rounded(result.length);
     json["direction"] = result.direction;
     json["offset_radians"] = Rounded(result.offset);
+    json["origin_standard_error"] =
+        result.offsetError > 0 ? Json(Rounded(result.offsetError * result.period / (2 * CV_PI))) : Json(nullptr);
     json["orders_known_modulo"] = result.repeat > 0 ? Json(result.repeat) : Json(nullptr);
     if (result.repeat > 0) json["components"] = result.components;
     json["usable_pixels"] = result.usable;
@@ -46,6 +48,7 @@ std::string SummaryOf(const AbsolutePhase& result) {
                                   {"limit", Rounded(check.limit)},
                                   {"passed", check.passed}});
     json["warnings"] = result.warnings;
+    json["notes"] = result.notes;
     return JsonText(json);
 }
 

@@ -156,6 +156,85 @@ TEST(Absolute, EveryRightCodingIsDecoded) {
     }
 }
 
+// A camera and a projector above each other before a plane that faces both: all fringes and borders of cells lie at the
+// same place between two pixels, which see `columns` of the projector each.
+const simulate::Simulation& ParallelScene(double columns) {
+    static std::map<double, simulate::Simulation> scenes;
+    const auto found = scenes.find(columns);
+    if (found != scenes.end()) return found->second;
+    simulate::Rig rig = simulate::StandardRig({240, 60});
+    rig.camera = {800, 800, 119.5, 29.5};
+    rig.projector = {800 * columns, 800 * columns, 119.3 * columns + 100, 540};
+    rig.toProjector = {cv::Matx33d::eye(), {0, 30, 0}};
+    const simulate::Scene scene{rig, {{simulate::Facing({0, 0, 420})}}};
+    return scenes.emplace(columns, simulate::Simulation(scene, 1)).first->second;
+}
+
+TEST(Absolute, PositionsBeginWhereTheBordersOfACodeSay) {
+    const auto told = [](double origin) { return [origin](CodedAxis& axis) { axis.origin = origin; }; };
+    const auto offset = [](double offset) { return [offset](CodedAxis& axis) { axis.gray->offset = offset; }; };
+    const auto nothing = [](CodedAxis&) {};
+    const struct {
+        const char* name;
+        double columns;  // per pixel
+        double blur;     // pixels, of which their own size is 0.3
+        CodedAxis coding;
+        std::function<void(CodedAxis&)> change;  // of the description
+        double bias = 0;                         // pixels of the camera
+        const char* said = "";                   // warning
+        const char* noted = "";
+    } rows[] = {
+        {"in five pixels a cell", 3.2, 0.5, Gray(32, 16), nothing},
+        {"in fifteen", 1, 0.5, Gray(30, 15), nothing},
+        {"blurred", 3.2, 1, Gray(32, 16), nothing},
+        {"much blurred", 2, 2, Gray(32, 16), nothing},
+        {"cut at white and black", 3.2, 0.5, Gray(32, 16, 0, Bits::eWhiteBlack), nothing},
+        {"cut at the mean, which gamma moves", 3.2, 0.5, Gray(64, 32, 0, Bits::eMean), nothing},
+        {"in little more than a pixel", 2, 0.5, Gray(8, 4), told(0)},
+        {"a right origin", 2, 0.5, Gray(32, 16), told(0)},
+        {"an origin that is 0.05 periods off", 2, 0.5, Gray(32, 16), told(1.6), 0.8, "do not begin at the same place"},
+        {"no more than a whole pixel told", 2, 0, Gray(16, 8), nothing, 0, "", "to 0."},
+        // A projector shows 5.5 columns as 5 and 6 in turn, 0.25 columns off on average.
+        {"cells of broken columns", 1.37, 0.5, Gray(11, 5.5, -0.25), offset(0), 0, "", "half a projector pixel"},
+        {"the same from an origin", 1.37, 0.5, Gray(11, 5.5, -0.25),
+         [](CodedAxis& axis) { axis.gray->offset = 0, axis.origin = 0; }},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        const simulate::Simulation& scene = ParallelScene(row.columns);
+        Capture capture = Camera(8, 1.8, 0.5);
+        capture.projectorBlur = row.blur * row.columns;
+        CodedAxis coding = row.coding;
+        const AxisPictures pictures = RenderAxis(scene, Axis::eColumns, coding, capture);
+        row.change(coding);
+        AbsolutePhase result;
+        ASSERT_NO_THROW(result = DecodeAxis(coding, pictures));
+        std::vector<double> errors;
+        for (int y = 0; y < result.mask.rows; ++y)
+            for (int x = 0; x < result.mask.cols; ++x)
+                if (result.mask(y, x))
+                    errors.push_back(static_cast<double>(result.coordinate(y, x)) - scene.GetTruth().column(y, x));
+        ASSERT_GT(errors.size(), 10000U);
+        std::sort(errors.begin(), errors.end());
+        const double bias = errors[errors.size() / 2] / row.columns;
+        const auto said = [](const std::vector<std::string>& lines) {
+            std::string all;
+            for (const std::string& line : lines) all += line + "\n";
+            return all;
+        };
+        const double columns = result.offsetError * result.period / (2 * CV_PI);
+        if (*row.noted == 0) EXPECT_NEAR(bias, row.bias, 0.05) << columns;
+        EXPECT_NE(said(result.warnings).find(row.said), std::string::npos) << said(result.warnings);
+        EXPECT_NE(said(result.notes).find(row.noted), std::string::npos) << said(result.notes);
+        if (*row.said == 0) EXPECT_EQ(said(result.warnings), "");
+        if (*row.noted == 0) EXPECT_EQ(said(result.notes), "");
+        if (coding.origin)
+            EXPECT_EQ(result.offsetError, 0);
+        else
+            EXPECT_LT(std::abs(bias * row.columns), 3 * columns + (*row.noted != 0 ? 0.26 : 0)) << columns;
+    }
+}
+
 // The table of the mistakes that users make, one row each: what is done to a right scan, and what is said about it.
 TEST(Absolute, EveryMistakeIsNamed) {
     using A = CodedAxis&;

@@ -46,7 +46,7 @@ void RunDecode(const DecodeOptions& options) {
     outputs.Commit();
     progress.End();
     for (const std::string& warning : scan.warnings) Warn(warning);
-    for (const std::string& warning : scan.jumps) Warn(warning);
+    for (const std::string& warning : scan.notes) Warn(warning);
     std::fputs(scan.report.c_str(), stdout);
 }
 

@@ -91,7 +91,8 @@ private:
             "%s: %.1f %% of %d x %d pixels have an absolute phase, %d were corrected by their "
             "neighbours\n",
             name.c_str(), 100 * result.valid / pixels, result.mask.cols, result.mask.rows, result.corrected);
-        if (result.jumps.count > 0) mScan.jumps.push_back(name + ": " + JumpWarning(result.jumps, name));
+        if (result.jumps.count > 0) mScan.notes.push_back(name + ": " + JumpWarning(result.jumps, name));
+        for (const std::string& note : result.notes) mScan.notes.push_back(name + ": " + note);
         for (const std::string& warning : result.warnings) Doubt(name, warning);
     }
     void Doubt(const std::string& name, const std::string& text) { mScan.warnings.push_back(name + ": " + text); }

@@ -23,7 +23,7 @@ struct DecodedScan {
     std::vector<SummaryEntry> entries;
     std::string report;  // lines for people
     std::vector<std::string> warnings;
-    std::vector<std::string> jumps;  // a line for each direction with jumps: steps of the surface have them, too
+    std::vector<std::string> notes;  // what casts no doubt, as jumps: steps of the surface have them, too
 };
 
 // Reads and decodes a scan and adds its pictures to the outputs, not the summary.

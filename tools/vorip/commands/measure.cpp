@@ -107,7 +107,7 @@ private:
         mEntries.insert(mEntries.end(), scan.entries.begin(), scan.entries.end());
         mReport += scan.report;
         mDoubts.insert(mDoubts.end(), scan.warnings.begin(), scan.warnings.end());
-        mNotes.insert(mNotes.end(), scan.jumps.begin(), scan.jumps.end());
+        mNotes.insert(mNotes.end(), scan.notes.begin(), scan.notes.end());
         const measure::AbsolutePhase& first = scan.directions.front().phase;
         mSize = first.mask.size();
         mValid = first.valid;
