@@ -190,7 +190,7 @@ TEST(Absolute, PositionsBeginWhereTheBordersOfACodeSay) {
         {"blurred", 3.2, 1, Gray(32, 16), nothing},
         {"much blurred", 2, 2, Gray(32, 16), nothing},
         {"cut at white and black", 3.2, 0.5, Gray(32, 16, 0, Bits::eWhiteBlack), nothing},
-        {"cut at the mean, which gamma moves", 3.2, 0.5, Gray(64, 32, 0, Bits::eMean), nothing},
+        {"cut at the mean, which gamma moves", 3.2, 0.5, Gray(32, 16, 0, Bits::eMean), nothing},
         {"in three pixels a cell", 2, 0.5, Gray(12, 6), told(0)},
         {"a right origin", 2, 0.5, Gray(32, 16), told(0)},
         {"an origin that is 0.05 periods off", 2, 0.5, Gray(32, 16), told(1.6), 0.8, "do not begin at the same place"},
