@@ -57,7 +57,8 @@ struct Ripple {
         double amplitude = 0, uncertainty = 0;  // radians
     };
 
-    bool known = false;           // false: too few periods in view to tell; nothing is corrected
+    bool known = false;           // false: nothing is corrected; see WhyUnknown
+    bool isOnPixels = false;      // pixels see a few phases only, as of fringes of a whole number of pixels: not known
     double periodsInView = 0;     // across rows and columns together
     double amplitude = 0;         // radians, of the strongest harmonic
     double uncertainty = 0;       // its standard error, radians, by how much parts of the image differ
@@ -70,21 +71,27 @@ struct Ripple {
 
     // Whether the correction does more good than harm.
     bool IsWorthCorrecting() const { return known && amplitude >= kLeastAmplitude && amplitude >= 3 * uncertainty; }
-    // Whether the foreign harmonics are clearly more than what scenes with texture and few periods feign.
+    // What scenes with texture and few periods may feign of a foreign harmonic, 1 or 2, in radians.
+    MEASURE_API double MostForeign(int harmonic) const;
+    // Whether a foreign harmonic is clearly more than that.
     MEASURE_API bool IsOfOtherFrames() const;
 
     static constexpr double kLeastAmplitude = 0.02;  // radians
     static constexpr double kLeastPeriodsInView = 8;
 };
 
-// Estimates the ripple from the distribution of the phase over the usable pixels, which is even without ripple as soon
-// as enough periods are in view (after Pan, Kemao, Huang and Asundi, "Phase error analysis and compensation for
-// nonsinusoidal waveforms in phase-shifting digital fringe projection profilometry", Opt. Lett. 34, 416 (2009), and
-// Xing and Guo, "Correction of projector nonlinearity in multi-frequency phase-shifting fringe projection
-// profilometry", Opt. Express 26, 16277 (2018)). With fewer than kLeastPeriodsInView periods in view it is not known.
-// Sets with the same shifts have the same ripple: what one set tells may correct another one. Throws InputError when
-// phase and usable pixels differ in size, and without shifts.
+// Estimates the ripple from the distribution of the phase over the usable pixels of lines across the fringes, which is
+// even without ripple over whole periods; parts of periods, as narrow objects show, do not count (after Pan, Kemao,
+// Huang and Asundi, "Phase error analysis and compensation for nonsinusoidal waveforms in phase-shifting digital fringe
+// projection profilometry", Opt. Lett. 34, 416 (2009), and Xing and Guo, "Correction of projector nonlinearity in
+// multi-frequency phase-shifting fringe projection profilometry", Opt. Express 26, 16277 (2018)). With fewer than
+// kLeastPeriodsInView periods in view it is not known, nor where a period is so nearly a whole number of pixels that
+// these see the same few phases everywhere. Sets with the same shifts have the same ripple: what one set tells may
+// correct another one. Throws InputError when phase and usable pixels differ in size, and without shifts.
 MEASURE_API Ripple EstimateRipple(const FringePhase& phase, const Progress& progress = {});
+
+// Why a ripple is not known, in words; empty when it is.
+MEASURE_API std::string WhyUnknown(const Ripple& ripple);
 
 // The ripple as one line of JSON: "known"; "radians", the amplitude, and that of every one of the "harmonics"
 // ("of_phase": how many times the phase), null where it is not known; "foreign_radians"; "periods_in_view".

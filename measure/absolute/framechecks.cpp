@@ -71,12 +71,17 @@ void NoteMisfits(DecodeState& state) {
         state.result.checks.push_back(
             {of + ": what neither noise nor the shape of the fringes explains, of the modulation", misfit.share,
              Misfit::kMuch, isSmall});
+        const Ripple& ripple = state.result.ripples[set];
+        const double foreign = std::max(ripple.foreign[0].amplitude / ripple.MostForeign(1),
+                                        ripple.foreign[1].amplitude / ripple.MostForeign(2));
+        state.result.checks.push_back({of + ": deviation of the phase that fringes of no shape have in these steps, of "
+                                            "what the scene may feign",
+                                       foreign, 1, !ripple.IsOfOtherFrames()});
         const FringePhase& fringes = state.fringes[set];
         const double clip = FindClipLevel({state.pictures.sines[set], fringes.shifts}, fringes);
         if (clip > 0) state.result.warnings.push_back(of + ": " + ClipText(clip, fringes.limits.fullScale));
         // Frames in a wrong order, which has been said, do not fit either.
         if (!isInOrder) continue;
-        const Ripple& ripple = state.result.ripples[set];
         if (!isSmall)
             state.result.warnings.push_back(of + ": " + MisfitText(misfit, name));
         else if (alike.a < 0 && ripple.IsOfOtherFrames())

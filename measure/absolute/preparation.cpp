@@ -79,8 +79,8 @@ void FindMisfits(DecodeState& state) {
     }
 }
 
-// Sets of few periods cannot tell their ripple; they take that of the finest set with the same shifts. Where frames do
-// not belong together, what looks like a ripple is none.
+// Sets that cannot tell their ripple take that of the finest set with the same shifts that can. Where frames do not
+// belong together, what looks like a ripple is none.
 void CorrectRipples(DecodeState& state, const Progress& progress) {
     const std::vector<SineSet>& sines = state.axis.sines;
     std::vector<Ripple>& ripples = state.result.ripples;
@@ -97,9 +97,10 @@ void CorrectRipples(DecodeState& state, const Progress& progress) {
         if (!ripples[i].known)
             for (const std::size_t other : state.order)
                 if (ripples[other].known && sines[other].shifts == sines[i].shifts) {
-                    const double inView = ripples[i].periodsInView;
+                    const Ripple own = ripples[i];
                     ripples[i] = ripples[other];
-                    ripples[i].periodsInView = inView;
+                    ripples[i].periodsInView = own.periodsInView;
+                    ripples[i].foreign = own.foreign;
                     break;
                 }
         if (state.options.correctRipple) CorrectRipple(state.fringes[i], state.means[i], ripples[i], progress);

@@ -103,10 +103,16 @@ std::string MisfitText(const Misfit& misfit, const FrameNames& names) {
 }
 
 std::string OtherFramesText(const Ripple& ripple) {
-    return cv::format(
-        "the phase deviates by %.2f rad once and %.2f rad twice a period, as fringes of no shape do in equal steps: "
-        "are the steps not as described, or did the exposure or the light change between the frames?",
-        ripple.foreign[0].amplitude, ripple.foreign[1].amplitude);
+    std::string amount;
+    for (const int harmonic : {1, 2}) {
+        const double amplitude = ripple.foreign.at(static_cast<std::size_t>(harmonic - 1)).amplitude;
+        if (amplitude <= ripple.MostForeign(harmonic)) continue;
+        amount += (amount.empty() ? "" : " and ") + cv::format("%.2f rad ", amplitude);
+        amount += harmonic == 1 ? "once" : "twice";
+    }
+    return "the phase deviates by " + amount +
+           " a period, as fringes of no shape do in equal steps: are the steps not as described, or did the exposure "
+           "or the light change between the frames? Objects of which only narrow parts are in view can do that, too";
 }
 
 std::string AlikeText(const FramePair& pair, const FrameNames& names) {

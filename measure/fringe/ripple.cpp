@@ -5,21 +5,18 @@
 #include "measure/base/arguments.h"
 #include "measure/base/quantile.h"
 #include "measure/fringe.h"
+#include "measure/fringe/distribution.h"
 #include "measure/fringe/harmonics.h"
+#include "measure/fringe/phasestep.h"
 
 namespace measure {
 namespace {
-
-constexpr auto kPi = static_cast<float>(CV_PI);
-
-// Of a difference between two phases.
-float Wrap(float angle) { return angle > kPi ? angle - 2 * kPi : angle < -kPi ? angle + 2 * kPi : angle; }
 
 // The change of the phase along a line of pixels, in periods, as far as neighbours are usable.
 class LineCount {
 public:
     void Add(float phase, bool usable) {
-        if (usable && mUsable) mSum += static_cast<double>(Wrap(phase - mPhase));
+        if (usable && mUsable) mSum += static_cast<double>(WrapStep(phase - mPhase));
         mPhase = phase;
         mUsable = usable;
     }
@@ -39,7 +36,11 @@ double HighOf(const std::vector<LineCount>& lines) {
     return QuantileOf(periods, 0.9);
 }
 
-double CountPeriodsInView(const FringePhase& set) {
+struct PeriodsInView {
+    double across = 0, down = 0;
+};
+
+PeriodsInView CountPeriodsInView(const FringePhase& set) {
     constexpr int kLines = 32;
     const int rows = std::min(kLines, set.phase.rows), cols = std::min(kLines, set.phase.cols);
     const auto place = [](int line, int lines, int size) { return (2 * line + 1) * size / (2 * lines); };
@@ -55,47 +56,7 @@ double CountPeriodsInView(const FringePhase& set) {
             down[static_cast<std::size_t>(i)].Add(set.phase(y, x), set.usable(y, x) != 0);
         }
     }
-    return HighOf(across) + HighOf(down);
-}
-
-// How often the phase falls into each of equal parts of a period.
-constexpr int kBins = 1024;
-constexpr int kPatches = 8;  // across and down
-using Distribution = std::array<std::uint32_t, kBins>;
-
-std::size_t BinOf(float phase) {
-    const int bin = static_cast<int>(phase * (kBins / (2 * kPi)) + kBins / 2.0f);
-    return static_cast<std::size_t>(std::clamp(bin, 0, kBins - 1));
-}
-
-// Different for every row, without a rhythm that fringes could have.
-std::uint32_t Scatter(int row) { return static_cast<std::uint32_t>(row) * 2654435769U >> 16; }
-
-// The distributions in patches of the image. Some hundred thousand pixels tell them: of some rows one, and of that one
-// some pixels.
-std::vector<Distribution> DistributePhase(const FringePhase& set, const Progress& progress) {
-    constexpr double kEnoughPixels = 1 << 18;
-    constexpr int kMost = 4;
-    const cv::Size size = set.phase.size();
-    const int step = std::clamp(static_cast<int>(std::sqrt(size.area() / kEnoughPixels)), 1, kMost);
-    const auto scatter = [&](int y) { return static_cast<int>(Scatter(y) % static_cast<std::uint32_t>(step)); };
-    std::vector<Distribution> patches(kPatches * kPatches);
-    progress.Report("estimating the ripple");
-    cv::parallel_for_(cv::Range(0, kPatches), [&](const cv::Range& range) {
-        for (int y = range.start * size.height / kPatches; y < range.end * size.height / kPatches; ++y) {
-            if (y % step != scatter(y / step)) continue;
-            const float* const phase = set.phase[y];
-            const std::uint8_t* const usable = set.usable[y];
-            const auto first = static_cast<std::size_t>(std::min(kPatches - 1, y * kPatches / size.height) * kPatches);
-            int x = scatter(y);
-            for (int i = 0; i < kPatches; ++i) {
-                Distribution& patch = patches[first + static_cast<std::size_t>(i)];
-                for (const int end = (i + 1) * size.width / kPatches; x < end; x += step)
-                    if (usable[x]) ++patch[BinOf(phase[x])];
-            }
-        }
-    });
-    return patches;
+    return {HighOf(across), HighOf(down)};
 }
 
 // Cosine and sine of a multiple of the phase in the middle of each part, and 1.
@@ -129,54 +90,78 @@ double StandardError(const std::vector<Distribution>& patches, const std::vector
 struct Harmonic {
     double sine, cosine;  // radians, as a ripple has them
     Ripple::Deviation deviation;
+    double feigned;  // radians, by the places of the pixels
 };
 
-Harmonic FindHarmonic(int harmonic, const Distribution& all, const std::vector<Distribution>& patches) {
+Harmonic FindHarmonic(int harmonic, const Distribution& all, const PhaseDistribution& phase) {
     const std::vector<cv::Vec3d> waves = Waves(harmonic);
-    const cv::Vec3d sum = Sum(all, waves);
+    const cv::Vec3d sum = Sum(all, waves), even = Sum(phase.even, waves);
     const double factor = 2 / (sum[2] * harmonic);
     return {factor * sum[0],
             -factor * sum[1],
-            {factor * std::hypot(sum[0], sum[1]), 2 * StandardError(patches, waves, sum) / harmonic}};
+            {factor * std::hypot(sum[0], sum[1]), 2 * StandardError(phase.patches, waves, sum) / harmonic},
+            factor * std::hypot(even[0], even[1])};
+}
+
+// Periods of few pixels or a whole number of them show the same few phases again and again, whose distribution tells
+// nothing about the shape of the fringes.
+bool IsFeigned(const Harmonic& harmonic) {
+    return harmonic.feigned > Ripple::kLeastAmplitude / 2 && harmonic.feigned > harmonic.deviation.amplitude / 3;
 }
 
 }  // namespace
 
-bool Ripple::IsOfOtherFrames() const {
+double Ripple::MostForeign(int harmonic) const {
     constexpr std::array<double, 2> kMost{0.08, 0.03};  // radians
     // A part of a period, beside whole ones, leaves these over the number of periods.
     constexpr std::array<double, 2> kOfPart{2 / CV_PI, 0.5 / CV_PI};
-    if (periodsInView < kLeastPeriodsInView) return false;
-    for (std::size_t i = 0; i < foreign.size(); ++i)
-        if (foreign[i].amplitude > kMost[i] + kOfPart[i] / periodsInView + 2 * foreign[i].uncertainty) return true;
-    return false;
+    const auto i = static_cast<std::size_t>(harmonic - 1);
+    return kMost.at(i) + kOfPart.at(i) / std::max(periodsInView, kLeastPeriodsInView) + 2 * foreign.at(i).uncertainty;
+}
+
+bool Ripple::IsOfOtherFrames() const {
+    return periodsInView >= kLeastPeriodsInView &&
+           (foreign[0].amplitude > MostForeign(1) || foreign[1].amplitude > MostForeign(2));
+}
+
+std::string WhyUnknown(const Ripple& ripple) {
+    if (ripple.known) return "";
+    if (ripple.periodsInView < Ripple::kLeastPeriodsInView)
+        return cv::format("%.1f periods in view, %g are needed", ripple.periodsInView, Ripple::kLeastPeriodsInView);
+    if (ripple.isOnPixels) return "the fringes are so in line with the pixels that these see a few phases only";
+    return "the frames do not tell it";
 }
 
 Ripple EstimateRipple(const FringePhase& phase, const Progress& progress) {
+    constexpr double kLeastPeriods = 3;  // whole ones along a line
     RequireOneSize({"the phase", phase.phase}, {{"the usable pixels", phase.usable}});
     if (phase.shifts.empty()) throw InputError("the phase does not say from which shifts it was found");
     Ripple ripple;
-    ripple.periodsInView = CountPeriodsInView(phase);
+    const PeriodsInView periods = CountPeriodsInView(phase);
+    ripple.periodsInView = periods.across + periods.down;
     ripple.harmonics = HarmonicsOf(phase.shifts);
     ripple.sines.assign(ripple.harmonics.size(), 0.0);
     ripple.cosines.assign(ripple.harmonics.size(), 0.0);
     if (ripple.periodsInView < Ripple::kLeastPeriodsInView) return ripple;
-    const std::vector<Distribution> patches = DistributePhase(phase, progress);
+    const PhaseDistribution distribution =
+        DistributePhase(phase, periods.down > periods.across, ripple.harmonics.back() + 0.5, progress);
+    if (distribution.periods < kLeastPeriods) return ripple;
     Distribution all{};
-    for (const Distribution& patch : patches)
+    for (const Distribution& patch : distribution.patches)
         for (std::size_t i = 0; i < kBins; ++i) all[i] += patch[i];
     for (std::size_t h = 0; h < ripple.harmonics.size(); ++h) {
-        const Harmonic found = FindHarmonic(ripple.harmonics[h], all, patches);
+        const Harmonic found = FindHarmonic(ripple.harmonics[h], all, distribution);
         ripple.sines[h] = found.sine;
         ripple.cosines[h] = found.cosine;
+        ripple.isOnPixels = ripple.isOnPixels || IsFeigned(found);
         if (found.deviation.amplitude <= ripple.amplitude) continue;
         ripple.amplitude = found.deviation.amplitude;
         ripple.uncertainty = found.deviation.uncertainty;
     }
     if (EqualSteps(phase.shifts) > 0)
         for (int h = 0; h < 2; ++h)
-            ripple.foreign[static_cast<std::size_t>(h)] = FindHarmonic(h + 1, all, patches).deviation;
-    ripple.known = true;
+            ripple.foreign[static_cast<std::size_t>(h)] = FindHarmonic(h + 1, all, distribution).deviation;
+    ripple.known = !ripple.isOnPixels;
     return ripple;
 }
 

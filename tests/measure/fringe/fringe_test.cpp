@@ -23,6 +23,8 @@ struct Look {
     double periods = 12, gamma = 1, noise = 0, brightness = 1;
     int type = CV_8U;
     int constantBelow = 0;  // rows without fringes
+    double slant = 0.3;     // columns per row
+    int pin = 0, gap = 0;   // columns; the fringes begin alike on every pin
 };
 
 // Slanted fringes whose light passes a projector with gamma.
@@ -35,8 +37,9 @@ FringeSet Render(const std::vector<double>& shifts, const Look& look, cv::Mat1f*
         cv::Mat1f frame(size);
         for (int y = 0; y < size.height; ++y) {
             for (int x = 0; x < size.width; ++x) {
-                const double angle = 2 * CV_PI * look.periods * (x + 0.3 * y) / size.width;
-                const bool fringes = y < size.height - look.constantBelow;
+                const int column = look.pin > 0 ? x % (look.pin + look.gap) : x;
+                const double angle = 2 * CV_PI * look.periods * (column + look.slant * y) / size.width;
+                const bool fringes = y < size.height - look.constantBelow && (look.pin == 0 || column < look.pin);
                 const double light = fringes ? std::pow(0.5 + 0.5 * std::cos(angle + shift), look.gamma) : 0.3;
                 frame(y, x) = static_cast<float>((20 + 200 * light) * look.brightness + random.gaussian(look.noise));
                 if (truth) (*truth)(y, x) = static_cast<float>(std::remainder(angle, 2 * CV_PI));
@@ -105,6 +108,49 @@ TEST(Fringe, PhaseAndRipple) {
         double least = 0, largest = 0;
         cv::minMaxLoc(result.phase, &least, &largest);
         EXPECT_LE(std::max(-least, largest), CV_PI + 1e-6);
+    }
+}
+
+// Fringes of few places within a period, or on parts of many periods, are taken for sines unless they are none.
+TEST(Fringe, RippleIsNotFeigned) {
+    struct Row {
+        int steps;
+        double pixels;  // of a period
+        double slant;
+        int pin, gap;
+        double gamma;
+        bool known, corrected;
+    };
+    const std::vector<Row> table{
+        {4, 8, 0, 0, 0, 1, false, false},  // twice the steps
+        {3, 6, 0, 0, 0, 1, false, false},
+        {4, 4, 0, 0, 0, 1, false, false},
+        {4, 8, 0.002, 0, 0, 1, false, false},
+        {4, 8, 0.3, 0, 0, 1, true, false},
+        {3, 8, 0, 0, 0, 2.2, true, true},
+        {3, 6.5, 0, 0, 0, 2.2, true, true},
+        {4, 12.4, 0, 16, 8, 1, true, false},  // 1.3 periods
+        {3, 9.2, 0, 16, 8, 1, true, false},
+        {3, 9.2, 0, 16, 8, 2.2, true, true},
+        {3, 20, 0, 16, 8, 1, false, false},
+    };
+    for (const Row& row : table) {
+        SCOPED_TRACE(cv::format("%d steps, %g pixels per period, slant %g, pins of %d", row.steps, row.pixels,
+                                row.slant, row.pin));
+        Look look{400 / row.pixels, row.gamma, 1};
+        look.slant = row.slant;
+        look.pin = row.pin;
+        look.gap = row.gap;
+        cv::Mat1f truth;
+        FringePhase result = measure::SolveFringes(Render(EqualShifts(row.steps), look, &truth));
+        const double plain = Deviation(result, truth);
+        const measure::Ripple ripple = measure::EstimateRipple(result);
+        EXPECT_EQ(ripple.known, row.known) << measure::SummaryOf(ripple);
+        EXPECT_EQ(measure::WhyUnknown(ripple).empty(), row.known);
+        EXPECT_EQ(ripple.IsWorthCorrecting(), row.corrected) << measure::SummaryOf(ripple);
+        EXPECT_FALSE(ripple.IsOfOtherFrames()) << measure::SummaryOf(ripple);
+        measure::CorrectRipple(result, ripple);
+        EXPECT_LE(Deviation(result, truth), row.corrected ? 0.4 * plain : plain + 0.005);
     }
 }
 

@@ -35,7 +35,7 @@ std::string ReportOf(const PhaseResult& result, std::size_t frames, const measur
     const cv::Mat1b& usable = result.phase.usable;
     const std::string about = ripple.known
                                   ? cv::format("ripple %.3f rad%s", ripple.amplitude, corrected ? ", corrected" : "")
-                                  : "ripple unknown (too few periods in view)";
+                                  : "ripple unknown (" + measure::WhyUnknown(ripple) + ")";
     return cv::format("phase: %zu frames of %d x %d pixels, %.1f %% usable, %s\n", frames, usable.cols, usable.rows,
                       100.0 * result.quality.usable, about.c_str());
 }

@@ -32,16 +32,6 @@ std::vector<SummaryEntry> SetEntries(const measure::FringeQuality& q, const meas
             {"misfit_per_modulation", frames > 3 ? JsonNumber(q.misfit) : "null"}};
 }
 
-namespace {
-
-std::string WhyUnknown(const measure::Ripple& ripple) {
-    if (ripple.periodsInView >= measure::Ripple::kLeastPeriodsInView) return "the frames do not tell it";
-    return cv::format("%.1f periods in view, %g are needed", ripple.periodsInView,
-                      measure::Ripple::kLeastPeriodsInView);
-}
-
-}  // namespace
-
 void PrintSet(const measure::FringeQuality& q, const measure::Ripple& ripple, std::size_t frames) {
     std::printf("  usable      %6.2f %% of the pixels\n", 100 * q.usable);
     std::printf("  saturated   %6.2f %% of the pixels\n", 100 * q.saturated);
@@ -51,7 +41,7 @@ void PrintSet(const measure::FringeQuality& q, const measure::Ripple& ripple, st
     if (ripple.known)
         std::printf("  ripple      %6.3f rad\n", ripple.amplitude);
     else
-        std::printf("  ripple      unknown: %s\n", WhyUnknown(ripple).c_str());
+        std::printf("  ripple      unknown: %s\n", measure::WhyUnknown(ripple).c_str());
     if (frames > 3)
         std::printf("  residual    %6.2f %% of the modulation, %.2f %% beyond noise and the shape of the fringes\n",
                     100 * q.residual, 100 * q.misfit);
