@@ -90,18 +90,48 @@ double StandardError(const std::vector<Distribution>& patches, const std::vector
 struct Harmonic {
     double sine, cosine;  // radians, as a ripple has them
     Ripple::Deviation deviation;
-    double feigned;  // radians, by the places of the pixels
+    double feigned = 0;  // radians, by the places of the pixels
 };
 
-Harmonic FindHarmonic(int harmonic, const Distribution& all, const PhaseDistribution& phase) {
+Harmonic FindHarmonic(int harmonic, const Distribution& all, const std::vector<Distribution>& patches) {
     const std::vector<cv::Vec3d> waves = Waves(harmonic);
-    const cv::Vec3d sum = Sum(all, waves), even = Sum(phase.even, waves);
+    const cv::Vec3d sum = Sum(all, waves);
     const double factor = 2 / (sum[2] * harmonic);
     return {factor * sum[0],
             -factor * sum[1],
-            {factor * std::hypot(sum[0], sum[1]), 2 * StandardError(phase.patches, waves, sum) / harmonic},
-            factor * std::hypot(even[0], even[1])};
+            {factor * std::hypot(sum[0], sum[1]), 2 * StandardError(patches, waves, sum) / harmonic}};
 }
+
+// What the places of the pixels make of a phase that rises evenly, and of its ripple: each multiple that they have
+// mixes two harmonics.
+class FeignedHarmonics {
+public:
+    FeignedHarmonics(const Distribution& all, const Distribution& even) {
+        double pixels = 0;
+        for (const std::uint32_t count : all) pixels += count;
+        const bool isEmpty = std::all_of(even.begin(), even.end(), [](std::uint32_t count) { return count == 0; });
+        for (int multiple = 1; !isEmpty && multiple <= kMultiples; ++multiple) {
+            const cv::Vec3d sum = Sum(even, Waves(multiple));
+            mShares[static_cast<std::size_t>(multiple)] = std::hypot(sum[0], sum[1]) / pixels;
+        }
+    }
+
+    // Radians of a harmonic, with those that the ripple is of.
+    double Of(int harmonic, const std::vector<int>& others, const std::vector<Harmonic>& found) const {
+        double share = At(harmonic);
+        for (std::size_t i = 0; i < others.size(); ++i)
+            share += found[i].deviation.amplitude * others[i] / 2 *
+                     (At(others[i] + harmonic) + At(std::abs(others[i] - harmonic)));
+        return 2 * share / harmonic;
+    }
+
+    static constexpr int kMultiples = 48;
+
+private:
+    double At(int multiple) const { return multiple <= kMultiples ? mShares[static_cast<std::size_t>(multiple)] : 0; }
+
+    std::array<double, kMultiples + 1> mShares{};
+};
 
 // Periods of few pixels or a whole number of them show the same few phases again and again, whose distribution tells
 // nothing about the shape of the fringes.
@@ -143,24 +173,31 @@ Ripple EstimateRipple(const FringePhase& phase, const Progress& progress) {
     ripple.sines.assign(ripple.harmonics.size(), 0.0);
     ripple.cosines.assign(ripple.harmonics.size(), 0.0);
     if (ripple.periodsInView < Ripple::kLeastPeriodsInView) return ripple;
+    const std::vector<int>& harmonics = ripple.harmonics;
+    const int highest = harmonics.back() + std::max(harmonics.front(), 2);
     const PhaseDistribution distribution =
-        DistributePhase(phase, periods.down > periods.across, ripple.harmonics.back() + 0.5, progress);
+        DistributePhase(phase, periods.down > periods.across, highest + 0.5, progress);
     if (distribution.periods < kLeastPeriods) return ripple;
     Distribution all{};
     for (const Distribution& patch : distribution.patches)
         for (std::size_t i = 0; i < kBins; ++i) all[i] += patch[i];
-    for (std::size_t h = 0; h < ripple.harmonics.size(); ++h) {
-        const Harmonic found = FindHarmonic(ripple.harmonics[h], all, distribution);
-        ripple.sines[h] = found.sine;
-        ripple.cosines[h] = found.cosine;
-        ripple.isOnPixels = ripple.isOnPixels || IsFeigned(found);
-        if (found.deviation.amplitude <= ripple.amplitude) continue;
-        ripple.amplitude = found.deviation.amplitude;
-        ripple.uncertainty = found.deviation.uncertainty;
+    std::vector<Harmonic> found;
+    for (const int harmonic : harmonics) found.push_back(FindHarmonic(harmonic, all, distribution.patches));
+    const FeignedHarmonics feigned(all, distribution.even);
+    for (std::size_t h = 0; h < harmonics.size(); ++h) {
+        ripple.sines[h] = found[h].sine;
+        ripple.cosines[h] = found[h].cosine;
+        found[h].feigned = feigned.Of(harmonics[h], harmonics, found);
+        ripple.isOnPixels = ripple.isOnPixels || IsFeigned(found[h]);
+        if (found[h].deviation.amplitude <= ripple.amplitude) continue;
+        ripple.amplitude = found[h].deviation.amplitude;
+        ripple.uncertainty = found[h].deviation.uncertainty;
     }
-    if (EqualSteps(phase.shifts) > 0)
-        for (int h = 0; h < 2; ++h)
-            ripple.foreign[static_cast<std::size_t>(h)] = FindHarmonic(h + 1, all, distribution).deviation;
+    for (int h = 1; h <= 2 && EqualSteps(phase.shifts) > 0; ++h) {
+        Ripple::Deviation& foreign = ripple.foreign[static_cast<std::size_t>(h - 1)];
+        foreign = FindHarmonic(h, all, distribution.patches).deviation;
+        foreign.uncertainty += feigned.Of(h, harmonics, found);
+    }
     ripple.known = !ripple.isOnPixels;
     return ripple;
 }
