@@ -118,8 +118,9 @@ TEST(Arguments, OfOrders) {
              {OF(DecideOrders(a.sets, a.range, a.noise)),
               {IMAGE(sets[0].phase), IMAGE(sets[0].modulation), IMAGE(sets[1].phase), IMAGE(sets[1].modulation),
                MAYBE(range.center)},
-              {DO(sets.clear()), SET(sets[0].period, 0), SETS(sets[1].period, kNaN, kInf, 15), SET(sets[0].frames, 0),
-               SETS(range.count, 0, 1000000000), SETS(noise, kNaN, -1, kInf)}},
+              {DO(sets.clear()), SET(sets[0].period, 0), SETS(sets[1].period, kNaN, kInf, 15),
+               SETS(sets[1].origin, kNaN, kInf), SET(sets[0].frames, 0), SETS(range.count, 0, 1000000000),
+               SETS(noise, kNaN, -1, kInf)}},
              {"DecideOrders, a single set without a prediction",
               [](auto& a) {
                   DecideOrders({a.sets[0]}, {a.range.count, a.range.center}, a.noise);

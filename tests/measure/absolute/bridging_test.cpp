@@ -12,7 +12,7 @@ namespace {
 
 using namespace measure;
 
-// A line of pixels between fixed ones, along a row or down a column of images with a frame.
+// A line of pixels between fixed ones, along a row or down a column, from edge to edge of images or within them.
 struct Line {
     const char* name;
     // F fixed, G fixed in another area, P fixed a period higher; not fixed: . its own order is right, u one too high,
@@ -22,12 +22,13 @@ struct Line {
     float kink = 0;     // radians by which the phase bends in the middle
 };
 
-void ExpectBridged(const Line& line, bool isColumn, bool hasAreas) {
+void ExpectBridged(const Line& line, bool isColumn, int margin, bool hasAreas) {
     const int count = static_cast<int>(line.pixels.size());
-    const cv::Size size = isColumn ? cv::Size(3, count + 2) : cv::Size(count + 2, 3);
+    const int across = 1 + 2 * margin, along = count + 2 * margin;
+    const cv::Size size = isColumn ? cv::Size(across, along) : cv::Size(along, across);
     GrowthImages images{cv::Mat1f(size, 0.0f), cv::Mat1b(size, uchar{eNoPhase}), cv::Mat1b(size, uchar{eOut}),
                         cv::Mat1f(size, 0.0f), hasAreas ? cv::Mat1i(size, -1) : cv::Mat1i()};
-    const auto place = [&](int i) { return isColumn ? cv::Point(1, i + 1) : cv::Point(i + 1, 1); };
+    const auto place = [&](int i) { return isColumn ? cv::Point(margin, i + margin) : cv::Point(i + margin, margin); };
     const auto truth = [&](int i) { return 0.8f * static_cast<float>(i) + 5 + (2 * i > count ? line.kink : 0.0f); };
     const float period = static_cast<float>(2 * CV_PI);
     for (int i = 0; i < count; ++i) {
@@ -68,12 +69,15 @@ TEST(Bridging, GapsInALineCloseWhereThePhaseRunsOn) {
     };
     for (const Line& line : lines)
         for (const bool isColumn : {false, true})
-            for (const bool hasAreas : {false, true}) {
-                SCOPED_TRACE(std::string(line.name) + (isColumn ? ", column" : ", row"));
-                ExpectBridged(line, isColumn, hasAreas);
-            }
-    ExpectBridged({"areas that are lifted apart", "FF.........GG", "FF         FF"}, false, true);
-    ExpectBridged({"areas without a meaning", "FF.........GG", "FFFFFFFFFFFFF"}, false, false);
+            for (const int margin : {0, 1})
+                for (const bool hasAreas : {false, true}) {
+                    SCOPED_TRACE(std::string(line.name) + (isColumn ? ", column" : ", row"));
+                    ExpectBridged(line, isColumn, margin, hasAreas);
+                }
+    for (const bool isColumn : {false, true})
+        ExpectBridged({"behind a pixel at the edge", "F.........FF", "FFFFFFFFFFFF"}, isColumn, 0, true);
+    ExpectBridged({"areas that are lifted apart", "FF.........GG", "FF         FF"}, false, 1, true);
+    ExpectBridged({"areas without a meaning", "FF.........GG", "FFFFFFFFFFFFF"}, false, 1, false);
 }
 
 }  // namespace
