@@ -52,7 +52,7 @@ struct FringeArguments {
         phase = SolveFringes(set);
         for (cv::Mat1f* image : {&phase.phase, &phase.mean, &phase.modulation, &phase.residual}) Settle(*image);
         for (cv::Mat1b* image : {&phase.saturated, &phase.usable}) Settle(*image);
-        ripple = {true, 20, 0.1, 0.001, {4, 8}, {0.1, 0.1}, {0, 0}, {}};
+        ripple = {true, false, 20, 0.1, 0.001, {4, 8}, {0.1, 0.1}, {0, 0}, {}};
     }
     FringeSet set;
     FringeLimits limits;
