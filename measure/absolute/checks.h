@@ -18,6 +18,9 @@ void CheckPictures(const CodedAxis& axis, const AxisPictures& pictures);
 // Sets of more than three frames: warns when another order of the frames fits better.
 void CheckFrameOrder(DecodeState& state);
 
+// Warns of three frames of the finest set between which the light changed.
+void CheckFlicker(DecodeState& state);
+
 // Warns of frames of a set that do not belong together, or show the same.
 void NoteMisfits(DecodeState& state);
 

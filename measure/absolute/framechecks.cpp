@@ -1,15 +1,26 @@
 // Whether the frames of a set belong together and stand in their order.
 #include <algorithm>
+#include <cmath>
+#include <complex>
+#include <functional>
 #include <numeric>
+#include <optional>
 
 #include "measure/absolute/checknotes.h"
 #include "measure/absolute/checks.h"
+#include "measure/base/quantile.h"
 #include "measure/frames.h"
 #include "measure/fringe/exchange.h"
+#include "measure/fringe/framepixels.h"
 #include "measure/fringe/fullscale.h"
 
 namespace measure {
 namespace {
+
+float CosineOf(const FringePhase& fringes, cv::Point at) {
+    return fringes.modulation(at) * std::cos(fringes.phase(at));
+}
+float SineOf(const FringePhase& fringes, cv::Point at) { return fringes.modulation(at) * std::sin(fringes.phase(at)); }
 
 std::vector<int> NaturalOrder(const std::vector<std::filesystem::path>& files) {
     std::vector<int> order(files.size());
@@ -54,6 +65,67 @@ void CheckFrameOrder(DecodeState& state, std::size_t set) {
          name + " fits better with " + advice + " (rms " + Text(best) + " instead of " + Text(rms) + " grey levels)");
 }
 
+// What the fringes of a set should leave alone: the mean of another set, or of pictures of a code, and what may tell
+// the two apart in a right scan.
+struct Reference {
+    std::function<float(cv::Point)> mean;
+    std::vector<std::function<float(cv::Point)>> differences;
+};
+
+std::optional<Reference> FindReference(const DecodeState& state, std::size_t set) {
+    constexpr double kNear = 1.5;
+    const AxisPictures& pictures = state.pictures;
+    for (std::size_t other = 0; other < state.Count(); ++other) {
+        if (other == set) continue;
+        Reference reference{[&means = state.means[other]](cv::Point at) { return means.At(at); }, {}};
+        // Fringes of nearly the same period may be taken for those of the set.
+        if (state.axis.sines[other].period < kNear * state.axis.sines[set].period)
+            reference.differences = {[&of = state.fringes[other]](cv::Point at) { return CosineOf(of, at); },
+                                     [&of = state.fringes[other]](cv::Point at) { return SineOf(of, at); }};
+        return reference;
+    }
+    const bool havePairs = !pictures.inverse.empty() && !pictures.gray.empty();
+    const cv::Mat &bright = havePairs ? pictures.gray.front() : pictures.white,
+                  &dark = havePairs ? pictures.inverse.front() : pictures.black;
+    if (bright.empty() || dark.empty()) return {};
+    return Reference{[&](cv::Point at) { return (LevelAt(bright, at.y, at.x) + LevelAt(dark, at.y, at.x)) / 2; },
+                     {[&of = state.fringes[set]](cv::Point at) { return of.modulation(at); }}};
+}
+
+// The amplitude of the fringes that the mean of a set still has, as a share of the modulation. Frames in changing light
+// leave them there: I_k (1 + e_k) has the mean A + B sum(e_k cos(phase + d_k)) / 3.
+double FringesInMean(const DecodeState& state, std::size_t set, const Reference& reference) {
+    constexpr std::size_t kPixels = 3000;
+    constexpr double kFar = 3.7;  // times the median of the deviations, 2.5 times the standard deviation
+    const FringePhase& of = state.fringes[set];
+    const std::size_t stride = std::max<std::size_t>(1, state.best.size() / kPixels);
+    const auto terms = static_cast<int>(4 + reference.differences.size());
+    cv::Mat1d functions(0, terms), values(0, 1), strengths;
+    for (std::size_t i = 0; i < state.best.size(); i += stride) {
+        const cv::Point at = state.best[i];
+        const float mean = reference.mean(at);
+        cv::Mat1d row(1, terms);
+        row(0) = CosineOf(of, at);
+        row(1) = SineOf(of, at);
+        row(2) = mean;
+        row(3) = 1;
+        for (int term = 4; term < terms; ++term)
+            row(term) = reference.differences[static_cast<std::size_t>(term - 4)](at);
+        functions.push_back(row);
+        values.push_back(static_cast<double>(state.means[set].At(at) - mean));
+    }
+    const auto fit = [&] { cv::solve(functions, values, strengths, cv::DECOMP_NORMAL | cv::DECOMP_SVD); };
+    fit();
+    const cv::Mat1d left(values - functions * strengths);
+    std::vector<double> deviations;
+    for (const double deviation : left) deviations.push_back(std::abs(deviation));
+    const double limit = kFar * static_cast<double>(MedianOf(deviations));
+    for (int i = 0; i < left.rows; ++i)
+        if (std::abs(left(i, 0)) > limit) functions.row(i) = values(i, 0) = 0;
+    fit();
+    return std::hypot(strengths(0, 0), strengths(1, 0));
+}
+
 }  // namespace
 
 void CheckFrameOrder(DecodeState& state) {
@@ -87,6 +159,27 @@ void NoteMisfits(DecodeState& state) {
         else if (alike.a < 0 && ripple.IsOfOtherFrames())
             state.result.warnings.push_back(of + ": " + OtherFramesText(ripple));
     }
+}
+
+void CheckFlicker(DecodeState& state) {
+    constexpr double kMost = 0.018, kMostAlike = 0.5;
+    const auto set = static_cast<std::size_t>(state.result.finest);
+    // More frames than three tell it by their residual; so may the ripple.
+    if (state.axis.sines[set].shifts.size() != 3 || state.result.ripples[set].IsOfOtherFrames() || state.best.empty())
+        return;
+    std::complex<double> sum;
+    for (const cv::Point& at : state.best) sum += std::polar(1.0, static_cast<double>(state.fringes[set].phase(at)));
+    if (std::abs(sum) > kMostAlike * static_cast<double>(state.best.size())) return;
+    const std::optional<Reference> reference = FindReference(state, set);
+    if (!reference) return;
+    const double share = FringesInMean(state, set, *reference);
+    Note(state.result,
+         {NameOf(set) + ": fringes that its mean brightness shows, of the modulation", share, kMost, share <= kMost},
+         NameOf(set) +
+             cv::format(": the mean brightness of the frames goes with the fringes, by %.1f %% of their "
+                        "modulation, which moves the phase",
+                        100 * share) +
+             ": does the light flicker, or did the exposure change between the frames?");
 }
 
 }  // namespace measure

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <numeric>
 
+#include "measure/absolute/causes.h"
 #include "measure/absolute/checknotes.h"
 #include "measure/absolute/checks.h"
 #include "measure/absolute/coding.h"
@@ -161,6 +162,24 @@ std::string LightOf(const DecodeState& state, std::size_t set) {
                              100 * limits.minModulation);
 }
 
+// One mistake that makes pictures fail any of the comparisons, be it one that names another mistake.
+std::string FindCause(const DecodeState& state) {
+    const std::string same = FindSameSets(state);
+    return same.empty() ? FindShift(state) : same;
+}
+
+void CompareSets(DecodeState& state, const Progress& progress) {
+    CheckFrameOrder(state);
+    CheckMeans(state);
+    CheckTiles(state);
+    CheckPairs(state);
+    CheckFlicker(state);
+    CheckContrast(state);
+    CheckLevels(state);
+    DecodeCode(state, progress);
+    FindOrigins(state);
+}
+
 }  // namespace
 
 void SolveSets(DecodeState& state, const Progress& progress) {
@@ -204,14 +223,16 @@ void CheckSets(DecodeState& state, const Progress& progress) {
     if (state.options.correctRipple && !state.axis.gray && CorrectSharedRipple(state)) FindUsable(state);
     if (state.axis.direction < 0)
         for (FringePhase& fringes : state.fringes) cv::subtract(0.0, fringes.phase, fringes.phase);
-    CheckFrameOrder(state);
-    CheckMeans(state);
-    CheckTiles(state);
-    CheckPairs(state);
-    CheckContrast(state);
-    CheckLevels(state);
-    DecodeCode(state, progress);
-    FindOrigins(state);
+    try {
+        CompareSets(state, progress);
+    } catch (const InputError& error) {
+        const std::string cause = FindCause(state);
+        if (cause.empty()) throw;
+        throw InputError(cause + " (" + error.what() + ")");
+    }
+    const auto& checks = state.result.checks;
+    if (std::any_of(checks.begin(), checks.end(), [](const DecodeCheck& check) { return !check.passed; }))
+        if (const std::string cause = FindCause(state); !cause.empty()) state.result.warnings.push_back(cause);
 }
 
 }  // namespace measure

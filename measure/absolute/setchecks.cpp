@@ -3,6 +3,7 @@
 #include <cmath>
 #include <complex>
 
+#include "measure/absolute/causes.h"
 #include "measure/absolute/checknotes.h"
 #include "measure/absolute/checks.h"
 #include "measure/absolute/coding.h"
@@ -122,9 +123,12 @@ void CheckMeans(DecodeState& state) {
         const std::string names = NameOf(std::min(set, finest)) + " and " + NameOf(std::max(set, finest));
         const DecodeCheck check{names + ": difference of the mean brightness over the modulation", ratio, kLimit,
                                 ratio <= kLimit};
+        const std::string curve = check.passed ? "" : FindCurve(state);
         Require(state.result, check,
-                names + " differ in their mean brightness (" + Text(ratio) + " of the modulation): is a frame of one " +
-                    "set exchanged with one of the other, or did the light change between them?");
+                names + " differ in their mean brightness (" + Text(ratio) + " of the modulation)" +
+                    (curve.empty() ? ": is a frame of one set exchanged with one of the other, or did the light change "
+                                     "between them?"
+                                   : ", " + curve));
     }
 }
 

@@ -3,6 +3,7 @@
 #include <cmath>
 #include <vector>
 
+#include "measure/absolute/causes.h"
 #include "measure/absolute/checknotes.h"
 #include "measure/absolute/checks.h"
 #include "measure/absolute/growthrows.h"
@@ -111,11 +112,12 @@ void CheckTiles(DecodeState& state) {
     }
     if (state.Count() < 2) return;
     const double changed = ShareIn(tiles, [&](std::size_t i) { return differences[i] > kMostDifference; });
+    const std::string curve = changed > kMostShare ? FindCurve(state) : "";
     Note(state.result,
          {"share of the usable pixels in parts where the mean brightness of the sets differs", changed, kMostShare,
           changed <= kMostShare},
          cv::format("in %.1f %% of the picture the sets differ in their mean brightness", 100 * changed) +
-             ": did something move there between them, or did the light change?");
+             (curve.empty() ? ": did something move there between them, or did the light change?" : ", " + curve));
 }
 
 double ShareOfTornParts(const DecodeState& state, const cv::Mat1f& phase, const OwnOrders& orders,

@@ -236,6 +236,13 @@ TEST(Absolute, PositionsBeginWhereTheBordersOfACodeSay) {
     }
 }
 
+cv::Mat Moved(const cv::Mat& picture, cv::Point by) {
+    cv::Mat moved;
+    const cv::Matx23d shift(1, 0, by.x, 0, 1, by.y);
+    cv::warpAffine(picture, moved, shift, picture.size(), cv::INTER_NEAREST, cv::BORDER_REPLICATE);
+    return moved;
+}
+
 // The table of the mistakes that users make, one row each: what is done to a right scan, and what is said about it.
 TEST(Absolute, EveryMistakeIsNamed) {
     using A = CodedAxis&;
@@ -329,6 +336,19 @@ TEST(Absolute, EveryMistakeIsNamed) {
     const auto begun = [](int direction) {
         return With(Gray(24, 12), [direction](A axis) { axis.origin = 7.5, axis.direction = direction; });
     };
+    rows.push_back({"a set twice under two periods", cube, [](A, P p) { p.sines[1] = p.sines[2]; },
+                    "sines[1] and sines[2] show the same fringes, although their periods differ"});
+    rows.push_back({"a camera that was knocked between sets", Periods({59, 64, 70}),
+                    [](A, P p) {
+                        for (cv::Mat& picture : p.sines[1]) picture = Moved(picture, {4, 0});
+                    },
+                    "all that sines[1] shows is shifted by about 4.0"});
+    rows.push_back({"a camera that was knocked before the code", begun(1),
+                    [](A, P p) {
+                        for (auto* const pictures : {&p.gray, &p.inverse})
+                            for (cv::Mat& picture : *pictures) picture = Moved(picture, {5, 0});
+                    },
+                    "all that the Gray code shows is shifted by about 5.0"});
     for (const int direction : {1, -1}) {
         const CodedAxis coding = begun(direction);
         rows.push_back({"frames rotated", coding, rotate(0, 1), "begins with number 2 of 4"});
@@ -395,13 +415,6 @@ TEST(Absolute, WarnsOfFramesThatFitBetterInAnotherOrder) {
     std::rotate(frames.begin() + 2, frames.begin() + 4, frames.end());
     const std::string said = Said(coding, pictures);
     EXPECT_NE(said.find("the frames in the order of their numbers"), std::string::npos) << said;
-}
-
-cv::Mat Moved(const cv::Mat& picture, cv::Point by) {
-    cv::Mat moved;
-    const cv::Matx23d shift(1, 0, by.x, 0, 1, by.y);
-    cv::warpAffine(picture, moved, shift, picture.size(), cv::INTER_NEAREST, cv::BORDER_REPLICATE);
-    return moved;
 }
 
 // What does not keep a scan from being decoded, but speaks against the result.
@@ -482,6 +495,23 @@ TEST(Absolute, DoubtsAreSaid) {
              for (cv::Mat* picture : {&p.gray[7], &p.inverse[7]}) *picture = 0.08 * *picture + 0.92 * grey;
          },
          "gray.frames[7] (code) has hardly any contrast", "two-objects"},
+        {"light that flickers a little between three frames", Gray(24, 12, 0, Bits::eInverse, 3),
+         [](AxisPictures& p) { p.sines[0][1] *= 1.07; },
+         "sines[0]: the mean brightness of the frames goes with the fringes", "two-objects"},
+        {"the same without a code", Periods({1, 8, 64}, 3), [](AxisPictures& p) { p.sines[2][2] *= 0.93; },
+         "sines[2]: the mean brightness of the frames goes with the fringes", "two-objects"},
+        {"a camera with the curve of a display, fine fringes out of focus", waves,
+         [](AxisPictures& p) {
+             const cv::Mat half = 0.5 * p.sines[2][0] + 0.5 * p.sines[2][2],
+                           other = 0.5 * p.sines[2][1] + 0.5 * p.sines[2][3], mean = 0.5 * half + 0.5 * other;
+             for (cv::Mat& picture : p.sines[2]) picture = 0.4 * picture + 0.6 * mean;
+             cv::Mat1b curve(1, 256);
+             for (int level = 0; level < 256; ++level)
+                 curve(level) = cv::saturate_cast<uchar>(255 * std::pow(level / 255.0, 1 / 2.2));
+             for (auto& set : p.sines)
+                 for (cv::Mat& picture : set) cv::LUT(picture, curve, picture);
+         },
+         "as a curve of the camera makes them do"},
         {"other light in the room while the code is shown", Gray(24, 12, 0, Bits::eMean),
          [](AxisPictures& p) {
              for (cv::Mat& picture : p.gray) picture += 4;
