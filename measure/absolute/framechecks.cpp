@@ -94,15 +94,13 @@ std::optional<Reference> FindReference(const DecodeState& state, std::size_t set
 
 // The amplitude of the fringes that the mean of a set still has, as a share of the modulation. Frames in changing light
 // leave them there: I_k (1 + e_k) has the mean A + B sum(e_k cos(phase + d_k)) / 3.
-double FringesInMean(const DecodeState& state, std::size_t set, const Reference& reference) {
-    constexpr std::size_t kPixels = 3000;
+double FringesInMean(const DecodeState& state, std::size_t set, const Reference& reference,
+                     const std::vector<cv::Point>& pixels) {
     constexpr double kFar = 3.7;  // times the median of the deviations, 2.5 times the standard deviation
     const FringePhase& of = state.fringes[set];
-    const std::size_t stride = std::max<std::size_t>(1, state.best.size() / kPixels);
     const auto terms = static_cast<int>(4 + reference.differences.size());
     cv::Mat1d functions(0, terms), values(0, 1), strengths;
-    for (std::size_t i = 0; i < state.best.size(); i += stride) {
-        const cv::Point at = state.best[i];
+    for (const cv::Point& at : pixels) {
         const float mean = reference.mean(at);
         cv::Mat1d row(1, terms);
         row(0) = CosineOf(of, at);
@@ -163,16 +161,20 @@ void NoteMisfits(DecodeState& state) {
 
 void CheckFlicker(DecodeState& state) {
     constexpr double kMost = 0.018, kMostAlike = 0.5;
+    constexpr std::size_t kPixels = 1000;
     const auto set = static_cast<std::size_t>(state.result.finest);
     // More frames than three tell it by their residual; so may the ripple.
     if (state.axis.sines[set].shifts.size() != 3 || state.result.ripples[set].IsOfOtherFrames() || state.best.empty())
         return;
+    std::vector<cv::Point> pixels;
+    const std::size_t stride = std::max<std::size_t>(1, state.best.size() / kPixels);
+    for (std::size_t i = 0; i < state.best.size(); i += stride) pixels.push_back(state.best[i]);
     std::complex<double> sum;
-    for (const cv::Point& at : state.best) sum += std::polar(1.0, static_cast<double>(state.fringes[set].phase(at)));
-    if (std::abs(sum) > kMostAlike * static_cast<double>(state.best.size())) return;
+    for (const cv::Point& at : pixels) sum += std::polar(1.0, static_cast<double>(state.fringes[set].phase(at)));
+    if (std::abs(sum) > kMostAlike * static_cast<double>(pixels.size())) return;
     const std::optional<Reference> reference = FindReference(state, set);
     if (!reference) return;
-    const double share = FringesInMean(state, set, *reference);
+    const double share = FringesInMean(state, set, *reference, pixels);
     Note(state.result,
          {NameOf(set) + ": fringes that its mean brightness shows, of the modulation", share, kMost, share <= kMost},
          NameOf(set) +
