@@ -113,7 +113,7 @@ TEST_F(CalibrationFile, SaysWhatIsWrong) {
         std::string text;
         const char *key, *hint;
     } rows[] = {
-        {"", "", "is no calibration"},
+        {"", "", "is empty"},
         {"focal: 12\n", "", "is no calibration"},
         {"%YAML:1.0\n---\nKc: [1,", "", "is no calibration"},
         {"%YAML:1.0\n---\nx:\n   a: 1\n   : 1\n", "", "is no calibration"},
