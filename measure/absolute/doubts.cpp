@@ -108,9 +108,9 @@ void NoteDoubts(DecodeState& state) {
     const auto percent = [](double share) { return cv::format("%.1f %%", 100 * share); };
     if (result.repeat > 0)
         result.warnings.push_back(
-            cv::format("the fringes repeat before the end of the projector: orders are known modulo %d only, between "
-                       "%d separate areas",
-                       result.repeat, result.components));
+            cv::format("the fringes repeat before the end of the projector: orders are known modulo %d only",
+                       result.repeat) +
+            (result.components > 1 ? cv::format(", between %d separate areas", result.components) : std::string()));
     const double usable = std::max(result.usable, 1), valid = std::max(result.valid, 1);
     const auto limit = [&](const char* what, double share, double most, const std::string& text) {
         Note(result, {what, share, most, share <= most}, text);
