@@ -25,15 +25,16 @@ double DifferenceOf(const DecodeState& state, const cv::Mat1f& image, const cv::
 
 // By how many pixels an image lies away from another one; 0 when it does not, or when moving it back explains little.
 double ShiftOf(const DecodeState& state, const cv::Mat1f& image, const cv::Mat1f& reference) {
-    constexpr int kMost = 1024;  // pixels of a side that are compared
+    constexpr int kFewest = 16, kMost = 1024;  // pixels of a side that are compared
     constexpr double kLeast = 0.5, kExplained = 0.5;
     const cv::Size size(std::min(image.cols, kMost), std::min(image.rows, kMost));
+    if (size.width < kFewest || size.height < kFewest) return 0;
     const cv::Rect middle({(image.cols - size.width) / 2, (image.rows - size.height) / 2}, size);
     cv::Mat1f window;
     cv::createHanningWindow(window, size, CV_32F);
     // Of copies, which it may multiply by the window.
     const cv::Point2d by = cv::phaseCorrelate(reference(middle).clone(), image(middle).clone(), window);
-    if (std::hypot(by.x, by.y) < kLeast) return 0;
+    if (!(std::hypot(by.x, by.y) >= kLeast)) return 0;  // or not a number
     cv::Mat1f moved;
     cv::warpAffine(image, moved, cv::Matx23d(1, 0, by.x, 0, 1, by.y), image.size(),
                    cv::INTER_LINEAR | cv::WARP_INVERSE_MAP, cv::BORDER_REPLICATE);
