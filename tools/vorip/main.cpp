@@ -1,4 +1,7 @@
 #include <cstdio>
+#include <cstdlib>
+#include <exception>
+#include <new>
 #include <opencv2/core/utils/logger.hpp>
 
 #include "tools/vorip/cli/commandline.h"
@@ -44,9 +47,21 @@ void Run(int argc, char** argv) {
     program.Run();
 }
 
+// Libraries that allocate where nothing may be thrown, as nlohmann-json does to destroy an array, end up here.
+[[noreturn]] void EndWithoutMemory() {
+    try {
+        if (const std::exception_ptr error = std::current_exception()) std::rethrow_exception(error);
+    } catch (const std::bad_alloc&) {
+        vorip::EndAtOnce(vorip::NotEnoughMemory(), vorip::kExitBadInput);
+    } catch (...) {
+    }
+    std::abort();
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
+    std::set_terminate(EndWithoutMemory);
     const vorip::InterruptWatch watch;
     cv::utils::logging::setLogLevel(cv::utils::logging::LOG_LEVEL_SILENT);
     return vorip::ExitCodeOf(Run, argc, argv);

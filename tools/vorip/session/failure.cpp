@@ -26,11 +26,6 @@ int Complain(const std::string& text, int exitCode) {
 
 constexpr char kNoThreads[] = "the system gives the program no more threads, or no memory for them (ulimit -u, -v)";
 
-std::string NotEnoughMemory() {
-    const std::string limit = MemoryLimit::InWords();
-    return "not enough memory" + (limit.empty() ? limit : ": the run may take " + limit);
-}
-
 int VerdictOf(void (*program)(int argc, char** argv), int argc, char** argv) try {
     program(argc, argv);
     return kExitDone;
@@ -39,6 +34,11 @@ int VerdictOf(void (*program)(int argc, char** argv), int argc, char** argv) try
 }
 
 }  // namespace
+
+std::string NotEnoughMemory() {
+    const std::string limit = MemoryLimit::InWords();
+    return "not enough memory" + (limit.empty() ? limit : ": the run may take " + limit);
+}
 
 void ResultsAreInFiles() { resultsAreInFiles = true; }
 

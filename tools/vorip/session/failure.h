@@ -31,6 +31,9 @@ struct Verdict {
 // output cannot be written.
 void ResultsAreInFiles();
 
+// What is said where memory does not suffice.
+std::string NotEnoughMemory();
+
 // Runs the program; what it throws becomes one line on standard error and an exit code. The only place that knows
 // which error has which code.
 int ExitCodeOf(void (*program)(int argc, char** argv), int argc, char** argv);

@@ -49,14 +49,18 @@ void Watch() {
     std::unique_lock lock(doneMutex);
     while (!wake.wait_for(lock, kPause, [] { return done; })) {
         if (caught == 0) continue;
-        const std::lock_guard whole(gate);
-        std::for_each(cleanUps.rbegin(), cleanUps.rend(), [](const CleanUp* c) { c->Run(); });
-        PrintLastNotice("interrupted");
-        std::_Exit(kExitSignalled + caught);
+        EndAtOnce("interrupted", kExitSignalled + caught);
     }
 }
 
 }  // namespace
+
+void EndAtOnce(const std::string& notice, int exitCode) {
+    const std::lock_guard whole(gate);
+    std::for_each(cleanUps.rbegin(), cleanUps.rend(), [](const CleanUp* c) { c->Run(); });
+    PrintLastNotice(notice);
+    std::_Exit(exitCode);
+}
 
 InterruptWatch::InterruptWatch() {
     for (const int number : kErrorsOfWriting)

@@ -2,6 +2,7 @@
 
 #include <functional>
 #include <mutex>
+#include <string>
 
 namespace vorip {
 
@@ -17,6 +18,9 @@ public:
     InterruptWatch(const InterruptWatch&) = delete;
     InterruptWatch& operator=(const InterruptWatch&) = delete;
 };
+
+// Runs the clean-ups, says why and ends the process.
+[[noreturn]] void EndAtOnce(const std::string& notice, int exitCode);
 
 // What an interruption has to undo, for as long as this object lives. It is called in another thread.
 class CleanUp {
