@@ -2,7 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
-#include <vector>
+#include <opencv2/imgproc.hpp>
 
 #include "measure/base/arguments.h"
 #include "measure/error.h"
@@ -93,25 +93,16 @@ cv::Mat1b MaskOf(cv::Size size, cv::Point2d centre, double radius) {
 cv::Mat1b WithoutEdges(const cv::Mat1b& area, int margin, const Progress& progress) {
     RequireOneSize({"the area", area});
     RequireNotNegative("the margin", margin);
-    if (margin == 0) return cv::Mat1b(area >= 128);
-    margin = std::min(margin, std::max(area.cols, area.rows));
+    progress.Report("finding the areas");
+    const cv::Mat1b all(area >= 128);
+    if (margin == 0) return all;
+    if (margin >= std::min(area.cols, area.rows)) return cv::Mat1b(area.size(), uchar{0});
+    // Erosion costs more the larger the margin is; these counts do not.
     const int side = 2 * margin + 1;
-    cv::Mat1b inner(area.size(), uchar{0});
-    std::vector<uchar> wide(static_cast<std::size_t>(area.cols));  // within so many pixels of the row
-    std::vector<int> above(wide.size());                           // for how many rows each column has been so
-    for (int y = 0; y < area.rows; ++y) {
-        if (y % 256 == 0) progress.Report("finding the areas", static_cast<double>(y) / area.rows);
-        const uchar* const in = area[y];
-        for (int x = 0, run = 0; x < area.cols; ++x) {
-            run = in[x] >= 128 ? run + 1 : 0;
-            if (x >= margin) wide[static_cast<std::size_t>(x - margin)] = run >= side;
-        }
-        for (std::size_t x = 0; x < wide.size(); ++x) above[x] = wide[x] ? above[x] + 1 : 0;
-        if (y < margin) continue;
-        uchar* const out = inner[y - margin];
-        for (std::size_t x = 0; x < wide.size(); ++x) out[x] = above[x] >= side ? 255 : 0;
-    }
-    return inner;
+    cv::Mat1i counts;
+    cv::boxFilter(all & 1, counts, CV_32S, {side, side}, {-1, -1}, false, cv::BORDER_CONSTANT);
+    const double whole = static_cast<double>(side) * side;
+    return cv::Mat1b(counts == whole);
 }
 
 }  // namespace measure
