@@ -10,7 +10,7 @@ namespace measure {
 
 // How a long operation reports to its caller and learns that it shall stop: the function gets what is being done and
 // the share that is done, 0 to 1; when it returns false the operation throws Stopped and leaves no result. The caller's
-// thread calls it, on 6 megapixels every 0.2 s if nothing else runs; searches of boards by OpenCV take a second or two.
+// thread calls it, on 6 megapixels some times a second if nothing else runs; the search of a chessboard takes longer.
 class Progress {
 public:
     using Function = std::function<bool(const char* stage, double share)>;

@@ -66,7 +66,7 @@ struct Neighbourhood {
 void MarkUsable(const float* mean, const float* modulation, const std::uint8_t* saturated, const Neighbourhood& around,
                 const Limits& limits, std::uint8_t* usable, std::size_t count);
 // Marks the pixels that are not usable and could be with other neighbours, and leaves other marks; whether there are
-// any. Whether there may be tells quickly what needs no mean.
+// any. MayHaveCandidates tells sooner, and without the mean, where there are none.
 bool MayHaveCandidates(const float* modulation, const std::uint8_t* saturated, const std::uint8_t* usable,
                        const Limits& limits, std::size_t count);
 bool MarkCandidates(const float* mean, const float* modulation, const std::uint8_t* saturated,

@@ -22,7 +22,7 @@ public:
 // Runs the clean-ups, says why and ends the process.
 [[noreturn]] void EndAtOnce(const std::string& notice, int exitCode);
 
-// What an interruption has to undo, for as long as this object lives. It is called in another thread.
+// What an interruption has to undo, for as long as this object lives. Any thread may call it.
 class CleanUp {
 public:
     explicit CleanUp(std::function<void()> undo);
