@@ -5,6 +5,7 @@
 #include <opencv2/imgproc.hpp>
 
 #include "measure/absolute/checknotes.h"
+#include "measure/absolute/tilegrid.h"
 
 namespace measure {
 namespace {
@@ -71,7 +72,6 @@ std::string FindShift(const DecodeState& state) {
 }
 
 std::string FindCurve(const DecodeState& state) {
-    constexpr int kDown = 7, kAcross = 5;
     constexpr double kLeastSlope = 0.1, kExplained = 0.72;
     const FringePhase& finest = state.Finest();
     if (state.Count() < 2) return {};
@@ -79,8 +79,8 @@ std::string FindCurve(const DecodeState& state) {
         if (static_cast<int>(set) == state.result.finest) continue;
         // The mean of a bent curve over fringes: A + f''/2 · B²/2.
         double squares = 0, products = 0, differences = 0;
-        for (int y = 0; y < state.usable.rows; y += kDown)
-            for (int x = 0; x < state.usable.cols; x += kAcross) {
+        for (int y = 0; y < state.usable.rows; y += TileGrid::kDown)
+            for (int x = 0; x < state.usable.cols; x += TileGrid::kAcross) {
                 if (!state.usable(y, x)) continue;
                 const auto mean = static_cast<double>(state.FinestMeans().At(y, x));
                 const auto other = static_cast<double>(state.fringes[set].modulation(y, x)),

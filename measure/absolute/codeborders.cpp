@@ -80,6 +80,7 @@ void BorderCollector::Collect() {
             if (x + 1 < size.width) Compare({x, y}, {x + 1, y});
             if (y + 1 < size.height) Compare({x, y}, {x, y + 1});
         }
+    mSharedDoubt = FindSharedDoubt();
 }
 
 std::vector<CodeSteps> BorderCollector::Steps() const {
@@ -151,7 +152,7 @@ void BorderCollector::AddPhases(cv::Point a, cv::Point b) {
     }
 }
 
-double BorderCollector::SharedDoubt() const {
+double BorderCollector::FindSharedDoubt() const {
     constexpr double kLeastExpected = 0.1;
     const double mean = std::arg(Phases(static_cast<std::size_t>(mState.result.finest)).Mean());
     std::complex<double> places;      // of the borders between pixels, as the mean has them, a turn for a pixel
@@ -169,7 +170,7 @@ double BorderCollector::SharedDoubt() const {
 
 double BorderCollector::StandardError(std::size_t set) const {
     const double periods = mState.periods[0] / mState.axis.sines[set].period;
-    return std::hypot(Phases(set).StandardError(), periods * SharedDoubt());
+    return std::hypot(Phases(set).StandardError(), periods * mSharedDoubt);
 }
 
 }  // namespace measure

@@ -59,7 +59,7 @@ private:
     float RiseAcross(cv::Point a, cv::Point b) const;
     void Compare(cv::Point a, cv::Point b);
     void AddPhases(cv::Point a, cv::Point b);
-    double SharedDoubt() const;
+    double FindSharedDoubt() const;
 
     const DecodeState& mState;
     const GrayDecoding& mCode;
@@ -67,6 +67,7 @@ private:
     std::unordered_map<std::uint64_t, int> mSteps;  // by code before, code after and direction of the phase
     std::vector<BorderPhases> mPhases;
     std::vector<Sample> mSamples;
+    double mSharedDoubt = 0;  // radians of the finest set, of all borders alike
 };
 
 }  // namespace measure

@@ -52,15 +52,12 @@ CodeCrossing FindCodeCrossing(const DecodeState& state, const GrayDecoding& code
     const auto isAsFull = [&](cv::Point at, cv::Point as) {
         return inside.contains(at) && state.usable(at) && isOn(at) == isOn(as);
     };
-    const float atA = HeightAt(state, picture, a), atB = HeightAt(state, picture, b);
-    const CodeCrossing linear{LinearCrossing(atA, atB), kOfModel};
+    const CodeCrossing linear{LinearCrossing(HeightAt(state, picture, a), HeightAt(state, picture, b)), kOfModel};
     if (!isAsFull(a - 2 * step, a) || !isAsFull(b + 2 * step, b)) return {linear.place, kOfSharp};
 
     Heights heights{};
     for (int i = 0; i < kPixels; ++i)
-        heights[static_cast<std::size_t>(i)] = i == kFirst    ? atA
-                                               : i == kSecond ? atB
-                                                              : HeightAt(state, picture, a + (i - kFirst) * step);
+        heights[static_cast<std::size_t>(i)] = HeightAt(state, picture, a + (i - kFirst) * step);
     // The mean of the fringes is no middle between bright and dark where these are no sines; other thresholds are.
     const bool isMiddle = !state.pictures.inverse.empty() || HasPair(state.pictures);
     const float before = heights.front(), after = heights.back(), middle = isMiddle ? 0 : (before + after) / 2;

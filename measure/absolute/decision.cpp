@@ -6,6 +6,7 @@
 #include "measure/absolute/coding.h"
 #include "measure/absolute/finishrows.h"
 #include "measure/absolute/noise.h"
+#include "measure/absolute/orderrows.h"
 #include "measure/absolute/tilegrid.h"
 
 namespace measure {

@@ -5,10 +5,6 @@
 
 namespace measure {
 
-// The decision of orders into images that, where they have the size, are written over.
-void DecideOrders(const std::vector<PhaseSet>& sets, const OrderRange& range, double noise, OrderDecision& decision,
-                  const Progress& progress);
-
 // What the pixels say of their orders by themselves, some neighbours being asked where noise leaves doubt.
 struct OwnOrders {
     cv::Mat1s order;

@@ -35,7 +35,8 @@ public:
         for (unsigned edges = 0; edges < mOffsets.size(); ++edges)
             for (std::size_t i = 0; i < kAround.size(); ++i) {
                 const auto [dx, dy] = kAround[i];
-                mOffsets[edges][i] = (edges & EdgesAt(dx<0, dx> 0, dy<0, dy> 0)) ? 0 : dy * size.width + dx;
+                const unsigned beyond = EdgesAt(dx == -1, dx == 1, dy == -1, dy == 1);
+                mOffsets[edges][i] = (edges & beyond) ? 0 : dy * size.width + dx;
             }
     }
 

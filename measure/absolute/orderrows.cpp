@@ -10,7 +10,7 @@
 #include "measure/absolute.h"
 #include "measure/absolute/candidaterows.h"
 #include "measure/absolute/coding.h"
-#include "measure/absolute/decision.h"
+#include "measure/absolute/orderrows.h"
 #include "measure/absolute/wrapping.h"
 #include "measure/base/arguments.h"
 #include "measure/error.h"

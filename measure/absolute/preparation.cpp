@@ -58,7 +58,7 @@ void SortSets(DecodeState& state) {
 
 void FindUsable(DecodeState& state) {
     const std::vector<FringePhase>& sets = state.fringes;
-    cv::bitwise_and(sets.front().usable, sets.back().usable, state.usable);
+    cv::bitwise_and(sets.front().usable, sets.back().usable, state.usable);  // which may be the same set
     for (std::size_t i = 1; i + 1 < sets.size(); ++i) state.usable &= sets[i].usable;
     state.result.usable = cv::countNonZero(state.usable);
 }
