@@ -3,13 +3,15 @@
 
     mutate.py [FILE] [--count N] [--seed S]
 
-Works on a copy in build/mutate, built for this CPU only. A change costs one unit, compiled with little optimisation,
-one link and the tests of its room. What these do not notice is tried by all tests of its library at the end, before it
-counts as a survivor. A change that does not compile does not count.
+Works on copies in build/mutate, one for each core, built for this CPU only. A change costs one unit, compiled with
+little optimisation, one link and the tests of its room. What these do not notice is tried by all tests of its library
+at the end, before it counts as a survivor. A change that does not compile does not count.
 """
 import argparse
+import concurrent.futures
 import os
 import pathlib
+import queue
 import random
 import re
 import shutil
@@ -18,10 +20,7 @@ import sys
 import time
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
-COPY = ROOT / "build/mutate"
-BUILD = COPY / "build/quick"
-TESTS = BUILD / "voripbase_tests"
-MUTANT = BUILD / "voripbase_mutant"
+CORES = os.cpu_count()
 # What reaches beyond an array is noticed by AddressSanitizer, which also limits the memory of what runs wild.
 SANITIZER = "-fsanitize=address"
 ASAN_OPTIONS = "detect_leaks=0:hard_rss_limit_mb=8000:allocator_may_return_null=1"
@@ -40,13 +39,16 @@ SWAPS = {" < ": " <= ", " <= ": " < ", " > ": " >= ", " >= ": " > ", " == ": " !
          " << ": " >> ", " += ": " -= ", "true": "false", "false": "true", "std::min": "std::max",
          "std::max": "std::min", "++": "--", "--": "++"}
 TOKEN = re.compile("|".join([re.escape(t) for t in sorted(SWAPS, key=len, reverse=True)] + [r"(?<![\w.])\d+(?![\w.])"]))
-NO_CODE = re.compile(r"\s*(#|template|static_assert|using|namespace)|.*(\"|operator|\.reserve\()")
+NO_CODE = re.compile(r"\s*(#|template|static_assert|using|namespace)|.*(operator|\.reserve\()")
+TEXT = re.compile(r'"(?:[^"\\]|\\.)*"')
+# A change of what more units include would take minutes to compile.
+MOST_UNITS = 8
 
 
 def places(file):
     """Line number, columns and replacement of each token that can be changed."""
-    for number, line in enumerate((COPY / file).read_text().splitlines()):
-        code = line.split("//")[0]
+    for number, line in enumerate((ROOT / file).read_text().splitlines()):
+        code = TEXT.sub(lambda text: "\"" * len(text.group()), line).split("//")[0]
         if NO_CODE.match(code):
             continue
         for token in TOKEN.finditer(code):
@@ -63,60 +65,71 @@ def log(text):
     print(text, file=sys.stderr, flush=True)
 
 
-def output_of(*command):
-    return subprocess.run(command, cwd=BUILD, check=True, capture_output=True, text=True).stdout
-
-
-class Build:
+class Copy:
     """The unchanged sources, built once, and how a unit is compiled and the tests are linked with it."""
 
-    def __init__(self):
-        os.environ["CCACHE_BASEDIR"] = str(COPY)
+    def __init__(self, folder, files):
+        self.folder, self.build = folder, folder / "build/quick"
+        self.tests, self.mutant = self.build / "voripbase_tests", self.build / "voripbase_mutant"
+        self.seconds = {}  # that the tests of a filter take when nothing is changed
+        for file in files:
+            source, copy = ROOT / file, folder / file
+            if not copy.exists() or copy.read_bytes() != source.read_bytes():
+                copy.parent.mkdir(parents=True, exist_ok=True)
+                shutil.copy(source, copy)
         configure = ["cmake", "--preset", "quick", "-DVORIPBASE_BUILD_PROGRAM=OFF",
                      "-DCMAKE_DISABLE_PRECOMPILE_HEADERS=ON"]
-        build = ["cmake", "--build", "--preset", "quick", "--target", "voripbase_tests", "--parallel", "1"]
-        if run(configure, cwd=COPY) or run(build, cwd=COPY):
+        build = ["cmake", "--build", "--preset", "quick", "--target", "voripbase_tests", "--parallel", str(CORES)]
+        environment = {**os.environ, "CCACHE_BASEDIR": str(folder)}
+        if run(configure, cwd=folder, env=environment) or run(build, cwd=folder, env=environment):
             raise SystemExit("mutate: the sources do not build as they are")
-        os.environ["CCACHE_DISABLE"] = "1"  # nobody else compiles what follows
-        commands = output_of("ninja", "-t", "commands", "voripbase_tests").splitlines()
+        commands = self.output_of("ninja", "-t", "commands", "voripbase_tests").splitlines()
         self.compile = {m.group(1): c for c in commands if (m := re.search(r" -o (\S+\.o) -c ", c))}
         self.link = next(c for c in reversed(commands) if " -o voripbase_tests " in c)
         self.objects = {}  # of each source or header
-        for line in output_of("ninja", "-t", "deps").splitlines():
+        for line in self.output_of("ninja", "-t", "deps").splitlines():
             if line.endswith("VALID)"):
                 of = line.split(":")[0]
             elif line.strip() and of in self.compile:
-                self.objects.setdefault(os.path.normpath(BUILD / line.strip()), []).append(of)
+                self.objects.setdefault(os.path.normpath(self.build / line.strip()), []).append(of)
+
+    def output_of(self, *command):
+        return subprocess.run(command, cwd=self.build, check=True, capture_output=True, text=True).stdout
 
     def make_mutant(self, file):
-        link = self.link.replace(" -o voripbase_tests ", f" -fuse-ld=gold {SANITIZER} -o {MUTANT.name} ")
-        for number, of in enumerate(self.objects[str(COPY / file)]):
+        link = self.link.replace(" -o voripbase_tests ", f" -fuse-ld=gold {SANITIZER} -o {self.mutant.name} ")
+        for number, of in enumerate(self.objects[str(self.folder / file)]):
             changed = f"changed{number}.o"
             options = f" -O1 -D_GLIBCXX_ASSERTIONS {SANITIZER} -o {changed} "
-            if run(self.compile[of].replace(f" -o {of} ", options), cwd=BUILD, shell=True):
+            if run(self.compile[of].replace(f" -o {of} ", options), cwd=self.build, shell=True):
                 return False
             link = link.replace(f" {of} ", f" {changed} ")
-        return run(link, cwd=BUILD, shell=True) == 0
+        return run(link, cwd=self.build, shell=True) == 0
 
+    def passes(self, program, tests, timeout):
+        try:
+            return run([program, "--gtest_fail_fast", "--gtest_brief=1", "--gtest_filter=" + tests], cwd=self.folder,
+                       timeout=timeout, env={**os.environ, "ASAN_OPTIONS": ASAN_OPTIONS}) == 0
+        except subprocess.TimeoutExpired:
+            return False
 
-SECONDS = {}  # that the tests of a filter take when nothing is changed
-
-
-def passes(program, tests, timeout):
-    try:
-        return run([program, "--gtest_fail_fast", "--gtest_brief=1", "--gtest_filter=" + tests], cwd=COPY,
-                   timeout=timeout, env={**os.environ, "ASAN_OPTIONS": ASAN_OPTIONS}) == 0
-    except subprocess.TimeoutExpired:
-        return False
-
-
-def notices(tests):
-    if tests not in SECONDS:
-        start = time.time()
-        if not passes(TESTS, tests, None):
-            raise SystemExit("mutate: these tests fail without a change: " + tests)
-        SECONDS[tests] = time.time() - start
-    return not passes(MUTANT, tests, 20 + 5 * SECONDS[tests])
+    def notices(self, change, tests):
+        """Nothing when the change does not compile, or not soon."""
+        if not 0 < len(self.objects.get(str(self.folder / change.file), [])) <= MOST_UNITS:
+            return None
+        if tests not in self.seconds:
+            start = time.time()
+            if not self.passes(self.tests, tests, None):
+                raise SystemExit("mutate: these tests fail without a change: " + tests)
+            self.seconds[tests] = time.time() - start
+        source = self.folder / change.file
+        source.write_text(change.changed)
+        try:
+            if not self.make_mutant(change.file):
+                return None
+        finally:
+            source.write_text(change.original)
+        return not self.passes(self.mutant, tests, 20 + 5 * self.seconds[tests])
 
 
 def rooms_of(file):
@@ -126,8 +139,8 @@ def rooms_of(file):
         return USERS
     if room.name == "kernels":
         include = f'"ipbase/kernels/{pathlib.Path(file).stem}.h"'
-        users = [f for f in (COPY / "ipbase").rglob("*.[hc]*") if include in f.read_text() and f != COPY / file]
-        return {tests for user in users for tests in rooms_of(str(user.relative_to(COPY)))} or USERS
+        users = [f for f in (ROOT / "ipbase").rglob("*.[hc]*") if include in f.read_text() and f != ROOT / file]
+        return {tests for user in users for tests in rooms_of(str(user.relative_to(ROOT)))} or USERS
     return {str(next(r for r in (room, *room.parents) if (ROOT / "tests" / r).is_dir()))}
 
 
@@ -144,8 +157,7 @@ def tests_of_library(file):
 class Change:
     def __init__(self, file, number, start, end, replacement):
         self.file, self.number = file, number
-        self.path = COPY / file
-        self.original = self.path.read_text()
+        self.original = (ROOT / file).read_text()
         lines = self.original.splitlines(keepends=True)
         self.before = lines[number]
         self.after = self.before[:start] + replacement + self.before[end:]
@@ -154,13 +166,26 @@ class Change:
     def __str__(self):
         return f"{self.file}:{self.number + 1}: {self.before.strip()}\n  -> {self.after.strip()}"
 
-    def is_noticed(self, build, tests):
-        """Nothing when it does not compile."""
-        self.path.write_text(self.changed)
+
+class Trials:
+    """As many at the same time as there are copies."""
+
+    def __init__(self, files):
+        self.copies = queue.Queue()
+        for number in range(CORES):
+            self.copies.put(Copy(ROOT / f"build/mutate/{number}", files))
+        self.pool = concurrent.futures.ThreadPoolExecutor(CORES)
+
+    def run(self, changes, tests_of):
+        """Yields each change, whether tests notice it, and the seconds that this took."""
+        yield from self.pool.map(lambda change: self.try_one(change, tests_of(change.file)), changes)
+
+    def try_one(self, change, tests):
+        copy, start = self.copies.get(), time.time()
         try:
-            return notices(tests) if build.make_mutant(self.file) else None
+            return change, copy.notices(change, tests), time.time() - start
         finally:
-            self.path.write_text(self.original)
+            self.copies.put(copy)
 
 
 def main():
@@ -170,36 +195,28 @@ def main():
     parser.add_argument("--seed", type=int, default=1)
     arguments = parser.parse_args()
 
-    COPY.mkdir(parents=True, exist_ok=True)
     files = subprocess.run(["git", "ls-files", "--cached", "--others", "--exclude-standard"], cwd=ROOT, check=True,
                            capture_output=True, text=True).stdout.split("\n")[:-1]
-    for file in files:
-        source, copy = ROOT / file, COPY / file
-        if not copy.exists() or copy.read_bytes() != source.read_bytes():
-            copy.parent.mkdir(parents=True, exist_ok=True)
-            shutil.copy(source, copy)
-    build = Build()
+    trials = Trials(files)
+    os.environ["CCACHE_DISABLE"] = "1"  # nobody else compiles what follows
 
     sources = [arguments.file] if arguments.file else [
-        f for f in files if re.match(r"(imagemodel|ipbase|measure)/.*(\.cpp|-inl\.h)$", f) and "codecs" not in f]
+        f for f in files if re.match(r"(imagemodel|ipbase|measure)/.*\.(cpp|h)$", f) and "codecs" not in f]
     candidates = [(file, *place) for file in sources for place in places(file)]
     random.Random(arguments.seed).shuffle(candidates)
-    tried, doubtful = 0, []
-    for candidate in candidates:
-        if tried == arguments.count:
-            break
-        start, change = time.time(), Change(*candidate)
-        noticed = change.is_noticed(build, tests_of_room(change.file))
-        if noticed is None:
-            continue
-        tried += 1
-        log(f"[{tried}/{arguments.count}] {time.time() - start:3.0f} s  " +
-            (f"noticed: {change.file}" if noticed else f"its room does not notice {change}"))
-        if not noticed:
-            doubtful.append(change)
-    survivors = 0
-    for number, change in enumerate(doubtful):
-        noticed = change.is_noticed(build, tests_of_library(change.file))
+    tried, doubtful, survivors = 0, [], 0
+    while tried < arguments.count and candidates:  # more than once, for some do not compile
+        missing = arguments.count - tried
+        drawn, candidates = [Change(*place) for place in candidates[:missing]], candidates[missing:]
+        for change, noticed, seconds in trials.run(drawn, tests_of_room):
+            if noticed is None:
+                continue
+            tried += 1
+            log(f"[{tried}/{arguments.count}] {seconds:3.0f} s  " +
+                (f"noticed: {change.file}" if noticed else f"its room does not notice {change}"))
+            if not noticed:
+                doubtful.append(change)
+    for number, (change, noticed, _) in enumerate(trials.run(doubtful, tests_of_library)):
         log(f"[{number + 1}/{len(doubtful)}] {'noticed by another room' if noticed else 'survives'}: {change}")
         survivors += not noticed
         if not noticed:
