@@ -9,6 +9,10 @@
 
 #include "tests/support/program.h"
 
+#ifndef VORIP_FAULTS
+#  define VORIP_FAULTS ""
+#endif
+
 namespace fs = std::filesystem;
 using namespace test;
 
@@ -46,6 +50,26 @@ TEST_F(Program, ReplacesFilesAsTheirUserHasSetThemUp) {
     const std::string name(251, 'n');
     Succeed("filter median in.png --out " + name + ".png");
     EXPECT_TRUE(fs::exists(File(name + ".png")));
+}
+
+TEST_F(Program, ReplacesFilesOfSeveralFoldersTogether) {
+#ifdef __SANITIZE_ADDRESS__
+    GTEST_SKIP() << "the sanitizer wants to be the first library itself";
+#endif
+    const std::string command = "surface export a.npy --out x.csv y/x.gsf y/x.npy";
+    const auto results = [&] { return ReadText("x.csv") + ReadText("y/x.gsf") + ReadText("y/x.npy.json"); };
+    WriteBytes("a.npy", Npy("<f4", cv::Mat(20, 20, CV_32F, cv::Scalar(1))));
+    Succeed(command);
+    const std::string earlier = results();
+    WriteBytes("a.npy", Npy("<f4", cv::Mat(30, 30, CV_32F, cv::Scalar(2))));
+    for (int failing = 1; failing <= 4; ++failing) {
+        mPrefix = cv::format("env LD_PRELOAD='" VORIP_FAULTS "' VORIP_FAULT='rename %d' ", failing);
+        EXPECT_EQ(Run(command).exitCode, 6) << failing;
+        EXPECT_EQ(results(), earlier) << failing;
+    }
+    mPrefix.clear();
+    Succeed(command);
+    EXPECT_NE(results(), earlier);
 }
 
 TEST_F(Program, WritesOnlyWhereFilesCanBe) {

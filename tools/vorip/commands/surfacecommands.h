@@ -73,6 +73,7 @@ public:
              const measure::Progress& progress);
     void AddPicture(const cv::Mat3b& picture);  // NAME_picture.png
     void Commit() { mOutputs.Commit(); }
+    OutputSet& Outputs() { return mOutputs; }  // to be committed with others
 
 private:
     std::filesystem::path mFile;

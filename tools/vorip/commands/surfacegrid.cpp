@@ -149,8 +149,12 @@ void RunExport(const ExportCommand& command) {
     if (!command.unit.empty()) map.unit = command.unit;
     measure::SurfaceFileOptions options = command.options;
     options.title = std::filesystem::path(command.in).filename().string();
-    for (SurfaceFileOutput& output : outputs) output.Add(map, options, progress.Watch());
-    for (SurfaceFileOutput& output : outputs) output.Commit();
+    std::vector<OutputSet*> sets;
+    for (SurfaceFileOutput& output : outputs) {
+        output.Add(map, options, progress.Watch());
+        sets.push_back(&output.Outputs());
+    }
+    OutputSet::CommitAll(sets);
     progress.End();
     std::printf("surface export: %s\n", SizeOf(map).c_str());
     for (const std::string& out : command.out) std::printf("written to %s\n", out.c_str());

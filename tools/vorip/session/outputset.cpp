@@ -97,18 +97,23 @@ void OutputSet::AddBytes(const std::string& name, const std::vector<std::uint8_t
 
 void OutputSet::Finish() { mWriters.Finish(Progress::ShareOfRun); }
 
-void OutputSet::Commit() {
+void OutputSet::Complete() {
     Finish();
-    if (!mSummary.first.empty()) {
-        const std::string text = WithFileList(mSummary.second, mFiles);
-        WriteBytes(mSummary.first, text.data(), text.size());
-    }
+    if (mSummary.first.empty()) return;
+    const std::string text = WithFileList(mSummary.second, mFiles);
+    WriteBytes(mSummary.first, text.data(), text.size());
+}
+
+void OutputSet::CommitAll(const std::vector<OutputSet*>& sets) {
+    for (OutputSet* set : sets) set->Complete();
     try {
         const Uninterrupted whole;
-        Replacement(*mStaging, mFolder).Run();
-        mStaging.reset();
+        Replacement replacement;
+        for (const OutputSet* set : sets) replacement.Add(*set->mStaging, set->mFolder);
+        replacement.Run();
+        for (OutputSet* set : sets) set->mStaging.reset();
     } catch (const fs::filesystem_error& error) {
-        const fs::path& which = error.path1().empty() ? mFolder : error.path1();
+        const fs::path& which = error.path1().empty() ? sets.front()->mFolder : error.path1();
         throw measure::OutputError(which.string() + ": cannot be written: " + error.code().message());
     }
     ResultsAreInFiles();

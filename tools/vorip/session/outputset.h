@@ -46,9 +46,12 @@ public:
 
     // Replaces files of the same names; when one cannot be moved, those already moved are taken back. Once it is done,
     // others may write into the folder.
-    void Commit();
+    void Commit() { CommitAll({this}); }
+    // The same for several sets, all or none; one that has made the folder of another goes last.
+    static void CommitAll(const std::vector<OutputSet*>& sets);
 
 private:
+    void Complete();
     void WriteBytes(const std::string& name, const void* data, std::size_t size);
     void RequireNoInput(const std::string& name) const;
 

@@ -1,6 +1,7 @@
 #include "tools/vorip/session/replacement.h"
 
 #include <algorithm>
+#include <map>
 #include <set>
 
 #include "measure/error.h"
@@ -45,7 +46,10 @@ fs::path FollowLinks(fs::path path) {
 }  // namespace
 
 void Replacement::Run() {
-    Plan();
+    std::sort(mSteps.begin(), mSteps.end(), [](const Step& a, const Step& b) {
+        const auto order = [](const Step& s) { return std::pair(OrderOf(s.prepared), s.prepared); };
+        return order(a) < order(b);
+    });
     try {
         KeepEarlier();
         MoveAll();
@@ -58,30 +62,26 @@ void Replacement::Run() {
     }
 }
 
-void Replacement::Plan() {
+void Replacement::Add(Staging& from, const fs::path& to) {
     std::error_code error;
-    for (const fs::path& prepared : measure::EntriesOf(mFrom, error)) {
+    for (const fs::path& prepared : measure::EntriesOf(from.Folder(), error)) {
         if (fs::is_directory(prepared)) continue;
         const fs::path name = prepared.filename();
-        const fs::path place = FollowLinks(mTo / name);
+        const fs::path place = FollowLinks(to / name);
         const fs::file_status status = fs::status(place);
         if (fs::exists(status) && !fs::is_regular_file(status)) {
-            throw measure::OutputError((mTo / name).string() + ": cannot be replaced, it is a " +
+            throw measure::OutputError((to / name).string() + ": cannot be replaced, it is a " +
                                        (fs::is_directory(status) ? "folder" : "device or a pipe"));
         }
-        mSteps.push_back({prepared, place, {}});
+        mSteps.push_back({&from, to, prepared, place, {}});
     }
-    if (error) throw fs::filesystem_error("read", mFrom, error);
-    std::sort(mSteps.begin(), mSteps.end(), [](const Step& a, const Step& b) {
-        const auto order = [](const Step& s) { return std::pair(OrderOf(s.prepared), s.prepared); };
-        return order(a) < order(b);
-    });
+    if (error) throw fs::filesystem_error("read", from.Folder(), error);
 }
 
 void Replacement::KeepEarlier() {
-    const fs::path kept = EarlierFilesOf(mFrom);
-    fs::create_directory(kept);
     for (Step& step : mSteps) {
+        const fs::path kept = EarlierFilesOf(step.from->Folder());
+        fs::create_directory(kept);
         if (!fs::exists(step.place)) continue;
         const fs::path name = kept / step.prepared.filename();
         std::error_code error;
@@ -105,21 +105,25 @@ void Replacement::MoveAll() {
 }
 
 void Replacement::PutBack(const fs::filesystem_error& reason) {
-    bool isBack = true;
+    std::map<Staging*, fs::path> lost;  // and the folder that it is of
     for (; mMoved > 0; --mMoved) {
         const Step& step = mSteps[mMoved - 1];
         try {
             step.earlier.empty() ? void(fs::remove(step.place)) : Rename(step.earlier, step.place);
         } catch (const std::exception&) {
-            isBack = false;
+            lost.emplace(step.from, step.to);
         }
     }
-    if (isBack) throw reason;
-    mStaging.Leave();
-    std::error_code error;
-    const fs::path kept = SetAside(mFrom, mTo, error);
-    throw measure::OutputError(mTo.string() + ": cannot write there (" + reason.code().message() +
-                               "), and the earlier files could not all be put back: they are in " + kept.string());
+    if (lost.empty()) throw reason;
+    std::string folders, kept;
+    for (const auto& [staging, folder] : lost) {
+        staging->Leave();
+        std::error_code error;
+        folders += (folders.empty() ? "" : ", ") + folder.string();
+        kept += (kept.empty() ? "" : ", ") + SetAside(staging->Folder(), folder, error).string();
+    }
+    throw measure::OutputError(folders + ": cannot write there (" + reason.code().message() +
+                               "), and the earlier files could not all be put back: they are in " + kept);
 }
 
 }  // namespace vorip
