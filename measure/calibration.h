@@ -36,11 +36,13 @@ MEASURE_API void RequirePlausible(const Calibration& calibration, const std::str
 // and the likely mistake, for missing and exchanged keys, wrong shapes, and what RequirePlausible refuses.
 MEASURE_API Calibration ReadCalibration(const std::string& file);
 
-// Refuses names whose ending WriteCalibration does not know.
+// Throws InputError for names whose ending EncodeCalibration does not know.
 MEASURE_API void RequireCalibrationName(const std::string& file);
 
-// Writes a calibration with its units and conventions in words; the ending .yml, .yaml, .xml or .json tells the format.
-// The file appears complete or not at all. Throws InputError for other endings and implausible values, and OutputError.
+// The text of a file with a calibration, its units and conventions in words; the ending .yml, .yaml or .xml of the name
+// tells the format. Throws InputError for other endings and implausible values.
+MEASURE_API std::string EncodeCalibration(const std::string& name, const Calibration& calibration);
+// Writes that file; throws OutputError, too.
 MEASURE_API void WriteCalibration(const std::string& file, const Calibration& calibration);
 
 }  // namespace measure

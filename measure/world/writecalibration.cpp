@@ -2,9 +2,9 @@
 
 #include <cmath>
 #include <filesystem>
-#include <fstream>
 
 #include "measure/error.h"
+#include "measure/io/bytes.h"
 #include "measure/world/calibrationkeys.h"
 
 namespace measure {
@@ -131,23 +131,15 @@ void RequireCalibrationName(const std::string& file) {
         throw InputError(file + ": the name must end with .yml, .yaml or .xml");
 }
 
+std::string EncodeCalibration(const std::string& name, const Calibration& calibration) {
+    RequireCalibrationName(name);
+    RequirePlausible(calibration, name);
+    return Encode(calibration, fs::u8path(name).extension().string());
+}
+
 void WriteCalibration(const std::string& file, const Calibration& calibration) {
-    RequireCalibrationName(file);
-    RequirePlausible(calibration, file);
-    const fs::path path = fs::u8path(file);
-    const std::string text = Encode(calibration, path.extension().string());
-    // Written beside it first: whoever reads the name finds the old file or the new one.
-    fs::path unfinished = path;
-    unfinished += ".unfinished";
-    std::ofstream stream(unfinished, std::ios::binary);
-    stream << text;
-    stream.close();
-    std::error_code error;
-    if (stream) fs::rename(unfinished, path, error);
-    if (stream && !error) return;
-    std::error_code ignored;
-    fs::remove(unfinished, ignored);
-    throw OutputError(file + ": cannot be written" + (error ? ": " + error.message() : ""));
+    const std::string text = EncodeCalibration(file, calibration);
+    WriteBytes(file, Bytes(text.begin(), text.end()));
 }
 
 }  // namespace measure

@@ -34,12 +34,18 @@ TEST_F(Program, Calibrates) {
     std::filesystem::create_directory(File("empty"));
 
     const std::string command = "calibrate --scan scan.json --board 9x6 --square 14 ";
+    std::filesystem::create_directory(File("made"));
+    std::filesystem::create_symlink("true.yml", File("made/c.yml"));
+    WriteBytes("made/true.yml", "an earlier one");
+    std::filesystem::permissions(File("made/true.yml"), std::filesystem::perms::owner_all);
     const Outcome outcome = Run(command + "poses/* empty --out made/c.yml --report report");
     ASSERT_EQ(outcome.exitCode, 0) << outcome.err;
     EXPECT_EQ(outcome.out.rfind("calibration: doubtful\n  - 4 poses are few", 0), 0U) << outcome.out;
     EXPECT_NE(outcome.err.find("left out: p4: no board of 9 x 6 inner corners"), std::string::npos) << outcome.err;
     EXPECT_NE(outcome.err.find("left out: empty: "), std::string::npos) << outcome.err;
     const measure::Calibration c = measure::ReadCalibration(File("made/c.yml").string());
+    EXPECT_TRUE(std::filesystem::is_symlink(File("made/c.yml")));
+    EXPECT_EQ(std::filesystem::status(File("made/true.yml")).permissions(), std::filesystem::perms::owner_all);
     EXPECT_EQ(c.cameraSize, rig.cameraSize);
     EXPECT_EQ(c.projectorSize, rig.projectorSize);
     EXPECT_EQ(c.poses, 4);
@@ -53,7 +59,9 @@ TEST_F(Program, Calibrates) {
     EXPECT_NE(ReadText("report/summary.json").find("\"verdict\": \"doubtful\""), std::string::npos);
     EXPECT_NE(outcome.out.find(ReadText("report/report.txt")), std::string::npos);
 
+    std::filesystem::create_symlink("/dev/full", File("full.yml"));
     ExpectRefusals({
+        {command + "poses/* --out full.yml", "full.yml: is a device or a pipe"},
         {command + "poses/p[0-2] empty --out o/c.yml", "3 of 4 poses can be used, at least 4 are needed; empty: "},
         {command + "poses/* --out o/c.txt", "must end with .yml"},
         {command + "poses/* poses/p2/ --out o/c.yml", "poses/p2/: this pose is given twice"},

@@ -15,7 +15,6 @@
 #include "tools/vorip/session/failure.h"
 #include "tools/vorip/session/outputset.h"
 #include "tools/vorip/session/progress.h"
-#include "tools/vorip/session/staging.h"
 #include "tools/vorip/session/summary.h"
 #include "tools/vorip/session/warning.h"
 
@@ -65,8 +64,8 @@ public:
         std::error_code ignored;
         if (!fs::exists(options.scan, ignored)) Refuse(options.scan + ": no such file");
         const fs::path out = options.out;
-        if (fs::is_directory(out, ignored)) Refuse(options.out + ": is a folder, not a file");
-        mPlace.emplace(out.has_parent_path() ? out.parent_path() : fs::path("."), out.filename().string());
+        RequireFileName(out);
+        mFile.emplace(out.has_parent_path() ? out.parent_path() : fs::path("."), out.filename().string());
         if (!options.report.empty()) mReport.emplace(options.report);
     }
 
@@ -79,8 +78,10 @@ public:
         mProgress.Stage("writing");
         std::string text = measure::ReportOf(result, mBoard);
         for (const std::string& refusal : mRefusals) text += "left out: " + refusal + "\n";
-        if (mReport) WriteReport(result, text);
-        measure::WriteCalibration(mOptions.out, result.calibration);
+        mFile->AddText(fs::path(mOptions.out).filename().string(),
+                       measure::EncodeCalibration(mOptions.out, result.calibration));
+        if (mReport) AddReport(result, text);
+        OutputSet::CommitAll(mReport ? std::vector{&*mReport, &*mFile} : std::vector{&*mFile});
         mProgress.End();
         for (const std::string& refusal : mRefusals) Warn("left out: " + refusal);
         std::fputs(text.c_str(), stdout);
@@ -137,7 +138,7 @@ private:
         Refuse(text);
     }
 
-    void WriteReport(const measure::CalibrationResult& result, const std::string& text) {
+    void AddReport(const measure::CalibrationResult& result, const std::string& text) {
         mReport->AddText("report.txt", text);
         mReport->AddText("summary.json", SummaryOf("calibrate", EntriesOf(measure::SummaryOf(result, mViews, mBoard))));
         mReport->AddImage("coverage.png", measure::DrawCoverage(mViews, result));
@@ -147,14 +148,13 @@ private:
                 name.begin(), name.end(), [](char c) { return c == '/' || c == '\\' || c == ':'; }, '_');
             mReport->AddImage(name + "_points.png", measure::DrawPose(mViews[i], result.poses[i], mBoard));
         }
-        mReport->Commit();
     }
 
     const CalibrateOptions& mOptions;
     measure::BoardDescription mBoard;
     measure::DistortionModel mModel;
-    std::optional<Staging> mPlace;  // of the calibration: nobody else writes it meanwhile
-    std::optional<OutputSet> mReport;
+    std::optional<OutputSet> mFile;    // the calibration
+    std::optional<OutputSet> mReport;  // of it, so that both come at once
     Progress mProgress;
     cv::Size mProjectorSize;
     std::vector<measure::BoardView> mViews;
