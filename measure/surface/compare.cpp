@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "measure/base/arguments.h"
+#include "measure/base/decimal.h"
 #include "measure/error.h"
 #include "measure/fringe/rowbands.h"
 #include "measure/surface.h"
@@ -160,7 +161,7 @@ Quantities QuantitiesOf(const Comparison& c) {
                          {"most", c.most, unit},
                          {"pixels", static_cast<double>(c.pixels), ""}};
     for (std::size_t i = 0; i < std::size(Comparison::kShares); ++i)
-        result.push_back({cv::format("percentile_%g", 100 * Comparison::kShares[i]), c.percentiles[i], unit});
+        result.push_back({"percentile_" + DecimalText(100 * Comparison::kShares[i], 6), c.percentiles[i], unit});
     if (c.rounds == 0) return result;
     const double cosine = 0.5 * (cv::trace(c.rotation) - 1);
     result.push_back({"rotation", std::acos(std::clamp(cosine, -1.0, 1.0)) * 180 / CV_PI, "degrees"});

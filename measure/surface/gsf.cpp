@@ -7,6 +7,7 @@
 #include <map>
 #include <sstream>
 
+#include "measure/base/decimal.h"
 #include "measure/error.h"
 
 namespace measure {
@@ -49,7 +50,8 @@ public:
         std::istringstream stream(text);
         stream.imbue(std::locale::classic());
         double value = 0;
-        if (!(stream >> value) || !std::isfinite(value)) Damaged(std::string(key) + " = " + text + " is no number");
+        if (!(stream >> value) || !stream.eof() || !std::isfinite(value))
+            Damaged(std::string(key) + " = " + text + " is no number");
         return value;
     }
     int Resolution(const char* key) const {
@@ -123,11 +125,17 @@ Bytes EncodeGsf(const HeightMap& map, const std::string& title) {
     const bool metres = map.HasPitch(), heights = map.unit == "mm";
     const double pixel = metres ? map.pitch / kMillimetres : 1.0;
     std::string header = kMagic;
-    header += cv::format("XRes = %d\nYRes = %d\nXReal = %.12g\nYReal = %.12g\n", map.z.cols, map.z.rows,
-                         pixel * map.z.cols, pixel * map.z.rows);
-    if (metres)
-        header += cv::format("XOffset = %.12g\nYOffset = %.12g\n", map.origin.x / kMillimetres - pixel / 2,
-                             -map.origin.y / kMillimetres - pixel / 2);
+    const auto add = [&](const char* key, double value) {
+        header += std::string(key) + " = " + DecimalText(value, 12) + "\n";
+    };
+    add("XRes", map.z.cols);
+    add("YRes", map.z.rows);
+    add("XReal", pixel * map.z.cols);
+    add("YReal", pixel * map.z.rows);
+    if (metres) {
+        add("XOffset", map.origin.x / kMillimetres - pixel / 2);
+        add("YOffset", -map.origin.y / kMillimetres - pixel / 2);
+    }
     std::string line = title;
     std::replace_if(
         line.begin(), line.end(), [](char c) { return static_cast<unsigned char>(c) < 0x20; }, ' ');

@@ -3,6 +3,7 @@
 #include <limits>
 
 #include "measure/base/arguments.h"
+#include "measure/base/decimal.h"
 #include "measure/error.h"
 #include "measure/surface.h"
 #include "measure/surface/sampling.h"
@@ -146,9 +147,9 @@ std::string CsvOf(const Profile& profile, const HeightMap& map) {
     std::string csv = "distance_" + length + ",x_" + length + ",y_" + length + ",height_" + map.unit + ",samples\n";
     for (std::size_t i = 0; i < profile.height.size(); ++i) {
         const cv::Point2d p = profile.pixels[i] * map.PixelLength();
-        csv += cv::format("%.9g,%.9g,%.9g,", profile.distance[i], map.origin.x + p.x,
-                          map.HasPitch() ? map.origin.y - p.y : p.y);
-        if (profile.samples[i] > 0) csv += cv::format("%.9g", static_cast<double>(profile.height[i]));
+        const double y = map.HasPitch() ? map.origin.y - p.y : p.y;
+        for (const double value : {profile.distance[i], map.origin.x + p.x, y}) csv += DecimalText(value, 9) + ",";
+        if (profile.samples[i] > 0) csv += DecimalText(static_cast<double>(profile.height[i]), 9);
         csv += cv::format(",%d\n", profile.samples[i]);
     }
     return csv;

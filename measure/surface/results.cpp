@@ -4,12 +4,13 @@
 #include <cmath>
 #include <opencv2/core.hpp>
 
+#include "measure/base/decimal.h"
 #include "measure/base/json.h"
 
 namespace measure {
 namespace {
 
-std::string NumberText(double value) { return std::isfinite(value) ? cv::format("%.9g", value) : ""; }
+std::string NumberText(double value) { return std::isfinite(value) ? DecimalText(value, 9) : ""; }
 
 bool IsCount(const Quantity& q) { return q.unit.empty() && q.value == std::round(q.value) && std::abs(q.value) < 1e15; }
 

@@ -3,17 +3,13 @@
 #include <cmath>
 #include <vector>
 
+#include "measure/base/decimal.h"
 #include "measure/surface/encoders.h"
 
 namespace measure {
 namespace {
 
-// Positions need no more digits than a ten-millionth of a millimetre.
-std::string PositionText(double millimetres) {
-    char text[64];
-    const auto end = std::to_chars(text, text + sizeof text, millimetres, std::chars_format::general, 10).ptr;
-    return {text, end};
-}
+constexpr int kDigits = 10;  // positions need no more than a ten-millionth of a millimetre
 
 // The text of all rows, written on all cores: write(row, text) appends.
 template <class Write>
@@ -48,9 +44,9 @@ void Append(std::string& text, float value) {
 
 Bytes EncodeXyz(const HeightMap& map, const Progress& progress) {
     std::vector<std::string> columns;
-    for (int x = 0; x < map.z.cols; ++x) columns.push_back(PositionText(map.origin.x + map.pitch * x) + " ");
+    for (int x = 0; x < map.z.cols; ++x) columns.push_back(DecimalText(map.origin.x + map.pitch * x, kDigits) + " ");
     return TextOfRows(map.z.rows, progress, [&](int y, std::string& text) {
-        const std::string row = PositionText(map.origin.y - map.pitch * y) + " ";
+        const std::string row = DecimalText(map.origin.y - map.pitch * y, kDigits) + " ";
         for (int x = 0; x < map.z.cols; ++x) {
             const float z = map.z(y, x);
             if (!std::isfinite(z)) continue;

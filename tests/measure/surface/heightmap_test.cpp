@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <clocale>
 #include <cmath>
 #include <cstring>
 #include <limits>
@@ -152,10 +153,15 @@ TEST_F(HeightFiles, KeepHeightsPitchOriginAndUnit) {
 }
 
 TEST_F(HeightFiles, AreWrittenAsOthersReadThem) {
-    WriteHeightMap(File("a.gsf"), map);
-    const std::string gsf = ReadText("a.gsf");
-    const std::string start = "Gwyddion Simple Field 1.0\nXRes = 22\nYRes = 31\nXReal = 0.0011\nYReal = 0.00155\n";
-    EXPECT_EQ(gsf.substr(0, start.size()), start);
+    std::string gsf;
+    for (const char* locale : {"de_DE.UTF-8", "C"}) {  // a comma before decimals, where that locale is installed
+        std::setlocale(LC_NUMERIC, locale);
+        EXPECT_EQ(CsvOf({{"tilt", 0.5, "mm"}}), "quantity,value,unit\ntilt,0.5,mm\n") << locale;
+        WriteHeightMap(File("a.gsf"), map);
+        gsf = ReadText("a.gsf");
+        const std::string start = "Gwyddion Simple Field 1.0\nXRes = 22\nYRes = 31\nXReal = 0.0011\nYReal = 0.00155\n";
+        EXPECT_EQ(gsf.substr(0, start.size()), start) << locale;
+    }
     const std::size_t data = gsf.size() - 4 * map.z.total();
     EXPECT_EQ(data % 4, 0U);
     EXPECT_EQ(gsf[data - 1], '\0');
@@ -238,7 +244,8 @@ TEST_F(HeightFiles, ThatAreNoneAreRefused) {
 
     WriteHeightMap(File("a.gsf"), map);
     const std::string gsf = ReadText("a.gsf");
-    for (const char* change : {"XRes = 0 ", "XRes = 1e", "XRes = x ", "XReal = 1 ", "XReal = -", "XYUnits = s"}) {
+    for (const char* change :
+         {"XRes = 0 ", "XRes = 1e", "XRes = x ", "XReal = 1 ", "XReal = -", "XOffset = -1,", "XYUnits = s"}) {
         std::string changed = gsf;
         const std::string key = std::string(change).substr(0, 5);
         WriteBytes("b.gsf", changed.replace(changed.find(key), std::strlen(change), change));
