@@ -3,6 +3,7 @@
 // could handle what fails.
 #include <dlfcn.h>
 #include <fcntl.h>
+#include <sys/file.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -66,6 +67,9 @@ int rename(const char* from, const char* to) {
 }
 ssize_t write(int file, const void* data, std::size_t size) {
     return Fails("write", ENOSPC) ? -1 : Next<ssize_t(int, const void*, std::size_t)>("write")(file, data, size);
+}
+int flock(int file, int operation) {
+    return Fails("flock", ENOLCK) ? -1 : Next<int(int, int)>("flock")(file, operation);
 }
 int fsync(int file) { return Fails("fsync", EIO) ? -1 : Next<int(int)>("fsync")(file); }
 void* malloc(std::size_t size) { return Fails("malloc", ENOMEM) ? nullptr : __libc_malloc(size); }

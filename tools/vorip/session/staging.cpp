@@ -87,18 +87,19 @@ Staging::Staging(const fs::path& folder, const std::string& name)
 Staging::~Staging() { Remove(); }
 
 void Staging::Acquire() {
+    std::error_code error;
+    auto state = FolderLock::State::eForeign;
     for (int attempt = 0; attempt < kAttempts && !mLock; ++attempt) {
         if (attempt > 0) std::this_thread::sleep_for(kPause);
         const Uninterrupted whole;
         CreateParents();
-        std::error_code error;
         if (IsLink(mStaging)) fs::remove(mStaging);  // somebody else's, who wants to have another folder emptied
         const bool made = fs::create_directory(mStaging, error);
         if (error == std::errc::no_such_file_or_directory) continue;  // another run removed the parents
         if (error == std::errc::file_exists || error == std::errc::not_a_directory) RequireMark();
         if (error) throw fs::filesystem_error("mkdir", mStaging, error);
         auto lock = std::make_unique<FolderLock>(mStaging);
-        const auto state = lock->Is();
+        state = lock->Is();
         if (state == FolderLock::State::eOfAnother && !made)
             throw measure::OutputError(mStaging.string() +
                                        ": belongs to another user; remove it, or give another --out");
@@ -108,7 +109,12 @@ void Staging::Acquire() {
         mLock.swap(lock);
         fs::create_directory(mStaging / kMark);
     }
-    if (mLock) RemoveLeftovers();
+    if (mLock) return RemoveLeftovers();
+    if (error) throw fs::filesystem_error("mkdir", mStaging, error);
+    if (state == FolderLock::State::eUnknown)
+        throw measure::OutputError(mStaging.string() +
+                                   ": is of a run that was killed or that is writing there, and there are no locks to "
+                                   "tell which; remove it if no run is writing there, or give another --out");
 }
 
 void Staging::CreateParents() {
