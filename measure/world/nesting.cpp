@@ -75,4 +75,15 @@ bool IsNestedDeeply(const std::string& text) {
     return StartsWith(plain, "<?xml") ? IsXmlDeep(plain) : IsJsonDeep(plain);
 }
 
+bool HoldsBase64(const std::string& text) {
+    const auto has = [&](const char* part) { return text.find(part) != std::string::npos; };
+    if (has("$base64$") || (has("type_id") && (has("\"binary\"") || has("'binary'")))) return true;
+    for (std::size_t at = text.find('!'); at != std::string::npos; at = text.find('!', at)) {  // a type in YAML
+        const std::size_t end = std::min(text.find_first_of(" \t\r\n", at), text.size());
+        if (text.substr(at, end - at).find("binary") != std::string::npos) return true;
+        at = end;
+    }
+    return false;
+}
+
 }  // namespace measure

@@ -9,4 +9,7 @@ namespace measure {
 // cannot be part of a string or of a comment. No calibration comes near it.
 bool IsNestedDeeply(const std::string& text);
 
+// Whether a text of YAML, JSON or XML has, or may have, values in base64, whose parser does not end with every text.
+bool HoldsBase64(const std::string& text);
+
 }  // namespace measure

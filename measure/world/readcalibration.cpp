@@ -28,6 +28,7 @@ public:
 
     Calibration Read(const std::string& text) try {
         if (IsNestedDeeply(text)) throw InputError(mName + ": is nested too deeply for a calibration");
+        if (HoldsBase64(text)) throw InputError(mName + ": holds base64; a calibration has its numbers as text");
         if (!mFile.open(text, cv::FileStorage::READ | cv::FileStorage::MEMORY)) RefuseFormat();
         const CalibrationKeys& keys = FindKeys();
         Calibration c;
