@@ -1,5 +1,4 @@
 #include <cstdio>
-#include <fstream>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
@@ -8,6 +7,7 @@
 #include "tools/vorip/commands/commands.h"
 #include "tools/vorip/commands/pointsresult.h"
 #include "tools/vorip/session/failure.h"
+#include "tools/vorip/session/filelist.h"
 #include "tools/vorip/session/memory.h"
 #include "tools/vorip/session/outputset.h"
 #include "tools/vorip/session/progress.h"
@@ -67,8 +67,7 @@ public:
 private:
     cv::Mat1b Read(const measure::Calibration& calibration) {
         ResultFolder folder(mOptions.result, "summary.json", "vorip decode");
-        std::ifstream stream(std::filesystem::path(mOptions.result) / "summary.json", std::ios::binary);
-        const auto summary = nlohmann::json::parse(stream, nullptr, false);
+        const nlohmann::json summary = ReadSummary(std::filesystem::path(mOptions.result) / "summary.json");
         mSeen.columns = ReadCoordinates(folder, "columns");
         if (!mSeen.columns.empty()) AnnounceMemory(mSeen.columns, 2);
         mSeen.rows = ReadCoordinates(folder, "rows");

@@ -2,10 +2,11 @@
 
 #include <libdeflate.h>
 #include <algorithm>
-#include <cstdlib>
+#include <charconv>
 #include <fstream>
 #include <nlohmann/json.hpp>
 #include <opencv2/core.hpp>
+#include <optional>
 #include <vector>
 
 #include "measure/io/bytes.h"
@@ -19,6 +20,19 @@ namespace {
 
 constexpr const char* kSummaries[] = {"summary.json", "phase.json"};
 constexpr std::size_t kPiece = 1 << 20;
+
+std::optional<FileMark> MarkIn(const nlohmann::json& entry) {
+    constexpr std::size_t kDigits = 8;
+    if (!entry.is_object()) return std::nullopt;
+    const auto crc = entry.value("crc32", nlohmann::json()), bytes = entry.value("bytes", nlohmann::json());
+    if (!crc.is_string() || !bytes.is_number_unsigned()) return std::nullopt;
+    const auto& text = crc.get_ref<const std::string&>();
+    FileMark mark{bytes.get<std::uintmax_t>(), 0};
+    const char* const end = text.data() + text.size();
+    const auto [stop, error] = std::from_chars(text.data(), end, mark.crc32, 16);
+    if (text.size() != kDigits || stop != end || error != std::errc()) return std::nullopt;
+    return mark;
+}
 
 }  // namespace
 
@@ -53,18 +67,19 @@ std::string WithFileList(const std::string& summary, const FileList& files) {
     return summary.substr(0, end + 1) + (first ? "\n" : ",\n") + "  \"files\": {" + list + "\n  }\n}\n";
 }
 
-FileList ReadFileList(const fs::path& summary) {
+nlohmann::json ReadSummary(const fs::path& summary) {
     constexpr std::size_t kMostBytes = 16 << 20;
-    const std::string text = measure::ReadText(summary.string(), kMostBytes, "a summary");
-    const auto json = nlohmann::json::parse(text, nullptr, false);
+    return nlohmann::json::parse(measure::ReadText(summary.string(), kMostBytes, "a summary"), nullptr, false);
+}
+
+FileList ReadFileList(const fs::path& summary) {
+    const nlohmann::json json = ReadSummary(summary);
     FileList files;
     if (!json.is_object() || !json.contains("files") || !json["files"].is_object()) return files;
     for (const auto& [name, entry] : json["files"].items()) {
-        if (!entry.is_object()) continue;
-        const auto crc = entry.value("crc32", nlohmann::json()), bytes = entry.value("bytes", nlohmann::json());
-        if (!crc.is_string() || !bytes.is_number_unsigned()) continue;
-        const unsigned long value = std::strtoul(crc.get_ref<const std::string&>().c_str(), nullptr, 16);
-        files[name] = {bytes.get<std::uintmax_t>(), static_cast<std::uint32_t>(value)};
+        const std::optional<FileMark> mark = MarkIn(entry);
+        if (!mark) return {};  // nobody is to take the file for one that the result does not have
+        files[name] = *mark;
     }
     return files;
 }

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <map>
+#include <nlohmann/json_fwd.hpp>
 #include <string>
 
 namespace vorip {
@@ -27,7 +28,9 @@ inline bool operator==(const FileMark& a, const FileMark& b) { return a.bytes ==
 
 // A summary, which is a JSON object, with the list as its last entry.
 std::string WithFileList(const std::string& summary, const FileList& files);
-// The list in a summary; empty when it has none.
+// What a summary says; no object where it is damaged. Throws measure::InputError when it cannot be read.
+nlohmann::json ReadSummary(const std::filesystem::path& summary);
+// The list in it; empty when it has none that can be understood.
 FileList ReadFileList(const std::filesystem::path& summary);
 
 }  // namespace vorip
