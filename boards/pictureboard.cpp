@@ -8,8 +8,9 @@ namespace boards {
 namespace {
 
 std::vector<KrN::KrAOI*> Images(KrN::KrBoard::KrJob& job) {
-    std::vector<KrN::KrAOI*> images(static_cast<std::size_t>(job.GetAOICount()));
-    for (std::size_t i = 0; i < images.size(); ++i) images[i] = job.GetAOI(static_cast<int>(i));
+    std::vector<KrN::KrAOI*> images;
+    for (int i = 0; i < job.GetAOICount(); ++i)
+        if (KrN::KrAOI* const image = job.GetAOI(i)) images.push_back(image);
     return images;
 }
 
