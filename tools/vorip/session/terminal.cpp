@@ -7,6 +7,7 @@
 #ifdef _WIN32
 #  include <io.h>
 #else
+#  include <poll.h>
 #  include <unistd.h>
 #endif
 
@@ -19,6 +20,16 @@ std::timed_mutex writing;
 
 void WriteNotice(const std::string& text) {
     std::fprintf(stderr, "%svorip: %s\n", StderrIsTerminal() ? kWipe : "", Printable(text).c_str());
+}
+
+// A pipe that nobody reads does not, once it is full.
+bool StderrTakesText() {
+#ifdef _WIN32
+    return true;
+#else
+    pollfd stream{STDERR_FILENO, POLLOUT, 0};
+    return poll(&stream, 1, static_cast<int>(kPatience.count())) == 1;
+#endif
 }
 
 }  // namespace
@@ -59,7 +70,7 @@ void PrintNotice(const std::string& text) {
 }
 
 void PrintLastNotice(const std::string& text) {
-    if (writing.try_lock_for(kPatience)) WriteNotice(text);
+    if (writing.try_lock_for(kPatience) && StderrTakesText()) WriteNotice(text);
 }
 
 }  // namespace vorip
