@@ -1,6 +1,7 @@
 #include "tools/vorip/session/interrupt.h"
 
 #include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <csignal>
@@ -10,6 +11,7 @@
 #include <utility>
 #include <vector>
 
+#include "tools/vorip/session/disk.h"
 #include "tools/vorip/session/failure.h"
 #include "tools/vorip/session/terminal.h"
 
@@ -32,9 +34,12 @@ constexpr int kErrorsOfWriting[] = {
 };
 constexpr auto kPause = std::chrono::milliseconds(20);
 
-volatile std::sig_atomic_t caught = 0;
+std::atomic<int> caught{0};  // signal; its handler may run on any thread
+static_assert(std::atomic<int>::is_always_lock_free);
 std::recursive_mutex gate;       // held by what must not be cut in two
 std::vector<CleanUp*> cleanUps;  // the latest last
+std::vector<std::function<void()>> lastWork;
+bool lastWorkTakesLong = false;
 std::mutex doneMutex;
 std::condition_variable wake;
 bool done = false;
@@ -47,9 +52,16 @@ void Catch(int number) {
 
 void Watch() {
     std::unique_lock lock(doneMutex);
-    while (!wake.wait_for(lock, kPause, [] { return done; })) {
-        if (caught == 0) continue;
-        EndAtOnce("interrupted", kExitSignalled + caught);
+    while (!wake.wait_for(lock, kPause, [] { return done; }))
+        if (const int number = caught; number != 0) EndAtOnce("interrupted", kExitSignalled + number);
+}
+
+void RunLastWork() {
+    for (const std::function<void()>& work : lastWork) {
+        try {
+            work();
+        } catch (const std::exception&) {  // of memory; the next run does it
+        }
     }
 }
 
@@ -58,6 +70,7 @@ void Watch() {
 void EndAtOnce(const std::string& notice, int exitCode) {
     const std::lock_guard whole(gate);
     std::for_each(cleanUps.rbegin(), cleanUps.rend(), [](const CleanUp* c) { c->Run(); });
+    if (!lastWorkTakesLong || !RunInOtherProcess(RunLastWork)) RunLastWork();
     PrintLastNotice(notice);
     std::_Exit(exitCode);
 }
@@ -91,6 +104,11 @@ CleanUp::CleanUp(std::function<void()> undo) : mUndo(std::move(undo)) {
 CleanUp::~CleanUp() {
     const Uninterrupted whole;
     cleanUps.erase(std::find(cleanUps.begin(), cleanUps.end(), this));
+}
+
+void DoLast(std::function<void()> work, bool takesLong) {
+    lastWork.push_back(std::move(work));
+    lastWorkTakesLong = lastWorkTakesLong || takesLong;
 }
 
 Uninterrupted::Uninterrupted() : mLock(gate) {}

@@ -36,6 +36,10 @@ private:
     std::function<void()> mUndo;
 };
 
+// What a clean-up leaves to be done when all of them have run, one after the other; by another process if it takes long
+// to do so, for nobody waits for it.
+void DoLast(std::function<void()> work, bool takesLong);
+
 // An interruption waits until this object is gone: for short steps that belong together.
 class Uninterrupted {
 public:

@@ -4,6 +4,7 @@
 #include <chrono>
 #include <cstdint>
 #include <thread>
+#include <utility>
 
 #include "measure/error.h"
 #include "measure/io/folder.h"
@@ -153,27 +154,28 @@ void Staging::RemoveLeftovers() const {
 // interrupts it does not wait until large files are removed.
 void Staging::Remove(bool isInterrupted) try {
     const Uninterrupted whole;
-    std::error_code ignored;
     if (mLeft) return;
     fs::path unwanted;
     if (mLock) {
         unwanted = mStaging;
         unwanted += kGone;
+        std::error_code ignored;
         fs::rename(mStaging, unwanted, ignored);
         if (ignored) unwanted = mStaging;
     }
-    const auto remove = [&] {
+    // Whatever calls this again must not touch what another run has made since.
+    const std::shared_ptr<FolderLock> lock = std::move(mLock);
+    const auto remove = [unwanted, created = std::exchange(mCreated, {}), lock] {
+        std::error_code ignored;
         // A thread may just have found the folder under its earlier name, and make a file in it yet.
-        for (int attempt = 0; attempt < kAttempts && fs::exists(unwanted); ++attempt) {
+        for (int attempt = 0; attempt < kAttempts && fs::exists(unwanted, ignored); ++attempt) {
             if (attempt > 0) std::this_thread::sleep_for(kPause);
             RemoveMarked(unwanted, ignored);
         }
-        for (; !mCreated.empty(); mCreated.pop_back()) fs::remove(mCreated.back(), ignored);
+        for (auto folder = created.rbegin(); folder != created.rend(); ++folder) fs::remove(*folder, ignored);
     };
-    if (!isInterrupted || BytesIn(unwanted) < kMuch || !RunInOtherProcess(remove)) remove();
-    mCreated.clear();
-    mLock.reset();  // whatever calls this again must not touch what another run has made since
-} catch (...) {     // of memory: the next run removes it
+    isInterrupted ? DoLast(remove, BytesIn(unwanted) > kMuch) : remove();
+} catch (...) {  // of memory: the next run removes it
 }
 
 }  // namespace vorip
