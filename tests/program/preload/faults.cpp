@@ -1,6 +1,7 @@
 // Loaded before the C library: lets the call number K of one function fail, as in VORIP_FAULT="rename 3", or K and the
 // N after it, as in "rename 3 2", and makes a file .fault then. Calls count from main on: before it there is nobody who
 // could handle what fails.
+#include <dirent.h>
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <sys/file.h>
@@ -71,6 +72,7 @@ ssize_t write(int file, const void* data, std::size_t size) {
 int flock(int file, int operation) {
     return Fails("flock", ENOLCK) ? -1 : Next<int(int, int)>("flock")(file, operation);
 }
+dirent* readdir(DIR* folder) { return Fails("readdir", EIO) ? nullptr : Next<dirent*(DIR*)>("readdir")(folder); }
 int fsync(int file) { return Fails("fsync", EIO) ? -1 : Next<int(int)>("fsync")(file); }
 void* malloc(std::size_t size) { return Fails("malloc", ENOMEM) ? nullptr : __libc_malloc(size); }
 }

@@ -28,6 +28,9 @@ void WriteDurably(const fs::path& file, const void* data, std::size_t size) {
     if (!stream) throw fs::filesystem_error("write", file, std::error_code(errno, std::generic_category()));
 }
 void Sync(const fs::path&) {}
+bool IsOneFileSystem(const fs::path& a, const fs::path& b) {
+    return fs::absolute(a).root_name() == fs::absolute(b).root_name();
+}
 bool RunInOtherProcess(const std::function<void()>&) { return false; }
 FolderLock::FolderLock(const fs::path&) {}
 FolderLock::~FolderLock() = default;
@@ -86,6 +89,12 @@ void WriteDurably(const fs::path& file, const void* data, std::size_t size) {
 }
 
 void Sync(const fs::path& path) { Descriptor(path, O_RDONLY).Sync(); }
+
+bool IsOneFileSystem(const fs::path& a, const fs::path& b) {
+    struct stat here {
+    }, there{};
+    return stat(a.c_str(), &here) != 0 || stat(b.c_str(), &there) != 0 || here.st_dev == there.st_dev;
+}
 
 bool RunInOtherProcess(const std::function<void()>& work) {
     const pid_t child = fork();

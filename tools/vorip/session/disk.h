@@ -14,6 +14,9 @@ void WriteDurably(const std::filesystem::path& file, const void* data, std::size
 // Waits until the disk has the names in a folder, or a file that was written otherwise.
 void Sync(const std::filesystem::path& path);
 
+// Whether files can be moved from here to there; they must be copied else. In doubt it says so.
+bool IsOneFileSystem(const std::filesystem::path& a, const std::filesystem::path& b);
+
 // Removes a file, a link, or a folder and all that is in it, as far as they can be removed; sets `error` when something
 // is left. That of the standard library ends the program when memory is short.
 void RemoveAll(const std::filesystem::path& path, std::error_code& error);

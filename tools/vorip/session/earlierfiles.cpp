@@ -13,10 +13,11 @@ fs::path EarlierFilesOf(const fs::path& hidden) { return hidden / "earlier"; }
 bool HasOnlyCopies(const fs::path& hidden) {
     const fs::path earlier = EarlierFilesOf(hidden);
     std::error_code error;
-    if (!fs::is_directory(fs::symlink_status(earlier, error))) return false;
+    const fs::file_status status = fs::symlink_status(earlier, error);
+    if (fs::status_known(status) && !fs::is_directory(status)) return false;
     const std::vector<fs::path> files = measure::EntriesOf(earlier, error);
-    return !error && std::any_of(files.begin(), files.end(),
-                                 [&](const fs::path& file) { return fs::hard_link_count(file, error) == 1 || error; });
+    return error || std::any_of(files.begin(), files.end(),
+                                [&](const fs::path& file) { return fs::hard_link_count(file, error) == 1 || error; });
 }
 
 fs::path SetAside(const fs::path& hidden, const fs::path& folder, std::error_code& error) {

@@ -107,9 +107,10 @@ void OutputSet::Complete() {
 void OutputSet::CommitAll(const std::vector<OutputSet*>& sets) {
     for (OutputSet* set : sets) set->Complete();
     try {
-        const Uninterrupted whole;
         Replacement replacement;
-        for (const OutputSet* set : sets) replacement.Add(*set->mStaging, set->mFolder);
+        for (const OutputSet* set : sets) replacement.Add(*set->mStaging, set->mFiles, set->mFolder);
+        replacement.Prepare();
+        const Uninterrupted whole;
         replacement.Run();
         for (OutputSet* set : sets) set->mStaging.reset();
     } catch (const fs::filesystem_error& error) {

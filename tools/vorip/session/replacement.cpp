@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <map>
 #include <set>
+#include <tuple>
 
 #include "measure/error.h"
 #include "measure/io/folder.h"
@@ -15,16 +16,20 @@ namespace fs = std::filesystem;
 namespace vorip {
 namespace {
 
-// A file system of its own, behind a symbolic link, gets a copy from which it can be moved.
+// A copy of a file beside the place that it goes to, in the hidden folder there.
+fs::path CopyBeside(const fs::path& file, const fs::path& place, const Staging& beside) {
+    const fs::path copy = beside.Folder() / place.filename();
+    fs::copy_file(file, copy);
+    Sync(copy);
+    return copy;
+}
+
 void Rename(const fs::path& from, const fs::path& to) {
     std::error_code error;
     fs::rename(from, to, error);
     if (error == std::errc::cross_device_link) {
         const Staging beside(to.parent_path(), to.filename().string());
-        const fs::path copy = beside.Folder() / to.filename();
-        fs::copy_file(from, copy);
-        Sync(copy);
-        fs::rename(copy, to);
+        fs::rename(CopyBeside(from, to, beside), to);
     } else if (error) {
         throw fs::filesystem_error("rename", to, error);
     }
@@ -45,13 +50,16 @@ fs::path FollowLinks(fs::path path) {
 
 }  // namespace
 
-void Replacement::Run() {
+void Replacement::Prepare() {
     std::sort(mSteps.begin(), mSteps.end(), [](const Step& a, const Step& b) {
-        const auto order = [](const Step& s) { return std::pair(OrderOf(s.prepared), s.prepared); };
-        return order(a) < order(b);
+        return std::tie(a.order, a.prepared) < std::tie(b.order, b.prepared);
     });
+    std::for_each(mSteps.begin(), mSteps.end(), KeepEarlier);
+    std::for_each(mSteps.begin(), mSteps.end(), CopyAcross);
+}
+
+void Replacement::Run() {
     try {
-        KeepEarlier();
         MoveAll();
     } catch (const fs::filesystem_error& error) {
         PutBack(error);
@@ -62,8 +70,9 @@ void Replacement::Run() {
     }
 }
 
-void Replacement::Add(Staging& from, const fs::path& to) {
+void Replacement::Add(Staging& from, const FileList& written, const fs::path& to) {
     std::error_code error;
+    std::set<std::string> found;
     for (const fs::path& prepared : measure::EntriesOf(from.Folder(), error)) {
         if (fs::is_directory(prepared)) continue;
         const fs::path name = prepared.filename();
@@ -73,30 +82,37 @@ void Replacement::Add(Staging& from, const fs::path& to) {
             throw measure::OutputError((to / name).string() + ": cannot be replaced, it is a " +
                                        (fs::is_directory(status) ? "folder" : "device or a pipe"));
         }
-        mSteps.push_back({&from, to, prepared, place, {}});
+        mSteps.push_back({&from, OrderOf(name), to, prepared, place, {}, nullptr});
+        found.insert(name.string());
     }
+    for (const auto& [name, mark] : written)
+        if (!error && found.count(name) == 0) error = std::make_error_code(std::errc::io_error);
     if (error) throw fs::filesystem_error("read", from.Folder(), error);
 }
 
-void Replacement::KeepEarlier() {
-    for (Step& step : mSteps) {
-        const fs::path kept = EarlierFilesOf(step.from->Folder());
-        fs::create_directory(kept);
-        if (!fs::exists(step.place)) continue;
-        const fs::path name = kept / step.prepared.filename();
-        std::error_code error;
-        fs::create_hard_link(step.place, name, error);
-        if (error) fs::copy_file(step.place, name);  // file systems without links
-        step.earlier = name;
-        fs::permissions(step.prepared, fs::status(step.place).permissions());
-    }
+void Replacement::KeepEarlier(Step& step) {
+    const fs::path kept = EarlierFilesOf(step.from->Folder());
+    fs::create_directory(kept);
+    if (!fs::exists(step.place)) return;
+    const fs::path name = kept / step.prepared.filename();
+    std::error_code error;
+    fs::create_hard_link(step.place, name, error);
+    if (error) fs::copy_file(step.place, name);  // file systems without links
+    step.earlier = name;
+    fs::permissions(step.prepared, fs::status(step.place).permissions(), error);  // where there are such
+}
+
+void Replacement::CopyAcross(Step& step) {
+    if (IsOneFileSystem(step.prepared, step.place.parent_path())) return;
+    step.beside = std::make_unique<Staging>(step.place.parent_path(), step.place.filename().string());
+    step.prepared = CopyBeside(step.prepared, step.place, *step.beside);
 }
 
 void Replacement::MoveAll() {
     std::set<fs::path> folders;
     const auto sync = [&] { std::for_each(folders.begin(), folders.end(), Sync); };
     for (const Step& step : mSteps) {
-        if (OrderOf(step.prepared) > 0) sync();  // it must not be on the disk before the others
+        if (step.order > 0) sync();  // it must not be on the disk before the others
         Rename(step.prepared, step.place);
         ++mMoved;
         folders.insert(step.place.parent_path());

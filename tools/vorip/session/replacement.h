@@ -1,8 +1,10 @@
 #pragma once
 
 #include <filesystem>
+#include <memory>
 #include <vector>
 
+#include "tools/vorip/session/filelist.h"
 #include "tools/vorip/session/staging.h"
 
 namespace vorip {
@@ -12,21 +14,30 @@ namespace vorip {
 // that they lead to is replaced. When one file cannot be moved, the earlier ones are put back, in all folders.
 class Replacement {
 public:
-    // Adds the files of a hidden folder and the folder that they go to. Throws std::filesystem::filesystem_error.
-    void Add(Staging& from, const std::filesystem::path& to);
+    // Adds the files of a hidden folder, among which these must be, and the folder that they go to.
+    void Add(Staging& from, const FileList& written, const std::filesystem::path& to);
 
-    // Throws std::filesystem::filesystem_error when the earlier files stand as they did. When they do not, nothing is
-    // deleted, and the measure::OutputError tells where they are.
+    // Makes the copies that moving needs: of earlier files, where file systems have no links, and of prepared ones that
+    // go to another file system, behind a symbolic link. These may take long, and can be interrupted.
+    void Prepare();
+
+    // Moves the files, which is not to be interrupted.
     void Run();
+
+    // All throw std::filesystem::filesystem_error when the earlier files stand as they did. When they do not, nothing
+    // is deleted, and the measure::OutputError of Run tells where they are.
 
 private:
     struct Step {
         Staging* from;
+        int order;
         std::filesystem::path to, prepared, place;
-        std::filesystem::path earlier;  // another name of the file that was in this place; empty if there was none
+        std::filesystem::path earlier;    // another name of the file that was in this place; empty if there was none
+        std::unique_ptr<Staging> beside;  // the place, for a copy there; null if the file itself can be moved
     };
 
-    void KeepEarlier();
+    static void KeepEarlier(Step& step);
+    static void CopyAcross(Step& step);
     void MoveAll();
     [[noreturn]] void PutBack(const std::filesystem::filesystem_error& reason);
 
