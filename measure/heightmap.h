@@ -50,6 +50,9 @@ MEASURE_API void RequireHeights(const HeightMap& map);
 // Throws InputError, naming the file, for what is no height map.
 MEASURE_API HeightMap ReadHeightMap(const std::string& path);
 
+// The heights of points in their places on the grid of the camera: -z, millimetres.
+MEASURE_API HeightMap HeightsOf(const Cloud& cloud);
+
 // Reads x.npy, y.npy and z.npy of a folder of points; points that are not finite in all three become NaN.
 MEASURE_API Cloud ReadCloud(const std::string& folder);
 

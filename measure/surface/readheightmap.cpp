@@ -33,12 +33,6 @@ void DropInfinities(cv::Mat1f& heights) {
         if (!std::isfinite(z)) z = kNone;
 }
 
-HeightMap HeightsOf(const Cloud& cloud) {
-    HeightMap map;
-    map.z = cv::Mat1f(-cloud.z);
-    return map;
-}
-
 // Whole numbers mean heights by an offset and a scale.
 cv::Mat1f Scaled(const cv::Mat& values, const MapDescription& description, const std::string& file) {
     if (values.depth() == CV_32F) {
@@ -55,6 +49,12 @@ cv::Mat1f Scaled(const cv::Mat& values, const MapDescription& description, const
 }
 
 }  // namespace
+
+HeightMap HeightsOf(const Cloud& cloud) {
+    HeightMap map;
+    map.z = cv::Mat1f(-cloud.z);
+    return map;
+}
 
 Cloud ReadCloud(const std::string& folder) {
     Cloud cloud;

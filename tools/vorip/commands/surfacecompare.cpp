@@ -147,8 +147,10 @@ public:
     void Run() {
         mProgress.Stage("reading");
         std::error_code ignored;
-        const measure::HeightMap map = ReadMap(mCommand.in);
-        mCloud = std::filesystem::is_directory(mCommand.in, ignored) ? ReadPoints(mCommand.in) : measure::PointsOf(map);
+        const bool isFolder = std::filesystem::is_directory(mCommand.in, ignored);
+        if (isFolder) mCloud = ReadPoints(mCommand.in);
+        const measure::HeightMap map = isFolder ? measure::HeightsOf(mCloud) : ReadMap(mCommand.in);
+        if (!isFolder) mCloud = measure::PointsOf(map);
         MarkedPicture picture(map.z.size());
         for (const std::string& text : mCommand.planes) CheckPlane(AreaOf("--plane", text, picture));
         std::vector<measure::SphereFit> spheres;
