@@ -184,13 +184,14 @@ void RunGradient(Options& options) {
     cv::Mat phase = WidenPhase(file, options);
     RequireInside("--dx", options.dx, phase.cols, "wide");
     RequireInside("--dy", options.dy, phase.rows, "high");
-    cv::Mat image =
-        VisitPixels<std::uint8_t, std::uint16_t, float>(phase, options.phase, "a phase", GradientOf{options});
     if (phase.depth() == CV_8U && options.infiniteBorder) Refuse("--infinite-border is for 16-bit and float phases");
-    if (image.depth() == CV_32F && options.scale == 0 && !output.CanHold(CV_32F))
+    const bool isFloat = phase.depth() == CV_16U || phase.depth() == CV_32F;
+    if (isFloat && options.scale == 0 && !output.CanHold(CV_32F))
         Refuse(options.out +
                ": the gradient is float, which such a file cannot hold; --scale S makes it 16-bit, with "
                "the gradient S at its ends, and .tiff and .npy hold it as it is");
+    cv::Mat image =
+        VisitPixels<std::uint8_t, std::uint16_t, float>(phase, options.phase, "a phase", GradientOf{options});
     DropUnselected(selected, options, image);
     progress.Stage("writing");
     output.Save(options.scale > 0 ? ToFixedScale(image, options.scale) : image);
