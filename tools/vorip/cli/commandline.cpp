@@ -154,6 +154,10 @@ Option& Option::Accept(const std::function<bool(double)>& accepts, const std::st
     return *this;
 }
 
+Option& Option::AboveZero() {
+    return Accept([](double v) { return v > 0; }, "a number above 0");
+}
+
 template <class Integer>
 Option& Option::Whole() {
     if (!mOption) return *this;

@@ -29,6 +29,7 @@ public:
     Option& Whole();
     // Takes only numbers for which `accepts` is true; `rule` says which those are: "'-1' must be `rule`".
     Option& Accept(const std::function<bool(double)>& accepts, const std::string& rule);
+    Option& AboveZero();
     // Takes only numbers from `least` to `most`; without a rule the text is "`least` to `most`".
     Option& Between(double least, double most, const std::string& rule = "");
     // Takes only one of these words.

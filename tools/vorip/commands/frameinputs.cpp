@@ -65,7 +65,7 @@ void AddFrameOptions(Command& command, FrameOptions& options) {
     command
         .Add("--full-scale", options.fullScale,
              "Grey level of full scale [255 or 65535 by the pictures' type]; 4095 for a 12-bit camera")
-        .Accept([](double v) { return v > 0; }, "above 0")
+        .AboveZero()
         .Type("LEVEL");
 }
 

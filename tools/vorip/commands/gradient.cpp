@@ -217,7 +217,7 @@ void AddGradientCommand(CommandLine& program) {
     command.AddFlag("--infinite-border", options->infiniteBorder,
                     "The border of a float result is +infinity, to tell it from a gradient of 0");
     command.Add("--scale", options->scale, "Makes OUT 16-bit with this gradient at its ends [OUT as said below]")
-        .Accept([](double v) { return v > 0; }, "above 0")
+        .AboveZero()
         .Type("S");
     AddSelection(command, options->selection, "count");
     command.OnRun([options] {

@@ -218,9 +218,6 @@ void RunCheck(const CheckCommand& command) {
     CheckRun(command).Run();
 }
 
-bool IsAboveZero(double v) { return v > 0; }
-constexpr char kAboveZero[] = "a number above 0";
-
 }  // namespace
 
 void AddSurfaceRoughnessCommand(CommandLine& program) {
@@ -229,10 +226,10 @@ void AddSurfaceRoughnessCommand(CommandLine& program) {
     command.Add("IN", options->in, "Height map").Required();
     AddFormChoice(command, options->form);
     command.Add("--cutoff", options->options.cutoff, "Removes waves longer than this [keeps all]")
-        .Accept(IsAboveZero, kAboveZero)
+        .AboveZero()
         .Type("MM");
     command.Add("--finest", options->options.finest, "Removes waves shorter than this [keeps all]")
-        .Accept(IsAboveZero, kAboveZero)
+        .AboveZero()
         .Type("MM");
     AddSelection(command, options->selection, "are evaluated");
     command.Add("--out,-o", options->out, "Folder for the results").Required().Type("DIR");
@@ -258,12 +255,8 @@ void AddSurfaceCheckCommand(CommandLine& program) {
     command.Add("IN", options->in, "Folder of points, or a height map with a pitch").Required();
     command.Add("--sphere", options->spheres, "Area of a sphere; may be given twice").Type("X,Y,R");
     command.Add("--plane", options->planes, "Area of a plane").Type("X,Y,W,H");
-    command.Add("--diameter", options->diameter, "Calibrated diameter of the sphere")
-        .Accept(IsAboveZero, kAboveZero)
-        .Type("MM");
-    command.Add("--distance", options->distance, "Calibrated distance of two spheres")
-        .Accept(IsAboveZero, kAboveZero)
-        .Type("MM");
+    command.Add("--diameter", options->diameter, "Calibrated diameter of the sphere").AboveZero().Type("MM");
+    command.Add("--distance", options->distance, "Calibrated distance of two spheres").AboveZero().Type("MM");
     command.Add("--discard", options->discard, "Worst points that are left out")
         .Between(0, 50)
         .ShowDefault()

@@ -160,9 +160,6 @@ void RunExport(const ExportCommand& command) {
     for (const std::string& out : command.out) std::printf("written to %s\n", out.c_str());
 }
 
-bool IsAboveZero(double v) { return v > 0; }
-constexpr char kAboveZero[] = "a number above 0";
-
 }  // namespace
 
 void AddSurfaceGridCommand(CommandLine& program) {
@@ -171,12 +168,12 @@ void AddSurfaceGridCommand(CommandLine& program) {
         program.Add("surface grid", "Resamples the points of a camera to a grid of millimetres", kGridDetails);
     command.Add("POINTS", options->points, "Folder with x.npy, y.npy and z.npy").Required();
     command.Add("--pitch", options->grid.pitch, "Distance of the grid's pixels, millimetres [that of the points]")
-        .Accept(IsAboveZero, kAboveZero)
+        .AboveZero()
         .Type("MM");
     command
         .Add("--largest-step", options->grid.largestStep,
              "Depths of a triangle may differ by so much [4 x the distance of the points]")
-        .Accept(IsAboveZero, kAboveZero)
+        .AboveZero()
         .Type("MM");
     command.Add("--out,-o", options->out, "The height map: .npy or .tiff").Required().Type("FILE");
     command.OnRun([options] { RunGrid(*options); });
@@ -215,13 +212,13 @@ void AddSurfaceExportCommand(CommandLine& program) {
         .ShowDefault()
         .Type("N");
     command.Add("--pitch", options->pitch, "Distance of the pixels of a file that does not tell it")
-        .Accept(IsAboveZero, kAboveZero)
+        .AboveZero()
         .Type("MM");
     command.Add("--unit", options->unit, "Unit of the heights of such a file [mm]").Type("UNIT");
     command
         .Add("--largest-step", options->options.largestStep,
              ".stl: heights of a triangle may differ by so much [4 x the pitch]")
-        .Accept(IsAboveZero, kAboveZero)
+        .AboveZero()
         .Type("MM");
     command.OnRun([options] { RunExport(*options); });
 }

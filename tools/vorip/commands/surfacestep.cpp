@@ -168,7 +168,7 @@ void AddSurfaceProfileCommand(CommandLine& program) {
         .ShowDefault()
         .Type("PIXELS");
     command.Add("--step", options->options.step, "From point to point along the line")
-        .Accept([](double v) { return v > 0; }, "a number above 0")
+        .AboveZero()
         .ShowDefault()
         .Type("PIXELS");
     command.Add("--out,-o", options->out, "Folder for the results").Required().Type("DIR");
