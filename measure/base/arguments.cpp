@@ -1,5 +1,6 @@
 #include "measure/base/arguments.h"
 
+#include <algorithm>
 #include <cmath>
 
 #include "measure/error.h"
@@ -44,6 +45,12 @@ void RequireOneKind(const NamedImage& main, std::initializer_list<NamedImage> ot
         if (!other.image.empty() && other.image.type() != main.image.type())
             throw InputError(other.name + kindOf(other.image) + " and " + main.name + kindOf(main.image) +
                              " must have the same pixel type");
+}
+
+void RequireSides(const std::string& name, cv::Size size) {
+    if (std::max(size.width, size.height) > kMaxImageSide)
+        throw InputError(
+            cv::format("%s: %d x %d pixels, a side may have %d", name.c_str(), size.width, size.height, kMaxImageSide));
 }
 
 void RequireNumber(bool isPossible, const std::string& name, double value, const char* rule) {

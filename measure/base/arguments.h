@@ -21,6 +21,9 @@ void RequireOneSize(const NamedImage& main, std::initializer_list<NamedImage> ot
 // Also one type.
 void RequireOneKind(const NamedImage& main, std::initializer_list<NamedImage> others);
 
+// The sides that views have (see image.h).
+void RequireSides(const std::string& name, cv::Size size);
+
 // "the period is nan: it must be above 0", unless the number is possible.
 void RequireNumber(bool isPossible, const std::string& name, double value, const char* rule);
 // The rules that most numbers follow. Infinite ones follow none of them.

@@ -15,9 +15,7 @@ namespace {
 
 void RequireMap(const HeightMap& map) {
     RequireOneSize({"the height map", map.z});
-    if (map.z.cols > kMaxImageSide || map.z.rows > kMaxImageSide)
-        throw InputError(cv::format("a height map of %d x %d pixels is too large: its sides may have %d", map.z.cols,
-                                    map.z.rows, kMaxImageSide));
+    RequireSides("the height map", map.z.size());
     if (!std::isfinite(map.pitch) || map.pitch < 0)
         throw InputError(cv::format("the height map has a pitch of %g mm: it must be above 0", map.pitch));
     if (map.unit.empty()) throw InputError("the height map does not say the unit of its heights");

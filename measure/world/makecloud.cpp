@@ -28,6 +28,7 @@ void CheckSizes(const ProjectorCoordinates& seen, const Calibration& calibration
         throw InputError("there are no projector coordinates, neither columns nor rows");
     if (!seen.columns.empty()) RequireOneSize({"the columns", seen.columns}, {{"the rows", seen.rows, kOptional}});
     const cv::Size size = seen.columns.empty() ? seen.rows.size() : seen.columns.size(), own = calibration.cameraSize;
+    RequireSides("the projector coordinates", size);
     if (!own.empty() && own != size)
         throw InputError(
             cv::format("the pictures have %d x %d pixels, the calibrated camera has %d x %d: were they "

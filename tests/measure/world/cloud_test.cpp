@@ -174,6 +174,11 @@ TEST(Cloud, RefusesWhatDoesNotFit) {
          [](auto&, Calibration& c) {
              c.cameraSize = {1936, 1216};
          }},
+        {"1 x 40000 pixels, a side may have 32767",
+         [](auto& seen, Calibration& c) {
+             seen = {cv::Mat1f(40000, 1, 900.0f), {}};
+             c.cameraSize = {};
+         }},
         {"rotation", [](auto&, Calibration& c) { c.rotation = cv::Matx33d::zeros(); }},
         {"decode the other direction", [](auto& seen, auto&) { seen.columns.release(); }},
     };
