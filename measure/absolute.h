@@ -59,7 +59,8 @@ struct OrderDecision {
 // + 2 π k), wrapped, and q_i the ratio of the periods, the one with the least sum of r_i² / σ_i², the error that all
 // have in common by the finest phase φ_h taken off. `noise` is that of one frame in grey levels; σ_i follows from it
 // and the modulation. A single set needs a centre, unless there is one order only. Throws InputError when sizes do not
-// fit, for periods that are not above 0 or below the first one, a noise below 0, and counts out of 1 to 32767.
+// fit, for periods that are not above 0 or below the first one, fewer than one frame, an origin that is no number, a
+// noise below 0, and counts of orders out of 1 to 32767.
 MEASURE_API OrderDecision DecideOrders(const std::vector<PhaseSet>& sets, const OrderRange& range, double noise,
                                        const Progress& progress = {});
 
@@ -91,8 +92,9 @@ struct GrownOrders {
 // stay as they are and grow over the others, smooth phases first. Areas of fewer than eight pixels count as nearly
 // known: neighbours may correct them by one, and where no neighbour asks for that they are invalid. The order of such a
 // pixel is what most of its neighbours say, its own one has half the weight of a neighbour. After the idea of
-// temporal-spatial unwrapping (Opt. Express 29, 20657 (2021)). `trust` has the values of Trust. Throws InputError when
-// sizes do not fit, for other values, and for options that are negative.
+// temporal-spatial unwrapping (Opt. Express 29, 20657 (2021)). `trust` has the values of Trust; where the phase is
+// no number, or 1e6 radians and more, it counts as eNoPhase. Throws InputError when sizes do not fit, for other values,
+// for a maxStep that is not above 0, and for other options that are negative.
 MEASURE_API GrownOrders GrowOrders(const cv::Mat1f& phase, const cv::Mat1s& order, const cv::Mat1b& trust,
                                    const GrowthOptions& options = {}, const Progress& progress = {});
 

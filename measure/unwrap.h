@@ -61,7 +61,8 @@ struct RegionOptions {
 };
 
 // Grows areas along pixels of high quality, then joins them where their borders agree best. Finds the orders on phases
-// of 256 steps per period; a component may span 255 periods: throws InputError beyond.
+// of 256 steps per period; phases of 1e6 radians and more are excluded, too. Throws InputError for sides above 32767
+// pixels, for options out of their range, and where a component spans more than 255 periods.
 MEASURE_API Unwrapped UnwrapByRegions(const cv::Mat1f& phase, const cv::Mat1b& usable, const cv::Mat1b& quality,
                                       const RegionOptions& options = {}, const Progress& progress = {});
 

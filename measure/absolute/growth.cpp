@@ -14,6 +14,7 @@
 #include "measure/absolute/lifting.h"
 #include "measure/absolute/wrapping.h"
 #include "measure/base/arguments.h"
+#include "measure/base/phase.h"
 #include "measure/error.h"
 
 namespace measure {
@@ -262,9 +263,10 @@ GrownOrders GrowOrders(const cv::Mat1f& phase, const cv::Mat1s& order, const cv:
     double most = 0;
     cv::minMaxLoc(trust, nullptr, &most);
     RequireNumber(most <= static_cast<double>(eTrusted), "a value of the trust", most, "one of Trust, 0 to 3");
+    cv::Mat1b own = trust.clone();
+    own.setTo(eNoPhase, ~(cv::abs(phase) < kLeastHugePhase));  // also where it is no number
     SpareImages none;
-    return GrowOrders(phase.isContinuous() ? phase : cv::Mat1f(phase.clone()), order, trust.clone(), options, none,
-                      progress);
+    return GrowOrders(phase.isContinuous() ? phase : cv::Mat1f(phase.clone()), order, own, options, none, progress);
 }
 
 GrownOrders GrowOrders(const cv::Mat1f& phase, const cv::Mat1s& order, cv::Mat1b trust, const GrowthOptions& options,

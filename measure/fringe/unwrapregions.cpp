@@ -7,6 +7,7 @@
 #include "ipbase/base/watch.h"
 #include "ipbase/ipLUnwrap.h"
 #include "measure/base/arguments.h"
+#include "measure/base/phase.h"
 #include "measure/fringe/components.h"
 #include "measure/fringe/rowbands.h"
 #include "measure/image.h"
@@ -67,7 +68,7 @@ void FillPlanes(const cv::Mat1f& phase, const cv::Mat1b& usable, Planes& planes)
     ForRowBands(phase.size(), {}, "", [&](const cv::Range& range) {
         for (int y = range.start; y < range.end; ++y) {
             for (int x = 0; x < phase.cols; ++x) {
-                const bool use = usable(y, x) && std::abs(phase(y, x)) < 1e6f;  // false for NaN
+                const bool use = usable(y, x) && std::abs(phase(y, x)) < kLeastHugePhase;  // false for NaN
                 const int step = use ? static_cast<int>(std::floor(phase(y, x) * stepsPerRadian + 0.5f)) : 0;
                 planes.steps(y, x) = static_cast<std::uint8_t>(step & 255);
                 planes.mask(y, x) = use ? 0 : 128;
@@ -101,9 +102,10 @@ Unwrapped UnwrapByRegions(const cv::Mat1f& phase, const cv::Mat1b& usable, const
                           const RegionOptions& options, const Progress& progress) {
     RequireOneSize({"the phase", phase}, {{"the mask", usable}, {"the quality", quality}});
     RequireNotNegative("the least number of pixels of a component", options.minPixels);
-    if (phase.cols > 32767 || phase.rows > 32767) throw InputError("a side of the phase has more than 32767 pixels");
-    if (options.minQuality < 0 || options.minQuality > 254) throw InputError("the least quality is 0 to 254");
-    if (options.orderMode < 1 || options.orderMode > 8) throw InputError("the order mode is 1 to 8");
+    RequireSides("the phase", phase.size());
+    RequireNumber(options.minQuality >= 0 && options.minQuality <= 254, "the least quality", options.minQuality,
+                  "0 to 254");
+    RequireNumber(options.orderMode >= 1 && options.orderMode <= 8, "the order mode", options.orderMode, "1 to 8");
     progress.Report(kStage);
     Planes planes(phase.size());
     FillPlanes(phase, usable, planes);

@@ -693,6 +693,8 @@ TEST(Absolute, NeighboursCorrectSinglePixelsOnly) {
     trust(cv::Rect(5, 0, 10, 5)) = eNoPhase;
     const cv::Point corners[] = {{0, 0}, {59, 0}, {0, 39}, {59, 39}};
     for (const cv::Point at : corners) order(at) = 9, trust(at) = eDoubtful;
+    int x = 20;
+    for (const float none : {NAN, INFINITY, -2e6f}) phase(25, x++) = none;
     const GrownOrders grown = GrowOrders(phase, order, trust);
     const auto orderOf = [&](int y, int x) { return std::lround((grown.absolute(y, x) - phase(y, x)) / (2 * CV_PI)); };
     for (const cv::Point at : corners) EXPECT_EQ(orderOf(at.y, at.x), at.x == 0 ? 5 : 7) << at;
@@ -704,6 +706,7 @@ TEST(Absolute, NeighboursCorrectSinglePixelsOnly) {
     EXPECT_EQ(cv::countNonZero(grown.mask(cv::Rect(24, 30, 3, 3))), 0);
     EXPECT_FALSE(grown.mask(30, 10));
     EXPECT_FALSE(grown.mask(2, 7));
+    EXPECT_EQ(cv::countNonZero(grown.mask(cv::Rect(20, 25, 4, 1))), 1);
     EXPECT_EQ(grown.corrected, 7);
     EXPECT_EQ(grown.contradicted, 9);
 
