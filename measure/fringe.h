@@ -94,7 +94,8 @@ MEASURE_API Ripple EstimateRipple(const FringePhase& phase, const Progress& prog
 MEASURE_API std::string WhyUnknown(const Ripple& ripple);
 
 // The ripple as one line of JSON: "known"; "radians", the amplitude, and that of every one of the "harmonics"
-// ("of_phase": how many times the phase), null where it is not known; "foreign_radians"; "periods_in_view".
+// ("of_phase": how many times the phase), null where it is not known; "foreign_radians"; "periods_in_view". Throws
+// InputError unless every harmonic has finite amplitudes.
 MEASURE_API std::string SummaryOf(const Ripple& ripple);
 
 // Adds the correction to phase.phase, everywhere, and wraps it again. What shifts the phase also lets the modulation
@@ -104,12 +105,13 @@ MEASURE_API std::string SummaryOf(const Ripple& ripple);
 // freed of that are added to phase.usable, so that surfaces near the limit have no holes at some phases;
 // phase.modulation stays as it was measured. With other than equal steps the ripple does not tell the swing, the usable
 // pixels stay. Does nothing when the ripple is not worth correcting. The ripple of another set must come from the same
-// shifts: throws InputError otherwise, and when images of the phase are missing or differ in size.
+// shifts: throws InputError otherwise, unless every harmonic has finite amplitudes, and when images of the phase are
+// missing or differ in size. When it is stopped, the phase is corrected in part and of no use any more.
 MEASURE_API void CorrectRipple(FringePhase& phase, const Ripple& ripple, const Progress& progress = {});
 
 // The fringe contrast c = min(1, B / (A + 1)), A and B as means over 3 x 3 pixels, NaN where A or B is. With the ripple
 // that has been corrected in the phase, the swing of B with the phase that comes with it, and is no change of contrast,
-// is taken off. Throws InputError when images differ in size.
+// is taken off. Throws InputError when images differ in size, and for a ripple that CorrectRipple does not take.
 MEASURE_API cv::Mat1f FringeContrast(const FringePhase& phase, const Ripple& ripple = {});
 
 }  // namespace measure

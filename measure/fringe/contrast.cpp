@@ -7,11 +7,13 @@
 #include "measure/fringe/harmonics.h"
 #include "measure/fringe/neighboursums.h"
 #include "measure/fringe/phaserows.h"
+#include "measure/fringe/ripplechecks.h"
 #include "measure/fringe/rowbands.h"
 
 namespace measure {
 
 cv::Mat1f FringeContrast(const FringePhase& phase, const Ripple& ripple) {
+    RequireRippleOf(ripple, phase.shifts);
     const bool swings = ripple.IsWorthCorrecting() && EqualSteps(phase.shifts) != 0;
     RequireOneSize({"the mean", phase.mean}, {{"the modulation", phase.modulation}});
     if (swings) RequireOneSize({"the mean", phase.mean}, {{"the phase", phase.phase}});

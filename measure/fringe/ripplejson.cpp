@@ -2,6 +2,8 @@
 
 #include <cmath>
 
+#include "measure/fringe/ripplechecks.h"
+
 namespace measure {
 namespace {
 
@@ -10,6 +12,7 @@ double Rounded(double value) { return std::nearbyint(value * 1e6) / 1e6; }
 }  // namespace
 
 Json ToJson(const Ripple& ripple) {
+    RequireRipple(ripple);
     const auto orNull = [&](double value) { return ripple.known ? Json(Rounded(value)) : Json(nullptr); };
     Json harmonics = Json::array(), foreign = Json::array();
     for (std::size_t i = 0; i < ripple.harmonics.size(); ++i)
