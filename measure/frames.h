@@ -20,7 +20,7 @@ struct FrameFiles {
 
 // The files of frames that words stand for: a file is itself, a folder its pictures, a word with *, ? or [...] in its
 // last part the files that match it. Folders and patterns are sorted naturally, files keep their places. Throws
-// InputError for a folder or pattern without pictures.
+// InputError for a folder or pattern without pictures, and for names that cannot be looked up.
 MEASURE_API FrameFiles FindFrames(const std::vector<std::string>& words);
 
 // The bits of the camera, 8, 10, 12 or 14, that frames of 16-bit files seem to come from, by their largest grey level;

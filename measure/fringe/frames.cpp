@@ -66,8 +66,11 @@ bool Matches(const char* pattern, const char* name) {
 std::vector<std::string> Expand(const std::string& word) {
     const fs::path path(word);
     const std::string pattern = path.filename().string();
-    const bool isPattern = pattern.find_first_of("*?[") != std::string::npos && !fs::exists(path);
-    const bool isFolder = fs::is_directory(path);
+    std::error_code error;
+    const fs::file_status status = fs::status(path, error);
+    const bool isPattern = pattern.find_first_of("*?[") != std::string::npos && !fs::exists(status);
+    if (!isPattern && !fs::status_known(status)) throw InputError(word + ": cannot be read: " + error.message());
+    const bool isFolder = fs::is_directory(status);
     if (!isPattern && !isFolder) return {word};
     const fs::path folder = isFolder ? path : path.has_parent_path() ? path.parent_path() : fs::path(".");
     std::vector<std::string> files;

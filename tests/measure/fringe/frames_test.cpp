@@ -6,6 +6,7 @@
 
 #include "measure/error.h"
 #include "tests/support/folder.h"
+#include "tests/support/refusal.h"
 
 namespace {
 
@@ -51,7 +52,9 @@ TEST_F(Frames, FoldersPatternsAndLists) {
         EXPECT_EQ(names, row.files);
         EXPECT_EQ(found.looksMisordered, row.misordered);
     }
-    EXPECT_THROW(measure::FindFrames({in("x*")}), measure::InputError);
+    std::filesystem::create_symlink(File("loop"), File("loop"));
+    for (const std::string& word : {in("x*"), in("loop"), in(std::string(300, 'f'))})
+        test::ExpectRefusal([&] { measure::FindFrames({word}); }, word);
 }
 
 TEST_F(Frames, CameraBits) {
