@@ -161,7 +161,7 @@ private:
     template <class Visit>
     void ForBands(const Progress& progress, double share, const Visit& visit) const {
         constexpr int kPixelsPerStretch = 1 << 23;
-        const int count = CountBands(mPhase), stretch = kPixelsPerStretch / (kBandRows * mPhase.cols) + 1;
+        const int count = CountBands(mPhase), stretch = kPixelsPerStretch / kBandRows / mPhase.cols + 1;
         for (int first = 0; first < count; first += stretch) {
             progress.Report("joining pixels", share + 0.2 * first / count);
             cv::parallel_for_({first, std::min(first + stretch, count)}, [&](const cv::Range& bands) {
