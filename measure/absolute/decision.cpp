@@ -53,7 +53,7 @@ private:
         const double orders = mState.axis.length / mState.periods[0];
         if (!mState.axis.gray) {
             const auto all = static_cast<int>(std::ceil(orders - 1e-3)) + 1;
-            mIsRing = mState.repeat > 0 && mState.repeat <= 2 * all;
+            mIsRing = mState.repeat > 0 && mState.repeat <= std::min(2 * all, kMostOrders);
             return mIsRing ? mState.repeat : all;
         }
         const double wanted = std::min(mState.DistinctOrders(), 2 * mState.axis.gray->cell / mState.periods[0]);

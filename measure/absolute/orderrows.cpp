@@ -213,12 +213,7 @@ private:
     std::vector<float> mPhase, mDifference, mWeight;
 };
 
-}  // namespace
-
-namespace {
-
 void RequireSets(const std::vector<PhaseSet>& sets, const OrderRange& range, double noise) {
-    constexpr int kMostOrders = std::numeric_limits<std::int16_t>::max();
     if (sets.empty()) throw InputError("orders need at least one set of fringes");
     RequireNumber(range.count >= 1 && range.count <= kMostOrders, "the number of possible orders", range.count,
                   "1 to 32767");

@@ -9,6 +9,7 @@
 #include "measure/absolute/checks.h"
 #include "measure/absolute/coding.h"
 #include "measure/absolute/noise.h"
+#include "measure/absolute/orderrows.h"
 #include "measure/absolute/sharedripple.h"
 #include "measure/error.h"
 #include "measure/fringe/correctripple.h"
@@ -41,8 +42,9 @@ void SortSets(DecodeState& state) {
     result.period = finest;
     result.direction = state.axis.direction;
     result.length = length;
-    if (length / finest > 30000)
-        throw InputError("length: more than 30000 periods of the finest set cannot be told apart");
+    if (length / finest > kMostOrders - 1)  // the last one may be there in part
+        throw InputError(
+            cv::format("length: more than %d periods of the finest set cannot be told apart", kMostOrders - 1));
     state.repeat = FindRepeat(state.periods, length);
     if (state.axis.gray) return RequireNarrowCells(state);
     const bool isCovered = state.repeat == 0 || state.repeat * finest >= length * (1 - 1e-3);
