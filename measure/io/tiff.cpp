@@ -51,8 +51,9 @@ Bytes EncodeTiff(const cv::Mat& image, const Progress& progress) {
     const cv::Mat& pixels = swapped.empty() ? image : swapped;
     const auto rowBytes = static_cast<std::uint32_t>(static_cast<std::size_t>(pixels.cols) * pixels.elemSize());
     const std::uint32_t rowsPerStrip = std::max(1U, kStripBytes / rowBytes);
-    constexpr std::size_t kTagBytes = 4096;
-    TiffMemory memory(image.total() * image.elemSize() + kTagBytes);
+    constexpr std::size_t kTagBytes = 4096, kBytesPerStrip = 8;  // its place and size
+    const std::size_t strips = static_cast<std::size_t>(pixels.rows) / rowsPerStrip + 1;
+    TiffMemory memory(image.total() * image.elemSize() + kTagBytes + kBytesPerStrip * strips);
     TIFF* const tiff = memory.Get();
     if (!tiff) throw std::bad_alloc();
     const std::pair<std::uint32_t, std::uint32_t> tags[] = {
@@ -68,6 +69,7 @@ Bytes EncodeTiff(const cv::Mat& image, const Progress& progress) {
         {TIFFTAG_ROWSPERSTRIP, rowsPerStrip},
     };
     for (const auto& [tag, value] : tags) TIFFSetField(tiff, tag, value);
+    const auto fail = [&] { throw OutputError("the picture cannot be encoded as TIFF: " + memory.Error()); };
     Bytes strip;
     for (int y = 0; y < pixels.rows; y += static_cast<int>(rowsPerStrip)) {
         progress.Report("encoding a picture", static_cast<double>(y) / pixels.rows);
@@ -75,10 +77,11 @@ Bytes EncodeTiff(const cv::Mat& image, const Progress& progress) {
         strip.clear();
         for (int row = y; row < end; ++row) strip.insert(strip.end(), pixels.ptr(row), pixels.ptr(row) + rowBytes);
         const auto number = static_cast<std::uint32_t>(y) / rowsPerStrip;
-        if (TIFFWriteEncodedStrip(tiff, number, strip.data(), static_cast<tmsize_t>(strip.size())) < 0)
-            throw OutputError("the picture cannot be encoded as TIFF: " + memory.Error());
+        if (TIFFWriteEncodedStrip(tiff, number, strip.data(), static_cast<tmsize_t>(strip.size())) < 0) fail();
     }
-    return memory.Close();
+    Bytes bytes = memory.Close();  // writes the directory
+    if (!memory.Error().empty()) fail();
+    return bytes;
 }
 
 }  // namespace measure

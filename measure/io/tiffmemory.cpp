@@ -41,9 +41,7 @@ Bytes TiffMemory::Close() {
 
 int TiffMemory::Note(TIFF*, void* self, const char*, const char* format, va_list arguments) {
     auto& error = static_cast<TiffMemory*>(self)->mError;
-    char text[256];
-    std::vsnprintf(text, sizeof text, format, arguments);
-    if (error.empty()) error = text;
+    if (error[0] == '\0') std::vsnprintf(error.data(), error.size(), format, arguments);
     return 1;
 }
 
@@ -56,14 +54,17 @@ tmsize_t TiffMemory::Read(thandle_t self, void* data, tmsize_t size) {
     return static_cast<tmsize_t>(count);
 }
 
-tmsize_t TiffMemory::Write(thandle_t self, void* data, tmsize_t size) {
+// No exception may pass through libtiff.
+tmsize_t TiffMemory::Write(thandle_t self, void* data, tmsize_t size) try {
     TiffMemory& m = Self(self);
-    if (m.mRead) return 0;
+    if (m.mRead || size < 0) return 0;
     const std::size_t end = m.mAt + static_cast<std::size_t>(size);
     if (m.mWritten.size() < end) m.mWritten.resize(end);
     std::memcpy(m.mWritten.data() + m.mAt, data, static_cast<std::size_t>(size));
     m.mAt = end;
     return size;
+} catch (const std::exception&) {
+    return 0;
 }
 
 toff_t TiffMemory::Seek(thandle_t self, toff_t offset, int whence) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <tiffio.h>
+#include <array>
 #include <memory>
 #include <string>
 
@@ -20,8 +21,8 @@ public:
     // Null when the bytes are no TIFF file.
     TIFF* Get() const { return mTiff; }
     // The first error that libtiff has reported, or an empty text.
-    const std::string& Error() const { return mError; }
-    // Completes what was written.
+    std::string Error() const { return mError.data(); }
+    // Completes what was written, unless there is an error.
     Bytes Close();
 
 private:
@@ -35,7 +36,7 @@ private:
     const Bytes* mRead = nullptr;
     Bytes mWritten;
     std::size_t mAt = 0;
-    std::string mError;
+    std::array<char, 256> mError{};
     TIFF* mTiff = nullptr;
 };
 
