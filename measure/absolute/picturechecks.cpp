@@ -46,9 +46,8 @@ void CheckDescription(const CodedAxis& axis) {
 }
 
 void CheckPictures(const CodedAxis& axis, const AxisPictures& pictures) {
-    if (pictures.sines.size() != axis.sines.size() || pictures.sines[0].empty())
-        throw InputError("sines: " + std::to_string(pictures.sines.size()) + " sets of pictures for " +
-                         std::to_string(axis.sines.size()) + " in the description");
+    RequireOneLength("the sets of pictures", pictures.sines.size(), "sines", axis.sines.size());
+    if (pictures.sines[0].empty()) throw InputError(NameOf(0) + ".frames: there are no pictures");
     const PictureComparison comparison(pictures.sines[0][0]);
     for (std::size_t i = 0; i < axis.sines.size(); ++i)
         comparison.CompareAll(NameOf(i) + ".frames", pictures.sines[i], axis.sines[i].shifts.size());

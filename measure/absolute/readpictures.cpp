@@ -3,7 +3,7 @@
 #include <utility>
 
 #include "measure/absolute.h"
-#include "measure/error.h"
+#include "measure/fringe/framepixels.h"
 #include "measure/io.h"
 
 namespace measure {
@@ -25,7 +25,7 @@ public:
                 const auto& [file, picture] = mJobs[static_cast<std::size_t>(i)];
                 try {
                     *picture = ReadPicture(file);
-                    if (picture->depth() == CV_32S) throw InputError(file + ": has 8-bit, 16-bit or float pixels");
+                    RequireFringePixels(file, *picture);
                 } catch (...) {
                     errors[static_cast<std::size_t>(i)] = std::current_exception();
                 }

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <opencv2/core.hpp>
+#include <string>
 
 #include "measure/fringe.h"
 
@@ -9,6 +10,9 @@ namespace measure {
 
 // Three frames or more, all of one size and of a type that frames have, and as many shifts: else throws InputError.
 void RequireFrames(const FringeSet& set);
+
+// Throws InputError, with the name of the picture, unless its pixels are of a type that frames have.
+void RequireFringePixels(const std::string& name, const cv::Mat& picture);
 
 // Calls function(Pixel()) for the type of the pixels of a frame: 8 bits, 16 bits or float, the types that frames have.
 template <class Function>

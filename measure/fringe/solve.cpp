@@ -12,27 +12,36 @@
 #include "measure/fringe/solve.h"
 #include "measure/fringe/usabletiles.h"
 #include "measure/fringe/weights.h"
+#include "measure/io.h"
 
 namespace measure {
 
 void RequireFrames(const FringeSet& set) {
     const std::size_t count = set.frames.size();
     if (count < 3) throw InputError(cv::format("at least three fringe pictures are needed, %zu given", count));
-    if (set.shifts.size() != count)
-        throw InputError(cv::format("%zu phase shifts are given for %zu frames", set.shifts.size(), count));
+    RequireOneLength("the phase shifts", set.shifts.size(), "the frames", count);
     for (const double shift : set.shifts) RequireFinite("a phase shift", shift);
     const cv::Mat& first = set.frames.front();
     for (std::size_t k = 0; k < count; ++k)
         RequireOneKind({"frames[0]", first}, {{cv::format("frames[%zu]", k), set.frames[k]}});
-    if (first.type() != CV_8UC1 && first.type() != CV_16UC1 && first.type() != CV_32FC1)
-        throw InputError("fringe pictures have one channel of 8 bits, 16 bits or floats");
+    RequireFringePixels("frames[0]", first);
+}
+
+void RequireFringePixels(const std::string& name, const cv::Mat& picture) {
+    const int type = picture.type();
+    if (type == CV_8UC1 || type == CV_16UC1 || type == CV_32FC1) return;
+    const std::string channels = picture.channels() > 1 ? cv::format(" of %d channels", picture.channels()) : "";
+    throw InputError(name + ": a fringe picture has one channel of 8-bit, 16-bit or float pixels, this one has " +
+                     PixelTypeName(picture) + " pixels" + channels);
 }
 
 namespace {
 
 double FullScale(const FringeLimits& limits, int depth) {
-    for (const double share : {limits.fullScale, limits.minModulation, limits.minMean, limits.saturation})
-        if (!(share >= 0 && std::isfinite(share))) throw InputError("a limit for fringe pictures is below 0");
+    RequireNotNegative("the full scale", limits.fullScale);
+    RequireNotNegative("the least modulation", limits.minModulation);
+    RequireNotNegative("the least mean", limits.minMean);
+    RequireNotNegative("the saturation", limits.saturation);
     if (depth != CV_32F && limits.fullScale > (depth == CV_8U ? 255.0 : 65535.0))
         throw InputError(cv::format("a full scale of %g is more than pictures of %d bits hold", limits.fullScale,
                                     depth == CV_8U ? 8 : 16));

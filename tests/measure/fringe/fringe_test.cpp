@@ -352,11 +352,11 @@ TEST(Fringe, Refusals) {
     };
     const std::vector<Row> table{
         {"at least three", [](auto& s, auto&) { s.frames.resize(2); }},
-        {"3 phase shifts are given for 4", [](auto& s, auto&) { s.shifts.pop_back(); }},
+        {"the phase shifts: 3, but the frames: 4", [](auto& s, auto&) { s.shifts.pop_back(); }},
         {"same size", [](auto& s, auto&) { s.frames[2] = s.frames[2].rowRange(0, 60); }},
         {"same pixel type", [](auto& s, auto&) { s.frames[2].convertTo(s.frames[2], CV_16U); }},
         {"frames[3]: there are no pixels", [](auto& s, auto&) { s.frames[3].release(); }},
-        {"one channel",
+        {"frames[0]: a fringe picture has one channel of 8-bit, 16-bit or float pixels, this one has double",
          [](auto& s, auto&) {
              for (cv::Mat& frame : s.frames) frame.convertTo(frame, CV_64F);
          }},
@@ -365,8 +365,8 @@ TEST(Fringe, Refusals) {
              s.shifts = {0, 1, 2 * CV_PI, 1 - 2 * CV_PI};
          }},
         {"a phase shift is nan", [](auto& s, auto&) { s.shifts[0] = NAN; }},
-        {"below 0", [](auto&, auto& l) { l.minMean = -1; }},
-        {"below 0", [](auto&, auto& l) { l.fullScale = NAN; }},
+        {"the least mean is -1", [](auto&, auto& l) { l.minMean = -1; }},
+        {"the full scale is nan", [](auto&, auto& l) { l.fullScale = NAN; }},
         {"full scale",
          [](auto& s, auto&) {
              for (cv::Mat& frame : s.frames) frame.convertTo(frame, CV_32F);
