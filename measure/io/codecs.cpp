@@ -41,6 +41,10 @@ Extent ExtentOfBmp(const Bytes& bytes) {
 Extent ExtentOfJpeg(const Bytes& bytes) {
     for (std::size_t at = 2; at + 10 <= bytes.size() && bytes[at] == 0xff;) {
         const std::uint8_t marker = bytes[at + 1];
+        if (marker == 0xff) {  // fills up
+            ++at;
+            continue;
+        }
         const bool isFrame = marker >= 0xc0 && marker <= 0xcf && marker != 0xc4 && marker != 0xc8 && marker != 0xcc;
         if (isFrame)
             return {Number(bytes, at + 7, 2, true), Number(bytes, at + 5, 2, true), bytes[at + 9] > 1 ? 3U : 1U};

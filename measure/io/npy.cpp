@@ -81,12 +81,16 @@ const Element& FindElement(const std::string& descr, const std::string& file) {
                      "' is not supported (use bool, uint8, uint16, int32, float32 or float64)");
 }
 
-// Where the numbers stand in the other byte order: a copy with their bytes reversed.
-Bytes Reversed(const std::uint8_t* data, std::size_t count, std::size_t bytes) {
-    Bytes reversed(data, data + count * bytes);
-    for (std::size_t i = 0; i < count; ++i)
-        std::reverse(reversed.data() + i * bytes, reversed.data() + (i + 1) * bytes);
-    return reversed;
+void ReverseBytes(std::uint8_t* data, std::size_t count, std::size_t bytes) {
+    for (std::size_t i = 0; i < count; ++i) std::reverse(data + i * bytes, data + (i + 1) * bytes);
+}
+
+// A copy of elements that stand column by column or in the other byte order; each is a pixel of so many bytes.
+cv::Mat InOrder(const cv::Mat& elements, bool isTransposed, bool isReversed, const std::string& file) {
+    RequireMemory(file, static_cast<double>(elements.total() * elements.elemSize()));
+    const cv::Mat ordered = isTransposed ? cv::Mat(elements.t()) : elements.clone();
+    if (isReversed) ReverseBytes(ordered.data, ordered.total(), ordered.elemSize());
+    return ordered;
 }
 
 }  // namespace
@@ -121,16 +125,14 @@ cv::Mat DecodeNpy(const Bytes& bytes, const std::string& file) {
         throw InputError(damaged + "it holds fewer pixels than its header says");
     RequireReadableSize(columns, rows, file);
 
-    const std::uint8_t* data = bytes.data() + start + length;
+    const std::uint8_t* const data = bytes.data() + start + length;
     const bool isLittle = header.descr[0] == '<' || (header.descr[0] != '>' && IsLittleEndian());
-    Bytes reversed;
-    if (isLittle != IsLittleEndian() && element.bytes > 1) {
-        reversed = Reversed(data, rows * columns, element.bytes);
-        data = reversed.data();
-    }
+    const bool isReversed = isLittle != IsLittleEndian() && element.bytes > 1;
     const cv::Size size(static_cast<int>(columns), static_cast<int>(rows));
-    if (!header.fortranOrder) return element.read(data, size, file);
-    return element.read(data, {size.height, size.width}, file).t();
+    if (!header.fortranOrder && !isReversed) return element.read(data, size, file);
+    const cv::Mat elements(header.fortranOrder ? cv::Size(size.height, size.width) : size,
+                           CV_8UC(static_cast<int>(element.bytes)), const_cast<std::uint8_t*>(data));
+    return element.read(InOrder(elements, header.fortranOrder, isReversed, file).data, size, file);
 }
 
 Bytes EncodeNpy(const cv::Mat& image) {
@@ -155,10 +157,7 @@ Bytes EncodeNpy(const cv::Mat& image) {
     add(length);
     add(header);
     for (int y = 0; y < image.rows; ++y) bytes.insert(bytes.end(), image.ptr(y), image.ptr(y) + rowBytes);
-    if (!IsLittleEndian()) {
-        const Bytes swapped = Reversed(bytes.data() + bytes.size() - count * element->bytes, count, element->bytes);
-        std::copy(swapped.begin(), swapped.end(), bytes.end() - static_cast<std::ptrdiff_t>(swapped.size()));
-    }
+    if (!IsLittleEndian()) ReverseBytes(bytes.data() + bytes.size() - count * element->bytes, count, element->bytes);
     return bytes;
 }
 

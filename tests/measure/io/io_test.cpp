@@ -415,8 +415,16 @@ TEST_F(Io, ReadsArraysOfEveryKind) {
         {"|u1", Numbers<uchar>({255, 0, 255, 255, 0, 255}), "False", flags},
     };
     for (const auto& c : cases) {
-        const std::string npy = test::Npy(c.descr, "(2, 3)", c.data, c.order);
-        EXPECT_TRUE(AreSame(ReadPicture(Write("x.npy", npy)), c.expected)) << c.descr << c.order;
+        const std::string npy = test::Npy(c.descr, "(2, 3)", c.data, c.order), row = std::string(c.descr) + c.order;
+        const bool isOtherwise = c.descr[0] == '>' || c.order == std::string("True");
+        double asked = 0;
+        SetMemoryCheck([&](auto&, double bytes, cv::Size picture) {
+            asked += bytes;
+            EXPECT_TRUE(picture.empty() || picture == c.expected.size()) << row;
+        });
+        EXPECT_TRUE(AreSame(ReadPicture(Write("x.npy", npy)), c.expected)) << row;
+        SetMemoryCheck({});
+        EXPECT_EQ(asked, npy.size() + c.expected.total() * c.expected.elemSize() + (isOtherwise ? c.data.size() : 0));
         for (const bool deflate : {false, true})
             EXPECT_TRUE(AreSame(ReadPicture(Write("x.npz", Zip(npy, deflate))), c.expected)) << c.descr << deflate;
     }
@@ -544,10 +552,11 @@ TEST_F(Io, AsksBeforeItTakesMemory) {
         const char* name;
         int type;
         double bytes;
-    } cases[] = {{"x.png", CV_16U, 1200},  {"x.png", CV_8UC3, 1800},  {"x.tiff", CV_32F, 2400},
-                 {"x.npy", CV_32F, 2400},  {"x.bmp", CV_8U, 600},     {"x.bmp", CV_8UC3, 1800},
-                 {"x.jpg", CV_8U, 600},    {"x.jpg", CV_8UC3, 1800},  {"x.pgm", CV_8U, 600},
-                 {"x.ppm", CV_8UC3, 1800}, {"x.webp", CV_8UC3, 1800}, {"lossy.webp", CV_8UC3, 1800}};
+    } cases[] = {{"x.png", CV_16U, 1200},   {"x.png", CV_8UC3, 1800},  {"x.tiff", CV_32F, 2400},
+                 {"x.npy", CV_32F, 2400},   {"x.bmp", CV_8U, 600},     {"x.bmp", CV_8UC3, 1800},
+                 {"x.jpg", CV_8U, 600},     {"x.jpg", CV_8UC3, 1800},  {"x.pgm", CV_8U, 600},
+                 {"x.ppm", CV_8UC3, 1800},  {"x.webp", CV_8UC3, 1800}, {"lossy.webp", CV_8UC3, 1800},
+                 {"filled.jpg", CV_8U, 600}};
     for (const auto& c : cases) {
         const std::string file = File(c.name);
         const cv::Mat noise = Noise(30, 20, c.type);
@@ -555,6 +564,7 @@ TEST_F(Io, AsksBeforeItTakesMemory) {
             WritePicture(file, noise);
         else
             cv::imwrite(file, noise, {cv::IMWRITE_WEBP_QUALITY, c.name[0] == 'l' ? 80 : 101});
+        if (c.name[0] == 'f') WriteBytes(c.name, ReadText(c.name).insert(2, "\xff\xff"));  // before a marker
         const double size = static_cast<double>(std::filesystem::file_size(file));
         for (const cv::Size refused : {cv::Size(), cv::Size(30, 20)}) {
             SetMemoryCheck([&](const std::string& of, double bytes, cv::Size picture) {
