@@ -272,7 +272,8 @@ void KrSegment::Label(unsigned short label) {
 }
 
 void KrSegment::Number(KrAOI32* numbers, std::int32_t number) {
-    if (numbers) numbers->RequireWritable();
+    if (!numbers) return;
+    numbers->RequireWritable();
     if (mMarks.empty() || mLabelled || !HasImages()) return;
     const KrTSize<int> size = CommonRegion(numbers, mWork);
     VisitRegion([&](int x, int y) {
