@@ -15,7 +15,7 @@ class PictureBoard : public KrN::KrBoard {
 public:
     explicit PictureBoard(std::vector<std::string> files);
 
-    // An empty picture of the size and type of all.
+    // A picture of the size and type of all, to be filled.
     cv::Mat MakePicture() const;
 
     unsigned short GetIndex() const override { return 0; }

@@ -45,7 +45,8 @@ MEASURE_API Quantities QuantitiesOf(const PlaneFit& plane);
 // Of the centres of two spheres: sphere_distance, and sphere_distance_error against the calibrated one.
 MEASURE_API Quantities SphereDistance(const SphereFit& a, const SphereFit& b, double distance = 0);
 
-// The points of a height map in millimetres with a pitch, in the frame of a camera (x right, y down, z away).
+// The points of a height map, in the frame of a camera (x right, y down, z away). Throws InputError for heights that
+// are not in millimetres and for a map without a pitch, NothingUsable for one without heights.
 MEASURE_API Cloud PointsOf(const HeightMap& map);
 
 }  // namespace measure
