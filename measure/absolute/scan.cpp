@@ -7,6 +7,7 @@
 #include "measure/absolute/descriptionreader.h"
 #include "measure/error.h"
 #include "measure/frames.h"
+#include "measure/fringe.h"
 #include "measure/io/bytes.h"
 
 namespace measure {
@@ -14,7 +15,6 @@ namespace {
 
 using Paths = std::vector<std::filesystem::path>;
 
-constexpr double kPi = 3.14159265358979323846;
 constexpr double kMostPixels = 1e6;  // of a projector
 constexpr char kPixelCount[] = "above 0 and at most 1000000 projector pixels";
 constexpr std::size_t kMostFrames = 64;
@@ -78,7 +78,8 @@ private:
         set.frames = Frames(node.At("frames"), owners);
         if (set.frames.size() < 3) node.At("frames").Refuse(Counted(set.frames.size()) + ", at least 3 are needed");
         if (set.frames.size() > kMostFrames) node.At("frames").Refuse(Counted(set.frames.size()) + ", 64 are the most");
-        set.shifts = node.Has("shifts") ? Shifts(node.At("shifts"), set.frames.size()) : EqualSteps(set.frames.size());
+        set.shifts = node.Has("shifts") ? Shifts(node.At("shifts"), set.frames.size())
+                                        : EqualShifts(static_cast<int>(set.frames.size()));
         return set;
     }
 
@@ -113,20 +114,13 @@ private:
         return std::to_string(count) + (count == 1 ? " picture is given" : " pictures are given");
     }
 
-    static std::vector<double> EqualSteps(std::size_t count) {
-        std::vector<double> shifts;
-        for (std::size_t k = 0; k < count; ++k)
-            shifts.push_back(2 * kPi * static_cast<double>(k) / static_cast<double>(count));
-        return shifts;
-    }
-
     static std::vector<double> Shifts(const DescriptionNode& node, std::size_t frames) {
         if (node.Count() != frames)
             node.Refuse(std::to_string(node.Count()) + " shifts for " + std::to_string(frames) + " frames");
         std::vector<double> shifts;
         const auto isAngle = [](double v) { return std::abs(v) <= 1e6; };
         for (std::size_t k = 0; k < frames; ++k)
-            shifts.push_back(node.At(k).Number(isAngle, "at most 1000000 degrees") * kPi / 180);
+            shifts.push_back(node.At(k).Number(isAngle, "at most 1000000 degrees") * CV_PI / 180);
         return shifts;
     }
 

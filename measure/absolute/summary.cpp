@@ -5,11 +5,6 @@
 #include "measure/fringe/ripplejson.h"
 
 namespace measure {
-namespace {
-
-double Rounded(double value) { return std::nearbyint(value * 1e6) / 1e6; }
-
-}  // namespace
 
 std::string SummaryOf(const AbsolutePhase& result) {
     const double pixels = std::max(static_cast<double>(result.mask.total()), 1.0);

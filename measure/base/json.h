@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cmath>
 #include <filesystem>
 #include <nlohmann/json.hpp>
 #include <string>
@@ -15,6 +16,9 @@ using Json = nlohmann::ordered_json;
 inline std::string JsonText(const Json& json, int indent = 2) {
     return json.dump(indent, ' ', false, Json::error_handler_t::replace);
 }
+
+// As summaries hold numbers: six digits behind the point.
+inline double Rounded(double value) { return std::nearbyint(value * 1e6) / 1e6; }
 
 // The name of a file, by which it shall be found again: so it throws InputError where JSON cannot hold it as it is.
 inline std::string NameInJson(const std::filesystem::path& name) try {

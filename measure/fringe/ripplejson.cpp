@@ -5,11 +5,6 @@
 #include "measure/fringe/ripplechecks.h"
 
 namespace measure {
-namespace {
-
-double Rounded(double value) { return std::nearbyint(value * 1e6) / 1e6; }
-
-}  // namespace
 
 Json ToJson(const Ripple& ripple) {
     RequireRipple(ripple);

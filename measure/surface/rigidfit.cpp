@@ -9,6 +9,7 @@
 #include "measure/surface.h"
 #include "measure/surface/sampling.h"
 #include "measure/surface/statistics.h"
+#include "measure/world/rotation.h"
 
 namespace measure {
 namespace {
@@ -19,20 +20,10 @@ constexpr std::size_t kLeastPoints = 100;
 constexpr double kSmallestStep = 1e-4;  // of the pitch
 constexpr double kUndetermined = 1e-6;  // of the strongest direction: shapes that can be moved without a difference
 
-using Vec6d = cv::Vec<double, 6>;
-
 struct Pair {
-    Vec6d derivatives;  // of the distance to the tangent plane, by rotation (times the size) and translation
+    cv::Vec6d derivatives;  // of the distance to the tangent plane, by rotation (times the size) and translation
     double distance = 0;
 };
-
-cv::Matx33d RotationBy(const cv::Vec3d& axis) {
-    const double angle = cv::norm(axis);
-    if (angle == 0) return cv::Matx33d::eye();
-    const cv::Vec3d u = axis / angle;
-    const cv::Matx33d cross(0, -u[2], u[1], u[2], 0, -u[0], -u[1], u[0], 0);
-    return cv::Matx33d::eye() + std::sin(angle) * cross + (1 - std::cos(angle)) * cross * cross;
-}
 
 class Fitting {
 public:
@@ -98,7 +89,7 @@ private:
             limit = std::max(kOutlierLimit * static_cast<double>(spread.sigma), 1e-6 * mReference.pitch);
         }
         cv::Matx<double, 6, 6> normal = cv::Matx<double, 6, 6>::zeros();
-        Vec6d right;
+        cv::Vec6d right;
         double count = 0;
         for (const Pair& pair : mPairs) {
             if (std::abs(pair.distance - centre) > limit) continue;
@@ -106,23 +97,23 @@ private:
             right -= pair.distance * pair.derivatives;
             count += 1;
         }
-        const Vec6d step = SolveWhatIsDetermined(normal * (1 / count), right * (1 / count));
+        const cv::Vec6d step = SolveWhatIsDetermined(normal * (1 / count), right * (1 / count));
         const cv::Vec3d turn = cv::Vec3d(step[0], step[1], step[2]) / mSize, shift(step[3], step[4], step[5]);
         // The motion turns about the centre where it is now.
-        const cv::Matx33d rotation = RotationBy(turn);
+        const cv::Matx33d rotation = RotationOf(turn);
         mFit.motion.rotation = rotation * mFit.motion.rotation;
         mFit.motion.translation = rotation * mFit.motion.translation + shift;
         return cv::norm(turn) * mSize + cv::norm(shift);
     }
 
-    static Vec6d SolveWhatIsDetermined(const cv::Matx<double, 6, 6>& normal, const Vec6d& right) {
+    static cv::Vec6d SolveWhatIsDetermined(const cv::Matx<double, 6, 6>& normal, const cv::Vec6d& right) {
         cv::Vec<double, 6> values;
         cv::Matx<double, 6, 6> vectors;
         cv::eigen(normal, values, vectors);
-        Vec6d solution;
+        cv::Vec6d solution;
         for (int i = 0; i < 6; ++i) {
             if (!(values[i] > kUndetermined * values[0])) continue;
-            const Vec6d direction(vectors.row(i).val);
+            const cv::Vec6d direction(vectors.row(i).val);
             solution += direction * (direction.dot(right) / values[i]);
         }
         return solution;

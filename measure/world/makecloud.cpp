@@ -183,8 +183,6 @@ private:
     std::atomic<int> mOutside{0}, mDropped{0}, mSeenPixels{0};
 };
 
-double Rounded(double value) { return std::nearbyint(value * 1e6) / 1e6; }
-
 }  // namespace
 
 cv::Mat1f CoordinatesOf(const cv::Mat1f& phase, double period, double origin, int direction) {

@@ -23,13 +23,6 @@ struct Judged {
     cv::Size size;
 };
 
-// On one line, as an entry of another object.
-std::string Inline(const std::vector<SummaryEntry>& entries) {
-    std::string text;
-    for (const auto& [key, value] : entries) text += (text.empty() ? "" : ", ") + JsonText(key) + ": " + value;
-    return "{" + text + "}";
-}
-
 template <class Values, class ToText>
 std::string Lines(const Values& values, const ToText& toText) {
     std::string text;
@@ -43,21 +36,21 @@ std::string ToJson(const Judged& judged) {
     const auto setToText = [&](const measure::FringeQuality& quality) {
         auto entries = SetEntries(quality, q.ripples[set], judged.axis->sines[set].frames.size());
         ++set;
-        return Inline(entries);
+        return JsonValue(entries);
     };
     const auto checkToText = [](const measure::DecodeCheck& check) {
-        return Inline({{"name", JsonText(check.name)},
-                       {"value", JsonNumber(check.value)},
-                       {"limit", JsonNumber(check.limit)},
-                       {"passed", JsonTruth(check.passed)}});
+        return JsonValue({{"name", JsonText(check.name)},
+                          {"value", JsonNumber(check.value)},
+                          {"limit", JsonNumber(check.limit)},
+                          {"passed", JsonTruth(check.passed)}});
     };
-    return Inline({{"verdict", JsonText(InWords(q.verdict).words)},
-                   {"misfit", q.misfit.empty() ? "null" : JsonText(q.misfit)},
-                   {"findings", JsonList(q.findings)},
-                   {"usable_share", JsonNumber(q.usable)},
-                   {"doubtful_bits_share", judged.axis->gray ? JsonNumber(q.doubtfulBits) : "null"},
-                   {"sets", Lines(q.sets, setToText)},
-                   {"checks", Lines(q.checks, checkToText)}});
+    return JsonValue({{"verdict", JsonText(InWords(q.verdict).words)},
+                      {"misfit", q.misfit.empty() ? "null" : JsonText(q.misfit)},
+                      {"findings", JsonList(q.findings)},
+                      {"usable_share", JsonNumber(q.usable)},
+                      {"doubtful_bits_share", judged.axis->gray ? JsonNumber(q.doubtfulBits) : "null"},
+                      {"sets", Lines(q.sets, setToText)},
+                      {"checks", Lines(q.checks, checkToText)}});
 }
 
 void Print(const Judged& judged) {
