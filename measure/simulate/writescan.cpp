@@ -1,9 +1,9 @@
 #include <cmath>
-#include <fstream>
 
 #include "measure/base/arguments.h"
 #include "measure/base/json.h"
 #include "measure/io.h"
+#include "measure/io/bytes.h"
 #include "measure/simulatescan.h"
 
 namespace measure::simulate {
@@ -58,20 +58,8 @@ Json ToJson(const Scan& scan) {
     return json;
 }
 
-void WriteBytes(const std::filesystem::path& file, const char* bytes, std::size_t count) {
-    std::ofstream stream(file, std::ios::binary);
-    stream.write(bytes, static_cast<std::streamsize>(count));
-    stream.close();
-    if (!stream) throw OutputError("cannot write " + file.string());
-}
-
-void WritePicture(const std::filesystem::path& file, const cv::Mat& picture) {
-    const std::vector<unsigned char> bytes = EncodePicture(file.string(), picture);
-    WriteBytes(file, reinterpret_cast<const char*>(bytes.data()), bytes.size());
-}
-
 void WritePictures(const std::filesystem::path& folder, const Names& names, const std::vector<cv::Mat>& pictures) {
-    for (std::size_t i = 0; i < names.size(); ++i) WritePicture(folder / names[i], pictures[i]);
+    for (std::size_t i = 0; i < names.size(); ++i) WritePicture((folder / names[i]).string(), pictures[i]);
 }
 
 }  // namespace
@@ -130,12 +118,12 @@ void WriteScan(const std::filesystem::path& folder, const Simulation& simulation
             WritePictures(folder, coded->gray->frames, pictures.gray);
             WritePictures(folder, coded->gray->inverse, pictures.inverse);
         }
-        if (!coded->white.empty()) WritePicture(folder / coded->white, pictures.white);
-        if (!coded->black.empty()) WritePicture(folder / coded->black, pictures.black);
+        if (!coded->white.empty()) WritePicture((folder / coded->white).string(), pictures.white);
+        if (!coded->black.empty()) WritePicture((folder / coded->black).string(), pictures.black);
     };
     write(scan.columns, Axis::eColumns);
     write(scan.rows, Axis::eRows);
-    WriteBytes(folder / "scan.json", description.data(), description.size());
+    WriteBytes((folder / "scan.json").string(), {description.begin(), description.end()});
 }
 
 }  // namespace measure::simulate
