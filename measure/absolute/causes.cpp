@@ -5,6 +5,7 @@
 #include <opencv2/imgproc.hpp>
 
 #include "measure/absolute/checknotes.h"
+#include "measure/absolute/picturepair.h"
 #include "measure/absolute/tilegrid.h"
 
 namespace measure {
@@ -46,10 +47,7 @@ double ShiftOf(const DecodeState& state, const cv::Mat1f& image, const cv::Mat1f
 // What the pictures of a code have in common with the mean of fringes.
 cv::Mat1f MeanOfCode(const AxisPictures& pictures) {
     cv::Mat1f mean;
-    const bool havePairs = !pictures.inverse.empty() && !pictures.gray.empty();
-    const cv::Mat &bright = havePairs ? pictures.gray.back() : pictures.white,
-                  &dark = havePairs ? pictures.inverse.back() : pictures.black;
-    if (!bright.empty() && !dark.empty()) cv::addWeighted(bright, 0.5, dark, 0.5, 0.0, mean, CV_32F);
+    if (const auto pair = FindPair(pictures)) cv::addWeighted(pair->bright, 0.5, pair->dark, 0.5, 0.0, mean, CV_32F);
     return mean;
 }
 

@@ -4,6 +4,7 @@
 #include <array>
 #include <cmath>
 
+#include "measure/absolute/picturepair.h"
 #include "measure/fringe/framepixels.h"
 
 namespace measure {
@@ -12,8 +13,6 @@ namespace {
 // Two pixels before the first one to two behind the second one.
 constexpr int kPixels = 6, kFirst = 2, kSecond = 3;
 using Heights = std::array<float, kPixels>;
-
-bool HasPair(const AxisPictures& pictures) { return !pictures.white.empty() && !pictures.black.empty(); }
 
 // Of a picture of the code above its threshold.
 float HeightAt(const DecodeState& state, std::size_t picture, cv::Point at) {
@@ -32,9 +31,9 @@ float LinearCrossing(float a, float b) {
 }  // namespace
 
 float CodeThresholdAt(const DecodeState& state, int y, int x) {
-    const AxisPictures& pictures = state.pictures;
-    if (!pictures.inverse.empty() || !HasPair(pictures)) return state.FinestMeans().At(y, x);
-    return (LevelAt(pictures.white, y, x) + LevelAt(pictures.black, y, x)) / 2;
+    const auto pair = WhiteAndBlack(state.pictures);
+    if (!state.pictures.inverse.empty() || !pair) return state.FinestMeans().At(y, x);
+    return (LevelAt(pair->bright, y, x) + LevelAt(pair->dark, y, x)) / 2;
 }
 
 // A pixel sees the mean of its area. However little the optics blur, the heights of four pixels, as shares of the way
@@ -59,7 +58,7 @@ CodeCrossing FindCodeCrossing(const DecodeState& state, const GrayDecoding& code
     for (int i = 0; i < kPixels; ++i)
         heights[static_cast<std::size_t>(i)] = HeightAt(state, picture, a + (i - kFirst) * step);
     // The mean of the fringes is no middle between bright and dark where these are no sines; other thresholds are.
-    const bool isMiddle = !state.pictures.inverse.empty() || HasPair(state.pictures);
+    const bool isMiddle = !state.pictures.inverse.empty() || WhiteAndBlack(state.pictures);
     const float before = heights.front(), after = heights.back(), middle = isMiddle ? 0 : (before + after) / 2;
     if (before * after >= 0) return {linear.place, kOfSharp};
     const auto share = [&](int i) {

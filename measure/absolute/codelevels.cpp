@@ -7,6 +7,7 @@
 #include "measure/absolute/checknotes.h"
 #include "measure/absolute/checks.h"
 #include "measure/absolute/codecrossing.h"
+#include "measure/absolute/picturepair.h"
 #include "measure/base/quantile.h"
 #include "measure/fringe/framepixels.h"
 
@@ -158,9 +159,7 @@ void CheckLevels(DecodeState& state) {
              percent(share) + "its light is not that of the fringes: did camera or part move between them?");
         return;
     }
-    const char* const others = state.pictures.white.empty() || state.pictures.black.empty()
-                                   ? "the fringes"
-                                   : "the white and the black picture";
+    const char* const others = WhiteAndBlack(state.pictures) ? "the white and the black picture" : "the fringes";
     const auto mistake = [&](double share) {
         return percent(share) + "the threshold between bright and dark is near one of them or beyond: was its light " +
                "or its exposure another one than that of " + others +

@@ -8,6 +8,7 @@
 
 #include "measure/absolute/checknotes.h"
 #include "measure/absolute/checks.h"
+#include "measure/absolute/picturepair.h"
 #include "measure/base/quantile.h"
 #include "measure/frames.h"
 #include "measure/fringe/exchange.h"
@@ -37,31 +38,24 @@ void CheckFrameOrder(DecodeState& state, std::size_t set) {
     std::vector<Levels> pixels;
     for (const cv::Point& at : state.best) pixels.push_back(LevelsAt(state.pictures.sines[set], at.y, at.x));
     const OrderFit fit(described.shifts, pixels);
-    std::vector<int> given(described.shifts.size());
-    std::iota(given.begin(), given.end(), 0);
-    const double rms = fit.Rms(given);
-    const std::string name = NameOf(set);
-    double best = rms;
+    const Exchanges exchanges = FindExchanges(fit);
+    const double rms = exchanges.given;
+    double best = exchanges.least;
     std::string advice;
-    const auto consider = [&](const std::vector<int>& order, const std::string& text) {
-        constexpr double kAsWell = 1.02;
-        const double other = fit.Rms(order);
-        if (other >= best * kAsWell || other >= rms) return;
-        // With four frames, either of two exchanges explains the other.
-        advice = other < best / kAsWell ? text : advice + (advice.empty() ? "" : ", or ") + text;
-        best = std::min(best, other);
-    };
-    for (std::size_t a = 0; a < given.size(); ++a)
-        for (std::size_t b = a + 1; b < given.size(); ++b) {
-            std::vector<int> order = given;
-            std::swap(order[a], order[b]);
-            consider(order, "frames[" + std::to_string(a) + "] and frames[" + std::to_string(b) + "] exchanged");
-        }
-    if (!described.frames.empty()) consider(NaturalOrder(described.frames), "the frames in the order of their numbers");
+    const auto add = [&](const std::string& text) { advice += (advice.empty() ? "" : ", or ") + text; };
+    // With four frames, either of two exchanges explains the other.
+    for (const auto& [a, b] : exchanges.pairs) add(cv::format("frames[%d] and frames[%d] exchanged", a, b));
+    if (!described.frames.empty()) {
+        const double numbered = fit.Rms(NaturalOrder(described.frames));
+        if (numbered < best / kAsGoodAnOrder) advice.clear();
+        if (numbered < best * kAsGoodAnOrder) add("the frames in the order of their numbers");
+        best = std::min(best, numbered);
+    }
+    const std::string name = NameOf(set);
     // What is left without noise and harmonics is rounding; nothing is to be learned from it.
     const double ratio = rms > 0.5 * state.result.noise + 1e-3 * state.fringes[set].limits.fullScale ? best / rms : 1.0;
-    const bool isInOrder = state.frames[set].isInOrder = ratio > 0.9;
-    Note(state.result, {name + ": fit of the frames in another order", ratio, 0.9, isInOrder},
+    const bool isInOrder = state.frames[set].isInOrder = ratio > kBetterOrder;
+    Note(state.result, {name + ": fit of the frames in another order", ratio, kBetterOrder, isInOrder},
          name + " fits better with " + advice + " (rms " + Text(best) + " instead of " + Text(rms) + " grey levels)");
 }
 
@@ -74,7 +68,6 @@ struct Reference {
 
 std::optional<Reference> FindReference(const DecodeState& state, std::size_t set) {
     constexpr double kNear = 1.5;
-    const AxisPictures& pictures = state.pictures;
     for (std::size_t other = 0; other < state.Count(); ++other) {
         if (other == set) continue;
         Reference reference{[&means = state.means[other]](cv::Point at) { return means.At(at); }, {}};
@@ -84,12 +77,11 @@ std::optional<Reference> FindReference(const DecodeState& state, std::size_t set
                                      [&of = state.fringes[other]](cv::Point at) { return SineOf(of, at); }};
         return reference;
     }
-    const bool havePairs = !pictures.inverse.empty() && !pictures.gray.empty();
-    const cv::Mat &bright = havePairs ? pictures.gray.front() : pictures.white,
-                  &dark = havePairs ? pictures.inverse.front() : pictures.black;
-    if (bright.empty() || dark.empty()) return {};
-    return Reference{[&](cv::Point at) { return (LevelAt(bright, at.y, at.x) + LevelAt(dark, at.y, at.x)) / 2; },
-                     {[&of = state.fringes[set]](cv::Point at) { return of.modulation(at); }}};
+    const std::optional<PicturePair> pair = FindPair(state.pictures);
+    if (!pair) return {};
+    return Reference{
+        [p = *pair](cv::Point at) { return (LevelAt(p.bright, at.y, at.x) + LevelAt(p.dark, at.y, at.x)) / 2; },
+        {[&of = state.fringes[set]](cv::Point at) { return of.modulation(at); }}};
 }
 
 // The amplitude of the fringes that the mean of a set still has, as a share of the modulation. Frames in changing light

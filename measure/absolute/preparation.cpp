@@ -10,6 +10,7 @@
 #include "measure/absolute/coding.h"
 #include "measure/absolute/noise.h"
 #include "measure/absolute/orderrows.h"
+#include "measure/absolute/picturepair.h"
 #include "measure/absolute/sharedripple.h"
 #include "measure/error.h"
 #include "measure/fringe/correctripple.h"
@@ -120,9 +121,9 @@ void DecodeCode(DecodeState& state, const Progress& progress) {
     const cv::Mat1f& modulation = state.Finest().modulation;
     if (!pictures.inverse.empty()) {
         state.code = DecodeGray(pictures.gray, pictures.inverse, modulation, progress);
-    } else if (!pictures.white.empty() && !pictures.black.empty()) {
+    } else if (const auto pair = WhiteAndBlack(pictures)) {
         cv::Mat1f threshold;
-        cv::addWeighted(pictures.white, 0.5, pictures.black, 0.5, 0.0, threshold, CV_32F);
+        cv::addWeighted(pair->bright, 0.5, pair->dark, 0.5, 0.0, threshold, CV_32F);
         state.code = DecodeGray(pictures.gray, threshold, modulation, progress);
     } else {
         state.code = DecodeGray(pictures.gray, state.FinestMeans().Image(), modulation, progress);

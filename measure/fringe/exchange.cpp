@@ -89,7 +89,10 @@ OrderFit::OrderFit(const std::vector<double>& shifts, const std::vector<Levels>&
         const Levels& levels = pixels[static_cast<std::size_t>(i)];
         std::copy(levels.begin(), levels.end(), values[i]);
     }
-    mProducts = values.t() * values / static_cast<double>(std::max<std::size_t>(pixels.size(), 1));
+    if (pixels.empty())
+        mProducts = cv::Mat1d::zeros(frames, frames);
+    else
+        mProducts = values.t() * values / static_cast<double>(values.rows);
 }
 
 double OrderFit::Rms(const std::vector<int>& order) const {
@@ -100,28 +103,25 @@ double OrderFit::Rms(const std::vector<int>& order) const {
     return std::sqrt(std::max(sum, 0.0) / mRest.rows);
 }
 
-std::vector<FramePair> FindExchanges(const std::vector<double>& shifts, const std::vector<Levels>& pixels) {
-    constexpr double kBetter = 0.9, kAsWell = 1.02;
-    if (shifts.size() < 4 || pixels.empty()) return {};
-    const OrderFit fit(shifts, pixels);
-    std::vector<int> order(shifts.size());
+Exchanges FindExchanges(const OrderFit& fit) {
+    if (fit.Count() < 4) return {};
+    std::vector<int> order(static_cast<std::size_t>(fit.Count()));
     std::iota(order.begin(), order.end(), 0);
+    Exchanges result;
+    result.given = result.least = fit.Rms(order);
     std::vector<std::pair<double, FramePair>> better;
-    const double given = fit.Rms(order);
-    double least = kBetter * given;
     for (std::size_t a = 0; a < order.size(); ++a) {
         for (std::size_t b = a + 1; b < order.size(); ++b) {
             std::swap(order[a], order[b]);
             const double rms = fit.Rms(order);
             std::swap(order[a], order[b]);
-            least = std::min(least, rms);
-            if (rms < kBetter * given) better.push_back({rms, {static_cast<int>(a), static_cast<int>(b)}});
+            result.least = std::min(result.least, rms);
+            if (rms < kBetterOrder * result.given) better.push_back({rms, {static_cast<int>(a), static_cast<int>(b)}});
         }
     }
-    std::vector<FramePair> pairs;
     for (const auto& [rms, pair] : better)
-        if (rms <= kAsWell * least) pairs.push_back(pair);
-    return pairs;
+        if (rms <= kAsGoodAnOrder * result.least) result.pairs.push_back(pair);
+    return result;
 }
 
 FramePair FindAlike(const std::vector<double>& shifts, const std::vector<Levels>& pixels, double noise) {

@@ -16,11 +16,13 @@ std::vector<Levels> SampleLevels(const FringeSet& set, const FringePhase& phase,
 cv::Mat1d FunctionsOf(const std::vector<double>& shifts);
 
 // What remains when the frames are fitted by A + B cos(phase + shift) in another order than they are given in.
+// Without pixels all orders fit.
 class OrderFit {
 public:
     OrderFit(const std::vector<double>& shifts, const std::vector<Levels>& pixels);
     // The rms in grey levels; order[k] is the frame that stands in place k.
     double Rms(const std::vector<int>& order) const;
+    int Count() const { return mRest.rows; }  // of the frames
 
 private:
     cv::Mat1d mRest;      // what is left of the frames beside the fit
@@ -32,9 +34,16 @@ struct FramePair {
     int a = -1, b = -1;
 };
 
-// The two frames whose exchange lowers the rms of the fit's residual over these pixels the most, if that is more than a
-// tenth, and those whose exchange does as well. Three frames fit in any order.
-std::vector<FramePair> FindExchanges(const std::vector<double>& shifts, const std::vector<Levels>& pixels);
+// Another order is a better one when it lowers the rms of the fit's residual to less than this share; orders do as well
+// as the best one up to this many times its rms.
+inline constexpr double kBetterOrder = 0.9, kAsGoodAnOrder = 1.02;
+
+struct Exchanges {
+    std::vector<FramePair> pairs;  // one of which is exchanged: the best one, if it is a better order, and as good ones
+    double given = 0, least = 0;   // the rms in the given order, and the least of it and all exchanges
+};
+// Three frames fit in any order: of them nothing is known.
+Exchanges FindExchanges(const OrderFit& fit);
 
 // Two frames that show the same, beside noise, although their shifts differ: the projector did not go on.
 FramePair FindAlike(const std::vector<double>& shifts, const std::vector<Levels>& pixels, double noise);

@@ -114,7 +114,8 @@ FringeQuality AssessFringes(const FringeSet& set, const FringePhase& phase, cons
     q.sameB = same.b;
     if (!phase.residual.empty()) {
         q.residual = MedianResidual(phase);
-        for (const FramePair& pair : FindExchanges(set.shifts, pixels)) q.exchanged.emplace_back(pair.a, pair.b);
+        for (const FramePair& pair : FindExchanges({set.shifts, pixels}).pairs)
+            q.exchanged.emplace_back(pair.a, pair.b);
         const Misfit misfit = FindMisfit(set.shifts, pixels, texture);
         q.misfit = misfit.share;
         q.misfitFrame = misfit.frame;
