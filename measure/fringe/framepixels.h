@@ -4,6 +4,7 @@
 #include <opencv2/core.hpp>
 #include <string>
 
+#include "measure/export.h"
 #include "measure/fringe.h"
 
 namespace measure {
@@ -12,7 +13,7 @@ namespace measure {
 void RequireFrames(const FringeSet& set);
 
 // Throws InputError, with the name of the picture, unless its pixels are of a type that frames have.
-void RequireFringePixels(const std::string& name, const cv::Mat& picture);
+MEASURE_API void RequireFringePixels(const std::string& name, const cv::Mat& picture);
 
 // Calls function(Pixel()) for the type of the pixels of a frame: 8 bits, 16 bits or float, the types that frames have.
 template <class Function>

@@ -39,6 +39,7 @@ TEST_F(Program, RefusesBadInputInOneLineAndLeavesNothingBehind) {
         {"polish a.png --out o", "no command 'polish'"},
         {"phase a.png a.png --out o", "three fringe pictures"},
         {"phase a.png a.png none.png --out o", "none.png: no such file"},
+        {"phase a.png text.png cut.png cut.png --out o", "vorip: text.png: "},  // the first one
         {"phase a.png a.png small.png --out o", "same size"},
         {"phase a.png a.png deep.png --out o", "same pixel type"},
         {"phase float.tiff float.tiff float.tiff --out o", "--full-scale"},
@@ -175,11 +176,11 @@ TEST_F(Program, RefusesMoreMemoryThanItMayTake) {
     giant.replace(16, header.size(), header);
     giant.resize(3 << 20, 'x');
     WriteBytes("giant.png", giant);
-    const char* const grey = "2000 x 2000 pixels need about ";
+    const char* const frames = "f0.png: 3 pictures of 2000 x 2000 pixels need about ";
     const char* const map = "1000 x 1000 pixels need about ";
     ExpectRefusals({
-        {"quality scan.json --max-memory 25M", grey},
-        {"decode scan.json --out o --max-memory 25M", grey},
+        {"quality scan.json --max-memory 25M", frames},
+        {"decode scan.json --out o --max-memory 25M", frames},
         {"geometry scale grey.png --size 9000x8000 --out o/a.png --max-memory 25M",
          "9000 x 8000 pixels need about 1.1 GB"},
         {"filter median giant.png --out o/a.png --max-memory 500M", "giant.png: 32767 x 32767 pixels need about 20 GB"},

@@ -5,10 +5,13 @@
 #include <filesystem>
 
 #include "measure/frames.h"
+#include "measure/fringe/framepixels.h"
 #include "measure/io.h"
+#include "measure/io/readfiles.h"
 #include "tools/vorip/cli/parse.h"
 #include "tools/vorip/session/failure.h"
 #include "tools/vorip/session/memory.h"
+#include "tools/vorip/session/progress.h"
 #include "tools/vorip/session/warning.h"
 
 namespace vorip {
@@ -30,7 +33,7 @@ std::vector<double> Shifts(const FrameOptions& options, std::size_t count) {
 void AddPages(const std::string& file, const std::vector<cv::Mat>& pages, FrameInput& input) {
     if (pages.size() > 1) Warn(file + cv::format(" has %zu pages; all are taken as frames", pages.size()));
     for (std::size_t i = 0; i < pages.size(); ++i) {
-        if (pages[i].depth() == CV_32S) Refuse(file + ": a fringe picture is 8-bit, 16-bit or float");
+        measure::RequireFringePixels(file, pages[i]);
         input.set.frames.push_back(pages[i]);
         input.names.push_back(pages.size() > 1 ? cv::format("%s page %zu", file.c_str(), i + 1) : file);
         measure::RequireSameKind(input.set.frames.front(), input.names.front(), pages[i], input.names.back());
@@ -94,12 +97,13 @@ FrameInput ReadFrames(const FrameOptions& options) {
     }
     FrameInput input;
     std::vector<std::vector<cv::Mat>> pages(found.files.size());
-    pages[0] = measure::ReadPages(found.files[0]);
+    {
+        const FirstPicture first(pages.size());
+        pages[0] = measure::ReadPages(found.files[0]);
+    }
     AnnounceMemory(pages[0].front(), pages.size() * pages[0].size());
-    cv::parallel_for_(cv::Range(1, static_cast<int>(pages.size())), [&](const cv::Range& range) {
-        for (auto i = static_cast<std::size_t>(range.start); i < static_cast<std::size_t>(range.end); ++i)
-            pages[i] = measure::ReadPages(found.files[i]);
-    });
+    const auto readOthers = [&](std::size_t i) { pages[i + 1] = measure::ReadPages(found.files[i + 1]); };
+    measure::ReadFiles(pages.size() - 1, readOthers, Progress::WatchOfRun());
     for (std::size_t i = 0; i < pages.size(); ++i) AddPages(found.files[i], pages[i], input);
     const std::size_t count = input.set.frames.size();
     if (count < 3) Refuse(cv::format("at least three fringe pictures are needed, %zu given", count));
@@ -125,6 +129,7 @@ measure::Scan ReadScan(const std::string& file, const std::string& folder) {
         if (a.gray) count += a.gray->frames.size() + a.gray->inverse.size();
     }
     const measure::CodedAxis& any = scan.columns ? *scan.columns : *scan.rows;
+    const FirstPicture first(count);
     AnnounceMemory(measure::ReadPicture(any.sines.front().frames.front().string()), count);
     return scan;
 }

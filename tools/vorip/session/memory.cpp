@@ -66,6 +66,7 @@ constexpr Need kNeeds[] = {
 
 double limit = kUnknown, announced = kMuch;
 const Need* need = nullptr;
+std::size_t expected = 1;  // pictures
 
 struct Unit {
     const char* name;
@@ -145,9 +146,14 @@ std::string NeedInWords(const std::string& what, double bytes) {
                               " are allowed: give --max-memory more, if the machine has it, or smaller pictures");
 }
 
-void Announce(const std::string& count, double inputs, cv::Size size) {
+std::string SizeInWords(std::size_t pictures, cv::Size size) {
+    const std::string count = pictures > 1 ? cv::format("%zu pictures of ", pictures) : "";
+    return count + cv::format("%d x %d pixels", size.width, size.height);
+}
+
+void Announce(std::size_t pictures, double inputs, cv::Size size) {
     const double bytes = BytesOf(inputs, size);
-    const std::string needs = NeedInWords(count + cv::format("%d x %d pixels", size.width, size.height), bytes);
+    const std::string needs = NeedInWords(SizeInWords(pictures, size), bytes);
     if (bytes > limit) RefuseNeed(needs);
     if (bytes <= announced) return;
     announced = bytes;
@@ -175,10 +181,11 @@ void CheckReading(const std::string& file, double bytes, cv::Size picture) {
     }
     const double pixels = static_cast<double>(picture.width) * picture.height;
     const GreyBytes grey = GreyBytesOf(bytes / pixels);
-    const bool isTooMuch = bytes > limit || (!need->isResized && BytesOf(grey.least * pixels, picture) > limit);
+    const double all = static_cast<double>(expected) * pixels;
+    const bool isTooMuch = bytes > limit || (!need->isResized && BytesOf(grey.least * all, picture) > limit);
     if (!isTooMuch) return;
-    const double needed = std::max(BytesOf(grey.most * pixels, picture), kAlways + bytes);
-    RefuseNeed(NeedInWords(file + cv::format(": %d x %d pixels", picture.width, picture.height), needed));
+    const double needed = std::max(BytesOf(grey.most * all, picture), kAlways + bytes);
+    RefuseNeed(NeedInWords(file + ": " + SizeInWords(expected, picture), needed));
 }
 
 }  // namespace
@@ -196,6 +203,9 @@ void MemoryLimit::SetVariant(const std::string& command) {
     if (const Need* const found = FindNeed(command)) need = found;
 }
 
+FirstPicture::FirstPicture(std::size_t pictures) { expected = pictures; }
+FirstPicture::~FirstPicture() { expected = 1; }
+
 std::string MemoryLimit::InWords() {
     const double system = SystemLimit();
     if (system < limit) return InUnits(system) + ", as the system has it (ulimit -v)";
@@ -203,13 +213,12 @@ std::string MemoryLimit::InWords() {
 }
 
 void AnnounceMemory(const cv::Mat& first, std::size_t pictures, cv::Size result) {
-    const std::string count = pictures > 1 ? cv::format("%zu pictures of ", pictures) : "";
-    Announce(count, static_cast<double>(pictures * first.total() * first.elemSize()),
+    Announce(pictures, static_cast<double>(pictures * first.total() * first.elemSize()),
              result.empty() ? first.size() : result);
 }
 
 void AnnounceMemory(cv::Size size, int type) {
-    Announce("", static_cast<double>(CV_ELEM_SIZE(type)) * size.width * size.height, size);
+    Announce(1, static_cast<double>(CV_ELEM_SIZE(type)) * size.width * size.height, size);
 }
 
 }  // namespace vorip

@@ -20,6 +20,15 @@ public:
     static std::string InWords();
 };
 
+// While it lives, the picture that is read is the first of so many, for which the memory must be enough.
+class FirstPicture {
+public:
+    explicit FirstPicture(std::size_t pictures);
+    ~FirstPicture();
+    FirstPicture(const FirstPicture&) = delete;
+    FirstPicture& operator=(const FirstPicture&) = delete;
+};
+
 // Every command calls this once it has read the first of its pictures, before it takes more: tells that the run needs a
 // lot of memory, and throws measure::InputError when that is more than it may take. So many pictures of this size and
 // type are held at the same time; the result has the same size unless another one is given. How much each command takes
