@@ -11,7 +11,6 @@ namespace {
 
 constexpr int kSamples = 2500;
 constexpr double kMargin = 0.02;  // of the projector's picture, that its coordinates may leave it by
-constexpr double kFar = 1000;     // baselines: points beyond are not measured but at infinity
 
 struct Sample {
     cv::Point2d pixel, seen;  // seen: column and row; NaN for one that was not decoded
@@ -39,7 +38,7 @@ bool IsInside(double v, int length) {
 
 Fit Judge(const std::vector<Sample>& samples, const Calibration& c, bool fromRows) {
     const KrN::KrLPixelToWorld world = MakePixelToWorld(c, fromRows);
-    const double farthest = kFar * cv::norm(c.translation);
+    const double farthest = FarthestDepth(c);
     std::vector<double> depths, residuals;
     int possible = 0;
     for (const Sample& s : samples) {
@@ -58,59 +57,78 @@ Fit Judge(const std::vector<Sample>& samples, const Calibration& c, bool fromRow
     return {samples.empty() ? 0 : double(possible) / double(samples.size()), MedianOf(residuals), MedianOf(depths)};
 }
 
-struct Alternative {
-    const char* words;
-    void (*apply)(std::vector<Sample>& samples, Calibration& calibration, bool fromRows);
+struct Setup {
+    std::vector<Sample> samples;
+    Calibration calibration;
+    bool fromRows;
+    cv::Size pictures;
+
+    int LengthOf(bool ofRows) const {
+        const double centre = ofRows ? calibration.projector.cy : calibration.projector.cx;
+        const int length = ofRows ? calibration.projectorSize.height : calibration.projectorSize.width;
+        return length > 0 ? length : static_cast<int>(2 * centre + 1);
+    }
+    // The coordinate along rows or columns becomes `end` minus itself.
+    void Reverse(bool ofRows, double end) {
+        for (Sample& s : samples) {
+            double& v = ofRows ? s.seen.y : s.seen.x;
+            v = end - v;
+        }
+    }
+    void Mirror(bool leftToRight, bool topToBottom) {
+        for (Sample& s : samples) {
+            if (leftToRight) s.pixel.x = pictures.width - 1 - s.pixel.x;
+            if (topToBottom) s.pixel.y = pictures.height - 1 - s.pixel.y;
+        }
+    }
+    void InvertPose() {
+        calibration.rotation = calibration.rotation.t();
+        calibration.translation = -(calibration.rotation * calibration.translation);
+    }
 };
 
-void Invert(Calibration& c) {
-    c.rotation = c.rotation.t();
-    c.translation = -(c.rotation * c.translation);
-}
-double& MainOf(Sample& s, bool fromRows) { return fromRows ? s.seen.y : s.seen.x; }
-int LengthOf(const Calibration& c, bool ofRows) {
-    const double centre = ofRows ? c.projector.cy : c.projector.cx;
-    const int length = ofRows ? c.projectorSize.height : c.projectorSize.width;
-    return length > 0 ? length : static_cast<int>(2 * centre + 1);
-}
+struct Alternative {
+    const char* words;
+    void (*apply)(Setup& setup);
+};
+
+constexpr char kOtherWay[] =
+    "the phase runs the other way: change \"direction\" in the scan description, or the signs of all shifts";
 
 const Alternative kAlternatives[] = {
-    {"the phase runs the other way: change \"direction\" in the scan description",
-     [](std::vector<Sample>& samples, Calibration& c, bool fromRows) {
-         for (Sample& s : samples) MainOf(s, fromRows) = LengthOf(c, fromRows) - 1 - MainOf(s, fromRows);
-     }},
-    {"the phase runs the other way, from an origin at the other end: change \"direction\" in the scan description",
-     [](std::vector<Sample>& samples, Calibration&, bool fromRows) {
-         for (Sample& s : samples) MainOf(s, fromRows) = -MainOf(s, fromRows);
-     }},
+    {kOtherWay, [](Setup& s) { s.Reverse(s.fromRows, s.LengthOf(s.fromRows) - 1); }},
+    {kOtherWay, [](Setup& s) { s.Reverse(s.fromRows, 0); }},  // from an origin at the other end
     {"the second direction runs the other way: change its \"direction\" in the scan description",
-     [](std::vector<Sample>& samples, Calibration& c, bool fromRows) {
-         for (Sample& s : samples) MainOf(s, !fromRows) = LengthOf(c, !fromRows) - 1 - MainOf(s, !fromRows);
-     }},
+     [](Setup& s) { s.Reverse(!s.fromRows, s.LengthOf(!s.fromRows) - 1); }},
+    {"the pictures are mirrored left to right", [](Setup& s) { s.Mirror(true, false); }},
+    {"the pictures are mirrored top to bottom", [](Setup& s) { s.Mirror(false, true); }},
+    {"the pictures stand upside down, turned by 180 degrees", [](Setup& s) { s.Mirror(true, true); }},
     {"the origin of the columns or rows is in the middle of the projector: change \"origin\" in the scan description",
-     [](std::vector<Sample>& samples, Calibration& c, bool) {
-         for (Sample& s : samples) s.seen += {0.5 * LengthOf(c, false), 0.5 * LengthOf(c, true)};
+     [](Setup& s) {
+         for (Sample& sample : s.samples) sample.seen += {0.5 * s.LengthOf(false), 0.5 * s.LengthOf(true)};
      }},
     {"columns and rows are exchanged in the scan description",
-     [](std::vector<Sample>& samples, Calibration&, bool) {
-         for (Sample& s : samples) std::swap(s.seen.x, s.seen.y);
+     [](Setup& s) {
+         for (Sample& sample : s.samples) std::swap(sample.seen.x, sample.seen.y);
      }},
     {"rotation and translation of the calibration lead from the projector to the camera: X_projector = R X_camera + T "
      "is needed, the inverse",
-     [](std::vector<Sample>&, Calibration& c, bool) { Invert(c); }},
+     [](Setup& s) { s.InvertPose(); }},
     {"the translation of the calibration has the wrong sign",
-     [](std::vector<Sample>&, Calibration& c, bool) { c.translation = -c.translation; }},
+     [](Setup& s) { s.calibration.translation = -s.calibration.translation; }},
     {"camera and projector are exchanged in the calibration",
-     [](std::vector<Sample>&, Calibration& c, bool) {
-         std::swap(c.camera, c.projector);
-         std::swap(c.cameraSize, c.projectorSize);
-         Invert(c);
+     [](Setup& s) {
+         std::swap(s.calibration.camera, s.calibration.projector);
+         std::swap(s.calibration.cameraSize, s.calibration.projectorSize);
+         s.InvertPose();
      }},
     {"the lenses of camera and projector are exchanged in the calibration",
-     [](std::vector<Sample>&, Calibration& c, bool) { std::swap(c.camera, c.projector); }},
+     [](Setup& s) { std::swap(s.calibration.camera, s.calibration.projector); }},
 };
 
 }  // namespace
+
+double FarthestDepth(const Calibration& calibration) { return kFarthestBaselines * cv::norm(calibration.translation); }
 
 Fit JudgeFit(const ProjectorCoordinates& seen, const Calibration& calibration, bool fromRows) {
     return Judge(TakeSamples(seen, fromRows), calibration, fromRows);
@@ -119,15 +137,16 @@ Fit JudgeFit(const ProjectorCoordinates& seen, const Calibration& calibration, b
 std::string LikelyConvention(const ProjectorCoordinates& seen, const Calibration& calibration, bool fromRows,
                              const Fit& asItStands) {
     constexpr double kMostlyPossible = 0.97;
-    const std::vector<Sample> samples = TakeSamples(seen, fromRows);
+    const Setup asGiven{TakeSamples(seen, fromRows), calibration, fromRows,
+                        fromRows ? seen.rows.size() : seen.columns.size()};
     const bool hasOther = !seen.columns.empty() && !seen.rows.empty();
     std::string words;
     double least = hasOther ? std::max(1.0, asItStands.residual / 5) : 0;
     for (const Alternative& alternative : kAlternatives) {
-        std::vector<Sample> changed = samples;
-        Calibration other = calibration;
-        alternative.apply(changed, other, fromRows);
-        const Fit fit = Judge(changed, other, fromRows);
+        if (words.find(alternative.words) != std::string::npos) continue;
+        Setup setup = asGiven;
+        alternative.apply(setup);
+        const Fit fit = Judge(setup.samples, setup.calibration, fromRows);
         if (!(fit.possible >= kMostlyPossible)) continue;
         if (hasOther && fit.residual >= least) continue;
         if (hasOther) {

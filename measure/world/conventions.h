@@ -7,6 +7,10 @@
 
 namespace measure {
 
+constexpr int kFarthestBaselines = 1000;  // distances of camera and projector: nothing is measured beyond
+
+double FarthestDepth(const Calibration& calibration);  // millimetres
+
 // How well coordinates and a calibration fit each other.
 struct Fit {
     double possible = 0;  // share of the pixels whose points are before the camera and in the projector's picture

@@ -17,8 +17,11 @@ namespace measure {
 namespace {
 
 constexpr double kLeastSensitivity = 0.05;  // of the projector's focal length: fringes that run along the baseline
-constexpr double kMostlyPossible = 0.9;     // share of the points; below, something is wrong, below half all is
-constexpr double kDoubtfulResidual = 3;     // projector pixels, median
+// Shares of the points: below the first one something is wrong, below the second all is, or below the third one when
+// the mistake is known.
+constexpr double kMostlyPossible = 0.97, kLeastPossible = 0.5, kLeastWithMistake = 0.9;
+constexpr double kMostImpossible = 0.005;  // of all points
+constexpr double kDoubtfulResidual = 3;    // projector pixels, median
 constexpr double kHopelessResidual = 25;
 constexpr double kBorder = 1;  // projector pixels that noise may lead out of its picture
 constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
@@ -88,6 +91,21 @@ private:
     }
     const char* Name() const { return mResult.isFromRows ? "rows" : "columns"; }
 
+    // Where the calibration tells no size that could be compared with that of the pictures.
+    std::string HintOfSize() const {
+        constexpr double kFarOff = 0.2;  // of the size; lenses are centred far better
+        const cv::Size size = mMain.size();
+        const double cx = mCalibration.camera.cx, cy = mCalibration.camera.cy;
+        if (!mCalibration.cameraSize.empty() || (std::abs(cx - 0.5 * (size.width - 1)) <= kFarOff * size.width &&
+                                                 std::abs(cy - 0.5 * (size.height - 1)) <= kFarOff * size.height))
+            return {};
+        return cv::format(
+            "the pictures were cut or reduced after the calibration, or are another camera's: its principal point "
+            "(%.0f, %.0f) is far from the middle of these of %d x %d; if it is right, say so by camera_size in the "
+            "calibration",
+            cx, cy, size.width, size.height);
+    }
+
     void CheckFit() {
         const Fit fit = JudgeFit(mSeen, mCalibration, mResult.isFromRows);
         if (cv::countNonZero(mMain == mMain) == 0)
@@ -106,11 +124,14 @@ private:
                         "the second direction is %.1f projector pixels (median) from where the first one and "
                         "the calibration expect it",
                         fit.residual);
-        const std::string likely = LikelyConvention(mSeen, mCalibration, mResult.isFromRows, fit);
+        std::string likely = LikelyConvention(mSeen, mCalibration, mResult.isFromRows, fit);
+        const bool isProved = !likely.empty() && !mOther.empty();  // one direction alone fits to much
+        if (const std::string hint = HintOfSize(); !isProved && !hint.empty()) likely = hint;
         text += likely.empty() ? ": the calibration is that of another set-up, or origin, direction or period of the "
                                  "columns in the scan description are wrong"
                                : ": probably " + likely;
-        if (fit.possible < 0.5 || fit.residual > kHopelessResidual) throw InputError(text);
+        if (fit.possible < (likely.empty() ? kLeastPossible : kLeastWithMistake) || fit.residual > kHopelessResidual)
+            throw InputError(text);
         mResult.warnings.push_back(text);
     }
 
@@ -126,6 +147,7 @@ private:
             auto toX = ViewOf(x), toY = ViewOf(y), toZ = ViewOf(z);
             world.Prepare({static_cast<short>(width), static_cast<short>(height)}, {0, static_cast<short>(rows.start)});
             world.Execute(&from, nullptr, &toX, &toY, &toZ);
+            mImpossible += cv::countNonZero((z <= 0) | (z > mFarthest));
             if (mOther.empty()) return;
             other = c.rowResidual.rowRange(rows);
             auto expected = ViewOf(other);
@@ -167,6 +189,14 @@ private:
 
     void Finish() {
         if (mResult.points == 0) throw NothingUsable("no point remains");
+        if (mResult.warnings.empty() && !HintOfSize().empty()) mResult.warnings.push_back("probably " + HintOfSize());
+        const double impossible = mImpossible / static_cast<double>(mResult.seen);
+        if (impossible > kMostImpossible && mResult.warnings.empty())
+            mResult.warnings.push_back(cv::format(
+                "%.1f %% of the points are behind the camera or farther than %d times the distance of camera and "
+                "projector: the calibration is that of another set-up or of pictures of another size, or origin or "
+                "period of the %s in the scan description are wrong",
+                100 * impossible, kFarthestBaselines, Name()));
         const double share = double(mResult.outside) / mResult.seen;
         if (share > 0.01)
             mResult.warnings.push_back(cv::format(
@@ -180,7 +210,8 @@ private:
     const CloudOptions& mOptions;
     CloudResult mResult;
     cv::Mat1f mMain, mOther;
-    std::atomic<int> mOutside{0}, mDropped{0}, mSeenPixels{0};
+    double mFarthest = FarthestDepth(mCalibration);
+    std::atomic<int> mOutside{0}, mDropped{0}, mSeenPixels{0}, mImpossible{0};
 };
 
 }  // namespace

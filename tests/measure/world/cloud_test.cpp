@@ -113,6 +113,14 @@ TEST(Cloud, NoiseIsThatPredicted) {
     EXPECT_LT(ratio, 1.3);
 }
 
+void Flip(ProjectorCoordinates& seen, int code) {
+    for (cv::Mat1f* image : {&seen.columns, &seen.rows}) {
+        cv::Mat1f flipped;
+        cv::flip(*image, flipped, code);
+        *image = flipped;
+    }
+}
+
 // What is likely to be meant when something does not fit.
 TEST(Cloud, NamesTheLikelyConvention) {
     struct Row {
@@ -128,6 +136,10 @@ TEST(Cloud, NamesTheLikelyConvention) {
         {"\"direction\"", [](auto& seen, auto&) { seen.columns = 1919 - seen.columns; }},
         {"\"direction\"", [](auto& seen, auto&) { seen.columns = -seen.columns; }},
         {"second direction runs the other way", [](auto& seen, auto&) { seen.rows = 1079 - seen.rows; }, true, false},
+        {"mirrored left to right", [](auto& seen, auto&) { Flip(seen, 1); }, true, false},
+        {"turned by 180 degrees", [](auto& seen, auto&) { Flip(seen, -1); }, true, false},
+        {"cut or reduced", [](auto&, Calibration& c) { c.cameraSize = {}, c.camera.cx *= 2; }},
+        {"farther than", [](auto& seen, auto&) { seen.columns.rowRange(0, 6).colRange(0, 160) = 1900; }, false},
         {"\"origin\"", [](auto& seen, auto&) { seen.columns -= 960, seen.rows -= 540; }, true, false},
         {"columns and rows are exchanged", [](auto& seen, auto&) { std::swap(seen.columns, seen.rows); }, true, false},
         {"X_projector = R X_camera + T", [&](auto&, Calibration& c) { invert(c); }, true, false},
@@ -140,7 +152,7 @@ TEST(Cloud, NamesTheLikelyConvention) {
              c.cameraSize = {};
          },
          true, false},
-        {"period", [](auto& seen, auto&) { seen.columns *= 1.5, seen.rows *= 1.5; }},
+        {"another set-up", [](auto& seen, auto&) { seen.columns *= 1.5, seen.rows *= 1.5; }},
     };
     for (const char* name : {"plane", "two-objects"})
         for (const Row& row : rows)
@@ -157,7 +169,9 @@ TEST(Cloud, NamesTheLikelyConvention) {
                 } catch (const InputError& error) {
                     text = error.what();
                 }
-                EXPECT_NE(text.find(row.words), std::string::npos) << "[" << text << "]";
+                const std::size_t found = text.find(row.words);
+                EXPECT_NE(found, std::string::npos) << "[" << text << "]";
+                EXPECT_EQ(text.find(row.words, found + 1), std::string::npos) << "said twice [" << text << "]";
             }
 }
 
