@@ -126,14 +126,26 @@ private:
             (isColumns ? seen.columns : seen.rows) = direction.phase.coordinate;
             (isColumns ? noise.columns : noise.rows) = NoiseOf(direction);
         }
-        const PointsResult points = MakePoints(seen, calibration, scan.modulation, {},
-                                               mOptions.scan + " and " + mOptions.calibration, mOutputs, mProgress);
+        const std::string source = mOptions.scan + " and " + mOptions.calibration;
+        const PointsResult points = MakePoints(seen, calibration, scan.modulation, {}, source, mOutputs, mProgress);
         Add("points", points.entries, points.report);
         mDoubts.insert(mDoubts.end(), points.cloud.warnings.begin(), points.cloud.warnings.end());
         mValid = points.cloud.points;
         AddNoise(measure::PredictDepthNoise(seen, points.cloud.isFromRows ? noise.rows : noise.columns, calibration,
                                             mProgress.Watch()));
-        Add(AddSurface(points.cloud.cloud, mOutputs, mProgress));
+        try {
+            Add(AddSurface(points.cloud.cloud, mOutputs, mProgress));
+        } catch (const measure::NothingUsable& error) {
+            throw measure::NothingUsable(source + ": no surface can be made of the points: " + error.what() +
+                                         WithDoubts());
+        }
+    }
+
+    // What may be the cause when nothing comes of it.
+    std::string WithDoubts() const {
+        std::string text;
+        for (const std::string& doubt : mDoubts) text += "; " + doubt;
+        return text;
     }
 
     // The standard deviation that the noise of the camera has in a modulation, and in a phase times its modulation.
