@@ -96,8 +96,8 @@ void NoteSlips(DecodeState& state, double valid) {
 std::string HintOfExchangedDirections(const AbsolutePhase& columns, const AbsolutePhase& rows) {
     constexpr double kClear = 0.5;
     if (AcrossOf(columns.coordinate) > -kClear || AcrossOf(rows.coordinate) < kClear) return {};
-    return "the columns of the projector run down the picture and its rows across: are the pictures of \"columns\" and "
-           "\"rows\" exchanged, or is the camera turned by 90 degrees?";
+    return "the columns of the projector run down the picture and its rows across: if the camera is not turned by 90 "
+           "degrees, the pictures of \"columns\" and \"rows\" are exchanged";
 }
 
 void NoteDoubts(DecodeState& state) {

@@ -47,6 +47,7 @@ void RunDecode(const DecodeOptions& options) {
     progress.End();
     for (const std::string& warning : scan.warnings) Warn(warning);
     for (const std::string& warning : scan.notes) Warn(warning);
+    if (!scan.exchanged.empty()) Warn(scan.exchanged);
     std::fputs(scan.report.c_str(), stdout);
 }
 

@@ -26,11 +26,8 @@ public:
         const measure::Scan scan = ReadScan(mOptions.scan, mOptions.frames);
         if (scan.columns) DecodeDirection("columns", *scan.columns, scan.fullScale);
         if (scan.rows) DecodeDirection("rows", *scan.rows, scan.fullScale);
-        if (scan.columns && scan.rows) {
-            const std::string hint =
-                measure::HintOfExchangedDirections(mScan.directions[0].phase, mScan.directions[1].phase);
-            if (!hint.empty()) mScan.warnings.push_back(hint);
-        }
+        if (scan.columns && scan.rows)
+            mScan.exchanged = measure::HintOfExchangedDirections(mScan.directions[0].phase, mScan.directions[1].phase);
         return std::move(mScan);
     }
 

@@ -24,6 +24,7 @@ struct DecodedScan {
     std::string report;  // lines for people
     std::vector<std::string> warnings;
     std::vector<std::string> notes;  // what casts no doubt, as jumps: steps of the surface have them, too
+    std::string exchanged;           // the hint that the directions are, which a calibration confirms or rules out
 };
 
 // Reads and decodes a scan and adds its pictures to the outputs, not the summary.

@@ -113,6 +113,7 @@ private:
         mValid = first.valid;
         mReached = CountReached(first.modulation, first.noise, scan.directions.front().frames);
         if (!calibration) {
+            if (!scan.exchanged.empty()) mNotes.push_back(scan.exchanged);
             mNotes.push_back("heights are periods of the fringes: a calibration gives millimetres (--calibration)");
             return AddPeriods(first.phase, measure::LargestArea(first.phase, CV_PI));
         }
