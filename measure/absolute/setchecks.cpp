@@ -81,7 +81,7 @@ std::string SetsOf(const std::vector<int>& factors) {
 
 // Which single mistake would explain that phases do not fit to each other.
 std::string ExplainMisfit(const RelationTest& test, const std::vector<int>& factors, double length) {
-    constexpr double kFits = 0.7;
+    constexpr double kFits = 0.7, kFitsSomehow = 0.1;  // more than wrong periods leave
     for (std::size_t set = 0; set < factors.size(); ++set) {
         if (factors[set] == 0) continue;
         std::vector<int> turned = factors;
@@ -101,8 +101,48 @@ std::string ExplainMisfit(const RelationTest& test, const std::vector<int>& fact
             if (!relations.empty() && allFit)
                 return "the periods of " + NameOf(a) + " and " + NameOf(b) + " look exchanged";
         }
+    const std::string light =
+        test.Concentration(factors) > kFitsSomehow
+            ? " Or does light go to and fro between shiny surfaces, or flicker? A Gray code is less sensitive to it"
+            : "";
     return "is a period wrong, are the signs of the shifts of one set wrong, or is a frame exchanged with one of "
-           "another set?";
+           "another set?" +
+           light;
+}
+
+// A set beside the finest one, in the best pixels.
+struct Brightness {
+    double difference = 0;    // of the means, relative to the modulation: root mean square
+    double rest = 0;          // of it where one factor is taken out
+    double ofMeans = 0;       // that factor
+    double ofModulation = 0;  // the same for the modulations, which is less for fine fringes out of focus
+
+    // All frames of one of the two are brighter by one factor, which phases do not depend on.
+    bool IsExposure() const {
+        constexpr double kExplained = 0.3, kMostRest = 0.15, kNearly = 1.25;
+        const double others = ofModulation / ofMeans;
+        return rest < kMostRest && rest < kExplained * difference && others < kNearly && others > 1 / kNearly;
+    }
+};
+
+Brightness CompareBrightness(const DecodeState& state, std::size_t set) {
+    double means = 0, products = 0, references = 0, modulations = 0, squares = 0, differences = 0;
+    for (const cv::Point& at : state.best) {
+        const auto mean = static_cast<double>(state.means[set].At(at)),
+                   reference = static_cast<double>(state.FinestMeans().At(at)),
+                   own = static_cast<double>(state.fringes[set].modulation(at)),
+                   b = static_cast<double>(state.Finest().modulation(at));
+        differences += (mean - reference) * (mean - reference);
+        means += mean * mean;
+        products += mean * reference;
+        references += reference * reference;
+        modulations += own * b;
+        squares += b * b;
+    }
+    const double factor = products / std::max(references, 1e-9), modulation = std::max(squares, 1e-9);
+    return {std::sqrt(differences / modulation),
+            std::sqrt(std::max(0.0, means - factor * products) / (std::max(factor * factor, 1e-9) * modulation)),
+            factor, modulations / modulation};
 }
 
 }  // namespace
@@ -112,23 +152,23 @@ void CheckMeans(DecodeState& state) {
     const auto finest = static_cast<std::size_t>(state.result.finest);
     for (std::size_t set = 0; set < state.Count(); ++set) {
         if (set == finest) continue;
-        double differences = 0, modulations = 0;
-        for (const cv::Point& at : state.best) {
-            const auto difference = static_cast<double>(state.means[set].At(at) - state.FinestMeans().At(at));
-            const auto b = static_cast<double>(state.Finest().modulation(at));
-            differences += difference * difference;
-            modulations += b * b;
-        }
-        const double ratio = std::sqrt(differences / std::max(modulations, 1e-9));
+        const Brightness brightness = CompareBrightness(state, set);
+        const double ratio = brightness.difference;
         const std::string names = NameOf(std::min(set, finest)) + " and " + NameOf(std::max(set, finest));
         const DecodeCheck check{names + ": difference of the mean brightness over the modulation", ratio, kLimit,
                                 ratio <= kLimit};
         const std::string curve = check.passed ? "" : FindCurve(state);
-        Require(state.result, check,
-                names + " differ in their mean brightness (" + Text(ratio) + " of the modulation)" +
-                    (curve.empty() ? ": is a frame of one set exchanged with one of the other, or did the light change "
-                                     "between them?"
-                                   : ", " + curve));
+        const std::string differ = " in their mean brightness (" + Text(ratio) + " of the modulation)";
+        if (curve.empty() && brightness.IsExposure())
+            Note(state.result, check,
+                 names + " differ" + differ + ", " + NameOf(set) + " being " + Text(brightness.ofMeans) +
+                     " times as bright as " + NameOf(finest) + ": were they taken at different exposures?");
+        else
+            Require(state.result, check,
+                    names + " differ" + differ +
+                        (curve.empty() ? ": is a frame of one set exchanged with one of the other, or did the light "
+                                         "change between them?"
+                                       : ", " + curve));
     }
 }
 

@@ -500,6 +500,11 @@ TEST(Absolute, DoubtsAreSaid) {
          "sines[0]: the mean brightness of the frames goes with the fringes", "two-objects"},
         {"the same without a code", Periods({1, 8, 64}, 3), [](AxisPictures& p) { p.sines[2][2] *= 0.89; },
          "sines[2]: the mean brightness of the frames goes with the fringes", "two-objects"},
+        {"a set of another exposure", waves,
+         [](AxisPictures& p) {
+             for (cv::Mat& picture : p.sines[2]) picture *= 0.6;
+         },
+         "were they taken at different exposures?", "two-objects"},
         {"a camera with the curve of a display, fine fringes out of focus", waves,
          [](AxisPictures& p) {
              const cv::Mat half = 0.5 * p.sines[2][0] + 0.5 * p.sines[2][2],
