@@ -188,18 +188,20 @@ std::string ExampleScan() {
   "columns": {
     "length": 1920,        // projector pixels that the code spans
     "direction": 1,        // -1 where the phase falls with the column
-    // "origin": 0,        // column at which every phase is 0; left out, it is found from the edges of the Gray code,
-                           // and is 0 without one, where nothing in the pictures tells a wrong one
+    "origin": 0,           // column at which every phase is 0. With a Gray code its edges must lie as that asks for,
+                           // or something is described wrongly, or moved; leave it out only where nobody knows it: it
+                           // is then what these edges say. Without a code nothing in the pictures tells a wrong one.
 
     // Sets of shifted fringes, I = A + B cos(phase + shift). The finest is measured, the others and the code tell its
-    // orders.
+    // orders. Ratios of their numbers that are no multiples of the frames' number show when a list of frames begins
+    // with the wrong one.
     "sines": [
       {
         "period": 24,      // projector pixels; or "periods": their number across the length
         "shifts": [0, 90, 180, 270],  // degrees; left out, 360 k / N
         "frames": ["fine0.png", "fine1.png", "fine2.png", "fine3.png"]
       },
-      {"periods": 10, "frames": "coarse*.png"},  // a pattern: all pictures that match, coarse2 before coarse10
+      {"periods": 11, "frames": "coarse*.png"},  // a pattern: all pictures that match, coarse2 before coarse10
       {"periods": 1, "frames": "single*.png"}
     ],
 

@@ -27,21 +27,23 @@ struct CodedScan {
 
 std::vector<CodedScan> MakeScans() {
     CodedScan periods{"periods",
-                      "three sets of 1, 8 and 64 periods",
+                      "three sets of 1, 7 and 49 periods",
                       R"({
   "columns": {
     "length": 1920,
+    "origin": 0,
     "sines": [
       {"periods": 1, "frames": "a*.png"},
-      {"periods": 8, "frames": "b*.png"},
-      {"periods": 64, "frames": "c*.png"}
+      {"periods": 7, "frames": "b*.png"},
+      {"periods": 49, "frames": "c*.png"}
     ]
   }
 }
 )",
                       {}};
     periods.axis.length = kLength;
-    for (const double count : {1.0, 8.0, 64.0})
+    periods.axis.origin = 0;
+    for (const double count : {1.0, 7.0, 49.0})
         periods.axis.sines.push_back({kLength / count, measure::EqualShifts(4), {}});
 
     CodedScan code{"code",
@@ -49,6 +51,7 @@ std::vector<CodedScan> MakeScans() {
                    R"({
   "columns": {
     "length": 1920,
+    "origin": 0,
     "sines": [{"period": 24, "frames": "a*.png"}],
     "gray": {"cell": 12, "frames": "code*.png", "inverse": "inverse*.png"}
   }
@@ -56,6 +59,7 @@ std::vector<CodedScan> MakeScans() {
 )",
                    {}};
     code.axis.length = kLength;
+    code.axis.origin = 0;
     code.axis.sines.push_back({24, measure::EqualShifts(4), {}});
     constexpr std::size_t kBits = 8;
     code.axis.gray = measure::GrayCode{12, 0, {}, {}};

@@ -23,7 +23,7 @@ constexpr double kLeastValid = 0.95;
 
 measure::Scan CodeBothDirections(const simulate::Rig& rig) {
     measure::Scan scan;
-    const auto axis = [](double length) { return simulate::SineAxis(length, {length, length / 8, length / 64}, 4); };
+    const auto axis = [](double length) { return simulate::SineAxis(length, {length, length / 7, length / 49}, 4); };
     scan.columns = axis(rig.projectorSize.width);
     scan.rows = axis(rig.projectorSize.height);
     simulate::NamePictures(scan, false);
