@@ -47,7 +47,9 @@ double FullScale(const FringeLimits& limits, int depth) {
                                     depth == CV_8U ? 8 : 16));
     if (limits.fullScale > 0) return limits.fullScale;
     if (depth == CV_32F)
-        throw InputError("float pictures need to be told their full scale, the grey level at which they saturate");
+        throw InputError(
+            "float pictures need a full scale (\"full_scale\" in the description of a scan), the grey level at which "
+            "they saturate");
     return depth == CV_8U ? 255.0 : 65535.0;
 }
 

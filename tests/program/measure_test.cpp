@@ -66,6 +66,7 @@ TEST_F(Measures, PeriodsWithoutCalibration) {
     const auto summary = Summary("s");
     EXPECT_GT(summary["unwrap"]["valid_share"].get<double>(), 0.05);
     EXPECT_TRUE(summary["phase"].contains("ripple"));
+    Succeed("unwrap s --method regions --out u");
     const measure::HeightMap unwrapped = measure::ReadHeightMap(File("s/surface.npy").string());
     const cv::Mat both = (coded.z == coded.z) & (unwrapped.z == unwrapped.z);
     EXPECT_GT(cv::countNonZero(both), 0.9 * CountHeights(coded));
@@ -82,6 +83,7 @@ TEST_F(Measures, RefusesHalfAnInput) {
             {"measure", "--scan"},
             {"measure scan --scan scan/scan.json", "either"},
             {"measure scan --calibration calibration.yml", "give --scan"},
+            {"measure scan", "holds a coded scan"},
             {"measure scan --frames scan", "belongs to --scan"},
             {"measure --scan scan/scan.json --calibration missing.yml", "missing.yml"},
             {"measure dark0.png dark0.png dark0.png", "hardly anything", 5},

@@ -22,7 +22,8 @@ constexpr AddCommand kCommands[] = {
 
 constexpr char kAbout[] =
     "From pictures of projected fringes to phase, positions and shape.\n"
-    "Pictures are 8- or 16-bit PNG, TIFF or BMP (colour becomes grey), float TIFF, or NPY arrays.";
+    "Pictures are 8- or 16-bit PNG, TIFF or BMP (colour becomes grey), float TIFF, or NPY arrays; JPEG,\n"
+    "too, whose losses are noise in a phase.";
 constexpr char kFooter[] =
     "A first run:  vorip demo --out demo\n"
     "One command:  vorip help COMMAND\n"

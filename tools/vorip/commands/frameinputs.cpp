@@ -47,6 +47,16 @@ void WarnOfBits(const std::vector<cv::Mat>& frames) {
                     (1 << bits) - 1));
 }
 
+// The pictures of a coded scan are no single set.
+void RefuseScanFolder(const std::vector<std::string>& words) {
+    if (words.size() != 1) return;
+    const std::filesystem::path description = std::filesystem::path(words[0]) / "scan.json";
+    std::error_code error;
+    if (std::filesystem::exists(description, error))
+        Refuse(words[0] + ": holds a coded scan: give " + description.string() +
+               " to 'vorip measure', 'quality' or 'decode', or a pattern in quotes for the pictures of one set");
+}
+
 void AddLimit(Command& command, const char* name, double& percent, const char* help, double most = 100) {
     command.Add(name, percent, help).Between(0, most, "a percentage").ShowDefault().Type("PERCENT");
 }
@@ -89,6 +99,7 @@ void AddFringeLimitOptions(Command& command, LimitOptions& limits) {
 }
 
 FrameInput ReadFrames(const FrameOptions& options) {
+    RefuseScanFolder(options.frames);
     const measure::FrameFiles found = measure::FindFrames(options.frames);
     if (found.looksMisordered) {
         Warn(

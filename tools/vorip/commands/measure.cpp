@@ -83,11 +83,12 @@ private:
         const UnwrapReport report = AddUnwrapResult(mOutputs, unwrapped, jumps, time.count());
         Add("unwrap", report.entries, report.text + "\n");
         if (jumps.count > 0) mDoubts.push_back(JumpWarning(jumps, unwrapped));
+        mNotes.push_back(
+            "steps of more than half a period from pixel to pixel do not show in one set of fringes: what lies behind "
+            "them may be off by whole periods, which a coded scan knows (--scan)");
         if (unwrapped.pixels.size() > 1)
             mNotes.push_back(
-                cv::format("%zu pieces do not touch: whole periods between them are unknown, as one set "
-                           "of fringes cannot tell; a coded scan can (--scan)",
-                           unwrapped.pixels.size()));
+                cv::format("%zu pieces do not touch: whole periods between them are unknown", unwrapped.pixels.size()));
         mSize = phase.phase.size();
         mValid = cv::countNonZero(unwrapped.components);
         mReached = CountReached(phase.modulation, solved.quality.noise, static_cast<int>(phase.shifts.size()));

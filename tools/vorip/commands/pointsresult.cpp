@@ -42,12 +42,14 @@ std::string ReportOf(const measure::CloudResult& result) {
     double least = 0, greatest = 0;
     cv::minMaxLoc(z, &least, &greatest, nullptr, nullptr, z == z);
     std::string report =
-        cv::format("points: %d of %d x %d pixels (%.1f %%), %.3f to %.3f mm from the camera\n", result.points, z.cols,
+        cv::format("points: %d of %d x %d pixels (%.1f %%), %.6g to %.6g mm from the camera\n", result.points, z.cols,
                    z.rows, 100.0 * result.points / static_cast<double>(z.total()), least, greatest);
     if (!result.cloud.rowResidual.empty())
         report += cv::format("the %s are where the %s expect them to %.3f projector pixels (median)\n",
                              result.isFromRows ? "columns" : "rows", result.isFromRows ? "rows" : "columns",
                              result.medianResidual);
+    else
+        report += "one direction does not tell whether the calibration fits: a scan along both does\n";
     if (result.dropped > 0) report += cv::format("%d points were dropped by --max-residual\n", result.dropped);
     return report;
 }

@@ -56,13 +56,17 @@ struct Inputs {
     bool looksWrapped = true;        // as the file has it, before float phases are wrapped
 };
 
-constexpr char kPhaseSummary[] = "phase.json";
+constexpr char kPhaseSummary[] = "phase.json", kSummary[] = "summary.json";
 
-// Puts the files of the folder of vorip phase, if it is one, where no others are given.
+// Puts the files of the folder of vorip phase, or of vorip measure of one set, if it is one, where no others are given.
 std::optional<ResultFolder> ResolveFolder(UnwrapOptions& options) {
     if (!std::filesystem::is_directory(options.phase)) return std::nullopt;
-    ResultFolder folder(options.phase, kPhaseSummary, "vorip phase");
+    const std::filesystem::path path = options.phase;
+    const bool isMeasured = !std::filesystem::exists(path / kPhaseSummary) && std::filesystem::exists(path / kSummary);
+    ResultFolder folder(path, isMeasured ? kSummary : kPhaseSummary, isMeasured ? "vorip measure" : "vorip phase");
     options.phase = folder.File("phase16.png");
+    if (options.phase.empty())
+        Refuse(path.string() + ": holds no phase16.png of vorip phase, or of vorip measure of one set of fringes");
     if (options.mask.empty()) options.mask = folder.File("mask.png");
     if (options.method == kReliability) {
         if (options.contrast.empty()) options.contrast = folder.File("contrast.png");
