@@ -1,6 +1,7 @@
 #include "measure/io/bytes.h"
 
 #include <algorithm>
+#include <cctype>
 #include <cmath>
 #include <cstring>
 #include <filesystem>
@@ -56,6 +57,12 @@ void NarrowToFloat(const std::uint8_t* doubles, std::size_t count, float* floats
     }
     if (isBeyond)
         throw InputError(file + ": holds numbers beyond 3.4e38, the greatest that pixels of 32-bit float can be");
+}
+
+std::string EndingOf(const std::string& name) {
+    std::string ending = std::filesystem::u8path(name).extension().u8string();
+    for (char& c : ending) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    return ending;
 }
 
 void RequireFile(const std::string& file) {

@@ -27,6 +27,9 @@ cv::Mat NewPicture(cv::Size size, int type, const std::string& file);
 // beyond those that a float can hold.
 void NarrowToFloat(const std::uint8_t* doubles, std::size_t count, float* floats, const std::string& file);
 
+// The ending of a name in lower case: ".png" of "a/B.PNG".
+MEASURE_API std::string EndingOf(const std::string& name);
+
 // Refuses what is no file, as folders, devices and pipes, from which reading might never end.
 MEASURE_API void RequireFile(const std::string& file);
 // A text of 1 to so many bytes; `kind` says what it shall be, as in "a calibration".

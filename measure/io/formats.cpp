@@ -2,7 +2,6 @@
 
 #include <cctype>
 #include <cstring>
-#include <filesystem>
 
 #include "measure/io/codecs.h"
 #include "measure/io/npy.h"
@@ -59,8 +58,7 @@ constexpr Format kFormats[] = {
 }  // namespace
 
 const Format* FindFormat(const std::string& file) {
-    std::string ending = std::filesystem::path(file).extension().string();
-    for (char& c : ending) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    const std::string ending = EndingOf(file);
     for (const Format& format : kFormats)
         if (ending == format.ending) return &format;
     return nullptr;

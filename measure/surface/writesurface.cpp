@@ -1,9 +1,7 @@
 #include "measure/writesurface.h"
 
 #include <algorithm>
-#include <cctype>
 #include <cmath>
-#include <filesystem>
 #include <iterator>
 #include <limits>
 #include <utility>
@@ -110,8 +108,7 @@ constexpr SurfaceFormat kFormats[] = {
 };
 
 const SurfaceFormat& FormatOf(const std::string& name) {
-    std::string ending = std::filesystem::path(name).extension().string();
-    for (char& c : ending) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    const std::string ending = EndingOf(name);
     for (const SurfaceFormat& format : kFormats)
         if (ending == format.ending) return format;
     throw InputError(name + ": the name of a height map must end with " + kSurfaceFormats);

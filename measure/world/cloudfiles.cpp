@@ -3,7 +3,6 @@
 #include <charconv>
 #include <cmath>
 #include <cstring>
-#include <filesystem>
 #include <limits>
 #include <vector>
 
@@ -144,7 +143,7 @@ std::vector<std::uint8_t> EncodeXyz(const Cloud& cloud, const Progress& progress
 }
 
 void WriteCloud(const std::string& file, const Cloud& cloud, const PlyOptions& options, const Progress& progress) {
-    const std::string ending = std::filesystem::path(file).extension().string();
+    const std::string ending = EndingOf(file);
     if (ending != ".ply" && ending != ".xyz") throw InputError(file + ": the ending must be .ply or .xyz");
     const auto bytes = ending == ".ply" ? EncodePly(cloud, options, progress) : EncodeXyz(cloud, progress);
     WriteBytes(file, bytes, progress);

@@ -1,7 +1,6 @@
 #include "measure/calibration.h"
 
 #include <cmath>
-#include <filesystem>
 
 #include "measure/error.h"
 #include "measure/io/bytes.h"
@@ -9,8 +8,6 @@
 
 namespace measure {
 namespace {
-
-namespace fs = std::filesystem;
 
 [[noreturn]] void RefuseKey(const std::string& name, const std::string& key, const std::string& text) {
     throw InputError(name + ": " + key + ": " + text);
@@ -126,7 +123,7 @@ void RequirePlausible(const Calibration& calibration, const std::string& name) {
 }
 
 void RequireCalibrationName(const std::string& file) {
-    const std::string ending = fs::u8path(file).extension().string();
+    const std::string ending = EndingOf(file);
     if (ending != ".yml" && ending != ".yaml" && ending != ".xml")
         throw InputError(file + ": the name must end with .yml, .yaml or .xml");
 }
@@ -134,7 +131,7 @@ void RequireCalibrationName(const std::string& file) {
 std::string EncodeCalibration(const std::string& name, const Calibration& calibration) {
     RequireCalibrationName(name);
     RequirePlausible(calibration, name);
-    return Encode(calibration, fs::u8path(name).extension().string());
+    return Encode(calibration, EndingOf(name));
 }
 
 void WriteCalibration(const std::string& file, const Calibration& calibration) {

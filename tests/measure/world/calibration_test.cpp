@@ -51,7 +51,7 @@ void ExpectSame(const measure::Lens& a, const measure::Lens& b) {
 
 TEST_F(CalibrationFile, HoldsEveryDigit) {
     const Calibration c = Example();
-    for (const char* name : {"c.yml", "c.yaml", "c.xml"}) {
+    for (const char* name : {"c.yml", "c.yaml", "c.xml", "C.YML"}) {
         measure::WriteCalibration(Path(name), c);
         const Calibration read = measure::ReadCalibration(Path(name));
         EXPECT_EQ(read.cameraSize, c.cameraSize);

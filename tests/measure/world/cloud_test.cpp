@@ -300,7 +300,8 @@ TEST(Cloud, PlyHoldsPointsAndTriangles) {
         }
     }
     EXPECT_THROW(WriteCloud("cloud.obj", SmallCloud()), InputError);
-    EXPECT_THROW(WriteCloud("/nowhere/cloud.ply", SmallCloud()), OutputError);
+    for (const char* name : {"/nowhere/cloud.ply", "/nowhere/CLOUD.PLY"})
+        EXPECT_THROW(WriteCloud(name, SmallCloud()), OutputError);
 }
 
 TEST(Cloud, XyzIsText) {

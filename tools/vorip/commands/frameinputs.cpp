@@ -2,11 +2,11 @@
 
 #include <algorithm>
 #include <cmath>
-#include <filesystem>
 
 #include "measure/frames.h"
 #include "measure/fringe/framepixels.h"
 #include "measure/io.h"
+#include "measure/io/bytes.h"
 #include "measure/io/readfiles.h"
 #include "tools/vorip/cli/parse.h"
 #include "tools/vorip/session/failure.h"
@@ -127,7 +127,7 @@ FrameInput ReadFrames(const FrameOptions& options) {
 }
 
 bool IsScan(const std::vector<std::string>& words) {
-    return words.size() == 1 && std::filesystem::path(words[0]).extension() == ".json";
+    return words.size() == 1 && measure::EndingOf(words[0]) == ".json";
 }
 
 measure::Scan ReadScan(const std::string& file, const std::string& folder) {
