@@ -6,7 +6,7 @@
 
 #include "measure/absolute.h"
 #include "measure/absolute/growthrows.h"
-#include "measure/absolute/wrapping.h"
+#include "measure/base/phase.h"
 
 namespace measure {
 

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "measure/absolute.h"
-#include "measure/absolute/wrapping.h"
+#include "measure/base/phase.h"
 #include "measure/base/wide.h"
 
 namespace measure {

@@ -5,7 +5,7 @@
 #include <cstdint>
 
 #include "measure/absolute/coding.h"
-#include "measure/absolute/wrapping.h"
+#include "measure/base/phase.h"
 
 // The loops of the decision of orders, over some pixels of a row at a time. `q` is the ratio of the finest period to
 // that of a set.

@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "measure/absolute/wrapping.h"
+#include "measure/base/phase.h"
 
 namespace measure {
 namespace {

@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "measure/absolute/wrapping.h"
+#include "measure/base/phase.h"
 #include "measure/base/wide.h"
 #include "measure/fringe/jumps.h"
 

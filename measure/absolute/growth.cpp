@@ -12,7 +12,6 @@
 #include "measure/absolute/growth.h"
 #include "measure/absolute/growthrows.h"
 #include "measure/absolute/lifting.h"
-#include "measure/absolute/wrapping.h"
 #include "measure/base/arguments.h"
 #include "measure/base/phase.h"
 #include "measure/error.h"

@@ -4,7 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "measure/absolute/wrapping.h"
+#include "measure/base/phase.h"
 
 // The loops of the growth of orders, over `count` pixels of a row. Absolute phases are compared, never orders: the
 // wrapped phase of a pixel may be -pi or pi by the sign of a zero.

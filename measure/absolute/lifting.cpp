@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "measure/absolute/areas.h"
-#include "measure/absolute/wrapping.h"
+#include "measure/base/phase.h"
 
 namespace measure {
 namespace {

@@ -5,7 +5,7 @@
 #include <iterator>
 #include <opencv2/imgproc.hpp>
 
-#include "measure/absolute/wrapping.h"
+#include "measure/base/phase.h"
 #include "measure/base/quantile.h"
 #include "measure/fringe/phaserows.h"
 

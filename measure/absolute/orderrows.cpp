@@ -11,8 +11,8 @@
 #include "measure/absolute/candidaterows.h"
 #include "measure/absolute/coding.h"
 #include "measure/absolute/orderrows.h"
-#include "measure/absolute/wrapping.h"
 #include "measure/base/arguments.h"
+#include "measure/base/phase.h"
 #include "measure/error.h"
 #include "measure/fringe/rowbands.h"
 

@@ -7,7 +7,7 @@
 
 #include "measure/absolute/checknotes.h"
 #include "measure/absolute/checks.h"
-#include "measure/absolute/wrapping.h"
+#include "measure/base/phase.h"
 
 namespace measure {
 namespace {

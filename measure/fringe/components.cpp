@@ -5,6 +5,7 @@
 #include <limits>
 #include <numeric>
 
+#include "measure/base/phase.h"
 #include "measure/fringe/rowbands.h"
 
 namespace measure {
@@ -16,8 +17,6 @@ struct Component {
     float least = std::numeric_limits<float>::max();
     float shift = 0;
 };
-
-constexpr double kTwoPi = 2 * CV_PI;
 
 }  // namespace
 

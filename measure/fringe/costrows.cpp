@@ -2,14 +2,10 @@
 
 #include <cmath>
 
+#include "measure/base/phase.h"
+
 namespace measure::rows {
 namespace {
-
-constexpr float kPi = 3.14159265f;
-
-inline float Wrapped(float difference) {
-    return difference - (difference > kPi ? 2 * kPi : 0.0f) + (difference < -kPi ? 2 * kPi : 0.0f);
-}
 
 inline float ZeroForNan(float v) { return v == v ? v : 0.0f; }
 inline float OneUnlessNan(float v) { return v == v ? 1.0f : 0.0f; }
@@ -22,12 +18,12 @@ void Differ(const float* __restrict phase, const float* __restrict phaseBelow, c
             std::size_t count) {
     float* __restrict right = differences.right, * __restrict below = differences.below;
     float* __restrict belowRight = differences.belowRight, * __restrict belowLeft = differences.belowLeft;
-    right[-1] = Wrapped(phase[0] - phase[-1]);
+    right[-1] = WrapOnce(phase[0] - phase[-1]);
     for (std::ptrdiff_t x = 0; x < static_cast<std::ptrdiff_t>(count); ++x) {
-        right[x] = Wrapped(phase[x + 1] - phase[x]);
-        below[x] = Wrapped(phaseBelow[x] - phase[x]);
-        belowRight[x] = Wrapped(phaseBelow[x + 1] - phase[x]);
-        belowLeft[x] = Wrapped(phaseBelow[x - 1] - phase[x]);
+        right[x] = WrapOnce(phase[x + 1] - phase[x]);
+        below[x] = WrapOnce(phaseBelow[x] - phase[x]);
+        belowRight[x] = WrapOnce(phaseBelow[x + 1] - phase[x]);
+        belowLeft[x] = WrapOnce(phaseBelow[x - 1] - phase[x]);
     }
 }
 

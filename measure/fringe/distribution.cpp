@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "measure/base/phase.h"
 #include "measure/base/quantile.h"
-#include "measure/fringe/phasestep.h"
 #include "measure/fringe/wholeperiods.h"
 
 namespace measure {
@@ -74,7 +74,7 @@ struct EvenPhase {
         float last = phase[period.first], risen = last, sum = 0, places = 0, count = 0;
         for (int x = period.first; x < period.end; ++x) {
             if (!usable[x]) continue;
-            risen += WrapStep(phase[x] - last);
+            risen += WrapOnce(phase[x] - last);
             last = phase[x];
             sum += risen;
             places += static_cast<float>(x);

@@ -3,13 +3,12 @@
 #include <algorithm>
 #include <cmath>
 
+#include "measure/base/phase.h"
 #include "measure/base/wide.h"
 
 // Compiled as phaserows.cpp is.
 namespace measure::rows {
 namespace {
-
-constexpr float kPi = 3.14159265f;
 
 // sin(2 pi u) for u from -1/4 to 1/4: an odd polynomial whose largest error, 6e-7, is the least of its degree.
 inline float QuarterSine(float u) {
@@ -27,8 +26,7 @@ struct SineAndCosine {
 
 // Of 2 pi turns, doubled.
 inline SineAndCosine TwiceAt(float turns) {
-    constexpr float kRound = 12582912.0f;  // 1.5 * 2^23: adding and subtracting it rounds to whole numbers
-    const float half = 0.5f * (turns - ((turns + kRound) - kRound));
+    const float half = 0.5f * Fraction(turns);
     const float sineOfHalf = QuarterSine(half), cosineOfHalf = QuarterSine(0.25f - std::abs(half));
     return {4 * sineOfHalf * cosineOfHalf, 2 - 4 * sineOfHalf * sineOfHalf};
 }
@@ -48,14 +46,12 @@ inline float SumAt(const Harmonics& h, const SineAndCosine& twice) {
     return 0.5f * (s1 * twice.sine + c1 * twice.cosine) - c2;
 }
 
-inline float Wrap(float phase) { return phase - (phase > kPi ? 2 * kPi : 0.0f) + (phase < -kPi ? 2 * kPi : 0.0f); }
-
 template <int Count>
 void AddHarmonicsOf(const Harmonics& given, int multiple, float* __restrict phase, std::size_t count) {
     const Harmonics h = given;
     const float turnsPerRadian = static_cast<float>(multiple) / (2 * kPi);
     for (std::size_t x = 0; x < count; ++x)
-        phase[x] = Wrap(phase[x] + SumAt<Count>(h, TwiceAt(phase[x] * turnsPerRadian)));
+        phase[x] = WrapOnce(phase[x] + SumAt<Count>(h, TwiceAt(phase[x] * turnsPerRadian)));
 }
 
 }  // namespace

@@ -8,14 +8,13 @@
 #include <vector>
 
 #include "measure/base/arguments.h"
+#include "measure/base/phase.h"
 #include "measure/base/wide.h"
 #include "measure/fringe/jumps.h"
 #include "measure/unwrap.h"
 
 namespace measure {
 namespace {
-
-constexpr float kPi = 3.14159265f;
 
 MEASURE_WIDE int CountJumps(const float* a, const float* b, int count) {
     int jumps = 0;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "measure/base/phase.h"
 #include "measure/base/wide.h"
 
 // This file is compiled so that comparisons need not raise floating-point exceptions: only then loops that choose
@@ -54,7 +55,6 @@ void AddSquaresOf(const T* __restrict frame, float cosine, float sine, const Sum
     }
 }
 
-constexpr float kPi = 3.14159265f;
 constexpr float kHalfPi = 1.57079633f;
 
 // The arc tangent of t in [0, 1]: an odd polynomial whose largest error, 4e-8, is the least possible of its degree.

@@ -8,13 +8,13 @@
 #include <opencv2/imgproc.hpp>
 #include <vector>
 
+#include "measure/base/phase.h"
 #include "measure/fringe/figures.h"
 #include "measure/fringe/rowbands.h"
 
 namespace measure {
 namespace {
 
-constexpr float kPi = 3.14159265f;
 constexpr int kBridge = 5;  // pixels
 constexpr float kEdge = 6;  // times the median cost, and more than a radian: the edge of an object
 constexpr float kLeastEdge = 1;

@@ -3,11 +3,11 @@
 #include <cmath>
 
 #include "measure/base/arguments.h"
+#include "measure/base/phase.h"
 #include "measure/base/quantile.h"
 #include "measure/fringe.h"
 #include "measure/fringe/distribution.h"
 #include "measure/fringe/harmonics.h"
-#include "measure/fringe/phasestep.h"
 
 namespace measure {
 namespace {
@@ -16,7 +16,7 @@ namespace {
 class LineCount {
 public:
     void Add(float phase, bool usable) {
-        if (usable && mUsable) mSum += static_cast<double>(WrapStep(phase - mPhase));
+        if (usable && mUsable) mSum += static_cast<double>(WrapOnce(phase - mPhase));
         mPhase = phase;
         mUsable = usable;
     }

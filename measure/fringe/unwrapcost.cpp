@@ -6,6 +6,7 @@
 
 #include "ipbase/unwrap/reliability/bandjoiner.h"
 #include "measure/base/arguments.h"
+#include "measure/base/phase.h"
 #include "measure/fringe/components.h"
 #include "measure/fringe/rejoin.h"
 #include "measure/fringe/rowbands.h"
@@ -20,8 +21,6 @@ using KrN::ReliabilityEdges;
 using EdgeList = std::vector<EDGE>;
 
 const KrN::AbortFlag kNever(nullptr);
-
-constexpr float kPi = 3.14159265f;
 
 // Below this sum of two costs, in radians, noise decides which edge is the better one; they count as equal.
 constexpr float kEqualCosts = 0.25f;

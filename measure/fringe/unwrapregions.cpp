@@ -16,7 +16,6 @@
 namespace measure {
 namespace {
 
-constexpr double kTwoPi = 2 * CV_PI;
 constexpr char kStage[] = "growing and joining regions";
 constexpr double kGrowing = 0.5, kJoined = 0.8;  // shares of the time until the regions are grown, and joined
 constexpr double kCounting = 0.85, kFilling = 0.9, kSorting = 0.95;

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "measure/fringe/phasestep.h"
+#include "measure/base/phase.h"
 
 namespace measure {
 
@@ -26,7 +26,7 @@ void FindWholePeriods(const float* phase, const std::uint8_t* usable, int size, 
     for (int x = 0; x < size; ++x) {
         if (!usable[x]) continue;
         const int way = x - last;
-        const float step = WrapStep(phase[x] - phase[last < 0 ? x : last]);
+        const float step = WrapOnce(phase[x] - phase[last < 0 ? x : last]);
         if (way > kMostMissing + 1 || std::abs(step) > kLargestStep) {
             endRun();
             first = x;
