@@ -8,7 +8,7 @@
 #include <utility>
 #include <vector>
 
-#include "measure/absolute/areas.h"
+#include "measure/base/liftedsets.h"
 #include "measure/base/phase.h"
 
 namespace measure {

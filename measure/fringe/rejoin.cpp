@@ -4,10 +4,10 @@
 #include <cmath>
 #include <cstdint>
 #include <map>
-#include <numeric>
 #include <opencv2/imgproc.hpp>
 #include <vector>
 
+#include "measure/base/liftedsets.h"
 #include "measure/base/phase.h"
 #include "measure/fringe/figures.h"
 #include "measure/fringe/rowbands.h"
@@ -143,40 +143,6 @@ std::vector<Vote> CountVotes(const cv::Mat1f& cost, const cv::Mat1f& phase, cons
     return votes;
 }
 
-// The periods by which each piece is to be raised.
-class Joined {
-public:
-    explicit Joined(int pieces) : mLeader(static_cast<std::size_t>(pieces)), mRaise(mLeader.size()) {
-        std::iota(mLeader.begin(), mLeader.end(), 0);
-    }
-
-    void Join(const Vote& vote) {
-        const int a = Find(vote.first), b = Find(vote.second);
-        if (a == b) return;
-        mLeader[At(b)] = a;
-        mRaise[At(b)] = mRaise[At(vote.first)] + vote.periods - mRaise[At(vote.second)];
-    }
-
-    int RaiseOf(int piece) {
-        const int leader = Find(piece);
-        return leader == piece ? 0 : mRaise[At(piece)];
-    }
-
-private:
-    static std::size_t At(int piece) { return static_cast<std::size_t>(piece); }
-
-    // Afterwards the piece leads to its leader directly, or is it and has the raise 0.
-    int Find(int piece) {
-        const int next = mLeader[At(piece)];
-        if (next == piece) return piece;
-        const int leader = Find(next);
-        if (leader != next) mRaise[At(piece)] += mRaise[At(next)];
-        return mLeader[At(piece)] = leader;
-    }
-
-    std::vector<int> mLeader, mRaise;
-};
-
 }  // namespace
 
 void RejoinPieces(const cv::Mat1f& cost, cv::Mat1f& unwrapped) {
@@ -186,11 +152,16 @@ void RejoinPieces(const cv::Mat1f& cost, cv::Mat1f& unwrapped) {
     cv::compare(cost, EdgeCost(cost), cuts, cv::CMP_GT);
     cuts |= jumps.where;
     const Pieces pieces(unwrapped, cuts);
-    Joined joined(pieces.Count());
-    for (const Vote& vote : CountVotes(cost, unwrapped, pieces.numbers)) joined.Join(vote);
+    LiftedSets sets;
+    for (int i = 0; i < pieces.Count(); ++i) sets.Add(1);
+    for (const Vote& vote : CountVotes(cost, unwrapped, pieces.numbers))
+        sets.Join(vote.first, vote.second, vote.periods);
     std::vector<float> raise(static_cast<std::size_t>(pieces.Count()));
-    for (int i = 1; i < pieces.Count(); ++i)
-        raise[static_cast<std::size_t>(i)] = 2 * kPi * static_cast<float>(joined.RaiseOf(i));
+    for (int i = 1; i < pieces.Count(); ++i) {
+        int lift = 0;
+        sets.Find(i, lift);
+        raise[static_cast<std::size_t>(i)] = kRadiansPerPeriod * static_cast<float>(lift);
+    }
     ForRowBands(unwrapped.size(), {}, "", [&](const cv::Range& range) {
         for (int y = range.start; y < range.end; ++y) {
             float* const row = unwrapped[y];
