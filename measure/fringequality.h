@@ -24,6 +24,7 @@ struct FringeQuality {
     FringeVerdict verdict = FringeVerdict::eGood;
     std::vector<std::string> findings;  // what is wrong, in words, with what helps; empty when nothing is
 
+    static constexpr double kLeastUsable = 0.01;  // below, hardly anything is usable
     double usable = 0;
     double saturated = 0;
     double clipLevel = 0;   // the grey level at which the camera seems to saturate below full scale; 0 for none

@@ -13,7 +13,6 @@ namespace measure {
 namespace {
 
 // What is expected of frames from which a good phase comes.
-constexpr double kLeastUsable = 0.01;
 constexpr double kLeastModulation = 0.04;     // of full scale
 constexpr double kHopelessModulation = 0.02;  // where there is light
 constexpr double kDarkPeak = 0.25;            // below this brightest level, of full scale, light is what is missing
@@ -39,7 +38,7 @@ void Judge(const FringePhase& phase, const Ripple& ripple, const FrameNames& nam
     const char* const remedy = peak < kDarkPeak
                                    ? "the pictures are dark: expose longer or open the aperture"
                                    : "there is light enough: less light of the room, or a sharper projector";
-    if (q.usable < kLeastUsable) {
+    if (q.usable < FringeQuality::kLeastUsable) {
         say(cv::format("hardly anything is usable (%.2f %% of the pixels); %s", 100 * q.usable, remedy));
         fail();
     } else if (q.modulation < kLeastModulation) {
@@ -49,7 +48,7 @@ void Judge(const FringePhase& phase, const Ripple& ripple, const FrameNames& nam
                        100 * q.modulation, 100 * kLeastModulation, remedy));
         if (peak < kDarkPeak || q.modulation < kHopelessModulation) fail();
     }
-    if (q.usable >= kLeastUsable && q.phaseNoise > kMuchPhaseNoise) {
+    if (q.usable >= FringeQuality::kLeastUsable && q.phaseNoise > kMuchPhaseNoise) {
         say(cv::format("noise of %.1f grey levels leaves %.2f rad in the phase; more frames or more light help",
                        q.noise, q.phaseNoise));
         if (q.phaseNoise > kHopelessPhaseNoise) fail();

@@ -158,9 +158,7 @@ RigMatrix RigAdjustment::Inverse(const RigMatrix& normal, const Terms& terms) {
     for (int i = 0; i < n; ++i)
         for (int j = 0; j < n; ++j) scaled(i, j) = scale[at(i)] * normal(found[at(i)], found[at(j)]) * scale[at(j)];
     const bool isFinite = cv::checkRange(scaled);
-    if (!isFinite || !(cv::invert(scaled, inverse, cv::DECOMP_EIG) > kSingular))
-        throw InputError(
-            "the poses do not determine camera and projector: more of them are needed, tilted in different directions");
+    if (!isFinite || !(cv::invert(scaled, inverse, cv::DECOMP_EIG) > kSingular)) throw InputError(kUndetermined);
     RigMatrix result = RigMatrix::zeros();
     for (int i = 0; i < n; ++i)
         for (int j = 0; j < n; ++j) result(found[at(i)], found[at(j)]) = scale[at(i)] * inverse(i, j) * scale[at(j)];

@@ -12,6 +12,9 @@
 // points were seen and where they should be, in pixels of camera and projector alike.
 namespace measure {
 
+inline constexpr char kUndetermined[] =
+    "the poses do not determine camera and projector: more of them are needed, tilted in different directions";
+
 // From the board's frame to the camera's.
 struct BoardPose {
     cv::Matx33d rotation = cv::Matx33d::eye();

@@ -72,9 +72,7 @@ Side CalibrateAlone(const std::vector<BoardView>& views, const std::vector<cv::P
         }
     }
     SideSolution solution;
-    if (!GetVision().calibrate(sideViews, FlagsOf(model), solution))
-        throw InputError(
-            "the poses do not determine camera and projector: more of them are needed, tilted in different directions");
+    if (!GetVision().calibrate(sideViews, FlagsOf(model), solution)) throw InputError(kUndetermined);
     const cv::Mat1d &matrix = solution.matrix, &k = solution.distortion;
     Side side;
     side.lens = {matrix(0, 0), matrix(1, 1), matrix(0, 2), matrix(1, 2), k(0), k(1), k(2), k(3), k(4)};

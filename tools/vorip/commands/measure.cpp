@@ -63,9 +63,7 @@ private:
         PhaseOptions options;
         options.frames = mOptions.frames;
         const PhaseResult solved = SolvePhase(options, mOutputs, mProgress);
-        if (!solved.IsUsable())
-            throw measure::NothingUsable(
-                "hardly anything is usable: too dark or saturated, or the fringes do not move from frame to frame");
+        if (!solved.IsUsable()) throw measure::NothingUsable(kHardlyAnything);
         Add("phase", solved.entries, solved.report);
         if (solved.quality.verdict != measure::FringeVerdict::eGood)
             for (const std::string& finding : solved.quality.findings) mDoubts.push_back(finding);

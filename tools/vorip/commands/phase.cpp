@@ -35,9 +35,6 @@ constexpr char kDetails[] =
     "  vorip phase f0.png f1.png f2.png --shift=-120,0,120 --out result\n"
     "  vorip phase 'capture/fringe*.png' --out result";
 
-constexpr char kHardlyAnything[] =
-    "hardly anything is usable: too dark or saturated, or the fringes do not move from frame to frame\n";
-
 }  // namespace
 
 int RunPhase(const PhaseOptions& options) {
@@ -49,7 +46,7 @@ int RunPhase(const PhaseOptions& options) {
     progress.End();
     std::fputs(result.report.c_str(), stdout);
     if (!result.IsUsable()) {
-        std::fputs(kHardlyAnything, stdout);
+        std::puts(kHardlyAnything);
         return kExitNothingUsable;
     }
     if (result.quality.verdict != measure::FringeVerdict::eGood)
