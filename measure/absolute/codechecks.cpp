@@ -108,18 +108,9 @@ void RequireBorders(const DecodeState& state, int changes) {
                          Text(cells) + " of them: are its pictures dark, or of another exposure or code?");
 }
 
-}  // namespace
-
-std::vector<double> CheckCode(DecodeState& state, const GrayDecoding& code) {
-    constexpr int kFewSteps = 100;
+// The cells must follow each other, and the phase.
+void CheckSteps(DecodeState& state, const BorderCollector& collector) {
     constexpr double kLeastOnes = 0.9, kLeastAgreeing = 0.75, kMirrored = 0.25, kLeastOfPicture = 0.5;
-    BorderCollector collector(state, code);
-    collector.Collect();
-    if (collector.Count() < kFewSteps) {
-        RequireBorders(state, collector.Changes());
-        return {};
-    }
-
     const std::vector<CodeSteps> steps = collector.Steps();
     const auto bits = static_cast<int>(state.pictures.gray.size());
     const double ones = static_cast<double>(collector.Ones()) / collector.Count();
@@ -153,7 +144,10 @@ std::vector<double> CheckCode(DecodeState& state, const GrayDecoding& code) {
               worst.share >= kLeastOfPicture},
              CodeName(state.axis, static_cast<std::size_t>(worst.index)) + ": only " + Text(worst.share) +
                  " of its borders lead to the next cell: is it in its place in the list?");
+}
 
+// The phases at the position 0, per set, which must be those of a given origin.
+std::vector<double> CheckOrigins(DecodeState& state, const BorderCollector& collector) {
     std::vector<double> origins;
     for (std::size_t set = 0; set < state.Count(); ++set) {
         CheckEdges(state, collector.Phases(set), set);
@@ -162,6 +156,20 @@ std::vector<double> CheckCode(DecodeState& state, const GrayDecoding& code) {
     }
     if (!state.axis.origin) NoteOrigin(state, collector.StandardError(state.order[0]));
     return origins;
+}
+
+}  // namespace
+
+std::vector<double> CheckCode(DecodeState& state, const GrayDecoding& code) {
+    constexpr int kFewSteps = 100;
+    BorderCollector collector(state, code);
+    collector.Collect();
+    if (collector.Count() < kFewSteps) {
+        RequireBorders(state, collector.Changes());
+        return {};
+    }
+    CheckSteps(state, collector);
+    return CheckOrigins(state, collector);
 }
 
 }  // namespace measure

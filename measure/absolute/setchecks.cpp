@@ -145,6 +145,49 @@ Brightness CompareBrightness(const DecodeState& state, std::size_t set) {
             factor, modulations / modulation};
 }
 
+// `expected` is what noise leaves.
+void CheckConcentration(DecodeState& state, const RelationTest& test, const std::vector<int>& factors,
+                        double expected) {
+    constexpr double kLeast = 0.5, kGood = 0.75;
+    // Where noise leaves little, a little more of it than estimated leaves less by a power.
+    const double least = kLeast * std::pow(expected, 0.25), good = kGood * std::sqrt(expected);
+    const std::string names = SetsOf(factors);
+    const double concentration = test.Concentration(factors);
+    const bool fits = concentration >= least;
+    Require(state.result, {names + ": share of the phases that fit to each other", concentration, least, fits},
+            names + " do not fit to each other (" + Text(concentration) +
+                " of 1): " + (fits ? "" : ExplainMisfit(test, factors, state.axis.length)));
+    if (concentration < good)
+        state.result.warnings.push_back(
+            names + " fit badly to each other (" + Text(concentration) + " of 1, expected " + Text(good) +
+            " or more): light that goes to and fro between shiny "
+            "surfaces, something that moved, or light that changed? A Gray code is less sensitive to it");
+}
+
+void CheckOffset(DecodeState& state, const std::string& names, double periods) {
+    constexpr double kMost = 0.1;
+    Require(state.result, {names + ": distance of the origins in periods", periods, kMost, periods <= kMost},
+            names + " do not begin at the same place (" + Text(periods) + " periods off): are the " +
+                "frames of one set rotated, so that the list begins with another one, or is a number of " +
+                "periods wrong by one?");
+}
+
+// The smallest offsets of the sets, in radians, that explain the means of relations in periods; that of the finest is
+// 0.
+std::vector<double> SolveOffsets(const std::vector<std::vector<int>>& relations, const std::vector<double>& means,
+                                 int finest) {
+    const std::size_t count = relations.front().size();
+    cv::Mat1d factors(static_cast<int>(relations.size()), static_cast<int>(count)), right(factors.rows, 1), solved;
+    for (int i = 0; i < factors.rows; ++i) {
+        const auto relation = static_cast<std::size_t>(i);
+        right(i, 0) = 2 * CV_PI * means[relation];
+        for (int set = 0; set < factors.cols; ++set)
+            factors(i, set) = set == finest ? 0 : relations[relation][static_cast<std::size_t>(set)];
+    }
+    solved = factors.t() * (factors * factors.t()).inv(cv::DECOMP_SVD) * right;
+    return {solved.begin(), solved.end()};
+}
+
 }  // namespace
 
 void CheckMeans(DecodeState& state) {
@@ -173,9 +216,9 @@ void CheckMeans(DecodeState& state) {
 }
 
 std::vector<double> CheckRelations(DecodeState& state) {
-    constexpr double kLeastExpected = 0.2, kLeastConcentration = 0.5, kGoodConcentration = 0.75, kMostOffset = 0.1;
-    std::vector<double> offsets(state.Count(), 0.0);
-    if (state.Count() < 2) return offsets;
+    constexpr double kLeastExpected = 0.2;
+    const std::vector<double> none(state.Count(), 0.0);
+    if (state.Count() < 2) return none;
     const RelationTest test(state);
     std::vector<std::vector<int>> used;
     std::vector<double> means;
@@ -185,44 +228,14 @@ std::vector<double> CheckRelations(DecodeState& state) {
         if (!relation.isShortest && !state.commonOrigins) continue;
         const double expected = test.Expected(relation.factors);
         if (expected < kLeastExpected) continue;  // the noise hides it
-        // Where noise leaves little, a little more of it than estimated leaves less by a power.
-        const double least = kLeastConcentration * std::pow(expected, 0.25),
-                     good = kGoodConcentration * std::sqrt(expected);
-        const std::string names = SetsOf(relation.factors);
-        const double concentration = test.Concentration(relation.factors);
-        const bool fits = concentration >= least;
-        Require(state.result, {names + ": share of the phases that fit to each other", concentration, least, fits},
-                names + " do not fit to each other (" + Text(concentration) +
-                    " of 1): " + (fits ? "" : ExplainMisfit(test, relation.factors, state.axis.length)));
-        if (concentration < good)
-            state.result.warnings.push_back(
-                names + " fit badly to each other (" + Text(concentration) + " of 1, expected " + Text(good) +
-                " or more): light that goes to and fro between shiny "
-                "surfaces, something that moved, or light that changed? A Gray code is less sensitive to it");
+        CheckConcentration(state, test, relation.factors, expected);
         const double mean = std::arg(test.Mean(relation.factors)) / (2 * CV_PI);
-        if (state.commonOrigins)
-            Require(state.result,
-                    {names + ": distance of the origins in periods", std::abs(mean), kMostOffset,
-                     std::abs(mean) <= kMostOffset},
-                    names + " do not begin at the same place (" + Text(std::abs(mean)) + " periods off): are the " +
-                        "frames of one set rotated, so that the list begins with another one, or is a number of " +
-                        "periods wrong by one?");
+        if (state.commonOrigins) CheckOffset(state, SetsOf(relation.factors), std::abs(mean));
         if (!relation.isShortest) continue;
         used.push_back(relation.factors);
         means.push_back(mean);
     }
-    if (used.empty()) return offsets;
-    cv::Mat1d factors(static_cast<int>(used.size()), static_cast<int>(state.Count())), right(factors.rows, 1), solved;
-    for (int i = 0; i < factors.rows; ++i) {
-        right(i, 0) = 2 * CV_PI * means[static_cast<std::size_t>(i)];
-        for (int set = 0; set < factors.cols; ++set)
-            factors(i, set) =
-                set == state.result.finest ? 0 : used[static_cast<std::size_t>(i)][static_cast<std::size_t>(set)];
-    }
-    // The smallest offsets that explain the means.
-    solved = factors.t() * (factors * factors.t()).inv(cv::DECOMP_SVD) * right;
-    for (std::size_t set = 0; set < state.Count(); ++set) offsets[set] = solved(static_cast<int>(set), 0);
-    return offsets;
+    return used.empty() ? none : SolveOffsets(used, means, state.result.finest);
 }
 
 }  // namespace measure

@@ -95,6 +95,26 @@ int Execute(Planes& planes, cv::Mat1b quality, const RegionOptions& options, con
     throw InputError(KrN::KrString(error->BuildMessage().c_str()).ToUtf8());
 }
 
+// The orders of the pixels that a component has, and those of each component.
+std::vector<OrderSpan> CollectOrders(const cv::Mat1f& phase, int least, Planes& planes, cv::Mat1i& orders,
+                                     const Progress& progress) {
+    std::vector<OrderSpan> spans;
+    for (int y = 0; y < phase.rows; ++y) {
+        if (y % kRowsPerReport == 0) progress.Report(kStage, kCounting);
+        for (int x = 0; x < phase.cols; ++x) {
+            int& component = planes.components(y, x);
+            if (planes.targetMask(y, x) & 64) component = 0;
+            if (component == 0) continue;
+            const double unwrapped = (planes.target(y, x) + least) * (kTwoPi / 256.0);
+            orders(y, x) = cvRound((unwrapped - static_cast<double>(phase(y, x))) / kTwoPi);
+            if (spans.size() <= static_cast<std::size_t>(component))
+                spans.resize(static_cast<std::size_t>(component) + 1);
+            spans[static_cast<std::size_t>(component)].Add(orders(y, x));
+        }
+    }
+    return spans;
+}
+
 }  // namespace
 
 Unwrapped UnwrapByRegions(const cv::Mat1f& phase, const cv::Mat1b& usable, const cv::Mat1b& quality,
@@ -109,22 +129,8 @@ Unwrapped UnwrapByRegions(const cv::Mat1f& phase, const cv::Mat1b& usable, const
     Planes planes(phase.size());
     FillPlanes(phase, usable, planes);
     const int least = Execute(planes, quality, options, progress);
-
-    std::vector<OrderSpan> spans;
     cv::Mat1i orders(phase.size());
-    for (int y = 0; y < phase.rows; ++y) {
-        if (y % kRowsPerReport == 0) progress.Report(kStage, kCounting);
-        for (int x = 0; x < phase.cols; ++x) {
-            int& component = planes.components(y, x);
-            if (planes.targetMask(y, x) & 64) component = 0;
-            if (component == 0) continue;
-            const double unwrapped = (planes.target(y, x) + least) * (kTwoPi / 256.0);
-            orders(y, x) = cvRound((unwrapped - static_cast<double>(phase(y, x))) / kTwoPi);
-            if (spans.size() <= static_cast<std::size_t>(component))
-                spans.resize(static_cast<std::size_t>(component) + 1);
-            spans[static_cast<std::size_t>(component)].Add(orders(y, x));
-        }
-    }
+    std::vector<OrderSpan> spans = CollectOrders(phase, least, planes, orders, progress);
     for (std::size_t i = 1; i < spans.size(); ++i)
         if (!spans[i].Find())
             throw InputError("a component spans 256 periods or more, which only joining by cost can unwrap");
