@@ -18,9 +18,8 @@ struct Component {
     float shift = 0;
 };
 
-}  // namespace
-
-void SortComponents(Unwrapped& result, int minPixels) {
+// Numbers the components as they come, from 1.
+std::vector<Component> ListComponents(Unwrapped& result) {
     const int width = result.phase.cols;
     std::vector<int> place(result.phase.total() + 1);  // of a component in the list, by its first number
     std::vector<Component> list(1);
@@ -42,6 +41,13 @@ void SortComponents(Unwrapped& result, int minPixels) {
             component.least = std::min(component.least, *std::min_element(phase + x, phase + end));
         }
     }
+    return list;
+}
+
+}  // namespace
+
+void SortComponents(Unwrapped& result, int minPixels) {
+    std::vector<Component> list = ListComponents(result);
     std::vector<std::size_t> order(list.size() - 1);
     std::iota(order.begin(), order.end(), std::size_t{1});
     std::stable_sort(order.begin(), order.end(),
@@ -56,7 +62,7 @@ void SortComponents(Unwrapped& result, int minPixels) {
         for (int y = range.start; y < range.end; ++y) {
             int* const components = result.components[y];
             float* const phase = result.phase[y];
-            for (int x = 0; x < width; ++x) {
+            for (int x = 0; x < result.phase.cols; ++x) {
                 const Component& component = list[static_cast<std::size_t>(components[x])];
                 components[x] = component.number;
                 phase[x] = component.number > 0 ? phase[x] + component.shift : std::numeric_limits<float>::quiet_NaN();
