@@ -22,7 +22,7 @@ cv::Mat1f ReadCoordinate(const std::string& folder, const char* name) {
     const std::string file = (fs::path(folder) / name).string();
     std::error_code missing;
     if (!fs::exists(file, missing))
-        throw InputError(folder + ": no " + name + " in this folder; 'vorip points' writes x.npy, y.npy and z.npy");
+        throw InputError(folder + ": no " + name + " in this folder, as points have x.npy, y.npy and z.npy");
     const cv::Mat image = ReadPicture(file);
     if (image.depth() != CV_32F) throw InputError(file + ": coordinates are float, this is " + PixelTypeName(image));
     return image;

@@ -127,8 +127,7 @@ std::vector<SurfaceFile> EncodeHeightMap(const std::string& name, const HeightMa
         throw InputError(cv::format("heights are written with 16 or 32 bits, not with %d", options.bits));
     if (options.bits == 16 && !format.wholeNumbers) throw InputError(name + ": only .tiff and .png have 16 bits");
     if (format.metric && !map.IsMetric())
-        throw InputError(name +
-                         ": needs heights in millimetres on a grid with a pitch; 'vorip surface grid' makes one");
+        throw InputError(name + ": needs heights in millimetres on a grid with a pitch");
     progress.Report("encoding");
     return format.encode(name, map, options, progress);
 }

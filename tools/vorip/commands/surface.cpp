@@ -49,7 +49,12 @@ template <class Read>
 auto OfOneRun(const std::string& folder, const Read& read) {
     constexpr char kSummary[] = "summary.json";
     std::error_code ignored;
-    if (!std::filesystem::exists(std::filesystem::path(folder) / kSummary, ignored)) return read(folder);
+    const std::filesystem::path path = folder;
+    if (!std::filesystem::exists(path / kSummary, ignored)) {
+        if (!std::filesystem::exists(path / "x.npy", ignored))
+            Refuse(folder + ": no x.npy in this folder; 'vorip points' writes x.npy, y.npy and z.npy");
+        return read(folder);
+    }
     ResultFolder results(folder, kSummary, "vorip points");
     for (const char* name : {"x.npy", "y.npy", "z.npy"}) results.Required(name);
     auto points = read(folder);

@@ -36,13 +36,14 @@ constexpr char kLevelDetails[] =
     "  vorip surface level part.npy --points 20,20 600,20 300,400 --out level.npy";
 
 constexpr char kExportDetails[] =
-    "Several names at once are written together. Formats, by the ending of the name:\n"
+    "Several names at once are written together, all or none. Formats, by the ending of the name:\n"
     "  .npy, .tiff  floats, with a JSON file beside them; with --bits 16, .tiff and .png hold whole numbers v with\n"
     "               height = offset + scale x v (0: none), and the JSON file tells offset and scale\n"
     "  .gsf         for Gwyddion, in metres\n"
     "  .stl         binary triangles in millimetres, for CAD and mesh programs\n"
     "  .xyz, .csv   text: x y z line by line; heights row by row\n"
     "--pitch and --unit say what a plain file does not tell by itself.\n"
+    ".stl and .xyz need a grid of millimetres, as 'vorip surface grid' makes it.\n"
     "\n"
     "Example:\n"
     "  vorip surface export level.npy --out level.gsf level.stl\n"
