@@ -80,15 +80,12 @@ private:
         return static_cast<std::size_t>(y) * static_cast<std::size_t>(mPhase.cols) + static_cast<std::size_t>(x);
     }
 
-    // The periods by which a pixel is wrapped against the one before it, from the difference of the two phases.
-    static int Wraps(float step) { return step > kPi ? -1 : step < -kPi ? 1 : 0; }
-
     // The edge from (y, x) to the right or below; its key orders the costs.
     EDGE MakeEdge(int y, int x, bool below, float cost) const {
-        const float step = mPhase(y, x) - (below ? mPhase(y + 1, x) : mPhase(y, x + 1));
+        const int wrap = KrN::FindWrap(mPhase(y, x), below ? mPhase(y + 1, x) : mPhase(y, x + 1));
         std::uint32_t key = 0;
         std::memcpy(&key, &cost, sizeof key);
-        return EDGE::Make(key, Index(y, x), below, Wraps(step));
+        return EDGE::Make(key, Index(y, x), below, wrap);
     }
 
     void JoinSmooth(const cv::Range& rows) {
@@ -107,7 +104,7 @@ private:
         std::int32_t increment = 0;
         for (int x = 1; x < mPhase.cols; ++x) {
             if (cost[x - 1] + cost[x] <= kEqualCosts) {
-                increment -= Wraps(mPhase(y, x - 1) - mPhase(y, x));
+                increment -= KrN::FindWrap(mPhase(y, x - 1), mPhase(y, x));
                 row[x] = {first + head, increment};
                 --row[head].group;
             } else {

@@ -3,18 +3,10 @@
 #include <algorithm>
 #include <utility>
 
-#include "imagemodel/krvalues.h"
 #include "ipbase/kernels/reliability.h"
 
 namespace KrN {
 namespace {
-
-// The wrap from a to b: what has to be added to b, in periods, less what is added to a, is its negative.
-int FindWrap(float a, float b) {
-    constexpr auto pi = static_cast<float>(KrMath::Pi);
-    const float step = a - b;
-    return step > pi ? -1 : step < -pi ? 1 : 0;
-}
 
 // The keys of the edges to the right of and below the pixels of one row at a time. Two rows of reliabilities are all
 // that it keeps.

@@ -4,10 +4,19 @@
 #include <memory>
 
 #include "imagemodel/export.h"
+#include "imagemodel/krvalues.h"
 #include "ipbase/ipUnwrapRecords.h"
 #include "ipbase/unwrap/reliability/input.h"
 
 namespace KrN {
+
+// The wrap from one wrapped phase to the next: what has to be added to b, in periods, less what is added to a, is its
+// negative.
+inline int FindWrap(float a, float b) {
+    constexpr auto pi = static_cast<float>(KrMath::Pi);
+    const float step = a - b;
+    return step > pi ? -1 : step < -pi ? 1 : 0;
+}
 
 // All edges of an image, in buckets of keys with the same upper bits, which follow one another in the order of those
 // bits. Sorting the buckets orders the edges by all of their bits: equal keys by pixel, to the right before below.

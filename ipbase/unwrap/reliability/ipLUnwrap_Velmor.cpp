@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <limits>
 
+#include "imagemodel/krvalues.h"
 #include "ipbase/base/rowwalk.h"
 #include "ipbase/base/scalar.h"
 #include "ipbase/ipLArith.h"
@@ -15,8 +16,7 @@ namespace KrN {
 namespace {
 
 constexpr std::uint8_t kUsable = 255;
-constexpr double kRadiansPerStep = 0.02454369260617026;
-constexpr double kTwoPi = 6.283185307179586;
+constexpr double kRadiansPerStep = KrMath::TwoPi / 256;
 constexpr wchar_t kFile[] = L"C\\ipLUnwrap_Velmor";
 constexpr wchar_t kMissing[] = L"Error in KrLUnwrap_Velmor: an image is missing";
 constexpr wchar_t kTargetSize[] = L"Error in KrLUnwrap_Velmor: AOI size of target AOI is not correct";
@@ -53,7 +53,7 @@ ReliabilityInput MakeInput(const IplImage& wrapped, const IplImage& unwrapped, c
     return input;
 }
 
-float Unwrap(float wrapped, int periods) { return static_cast<float>(wrapped + kTwoPi * periods); }
+float Unwrap(float wrapped, int periods) { return static_cast<float>(wrapped + KrMath::TwoPi * periods); }
 
 struct Groups {
     std::uint32_t count;
@@ -193,7 +193,7 @@ void KrLUnWrap_Velmor::GetResult2(KrAOI16* result, KrAOI8* resultMask) {
     };
     const auto convert = [&least](std::uint16_t* dst, const float* value, const std::uint8_t* mask, std::size_t count) {
         for (std::size_t x = 0; x < count; ++x) {
-            const double steps = mask[x] == kUsable ? (value[x] - least) / kTwoPi * 255.0 : 0.0;
+            const double steps = mask[x] == kUsable ? (value[x] - least) / KrMath::TwoPi * 255.0 : 0.0;
             dst[x] = TruncateTo<std::uint16_t>(steps);
         }
     };
