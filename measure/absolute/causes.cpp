@@ -1,10 +1,13 @@
 #include "measure/absolute/causes.h"
 
+#include <algorithm>
 #include <cmath>
 #include <complex>
 #include <opencv2/imgproc.hpp>
+#include <vector>
 
 #include "measure/absolute/checknotes.h"
+#include "measure/absolute/checks.h"
 #include "measure/absolute/picturepair.h"
 #include "measure/absolute/tilegrid.h"
 
@@ -44,29 +47,119 @@ double ShiftOf(const DecodeState& state, const cv::Mat1f& image, const cv::Mat1f
     return isExplained ? std::hypot(by.x, by.y) : 0;
 }
 
-// What the pictures of a code have in common with the mean of fringes.
-cv::Mat1f MeanOfCode(const AxisPictures& pictures) {
-    cv::Mat1f mean;
-    if (const auto pair = FindPair(pictures)) cv::addWeighted(pair->bright, 0.5, pair->dark, 0.5, 0.0, mean, CV_32F);
-    return mean;
+// What fits to samples by least squares: factors of some terms that add up to a value.
+struct Fit {
+    cv::Vec4d factors;
+    double variance = 0;  // of what is left
+    cv::Matx44d inverse;  // of the normal equations
+};
+
+struct GradientSample {
+    cv::Vec4d terms;  // gradient, level, 1
+    double difference;
+};
+
+Fit FitSamples(const std::vector<GradientSample>& samples) {
+    cv::Matx44d terms;
+    cv::Vec4d products;
+    double squares = 0;
+    for (const GradientSample& sample : samples) {
+        terms += sample.terms * sample.terms.t();
+        products += sample.terms * sample.difference;
+        squares += sample.difference * sample.difference;
+    }
+    const cv::Matx44d inverse = terms.inv(cv::DECOMP_SVD);
+    const cv::Vec4d factors = inverse * products;
+    const auto count = static_cast<double>(std::max<std::size_t>(samples.size(), 1));
+    return {factors, std::max(0.0, squares - products.dot(factors)) / count, inverse};
+}
+
+// By how many pixels an image, brighter or darker as a whole, must lie away from that of the finest set to differ from
+// it along its gradients as it does, without what chance may make of that. Right for small shifts, too small for
+// others.
+template <class LevelOf, class IsInRange>
+double ShiftByGradients(const DecodeState& state, const LevelOf& levelOf, const IsInRange& isInRange) {
+    constexpr double kSample = 1 << 14, kDeviations = 4, kFar = 3;
+    const Means& reference = state.FinestMeans();
+    const cv::Size size = state.usable.size();
+    const int step = static_cast<int>(std::sqrt(size.area() / kSample)) + 1;
+    const auto at = [&](int y, int x) { return static_cast<double>(reference.At(y, x)); };
+    std::vector<GradientSample> samples;
+    // In no grid, which what is left of fringes might fit to.
+    for (int y = 1; y + 1 < size.height; y += step)
+        for (int x = 1 + y * 5 / 3 % step; x + 1 < size.width; x += step) {
+            if (!state.usable(y, x) || !isInRange(y, x)) continue;
+            const double level = at(y, x);
+            samples.push_back({{(at(y, x + 1) - at(y, x - 1)) / 2, (at(y + 1, x) - at(y - 1, x)) / 2, level, 1},
+                               static_cast<double>(levelOf(y, x)) - level});
+        }
+    const Fit all = FitSamples(samples);
+    const auto isFar = [&](const GradientSample& sample) {
+        return std::pow(sample.difference - sample.terms.dot(all.factors), 2) > kFar * kFar * all.variance;
+    };
+    samples.erase(std::remove_if(samples.begin(), samples.end(), isFar), samples.end());
+    const Fit fit = FitSamples(samples);
+    const double error = std::sqrt(fit.variance * (fit.inverse(0, 0) + fit.inverse(1, 1)));
+    return std::max(0.0, std::hypot(fit.factors[0], fit.factors[1]) - kDeviations * error);
+}
+
+// Calls visit(name, level of a pixel, whether the camera shows that as it is) for the mean of every other set, and of
+// the code, until it returns true.
+template <class Visit>
+bool VisitOthers(const DecodeState& state, const Visit& visit) {
+    for (std::size_t set = 0; set < state.Count(); ++set) {
+        const auto meanAt = [&means = state.means[set]](int y, int x) { return means.At(y, x); };
+        const auto always = [](int, int) { return true; };
+        if (static_cast<int>(set) != state.result.finest && visit(NameOf(set), meanAt, always)) return true;
+    }
+    const std::optional<PicturePair> pair = FindPair(state.pictures);
+    const auto meanAt = [&](int y, int x) { return pair->MeanAt(y, x); };
+    const auto isInRange = [&](int y, int x) { return pair->IsInRange(y, x, state.SaturatedLevel()); };
+    return pair && visit(std::string("the Gray code"), meanAt, isInRange);
+}
+
+template <class LevelOf>
+cv::Mat1f ImageOf(cv::Size size, const LevelOf& levelOf) {
+    cv::Mat1f image(size);
+    for (int y = 0; y < size.height; ++y)
+        for (int x = 0; x < size.width; ++x) image(y, x) = levelOf(y, x);
+    return image;
+}
+
+constexpr double kMostShift = 0.25;  // pixels
+
+// In words what is seen to be shifted, for which a glance is followed by a closer look; empty when neither finds any.
+template <class LevelOf>
+std::string ShiftInWords(const DecodeState& state, const std::string& name, const LevelOf& levelOf, double glance) {
+    const cv::Mat1f reference = state.FinestMeans().Image();
+    double shift = ShiftOf(state, ImageOf(reference.size(), levelOf), reference);
+    if (shift == 0 && glance > kMostShift) shift = glance;
+    if (shift == 0) return {};
+    return "all that " + name + " shows is shifted by about " + Text(shift) + " pixels against " +
+           NameOf(static_cast<std::size_t>(state.result.finest)) + ": did the camera move between them?";
 }
 
 }  // namespace
 
 std::string FindShift(const DecodeState& state) {
-    const auto finest = static_cast<std::size_t>(state.result.finest);
-    const cv::Mat1f reference = state.FinestMeans().Image();
-    const auto find = [&](const std::string& name, const cv::Mat1f& mean) -> std::string {
-        const double shift = mean.empty() ? 0 : ShiftOf(state, mean, reference);
-        return shift == 0 ? ""
-                          : "all that " + name + " shows is shifted by about " + Text(shift) + " pixels against " +
-                                NameOf(finest) + ": did the camera move between them?";
-    };
-    for (std::size_t set = 0; set < state.Count(); ++set) {
-        const std::string found = set == finest ? "" : find(NameOf(set), state.means[set].Image());
-        if (!found.empty()) return found;
-    }
-    return find("the Gray code", MeanOfCode(state.pictures));
+    std::string found;
+    VisitOthers(state, [&](const std::string& name, const auto& levelOf, const auto& isInRange) {
+        found = ShiftInWords(state, name, levelOf, ShiftByGradients(state, levelOf, isInRange));
+        return !found.empty();
+    });
+    return found;
+}
+
+void CheckShifts(DecodeState& state) {
+    VisitOthers(state, [&](const std::string& name, const auto& levelOf, const auto& isInRange) {
+        const double shift = ShiftByGradients(state, levelOf, isInRange);
+        const bool isStill = shift <= kMostShift;
+        Note(state.result,
+             {name + ": shift of all that is seen against the finest set, in pixels", shift, kMostShift, isStill},
+             isStill ? "" : ShiftInWords(state, name, levelOf, shift));
+        state.isShifted |= !isStill;
+        return false;
+    });
 }
 
 std::string FindCurve(const DecodeState& state) {

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "measure/absolute/tilegrid.h"
 #include "measure/base/phase.h"
 
 namespace measure {
@@ -69,7 +70,11 @@ double BorderPhases::StandardError() const {
 }
 
 BorderCollector::BorderCollector(const DecodeState& state, const GrayDecoding& code)
-    : mState(state), mCode(code), mPhases(state.Count(), BorderPhases(state.pictures.gray.size())) {}
+    : mState(state),
+      mCode(code),
+      mPhases(state.Count(), BorderPhases(state.pictures.gray.size())),
+      mTilesAcross(code.code.cols / TileGrid::kTile + 1),
+      mTiles(static_cast<std::size_t>(mTilesAcross * (code.code.rows / TileGrid::kTile + 1))) {}
 
 void BorderCollector::Collect() {
     constexpr int kRows = 512;
@@ -149,6 +154,9 @@ void BorderCollector::AddPhases(cv::Point a, cv::Point b) {
         if (set != static_cast<std::size_t>(mState.result.finest)) continue;
         const double noise = std::sqrt(mState.Variance(set, static_cast<double>(mState.Finest().modulation(a))));
         mSamples.push_back({phase, rise, noise, crossing.doubt});
+        Tile& tile = mTiles[static_cast<std::size_t>(a.y / TileGrid::kTile * mTilesAcross + a.x / TileGrid::kTile)];
+        tile.sum += std::polar(1.0, phase + crossing.place * rise);
+        ++tile.count;
     }
 }
 
@@ -166,6 +174,21 @@ double BorderCollector::FindSharedDoubt() const {
     const auto count = static_cast<double>(std::max<std::size_t>(mSamples.size(), 1));
     const double shared = expected < kLeastExpected * count ? 1 : std::min(1.0, std::abs(places) / expected);
     return shared * doubts / count;
+}
+
+double BorderCollector::ShareElsewhere() const {
+    constexpr int kFew = 24;
+    constexpr double kFar = 0.05 * 2 * CV_PI, kDeviations = 4;
+    const double mean = std::arg(Phases(static_cast<std::size_t>(mState.result.finest)).Mean());
+    double elsewhere = 0, all = 0;
+    for (const Tile& tile : mTiles) {
+        if (tile.count < kFew) continue;
+        const double count = tile.count, concentration = std::clamp(std::abs(tile.sum) / count, 1e-9, 1.0),
+                     error = std::sqrt(-2 * std::log(concentration) / count);
+        all += count;
+        if (std::abs(std::arg(tile.sum * std::polar(1.0, -mean))) > kFar + kDeviations * error) elsewhere += count;
+    }
+    return elsewhere / std::max(all, 1.0);
 }
 
 double BorderCollector::StandardError(std::size_t set) const {

@@ -47,8 +47,15 @@ public:
     // Per set, that of the phase at the position 0 as the borders tell it, radians: their scatter, and what the pixels
     // cannot tell as far as all borders lie at the same place between two of them.
     double StandardError(std::size_t set) const;
+    // Of the borders, those in parts of the picture where they lie elsewhere in the phase than in the whole of it.
+    double ShareElsewhere() const;
 
 private:
+    // Borders in a tile of the picture, and how they lie against the phase of the finest set.
+    struct Tile {
+        std::complex<double> sum;
+        int count = 0;
+    };
     // A border as the finest set sees it, radians: its first pixel above what the border should have, the way to the
     // second one, the standard deviation of this, and what the pixels cannot tell.
     struct Sample {
@@ -67,6 +74,8 @@ private:
     std::unordered_map<std::uint64_t, int> mSteps;  // by code before, code after and direction of the phase
     std::vector<BorderPhases> mPhases;
     std::vector<Sample> mSamples;
+    int mTilesAcross;
+    std::vector<Tile> mTiles;
     double mSharedDoubt = 0;  // radians of the finest set, of all borders alike
 };
 

@@ -120,16 +120,19 @@ void CheckSteps(DecodeState& state, const BorderCollector& collector) {
         const WorstPicture stray = FindStrayPicture(steps, bits);
         if (stray.index >= 0)
             slip = CodeName(state.axis, static_cast<std::size_t>(stray.index)) +
-                   " does not fit to the others: is it dark, without contrast, or of another exposure or code?";
+                   " does not fit to the others: is it dark, without contrast, or of another exposure or code" +
+                   (stray.index == 0 ? ", or are two frames of a set of fringes exchanged?" : "?");
     }
     Require(state.result,
             {"gray: share of its steps that lead to the next cell", ones, kLeastOnes,
              ones >= kLeastOnes && (slip.empty() || agreeing < kLeastAgreeing)},
-            "gray: its cells do not follow each other (" + Text(ones) + " of 1, at least " + Text(kLeastOnes) +
-                " are needed): " +
+            (ones < kLeastOnes ? "gray: its cells do not follow each other (" + Text(ones) + " of 1, at least " +
+                                     Text(kLeastOnes) + " are needed): "
+                               : "gray: its cells would follow the phase better: ") +
                 (slip.empty() ? "are its pictures in the right order, the most significant bit first?" : slip));
     const std::string against =
-        agreeing > kMirrored ? "is a picture of the code there twice, dark, or of another code?"
+        agreeing > kMirrored ? "are two frames of a set of fringes exchanged, or is a picture of the code there twice, "
+                               "dark, or of another code?"
                              : "are the signs of all shifts wrong, is \"direction\" -1, or is the code mirrored, its "
                                "first picture exchanged with the inverse one?";
     Require(
@@ -144,6 +147,18 @@ void CheckSteps(DecodeState& state, const BorderCollector& collector) {
               worst.share >= kLeastOfPicture},
              CodeName(state.axis, static_cast<std::size_t>(worst.index)) + ": only " + Text(worst.share) +
                  " of its borders lead to the next cell: is it in its place in the list?");
+}
+
+// The borders must fit to the phase in all parts of the picture alike.
+void CheckParts(DecodeState& state, const BorderCollector& collector) {
+    constexpr double kMostElsewhere = 0.02;
+    const double elsewhere = collector.ShareElsewhere();
+    Note(state.result,
+         {"gray: share of the borders of its cells in parts of the picture where they do not fit to the phase",
+          elsewhere, kMostElsewhere, elsewhere <= kMostElsewhere},
+         cv::format("gray: in %.1f %% of the picture its borders lie elsewhere in the fringes than in the rest",
+                    100 * elsewhere) +
+             ": did something move there between the fringes and the code?");
 }
 
 // The phases at the position 0, per set, which must be those of a given origin.
@@ -169,6 +184,7 @@ std::vector<double> CheckCode(DecodeState& state, const GrayDecoding& code) {
         return {};
     }
     CheckSteps(state, collector);
+    CheckParts(state, collector);
     return CheckOrigins(state, collector);
 }
 

@@ -47,8 +47,7 @@ CodeLevels LevelsOf(const DecodeState& state, int y, int x, float& bright) {
 // Some thousand pixels, in few rows, where neither noise nor saturation hides the levels.
 std::vector<CodeLevels> SampleCodeLevels(const DecodeState& state) {
     constexpr double kEnough = 1 << 12, kLeastShare = 0.25, kLeastNoise = 4;
-    const FringeLimits& limits = state.Finest().limits;
-    const auto saturated = static_cast<float>(limits.saturation * limits.fullScale);
+    const float saturated = state.SaturatedLevel();
     const cv::Size size = state.usable.size();
     const int step = std::max(1, static_cast<int>(std::sqrt(size.area() / kEnough) / 4));
     std::vector<CodeLevels> sample;

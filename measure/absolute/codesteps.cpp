@@ -93,16 +93,17 @@ std::string ExplainSteps(const std::vector<CodeSteps>& steps, int bits, bool has
 
 WorstPicture FindStrayPicture(const std::vector<CodeSteps>& steps, int bits) {
     constexpr int kEnough = 100;
-    constexpr double kLeastShare = 0.95, kFew = 0.01;
+    constexpr double kLeastShare = 0.95, kFew = 0.01, kFits = 0.9;
     WorstPicture stray{-1, kLeastShare};
     bool isBlank = false;  // without borders of its own; the picture before such a one may be taken for it
     for (int picture = 0; picture < bits; ++picture) {
         const Bits own = 1u << (bits - 1 - picture);
-        int others = 0, ones = 0, borders = 0;
+        int others = 0, ones = 0, turned = 0, borders = 0, fitting = 0;
         for (const CodeSteps& step : steps) {
             const Bits before = ToGray(step.before), after = ToGray(step.after);
             if ((before ^ after) == own) {
                 borders += step.count;
+                fitting += std::abs(step.after - step.before) == 1 ? step.count : 0;
                 continue;
             }
             const auto leads = [&](Bits bit) {
@@ -111,9 +112,14 @@ WorstPicture FindStrayPicture(const std::vector<CodeSteps>& steps, int bits) {
             };
             others += step.count;
             ones += leads(0) || leads(own) ? step.count : 0;
+            turned += leads(~before & own) ? step.count : 0;
         }
+        // The first picture turns the code round, and so explains any direction of any step. It is not to blame where
+        // its own borders fit, or where it would have to be the inverse one everywhere.
+        if (turned >= kLeastShare * others) continue;
         const double share = ones / static_cast<double>(std::max(others, 1));
         const bool hasNone = borders < kFew * others;
+        if (!hasNone && fitting > kFits * borders) continue;
         if (others < kEnough || share < kLeastShare || (isBlank && !hasNone)) continue;
         if (share <= stray.share && isBlank == hasNone) continue;
         stray = {picture, share};

@@ -52,13 +52,18 @@ struct DecodeState {
     bool commonOrigins = true;         // the sets were not given origins of their own by the edges of a code
     AbsolutePhase result;
     SpareImages spares;
-    double torn = 0;     // see ShareOfTornParts
-    double misfits = 0;  // see ShareOfMisfits
-    int beyond = 0;      // valid pixels whose coordinate lies beyond the projector by more than noise
+    bool isShifted = false;  // see CheckShifts
+    double torn = 0;         // see ShareOfTornParts
+    double misfits = 0;      // see ShareOfMisfits
+    int beyond = 0;          // valid pixels whose coordinate lies beyond the projector by more than noise
 
     std::size_t Count() const { return fringes.size(); }
     const FringePhase& Finest() const { return fringes[static_cast<std::size_t>(result.finest)]; }
     const Means& FinestMeans() const { return means[static_cast<std::size_t>(result.finest)]; }
+    float SaturatedLevel() const {
+        const FringeLimits& limits = Finest().limits;
+        return static_cast<float>(limits.saturation * limits.fullScale);
+    }
     // Orders of the finest set that the sets tell apart.
     double DistinctOrders() const { return repeat > 0 ? repeat : axis.length / periods[0]; }
     // The variance of the phase of a pixel of that modulation, radians squared.

@@ -79,9 +79,8 @@ std::optional<Reference> FindReference(const DecodeState& state, std::size_t set
     }
     const std::optional<PicturePair> pair = FindPair(state.pictures);
     if (!pair) return {};
-    return Reference{
-        [p = *pair](cv::Point at) { return (LevelAt(p.bright, at.y, at.x) + LevelAt(p.dark, at.y, at.x)) / 2; },
-        {[&of = state.fringes[set]](cv::Point at) { return of.modulation(at); }}};
+    return Reference{[p = *pair](cv::Point at) { return p.MeanAt(at.y, at.x); },
+                     {[&of = state.fringes[set]](cv::Point at) { return of.modulation(at); }}};
 }
 
 // The amplitude of the fringes that the mean of a set still has, as a share of the modulation. Frames in changing light

@@ -1,14 +1,23 @@
 #pragma once
 
+#include <algorithm>
 #include <optional>
 
 #include "measure/absolute.h"
+#include "measure/fringe/framepixels.h"
 
 namespace measure {
 
 // Two pictures between which every pixel gets all of the light and none of it.
 struct PicturePair {
     const cv::Mat &bright, &dark;
+
+    float MeanAt(int y, int x) const { return (LevelAt(bright, y, x) + LevelAt(dark, y, x)) / 2; }
+    // Whether the camera shows both as they are.
+    bool IsInRange(int y, int x, float saturated) const {
+        const auto [least, most] = std::minmax({LevelAt(bright, y, x), LevelAt(dark, y, x)});
+        return least > 0 && most < saturated;
+    }
 };
 
 // The white and the black picture, where there are both.
@@ -17,11 +26,11 @@ inline std::optional<PicturePair> WhiteAndBlack(const AxisPictures& pictures) {
     return PicturePair{pictures.white, pictures.black};
 }
 
-// The picture of the code with the widest cells and its inverse, else the white and the black one: the mean of the two
-// is that of fringes, but for edges, of which wide cells have the fewest.
+// The finest picture of the code and its inverse, else the white and the black one: their mean is that of fringes. The
+// finest one mostly is the last one, before which something may have moved.
 inline std::optional<PicturePair> FindPair(const AxisPictures& pictures) {
     if (pictures.gray.empty() || pictures.inverse.empty()) return WhiteAndBlack(pictures);
-    return PicturePair{pictures.gray.front(), pictures.inverse.front()};
+    return PicturePair{pictures.gray.back(), pictures.inverse.back()};
 }
 
 }  // namespace measure

@@ -166,16 +166,18 @@ std::string LightOf(const DecodeState& state, std::size_t set) {
 }
 
 // One mistake that makes pictures fail any of the comparisons, be it one that names another mistake.
-std::string FindCause(const DecodeState& state) {
+std::string FindCause(const DecodeState& state, bool isShiftNamed) {
     const std::string same = FindSameSets(state);
-    return same.empty() ? FindShift(state) : same;
+    return same.empty() && !isShiftNamed ? FindShift(state) : same;
 }
 
 void CompareSets(DecodeState& state, const Progress& progress) {
     CheckFrameOrder(state);
+    CheckShifts(state);
     CheckMeans(state);
     CheckTiles(state);
     CheckPairs(state);
+    CheckCodeTiles(state);
     CheckFlicker(state);
     CheckContrast(state);
     CheckLevels(state);
@@ -229,13 +231,14 @@ void CheckSets(DecodeState& state, const Progress& progress) {
     try {
         CompareSets(state, progress);
     } catch (const InputError& error) {
-        const std::string cause = FindCause(state);
+        const std::string cause = FindCause(state, false);
         if (cause.empty()) throw;
         throw InputError(cause + " (" + error.what() + ")");
     }
     const auto& checks = state.result.checks;
     if (std::any_of(checks.begin(), checks.end(), [](const DecodeCheck& check) { return !check.passed; }))
-        if (const std::string cause = FindCause(state); !cause.empty()) state.result.warnings.push_back(cause);
+        if (const std::string cause = FindCause(state, state.isShifted); !cause.empty())
+            state.result.warnings.push_back(cause);
 }
 
 }  // namespace measure

@@ -7,6 +7,7 @@
 #include "measure/absolute/checknotes.h"
 #include "measure/absolute/checks.h"
 #include "measure/absolute/growthrows.h"
+#include "measure/absolute/picturepair.h"
 #include "measure/absolute/tilegrid.h"
 #include "measure/base/quantile.h"
 #include "measure/unwrap.h"
@@ -73,6 +74,40 @@ std::vector<Misfits> SumMisfits(const DecodeState& state) {
     });
 }
 
+// Between the mean of a code and that of the fringes.
+struct Differences : Tile {
+    cv::Matx22d terms;
+    cv::Vec2d products;
+    double squares = 0;
+
+    void Add(double modulation, double difference) {
+        const cv::Vec2d of(modulation, 1);
+        ++count;
+        terms += of * of.t();
+        products += of * difference;
+        squares += difference * difference;
+    }
+    double SquaredModulations() const { return terms(0, 0); }
+    // What is left of the squares when a multiple of the modulation and a constant explain as much as they can. Another
+    // exposure differs by these, other light in the room, a curve of the camera, and light that comes from other parts
+    // of the scene, which is not the same under fringes and code, nearly so in a small part of the picture.
+    double SquaresLeft() const {
+        cv::Vec2d light;
+        cv::solve(terms, products, light, cv::DECOMP_SVD);
+        return squares - products.dot(light);
+    }
+};
+
+std::vector<Differences> SumDifferences(const DecodeState& state, const PicturePair& pair) {
+    const FringePhase& finest = state.Finest();
+    const float saturated = state.SaturatedLevel();
+    return SumTiles<Differences>(state.usable.size(), [&](Differences& tile, int y, int x) {
+        if (!state.usable(y, x) || !pair.IsInRange(y, x, saturated)) return;
+        tile.Add(static_cast<double>(finest.modulation(y, x)),
+                 static_cast<double>(pair.MeanAt(y, x) - state.FinestMeans().At(y, x)));
+    });
+}
+
 }  // namespace
 
 void CheckTiles(DecodeState& state) {
@@ -118,6 +153,25 @@ void CheckTiles(DecodeState& state) {
           changed <= kMostShare},
          cv::format("in %.1f %% of the picture the sets differ in their mean brightness", 100 * changed) +
              (curve.empty() ? ": did something move there between them, or did the light change?" : ", " + curve));
+}
+
+void CheckCodeTiles(DecodeState& state) {
+    constexpr double kMostDifference = 0.16, kMostDiffering = 0.02, kNoiseMargin = 1.4;
+    const std::optional<PicturePair> pair = FindPair(state.pictures);
+    if (!pair) return;
+    const std::vector<Differences> tiles = SumDifferences(state, *pair);
+    const double noises = 0.5 + 1 / static_cast<double>(state.Finest().shifts.size()),
+                 noise = noises * std::pow(kNoiseMargin * state.result.noise, 2);
+    const double differing = ShareIn(tiles, [&](std::size_t i) {
+        const double allowed = std::pow(kMostDifference, 2) * tiles[i].SquaredModulations() + noise * tiles[i].count;
+        return tiles[i].SquaresLeft() > allowed;
+    });
+    Note(state.result,
+         {"gray: share of the usable pixels in parts where its mean brightness is not that of the fringes", differing,
+          kMostDiffering, differing <= kMostDiffering},
+         cv::format("in %.1f %% of the picture the Gray code and the fringes differ in their mean brightness",
+                    100 * differing) +
+             ": did something move there, or did the light change?");
 }
 
 double ShareOfTornParts(const DecodeState& state, const cv::Mat1f& phase, const OwnOrders& orders,

@@ -278,8 +278,8 @@ TEST(Absolute, EveryMistakeIsNamed) {
     std::vector<Mistake> rows = {
         {"signs of one set", three, turn(1), "sines[1] do not fit to each other"},
         {"signs of the finest set", four, turn(2), "the phase of one of them runs the other way"},
-        {"signs of all sets", code, turn(0), "the code runs against the phase"},
-        {"direction", code, [](A axis, P) { axis.direction = -1; }, "runs against the phase"},
+        {"signs of all sets", code, turn(0), "are the signs of all shifts wrong"},
+        {"direction", code, [](A axis, P) { axis.direction = -1; }, "is \"direction\" -1"},
         {"periods exchanged", four, [](A axis, P) { std::swap(axis.sines[1].period, axis.sines[2].period); },
          "the periods of sines[1] and sines[2] look exchanged"},
         {"15 for 16", four, [](A axis, P) { axis.sines[2].period = kLength / 15; }, "wrong"},
@@ -375,6 +375,8 @@ TEST(Absolute, EveryMistakeIsNamed) {
                         },
                         "gray.frames[" + std::to_string(bit) + "] (code) and gray.frames[" + std::to_string(bit + 1) +
                             "] (code) show the same"});
+    rows.push_back({"two frames exchanged", code, [](A, P p) { std::swap(p.sines[0][0], p.sines[0][1]); },
+                    "are two frames of a set of fringes exchanged"});
     rows.push_back({"a dark picture of the code", code, [](A, P p) { p.gray[0].setTo(0); }, "gray"});
     for (std::size_t bit = 0; bit < 7; ++bit)
         rows.push_back({"neighbouring bits exchanged", code, swapPairs(bit, bit + 1),
@@ -469,6 +471,23 @@ TEST(Absolute, DoubtsAreSaid) {
              Moved(corner, {6, 0}).copyTo(corner);
          },
          "of the picture the frames do not belong together"},
+        {"a camera that creeps", code,
+         [](AxisPictures& p) {
+             for (auto* const pictures : {&p.gray, &p.inverse})
+                 for (cv::Mat& picture : *pictures) picture = Moved(picture, {1, 0});
+         },
+         "all that the Gray code shows is shifted by about 1.0"},
+        {"a part that moved a little before the code", code,
+         [part](AxisPictures& p) {
+             for (auto* const pictures : {&p.gray, &p.inverse})
+                 for (cv::Mat& picture : *pictures) Moved(picture(part), {2, 0}).copyTo(picture(part));
+         },
+         "of the picture its borders lie elsewhere in the fringes", "dark"},
+        {"a part that moved while one of three frames was taken", Gray(24, 12, 0, Bits::eInverse, 3),
+         [part](AxisPictures& p) {
+             Moved(p.sines[0][1](part), {4, 0}).copyTo(p.sines[0][1](part));
+         },
+         "the Gray code and the fringes differ in their mean brightness", "two-objects"},
         {"a part that moved between the fringes and the code", code,
          [part](AxisPictures& p) {
              for (cv::Mat& picture : p.sines[0]) Moved(picture(part), {5, 0}).copyTo(picture(part));
