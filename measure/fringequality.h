@@ -22,7 +22,7 @@ enum class FringeVerdict {
 // frames.
 struct FringeQuality {
     FringeVerdict verdict = FringeVerdict::eGood;
-    std::vector<std::string> findings;  // what is wrong, in words, with what helps; empty when nothing is
+    std::vector<std::string> findings;  // what is wrong, or corrected, in words, with what helps
 
     static constexpr double kLeastUsable = 0.01;  // below, hardly anything is usable
     double usable = 0;

@@ -27,7 +27,7 @@ struct HeightMap {
 };
 
 struct GridOptions {
-    double pitch = 0;  // millimetres; 0: the usual distance of neighbouring points, up to the next of 1, 2, 5, 10 …
+    double pitch = 0;  // millimetres; 0: the usual distance of neighbouring points, as the nearest of 1, 2, 5, 10 …
     // A triangle whose depths differ by more, millimetres, spans two surfaces and is left out; 0: DepthStep of the
     // cloud.
     double largestStep = 0;

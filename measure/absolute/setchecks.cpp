@@ -168,8 +168,8 @@ void CheckOffset(DecodeState& state, const std::string& names, double periods) {
     constexpr double kMost = 0.1;
     Require(state.result, {names + ": distance of the origins in periods", periods, kMost, periods <= kMost},
             names + " do not begin at the same place (" + Text(periods) + " periods off): are the " +
-                "frames of one set rotated, so that the list begins with another one, or is a number of " +
-                "periods wrong by one?");
+                "frames of one set rotated, so that the list begins with another one, is a number of " +
+                "periods wrong by one, or did camera or part move between the sets?");
 }
 
 // The smallest offsets of the sets, in radians, that explain the means of relations in periods; that of the finest is

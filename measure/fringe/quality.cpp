@@ -58,10 +58,10 @@ void Judge(const FringePhase& phase, const Ripple& ripple, const FrameNames& nam
             q.saturated > q.usable ? FringeVerdict::eLowContrast : FringeVerdict::eDoubtful);
     if (q.clipLevel > 0) say(ClipText(q.clipLevel, phase.limits.fullScale));
     if (ripple.known && ripple.amplitude > kMuchRipple)
-        say(
-            cv::format("the fringes are no sines: a ripple of %.2f rad, which is corrected unless that is turned off; "
+        say(cv::format("the fringes are no sines: a ripple of %.2f rad, which is corrected unless that is turned off; "
                        "more frames or the projector's gamma set to 1 avoid it",
-                       ripple.amplitude));
+                       ripple.amplitude),
+            FringeVerdict::eGood);
     constexpr auto kNotTogether = FringeVerdict::eNotTogether;
     if (q.sameA >= 0) say(AlikeText({q.sameA, q.sameB}, names), kNotTogether);
     if (!q.exchanged.empty()) {

@@ -33,13 +33,16 @@ struct Bounds {
     Extent x, y;
 };
 
-// The next of … 0.1, 0.2, 0.5, 1, 2, 5 …
-double RoundUp(double value) {
+// The nearest, by its ratio, of … 0.1, 0.2, 0.5, 1, 2, 5 …
+double Round(double value) {
     value = std::max(value, 1e-6);
     const double power = std::pow(10.0, std::floor(std::log10(value)));
-    for (const double step : {1.0, 2.0, 5.0})
-        if (value <= step * power * (1 + 1e-6)) return step * power;
-    return 10 * power;
+    double lower = 1;
+    for (const double step : {2.0, 5.0, 10.0}) {
+        if (value * value <= lower * step * power * power) break;
+        lower = step;
+    }
+    return lower * power;
 }
 
 class Rasterizer {
@@ -48,7 +51,7 @@ public:
         : mCloud(cloud),
           mDepth(DepthsOf(cloud)),
           mStep(DepthStep(cloud)),
-          mPitch(options.pitch > 0 ? options.pitch : RoundUp(mStep / kPointsPerStep)),
+          mPitch(options.pitch > 0 ? options.pitch : Round(mStep / kPointsPerStep)),
           mPerPitch(1 / mPitch),
           mLimit(static_cast<float>(options.largestStep > 0 ? options.largestStep : mStep)) {}
 
