@@ -44,6 +44,7 @@ constexpr char kDetails[] =
     "  vorip measure 'capture/fringe*.png' --out result";
 
 constexpr double kLeastShare = 0.5;  // of what the fringes reach; less is doubtful
+constexpr double kMostlyReached = 0.8;
 constexpr double kNearlyAll = 0.95;  // of what was measured
 
 class MeasureRun {
@@ -194,10 +195,11 @@ private:
     void Finish(double seconds) {
         const double share = mValid / static_cast<double>(mSize.area());
         const double reached = mValid / std::max(1.0, static_cast<double>(mReached));
-        if (reached < kLeastShare)
-            mDoubts.push_back(
-                cv::format("only %.1f %% of the pixels that the fringes reach could be measured: too dark or saturated",
-                           100 * reached));
+        if (reached < kMostlyReached)
+            (reached < kLeastShare ? mDoubts : mNotes)
+                .push_back(cv::format("only %.1f %% of the pixels that the fringes reach could be measured: too dark, "
+                                      "weak, too fine for the camera or saturated",
+                                      100 * reached));
         const bool good = mDoubts.empty();
         std::vector<SummaryEntry> entries{{"verdict", JsonText(good ? "good" : "doubtful")},
                                           {"doubts", JsonList(mDoubts)},
