@@ -147,6 +147,8 @@ void NoteMisfits(DecodeState& state) {
             state.result.warnings.push_back(of + ": " + MisfitText(misfit, name));
         else if (alike.a < 0 && ripple.IsOfOtherFrames())
             state.result.warnings.push_back(of + ": " + OtherFramesText(ripple));
+        else if (misfit.IsWorthNoting())
+            state.result.notes.push_back(of + ": " + SmallMisfitText(misfit));
     }
 }
 

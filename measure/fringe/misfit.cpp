@@ -102,6 +102,14 @@ std::string MisfitText(const Misfit& misfit, const FrameNames& names) {
            ": is it of another exposure, period or object?";
 }
 
+std::string SmallMisfitText(const Misfit& misfit) {
+    constexpr double kRadians = 1.7;  // that light which flickers, or a shaken camera, leave in the phase for each B
+    return cv::format(
+        "%.1f %% of the modulation remain that neither noise nor the shape of the fringes explains, which may leave "
+        "%.2f rad in the phase: light that flickers, speckle, or something that moved a little?",
+        100 * misfit.share, kRadians * misfit.share);
+}
+
 std::string OtherFramesText(const Ripple& ripple) {
     std::string amount;
     for (const int harmonic : {1, 2}) {

@@ -16,6 +16,9 @@ struct Misfit {
     double shareWithout = 0;  // what stays without that frame
 
     static constexpr double kMuch = 0.06;  // above what speckle leaves; it leaves 0.1 rad in the phase
+    static constexpr double kSome = 0.02;  // above what cameras in good order leave
+
+    bool IsWorthNoting() const { return share > kSome && share <= kMuch; }
 };
 
 // Fringes that are no sines leave a residual, too, but frames show the same wave, shifted: the harmonics 2 to 8, common
@@ -29,6 +32,8 @@ constexpr double kLeastNoise = 2e-3;
 // What is said of it, and of two frames that show the same.
 using FrameNames = std::function<std::string(int frame)>;
 std::string MisfitText(const Misfit& misfit, const FrameNames& names);
+// Of one that is worth noting and casts no doubt.
+std::string SmallMisfitText(const Misfit& misfit);
 // Of a ripple that IsOfOtherFrames(), which tells it of three frames, too.
 std::string OtherFramesText(const Ripple& ripple);
 std::string AlikeText(const FramePair& pair, const FrameNames& names);

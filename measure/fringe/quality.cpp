@@ -76,6 +76,8 @@ void Judge(const FringePhase& phase, const Ripple& ripple, const FrameNames& nam
             kNotTogether);
     } else if (q.sameA < 0 && ripple.IsOfOtherFrames()) {
         say(OtherFramesText(ripple), kNotTogether);
+    } else if (const Misfit misfit{q.misfit}; misfit.IsWorthNoting()) {
+        say(SmallMisfitText(misfit), FringeVerdict::eGood);
     }
 }
 

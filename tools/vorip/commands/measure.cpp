@@ -66,8 +66,8 @@ private:
         const PhaseResult solved = SolvePhase(options, mOutputs, mProgress);
         if (!solved.IsUsable()) throw measure::NothingUsable(kHardlyAnything);
         Add("phase", solved.entries, solved.report);
-        if (solved.quality.verdict != measure::FringeVerdict::eGood)
-            for (const std::string& finding : solved.quality.findings) mDoubts.push_back(finding);
+        std::vector<std::string>& words = solved.quality.verdict == measure::FringeVerdict::eGood ? mNotes : mDoubts;
+        words.insert(words.end(), solved.quality.findings.begin(), solved.quality.findings.end());
 
         mProgress.Stage("unwrapping");
         const auto start = std::chrono::steady_clock::now();
