@@ -16,6 +16,7 @@ constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
 cv::Mat Draw(const measure::HeightMap& map) {
     measure::PictureStyle style;
     style.title = "largest piece, its plane removed";
+    if (map.HasPitch()) style.title += cv::format("; %g mm a pixel", map.pitch);
     style.unit = map.unit;
     style.shade = map.HasPitch();
     return measure::DrawPicture(map.z, style);
