@@ -65,18 +65,21 @@ def log(text):
     print(text, file=sys.stderr, flush=True)
 
 
+def copy_sources(files, folder):
+    for file in files:
+        source, copy = ROOT / file, folder / file
+        if not copy.exists() or copy.read_bytes() != source.read_bytes():
+            copy.parent.mkdir(parents=True, exist_ok=True)
+            shutil.copy(source, copy)
+
+
 class Copy:
     """The unchanged sources, built once, and how a unit is compiled and the tests are linked with it."""
 
-    def __init__(self, folder, files):
+    def __init__(self, folder):
         self.folder, self.build = folder, folder / "build/quick"
         self.tests, self.mutant = self.build / "voripbase_tests", self.build / "voripbase_mutant"
         self.seconds = {}  # that the tests of a filter take when nothing is changed
-        for file in files:
-            source, copy = ROOT / file, folder / file
-            if not copy.exists() or copy.read_bytes() != source.read_bytes():
-                copy.parent.mkdir(parents=True, exist_ok=True)
-                shutil.copy(source, copy)
         configure = ["cmake", "--preset", "quick", "-DVORIPBASE_BUILD_PROGRAM=OFF",
                      "-DCMAKE_DISABLE_PRECOMPILE_HEADERS=ON"]
         build = ["cmake", "--build", "--preset", "quick", "--target", "voripbase_tests", "--parallel", str(CORES)]
@@ -172,8 +175,11 @@ class Trials:
 
     def __init__(self, files):
         self.copies = queue.Queue()
-        for number in range(CORES):
-            self.copies.put(Copy(ROOT / f"build/mutate/{number}", files))
+        folders = [ROOT / f"build/mutate/{number}" for number in range(CORES)]
+        for folder in folders:  # before anything is built, which takes its time: the sources may change meanwhile
+            copy_sources(files, folder)
+        for folder in folders:
+            self.copies.put(Copy(folder))
         self.pool = concurrent.futures.ThreadPoolExecutor(CORES)
 
     def run(self, changes, tests_of):
