@@ -225,6 +225,7 @@ void CheckOptions(const Options& options, const cv::Mat& image) {
 void RunGeometry(const Options& options) {
     OutputFile output(options.out);
     Progress progress("vorip geometry");
+    MemoryLimit::SetVariant("geometry " + options.operation);
     const cv::Mat image = measure::ReadPicture(options.in, progress.Watch());
     cv::Mat1b mask;
     CheckOptions(options, image);

@@ -169,6 +169,7 @@ std::string ChooseMethod(const Command& command, const std::string& given) {
 int RunUnwrap(const UnwrapOptions& given) {
     UnwrapOptions options = given;
     if (options.method.empty()) options.method = kReliability;
+    MemoryLimit::SetVariant("unwrap " + options.method);
     const std::optional<ResultFolder> folder = ResolveFolder(options);
     OutputSet outputs(options.out);
     Progress line("vorip unwrap");
