@@ -151,7 +151,7 @@ void CheckSteps(DecodeState& state, const BorderCollector& collector) {
 
 // The borders must fit to the phase in all parts of the picture alike.
 void CheckParts(DecodeState& state, const BorderCollector& collector) {
-    constexpr double kMostElsewhere = 0.02;
+    constexpr double kMostElsewhere = 0.05;  // wires in much noise reach 0.036
     const double elsewhere = collector.ShareElsewhere();
     Note(state.result,
          {"gray: share of the borders of its cells in parts of the picture where they do not fit to the phase",

@@ -6,6 +6,7 @@
 
 #include "measure/base/arguments.h"
 #include "measure/base/json.h"
+#include "measure/base/quantile.h"
 #include "measure/error.h"
 #include "measure/fringe/rowbands.h"
 #include "measure/image.h"
@@ -23,7 +24,8 @@ constexpr double kMostlyPossible = 0.97, kLeastPossible = 0.5, kLeastWithMistake
 constexpr double kMostImpossible = 0.005;  // of all points
 constexpr double kDoubtfulResidual = 3;    // projector pixels, median
 constexpr double kHopelessResidual = 25;
-constexpr double kBorder = 1;  // projector pixels that noise may lead out of its picture
+constexpr double kDoubtfulEvenResidual = 0.5;  // well calibrated set-ups stay below 0.3
+constexpr double kBorder = 1;                  // projector pixels that noise may lead out of its picture
 constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
 
 void CheckSizes(const ProjectorCoordinates& seen, const Calibration& calibration) {
@@ -49,6 +51,24 @@ bool ChooseRows(const ProjectorCoordinates& seen, const Calibration& calibration
                          " do not change with the depth, as the baseline of this calibration runs across them: decode "
                          "the other direction, too");
     return fromRows;
+}
+
+// How far residuals are from 0 evenly, in parts of the picture, where noise has no share in it: the median of the
+// medians of these parts.
+double EvenResidualOf(const cv::Mat1f& residual) {
+    constexpr int kTile = 32, kStep = 3;
+    constexpr std::size_t kFew = 30;
+    std::vector<double> medians;
+    for (int top = 0; top < residual.rows; top += kTile)
+        for (int left = 0; left < residual.cols; left += kTile) {
+            const cv::Mat1f tile = residual(cv::Rect(left, top, kTile, kTile) & cv::Rect({}, residual.size()));
+            std::vector<float> values;
+            for (int y = 0; y < tile.rows; y += kStep)
+                for (int x = 0; x < tile.cols; x += kStep)
+                    if (std::isfinite(tile(y, x))) values.push_back(tile(y, x));
+            if (values.size() >= kFew) medians.push_back(std::abs(static_cast<double>(MedianOf(values))));
+        }
+    return MedianOf(medians);
 }
 
 class CloudMaker {
@@ -197,6 +217,12 @@ private:
                 "projector: the calibration is that of another set-up or of pictures of another size, or origin or "
                 "period of the %s in the scan description are wrong",
                 100 * impossible, kFarthestBaselines, Name()));
+        if (!mOther.empty()) mResult.evenResidual = EvenResidualOf(mResult.cloud.rowResidual);
+        if (mResult.evenResidual > kDoubtfulEvenResidual && mResult.warnings.empty())
+            mResult.warnings.push_back(cv::format(
+                "the second direction lies %.2f projector pixels beside where the first one and the calibration expect "
+                "it, evenly in large parts of the picture: camera and projector do not stand as they were calibrated",
+                mResult.evenResidual));
         const double share = double(mResult.outside) / mResult.seen;
         if (share > 0.01)
             mResult.warnings.push_back(cv::format(
@@ -273,6 +299,7 @@ std::string SummaryOf(const CloudResult& result) {
         json[name] = {{"least", Rounded(least)}, {"greatest", Rounded(greatest)}};
     }
     json["median_residual_pixels"] = cloud.rowResidual.empty() ? Json(nullptr) : Json(Rounded(result.medianResidual));
+    json["even_residual_pixels"] = cloud.rowResidual.empty() ? Json(nullptr) : Json(Rounded(result.evenResidual));
     json["dropped_by_residual"] = result.dropped;
     json["warnings"] = result.warnings;
     return JsonText(json);
