@@ -44,8 +44,8 @@ struct CloudResult {
     int points = 0;             // valid ones
     int outside = 0;            // pixels dropped because their coordinate lies outside the projector's picture
     int dropped = 0;            // pixels dropped by maxResidual
-    double medianResidual = 0;  // of the absolute residuals; 0 without a second direction
-    double evenResidual = 0;    // what the residuals of parts of the picture have in common, without noise; the same
+    double medianResidual = 0;  // projector pixels, of the absolute residuals; 0 without a second direction
+    double evenResidual = 0;    // of the medians of the residuals in parts of the picture: without noise; the same
     std::vector<std::string> warnings;  // one line each
 };
 

@@ -45,9 +45,9 @@ TEXT = re.compile(r'"(?:[^"\\]|\\.)*"')
 MOST_UNITS = 8
 
 
-def places(file):
-    """Line number, columns and replacement of each token that can be changed."""
-    for number, line in enumerate((ROOT / file).read_text().splitlines()):
+def places(text):
+    """Line number, columns and replacement of each token of a source that can be changed."""
+    for number, line in enumerate(text.splitlines()):
         code = TEXT.sub(lambda text: "\"" * len(text.group()), line).split("//")[0]
         if NO_CODE.match(code):
             continue
@@ -158,9 +158,8 @@ def tests_of_library(file):
 
 
 class Change:
-    def __init__(self, file, number, start, end, replacement):
-        self.file, self.number = file, number
-        self.original = (ROOT / file).read_text()
+    def __init__(self, file, original, number, start, end, replacement):
+        self.file, self.original, self.number = file, original, number
         lines = self.original.splitlines(keepends=True)
         self.before = lines[number]
         self.after = self.before[:start] + replacement + self.before[end:]
@@ -176,7 +175,7 @@ class Trials:
     def __init__(self, files):
         self.copies = queue.Queue()
         folders = [ROOT / f"build/mutate/{number}" for number in range(CORES)]
-        for folder in folders:  # before anything is built, which takes its time: the sources may change meanwhile
+        for folder in folders:  # before anything is built, which takes its time
             copy_sources(files, folder)
         for folder in folders:
             self.copies.put(Copy(folder))
@@ -203,12 +202,13 @@ def main():
 
     files = subprocess.run(["git", "ls-files", "--cached", "--others", "--exclude-standard"], cwd=ROOT, check=True,
                            capture_output=True, text=True).stdout.split("\n")[:-1]
+    texts = {f: (ROOT / f).read_text() for f in files if re.search(r"\.(cpp|h)$", f)}  # which may change meanwhile
     trials = Trials(files)
     os.environ["CCACHE_DISABLE"] = "1"  # nobody else compiles what follows
 
     sources = [arguments.file] if arguments.file else [
         f for f in files if re.match(r"(imagemodel|ipbase|measure)/.*\.(cpp|h)$", f) and "codecs" not in f]
-    candidates = [(file, *place) for file in sources for place in places(file)]
+    candidates = [(file, texts[file], *place) for file in sources for place in places(texts[file])]
     random.Random(arguments.seed).shuffle(candidates)
     tried, doubtful, survivors = 0, [], 0
     while tried < arguments.count and candidates:  # more than once, for some do not compile

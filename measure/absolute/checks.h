@@ -24,7 +24,8 @@ void CheckFlicker(DecodeState& state);
 // Warns of frames of a set that do not belong together, or show the same.
 void NoteMisfits(DecodeState& state);
 
-// Warns when a set, or the code, shows all of the picture in another place than the finest set.
+// Warns when a set, or a pair of pictures (see FindPair), shows all of the picture in another place than the finest
+// set.
 void CheckShifts(DecodeState& state);
 
 // All sets must see the same mean brightness.
@@ -33,7 +34,8 @@ void CheckMeans(DecodeState& state);
 // Warns when that, or the fit of the frames of the finest set, is wrong in a part of the picture.
 void CheckTiles(DecodeState& state);
 
-// Warns when a Gray code, with its light fitted to that of the finest set, has another mean in a part of the picture.
+// Warns when a pair of pictures (see FindPair) has another mean than the finest set in a part of the picture, and light
+// does not explain that.
 void CheckCodeTiles(DecodeState& state);
 
 // The share of the valid pixels in parts of the picture where neighbours have replaced many orders that were not in

@@ -156,8 +156,10 @@ void CheckParts(DecodeState& state, const BorderCollector& collector) {
     Note(state.result,
          {"gray: share of the borders of its cells in parts of the picture where they do not fit to the phase",
           elsewhere, kMostElsewhere, elsewhere <= kMostElsewhere},
-         cv::format("gray: in %.1f %% of the picture its borders lie elsewhere in the fringes than in the rest",
-                    100 * elsewhere) +
+         cv::format(
+             "gray: %.1f %% of the borders of its cells are in parts of the picture where they lie elsewhere in the "
+             "fringes than in the rest",
+             100 * elsewhere) +
              ": did something move there between the fringes and the code?");
 }
 

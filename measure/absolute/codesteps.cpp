@@ -114,8 +114,8 @@ WorstPicture FindStrayPicture(const std::vector<CodeSteps>& steps, int bits) {
             ones += leads(0) || leads(own) ? step.count : 0;
             turned += leads(~before & own) ? step.count : 0;
         }
-        // The first picture turns the code round, and so explains any direction of any step. It is not to blame where
-        // its own borders fit, or where it would have to be the inverse one everywhere.
+        // No picture is to blame where its own borders fit, or where it would have to be the inverse one everywhere:
+        // the first one turns the code round, and so explains any direction of any step.
         if (turned >= kLeastShare * others) continue;
         const double share = ones / static_cast<double>(std::max(others, 1));
         const bool hasNone = borders < kFew * others;

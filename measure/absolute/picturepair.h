@@ -11,6 +11,7 @@ namespace measure {
 // Two pictures between which every pixel gets all of the light and none of it.
 struct PicturePair {
     const cv::Mat &bright, &dark;
+    const char* name = "the pair of white and black";
 
     float MeanAt(int y, int x) const { return (LevelAt(bright, y, x) + LevelAt(dark, y, x)) / 2; }
     // Whether the camera shows both as they are.
@@ -30,7 +31,7 @@ inline std::optional<PicturePair> WhiteAndBlack(const AxisPictures& pictures) {
 // finest one mostly is the last one, before which something may have moved.
 inline std::optional<PicturePair> FindPair(const AxisPictures& pictures) {
     if (pictures.gray.empty() || pictures.inverse.empty()) return WhiteAndBlack(pictures);
-    return PicturePair{pictures.gray.back(), pictures.inverse.back()};
+    return PicturePair{pictures.gray.back(), pictures.inverse.back(), "the Gray code"};
 }
 
 }  // namespace measure

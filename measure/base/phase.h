@@ -6,9 +6,9 @@ namespace measure {
 inline constexpr float kPi = 3.14159265f;
 inline constexpr double kTwoPi = 6.283185307179586;
 inline constexpr float kPeriodsPerRadian = 0.15915494309189535f;
-inline constexpr float kRadiansPerPeriod = 6.283185307179586f;
+inline constexpr auto kRadiansPerPeriod = static_cast<float>(kTwoPi);
 
-// Phases from here on count as none: sums and differences of them stay within what whole numbers hold.
+// Phases from here on count as none: below, the periods between two of them are numbers that an int, and Nearest, hold.
 inline constexpr float kLeastHugePhase = 1e6f;
 
 // The whole number next to v, for |v| < 2^22.

@@ -53,7 +53,7 @@ bool ChooseRows(const ProjectorCoordinates& seen, const Calibration& calibration
     return fromRows;
 }
 
-// How far residuals are from 0 evenly, in parts of the picture, where noise has no share in it: the median of the
+// How far residuals are from 0 evenly, in parts of the picture, where noise has hardly a share in it: the median of the
 // medians of these parts.
 double EvenResidualOf(const cv::Mat1f& residual) {
     constexpr int kTile = 32, kStep = 3;
@@ -145,7 +145,7 @@ private:
                         "the calibration expect it",
                         fit.residual);
         std::string likely = LikelyConvention(mSeen, mCalibration, mResult.isFromRows, fit);
-        const bool isProved = !likely.empty() && !mOther.empty();  // one direction alone fits to much
+        const bool isProved = !likely.empty() && !mOther.empty();  // one direction alone fits to many mistakes
         if (const std::string hint = HintOfSize(); !isProved && !hint.empty()) likely = hint;
         text += likely.empty() ? ": the calibration is that of another set-up, or origin, direction or period of the "
                                  "columns in the scan description are wrong"

@@ -2,6 +2,7 @@
 // with files of both.
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <cstdlib>
 #include <filesystem>
 #include <iostream>
@@ -143,7 +144,7 @@ TEST_F(Faults, OfOneCallLeaveWholeFiles) {
     if (const char* const share = std::getenv("VORIP_EACH_FAULT")) std::istringstream(share) >> first >> step;
     for (const Replacement& replacement : kReplacements) {
         Prepare(replacement);
-        for (const std::string function : {"rename", "write", "fsync", "malloc"}) {
+        for (const std::string function : {"rename", "write", "fsync", "readdir", "malloc"}) {
             const long stride = step * (function == "malloc" ? replacement.stride : 1);
             int failed = 0;
             for (long k = first; TryFault(function, k); k += step > 0 ? stride : 1 + k / 3) ++failed;
@@ -191,10 +192,14 @@ TEST_F(Faults, DeathAtAnyMomentLeavesWholeFiles) {
     std::minstd_rand random(1);
     for (const Replacement& replacement : kReplacements) {
         Prepare(replacement);
+        PutOld();
+        const auto start = std::chrono::steady_clock::now();
+        Succeed(mWrite);
+        const std::chrono::duration<double, std::milli> takes = std::chrono::steady_clock::now() - start;
         int died = 0;
         for (int n = 0; n < 100 && !HasFailure(); ++n) {
             PutOld();
-            int waits = static_cast<int>(random() % 80);  // milliseconds; it takes some 50
+            int waits = static_cast<int>(random() % static_cast<unsigned>(1.3 * takes.count() + 1));  // milliseconds
             const Outcome outcome = Run(
                 mWrite, [&] { return --waits < 0; }, SIGKILL);
             died += outcome.exitCode != 0;

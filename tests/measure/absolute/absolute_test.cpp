@@ -477,12 +477,22 @@ TEST(Absolute, DoubtsAreSaid) {
                  for (cv::Mat& picture : *pictures) picture = Moved(picture, {1, 0});
          },
          "all that the Gray code shows is shifted by about 1.0"},
+        {"a camera that creeps before white and black",
+         [&] {
+             CodedAxis axis = waves;
+             axis.white = "white", axis.black = "black";
+             return axis;
+         }(),
+         [](AxisPictures& p) {
+             for (cv::Mat* const picture : {&p.white, &p.black}) *picture = Moved(*picture, {1, 0});
+         },
+         "all that the pair of white and black shows is shifted by about"},
         {"a part that moved a little before the code", code,
          [part](AxisPictures& p) {
              for (auto* const pictures : {&p.gray, &p.inverse})
                  for (cv::Mat& picture : *pictures) Moved(picture(part), {2, 0}).copyTo(picture(part));
          },
-         "of the picture its borders lie elsewhere in the fringes", "dark"},
+         "where they lie elsewhere in the fringes", "dark"},
         {"a part that moved while one of three frames was taken", Gray(24, 12, 0, Bits::eInverse, 3),
          [part](AxisPictures& p) {
              Moved(p.sines[0][1](part), {4, 0}).copyTo(p.sines[0][1](part));
