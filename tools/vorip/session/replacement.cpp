@@ -103,7 +103,7 @@ void Replacement::KeepEarlier(Step& step) {
 }
 
 void Replacement::CopyAcross(Step& step) {
-    if (IsOneFileSystem(step.prepared, step.place.parent_path())) return;
+    if (IsOneFileSystem(step.prepared.parent_path(), step.place.parent_path())) return;
     step.beside = std::make_unique<Staging>(step.place.parent_path(), step.place.filename().string());
     step.prepared = CopyBeside(step.prepared, step.place, *step.beside);
 }
@@ -123,7 +123,8 @@ void Replacement::MoveAll() {
 void Replacement::PutBack(const fs::filesystem_error& reason) {
     std::map<Staging*, fs::path> lost;  // and the folder that it is of
     for (; mMoved > 0; --mMoved) {
-        const Step& step = mSteps[mMoved - 1];
+        Step& step = mSteps[mMoved - 1];
+        step.beside.reset();  // putting back needs the place
         try {
             step.earlier.empty() ? void(fs::remove(step.place)) : Rename(step.earlier, step.place);
         } catch (const std::exception&) {
