@@ -22,7 +22,7 @@ enum class FringeVerdict {
 // frames.
 struct FringeQuality {
     FringeVerdict verdict = FringeVerdict::eGood;
-    std::vector<std::string> findings;  // what is wrong, or corrected, in words, with what helps
+    std::vector<std::string> findings;  // what is wrong, corrected or good to know, in words; also with eGood
 
     static constexpr double kLeastUsable = 0.01;  // below, hardly anything is usable
     double usable = 0;

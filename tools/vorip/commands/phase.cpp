@@ -49,8 +49,7 @@ int RunPhase(const PhaseOptions& options) {
         std::puts(kHardlyAnything);
         return kExitNothingUsable;
     }
-    if (result.quality.verdict != measure::FringeVerdict::eGood)
-        for (const std::string& finding : result.quality.findings) Warn(finding);
+    for (const std::string& finding : result.quality.findings) Warn(finding);
     return kExitDone;
 }
 
