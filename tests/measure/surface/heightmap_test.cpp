@@ -5,6 +5,7 @@
 
 #include <clocale>
 #include <cmath>
+#include <cstdlib>
 #include <cstring>
 #include <limits>
 
@@ -153,15 +154,19 @@ TEST_F(HeightFiles, KeepHeightsPitchOriginAndUnit) {
 }
 
 TEST_F(HeightFiles, AreWrittenAsOthersReadThem) {
+    const std::string command = "localedef -i de_DE -f UTF-8 " + File("de_DE.UTF-8") + " >/dev/null 2>&1";
+    if (std::system(command.c_str()) == 0) setenv("LOCPATH", File("").c_str(), 1);
+    bool hasComma = false;
     std::string gsf;
-    for (const char* locale : {"de_DE.UTF-8", "C"}) {  // a comma before decimals, where that locale is installed
-        std::setlocale(LC_NUMERIC, locale);
+    for (const char* locale : {"de_DE.UTF-8", "C"}) {  // a comma before decimals, where that locale can be had
+        if (std::setlocale(LC_NUMERIC, locale) != nullptr) hasComma |= *std::localeconv()->decimal_point == ',';
         EXPECT_EQ(CsvOf({{"tilt", 0.5, "mm"}}), "quantity,value,unit\ntilt,0.5,mm\n") << locale;
         WriteHeightMap(File("a.gsf"), map);
         gsf = ReadText("a.gsf");
         const std::string start = "Gwyddion Simple Field 1.0\nXRes = 22\nYRes = 31\nXReal = 0.0011\nYReal = 0.00155\n";
         EXPECT_EQ(gsf.substr(0, start.size()), start) << locale;
     }
+    unsetenv("LOCPATH");
     const std::size_t data = gsf.size() - 4 * map.z.total();
     EXPECT_EQ(data % 4, 0U);
     EXPECT_EQ(gsf[data - 1], '\0');
@@ -203,6 +208,7 @@ TEST_F(HeightFiles, AreWrittenAsOthersReadThem) {
     options.bits = 16;
     EXPECT_THROW(EncodeHeightMap("a.npy", map, options), InputError);
     EXPECT_THROW(WriteHeightMap(File("none/a.npy"), map), OutputError);
+    if (!hasComma) GTEST_SKIP() << "a locale with decimal commas could not be had, all else was tested";
 }
 
 TEST_F(HeightFiles, ThatAreNoneAreRefused) {
