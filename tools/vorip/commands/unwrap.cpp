@@ -21,8 +21,10 @@ namespace {
 
 constexpr char kAbout[] = "The continuous phase of a wrapped phase picture";
 constexpr char kDetails[] =
-    "PHASE is the folder of vorip phase, whose phase, mask, contrast and modulation are then used, or a picture: 256\n"
-    "steps per period when it is 8-bit, 65,536 when 16-bit; a float phase is in radians, NaN is excluded.\n"
+    "PHASE is the folder of vorip phase, or of vorip measure of one set of fringes, whose phase, mask, contrast and\n"
+    "modulation are then used, or a picture: 256 steps per period when it is 8-bit, 65,536 when 16-bit; a float phase "
+    "is\n"
+    "in radians, NaN is excluded.\n"
     "\n"
     "The method 'reliability' joins neighbouring pixels, those first where the phase runs straight and, if there is a\n"
     "contrast picture, the contrast of the fringes does not change: a change often is the edge of an object. The "
@@ -202,7 +204,10 @@ int RunUnwrap(const UnwrapOptions& given) {
 void AddUnwrapCommand(CommandLine& program) {
     const auto options = std::make_shared<UnwrapOptions>();
     Command& command = program.Add("unwrap", kAbout, kDetails);
-    command.Add("PHASE", options->phase, "Wrapped phase, or the folder of vorip phase").Required();
+    command
+        .Add("PHASE", options->phase,
+             "Wrapped phase, or the folder of vorip phase, or of vorip measure of one set of fringes")
+        .Required();
     command.Add("--out", options->out, "Folder for the results").Required().Type("DIR");
     command.Add("--method", options->method, "How to unwrap [reliability]").OneOf({kReliability, kRegions});
     command.Add("--mask", options->mask, "8-bit mask, 128 and above is usable [everything]").Type("FILE");
