@@ -104,9 +104,9 @@ MEASURE_API std::string SummaryOf(const Ripple& ripple);
 // and u = sines[0] - i cosines[0] is known from the phase. Pixels that reach the limit of modulation when they are
 // freed of that are added to phase.usable, so that surfaces near the limit have no holes at some phases;
 // phase.modulation stays as it was measured. With other than equal steps the ripple does not tell the swing, the usable
-// pixels stay. Does nothing when the ripple is not worth correcting. The ripple of another set must come from the same
-// shifts: throws InputError otherwise, unless every harmonic has finite amplitudes, and when images of the phase are
-// missing or differ in size. When it is stopped, the phase is corrected in part and of no use any more.
+// pixels stay. Does nothing when the ripple is not worth correcting. Throws InputError for a ripple worth correcting
+// that comes from other shifts, for harmonics without finite amplitudes, and when images of the phase are missing or
+// differ in size. When it is stopped, the phase is corrected in part and of no use any more.
 MEASURE_API void CorrectRipple(FringePhase& phase, const Ripple& ripple, const Progress& progress = {});
 
 // The fringe contrast c = min(1, B / (A + 1)), A and B as means over 3 x 3 pixels, NaN where A or B is. With the ripple

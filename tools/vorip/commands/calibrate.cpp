@@ -81,7 +81,7 @@ public:
         mFile->AddText(fs::path(mOptions.out).filename().string(),
                        measure::EncodeCalibration(mOptions.out, result.calibration));
         if (mReport) AddReport(result, text);
-        OutputSet::CommitAll(mReport ? std::vector{&*mReport, &*mFile} : std::vector{&*mFile});
+        OutputSet::CommitAll(mReport ? std::vector{&*mFile, &*mReport} : std::vector{&*mFile});
         mProgress.End();
         for (const std::string& refusal : mRefusals) Warn("left out: " + refusal);
         std::fputs(text.c_str(), stdout);

@@ -47,7 +47,7 @@ public:
     // Replaces files of the same names; when one cannot be moved, those already moved are taken back. Once it is done,
     // others may write into the folder.
     void Commit() { CommitAll({this}); }
-    // The same for several sets, all or none; one that has made the folder of another goes last.
+    // The same for several sets, all or none.
     static void CommitAll(const std::vector<OutputSet*>& sets);
 
 private:

@@ -14,6 +14,10 @@ namespace vorip {
 // that they lead to is replaced. When one file cannot be moved, the earlier ones are put back, in all folders.
 class Replacement {
 public:
+    // All throw filesystem_error, or measure::OutputError for places that cannot be replaced or that another run is
+    // writing, and the earlier files stand as they did. Only Run may fail to put all back: then nothing is deleted, and
+    // its OutputError tells where they are.
+
     // Adds the files of a hidden folder, among which these must be, and the folder that they go to.
     void Add(Staging& from, const FileList& written, const std::filesystem::path& to);
 
@@ -23,9 +27,6 @@ public:
 
     // Moves the files, which is not to be interrupted.
     void Run();
-
-    // All throw std::filesystem::filesystem_error when the earlier files stand as they did. When they do not, nothing
-    // is deleted, and the measure::OutputError of Run tells where they are.
 
 private:
     struct Step {
