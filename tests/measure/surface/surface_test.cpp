@@ -169,6 +169,10 @@ TEST(Surface, TakesProfilesAlongLines) {
         ASSERT_EQ(profile.height.size(), static_cast<std::size_t>(length / 0.7) + 2);
         for (std::size_t i = 0; i < profile.height.size(); ++i) {
             const cv::Point2d p = profile.pixels[i];
+            const double way = std::min(0.7 * static_cast<double>(i), length), rest = (way - 50) / (length - 50);
+            const cv::Point2d place = rest < 0 ? cv::Point2d(10 + 0.6 * way, 10 + 0.8 * way)
+                                               : cv::Point2d(40 + 50.5 * rest, 50 + 0.25 * rest);
+            EXPECT_LT(cv::norm(p - place), 1e-9) << i;
             const double x = map.origin.x + 0.5 * p.x, y = map.origin.y - 0.5 * p.y;
             EXPECT_NEAR(static_cast<double>(profile.height[i]), 2 * x - y + 3, 1e-4) << i;
             EXPECT_EQ(profile.samples[i], std::max(1.0, width)) << i;
