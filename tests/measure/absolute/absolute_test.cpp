@@ -377,6 +377,8 @@ TEST(Absolute, EveryMistakeIsNamed) {
                             "] (code) show the same"});
     rows.push_back({"two frames exchanged", code, [](A, P p) { std::swap(p.sines[0][0], p.sines[0][1]); },
                     "are two frames of a set of fringes exchanged"});
+    rows.push_back({"an inverse picture of the code twice", code, [](A, P p) { p.inverse[0] = p.inverse[1]; },
+                    "gray.inverse[0] (inverse) and gray.inverse[1] (inverse) show the same"});
     rows.push_back({"a dark picture of the code", code, [](A, P p) { p.gray[0].setTo(0); }, "gray"});
     for (std::size_t bit = 0; bit < 7; ++bit)
         rows.push_back({"neighbouring bits exchanged", code, swapPairs(bit, bit + 1),

@@ -257,6 +257,8 @@ TEST_F(HeightFiles, ThatAreNoneAreRefused) {
         WriteBytes("b.gsf", changed.replace(changed.find(key), std::strlen(change), change));
         EXPECT_THROW(ReadHeightMap(File("b.gsf")), InputError) << change;
     }
+    WriteBytes("b.gsf", std::string(gsf).replace(gsf.find("XRes"), 4, "None"));
+    EXPECT_THROW(ReadHeightMap(File("b.gsf")), InputError);
     WriteBytes("b.gsf", std::string(gsf).insert(gsf.find("XReal"), "XReal = 0.00110\n"));  // twice
     EXPECT_THROW(ReadHeightMap(File("b.gsf")), InputError);
     WriteBytes("b.gsf", gsf.substr(0, gsf.size() - 1));
