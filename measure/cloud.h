@@ -45,7 +45,8 @@ struct CloudResult {
     int outside = 0;            // pixels dropped because their coordinate lies outside the projector's picture
     int dropped = 0;            // pixels dropped by maxResidual
     double medianResidual = 0;  // projector pixels, of the absolute residuals; 0 without a second direction
-    double evenResidual = 0;    // of the medians of the residuals in parts of the picture: without noise; the same
+    double evenResidual =
+        0;  // the same of the medians of the residuals in parts of the picture, which noise hardly moves
     std::vector<std::string> warnings;  // one line each
 };
 

@@ -48,7 +48,7 @@ MOST_UNITS = 8
 def places(text):
     """Line number, columns and replacement of each token of a source that can be changed."""
     for number, line in enumerate(text.splitlines()):
-        code = TEXT.sub(lambda text: "\"" * len(text.group()), line).split("//")[0]
+        code = TEXT.sub(lambda match: "\"" * len(match.group()), line).split("//")[0]
         if NO_CODE.match(code):
             continue
         for token in TOKEN.finditer(code):

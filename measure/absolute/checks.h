@@ -36,7 +36,7 @@ void CheckTiles(DecodeState& state);
 
 // Warns when a pair of pictures (see FindPair) has another mean than the finest set in a part of the picture, and light
 // does not explain that.
-void CheckCodeTiles(DecodeState& state);
+void CheckPairTiles(DecodeState& state);
 
 // The share of the valid pixels in parts of the picture where neighbours have replaced many orders that were not in
 // doubt by noise, having a lead, and the result still jumps nearby: whole areas may have a wrong order there.

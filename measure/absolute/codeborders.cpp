@@ -178,7 +178,7 @@ double BorderCollector::FindSharedDoubt() const {
 
 double BorderCollector::ShareElsewhere() const {
     constexpr int kFew = 24;
-    constexpr double kFar = 0.05 * 2 * CV_PI, kDeviations = 4;
+    constexpr double kFar = 0.05 * kTwoPi, kDeviations = 4;  // nearly all parts of right scans stay within 0.03 periods
     const double mean = std::arg(Phases(static_cast<std::size_t>(mState.result.finest)).Mean());
     double elsewhere = 0, all = 0;
     for (const Tile& tile : mTiles) {

@@ -177,7 +177,7 @@ void CompareSets(DecodeState& state, const Progress& progress) {
     CheckMeans(state);
     CheckTiles(state);
     CheckPairs(state);
-    CheckCodeTiles(state);
+    CheckPairTiles(state);
     CheckFlicker(state);
     CheckContrast(state);
     CheckLevels(state);

@@ -75,7 +75,7 @@ std::vector<Misfits> SumMisfits(const DecodeState& state) {
     });
 }
 
-// Between the mean of a code and that of the fringes.
+// Between the mean of a pair of pictures and that of the fringes.
 struct Differences : Tile {
     cv::Matx22d terms;
     cv::Vec2d products;
@@ -156,7 +156,7 @@ void CheckTiles(DecodeState& state) {
              (curve.empty() ? ": did something move there between them, or did the light change?" : ", " + curve));
 }
 
-void CheckCodeTiles(DecodeState& state) {
+void CheckPairTiles(DecodeState& state) {
     // Of real scans, light that comes from other parts of the scene makes 0.003 of the picture differ so much.
     constexpr double kMostDifference = 0.16, kMostDiffering = 0.02;
     const std::optional<PicturePair> pair = FindPair(state.pictures);

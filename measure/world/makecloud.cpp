@@ -24,7 +24,7 @@ constexpr double kMostlyPossible = 0.97, kLeastPossible = 0.5, kLeastWithMistake
 constexpr double kMostImpossible = 0.005;  // of all points
 constexpr double kDoubtfulResidual = 3;    // projector pixels, median
 constexpr double kHopelessResidual = 25;
-constexpr double kDoubtfulEvenResidual = 0.5;  // well calibrated set-ups stay below 0.3
+constexpr double kDoubtfulEvenResidual = 0.5;  // exact calibrations leave 0.005, ten pixels of a wrong centre 0.24
 constexpr double kBorder = 1;                  // projector pixels that noise may lead out of its picture
 constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
 
@@ -209,7 +209,8 @@ private:
 
     void Finish() {
         if (mResult.points == 0) throw NothingUsable("no point remains");
-        if (mResult.warnings.empty() && !HintOfSize().empty()) mResult.warnings.push_back("probably " + HintOfSize());
+        if (const std::string hint = HintOfSize(); mResult.warnings.empty() && !hint.empty())
+            mResult.warnings.push_back("probably " + hint);
         const double impossible = mImpossible / static_cast<double>(mResult.seen);
         if (impossible > kMostImpossible && mResult.warnings.empty())
             mResult.warnings.push_back(cv::format(
